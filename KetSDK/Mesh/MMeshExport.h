@@ -1,0 +1,4 @@
+#pragma once
+
+// Marks what the mesh library exports; everything else stays hidden.
+#define KETSDK_MESH_API __attribute__((visibility("default")))

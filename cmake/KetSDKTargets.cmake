@@ -1,0 +1,42 @@
+# One place that says how every target of this project is compiled.
+
+# Flags that hold for library, host, tests and benches alike.
+add_library(ketsdk_build_flags INTERFACE)
+target_compile_features(ketsdk_build_flags INTERFACE cxx_std_20)
+target_compile_options(ketsdk_build_flags INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffp-contract=off)
+if(KETSDK_WARNINGS_AS_ERRORS)
+  target_compile_options(ketsdk_build_flags INTERFACE -Werror)
+endif()
+if(KETSDK_SANITIZE)
+  target_compile_options(ketsdk_build_flags INTERFACE
+    -fsanitize=${KETSDK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ketsdk_build_flags INTERFACE -fsanitize=${KETSDK_SANITIZE})
+endif()
+
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+# ketsdk_add_library(NAME EXPORT_NAME HEADER_BASE): a shared library KetSDK::EXPORT_NAME made of
+# all sources below the current folder; its headers are found from HEADER_BASE in the tree and
+# from the include folder after installing.
+function(ketsdk_add_library name export_name header_base)
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
+  file(GLOB_RECURSE headers CONFIGURE_DEPENDS *.h)
+  add_library(${name} SHARED ${sources} ${headers})
+  add_library(KetSDK::${export_name} ALIAS ${name})
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:ketsdk_build_flags>)
+  target_include_directories(${name} PUBLIC
+    $<BUILD_INTERFACE:${header_base}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+  set_target_properties(${name} PROPERTIES
+    EXPORT_NAME ${export_name} OUTPUT_NAME KetSDK.${export_name}
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${name} EXPORT KetSDKMeshTargets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  file(RELATIVE_PATH header_path ${header_base} ${CMAKE_CURRENT_SOURCE_DIR})
+  install(DIRECTORY ./ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${header_path}
+    FILES_MATCHING PATTERN "*.h")
+endfunction()
