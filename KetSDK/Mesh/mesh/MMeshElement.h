@@ -1,0 +1,51 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MDataMaskIndex.h>
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
+#include <KetSDK/Mesh/mesh/MMeshPoint.h>
+
+#include <utility>
+#include <vector>
+
+// A mesh element: an array of node pointers whose length is the element's kind. The element owns the
+// array and never the nodes, which live in the node container of the mesh and must outlive it.
+// At most 255 nodes; move-only. Safe to read from several threads while none changes it.
+class KETSDK_MESH_API MMeshElement : public MDataMaskIndex {
+public:
+    // No nodes.
+    MMeshElement() = default;
+    // Copies the first n entries of `nodes`.
+    MMeshElement(unsigned char n, MMeshPoint** nodes);
+    // Copies all entries of `nodes`.
+    explicit MMeshElement(std::vector<MMeshPoint*> const& nodes);
+
+    MMeshElement(MMeshElement const&) = delete;
+    MMeshElement& operator=(MMeshElement const&) = delete;
+    // Takes over array, count and flags and leaves the source without nodes. The mask index comes along.
+    MMeshElement(MMeshElement&& other) noexcept
+        : MDataMaskIndex(other), m_nodes(std::exchange(other.m_nodes, nullptr)),
+          m_count(std::exchange(other.m_count, static_cast<unsigned char>(0))), m_flags(other.m_flags) {}
+    MMeshElement& operator=(MMeshElement&& other) noexcept;
+    ~MMeshElement() { delete[] m_nodes; }
+
+    // Drops the nodes; the element stays usable.
+    void Free() noexcept;
+    // Replaces the nodes by copies of the given pointers.
+    void Set(unsigned char n, MMeshPoint** nodes);
+    void Set(std::vector<MMeshPoint*> const& nodes);
+
+    // The node array of GetNodeCount() pointers, owned by the element.
+    MMeshPoint* const* GetNodes() const noexcept { return m_nodes; }
+    // Node i, not range-checked.
+    MMeshPoint* GetNode(unsigned int i) const noexcept { return m_nodes[i]; }
+    // Number of nodes, which is the element's kind.
+    unsigned char GetNodeCount() const noexcept { return m_count; }
+    // Tet4, Tet10, Hex8, or Other for every other node count.
+    MMeshElementDescriptor::ElementType GetType() const noexcept;
+
+private:
+    MMeshPoint** m_nodes = nullptr;
+    unsigned char m_count = 0;
+    unsigned char m_flags = 0; // reserved; moves along, read by nobody
+};

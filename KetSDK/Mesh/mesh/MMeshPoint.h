@@ -1,0 +1,43 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MDataMaskIndex.h>
+#include <KetSDK/Common/Shared/MLong.h>
+
+// A mesh node: an integer position in internal units. The node knows its place in the node container
+// of its mesh and its slot in the node masks, and nothing else of the mesh.
+// A plain value: safe to use from several threads as long as none of them writes it.
+class MMeshPoint : public MDataMaskIndex {
+public:
+    // At the origin, in no container.
+    MMeshPoint() = default;
+    // At a position in internal units, in no container.
+    MMeshPoint(MLong px, MLong py, MLong pz) noexcept : x(px), y(py), z(pz) {}
+
+    MMeshPoint(MMeshPoint const&) = default;
+    // Takes over the mask index and the position but keeps its own index: assigning to a node that
+    // lives in a container moves a position into its slot.
+    MMeshPoint& operator=(MMeshPoint const& other) noexcept {
+        MDataMaskIndex::operator=(other);
+        x = other.x;
+        y = other.y;
+        z = other.z;
+        return *this;
+    }
+
+    // Equal index and position: two nodes at one place but in different slots differ.
+    bool operator==(MMeshPoint const& o) const noexcept {
+        return m_index == o.m_index && x == o.x && y == o.y && z == o.z;
+    }
+    bool operator!=(MMeshPoint const& o) const noexcept { return !(*this == o); }
+
+    // The node's position in the node container of its mesh; -1 for a node in no container.
+    MLong GetIndex() const noexcept { return m_index; }
+
+    MLong x = 0; // internal units
+    MLong y = 0;
+    MLong z = 0;
+
+private:
+    friend class MMeshPointContainer;
+    MLong m_index = -1;
+};
