@@ -1,0 +1,134 @@
+#include <KetSDK/Mesh/materials/MDataMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Mesh/mesh/MMeshPoint.h>
+
+#include <algorithm>
+
+template <typename T>
+MDataMaskContainer<T>::~MDataMaskContainer() {
+    _DropMasks();
+}
+
+template <typename T>
+void MDataMaskContainer<T>::Optimise() {}
+
+template <typename T>
+void MDataMaskContainer<T>::RegisterMaskObject(T& object) {
+    std::uint64_t const index = _GetNewID();
+    object.SetMaskIndex(index);
+    if (m_keep_objects)
+        m_objects[index] = &object;
+}
+
+template <typename T>
+void MDataMaskContainer<T>::UnregisterMaskObject(T const& object) {
+    std::uint64_t const index = object.GetMaskIndex();
+    if (index >= m_capacity)
+        return;
+    if (m_keep_objects)
+        m_objects[index] = nullptr;
+    _ReleaseID(index);
+}
+
+template <typename T>
+void MDataMaskContainer<T>::ResetMaskObject(T const& object) {
+    _SetDefault(object.GetMaskIndex());
+}
+
+template <typename T>
+void MDataMaskContainer<T>::CopyMaskInfo(T const& from, T const& to) {
+    for (MDataMaskBase<T>* mask : m_masks)
+        if (mask->GetCopyFlag())
+            mask->CopyValue(from, to);
+}
+
+template <typename T>
+bool MDataMaskContainer<T>::AddMask(IDataMask* mask) {
+    auto* const typed = dynamic_cast<MDataMaskBase<T>*>(mask);
+    if (!typed || typed->m_owner)
+        return false;
+    typed->Resize(m_capacity);
+    m_masks.push_back(typed);
+    typed->m_owner = this;
+    return true;
+}
+
+template <typename T>
+bool MDataMaskContainer<T>::RemoveMask(IDataMask const* mask) {
+    auto const found = std::find_if(m_masks.begin(), m_masks.end(),
+                                    [mask](MDataMaskBase<T>* m) { return static_cast<IDataMask*>(m) == mask; });
+    if (found == m_masks.end())
+        return false;
+    (*found)->m_owner = nullptr;
+    m_masks.erase(found);
+    return true;
+}
+
+template <typename T>
+std::size_t MDataMaskContainer<T>::MemoryUsed() const {
+    std::size_t bytes = m_free.MemoryUsed() + m_objects.MemoryUsed();
+    for (MDataMaskBase<T> const* mask : m_masks)
+        bytes += mask->MemoryUsed();
+    return bytes;
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_ReleaseAllIDs() {
+    m_free_count = 0;
+    for (std::uint64_t index = m_capacity; index-- > 0;) {
+        if (m_keep_objects)
+            m_objects[index] = nullptr;
+        _Push(index);
+    }
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_DropMasks() noexcept {
+    for (MDataMaskBase<T>* mask : m_masks)
+        mask->m_owner = nullptr;
+    m_masks.clear();
+}
+
+template <typename T>
+std::uint64_t MDataMaskContainer<T>::_GetNewID() {
+    if (m_free_count == 0) {
+        // Descending, so that the lowest index of the batch lies on top.
+        for (std::uint64_t i = Batch; i-- > 0;)
+            _Push(m_capacity + i);
+        m_capacity += Batch;
+        if (m_keep_objects)
+            m_objects.Grow(m_capacity, nullptr);
+        _ReallocateMasks();
+    }
+    std::uint64_t const index = m_free[--m_free_count];
+    _SetDefault(index);
+    return index;
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_ReleaseID(std::uint64_t index) {
+    _Push(index);
+    if (m_free_count > m_optimise_threshold)
+        Optimise();
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_Push(std::uint64_t index) {
+    m_free.Grow(m_free_count + 1, 0);
+    m_free[m_free_count++] = index;
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_ReallocateMasks() {
+    for (MDataMaskBase<T>* mask : m_masks)
+        mask->Resize(m_capacity);
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_SetDefault(std::uint64_t index) {
+    for (MDataMaskBase<T>* mask : m_masks)
+        mask->ResetValueAt(index);
+}
+
+template class MDataMaskContainer<MMeshElement>;
+template class MDataMaskContainer<MMeshPoint>;

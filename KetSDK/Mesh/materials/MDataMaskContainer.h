@@ -1,0 +1,80 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/IDataMaskOwner.h>
+#include <KetSDK/Mesh/materials/MDataMask.h>
+
+#include <cstdint>
+#include <vector>
+
+// Hands out and takes back the mask indices of objects of type T (MMeshElement or MMeshPoint) and
+// keeps every registered mask sized to them. Indices come in batches of 128, ascending; an index given
+// back is the first to be reused, with default values in all masks. The generic container owns no mask.
+// Not synchronised: indices and masks are registered from one thread at a time.
+template <typename T>
+class KETSDK_MESH_API MDataMaskContainer : public IDataMaskOwner {
+public:
+    MDataMaskContainer() = default;
+    MDataMaskContainer(MDataMaskContainer const&) = delete;
+    MDataMaskContainer& operator=(MDataMaskContainer const&) = delete;
+    // Lets go of the masks; they stay with their owners.
+    ~MDataMaskContainer() override;
+
+    // Hook that runs when more indices are free than the optimise threshold; does nothing here.
+    virtual void Optimise();
+
+    // Gives the object a fresh index, also when it has one already.
+    void RegisterMaskObject(T& object);
+    // Takes the object's index back. Its values stay until the index is handed out again.
+    void UnregisterMaskObject(T const& object);
+    // Puts the default into the object's slot of every mask.
+    void ResetMaskObject(T const& object);
+    // Copies the values of `from` to `to` in every mask whose copy flag is set.
+    void CopyMaskInfo(T const& from, T const& to);
+
+    // Adds a mask for objects of type T and sizes it. False for null, for a mask of another kind of
+    // object and for one that is registered already.
+    bool AddMask(IDataMask* mask);
+    bool RemoveMask(IDataMask const* mask) override;
+    std::uint64_t GetNumberOfMasks() const noexcept { return m_masks.size(); }
+    // The registered masks in order of registration.
+    std::vector<MDataMaskBase<T>*> const& Masks() const noexcept { return m_masks; }
+
+    // Number of slots that every mask has.
+    std::uint64_t GetCapacity() const noexcept { return m_capacity; }
+    // The object that uses an index; null for a free index and while no object table is kept.
+    T* GetObjectAt(std::uint64_t index) const noexcept {
+        return m_keep_objects && index < m_capacity ? m_objects[index] : nullptr;
+    }
+    // Bytes held by masks, free indices and object table.
+    std::size_t MemoryUsed() const;
+
+protected:
+    // From now on records which object uses which index. Called before the first registration.
+    void _KeepObjectTable() noexcept { m_keep_objects = true; }
+    // Takes every index back at once; masks stay registered.
+    void _ReleaseAllIDs();
+    // Lets go of every mask.
+    void _DropMasks() noexcept;
+
+private:
+    std::uint64_t _GetNewID();
+    void _ReleaseID(std::uint64_t index);
+    void _Push(std::uint64_t index);
+    void _ReallocateMasks();
+    void _SetDefault(std::uint64_t index);
+
+    static constexpr std::uint64_t Batch = 128;
+
+    std::vector<MDataMaskBase<T>*> m_masks;
+    std::uint64_t m_capacity = 0;
+    std::uint64_t m_optimise_threshold = 0xFFFFFFFF;
+    KetSDK::Mesh::Detail::MPagedArray<std::uint64_t> m_free;
+    std::uint64_t m_free_count = 0;
+    KetSDK::Mesh::Detail::MPagedArray<T*> m_objects;
+    bool m_keep_objects = false;
+};
+
+class MMeshElement;
+class MMeshPoint;
+extern template class MDataMaskContainer<MMeshElement>;
+extern template class MDataMaskContainer<MMeshPoint>;

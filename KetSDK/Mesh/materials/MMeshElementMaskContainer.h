@@ -1,0 +1,125 @@
+#pragma once
+
+#include <KetSDK/Mesh/materials/MDataMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Mesh/mesh/MMeshSurfaceTriangleList.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+class MFile;
+class MMeshBase;
+
+// The masks of a mesh's elements: the built-in ones, which exist from their first Get until Release or
+// Clear and belong to the container, and user masks, which belong to their makers. Created by the mesh.
+// The const Get operations return null while the mask does not exist.
+class KETSDK_MESH_API MMeshElementMaskContainer : public MDataMaskContainer<MMeshElement> {
+public:
+    // One entry of an element's volume list: the share of the element that a volume takes.
+    struct MMaskInfo {
+        unsigned short volume_index = 0;
+        double weight = 0.0;
+        friend bool operator==(MMaskInfo const&, MMaskInfo const&) = default;
+    };
+    using VolumeList = std::vector<MMaskInfo>;
+
+    ~MMeshElementMaskContainer() override;
+
+    // Grey value of the image (Hounsfield units for CT); 0 by default.
+    MDataMask<MMeshElement, double>* GetGreyValueMask() { return _Create(m_grey_values, 0.0); }
+    MDataMask<MMeshElement, double> const* GetGreyValueMask() const { return m_grey_values.get(); }
+    bool HasGreyValueMask() const noexcept { return m_grey_values != nullptr; }
+    void ReleaseGreyValueMask() noexcept { m_grey_values.reset(); }
+
+    // Material identifier; -1 (no material) by default.
+    MDataMask<MMeshElement, int>* GetMaterialMask() { return _Create(m_materials, -1); }
+    MDataMask<MMeshElement, int> const* GetMaterialMask() const { return m_materials.get(); }
+    bool HasMaterialMask() const noexcept { return m_materials != nullptr; }
+    void ReleaseMaterialMask() noexcept { m_materials.reset(); }
+
+    // Number of the sub-volume that the element belongs to; -1 (none) by default.
+    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return _Create(m_subvolumes, -1); }
+    MDataMask<MMeshElement, int> const* GetSubvolumeMask() const { return m_subvolumes.get(); }
+    bool HasSubvolumeMask() const noexcept { return m_subvolumes != nullptr; }
+    void ReleaseSubvolumeMask() noexcept { m_subvolumes.reset(); }
+
+    // Volumes that share the element, with weights; empty by default.
+    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() { return _Create(m_volume_lists, VolumeList()); }
+    MDataMask<MMeshElement, VolumeList> const* GetVolumeIndexMask() const { return m_volume_lists.get(); }
+    bool HasVolumeIndexMask() const noexcept { return m_volume_lists != nullptr; }
+    void ReleaseVolumeIndexMask() noexcept { m_volume_lists.reset(); }
+
+    // Identifier that the element had where it came from; -1 by default.
+    MDataMask<MMeshElement, int>* GetOriginalIDs() { return _Create(m_original_ids, -1); }
+    MDataMask<MMeshElement, int> const* GetOriginalIDs() const { return m_original_ids.get(); }
+    bool HasOriginalIDs() const noexcept { return m_original_ids != nullptr; }
+    void ReleaseOriginalIDs() noexcept { m_original_ids.reset(); }
+
+    // Faces of the element on a boundary; empty by default.
+    MDataMask<MMeshElement, MMeshSurfaceTriangleList>* GetSurfaceMask() {
+        return _Create(m_surface_triangles, MMeshSurfaceTriangleList());
+    }
+    MDataMask<MMeshElement, MMeshSurfaceTriangleList> const* GetSurfaceMask() const {
+        return m_surface_triangles.get();
+    }
+    bool HasSurfaceMask() const noexcept { return m_surface_triangles != nullptr; }
+    void ReleaseSurfaceMask() noexcept { m_surface_triangles.reset(); }
+
+    // Whether the element is shown; true by default.
+    MDataMaskBits<MMeshElement>* GetVisibleMask() { return _Create(m_visible, true); }
+    MDataMaskBits<MMeshElement> const* GetVisibleMask() const { return m_visible.get(); }
+    bool HasVisibleMask() const noexcept { return m_visible != nullptr; }
+    void ReleaseVisibleMask() noexcept { m_visible.reset(); }
+
+    // Registers a user mask, which stays the caller's; with a name it can be found again, and a name
+    // that is taken passes to the new mask. False, and nothing changed, for a mask that AddMask refuses.
+    bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
+    bool RegisterMask(IDataMask* mask, std::string const& name);
+    // Takes a user mask out of the container.
+    bool UnregisterMask(IDataMask const* mask) { return RemoveMask(mask); }
+    bool RemoveMask(IDataMask const* mask) override;
+    // The mask registered under a name; null when there is none.
+    IDataMask* FindMask(std::string const& name) const;
+
+    // Deletes the built-in masks, lets go of user masks and takes back every index.
+    void Clear();
+
+    // Writes the built-in masks that exist, values in the order of the mesh's elements.
+    void SaveElementMaskToFile(MMeshBase* mesh, MFile* file) const;
+    // Reads what SaveElementMaskToFile wrote, for as many elements as the mesh has. A block that is cut
+    // off or belongs to another number of elements throws "invalid state" and changes nothing.
+    void LoadElementMaskFromFile(MMeshBase* mesh, MFile* file);
+
+private:
+    friend class MMeshBase;
+    MMeshElementMaskContainer() { _KeepObjectTable(); }
+
+    // Pairs of an element of another mesh and the element here that is its copy.
+    using CopiedElements = std::vector<std::pair<MMeshElement const*, MMeshElement const*>>;
+    // Copies the built-in values of another mesh, with sub-volume numbers or without.
+    void _CopyBuiltInMasks(MMeshElementMaskContainer const& other, CopiedElements const& copies,
+                           bool with_subvolumes);
+
+    // Makes a built-in mask on first access. Built-in values follow an element that is copied.
+    template <typename M, typename V>
+    M* _Create(std::unique_ptr<M>& mask, V const& default_value) {
+        if (!mask) {
+            mask = std::make_unique<M>(default_value);
+            mask->SetCopyFlag(true);
+            AddMask(mask.get());
+        }
+        return mask.get();
+    }
+
+    std::map<std::string, IDataMask*> m_names;
+    std::unique_ptr<MDataMask<MMeshElement, double>> m_grey_values;
+    std::unique_ptr<MDataMask<MMeshElement, int>> m_materials;
+    std::unique_ptr<MDataMask<MMeshElement, int>> m_subvolumes;
+    std::unique_ptr<MDataMask<MMeshElement, VolumeList>> m_volume_lists;
+    std::unique_ptr<MDataMask<MMeshElement, int>> m_original_ids;
+    std::unique_ptr<MDataMask<MMeshElement, MMeshSurfaceTriangleList>> m_surface_triangles;
+    std::unique_ptr<MDataMaskBits<MMeshElement>> m_visible;
+};

@@ -1,0 +1,143 @@
+#include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
+
+#include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/Mesh/materials/MMaskFile.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
+
+#include <stdexcept>
+
+using namespace KetSDK::Mesh::Detail;
+
+// One iterator a triangle, which the lists of its three nodes share.
+struct MMeshPointMaskContainer::NeighbourMask {
+    std::vector<std::unique_ptr<MMeshTriangleIterator>> triangles;
+    MDataMask<MMeshPoint, TriangleList> lists;
+};
+
+MMeshPointMaskContainer::MMeshPointMaskContainer(MMeshBase* mesh) : m_mesh(mesh) {
+    _KeepObjectTable();
+}
+
+MMeshPointMaskContainer::~MMeshPointMaskContainer() = default;
+
+MDataMask<MMeshPoint, int>* MMeshPointMaskContainer::GetOriginalIDs() {
+    if (!m_original_ids) {
+        m_original_ids = std::make_unique<MDataMask<MMeshPoint, int>>(-1);
+        m_original_ids->SetCopyFlag(true);
+        AddMask(m_original_ids.get());
+    }
+    return m_original_ids.get();
+}
+
+bool MMeshPointMaskContainer::RegisterMask(IDataMask* mask, std::string const& name) {
+    if (!AddMask(mask))
+        return false;
+    m_names[name] = mask;
+    return true;
+}
+
+bool MMeshPointMaskContainer::RemoveMask(IDataMask const* mask) {
+    std::erase_if(m_names, [mask](auto const& entry) { return entry.second == mask; });
+    return MDataMaskContainer::RemoveMask(mask);
+}
+
+IDataMask* MMeshPointMaskContainer::FindMask(std::string const& name) const {
+    auto const found = m_names.find(name);
+    return found == m_names.end() ? nullptr : found->second;
+}
+
+void MMeshPointMaskContainer::Clear() {
+    ReleaseOriginalIDs();
+    ReleaseNeighbourMask();
+    m_names.clear();
+    _DropMasks();
+    _ReleaseAllIDs();
+}
+
+bool MMeshPointMaskContainer::RecalculateNeighbourMask(bool surface_only) {
+    ReleaseNeighbourMask();
+    MMeshElementMaskContainer& element_masks = *m_mesh->GetElementMasks();
+    if (m_mesh->NumberOfElements() == 0 || (surface_only && !element_masks.HasSurfaceMask()))
+        return false;
+    auto mask = std::make_unique<NeighbourMask>();
+    AddMask(&mask->lists);
+
+    auto const enter = [&mask](MMeshTriangleIterator const& triangle) {
+        MMeshPoint* corners[3];
+        triangle.GetTriangle(corners);
+        MMeshTriangleIterator* const kept = mask->triangles.emplace_back(triangle.Clone(nullptr)).get();
+        for (MMeshPoint const* corner : corners)
+            mask->lists.GetSlot(corner->GetMaskIndex()).push_back(kept);
+    };
+    std::unique_ptr<MeshElementsIterator<0>> element_it(m_mesh->CreateBeginElementIter());
+    if (surface_only) {
+        for (; !element_it->IsDone(); ++*element_it) {
+            for (auto const& face : element_masks.GetSurfaceMask()->GetValue(**element_it)) {
+                MMeshTetrahedronIterator tetrahedron(element_it.get(), static_cast<char>(face.tetrahedron));
+                enter(MMeshTriangleIterator(&tetrahedron, static_cast<char>(face.triangle)));
+            }
+        }
+    } else {
+        MMeshTetrahedronIterator tetrahedron(element_it.get());
+        for (MMeshTriangleIterator triangle(&tetrahedron); !triangle.IsDone(); ++triangle)
+            enter(triangle);
+    }
+    m_neighbours = std::move(mask);
+    return true;
+}
+
+void MMeshPointMaskContainer::ReleaseNeighbourMask() noexcept {
+    m_neighbours.reset();
+}
+
+void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
+                                                        unsigned long long& count) {
+    triangles = nullptr;
+    count = 0;
+    if (!m_neighbours || point.GetMaskIndex() >= m_neighbours->lists.GetSize())
+        return;
+    TriangleList& list = m_neighbours->lists.GetSlot(point.GetMaskIndex());
+    triangles = list.empty() ? nullptr : list.data();
+    count = list.size();
+}
+
+void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
+                                                        unsigned long long& count) const {
+    const_cast<MMeshPointMaskContainer*>(this)->GetNeighbourMaskPointInfo(point, triangles, count);
+}
+
+void MMeshPointMaskContainer::_CopyBuiltInMasks(MMeshPointMaskContainer const& other, MMeshBase const& source) {
+    if (!other.HasOriginalIDs())
+        return;
+    MDataMask<MMeshPoint, int>& ids = *GetOriginalIDs();
+    MMeshPointIterator copy = m_mesh->BeginPoint();
+    for (MMeshPointConstIterator p = source.BeginPoint(); p != source.EndPoint(); ++p, ++copy)
+        ids.SetValue(*copy, other.m_original_ids->GetValue(*p));
+}
+
+// The file: number of nodes (32 bits), a byte that says whether identifiers follow, the identifiers.
+
+void MMeshPointMaskContainer::SaveMeshPointMaskToFile(MFile* file) const {
+    file->WRITE(static_cast<std::uint32_t>(m_mesh->NumberOfPoints()));
+    file->WRITE(static_cast<std::uint8_t>(HasOriginalIDs()));
+    if (HasOriginalIDs())
+        for (MMeshPointIterator p = m_mesh->BeginPoint(); p != m_mesh->EndPoint(); ++p)
+            WriteValue(*file, m_original_ids->GetValue(*p));
+}
+
+void MMeshPointMaskContainer::LoadMeshPointMaskFromFile(MFile* file) {
+    auto const count = file->READ<std::uint32_t>();
+    auto const has_ids = file->READ<std::uint8_t>();
+    if (!file->IsGood() || count != static_cast<std::uint32_t>(m_mesh->NumberOfPoints()) || has_ids > 1)
+        throw std::runtime_error("invalid state");
+    if (has_ids == 0)
+        return;
+    std::vector<int> ids;
+    ReadValues(*file, count, ids);
+    MMeshPointIterator p = m_mesh->BeginPoint();
+    for (int const id : ids) {
+        GetOriginalIDs()->SetValue(*p, id);
+        ++p;
+    }
+}

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <KetSDK/Mesh/materials/MDataMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshPoint.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+class MFile;
+class MMeshBase;
+class MMeshTriangleIterator;
+
+// The masks of a mesh's nodes: the built-in original identifiers and the neighbour mask, which belong
+// to the container, and user masks, which belong to their makers. Created by the mesh.
+class KETSDK_MESH_API MMeshPointMaskContainer : public MDataMaskContainer<MMeshPoint> {
+public:
+    ~MMeshPointMaskContainer() override;
+
+    // Identifier that the node had where it came from; -1 by default. The const form returns null
+    // while the mask does not exist.
+    MDataMask<MMeshPoint, int>* GetOriginalIDs();
+    MDataMask<MMeshPoint, int> const* GetOriginalIDs() const { return m_original_ids.get(); }
+    bool HasOriginalIDs() const noexcept { return m_original_ids != nullptr; }
+    void ReleaseOriginalIDs() noexcept { m_original_ids.reset(); }
+
+    // The neighbour mask holds, for every node, iterators at the triangles that use it: faces of the
+    // elements' tetrahedra, in the order of the mesh. With `surface_only` only faces that the elements'
+    // surface mask lists count. Rebuilds the mask; false (and no mask) for a mesh without elements,
+    // and with `surface_only` for one without a surface mask. The mask does not follow later changes.
+    bool RecalculateNeighbourMask(bool surface_only);
+    bool HasNeighbourMask() const noexcept { return m_neighbours != nullptr; }
+    void ReleaseNeighbourMask() noexcept;
+    // Gives the iterators of a node as an array that the container owns, and its length; null and 0
+    // where there are none.
+    void GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
+                                   unsigned long long& count);
+    void GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
+                                   unsigned long long& count) const;
+
+    // User masks; as for elements.
+    bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
+    bool RegisterMask(IDataMask* mask, std::string const& name);
+    bool RemoveMask(IDataMask const* mask) override;
+    IDataMask* FindMask(std::string const& name) const;
+
+    // Deletes the built-in masks, lets go of user masks and takes back every index.
+    void Clear();
+
+    // Writes the original identifiers in the order of the mesh's nodes.
+    void SaveMeshPointMaskToFile(MFile* file) const;
+    // Reads them back for as many nodes as the mesh has; a block that is cut off or belongs to another
+    // number of nodes throws "invalid state" and changes nothing.
+    void LoadMeshPointMaskFromFile(MFile* file);
+
+private:
+    friend class MMeshBase;
+    explicit MMeshPointMaskContainer(MMeshBase* mesh);
+
+    std::vector<MDataMaskBase<MMeshPoint>*> const& GetMasks() const noexcept { return Masks(); }
+    // Copies the original identifiers of another mesh, node by node.
+    void _CopyBuiltInMasks(MMeshPointMaskContainer const& other, MMeshBase const& source);
+
+    using TriangleList = std::vector<MMeshTriangleIterator*>;
+    struct NeighbourMask;
+
+    MMeshBase* m_mesh;
+    std::map<std::string, IDataMask*> m_names;
+    std::unique_ptr<MDataMask<MMeshPoint, int>> m_original_ids;
+    std::unique_ptr<NeighbourMask> m_neighbours;
+};

@@ -1,0 +1,366 @@
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Math/MathCore/MMTransform.h>
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+using KetSDK::Mesh::Detail::MeshElementsIterator;
+
+namespace {
+
+constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
+
+MLong ToInternal(double value) {
+    return static_cast<MLong>(std::lround(value));
+}
+
+MMVector<double, 3> ModelPosition(MMeshPoint const& p) {
+    return {p.x / Unit, p.y / Unit, p.z / Unit};
+}
+
+} // namespace
+
+MMeshBase::MMeshBase()
+    : m_points(std::make_unique<MMeshPointContainer>())
+    , m_elements(std::make_unique<MMeshElementContainer>())
+    , m_point_masks(new MMeshPointMaskContainer(this))
+    , m_element_masks(new MMeshElementMaskContainer)
+    , m_neighbors(std::make_unique<MMeshBaseNeighborsInfo>(this)) {
+    AddSubVolume();
+}
+
+MMeshBase::MMeshBase(MMeshBase const& other) : ISAXReference(other), ISAXPersist(other) {
+    m_points = std::make_unique<MMeshPointContainer>();
+    m_elements = std::make_unique<MMeshElementContainer>();
+    m_point_masks.reset(new MMeshPointMaskContainer(this));
+    m_element_masks.reset(new MMeshElementMaskContainer);
+    m_neighbors = std::make_unique<MMeshBaseNeighborsInfo>(this);
+    _CopyFrom(other);
+}
+
+MMeshBase& MMeshBase::operator=(MMeshBase const& other) {
+    if (this != &other) {
+        ClearMesh();
+        RemoveCorrespondenceMapper();
+        _CopyFrom(other);
+    }
+    return *this;
+}
+
+MMeshBase::~MMeshBase() = default;
+
+void MMeshBase::_CopyFrom(MMeshBase const& other) {
+    m_points = std::make_unique<MMeshPointContainer>(*other.m_points);
+    m_elements = _CreateElementContainerFromOther(*m_points, *other.m_elements);
+    _RegisterAll();
+    m_box = other.m_box;
+    CopyMetadata(other);
+    _CopySubVolumes(other);
+
+    MMeshElementMaskContainer::CopiedElements copies;
+    copies.reserve(static_cast<std::size_t>(m_elements->GetNumElements()));
+    for (std::uint64_t i = 0; i < m_elements->GetNumElements(); ++i)
+        copies.emplace_back(other.GetElement(i), GetElement(i));
+    m_element_masks->_CopyBuiltInMasks(*other.m_element_masks, copies, true);
+    m_point_masks->_CopyBuiltInMasks(*other.m_point_masks, other);
+}
+
+void MMeshBase::_CopySubVolumes(MMeshBase const& other) {
+    m_subvolumes.clear();
+    for (auto const& source : other.m_subvolumes) {
+        MMeshSubVolume* const copy = AddSubVolume();
+        copy->SetName(source->GetName());
+        copy->SetID(source->GetID());
+        copy->SetMatID(source->GetMatID());
+        copy->m_element_count = source->m_element_count;
+    }
+}
+
+std::unique_ptr<MMeshElementContainer>
+MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements) {
+    auto copies = std::make_unique<MMeshElementContainer>();
+    std::vector<MMeshPoint*> nodes;
+    for (MMeshElement const& e : elements) {
+        nodes.clear();
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+            nodes.push_back(points.GetPointPtrAt(static_cast<std::uint64_t>(e.GetNode(i)->GetIndex())));
+        copies->AddElement(nodes);
+    }
+    return copies;
+}
+
+void MMeshBase::_RegisterAll() {
+    for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i)
+        m_point_masks->RegisterMaskObject(*m_points->GetPointPtrAt(i));
+    for (MMeshElement& e : *m_elements)
+        m_element_masks->RegisterMaskObject(e);
+}
+
+// Persistence
+
+void MMeshBase::LoadState(MStreamMFileIn&) {
+    throw std::logic_error("not implemented");
+}
+
+void MMeshBase::SaveState(MStreamMFileOut&) {
+    throw std::logic_error("not implemented");
+}
+
+// Nodes
+
+MMeshPointIterator MMeshBase::AddPoint(MLong x, MLong y, MLong z) {
+    MMeshPoint& node = m_points->AddPoint(x, y, z);
+    m_box.Widen({x, y, z});
+    // A node that was there already is registered again on purpose: it gets a fresh slot.
+    m_point_masks->RegisterMaskObject(node);
+    return {m_points.get(), static_cast<std::uint64_t>(node.GetIndex())};
+}
+
+MMeshPoint& MMeshBase::AddPointUnique(MMVector<double, 3> const& p, double scale) {
+    ForbidDuplicatePoints();
+    return *AddPoint(ToInternal(scale * p[0]), ToInternal(scale * p[1]), ToInternal(scale * p[2]));
+}
+
+void MMeshBase::ForbidDuplicatePoints() {
+    m_points->CreateCoordinateIndex();
+}
+
+void MMeshBase::AllowDuplicatePoints() {
+    m_points->DropCoordinateIndex();
+}
+
+void MMeshBase::DisableSorting() {
+    m_points->DropCoordinateIndex();
+}
+
+// Elements
+
+MMeshElement* MMeshBase::_AddElementWithoutSubVolume(char n, MMeshPoint** nodes) {
+    MMeshElement* const e = m_elements->GetElementPtrAt(m_elements->AddElement(n, nodes));
+    m_element_masks->RegisterMaskObject(*e);
+    return e;
+}
+
+MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
+    if (m_subvolumes.empty())
+        throw std::runtime_error("invalid state");
+    MMeshElement* const e = _AddElementWithoutSubVolume(n, nodes);
+    GetMainSubVolume()->IncludeElement(*e);
+    return e;
+}
+
+MeshElementsIterator<0>* MMeshBase::CreateBeginElementIter() {
+    return m_elements->CreateElementIterAt(0);
+}
+
+MeshElementsIterator<1>* MMeshBase::CreateBeginElementIter() const {
+    return static_cast<MMeshElementContainer const&>(*m_elements).CreateElementIterAt(0);
+}
+
+// Sub-volumes
+
+MMeshSubVolume* MMeshBase::AddSubVolume() {
+    m_subvolumes.push_back(std::make_shared<MMeshSubVolume>(this, static_cast<int>(m_subvolumes.size())));
+    return m_subvolumes.back().get();
+}
+
+MMeshSubVolume* MMeshBase::GetSubVolume(MMeshElement const& e) {
+    return const_cast<MMeshSubVolume*>(std::as_const(*this).GetSubVolume(e));
+}
+
+MMeshSubVolume const* MMeshBase::GetSubVolume(MMeshElement const& e) const {
+    MDataMask<MMeshElement, int> const* const numbers = std::as_const(*m_element_masks).GetSubvolumeMask();
+    int const number = numbers ? numbers->GetValue(e) : -1;
+    bool const listed = number >= 0 && static_cast<std::size_t>(number) < m_subvolumes.size();
+    return listed ? m_subvolumes[static_cast<std::size_t>(number)].get() : nullptr;
+}
+
+MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) const {
+    auto part = std::make_unique<MMeshBase>();
+    part->CopyMetadata(*this);
+    part->GetMainSubVolume()->SetName(sub_volume.GetName());
+    part->GetMainSubVolume()->SetMatID(sub_volume.GetMatID());
+
+    // The node of the part for each node of this mesh, so that each is entered once.
+    std::vector<MMeshPoint*> entered(static_cast<std::size_t>(m_points->GetNumPoints()), nullptr);
+    std::vector<MMeshPoint*> nodes;
+    MMeshElementMaskContainer::CopiedElements copies;
+    for (MMeshElement const& e : sub_volume) {
+        nodes.clear();
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i) {
+            MMeshPoint*& node = entered[static_cast<std::size_t>(e.GetNode(i)->GetIndex())];
+            if (!node)
+                node = &part->AddPointUnique(ModelPosition(*e.GetNode(i)), Unit);
+            nodes.push_back(node);
+        }
+        copies.emplace_back(&e, part->AddElement(static_cast<char>(e.GetNodeCount()), nodes.data()));
+    }
+    part->m_element_masks->_CopyBuiltInMasks(*m_element_masks, copies, false);
+    return part.release();
+}
+
+std::uint64_t MMeshBase::RemoveEmptySubVolumes() {
+    SubVolumeList kept;
+    std::map<int, int> new_number;
+    for (auto const& sub_volume : m_subvolumes) {
+        if (sub_volume->m_element_count <= 0)
+            continue;
+        int const position = static_cast<int>(kept.size());
+        new_number[sub_volume->GetID()] = position;
+        sub_volume->SetID(position);
+        kept.push_back(sub_volume);
+    }
+    std::uint64_t const removed = m_subvolumes.size() - kept.size();
+    _RenumberElements(new_number);
+    m_subvolumes = std::move(kept);
+    return removed;
+}
+
+void MMeshBase::SortSubvolumes(SubvolumesSortMode mode, SortDirection direction) {
+    if (mode != SortByName && mode != SortByVolume)
+        throw std::invalid_argument("not implemented case");
+
+    // Volumes take a pass over the mesh each: they are computed once and not in every comparison.
+    std::vector<std::pair<double, std::shared_ptr<MMeshSubVolume>>> sorted;
+    for (auto const& sub_volume : m_subvolumes)
+        sorted.emplace_back(mode == SortByVolume ? sub_volume->GetVolume() : 0.0, sub_volume);
+    auto const before = [mode](auto const& a, auto const& b) {
+        return mode == SortByName ? a.second->GetName() < b.second->GetName() : a.first < b.first;
+    };
+    std::stable_sort(sorted.begin(), sorted.end(), [&before, direction](auto const& a, auto const& b) {
+        return direction == Ascending ? before(a, b) : before(b, a);
+    });
+
+    std::map<int, int> new_number;
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        MMeshSubVolume& sub_volume = *sorted[i].second;
+        new_number[sub_volume.GetID()] = static_cast<int>(i);
+        sub_volume.SetID(static_cast<int>(i));
+        m_subvolumes[i] = sorted[i].second;
+    }
+    _RenumberElements(new_number);
+}
+
+void MMeshBase::_RenumberElements(std::map<int, int> const& new_number) {
+    if (!m_element_masks->HasSubvolumeMask())
+        return;
+    MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
+    auto last = new_number.end(); // neighbours in the list mostly share a sub-volume
+    for (MMeshElement const& e : *m_elements) {
+        int const number = numbers.GetValue(e);
+        if (last == new_number.end() || last->first != number)
+            last = new_number.find(number);
+        if (last != new_number.end())
+            numbers.SetValue(e, last->second);
+    }
+}
+
+// Whole mesh
+
+void MMeshBase::ClearMesh() {
+    m_neighbors->Disable();
+    m_point_masks.reset(new MMeshPointMaskContainer(this));
+    m_points->Clear();
+    m_elements->Clear();
+    m_box.SetEmpty();
+    m_has_grey_values = false;
+    m_has_volume_index = false;
+    m_element_masks.reset(new MMeshElementMaskContainer);
+    m_catalog.Clear();
+    m_subvolumes.clear();
+}
+
+void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
+    m_neighbors->Disable();
+    m_element_masks->Clear();
+    m_point_masks->ReleaseNeighbourMask();
+    m_point_masks->_ReleaseAllIDs();
+    m_elements.reset(elements);
+    m_points.reset(nodes);
+    CalcBoundingBox();
+}
+
+void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
+    ReplaceData(nodes, elements);
+    _RegisterAll();
+}
+
+void MMeshBase::CopyMetadata(MMeshBase const& other) {
+    m_catalog = other.m_catalog;
+    m_has_grey_values = other.m_has_grey_values;
+    m_has_volume_index = other.m_has_volume_index;
+    m_type = other.m_type;
+    m_state = other.m_state;
+}
+
+void MMeshBase::CalcBoundingBox() {
+    m_box.SetEmpty();
+    for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
+        MMeshPoint const& p = *m_points->GetPointPtrAt(i);
+        m_box.Widen({p.x, p.y, p.z});
+    }
+}
+
+MMeshBase::BoundingBoxDouble* MMeshBase::GetBoundingBoxDouble() const {
+    return new BoundingBoxDouble(MMVector<double, 3>(m_box.GetMin()) / Unit,
+                                 MMVector<double, 3>(m_box.GetMax()) / Unit);
+}
+
+void MMeshBase::Transform(MMTransform const& transform) {
+    for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
+        MMeshPoint& p = *m_points->GetPointPtrAt(i);
+        MMVector<double, 3> const moved = transform.Apply(ModelPosition(p));
+        p.x = ToInternal(Unit * moved[0]);
+        p.y = ToInternal(Unit * moved[1]);
+        p.z = ToInternal(Unit * moved[2]);
+    }
+    CalcBoundingBox();
+}
+
+double MMeshBase::GetVolume() const {
+    double volume = 0.0;
+    for (MMeshElement const& e : Elements())
+        volume += KetSDK::Mesh::Detail::ElementVolume(e);
+    return volume;
+}
+
+bool MMeshBase::IsValid() const noexcept {
+    if (m_subvolumes.size() == 1)
+        return m_points->GetNumPoints() > 0 || m_elements->GetNumElements() > 0;
+    return !m_subvolumes.empty();
+}
+
+std::size_t MMeshBase::MemoryUsed() const {
+    return m_points->MemoryUsed() + m_elements->MemoryUsed() + m_point_masks->MemoryUsed() +
+           m_element_masks->MemoryUsed();
+}
+
+// Materials
+
+bool MMeshBase::HasMaterialInfo() const {
+    MDataMask<MMeshElement, int> const* const materials = std::as_const(*m_element_masks).GetMaterialMask();
+    return materials && std::any_of(Elements().begin(), Elements().end(), [materials](MMeshElement const& e) {
+               return materials->GetValue(e) != materials->GetDefaultValue();
+           });
+}
+
+bool MMeshBase::HasMaterialInfo(MMeshSubVolume const* sub_volume) const {
+    MDataMask<MMeshElement, int> const* const materials = std::as_const(*m_element_masks).GetMaterialMask();
+    return materials && sub_volume &&
+           std::any_of(sub_volume->begin(), sub_volume->end(), [materials](MMeshElement const& e) {
+               return materials->GetValue(e) != materials->GetDefaultValue();
+           });
+}
+
+void MMeshBase::SetMaterialCatalog(MMaterialCatalog const* catalog) {
+    if (catalog)
+        m_catalog = *catalog;
+    else
+        m_catalog.Clear();
+}

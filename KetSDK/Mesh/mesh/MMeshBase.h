@@ -1,0 +1,206 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/FileIO/SAX/ISAXPersist.h>
+#include <KetSDK/FileIO/SAX/ISAXReference.h>
+#include <KetSDK/Math/MathCore/MMVector.h>
+#include <KetSDK/Math/MathCore/boundingbox.h>
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/materials/MMaterialCatalog.h>
+#include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
+#include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshPointContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshPointIterator.h>
+#include <KetSDK/Mesh/mesh/MMeshSubVolume.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+class MMTransform;
+class MMeshBaseNeighborsInfo;
+class MMeshCorrespondenceMapper;
+
+// A volumetric finite-element mesh: nodes with integer coordinates, elements, a value per node or
+// element for whatever is known of them (masks), a material catalog, and named sub-volumes to which
+// every element belongs. The first sub-volume is the main one, into which new elements go.
+//
+// Nodes and elements keep their addresses while the mesh only grows; ClearMesh, ReplaceData and _Set
+// invalidate all of them, with all mask indices, the neighbour information and every iterator.
+// Coordinates are internal units (model units times MInternalUnits::Get()). Numbers of nodes, elements
+// and sub-volumes are not range-checked. Not synchronised: several threads may read, one may write.
+class KETSDK_MESH_API MMeshBase : public ISAXPersist, public virtual ISAXReference {
+public:
+    enum SubvolumesSortMode : int { SortByName = 0, SortByVolume = 1 };
+    enum SortDirection : int { Ascending = 0, Descending = 1 }; // any other value sorts descending
+    enum TetMeshType : int { Linear = 0, Quadratic = 1 };
+    enum MeshStateType : int { DefaultState = 0 };
+
+    using BoundingBox = KetSDK::Math::boundingbox<MLong, 3, MMVector<MLong, 3>>;
+    using BoundingBoxDouble = KetSDK::Math::boundingbox<double, 3, MMVector<double, 3>>;
+    using SubVolumeList = std::vector<std::shared_ptr<MMeshSubVolume>>;
+
+    // An empty mesh with one empty main sub-volume.
+    MMeshBase();
+    // Copies nodes, elements, sub-volumes, built-in masks and what CopyMetadata copies. User masks,
+    // neighbour information and the correspondence mapper stay behind.
+    MMeshBase(MMeshBase const& other);
+    MMeshBase& operator=(MMeshBase const& other);
+    ~MMeshBase() override;
+
+    // --- Persistence -------------------------------------------------------------------------------
+    // Reading and writing the binary state of a whole mesh throws std::logic_error("not implemented").
+    void LoadState(MStreamMFileIn& in) override;
+    void SaveState(MStreamMFileOut& out) override;
+
+    // --- Nodes -------------------------------------------------------------------------------------
+    // Adds a node at a position in internal units and widens the box. While duplicates are forbidden,
+    // a node that is known there is returned instead; it too gets a fresh mask index.
+    MMeshPointIterator AddPoint(MLong x, MLong y, MLong z);
+    MMeshPointIterator AddPoint(MLong* const xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
+    // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint.
+    MMeshPoint& AddPointUnique(MMVector<double, 3> const& p, double scale);
+    // From now on a node is added only once per position; nodes added before do not count.
+    void ForbidDuplicatePoints();
+    void AllowDuplicatePoints();
+    // The same as AllowDuplicatePoints.
+    void DisableSorting();
+
+    MMeshPointIterator BeginPoint() noexcept { return {m_points.get(), 0}; }
+    MMeshPointIterator EndPoint() noexcept { return {m_points.get(), m_points->GetNumPoints()}; }
+    MMeshPointConstIterator BeginPoint() const noexcept { return {m_points.get(), 0}; }
+    MMeshPointConstIterator EndPoint() const noexcept { return {m_points.get(), m_points->GetNumPoints()}; }
+    MMeshPointIterator GetRandomPoint(std::uint64_t i) noexcept { return {m_points.get(), i}; }
+    MMeshPointConstIterator GetRandomPoint(std::uint64_t i) const noexcept { return {m_points.get(), i}; }
+    MLong NumberOfPoints() const noexcept { return static_cast<MLong>(m_points->GetNumPoints()); }
+
+    // --- Elements ----------------------------------------------------------------------------------
+    // Adds an element with the first n nodes of `nodes` to the main sub-volume. Throws
+    // std::runtime_error("invalid state") when the mesh has no sub-volume.
+    MMeshElement* AddElement(char n, MMeshPoint** nodes);
+    MMeshElement* GetElement(std::uint64_t i) noexcept { return m_elements->GetElementPtrAt(i); }
+    MMeshElement const* GetElement(std::uint64_t i) const noexcept {
+        return static_cast<MMeshElementContainer const&>(*m_elements).GetElementPtrAt(i);
+    }
+    MLong NumberOfElements() const noexcept { return static_cast<MLong>(m_elements->GetNumElements()); }
+    // A new iterator at element 0, owned by the caller.
+    KetSDK::Mesh::Detail::MeshElementsIterator<0>* CreateBeginElementIter();
+    KetSDK::Mesh::Detail::MeshElementsIterator<1>* CreateBeginElementIter() const;
+    // All elements in order, for range-for.
+    MMeshElementContainer& Elements() noexcept { return *m_elements; }
+    MMeshElementContainer const& Elements() const noexcept { return *m_elements; }
+
+    // --- Sub-volumes -------------------------------------------------------------------------------
+    // Appends a sub-volume that is numbered by its place in the list; the mesh owns it.
+    MMeshSubVolume* AddSubVolume();
+    // The first sub-volume; the mesh must have one.
+    MMeshSubVolume* GetMainSubVolume() noexcept { return m_subvolumes.front().get(); }
+    MMeshSubVolume const* GetMainSubVolume() const noexcept { return m_subvolumes.front().get(); }
+    std::uint64_t NumberOfSubVolumes() const noexcept { return m_subvolumes.size(); }
+    SubVolumeList::iterator BeginSubVolume() noexcept { return m_subvolumes.begin(); }
+    SubVolumeList::iterator EndSubVolume() noexcept { return m_subvolumes.end(); }
+    SubVolumeList::const_iterator BeginSubVolume() const noexcept { return m_subvolumes.begin(); }
+    SubVolumeList::const_iterator EndSubVolume() const noexcept { return m_subvolumes.end(); }
+    // The sub-volume of an element; null when its number is not in the list.
+    MMeshSubVolume* GetSubVolume(MMeshElement const& e);
+    MMeshSubVolume const* GetSubVolume(MMeshElement const& e) const;
+    // A new mesh, owned by the caller, of copies of the sub-volume's elements with one node for every
+    // distinct position. Material catalog, flags and the elements' built-in values come along, and the
+    // main sub-volume has the name and material number of the original.
+    MMeshBase* GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) const;
+    // Empties the list; elements keep their numbers.
+    void ClearSubVolumes() noexcept { m_subvolumes.clear(); }
+    // Drops sub-volumes without elements, the main one too, and renumbers the rest; returns how many
+    // went.
+    std::uint64_t RemoveEmptySubVolumes();
+    // Stable sort of the whole list by name or volume; sub-volumes and elements are renumbered, so the
+    // main sub-volume can change. Any other mode throws std::invalid_argument("not implemented case").
+    void SortSubvolumes(SubvolumesSortMode mode, SortDirection direction);
+
+    // --- Whole mesh --------------------------------------------------------------------------------
+    // Empties everything, the sub-volume list too: AddSubVolume comes before the next AddElement.
+    void ClearMesh();
+    // Takes ownership of new nodes and elements in place of the old ones and clears the element masks.
+    // The new objects are registered with no mask.
+    void ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    // The same, and registers every node and element with the masks in container order.
+    void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    // Copies material catalog, flags, type and state only.
+    void CopyMetadata(MMeshBase const& other);
+
+    // Recomputes the box from all nodes.
+    void CalcBoundingBox();
+    // The box of the nodes in internal units.
+    BoundingBox const& GetBoundingBox() const noexcept { return m_box; }
+    // The same in model units, newly allocated; the caller deletes it.
+    BoundingBoxDouble* GetBoundingBoxDouble() const;
+    // Moves every node, in model units with rounding, and recomputes the box.
+    void Transform(MMTransform const& transform);
+    // Signed volume of all elements in cubic model units; positive for correctly oriented elements.
+    double GetVolume() const;
+    // Whether there is anything in the mesh: two sub-volumes, or one and a node or an element.
+    bool IsValid() const noexcept;
+    // Bytes held by nodes, elements and their masks; neighbour information, which is a node mask,
+    // included while it is enabled.
+    std::size_t MemoryUsed() const;
+
+    // --- Materials ---------------------------------------------------------------------------------
+    // Whether some element (of the sub-volume) has a material.
+    bool HasMaterialInfo() const;
+    bool HasMaterialInfo(MMeshSubVolume const* sub_volume) const;
+    MMaterialCatalog& GetMaterialCatalog() noexcept { return m_catalog; }
+    MMaterialCatalog const& GetMaterialCatalog() const noexcept { return m_catalog; }
+    void SetMaterialCatalog(MMaterialCatalog const& catalog) { m_catalog = catalog; }
+    // Null clears the catalog.
+    void SetMaterialCatalog(MMaterialCatalog const* catalog);
+    void ClearMaterialCatalog() { m_catalog.Clear(); }
+
+    // --- Parts that the mesh owns --------------------------------------------------------------------
+    MMeshPointMaskContainer* GetPointMasks() const noexcept { return m_point_masks.get(); }
+    MMeshElementMaskContainer* GetElementMasks() const noexcept { return m_element_masks.get(); }
+    MMeshBaseNeighborsInfo* GetNeighborsInfo() noexcept { return m_neighbors.get(); }
+    MMeshBaseNeighborsInfo const* GetNeighborsInfo() const noexcept { return m_neighbors.get(); }
+
+    std::shared_ptr<MMeshCorrespondenceMapper> const& GetCorrespondenceMapper() const noexcept { return m_mapper; }
+    void SetCorrespondenceMapper(std::shared_ptr<MMeshCorrespondenceMapper> const& mapper) { m_mapper = mapper; }
+    void RemoveCorrespondenceMapper() noexcept { m_mapper.reset(); }
+
+    // --- Stored for the caller -----------------------------------------------------------------------
+    TetMeshType GetMeshType() const noexcept { return m_type; }
+    void SetMeshType(TetMeshType type) noexcept { m_type = type; }
+    MeshStateType GetMeshState() const noexcept { return m_state; }
+    void SetMeshState(MeshStateType state) noexcept { m_state = state; }
+    bool HasGreyValues() const noexcept { return m_has_grey_values; }
+    void SetGreyValuesFlag(bool flag) noexcept { m_has_grey_values = flag; }
+    bool HasVolumeIndexValues() const noexcept { return m_has_volume_index; }
+    void SetVolumeIndexFlag(bool flag) noexcept { m_has_volume_index = flag; }
+
+private:
+    MMeshElement* _AddElementWithoutSubVolume(char n, MMeshPoint** nodes);
+    // New elements that point at the nodes of `points` with the same indices as their old nodes.
+    static std::unique_ptr<MMeshElementContainer>
+    _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);
+    void _CopyFrom(MMeshBase const& other);
+    void _CopySubVolumes(MMeshBase const& other);
+    void _RegisterAll();
+    // Replaces the sub-volume number of every element through a table from old to new number; a
+    // number that the table does not have stays.
+    void _RenumberElements(std::map<int, int> const& new_number);
+
+    std::unique_ptr<MMeshPointContainer> m_points;
+    std::unique_ptr<MMeshElementContainer> m_elements;
+    std::unique_ptr<MMeshPointMaskContainer> m_point_masks;
+    std::unique_ptr<MMeshElementMaskContainer> m_element_masks;
+    MMaterialCatalog m_catalog;
+    bool m_has_grey_values = false;
+    bool m_has_volume_index = false;
+    BoundingBox m_box;
+    TetMeshType m_type = Linear;
+    MeshStateType m_state = DefaultState;
+    std::unique_ptr<MMeshBaseNeighborsInfo> m_neighbors;
+    std::shared_ptr<MMeshCorrespondenceMapper> m_mapper;
+    SubVolumeList m_subvolumes;
+};

@@ -1,0 +1,91 @@
+#include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
+
+#include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <stdexcept>
+
+using KetSDK::Mesh::Detail::MeshElementsIterator;
+
+MMeshElementContainer& MMeshElementContainer::operator=(MMeshElementContainer&& other) noexcept {
+    if (this != &other) {
+        Clear();
+        m_elements.swap(other.m_elements);
+    }
+    return *this;
+}
+
+std::uint64_t MMeshElementContainer::AddElement(char n, MMeshPoint** nodes) {
+    m_elements.emplace_back(static_cast<unsigned char>(n), nodes);
+    return m_elements.size() - 1;
+}
+
+std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& nodes) {
+    m_elements.emplace_back(nodes);
+    return m_elements.size() - 1;
+}
+
+void MMeshElementContainer::Clear() noexcept {
+    Storage().swap(m_elements);
+}
+
+MeshElementsIterator<0>* MMeshElementContainer::CreateElementIterAt(std::uint64_t i) {
+    return new MeshElementsIterator<0>(this, i);
+}
+
+MeshElementsIterator<1>* MMeshElementContainer::CreateElementIterAt(std::uint64_t i) const {
+    return new MeshElementsIterator<1>(this, i);
+}
+
+MeshElementsIterator<1> MMeshElementContainer::GetElementEndIter() const {
+    return {this, m_elements.size()};
+}
+
+void MMeshElementContainer::SaveElementsToFile(MFile* file) const {
+    file->WRITE(static_cast<std::uint32_t>(m_elements.size()));
+    for (MMeshElement const& element : m_elements) {
+        file->WRITE(element.GetNodeCount());
+        for (unsigned int i = 0; i < element.GetNodeCount(); ++i)
+            file->WRITE(element.GetNode(i)->GetIndex());
+    }
+}
+
+void MMeshElementContainer::LoadElementsFromFile(MMeshBase* mesh, MFile* file) {
+    // The block is read into a container of its own first, so that a bad one changes nothing.
+    MMeshElementContainer loaded;
+    auto const count = file->READ<std::uint32_t>();
+    std::vector<MMeshPoint*> nodes;
+    nodes.reserve(10);
+    for (std::uint32_t i = 0; i < count && file->IsGood(); ++i) {
+        auto const n = file->READ<std::uint8_t>();
+        if (MMeshElementDescriptor::GetNumTetraOfElement(n) == 0)
+            throw std::runtime_error("invalid state");
+        nodes.clear();
+        for (unsigned int k = 0; k < n; ++k) {
+            auto const number = file->READ<MLong>();
+            if (number < 0 || number >= mesh->NumberOfPoints())
+                throw std::runtime_error("invalid state");
+            nodes.push_back(mesh->GetRandomPoint(static_cast<std::uint64_t>(number)));
+        }
+        loaded.AddElement(nodes);
+    }
+    if (!file->IsGood())
+        throw std::runtime_error("invalid state");
+
+    for (MMeshElement& element : loaded) {
+        m_elements.push_back(std::move(element));
+        mesh->GetElementMasks()->RegisterMaskObject(m_elements.back());
+    }
+}
+
+std::size_t MMeshElementContainer::MemoryUsed() const noexcept {
+    std::size_t const blocks = (m_elements.size() + BlockSize - 1) / BlockSize;
+    std::size_t bytes = blocks * (BlockSize * sizeof(MMeshElement) + sizeof(void*));
+    for (MMeshElement const& element : m_elements) {
+        // What the allocator takes for a node array: a header and sixteen-byte steps.
+        std::size_t const payload = element.GetNodeCount() * sizeof(MMeshPoint*);
+        bytes += (payload + sizeof(std::size_t) + 15) / 16 * 16;
+    }
+    return bytes;
+}

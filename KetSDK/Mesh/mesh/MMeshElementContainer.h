@@ -1,0 +1,81 @@
+#pragma once
+
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Mesh/mesh/MeshElementsIterator.h>
+
+#include <boost/container/deque.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+class MFile;
+class MMeshBase;
+
+// The elements of a mesh, addressed by their number, which is their place in the container. Appending
+// never moves an element. Masks and sub-volumes are kept by the mesh. Not synchronised: concurrent
+// reads are safe.
+class KETSDK_MESH_API MMeshElementContainer {
+public:
+    MMeshElementContainer() = default;
+    MMeshElementContainer(MMeshElementContainer const&) = delete;
+    MMeshElementContainer& operator=(MMeshElementContainer const&) = delete;
+    // The source is left empty and can be filled again.
+    MMeshElementContainer(MMeshElementContainer&& other) noexcept { m_elements.swap(other.m_elements); }
+    MMeshElementContainer& operator=(MMeshElementContainer&& other) noexcept;
+
+    // Appends an element with the first n nodes of `nodes`, or with all of them; returns its number.
+    std::uint64_t AddElement(char n, MMeshPoint** nodes);
+    std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
+
+    // Element i, not range-checked.
+    MMeshElement* GetElementPtrAt(std::uint64_t i) noexcept { return &m_elements[static_cast<std::size_t>(i)]; }
+    MMeshElement const* GetElementPtrAt(std::uint64_t i) const noexcept {
+        return &m_elements[static_cast<std::size_t>(i)];
+    }
+    std::uint64_t GetNumElements() const noexcept { return m_elements.size(); }
+    // Destroys all elements and gives their memory back.
+    void Clear() noexcept;
+
+    // A new iterator at element i, owned by the caller.
+    KetSDK::Mesh::Detail::MeshElementsIterator<0>* CreateElementIterAt(std::uint64_t i);
+    KetSDK::Mesh::Detail::MeshElementsIterator<1>* CreateElementIterAt(std::uint64_t i) const;
+    // An iterator behind the last element.
+    KetSDK::Mesh::Detail::MeshElementsIterator<1> GetElementEndIter() const;
+
+    // Writes the element block: count (32 bits), then for each element its node count (8 bits) and the
+    // index of each node (32 bits), little-endian.
+    void SaveElementsToFile(MFile* file) const;
+    // Appends the elements of an element block, with the nodes of `mesh`, and registers each with the
+    // element masks of `mesh`; they are put into no sub-volume. A block that is cut off, of an unknown
+    // element kind or with a node number that the mesh does not have throws "invalid state" and leaves
+    // container and masks as they were.
+    void LoadElementsFromFile(MMeshBase* mesh, MFile* file);
+
+    // Bytes held, node arrays included.
+    std::size_t MemoryUsed() const noexcept;
+
+    // All elements in order, for range-for.
+    auto begin() noexcept { return m_elements.begin(); }
+    auto end() noexcept { return m_elements.end(); }
+    auto begin() const noexcept { return m_elements.begin(); }
+    auto end() const noexcept { return m_elements.end(); }
+
+private:
+    static constexpr std::size_t BlockSize = 4096;
+    using Storage = boost::container::deque<
+        MMeshElement, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+
+    Storage m_elements;
+};
+
+namespace KetSDK::Mesh::Detail {
+
+template <int IsConst>
+inline typename MeshElementsIterator<IsConst>::Element&
+MeshElementsIterator<IsConst>::operator*() const noexcept {
+    return *m_container->GetElementPtrAt(m_position);
+}
+
+} // namespace KetSDK::Mesh::Detail

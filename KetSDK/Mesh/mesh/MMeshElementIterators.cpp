@@ -1,0 +1,278 @@
+#include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
+
+#include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
+
+#include <new>
+#include <type_traits>
+#include <utility>
+
+using KetSDK::Mesh::Detail::Ownership;
+using Descriptor = MMeshElementDescriptor;
+
+namespace {
+
+// Where the iterator below starts behind an iterator of `size` bytes in one block of storage.
+constexpr std::size_t AlignedSize(std::size_t size) {
+    constexpr std::size_t step = alignof(std::max_align_t);
+    return (size + step - 1) / step * step;
+}
+
+char Next(char number) {
+    return static_cast<char>(number + 1);
+}
+
+MMeshElement const& CurrentElement(MMeshTetrahedronIterator const& it) {
+    return **it.GetElementIt();
+}
+
+// Frees or destroys the iterator below an iterator, whichever its ownership asks for.
+template <typename Iterator>
+void Release(Iterator* it, Ownership owns) noexcept {
+    if (owns == Ownership::Heap)
+        delete it;
+    else if (owns == Ownership::InPlace)
+        it->~Iterator();
+}
+
+} // namespace
+
+// MMeshTetrahedronIterator
+
+MMeshTetrahedronIterator::MMeshTetrahedronIterator(MMeshTetrahedronIterator const& other) noexcept
+    : m_tetrahedron(other.m_tetrahedron), m_element_it(other.m_element_it) {}
+
+MMeshTetrahedronIterator::MMeshTetrahedronIterator(MMeshTetrahedronIterator&& other) noexcept
+    : m_tetrahedron(other.m_tetrahedron), m_element_it(other.m_element_it) {
+    // A block that the other's element iterator shares with it cannot change hands.
+    if (other.m_owns == Ownership::Heap)
+        m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
+}
+
+MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator const& other) noexcept {
+    if (this != &other) {
+        _ReleaseElementIt();
+        m_tetrahedron = other.m_tetrahedron;
+        m_element_it = other.m_element_it;
+    }
+    return *this;
+}
+
+MMeshTetrahedronIterator::~MMeshTetrahedronIterator() {
+    _ReleaseElementIt();
+}
+
+void MMeshTetrahedronIterator::_ReleaseElementIt() noexcept {
+    Release(m_element_it, std::exchange(m_owns, Ownership::Borrowed));
+}
+
+std::size_t MMeshTetrahedronIterator::GetCloneSize() const {
+    return AlignedSize(sizeof(MMeshTetrahedronIterator)) + m_element_it->GetCloneSize();
+}
+
+template <typename T>
+T* MMeshTetrahedronIterator::_CloneAs(void* storage) const {
+    static_assert(sizeof(T) == sizeof(MMeshTetrahedronIterator), "GetCloneSize counts on it");
+    T const& self = static_cast<T const&>(*this);
+    T* const copy = storage ? new (storage) T(self) : new T(self);
+    if (storage) {
+        void* const behind = static_cast<std::byte*>(storage) + AlignedSize(sizeof(T));
+        copy->m_element_it = m_element_it->Clone(behind);
+        copy->m_owns = Ownership::InPlace;
+    } else {
+        copy->m_element_it = new ElementIterator(*m_element_it);
+        copy->m_owns = Ownership::Heap;
+    }
+    return copy;
+}
+
+MMeshTetrahedronIterator* MMeshTetrahedronIterator::Clone(void* storage) const {
+    return _CloneAs<MMeshTetrahedronIterator>(storage);
+}
+
+MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator++() {
+    m_tetrahedron = Next(m_tetrahedron);
+    // Equality on purpose: an element of unknown kind is left only after the counter has wrapped round.
+    if (m_tetrahedron == static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()))) {
+        m_tetrahedron = 0;
+        ++*m_element_it;
+    }
+    return *this;
+}
+
+MMeshTetrahedronIterator MMeshTetrahedronIterator::operator++(int) {
+    MMeshTetrahedronIterator prior(*this);
+    prior.m_element_it = new ElementIterator(*m_element_it);
+    prior.m_owns = Ownership::Heap;
+    ++*this;
+    return prior;
+}
+
+void MMeshTetrahedronIterator::First() {
+    m_element_it->First();
+    m_tetrahedron = 0;
+}
+
+bool MMeshTetrahedronIterator::IsDone() {
+    return m_element_it->IsDone();
+}
+
+MMeshPoint* MMeshTetrahedronIterator::GetPoint(char v) {
+    MMeshElement const& e = CurrentElement(*this);
+    return e.GetNode(Descriptor::GetOffsetForTetra(e.GetNodeCount(), static_cast<unsigned char>(m_tetrahedron),
+                                                   static_cast<unsigned char>(v)));
+}
+
+void MMeshTetrahedronIterator::GetTriangle(MMeshPoint** const out, char f) {
+    MMeshElement const& e = CurrentElement(*this);
+    for (unsigned char i = 0; i < 3; ++i)
+        out[i] = e.GetNode(Descriptor::GetOffsetForTriangle(
+            e.GetNodeCount(), static_cast<unsigned char>(m_tetrahedron), static_cast<unsigned char>(f), i));
+}
+
+// MMeshSuperTetrahedronIterator
+
+MMeshSuperTetrahedronIterator* MMeshSuperTetrahedronIterator::Clone(void* storage) const {
+    return _CloneAs<MMeshSuperTetrahedronIterator>(storage);
+}
+
+MMeshSuperTetrahedronIterator& MMeshSuperTetrahedronIterator::operator++() {
+    m_tetrahedron = Next(m_tetrahedron);
+    unsigned char const corners = Descriptor::GetNumSimpleNodes(CurrentElement(*this).GetNodeCount());
+    if (m_tetrahedron == static_cast<char>(Descriptor::GetNumTetraOfElement(corners))) {
+        m_tetrahedron = 0;
+        ++*GetElementIt();
+    }
+    return *this;
+}
+
+MMeshPoint* MMeshSuperTetrahedronIterator::GetPoint(char v) {
+    MMeshElement const& e = CurrentElement(*this);
+    return e.GetNode(Descriptor::GetOffsetForTetra(Descriptor::GetNumSimpleNodes(e.GetNodeCount()),
+                                                   static_cast<unsigned char>(m_tetrahedron),
+                                                   static_cast<unsigned char>(v)));
+}
+
+void MMeshSuperTetrahedronIterator::GetTriangle(MMeshPoint** const out, char f) {
+    for (unsigned char i = 0; i < 3; ++i)
+        out[i] = MMeshSuperTetrahedronIterator::GetPoint(
+            static_cast<char>(Descriptor::GetOffsetForTriangleInTetra(static_cast<unsigned char>(f), i)));
+}
+
+// MMeshOnElementTetraIterator
+
+MMeshOnElementTetraIterator* MMeshOnElementTetraIterator::Clone(void* storage) const {
+    return _CloneAs<MMeshOnElementTetraIterator>(storage);
+}
+
+MMeshOnElementTetraIterator& MMeshOnElementTetraIterator::operator++() {
+    m_tetrahedron = Next(m_tetrahedron);
+    return *this;
+}
+
+void MMeshOnElementTetraIterator::First() {
+    m_tetrahedron = 0;
+}
+
+bool MMeshOnElementTetraIterator::IsDone() {
+    return m_tetrahedron >= static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()));
+}
+
+// MMeshTriangleIterator
+
+MMeshTriangleIterator::MMeshTriangleIterator(MMeshTriangleIterator const& other) noexcept
+    : m_triangle(other.m_triangle), m_tetra_it(other.m_tetra_it) {}
+
+MMeshTriangleIterator::MMeshTriangleIterator(MMeshTriangleIterator&& other) noexcept
+    : m_triangle(other.m_triangle), m_tetra_it(other.m_tetra_it) {
+    if (other.m_owns == Ownership::Heap)
+        m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
+}
+
+MMeshTriangleIterator& MMeshTriangleIterator::operator=(MMeshTriangleIterator const& other) noexcept {
+    if (this != &other) {
+        _ReleaseTetraIt();
+        m_triangle = other.m_triangle;
+        m_tetra_it = other.m_tetra_it;
+    }
+    return *this;
+}
+
+MMeshTriangleIterator::~MMeshTriangleIterator() {
+    _ReleaseTetraIt();
+}
+
+void MMeshTriangleIterator::_ReleaseTetraIt() noexcept {
+    Release(m_tetra_it, std::exchange(m_owns, Ownership::Borrowed));
+}
+
+std::size_t MMeshTriangleIterator::GetCloneSize() const {
+    return AlignedSize(sizeof(MMeshTriangleIterator)) + m_tetra_it->GetCloneSize();
+}
+
+template <typename T>
+T* MMeshTriangleIterator::_CloneAs(void* storage) const {
+    static_assert(sizeof(T) == sizeof(MMeshTriangleIterator), "GetCloneSize counts on it");
+    T const& self = static_cast<T const&>(*this);
+    T* const copy = storage ? new (storage) T(self) : new T(self);
+    void* const behind = storage ? static_cast<std::byte*>(storage) + AlignedSize(sizeof(T)) : nullptr;
+    copy->m_tetra_it = m_tetra_it->Clone(behind);
+    copy->m_owns = storage ? Ownership::InPlace : Ownership::Heap;
+    return copy;
+}
+
+MMeshTriangleIterator* MMeshTriangleIterator::Clone(void* storage) const {
+    return _CloneAs<MMeshTriangleIterator>(storage);
+}
+
+MMeshTriangleIterator& MMeshTriangleIterator::operator++() {
+    m_triangle = Next(m_triangle);
+    if (m_triangle > 3) {
+        m_triangle = 0;
+        ++*m_tetra_it;
+    }
+    return *this;
+}
+
+MMeshTriangleIterator MMeshTriangleIterator::operator++(int) {
+    MMeshTriangleIterator prior(*this);
+    prior.m_tetra_it = m_tetra_it->Clone(nullptr);
+    prior.m_owns = Ownership::Heap;
+    ++*this;
+    return prior;
+}
+
+void MMeshTriangleIterator::First() {
+    m_tetra_it->First();
+}
+
+bool MMeshTriangleIterator::IsDone() {
+    return m_tetra_it->IsDone();
+}
+
+MMeshPoint* MMeshTriangleIterator::GetPoint(char v) {
+    return m_tetra_it->GetPoint(static_cast<char>(Descriptor::GetOffsetForTriangleInTetra(
+        static_cast<unsigned char>(m_triangle), static_cast<unsigned char>(v))));
+}
+
+void MMeshTriangleIterator::GetTriangle(MMeshPoint** const out) const {
+    m_tetra_it->GetTriangle(out, m_triangle);
+}
+
+// MMeshOnTetraTriangleIterator
+
+MMeshOnTetraTriangleIterator* MMeshOnTetraTriangleIterator::Clone(void* storage) const {
+    return _CloneAs<MMeshOnTetraTriangleIterator>(storage);
+}
+
+MMeshOnTetraTriangleIterator& MMeshOnTetraTriangleIterator::operator++() {
+    m_triangle = Next(m_triangle);
+    return *this;
+}
+
+void MMeshOnTetraTriangleIterator::First() {
+    m_triangle = 0;
+}
+
+bool MMeshOnTetraTriangleIterator::IsDone() {
+    return m_triangle >= 4;
+}

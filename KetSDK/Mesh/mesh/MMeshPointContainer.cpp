@@ -1,0 +1,105 @@
+#include <KetSDK/Mesh/mesh/MMeshPointContainer.h>
+
+#include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <tsl/robin_map.h>
+
+#include <array>
+#include <stdexcept>
+#include <vector>
+
+namespace {
+
+using Position = std::array<MLong, 3>;
+
+// Mixes the three coordinates so that regular lattices spread over the whole table.
+struct PositionHash {
+    std::size_t operator()(Position const& p) const noexcept {
+        std::uint64_t h = static_cast<std::uint32_t>(p[0]);
+        h = (h << 32 | static_cast<std::uint32_t>(p[1])) * 0x9E3779B97F4A7C15u;
+        h = (h ^ (h >> 32) ^ static_cast<std::uint32_t>(p[2])) * 0xD6E8FEB86659FD93u;
+        return static_cast<std::size_t>(h ^ (h >> 32));
+    }
+};
+
+} // namespace
+
+struct MMeshPointContainer::CoordinateIndex {
+    tsl::robin_map<Position, MMeshPoint*, PositionHash> nodes;
+};
+
+MMeshPointContainer::MMeshPointContainer() = default;
+MMeshPointContainer::~MMeshPointContainer() = default;
+
+MMeshPointContainer::MMeshPointContainer(MMeshPointContainer const& other) {
+    for (MMeshPoint const& p : other.m_points)
+        _Append(p.x, p.y, p.z);
+}
+
+MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
+    if (!m_index)
+        return _Append(x, y, z);
+    auto const [entry, is_new] = m_index->nodes.try_emplace(Position{x, y, z}, nullptr);
+    if (is_new)
+        entry.value() = &_Append(x, y, z);
+    return *entry->second;
+}
+
+void MMeshPointContainer::CreateCoordinateIndex() {
+    if (!m_index)
+        m_index = std::make_unique<CoordinateIndex>();
+}
+
+void MMeshPointContainer::DropCoordinateIndex() noexcept {
+    m_index.reset();
+}
+
+void MMeshPointContainer::Clear() noexcept {
+    m_index.reset();
+    Storage().swap(m_points);
+}
+
+void MMeshPointContainer::SavePointsToFile(MFile* file) const {
+    file->WRITE(static_cast<std::uint32_t>(m_points.size()));
+    for (MMeshPoint const& p : m_points) {
+        file->WRITE(p.x);
+        file->WRITE(p.y);
+        file->WRITE(p.z);
+    }
+}
+
+void MMeshPointContainer::LoadPointsFromFile(MMeshBase* mesh, MFile* file) {
+    // Read everything before anything is appended: a cut-off block changes nothing.
+    auto const count = file->READ<std::uint32_t>();
+    constexpr std::uint64_t bytes_per_node = 3 * sizeof(MLong);
+    if (!file->IsGood() || count > file->BytesLeft() / bytes_per_node)
+        throw std::runtime_error("invalid state");
+    std::vector<Position> positions(count);
+    for (Position& p : positions)
+        for (MLong& c : p)
+            c = file->READ<MLong>();
+    if (!file->IsGood())
+        throw std::runtime_error("invalid state");
+
+    for (Position const& p : positions) {
+        AddPoint(p.data());
+        // The last node, also where the coordinate index returned an earlier one.
+        mesh->GetPointMasks()->RegisterMaskObject(m_points.back());
+    }
+}
+
+std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
+    std::size_t const blocks = (m_points.size() + BlockSize - 1) / BlockSize;
+    std::size_t bytes = blocks * (BlockSize * sizeof(MMeshPoint) + sizeof(void*));
+    if (m_index)
+        bytes += m_index->nodes.bucket_count() * (sizeof(Position) + 2 * sizeof(void*));
+    return bytes;
+}
+
+MMeshPoint& MMeshPointContainer::_Append(MLong x, MLong y, MLong z) {
+    MMeshPoint& node = m_points.emplace_back(x, y, z);
+    node.m_index = static_cast<MLong>(m_points.size() - 1);
+    return node;
+}

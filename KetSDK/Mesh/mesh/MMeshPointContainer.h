@@ -1,0 +1,65 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshPoint.h>
+
+#include <boost/container/deque.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+class MFile;
+class MMeshBase;
+
+// The nodes of a mesh, addressed by their index. Appending never moves a node. While the coordinate
+// index exists, a node at a position that was added under it is returned instead of added again.
+// Masks and bounding box are kept by the mesh. Not synchronised: concurrent reads are safe.
+class KETSDK_MESH_API MMeshPointContainer {
+public:
+    MMeshPointContainer();
+    // Copies the positions; the copies get indices from 0, no mask index and no coordinate index.
+    MMeshPointContainer(MMeshPointContainer const& other);
+    MMeshPointContainer& operator=(MMeshPointContainer const&) = delete;
+    ~MMeshPointContainer();
+
+    // Appends a node at a position in internal units, or returns the one that the coordinate index
+    // knows there.
+    MMeshPoint& AddPoint(MLong x, MLong y, MLong z);
+    MMeshPoint& AddPoint(MLong const* xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
+
+    // Starts an empty coordinate index: nodes that are there already are not entered.
+    void CreateCoordinateIndex();
+    void DropCoordinateIndex() noexcept;
+    bool HasCoordinateIndex() const noexcept { return m_index != nullptr; }
+
+    std::uint64_t GetNumPoints() const noexcept { return m_points.size(); }
+    // Node i, not range-checked.
+    MMeshPoint* GetPointPtrAt(std::uint64_t i) noexcept { return &m_points[static_cast<std::size_t>(i)]; }
+    MMeshPoint const* GetPointPtrAt(std::uint64_t i) const noexcept {
+        return &m_points[static_cast<std::size_t>(i)];
+    }
+    // Removes all nodes; the coordinate index goes too.
+    void Clear() noexcept;
+
+    // Writes the node block: count, then three coordinates a node, as little-endian 32-bit integers.
+    void SavePointsToFile(MFile* file) const;
+    // Appends the nodes of a node block and registers each with the node masks of `mesh`. A block that
+    // is cut off throws "invalid state" and leaves container and masks as they were.
+    void LoadPointsFromFile(MMeshBase* mesh, MFile* file);
+
+    // Bytes held.
+    std::size_t MemoryUsed() const noexcept;
+
+private:
+    struct CoordinateIndex;
+    static constexpr std::size_t BlockSize = 4096;
+    using Storage =
+        boost::container::deque<MMeshPoint, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+
+    MMeshPoint& _Append(MLong x, MLong y, MLong z);
+
+    Storage m_points;
+    std::unique_ptr<CoordinateIndex> m_index;
+};

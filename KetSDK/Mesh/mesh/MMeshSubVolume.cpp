@@ -1,0 +1,76 @@
+#include <KetSDK/Mesh/mesh/MMeshSubVolume.h>
+
+#include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+
+#include <vector>
+
+using KetSDK::Mesh::Detail::SubVolumeElementsIterator;
+
+std::uint64_t MMeshSubVolume::mg_unique_counter = 0;
+
+MMeshSubVolume::MMeshSubVolume(MMeshBase* parent, int number)
+    : m_parent(parent)
+    , m_name(L"Volume " + std::to_wstring(number))
+    , m_number(number)
+    , m_unique_id(mg_unique_counter++) {}
+
+std::uint64_t MMeshSubVolume::GetNbPoints() const {
+    std::vector<bool> seen(static_cast<std::size_t>(m_parent->NumberOfPoints()), false);
+    std::uint64_t count = 0;
+    for (MMeshElement const& e : *this) {
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i) {
+            auto const node = static_cast<std::size_t>(e.GetNode(i)->GetIndex());
+            count += !seen[node];
+            seen[node] = true;
+        }
+    }
+    return count;
+}
+
+double MMeshSubVolume::GetVolume() const {
+    double volume = 0.0;
+    for (MMeshElement const& e : *this)
+        volume += KetSDK::Mesh::Detail::ElementVolume(e);
+    return volume;
+}
+
+void MMeshSubVolume::IncludeElement(MMeshElement& e) {
+    m_parent->GetElementMasks()->GetSubvolumeMask()->SetValue(e, m_number);
+    ++m_element_count;
+}
+
+void MMeshSubVolume::MoveElement(MMeshElement& e, MMeshSubVolume* target) {
+    target->IncludeElement(e);
+    --m_element_count;
+}
+
+void MMeshSubVolume::MoveAllElements(MMeshSubVolume* target) {
+    if (target == this)
+        return;
+    // The iterator looks at an element's number only when it arrives there, so moving the current
+    // element away does not disturb the walk.
+    for (MMeshElement& e : *this)
+        MoveElement(e, target);
+}
+
+MMeshElement* MMeshSubVolume::AddElement(char n, MMeshPoint** nodes) {
+    MMeshElement* const e = m_parent->AddElement(n, nodes);
+    IncludeElement(*e);
+    --m_parent->GetMainSubVolume()->m_element_count;
+    return e;
+}
+
+SubVolumeElementsIterator<0> MMeshSubVolume::begin() {
+    return SubVolumeElementsIterator<0>::Begin(this);
+}
+SubVolumeElementsIterator<0> MMeshSubVolume::end() {
+    return SubVolumeElementsIterator<0>::End(this);
+}
+SubVolumeElementsIterator<1> MMeshSubVolume::begin() const {
+    return SubVolumeElementsIterator<1>::Begin(this);
+}
+SubVolumeElementsIterator<1> MMeshSubVolume::end() const {
+    return SubVolumeElementsIterator<1>::End(this);
+}

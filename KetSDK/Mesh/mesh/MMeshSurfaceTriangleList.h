@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+// The faces of one element that lie on some boundary: sub-tetrahedron and face number of each, in the
+// order in which they were added. A plain value.
+class MMeshSurfaceTriangleList {
+public:
+    struct Face {
+        std::uint8_t tetrahedron; // sub-tetrahedron of the element
+        std::uint8_t triangle;    // its face 0..3, a row of descr_triangle_point
+        friend bool operator==(Face const&, Face const&) = default;
+    };
+
+    void Add(unsigned char tetrahedron, unsigned char triangle) { m_faces.push_back({tetrahedron, triangle}); }
+    void Clear() noexcept { m_faces.clear(); }
+    bool IsEmpty() const noexcept { return m_faces.empty(); }
+    std::uint64_t GetSize() const noexcept { return m_faces.size(); }
+    auto begin() const noexcept { return m_faces.begin(); }
+    auto end() const noexcept { return m_faces.end(); }
+
+private:
+    std::vector<Face> m_faces;
+};
