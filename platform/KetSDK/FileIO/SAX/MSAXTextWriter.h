@@ -1,0 +1,60 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MExport.h>
+#include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/FileIO/SAX/MSAXWriter.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Writes tags as an XML document in UTF-8. The numbers of an array stand one after the other,
+// separated by white space. Used by one thread.
+class KETSDK_API MSAXTextWriter : public MSAXWriter {
+public:
+    // The file is open for writing and outlives the writer; who opened it closes it.
+    explicit MSAXTextWriter(MFile& file);
+    ~MSAXTextWriter() override;
+
+    void OpenTag(std::wstring const& name) override;
+    void CloseTag() override;
+    bool IsGood() const override;
+
+    void WriteAttribute(std::wstring const& name, std::wstring const& value) override;
+    void WriteAttribute(std::wstring const& name, std::uint64_t value) override;
+
+    using MSAXWriter::Write;
+    void Write(bool value) override;
+    void Write(std::int32_t value) override;
+    void Write(std::uint32_t value) override;
+    void Write(std::int64_t value) override;
+    void Write(std::uint64_t value) override;
+    void Write(double value, int precision = 17) override;
+    void Write(std::wstring const& value) override;
+    void WriteArray(std::span<std::int32_t const> values) override;
+    void WriteArray(std::span<double const> values) override;
+
+private:
+    enum class Content { Nothing, Value, Array, Tags };
+    struct OpenedTag {
+        std::string name;
+        Content content = Content::Nothing;
+    };
+
+    void _Put(std::string_view text);
+    void _PutLineBreak(std::size_t depth);
+    void _PutValue(std::string_view text);
+    template <typename Number>
+    void _PutInteger(Number value);
+    template <typename Number>
+    void _PutArray(std::span<Number const> values);
+    void _EndStartTag(Content content);
+    void _PutAttribute(std::wstring const& name, std::string_view escaped);
+
+    MFile& m_file;
+    bool m_good = true;
+    bool m_finished = false;         // the outermost tag has been closed
+    std::vector<OpenedTag> m_opened; // from the outermost to the innermost
+    std::size_t m_array_size = 0;    // numbers in the array that is being written
+    std::string m_scratch;
+};
