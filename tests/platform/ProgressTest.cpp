@@ -108,7 +108,7 @@ TEST(Progress, NestedFractionsMultiplyAndReachTheEnd) {
     std::uniform_real_distribution<double> fraction(-0.1, 0.4);
     for (int run = 0; run < 50; ++run) {
         BranchingProgressReporter outer(delegate, "random", true);
-        for (int i = 0; i < 40; ++i) { // far more than fits: the sum is cut off at 1
+        for (unsigned i = 0; i < 40; ++i) { // far more than fits: the sum is cut off at 1
             IncrementalProgressReporter steps(outer.CreateNestedDelegate(fraction(random)), "x", i % 3, true);
             ++steps;
         }
