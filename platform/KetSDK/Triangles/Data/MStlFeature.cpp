@@ -1,0 +1,9 @@
+#include <KetSDK/Triangles/Data/MStlFeature.h>
+
+MStlFeature::MStlFeature() = default;
+
+MStlFeature::~MStlFeature() = default;
+
+MStlGraph* MStlFeature::AddNewGraph() {
+    return &m_graphs.emplace_back();
+}

@@ -1,0 +1,9 @@
+#include <KetSDK/Triangles/Data/MStlFeatureItem.h>
+
+MStlFeatureItem::~MStlFeatureItem() = default;
+
+void MStlFeatureItem::SetName(wchar_t const* name) {
+    // Built first: the name may be a part of the present one.
+    std::wstring copy = name ? name : L"";
+    m_name.swap(copy);
+}

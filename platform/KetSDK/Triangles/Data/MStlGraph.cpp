@@ -1,0 +1,94 @@
+#include <KetSDK/Triangles/Data/MStlGraph.h>
+#include <KetSDK/Triangles/Data/MStlPointLookup.h>
+
+#include <tsl/robin_set.h>
+
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using EdgeElement = DLIST_ELEMENT<MStlEdge>;
+using Ends = std::pair<MStlPoint const*, MStlPoint const*>;
+
+Ends _EndsOf(Ends const& ends) noexcept {
+    return ends;
+}
+Ends _EndsOf(EdgeElement const* edge) noexcept {
+    return {edge->GetPoint(0), edge->GetPoint(1)};
+}
+
+struct Hash {
+    template <typename K>
+    std::size_t operator()(K const& key) const noexcept {
+        Ends const ends = _EndsOf(key);
+        std::uint64_t h = reinterpret_cast<std::uintptr_t>(ends.first) * 0x9E3779B97F4A7C15U;
+        h ^= h >> 32;
+        h += reinterpret_cast<std::uintptr_t>(ends.second);
+        h *= 0xD6E8FEB86659FD93U;
+        return static_cast<std::size_t>(h ^ (h >> 32));
+    }
+};
+
+struct Equal {
+    using is_transparent = void;
+    template <typename A, typename B>
+    bool operator()(A const& a, B const& b) const noexcept {
+        return _EndsOf(a) == _EndsOf(b);
+    }
+};
+
+} // namespace
+
+// The first edge for every ordered pair of vertices.
+struct MStlGraph::EdgeLookup {
+    tsl::robin_set<EdgeElement*, Hash, Equal, std::allocator<EdgeElement*>, true> edges;
+
+    EdgeElement* Find(Ends const& ends) const {
+        auto const found = edges.find(ends);
+        return found == edges.end() ? nullptr : *found;
+    }
+};
+
+MStlGraph::MStlGraph()
+    : m_vertex_lookup(std::make_unique<MStlPointLookup>())
+    , m_edge_lookup(std::make_unique<EdgeLookup>()) {}
+
+MStlGraph::~MStlGraph() = default;
+
+MStlPoint* MStlGraph::AddVertex(MLong x, MLong y, MLong z) {
+    return m_vertex_lookup->FindOrAppend(m_vertices, x, y, z);
+}
+
+DLIST_ELEMENT<MStlEdge>* MStlGraph::AddEdge(MStlPoint* p, MStlPoint* q) {
+    if (p == q)
+        return nullptr;
+    EdgeElement& edge = m_edge_storage.emplace_back(p, q);
+    m_edges.Append(edge);
+    m_edge_lookup->edges.insert(&edge);
+    return &edge;
+}
+
+DLIST_ELEMENT<MStlEdge>* MStlGraph::FindEdge(MStlPoint const* p, MStlPoint const* q, bool directed) const {
+    EdgeElement* const found = m_edge_lookup->Find({p, q});
+    return found || directed ? found : m_edge_lookup->Find({q, p});
+}
+
+void MStlGraph::AddCopy(MStlGraph const& other) {
+    // Counted first: a graph may be copied into itself.
+    std::size_t const vertices = other.m_vertices.size();
+    std::uint64_t const edges = other.NumberOfEdges();
+    std::vector<MStlPoint*> copies;
+    copies.reserve(vertices);
+    for (std::size_t i = 0; i < vertices; ++i) {
+        MStlPoint const& vertex = other.m_vertices[i];
+        copies.push_back(AddVertex(vertex.GetX(), vertex.GetY(), vertex.GetZ()));
+    }
+    for (std::size_t i = 0; i < edges; ++i) {
+        MStlEdge const& edge = other.m_edge_storage[i];
+        AddEdge(copies[static_cast<std::size_t>(edge.GetPoint(0)->GetIndex())],
+                copies[static_cast<std::size_t>(edge.GetPoint(1)->GetIndex())]);
+    }
+    SetName(other.GetName().c_str());
+}
