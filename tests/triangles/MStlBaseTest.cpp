@@ -132,6 +132,11 @@ private:
     double m_cancel_at;
 };
 
+class MaskOwner : public IDataMaskOwner {
+public:
+    bool RemoveMask(IDataMask const*) override { return false; }
+};
+
 TEST(MStlBase, ReturnsTheFirstPointAtAPositionUnlessDuplicatesAreAllowed) {
     MStlBase stl;
     MLong const position[] = {-5, INT32_MAX, INT32_MIN};
@@ -240,7 +245,11 @@ TEST(MStlBase, IsAsNewAfterClearing) {
     for (bool features : {false, true}) {
         MStlBase stl;
         FillWithEverything(stl);
+        auto masks = std::make_shared<MaskOwner>();
+        std::weak_ptr<MaskOwner> const watched = masks;
+        stl.SetTriangleMaskOwner(std::move(masks));
         stl.ClearStl(features);
+        EXPECT_TRUE(watched.expired());
         EXPECT_EQ(stl.NumberOfFeatures(), features ? 0U : 1U);
         EXPECT_EQ(stl.NumberOfPoints() + stl.NumberOfTriangles() + stl.NumberOfSurfaces(), 0U);
         EXPECT_EQ(stl.FindPoint(65536, 65536, 65536), nullptr);

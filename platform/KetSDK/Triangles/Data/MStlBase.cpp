@@ -87,6 +87,12 @@ private:
     std::uint64_t m_steps = 0;
 };
 
+// Removes all objects and gives their memory back.
+template <typename Storage>
+void _Empty(Storage& storage) noexcept {
+    Storage().swap(storage);
+}
+
 } // namespace
 
 MStlBase::MStlBase()
@@ -178,12 +184,12 @@ void MStlBase::_Clear(bool clear_features) {
     auto neighbours = std::make_unique<NeighbourPool>();
     m_mask_owner.reset();
     m_lookup.reset();
-    m_surfaces.clear();
-    m_triangles.clear();
-    m_points.clear();
+    _Empty(m_surfaces);
+    _Empty(m_triangles);
+    _Empty(m_points);
     m_neighbours = std::move(neighbours);
     if (clear_features)
-        m_features.clear();
+        _Empty(m_features);
 }
 
 void MStlBase::SetKeepNeighbourInfo(bool keep) {
