@@ -14,6 +14,14 @@ unsigned int CornersInUse(MMeshElement const& e) {
     return std::min<unsigned int>(e.GetNodeCount(), 4);
 }
 
+// Calls use(element, mask index of the node) for the first four nodes of every element.
+template <typename Use>
+void ForEachCorner(MMeshBase& mesh, Use&& use) {
+    for (MMeshElement& e : mesh.Elements())
+        for (unsigned int i = 0; i < CornersInUse(e); ++i)
+            use(e, static_cast<std::size_t>(e.GetNode(i)->GetMaskIndex()));
+}
+
 } // namespace
 
 MMeshBaseNeighborsInfo& MMeshBaseNeighborsInfo::operator=(MMeshBaseNeighborsInfo const& other) {
@@ -32,34 +40,35 @@ MMeshBaseNeighborsInfo::~MMeshBaseNeighborsInfo() {
 void MMeshBaseNeighborsInfo::Enable() {
     if (m_enabled)
         return;
-    auto lists = std::make_unique<MDataMask<MMeshPoint, ElementList>>();
-    m_parent->GetPointMasks()->AddMask(lists.get());
+    auto incident = std::make_unique<MDataMask<MMeshPoint, ElementList>>();
+    m_parent->GetPointMasks()->AddMask(incident.get());
 
-    // Lists are allocated once, at their final size.
-    std::vector<std::uint32_t> uses(static_cast<std::size_t>(lists->GetSize()), 0);
-    for (MMeshElement const& e : m_parent->Elements())
-        for (unsigned int i = 0; i < CornersInUse(e); ++i)
-            ++uses[static_cast<std::size_t>(e.GetNode(i)->GetMaskIndex())];
-    for (std::size_t slot = 0; slot < uses.size(); ++slot)
-        if (uses[slot] != 0)
-            lists->GetSlot(slot).reserve(uses[slot]);
+    // A counting sort by node. end[slot] first counts the uses of a node, then is the place at which
+    // its next element goes, and so ends where its list ends.
+    std::vector<std::size_t> end(static_cast<std::size_t>(incident->GetSize()), 0);
+    ForEachCorner(*m_parent, [&end](MMeshElement&, std::size_t slot) { ++end[slot]; });
+    std::size_t corners = 0;
+    for (std::size_t& place : end)
+        place = std::exchange(corners, corners + place);
+    m_lists = std::make_unique_for_overwrite<MMeshElement*[]>(corners);
+    ForEachCorner(*m_parent, [&end, this](MMeshElement& e, std::size_t slot) { m_lists[end[slot]++] = &e; });
 
-    for (MMeshElement& e : m_parent->Elements())
-        for (unsigned int i = 0; i < CornersInUse(e); ++i)
-            lists->GetSlot(e.GetNode(i)->GetMaskIndex()).push_back(&e);
-
-    // Elements are stored block by block, so most lists are in order of address already.
-    for (std::size_t slot = 0; slot < uses.size(); ++slot) {
-        ElementList& list = lists->GetSlot(slot);
+    std::size_t begin = 0;
+    for (std::size_t slot = 0; slot < end.size(); ++slot) {
+        ElementList const list(m_lists.get() + begin, end[slot] - begin);
+        // Elements are stored block by block, so most lists are in order of address already.
         if (!std::is_sorted(list.begin(), list.end(), std::less<>()))
             std::sort(list.begin(), list.end(), std::less<>());
+        incident->GetSlot(slot) = list;
+        begin = end[slot];
     }
-    m_incident = std::move(lists);
+    m_incident = std::move(incident);
     m_enabled = true;
 }
 
 void MMeshBaseNeighborsInfo::Disable() {
     m_incident.reset();
+    m_lists.reset();
     m_enabled = false;
 }
 
@@ -73,26 +82,25 @@ MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshEle
 MMeshElement* MMeshBaseNeighborsInfo::GetNeighbor(MMeshElement* e, unsigned int f) {
     if (f > 3)
         return nullptr;
-    // The three lists are sorted, so one merge finds what they have in common.
-    MMeshElement* const* it[3];
-    MMeshElement* const* end[3];
-    for (unsigned int i = 0; i < 3; ++i) {
-        ElementList const& list = GetElements(*e->GetNode(Descriptor::descr_triangle_point[f][i]));
-        it[i] = list.data();
-        end[i] = it[i] + list.size();
-    }
-    while (it[0] != end[0] && it[1] != end[1] && it[2] != end[2]) {
-        MMeshElement const* const largest = Max3(*it[0], *it[1], *it[2]);
-        if (*it[0] == largest && *it[1] == largest && *it[2] == largest) {
-            if (largest != e)
-                return *it[0];
-            for (auto& cursor : it)
-                ++cursor;
-        } else {
-            for (unsigned int i = 0; i < 3; ++i)
-                while (it[i] != end[i] && std::less<>()(*it[i], largest))
-                    ++it[i];
-        }
+    std::span<MMeshElement* const> list[3];
+    for (unsigned int i = 0; i < 3; ++i)
+        list[i] = GetElements(*e->GetNode(Descriptor::descr_triangle_point[f][i]));
+    // The two shortest are merged; the few elements that they share are looked up in the third.
+    for (unsigned int i = 0; i < 2; ++i)
+        if (list[i].size() > list[2].size())
+            std::swap(list[i], list[2]);
+    MMeshElement* const* a = list[0].data();
+    MMeshElement* const* b = list[1].data();
+    MMeshElement* const* const a_end = a + list[0].size();
+    MMeshElement* const* const b_end = b + list[1].size();
+    while (a != a_end && b != b_end) {
+        auto const at_a = reinterpret_cast<std::uintptr_t>(*a);
+        auto const at_b = reinterpret_cast<std::uintptr_t>(*b);
+        if (at_a == at_b && *a != e && std::find(list[2].begin(), list[2].end(), *a) != list[2].end())
+            return *a;
+        // Without branches: which list is behind cannot be foreseen.
+        a += at_a <= at_b;
+        b += at_b <= at_a;
     }
     return nullptr;
 }

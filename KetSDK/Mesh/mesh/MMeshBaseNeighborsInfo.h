@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
 #include <memory>
+#include <span>
 #include <vector>
 
 class MMeshBase;
@@ -16,7 +17,7 @@ class MMeshBase;
 // and enables it again. Queries assume that it is enabled, and are safe from several threads.
 class KETSDK_MESH_API MMeshBaseNeighborsInfo {
 public:
-    using ElementList = std::vector<MMeshElement*>;
+    using ElementList = std::span<MMeshElement*>;
 
     // Disabled. The mesh is not owned.
     explicit MMeshBaseNeighborsInfo(MMeshBase* parent) : m_parent(parent) {}
@@ -44,9 +45,10 @@ public:
     void GetEdgeNeighbors(MMeshElement* e, char edge, std::vector<MMeshElement*>& out);
 
     // The elements that use a node as one of their first four, by ascending address.
-    ElementList const& GetElements(MMeshPoint const& p) const noexcept { return m_incident->GetValue(p); }
+    std::span<MMeshElement* const> GetElements(MMeshPoint const& p) const noexcept { return m_incident->GetValue(p); }
 
 protected:
+    // The highest of three addresses, for derived classes that merge lists of elements.
     static MMeshElement const* Max3(MMeshElement const* a, MMeshElement const* b, MMeshElement const* c) noexcept;
 
 private:
@@ -55,6 +57,8 @@ private:
     bool _WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
                          std::vector<MMeshElement*>& out, std::size_t first);
 
+    // One list after another, in one block; the mask says where the list of each node lies.
+    std::unique_ptr<MMeshElement*[]> m_lists;
     std::unique_ptr<MDataMask<MMeshPoint, ElementList>> m_incident;
     MMeshBase* m_parent;
     bool m_enabled = false;

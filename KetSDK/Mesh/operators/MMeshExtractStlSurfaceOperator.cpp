@@ -25,9 +25,10 @@ constexpr int Exterior = std::numeric_limits<int>::max();
 
 // A face that goes to a surface; the faces of one element form a chain.
 struct TakenFace {
-    int other; // number of the neighbour's sub-volume, or Exterior
+    int id;    // number of the element's sub-volume
+    int other; // number of the neighbour's, or Exterior
     std::uint32_t next;
-    unsigned char face;
+    std::uint32_t face;
 };
 constexpr std::uint32_t NoFace = std::numeric_limits<std::uint32_t>::max();
 
@@ -51,71 +52,45 @@ private:
     std::vector<int> m_ids;
 };
 
-// The elements that use each node as a corner, by ascending address. The neighbour information has
-// these lists for the first four nodes of every element, which is all of them in a mesh of tetrahedra.
-class Incidence {
-public:
-    explicit Incidence(MMeshBase& mesh) : m_neighbors(*mesh.GetNeighborsInfo()) {
-        bool const only_tetrahedra = std::none_of(mesh.Elements().begin(), mesh.Elements().end(), [](auto& e) {
-            return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) > 4;
-        });
-        if (!only_tetrahedra)
-            _Build(mesh);
-    }
-    std::vector<MMeshElement*> const& operator()(MMeshPoint const& node) const {
-        return m_own.empty() ? m_neighbors.GetElements(node) : m_own[static_cast<std::size_t>(node.GetIndex())];
-    }
-
-private:
-    void _Build(MMeshBase& mesh) {
-        m_own.resize(static_cast<std::size_t>(mesh.NumberOfPoints()));
-        for (MMeshElement& e : mesh.Elements())
-            for (unsigned int i = 0; i < MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()); ++i)
-                m_own[static_cast<std::size_t>(e.GetNode(i)->GetIndex())].push_back(&e);
-        for (auto& list : m_own)
-            std::sort(list.begin(), list.end());
-    }
-
-    MMeshBaseNeighborsInfo const& m_neighbors;
-    std::vector<std::vector<MMeshElement*>> m_own;
-};
-
-// The faces to extract, as a chain for the mask index of each element.
+// The faces to extract, as a chain for every element.
 class TakenFaces {
 public:
-    TakenFaces(MMeshBase& mesh, SubVolumeIDs const& ids, bool interfaces)
-        : m_first(static_cast<std::size_t>(mesh.GetElementMasks()->GetCapacity()), NoFace) {
-        Incidence const incidence(mesh);
-        FaceMatcher matcher;
-        auto const take = [&](MMeshElement* e, unsigned char face, MMeshElement* neighbour) {
-            if (!interfaces) {
-                if (!neighbour)
-                    _Add(*e, face, Exterior);
-                return;
-            }
-            int const other = neighbour ? ids(*neighbour) : Exterior;
-            if (ids(*e) < other)
-                _Add(*e, face, other);
-        };
-        for (MMeshPointIterator node = mesh.BeginPoint(); node != mesh.EndPoint(); ++node)
-            matcher.Match(&*node, incidence(*node), take);
+    TakenFaces(MMeshBase& mesh, bool interfaces)
+        : m_first(static_cast<std::size_t>(mesh.Elements().GetNumElements()), NoFace) {
+        bool const tetrahedra_only = std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
+            return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) <= 4;
+        });
+        if (tetrahedra_only)
+            _Find<false>(mesh, interfaces);
+        else
+            _Find<true>(mesh, interfaces);
     }
 
     // The faces of an element by ascending face number.
-    std::vector<TakenFace> const& Of(MMeshElement const& e) {
+    std::vector<TakenFace> const& Of(std::size_t element) {
         m_faces_of_element.clear();
-        for (std::uint32_t i = m_first[static_cast<std::size_t>(e.GetMaskIndex())]; i != NoFace; i = m_faces[i].next)
+        for (std::uint32_t i = m_first[element]; i != NoFace; i = m_faces[i].next)
             m_faces_of_element.push_back(m_faces[i]);
-        std::sort(m_faces_of_element.begin(), m_faces_of_element.end(),
-                  [](TakenFace const& a, TakenFace const& b) { return a.face < b.face; });
+        std::ranges::sort(m_faces_of_element, {}, &TakenFace::face);
         return m_faces_of_element;
     }
 
 private:
-    void _Add(MMeshElement const& e, unsigned char face, int other) {
-        std::uint32_t& first = m_first[static_cast<std::size_t>(e.GetMaskIndex())];
-        m_faces.push_back({other, first, face});
-        first = static_cast<std::uint32_t>(m_faces.size() - 1);
+    template <bool WithQuadrilaterals>
+    void _Find(MMeshBase& mesh, bool interfaces) {
+        using Matcher = FaceMatcher<WithQuadrilaterals>;
+        static_assert(Matcher::NoNeighbour == Exterior);
+        Matcher matcher(mesh.Elements(), SubVolumeIDs(mesh));
+        matcher.ForEachBoundaryFace(
+            [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other, bool has_neighbour) {
+                if (interfaces ? id < other : !has_neighbour)
+                    _Add(element, {id, other, m_first[element], face});
+            });
+    }
+
+    void _Add(std::uint32_t element, TakenFace const& face) {
+        m_first[element] = static_cast<std::uint32_t>(m_faces.size());
+        m_faces.push_back(face);
     }
 
     std::vector<std::uint32_t> m_first;
@@ -129,9 +104,9 @@ public:
     SurfaceWriter(MStlBase& stl, MMeshBase const& mesh)
         : m_stl(stl), m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
 
-    void Write(MMeshElement const& e, unsigned char face, int id, int other) {
-        MStlSurface& surface = _Surface(id, other);
-        ElementFace const& corners = FacesOfElement(e.GetNodeCount())[face];
+    void Write(MMeshElement const& e, TakenFace const& taken) {
+        MStlSurface& surface = _Surface(taken.id, taken.other);
+        ElementFace const& corners = FacesOfElement(e.GetNodeCount())[taken.face];
         for (unsigned int last = 2; last < corners.corners; ++last)
             _WriteTriangle(surface, *e.GetNode(corners.node[0]), *e.GetNode(corners.node[last - 1]),
                            *e.GetNode(corners.node[last]));
@@ -192,11 +167,11 @@ bool MMeshExtractStlSurfaceOperator::Operate() {
         m_stl = new MStlBase;
     mesh->GetNeighborsInfo()->Enable();
 
-    SubVolumeIDs const ids(*mesh);
-    TakenFaces faces(*mesh, ids, m_extract_interfaces);
+    TakenFaces faces(*mesh, m_extract_interfaces);
     SurfaceWriter writer(*m_stl, *mesh);
+    std::size_t number = 0;
     for (MMeshElement const& e : mesh->Elements())
-        for (TakenFace const& taken : faces.Of(e))
-            writer.Write(e, taken.face, ids(e), taken.other);
+        for (TakenFace const& taken : faces.Of(number++))
+            writer.Write(e, taken);
     return true;
 }

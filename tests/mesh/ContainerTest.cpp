@@ -1,0 +1,156 @@
+#include "TestMeshes.h"
+
+#include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+std::string ReadAll(std::string const& path) {
+    MFile file(path, MFile::Mode::Read);
+    std::string bytes(static_cast<std::size_t>(file.Size()), '\0');
+    file.Read(bytes.data(), bytes.size());
+    return bytes;
+}
+
+void WriteAll(std::string const& path, std::string const& bytes) {
+    MFile file(path, MFile::Mode::Write);
+    file.Write(bytes.data(), bytes.size());
+    ASSERT_TRUE(file.Close());
+}
+
+} // namespace
+
+TEST(PointContainer, KeepsAddressesWhileItGrows) {
+    MMeshPointContainer container;
+    std::vector<MMeshPoint*> nodes;
+    for (MLong i = 0; i < 100000; ++i)
+        nodes.push_back(&container.AddPoint(i, -i, i / 2));
+    for (MLong i = 0; i < 100000; ++i) {
+        auto const number = static_cast<std::size_t>(i);
+        ASSERT_EQ(nodes[number], container.GetPointPtrAt(number));
+        ASSERT_EQ(nodes[number]->y, -i);
+        ASSERT_EQ(nodes[number]->GetIndex(), i);
+    }
+}
+
+TEST(PointContainer, CoordinateIndexKnowsOnlyWhatWasAddedUnderIt) {
+    MMeshPointContainer container;
+    MMeshPoint& before = container.AddPoint(1, 2, 3);
+    container.CreateCoordinateIndex();
+    MMeshPoint& first = container.AddPoint(1, 2, 3);
+    EXPECT_NE(&first, &before);
+    EXPECT_EQ(&container.AddPoint(1, 2, 3), &first);
+    EXPECT_NE(&container.AddPoint(3, 2, 1), &first);
+    EXPECT_EQ(container.GetNumPoints(), 3u);
+
+    MMeshPointContainer const copy(container);
+    EXPECT_FALSE(copy.HasCoordinateIndex());
+    EXPECT_EQ(copy.GetPointPtrAt(2)->GetIndex(), 2);
+    EXPECT_EQ(copy.GetPointPtrAt(2)->GetMaskIndex(), MDataMaskIndex::NotRegistered);
+    container.DropCoordinateIndex();
+    EXPECT_NE(&container.AddPoint(1, 2, 3), &first);
+}
+
+TEST(ElementContainer, MovesAndIterates) {
+    MMeshPoint p[4];
+    MMeshPoint* nodes[4] = {&p[0], &p[1], &p[2], &p[3]};
+    MMeshElementContainer container;
+    EXPECT_TRUE(container.GetElementEndIter().IsDone());
+    EXPECT_EQ(container.AddElement(4, nodes), 0u);
+    EXPECT_EQ(container.AddElement({&p[3], &p[2], &p[1], &p[0]}), 1u);
+    MMeshElement* const address = container.GetElementPtrAt(1);
+
+    MMeshElementContainer taken(std::move(container));
+    EXPECT_EQ(container.GetNumElements(), 0u);
+    EXPECT_EQ(container.AddElement(4, nodes), 0u) << "the source can be filled again";
+    EXPECT_EQ(taken.GetElementPtrAt(1), address);
+    MMeshElementContainer& self = taken;
+    taken = std::move(self);
+    EXPECT_EQ(taken.GetNumElements(), 2u);
+
+    std::unique_ptr<KetSDK::Mesh::Detail::MeshElementsIterator<1>> it(
+        static_cast<MMeshElementContainer const&>(taken).CreateElementIterAt(1));
+    EXPECT_EQ(&**it, address);
+    EXPECT_TRUE((++*it).IsDone());
+    EXPECT_TRUE(*it == taken.GetElementEndIter());
+    EXPECT_EQ((*it).First().GetPosition(), 0u);
+}
+
+TEST(ContainerFiles, BlocksReadBackAndHaveTheStatedLayout) {
+    MTemporaryDirectory folder;
+    std::string const path = folder.GetPath().GetString() + "/blocks";
+    MMeshBase mesh;
+    for (int const kind : {4, 6, 8, 10})
+        TestMeshes::AddElementOfKind(mesh, static_cast<unsigned char>(kind));
+    MMeshPointContainer nodes;
+    for (MMeshPointIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
+        nodes.AddPoint(p->x, p->y, p->z);
+    MFile out(path, MFile::Mode::Write);
+    nodes.SavePointsToFile(&out);
+    mesh.Elements().SaveElementsToFile(&out);
+    ASSERT_TRUE(out.Close());
+    std::string const bytes = ReadAll(path);
+    EXPECT_EQ(bytes.size(), (4u + 28 * 12) + (4 + 4 + 28 * 4));
+    EXPECT_EQ(bytes.substr(0, 4), std::string("\x1c\0\0\0", 4)) << "28 nodes, little-endian";
+
+    MMeshBase copy;
+    MFile in(path, MFile::Mode::Read);
+    nodes.Clear();
+    nodes.LoadPointsFromFile(&copy, &in);
+    ASSERT_EQ(nodes.GetNumPoints(), 28u);
+    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
+        MMeshPoint const& read = *nodes.GetPointPtrAt(p.GetPosition());
+        EXPECT_TRUE(read.x == p->x && read.y == p->y && read.z == p->z && read.GetIndex() == p->GetIndex());
+        copy.AddPoint(read.x, read.y, read.z);
+    }
+    copy.Elements().LoadElementsFromFile(&copy, &in);
+    ASSERT_EQ(copy.NumberOfElements(), 4);
+    EXPECT_EQ(copy.GetElement(2)->GetNodeCount(), 8);
+    EXPECT_EQ(copy.GetElement(3)->GetNode(9)->GetIndex(), 27);
+    EXPECT_EQ(copy.GetElementMasks()->GetObjectAt(copy.GetElement(3)->GetMaskIndex()), copy.GetElement(3));
+    EXPECT_EQ(copy.GetSubVolume(*copy.GetElement(0)), nullptr) << "loaded elements are in no sub-volume";
+}
+
+// Whatever is wrong with a block, the container is as it was before.
+TEST(ContainerFiles, DamagedBlocksChangeNothing) {
+    MTemporaryDirectory folder;
+    std::string const path = folder.GetPath().GetString() + "/blocks";
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 1);
+    MFile out(path, MFile::Mode::Write);
+    mesh.Elements().SaveElementsToFile(&out);
+    out.Close();
+    std::string const elements = ReadAll(path);
+
+    std::vector<std::string> damaged;
+    for (std::size_t length = 0; length < elements.size(); ++length)
+        damaged.push_back(elements.substr(0, length));
+    auto const with = [&elements](std::size_t at, char value) {
+        std::string bytes = elements;
+        bytes[at] = value;
+        return bytes;
+    };
+    damaged.push_back(with(3, '\x7f'));  // two thousand million elements
+    damaged.push_back(with(4, '\5'));    // an element of five nodes
+    damaged.push_back(with(5, '\x40'));  // node 64 of 8
+    damaged.push_back(with(8, '\x80'));  // a negative node number
+    for (std::string const& bytes : damaged) {
+        WriteAll(path, bytes);
+        MFile in(path, MFile::Mode::Read);
+        EXPECT_THROW(mesh.Elements().LoadElementsFromFile(&mesh, &in), std::runtime_error) << bytes.size();
+        ASSERT_EQ(mesh.NumberOfElements(), 6);
+    }
+
+    MMeshPointContainer nodes;
+    for (std::string const& bytes : {std::string("\xff\xff\xff\xff", 4), std::string("\1\0\0\0\1\0\0\0\2\0\0", 11)}) {
+        WriteAll(path, bytes);
+        MFile in(path, MFile::Mode::Read);
+        EXPECT_THROW(nodes.LoadPointsFromFile(&mesh, &in), std::runtime_error);
+        EXPECT_EQ(nodes.GetNumPoints(), 0u);
+    }
+}

@@ -1,0 +1,161 @@
+#include "TestMeshes.h"
+
+#include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <vector>
+
+using ElementIterator = KetSDK::Mesh::Detail::MeshElementsIterator<0>;
+
+namespace {
+
+std::unique_ptr<ElementIterator> Begin(MMeshBase& mesh) {
+    return std::unique_ptr<ElementIterator>(mesh.CreateBeginElementIter());
+}
+
+template <typename Iterator>
+int Count(Iterator&& it) {
+    int steps = 0;
+    for (; !it.IsDone(); ++it)
+        ++steps;
+    return steps;
+}
+
+template <typename Iterator>
+std::vector<MLong> Triangle(Iterator& it) {
+    MMeshPoint* nodes[3];
+    it.GetTriangle(nodes);
+    for (char v = 0; v < 3; ++v)
+        EXPECT_EQ(it.GetPoint(v), nodes[static_cast<unsigned char>(v)]);
+    return {nodes[0]->GetIndex(), nodes[1]->GetIndex(), nodes[2]->GetIndex()};
+}
+
+} // namespace
+
+TEST(ElementIterators, StepCountsOfEachKind) {
+    struct Case {
+        unsigned char kind;
+        int tetrahedra;
+        int super_tetrahedra;
+    };
+    for (Case const c : {Case{4, 1, 1}, Case{6, 3, 3}, Case{8, 6, 6}, Case{10, 8, 1}}) {
+        MMeshBase mesh;
+        TestMeshes::AddElementOfKind(mesh, c.kind);
+        auto const it = Begin(mesh);
+        EXPECT_EQ(Count(MMeshTetrahedronIterator(it.get())), c.tetrahedra) << int{c.kind};
+        it->First();
+        EXPECT_EQ(Count(MMeshSuperTetrahedronIterator(it.get())), c.super_tetrahedra) << int{c.kind};
+        it->First();
+        EXPECT_EQ(Count(MMeshOnElementTetraIterator(it.get())), c.tetrahedra) << int{c.kind};
+        EXPECT_EQ(it->GetPosition(), 0u) << "the element iterator is left alone";
+        MMeshTetrahedronIterator tetrahedron(it.get());
+        EXPECT_EQ(Count(MMeshOnTetraTriangleIterator(&tetrahedron)), 4);
+        EXPECT_EQ(Count(MMeshTriangleIterator(&tetrahedron)), 4 * c.tetrahedra) << int{c.kind};
+    }
+    MMeshBase empty;
+    auto const it = Begin(empty);
+    MMeshTetrahedronIterator tetrahedron(it.get());
+    EXPECT_TRUE(tetrahedron.IsDone());
+    EXPECT_TRUE(MMeshTriangleIterator(&tetrahedron).IsDone());
+}
+
+TEST(ElementIterators, LinearAndQuadraticElementsAreReadThroughTheirTables) {
+    MMeshBase mesh;
+    TestMeshes::AddElementOfKind(mesh, 4);
+    auto const it = Begin(mesh);
+    MMeshTetrahedronIterator tetrahedron(it.get());
+    MMeshTriangleIterator triangle(&tetrahedron);
+    for (auto const& expected : std::vector<std::vector<MLong>>{{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {3, 2, 0}}) {
+        EXPECT_EQ(Triangle(triangle), expected);
+        ++triangle;
+    }
+    EXPECT_TRUE(triangle.IsDone());
+
+    MMeshBase quadratic;
+    TestMeshes::AddElementOfKind(quadratic, 10);
+    auto const quadratic_it = Begin(quadratic);
+    MMeshSuperTetrahedronIterator corners(quadratic_it.get());
+    for (char v = 0; v < 4; ++v)
+        EXPECT_EQ(corners.GetPoint(v)->GetIndex(), MMeshElementDescriptor::descr_1tetra_point[static_cast<unsigned char>(v)]);
+}
+
+TEST(ElementIterators, FirstOfTheTriangleIteratorKeepsTheFace) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 1);
+    auto const it = Begin(mesh);
+    MMeshTetrahedronIterator tetrahedron(it.get());
+    MMeshTriangleIterator triangle(&tetrahedron);
+    for (int i = 0; i < 10; ++i)
+        ++triangle;
+    EXPECT_EQ(triangle.GetCurrentTriangle(), 2);
+    triangle.First();
+    EXPECT_EQ(triangle.GetCurrentTriangle(), 2);
+    EXPECT_EQ(it->GetPosition(), 0u);
+    tetrahedron.First();
+    EXPECT_EQ(tetrahedron.GetCurrentTetrahedron(), 0);
+}
+
+TEST(ElementIterators, ClonesAndPostfixResultsAreIndependent) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 1);
+    auto const it = Begin(mesh);
+    MMeshTetrahedronIterator tetrahedron(it.get());
+    MMeshTriangleIterator triangle(&tetrahedron, 3);
+
+    auto const before = Triangle(triangle);
+    MMeshTriangleIterator prior = triangle++;
+    EXPECT_EQ(it->GetPosition(), 1u) << "the original has left the element";
+    EXPECT_EQ(Triangle(prior), before);
+    EXPECT_FALSE(prior == triangle);
+    MMeshTetrahedronIterator prior_tetrahedron = tetrahedron++;
+    EXPECT_EQ(prior_tetrahedron.GetElementIt()->GetPosition(), 1u);
+    EXPECT_EQ(it->GetPosition(), 2u);
+
+    std::unique_ptr<MMeshTriangleIterator> heap(triangle.Clone(nullptr));
+    std::vector<std::max_align_t> block(triangle.GetCloneSize() / sizeof(std::max_align_t) + 1);
+    MMeshTriangleIterator* const placed = triangle.Clone(block.data());
+    EXPECT_EQ(static_cast<void*>(placed), block.data());
+    for (MMeshTriangleIterator* clone : {heap.get(), placed}) {
+        EXPECT_TRUE(*clone == triangle);
+        ++*clone;
+        EXPECT_FALSE(*clone == triangle);
+        EXPECT_EQ(it->GetPosition(), 2u);
+    }
+    placed->~MMeshTriangleIterator();
+
+    // A clone of a clone keeps its own class.
+    MMeshOnElementTetraIterator on_element(it.get());
+    std::unique_ptr<MMeshTetrahedronIterator> cloned(on_element.Clone(nullptr));
+    EXPECT_EQ(Count(*std::unique_ptr<MMeshTetrahedronIterator>(cloned->Clone(nullptr))), 1);
+
+    std::vector<std::max_align_t> element_block(it->GetCloneSize() / sizeof(std::max_align_t) + 1);
+    ElementIterator* const element_clone = it->Clone(element_block.data());
+    EXPECT_TRUE(*element_clone == *it);
+    element_clone->~ElementIterator();
+    EXPECT_EQ(it->Clone(nullptr), nullptr);
+}
+
+// Every inner face of a conforming mesh is met once from each side, every outer one once.
+TEST(ElementIterators, TrianglesMeetInnerFacesTwice) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 3);
+    auto const it = Begin(mesh);
+    MMeshTetrahedronIterator tetrahedron(it.get());
+    std::map<std::vector<MLong>, int> met;
+    for (MMeshTriangleIterator triangle(&tetrahedron); !triangle.IsDone(); ++triangle) {
+        auto face = Triangle(triangle);
+        std::sort(face.begin(), face.end());
+        ++met[face];
+    }
+    int outer = 0;
+    for (auto const& [face, times] : met) {
+        EXPECT_TRUE(times == 1 || times == 2);
+        outer += times == 1;
+    }
+    EXPECT_EQ(outer, 6 * 9 * 2);
+}

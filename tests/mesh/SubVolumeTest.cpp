@@ -1,0 +1,136 @@
+#include "TestMeshes.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <set>
+#include <stdexcept>
+
+namespace {
+
+// Names of the sub-volumes in order, and for each element the name of its sub-volume.
+std::vector<std::wstring> NamesOfElements(MMeshBase& mesh) {
+    std::vector<std::wstring> names;
+    for (MMeshElement const& e : mesh.Elements())
+        names.push_back(mesh.GetSubVolume(e)->GetName());
+    return names;
+}
+
+std::vector<std::wstring> NamesInOrder(MMeshBase& mesh) {
+    std::vector<std::wstring> names;
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
+        EXPECT_EQ((*it)->GetID(), it - mesh.BeginSubVolume());
+        names.push_back((*it)->GetName());
+    }
+    return names;
+}
+
+// Eight cubes in four sub-volumes: "b" 1 cube, "a" 3 cubes, "c" empty, "a b" 4 cubes.
+void Divide(MMeshBase& mesh) {
+    TestMeshes::FillWithCubes(mesh, 2);
+    mesh.GetMainSubVolume()->SetName(L"b");
+    for (wchar_t const* name : {L"a", L"c", L"a b"})
+        mesh.AddSubVolume()->SetName(name);
+    for (std::uint64_t i = 6; i < 48; ++i)
+        mesh.GetMainSubVolume()->MoveElement(*mesh.GetElement(i), (mesh.BeginSubVolume() + (i < 24 ? 1 : 3))->get());
+}
+
+} // namespace
+
+TEST(SubVolume, DefaultsAndIdentities) {
+    MMeshBase mesh;
+    MMeshSubVolume const& main = *mesh.GetMainSubVolume();
+    EXPECT_EQ(main.GetName(), L"Volume 0");
+    EXPECT_EQ(main.GetMatID(), 1);
+    EXPECT_EQ(main.GetNbElements(), 0u);
+    MMeshSubVolume const negative(&mesh, -3);
+    EXPECT_EQ(negative.GetName(), L"Volume -3");
+    EXPECT_EQ(mesh.AddSubVolume()->GetUniqueID(), main.GetUniqueID() + 2);
+    EXPECT_EQ(mesh.AddSubVolume()->GetUniqueID(), main.GetUniqueID() + 3);
+    EXPECT_EQ(mesh.GetMainSubVolume()->begin(), mesh.GetMainSubVolume()->end());
+}
+
+TEST(SubVolume, CountsFollowIncludingMovingAndAdding) {
+    MMeshBase mesh;
+    MMeshElement& e = *TestMeshes::AddElementOfKind(mesh, 4);
+    MMeshSubVolume& main = *mesh.GetMainSubVolume();
+    MMeshSubVolume& other = *mesh.AddSubVolume();
+    auto nodes = TestMeshes::AddNodes(mesh, TestMeshes::Corners(10));
+    MMeshElement const* const added = other.AddElement(10, nodes.data());
+    EXPECT_EQ(main.GetNbElements(), 1u);
+    EXPECT_EQ(other.GetNbElements(), 1u);
+    EXPECT_EQ(other.GetNbPoints(), 10u);
+    EXPECT_EQ(&*other.begin(), added);
+    EXPECT_EQ(&*main.begin(), &e);
+    main.AddElement(4, nodes.data());
+    EXPECT_EQ(main.GetNbElements(), 2u);
+    main.MoveAllElements(&other);
+    EXPECT_EQ(main.GetNbElements(), 0u);
+    EXPECT_EQ(other.GetNbElements(), 3u);
+    EXPECT_EQ(std::distance(other.begin(), other.end()), 3);
+    EXPECT_EQ(other.GetNbPoints(), 14u) << "a node of two elements counts once";
+    other.MoveAllElements(&other);
+    EXPECT_EQ(other.GetNbElements(), 3u);
+    main.IncludeElement(e);
+    main.IncludeElement(e);
+    EXPECT_EQ(main.GetNbElements(), 2u) << "including counts and does not look";
+}
+
+TEST(SubVolume, EmptyOnesAreRemovedAndTheRestRenumbered) {
+    MMeshBase mesh;
+    Divide(mesh);
+    auto const names = NamesOfElements(mesh);
+    EXPECT_EQ(mesh.RemoveEmptySubVolumes(), 1u);
+    EXPECT_EQ(NamesInOrder(mesh), (std::vector<std::wstring>{L"b", L"a", L"a b"}));
+    EXPECT_EQ(NamesOfElements(mesh), names);
+
+    MMeshBase fresh;
+    EXPECT_EQ(fresh.RemoveEmptySubVolumes(), 1u) << "the main sub-volume goes too";
+    EXPECT_FALSE(fresh.IsValid());
+}
+
+TEST(SubVolume, SortingKeepsEveryElementInItsSubVolume) {
+    struct Case {
+        MMeshBase::SubvolumesSortMode mode;
+        MMeshBase::SortDirection direction;
+        std::vector<std::wstring> expected;
+    };
+    auto const other_direction = static_cast<MMeshBase::SortDirection>(17);
+    for (Case const& c : {Case{MMeshBase::SortByName, MMeshBase::Ascending, {L"a", L"a b", L"b", L"c"}},
+                          Case{MMeshBase::SortByName, other_direction, {L"c", L"b", L"a b", L"a"}},
+                          Case{MMeshBase::SortByVolume, MMeshBase::Ascending, {L"c", L"b", L"a", L"a b"}},
+                          Case{MMeshBase::SortByVolume, MMeshBase::Descending, {L"a b", L"a", L"b", L"c"}}}) {
+        MMeshBase mesh;
+        Divide(mesh);
+        auto const names = NamesOfElements(mesh);
+        mesh.SortSubvolumes(c.mode, c.direction);
+        EXPECT_EQ(NamesInOrder(mesh), c.expected);
+        EXPECT_EQ(NamesOfElements(mesh), names);
+    }
+    MMeshBase mesh;
+    try {
+        mesh.SortSubvolumes(static_cast<MMeshBase::SubvolumesSortMode>(2), MMeshBase::Ascending);
+        FAIL();
+    } catch (std::invalid_argument const& e) {
+        EXPECT_STREQ(e.what(), "not implemented case");
+    }
+}
+
+TEST(SubVolume, BecomesAMeshOfItsOwn) {
+    MMeshBase mesh;
+    Divide(mesh);
+    for (MMeshElement& e : mesh.Elements())
+        mesh.GetElementMasks()->GetGreyValueMask()->SetValue(e, 10.0 * e.GetNode(0)->GetIndex());
+    MMeshSubVolume const& part = **(mesh.BeginSubVolume() + 1);
+    std::unique_ptr<MMeshBase> const copy(mesh.GetSubVolumeAsMMeshBase(part));
+    EXPECT_EQ(copy->NumberOfElements(), 18);
+    EXPECT_EQ(static_cast<std::uint64_t>(copy->NumberOfPoints()), part.GetNbPoints());
+    EXPECT_DOUBLE_EQ(copy->GetVolume(), 3.0);
+    EXPECT_EQ(copy->GetMainSubVolume()->GetName(), L"a");
+    auto source = part.begin();
+    for (MMeshElement const& e : copy->Elements()) {
+        EXPECT_EQ(e.GetNode(3)->x, source->GetNode(3)->x);
+        EXPECT_EQ(copy->GetElementMasks()->GetGreyValueMask()->GetValue(e), 10.0 * source->GetNode(0)->GetIndex());
+        ++source;
+    }
+}
