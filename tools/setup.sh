@@ -1,0 +1,52 @@
+# Sourced by demo.sh and test.sh: the packages that a fresh Debian 12 machine lacks, and the build.
+
+fail() {
+    echo "$(basename "$0"): $*" >&2
+    exit 1
+}
+
+step() {
+    printf '\n== %s\n' "$*"
+}
+
+build_packages=(
+    g++ cmake ninja-build
+    libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev
+    libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev
+)
+test_packages=(libgtest-dev libbenchmark-dev clang-format)
+
+# install_packages NAME...: installs with apt what is missing, and says so when it cannot.
+install_packages() {
+    command -v dpkg-query >/dev/null || fail "this script installs Debian packages; elsewhere see CONTRIBUTING.md for what to install"
+    local missing=() name
+    for name in "$@"; do
+        dpkg-query -W -f='${Status}' "$name" 2>/dev/null | grep -q 'install ok installed' || missing+=("$name")
+    done
+    [ ${#missing[@]} -eq 0 ] && return
+    step "installing ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || fail "these packages are missing and only root can install them: ${missing[*]}"
+        as_root=(sudo)
+    fi
+    export DEBIAN_FRONTEND=noninteractive
+    "${as_root[@]}" apt-get update -qq || fail "apt-get update failed: is the network there?"
+    "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        fail "apt-get could not install: ${missing[*]}"
+}
+
+# build PRESET [CMAKE-BUILD-ARGUMENT...]: configures and builds into build/PRESET.
+build() {
+    local preset=$1 launcher=()
+    shift
+    command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    step "building ($preset)"
+    cmake --preset "$preset" "${launcher[@]}" >"/tmp/ketsdk-configure-$$.log" 2>&1 || {
+        cat "/tmp/ketsdk-configure-$$.log" >&2
+        rm -f "/tmp/ketsdk-configure-$$.log"
+        fail "configuring failed"
+    }
+    rm -f "/tmp/ketsdk-configure-$$.log"
+    cmake --build --preset "$preset" "$@" || fail "building failed"
+}
