@@ -147,7 +147,7 @@ TEST(MeshBase, ReplacedDataIsRegisteredOnlyOnRequest) {
 TEST(MeshBase, TransformMovesNodesAndBox) {
     MMeshBase mesh;
     TestMeshes::AddElementOfKind(mesh, 8);
-    //X    mesh.Transform(MMTransform(MMTransformMatrix::Translation({1.0, -2.0, 0.5})));
+    mesh.Transform(MMTransform(MMTransformMatrix::Translation({1.0, -2.0, 0.5})));
     std::unique_ptr<MMeshBase::BoundingBoxDouble> box(mesh.GetBoundingBoxDouble());
     EXPECT_EQ(box->GetMin(), (MMVector<double, 3>(1.0, -2.0, 0.5)));
     EXPECT_EQ(box->GetMax(), (MMVector<double, 3>(7.0, 4.0, 6.5)));
