@@ -2,11 +2,12 @@
 
 #include <KetSDK/Common/Shared/MDataMaskIndex.h>
 #include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Mesh/MMeshExport.h>
 
 // A mesh node: an integer position in internal units. The node knows its place in the node container
 // of its mesh and its slot in the node masks, and nothing else of the mesh.
 // A plain value: safe to use from several threads as long as none of them writes it.
-class MMeshPoint : public MDataMaskIndex {
+class KETSDK_MESH_API MMeshPoint : public MDataMaskIndex {
 public:
     // At the origin, in no container.
     MMeshPoint() = default;

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 // A place in a node container, by node index. Used by value; reading is not range-checked.
-class MMeshPointIterator {
+class KETSDK_MESH_API MMeshPointIterator {
 public:
     MMeshPointIterator(MMeshPointContainer* container, std::uint64_t position) noexcept
         : m_container(container), m_position(position) {}
@@ -31,7 +31,7 @@ private:
 };
 
 // The same over a node container that must not change.
-class MMeshPointConstIterator {
+class KETSDK_MESH_API MMeshPointConstIterator {
 public:
     MMeshPointConstIterator(MMeshPointContainer const* container, std::uint64_t position) noexcept
         : m_container(container), m_position(position) {}

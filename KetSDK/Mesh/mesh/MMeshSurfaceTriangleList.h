@@ -1,11 +1,13 @@
 #pragma once
 
+#include <KetSDK/Mesh/MMeshExport.h>
+
 #include <cstdint>
 #include <vector>
 
 // The faces of one element that lie on some boundary: sub-tetrahedron and face number of each, in the
 // order in which they were added. A plain value.
-class MMeshSurfaceTriangleList {
+class KETSDK_MESH_API MMeshSurfaceTriangleList {
 public:
     struct Face {
         std::uint8_t tetrahedron; // sub-tetrahedron of the element

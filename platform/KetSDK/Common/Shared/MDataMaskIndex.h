@@ -1,10 +1,12 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MExport.h>
+
 #include <cstdint>
 
 // The slot of an object in every data mask of its kind. Base of nodes, elements and whatever else
 // carries values that live outside the object.
-class MDataMaskIndex {
+class KETSDK_API MDataMaskIndex {
 public:
     // The index of an object that is registered with no mask container.
     static constexpr std::uint64_t NotRegistered = UINT64_MAX;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MExport.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -7,7 +9,7 @@
 
 // A vector of N coordinates of type T. Arithmetic stays in T; lengths are computed in double.
 template <typename T, std::size_t N>
-class MMVector {
+class KETSDK_API MMVector {
 public:
     // All coordinates zero.
     constexpr MMVector() noexcept = default;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Math/MathCore/MMVector.h>
 
 #include <array>
@@ -7,7 +8,7 @@
 
 // Three points in space of N dimensions.
 template <typename T, std::size_t N>
-class MTriangle {
+class KETSDK_API MTriangle {
 public:
     // All points at the origin.
     constexpr MTriangle() noexcept = default;

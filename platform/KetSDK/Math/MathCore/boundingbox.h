@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Math/MathCore/MMVector.h>
 
 #include <cstddef>
@@ -10,7 +11,7 @@ namespace KetSDK::Math {
 // An axis-aligned box of N dimensions with corners of type V. The empty box has every minimum at the
 // largest value of T and every maximum at the lowest, so that the first point sets both.
 template <typename T, std::size_t N, typename V = MMVector<T, N>>
-class boundingbox {
+class KETSDK_API boundingbox {
 public:
     constexpr boundingbox() noexcept { SetEmpty(); }
     constexpr boundingbox(V const& minimum, V const& maximum) noexcept : m_min(minimum), m_max(maximum) {}

@@ -1,0 +1,58 @@
+#pragma once
+
+// The Verdict functions that element geometry is checked against or built on, under one set of names:
+// a stand-alone Verdict brings its own header; the one inside VTK exports C functions without one.
+// Private to the library and its tests: not for including by others.
+
+#ifdef KETSDK_VERDICT_IN_VTK
+
+extern "C" {
+double vtkverdict__v_tet_distortion(int num_nodes, double coordinates[][3]);
+double vtkverdict__v_tet_jacobian(int num_nodes, double coordinates[][3]);
+double vtkverdict__v_tet_minimum_angle(int num_nodes, double coordinates[][3]);
+double vtkverdict__v_tet_radius_ratio(int num_nodes, double coordinates[][3]);
+double vtkverdict__v_tet_scaled_jacobian(int num_nodes, double coordinates[][3]);
+double vtkverdict__v_tet_volume(int num_nodes, double coordinates[][3]);
+}
+#define KETSDK_VERDICT_FUNCTION(name) vtkverdict__v_##name
+
+#else
+
+#include <verdict.h>
+#define KETSDK_VERDICT_FUNCTION(name) verdict::name
+
+#endif
+
+namespace KetSDK::Mesh::Detail {
+
+// Each takes an array of n rows (x, y, z): 4 for the linear tetrahedron, 10 for the quadratic one.
+// The functions only read the rows.
+
+// Smallest ratio of the element's Jacobian to its mean, 1 for a straight-sided tetrahedron.
+inline double VerdictTetDistortion(int n, double (*nodes)[3]) {
+    return KETSDK_VERDICT_FUNCTION(tet_distortion)(n, nodes);
+}
+// Six times the signed volume of the corners.
+inline double VerdictTetJacobian(int n, double (*nodes)[3]) {
+    return KETSDK_VERDICT_FUNCTION(tet_jacobian)(n, nodes);
+}
+// Smallest dihedral angle in degrees.
+inline double VerdictTetMinimumAngle(int n, double (*nodes)[3]) {
+    return KETSDK_VERDICT_FUNCTION(tet_minimum_angle)(n, nodes);
+}
+// Circumradius over three times the inradius.
+inline double VerdictTetRadiusRatio(int n, double (*nodes)[3]) {
+    return KETSDK_VERDICT_FUNCTION(tet_radius_ratio)(n, nodes);
+}
+// Jacobian over the largest product of the three edges at a corner, 1 for the regular tetrahedron.
+inline double VerdictTetScaledJacobian(int n, double (*nodes)[3]) {
+    return KETSDK_VERDICT_FUNCTION(tet_scaled_jacobian)(n, nodes);
+}
+// Signed volume.
+inline double VerdictTetVolume(int n, double (*nodes)[3]) {
+    return KETSDK_VERDICT_FUNCTION(tet_volume)(n, nodes);
+}
+
+} // namespace KetSDK::Mesh::Detail
+
+#undef KETSDK_VERDICT_FUNCTION

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <KetSDK/Math/MathCore/MMVector.h>
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+
+// A 3 x 3 matrix of doubles, stored by rows, with a solver for M x = b.
+// A plain value: safe to read from several threads while none changes it.
+class MMatrix3x3 {
+public:
+    // All entries zero.
+    constexpr MMatrix3x3() noexcept = default;
+    constexpr MMatrix3x3(MMVector<double, 3> const& row0, MMVector<double, 3> const& row1,
+                         MMVector<double, 3> const& row2) noexcept
+        : m_rows{row0, row1, row2} {}
+
+    constexpr double& operator()(std::size_t row, std::size_t column) noexcept { return m_rows[row][column]; }
+    constexpr double operator()(std::size_t row, std::size_t column) const noexcept {
+        return m_rows[row][column];
+    }
+    constexpr MMVector<double, 3> const& GetRow(std::size_t row) const noexcept { return m_rows[row]; }
+
+    constexpr MMVector<double, 3> operator*(MMVector<double, 3> const& x) const noexcept {
+        return {m_rows[0].Dot(x), m_rows[1].Dot(x), m_rows[2].Dot(x)};
+    }
+
+    constexpr double Determinant() const noexcept { return m_rows[0].Dot(m_rows[1].Cross(m_rows[2])); }
+
+    // Solves M x = b by Cramer's rule. False, with x as it was, when M is singular: when its
+    // determinant is no larger than what rounding alone can leave of it, |det| <= 16 eps m0 m1 m2 with
+    // mi the largest entry of row i by magnitude. The test does not depend on the unit of the rows.
+    // NaN entries are not singular; they give NaN.
+    bool Solve(MMVector<double, 3> const& b, MMVector<double, 3>& x) const noexcept {
+        constexpr double noise = 16.0 * std::numeric_limits<double>::epsilon();
+        // Entry by entry, so that a matrix made on the spot never leaves the registers.
+        double const a00 = m_rows[0][0], a01 = m_rows[0][1], a02 = m_rows[0][2];
+        double const a10 = m_rows[1][0], a11 = m_rows[1][1], a12 = m_rows[1][2];
+        double const a20 = m_rows[2][0], a21 = m_rows[2][1], a22 = m_rows[2][2];
+        double const c00 = a11 * a22 - a12 * a21, c01 = a12 * a20 - a10 * a22, c02 = a10 * a21 - a11 * a20;
+        double const det = a00 * c00 + a01 * c01 + a02 * c02;
+        if (std::fabs(det) <= noise * _Largest(a00, a01, a02) * _Largest(a10, a11, a12) * _Largest(a20, a21, a22))
+            return false;
+        double const c10 = a21 * a02 - a22 * a01, c11 = a22 * a00 - a20 * a02, c12 = a20 * a01 - a21 * a00;
+        double const c20 = a01 * a12 - a02 * a11, c21 = a02 * a10 - a00 * a12, c22 = a00 * a11 - a01 * a10;
+        double const b0 = b[0], b1 = b[1], b2 = b[2];
+        x[0] = (b0 * c00 + b1 * c10 + b2 * c20) / det;
+        x[1] = (b0 * c01 + b1 * c11 + b2 * c21) / det;
+        x[2] = (b0 * c02 + b1 * c12 + b2 * c22) / det;
+        return true;
+    }
+
+private:
+    static double _Largest(double x, double y, double z) noexcept {
+        x = std::fabs(x);
+        y = std::fabs(y);
+        z = std::fabs(z);
+        double const xy = x < y ? y : x;
+        return xy < z ? z : xy;
+    }
+
+    std::array<MMVector<double, 3>, 3> m_rows{};
+};
