@@ -1,6 +1,4 @@
 #include <KetSDK/Mesh/materials/MDataMaskContainer.h>
-#include <KetSDK/Mesh/mesh/MMeshElement.h>
-#include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
 #include <algorithm>
 

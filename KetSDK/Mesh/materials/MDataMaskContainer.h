@@ -2,6 +2,8 @@
 
 #include <KetSDK/Common/Shared/IDataMaskOwner.h>
 #include <KetSDK/Mesh/materials/MDataMask.h>
+#include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
 #include <cstdint>
 #include <vector>
@@ -74,7 +76,5 @@ private:
     bool m_keep_objects = false;
 };
 
-class MMeshElement;
-class MMeshPoint;
 extern template class MDataMaskContainer<MMeshElement>;
 extern template class MDataMaskContainer<MMeshPoint>;

@@ -121,10 +121,20 @@ private:
         for (unsigned int i = 0; i < face.corners; ++i)
             corner[i] = static_cast<std::uint32_t>(e.GetNode(face.node[i])->GetIndex());
         if constexpr (WithQuadrilaterals) {
-            std::sort(corner, corner + face.corners);
-            auto const different = std::unique(corner, corner + face.corners) - corner;
-            std::fill(std::copy(corner, corner + different, record.corner), std::end(record.corner), NoNode);
-            return different >= 3;
+            // Inserts one corner after the other, in order and without repetition.
+            unsigned int count = 0;
+            std::ranges::fill(record.corner, NoNode);
+            for (unsigned int i = 0; i < face.corners; ++i) {
+                unsigned int at = count;
+                while (at > 0 && record.corner[at - 1] > corner[i])
+                    --at;
+                if (at > 0 && record.corner[at - 1] == corner[i])
+                    continue;
+                for (unsigned int k = count++; k > at; --k)
+                    record.corner[k] = record.corner[k - 1];
+                record.corner[at] = corner[i];
+            }
+            return count >= 3;
         } else {
             std::uint32_t const low = std::min(std::min(corner[0], corner[1]), corner[2]);
             std::uint32_t const high = std::max(std::max(corner[0], corner[1]), corner[2]);
