@@ -66,9 +66,9 @@ inline void FillWithCubes(MMeshBase& mesh, int n) {
     for (int z = 0; z < n; ++z)
         for (int y = 0; y < n; ++y)
             for (int x = 0; x < n; ++x) {
-                MMeshPoint* const c[8] = {at(x, y, z),         at(x + 1, y, z),         at(x + 1, y + 1, z),
-                                          at(x, y + 1, z),     at(x, y, z + 1),         at(x + 1, y, z + 1),
-                                          at(x + 1, y + 1, z + 1), at(x, y + 1, z + 1)};
+                MMeshPoint* const c[8] = {
+                    at(x, y, z),     at(x + 1, y, z),     at(x + 1, y + 1, z),     at(x, y + 1, z),
+                    at(x, y, z + 1), at(x + 1, y, z + 1), at(x + 1, y + 1, z + 1), at(x, y + 1, z + 1)};
                 // The table winds its tetrahedra against the element.
                 for (auto const& t : MMeshElementDescriptor::descr_6tetra_point)
                     AddElement(mesh, {c[t[0]], c[t[1]], c[t[3]], c[t[2]]});

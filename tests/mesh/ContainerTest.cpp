@@ -135,10 +135,10 @@ TEST(ContainerFiles, DamagedBlocksChangeNothing) {
         bytes[at] = value;
         return bytes;
     };
-    damaged.push_back(with(3, '\x7f'));  // two thousand million elements
-    damaged.push_back(with(4, '\5'));    // an element of five nodes
-    damaged.push_back(with(5, '\x40'));  // node 64 of 8
-    damaged.push_back(with(8, '\x80'));  // a negative node number
+    damaged.push_back(with(3, '\x7f')); // two thousand million elements
+    damaged.push_back(with(4, '\5'));   // an element of five nodes
+    damaged.push_back(with(5, '\x40')); // node 64 of 8
+    damaged.push_back(with(8, '\x80')); // a negative node number
     for (std::string const& bytes : damaged) {
         WriteAll(path, bytes);
         MFile in(path, MFile::Mode::Read);
@@ -147,7 +147,8 @@ TEST(ContainerFiles, DamagedBlocksChangeNothing) {
     }
 
     MMeshPointContainer nodes;
-    for (std::string const& bytes : {std::string("\xff\xff\xff\xff", 4), std::string("\1\0\0\0\1\0\0\0\2\0\0", 11)}) {
+    for (std::string const& bytes :
+         {std::string("\xff\xff\xff\xff", 4), std::string("\1\0\0\0\1\0\0\0\2\0\0", 11)}) {
         WriteAll(path, bytes);
         MFile in(path, MFile::Mode::Read);
         EXPECT_THROW(nodes.LoadPointsFromFile(&mesh, &in), std::runtime_error);

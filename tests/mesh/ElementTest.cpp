@@ -102,7 +102,8 @@ TEST(ElementDescriptor, TetrahedraFillEveryKindWithOneWinding) {
         EXPECT_DOUBLE_EQ(-sum, expected) << "kind " << int{kind};
 
         MMeshBase mesh;
-        EXPECT_DOUBLE_EQ(KetSDK::Mesh::Detail::ElementVolume(*TestMeshes::AddElementOfKind(mesh, kind)), expected);
+        EXPECT_DOUBLE_EQ(KetSDK::Mesh::Detail::ElementVolume(*TestMeshes::AddElementOfKind(mesh, kind)),
+                         expected);
     }
     double split = 0.0;
     for (auto const& row : D::descr_tet10_to_tet4) {
@@ -130,8 +131,9 @@ TEST(ElementDescriptor, FaceEdgeAndMidNodeTablesAgree) {
         auto const a = Position(nodes[oriented[0]]);
         auto const normal = (Position(nodes[oriented[1]]) - a).Cross(Position(nodes[oriented[2]]) - a);
         EXPECT_GT(normal.Dot(a - centre), 0.0) << "oriented face " << f << " looks outwards";
-        EXPECT_EQ(SetOf(D::descr_tet10_midpoints[f]),
-                  (std::set{mid_node(face[0], face[1]), mid_node(face[1], face[2]), mid_node(face[2], face[0])}));
+        EXPECT_EQ(
+            SetOf(D::descr_tet10_midpoints[f]),
+            (std::set{mid_node(face[0], face[1]), mid_node(face[1], face[2]), mid_node(face[2], face[0])}));
     }
     for (std::size_t edge = 0; edge < 6; ++edge)
         for (unsigned char const f : D::descr_tet4_edge_faces[edge])

@@ -81,7 +81,8 @@ TEST(ElementIterators, LinearAndQuadraticElementsAreReadThroughTheirTables) {
     auto const quadratic_it = Begin(quadratic);
     MMeshSuperTetrahedronIterator corners(quadratic_it.get());
     for (char v = 0; v < 4; ++v)
-        EXPECT_EQ(corners.GetPoint(v)->GetIndex(), MMeshElementDescriptor::descr_1tetra_point[static_cast<unsigned char>(v)]);
+        EXPECT_EQ(corners.GetPoint(v)->GetIndex(),
+                  MMeshElementDescriptor::descr_1tetra_point[static_cast<unsigned char>(v)]);
 }
 
 TEST(ElementIterators, FirstOfTheTriangleIteratorKeepsTheFace) {

@@ -145,7 +145,8 @@ TEST(MeshMasks, FilesGiveBackEveryValueAndRefuseWhatIsCutOff) {
     int number = 0;
     for (MMeshElement& e : mesh.Elements()) {
         masks.GetGreyValueMask()->SetValue(e, -1000.0 / ++number);
-        masks.GetVolumeIndexMask()->SetValue(e, {{static_cast<unsigned short>(number), 0.5}, {65535, 1e-300}});
+        masks.GetVolumeIndexMask()->SetValue(e,
+                                             {{static_cast<unsigned short>(number), 0.5}, {65535, 1e-300}});
         masks.GetVisibleMask()->SetValue(e, number % 2 == 0);
     }
     for (MMeshPointIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
@@ -170,8 +171,10 @@ TEST(MeshMasks, FilesGiveBackEveryValueAndRefuseWhatIsCutOff) {
     for (std::uint64_t i = 0; i < 6; ++i) {
         MMeshElement& e = *mesh.GetElement(i);
         MMeshElement& c = *copy.GetElement(i);
-        EXPECT_EQ(copy.GetElementMasks()->GetGreyValueMask()->GetValue(c), masks.GetGreyValueMask()->GetValue(e));
-        EXPECT_EQ(copy.GetElementMasks()->GetVolumeIndexMask()->GetValue(c), masks.GetVolumeIndexMask()->GetValue(e));
+        EXPECT_EQ(copy.GetElementMasks()->GetGreyValueMask()->GetValue(c),
+                  masks.GetGreyValueMask()->GetValue(e));
+        EXPECT_EQ(copy.GetElementMasks()->GetVolumeIndexMask()->GetValue(c),
+                  masks.GetVolumeIndexMask()->GetValue(e));
         EXPECT_EQ(copy.GetElementMasks()->GetVisibleMask()->GetValue(c), masks.GetVisibleMask()->GetValue(e));
     }
     EXPECT_EQ(copy.GetPointMasks()->GetOriginalIDs()->GetValue(*copy.GetRandomPoint(3)), 97);

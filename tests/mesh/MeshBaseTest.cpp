@@ -59,7 +59,8 @@ TEST(MeshBase, ForbiddenDuplicatesShareTheNodeAndRenewItsSlot) {
 TEST(MeshBase, VolumeIsSignedInTheElementsOwnOrientation) {
     MMeshBase mesh;
     double expected = 0.0;
-    for (auto const& [kind, volume] : {std::pair<unsigned char, double>{4, 36}, {6, 108}, {8, 216}, {10, 36}}) {
+    for (auto const& [kind, volume] :
+         {std::pair<unsigned char, double>{4, 36}, {6, 108}, {8, 216}, {10, 36}}) {
         TestMeshes::AddElementOfKind(mesh, kind);
         expected += volume;
         EXPECT_DOUBLE_EQ(mesh.GetVolume(), expected);

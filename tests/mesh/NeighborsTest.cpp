@@ -39,8 +39,10 @@ TEST(NeighborsInfo, AgreesWithASearchOfAllElements) {
     // What real meshes should not have: an element on top of another, one with a repeated node, and a
     // quadratic one that shares corners.
     MMeshElement* const first = mesh.GetElement(0);
-    TestMeshes::AddElement(mesh, {first->GetNode(0), first->GetNode(1), first->GetNode(2), first->GetNode(3)});
-    TestMeshes::AddElement(mesh, {first->GetNode(0), first->GetNode(1), first->GetNode(2), first->GetNode(2)});
+    TestMeshes::AddElement(mesh,
+                           {first->GetNode(0), first->GetNode(1), first->GetNode(2), first->GetNode(3)});
+    TestMeshes::AddElement(mesh,
+                           {first->GetNode(0), first->GetNode(1), first->GetNode(2), first->GetNode(2)});
     auto nodes = TestMeshes::AddNodes(mesh, TestMeshes::Corners(10));
     nodes[1] = mesh.GetElement(20)->GetNode(1);
     nodes[2] = mesh.GetElement(20)->GetNode(2);

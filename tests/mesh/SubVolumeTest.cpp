@@ -32,7 +32,8 @@ void Divide(MMeshBase& mesh) {
     for (wchar_t const* name : {L"a", L"c", L"a b"})
         mesh.AddSubVolume()->SetName(name);
     for (std::uint64_t i = 6; i < 48; ++i)
-        mesh.GetMainSubVolume()->MoveElement(*mesh.GetElement(i), (mesh.BeginSubVolume() + (i < 24 ? 1 : 3))->get());
+        mesh.GetMainSubVolume()->MoveElement(*mesh.GetElement(i),
+                                             (mesh.BeginSubVolume() + (i < 24 ? 1 : 3))->get());
 }
 
 } // namespace
@@ -130,7 +131,8 @@ TEST(SubVolume, BecomesAMeshOfItsOwn) {
     auto source = part.begin();
     for (MMeshElement const& e : copy->Elements()) {
         EXPECT_EQ(e.GetNode(3)->x, source->GetNode(3)->x);
-        EXPECT_EQ(copy->GetElementMasks()->GetGreyValueMask()->GetValue(e), 10.0 * source->GetNode(0)->GetIndex());
+        EXPECT_EQ(copy->GetElementMasks()->GetGreyValueMask()->GetValue(e),
+                  10.0 * source->GetNode(0)->GetIndex());
         ++source;
     }
 }

@@ -110,7 +110,8 @@ TEST(ExtractSurface, NamesAndSidesOfInterfaces) {
 
     MMeshBase same;
     FillWithPair(same, 1, 1);
-    EXPECT_EQ(TrianglesByName(*Extract(same, true)), (std::map<std::wstring, int>{{L"Exterior Surface-1", 6}}));
+    EXPECT_EQ(TrianglesByName(*Extract(same, true)),
+              (std::map<std::wstring, int>{{L"Exterior Surface-1", 6}}));
 }
 
 TEST(ExtractSurface, ExtremeIdentifiersAreTakenAsTheyAre) {
@@ -118,9 +119,11 @@ TEST(ExtractSurface, ExtremeIdentifiersAreTakenAsTheyAre) {
     FillWithPair(mesh, 1, 2);
     (*(mesh.BeginSubVolume() + 1))->SetID(-1);
     (*(mesh.BeginSubVolume() + 2))->SetID(std::numeric_limits<int>::max());
-    EXPECT_EQ(TrianglesByName(*Extract(mesh, false)),
-              (std::map<std::wstring, int>{{L"Exterior Surface--1", 3}, {L"Exterior Surface-2147483647", 3}}));
-    EXPECT_EQ(TrianglesByName(*Extract(mesh, true)), (std::map<std::wstring, int>{{L"Exterior Surface--1", 4}}))
+    EXPECT_EQ(
+        TrianglesByName(*Extract(mesh, false)),
+        (std::map<std::wstring, int>{{L"Exterior Surface--1", 3}, {L"Exterior Surface-2147483647", 3}}));
+    EXPECT_EQ(TrianglesByName(*Extract(mesh, true)),
+              (std::map<std::wstring, int>{{L"Exterior Surface--1", 4}}))
         << "the largest number stands for the exterior";
 }
 

@@ -58,7 +58,8 @@ private:
 template <typename T, typename V>
 class KETSDK_MESH_API MDataMask : public MDataMaskBase<T> {
 public:
-    explicit MDataMask(V default_value = V()) : m_default(std::move(default_value)) {}
+    explicit MDataMask(V default_value = V())
+        : m_default(std::move(default_value)) {}
 
     // The object's value; the default for an object without a slot here.
     V const& GetValue(T const& object) const noexcept { return GetValueAt(object.GetMaskIndex()); }
@@ -106,7 +107,8 @@ private:
 template <typename T>
 class KETSDK_MESH_API MDataMaskBits : public MDataMaskBase<T> {
 public:
-    explicit MDataMaskBits(bool default_value = false) : m_default(default_value) {}
+    explicit MDataMaskBits(bool default_value = false)
+        : m_default(default_value) {}
 
     bool GetValue(T const& object) const noexcept { return GetValueAt(object.GetMaskIndex()); }
     void SetValue(T const& object, bool value) { SetValueAt(object.GetMaskIndex(), value); }

@@ -53,8 +53,9 @@ bool MDataMaskContainer<T>::AddMask(IDataMask* mask) {
 
 template <typename T>
 bool MDataMaskContainer<T>::RemoveMask(IDataMask const* mask) {
-    auto const found = std::find_if(m_masks.begin(), m_masks.end(),
-                                    [mask](MDataMaskBase<T>* m) { return static_cast<IDataMask*>(m) == mask; });
+    auto const found = std::find_if(m_masks.begin(), m_masks.end(), [mask](MDataMaskBase<T>* m) {
+        return static_cast<IDataMask*>(m) == mask;
+    });
     if (found == m_masks.end())
         return false;
     (*found)->m_owner = nullptr;

@@ -120,7 +120,8 @@ void MMeshElementMaskContainer::SaveElementMaskToFile(MMeshBase* mesh, MFile* fi
 void MMeshElementMaskContainer::LoadElementMaskFromFile(MMeshBase* mesh, MFile* file) {
     auto const count = file->READ<std::uint32_t>();
     unsigned const present = file->READ<std::uint8_t>();
-    if (!file->IsGood() || count != static_cast<std::uint32_t>(mesh->NumberOfElements()) || (present & ~AllMasks) != 0)
+    if (!file->IsGood() || count != static_cast<std::uint32_t>(mesh->NumberOfElements()) ||
+        (present & ~AllMasks) != 0)
         throw std::runtime_error("invalid state");
 
     // All values are read before the first is stored.

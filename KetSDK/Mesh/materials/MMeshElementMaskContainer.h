@@ -47,7 +47,9 @@ public:
     void ReleaseSubvolumeMask() noexcept { m_subvolumes.reset(); }
 
     // Volumes that share the element, with weights; empty by default.
-    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() { return _Create(m_volume_lists, VolumeList()); }
+    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() {
+        return _Create(m_volume_lists, VolumeList());
+    }
     MDataMask<MMeshElement, VolumeList> const* GetVolumeIndexMask() const { return m_volume_lists.get(); }
     bool HasVolumeIndexMask() const noexcept { return m_volume_lists != nullptr; }
     void ReleaseVolumeIndexMask() noexcept { m_volume_lists.reset(); }

@@ -15,7 +15,8 @@ struct MMeshPointMaskContainer::NeighbourMask {
     MDataMask<MMeshPoint, TriangleList> lists;
 };
 
-MMeshPointMaskContainer::MMeshPointMaskContainer(MMeshBase* mesh) : m_mesh(mesh) {
+MMeshPointMaskContainer::MMeshPointMaskContainer(MMeshBase* mesh)
+    : m_mesh(mesh) {
     _KeepObjectTable();
 }
 
@@ -91,7 +92,8 @@ void MMeshPointMaskContainer::ReleaseNeighbourMask() noexcept {
     m_neighbours.reset();
 }
 
-void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
+void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point,
+                                                        MMeshTriangleIterator**& triangles,
                                                         unsigned long long& count) {
     triangles = nullptr;
     count = 0;
@@ -102,12 +104,14 @@ void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point,
     count = list.size();
 }
 
-void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
+void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point,
+                                                        MMeshTriangleIterator**& triangles,
                                                         unsigned long long& count) const {
     const_cast<MMeshPointMaskContainer*>(this)->GetNeighbourMaskPointInfo(point, triangles, count);
 }
 
-void MMeshPointMaskContainer::_CopyBuiltInMasks(MMeshPointMaskContainer const& other, MMeshBase const& source) {
+void MMeshPointMaskContainer::_CopyBuiltInMasks(MMeshPointMaskContainer const& other,
+                                                MMeshBase const& source) {
     if (!other.HasOriginalIDs())
         return;
     MDataMask<MMeshPoint, int>& ids = *GetOriginalIDs();

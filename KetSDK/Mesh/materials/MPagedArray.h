@@ -27,7 +27,9 @@ public:
 
     void Clear() noexcept { m_pages = {}; }
 
-    V& operator[](std::uint64_t i) noexcept { return m_pages[static_cast<std::size_t>(i >> 10)]->values[i & 1023]; }
+    V& operator[](std::uint64_t i) noexcept {
+        return m_pages[static_cast<std::size_t>(i >> 10)]->values[i & 1023];
+    }
     V const& operator[](std::uint64_t i) const noexcept {
         return m_pages[static_cast<std::size_t>(i >> 10)]->values[i & 1023];
     }

@@ -35,7 +35,9 @@ MMeshBase::MMeshBase()
     AddSubVolume();
 }
 
-MMeshBase::MMeshBase(MMeshBase const& other) : ISAXReference(other), ISAXPersist(other) {
+MMeshBase::MMeshBase(MMeshBase const& other)
+    : ISAXReference(other)
+    , ISAXPersist(other) {
     m_points = std::make_unique<MMeshPointContainer>();
     m_elements = std::make_unique<MMeshElementContainer>();
     m_point_masks.reset(new MMeshPointMaskContainer(this));
@@ -83,7 +85,8 @@ void MMeshBase::_CopySubVolumes(MMeshBase const& other) {
 }
 
 std::unique_ptr<MMeshElementContainer>
-MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements) {
+MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points,
+                                            MMeshElementContainer const& elements) {
     auto copies = std::make_unique<MMeshElementContainer>();
     std::vector<MMeshPoint*> nodes;
     for (MMeshElement const& e : elements) {

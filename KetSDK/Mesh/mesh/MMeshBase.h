@@ -164,8 +164,12 @@ public:
     MMeshBaseNeighborsInfo* GetNeighborsInfo() noexcept { return m_neighbors.get(); }
     MMeshBaseNeighborsInfo const* GetNeighborsInfo() const noexcept { return m_neighbors.get(); }
 
-    std::shared_ptr<MMeshCorrespondenceMapper> const& GetCorrespondenceMapper() const noexcept { return m_mapper; }
-    void SetCorrespondenceMapper(std::shared_ptr<MMeshCorrespondenceMapper> const& mapper) { m_mapper = mapper; }
+    std::shared_ptr<MMeshCorrespondenceMapper> const& GetCorrespondenceMapper() const noexcept {
+        return m_mapper;
+    }
+    void SetCorrespondenceMapper(std::shared_ptr<MMeshCorrespondenceMapper> const& mapper) {
+        m_mapper = mapper;
+    }
     void RemoveCorrespondenceMapper() noexcept { m_mapper.reset(); }
 
     // --- Stored for the caller -----------------------------------------------------------------------

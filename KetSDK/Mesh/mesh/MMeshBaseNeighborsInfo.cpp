@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 #include <utility>
 
@@ -14,12 +15,41 @@ unsigned int CornersInUse(MMeshElement const& e) {
     return std::min<unsigned int>(e.GetNodeCount(), 4);
 }
 
-// Calls use(element, mask index of the node) for the first four nodes of every element.
+// The bit of a node in signatures.
+std::uint32_t NodeBit(std::uint64_t mask_index) {
+    return std::uint32_t{1} << (static_cast<std::uint32_t>(mask_index) * 0x9E3779B1u >> 27);
+}
+
+// Calls use(mask index of the node, number of the element, signature of its other corners) for the
+// first four nodes of every element.
 template <typename Use>
-void ForEachCorner(MMeshBase& mesh, Use&& use) {
-    for (MMeshElement& e : mesh.Elements())
-        for (unsigned int i = 0; i < CornersInUse(e); ++i)
-            use(e, static_cast<std::size_t>(e.GetNode(i)->GetMaskIndex()));
+void ForEachCorner(MMeshBase const& mesh, Use&& use) {
+    std::uint32_t number = 0;
+    for (MMeshElement const& e : mesh.Elements()) {
+        std::uint64_t slot[4] = {};
+        std::uint32_t bit[4] = {};
+        unsigned int const corners = CornersInUse(e);
+        for (unsigned int i = 0; i < corners; ++i) {
+            slot[i] = e.GetNode(i)->GetMaskIndex();
+            bit[i] = NodeBit(slot[i]);
+        }
+        std::uint32_t const others[4] = {bit[1] | bit[2] | bit[3], bit[0] | bit[2] | bit[3],
+                                         bit[0] | bit[1] | bit[3], bit[0] | bit[1] | bit[2]};
+        for (unsigned int i = 0; i < corners; ++i)
+            use(static_cast<std::size_t>(slot[i]), number, others[i]);
+        ++number;
+    }
+}
+
+// One bit for each of four comparisons.
+template <typename FourFlags>
+std::uint64_t FourBits(FourFlags const& flags) {
+    using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
+    using TwoHalves = std::uint64_t __attribute__((vector_size(16)));
+    auto const halves =
+        reinterpret_cast<TwoHalves>(reinterpret_cast<FourNumbers>(flags) & FourNumbers{1, 2, 4, 8});
+    std::uint64_t const bits = halves[0] | halves[1];
+    return (bits | bits >> 32) & 15;
 }
 
 } // namespace
@@ -43,32 +73,29 @@ void MMeshBaseNeighborsInfo::Enable() {
     auto incident = std::make_unique<MDataMask<MMeshPoint, ElementList>>();
     m_parent->GetPointMasks()->AddMask(incident.get());
 
-    // A counting sort by node. end[slot] first counts the uses of a node, then is the place at which
-    // its next element goes, and so ends where its list ends.
-    std::vector<std::size_t> end(static_cast<std::size_t>(incident->GetSize()), 0);
-    ForEachCorner(*m_parent, [&end](MMeshElement&, std::size_t slot) { ++end[slot]; });
-    std::size_t corners = 0;
-    for (std::size_t& place : end)
-        place = std::exchange(corners, corners + place);
-    m_lists = std::make_unique_for_overwrite<MMeshElement*[]>(corners);
-    ForEachCorner(*m_parent, [&end, this](MMeshElement& e, std::size_t slot) { m_lists[end[slot]++] = &e; });
-
-    std::size_t begin = 0;
-    for (std::size_t slot = 0; slot < end.size(); ++slot) {
-        ElementList const list(m_lists.get() + begin, end[slot] - begin);
-        // Elements are stored block by block, so most lists are in order of address already.
-        if (!std::is_sorted(list.begin(), list.end(), std::less<>()))
-            std::sort(list.begin(), list.end(), std::less<>());
+    // A counting sort by node.
+    std::vector<std::uint32_t> next(static_cast<std::size_t>(incident->GetSize()), 0);
+    ForEachCorner(*m_parent, [&next](std::size_t slot, std::uint32_t, std::uint32_t) { ++next[slot]; });
+    std::uint32_t blocks = 0;
+    for (std::size_t slot = 0; slot < next.size(); ++slot) {
+        ElementList const list{blocks, next[slot]};
         incident->GetSlot(slot) = list;
-        begin = end[slot];
+        next[slot] = 4 * list.first_block;
+        blocks += list.Blocks();
     }
+    m_blocks.assign(blocks, Block{});
+    ForEachCorner(*m_parent, [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
+        std::uint32_t const place = next[slot]++;
+        m_blocks[place / 4].element[place % 4] = element;
+        m_blocks[place / 4].signature[place % 4] = signature;
+    });
     m_incident = std::move(incident);
     m_enabled = true;
 }
 
 void MMeshBaseNeighborsInfo::Disable() {
     m_incident.reset();
-    m_lists.reset();
+    std::vector<Block>().swap(m_blocks);
     m_enabled = false;
 }
 
@@ -82,27 +109,48 @@ MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshEle
 MMeshElement* MMeshBaseNeighborsInfo::GetNeighbor(MMeshElement* e, unsigned int f) {
     if (f > 3)
         return nullptr;
-    std::span<MMeshElement* const> list[3];
-    for (unsigned int i = 0; i < 3; ++i)
-        list[i] = GetElements(*e->GetNode(Descriptor::descr_triangle_point[f][i]));
-    // The two shortest are merged; the few elements that they share are looked up in the third.
-    for (unsigned int i = 0; i < 2; ++i)
-        if (list[i].size() > list[2].size())
-            std::swap(list[i], list[2]);
-    MMeshElement* const* a = list[0].data();
-    MMeshElement* const* b = list[1].data();
-    MMeshElement* const* const a_end = a + list[0].size();
-    MMeshElement* const* const b_end = b + list[1].size();
-    while (a != a_end && b != b_end) {
-        auto const at_a = reinterpret_cast<std::uintptr_t>(*a);
-        auto const at_b = reinterpret_cast<std::uintptr_t>(*b);
-        if (at_a == at_b && *a != e && std::find(list[2].begin(), list[2].end(), *a) != list[2].end())
-            return *a;
-        // Without branches: which list is behind cannot be foreseen.
-        a += at_a <= at_b;
-        b += at_b <= at_a;
+    MMeshPoint const* node[3];
+    ElementList list[3];
+    for (unsigned int i = 0; i < 3; ++i) {
+        node[i] = e->GetNode(Descriptor::descr_triangle_point[f][i]);
+        list[i] = m_incident->GetValue(*node[i]);
     }
-    return nullptr;
+    for (unsigned int i = 1; i < 3; ++i) {
+        if (list[i].size < list[0].size) {
+            std::swap(list[i], list[0]);
+            std::swap(node[i], node[0]);
+        }
+    }
+    // The shortest list gives the candidates, by signature and as bits: whether a block has one cannot
+    // be foreseen. Those that the other two lists have as well are what the three have in common; the
+    // elements themselves, which lie anywhere in memory, are not looked at.
+    std::uint32_t const wanted = NodeBit(node[1]->GetMaskIndex()) | NodeBit(node[2]->GetMaskIndex());
+    constexpr std::uint32_t blocks_at_once = 16;
+    MMeshElement* lowest = nullptr;
+    for (std::uint32_t done = 0; done < list[0].Blocks(); done += blocks_at_once) {
+        Block const* const block = m_blocks.data() + list[0].first_block + done;
+        std::uint32_t const count = std::min(blocks_at_once, list[0].Blocks() - done);
+        std::uint64_t candidates = 0;
+        for (std::uint32_t i = 0; i < count; ++i)
+            candidates |= FourBits((block[i].signature & wanted) == wanted) << 4 * i;
+        for (; candidates != 0; candidates &= candidates - 1) {
+            auto const place = static_cast<unsigned int>(std::countr_zero(candidates));
+            std::uint32_t const number = block[place / 4].element[place % 4];
+            MMeshElement* const other = m_parent->GetElement(number);
+            if (other != e && _Contains(list[1], number) && _Contains(list[2], number) &&
+                (!lowest || std::less<>()(other, lowest)))
+                lowest = other;
+        }
+    }
+    return lowest;
+}
+
+bool MMeshBaseNeighborsInfo::_Contains(ElementList const& list, std::uint32_t element) const noexcept {
+    // A place that is not used may hold the number 0, but never the signature of an element.
+    FourNumbers found{};
+    for (std::uint32_t i = list.first_block; i < list.first_block + list.Blocks(); ++i)
+        found |= reinterpret_cast<FourNumbers>(m_blocks[i].element == element) & m_blocks[i].signature;
+    return FourBits(found != 0u) != 0;
 }
 
 char MMeshBaseNeighborsInfo::GetEdgeIndex(MMeshElement* e, MMeshPoint* p, MMeshPoint* q) {

@@ -5,22 +5,22 @@
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
+#include <cstdint>
 #include <memory>
-#include <span>
 #include <vector>
 
 class MMeshBase;
 
-// Which elements of a tetrahedral mesh lie across a face or around an edge. Built on demand from one
-// list per node of the elements that use it as one of their first four nodes, so it is meant for four-
-// and ten-node elements. Not updated when the mesh changes: whoever changes elements or nodes disables
-// and enables it again. Queries assume that it is enabled, and are safe from several threads.
+// Which elements of a tetrahedral mesh lie across a face or around an edge. Built on demand as one list
+// per node of the elements that use it as one of their first four nodes, so it is meant for four- and
+// ten-node elements; faces and edges are found by intersecting those lists. Not updated when the mesh
+// changes: whoever changes elements or nodes disables and enables it again. Queries assume that it is
+// enabled, and are safe from several threads.
 class KETSDK_MESH_API MMeshBaseNeighborsInfo {
 public:
-    using ElementList = std::span<MMeshElement*>;
-
     // Disabled. The mesh is not owned.
-    explicit MMeshBaseNeighborsInfo(MMeshBase* parent) : m_parent(parent) {}
+    explicit MMeshBaseNeighborsInfo(MMeshBase* parent)
+        : m_parent(parent) {}
     MMeshBaseNeighborsInfo(MMeshBaseNeighborsInfo const&) = delete;
     // Keeps its own mesh, and is built for it when the other is enabled.
     MMeshBaseNeighborsInfo& operator=(MMeshBaseNeighborsInfo const& other);
@@ -44,21 +44,36 @@ public:
     // descr_tet4_edge_faces[edge][0], then those on the other side. Nothing for edge > 5.
     void GetEdgeNeighbors(MMeshElement* e, char edge, std::vector<MMeshElement*>& out);
 
-    // The elements that use a node as one of their first four, by ascending address.
-    std::span<MMeshElement* const> GetElements(MMeshPoint const& p) const noexcept { return m_incident->GetValue(p); }
-
 protected:
     // The highest of three addresses, for derived classes that merge lists of elements.
-    static MMeshElement const* Max3(MMeshElement const* a, MMeshElement const* b, MMeshElement const* c) noexcept;
+    static MMeshElement const* Max3(MMeshElement const* a, MMeshElement const* b,
+                                    MMeshElement const* c) noexcept;
 
 private:
+    // The elements of one node, by ascending number, in whole blocks of four.
+    struct ElementList {
+        std::uint32_t first_block = 0;
+        std::uint32_t size = 0;
+        std::uint32_t Blocks() const noexcept { return (size + 3) / 4; }
+    };
+    // Four elements of a list: their numbers, and for each a signature of its three other corners, a
+    // few bits set of 32, by which most elements that do not use a node are told apart four at a time
+    // and without a look at the element. Unused places have no bit set.
+    using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
+    struct Block {
+        FourNumbers element;
+        FourNumbers signature;
+    };
+
+    bool _Contains(ElementList const& list, std::uint32_t element) const noexcept;
+
     // Walks round the edge p-q from e across face f, appending to out, until the boundary or an
     // element that the walk has met since `first`. True when the ring closed.
     bool _WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
                          std::vector<MMeshElement*>& out, std::size_t first);
 
-    // One list after another, in one block; the mask says where the list of each node lies.
-    std::unique_ptr<MMeshElement*[]> m_lists;
+    // One list after another; the mask says where the list of each node lies.
+    std::vector<Block> m_blocks;
     std::unique_ptr<MDataMask<MMeshPoint, ElementList>> m_incident;
     MMeshBase* m_parent;
     bool m_enabled = false;

@@ -12,7 +12,9 @@ MMeshPoint** CopyNodes(std::size_t n, MMeshPoint* const* nodes) {
 
 } // namespace
 
-MMeshElement::MMeshElement(unsigned char n, MMeshPoint** nodes) : m_nodes(CopyNodes(n, nodes)), m_count(n) {}
+MMeshElement::MMeshElement(unsigned char n, MMeshPoint** nodes)
+    : m_nodes(CopyNodes(n, nodes))
+    , m_count(n) {}
 
 MMeshElement::MMeshElement(std::vector<MMeshPoint*> const& nodes)
     : m_nodes(CopyNodes(static_cast<unsigned char>(nodes.size()), nodes.data()))

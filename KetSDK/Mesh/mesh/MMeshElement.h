@@ -24,8 +24,10 @@ public:
     MMeshElement& operator=(MMeshElement const&) = delete;
     // Takes over array, count and flags and leaves the source without nodes. The mask index comes along.
     MMeshElement(MMeshElement&& other) noexcept
-        : MDataMaskIndex(other), m_nodes(std::exchange(other.m_nodes, nullptr)),
-          m_count(std::exchange(other.m_count, static_cast<unsigned char>(0))), m_flags(other.m_flags) {}
+        : MDataMaskIndex(other)
+        , m_nodes(std::exchange(other.m_nodes, nullptr))
+        , m_count(std::exchange(other.m_count, static_cast<unsigned char>(0)))
+        , m_flags(other.m_flags) {}
     MMeshElement& operator=(MMeshElement&& other) noexcept;
     ~MMeshElement() { delete[] m_nodes; }
 

@@ -30,7 +30,9 @@ public:
     std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
 
     // Element i, not range-checked.
-    MMeshElement* GetElementPtrAt(std::uint64_t i) noexcept { return &m_elements[static_cast<std::size_t>(i)]; }
+    MMeshElement* GetElementPtrAt(std::uint64_t i) noexcept {
+        return &m_elements[static_cast<std::size_t>(i)];
+    }
     MMeshElement const* GetElementPtrAt(std::uint64_t i) const noexcept {
         return &m_elements[static_cast<std::size_t>(i)];
     }

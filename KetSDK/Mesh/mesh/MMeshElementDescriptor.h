@@ -23,7 +23,8 @@ public:
 
     // Place in the node array of vertex 0..3 of a sub-tetrahedron; 0 for an unknown kind. The
     // tetrahedron number is ignored for n = 4.
-    static unsigned char GetOffsetForTetra(unsigned char n, unsigned char tetra, unsigned char vertex) noexcept;
+    static unsigned char GetOffsetForTetra(unsigned char n, unsigned char tetra,
+                                           unsigned char vertex) noexcept;
 
     // Place in the node array of vertex 0..2 of face 0..3 of a sub-tetrahedron.
     static unsigned char GetOffsetForTriangle(unsigned char n, unsigned char tetra, unsigned char triangle,
@@ -55,10 +56,11 @@ public:
     static constexpr unsigned char descr_triangle_point_ORIENTED[4][3] = {
         {0, 1, 3}, {0, 2, 1}, {1, 2, 3}, {3, 2, 0}};
     // The six faces of a hexahedron, oriented outwards.
-    static constexpr unsigned char descr_quad_point_ORIENTED[6][4] = {{0, 3, 2, 1}, {1, 2, 6, 5}, {0, 1, 5, 4},
-                                                                      {3, 7, 6, 2}, {4, 5, 6, 7}, {0, 4, 7, 3}};
+    static constexpr unsigned char descr_quad_point_ORIENTED[6][4] = {
+        {0, 3, 2, 1}, {1, 2, 6, 5}, {0, 1, 5, 4}, {3, 7, 6, 2}, {4, 5, 6, 7}, {0, 4, 7, 3}};
     // The two corners of edge i of a tetrahedron; mid-edge node 4 + i lies on it.
-    static constexpr unsigned char descr_tet4_tet10_point[6][2] = {{0, 1}, {1, 2}, {2, 0}, {0, 3}, {1, 3}, {2, 3}};
+    static constexpr unsigned char descr_tet4_tet10_point[6][2] = {{0, 1}, {1, 2}, {2, 0},
+                                                                   {0, 3}, {1, 3}, {2, 3}};
     // The three mid-edge nodes of each face, in the order of descr_triangle_point.
     static constexpr unsigned char descr_tet10_midpoints[4][3] = {{4, 8, 7}, {6, 5, 4}, {5, 9, 8}, {9, 6, 7}};
     // The triangle of mid-edge nodes that cuts off corner c.
@@ -70,7 +72,8 @@ public:
                                                                 {5, 9, 7, 8}, {5, 9, 6, 7}};
     static constexpr unsigned char nb_tet10_to_tet4 = 8; // rows of descr_tet10_to_tet4
     // The two faces (rows of descr_triangle_point) that share edge i.
-    static constexpr unsigned char descr_tet4_edge_faces[6][2] = {{0, 1}, {2, 1}, {1, 3}, {0, 3}, {2, 0}, {3, 2}};
+    static constexpr unsigned char descr_tet4_edge_faces[6][2] = {{0, 1}, {2, 1}, {1, 3},
+                                                                  {0, 3}, {2, 0}, {3, 2}};
     // Mid-edge nodes that lie on opposite edges.
     static constexpr unsigned char descr_antipodal_midpoints[3][2] = {{4, 9}, {5, 7}, {6, 8}};
 };

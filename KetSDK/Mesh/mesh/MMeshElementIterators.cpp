@@ -39,16 +39,19 @@ void Release(Iterator* it, Ownership owns) noexcept {
 // MMeshTetrahedronIterator
 
 MMeshTetrahedronIterator::MMeshTetrahedronIterator(MMeshTetrahedronIterator const& other) noexcept
-    : m_tetrahedron(other.m_tetrahedron), m_element_it(other.m_element_it) {}
+    : m_tetrahedron(other.m_tetrahedron)
+    , m_element_it(other.m_element_it) {}
 
 MMeshTetrahedronIterator::MMeshTetrahedronIterator(MMeshTetrahedronIterator&& other) noexcept
-    : m_tetrahedron(other.m_tetrahedron), m_element_it(other.m_element_it) {
+    : m_tetrahedron(other.m_tetrahedron)
+    , m_element_it(other.m_element_it) {
     // A block that the other's element iterator shares with it cannot change hands.
     if (other.m_owns == Ownership::Heap)
         m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
 }
 
-MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator const& other) noexcept {
+MMeshTetrahedronIterator&
+MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator const& other) noexcept {
     if (this != &other) {
         _ReleaseElementIt();
         m_tetrahedron = other.m_tetrahedron;
@@ -92,7 +95,8 @@ MMeshTetrahedronIterator* MMeshTetrahedronIterator::Clone(void* storage) const {
 MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator++() {
     m_tetrahedron = Next(m_tetrahedron);
     // Equality on purpose: an element of unknown kind is left only after the counter has wrapped round.
-    if (m_tetrahedron == static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()))) {
+    if (m_tetrahedron ==
+        static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()))) {
         m_tetrahedron = 0;
         ++*m_element_it;
     }
@@ -118,8 +122,8 @@ bool MMeshTetrahedronIterator::IsDone() {
 
 MMeshPoint* MMeshTetrahedronIterator::GetPoint(char v) {
     MMeshElement const& e = CurrentElement(*this);
-    return e.GetNode(Descriptor::GetOffsetForTetra(e.GetNodeCount(), static_cast<unsigned char>(m_tetrahedron),
-                                                   static_cast<unsigned char>(v)));
+    return e.GetNode(Descriptor::GetOffsetForTetra(
+        e.GetNodeCount(), static_cast<unsigned char>(m_tetrahedron), static_cast<unsigned char>(v)));
 }
 
 void MMeshTetrahedronIterator::GetTriangle(MMeshPoint** const out, char f) {
@@ -174,16 +178,19 @@ void MMeshOnElementTetraIterator::First() {
 }
 
 bool MMeshOnElementTetraIterator::IsDone() {
-    return m_tetrahedron >= static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()));
+    return m_tetrahedron >=
+           static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()));
 }
 
 // MMeshTriangleIterator
 
 MMeshTriangleIterator::MMeshTriangleIterator(MMeshTriangleIterator const& other) noexcept
-    : m_triangle(other.m_triangle), m_tetra_it(other.m_tetra_it) {}
+    : m_triangle(other.m_triangle)
+    , m_tetra_it(other.m_tetra_it) {}
 
 MMeshTriangleIterator::MMeshTriangleIterator(MMeshTriangleIterator&& other) noexcept
-    : m_triangle(other.m_triangle), m_tetra_it(other.m_tetra_it) {
+    : m_triangle(other.m_triangle)
+    , m_tetra_it(other.m_tetra_it) {
     if (other.m_owns == Ownership::Heap)
         m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
 }

@@ -27,8 +27,11 @@ public:
     using ElementIterator = KetSDK::Mesh::Detail::MeshElementsIterator<0>;
 
     // From the first (or the given) tetrahedron of the current element of `it`, which stays the caller's.
-    explicit MMeshTetrahedronIterator(ElementIterator* it) noexcept : MMeshTetrahedronIterator(it, 0) {}
-    MMeshTetrahedronIterator(ElementIterator* it, char first) noexcept : m_tetrahedron(first), m_element_it(it) {}
+    explicit MMeshTetrahedronIterator(ElementIterator* it) noexcept
+        : MMeshTetrahedronIterator(it, 0) {}
+    MMeshTetrahedronIterator(ElementIterator* it, char first) noexcept
+        : m_tetrahedron(first)
+        , m_element_it(it) {}
     MMeshTetrahedronIterator(MMeshTetrahedronIterator const& other) noexcept;
     MMeshTetrahedronIterator(MMeshTetrahedronIterator&& other) noexcept;
     MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator const& other) noexcept;
@@ -74,7 +77,8 @@ private:
 // As MMeshTetrahedronIterator, but a ten-node element counts as its one corner tetrahedron.
 class KETSDK_MESH_API MMeshSuperTetrahedronIterator : public MMeshTetrahedronIterator {
 public:
-    explicit MMeshSuperTetrahedronIterator(ElementIterator* it) noexcept : MMeshTetrahedronIterator(it) {}
+    explicit MMeshSuperTetrahedronIterator(ElementIterator* it) noexcept
+        : MMeshTetrahedronIterator(it) {}
     MMeshSuperTetrahedronIterator* Clone(void* storage) const override;
     using MMeshTetrahedronIterator::operator++;
     MMeshSuperTetrahedronIterator& operator++() override;
@@ -85,7 +89,8 @@ public:
 // The tetrahedra of the current element only; the element iterator is never moved.
 class KETSDK_MESH_API MMeshOnElementTetraIterator : public MMeshTetrahedronIterator {
 public:
-    explicit MMeshOnElementTetraIterator(ElementIterator* it) noexcept : MMeshTetrahedronIterator(it) {}
+    explicit MMeshOnElementTetraIterator(ElementIterator* it) noexcept
+        : MMeshTetrahedronIterator(it) {}
     MMeshOnElementTetraIterator* Clone(void* storage) const override;
     using MMeshTetrahedronIterator::operator++;
     MMeshOnElementTetraIterator& operator++() override;
@@ -98,8 +103,11 @@ public:
 class KETSDK_MESH_API MMeshTriangleIterator {
 public:
     // From face 0 (or the given one) of the current tetrahedron of `it`, which stays the caller's.
-    explicit MMeshTriangleIterator(MMeshTetrahedronIterator* it) noexcept : MMeshTriangleIterator(it, 0) {}
-    MMeshTriangleIterator(MMeshTetrahedronIterator* it, char first) noexcept : m_triangle(first), m_tetra_it(it) {}
+    explicit MMeshTriangleIterator(MMeshTetrahedronIterator* it) noexcept
+        : MMeshTriangleIterator(it, 0) {}
+    MMeshTriangleIterator(MMeshTetrahedronIterator* it, char first) noexcept
+        : m_triangle(first)
+        , m_tetra_it(it) {}
     MMeshTriangleIterator(MMeshTriangleIterator const& other) noexcept;
     MMeshTriangleIterator(MMeshTriangleIterator&& other) noexcept;
     MMeshTriangleIterator& operator=(MMeshTriangleIterator const& other) noexcept;
@@ -141,7 +149,8 @@ private:
 // The four faces of the current tetrahedron only; the tetrahedron iterator is never moved.
 class KETSDK_MESH_API MMeshOnTetraTriangleIterator : public MMeshTriangleIterator {
 public:
-    explicit MMeshOnTetraTriangleIterator(MMeshTetrahedronIterator* it) noexcept : MMeshTriangleIterator(it) {}
+    explicit MMeshOnTetraTriangleIterator(MMeshTetrahedronIterator* it) noexcept
+        : MMeshTriangleIterator(it) {}
     MMeshOnTetraTriangleIterator* Clone(void* storage) const override;
     using MMeshTriangleIterator::operator++;
     MMeshOnTetraTriangleIterator& operator++() override;

@@ -12,7 +12,10 @@ public:
     // At the origin, in no container.
     MMeshPoint() = default;
     // At a position in internal units, in no container.
-    MMeshPoint(MLong px, MLong py, MLong pz) noexcept : x(px), y(py), z(pz) {}
+    MMeshPoint(MLong px, MLong py, MLong pz) noexcept
+        : x(px)
+        , y(py)
+        , z(pz) {}
 
     MMeshPoint(MMeshPoint const&) = default;
     // Takes over the mask index and the position but keeps its own index: assigning to a node that

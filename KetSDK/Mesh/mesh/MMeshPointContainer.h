@@ -55,8 +55,8 @@ public:
 private:
     struct CoordinateIndex;
     static constexpr std::size_t BlockSize = 4096;
-    using Storage =
-        boost::container::deque<MMeshPoint, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+    using Storage = boost::container::deque<
+        MMeshPoint, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
 
     MMeshPoint& _Append(MLong x, MLong y, MLong z);
 

@@ -8,7 +8,8 @@
 class KETSDK_MESH_API MMeshPointIterator {
 public:
     MMeshPointIterator(MMeshPointContainer* container, std::uint64_t position) noexcept
-        : m_container(container), m_position(position) {}
+        : m_container(container)
+        , m_position(position) {}
     MMeshPointIterator(MMeshPointIterator const&) = default;
     MMeshPointIterator& operator=(MMeshPointIterator const&) = default;
     virtual ~MMeshPointIterator() = default;
@@ -34,9 +35,11 @@ private:
 class KETSDK_MESH_API MMeshPointConstIterator {
 public:
     MMeshPointConstIterator(MMeshPointContainer const* container, std::uint64_t position) noexcept
-        : m_container(container), m_position(position) {}
+        : m_container(container)
+        , m_position(position) {}
     MMeshPointConstIterator(MMeshPointIterator const& other) noexcept
-        : m_container(other.m_container), m_position(other.m_position) {}
+        : m_container(other.m_container)
+        , m_position(other.m_position) {}
     MMeshPointConstIterator(MMeshPointConstIterator const&) = default;
     MMeshPointConstIterator& operator=(MMeshPointConstIterator const&) = default;
     virtual ~MMeshPointConstIterator() = default;

@@ -42,7 +42,9 @@ public:
     std::uint64_t GetUniqueID() const noexcept { return m_unique_id; }
 
     // Number of elements, as the operations below keep it.
-    std::uint64_t GetNbElements() const noexcept { return static_cast<std::uint64_t>(std::int64_t{m_element_count}); }
+    std::uint64_t GetNbElements() const noexcept {
+        return static_cast<std::uint64_t>(std::int64_t{m_element_count});
+    }
     // Number of distinct nodes that its elements use.
     std::uint64_t GetNbPoints() const;
     // Signed volume in cubic model units; positive for correctly oriented elements.

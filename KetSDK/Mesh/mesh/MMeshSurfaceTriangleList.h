@@ -15,7 +15,9 @@ public:
         friend bool operator==(Face const&, Face const&) = default;
     };
 
-    void Add(unsigned char tetrahedron, unsigned char triangle) { m_faces.push_back({tetrahedron, triangle}); }
+    void Add(unsigned char tetrahedron, unsigned char triangle) {
+        m_faces.push_back({tetrahedron, triangle});
+    }
     void Clear() noexcept { m_faces.clear(); }
     bool IsEmpty() const noexcept { return m_faces.empty(); }
     std::uint64_t GetSize() const noexcept { return m_faces.size(); }

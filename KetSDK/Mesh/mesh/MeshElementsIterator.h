@@ -20,7 +20,8 @@ public:
     using Element = std::conditional_t<IsConst != 0, MMeshElement const, MMeshElement>;
 
     MeshElementsIterator(Container* container, std::uint64_t position) noexcept
-        : m_position(position), m_container(container) {}
+        : m_position(position)
+        , m_container(container) {}
     MeshElementsIterator(MeshElementsIterator const&) = default;
     MeshElementsIterator& operator=(MeshElementsIterator const&) = default;
 

@@ -52,7 +52,8 @@ template <int IsConst>
 void SubVolumeElementsIterator<IsConst>::_FindMember() {
     MMeshElementMaskContainer const& masks = *m_sub_volume->GetParent()->GetElementMasks();
     MDataMask<MMeshElement, int> const* const numbers = masks.GetSubvolumeMask();
-    while (!m_element_it->IsDone() && (!numbers || numbers->GetValue(**m_element_it) != m_sub_volume->GetID()))
+    while (!m_element_it->IsDone() &&
+           (!numbers || numbers->GetValue(**m_element_it) != m_sub_volume->GetID()))
         ++*m_element_it;
     m_at_end = m_element_it->IsDone();
 }

@@ -46,7 +46,9 @@ public:
 
 private:
     SubVolumeElementsIterator(SubVolume* sub_volume, std::unique_ptr<MeshElementsIterator<IsConst>> it)
-        : m_sub_volume(sub_volume), m_element_it(std::move(it)), m_at_end(!m_element_it) {}
+        : m_sub_volume(sub_volume)
+        , m_element_it(std::move(it))
+        , m_at_end(!m_element_it) {}
     // On from the current element to the next member, the current one included.
     void _FindMember();
 

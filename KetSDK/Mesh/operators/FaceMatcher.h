@@ -32,7 +32,8 @@ public:
 
     // group(element) says to which group an element belongs.
     template <typename Group>
-    FaceMatcher(MMeshElementContainer const& elements, Group&& group) : m_elements(elements) {
+    FaceMatcher(MMeshElementContainer const& elements, Group&& group)
+        : m_elements(elements) {
         std::uint64_t parts = 1;
         while (parts < MaxParts && parts * RecordsPerPart < 4 * elements.GetNumElements()) {
             parts *= 2;
@@ -43,8 +44,8 @@ public:
     }
 
     // Calls visit(element, face, group, group of the neighbour, whether there is a neighbour) for every
-    // face whose neighbour is of another group or missing, in no particular order. Where more than two elements meet at a face, the
-    // neighbour is the one of lowest address that is not the element itself.
+    // face whose neighbour is of another group or missing, in no particular order. Where more than two
+    // elements meet at a face, the neighbour is the one of lowest address that is not the element itself.
     template <typename Visit>
     void ForEachBoundaryFace(Visit&& visit) {
         std::vector<Record> records;
@@ -90,7 +91,8 @@ private:
             records.clear();
             for (auto& block : m_blocks) {
                 bool const is_last = &block == &m_blocks.back();
-                records.insert(records.end(), block.get(), block.get() + (is_last ? BlockSize - m_room : BlockSize));
+                records.insert(records.end(), block.get(),
+                               block.get() + (is_last ? BlockSize - m_room : BlockSize));
             }
             *this = Part();
         }

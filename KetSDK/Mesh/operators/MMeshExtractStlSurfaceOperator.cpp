@@ -81,11 +81,11 @@ private:
         using Matcher = FaceMatcher<WithQuadrilaterals>;
         static_assert(Matcher::NoNeighbour == Exterior);
         Matcher matcher(mesh.Elements(), SubVolumeIDs(mesh));
-        matcher.ForEachBoundaryFace(
-            [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other, bool has_neighbour) {
-                if (interfaces ? id < other : !has_neighbour)
-                    _Add(element, {id, other, m_first[element], face});
-            });
+        matcher.ForEachBoundaryFace([this, interfaces](std::uint32_t element, std::uint32_t face, int id,
+                                                       int other, bool has_neighbour) {
+            if (interfaces ? id < other : !has_neighbour)
+                _Add(element, {id, other, m_first[element], face});
+        });
     }
 
     void _Add(std::uint32_t element, TakenFace const& face) {
@@ -102,7 +102,8 @@ private:
 class SurfaceWriter {
 public:
     SurfaceWriter(MStlBase& stl, MMeshBase const& mesh)
-        : m_stl(stl), m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
+        : m_stl(stl)
+        , m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
 
     void Write(MMeshElement const& e, TakenFace const& taken) {
         MStlSurface& surface = _Surface(taken.id, taken.other);
@@ -132,7 +133,8 @@ private:
         auto const position = [](MMeshPoint const& p) {
             return MMVector<double, 3>(p.x / unit, p.y / unit, p.z / unit);
         };
-        MMVector<double, 3> const normal = MTriangle<double, 3>(position(a), position(b), position(c)).Normal();
+        MMVector<double, 3> const normal =
+            MTriangle<double, 3>(position(a), position(b), position(c)).Normal();
         MStlPoint* const pa = _Point(a);
         MStlPoint* const pb = _Point(b);
         MStlPoint* const pc = _Point(c);

@@ -1,10 +1,38 @@
 #include <KetSDK/Math/MathCore/MGeneralMatrix.h>
 
-#include <Eigen/LU>
+#include <Eigen/Dense>
 
+namespace {
+
+template <int N>
+double _Determinant(double const* entries) {
+    return Eigen::Map<Eigen::Matrix<double, N, N> const>(entries).determinant();
+}
+
+} // namespace
+
+MGeneralMatrix::MGeneralMatrix(std::size_t size)
+    : m_size(size) {
+    if (size > small_size)
+        m_large.resize(size * size);
+}
+
+// Eigen reads the rows as columns: the determinant of the transpose is the same.
 double MGeneralMatrix::Determinant() const {
-    if (m_size == 0)
+    switch (m_size) {
+    case 0:
         return 1.0;
-    auto const n = static_cast<Eigen::Index>(m_size);
-    return Eigen::Map<Eigen::MatrixXd const>(m_rows.data(), n, n).determinant(); // that of the transposed
+    case 1:
+        return m_small[0];
+    case 2:
+        return _Determinant<2>(_Data());
+    case 3:
+        return _Determinant<3>(_Data());
+    case 4:
+        return _Determinant<4>(_Data());
+    default: {
+        auto const n = static_cast<Eigen::Index>(m_size);
+        return Eigen::Map<Eigen::MatrixXd const>(_Data(), n, n).determinant();
+    }
+    }
 }

@@ -1,20 +1,25 @@
 #pragma once
 
 #include <KetSDK/Math/MathCore/MMTransformMatrix.h>
-#include <KetSDK/Math/MathCore/MMVector.h>
 
-// A placement of objects in space, in model units. A plain value.
+// A transform of positions in model units, as meshes and surfaces take it: an affine map.
+// A plain value: safe to read from several threads while none changes it.
 class MMTransform {
 public:
-    // Leaves everything where it is.
-    MMTransform() noexcept = default;
-    explicit MMTransform(MMTransformMatrix const& matrix) noexcept : m_matrix(matrix) {}
+    // The identity.
+    MMTransform() = default;
+    MMTransform(MMTransformMatrix const& matrix)
+        : m_matrix(matrix) {}
 
     MMTransformMatrix const& GetMatrix() const noexcept { return m_matrix; }
-    void SetMatrix(MMTransformMatrix const& matrix) noexcept { m_matrix = matrix; }
 
-    // Where a point goes.
-    MMVector<double, 3> Apply(MMVector<double, 3> const& p) const noexcept { return m_matrix.Apply(p); }
+    // The image of a point, in model units.
+    MMVector<double, 3> Apply(MMVector<double, 3> const& point) const noexcept {
+        return m_matrix.Apply(point);
+    }
+
+    // The transform that applies `first` and then this one.
+    MMTransform operator*(MMTransform const& first) const { return m_matrix * first.m_matrix; }
 
 private:
     MMTransformMatrix m_matrix;

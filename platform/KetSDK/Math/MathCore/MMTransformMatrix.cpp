@@ -1,71 +1,83 @@
 #include <KetSDK/Math/MathCore/MMTransformMatrix.h>
 
+#include <KetSDK/Math/MathCore/MMatrix3x3.h>
+
 #include <Eigen/Geometry>
-#include <Eigen/LU>
 
 namespace {
 
-using RowMajor = Eigen::Matrix<double, 4, 4, Eigen::RowMajor>;
+using _Matrix = Eigen::Matrix<double, 4, 4, Eigen::RowMajor>;
+using _Vector = MMVector<double, 3>;
 
-std::array<double, 16> RowsOf(Eigen::Affine3d const& transform) {
-    std::array<double, 16> rows;
-    Eigen::Map<RowMajor>(rows.data()) = transform.matrix();
-    return rows;
+Eigen::Vector3d _ToEigen(_Vector const& v) {
+    return {v[0], v[1], v[2]};
 }
 
-Eigen::Vector3d ToEigen(MMVector<double, 3> const& v) {
-    return {v[0], v[1], v[2]};
+MMTransformMatrix _FromEigen(_Matrix const& matrix) {
+    MMTransformMatrix result;
+    for (std::size_t row = 0; row < 4; ++row)
+        for (std::size_t column = 0; column < 4; ++column)
+            result(row, column) = matrix(static_cast<Eigen::Index>(row), static_cast<Eigen::Index>(column));
+    return result;
 }
 
 } // namespace
 
-MMTransformMatrix::MMTransformMatrix() noexcept : m_rows(RowsOf(Eigen::Affine3d::Identity())) {}
+MMTransformMatrix::MMTransformMatrix()
+    : m_entries{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1} {}
 
-MMTransformMatrix::MMTransformMatrix(std::array<double, 16> const& rows) noexcept : m_rows(rows) {
-    m_rows[12] = m_rows[13] = m_rows[14] = 0.0;
-    m_rows[15] = 1.0;
+MMTransformMatrix MMTransformMatrix::Translation(_Vector const& offset) {
+    MMTransformMatrix result;
+    for (std::size_t i = 0; i < 3; ++i)
+        result(i, 3) = offset[i];
+    return result;
 }
 
-MMTransformMatrix MMTransformMatrix::Translation(MMVector<double, 3> const& shift) noexcept {
-    return MMTransformMatrix(RowsOf(Eigen::Affine3d(Eigen::Translation3d(ToEigen(shift)))));
+MMTransformMatrix MMTransformMatrix::Scaling(_Vector const& factors) {
+    MMTransformMatrix result;
+    for (std::size_t i = 0; i < 3; ++i)
+        result(i, i) = factors[i];
+    return result;
 }
 
-MMTransformMatrix MMTransformMatrix::Scaling(MMVector<double, 3> const& factors) noexcept {
-    return MMTransformMatrix(RowsOf(Eigen::Affine3d(Eigen::Scaling(ToEigen(factors)))));
-}
-
-MMTransformMatrix MMTransformMatrix::Rotation(MMVector<double, 3> const& axis, double angle) noexcept {
-    MMVector<double, 3> direction = axis;
+MMTransformMatrix MMTransformMatrix::Rotation(_Vector const& axis, double angle, _Vector const& origin) {
+    _Vector direction = axis;
     if (!direction.Normalize())
         return {};
-    return MMTransformMatrix(RowsOf(Eigen::Affine3d(Eigen::AngleAxisd(angle, ToEigen(direction)))));
+    Eigen::Affine3d const map = Eigen::Translation3d(_ToEigen(origin)) *
+                                Eigen::AngleAxisd(angle, _ToEigen(direction)) *
+                                Eigen::Translation3d(-_ToEigen(origin));
+    return _FromEigen(map.matrix());
 }
 
-MMTransformMatrix operator*(MMTransformMatrix const& a, MMTransformMatrix const& b) noexcept {
-    MMTransformMatrix product;
-    Eigen::Map<RowMajor>(product.m_rows.data()).noalias() =
-        Eigen::Map<RowMajor const>(a.m_rows.data()) * Eigen::Map<RowMajor const>(b.m_rows.data());
-    return product;
+MMTransformMatrix MMTransformMatrix::operator*(MMTransformMatrix const& first) const {
+    return _FromEigen(Eigen::Map<_Matrix const>(m_entries.data()) *
+                      Eigen::Map<_Matrix const>(first.m_entries.data()));
+}
+
+MMVector<double, 3> MMTransformMatrix::Apply(_Vector const& point) const noexcept {
+    return ApplyToDirection(point) + _Vector(m_entries[3], m_entries[7], m_entries[11]);
+}
+
+MMVector<double, 3> MMTransformMatrix::ApplyToDirection(_Vector const& d) const noexcept {
+    auto const& m = m_entries;
+    return {m[0] * d[0] + m[1] * d[1] + m[2] * d[2], m[4] * d[0] + m[5] * d[1] + m[6] * d[2],
+            m[8] * d[0] + m[9] * d[1] + m[10] * d[2]};
 }
 
 double MMTransformMatrix::Determinant() const noexcept {
-    return Eigen::Map<RowMajor const>(m_rows.data()).topLeftCorner<3, 3>().determinant();
+    auto const& m = m_entries;
+    return MMatrix3x3({m[0], m[1], m[2]}, {m[4], m[5], m[6]}, {m[8], m[9], m[10]}).Determinant();
 }
 
-std::optional<MMTransformMatrix> MMTransformMatrix::Inverse() const {
-    Eigen::Matrix3d const linear = Eigen::Map<RowMajor const>(m_rows.data()).topLeftCorner<3, 3>();
-    Eigen::FullPivLU<Eigen::Matrix3d> const lu(linear);
-    if (!lu.isInvertible())
-        return std::nullopt;
-    Eigen::Affine3d inverse = Eigen::Affine3d::Identity();
-    inverse.linear() = lu.inverse();
-    inverse.translation() = -(inverse.linear() * Eigen::Vector3d(m_rows[3], m_rows[7], m_rows[11]));
-    return MMTransformMatrix(RowsOf(inverse));
-}
-
-MMVector<double, 3> MMTransformMatrix::Apply(MMVector<double, 3> const& p) const noexcept {
-    MMVector<double, 3> moved;
-    for (std::size_t row = 0; row < 3; ++row)
-        moved[row] = (*this)(row, 0) * p[0] + (*this)(row, 1) * p[1] + (*this)(row, 2) * p[2] + (*this)(row, 3);
-    return moved;
+bool MMTransformMatrix::Invert(MMTransformMatrix& inverse) const {
+    auto const& m = m_entries;
+    MMatrix3x3 const linear({m[0], m[1], m[2]}, {m[4], m[5], m[6]}, {m[8], m[9], m[10]});
+    _Vector ignored;
+    if (!linear.Solve({}, ignored))
+        return false;
+    _Matrix const result =
+        Eigen::Affine3d(_Matrix(Eigen::Map<_Matrix const>(m_entries.data()))).inverse(Eigen::Affine).matrix();
+    inverse = _FromEigen(result);
+    return true;
 }

@@ -14,12 +14,10 @@ public:
     // All coordinates zero.
     constexpr MMVector() noexcept = default;
 
-    constexpr MMVector(T x, T y, T z) noexcept
-        requires(N == 3)
+    constexpr MMVector(T x, T y, T z) noexcept requires(N == 3)
         : m_c{x, y, z} {}
 
-    constexpr MMVector(T x, T y) noexcept
-        requires(N == 2)
+    constexpr MMVector(T x, T y) noexcept requires(N == 2)
         : m_c{x, y} {}
 
     // Converts coordinate by coordinate, as static_cast does.
@@ -74,9 +72,7 @@ public:
         return sum;
     }
 
-    constexpr MMVector Cross(MMVector const& o) const noexcept
-        requires(N == 3)
-    {
+    constexpr MMVector Cross(MMVector const& o) const noexcept requires(N == 3) {
         return {m_c[1] * o.m_c[2] - m_c[2] * o.m_c[1], m_c[2] * o.m_c[0] - m_c[0] * o.m_c[2],
                 m_c[0] * o.m_c[1] - m_c[1] * o.m_c[0]};
     }

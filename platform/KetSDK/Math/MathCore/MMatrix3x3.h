@@ -41,14 +41,16 @@ public:
         double const a20 = m_rows[2][0], a21 = m_rows[2][1], a22 = m_rows[2][2];
         double const c00 = a11 * a22 - a12 * a21, c01 = a12 * a20 - a10 * a22, c02 = a10 * a21 - a11 * a20;
         double const det = a00 * c00 + a01 * c01 + a02 * c02;
-        if (std::fabs(det) <= noise * _Largest(a00, a01, a02) * _Largest(a10, a11, a12) * _Largest(a20, a21, a22))
+        if (std::fabs(det) <=
+            noise * _Largest(a00, a01, a02) * _Largest(a10, a11, a12) * _Largest(a20, a21, a22))
             return false;
         double const c10 = a21 * a02 - a22 * a01, c11 = a22 * a00 - a20 * a02, c12 = a20 * a01 - a21 * a00;
         double const c20 = a01 * a12 - a02 * a11, c21 = a02 * a10 - a00 * a12, c22 = a00 * a11 - a01 * a10;
         double const b0 = b[0], b1 = b[1], b2 = b[2];
-        x[0] = (b0 * c00 + b1 * c10 + b2 * c20) / det;
-        x[1] = (b0 * c01 + b1 * c11 + b2 * c21) / det;
-        x[2] = (b0 * c02 + b1 * c12 + b2 * c22) / det;
+        double const inverse = 1.0 / det;
+        x[0] = (b0 * c00 + b1 * c10 + b2 * c20) * inverse;
+        x[1] = (b0 * c01 + b1 * c11 + b2 * c21) * inverse;
+        x[2] = (b0 * c02 + b1 * c12 + b2 * c22) * inverse;
         return true;
     }
 

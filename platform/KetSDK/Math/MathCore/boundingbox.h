@@ -14,7 +14,9 @@ template <typename T, std::size_t N, typename V = MMVector<T, N>>
 class KETSDK_API boundingbox {
 public:
     constexpr boundingbox() noexcept { SetEmpty(); }
-    constexpr boundingbox(V const& minimum, V const& maximum) noexcept : m_min(minimum), m_max(maximum) {}
+    constexpr boundingbox(V const& minimum, V const& maximum) noexcept
+        : m_min(minimum)
+        , m_max(maximum) {}
 
     constexpr V const& GetMin() const noexcept { return m_min; }
     constexpr V const& GetMax() const noexcept { return m_max; }
