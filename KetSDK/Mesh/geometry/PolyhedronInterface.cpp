@@ -28,7 +28,9 @@ MMVector<T, 3> _ToVertex(_Vector const& v) {
     return {_ToCoordinate<T>(v[0]), _ToCoordinate<T>(v[1]), _ToCoordinate<T>(v[2])};
 }
 
-double _RandomCoordinate() { return std::rand() / 32767.0; }
+double _RandomCoordinate() {
+    return std::rand() / 32767.0;
+}
 
 } // namespace
 

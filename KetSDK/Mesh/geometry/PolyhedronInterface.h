@@ -75,7 +75,8 @@ protected:
     // A node's position in model units, as a vertex.
     static MMVector<T, 3> _NodePosition(MMeshPoint const& node) noexcept {
         double const units = KetSDK::Common::MInternalUnits::Get();
-        return {static_cast<T>(node.x / units), static_cast<T>(node.y / units), static_cast<T>(node.z / units)};
+        return {static_cast<T>(node.x / units), static_cast<T>(node.y / units),
+                static_cast<T>(node.z / units)};
     }
 
 private:

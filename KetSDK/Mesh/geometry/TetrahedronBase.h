@@ -153,7 +153,8 @@ private:
     struct _Faces;
 
     static MMVector<T, 3> _CornerOf(MMeshElement const& element, unsigned int i) noexcept {
-        return i < element.GetNodeCount() ? TetrahedronBase::_NodePosition(*element.GetNode(i)) : MMVector<T, 3>();
+        return i < element.GetNodeCount() ? TetrahedronBase::_NodePosition(*element.GetNode(i))
+                                          : MMVector<T, 3>();
     }
     bool _IsPlain() const noexcept;
     TetrahedronBase& _Slots() const noexcept;

@@ -1,0 +1,679 @@
+#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
+
+#include <KetSDK/Math/MathCore/MMatrix3x3.h>
+#include <KetSDK/Mesh/geometry/SafeLength.h>
+#include <KetSDK/Mesh/geometry/VectorPair.h>
+#include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <cstring>
+#include <typeinfo>
+
+using namespace KetSDK::Mesh::Detail;
+
+namespace {
+
+using _Descriptor = MMeshElementDescriptor;
+
+template <typename List>
+double _Smallest(List const& values) noexcept {
+    double smallest = values[0];
+    for (double const value : values)
+        smallest = value < smallest ? value : smallest;
+    return smallest;
+}
+template <typename List>
+double _Largest(List const& values) noexcept {
+    double largest = values[0];
+    for (double const value : values)
+        largest = largest < value ? value : largest;
+    return largest;
+}
+
+template <typename List>
+double _Sum(List const& values) noexcept {
+    double sum = 0.0;
+    for (double const value : values)
+        sum += value;
+    return sum;
+}
+
+// a - b, coordinate by coordinate: GCC keeps it in registers, where it copies the operands of the
+// operator through memory.
+MMVector<double, 3> _Difference(MMVector<double, 3> const& a, MMVector<double, 3> const& b) noexcept {
+    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+
+// Six times the volume on the differences d_k = P_k - P_0.
+double _Determinant(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
+                    MMVector<double, 3> const& d3) noexcept {
+    return d1.Dot(d2.Cross(d3));
+}
+
+// a - b modulo 2^32, as 32-bit integers subtract.
+double _WrappedDifference(MLong a, MLong b) noexcept {
+    return static_cast<MLong>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
+}
+
+MMVector<double, 3> _VolumeDifference(MMVector<MLong, 3> const& a, MMVector<MLong, 3> const& b) noexcept {
+    return {_WrappedDifference(a[0], b[0]), _WrappedDifference(a[1], b[1]), _WrappedDifference(a[2], b[2])};
+}
+template <typename T>
+MMVector<double, 3> _VolumeDifference(MMVector<T, 3> const& a, MMVector<T, 3> const& b) noexcept {
+    return _Difference(MMVector<double, 3>(a), MMVector<double, 3>(b));
+}
+
+// Six times the volume, by the edges that Verdict takes.
+double _VerdictJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+    MMVector<double, 3> const side0 = _Difference(p[1], p[0]);
+    MMVector<double, 3> const side2 = _Difference(p[0], p[2]);
+    MMVector<double, 3> const side3 = _Difference(p[3], p[0]);
+    return side3.Dot(side2.Cross(side0));
+}
+
+// The six edge vectors P_b - P_a of a tetrahedron, opposite edges side by side: every two edges of
+// different pairs share a corner.
+struct _Edges {
+    VectorPair e01_e23, e02_e13, e03_e12;
+
+    explicit _Edges(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+        VectorPair const p01 = VectorPair::Of(p[0], p[1]);
+        VectorPair const p23 = VectorPair::Of(p[2], p[3]);
+        e01_e23 = VectorPair::Of(p[1], p[3]) - VectorPair::Of(p[0], p[2]);
+        e02_e13 = p23 - p01;
+        e03_e12 = Swapped(p23) - p01;
+    }
+};
+
+struct _SquaredEdges {
+    DoublePair l01_l23, l02_l13, l03_l12;
+
+    explicit _SquaredEdges(_Edges const& e) noexcept
+        : l01_l23(Dot(e.e01_e23, e.e01_e23))
+        , l02_l13(Dot(e.e02_e13, e.e02_e13))
+        , l03_l12(Dot(e.e03_e12, e.e03_e12)) {}
+
+    double Largest() const noexcept { return MaxLane(Max(Max(l01_l23, l02_l13), l03_l12)); }
+    double Smallest() const noexcept { return MinLane(Min(Min(l01_l23, l02_l13), l03_l12)); }
+    // In the order (0,1), (0,2), (0,3), (1,2), (1,3), (2,3).
+    std::array<double, 6> List() const noexcept {
+        return {l01_l23[0], l02_l13[0], l03_l12[0], l03_l12[1], l02_l13[1], l01_l23[1]};
+    }
+};
+
+double _VerdictScaledJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+    constexpr double smallest = 1e-30;
+    constexpr double largest = 1e+30;
+    double const jacobian = _VerdictJacobian(p);
+    auto const [l01, l02, l03, l12, l13, l23] = _SquaredEdges(_Edges(p)).List();
+    double const products[4] = {l01 * l02 * l03, l01 * l12 * l13, l12 * l02 * l23, l03 * l13 * l23};
+    double const denominator = std::max(std::sqrt(_Largest(products)), std::fabs(jacobian));
+    if (denominator < smallest)
+        return largest;
+    return std::sqrt(2.0) * jacobian / denominator;
+}
+
+// The cosines of the twelve angles between two edges at a corner, two by two. Each edge is normalised
+// once, from its lower corner: seen from the other one it has the same bits but for the signs.
+struct _CornerCosines {
+    DoublePair pairs[6];
+
+    explicit _CornerCosines(_Edges const& e) noexcept {
+        constexpr DoublePair second_reversed = {1.0, -1.0};
+        VectorPair const a = Normalised(e.e01_e23);
+        VectorPair const b = Normalised(e.e02_e13);
+        VectorPair const c = Normalised(e.e03_e12);
+        VectorPair const b_swapped = Swapped(b);
+        VectorPair const c_swapped = Swapped(c);
+        pairs[0] = Dot(a, b);                            // 01 02 at 0, 23 13 at 3
+        pairs[1] = -Dot(a, b_swapped);                   // 01 13 at 1, 23 02 at 2
+        pairs[2] = Dot(a, c) * second_reversed;          // 01 03 at 0, 23 12 at 2
+        pairs[3] = -Dot(a, c_swapped) * second_reversed; // 01 12 at 1, 23 03 at 3
+        pairs[4] = Dot(b, c);                            // 02 03 at 0, 13 12 at 1
+        pairs[5] = Dot(b, c_swapped);                    // 02 12 at 2, 13 03 at 3
+    }
+
+    double Largest(double start) const noexcept {
+        DoublePair largest = {start, start};
+        for (DoublePair const& pair : pairs)
+            largest = Max(largest, pair);
+        return MaxLane(largest);
+    }
+    double Smallest(double start) const noexcept {
+        DoublePair smallest = {start, start};
+        for (DoublePair const& pair : pairs)
+            smallest = Min(smallest, pair);
+        return MinLane(smallest);
+    }
+    // A cosine that rounding has put beyond 1 belongs to no angle: this replaces it by `other`.
+    _CornerCosines& ReplaceInvalid(double other) noexcept {
+        for (DoublePair& pair : pairs)
+            pair = Abs(pair) <= DoublePair{1.0, 1.0} ? pair : DoublePair{other, other};
+        return *this;
+    }
+};
+
+// The dot products of every two of four vectors (0, 1) and (2, 3).
+struct _MutualDots {
+    DoublePair d02_d13, d03_d12, d01_d23;
+
+    _MutualDots(VectorPair const& v01, VectorPair const& v23) noexcept
+        : d02_d13(Dot(v01, v23))
+        , d03_d12(Dot(v01, Swapped(v23)))
+        , d01_d23(Dot(Firsts(v01, v23), Seconds(v01, v23))) {}
+
+    double Largest(double start) const noexcept {
+        return MaxLane(Max(Max(Max(DoublePair{start, start}, d02_d13), d03_d12), d01_d23));
+    }
+    double Smallest(double start) const noexcept {
+        return MinLane(Min(Min(Min(DoublePair{start, start}, d02_d13), d03_d12), d01_d23));
+    }
+};
+
+// Half the length of (B - A) x (C - A) for two triangles.
+DoublePair _Areas(VectorPair const& a, VectorPair const& b, VectorPair const& c) noexcept {
+    return Length(Cross(b - a, c - a)) * 0.5;
+}
+
+// The distances of two points to the planes through A, B, C.
+DoublePair _Heights(VectorPair const& p, VectorPair const& a, VectorPair const& b,
+                    VectorPair const& c) noexcept {
+    return Abs(DotWithUnit(p - a, Cross(b - a, c - a)));
+}
+
+} // namespace
+
+// The corners A, B, C of the four oriented faces, faces 0 and 1 in the first pair, 2 and 3 in the other.
+template <typename T>
+struct TetrahedronBase<T>::_Faces {
+    VectorPair a[2], b[2], c[2];
+
+    // (B - A) x (C - A), pointing out of a positive element; twice the area long.
+    VectorPair Normals(unsigned int pair) const noexcept {
+        return Cross(b[pair] - a[pair], c[pair] - a[pair]);
+    }
+};
+
+// ---------------------------------------------------------------- access to the corners
+
+// True for an object of exactly this class: no slot is overridden, so what a slot would give may be
+// computed in place, without its allocation. The addresses are compared because that is quick; where
+// the loader has made two of them, the slots are called, which gives the same values.
+template <typename T>
+bool TetrahedronBase<T>::_IsPlain() const noexcept {
+    return &typeid(*this) == &typeid(TetrahedronBase<T>);
+}
+
+// Several slots that only read are not const in the interface; const measures call them through this.
+template <typename T>
+TetrahedronBase<T>& TetrahedronBase<T>::_Slots() const noexcept {
+    return const_cast<TetrahedronBase<T>&>(*this);
+}
+
+// For double, x and y are stored as one because the measures read them as one: a processor stalls when
+// it has to put a value together from two stores that are still on their way.
+template <typename T>
+TetrahedronBase<T>::TetrahedronBase(MMeshElement const* element)
+    : m_points{_CornerOf(*element, 0), _CornerOf(*element, 1), _CornerOf(*element, 2),
+               _CornerOf(*element, 3)} {
+    if constexpr (std::is_same_v<T, double>) {
+        for (_Vector& point : m_points) {
+            DoublePair const xy = {point[0], point[1]};
+            std::memcpy(&point[0], &xy, sizeof xy);
+        }
+    }
+}
+
+// The corners in double: the points themselves where they are double already.
+template <typename T>
+decltype(auto) TetrahedronBase<T>::_Corners() const noexcept {
+    if constexpr (std::is_same_v<T, double>)
+        return (m_points);
+    else
+        return std::array<_Vector, 4>{_Corner(0), _Corner(1), _Corner(2), _Corner(3)};
+}
+
+template <typename T>
+typename TetrahedronBase<T>::_Faces TetrahedronBase<T>::_OrientedFaces() const {
+    constexpr auto& corner = _Descriptor::descr_triangle_point_ORIENTED;
+    _Faces faces;
+    if (_IsPlain()) {
+        auto const& p = _Corners();
+        for (unsigned int i = 0; i < 2; ++i) {
+            unsigned char const* first = corner[2 * i];
+            unsigned char const* second = corner[2 * i + 1];
+            faces.a[i] = VectorPair::Of(p[first[0]], p[second[0]]);
+            faces.b[i] = VectorPair::Of(p[first[1]], p[second[1]]);
+            faces.c[i] = VectorPair::Of(p[first[2]], p[second[2]]);
+        }
+        return faces;
+    }
+    for (unsigned int i = 0; i < 2; ++i) {
+        MTriangle<double, 3> const first = _Slots().GetFaceOriented(2 * i);
+        MTriangle<double, 3> const second = _Slots().GetFaceOriented(2 * i + 1);
+        faces.a[i] = VectorPair::Of(first[0], second[0]);
+        faces.b[i] = VectorPair::Of(first[1], second[1]);
+        faces.c[i] = VectorPair::Of(first[2], second[2]);
+    }
+    return faces;
+}
+
+// The four corners as the slot that hands elements to Verdict writes them.
+template <typename T>
+std::array<MMVector<double, 3>, 4> TetrahedronBase<T>::_VerdictCorners() const {
+    double rows[4][3];
+    this->_ConvertToVerdictPoints(rows, 4);
+    std::array<_Vector, 4> corners;
+    for (std::size_t i = 0; i < 4; ++i)
+        corners[i] = _Vector(rows[i][0], rows[i][1], rows[i][2]);
+    return corners;
+}
+
+template <typename T>
+MMVector<T, 3> const& TetrahedronBase<T>::GetVertex(unsigned int i) const {
+    return m_points[i];
+}
+
+template <typename T>
+void TetrahedronBase<T>::SetVertex(unsigned int i, MMVector<T, 3> const& position) {
+    m_points[i] = position;
+}
+
+template <typename T>
+std::uint64_t TetrahedronBase<T>::GetNbVertices() const {
+    return m_nb_vertices;
+}
+
+template <typename T>
+std::uint64_t TetrahedronBase<T>::GetNbFaces() const {
+    return m_nb_faces;
+}
+
+// ---------------------------------------------------------------- basic geometry
+
+template <typename T>
+double TetrahedronBase<T>::Volume() const {
+    // Integer differences wrap in 32 bits: in meshes that span more than 2^31 this decides the result.
+    return _Determinant(_VolumeDifference(m_points[1], m_points[0]),
+                        _VolumeDifference(m_points[2], m_points[0]),
+                        _VolumeDifference(m_points[3], m_points[0])) /
+           6.0;
+}
+
+template <typename T>
+bool TetrahedronBase<T>::OrientationOK() const {
+    auto const& p = _Corners();
+    _Vector const normal = _Difference(p[1], p[0]).Cross(_Difference(p[3], p[0]));
+    double const length = SafeLength(normal[0], normal[1], normal[2]); // a zero normal stays zero
+    _Vector const unit(normal[0] / length, normal[1] / length, normal[2] / length);
+    return _Difference(p[2], p[0]).Dot(unit) <= 0.0;
+}
+
+template <typename T>
+MMVector<double, 3> TetrahedronBase<T>::GetCentroid() {
+    auto const& p = _Corners();
+    return {(p[0][0] + p[1][0] + p[2][0] + p[3][0]) * 0.25, (p[0][1] + p[1][1] + p[2][1] + p[3][1]) * 0.25,
+            (p[0][2] + p[1][2] + p[2][2] + p[3][2]) * 0.25};
+}
+
+template <typename T>
+MTriangle<double, 3> TetrahedronBase<T>::GetFaceUnoriented(unsigned int i) {
+    unsigned char const* face = _Descriptor::descr_triangle_point[i];
+    return {_Corner(face[0]), _Corner(face[1]), _Corner(face[2])};
+}
+
+template <typename T>
+MTriangle<double, 3> TetrahedronBase<T>::GetFaceOriented(unsigned int i) {
+    unsigned char const* face = _Descriptor::descr_triangle_point_ORIENTED[i];
+    return {_Corner(face[0]), _Corner(face[1]), _Corner(face[2])};
+}
+
+template <typename T>
+TriangularFace* TetrahedronBase<T>::GetFace(unsigned int i) const {
+    MTriangle<double, 3> const triangle = _Slots().GetFaceOriented(i);
+    return new TriangularFace(triangle[0], triangle[1], triangle[2]);
+}
+
+template <typename T>
+MMVector<double, 3> TetrahedronBase<T>::GetMidEdgePoint(unsigned char e) {
+    unsigned char const* edge = _Descriptor::descr_tet4_tet10_point[e];
+    return (_Corner(edge[0]) + _Corner(edge[1])) * 0.5;
+}
+
+template <typename T>
+MTriangle<double, 3> TetrahedronBase<T>::GetTriangleOfTet10(std::uint64_t) {
+    return {};
+}
+
+template <typename T>
+bool TetrahedronBase<T>::TetInSlice(unsigned char axis, double lo, double hi) const {
+    return !LargerThanXYZPlane(axis, hi) && !SmallerThanXYZPlane(axis, lo);
+}
+
+template <typename T>
+bool TetrahedronBase<T>::IsIntersected(unsigned char axis, double value) const {
+    return !LargerThanXYZPlane(axis, value) && !SmallerThanXYZPlane(axis, value);
+}
+
+template <typename T>
+bool TetrahedronBase<T>::LargerThanXYZPlane(unsigned char axis, double value) const {
+    return std::all_of(m_points.begin(), m_points.end(),
+                       [=](auto const& p) { return static_cast<double>(p[axis]) > value; });
+}
+
+template <typename T>
+bool TetrahedronBase<T>::SmallerThanXYZPlane(unsigned char axis, double value) const {
+    return std::all_of(m_points.begin(), m_points.end(),
+                       [=](auto const& p) { return static_cast<double>(p[axis]) < value; });
+}
+
+// ---------------------------------------------------------------- lengths, heights, areas
+
+template <typename T>
+std::vector<double> TetrahedronBase<T>::_compute_sq_lengths() {
+    std::array<double, 6> const lengths = _SquaredEdges(_Edges(_Corners())).List();
+    return {lengths.begin(), lengths.end()};
+}
+
+template <typename T>
+double TetrahedronBase<T>::_compute_sum_sq_lengths() const {
+    return _IsPlain() ? _Sum(_SquaredEdges(_Edges(_Corners())).List()) : _Sum(_Slots()._compute_sq_lengths());
+}
+
+template <typename T>
+double TetrahedronBase<T>::GetMaxEdgeLength() const {
+    return std::sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Largest()
+                                : _Largest(_Slots()._compute_sq_lengths()));
+}
+
+template <typename T>
+double TetrahedronBase<T>::GetMinEdgeLength() const {
+    return std::sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Smallest()
+                                : _Smallest(_Slots()._compute_sq_lengths()));
+}
+
+template <typename T>
+double TetrahedronBase<T>::GetMinHeight() const {
+    auto const& p = _Corners();
+    // P0 over (P1, P2, P3) and P1 over (P0, P2, P3); P2 over (P1, P0, P3) and P3 over (P1, P2, P0).
+    DoublePair const first = _Heights(VectorPair::Of(p[0], p[1]), VectorPair::Of(p[1], p[0]),
+                                      VectorPair::Of(p[2], p[2]), VectorPair::Of(p[3], p[3]));
+    DoublePair const second = _Heights(VectorPair::Of(p[2], p[3]), VectorPair::Of(p[1], p[1]),
+                                       VectorPair::Of(p[0], p[2]), VectorPair::Of(p[3], p[0]));
+    return MinLane(Min(first, second));
+}
+
+template <typename T>
+void TetrahedronBase<T>::GetMinMaxArea(double& minArea, double& maxArea) const {
+    _Faces const faces = _OrientedFaces();
+    DoublePair const first = Length(faces.Normals(0)) * 0.5;
+    DoublePair const second = Length(faces.Normals(1)) * 0.5;
+    minArea = MinLane(Min(Min(DoublePair{DBL_MAX, DBL_MAX}, first), second));
+    maxArea = MaxLane(Max(Max(DoublePair{-DBL_MAX, -DBL_MAX}, first), second));
+}
+
+// ---------------------------------------------------------------- spheres
+
+// Centre, relative to P0, and squared radius; false for a flat element, which leaves both as they are.
+template <typename T>
+bool TetrahedronBase<T>::_Circumsphere(_Vector& x, double& squaredRadius) const noexcept {
+    auto const& p = _Corners();
+    _Vector const r1 = _Difference(p[1], p[0]);
+    _Vector const r2 = _Difference(p[2], p[0]);
+    _Vector const r3 = _Difference(p[3], p[0]);
+    _Vector const b(r1.SquaredLength() / 2.0, r2.SquaredLength() / 2.0, r3.SquaredLength() / 2.0);
+    if (!MMatrix3x3(r1, r2, r3).Solve(b, x))
+        return false;
+    squaredRadius = x.SquaredLength();
+    return true;
+}
+
+template <typename T>
+double TetrahedronBase<T>::RadiusCircumsphere() const {
+    _Vector x;
+    double squared_radius = DBL_MAX;
+    _Circumsphere(x, squared_radius);
+    return std::sqrt(squared_radius);
+}
+
+template <typename T>
+MMVector<double, 3> TetrahedronBase<T>::MidpointCircumsphere() {
+    _Vector x;
+    double squared_radius = DBL_MAX;
+    if (!_Circumsphere(x, squared_radius))
+        return _Vector(DBL_MAX, DBL_MAX, DBL_MAX);
+    _Vector const p0 = _Corner(0);
+    return {p0[0] + x[0], p0[1] + x[1], p0[2] + x[2]};
+}
+
+template <typename T>
+double TetrahedronBase<T>::RadiusInsphere() const {
+    constexpr double smallest_volume = 1.4901161193847656e-08; // 2^-26
+    double const volume = std::fabs(this->Volume());
+    if (volume < smallest_volume)
+        return 0.0;
+    // Faces (0,1,2) and (0,1,3), then (0,2,3) and (1,2,3).
+    auto const& p = _Corners();
+    DoublePair const first =
+        _Areas(VectorPair::Of(p[0], p[0]), VectorPair::Of(p[1], p[1]), VectorPair::Of(p[2], p[3]));
+    DoublePair const second =
+        _Areas(VectorPair::Of(p[0], p[1]), VectorPair::Of(p[2], p[2]), VectorPair::Of(p[3], p[3]));
+    return 3.0 * volume / (first[0] + first[1] + second[0] + second[1]);
+}
+
+// ---------------------------------------------------------------- angles
+
+template <typename T>
+void TetrahedronBase<T>::GetMinMaxCos(double& minCos, double& maxCos) const {
+    minCos = 2.0;
+    maxCos = -2.0;
+    if (_IsPlain()) { // the corner angles of the faces are the angles at the corners
+        _CornerCosines const cosines{_Edges(_Corners())};
+        minCos = cosines.Smallest(minCos);
+        maxCos = cosines.Largest(maxCos);
+        return;
+    }
+    _Faces const faces = _OrientedFaces();
+    for (unsigned int i = 0; i < 2; ++i) {
+        VectorPair const ab = Normalised(faces.b[i] - faces.a[i]);
+        VectorPair const bc = Normalised(faces.c[i] - faces.b[i]);
+        VectorPair const ca = Normalised(faces.a[i] - faces.c[i]);
+        // One of the two edges comes into the corner: hence the signs.
+        for (DoublePair const cosines : {-Dot(ca, ab), -Dot(ab, bc), -Dot(bc, ca)}) {
+            minCos = MinLane(Min(DoublePair{minCos, minCos}, cosines));
+            maxCos = MaxLane(Max(DoublePair{maxCos, maxCos}, cosines));
+        }
+    }
+}
+
+template <typename T>
+void TetrahedronBase<T>::GetMinMaxCosDihedralAngle(double& minCos, double& maxCos) const {
+    _Faces const faces = _OrientedFaces();
+    _MutualDots const dots(Normalised(faces.Normals(0)), Normalised(faces.Normals(1)));
+    minCos = -dots.Largest(-DBL_MAX);
+    maxCos = -dots.Smallest(DBL_MAX);
+}
+
+template <typename T>
+double TetrahedronBase<T>::GetMinCosDihedralAngle() const {
+    double min_cos, max_cos;
+    GetMinMaxCosDihedralAngle(min_cos, max_cos);
+    return min_cos;
+}
+
+template <typename T>
+double TetrahedronBase<T>::GetMaxCosDihedralAngle() const {
+    double min_cos, max_cos;
+    GetMinMaxCosDihedralAngle(min_cos, max_cos);
+    return max_cos;
+}
+
+template <typename T>
+double TetrahedronBase<T>::GetCosLargestMidAngle() const {
+    _Vector const centre = _Slots().MidpointCircumsphere();
+    VectorPair const c = VectorPair::Of(centre, centre);
+    auto const& p = _Corners();
+    return _MutualDots(Normalised(VectorPair::Of(p[0], p[1]) - c), Normalised(VectorPair::Of(p[2], p[3]) - c))
+        .Smallest(DBL_MAX);
+}
+
+// The arc cosine falls monotonically, so the extreme angle is the arc cosine of the extreme cosine:
+// one call in place of twelve.
+template <typename T>
+double TetrahedronBase<T>::QualityMinCornerAngle() const {
+    constexpr double none = -2.0;
+    double const max_cos = _CornerCosines(_Edges(_Corners())).ReplaceInvalid(none).Largest(none);
+    return max_cos == none ? DBL_MAX : std::acos(max_cos);
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityMaxCornerAngle() const {
+    constexpr double none = 2.0;
+    double const min_cos = _CornerCosines(_Edges(_Corners())).ReplaceInvalid(none).Smallest(none);
+    return min_cos == none ? 0.0 : std::acos(min_cos);
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityMinFacangle() const {
+    double min_cos, max_cos;
+    GetMinMaxCos(min_cos, max_cos);
+    return std::acos(max_cos);
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityMaxFacangle() const {
+    double min_cos, max_cos;
+    GetMinMaxCos(min_cos, max_cos);
+    return std::acos(min_cos);
+}
+
+// ---------------------------------------------------------------- quality figures
+
+template <typename T>
+double TetrahedronBase<T>::QualitySpheres() const {
+    return 3.0 * RadiusInsphere() / RadiusCircumsphere();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityInsphereEdge() const {
+    return 4.898979485566356 * RadiusInsphere() / GetMaxEdgeLength();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityMeanRatio() const {
+    return 12.0 * std::pow(3.0 * this->Volume(), 0.6666666666666666) / _compute_sum_sq_lengths();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityAspectRatio() const {
+    return 1.224744871391589 * GetMinHeight() / GetMaxEdgeLength();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityAspectRatioTetgen() const {
+    return GetMaxEdgeLength() / GetMinHeight();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityRadiusEdgeTetgen() const {
+    return RadiusCircumsphere() / GetMinEdgeLength();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityEquiAngleSkew() const {
+    // The doubles nearest to pi/3 and 2 pi/3: dividing a rounded pi gives other ones.
+    constexpr double ideal = 1.0471975511965979;
+    constexpr double range_above = 2.0943951023931957;
+    double min_cos, max_cos;
+    GetMinMaxCos(min_cos, max_cos);
+    return 1.0 - std::max((std::acos(min_cos) - ideal) / range_above, (ideal - std::acos(max_cos)) / ideal);
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityEquiDihedralAngleSkew() const {
+    constexpr double ideal = 1.2309594173407747; // acos(1/3)
+    constexpr double range_above = 1.9106332362490184;
+    double min_cos, max_cos;
+    GetMinMaxCosDihedralAngle(min_cos, max_cos);
+    return 1.0 - std::max((std::acos(min_cos) - ideal) / range_above, (ideal - std::acos(max_cos)) / ideal);
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityEdgeMinMax() const {
+    if (_IsPlain()) {
+        _SquaredEdges const lengths{_Edges(_Corners())};
+        return std::sqrt(lengths.Smallest()) / std::sqrt(lengths.Largest());
+    }
+    return GetMinEdgeLength() / GetMaxEdgeLength();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityEdgeMaxMin() const {
+    if (_IsPlain()) {
+        _SquaredEdges const lengths{_Edges(_Corners())};
+        return std::sqrt(lengths.Largest()) / std::sqrt(lengths.Smallest());
+    }
+    return GetMaxEdgeLength() / GetMinEdgeLength();
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityJacobian() {
+    return _IsPlain() ? _VerdictJacobian(_Corners()) : _VerdictJacobian(_VerdictCorners());
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityScaledJacobian() {
+    return _IsPlain() ? _VerdictScaledJacobian(_Corners()) : _VerdictScaledJacobian(_VerdictCorners());
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityEquiSizeSkew() const {
+    double const radius = RadiusCircumsphere();
+    double const optimum = 0.5132002392796673 * (radius * radius * radius); // 8 sqrt(3) / 27 R^3
+    return 1.0 - (optimum - this->Volume()) / optimum;
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityAbacusShapeFactor() const {
+    double const edge = RadiusCircumsphere() * std::sqrt(8.0 / 3.0);
+    double const optimum = edge * edge * edge / (6.0 * std::sqrt(2.0));
+    return this->Volume() / optimum;
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityAnsysElementQuality() const {
+    double const sum = _compute_sum_sq_lengths();
+    return 124.70765802 * this->Volume() / std::sqrt(sum * sum * sum); // 36 sqrt(12), cut off
+}
+
+template <typename T>
+double TetrahedronBase<T>::QualityFluentOrthogonalQuality() const {
+    _Vector const centroid = _Slots().GetCentroid();
+    VectorPair const centre = VectorPair::Of(centroid, centroid);
+    _Faces const f = _OrientedFaces();
+    DoublePair cosines[2];
+    for (unsigned int i = 0; i < 2; ++i) {
+        VectorPair const to_face = (f.a[i] + f.b[i] + f.c[i]) * 0.3333333333333333 - centre;
+        cosines[i] = DotWithUnit(to_face, f.Normals(i)) / Length(to_face);
+    }
+    return MinLane(Min(Min(DoublePair{1.0, 1.0}, cosines[0]), cosines[1]));
+}
+
+template <typename T>
+double TetrahedronBase<T>::FluentOrthogonalQualityForNeighbor(TetrahedronBase<T> const& neighbor) const {
+    _Vector shared[4];
+    unsigned int count = 0;
+    for (MMVector<T, 3> const& corner : neighbor.m_points)
+        if (std::find(m_points.begin(), m_points.end(), corner) != m_points.end())
+            shared[count++] = _Vector(corner);
+    _Vector const normal = (shared[1] - shared[0]).Cross(shared[2] - shared[0]);
+    _Vector const line = neighbor._Slots().GetCentroid() - _Slots().GetCentroid();
+    return normal.Dot(line) / SafeLength(normal[0], normal[1], normal[2]) /
+           SafeLength(line[0], line[1], line[2]);
+}
+
+template class TetrahedronBase<MLong>;
+template class TetrahedronBase<float>;
+template class TetrahedronBase<double>;
