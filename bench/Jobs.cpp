@@ -1,0 +1,51 @@
+#include "Jobs.h"
+
+#include <malloc.h>
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+
+namespace Bench {
+namespace {
+
+bool any_answer_differs = false;
+
+} // namespace
+
+bool IsSameAnswer(std::string const& mesh, std::string const& job, std::optional<double> answer) {
+    static std::map<std::string, double> answers;
+    if (!answer)
+        return true;
+    double const first = answers.try_emplace(mesh + "/" + job, *answer).first->second;
+    if (std::abs(*answer - first) <= 1e-8 * std::abs(first))
+        return true;
+    std::fprintf(stderr, "%s/%s: answers %.15g and %.15g\n", mesh.c_str(), job.c_str(), first, *answer);
+    any_answer_differs = true;
+    return false;
+}
+
+bool AnyAnswerDiffers() {
+    return any_answer_differs;
+}
+
+double HeapBytes() {
+    struct mallinfo2 const info = mallinfo2();
+    return static_cast<double>(info.uordblks) + static_cast<double>(info.hblkhd);
+}
+
+void AddMemory(Recipe const& recipe, std::string const& what, std::string const& way,
+               std::function<double(Case&)> bytes) {
+    auto const run = [=](benchmark::State& state) {
+        Case& c = UseCase(recipe);
+        double total = 0.0;
+        for ([[maybe_unused]] auto step : state)
+            total = bytes(c);
+        state.counters["bytes/element"] = total / static_cast<double>(c.tetrahedra.cells.size());
+    };
+    benchmark::RegisterBenchmark((recipe.name + "/" + what + "/" + way).c_str(), run)
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+}
+
+} // namespace Bench

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Meshes.h"
+
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+
+// A job is done by us and by VTK. Each way of doing it becomes one benchmark "mesh/job/way", and the
+// figures that both come to are compared before either time counts.
+namespace Bench {
+
+// The name of our way; every other one is VTK's.
+inline constexpr char const* Ours = "ours";
+
+// Whether the answer of one way is that of the ways before it, to rounding. The first is taken as given.
+bool IsSameAnswer(std::string const& mesh, std::string const& job, std::optional<double> answer);
+// Whether IsSameAnswer was ever false.
+bool AnyAnswerDiffers();
+
+// Adds one way of doing a job on a mesh. `prepare` and `answer` are not timed, nor is the destruction of
+// what `work` returns. `answer` gives the figure to compare, or nothing.
+template <typename Prepare, typename Work, typename Answer>
+benchmark::internal::Benchmark* AddWay(Recipe const& recipe, std::string const& job, std::string const& way,
+                                       Prepare prepare, Work work, Answer answer) {
+    auto const run = [=](benchmark::State& state) {
+        using Clock = std::chrono::steady_clock;
+        Case& c = UseCase(recipe);
+        for ([[maybe_unused]] auto step : state) {
+            prepare(c);
+            auto const begin = Clock::now();
+            auto result = work(c);
+            std::chrono::duration<double> const seconds = Clock::now() - begin;
+            state.SetIterationTime(seconds.count());
+            if (!IsSameAnswer(recipe.name, job, answer(c, result))) {
+                state.SkipWithError("the answer differs from that of the other way");
+                return;
+            }
+        }
+        auto const elements = static_cast<double>(c.tetrahedra.cells.size());
+        state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(elements));
+        using Counter = benchmark::Counter;
+        state.counters["s/element"] =
+            Counter(elements, Counter::kIsIterationInvariantRate | Counter::kInvert);
+    };
+    return benchmark::RegisterBenchmark((recipe.name + "/" + job + "/" + way).c_str(), run)
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+}
+
+inline constexpr auto NothingToPrepare = [](Case&) {};
+inline constexpr auto NoAnswer = [](Case&, auto const&) { return std::optional<double>(); };
+
+// Adds one way of holding something in memory: bytes per element that `bytes` returns, not timed.
+void AddMemory(Recipe const& recipe, std::string const& what, std::string const& way,
+               std::function<double(Case&)> bytes);
+
+// Bytes that the process has allocated and not given back.
+double HeapBytes();
+
+// The themes; each adds its jobs for one mesh.
+void AddBuildJobs(Recipe const& recipe);
+void AddNeighborJobs(Recipe const& recipe);
+void AddQualityJobs(Recipe const& recipe);
+void AddSurfaceJobs(Recipe const& recipe);
+
+} // namespace Bench

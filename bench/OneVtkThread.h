@@ -1,0 +1,8 @@
+#pragma once
+
+namespace Bench {
+
+// Lets VTK's filters run on one core, as our jobs do.
+void UseOneVtkThread();
+
+} // namespace Bench

@@ -1,0 +1,96 @@
+#include "RatioReporter.h"
+
+#include "Jobs.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <ostream>
+
+namespace Bench {
+
+RatioReporter::RatioReporter()
+    : ConsoleReporter(OO_Tabular) {}
+
+void RatioReporter::ReportRuns(std::vector<Run> const& runs) {
+    ConsoleReporter::ReportRuns(runs);
+    for (Run const& run : runs) {
+        if (run.run_type != Run::RT_Iteration)
+            continue;
+        std::string const& name = run.run_name.function_name;
+        if (auto const time = run.counters.find("s/element"); time != run.counters.end())
+            _Note(name, "ns", 1e9 * time->second.value);
+        if (auto const memory = run.counters.find("bytes/element"); memory != run.counters.end())
+            _Note(name, "B", memory->second.value);
+    }
+}
+
+void RatioReporter::Finalize() {
+    std::string mesh;
+    for (Job const& job : m_jobs) {
+        if (job.mesh != mesh)
+            _PrintHeader(mesh = job.mesh);
+        for (auto const& [way, value] : job.vtk)
+            _PrintRow(job, way, value);
+        if (job.vtk.empty())
+            _PrintRow(job, "", NotMeasured);
+    }
+    GetOutputStream().flush();
+}
+
+// The name is mesh/job/way.
+void RatioReporter::_Note(std::string const& benchmark, std::string const& unit, double value) {
+    std::size_t const first = benchmark.find('/');
+    std::size_t const second = benchmark.find('/', first + 1);
+    std::string const way = benchmark.substr(second + 1);
+    Job& job = _FindJob(benchmark.substr(0, first), benchmark.substr(first + 1, second - first - 1), unit);
+    if (way == Ours) {
+        job.ours = std::min(job.ours, value);
+        return;
+    }
+    auto known = std::find_if(job.vtk.begin(), job.vtk.end(), [&](auto const& w) { return w.first == way; });
+    if (known == job.vtk.end())
+        job.vtk.emplace_back(way, value);
+    else
+        known->second = std::min(known->second, value);
+}
+
+RatioReporter::Job& RatioReporter::_FindJob(std::string const& mesh, std::string const& name,
+                                            std::string const& unit) {
+    auto const is_it = [&](Job const& job) { return job.mesh == mesh && job.name == name; };
+    auto const found = std::find_if(m_jobs.begin(), m_jobs.end(), is_it);
+    if (found != m_jobs.end())
+        return *found;
+    Job job;
+    job.mesh = mesh;
+    job.name = name;
+    job.unit = unit;
+    return m_jobs.emplace_back(std::move(job));
+}
+
+void RatioReporter::_PrintHeader(std::string const& mesh) {
+    GetOutputStream() << "\n"
+                      << std::left << std::setw(32) << mesh + ", per element" << std::right << std::setw(12)
+                      << "ours" << std::setw(12) << "VTK" << std::setw(9) << "ratio"
+                      << "  VTK's way\n";
+}
+
+void RatioReporter::_PrintRow(Job const& job, std::string const& way, double vtk) {
+    GetOutputStream() << std::left << std::setw(32) << job.name << std::right;
+    _PrintFigure(job.ours, job.unit);
+    _PrintFigure(vtk, job.unit);
+    bool const both = job.ours != NotMeasured && vtk != NotMeasured;
+    _PrintFigure(both ? vtk / job.ours : NotMeasured, "");
+    GetOutputStream() << way << "\n";
+}
+
+void RatioReporter::_PrintFigure(double value, std::string const& unit) {
+    std::ostream& out = GetOutputStream();
+    if (value == NotMeasured)
+        out << std::setw(9) << "-"
+            << "   ";
+    else
+        out << std::fixed << std::setprecision(1) << std::setw(9) << value << " " << std::left << std::setw(2)
+            << unit << std::right;
+}
+
+} // namespace Bench

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Bench {
+
+// Prints what Google Benchmark's console reporter prints, and at the end, mesh by mesh, how our way of
+// each job compares with VTK's in this run. Of repetitions the best counts.
+class RatioReporter : public benchmark::ConsoleReporter {
+public:
+    RatioReporter();
+    void ReportRuns(std::vector<Run> const& runs) override;
+    void Finalize() override;
+
+private:
+    static constexpr double NotMeasured = std::numeric_limits<double>::infinity();
+
+    // Figures are per element.
+    struct Job {
+        std::string mesh;
+        std::string name;
+        std::string unit;
+        double ours = NotMeasured;
+        std::vector<std::pair<std::string, double>> vtk; // by the name of VTK's way
+    };
+
+    void _Note(std::string const& benchmark, std::string const& unit, double value);
+    Job& _FindJob(std::string const& mesh, std::string const& name, std::string const& unit);
+    void _PrintHeader(std::string const& mesh);
+    void _PrintRow(Job const& job, std::string const& way, double vtk);
+    void _PrintFigure(double value, std::string const& unit);
+
+    std::vector<Job> m_jobs;
+};
+
+} // namespace Bench

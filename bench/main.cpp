@@ -1,0 +1,90 @@
+// Times the library's jobs beside VTK's on the same meshes, on one core, and prints the ratios.
+#include "Jobs.h"
+#include "OneVtkThread.h"
+#include "RatioReporter.h"
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Takes every --mesh=FILE out of the arguments.
+std::vector<std::string> TakeMeshFiles(int& argc, char** argv) {
+    constexpr char Option[] = "--mesh=";
+    std::vector<std::string> files;
+    int kept = 1;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strncmp(argv[i], Option, std::strlen(Option)) == 0)
+            files.emplace_back(argv[i] + std::strlen(Option));
+        else
+            argv[kept++] = argv[i];
+    }
+    argc = kept;
+    return files;
+}
+
+std::string NameOfFile(std::string const& path) {
+    std::string const name = path.substr(path.find_last_of('/') + 1);
+    return name.substr(0, name.find_last_of('.'));
+}
+
+std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files) {
+    if (!files.empty()) {
+        std::vector<Bench::Recipe> recipes;
+        for (std::string const& file : files) {
+            recipes.push_back({.name = NameOfFile(file), .file = file});
+            recipes.push_back({.name = NameOfFile(file) + "_x8", .file = file, .refinements = 1});
+        }
+        return recipes;
+    }
+    std::string const head = KETSDK_DATA_DIR "/head_small_tet4.vtu";
+    return {
+        {.name = "cube_1e4", .cube = 12},
+        {.name = "cube_1e5", .cube = 26},
+        {.name = "cube_1e6", .cube = 55},
+        {.name = "cube_1e6_shuffled", .cube = 55, .shuffled = true},
+        {.name = "head_small", .file = head},
+        {.name = "head_small_x8", .file = head, .refinements = 1},
+        {.name = "head_small_x64", .file = head, .refinements = 2},
+    };
+}
+
+void AddJobs(std::vector<Bench::Recipe> const& recipes) {
+    for (Bench::Recipe const& recipe : recipes) {
+        Bench::AddBuildJobs(recipe);
+        Bench::AddNeighborJobs(recipe);
+        Bench::AddQualityJobs(recipe);
+        Bench::AddSurfaceJobs(recipe);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) try {
+    std::vector<std::string> const files = TakeMeshFiles(argc, argv);
+    // Before the caller's own arguments, which win.
+    std::string short_runs = "--benchmark_min_time=0.1";
+    std::vector<char*> arguments(argv, argv + argc);
+    arguments.insert(arguments.begin() + 1, short_runs.data());
+    int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    benchmark::Initialize(&count, arguments.data());
+    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
+        return 1;
+
+    Bench::UseOneVtkThread();
+    AddJobs(Recipes(files));
+    Bench::RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    if (Bench::AnyAnswerDiffers()) {
+        std::fprintf(stderr, "ketsdk_bench: some answers differ; see above\n");
+        return 1;
+    }
+    return 0;
+} catch (std::exception const& error) {
+    std::fprintf(stderr, "ketsdk_bench: %s\n", error.what());
+    return 1;
+}
