@@ -328,8 +328,9 @@ void MMeshBase::Transform(MMTransform const& transform) {
 
 double MMeshBase::GetVolume() const {
     double volume = 0.0;
-    for (MMeshElement const& e : Elements())
+    Elements().ForEachWithNodes([&volume](MMeshElement const& e, std::uint64_t) {
         volume += KetSDK::Mesh::Detail::ElementVolume(e);
+    });
     return volume;
 }
 

@@ -24,8 +24,7 @@ std::uint32_t NodeBit(std::uint64_t mask_index) {
 // first four nodes of every element.
 template <typename Use>
 void ForEachCorner(MMeshBase const& mesh, Use&& use) {
-    std::uint32_t number = 0;
-    for (MMeshElement const& e : mesh.Elements()) {
+    mesh.Elements().ForEachWithNodes([&use](MMeshElement const& e, std::uint64_t number) {
         std::uint64_t slot[4] = {};
         std::uint32_t bit[4] = {};
         unsigned int const corners = CornersInUse(e);
@@ -36,9 +35,8 @@ void ForEachCorner(MMeshBase const& mesh, Use&& use) {
         std::uint32_t const others[4] = {bit[1] | bit[2] | bit[3], bit[0] | bit[2] | bit[3],
                                          bit[0] | bit[1] | bit[3], bit[0] | bit[1] | bit[2]};
         for (unsigned int i = 0; i < corners; ++i)
-            use(static_cast<std::size_t>(slot[i]), number, others[i]);
-        ++number;
-    }
+            use(static_cast<std::size_t>(slot[i]), static_cast<std::uint32_t>(number), others[i]);
+    });
 }
 
 // One bit for each of four comparisons.

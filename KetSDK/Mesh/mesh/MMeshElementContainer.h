@@ -6,6 +6,7 @@
 
 #include <boost/container/deque.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -63,6 +64,24 @@ public:
     auto end() noexcept { return m_elements.end(); }
     auto begin() const noexcept { return m_elements.begin(); }
     auto end() const noexcept { return m_elements.end(); }
+
+    // Calls visit(element, number) for all elements in order, for loops that read the nodes: the nodes
+    // of later elements, which may lie anywhere in memory, are fetched ahead of their use.
+    template <typename Visit>
+    void ForEachWithNodes(Visit&& visit) const {
+        constexpr std::size_t distance = 16;
+        std::size_t const size = m_elements.size();
+        auto ahead = m_elements.begin() + static_cast<std::ptrdiff_t>(std::min(distance, size));
+        std::uint64_t number = 0;
+        for (MMeshElement const& e : m_elements) {
+            if (ahead != m_elements.end()) {
+                for (unsigned int i = 0; i < ahead->GetNodeCount(); ++i)
+                    __builtin_prefetch(ahead->GetNode(i));
+                ++ahead;
+            }
+            visit(e, number++);
+        }
+    }
 
 private:
     static constexpr std::size_t BlockSize = 4096;

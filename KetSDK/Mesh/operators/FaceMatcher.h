@@ -48,16 +48,15 @@ public:
     // elements meet at a face, the neighbour is the one of lowest address that is not the element itself.
     template <typename Visit>
     void ForEachBoundaryFace(Visit&& visit) {
-        std::vector<Record> records;
         for (Part& part : m_parts) {
-            part.MoveTo(records);
-            _MatchRecords(records, visit);
+            _MatchRecords(part, visit);
+            part = Part();
         }
     }
 
 private:
     static constexpr std::uint32_t NoNode = std::numeric_limits<std::uint32_t>::max();
-    static constexpr std::uint64_t RecordsPerPart = 32768;
+    static constexpr std::uint64_t RecordsPerPart = 16384;
     static constexpr std::uint64_t MaxParts = 1024;
 
     struct Record {
@@ -86,35 +85,31 @@ private:
             *m_next++ = r;
             --m_room;
         }
-        // Hands all records over and gives their memory back.
-        void MoveTo(std::vector<Record>& records) {
-            records.clear();
-            for (auto& block : m_blocks) {
-                bool const is_last = &block == &m_blocks.back();
-                records.insert(records.end(), block.get(),
-                               block.get() + (is_last ? BlockSize - m_room : BlockSize));
-            }
-            *this = Part();
+        std::uint32_t Size() const noexcept {
+            return static_cast<std::uint32_t>(m_blocks.size() * BlockSize - m_room);
+        }
+        Record const& operator[](std::uint32_t i) const noexcept {
+            return m_blocks[i / BlockSize][i % BlockSize];
         }
 
     private:
-        static constexpr std::size_t BlockSize = 1024;
+        static constexpr std::uint32_t BlockSize = 512;
         std::vector<std::unique_ptr<Record[]>> m_blocks;
         Record* m_next = nullptr;
-        std::size_t m_room = 0;
+        std::uint32_t m_room = 0;
     };
 
     template <typename Group>
     void _Spread(Group& group) {
         Record record{};
-        for (MMeshElement const& e : m_elements) {
+        m_elements.ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+            record.element = static_cast<Number>(number);
             record.group = group(e);
             auto const faces = FacesOfElement(e.GetNodeCount());
             for (record.face = 0; record.face < faces.size(); ++record.face)
                 if (_SetCorners(record, e, faces[record.face]))
                     m_parts[m_part_shift < 64 ? record.Hash() >> m_part_shift : 0].Add(record);
-            ++record.element;
-        }
+        });
     }
 
     // False for a face to leave out.
@@ -149,18 +144,20 @@ private:
 
     // Links records with the same corners to chains and visits the chains.
     template <typename Visit>
-    void _MatchRecords(std::vector<Record> const& records, Visit& visit) {
+    void _MatchRecords(Part const& records, Visit& visit) {
         std::size_t size = 64;
-        while (size < 2 * records.size())
+        while (size < 2 * records.Size())
             size *= 2;
         m_first.assign(size, End);
-        m_next.assign(records.size(), End);
-        for (std::uint32_t i = 0; i < records.size(); ++i) {
+        m_next.assign(records.Size(), End);
+        m_chains.clear();
+        for (std::uint32_t i = 0; i < records.Size(); ++i) {
             std::size_t at = static_cast<std::size_t>(records[i].Hash()) & (size - 1);
             while (m_first[at] != End && !records[m_first[at]].Matches(records[i]))
                 at = (at + 1) & (size - 1);
             if (m_first[at] == End) {
                 m_first[at] = i;
+                m_chains.push_back(i);
             } else {
                 std::uint32_t last = m_first[at];
                 while (m_next[last] != End)
@@ -168,13 +165,16 @@ private:
                 m_next[last] = i;
             }
         }
-        for (std::uint32_t const first : m_first)
-            if (first != End)
-                _VisitChain(records, first, visit);
+        for (std::uint32_t const first : m_chains)
+            _VisitChain(records, first, visit);
     }
 
     template <typename Visit>
-    void _VisitChain(std::vector<Record> const& records, std::uint32_t first, Visit& visit) const {
+    void _VisitChain(Part const& records, std::uint32_t first, Visit& visit) const {
+        std::uint32_t const second = m_next[first];
+        if (second != End && m_next[second] == End && records[first].group == records[second].group &&
+            records[first].element != records[second].element)
+            return; // what most faces are
         for (std::uint32_t own = first; own != End; own = m_next[own]) {
             Record const& r = records[own];
             Record const* const other = _Neighbour(records, first, r.element);
@@ -184,7 +184,7 @@ private:
         }
     }
 
-    Record const* _Neighbour(std::vector<Record> const& records, std::uint32_t first, Number own) const {
+    Record const* _Neighbour(Part const& records, std::uint32_t first, Number own) const {
         Record const* lowest = nullptr;
         for (std::uint32_t i = first; i != End; i = m_next[i]) {
             Record const& r = records[i];
@@ -200,8 +200,9 @@ private:
     MMeshElementContainer const& m_elements;
     unsigned int m_part_shift = 64; // the highest bits of the hash number the part
     std::vector<Part> m_parts;
-    std::vector<std::uint32_t> m_first; // hash table: first record of a chain
-    std::vector<std::uint32_t> m_next;  // next record of the same chain
+    std::vector<std::uint32_t> m_first;  // hash table: first record of a chain
+    std::vector<std::uint32_t> m_next;   // next record of the same chain
+    std::vector<std::uint32_t> m_chains; // first records of all chains
 };
 
 } // namespace KetSDK::Mesh::Detail
