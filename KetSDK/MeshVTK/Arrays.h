@@ -1,0 +1,26 @@
+#pragma once
+
+#include <vtkType.h>
+
+#include <string>
+#include <vector>
+
+class vtkDataArray;
+class vtkDataSetAttributes;
+
+namespace KetSDK::MeshVTK {
+
+// Reading of arrays that came with a grid or a surface.
+
+// The array of that name; null when there is none. Throws Error for one that does not hold numbers.
+vtkDataArray* FindArray(vtkDataSetAttributes& arrays, std::string const& name);
+// "the cell arrays are a, b", or "there are no cell arrays".
+std::string DescribeArrays(vtkDataSetAttributes& arrays);
+// Throws Error unless the array has one number for each of `count` cells or points.
+void CheckShape(vtkDataArray& array, vtkIdType count);
+// Whether the array is of an integer type.
+bool HoldsWholeNumbers(vtkDataArray& array);
+// The values of an integer array with one number for each of `count`; throws Error for another one.
+std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count);
+
+} // namespace KetSDK::MeshVTK

@@ -1,0 +1,172 @@
+#include <KetSDK/MeshVTK/GridFile.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/VtkSession.h>
+
+#include <vtkAbstractArray.h>
+#include <vtkObjectFactory.h>
+#include <vtkUnstructuredGrid.h>
+#include <vtkUnstructuredGridReader.h>
+#include <vtkXMLDataElement.h>
+#include <vtkXMLDataParser.h>
+#include <vtkXMLFileReadTester.h>
+#include <vtkXMLUnstructuredGridReader.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <ios>
+#include <string>
+#include <system_error>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+constexpr char const* CannotRead = "it cannot be read";
+
+void CheckFile(std::filesystem::path const& path) {
+    std::error_code error;
+    if (!std::filesystem::exists(path, error))
+        throw Error("there is no such file");
+    if (std::filesystem::is_directory(path, error))
+        throw Error("it is a folder; a .vtu or .vtk file is needed");
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        throw Error("it cannot be opened for reading");
+    if (file.peek() == std::ifstream::traits_type::eof())
+        throw Error("the file is empty");
+}
+
+std::string FirstBytes(std::filesystem::path const& path, std::size_t count) {
+    std::ifstream file(path, std::ios::binary);
+    std::string bytes(count, '\0');
+    file.read(bytes.data(), static_cast<std::streamsize>(count));
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    return bytes;
+}
+
+std::string LastBytes(std::filesystem::path const& path, std::size_t count) {
+    std::uintmax_t const size = std::filesystem::file_size(path);
+    std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(size > count ? size - count : 0));
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// VTK's reader takes from each array as many values as there are points or cells and says nothing about
+// the rest. This one does.
+class StrictGridReader : public vtkXMLUnstructuredGridReader {
+public:
+    static StrictGridReader* New();
+
+protected:
+    int ReadArrayForPoints(vtkXMLDataElement* element, vtkAbstractArray* array) override {
+        return vtkXMLUnstructuredGridReader::ReadArrayForPoints(element, array) &&
+               _EndsBehind(*element, *array, this->GetNumberOfPointsInPiece(this->Piece), "points");
+    }
+    int ReadArrayForCells(vtkXMLDataElement* element, vtkAbstractArray* array) override {
+        return vtkXMLUnstructuredGridReader::ReadArrayForCells(element, array) &&
+               _EndsBehind(*element, *array, this->GetNumberOfCellsInPiece(this->Piece), "cells");
+    }
+
+private:
+    // Whether the array ends where its last value for `count` points or cells ends.
+    bool _EndsBehind(vtkXMLDataElement& element, vtkAbstractArray& array, vtkIdType count, char const* what) {
+        int const type = array.GetDataType();
+        if (type == VTK_STRING || type == VTK_BIT || count == 0)
+            return true;
+        auto const end =
+            static_cast<vtkTypeUInt64>(count) * static_cast<vtkTypeUInt64>(array.GetNumberOfComponents());
+        std::array<std::uint64_t, 2> word{};
+        std::size_t further = 0;
+        vtkTypeInt64 offset = 0;
+        if (element.GetScalarAttribute("offset", offset)) {
+            further = this->XMLParser->ReadAppendedData(offset, word.data(), end, 1, type);
+        } else {
+            char const* const format = element.GetAttribute("format");
+            bool const ascii = !format || std::strcmp(format, "binary") != 0;
+            further = this->XMLParser->ReadInlineData(&element, ascii, word.data(), end, 1, type);
+        }
+        if (further == 0)
+            return true;
+        vtkErrorMacro("the array \"" << (array.GetName() ? array.GetName() : "")
+                                     << "\" has more values than there are " << what);
+        this->DataError = 1;
+        return false;
+    }
+};
+
+vtkStandardNewMacro(StrictGridReader);
+
+// The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
+std::string DeclaredType(std::filesystem::path const& path) {
+    vtkNew<vtkXMLFileReadTester> tester;
+    tester->SetFileName(path.c_str());
+    char const* const type = tester->TestReadFile() ? tester->GetFileDataType() : nullptr;
+    return type ? type : "";
+}
+
+void CheckXmlEnd(std::filesystem::path const& path) {
+    std::string end = LastBytes(path, 4096);
+    while (!end.empty() && (std::isspace(static_cast<unsigned char>(end.back())) || end.back() == '\0'))
+        end.pop_back();
+    if (!end.ends_with("</VTKFile>"))
+        throw Error("the file is cut off: it does not end with </VTKFile>");
+}
+
+vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::filesystem::path const& path,
+                                             std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    VtkSession session(progress, "Reading file");
+    std::string const type = DeclaredType(path);
+    if (type.empty())
+        throw Error("this is no VTK XML file, though its name ends with .vtu");
+    if (type != "UnstructuredGrid")
+        throw Error("the file holds " + type + "; an UnstructuredGrid is needed");
+    CheckXmlEnd(path);
+    vtkNew<StrictGridReader> reader;
+    reader->SetFileName(path.c_str());
+    session.Run(*reader, CannotRead);
+    return reader->GetOutput();
+}
+
+vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::filesystem::path const& path,
+                                                std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    if (!FirstBytes(path, 64).starts_with("# vtk DataFile Version"))
+        throw Error("this is no VTK file, though its name ends with .vtk");
+    VtkSession session(progress, "Reading file");
+    vtkNew<vtkUnstructuredGridReader> reader;
+    reader->SetFileName(path.c_str());
+    if (!reader->IsFileUnstructuredGrid()) {
+        session.Check(CannotRead);
+        throw Error("the file holds another kind of data; an UNSTRUCTURED_GRID is needed");
+    }
+    reader->ReadAllScalarsOn();
+    reader->ReadAllVectorsOn();
+    reader->ReadAllNormalsOn();
+    reader->ReadAllTensorsOn();
+    reader->ReadAllTCoordsOn();
+    reader->ReadAllFieldsOn();
+    session.Run(*reader, CannotRead);
+    return reader->GetOutput();
+}
+
+} // namespace
+
+vtkSmartPointer<vtkUnstructuredGrid>
+ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckFile(path);
+    std::string ending = path.extension().string();
+    std::ranges::transform(ending, ending.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (ending == ".vtu")
+        return ReadXml(path, progress);
+    if (ending == ".vtk")
+        return ReadLegacy(path, progress);
+    throw Error("volume meshes are read from .vtu and .vtk files only");
+}
+
+} // namespace KetSDK::MeshVTK

@@ -1,0 +1,134 @@
+#include <KetSDK/MeshVTK/GridFromMesh.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshVTK/ArrayNames.h>
+#include <KetSDK/MeshVTK/CellKinds.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
+#include <vtkDoubleArray.h>
+#include <vtkFieldData.h>
+#include <vtkIntArray.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
+#include <vtkUnstructuredGrid.h>
+
+#include <array>
+#include <string>
+#include <utility>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+vtkNew<vtkPoints> MakePoints(MMeshBase const& mesh, LengthUnit unit) {
+    double const scale = Common::MInternalUnits::Get();
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    points->SetNumberOfPoints(mesh.NumberOfPoints());
+    for (vtkIdType i = 0; i < mesh.NumberOfPoints(); ++i) {
+        MMeshPoint const& p = *mesh.GetRandomPoint(static_cast<std::uint64_t>(i));
+        points->SetPoint(i, p.x / scale / unit.millimetres, p.y / scale / unit.millimetres,
+                         p.z / scale / unit.millimetres);
+    }
+    return points;
+}
+
+void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+    vtkNew<vtkCellArray> cells;
+    vtkNew<vtkUnsignedCharArray> types;
+    types->SetNumberOfValues(mesh.NumberOfElements());
+    std::array<vtkIdType, MaxCellNodes> ids{};
+    vtkIdType cell = 0;
+    for (MMeshElement const& e : mesh.Elements()) {
+        unsigned char const nodes = e.GetNodeCount();
+        unsigned char const type = CellTypeOfNodes(nodes);
+        if (type == VTK_EMPTY_CELL)
+            throw Error("element " + std::to_string(cell) + " has " + std::to_string(nodes) +
+                        " nodes, for which there is no kind of cell");
+        for (unsigned int i = 0; i < nodes; ++i)
+            ids[i] = e.GetNode(i)->GetIndex();
+        // VTK's wedge has the normal of its first triangle pointing outwards.
+        if (type == VTK_WEDGE)
+            std::swap_ranges(ids.begin(), ids.begin() + 3, ids.begin() + 3);
+        cells->InsertNextCell(nodes, ids.data());
+        types->SetValue(cell++, type);
+    }
+    grid.SetCells(types, cells);
+}
+
+// Adds an array of that name with the mask's value of each object.
+template <typename Array, typename Mask>
+void AddValues(vtkDataSetAttributes& arrays, char const* name, vtkIdType count, Mask const& mask,
+               auto const& object_at) {
+    vtkNew<Array> values;
+    values->SetName(name);
+    values->SetNumberOfValues(count);
+    for (vtkIdType i = 0; i < count; ++i)
+        values->SetValue(i, mask.GetValue(object_at(static_cast<std::uint64_t>(i))));
+    arrays.AddArray(values);
+}
+
+void AddSubvolumeNames(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+    vtkNew<vtkStringArray> names;
+    names->SetName(ArrayNames::SubvolumeNames);
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
+        names->InsertNextValue(ToUtf8((*it)->GetName()));
+    grid.GetFieldData()->AddArray(names);
+}
+
+void AddMeshArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+    MMeshElementMaskContainer const& elements = *mesh.GetElementMasks();
+    MMeshPointMaskContainer const& nodes = *mesh.GetPointMasks();
+    auto const element_at = [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); };
+    auto const node_at = [&mesh](std::uint64_t i) -> MMeshPoint const& { return *mesh.GetRandomPoint(i); };
+    vtkCellData& cell_data = *grid.GetCellData();
+    if (auto const* const mask = elements.GetSubvolumeMask()) {
+        AddValues<vtkIntArray>(cell_data, ArrayNames::Subvolume, mesh.NumberOfElements(), *mask, element_at);
+        AddSubvolumeNames(grid, mesh);
+    }
+    if (auto const* const mask = elements.GetGreyValueMask(); mask && mesh.HasGreyValues())
+        AddValues<vtkDoubleArray>(cell_data, ArrayNames::Grey, mesh.NumberOfElements(), *mask, element_at);
+    if (auto const* const mask = elements.GetOriginalIDs())
+        AddValues<vtkIntArray>(cell_data, ArrayNames::OriginalId, mesh.NumberOfElements(), *mask, element_at);
+    if (auto const* const mask = nodes.GetOriginalIDs())
+        AddValues<vtkIntArray>(*grid.GetPointData(), ArrayNames::OriginalId, mesh.NumberOfPoints(), *mask,
+                               node_at);
+}
+
+// Takes over the source's arrays. What the mesh itself carries is left out: the mesh knows better.
+void ShareArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, vtkUnstructuredGrid& source) {
+    if (source.GetNumberOfCells() != mesh.NumberOfElements() ||
+        source.GetNumberOfPoints() != mesh.NumberOfPoints())
+        throw Error("the grid whose arrays should be kept has " + std::to_string(source.GetNumberOfCells()) +
+                    " cells and " + std::to_string(source.GetNumberOfPoints()) + " points, the mesh " +
+                    std::to_string(mesh.NumberOfElements()) + " elements and " +
+                    std::to_string(mesh.NumberOfPoints()) + " nodes");
+    grid.GetCellData()->ShallowCopy(source.GetCellData());
+    grid.GetPointData()->ShallowCopy(source.GetPointData());
+    grid.GetFieldData()->ShallowCopy(source.GetFieldData());
+    for (char const* const name : {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::OriginalId})
+        grid.GetCellData()->RemoveArray(name);
+    grid.GetPointData()->RemoveArray(ArrayNames::OriginalId);
+    grid.GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
+}
+
+} // namespace
+
+vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
+                                                  vtkUnstructuredGrid* source) {
+    auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    grid->SetPoints(MakePoints(mesh, unit));
+    SetCells(*grid, mesh);
+    if (source)
+        ShareArrays(*grid, mesh, *source);
+    AddMeshArrays(*grid, mesh);
+    return grid;
+}
+
+} // namespace KetSDK::MeshVTK

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshVTK/LengthUnit.h>
+#include <KetSDK/MeshVTK/MeshVTKExport.h>
+#include <KetSDK/MeshVTK/Rounding.h>
+
+#include <memory>
+#include <string>
+
+class vtkUnstructuredGrid;
+
+namespace KetSDK::MeshVTK {
+
+struct MeshFromGridOptions {
+    LengthUnit unit;
+    // Cell array whose distinct values become sub-volumes. A name that is given must exist and comes
+    // before everything else; without one, sub-volumes come from the arrays `subvolume` and
+    // `subvolume_names`, or else from the labels in `label`.
+    std::string labels;
+    RoundingLimits limits;
+    std::shared_ptr<Common::IProgressDelegate> progress; // may be null
+};
+
+// Makes a mesh, owned by the caller, of a grid of tetrahedra (4 or 10 nodes), hexahedra and wedges. Each
+// point becomes one node and each cell one element, in the grid's order; unused points stay.
+// - Node order is VTK's. A wedge is turned when its volume would be negative, everything else is kept
+//   as it is, wrong orientation included.
+// - Labels become sub-volumes in ascending order, named "Label <n>". Without sub-volumes or labels all
+//   elements are in the main one. Names without elements are left out.
+// - The cell array `grey` becomes the grey values; the arrays `original_id` of cells and points, or else
+//   the numbers in the grid, become the original identifiers.
+// `report` (may be null) receives what rounding did.
+// Throws Error for a grid that cannot be used: no cells, cells of other kinds, wrong connectivity,
+// coordinates that are not finite, arrays that do not fit, rounding beyond the limits. Throws Cancelled.
+KETSDK_MESHVTK_API std::unique_ptr<MMeshBase>
+MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options, RoundingReport* report);
+
+} // namespace KetSDK::MeshVTK

@@ -1,0 +1,184 @@
+#include <KetSDK/MeshVTK/SurfaceFile.h>
+
+#include <KetSDK/Common/Progress/BranchingProgressReporter.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/PolyDataFromSurface.h>
+#include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshVTK/VtkSession.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <vtkNew.h>
+#include <vtkOBJWriter.h>
+#include <vtkPLYWriter.h>
+#include <vtkPolyData.h>
+#include <vtkSTLWriter.h>
+#include <vtkXMLPolyDataWriter.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <fstream>
+#include <set>
+#include <string>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+constexpr char const* CannotWrite = "it cannot be written";
+
+void WriteVtp(vtkPolyData& data, char const* path, VtkSession& session) {
+    vtkNew<vtkXMLPolyDataWriter> writer;
+    writer->SetDataModeToAppended();
+    writer->EncodeAppendedDataOff();
+    writer->SetFileName(path);
+    writer->SetInputData(&data);
+    session.Run(*writer, CannotWrite);
+}
+
+void WriteStl(vtkPolyData& data, char const* path, VtkSession& session) {
+    vtkNew<vtkSTLWriter> writer;
+    writer->SetFileTypeToBinary();
+    writer->SetFileName(path);
+    writer->SetInputData(&data);
+    session.Run(*writer, CannotWrite);
+}
+
+void WritePly(vtkPolyData& data, char const* path, VtkSession& session) {
+    vtkNew<vtkPLYWriter> writer;
+    writer->SetFileTypeToBinary();
+    writer->SetDataByteOrderToLittleEndian();
+    writer->SetFileName(path);
+    writer->SetInputData(&data);
+    session.Run(*writer, CannotWrite);
+}
+
+void WriteObj(vtkPolyData& data, char const* path, VtkSession& session) {
+    vtkNew<vtkOBJWriter> writer;
+    writer->SetFileName(path);
+    writer->SetInputData(&data);
+    session.Run(*writer, CannotWrite);
+}
+
+// VTK's writers for the older formats do not notice a full disk. These say whether all of a file of
+// `triangles` and `points` is there.
+
+bool IsComplete(std::ifstream&, std::uint64_t, std::uint64_t) {
+    return true; // this writer notices
+}
+
+bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) {
+    file.seekg(0, std::ios::end);
+    return static_cast<std::uint64_t>(file.tellg()) == 84 + 50 * triangles;
+}
+
+bool IsCompletePly(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
+    std::string line;
+    while (std::getline(file, line) && line != "end_header") {
+    }
+    auto const begin = file.tellg();
+    file.seekg(0, std::ios::end);
+    return begin > 0 && static_cast<std::uint64_t>(file.tellg() - begin) == 12 * points + 13 * triangles;
+}
+
+bool IsCompleteObj(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
+    std::uint64_t faces = 0;
+    std::uint64_t vertices = 0;
+    for (std::string line; std::getline(file, line) && !file.eof();) {
+        faces += line.starts_with("f ");
+        vertices += line.starts_with("v ");
+    }
+    return faces == triangles && vertices == points;
+}
+
+struct SurfaceFormat {
+    char const* ending;
+    void (*write)(vtkPolyData& data, char const* path, VtkSession& session);
+    bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
+};
+
+constexpr SurfaceFormat Formats[] = {{".vtp", WriteVtp, IsComplete},
+                                     {".stl", WriteStl, IsCompleteStl},
+                                     {".ply", WritePly, IsCompletePly},
+                                     {".obj", WriteObj, IsCompleteObj}};
+
+SurfaceFormat const& FormatOf(std::filesystem::path const& path) {
+    std::string ending = path.extension().string();
+    std::ranges::transform(ending, ending.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    for (SurfaceFormat const& format : Formats)
+        if (ending == format.ending)
+            return format;
+    throw Error("surfaces are written to .vtp, .stl, .ply and .obj files only");
+}
+
+void Write(vtkPolyData& data, std::filesystem::path const& path,
+           std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    SurfaceFormat const& format = FormatOf(path);
+    VtkSession session(progress, "Writing file");
+    format.write(data, path.c_str(), session);
+    std::ifstream file(path, std::ios::binary);
+    if (!format.is_complete(file, static_cast<std::uint64_t>(data.GetNumberOfPolys()),
+                            static_cast<std::uint64_t>(data.GetNumberOfPoints())))
+        throw Error("it cannot be written: the disk is full or the file came out too short");
+}
+
+std::string FileNamePart(std::wstring const& name) {
+    std::string part = ToUtf8(name);
+    for (char& character : part)
+        if (static_cast<unsigned char>(character) < ' ' ||
+            std::string("/\\:*?\"<>|\x7F").find(character) != std::string::npos)
+            character = '_';
+    if (part.size() <= 150) // a file name has 255 bytes at most
+        return part;
+    std::size_t end = 150;
+    while ((static_cast<unsigned char>(part[end]) & 0xC0u) == 0x80u) // not within a character
+        --end;
+    return part.substr(0, end);
+}
+
+void CheckTriangles(MStlBase const& stl) {
+    if (stl.NumberOfTriangles() == 0)
+        throw Error("there are no triangles to write");
+}
+
+} // namespace
+
+void CheckSurfaceFileName(std::filesystem::path const& path) {
+    FormatOf(path);
+}
+
+void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
+                      std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckTriangles(stl);
+    Write(*PolyDataFromSurfaces(stl, unit), file.GetTemporaryPath(), progress);
+    file.Commit();
+}
+
+std::vector<std::filesystem::path>
+WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
+                  std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckTriangles(stl);
+    Common::BranchingProgressReporter reporter(progress, "Writing files", true);
+    std::vector<OutputFile> files;
+    std::set<std::string> taken;
+    for (MStlSurface const& surface : stl.Surfaces()) {
+        if (surface.NumberOfTriangles() == 0)
+            continue;
+        std::string const stem = path.stem().string() + "-" + FileNamePart(surface.GetName());
+        std::string name = stem;
+        for (int number = 2; !taken.insert(name).second; ++number)
+            name = stem + "-" + std::to_string(number);
+        files.emplace_back(path.parent_path() / (name + path.extension().string()));
+        Write(*PolyDataFromSurface(surface, unit), files.back().GetTemporaryPath(),
+              reporter.CreateNestedDelegate(1.0 / static_cast<double>(stl.NumberOfSurfaces())));
+    }
+    std::vector<std::filesystem::path> paths;
+    for (OutputFile& file : files) {
+        file.Commit();
+        paths.push_back(file.GetPath());
+    }
+    return paths;
+}
+
+} // namespace KetSDK::MeshVTK

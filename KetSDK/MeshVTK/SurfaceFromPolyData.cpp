@@ -1,0 +1,120 @@
+#include <KetSDK/MeshVTK/SurfaceFromPolyData.h>
+
+#include <KetSDK/MeshVTK/ArrayNames.h>
+#include <KetSDK/MeshVTK/Arrays.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshVTK/VtkSession.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
+#include <vtkFieldData.h>
+#include <vtkIdList.h>
+#include <vtkNew.h>
+#include <vtkPolyData.h>
+#include <vtkStringArray.h>
+#include <vtkTriangleFilter.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+// VTK's filter follows point numbers without a look.
+void CheckPointNumbers(vtkCellArray* cells, vtkIdType points) {
+    if (!cells)
+        return;
+    for (vtkIdType i = 0; i < cells->GetNumberOfCells(); ++i) {
+        vtkIdType count = 0;
+        vtkIdType const* ids = nullptr;
+        cells->GetCellAtId(i, count, ids);
+        for (vtkIdType k = 0; k < count; ++k)
+            if (ids[k] < 0 || ids[k] >= points)
+                throw Error("polygon " + std::to_string(i) + " uses point " + std::to_string(ids[k]) +
+                            ", but there are " + std::to_string(points) + " points (from 0)");
+    }
+}
+
+vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data) {
+    for (vtkCellArray* const cells : {data.GetVerts(), data.GetLines(), data.GetPolys(), data.GetStrips()})
+        CheckPointNumbers(cells, data.GetNumberOfPoints());
+    // A filter's input must not change; this one builds cell links in it.
+    vtkNew<vtkPolyData> input;
+    input->ShallowCopy(&data);
+    VtkSession session(nullptr, "Triangulating");
+    vtkNew<vtkTriangleFilter> filter;
+    filter->PassVertsOff();
+    filter->PassLinesOff();
+    filter->SetInputData(input);
+    session.Run(*filter, "it cannot be cut into triangles");
+    if (filter->GetOutput()->GetNumberOfPolys() == 0)
+        throw Error("there are no triangles");
+    return filter->GetOutput();
+}
+
+// The names of the surfaces, and for each triangle the place of its surface among them.
+struct SurfaceNumbers {
+    std::vector<std::wstring> names{L""};
+    std::vector<long long> of_triangle; // empty when there is one surface
+};
+
+SurfaceNumbers FindSurfaces(vtkPolyData& triangles, vtkFieldData& fields) {
+    SurfaceNumbers surfaces;
+    vtkDataArray* const numbers = FindArray(*triangles.GetCellData(), ArrayNames::Surface);
+    auto* const names = vtkStringArray::SafeDownCast(fields.GetAbstractArray(ArrayNames::SurfaceNames));
+    if (!numbers || !names)
+        return surfaces;
+    surfaces.names.clear();
+    for (vtkIdType i = 0; i < names->GetNumberOfValues(); ++i)
+        surfaces.names.push_back(FromUtf8(names->GetValue(i)));
+    surfaces.of_triangle = WholeNumbers(*numbers, triangles.GetNumberOfCells());
+    for (long long const number : surfaces.of_triangle)
+        if (number < 0 || number >= names->GetNumberOfValues())
+            throw Error("a triangle is in surface " + std::to_string(number) + ", but " +
+                        ArrayNames::SurfaceNames + " names " + std::to_string(names->GetNumberOfValues()) +
+                        " (from 0)");
+    return surfaces;
+}
+
+} // namespace
+
+std::unique_ptr<MStlBase> SurfaceFromPolyData(vtkPolyData& data, SurfaceFromPolyDataOptions const& options,
+                                              SurfaceReport* report) {
+    if (!data.GetPoints())
+        throw Error("there are no triangles");
+    RoundedPoints const rounded = RoundPoints(*data.GetPoints(), options.unit, options.limits);
+    vtkSmartPointer<vtkPolyData> const triangles = Triangulate(data);
+    SurfaceNumbers const numbers = FindSurfaces(*triangles, *data.GetFieldData());
+
+    auto stl = std::make_unique<MStlBase>();
+    std::vector<MStlSurface*> surfaces;
+    for (std::wstring const& name : numbers.names) {
+        surfaces.push_back(stl->AddSurface(nullptr));
+        surfaces.back()->SetName(name.c_str());
+    }
+    std::vector<MStlPoint*> points;
+    for (auto const& p : rounded.points)
+        points.push_back(stl->AddPoint(p.data(), false));
+
+    std::uint64_t dropped = 0;
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < triangles->GetNumberOfPolys(); ++i) {
+        triangles->GetPolys()->GetCellAtId(i, corners);
+        auto const corner = [&](vtkIdType k) { return points[static_cast<std::size_t>(corners->GetId(k))]; };
+        std::size_t const place =
+            numbers.of_triangle.empty()
+                ? 0
+                : static_cast<std::size_t>(numbers.of_triangle[static_cast<std::size_t>(i)]);
+        if (!surfaces[place]->AddTriangle(corner(0), corner(1), corner(2)))
+            ++dropped;
+    }
+    if (report)
+        *report = {rounded.report, dropped};
+    return stl;
+}
+
+} // namespace KetSDK::MeshVTK

@@ -1,0 +1,37 @@
+#include <host/Format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+
+namespace ketmesh {
+
+namespace {
+
+std::string Print(char const* format, int digits, double value) {
+    char text[400];
+    std::snprintf(text, sizeof text, format, digits, value);
+    return text;
+}
+
+} // namespace
+
+std::string FormatNumber(double value) {
+    double const magnitude = std::fabs(value);
+    if (!std::isfinite(value) || (magnitude > 0.0 && magnitude < 1e-3) || magnitude >= 1e15)
+        return Print("%.*g", 3, value);
+    int const before_point = magnitude >= 1.0 ? static_cast<int>(std::log10(magnitude)) + 1 : 1;
+    return Print("%.*f", std::clamp(7 - before_point, 1, 4), value);
+}
+
+std::string FormatBytes(std::uint64_t bytes) {
+    static constexpr char const* units[] = {"bytes", "kB", "MB", "GB", "TB"};
+    double value = static_cast<double>(bytes);
+    std::size_t unit = 0;
+    for (; value >= 1000.0 && unit + 1 < std::size(units); ++unit)
+        value /= 1000.0;
+    return Print("%.*f", unit == 0 ? 0 : 1, value) + " " + units[unit];
+}
+
+} // namespace ketmesh

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshVTK/LengthUnit.h>
+#include <KetSDK/MeshVTK/Rounding.h>
+#include <host/Command.h>
+#include <host/Output.h>
+
+#include <memory>
+#include <string>
+
+namespace ketmesh {
+
+// The options with which every command reads a volume mesh, and the reading.
+class MeshInput {
+public:
+    struct Loaded {
+        std::unique_ptr<MMeshBase> mesh;
+        KetSDK::MeshVTK::RoundingReport rounding;
+    };
+
+    // Declares the file name and the options that go with it.
+    void Declare(CLI::App& command);
+    // Reads the mesh. Throws FileError for a file that cannot be used.
+    Loaded Load(Progress const& progress) const;
+
+    std::string const& GetFileName() const noexcept { return m_file; }
+    KetSDK::MeshVTK::LengthUnit GetUnit() const;
+
+private:
+    std::string m_file;
+    std::string m_labels;
+    std::string m_unit = "mm";
+    KetSDK::MeshVTK::RoundingLimits m_limits;
+};
+
+// The box of the mesh's nodes in mm: xmin, ymin, zmin, xmax, ymax, zmax.
+Json BoxOf(MMeshBase const& mesh);
+
+} // namespace ketmesh

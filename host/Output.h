@@ -1,0 +1,18 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+
+namespace ketmesh {
+
+// Keys stand in the order in which they are set.
+using Json = nlohmann::ordered_json;
+
+// Prints one object to standard output. Text that is not UTF-8 is made so.
+void PrintJson(Json const& object);
+
+// Flushes standard output and throws std::runtime_error when not all of it could be written.
+void FinishOutput();
+
+} // namespace ketmesh

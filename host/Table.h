@@ -1,0 +1,32 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace ketmesh {
+
+// A table of text whose columns line up when printed.
+class Table {
+public:
+    enum class Align { Left, Right };
+    struct Column {
+        std::string title;
+        Align align;
+    };
+
+    explicit Table(std::vector<Column> columns);
+
+    // Adds a row with one text in UTF-8 for each column.
+    void AddRow(std::vector<std::string> cells);
+    // Puts a line before the next row, for totals.
+    void AddRule();
+    // Writes titles, a line and the rows.
+    void Print(std::ostream& out) const;
+
+private:
+    std::vector<Column> m_columns;
+    std::vector<std::vector<std::string>> m_rows; // an empty one is a line
+};
+
+} // namespace ketmesh

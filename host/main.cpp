@@ -1,0 +1,82 @@
+#include <KetSDK/MeshVTK/Error.h>
+#include <host/Cancellation.h>
+#include <host/Command.h>
+#include <host/Output.h>
+#include <host/ProgressBar.h>
+
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <string>
+#include <vector>
+
+namespace ketmesh {
+
+namespace {
+
+// All commands, in the order of the help.
+constexpr std::unique_ptr<Command> (*Commands[])() = {MakeInfoCommand, MakeSurfacesCommand};
+
+// One line on standard error, whatever the message is made of.
+int Fail(std::string message) {
+    std::ranges::replace_if(
+        message, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    std::cerr << "ketmesh: " << message << '\n';
+    return Failed;
+}
+
+int RunCommand(Command& command) {
+    try {
+        int const status = command.Run(std::make_shared<ProgressBar>());
+        FinishOutput();
+        return status;
+    } catch (KetSDK::MeshVTK::Cancelled const&) {
+        std::cerr << "ketmesh: cancelled\n";
+        return WasCancelled;
+    } catch (std::bad_alloc const&) {
+        return Fail("there is not enough memory");
+    } catch (std::exception const& e) {
+        return Fail(e.what());
+    }
+}
+
+int Main(int argc, char** argv) {
+    CLI::App app("Works on volumetric finite-element meshes made from CT images.", "ketmesh");
+    app.set_version_flag("--version", "ketmesh " KETMESH_VERSION);
+    app.require_subcommand(1);
+    app.footer(
+        "Results go to standard output, messages to standard error. Exit status: 0 done; 1 bad input,\n"
+        "wrong usage or a failed job; 2 done, but a check did not hold; 130 cancelled.\n\n"
+        "Examples:\n"
+        "  ketmesh info head.vtu\n"
+        "  ketmesh surfaces head.vtu -o head.vtp --interfaces\n"
+        "  ketmesh surfaces --help");
+    std::vector<std::unique_ptr<Command>> commands;
+    for (auto const make : Commands) {
+        commands.push_back(make());
+        commands.back()->Declare(app);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::Success const& request) { // help or version
+        return app.exit(request);
+    } catch (CLI::Error const& e) {
+        return Fail(std::string(e.what()) + " (see ketmesh --help)");
+    }
+    // Each command declared one subcommand, in the order of the list.
+    auto const declared = app.get_subcommands([](CLI::App*) { return true; });
+    for (std::size_t i = 0; i < declared.size(); ++i)
+        if (declared[i]->parsed())
+            return RunCommand(*commands[i]);
+    return Fail("no command was given (see ketmesh --help)");
+}
+
+} // namespace
+
+} // namespace ketmesh
+
+int main(int argc, char** argv) {
+    ketmesh::InstallSignalHandlers();
+    return ketmesh::Main(argc, argv);
+}
