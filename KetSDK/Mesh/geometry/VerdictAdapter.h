@@ -9,7 +9,6 @@
 extern "C" {
 double vtkverdict__v_tet_distortion(int num_nodes, double coordinates[][3]);
 double vtkverdict__v_tet_jacobian(int num_nodes, double coordinates[][3]);
-double vtkverdict__v_tet_minimum_angle(int num_nodes, double coordinates[][3]);
 double vtkverdict__v_tet_radius_ratio(int num_nodes, double coordinates[][3]);
 double vtkverdict__v_tet_scaled_jacobian(int num_nodes, double coordinates[][3]);
 double vtkverdict__v_tet_volume(int num_nodes, double coordinates[][3]);
@@ -35,10 +34,6 @@ inline double VerdictTetDistortion(int n, double (*nodes)[3]) {
 // Six times the signed volume of the corners.
 inline double VerdictTetJacobian(int n, double (*nodes)[3]) {
     return KETSDK_VERDICT_FUNCTION(tet_jacobian)(n, nodes);
-}
-// Smallest dihedral angle in degrees.
-inline double VerdictTetMinimumAngle(int n, double (*nodes)[3]) {
-    return KETSDK_VERDICT_FUNCTION(tet_minimum_angle)(n, nodes);
 }
 // Circumradius over three times the inradius.
 inline double VerdictTetRadiusRatio(int n, double (*nodes)[3]) {

@@ -1,0 +1,134 @@
+#include <KetSDK/Mesh/geometry/QuadrangularFace.h>
+#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+using Vector = MMVector<double, 3>;
+
+// Bare points, to see what the interface does on its own.
+template <typename T>
+struct Points : PolyhedronInterface<T> {
+    std::vector<MMVector<T, 3>> points;
+
+    explicit Points(std::vector<MMVector<T, 3>> p)
+        : points(std::move(p)) {}
+    MMVector<T, 3> const& GetVertex(unsigned int i) const override { return points[i]; }
+    void SetVertex(unsigned int i, MMVector<T, 3> const& p) override { points[i] = p; }
+    PolyhedralFaceInterface* GetFace(unsigned int) const override { return nullptr; }
+    double Volume() const override { return 0.0; }
+    bool OrientationOK() const override { return true; }
+    std::uint64_t GetNbVertices() const override { return points.size(); }
+    std::uint64_t GetNbFaces() const override { return 0; }
+
+    using PolyhedronInterface<T>::_CopyVertices;
+    using PolyhedronInterface<T>::_CopyVerticesMMeshElement;
+    using PolyhedronInterface<T>::_ConvertToVerdictPoints;
+    using PolyhedronInterface<T>::_SetZeroVertices;
+};
+
+} // namespace
+
+TEST(Polyhedron, BoxLeavesOutVertexZero) {
+    TetrahedronBase<float> t({-9, 2, 1}, {0, 0, 0}, {4, 1, 0}, {1, 5, 3});
+    EXPECT_EQ(t.GetBoundingBox().GetMin(), Vector(0, 0, 0)); // not -9
+    EXPECT_EQ(t.GetBoundingBox().GetMax(), Vector(4, 5, 3));
+    auto const& box = t.GetBoundingBox();
+    t.SetVertex(3, {1, 50, 3});
+    EXPECT_EQ(box.GetMax(), Vector(4, 5, 3)); // follows at the next call only
+    t.GetBoundingBox();
+    EXPECT_EQ(box.GetMax(), Vector(4, 50, 3));
+
+    Points<double> one({{1, 2, 3}});
+    EXPECT_EQ(one.GetBoundingBox().GetMin(), Vector(DBL_MAX, DBL_MAX, DBL_MAX));
+    EXPECT_EQ(one.GetBoundingBox().GetMax(), Vector(-DBL_MAX, -DBL_MAX, -DBL_MAX));
+}
+
+TEST(Polyhedron, PlanesAreStrict) {
+    Points<double> const p({{0, 0, 1}, {1, 0, 2}, {0, 1, 3}});
+    Vector const up(0, 0, 2); // any length
+    EXPECT_TRUE(p.LargerThanPlane(up, {5, 5, 0.5}));
+    EXPECT_FALSE(p.LargerThanPlane(up, {5, 5, 1.0}));
+    EXPECT_TRUE(p.SmallerThanPlane(up, {5, 5, 3.5}));
+    EXPECT_FALSE(p.SmallerThanPlane(up, {5, 5, 3.0}));
+    Points<double> const none({});
+    EXPECT_TRUE(none.LargerThanPlane(up, {}));
+    EXPECT_TRUE(none.SmallerThanPlane(up, {}));
+}
+
+TEST(Polyhedron, ShrinksTowardsItsCentroid) {
+    Points<double> p({{0, 0, 0}, {8, 0, 0}, {0, 4, 0}, {0, 0, 12}});
+    auto const before = p.points;
+    Vector const centroid = p.GetCentroid();
+    EXPECT_EQ(centroid, Vector(2, 1, 3));
+    p.ShrinkTowardsCentroid(0.0);
+    EXPECT_EQ(p.points, before);
+    p.ShrinkTowardsCentroid(0.5);
+    EXPECT_EQ(p.GetCentroid(), centroid);
+    EXPECT_EQ(p.points[1], Vector(5, 0.5, 1.5));
+    p.ShrinkTowardsCentroid(1.0);
+    for (Vector const& v : p.points)
+        EXPECT_EQ(v, centroid);
+
+    Points<MLong> integers({{0, 0, 0}, {3, 0, 0}});
+    integers.ShrinkTowardsCentroid(1.0);
+    EXPECT_EQ(integers.points[0], (MMVector<MLong, 3>(1, 0, 0))); // 1.5 is cut off
+    integers.ShrinkTowardsCentroid(1e300);                        // stops at the limits of the type
+}
+
+TEST(Polyhedron, CopiesWhatBothHave) {
+    Points<double> two({{1, 2, 3}, {4, 5, 6}});
+    Points<double> three({{7, 7, 7}, {8, 8, 8}, {9, 9, 9}});
+    three._CopyVertices(two);
+    EXPECT_EQ(three.points, (std::vector<Vector>{{1, 2, 3}, {4, 5, 6}, {9, 9, 9}}));
+
+    MMeshPoint nodes[] = {{65536, -32768, 1}, {2147483647, 0, 0}};
+    MMeshPoint* pointers[] = {&nodes[0], &nodes[1]};
+    MMeshElement element(2, pointers);
+    three._CopyVerticesMMeshElement(element);
+    EXPECT_EQ(three.points[0], Vector(1.0, -0.5, 1.0 / 65536.0));
+    EXPECT_EQ(three.points[1], Vector(2147483647.0 / 65536.0, 0.0, 0.0));
+    EXPECT_EQ(three.points[2], Vector(9, 9, 9));
+
+    double rows[3][3] = {{}, {}, {-1, -1, -1}};
+    two._ConvertToVerdictPoints(rows, 2);
+    EXPECT_EQ(rows[1][2], 6.0);
+    EXPECT_EQ(rows[2][0], -1.0);
+    two._SetZeroVertices();
+    EXPECT_EQ(two.points[1], Vector());
+
+    std::srand(7);
+    two.SetRandomVertices();
+    std::srand(7);
+    for (Vector const& v : two.points)
+        for (std::size_t c = 0; c < 3; ++c)
+            EXPECT_EQ(v[c], std::rand() / 32767.0);
+}
+
+TEST(Faces, HandOutTrianglesAndSegments) {
+    Vector const a(0, 0, 0), b(1, 0, 0), c(1, 1, 0), d(0, 1, 0);
+    TriangularFace const triangle(a, b, c);
+    std::unique_ptr<MTriangle<double, 3>> const only(triangle.GetTriangle(0));
+    EXPECT_EQ((*only)[1], b);
+    EXPECT_EQ(triangle.GetNbTriangles(), 1u);
+    EXPECT_EQ(triangle.GetSegment(2).first, &triangle.GetNode(2));
+    EXPECT_EQ(triangle.GetSegment(2).second, &triangle.GetNode(0));
+
+    QuadrangularFace quadrangle;
+    EXPECT_EQ(quadrangle.GetNode(3), Vector());
+    quadrangle.SetNodes(a, b, c, d);
+    std::unique_ptr<MTriangle<double, 3>> const first(quadrangle.GetTriangle(0)),
+        other(quadrangle.GetTriangle(7));
+    EXPECT_EQ((*first)[2], d);
+    EXPECT_EQ((*other)[0], b);
+    EXPECT_EQ((*other)[1], c);
+    EXPECT_DOUBLE_EQ(first->Area() + other->Area(), 1.0);
+    EXPECT_EQ(quadrangle.GetNbSegments(), 4u);
+    EXPECT_EQ(quadrangle.GetSegment(3).second, &quadrangle.GetNode(0));
+}

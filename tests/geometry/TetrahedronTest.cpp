@@ -1,0 +1,321 @@
+#include "Measures.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <numbers>
+#include <typeinfo>
+
+namespace {
+
+using Vector = MMVector<double, 3>;
+using Tetrahedron = TetrahedronBase<double>;
+
+constexpr double flat_radius = 1.3407807929942596e+154;
+
+template <typename T>
+class TetrahedronOf : public testing::Test {
+protected:
+    // On small integer corners, so that every coordinate type holds them: scaled, then moved.
+    static TetrahedronBase<T> Make(int const (&p)[4][3], T scale, T offset) {
+        MMVector<T, 3> corners[4];
+        for (std::size_t i = 0; i < 4; ++i)
+            for (std::size_t c = 0; c < 3; ++c)
+                corners[i][c] = static_cast<T>(static_cast<T>(p[i][c]) * scale + offset);
+        return TetrahedronBase<T>(corners);
+    }
+    static constexpr int regular[4][3] = {{0, 0, 0}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}};
+    static constexpr int corner[4][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
+};
+
+using CoordinateTypes = testing::Types<MLong, float, double>;
+TYPED_TEST_SUITE(TetrahedronOf, CoordinateTypes);
+
+struct Expected {
+    char const* name;
+    double value;
+    int power; // of the scale
+};
+
+} // namespace
+
+TYPED_TEST(TetrahedronOf, RegularAndCornerElementHaveTheirClosedForms) {
+    using T = TypeParam;
+    using std::numbers::pi;
+    double const sqrt2 = std::sqrt(2.0), sqrt3 = std::sqrt(3.0);
+    Expected const of_regular[] = {
+        {"Volume", 1.0 / 3.0, 3},
+        {"QualitySpheres", 1.0, 0},
+        {"QualityInsphereEdge", 1.0, 0},
+        {"QualityMeanRatio", 1.0, 0},
+        {"QualityAspectRatio", 1.0, 0},
+        {"QualityAspectRatioTetgen", std::sqrt(1.5), 0},
+        {"QualityRadiusEdgeTetgen", std::sqrt(6.0) / 4.0, 0},
+        {"QualityEquiAngleSkew", 1.0, 0},
+        {"QualityEquiDihedralAngleSkew", 1.0, 0},
+        {"QualityEdgeMinMax", 1.0, 0},
+        {"QualityEdgeMaxMin", 1.0, 0},
+        {"QualityJacobian", 2.0, 3},
+        {"QualityScaledJacobian", 1.0, 0},
+        {"QualityMinFacangle", pi / 3.0, 0},
+        {"QualityMaxFacangle", pi / 3.0, 0},
+        {"QualityEquiSizeSkew", 1.0, 0},
+        {"QualityAbacusShapeFactor", 1.0, 0},
+        {"QualityAnsysElementQuality", 124.70765802 / (36.0 * std::sqrt(12.0)), 0},
+        {"QualityFluentOrthogonalQuality", 1.0, 0},
+        {"QualityMinCornerAngle", pi / 3.0, 0},
+        {"QualityMaxCornerAngle", pi / 3.0, 0},
+        {"RadiusCircumsphere", sqrt3 / 2.0, 1},
+        {"RadiusInsphere", sqrt3 / 6.0, 1},
+        {"GetMinEdgeLength", sqrt2, 1},
+        {"GetMinHeight", 2.0 / sqrt3, 1},
+        {"GetCosLargestMidAngle", -1.0 / 3.0, 0},
+        {"GetMinCosDihedralAngle", 1.0 / 3.0, 0},
+        {"GetMaxCosDihedralAngle", 1.0 / 3.0, 0},
+    };
+    Expected const of_corner[] = {
+        {"Volume", 1.0 / 6.0, 3},
+        {"QualityScaledJacobian", sqrt2 / 2.0, 0},
+        {"RadiusCircumsphere", sqrt3 / 2.0, 1},
+        {"RadiusInsphere", 1.0 / (3.0 + sqrt3), 1},
+        {"GetMaxEdgeLength", sqrt2, 1},
+        {"GetMinHeight", 1.0 / sqrt3, 1},
+        {"QualityMinFacangle", pi / 4.0, 0},
+        {"QualityMaxCornerAngle", pi / 2.0, 0},
+        {"GetMinCosDihedralAngle", 0.0, 0},
+        {"GetMaxCosDihedralAngle", 1.0 / sqrt3, 0},
+        {"smallest face area", 0.5, 2},
+        {"largest face area", sqrt3 / 2.0, 2},
+    };
+    T const far = std::is_integral_v<T> ? static_cast<T>(2147000000) : static_cast<T>(1048576);
+    for (T const scale : {static_cast<T>(1), static_cast<T>(1000)})
+        for (T const offset : {static_cast<T>(0), far, static_cast<T>(-far)}) {
+            SCOPED_TRACE(testing::Message() << "scale " << scale << " offset " << offset);
+            auto const check = [&](TetrahedronBase<T> const& t, auto const& table) {
+                EXPECT_TRUE(t.OrientationOK());
+                for (Expected const& e : table) {
+                    double const value = e.value * std::pow(static_cast<double>(scale), e.power);
+                    EXPECT_NEAR(Value(t, e.name), value, 1e-9 * std::max(1.0, value) * 1e-3) << e.name;
+                }
+            };
+            check(this->Make(this->regular, scale, offset), of_regular);
+            check(this->Make(this->corner, scale, offset), of_corner);
+        }
+}
+
+// A subclass without overrides takes the way through the virtual functions: every bit is the same.
+TYPED_TEST(TetrahedronOf, ShortCutsGiveTheBitsOfTheVirtualFunctions) {
+    struct Subclass : TetrahedronBase<TypeParam> {
+        explicit Subclass(TetrahedronBase<TypeParam> const& t)
+            : TetrahedronBase<TypeParam>(t) {}
+    };
+    constexpr int shapes[][4][3] = {{{0, 0, 0}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}},
+                                    {{7, -3, 11}, {19, 2, 5}, {-4, 23, 8}, {3, 9, 31}},
+                                    {{0, 0, 0}, {5, 1, 0}, {2, 7, 0}, {9, 9, 0}},
+                                    {{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {3, 3, 3}},
+                                    {{4, 4, 4}, {4, 4, 4}, {4, 4, 4}, {4, 4, 4}}};
+    for (auto const& shape : shapes) {
+        TetrahedronBase<TypeParam> plain =
+            this->Make(shape, static_cast<TypeParam>(3), static_cast<TypeParam>(1));
+        Subclass subclass(plain);
+        for (Measure<TypeParam> const& measure : AllMeasures<TypeParam>()) {
+            double const a = measure.value(plain), b = measure.value(subclass);
+            EXPECT_TRUE(a == b || (std::isnan(a) && std::isnan(b))) << measure.name << ": " << a << ", " << b;
+        }
+    }
+}
+
+TYPED_TEST(TetrahedronOf, TakesTheNodesOfAnElementInModelUnits) {
+    MMeshPoint nodes[] = {{0, 0, 0}, {65536 * 3, 0, 0}, {0, -65536 * 2, 0}, {32768, 98304, 65536}};
+    MMeshPoint* pointers[] = {&nodes[0], &nodes[1], &nodes[2], &nodes[3]};
+    MMeshElement const element(4, pointers);
+    TetrahedronBase<TypeParam> const t(&element);
+    EXPECT_EQ(t.GetVertex(1)[0], static_cast<TypeParam>(3));
+    EXPECT_EQ(t.GetVertex(2)[1], static_cast<TypeParam>(-2));
+    EXPECT_EQ(t.GetVertex(3)[0], static_cast<TypeParam>(0.5)); // an integer corner is cut off
+    EXPECT_EQ(t.GetVertex(3)[1], static_cast<TypeParam>(1.5));
+    EXPECT_EQ(t.GetVertex(3)[2], static_cast<TypeParam>(1));
+
+    MMeshElement const two_nodes(2, pointers);
+    TetrahedronBase<TypeParam> const partial(&two_nodes);
+    EXPECT_EQ(partial.GetVertex(1)[0], static_cast<TypeParam>(3));
+    EXPECT_EQ(partial.GetVertex(3), (MMVector<TypeParam, 3>()));
+}
+
+TEST(Tetrahedron, IntegerVolumeWrapsIn32BitsAndNothingElseDoes) {
+    TetrahedronBase<MLong> t({-2000000000, 0, 0}, {2000000000, 0, 0}, {-2000000000, 3, 0},
+                             {-2000000000, 0, 2});
+    EXPECT_EQ(t.Volume(), (4e9 - 4294967296.0) * 3.0 * 2.0 / 6.0);
+    EXPECT_EQ(t.QualityJacobian(), 4e9 * 6.0);
+    EXPECT_EQ(t.GetMaxEdgeLength(), std::sqrt(16e18 + 9.0));
+}
+
+TEST(Tetrahedron, DegenerateElementsGiveTheirSentinels) {
+    double const nan = std::numeric_limits<double>::quiet_NaN();
+    double const infinity = std::numeric_limits<double>::infinity();
+    Tetrahedron const square({0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0});
+    Tetrahedron const point({2, 3, 4}, {2, 3, 4}, {2, 3, 4}, {2, 3, 4});
+    Tetrahedron const line({0, 0, 0}, {1, 2, 3}, {2, 4, 6}, {3, 6, 9});
+    Tetrahedron const two_equal({0, 0, 0}, {0, 0, 0}, {1, 0, 0}, {0, 1, 0});
+    Tetrahedron const inverted({0, 0, 0}, {1, 0, 0}, {0, 0, 1}, {0, 1, 0});
+    struct {
+        char const* what;
+        Tetrahedron const& element;
+        char const* measure;
+        double expected;
+    } const table[] = {
+        {"square", square, "Volume", 0.0},
+        {"square", square, "RadiusInsphere", 0.0},
+        {"square", square, "RadiusCircumsphere", flat_radius},
+        {"square", square, "QualitySpheres", 0.0},
+        {"square", square, "QualityInsphereEdge", 0.0},
+        {"square", square, "QualityScaledJacobian", 0.0},
+        {"square", square, "QualityMeanRatio", 0.0},
+        {"square", square, "QualityAspectRatioTetgen", infinity},
+        {"square", square, "QualityAbacusShapeFactor", 0.0},
+        {"square", square, "GetCosLargestMidAngle", 0.0},
+        {"point", point, "QualityScaledJacobian", 1e30},
+        {"point", point, "RadiusCircumsphere", flat_radius},
+        {"point", point, "QualityFluentOrthogonalQuality", 0.0},
+        {"point", point, "GetMinHeight", 0.0},
+        {"point", point, "largest face area", 0.0},
+        {"point", point, "GetMaxCosDihedralAngle", 0.0},
+        {"point", point, "QualityMinCornerAngle", std::numbers::pi / 2.0}, // no direction: cosine 0
+        {"point", point, "QualityEdgeMinMax", nan},
+        {"line", line, "RadiusCircumsphere", flat_radius},
+        {"line", line, "largest face area", 0.0},
+        {"line", line, "GetMaxCosDihedralAngle", 0.0},
+        {"two equal", two_equal, "QualityEdgeMaxMin", infinity},
+        {"two equal", two_equal, "QualityRadiusEdgeTetgen", infinity},
+        {"two equal", two_equal, "smallest face area", 0.0},
+        {"inverted", inverted, "Volume", -1.0 / 6.0},
+        {"inverted", inverted, "QualityMeanRatio", nan},
+    };
+    for (auto const& row : table) {
+        double const value = Value(row.element, row.measure);
+        if (std::isnan(row.expected))
+            EXPECT_TRUE(std::isnan(value)) << row.what << ' ' << row.measure << ' ' << value;
+        else
+            EXPECT_DOUBLE_EQ(value, row.expected) << row.what << ' ' << row.measure;
+    }
+    for (Tetrahedron flat : {square, point, line, two_equal}) {
+        EXPECT_TRUE(flat.OrientationOK());
+        EXPECT_EQ(flat.MidpointCircumsphere(), Vector(DBL_MAX, DBL_MAX, DBL_MAX));
+    }
+    EXPECT_FALSE(inverted.OrientationOK());
+    EXPECT_GT(inverted.RadiusInsphere(), 0.0);
+    EXPECT_LT(inverted.QualityFluentOrthogonalQuality(), 0.0);
+
+    // Below 2^-26 the volume counts as none for the insphere; at it, not.
+    double const edge = std::cbrt(6.0 * 1.4901161193847656e-08);
+    EXPECT_GT(Tetrahedron({0, 0, 0}, {edge * 1.001, 0, 0}, {0, edge, 0}, {0, 0, edge}).RadiusInsphere(), 0.0);
+    EXPECT_EQ(Tetrahedron({0, 0, 0}, {edge * 0.999, 0, 0}, {0, edge, 0}, {0, 0, edge}).RadiusInsphere(), 0.0);
+
+    // Whatever stands in the coordinates, nothing fails; a lost coordinate is not taken for a flat element.
+    for (double const bad : {nan, infinity, -infinity, DBL_MAX, -DBL_MAX, DBL_MIN, 5e-324}) {
+        Tetrahedron t({bad, 0, 0}, {1, bad, 0}, {0, 1, 0}, {0, 0, 1});
+        for (Measure<double> const& measure : AllMeasures<double>())
+            measure.value(t);
+        EXPECT_EQ(std::isfinite(t.Volume()), std::fabs(bad) < 1.0) << bad;
+    }
+    EXPECT_TRUE(std::isnan(Tetrahedron({nan, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}).RadiusCircumsphere()));
+}
+
+TEST(Tetrahedron, LengthsNeitherOverflowNorUnderflow) {
+    for (double const scale : {1e-80, 1e-70, 1e70, 1e75}) { // squares of areas are beyond the range
+        Tetrahedron t({0, 0, 0}, {scale, scale, 0}, {0, scale, scale}, {scale, 0, scale});
+        double low, high;
+        t.GetMinMaxArea(low, high);
+        EXPECT_NEAR(high / scale / scale, std::sqrt(3.0) / 2.0, 1e-14) << scale;
+        EXPECT_NEAR(t.GetMinHeight() / scale, 2.0 / std::sqrt(3.0), 1e-14) << scale;
+        EXPECT_NEAR(t.QualityFluentOrthogonalQuality(), 1.0, 1e-14) << scale;
+        EXPECT_NEAR(t.GetMaxCosDihedralAngle(), 1.0 / 3.0, 1e-14) << scale;
+    }
+}
+
+TEST(Tetrahedron, AxisPlanesTouchWithoutStrictlyHolding) {
+    TetrahedronBase<float> const t({0, 0, 1}, {1, 0, 1}, {0, 1, 1}, {1, 1, 1}); // all z at 1
+    EXPECT_TRUE(t.TetInSlice(2, 0.0, 1.0));
+    EXPECT_TRUE(t.TetInSlice(2, 1.0, 2.0));
+    EXPECT_FALSE(t.TetInSlice(2, 0.0, std::nextafter(1.0, 0.0)));
+    EXPECT_FALSE(t.TetInSlice(2, std::nextafter(1.0, 2.0), 2.0));
+    EXPECT_TRUE(t.IsIntersected(0, 0.0));
+    EXPECT_TRUE(t.IsIntersected(0, 1.0));
+    EXPECT_FALSE(t.IsIntersected(0, 1.5));
+    EXPECT_FALSE(t.LargerThanXYZPlane(1, 0.0));
+    EXPECT_TRUE(t.LargerThanXYZPlane(1, -0.5));
+    EXPECT_FALSE(t.SmallerThanXYZPlane(1, 1.0));
+    EXPECT_TRUE(t.SmallerThanXYZPlane(1, 1.5));
+}
+
+TEST(Tetrahedron, FacesAndEdgesFollowTheDescriptor) {
+    Tetrahedron t({0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1});
+    Vector const centroid = t.GetCentroid();
+    EXPECT_EQ(centroid, Vector(0.25, 0.25, 0.25));
+    for (unsigned int f = 0; f < 4; ++f) {
+        MTriangle<double, 3> const out = t.GetFaceOriented(f), in = t.GetFaceUnoriented(f);
+        EXPECT_GT(out.Normal().Dot(out[0] - centroid), 0.0);
+        EXPECT_LT(in.Normal().Dot(in[0] - centroid), 0.0);
+        std::unique_ptr<TriangularFace> const face(t.GetFace(f));
+        for (std::size_t i = 0; i < 3; ++i)
+            EXPECT_EQ(face->GetNode(i), out[i]);
+    }
+    EXPECT_EQ(t.GetMidEdgePoint(2), Vector(0.0, 0.5, 0.0)); // 2-0
+    EXPECT_EQ(t.GetMidEdgePoint(4), Vector(0.5, 0.0, 0.5)); // 1-3
+    MTriangle<double, 3> const none = t.GetTriangleOfTet10(5);
+    EXPECT_EQ(none[0], Vector());
+    EXPECT_EQ(none[2], Vector());
+}
+
+TEST(Tetrahedron, OverriddenIngredientsChangeWhatIsBuiltOnThem) {
+    struct Overridden : Tetrahedron {
+        using Tetrahedron::Tetrahedron;
+        double Volume() const override { return 2.0; }
+        double GetMinHeight() const override { return 3.0; }
+        double RadiusInsphere() const override { return 5.0; }
+        double RadiusCircumsphere() const override { return 7.0; }
+        MTriangle<double, 3> GetFaceOriented(unsigned int i) override {
+            return {{0, 0, 0}, {1.0 + i, 0, 0}, {0, 2, 0}}; // areas 1 to 4
+        }
+        std::vector<double> _compute_sq_lengths() override { return {16, 4, 9, 4, 4, 4}; }
+        void _ConvertToVerdictPoints(double (*rows)[3], int n) const override {
+            for (int i = 0; i < n; ++i)
+                for (int c = 0; c < 3; ++c)
+                    rows[i][c] = i == c + 1 ? 2.0 : 0.0;
+        }
+    };
+    Overridden const t(Vector{0, 0, 0}, Vector{1, 0, 0}, Vector{0, 1, 0}, Vector{0, 0, 1});
+    Overridden writable = t;
+    EXPECT_EQ(t.GetMaxEdgeLength(), 4.0);
+    EXPECT_EQ(t.QualityEdgeMinMax(), 0.5);
+    EXPECT_EQ(t.QualityEdgeMaxMin(), 2.0);
+    EXPECT_EQ(t.QualityAspectRatioTetgen(), 4.0 / 3.0);
+    EXPECT_EQ(t.QualitySpheres(), 15.0 / 7.0);
+    EXPECT_EQ(t.QualityRadiusEdgeTetgen(), 3.5);
+    EXPECT_DOUBLE_EQ(t.QualityMeanRatio(), 12.0 * std::cbrt(36.0) / 41.0);
+    EXPECT_EQ(writable.QualityJacobian(), 8.0);
+    EXPECT_DOUBLE_EQ(writable.QualityScaledJacobian(), std::sqrt(2.0) / 2.0);
+    double low, high;
+    t.GetMinMaxArea(low, high);
+    EXPECT_EQ(low, 1.0);
+    EXPECT_EQ(high, 4.0);
+    EXPECT_EQ(t.GetMinCosDihedralAngle(), -1.0); // the same normal four times
+    t.GetMinMaxCos(low, high);
+    EXPECT_DOUBLE_EQ(low, 0.0); // right angles at A
+}
+
+TEST(Tetrahedron, NeighborCosineKeepsItsSign) {
+    Vector const a(0, 0, 0), b(1, 0, 0), c(0, 1, 0);
+    Vector const below(1.0 / 3.0, 1.0 / 3.0, -1.0), above(1.0 / 3.0, 1.0 / 3.0, 2.0),
+        aside(2.0, 1.0 / 3.0, 2.0);
+    Tetrahedron const t(below, a, b, c);
+    EXPECT_NEAR(t.FluentOrthogonalQualityForNeighbor(Tetrahedron(a, b, c, above)), 1.0, 1e-15);
+    EXPECT_NEAR(t.FluentOrthogonalQualityForNeighbor(Tetrahedron(b, a, above, c)), -1.0, 1e-15);
+    // The centroids are (aside - below) / 4 apart.
+    Vector const line = aside - below;
+    EXPECT_NEAR(t.FluentOrthogonalQualityForNeighbor(Tetrahedron(a, aside, b, c)), 3.0 / line.Length(),
+                1e-15);
+}
