@@ -5,6 +5,10 @@ add_library(ketsdk_build_flags INTERFACE)
 target_compile_features(ketsdk_build_flags INTERFACE cxx_std_20)
 target_compile_options(ketsdk_build_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffp-contract=off)
+if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # GCC 12 warns of overlaps inside std::string that cannot happen (GCC bug 105329).
+  target_compile_options(ketsdk_build_flags INTERFACE -Wno-restrict)
+endif()
 if(KETSDK_WARNINGS_AS_ERRORS)
   target_compile_options(ketsdk_build_flags INTERFACE -Werror)
 endif()
@@ -18,9 +22,9 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
-# ketsdk_add_library(NAME EXPORT_NAME HEADER_BASE): a shared library KetSDK::EXPORT_NAME made of
-# all sources below the current folder; its headers are found from HEADER_BASE in the tree and
-# from the include folder after installing.
+# ketsdk_add_library(NAME EXPORT_NAME HEADER_BASE [PRIVATE_HEADER...]): a shared library
+# KetSDK::EXPORT_NAME made of all sources below the current folder; its headers are found from
+# HEADER_BASE in the tree and, but for the private ones, from the include folder after installing.
 function(ketsdk_add_library name export_name header_base)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS *.h)
@@ -37,6 +41,7 @@ function(ketsdk_add_library name export_name header_base)
   install(TARGETS ${name} EXPORT KetSDKMeshTargets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
   file(RELATIVE_PATH header_path ${header_base} ${CMAKE_CURRENT_SOURCE_DIR})
+  list(TRANSFORM ARGN REPLACE "(.+)" "PATTERN;\\1;EXCLUDE" OUTPUT_VARIABLE without_private)
   install(DIRECTORY ./ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${header_path}
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h" ${without_private})
 endfunction()
