@@ -172,15 +172,29 @@ struct _MutualDots {
     }
 };
 
-// Half the length of (B - A) x (C - A) for two triangles.
-DoublePair _Areas(VectorPair const& a, VectorPair const& b, VectorPair const& c) noexcept {
-    return Length(Cross(b - a, c - a)) * 0.5;
+// The smallest distance of a corner to the opposite plane. The direction of an edge does not matter.
+double _SmallestHeight(_Edges const& e) noexcept {
+    VectorPair const e12_e02 = Seconds(e.e03_e12, Swapped(e.e02_e13));
+    VectorPair const e13_e03 = Seconds(e.e02_e13, Swapped(e.e03_e12));
+    VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
+    VectorPair const e12_e13 = Seconds(e.e03_e12, e.e02_e13);
+    VectorPair const e01_e12 = Firsts(e.e01_e23, Swapped(e.e03_e12));
+    VectorPair const e13_e01 = Firsts(Swapped(e.e02_e13), e.e01_e23);
+    // P0 over (P1, P2, P3) and P1 over (P0, P2, P3), then P2 over (P1, P0, P3) and P3 over (P1, P2, P0).
+    DoublePair const first = Abs(DotWithUnit(e01_e01, Cross(e12_e02, e13_e03)));
+    DoublePair const second = Abs(DotWithUnit(e12_e13, Cross(e01_e12, e13_e01)));
+    return MinLane(Min(first, second));
 }
 
-// The distances of two points to the planes through A, B, C.
-DoublePair _Heights(VectorPair const& p, VectorPair const& a, VectorPair const& b,
-                    VectorPair const& c) noexcept {
-    return Abs(DotWithUnit(p - a, Cross(b - a, c - a)));
+// The sum of the areas of the faces (0,1,2), (0,1,3), (0,2,3), (1,2,3).
+double _Surface(_Edges const& e) noexcept {
+    VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
+    VectorPair const e02_e03 = Firsts(e.e02_e13, e.e03_e12);
+    VectorPair const e02_e12 = Firsts(e.e02_e13, Swapped(e.e03_e12));
+    VectorPair const e03_e13 = Firsts(e.e03_e12, Swapped(e.e02_e13));
+    DoublePair const first = Length(Cross(e01_e01, e02_e03)) * 0.5;
+    DoublePair const second = Length(Cross(e02_e12, e03_e13)) * 0.5;
+    return first[0] + first[1] + second[0] + second[1];
 }
 
 } // namespace
@@ -396,13 +410,7 @@ double TetrahedronBase<T>::GetMinEdgeLength() const {
 
 template <typename T>
 double TetrahedronBase<T>::GetMinHeight() const {
-    auto const& p = _Corners();
-    // P0 over (P1, P2, P3) and P1 over (P0, P2, P3); P2 over (P1, P0, P3) and P3 over (P1, P2, P0).
-    DoublePair const first = _Heights(VectorPair::Of(p[0], p[1]), VectorPair::Of(p[1], p[0]),
-                                      VectorPair::Of(p[2], p[2]), VectorPair::Of(p[3], p[3]));
-    DoublePair const second = _Heights(VectorPair::Of(p[2], p[3]), VectorPair::Of(p[1], p[1]),
-                                       VectorPair::Of(p[0], p[2]), VectorPair::Of(p[3], p[0]));
-    return MinLane(Min(first, second));
+    return _SmallestHeight(_Edges(_Corners()));
 }
 
 template <typename T>
@@ -454,13 +462,7 @@ double TetrahedronBase<T>::RadiusInsphere() const {
     double const volume = std::fabs(this->Volume());
     if (volume < smallest_volume)
         return 0.0;
-    // Faces (0,1,2) and (0,1,3), then (0,2,3) and (1,2,3).
-    auto const& p = _Corners();
-    DoublePair const first =
-        _Areas(VectorPair::Of(p[0], p[0]), VectorPair::Of(p[1], p[1]), VectorPair::Of(p[2], p[3]));
-    DoublePair const second =
-        _Areas(VectorPair::Of(p[0], p[1]), VectorPair::Of(p[2], p[2]), VectorPair::Of(p[3], p[3]));
-    return 3.0 * volume / (first[0] + first[1] + second[0] + second[1]);
+    return 3.0 * volume / _Surface(_Edges(_Corners()));
 }
 
 // ---------------------------------------------------------------- angles
@@ -566,14 +568,25 @@ double TetrahedronBase<T>::QualityMeanRatio() const {
     return 12.0 * std::pow(3.0 * this->Volume(), 0.6666666666666666) / _compute_sum_sq_lengths();
 }
 
+// GetMinHeight and GetMaxEdgeLength.
+template <typename T>
+std::pair<double, double> TetrahedronBase<T>::_HeightAndLongestEdge() const {
+    if (!_IsPlain())
+        return {GetMinHeight(), GetMaxEdgeLength()};
+    _Edges const edges(_Corners());
+    return {_SmallestHeight(edges), std::sqrt(_SquaredEdges(edges).Largest())};
+}
+
 template <typename T>
 double TetrahedronBase<T>::QualityAspectRatio() const {
-    return 1.224744871391589 * GetMinHeight() / GetMaxEdgeLength();
+    auto const [height, edge] = _HeightAndLongestEdge();
+    return 1.224744871391589 * height / edge;
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityAspectRatioTetgen() const {
-    return GetMaxEdgeLength() / GetMinHeight();
+    auto const [height, edge] = _HeightAndLongestEdge();
+    return edge / height;
 }
 
 template <typename T>

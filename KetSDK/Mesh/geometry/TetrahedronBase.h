@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/geometry/TriangularFace.h>
 
 #include <array>
+#include <utility>
 #include <vector>
 
 // The geometric view of one linear tetrahedron: four corners and every geometric quantity and quality
@@ -162,6 +163,7 @@ private:
     decltype(auto) _Corners() const noexcept;
     _Faces _OrientedFaces() const;
     std::array<_Vector, 4> _VerdictCorners() const;
+    std::pair<double, double> _HeightAndLongestEdge() const;
     bool _Circumsphere(_Vector& centre, double& squaredRadius) const noexcept;
 
     std::array<MMVector<T, 3>, 4> m_points{};

@@ -33,7 +33,8 @@ public:
     // determinant is no larger than what rounding alone can leave of it, |det| <= 16 eps m0 m1 m2 with
     // mi the largest entry of row i by magnitude. The test does not depend on the unit of the rows.
     // NaN entries are not singular; they give NaN.
-    bool Solve(MMVector<double, 3> const& b, MMVector<double, 3>& x) const noexcept {
+    // Always inline: a call costs as much as the solution when the matrix has to be put into memory for it.
+    [[gnu::always_inline]] bool Solve(MMVector<double, 3> const& b, MMVector<double, 3>& x) const noexcept {
         constexpr double noise = 16.0 * std::numeric_limits<double>::epsilon();
         // Entry by entry, so that a matrix made on the spot never leaves the registers.
         double const a00 = m_rows[0][0], a01 = m_rows[0][1], a02 = m_rows[0][2];
