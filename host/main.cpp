@@ -4,6 +4,8 @@
 #include <host/Output.h>
 #include <host/ProgressBar.h>
 
+#include <vtkLogger.h>
+
 #include <algorithm>
 #include <exception>
 #include <iostream>
@@ -78,5 +80,6 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     ketmesh::InstallSignalHandlers();
+    vtkLogger::SetStderrVerbosity(vtkLogger::VERBOSITY_OFF); // one line is enough, and it is ours
     return ketmesh::Main(argc, argv);
 }

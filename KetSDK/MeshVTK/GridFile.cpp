@@ -1,6 +1,7 @@
 #include <KetSDK/MeshVTK/GridFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/LegacyFileCheck.h>
 #include <KetSDK/MeshVTK/VtkSession.h>
 
 #include <vtkAbstractArray.h>
@@ -137,13 +138,10 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::filesystem::path const& pat
                                                 std::shared_ptr<Common::IProgressDelegate> const& progress) {
     if (!FirstBytes(path, 64).starts_with("# vtk DataFile Version"))
         throw Error("this is no VTK file, though its name ends with .vtk");
+    CheckLegacyFile(path);
     VtkSession session(progress, "Reading file");
     vtkNew<vtkUnstructuredGridReader> reader;
     reader->SetFileName(path.c_str());
-    if (!reader->IsFileUnstructuredGrid()) {
-        session.Check(CannotRead);
-        throw Error("the file holds another kind of data; an UNSTRUCTURED_GRID is needed");
-    }
     reader->ReadAllScalarsOn();
     reader->ReadAllVectorsOn();
     reader->ReadAllNormalsOn();

@@ -45,10 +45,12 @@ class VtkSession::MessageSink : public vtkOutputWindow {
 public:
     static MessageSink* New();
     void DisplayErrorText(char const* text) override {
-        if (m_error.empty())
-            m_error = Condense(text);
-        if (m_error.empty())
-            m_error = "unknown error";
+        if (!m_error.empty())
+            return;
+        m_error = Condense(text);
+        // What a pipeline says of a filter that gave no reason helps nobody.
+        if (m_error.empty() || m_error.find("returned failure for request") != std::string::npos)
+            m_error = "VTK could not make sense of it";
     }
     void DisplayGenericWarningText(char const* text) override { DisplayWarningText(text); }
     void DisplayWarningText(char const* text) override {

@@ -1,0 +1,321 @@
+#include <KetSDK/MeshVTK/LegacyFileCheck.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+using Count = std::uint64_t;
+
+constexpr Count Unknown = ~Count{0};
+
+bool IsSpace(char c) {
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+std::string Upper(std::string_view text) {
+    std::string upper(text);
+    std::ranges::transform(upper, upper.begin(),
+                           [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    return upper;
+}
+
+// Bits that a value of a type takes in a binary file; 0 for an unknown type.
+Count BitsOfType(std::string_view type) {
+    static std::map<std::string, Count, std::less<>> const bits = {
+        {"BIT", 1},           {"CHAR", 8},
+        {"SIGNED_CHAR", 8},   {"UNSIGNED_CHAR", 8},
+        {"SHORT", 16},        {"UNSIGNED_SHORT", 16},
+        {"INT", 32},          {"UNSIGNED_INT", 32},
+        {"VTKIDTYPE", 32},    {"FLOAT", 32},
+        {"LONG", 64},         {"UNSIGNED_LONG", 64},
+        {"VTKTYPEINT32", 32}, {"VTKTYPEUINT32", 32},
+        {"VTKTYPEINT64", 64}, {"VTKTYPEUINT64", 64},
+        {"DOUBLE", 64}};
+    auto const found = bits.find(Upper(type));
+    return found == bits.end() ? 0 : found->second;
+}
+
+class LegacyFile {
+public:
+    explicit LegacyFile(std::string content)
+        : m_content(std::move(content)) {}
+
+    void Check() {
+        _Header();
+        while (_SkipSpace(), m_at < m_content.size())
+            _Section(Upper(_Word()));
+        if (m_attributes_announced)
+            _CutOff();
+        if (m_cells != Unknown && m_types != m_cells)
+            throw Error("the file has " + std::to_string(m_cells) + " cells, but no type for each");
+    }
+
+private:
+    [[noreturn]] static void _CutOff() {
+        throw Error("the file is cut off: it announces more than it holds");
+    }
+
+    // Words and numbers
+
+    void _SkipSpace() {
+        while (m_at < m_content.size() && IsSpace(m_content[m_at]))
+            ++m_at;
+    }
+    std::string_view _Word() {
+        _SkipSpace();
+        std::size_t const begin = m_at;
+        while (m_at < m_content.size() && !IsSpace(m_content[m_at]))
+            ++m_at;
+        if (begin == m_at)
+            _CutOff();
+        return std::string_view(m_content).substr(begin, m_at - begin);
+    }
+    std::string_view _Line() {
+        std::size_t const end = m_content.find('\n', m_at);
+        if (end == std::string::npos)
+            _CutOff();
+        std::string_view const line = std::string_view(m_content).substr(m_at, end - m_at);
+        m_at = end + 1;
+        return line;
+    }
+    Count _Number() {
+        std::string_view const word = _Word();
+        Count number = 0;
+        auto const result = std::from_chars(word.data(), word.data() + word.size(), number);
+        // A count that the file cannot hold in any encoding is as good as none.
+        if (result.ec != std::errc() || result.ptr != word.data() + word.size() ||
+            number > 8 * m_content.size())
+            throw Error("the count \"" + std::string(word.substr(0, 30)) +
+                        "\" cannot be right for a file of this size");
+        return number;
+    }
+
+    // Blocks of values
+
+    // `values` numbers of a type; in binary they begin behind the end of the current line.
+    void _Values(Count values, std::string_view type) {
+        Count const bits = BitsOfType(type);
+        if (bits == 0)
+            throw Error("the file holds values of the unknown type \"" + std::string(type.substr(0, 30)) +
+                        "\"");
+        if (m_binary)
+            _Bytes((values * bits + 7) / 8);
+        else
+            for (Count i = 0; i < values; ++i)
+                _Word();
+    }
+    void _Bytes(Count bytes) {
+        _Line();
+        if (bytes > m_content.size() - m_at)
+            _CutOff();
+        m_at += static_cast<std::size_t>(bytes);
+    }
+    // One string a line; in binary each behind its length, which is 1, 2, 4 or 8 bytes long.
+    void _Strings(Count values) {
+        _Line();
+        for (Count i = 0; i < values; ++i) {
+            if (!m_binary) {
+                _Line();
+                continue;
+            }
+            if (m_at >= m_content.size())
+                _CutOff();
+            std::size_t const length_bytes =
+                std::size_t{8} >> (static_cast<unsigned char>(m_content[m_at]) >> 6);
+            Count length = static_cast<unsigned char>(m_content[m_at]) & 0x3Fu;
+            for (std::size_t k = 1; k < length_bytes && m_at + k < m_content.size(); ++k)
+                length = length << 8 | static_cast<unsigned char>(m_content[m_at + k]);
+            if (length > m_content.size() || m_at + length_bytes + length > m_content.size())
+                _CutOff();
+            m_at += length_bytes + static_cast<std::size_t>(length);
+        }
+    }
+
+    // Sections
+
+    void _Header() {
+        std::string_view const first = _Line(); // "# vtk DataFile Version 3.0"
+        std::size_t const number = first.find_last_of(' ');
+        m_version_5 = number != std::string_view::npos && first.substr(number + 1) >= "5";
+        _Line(); // title
+        m_binary = Upper(_Word()) == "BINARY";
+        if (Upper(_Word()) != "DATASET" || Upper(_Word()) != "UNSTRUCTURED_GRID")
+            throw Error("the file holds another kind of data; an UNSTRUCTURED_GRID is needed");
+    }
+
+    void _Section(std::string const& keyword) {
+        if (keyword == "POINTS") {
+            m_points = _Number();
+            _Values(3 * m_points, _Word());
+        } else if (keyword == "CELLS") {
+            _Cells();
+        } else if (keyword == "CELL_TYPES") {
+            m_types = _Number();
+            _Values(m_types, "int");
+        } else if (keyword == "POINT_DATA" || keyword == "CELL_DATA") {
+            _Announce(keyword == "POINT_DATA" ? m_points : m_cells, keyword);
+        } else if (keyword == "METADATA") {
+            _Line();
+            while (m_at < m_content.size() && !std::ranges::all_of(_Line(), IsSpace)) {
+            }
+        } else {
+            _Attribute(keyword);
+            m_attributes_announced = false;
+        }
+    }
+
+    void _Announce(Count expected, std::string const& keyword) {
+        m_tuples = _Number();
+        if (m_tuples != expected)
+            throw Error(keyword + " is given for " + std::to_string(m_tuples) + " instead of " +
+                        (expected == Unknown ? "none" : std::to_string(expected)));
+        m_attributes_announced = m_tuples > 0;
+    }
+
+    void _Cells() {
+        Count const first = _Number();
+        Count const second = _Number();
+        if (m_version_5) { // offsets, one more than cells, and connectivity
+            for (Count const values : {first, second}) {
+                _Word();
+                _Values(values, _Word());
+            }
+            m_cells = first == 0 ? 0 : first - 1;
+            return;
+        }
+        m_cells = first;
+        std::vector<std::int64_t> const list = _Integers(second);
+        std::size_t at = 0;
+        for (Count i = 0; i < m_cells; ++i) {
+            if (at >= list.size() || list[at] < 0 || static_cast<Count>(list[at]) >= list.size() - at)
+                throw Error("the list of cells does not add up at cell " + std::to_string(i));
+            at += 1 + static_cast<std::size_t>(list[at]);
+        }
+        if (at != list.size())
+            throw Error("the list of cells is longer than its cells");
+    }
+
+    std::vector<std::int64_t> _Integers(Count values) {
+        std::vector<std::int64_t> integers;
+        if (m_binary) {
+            _Bytes(4 * values);
+            for (std::size_t at = m_at - static_cast<std::size_t>(4 * values); at < m_at; at += 4) {
+                std::uint32_t bits = 0; // most significant byte first
+                for (std::size_t k = 0; k < 4; ++k)
+                    bits = bits << 8 | static_cast<unsigned char>(m_content[at + k]);
+                integers.push_back(static_cast<std::int32_t>(bits));
+            }
+            return integers;
+        }
+        for (Count i = 0; i < values; ++i) {
+            std::string_view const word = _Word();
+            std::int64_t integer = -1;
+            std::from_chars(word.data(), word.data() + word.size(), integer);
+            integers.push_back(integer);
+        }
+        return integers;
+    }
+
+    // The attributes that have a fixed number of values for each point or cell, behind name and type.
+    void _Attribute(std::string const& keyword) {
+        static std::map<std::string, Count> const components = {
+            {"VECTORS", 3},    {"NORMALS", 3},      {"TENSORS", 9},   {"TENSORS6", 6},
+            {"GLOBAL_IDS", 1}, {"PEDIGREE_IDS", 1}, {"EDGE_FLAGS", 1}};
+        if (keyword == "FIELD")
+            return _Field();
+        std::string_view const name = _Word();
+        if (keyword == "SCALARS") {
+            _Scalars();
+        } else if (keyword == "COLOR_SCALARS") {
+            Count const values = m_tuples * _Number();
+            _Values(values, m_binary ? "unsigned_char" : "float");
+        } else if (keyword == "LOOKUP_TABLE") {
+            Count const values = 4 * _Number();
+            _Values(values, m_binary ? "unsigned_char" : "float");
+        } else if (keyword == "TEXTURE_COORDINATES") {
+            Count const values = m_tuples * _Number();
+            _Values(values, _Word());
+        } else if (auto const found = components.find(keyword); found != components.end()) {
+            _Values(found->second * m_tuples, _Word());
+        } else {
+            throw Error("the file holds the unknown section \"" + keyword.substr(0, 30) + " " +
+                        std::string(name.substr(0, 30)) + "\"");
+        }
+    }
+
+    // "SCALARS name type [components]", then "LOOKUP_TABLE name", then the values.
+    void _Scalars() {
+        std::string const type(_Word());
+        Count per_tuple = 1;
+        std::string_view word = _Word();
+        if (Upper(word) != "LOOKUP_TABLE") {
+            m_at -= word.size();
+            per_tuple = _Number();
+            word = _Word();
+        }
+        if (Upper(word) != "LOOKUP_TABLE")
+            throw Error("SCALARS are not followed by LOOKUP_TABLE");
+        _Word();
+        _Values(per_tuple * m_tuples, type);
+    }
+
+    // "FIELD name arrays", then for each array "name components tuples type" and the values.
+    void _Field() {
+        _Word();
+        Count const arrays = _Number();
+        for (Count i = 0; i < arrays; ++i) {
+            std::string name(_Word());
+            if (Upper(name) == "METADATA") { // of the array before
+                m_at -= name.size();
+                _Section(Upper(_Word()));
+                name = _Word();
+            }
+            if (name == "NULL_ARRAY")
+                continue;
+            Count const per_tuple = _Number();
+            Count const tuples = _Number();
+            std::string const type(_Word());
+            if (m_tuples != Unknown && tuples != m_tuples)
+                throw Error("the array \"" + name + "\" has " + std::to_string(tuples) +
+                            " values instead of " + std::to_string(m_tuples));
+            if (Upper(type) == "STRING" || Upper(type) == "UTF8_STRING")
+                _Strings(per_tuple * tuples);
+            else
+                _Values(per_tuple * tuples, type);
+        }
+    }
+
+    std::string m_content;
+    std::size_t m_at = 0;
+    bool m_binary = false;
+    bool m_version_5 = false;
+    Count m_points = Unknown;
+    Count m_cells = Unknown;
+    Count m_types = Unknown;
+    Count m_tuples = Unknown; // of the attributes; unknown before the first, for field data
+    bool m_attributes_announced = false;
+};
+
+} // namespace
+
+void CheckLegacyFile(std::filesystem::path const& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(file), {}};
+    LegacyFile(std::move(content)).Check();
+}
+
+} // namespace KetSDK::MeshVTK

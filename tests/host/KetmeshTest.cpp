@@ -1,0 +1,523 @@
+#include <vtkAppendFilter.h>
+#include <vtkCell.h>
+#include <vtkCellData.h>
+#include <vtkCellSizeFilter.h>
+#include <vtkFieldData.h>
+#include <vtkIntArray.h>
+#include <vtkNew.h>
+#include <vtkOBJReader.h>
+#include <vtkPLYReader.h>
+#include <vtkPolyData.h>
+#include <vtkSTLReader.h>
+#include <vtkStringArray.h>
+#include <vtkUnstructuredGrid.h>
+#include <vtkUnstructuredGridWriter.h>
+#include <vtkXMLPolyDataReader.h>
+#include <vtkXMLUnstructuredGridReader.h>
+#include <vtkXMLUnstructuredGridWriter.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+namespace {
+
+std::string const Data = KETSDK_DATA_DIR "/";
+
+std::string Content(fs::path const& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void Save(fs::path const& path, std::string const& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+struct Result {
+    int status = -1; // exit status, or -1 when the program was killed
+    std::string out;
+    std::string err;
+};
+
+class Ketmesh : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (fs::temp_directory_path() / "ketmesh-test-XXXXXX").string();
+        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
+        m_folder = pattern;
+        fs::create_directory(m_folder / "out");
+    }
+    void TearDown() override { fs::remove_all(m_folder); }
+
+    // Starts the program with standard output and error going to files.
+    pid_t Start(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "ketmesh");
+        std::vector<char*> argv;
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        std::string const out = (m_folder / "stdout").string();
+        std::string const err = (m_folder / "stderr").string();
+        pid_t const child = ::fork();
+        if (child == 0) {
+            ::dup2(::open(out.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDOUT_FILENO);
+            ::dup2(::open(err.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDERR_FILENO);
+            ::execv(KETMESH_PROGRAM, argv.data());
+            ::_exit(127);
+        }
+        return child;
+    }
+    Result Finish(pid_t child) const {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Content(m_folder / "stdout"),
+                Content(m_folder / "stderr")};
+    }
+    Result Run(std::vector<std::string> const& arguments) const { return Finish(Start(arguments)); }
+    Json RunJson(std::vector<std::string> arguments) const {
+        arguments.push_back("--json");
+        Result const result = Run(arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        return Json::parse(result.out, nullptr, false);
+    }
+
+    std::string Path(std::string const& name) const { return (m_folder / name).string(); }
+    std::vector<std::string> Outputs() const {
+        std::vector<std::string> names;
+        for (auto const& entry : fs::directory_iterator(m_folder / "out"))
+            names.push_back(entry.path().filename().string());
+        return names;
+    }
+
+    fs::path m_folder;
+};
+
+vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
+    vtkNew<vtkXMLUnstructuredGridReader> reader;
+    reader->SetFileName((Data + name).c_str());
+    reader->Update();
+    return reader->GetOutput();
+}
+
+template <typename Reader>
+vtkSmartPointer<vtkPolyData> ReadSurface(std::string const& path) {
+    vtkNew<Reader> reader;
+    reader->SetFileName(path.c_str());
+    reader->Update();
+    return reader->GetOutput();
+}
+
+using Vector = std::array<double, 3>;
+
+Vector Cross(Vector const& a, Vector const& b) {
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+
+// What a surface must agree with, from nothing but the triangles in the file.
+struct Measured {
+    std::uint64_t triangles = 0;
+    double area = 0.0;
+    double enclosed = 0.0; // by the divergence theorem
+    std::map<std::pair<vtkIdType, vtkIdType>, int> edges;
+
+    void Add(vtkPolyData& data, vtkIdType cell) {
+        std::array<Vector, 3> p;
+        vtkIdList& ids = *data.GetCell(cell)->GetPointIds();
+        for (int i = 0; i < 3; ++i) {
+            data.GetPoint(ids.GetId(i), p[static_cast<std::size_t>(i)].data());
+            ++edges[std::minmax(ids.GetId(i), ids.GetId((i + 1) % 3))];
+        }
+        Vector a;
+        Vector b;
+        for (std::size_t c = 0; c < 3; ++c) {
+            a[c] = p[1][c] - p[0][c];
+            b[c] = p[2][c] - p[0][c];
+        }
+        Vector const n = Cross(a, b);
+        ++triangles;
+        area += 0.5 * std::hypot(n[0], n[1], n[2]);
+        enclosed += (p[0][0] * n[0] + p[0][1] * n[1] + p[0][2] * n[2]) / 6.0;
+    }
+    bool IsClosed() const {
+        for (auto const& edge : edges)
+            if (edge.second != 2)
+                return false;
+        return true;
+    }
+};
+
+std::map<std::string, Measured> MeasureSurfaces(vtkPolyData& data) {
+    auto& names = *vtkStringArray::SafeDownCast(data.GetFieldData()->GetAbstractArray("surface_names"));
+    auto& numbers = *data.GetCellData()->GetArray("surface");
+    std::map<std::string, Measured> surfaces;
+    for (vtkIdType i = 0; i < data.GetNumberOfCells(); ++i)
+        surfaces[names.GetValue(static_cast<vtkIdType>(numbers.GetComponent(i, 0)))].Add(data, i);
+    return surfaces;
+}
+
+// Faces of all labels together, each label taken as a mesh of its own: counted by corner numbers.
+std::uint64_t FacesOfLabels(vtkUnstructuredGrid& grid) {
+    vtkDataArray& labels = *grid.GetCellData()->GetArray("label");
+    std::map<std::pair<double, std::set<vtkIdType>>, int> faces;
+    for (vtkIdType i = 0; i < grid.GetNumberOfCells(); ++i)
+        for (int f = 0; f < 4; ++f) {
+            vtkIdList& ids = *grid.GetCell(i)->GetFace(f)->GetPointIds();
+            ++faces[{labels.GetComponent(i, 0), {ids.GetId(0), ids.GetId(1), ids.GetId(2)}}];
+        }
+    std::uint64_t single = 0;
+    for (auto const& face : faces)
+        single += face.second == 1;
+    return single;
+}
+
+TEST_F(Ketmesh, InfoAgreesWithVtk) {
+    struct Case {
+        char const* file;
+        char const* kind;
+        int elements;
+        int nodes;
+        std::vector<std::pair<std::string, int>> parts;
+    };
+    for (Case const& c : std::vector<Case>{
+             {"head_small_tet4.vtu",
+              "tet4",
+              46924,
+              9282,
+              {{"Label 1", 22261}, {"Label 2", 16551}, {"Label 3", 8112}}},
+             {"head_small_tet10.vtu",
+              "tet10",
+              46924,
+              68603,
+              {{"Label 1", 22261}, {"Label 2", 16551}, {"Label 3", 8112}}},
+             {"hex_matrix_fiber.vtu", "hex8", 1952, 2421, {{"Label 1", 1472}, {"Label 2", 480}}},
+             {"wedge_beam14.vtu", "wedge6", 14, 32, {{"Label 1", 14}}}}) {
+        SCOPED_TRACE(c.file);
+        Json const info = RunJson({"info", Data + c.file});
+        EXPECT_EQ(info["elements"], c.elements);
+        EXPECT_EQ(info["nodes"], c.nodes);
+        Json kinds = {{"tet4", 0}, {"tet10", 0}, {"hex8", 0}, {"wedge6", 0}};
+        kinds[c.kind] = c.elements;
+        EXPECT_EQ(info["kinds"], kinds);
+        EXPECT_GT(info["rounding_error"], 0.0);
+        EXPECT_LT(info["rounding_error"], std::sqrt(3.0) * 0.5 / 65536.0);
+
+        auto const grid = ReadGrid(c.file);
+        double const* const bounds = grid->GetBounds();
+        for (std::size_t i = 0; i < 6; ++i)
+            EXPECT_NEAR(info["box"][i], bounds[i / 3 + 2 * (i % 3)], 1e-5);
+        vtkNew<vtkCellSizeFilter> sizes;
+        sizes->SetInputData(grid);
+        sizes->Update();
+        vtkDataArray& volumes =
+            *vtkDataSet::SafeDownCast(sizes->GetOutput())->GetCellData()->GetArray("Volume");
+        std::map<double, double> expected;
+        for (vtkIdType i = 0; i < grid->GetNumberOfCells(); ++i)
+            expected[grid->GetCellData()->GetArray("label")->GetComponent(i, 0)] +=
+                std::fabs(volumes.GetComponent(i, 0));
+        ASSERT_EQ(info["subvolumes"].size(), c.parts.size());
+        double total = 0.0;
+        auto volume = expected.begin();
+        for (std::size_t i = 0; i < c.parts.size(); ++i, ++volume) {
+            Json const& part = info["subvolumes"][i];
+            EXPECT_EQ(part["number"], i);
+            EXPECT_EQ(part["name"], c.parts[i].first);
+            EXPECT_EQ(part["elements"], c.parts[i].second);
+            // VTK cuts curved elements elsewhere, and its sizes have no sign. In boxes of unit size the
+            // rounding of a node shows.
+            double const tolerance = c.kind == std::string("tet10") ? 1e-2
+                                     : volume->second > 1e3         ? 1e-6
+                                                                    : 2e-4;
+            EXPECT_NEAR(part["volume"], volume->second, tolerance * volume->second);
+            total += part["volume"].get<double>();
+        }
+        EXPECT_NEAR(info["volume"], total, 1e-9 * total);
+    }
+    // In metres, everything is a thousand times as long.
+    Json const metres = RunJson({"info", Data + "wedge_beam14.vtu", "--unit", "m"});
+    EXPECT_NEAR(metres["volume"], 0.007e9, 1e3);
+    EXPECT_NEAR(metres["box"][3], 700.0, 1e-4);
+    Result const text = Run({"info", Data + "head_small_tet4.vtu"});
+    EXPECT_NE(text.out.find("46924 tet4"), std::string::npos) << text.out;
+}
+
+TEST_F(Ketmesh, SurfacesBoundTheHead) {
+    std::string const out = Path("out/head.vtp");
+    std::string const head = Data + "head_small_tet4.vtu";
+    Json const inner = RunJson({"surfaces", head, "-o", out, "--interfaces", "--names", "volumes"});
+    auto const measured = MeasureSurfaces(*ReadSurface<vtkXMLPolyDataReader>(out));
+    std::set<std::string> names;
+    std::uint64_t faces = 0;
+    double enclosed = 0.0;
+    for (Json const& surface : inner["surfaces"]) {
+        std::string const name = surface["name"];
+        SCOPED_TRACE(name);
+        names.insert(name);
+        ASSERT_TRUE(measured.contains(name));
+        Measured const& m = measured.at(name);
+        EXPECT_EQ(surface["triangles"], m.triangles);
+        EXPECT_NEAR(surface["area"], m.area, 1e-9 * m.area);
+        EXPECT_EQ(surface["closed"], m.IsClosed());
+        bool const outside = name.ends_with("-");
+        faces += (outside ? 1 : 2) * m.triangles;
+        enclosed += outside ? m.enclosed : 0.0;
+    }
+    EXPECT_EQ(names, (std::set<std::string>{"Label 1-", "Label 2-", "Label 3-", "Label 1-Label 2",
+                                            "Label 1-Label 3", "Label 2-Label 3"}));
+    EXPECT_EQ(faces, FacesOfLabels(*ReadGrid("head_small_tet4.vtu")));
+    double const volume = RunJson({"info", head})["volume"];
+    EXPECT_NEAR(enclosed, volume, 1e-9 * volume);
+
+    Json const ids = RunJson({"surfaces", Data + "wedge_beam14.vtu", "-o", Path("out/beam.vtp")});
+    ASSERT_EQ(ids["surfaces"].size(), 1u);
+    EXPECT_EQ(ids["surfaces"][0]["name"], "Exterior Surface-0");
+    EXPECT_EQ(ids["surfaces"][0]["triangles"], 60); // 4 triangles at the ends, 28 quadrilaterals around
+    EXPECT_NEAR(ids["surfaces"][0]["area"], 0.3, 1e-4);
+    EXPECT_TRUE(ids["surfaces"][0]["closed"]);
+    EXPECT_EQ(Outputs().size(), 2u);
+}
+
+TEST_F(Ketmesh, EveryFormatHoldsAllTriangles) {
+    using ReadFunction = vtkSmartPointer<vtkPolyData> (*)(std::string const&);
+    std::vector<std::pair<std::string, ReadFunction>> const formats = {
+        {".vtp", ReadSurface<vtkXMLPolyDataReader>},
+        {".stl", ReadSurface<vtkSTLReader>},
+        {".ply", ReadSurface<vtkPLYReader>},
+        {".obj", ReadSurface<vtkOBJReader>}};
+    for (auto const& [ending, read] : formats) {
+        SCOPED_TRACE(ending);
+        std::string const out = Path("out/fiber" + ending);
+        Json const report = RunJson({"surfaces", Data + "hex_matrix_fiber.vtu", "-o", out, "--interfaces"});
+        std::uint64_t triangles = 0;
+        for (Json const& surface : report["surfaces"])
+            triangles += surface["triangles"].get<std::uint64_t>();
+        EXPECT_EQ(static_cast<std::uint64_t>(read(out)->GetNumberOfCells()), triangles);
+    }
+    Json const split =
+        RunJson({"surfaces", Data + "hex_matrix_fiber.vtu", "-o", Path("out/part.stl"), "--split-surfaces"});
+    ASSERT_EQ(split["files"].size(), split["surfaces"].size());
+    for (std::size_t i = 0; i < split["files"].size(); ++i)
+        EXPECT_EQ(ReadSurface<vtkSTLReader>(split["files"][i])->GetNumberOfCells(),
+                  split["surfaces"][i]["triangles"]);
+    EXPECT_EQ(Outputs().size(), formats.size() + split["files"].size());
+}
+
+// Bad input
+
+template <typename Writer>
+void WriteGrid(std::string const& path, vtkUnstructuredGrid& grid,
+               std::function<void(Writer&)> const& set_up) {
+    vtkNew<Writer> writer;
+    set_up(*writer);
+    writer->SetFileName(path.c_str());
+    writer->SetInputData(&grid);
+    writer->Write();
+}
+
+void WriteVtu(std::string const& path, vtkUnstructuredGrid& grid, int mode = vtkXMLWriter::Appended) {
+    WriteGrid<vtkXMLUnstructuredGridWriter>(path, grid, [mode](auto& writer) { writer.SetDataMode(mode); });
+}
+
+void WriteVtk(std::string const& path, vtkUnstructuredGrid& grid, bool binary) {
+    WriteGrid<vtkUnstructuredGridWriter>(
+        path, grid, [binary](auto& writer) { writer.SetFileType(binary ? VTK_BINARY : VTK_ASCII); });
+}
+
+// A tetrahedron and a cell of the given type on the corners of a cube.
+vtkSmartPointer<vtkUnstructuredGrid> GridWith(int type, int corners) {
+    auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    for (int i = 0; i < 8; ++i)
+        points->InsertNextPoint(i & 1, (i >> 1) & 1, (i >> 2) & 1);
+    grid->SetPoints(points);
+    vtkIdType const ids[] = {0, 1, 2, 4, 7, 6, 5, 3};
+    grid->InsertNextCell(VTK_TETRA, 4, ids);
+    if (type == VTK_POLYHEDRON) {
+        vtkIdType const faces[] = {3, 0, 2, 1, 3, 0, 1, 4, 3, 1, 2, 4, 3, 2, 0, 4};
+        grid->InsertNextCell(type, 4, faces);
+    } else if (corners > 0) {
+        grid->InsertNextCell(type, corners, ids);
+    }
+    return grid;
+}
+
+void AddLabels(vtkUnstructuredGrid& grid, int values) {
+    vtkNew<vtkIntArray> labels;
+    labels->SetName("label");
+    for (int i = 0; i < values; ++i)
+        labels->InsertNextValue(i);
+    grid.GetCellData()->AddArray(labels);
+}
+
+TEST_F(Ketmesh, BadInputEndsInOneLine) {
+    struct Case {
+        std::string file;
+        std::string reason; // a part of the message
+        std::vector<std::string> more{};
+    };
+    std::vector<Case> cases = {{"missing.vtu", "no such file"},
+                               {"empty.vtu", "empty"},
+                               {"ply.vtu", "no VTK XML file"},
+                               {"ply.vtk", "no VTK file"},
+                               {"ply.ply", ".vtu and .vtk"},
+                               {"surface.vtu", "PolyData"},
+                               {"surface.vtk", "UNSTRUCTURED_GRID"},
+                               {"out", "folder"},
+                               {"nocells.vtu", "no cells"},
+                               {"polyhedron.vtu", "1 polyhedron"},
+                               {"pyramid.vtu", "1 pyramid"},
+                               {"triangle.vtk", "1 triangle"},
+                               {"nan.vtu", "point 2"},
+                               {"outside.vtu", "point 8"},
+                               {"far.vtu", "points lie beyond", {"--unit", "m"}},
+                               {"tiny.vtu", "points fall together", {"--unit", "um"}},
+                               {"good.vtu", "\"none\"", {"--labels", "none"}}};
+    std::string const ply = "ply\nformat ascii 1.0\nelement vertex 0\nend_header\n";
+    Save(Path("empty.vtu"), "");
+    for (char const* const name : {"ply.vtu", "ply.vtk", "ply.ply"})
+        Save(Path(name), ply);
+    ASSERT_EQ(Run({"surfaces", Data + "wedge_beam14.vtu", "-o", Path("surface.vtp")}).status, 0);
+    fs::rename(Path("surface.vtp"), Path("surface.vtu"));
+    Save(Path("surface.vtk"), "# vtk DataFile Version 3.0\nx\nASCII\nDATASET POLYDATA\nPOINTS 0 float\n");
+    vtkNew<vtkUnstructuredGrid> no_cells;
+    no_cells->SetPoints(GridWith(VTK_EMPTY_CELL, 0)->GetPoints());
+    WriteVtu(Path("nocells.vtu"), *no_cells);
+    WriteVtu(Path("polyhedron.vtu"), *GridWith(VTK_POLYHEDRON, 0));
+    WriteVtu(Path("pyramid.vtu"), *GridWith(VTK_PYRAMID, 5));
+    WriteVtk(Path("triangle.vtk"), *GridWith(VTK_TRIANGLE, 3), true);
+    auto const good = GridWith(VTK_HEXAHEDRON, 8);
+    WriteVtu(Path("good.vtu"), *good);
+    for (auto const& [name, value] : std::map<std::string, double>{
+             {"nan", std::numeric_limits<double>::quiet_NaN()}, {"far", 33.0}, {"tiny", 0.001}}) {
+        auto const grid = GridWith(VTK_EMPTY_CELL, 0);
+        grid->GetPoints()->SetPoint(2, 0.0, value, 0.0);
+        WriteVtu(Path(name + ".vtu"), *grid);
+    }
+    auto const outside = GridWith(VTK_EMPTY_CELL, 0);
+    vtkIdType const ids[] = {0, 1, 2, 8};
+    outside->InsertNextCell(VTK_TETRA, 4, ids);
+    WriteVtu(Path("outside.vtu"), *outside);
+
+    // Arrays that are too short or too long by one, however they are stored.
+    for (int const values : {1, 3})
+        for (int const mode : {vtkXMLWriter::Ascii, vtkXMLWriter::Binary, vtkXMLWriter::Appended}) {
+            auto const grid = GridWith(VTK_HEXAHEDRON, 8);
+            AddLabels(*grid, values);
+            std::string const name = "length-" + std::to_string(values) + "-" + std::to_string(mode) + ".vtu";
+            WriteVtu(Path(name), *grid, mode);
+            cases.push_back({name, "label"});
+        }
+    // Files that are cut off.
+    auto const beam = ReadGrid("wedge_beam14.vtu");
+    WriteVtu(Path("ascii.vtu"), *beam, vtkXMLWriter::Ascii);
+    WriteVtk(Path("ascii.vtk"), *beam, false);
+    WriteVtk(Path("binary.vtk"), *beam, true);
+    fs::copy_file(Data + "head_small_tet4.vtu", Path("head.vtu"));
+    for (std::string const whole : {"head.vtu", "ascii.vtu", "ascii.vtk", "binary.vtk"}) {
+        EXPECT_EQ(Run({"info", Path(whole)}).status, 0) << whole;
+        std::string const content = Content(Path(whole));
+        for (double const part : {0.002, 0.1, 0.4, 0.6, 0.8, 0.9, 0.99}) {
+            std::string const name = "cut" + std::to_string(part) + whole;
+            Save(Path(name),
+                 content.substr(0, static_cast<std::size_t>(part * static_cast<double>(content.size()))));
+            cases.push_back({name, ""});
+        }
+    }
+    for (Case const& c : cases)
+        for (bool const surfaces : {false, true}) {
+            SCOPED_TRACE(c.file);
+            std::vector<std::string> arguments = {surfaces ? "surfaces" : "info", Path(c.file)};
+            if (surfaces)
+                arguments.insert(arguments.end(), {"-o", Path("out/out.vtp")});
+            arguments.insert(arguments.end(), c.more.begin(), c.more.end());
+            Result const result = Run(arguments);
+            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.out, "");
+            EXPECT_TRUE(result.err.starts_with("ketmesh: " + Path(c.file) + ": ")) << result.err;
+            EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+            EXPECT_NE(result.err.find(c.reason), std::string::npos) << result.err;
+            EXPECT_TRUE(Outputs().empty());
+        }
+}
+
+TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
+    std::string const beam = Data + "wedge_beam14.vtu";
+    Save(Path("out/kept.vtp"), "kept");
+    for (std::vector<std::string> const& arguments :
+         std::vector<std::vector<std::string>>{{},
+                                               {"unknown"},
+                                               {"info"},
+                                               {"info", beam, "--unit", "inch"},
+                                               {"surfaces", beam},
+                                               {"surfaces", beam, "-o", Path("out/a.txt")},
+                                               {"surfaces", beam, "-o", Path("none/a.vtp")},
+                                               {"surfaces", beam, "-o", Path("out")},
+                                               {"surfaces", Path("none.vtu"), "-o", Path("out/kept.vtp")},
+                                               {"surfaces", beam, "-o", Path("out/a.vtp"), "--names", "x"}}) {
+        Result const result = Run(arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(result.err.starts_with("ketmesh: ")) << result.err;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+    }
+    EXPECT_EQ(Outputs(), std::vector<std::string>{"kept.vtp"});
+    EXPECT_EQ(Content(Path("out/kept.vtp")), "kept");
+    for (std::string const option : {"--help", "--version"})
+        EXPECT_EQ(Run({option}).status, 0);
+}
+
+TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
+    // Each signal is sent as soon as the temporary file is there, which is before the mesh is read. On a
+    // busy machine the program may be done first; then its result must be whole.
+    vtkNew<vtkAppendFilter> several;
+    for (int i = 0; i < 8; ++i)
+        several->AddInputData(ReadGrid("head_small_tet4.vtu"));
+    several->Update();
+    WriteVtu(Path("large.vtu"), *several->GetOutput());
+    int cancelled = 0;
+    for (int attempt = 0; attempt < 20 && cancelled < 4; ++attempt) {
+        pid_t const child = Start({"surfaces", Path("large.vtu"), "-o", Path("out/large.stl")});
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (Outputs().empty() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        for (int i = 0; i <= attempt % 2; ++i) // a second one must not do harm either
+            ::kill(child, attempt % 3 == 0 ? SIGTERM : SIGINT);
+        Result const result = Finish(child);
+        if (result.status == 0) {
+            EXPECT_EQ(Outputs(), std::vector<std::string>{"large.stl"});
+            fs::remove(Path("out/large.stl"));
+            continue;
+        }
+        ++cancelled;
+        EXPECT_EQ(result.status, 130) << result.err;
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(Outputs().empty());
+    }
+    EXPECT_EQ(cancelled, 4);
+}
+
+} // namespace

@@ -1,0 +1,450 @@
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/GridFile.h>
+#include <KetSDK/MeshVTK/GridFromMesh.h>
+#include <KetSDK/MeshVTK/MeshFromGrid.h>
+#include <KetSDK/MeshVTK/PolyDataFromSurface.h>
+#include <KetSDK/MeshVTK/SurfaceFromPolyData.h>
+#include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <vtkCell.h>
+#include <vtkCellData.h>
+#include <vtkCellSizeFilter.h>
+#include <vtkCompositeDataSet.h>
+#include <vtkDataSetSurfaceFilter.h>
+#include <vtkDoubleArray.h>
+#include <vtkFieldData.h>
+#include <vtkFloatArray.h>
+#include <vtkInformation.h>
+#include <vtkIntArray.h>
+#include <vtkMultiBlockDataSet.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkPolyData.h>
+#include <vtkStringArray.h>
+#include <vtkTriangleFilter.h>
+#include <vtkUnstructuredGrid.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+#include <vector>
+
+using namespace KetSDK::MeshVTK;
+
+namespace {
+
+using Points = std::vector<std::array<double, 3>>;
+
+struct Cell {
+    int type;
+    Points points;
+    double volume; // by hand
+};
+
+// One cell of each kind, the wedge in both windings.
+std::vector<Cell> const& CellsOfEveryKind() {
+    static std::vector<Cell> const cells = {
+        {VTK_TETRA, {{0, 0, 0}, {3, 0, 0}, {0, 4, 0}, {0, 0, 5}}, 10.0},
+        {VTK_QUADRATIC_TETRA,
+         {{0, 0, 0},
+          {3, 0, 0},
+          {0, 4, 0},
+          {0, 0, 5},
+          {1.5, 0, 0},
+          {1.5, 2, 0},
+          {0, 2, 0},
+          {0, 0, 2.5},
+          {1.5, 0, 2.5},
+          {0, 2, 2.5}},
+         10.0},
+        {VTK_HEXAHEDRON,
+         {{0, 0, 0}, {2, 0, 0}, {2, 3, 0}, {0, 3, 0}, {0, 0, 4}, {2, 0, 4}, {2, 3, 4}, {0, 3, 4}},
+         24.0},
+        {VTK_WEDGE, {{0, 0, 0}, {2, 0, 0}, {0, 3, 0}, {0, 0, 4}, {2, 0, 4}, {0, 3, 4}}, 12.0},
+        {VTK_WEDGE, {{0, 0, 4}, {2, 0, 4}, {0, 3, 4}, {0, 0, 0}, {2, 0, 0}, {0, 3, 0}}, 12.0},
+        {VTK_TETRA, {{0, 0, 0}, {0, 4, 0}, {3, 0, 0}, {0, 0, 5}}, -10.0}, // wrong on purpose: kept
+    };
+    return cells;
+}
+
+void AddCell(vtkUnstructuredGrid& grid, int type, Points const& points, double shift) {
+    std::vector<vtkIdType> ids;
+    for (auto const& p : points)
+        ids.push_back(grid.GetPoints()->InsertNextPoint(p[0] + shift, p[1], p[2]));
+    grid.InsertNextCell(type, static_cast<vtkIdType>(ids.size()), ids.data());
+}
+
+vtkNew<vtkUnstructuredGrid> EmptyGrid() {
+    vtkNew<vtkUnstructuredGrid> grid;
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    grid->SetPoints(points);
+    grid->Allocate(8);
+    return grid;
+}
+
+vtkNew<vtkUnstructuredGrid> GridOfEveryKind() {
+    auto grid = EmptyGrid();
+    double shift = 0.0;
+    for (Cell const& cell : CellsOfEveryKind())
+        AddCell(*grid, cell.type, cell.points, shift += 10.0);
+    grid->GetPoints()->InsertNextPoint(-1.0, -2.0, -3.0); // used by no cell
+    return grid;
+}
+
+template <typename Array, typename T>
+vtkNew<Array> MakeArray(char const* name, std::vector<T> const& values, int components = 1) {
+    vtkNew<Array> array;
+    array->SetName(name);
+    array->SetNumberOfComponents(components);
+    for (T const& value : values)
+        array->InsertNextValue(value);
+    return array;
+}
+
+std::vector<vtkIdType> PointsOfCell(vtkUnstructuredGrid& grid, vtkIdType cell) {
+    vtkIdList& ids = *grid.GetCell(cell)->GetPointIds();
+    return {ids.begin(), ids.end()};
+}
+
+std::vector<MLong> NodesOfElement(MMeshBase const& mesh, std::uint64_t i) {
+    std::vector<MLong> nodes;
+    for (unsigned int k = 0; k < mesh.GetElement(i)->GetNodeCount(); ++k)
+        nodes.push_back(mesh.GetElement(i)->GetNode(k)->GetIndex());
+    return nodes;
+}
+
+std::vector<std::wstring> SubvolumeNames(MMeshBase const& mesh) {
+    std::vector<std::wstring> names;
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
+        names.push_back((*it)->GetName());
+    return names;
+}
+
+// Volume inside a closed surface by the divergence theorem; positive when the normals point outwards.
+double EnclosedVolume(vtkPolyData& triangles) {
+    double volume = 0.0;
+    for (vtkIdType i = 0; i < triangles.GetNumberOfCells(); ++i) {
+        std::array<std::array<double, 3>, 3> p{};
+        for (vtkIdType k = 0; k < 3; ++k)
+            triangles.GetPoint(triangles.GetCell(i)->GetPointId(static_cast<int>(k)),
+                               p[static_cast<std::size_t>(k)].data());
+        volume += (p[0][0] * (p[1][1] * p[2][2] - p[1][2] * p[2][1]) -
+                   p[0][1] * (p[1][0] * p[2][2] - p[1][2] * p[2][0]) +
+                   p[0][2] * (p[1][0] * p[2][1] - p[1][1] * p[2][0])) /
+                  6.0;
+    }
+    return volume;
+}
+
+std::string MessageOf(std::function<void()> const& job) {
+    try {
+        job();
+    } catch (Error const& e) {
+        return e.what();
+    }
+    return "";
+}
+
+TEST(MeshVTK, EveryKindOfElementGoesThereAndBack) {
+    auto const grid = GridOfEveryKind();
+    auto const mesh = MeshFromGrid(*grid, {}, nullptr);
+    auto const& cells = CellsOfEveryKind();
+    ASSERT_EQ(mesh->NumberOfElements(), static_cast<MLong>(cells.size()));
+    ASSERT_EQ(mesh->NumberOfPoints(), grid->GetNumberOfPoints());
+    EXPECT_EQ(mesh->GetMeshType(), MMeshBase::Quadratic);
+
+    auto const back = GridFromMesh(*mesh, {}, nullptr);
+    auto const again = MeshFromGrid(*back, {}, nullptr);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        SCOPED_TRACE("cell " + std::to_string(i));
+        auto const id = static_cast<vtkIdType>(i);
+        EXPECT_EQ(back->GetCellType(id), cells[i].type);
+        EXPECT_EQ(NodesOfElement(*again, i), NodesOfElement(*mesh, i));
+        if (cells[i].type != VTK_WEDGE) {
+            EXPECT_EQ(PointsOfCell(*back, id), PointsOfCell(*grid, id));
+        }
+
+        // Each alone: its volume, and what VTK takes for its outside.
+        auto const one = EmptyGrid();
+        AddCell(*one, cells[i].type, cells[i].points, 0.0);
+        auto const single = MeshFromGrid(*one, {}, nullptr);
+        EXPECT_DOUBLE_EQ(single->GetVolume(), cells[i].volume);
+        vtkNew<vtkDataSetSurfaceFilter> boundary;
+        boundary->SetInputData(GridFromMesh(*single, {}, nullptr));
+        vtkNew<vtkTriangleFilter> triangles;
+        triangles->SetInputConnection(boundary->GetOutputPort());
+        triangles->Update();
+        EXPECT_NEAR(EnclosedVolume(*triangles->GetOutput()), cells[i].volume, 1e-9);
+    }
+    for (vtkIdType i = 0; i < grid->GetNumberOfPoints(); ++i)
+        for (int c = 0; c < 3; ++c)
+            EXPECT_DOUBLE_EQ(back->GetPoint(i)[c], grid->GetPoint(i)[c]);
+}
+
+TEST(MeshVTK, ValuesIdentifiersAndForeignArraysComeBack) {
+    auto const grid = GridOfEveryKind();
+    std::vector<double> const grey = {-1024.0, 0.5, 3071.25, 1e-9, 7.0, 8.0};
+    grid->GetCellData()->AddArray(MakeArray<vtkDoubleArray>("grey", grey));
+    grid->GetCellData()->AddArray(MakeArray<vtkIntArray, int>("original_id", {60, 50, 40, 30, 20, -1}));
+    grid->GetCellData()->AddArray(MakeArray<vtkFloatArray>("velocity", std::vector<float>(18, 2.5f), 3));
+    auto const points = static_cast<std::size_t>(grid->GetNumberOfPoints());
+    grid->GetPointData()->AddArray(MakeArray<vtkDoubleArray>("heat", std::vector<double>(points, 1.25)));
+    grid->GetFieldData()->AddArray(MakeArray<vtkIntArray, int>("patient", {42}));
+
+    auto const mesh = MeshFromGrid(*grid, {}, nullptr);
+    EXPECT_TRUE(mesh->HasGreyValues());
+    auto const back = GridFromMesh(*mesh, {}, grid);
+    for (vtkIdType i = 0; i < back->GetNumberOfCells(); ++i) {
+        EXPECT_EQ(back->GetCellData()->GetArray("grey")->GetComponent(i, 0),
+                  grey[static_cast<std::size_t>(i)]);
+        EXPECT_EQ(back->GetCellData()->GetArray("original_id")->GetComponent(i, 0),
+                  i == 5 ? -1 : 60 - 10 * i);
+    }
+    for (vtkIdType i = 0; i < back->GetNumberOfPoints(); ++i)
+        EXPECT_EQ(back->GetPointData()->GetArray("original_id")->GetComponent(i, 0), i);
+    ASSERT_TRUE(back->GetCellData()->HasArray("velocity"));
+    EXPECT_EQ(back->GetCellData()->GetArray("velocity")->GetNumberOfComponents(), 3);
+    EXPECT_TRUE(back->GetPointData()->HasArray("heat"));
+    EXPECT_TRUE(back->GetFieldData()->HasArray("patient"));
+    EXPECT_FALSE(GridFromMesh(*mesh, {}, nullptr)->GetCellData()->HasArray("velocity"));
+    auto const other = EmptyGrid();
+    EXPECT_THROW(GridFromMesh(*mesh, {}, other), Error);
+}
+
+TEST(MeshVTK, SubvolumesComeFromNumbersOrLabels) {
+    struct Case {
+        char const* what;
+        std::vector<int> subvolume;
+        std::vector<std::string> names;
+        std::vector<int> label;
+        std::string labels;
+        std::vector<std::wstring> expected;
+        std::vector<int> numbers;
+    };
+    std::vector<Case> const cases = {
+        {"nothing", {}, {}, {}, "", {L"Volume 0"}, {0, 0, 0, 0, 0, 0}},
+        {"labels ascending",
+         {},
+         {},
+         {9, -4, 9, 2, 2, 9},
+         "",
+         {L"Label -4", L"Label 2", L"Label 9"},
+         {2, 0, 2, 1, 1, 2}},
+        {"names without elements go",
+         {3, 1, 1, 3, 3, 1},
+         {"a", "b\xC3\xB6", "c", "\xE9\xAA\xA8"},
+         {9, 9, 9, 9, 9, 8},
+         "",
+         {L"b\u00F6", L"\u9AA8"},
+         {1, 0, 0, 1, 1, 0}},
+        {"numbers without names do not count",
+         {0, 1, 0, 1, 0, 1},
+         {},
+         {7, 7, 7, 7, 7, 7},
+         "",
+         {L"Label 7"},
+         {0, 0, 0, 0, 0, 0}},
+        {"labels that are asked for",
+         {0, 0, 0, 0, 0, 0},
+         {"a"},
+         {1, 2, 1, 2, 1, 2},
+         "label",
+         {L"Label 1", L"Label 2"},
+         {0, 1, 0, 1, 0, 1}},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.what);
+        auto const grid = GridOfEveryKind();
+        if (!c.subvolume.empty())
+            grid->GetCellData()->AddArray(MakeArray<vtkIntArray>("subvolume", c.subvolume));
+        if (!c.names.empty())
+            grid->GetFieldData()->AddArray(MakeArray<vtkStringArray>("subvolume_names", c.names));
+        if (!c.label.empty())
+            grid->GetCellData()->AddArray(MakeArray<vtkIntArray>("label", c.label));
+        MeshFromGridOptions options;
+        options.labels = c.labels;
+        auto const mesh = MeshFromGrid(*grid, options, nullptr);
+        auto const back = GridFromMesh(*mesh, {}, grid);
+        auto const again = MeshFromGrid(*back, {}, nullptr);
+        for (auto const* const m : {mesh.get(), again.get()}) {
+            EXPECT_EQ(SubvolumeNames(*m), c.expected);
+            for (std::size_t i = 0; i < c.numbers.size(); ++i)
+                EXPECT_EQ(m->GetSubVolume(*m->GetElement(i))->GetID(), c.numbers[i]);
+        }
+    }
+}
+
+TEST(MeshVTK, GridsThatDoNotFitAreRefused) {
+    double const nan = std::numeric_limits<double>::quiet_NaN();
+    struct Case {
+        char const* message; // a part of it
+        std::function<void(vtkUnstructuredGrid&)> spoil;
+        std::string labels{};
+    };
+    auto const add = [](auto const& array) {
+        return [&array](vtkUnstructuredGrid& g) { g.GetCellData()->AddArray(array); };
+    };
+    auto const short_label = MakeArray<vtkIntArray, int>("label", {1, 2, 3});
+    auto const pairs = MakeArray<vtkIntArray>("label", std::vector<int>(12, 1), 2);
+    auto const long_grey = MakeArray<vtkFloatArray>("grey", std::vector<float>(7, 1.f));
+    auto const real_label = MakeArray<vtkFloatArray>("real", std::vector<float>(6, 1.f));
+    auto const numbers = MakeArray<vtkIntArray, int>("subvolume", {0, 1, 2, 0, 0, 0});
+    auto const names = MakeArray<vtkStringArray, std::string>("subvolume_names", {"a", "b"});
+    std::vector<Case> const cases = {
+        {"3 values instead of 6", add(short_label)},
+        {"2 components", add(pairs)},
+        {"7 values instead of 6", add(long_grey)},
+        {"whole numbers", add(real_label), "real"},
+        {"no cell array \"none\"", [](auto&) {}, "none"},
+        {"sub-volume 2",
+         [&](vtkUnstructuredGrid& g) {
+             g.GetCellData()->AddArray(numbers);
+             g.GetFieldData()->AddArray(names);
+         }},
+        {"point 3", [nan](vtkUnstructuredGrid& g) { g.GetPoints()->SetPoint(3, 0.0, nan, 0.0); }},
+        {"no cells", [](vtkUnstructuredGrid& g) { g.Reset(); }},
+        {"1 pyramid",
+         [](vtkUnstructuredGrid& g) {
+             AddCell(g, VTK_PYRAMID, {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}}, 0.0);
+         }},
+        {"uses point 99",
+         [](vtkUnstructuredGrid& g) {
+             vtkIdType const ids[] = {0, 1, 2, 99};
+             g.InsertNextCell(VTK_TETRA, 4, ids);
+         }},
+        {"lists 5 points instead of 4",
+         [](vtkUnstructuredGrid& g) {
+             vtkIdType const ids[] = {0, 1, 2, 3, 4};
+             g.InsertNextCell(VTK_TETRA, 5, ids);
+         }},
+    };
+    for (Case const& c : cases) {
+        auto const grid = GridOfEveryKind();
+        c.spoil(*grid);
+        MeshFromGridOptions options;
+        options.labels = c.labels;
+        std::string const message = MessageOf([&] { MeshFromGrid(*grid, options, nullptr); });
+        EXPECT_NE(message.find(c.message), std::string::npos) << c.message << " / " << message;
+    }
+}
+
+TEST(MeshVTK, RoundingIsReportedAndRefused) {
+    auto const grid = EmptyGrid();
+    double const step = 1.0 / 65536.0;
+    // In metres. Points 1 and 4 differ by less than a step; 5 is point 0 exactly.
+    AddCell(*grid, VTK_TETRA, {{0, 0, 0}, {0.001, 0, 0}, {0, 0.001, 0}, {0, 0, 0.001}}, 0.0);
+    grid->GetPoints()->InsertNextPoint(0.001 + 0.25e-3 * step, 0, 0);
+    grid->GetPoints()->InsertNextPoint(0, 0, 0);
+    MeshFromGridOptions options;
+    options.unit = LengthUnit::FromName("m");
+    EXPECT_NE(MessageOf([&] { MeshFromGrid(*grid, options, nullptr); }).find("1 of 6 points"),
+              std::string::npos);
+    options.limits.allow_merged = true;
+    RoundingReport report;
+    auto const mesh = MeshFromGrid(*grid, options, &report);
+    EXPECT_EQ(mesh->NumberOfPoints(), 6);
+    EXPECT_EQ(report.merged, 1u);
+    EXPECT_EQ(report.out_of_range, 0u);
+    EXPECT_NEAR(report.largest_error, 0.25 * step, 1e-6 * step);
+    EXPECT_NEAR(mesh->GetVolume(), 1.0 / 6.0, 1e-12);
+
+    grid->GetPoints()->InsertNextPoint(0, 32.768, 0);
+    EXPECT_NE(MessageOf([&] { MeshFromGrid(*grid, options, nullptr); }).find("1 of 7 points"),
+              std::string::npos);
+    options.limits.allow_out_of_range = true;
+    auto const clamped = MeshFromGrid(*grid, options, &report);
+    EXPECT_EQ(report.out_of_range, 1u);
+    EXPECT_EQ(clamped->GetRandomPoint(6)->y, std::numeric_limits<MLong>::max());
+    EXPECT_THROW(LengthUnit::FromName("inch"), Error);
+}
+
+TEST(MeshVTK, RealMeshesHaveTheVolumesThatVtkMeasures) {
+    for (char const* const name : {"head_small_tet4.vtu", "hex_matrix_fiber.vtu", "wedge_beam14.vtu"}) {
+        SCOPED_TRACE(name);
+        auto const grid = ReadGridFile(std::string(KETSDK_DATA_DIR "/") + name, nullptr);
+        auto const mesh = MeshFromGrid(*grid, {}, nullptr);
+        vtkNew<vtkCellSizeFilter> sizes;
+        sizes->ComputeSumOn();
+        sizes->SetInputData(GridFromMesh(*mesh, {}, grid));
+        sizes->Update();
+        double const measured = sizes->GetOutput()->GetFieldData()->GetArray("Volume")->GetComponent(0, 0);
+        EXPECT_NEAR(mesh->GetVolume(), measured, 1e-6 * measured);
+    }
+}
+
+TEST(MeshVTK, SurfacesGoThereAndBack) {
+    MStlBase stl;
+    MLong const corners[][3] = {{0, 0, 0}, {65536, 0, 0}, {0, 65536, 0}, {0, 0, 65536}, {-65536, 0, 0}};
+    char const* const names[] = {"Exterior Surface-0", "",
+                                 "Sch\xC3\xA4"
+                                 "del-\xE9\xAA\xA8"};
+    for (char const* const name : names)
+        stl.AddSurface(nullptr)->SetName(FromUtf8(name).c_str());
+    stl.GetSurface(0)->AddTriangle(corners[0], corners[1], corners[2]);
+    stl.GetSurface(2)->AddTriangle(corners[0], corners[2], corners[3]);
+    stl.GetSurface(0)->AddTriangle(corners[0], corners[3], corners[4]);
+
+    LengthUnit const metres = LengthUnit::FromName("m");
+    auto const data = PolyDataFromSurfaces(stl, metres);
+    EXPECT_DOUBLE_EQ(data->GetPoint(1)[0], 0.001);
+    auto const back = SurfaceFromPolyData(*data, {metres, {}}, nullptr);
+    ASSERT_EQ(back->NumberOfSurfaces(), 3u);
+    for (std::uint64_t s = 0; s < 3; ++s) {
+        EXPECT_EQ(ToUtf8(back->GetSurface(s)->GetName()), names[s]);
+        EXPECT_EQ(back->GetSurface(s)->NumberOfTriangles(), stl.GetSurface(s)->NumberOfTriangles());
+        EXPECT_DOUBLE_EQ(back->GetSurface(s)->GetArea(), stl.GetSurface(s)->GetArea());
+    }
+    for (std::uint64_t i = 0; i < stl.NumberOfPoints(); ++i)
+        EXPECT_EQ(back->GetPoint(i)->GetPosition(), stl.GetPoint(i)->GetPosition());
+
+    auto const blocks = BlocksFromSurfaces(stl, {});
+    ASSERT_EQ(blocks->GetNumberOfBlocks(), 3u);
+    EXPECT_STREQ(blocks->GetMetaData(2u)->Get(vtkCompositeDataSet::NAME()), names[2]);
+    EXPECT_EQ(vtkPolyData::SafeDownCast(blocks->GetBlock(2))->GetNumberOfPoints(), 3);
+}
+
+TEST(MeshVTK, PolygonsAndStripsBecomeTriangles) {
+    vtkNew<vtkPoints> points;
+    points->SetDataTypeToDouble();
+    for (double const x : {0.0, 1.0, 2.0})
+        for (double const y : {0.0, 1.0})
+            points->InsertNextPoint(x, y, 0.0);
+    points->InsertNextPoint(2.0, 1.0 + 1e-9, 0.0); // falls on point 5
+    vtkNew<vtkPolyData> data;
+    data->SetPoints(points);
+    data->AllocateEstimate(4, 4);
+    vtkIdType const polygon[] = {0, 2, 3, 1};
+    vtkIdType const strip[] = {2, 4, 3, 5};
+    vtkIdType const sliver[] = {4, 5, 6};
+    vtkIdType const line[] = {0, 5};
+    data->InsertNextCell(VTK_LINE, 2, line);
+    data->InsertNextCell(VTK_POLYGON, 4, polygon);
+    data->InsertNextCell(VTK_TRIANGLE, 3, sliver);
+    data->InsertNextCell(VTK_TRIANGLE_STRIP, 4, strip);
+    SurfaceFromPolyDataOptions options;
+    options.limits.allow_merged = true;
+    SurfaceReport report;
+    auto const stl = SurfaceFromPolyData(*data, options, &report);
+    EXPECT_EQ(stl->NumberOfTriangles(), 4u);
+    EXPECT_DOUBLE_EQ(stl->GetSurface(0)->GetArea(), 2.0);
+    EXPECT_EQ(stl->NumberOfPoints(), 6u);
+    EXPECT_EQ(report.dropped_triangles, 1u);
+}
+
+TEST(MeshVTK, TextIsUtf8) {
+    std::wstring const wide = L"a\u00E4\u9AA8\U0001F9B4";
+    EXPECT_EQ(ToUtf8(wide), "a\xC3\xA4\xE9\xAA\xA8\xF0\x9F\xA6\xB4");
+    EXPECT_EQ(FromUtf8(ToUtf8(wide)), wide);
+    for (char const* const broken :
+         {"\x80", "\xC0\x80", "\xE9\xAA", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF"})
+        EXPECT_EQ(FromUtf8(broken).front(), L'\uFFFD');
+}
+
+} // namespace
