@@ -1,6 +1,7 @@
 #include "Jobs.h"
 
 #include <malloc.h>
+#include <time.h>
 
 #include <cmath>
 #include <cstdio>
@@ -27,6 +28,12 @@ bool IsSameAnswer(std::string const& mesh, std::string const& job, std::optional
 
 bool AnyAnswerDiffers() {
     return any_answer_differs;
+}
+
+double ProcessorSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
 double HeapBytes() {
