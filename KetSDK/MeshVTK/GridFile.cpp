@@ -3,22 +3,17 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/LegacyFileCheck.h>
 #include <KetSDK/MeshVTK/VtkSession.h>
+#include <KetSDK/MeshVTK/XmlFileCheck.h>
 
-#include <vtkAbstractArray.h>
-#include <vtkObjectFactory.h>
 #include <vtkUnstructuredGrid.h>
 #include <vtkUnstructuredGridReader.h>
-#include <vtkXMLDataElement.h>
-#include <vtkXMLDataParser.h>
 #include <vtkXMLFileReadTester.h>
 #include <vtkXMLUnstructuredGridReader.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <ios>
 #include <string>
@@ -58,51 +53,6 @@ std::string LastBytes(std::filesystem::path const& path, std::size_t count) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// VTK's reader takes from each array as many values as there are points or cells and says nothing about
-// the rest. This one does.
-class StrictGridReader : public vtkXMLUnstructuredGridReader {
-public:
-    static StrictGridReader* New();
-
-protected:
-    int ReadArrayForPoints(vtkXMLDataElement* element, vtkAbstractArray* array) override {
-        return vtkXMLUnstructuredGridReader::ReadArrayForPoints(element, array) &&
-               _EndsBehind(*element, *array, this->GetNumberOfPointsInPiece(this->Piece), "points");
-    }
-    int ReadArrayForCells(vtkXMLDataElement* element, vtkAbstractArray* array) override {
-        return vtkXMLUnstructuredGridReader::ReadArrayForCells(element, array) &&
-               _EndsBehind(*element, *array, this->GetNumberOfCellsInPiece(this->Piece), "cells");
-    }
-
-private:
-    // Whether the array ends where its last value for `count` points or cells ends.
-    bool _EndsBehind(vtkXMLDataElement& element, vtkAbstractArray& array, vtkIdType count, char const* what) {
-        int const type = array.GetDataType();
-        if (type == VTK_STRING || type == VTK_BIT || count == 0)
-            return true;
-        auto const end =
-            static_cast<vtkTypeUInt64>(count) * static_cast<vtkTypeUInt64>(array.GetNumberOfComponents());
-        std::array<std::uint64_t, 2> word{};
-        std::size_t further = 0;
-        vtkTypeInt64 offset = 0;
-        if (element.GetScalarAttribute("offset", offset)) {
-            further = this->XMLParser->ReadAppendedData(offset, word.data(), end, 1, type);
-        } else {
-            char const* const format = element.GetAttribute("format");
-            bool const ascii = !format || std::strcmp(format, "binary") != 0;
-            further = this->XMLParser->ReadInlineData(&element, ascii, word.data(), end, 1, type);
-        }
-        if (further == 0)
-            return true;
-        vtkErrorMacro("the array \"" << (array.GetName() ? array.GetName() : "")
-                                     << "\" has more values than there are " << what);
-        this->DataError = 1;
-        return false;
-    }
-};
-
-vtkStandardNewMacro(StrictGridReader);
-
 // The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
 std::string DeclaredType(std::filesystem::path const& path) {
     vtkNew<vtkXMLFileReadTester> tester;
@@ -128,7 +78,8 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::filesystem::path const& path,
     if (type != "UnstructuredGrid")
         throw Error("the file holds " + type + "; an UnstructuredGrid is needed");
     CheckXmlEnd(path);
-    vtkNew<StrictGridReader> reader;
+    CheckXmlFile(path);
+    vtkNew<vtkXMLUnstructuredGridReader> reader;
     reader->SetFileName(path.c_str());
     session.Run(*reader, CannotRead);
     return reader->GetOutput();

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -149,8 +150,13 @@ private:
 
     void _Header() {
         std::string_view const first = _Line(); // "# vtk DataFile Version 3.0"
-        std::size_t const number = first.find_last_of(' ');
-        m_version_5 = number != std::string_view::npos && first.substr(number + 1) >= "5";
+        std::size_t const space = first.find_last_of(' ');
+        std::string const version(space == std::string_view::npos ? "" : first.substr(space + 1));
+        int major = 0;
+        int minor = 0;
+        if (std::sscanf(version.c_str(), "%d.%d", &major, &minor) != 2)
+            throw Error("the first line of the file does not end with its version");
+        m_version_5 = major >= 5;
         _Line(); // title
         m_binary = Upper(_Word()) == "BINARY";
         if (Upper(_Word()) != "DATASET" || Upper(_Word()) != "UNSTRUCTURED_GRID")

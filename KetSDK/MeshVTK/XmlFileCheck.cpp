@@ -1,0 +1,262 @@
+#include <KetSDK/MeshVTK/XmlFileCheck.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+
+#include <vtkNew.h>
+#include <vtkXMLDataElement.h>
+#include <vtkXMLDataParser.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+using Count = std::uint64_t;
+
+// Larger blocks and counts than these are no file's: products of two stay below 64 bits.
+constexpr Count LargestBlock = Count{1} << 32;
+constexpr Count LargestCount = Count{1} << 31;
+
+std::string Attribute(vtkXMLDataElement& element, char const* name) {
+    char const* const value = element.GetAttribute(name);
+    return value ? value : "";
+}
+
+// A count in an attribute; nothing when there is none or it is no count.
+std::optional<Count> CountAttribute(vtkXMLDataElement& element, char const* name) {
+    std::string const text = Attribute(element, name);
+    long long value = 0;
+    if (text.empty() || !element.GetScalarAttribute(name, value) || value < 0 ||
+        static_cast<Count>(value) >= LargestCount)
+        return std::nullopt;
+    return static_cast<Count>(value);
+}
+
+// Bytes of a value of a type in a file; 0 for types whose values have no fixed size.
+Count BytesOfType(std::string const& type) {
+    static std::map<std::string, Count> const bytes = {
+        {"Int8", 1},   {"UInt8", 1}, {"Int16", 2},  {"UInt16", 2},  {"Int32", 4},
+        {"UInt32", 4}, {"Int64", 8}, {"UInt64", 8}, {"Float32", 4}, {"Float64", 8}};
+    auto const found = bytes.find(type);
+    return found == bytes.end() ? 0 : found->second;
+}
+
+// A stretch of the file with the data of an array, raw or as base64.
+struct Stretch {
+    std::string_view text;
+    bool base64;
+
+    // Upper limit of the bytes that it can hold.
+    Count Capacity() const { return base64 ? (text.size() + 3) / 4 * 3 : text.size(); }
+
+    // The first `count` bytes, or fewer when it ends before.
+    std::string First(Count count) const {
+        if (!base64)
+            return std::string(text.substr(0, static_cast<std::size_t>(std::min<Count>(count, text.size()))));
+        static constexpr std::string_view digits =
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+        std::string bytes;
+        std::uint32_t bits = 0;
+        unsigned int bit_count = 0;
+        for (char const character : text) {
+            std::size_t const digit = digits.find(character);
+            if (digit == std::string_view::npos || bytes.size() == count)
+                break;
+            bits = bits << 6 | static_cast<std::uint32_t>(digit);
+            bit_count += 6;
+            if (bit_count >= 8)
+                bytes.push_back(static_cast<char>(bits >> (bit_count -= 8) & 0xFFu));
+        }
+        return bytes;
+    }
+};
+
+class XmlFile {
+public:
+    explicit XmlFile(std::string content)
+        : m_content(std::move(content)) {}
+
+    void Check(vtkXMLDataParser& parser) {
+        vtkXMLDataElement& root = *parser.GetRootElement();
+        m_word_bytes = Attribute(root, "header_type") == "UInt64" ? 8 : 4;
+        m_big_endian = Attribute(root, "byte_order") == "BigEndian";
+        m_compressed = !Attribute(root, "compressor").empty();
+        if (vtkXMLDataElement* const appended = root.FindNestedElementWithName("AppendedData")) {
+            m_appended = static_cast<std::size_t>(parser.GetAppendedDataPosition());
+            if (m_appended < m_content.size() && m_content[m_appended - 1] != '_' &&
+                m_content[m_appended] == '_')
+                ++m_appended;
+            m_appended_base64 = Attribute(*appended, "encoding") != "raw";
+        }
+        _CheckBelow(root, root);
+    }
+
+private:
+    // Looks at the arrays in `parent` and below; `piece` is the Piece around them.
+    void _CheckBelow(vtkXMLDataElement& parent, vtkXMLDataElement& piece) {
+        for (int i = 0; i < parent.GetNumberOfNestedElements(); ++i) {
+            vtkXMLDataElement& element = *parent.GetNestedElement(i);
+            std::string const name = element.GetName();
+            if (name == "DataArray" || name == "Array")
+                _CheckArray(element, parent.GetName(), piece);
+            else
+                _CheckBelow(element, name == "Piece" ? element : piece);
+        }
+    }
+
+    void _CheckArray(vtkXMLDataElement& array, std::string const& section, vtkXMLDataElement& piece) {
+        Count const components =
+            Attribute(array, "NumberOfComponents").empty() ? 1 : _Required(array, "NumberOfComponents");
+        std::optional<Count> tuples;
+        std::string const name = Attribute(array, "Name");
+        if (section == "Points" || section == "PointData")
+            tuples = _Required(piece, "NumberOfPoints");
+        else if (section == "CellData" || (section == "Cells" && (name == "offsets" || name == "types")))
+            tuples = _Required(piece, "NumberOfCells");
+        else if (section == "FieldData")
+            tuples = CountAttribute(array, "NumberOfTuples");
+
+        Count const value_bytes = BytesOfType(Attribute(array, "type"));
+        bool const ascii = Attribute(array, "format") == "ascii" || Attribute(array, "format").empty();
+        std::optional<Count> const offset = _Offset(array);
+        Count values = 0;
+        if (ascii && !offset)
+            values = _WordsInline(array);
+        else
+            values = _BytesOfData(offset ? _Appended(*offset) : _Inline(array), name) /
+                     std::max<Count>(value_bytes, 1);
+        if (tuples && value_bytes > 0 && values != *tuples * components)
+            throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
+                        std::to_string(*tuples * components));
+    }
+
+    static Count _Required(vtkXMLDataElement& element, char const* name) {
+        std::optional<Count> const count = CountAttribute(element, name);
+        if (!count)
+            throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
+        return *count;
+    }
+
+    static std::optional<Count> _Offset(vtkXMLDataElement& array) {
+        if (Attribute(array, "offset").empty())
+            return std::nullopt;
+        long long offset = -1;
+        array.GetScalarAttribute("offset", offset);
+        return static_cast<Count>(offset); // a negative one is beyond every file
+    }
+
+    Stretch _Appended(Count offset) const {
+        if (m_appended == 0 || offset >= m_content.size() - std::min(m_appended, m_content.size()))
+            throw Error("the file is cut off: there is no data where it should be");
+        return {std::string_view(m_content).substr(m_appended + static_cast<std::size_t>(offset)),
+                m_appended_base64};
+    }
+
+    Stretch _Inline(vtkXMLDataElement& array) const {
+        std::size_t begin = _EndOfTag(static_cast<std::size_t>(array.GetXMLByteIndex()));
+        while (begin < m_content.size() && std::isspace(static_cast<unsigned char>(m_content[begin])))
+            ++begin;
+        std::size_t const end = std::min(m_content.find('<', begin), m_content.size());
+        return {std::string_view(m_content).substr(begin, end - begin), true};
+    }
+
+    // Where the tag that begins at a place ends; a ">" between quotes does not end it.
+    std::size_t _EndOfTag(std::size_t at) const {
+        char quote = '\0';
+        for (; at < m_content.size(); ++at) {
+            char const c = m_content[at];
+            if (quote == '\0' && c == '>')
+                return at + 1;
+            if (quote == '\0' && (c == '"' || c == '\''))
+                quote = c;
+            else if (c == quote)
+                quote = '\0';
+        }
+        return at;
+    }
+
+    Count _WordsInline(vtkXMLDataElement& array) const {
+        Count words = 0;
+        bool in_word = false;
+        for (char const character : _Inline(array).text) {
+            bool const space = std::isspace(static_cast<unsigned char>(character)) != 0;
+            words += !space && !in_word;
+            in_word = !space;
+        }
+        return words;
+    }
+
+    // Bytes of an array, once unpacked, by the header in front of its data.
+    Count _BytesOfData(Stretch const& data, std::string const& name) const {
+        std::vector<Count> const first = _Words(data, m_compressed ? 3 : 1);
+        Count const capacity = data.Capacity();
+        if (first.size() < (m_compressed ? 3u : 1u) || first[0] > capacity)
+            _Damaged(name);
+        if (!m_compressed)
+            return first[0];
+        // Number of blocks, size of each and of the last one (0: as the others), then the packed sizes.
+        Count const blocks = first[0];
+        if (first[1] > LargestBlock || first[2] > first[1] || blocks > LargestCount)
+            _Damaged(name);
+        std::vector<Count> const words = _Words(data, 3 + blocks);
+        if (words.size() < 3 + blocks)
+            _Damaged(name);
+        Count packed = words.size() * m_word_bytes;
+        for (std::size_t i = 3; i < words.size(); ++i) {
+            if (words[i] > capacity || (packed += words[i]) > capacity)
+                _Damaged(name);
+        }
+        return blocks == 0 ? 0 : (blocks - 1) * first[1] + (first[2] != 0 ? first[2] : first[1]);
+    }
+
+    // The header words that data begins with; fewer when it ends before.
+    std::vector<Count> _Words(Stretch const& data, Count count) const {
+        std::string const bytes = data.First(count * m_word_bytes);
+        std::vector<Count> words;
+        for (std::size_t at = 0; at + m_word_bytes <= bytes.size(); at += m_word_bytes) {
+            Count word = 0;
+            for (std::size_t k = 0; k < m_word_bytes; ++k)
+                word = word << 8 |
+                       static_cast<unsigned char>(bytes[at + (m_big_endian ? k : m_word_bytes - 1 - k)]);
+            words.push_back(word);
+        }
+        return words;
+    }
+
+    [[noreturn]] static void _Damaged(std::string const& name) {
+        throw Error("the data of the array \"" + name + "\" is damaged or cut off");
+    }
+
+    std::string m_content;
+    std::size_t m_word_bytes = 4;
+    bool m_big_endian = false;
+    bool m_compressed = false;
+    std::size_t m_appended = 0; // where appended data begins; 0 for none
+    bool m_appended_base64 = false;
+};
+
+} // namespace
+
+void CheckXmlFile(std::filesystem::path const& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(file), {}};
+    vtkNew<vtkXMLDataParser> parser;
+    parser->SetFileName(path.c_str());
+    if (!parser->Parse() || !parser->GetRootElement())
+        throw Error("it cannot be read: the XML in it is not well-formed");
+    XmlFile(std::move(content)).Check(*parser);
+}
+
+} // namespace KetSDK::MeshVTK
