@@ -17,8 +17,8 @@ std::string Print(char const* format, int digits, double value) {
 
 } // namespace
 
-std::string FormatNumber(double value) {
-    double const magnitude = std::fabs(value);
+std::string FormatNumber(double value, double scale) {
+    double const magnitude = std::max(std::fabs(value), std::fabs(scale));
     if (!std::isfinite(value) || (magnitude > 0.0 && magnitude < 1e-3) || magnitude >= 1e15)
         return Print("%.*g", 3, value);
     int const before_point = magnitude >= 1.0 ? static_cast<int>(std::log10(magnitude)) + 1 : 1;

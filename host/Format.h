@@ -5,8 +5,11 @@
 
 namespace ketmesh {
 
-// Numbers as people read them.
-std::string FormatNumber(double value); // fixed, with about six significant digits; small ones as 1.2e-05
-std::string FormatBytes(std::uint64_t bytes); // "5.3 MB"
+// A number with about seven digits, as people read them ("3165749.6"); tiny ones as 1.2e-05. With `scale`,
+// the largest number of a column, it gets as many decimals as that one.
+std::string FormatNumber(double value, double scale = 0.0);
+
+// A number of bytes, as in "5.3 MB".
+std::string FormatBytes(std::uint64_t bytes);
 
 } // namespace ketmesh

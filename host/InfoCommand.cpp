@@ -110,8 +110,8 @@ private:
                      {"elements", Table::Align::Right},
                      {"volume [mm3]", Table::Align::Right}});
         for (Json const& part : report["subvolumes"])
-            table.AddRow(
-                {part["number"].dump(), part["name"], part["elements"].dump(), FormatNumber(part["volume"])});
+            table.AddRow({part["number"].dump(), part["name"], part["elements"].dump(),
+                          FormatNumber(part["volume"], report["volume"])});
         table.AddRule();
         table.AddRow({"", "all", report["elements"].dump(), FormatNumber(report["volume"])});
         table.Print(std::cout);

@@ -137,11 +137,11 @@ private:
                      {"area [mm2]", Table::Align::Right},
                      {"closed", Table::Align::Left}});
         double area = 0.0;
-        for (Json const& surface : report["surfaces"]) {
+        for (Json const& surface : report["surfaces"])
             area += surface["area"].get<double>();
-            table.AddRow({surface["name"], surface["triangles"].dump(), FormatNumber(surface["area"]),
+        for (Json const& surface : report["surfaces"])
+            table.AddRow({surface["name"], surface["triangles"].dump(), FormatNumber(surface["area"], area),
                           surface["closed"] ? "yes" : "no"});
-        }
         table.AddRule();
         table.AddRow({"all", report["triangles"].dump(), FormatNumber(area), ""});
         table.Print(std::cout);

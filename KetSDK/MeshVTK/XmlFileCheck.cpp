@@ -208,7 +208,7 @@ private:
             return first[0];
         // Number of blocks, size of each and of the last one (0: as the others), then the packed sizes.
         Count const blocks = first[0];
-        if (first[1] > LargestBlock || first[2] > first[1] || blocks > LargestCount)
+        if (first[1] > LargestBlock || first[2] > first[1] || (blocks == 0 && first[2] != 0))
             _Damaged(name);
         std::vector<Count> const words = _Words(data, 3 + blocks);
         if (words.size() < 3 + blocks)

@@ -447,6 +447,19 @@ TEST_F(Ketmesh, BadInputEndsInOneLine) {
             cases.push_back({name, ""});
         }
     }
+    // Counts that make VTK's readers leave their buffers.
+    std::string const points = "# vtk DataFile Version 3.0\nx\nASCII\nDATASET UNSTRUCTURED_GRID\n"
+                               "POINTS 4 float\n0 0 0 1 0 0 0 1 0 0 0 1\n";
+    Save(Path("cells.vtk"), points + "CELLS 1 5\n400000000 0 1 2 3\nCELL_TYPES 1\n10\n");
+    Save(Path("types.vtk"), points + "CELLS 1 5\n4 0 1 2 3\nCELL_TYPES 5\n10 10 10 10 10\n");
+    Save(Path("huge.vtk"), points + "CELLS 1 999999999999\n4 0 1 2 3\nCELL_TYPES 1\n10\n");
+    std::string damaged = Content(Path("head.vtu"));
+    damaged.erase(damaged.find('_', damaged.find("<AppendedData")) + 3,
+                  1); // in the header of the first array; shifts all others
+    Save(Path("damaged.vtu"), damaged);
+    for (char const* const name : {"cells.vtk", "types.vtk", "huge.vtk", "damaged.vtu"})
+        cases.push_back({name, ""});
+
     for (Case const& c : cases)
         for (bool const surfaces : {false, true}) {
             SCOPED_TRACE(c.file);

@@ -382,9 +382,7 @@ TEST(MeshVTK, RealMeshesHaveTheVolumesThatVtkMeasures) {
 TEST(MeshVTK, SurfacesGoThereAndBack) {
     MStlBase stl;
     MLong const corners[][3] = {{0, 0, 0}, {65536, 0, 0}, {0, 65536, 0}, {0, 0, 65536}, {-65536, 0, 0}};
-    char const* const names[] = {"Exterior Surface-0", "",
-                                 "Sch\xC3\xA4"
-                                 "del-\xE9\xAA\xA8"};
+    char const* const names[] = {"Exterior Surface-0", "", "Gef\xC3\xA4\xC3\x9F-\xE9\xAA\xA8"};
     for (char const* const name : names)
         stl.AddSurface(nullptr)->SetName(FromUtf8(name).c_str());
     stl.GetSurface(0)->AddTriangle(corners[0], corners[1], corners[2]);
