@@ -49,6 +49,7 @@ struct Case {
     Tetrahedra tetrahedra;
     std::unique_ptr<MMeshBase> mesh;
     vtkSmartPointer<vtkUnstructuredGrid> grid;
+    std::vector<double> values; // room for one per element, where a job needs it
 
     // Drops what mesh and grid know of their neighbours.
     void ForgetNeighbors();

@@ -26,19 +26,17 @@ struct InVtk {
 
 struct Measure {
     char const* name;
-    Values (*of_all)(MMeshBase const&);
+    void (*of_all)(MMeshBase const&, Values&);
     std::optional<InVtk> vtk;
 };
 
 template <auto Function>
-Values OfAll(MMeshBase const& mesh) {
-    Values values(static_cast<std::size_t>(mesh.NumberOfElements()));
+void OfAll(MMeshBase const& mesh, Values& values) {
     auto value = values.begin();
     for (MMeshElement const& element : mesh.Elements()) {
         Tetrahedron tetrahedron(&element);
         *value++ = (tetrahedron.*Function)();
     }
-    return values;
 }
 
 double Same(double v) {
@@ -91,10 +89,14 @@ Measure const Measures[] = {
 void AddMeasure(Recipe const& recipe, Measure const& measure) {
     bool const comparable = measure.vtk && measure.vtk->to_ours;
     AddWay(
-        recipe, measure.name, Ours, NothingToPrepare, [&measure](Case& c) { return measure.of_all(*c.mesh); },
-        [comparable](Case&, Values const& values) {
+        recipe, measure.name, Ours, [](Case& c) { c.values.resize(c.tetrahedra.cells.size()); },
+        [&measure](Case& c) {
+            measure.of_all(*c.mesh, c.values);
+            return &c.values;
+        },
+        [comparable](Case&, Values const* values) {
             double sum = 0.0;
-            for (double const value : values)
+            for (double const value : *values)
                 sum += value;
             return comparable ? std::optional(sum) : std::nullopt;
         });
