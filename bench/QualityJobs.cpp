@@ -32,11 +32,10 @@ struct Measure {
 
 template <auto Function>
 void OfAll(MMeshBase const& mesh, Values& values) {
-    auto value = values.begin();
-    for (MMeshElement const& element : mesh.Elements()) {
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& element, std::uint64_t number) {
         Tetrahedron tetrahedron(&element);
-        *value++ = (tetrahedron.*Function)();
-    }
+        values[number] = (tetrahedron.*Function)();
+    });
 }
 
 double Same(double v) {
