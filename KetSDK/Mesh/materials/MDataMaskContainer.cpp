@@ -52,7 +52,22 @@ bool MDataMaskContainer<T>::AddMask(IDataMask* mask) {
 }
 
 template <typename T>
+bool MDataMaskContainer<T>::RegisterMask(IDataMask* mask, std::string const& name) {
+    if (!AddMask(mask))
+        return false;
+    m_names[name] = mask;
+    return true;
+}
+
+template <typename T>
+IDataMask* MDataMaskContainer<T>::FindMask(std::string const& name) const {
+    auto const found = m_names.find(name);
+    return found == m_names.end() ? nullptr : found->second;
+}
+
+template <typename T>
 bool MDataMaskContainer<T>::RemoveMask(IDataMask const* mask) {
+    std::erase_if(m_names, [mask](auto const& entry) { return entry.second == mask; });
     auto const found = std::find_if(m_masks.begin(), m_masks.end(), [mask](MDataMaskBase<T>* m) {
         return static_cast<IDataMask*>(m) == mask;
     });
@@ -86,6 +101,7 @@ void MDataMaskContainer<T>::_DropMasks() noexcept {
     for (MDataMaskBase<T>* mask : m_masks)
         mask->m_owner = nullptr;
     m_masks.clear();
+    m_names.clear();
 }
 
 template <typename T>

@@ -6,6 +6,8 @@
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
 #include <cstdint>
+#include <map>
+#include <string>
 #include <vector>
 
 // Hands out and takes back the mask indices of objects of type T (MMeshElement or MMeshPoint) and
@@ -36,7 +38,15 @@ public:
     // Adds a mask for objects of type T and sizes it. False for null, for a mask of another kind of
     // object and for one that is registered already.
     bool AddMask(IDataMask* mask);
+    // The same, for a user mask that stays the caller's; with a name it can be found again, and a name
+    // that is taken passes to the new mask.
+    bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
+    bool RegisterMask(IDataMask* mask, std::string const& name);
+    // The mask registered under a name; null when there is none.
+    IDataMask* FindMask(std::string const& name) const;
+    // Takes a mask, and its name, out of the container. False when it is not in it.
     bool RemoveMask(IDataMask const* mask) override;
+    bool UnregisterMask(IDataMask const* mask) { return RemoveMask(mask); }
     std::uint64_t GetNumberOfMasks() const noexcept { return m_masks.size(); }
     // The registered masks in order of registration.
     std::vector<MDataMaskBase<T>*> const& Masks() const noexcept { return m_masks; }
@@ -55,7 +65,7 @@ protected:
     void _KeepObjectTable() noexcept { m_keep_objects = true; }
     // Takes every index back at once; masks stay registered.
     void _ReleaseAllIDs();
-    // Lets go of every mask.
+    // Lets go of every mask and name.
     void _DropMasks() noexcept;
 
 private:
@@ -68,6 +78,7 @@ private:
     static constexpr std::uint64_t Batch = 128;
 
     std::vector<MDataMaskBase<T>*> m_masks;
+    std::map<std::string, IDataMask*> m_names;
     std::uint64_t m_capacity = 0;
     std::uint64_t m_optimise_threshold = 0xFFFFFFFF;
     KetSDK::Mesh::Detail::MPagedArray<std::uint64_t> m_free;

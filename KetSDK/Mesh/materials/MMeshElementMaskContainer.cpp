@@ -11,23 +11,6 @@ using namespace KetSDK::Mesh::Detail;
 
 MMeshElementMaskContainer::~MMeshElementMaskContainer() = default;
 
-bool MMeshElementMaskContainer::RegisterMask(IDataMask* mask, std::string const& name) {
-    if (!AddMask(mask))
-        return false;
-    m_names[name] = mask;
-    return true;
-}
-
-bool MMeshElementMaskContainer::RemoveMask(IDataMask const* mask) {
-    std::erase_if(m_names, [mask](auto const& entry) { return entry.second == mask; });
-    return MDataMaskContainer::RemoveMask(mask);
-}
-
-IDataMask* MMeshElementMaskContainer::FindMask(std::string const& name) const {
-    auto const found = m_names.find(name);
-    return found == m_names.end() ? nullptr : found->second;
-}
-
 void MMeshElementMaskContainer::Clear() {
     ReleaseGreyValueMask();
     ReleaseMaterialMask();
@@ -36,7 +19,6 @@ void MMeshElementMaskContainer::Clear() {
     ReleaseOriginalIDs();
     ReleaseSurfaceMask();
     ReleaseVisibleMask();
-    m_names.clear();
     _DropMasks();
     _ReleaseAllIDs();
 }

@@ -4,9 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshSurfaceTriangleList.h>
 
-#include <map>
 #include <memory>
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -76,16 +74,6 @@ public:
     bool HasVisibleMask() const noexcept { return m_visible != nullptr; }
     void ReleaseVisibleMask() noexcept { m_visible.reset(); }
 
-    // Registers a user mask, which stays the caller's; with a name it can be found again, and a name
-    // that is taken passes to the new mask. False, and nothing changed, for a mask that AddMask refuses.
-    bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
-    bool RegisterMask(IDataMask* mask, std::string const& name);
-    // Takes a user mask out of the container.
-    bool UnregisterMask(IDataMask const* mask) { return RemoveMask(mask); }
-    bool RemoveMask(IDataMask const* mask) override;
-    // The mask registered under a name; null when there is none.
-    IDataMask* FindMask(std::string const& name) const;
-
     // Deletes the built-in masks, lets go of user masks and takes back every index.
     void Clear();
 
@@ -116,7 +104,6 @@ private:
         return mask.get();
     }
 
-    std::map<std::string, IDataMask*> m_names;
     std::unique_ptr<MDataMask<MMeshElement, double>> m_grey_values;
     std::unique_ptr<MDataMask<MMeshElement, int>> m_materials;
     std::unique_ptr<MDataMask<MMeshElement, int>> m_subvolumes;

@@ -31,27 +31,9 @@ MDataMask<MMeshPoint, int>* MMeshPointMaskContainer::GetOriginalIDs() {
     return m_original_ids.get();
 }
 
-bool MMeshPointMaskContainer::RegisterMask(IDataMask* mask, std::string const& name) {
-    if (!AddMask(mask))
-        return false;
-    m_names[name] = mask;
-    return true;
-}
-
-bool MMeshPointMaskContainer::RemoveMask(IDataMask const* mask) {
-    std::erase_if(m_names, [mask](auto const& entry) { return entry.second == mask; });
-    return MDataMaskContainer::RemoveMask(mask);
-}
-
-IDataMask* MMeshPointMaskContainer::FindMask(std::string const& name) const {
-    auto const found = m_names.find(name);
-    return found == m_names.end() ? nullptr : found->second;
-}
-
 void MMeshPointMaskContainer::Clear() {
     ReleaseOriginalIDs();
     ReleaseNeighbourMask();
-    m_names.clear();
     _DropMasks();
     _ReleaseAllIDs();
 }

@@ -4,9 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
 #include <cstdint>
-#include <map>
 #include <memory>
-#include <string>
 #include <vector>
 
 class MFile;
@@ -40,12 +38,6 @@ public:
     void GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
                                    unsigned long long& count) const;
 
-    // User masks; as for elements.
-    bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
-    bool RegisterMask(IDataMask* mask, std::string const& name);
-    bool RemoveMask(IDataMask const* mask) override;
-    IDataMask* FindMask(std::string const& name) const;
-
     // Deletes the built-in masks, lets go of user masks and takes back every index.
     void Clear();
 
@@ -67,7 +59,6 @@ private:
     struct NeighbourMask;
 
     MMeshBase* m_mesh;
-    std::map<std::string, IDataMask*> m_names;
     std::unique_ptr<MDataMask<MMeshPoint, int>> m_original_ids;
     std::unique_ptr<NeighbourMask> m_neighbours;
 };

@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/mesh/MMeshPointContainer.h>
 
+#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
@@ -14,13 +15,9 @@ namespace {
 
 using Position = std::array<MLong, 3>;
 
-// Mixes the three coordinates so that regular lattices spread over the whole table.
 struct PositionHash {
     std::size_t operator()(Position const& p) const noexcept {
-        std::uint64_t h = static_cast<std::uint32_t>(p[0]);
-        h = (h << 32 | static_cast<std::uint32_t>(p[1])) * 0x9E3779B97F4A7C15u;
-        h = (h ^ (h >> 32) ^ static_cast<std::uint32_t>(p[2])) * 0xD6E8FEB86659FD93u;
-        return static_cast<std::size_t>(h ^ (h >> 32));
+        return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2]));
     }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 #include <KetSDK/Mesh/operators/ElementFaces.h>
 
@@ -67,9 +68,7 @@ private:
 
         bool Matches(Record const& o) const noexcept { return std::ranges::equal(corner, o.corner); }
         std::uint64_t Hash() const noexcept {
-            std::uint64_t h = (std::uint64_t{corner[0]} << 32 | corner[1]) * 0x9E3779B97F4A7C15u;
-            h = (h ^ (h >> 32) ^ corner[2]) * 0xD6E8FEB86659FD93u;
-            return h ^ (h >> 32);
+            return Common::HashOfPair(std::uint64_t{corner[0]} << 32 | corner[1], corner[2]);
         }
     };
 

@@ -1,4 +1,6 @@
 #include <KetSDK/Triangles/Data/MStlGraph.h>
+
+#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Triangles/Data/MStlPointLookup.h>
 
 #include <tsl/robin_set.h>
@@ -23,11 +25,8 @@ struct Hash {
     template <typename K>
     std::size_t operator()(K const& key) const noexcept {
         Ends const ends = _EndsOf(key);
-        std::uint64_t h = reinterpret_cast<std::uintptr_t>(ends.first) * 0x9E3779B97F4A7C15U;
-        h ^= h >> 32;
-        h += reinterpret_cast<std::uintptr_t>(ends.second);
-        h *= 0xD6E8FEB86659FD93U;
-        return static_cast<std::size_t>(h ^ (h >> 32));
+        return static_cast<std::size_t>(KetSDK::Common::HashOfPair(
+            reinterpret_cast<std::uintptr_t>(ends.first), reinterpret_cast<std::uintptr_t>(ends.second)));
     }
 };
 

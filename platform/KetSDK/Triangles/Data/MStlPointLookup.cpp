@@ -1,5 +1,7 @@
 #include <KetSDK/Triangles/Data/MStlPointLookup.h>
 
+#include <KetSDK/Common/Shared/MHash.h>
+
 #include <tsl/robin_set.h>
 
 #include <cstdint>
@@ -20,21 +22,11 @@ Position _PositionOf(MStlPoint const* p) noexcept {
     return {p->GetX(), p->GetY(), p->GetZ()};
 }
 
-// Multiplications spread each coordinate upwards, shifts bring the high bits down to where the table
-// looks: lattices whose steps are powers of two differ in high bits only.
 struct Hash {
     template <typename K>
     std::size_t operator()(K const& key) const noexcept {
         Position const p = _PositionOf(key);
-        std::uint64_t h = static_cast<std::uint32_t>(p.x) |
-                          static_cast<std::uint64_t>(static_cast<std::uint32_t>(p.y)) << 32;
-        h *= 0x9E3779B97F4A7C15U;
-        h ^= h >> 32;
-        h += static_cast<std::uint32_t>(p.z);
-        h *= 0xD6E8FEB86659FD93U;
-        h ^= h >> 32;
-        h *= 0xD6E8FEB86659FD93U;
-        return static_cast<std::size_t>(h ^ (h >> 32));
+        return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p.x, p.y, p.z));
     }
 };
 
