@@ -14,7 +14,7 @@ inline constexpr double largest_safe_square = 0x1p+1000;
 // m is at least the smallest subnormal, so the zero vector has that length and not 0: a quotient by
 // it stays 0 instead of becoming 0/0, and normalising by it leaves the zero vector as it is.
 // A NaN stays: the two exchanges of a pair keep both of its members.
-inline double ScaledLength(double x, double y, double z) noexcept {
+[[gnu::cold, gnu::noinline]] inline double ScaledLength(double x, double y, double z) noexcept {
     constexpr double smallest_subnormal = 4.94065645841247e-324;
     double const ax = std::fabs(x);
     double const ay = std::fabs(y);

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstring>
 #include <typeinfo>
 
 using namespace KetSDK::Mesh::Detail;
@@ -46,10 +45,10 @@ MMVector<double, 3> _Difference(MMVector<double, 3> const& a, MMVector<double, 3
     return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
 }
 
-// Six times the volume on the differences d_k = P_k - P_0.
-double _Determinant(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
-                    MMVector<double, 3> const& d3) noexcept {
-    return d1.Dot(d2.Cross(d3));
+// The signed volume on the differences d_k = P_k - P_0.
+[[gnu::always_inline]] inline double _Volume(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
+                                             MMVector<double, 3> const& d3) noexcept {
+    return d1.Dot(d2.Cross(d3)) / 6.0;
 }
 
 // a - b modulo 2^32, as 32-bit integers subtract.
@@ -78,25 +77,32 @@ double _VerdictJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
 struct _Edges {
     VectorPair e01_e23, e02_e13, e03_e12;
 
-    explicit _Edges(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+    // Always inline, as all that follows for the measures: edges that are handed on in memory cost more
+    // than what is computed of them.
+    [[gnu::always_inline]] explicit _Edges(std::array<MMVector<double, 3>, 4> const& p) noexcept {
         VectorPair const p01 = VectorPair::Of(p[0], p[1]);
         VectorPair const p23 = VectorPair::Of(p[2], p[3]);
         e01_e23 = VectorPair::Of(p[1], p[3]) - VectorPair::Of(p[0], p[2]);
         e02_e13 = p23 - p01;
         e03_e12 = Swapped(p23) - p01;
     }
+
+    MMVector<double, 3> E01() const noexcept { return First(e01_e23); }
+    MMVector<double, 3> E02() const noexcept { return First(e02_e13); }
+    MMVector<double, 3> E03() const noexcept { return First(e03_e12); }
 };
 
 struct _SquaredEdges {
     DoublePair l01_l23, l02_l13, l03_l12;
 
-    explicit _SquaredEdges(_Edges const& e) noexcept
+    [[gnu::always_inline]] explicit _SquaredEdges(_Edges const& e) noexcept
         : l01_l23(Dot(e.e01_e23, e.e01_e23))
         , l02_l13(Dot(e.e02_e13, e.e02_e13))
         , l03_l12(Dot(e.e03_e12, e.e03_e12)) {}
 
     double Largest() const noexcept { return MaxLane(Max(Max(l01_l23, l02_l13), l03_l12)); }
     double Smallest() const noexcept { return MinLane(Min(Min(l01_l23, l02_l13), l03_l12)); }
+    double Sum() const noexcept { return _Sum(List()); }
     // In the order (0,1), (0,2), (0,3), (1,2), (1,3), (2,3).
     std::array<double, 6> List() const noexcept {
         return {l01_l23[0], l02_l13[0], l03_l12[0], l03_l12[1], l02_l13[1], l01_l23[1]};
@@ -173,7 +179,7 @@ struct _MutualDots {
 };
 
 // The smallest distance of a corner to the opposite plane. The direction of an edge does not matter.
-double _SmallestHeight(_Edges const& e) noexcept {
+[[gnu::always_inline]] inline double _SmallestHeight(_Edges const& e) noexcept {
     VectorPair const e12_e02 = Seconds(e.e03_e12, Swapped(e.e02_e13));
     VectorPair const e13_e03 = Seconds(e.e02_e13, Swapped(e.e03_e12));
     VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
@@ -187,7 +193,7 @@ double _SmallestHeight(_Edges const& e) noexcept {
 }
 
 // The sum of the areas of the faces (0,1,2), (0,1,3), (0,2,3), (1,2,3).
-double _Surface(_Edges const& e) noexcept {
+[[gnu::always_inline]] inline double _Surface(_Edges const& e) noexcept {
     VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
     VectorPair const e02_e03 = Firsts(e.e02_e13, e.e03_e12);
     VectorPair const e02_e12 = Firsts(e.e02_e13, Swapped(e.e03_e12));
@@ -195,6 +201,48 @@ double _Surface(_Edges const& e) noexcept {
     DoublePair const first = Length(Cross(e01_e01, e02_e03)) * 0.5;
     DoublePair const second = Length(Cross(e02_e12, e03_e13)) * 0.5;
     return first[0] + first[1] + second[0] + second[1];
+}
+
+// 0 where the volume is too small to mean anything.
+[[gnu::always_inline]] inline double _InsphereRadius(double volume, _Edges const& e) noexcept {
+    constexpr double smallest_volume = 1.4901161193847656e-08; // 2^-26
+    double const magnitude = std::fabs(volume);
+    if (magnitude < smallest_volume)
+        return 0.0;
+    return 3.0 * magnitude / _Surface(e);
+}
+
+// Centre, relative to P0, and squared radius; false for a flat element, which leaves both as they are.
+// The d_k are P_k - P_0.
+[[gnu::always_inline]] inline bool _Circumsphere(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
+                                                 MMVector<double, 3> const& d3, MMVector<double, 3>& x,
+                                                 double& squaredRadius) noexcept {
+    MMVector<double, 3> const b(d1.Dot(d1) / 2.0, d2.Dot(d2) / 2.0, d3.Dot(d3) / 2.0);
+    if (!MMatrix3x3(d1, d2, d3).Solve(b, x))
+        return false;
+    squaredRadius = x.Dot(x);
+    return true;
+}
+
+[[gnu::always_inline]] inline double _CircumsphereRadius(MMVector<double, 3> const& d1,
+                                                         MMVector<double, 3> const& d2,
+                                                         MMVector<double, 3> const& d3) noexcept {
+    MMVector<double, 3> x;
+    double squared_radius = DBL_MAX;
+    _Circumsphere(d1, d2, d3, x, squared_radius);
+    return Sqrt(squared_radius);
+}
+
+double _SpheresQuality(double insphere, double circumsphere) noexcept {
+    return 3.0 * insphere / circumsphere;
+}
+
+double _InsphereEdgeQuality(double insphere, double longestEdge) noexcept {
+    return 4.898979485566356 * insphere / longestEdge;
+}
+
+double _MeanRatio(double volume, double sumOfSquaredEdges) noexcept {
+    return 12.0 * std::pow(3.0 * volume, 0.6666666666666666) / sumOfSquaredEdges;
 }
 
 } // namespace
@@ -205,7 +253,7 @@ struct TetrahedronBase<T>::_Faces {
     VectorPair a[2], b[2], c[2];
 
     // (B - A) x (C - A), pointing out of a positive element; twice the area long.
-    VectorPair Normals(unsigned int pair) const noexcept {
+    [[gnu::always_inline]] VectorPair Normals(unsigned int pair) const noexcept {
         return Cross(b[pair] - a[pair], c[pair] - a[pair]);
     }
 };
@@ -226,19 +274,10 @@ TetrahedronBase<T>& TetrahedronBase<T>::_Slots() const noexcept {
     return const_cast<TetrahedronBase<T>&>(*this);
 }
 
-// For double, x and y are stored as one because the measures read them as one: a processor stalls when
-// it has to put a value together from two stores that are still on their way.
 template <typename T>
 TetrahedronBase<T>::TetrahedronBase(MMeshElement const* element)
     : m_points{_CornerOf(*element, 0), _CornerOf(*element, 1), _CornerOf(*element, 2),
-               _CornerOf(*element, 3)} {
-    if constexpr (std::is_same_v<T, double>) {
-        for (_Vector& point : m_points) {
-            DoublePair const xy = {point[0], point[1]};
-            std::memcpy(&point[0], &xy, sizeof xy);
-        }
-    }
-}
+               _CornerOf(*element, 3)} {}
 
 // The corners in double: the points themselves where they are double already.
 template <typename T>
@@ -250,7 +289,7 @@ decltype(auto) TetrahedronBase<T>::_Corners() const noexcept {
 }
 
 template <typename T>
-typename TetrahedronBase<T>::_Faces TetrahedronBase<T>::_OrientedFaces() const {
+[[gnu::always_inline]] inline typename TetrahedronBase<T>::_Faces TetrahedronBase<T>::_OrientedFaces() const {
     constexpr auto& corner = _Descriptor::descr_triangle_point_ORIENTED;
     _Faces faces;
     if (_IsPlain()) {
@@ -310,10 +349,18 @@ std::uint64_t TetrahedronBase<T>::GetNbFaces() const {
 template <typename T>
 double TetrahedronBase<T>::Volume() const {
     // Integer differences wrap in 32 bits: in meshes that span more than 2^31 this decides the result.
-    return _Determinant(_VolumeDifference(m_points[1], m_points[0]),
-                        _VolumeDifference(m_points[2], m_points[0]),
-                        _VolumeDifference(m_points[3], m_points[0])) /
-           6.0;
+    return _Volume(_VolumeDifference(m_points[1], m_points[0]), _VolumeDifference(m_points[2], m_points[0]),
+                   _VolumeDifference(m_points[3], m_points[0]));
+}
+
+// The volume of a plain object, from its edges where they are the differences that Volume takes.
+template <typename T>
+template <typename Edges>
+[[gnu::always_inline]] inline double TetrahedronBase<T>::_PlainVolume(Edges const& e) const {
+    if constexpr (std::is_integral_v<T>)
+        return TetrahedronBase::Volume();
+    else
+        return _Volume(e.E01(), e.E02(), e.E03());
 }
 
 template <typename T>
@@ -393,19 +440,19 @@ std::vector<double> TetrahedronBase<T>::_compute_sq_lengths() {
 
 template <typename T>
 double TetrahedronBase<T>::_compute_sum_sq_lengths() const {
-    return _IsPlain() ? _Sum(_SquaredEdges(_Edges(_Corners())).List()) : _Sum(_Slots()._compute_sq_lengths());
+    return _IsPlain() ? _SquaredEdges(_Edges(_Corners())).Sum() : _Sum(_Slots()._compute_sq_lengths());
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMaxEdgeLength() const {
-    return std::sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Largest()
-                                : _Largest(_Slots()._compute_sq_lengths()));
+    return Sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Largest()
+                           : _Largest(_Slots()._compute_sq_lengths()));
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMinEdgeLength() const {
-    return std::sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Smallest()
-                                : _Smallest(_Slots()._compute_sq_lengths()));
+    return Sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Smallest()
+                           : _Smallest(_Slots()._compute_sq_lengths()));
 }
 
 template <typename T>
@@ -424,45 +471,26 @@ void TetrahedronBase<T>::GetMinMaxArea(double& minArea, double& maxArea) const {
 
 // ---------------------------------------------------------------- spheres
 
-// Centre, relative to P0, and squared radius; false for a flat element, which leaves both as they are.
-template <typename T>
-bool TetrahedronBase<T>::_Circumsphere(_Vector& x, double& squaredRadius) const noexcept {
-    auto const& p = _Corners();
-    _Vector const r1 = _Difference(p[1], p[0]);
-    _Vector const r2 = _Difference(p[2], p[0]);
-    _Vector const r3 = _Difference(p[3], p[0]);
-    _Vector const b(r1.SquaredLength() / 2.0, r2.SquaredLength() / 2.0, r3.SquaredLength() / 2.0);
-    if (!MMatrix3x3(r1, r2, r3).Solve(b, x))
-        return false;
-    squaredRadius = x.SquaredLength();
-    return true;
-}
-
 template <typename T>
 double TetrahedronBase<T>::RadiusCircumsphere() const {
-    _Vector x;
-    double squared_radius = DBL_MAX;
-    _Circumsphere(x, squared_radius);
-    return std::sqrt(squared_radius);
+    auto const& p = _Corners();
+    return _CircumsphereRadius(_Difference(p[1], p[0]), _Difference(p[2], p[0]), _Difference(p[3], p[0]));
 }
 
 template <typename T>
 MMVector<double, 3> TetrahedronBase<T>::MidpointCircumsphere() {
+    auto const& p = _Corners();
     _Vector x;
-    double squared_radius = DBL_MAX;
-    if (!_Circumsphere(x, squared_radius))
+    double squared_radius;
+    if (!_Circumsphere(_Difference(p[1], p[0]), _Difference(p[2], p[0]), _Difference(p[3], p[0]), x,
+                       squared_radius))
         return _Vector(DBL_MAX, DBL_MAX, DBL_MAX);
-    _Vector const p0 = _Corner(0);
-    return {p0[0] + x[0], p0[1] + x[1], p0[2] + x[2]};
+    return {p[0][0] + x[0], p[0][1] + x[1], p[0][2] + x[2]};
 }
 
 template <typename T>
 double TetrahedronBase<T>::RadiusInsphere() const {
-    constexpr double smallest_volume = 1.4901161193847656e-08; // 2^-26
-    double const volume = std::fabs(this->Volume());
-    if (volume < smallest_volume)
-        return 0.0;
-    return 3.0 * volume / _Surface(_Edges(_Corners()));
+    return _InsphereRadius(this->Volume(), _Edges(_Corners()));
 }
 
 // ---------------------------------------------------------------- angles
@@ -555,17 +583,28 @@ double TetrahedronBase<T>::QualityMaxFacangle() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualitySpheres() const {
-    return 3.0 * RadiusInsphere() / RadiusCircumsphere();
+    if (!_IsPlain())
+        return _SpheresQuality(RadiusInsphere(), RadiusCircumsphere());
+    _Edges const edges(_Corners());
+    double const circumsphere = _CircumsphereRadius(edges.E01(), edges.E02(), edges.E03());
+    return _SpheresQuality(_InsphereRadius(_PlainVolume(edges), edges), circumsphere);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityInsphereEdge() const {
-    return 4.898979485566356 * RadiusInsphere() / GetMaxEdgeLength();
+    if (!_IsPlain())
+        return _InsphereEdgeQuality(RadiusInsphere(), GetMaxEdgeLength());
+    _Edges const edges(_Corners());
+    double const longest_edge = Sqrt(_SquaredEdges(edges).Largest());
+    return _InsphereEdgeQuality(_InsphereRadius(_PlainVolume(edges), edges), longest_edge);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityMeanRatio() const {
-    return 12.0 * std::pow(3.0 * this->Volume(), 0.6666666666666666) / _compute_sum_sq_lengths();
+    if (!_IsPlain())
+        return _MeanRatio(this->Volume(), _compute_sum_sq_lengths());
+    _Edges const edges(_Corners());
+    return _MeanRatio(_PlainVolume(edges), _SquaredEdges(edges).Sum());
 }
 
 // GetMinHeight and GetMaxEdgeLength.
@@ -574,7 +613,7 @@ std::pair<double, double> TetrahedronBase<T>::_HeightAndLongestEdge() const {
     if (!_IsPlain())
         return {GetMinHeight(), GetMaxEdgeLength()};
     _Edges const edges(_Corners());
-    return {_SmallestHeight(edges), std::sqrt(_SquaredEdges(edges).Largest())};
+    return {_SmallestHeight(edges), Sqrt(_SquaredEdges(edges).Largest())};
 }
 
 template <typename T>
@@ -617,7 +656,7 @@ template <typename T>
 double TetrahedronBase<T>::QualityEdgeMinMax() const {
     if (_IsPlain()) {
         _SquaredEdges const lengths{_Edges(_Corners())};
-        return std::sqrt(lengths.Smallest()) / std::sqrt(lengths.Largest());
+        return Sqrt(lengths.Smallest()) / Sqrt(lengths.Largest());
     }
     return GetMinEdgeLength() / GetMaxEdgeLength();
 }
@@ -626,7 +665,7 @@ template <typename T>
 double TetrahedronBase<T>::QualityEdgeMaxMin() const {
     if (_IsPlain()) {
         _SquaredEdges const lengths{_Edges(_Corners())};
-        return std::sqrt(lengths.Largest()) / std::sqrt(lengths.Smallest());
+        return Sqrt(lengths.Largest()) / Sqrt(lengths.Smallest());
     }
     return GetMaxEdgeLength() / GetMinEdgeLength();
 }

@@ -164,7 +164,8 @@ private:
     _Faces _OrientedFaces() const;
     std::array<_Vector, 4> _VerdictCorners() const;
     std::pair<double, double> _HeightAndLongestEdge() const;
-    bool _Circumsphere(_Vector& centre, double& squaredRadius) const noexcept;
+    template <typename Edges>
+    double _PlainVolume(Edges const& edges) const;
 
     std::array<MMVector<T, 3>, 4> m_points{};
 };

@@ -23,6 +23,11 @@ inline DoublePair Sqrt(DoublePair v) noexcept {
 #endif
 }
 
+// Unlike std::sqrt without the way to errno, which costs registers.
+inline double Sqrt(double v) noexcept {
+    return Sqrt(DoublePair{v, v})[0];
+}
+
 inline DoublePair Abs(DoublePair v) noexcept {
     using Bits __attribute__((vector_size(16))) = long long;
     return reinterpret_cast<DoublePair>(reinterpret_cast<Bits>(v) &
@@ -78,6 +83,10 @@ inline VectorPair Swapped(VectorPair const& v) noexcept {
     return {Swapped(v.x), Swapped(v.y), Swapped(v.z)};
 }
 
+inline MMVector<double, 3> First(VectorPair const& v) noexcept {
+    return {v.x[0], v.y[0], v.z[0]};
+}
+
 // The first vectors of two pairs, and the second ones.
 inline VectorPair Firsts(VectorPair const& a, VectorPair const& b) noexcept {
     return {DoublePair{a.x[0], b.x[0]}, DoublePair{a.y[0], b.y[0]}, DoublePair{a.z[0], b.z[0]}};
@@ -95,7 +104,7 @@ inline VectorPair Cross(VectorPair const& a, VectorPair const& b) noexcept {
 }
 
 // As SafeLength in both lanes.
-inline DoublePair Length(VectorPair const& v) noexcept {
+[[gnu::always_inline]] inline DoublePair Length(VectorPair const& v) noexcept {
     DoublePair const square = Dot(v, v);
     if (InBothLanes(square, smallest_safe_square, largest_safe_square)) [[likely]]
         return Sqrt(square);
@@ -103,14 +112,15 @@ inline DoublePair Length(VectorPair const& v) noexcept {
 }
 
 // Zero vectors stay zero: see SafeLength.
-inline VectorPair Normalised(VectorPair const& v) noexcept {
+[[gnu::always_inline]] inline VectorPair Normalised(VectorPair const& v) noexcept {
     DoublePair const length = Length(v);
     return {v.x / length, v.y / length, v.z / length};
 }
 
 // v . n with n the unit vector along `direction`. Where nothing can over- or underflow, one division of
 // the dot product takes the place of three of the direction.
-inline DoublePair DotWithUnit(VectorPair const& v, VectorPair const& direction) noexcept {
+[[gnu::always_inline]] inline DoublePair DotWithUnit(VectorPair const& v,
+                                                     VectorPair const& direction) noexcept {
     DoublePair const square = Dot(direction, direction);
     if (InBothLanes(square, smallest_safe_square, largest_safe_square)) [[likely]]
         return Dot(v, direction) / Sqrt(square);
