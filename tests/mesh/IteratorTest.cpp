@@ -62,6 +62,9 @@ TEST(ElementIterators, StepCountsOfEachKind) {
     MMeshTetrahedronIterator tetrahedron(it.get());
     EXPECT_TRUE(tetrahedron.IsDone());
     EXPECT_TRUE(MMeshTriangleIterator(&tetrahedron).IsDone());
+    MMeshOnElementTetraIterator on_element(it.get());
+    EXPECT_TRUE(on_element.IsDone());
+    EXPECT_TRUE(MMeshOnTetraTriangleIterator(&on_element).IsDone());
 }
 
 TEST(ElementIterators, LinearAndQuadraticElementsAreReadThroughTheirTables) {
@@ -116,6 +119,18 @@ TEST(ElementIterators, ClonesAndPostfixResultsAreIndependent) {
     MMeshTetrahedronIterator prior_tetrahedron = tetrahedron++;
     EXPECT_EQ(prior_tetrahedron.GetElementIt()->GetPosition(), 1u);
     EXPECT_EQ(it->GetPosition(), 2u);
+
+    prior = triangle++;
+    EXPECT_EQ(Triangle(prior).size(), 3u) << "assigning takes the element iterator along";
+    it->First();
+    ++*it;
+    ++*it;
+    MMeshSuperTetrahedronIterator super(it.get());
+    MMeshPoint* const corner = super.GetPoint(1);
+    EXPECT_EQ((super++).GetPoint(1), corner) << "keeps its class";
+    it->First();
+    ++*it;
+    ++*it;
 
     std::unique_ptr<MMeshTriangleIterator> heap(triangle.Clone(nullptr));
     std::vector<std::max_align_t> block(triangle.GetCloneSize() / sizeof(std::max_align_t) + 1);

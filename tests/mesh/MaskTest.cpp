@@ -64,11 +64,15 @@ TEST(MaskContainer, NeitherSideTouchesADeadOne) {
         EXPECT_TRUE(container.AddMask(&survivor));
         MMeshElement e;
         container.RegisterMaskObject(e);
+        survivor.SetValue(e, 42);
     }
     EXPECT_EQ(survivor.GetOwner(), nullptr);
     EXPECT_EQ(survivor.GetSize(), 128u);
     MDataMaskContainer<MMeshElement> other;
     EXPECT_TRUE(other.AddMask(&survivor));
+    MMeshElement second;
+    other.RegisterMaskObject(second);
+    EXPECT_EQ(survivor.GetValue(second), 0) << "what an earlier container left is gone";
     EXPECT_TRUE(other.RemoveMask(&survivor));
     EXPECT_FALSE(other.RemoveMask(&survivor));
 }

@@ -143,6 +143,9 @@ TEST(MeshBase, ReplacedDataIsRegisteredOnlyOnRequest) {
     mesh.ReplaceData(nodes, elements);
     EXPECT_EQ(mesh.GetElement(0)->GetMaskIndex(), MDataMaskIndex::NotRegistered);
     EXPECT_EQ(mesh.GetSubVolume(*mesh.GetElement(0)), nullptr);
+    EXPECT_EQ(mesh.GetMainSubVolume()->GetNbElements(), 0u);
+    mesh.GetNeighborsInfo()->Enable();
+    EXPECT_EQ(mesh.GetNeighborsInfo()->GetNeighbor(mesh.GetElement(0), 0), nullptr);
 }
 
 TEST(MeshBase, TransformMovesNodesAndBox) {
@@ -153,6 +156,12 @@ TEST(MeshBase, TransformMovesNodesAndBox) {
     EXPECT_EQ(box->GetMin(), (MMVector<double, 3>(1.0, -2.0, 0.5)));
     EXPECT_EQ(box->GetMax(), (MMVector<double, 3>(7.0, 4.0, 6.5)));
     EXPECT_DOUBLE_EQ(mesh.GetVolume(), 216.0);
+
+    MMeshBase unique;
+    MMeshPoint const& node = unique.AddPointUnique({1.0, 0.0, 0.0}, 1.0);
+    unique.Transform(MMTransform(MMTransformMatrix::Translation({2.0, 0.0, 0.0})));
+    EXPECT_EQ(&*unique.AddPoint(node.x, 0, 0), &node) << "known at its new place";
+    EXPECT_NE(&*unique.AddPoint(1, 0, 0), &node);
 }
 
 TEST(MeshBase, MaterialInfoLooksAtTheElements) {

@@ -43,6 +43,8 @@ TEST(NeighborsInfo, AgreesWithASearchOfAllElements) {
                            {first->GetNode(0), first->GetNode(1), first->GetNode(2), first->GetNode(3)});
     TestMeshes::AddElement(mesh,
                            {first->GetNode(0), first->GetNode(1), first->GetNode(2), first->GetNode(2)});
+    TestMeshes::AddElement(mesh,
+                           {first->GetNode(0), first->GetNode(0), first->GetNode(1), first->GetNode(1)});
     auto nodes = TestMeshes::AddNodes(mesh, TestMeshes::Corners(10));
     nodes[1] = mesh.GetElement(20)->GetNode(1);
     nodes[2] = mesh.GetElement(20)->GetNode(2);

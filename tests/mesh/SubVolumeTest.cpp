@@ -51,6 +51,18 @@ TEST(SubVolume, DefaultsAndIdentities) {
     EXPECT_EQ(mesh.GetMainSubVolume()->begin(), mesh.GetMainSubVolume()->end());
 }
 
+TEST(SubVolume, OutlivesItsMeshWithoutElements) {
+    std::shared_ptr<MMeshSubVolume> kept;
+    {
+        MMeshBase mesh;
+        TestMeshes::AddElementOfKind(mesh, 4);
+        kept = *mesh.BeginSubVolume();
+    }
+    EXPECT_EQ(kept->GetName(), L"Volume 0");
+    EXPECT_EQ(kept->begin(), kept->end());
+    EXPECT_EQ(kept->GetNbPoints(), 0u);
+}
+
 TEST(SubVolume, CountsFollowIncludingMovingAndAdding) {
     MMeshBase mesh;
     MMeshElement& e = *TestMeshes::AddElementOfKind(mesh, 4);

@@ -185,7 +185,7 @@ TEST(ExtractSurface, DuplicatedElementsHideTheirFacesFromTheExterior) {
     for (int i = 0; i < 3; ++i)
         TestMeshes::AddElement(mesh, nodes);
     EXPECT_EQ(Extract(mesh, false)->NumberOfTriangles(), 0u);
-    // An element that collapses has triangles without area, which nobody keeps.
+    // An element that collapses has triangles without area, which nobody keeps; its surface is there.
     MMeshBase flat;
     auto const corners = TestMeshes::AddNodes(flat, TestMeshes::Corners(4));
     TestMeshes::AddElement(flat, {corners[0], corners[1], corners[2], corners[2]});

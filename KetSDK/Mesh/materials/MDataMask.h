@@ -87,7 +87,8 @@ public:
     void CopyValue(T const& from, T const& to) override { SetValue(to, GetValue(from)); }
     void Resize(std::uint64_t capacity) override {
         m_values.Grow(capacity, m_default);
-        this->m_size = capacity;
+        for (std::uint64_t i = std::exchange(this->m_size, capacity); i < capacity; ++i)
+            m_values[i] = m_default; // an earlier owner may have left something here
     }
     void ResetValueAt(std::uint64_t index) override { SetValueAt(index, m_default); }
     std::size_t MemoryUsed() const override {
@@ -128,8 +129,9 @@ public:
 
     void CopyValue(T const& from, T const& to) override { SetValue(to, GetValue(from)); }
     void Resize(std::uint64_t capacity) override {
-        m_words.Grow((capacity + 63) / 64, m_default ? ~std::uint64_t{0} : 0);
-        this->m_size = capacity;
+        m_words.Grow((capacity + 63) / 64, 0);
+        for (std::uint64_t i = std::exchange(this->m_size, capacity); i < capacity; ++i)
+            SetValueAt(i, m_default);
     }
     void ResetValueAt(std::uint64_t index) override { SetValueAt(index, m_default); }
     std::size_t MemoryUsed() const override { return m_words.MemoryUsed(); }

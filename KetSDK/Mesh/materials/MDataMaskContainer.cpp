@@ -23,8 +23,11 @@ void MDataMaskContainer<T>::UnregisterMaskObject(T const& object) {
     std::uint64_t const index = object.GetMaskIndex();
     if (index >= m_capacity)
         return;
-    if (m_keep_objects)
+    if (m_keep_objects) {
+        if (m_objects[index] != &object)
+            return; // given back before
         m_objects[index] = nullptr;
+    }
     _ReleaseID(index);
 }
 
@@ -45,6 +48,7 @@ bool MDataMaskContainer<T>::AddMask(IDataMask* mask) {
     auto* const typed = dynamic_cast<MDataMaskBase<T>*>(mask);
     if (!typed || typed->m_owner)
         return false;
+    typed->m_size = 0; // slots of an earlier owner mean nothing here
     typed->Resize(m_capacity);
     m_masks.push_back(typed);
     typed->m_owner = this;
@@ -107,13 +111,16 @@ void MDataMaskContainer<T>::_DropMasks() noexcept {
 template <typename T>
 std::uint64_t MDataMaskContainer<T>::_GetNewID() {
     if (m_free_count == 0) {
+        // Room everywhere first: when memory runs out, nothing has been handed out.
+        std::uint64_t const capacity = m_capacity + Batch;
+        m_free.Grow(Batch, 0);
+        if (m_keep_objects)
+            m_objects.Grow(capacity, nullptr);
+        _ReallocateMasks(capacity);
         // Descending, so that the lowest index of the batch lies on top.
         for (std::uint64_t i = Batch; i-- > 0;)
             _Push(m_capacity + i);
-        m_capacity += Batch;
-        if (m_keep_objects)
-            m_objects.Grow(m_capacity, nullptr);
-        _ReallocateMasks();
+        m_capacity = capacity;
     }
     std::uint64_t const index = m_free[--m_free_count];
     _SetDefault(index);
@@ -134,9 +141,9 @@ void MDataMaskContainer<T>::_Push(std::uint64_t index) {
 }
 
 template <typename T>
-void MDataMaskContainer<T>::_ReallocateMasks() {
+void MDataMaskContainer<T>::_ReallocateMasks(std::uint64_t capacity) {
     for (MDataMaskBase<T>* mask : m_masks)
-        mask->Resize(m_capacity);
+        mask->Resize(capacity);
 }
 
 template <typename T>

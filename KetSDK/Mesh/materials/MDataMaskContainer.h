@@ -72,7 +72,7 @@ private:
     std::uint64_t _GetNewID();
     void _ReleaseID(std::uint64_t index);
     void _Push(std::uint64_t index);
-    void _ReallocateMasks();
+    void _ReallocateMasks(std::uint64_t capacity);
     void _SetDefault(std::uint64_t index);
 
     static constexpr std::uint64_t Batch = 128;

@@ -39,7 +39,8 @@ public:
     void ReleaseMaterialMask() noexcept { m_materials.reset(); }
 
     // Number of the sub-volume that the element belongs to; -1 (none) by default.
-    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return _Create(m_subvolumes, -1); }
+    // Not copied by CopyMaskInfo: sub-volumes count their elements.
+    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return _Create(m_subvolumes, -1, false); }
     MDataMask<MMeshElement, int> const* GetSubvolumeMask() const { return m_subvolumes.get(); }
     bool HasSubvolumeMask() const noexcept { return m_subvolumes != nullptr; }
     void ReleaseSubvolumeMask() noexcept { m_subvolumes.reset(); }
@@ -95,10 +96,10 @@ private:
 
     // Makes a built-in mask on first access. Built-in values follow an element that is copied.
     template <typename M, typename V>
-    M* _Create(std::unique_ptr<M>& mask, V const& default_value) {
+    M* _Create(std::unique_ptr<M>& mask, V const& default_value, bool copy = true) {
         if (!mask) {
             mask = std::make_unique<M>(default_value);
-            mask->SetCopyFlag(true);
+            mask->SetCopyFlag(copy);
             AddMask(mask.get());
         }
         return mask.get();

@@ -51,7 +51,8 @@ bool MMeshPointMaskContainer::RecalculateNeighbourMask(bool surface_only) {
         triangle.GetTriangle(corners);
         MMeshTriangleIterator* const kept = mask->triangles.emplace_back(triangle.Clone(nullptr)).get();
         for (MMeshPoint const* corner : corners)
-            mask->lists.GetSlot(corner->GetMaskIndex()).push_back(kept);
+            if (corner->GetMaskIndex() < mask->lists.GetSize())
+                mask->lists.GetSlot(corner->GetMaskIndex()).push_back(kept);
     };
     std::unique_ptr<MeshElementsIterator<0>> element_it(m_mesh->CreateBeginElementIter());
     if (surface_only) {

@@ -55,7 +55,11 @@ MMeshBase& MMeshBase::operator=(MMeshBase const& other) {
     return *this;
 }
 
-MMeshBase::~MMeshBase() = default;
+MMeshBase::~MMeshBase() {
+    // Sub-volumes that a caller still shares are left without a mesh.
+    for (auto const& sub_volume : m_subvolumes)
+        sub_volume->SetParent(nullptr);
+}
 
 void MMeshBase::_CopyFrom(MMeshBase const& other) {
     m_points = std::make_unique<MMeshPointContainer>(*other.m_points);
@@ -286,6 +290,13 @@ void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* e
     m_point_masks->_ReleaseAllIDs();
     m_elements.reset(elements);
     m_points.reset(nodes);
+    // Slots that the new objects may have had are free now.
+    for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
+        p->SetMaskIndex(MDataMaskIndex::NotRegistered);
+    for (MMeshElement& e : *m_elements)
+        e.SetMaskIndex(MDataMaskIndex::NotRegistered);
+    for (auto const& sub_volume : m_subvolumes)
+        sub_volume->m_element_count = 0;
     CalcBoundingBox();
 }
 
@@ -323,6 +334,7 @@ void MMeshBase::Transform(MMTransform const& transform) {
         p.y = ToInternal(Unit * moved[1]);
         p.z = ToInternal(Unit * moved[2]);
     }
+    m_points->UpdateCoordinateIndex();
     CalcBoundingBox();
 }
 

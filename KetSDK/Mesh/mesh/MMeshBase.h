@@ -124,7 +124,7 @@ public:
     // Empties everything, the sub-volume list too: AddSubVolume comes before the next AddElement.
     void ClearMesh();
     // Takes ownership of new nodes and elements in place of the old ones and clears the element masks.
-    // The new objects are registered with no mask.
+    // The new objects are registered with no mask and belong to no sub-volume.
     void ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements);
     // The same, and registers every node and element with the masks in container order.
     void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements);

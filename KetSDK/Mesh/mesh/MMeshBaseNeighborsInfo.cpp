@@ -21,10 +21,10 @@ std::uint32_t NodeBit(std::uint64_t mask_index) {
 }
 
 // Calls use(mask index of the node, number of the element, signature of its other corners) for the
-// first four nodes of every element.
+// first four nodes of every element, as far as their mask index lies below `slots`.
 template <typename Use>
-void ForEachCorner(MMeshBase const& mesh, Use&& use) {
-    mesh.Elements().ForEachWithNodes([&use](MMeshElement const& e, std::uint64_t number) {
+void ForEachCorner(MMeshBase const& mesh, std::size_t slots, Use&& use) {
+    mesh.Elements().ForEachWithNodes([&use, slots](MMeshElement const& e, std::uint64_t number) {
         std::uint64_t slot[4] = {};
         std::uint32_t bit[4] = {};
         unsigned int const corners = CornersInUse(e);
@@ -35,7 +35,8 @@ void ForEachCorner(MMeshBase const& mesh, Use&& use) {
         std::uint32_t const others[4] = {bit[1] | bit[2] | bit[3], bit[0] | bit[2] | bit[3],
                                          bit[0] | bit[1] | bit[3], bit[0] | bit[1] | bit[2]};
         for (unsigned int i = 0; i < corners; ++i)
-            use(static_cast<std::size_t>(slot[i]), static_cast<std::uint32_t>(number), others[i]);
+            if (slot[i] < slots)
+                use(static_cast<std::size_t>(slot[i]), static_cast<std::uint32_t>(number), others[i]);
     });
 }
 
@@ -71,9 +72,10 @@ void MMeshBaseNeighborsInfo::Enable() {
     auto incident = std::make_unique<MDataMask<MMeshPoint, ElementList>>();
     m_parent->GetPointMasks()->AddMask(incident.get());
 
-    // A counting sort by node.
+    // A counting sort by node. Nodes that are registered with no mask have no list.
     std::vector<std::uint32_t> next(static_cast<std::size_t>(incident->GetSize()), 0);
-    ForEachCorner(*m_parent, [&next](std::size_t slot, std::uint32_t, std::uint32_t) { ++next[slot]; });
+    ForEachCorner(*m_parent, next.size(),
+                  [&next](std::size_t slot, std::uint32_t, std::uint32_t) { ++next[slot]; });
     std::uint32_t blocks = 0;
     for (std::size_t slot = 0; slot < next.size(); ++slot) {
         ElementList const list{blocks, next[slot]};
@@ -82,11 +84,12 @@ void MMeshBaseNeighborsInfo::Enable() {
         blocks += list.Blocks();
     }
     m_blocks.assign(blocks, Block{});
-    ForEachCorner(*m_parent, [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
-        std::uint32_t const place = next[slot]++;
-        m_blocks[place / 4].element[place % 4] = element;
-        m_blocks[place / 4].signature[place % 4] = signature;
-    });
+    ForEachCorner(*m_parent, next.size(),
+                  [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
+                      std::uint32_t const place = next[slot]++;
+                      m_blocks[place / 4].element[place % 4] = element;
+                      m_blocks[place / 4].signature[place % 4] = signature;
+                  });
     m_incident = std::move(incident);
     m_enabled = true;
 }
@@ -122,7 +125,11 @@ MMeshElement* MMeshBaseNeighborsInfo::GetNeighbor(MMeshElement* e, unsigned int 
     // The shortest list gives the candidates, by signature and as bits: whether a block has one cannot
     // be foreseen. Those that the other two lists have as well are what the three have in common; the
     // elements themselves, which lie anywhere in memory, are not looked at.
-    std::uint32_t const wanted = NodeBit(node[1]->GetMaskIndex()) | NodeBit(node[2]->GetMaskIndex());
+    // A node that the face repeats is in no signature of its own list.
+    std::uint32_t wanted = 0;
+    for (unsigned int i = 1; i < 3; ++i)
+        if (node[i] != node[0])
+            wanted |= NodeBit(node[i]->GetMaskIndex());
     constexpr std::uint32_t blocks_at_once = 16;
     MMeshElement* lowest = nullptr;
     for (std::uint32_t done = 0; done < list[0].Blocks(); done += blocks_at_once) {

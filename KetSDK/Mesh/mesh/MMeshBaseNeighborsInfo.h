@@ -19,7 +19,7 @@ class MMeshBase;
 class KETSDK_MESH_API MMeshBaseNeighborsInfo {
 public:
     // Disabled. The mesh is not owned.
-    explicit MMeshBaseNeighborsInfo(MMeshBase* parent)
+    MMeshBaseNeighborsInfo(MMeshBase* parent)
         : m_parent(parent) {}
     MMeshBaseNeighborsInfo(MMeshBaseNeighborsInfo const&) = delete;
     // Keeps its own mesh, and is built for it when the other is enabled.

@@ -18,7 +18,7 @@ public:
     // Copies the first n entries of `nodes`.
     MMeshElement(unsigned char n, MMeshPoint** nodes);
     // Copies all entries of `nodes`.
-    explicit MMeshElement(std::vector<MMeshPoint*> const& nodes);
+    MMeshElement(std::vector<MMeshPoint*> const& nodes);
 
     MMeshElement(MMeshElement const&) = delete;
     MMeshElement& operator=(MMeshElement const&) = delete;

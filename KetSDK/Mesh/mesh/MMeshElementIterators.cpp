@@ -60,12 +60,26 @@ MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator const& other) noexc
     return *this;
 }
 
+MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator&& other) noexcept {
+    if (this != &other) {
+        *this = static_cast<MMeshTetrahedronIterator const&>(other);
+        if (other.m_owns == Ownership::Heap)
+            m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
+    }
+    return *this;
+}
+
 MMeshTetrahedronIterator::~MMeshTetrahedronIterator() {
     _ReleaseElementIt();
 }
 
 void MMeshTetrahedronIterator::_ReleaseElementIt() noexcept {
     Release(m_element_it, std::exchange(m_owns, Ownership::Borrowed));
+}
+
+void MMeshTetrahedronIterator::_OwnElementIt() {
+    m_element_it = new ElementIterator(*m_element_it);
+    m_owns = Ownership::Heap;
 }
 
 std::size_t MMeshTetrahedronIterator::GetCloneSize() const {
@@ -82,8 +96,7 @@ T* MMeshTetrahedronIterator::_CloneAs(void* storage) const {
         copy->m_element_it = m_element_it->Clone(behind);
         copy->m_owns = Ownership::InPlace;
     } else {
-        copy->m_element_it = new ElementIterator(*m_element_it);
-        copy->m_owns = Ownership::Heap;
+        static_cast<MMeshTetrahedronIterator*>(copy)->_OwnElementIt();
     }
     return copy;
 }
@@ -101,14 +114,6 @@ MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator++() {
         ++*m_element_it;
     }
     return *this;
-}
-
-MMeshTetrahedronIterator MMeshTetrahedronIterator::operator++(int) {
-    MMeshTetrahedronIterator prior(*this);
-    prior.m_element_it = new ElementIterator(*m_element_it);
-    prior.m_owns = Ownership::Heap;
-    ++*this;
-    return prior;
 }
 
 void MMeshTetrahedronIterator::First() {
@@ -178,8 +183,9 @@ void MMeshOnElementTetraIterator::First() {
 }
 
 bool MMeshOnElementTetraIterator::IsDone() {
-    return m_tetrahedron >=
-           static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()));
+    return GetElementIt()->IsDone() ||
+           m_tetrahedron >=
+               static_cast<char>(Descriptor::GetNumTetraOfElement(CurrentElement(*this).GetNodeCount()));
 }
 
 // MMeshTriangleIterator
@@ -204,12 +210,26 @@ MMeshTriangleIterator& MMeshTriangleIterator::operator=(MMeshTriangleIterator co
     return *this;
 }
 
+MMeshTriangleIterator& MMeshTriangleIterator::operator=(MMeshTriangleIterator&& other) noexcept {
+    if (this != &other) {
+        *this = static_cast<MMeshTriangleIterator const&>(other);
+        if (other.m_owns == Ownership::Heap)
+            m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
+    }
+    return *this;
+}
+
 MMeshTriangleIterator::~MMeshTriangleIterator() {
     _ReleaseTetraIt();
 }
 
 void MMeshTriangleIterator::_ReleaseTetraIt() noexcept {
     Release(m_tetra_it, std::exchange(m_owns, Ownership::Borrowed));
+}
+
+void MMeshTriangleIterator::_OwnTetraIt() {
+    m_tetra_it = m_tetra_it->Clone(nullptr);
+    m_owns = Ownership::Heap;
 }
 
 std::size_t MMeshTriangleIterator::GetCloneSize() const {
@@ -238,14 +258,6 @@ MMeshTriangleIterator& MMeshTriangleIterator::operator++() {
         ++*m_tetra_it;
     }
     return *this;
-}
-
-MMeshTriangleIterator MMeshTriangleIterator::operator++(int) {
-    MMeshTriangleIterator prior(*this);
-    prior.m_tetra_it = m_tetra_it->Clone(nullptr);
-    prior.m_owns = Ownership::Heap;
-    ++*this;
-    return prior;
 }
 
 void MMeshTriangleIterator::First() {
@@ -281,5 +293,5 @@ void MMeshOnTetraTriangleIterator::First() {
 }
 
 bool MMeshOnTetraTriangleIterator::IsDone() {
-    return m_triangle >= 4;
+    return m_triangle >= 4 || GetTetraIt()->GetElementIt()->IsDone();
 }

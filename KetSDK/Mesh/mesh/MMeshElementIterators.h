@@ -27,7 +27,7 @@ public:
     using ElementIterator = KetSDK::Mesh::Detail::MeshElementsIterator<0>;
 
     // From the first (or the given) tetrahedron of the current element of `it`, which stays the caller's.
-    explicit MMeshTetrahedronIterator(ElementIterator* it) noexcept
+    MMeshTetrahedronIterator(ElementIterator* it) noexcept
         : MMeshTetrahedronIterator(it, 0) {}
     MMeshTetrahedronIterator(ElementIterator* it, char first) noexcept
         : m_tetrahedron(first)
@@ -35,6 +35,7 @@ public:
     MMeshTetrahedronIterator(MMeshTetrahedronIterator const& other) noexcept;
     MMeshTetrahedronIterator(MMeshTetrahedronIterator&& other) noexcept;
     MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator const& other) noexcept;
+    MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator&& other) noexcept;
 
     // Room that Clone needs, the element iterator included.
     virtual std::size_t GetCloneSize() const;
@@ -44,7 +45,7 @@ public:
     virtual ~MMeshTetrahedronIterator();
     virtual MMeshTetrahedronIterator& operator++();
     // The state before advancing, with an element iterator of its own.
-    MMeshTetrahedronIterator operator++(int);
+    MMeshTetrahedronIterator operator++(int) { return _Postfix(*this); }
     virtual void First();
     virtual bool IsDone();
     // Vertex 0..3 of the current tetrahedron.
@@ -64,11 +65,20 @@ protected:
     // Clone of this object as the most derived class T.
     template <typename T>
     T* _CloneAs(void* storage) const;
+    // Advances an iterator of the family; its state before, with an element iterator of its own.
+    template <typename T>
+    static T _Postfix(T& it) {
+        T prior(it);
+        static_cast<MMeshTetrahedronIterator&>(prior)._OwnElementIt();
+        ++it;
+        return prior;
+    }
 
     char m_tetrahedron;
 
 private:
     void _ReleaseElementIt() noexcept;
+    void _OwnElementIt();
 
     ElementIterator* m_element_it;
     KetSDK::Mesh::Detail::Ownership m_owns = KetSDK::Mesh::Detail::Ownership::Borrowed;
@@ -77,11 +87,11 @@ private:
 // As MMeshTetrahedronIterator, but a ten-node element counts as its one corner tetrahedron.
 class KETSDK_MESH_API MMeshSuperTetrahedronIterator : public MMeshTetrahedronIterator {
 public:
-    explicit MMeshSuperTetrahedronIterator(ElementIterator* it) noexcept
+    MMeshSuperTetrahedronIterator(ElementIterator* it) noexcept
         : MMeshTetrahedronIterator(it) {}
     MMeshSuperTetrahedronIterator* Clone(void* storage) const override;
-    using MMeshTetrahedronIterator::operator++;
     MMeshSuperTetrahedronIterator& operator++() override;
+    MMeshSuperTetrahedronIterator operator++(int) { return _Postfix(*this); }
     MMeshPoint* GetPoint(char v) override;
     void GetTriangle(MMeshPoint** const out, char f) override;
 };
@@ -89,11 +99,11 @@ public:
 // The tetrahedra of the current element only; the element iterator is never moved.
 class KETSDK_MESH_API MMeshOnElementTetraIterator : public MMeshTetrahedronIterator {
 public:
-    explicit MMeshOnElementTetraIterator(ElementIterator* it) noexcept
+    MMeshOnElementTetraIterator(ElementIterator* it) noexcept
         : MMeshTetrahedronIterator(it) {}
     MMeshOnElementTetraIterator* Clone(void* storage) const override;
-    using MMeshTetrahedronIterator::operator++;
     MMeshOnElementTetraIterator& operator++() override;
+    MMeshOnElementTetraIterator operator++(int) { return _Postfix(*this); }
     void First() override;
     bool IsDone() override;
 };
@@ -103,7 +113,7 @@ public:
 class KETSDK_MESH_API MMeshTriangleIterator {
 public:
     // From face 0 (or the given one) of the current tetrahedron of `it`, which stays the caller's.
-    explicit MMeshTriangleIterator(MMeshTetrahedronIterator* it) noexcept
+    MMeshTriangleIterator(MMeshTetrahedronIterator* it) noexcept
         : MMeshTriangleIterator(it, 0) {}
     MMeshTriangleIterator(MMeshTetrahedronIterator* it, char first) noexcept
         : m_triangle(first)
@@ -111,12 +121,13 @@ public:
     MMeshTriangleIterator(MMeshTriangleIterator const& other) noexcept;
     MMeshTriangleIterator(MMeshTriangleIterator&& other) noexcept;
     MMeshTriangleIterator& operator=(MMeshTriangleIterator const& other) noexcept;
+    MMeshTriangleIterator& operator=(MMeshTriangleIterator&& other) noexcept;
 
     virtual std::size_t GetCloneSize() const;
     virtual MMeshTriangleIterator* Clone(void* storage) const;
     virtual ~MMeshTriangleIterator();
     virtual MMeshTriangleIterator& operator++();
-    MMeshTriangleIterator operator++(int);
+    MMeshTriangleIterator operator++(int) { return _Postfix(*this); }
     // Back to the first tetrahedron. The current face is kept, unlike in every other iterator: callers
     // that want face 0 start a new iterator.
     virtual void First();
@@ -136,11 +147,19 @@ public:
 protected:
     template <typename T>
     T* _CloneAs(void* storage) const;
+    template <typename T>
+    static T _Postfix(T& it) {
+        T prior(it);
+        static_cast<MMeshTriangleIterator&>(prior)._OwnTetraIt();
+        ++it;
+        return prior;
+    }
 
     char m_triangle;
 
 private:
     void _ReleaseTetraIt() noexcept;
+    void _OwnTetraIt();
 
     MMeshTetrahedronIterator* m_tetra_it;
     KetSDK::Mesh::Detail::Ownership m_owns = KetSDK::Mesh::Detail::Ownership::Borrowed;
@@ -149,11 +168,11 @@ private:
 // The four faces of the current tetrahedron only; the tetrahedron iterator is never moved.
 class KETSDK_MESH_API MMeshOnTetraTriangleIterator : public MMeshTriangleIterator {
 public:
-    explicit MMeshOnTetraTriangleIterator(MMeshTetrahedronIterator* it) noexcept
+    MMeshOnTetraTriangleIterator(MMeshTetrahedronIterator* it) noexcept
         : MMeshTriangleIterator(it) {}
     MMeshOnTetraTriangleIterator* Clone(void* storage) const override;
-    using MMeshTriangleIterator::operator++;
     MMeshOnTetraTriangleIterator& operator++() override;
+    MMeshOnTetraTriangleIterator operator++(int) { return _Postfix(*this); }
     void First() override;
     bool IsDone() override;
 };

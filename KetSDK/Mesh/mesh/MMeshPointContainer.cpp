@@ -7,6 +7,7 @@
 
 #include <tsl/robin_map.h>
 
+#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <vector>
@@ -38,10 +39,13 @@ MMeshPointContainer::MMeshPointContainer(MMeshPointContainer const& other) {
 MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     if (!m_index)
         return _Append(x, y, z);
-    auto const [entry, is_new] = m_index->nodes.try_emplace(Position{x, y, z}, nullptr);
-    if (is_new)
-        entry.value() = &_Append(x, y, z);
-    return *entry->second;
+    Position const position{x, y, z};
+    auto const known = m_index->nodes.find(position);
+    if (known != m_index->nodes.end())
+        return *known->second;
+    MMeshPoint& node = _Append(x, y, z);
+    m_index->nodes.emplace(position, &node);
+    return node;
 }
 
 void MMeshPointContainer::CreateCoordinateIndex() {
@@ -51,6 +55,18 @@ void MMeshPointContainer::CreateCoordinateIndex() {
 
 void MMeshPointContainer::DropCoordinateIndex() noexcept {
     m_index.reset();
+}
+
+void MMeshPointContainer::UpdateCoordinateIndex() {
+    if (!m_index)
+        return;
+    std::vector<MMeshPoint*> nodes;
+    for (auto const& [position, node] : m_index->nodes)
+        nodes.push_back(node);
+    std::ranges::sort(nodes, {}, &MMeshPoint::GetIndex);
+    m_index->nodes.clear();
+    for (MMeshPoint* node : nodes)
+        m_index->nodes.emplace(Position{node->x, node->y, node->z}, node);
 }
 
 void MMeshPointContainer::Clear() noexcept {

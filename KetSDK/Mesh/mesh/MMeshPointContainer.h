@@ -32,6 +32,9 @@ public:
     // Starts an empty coordinate index: nodes that are there already are not entered.
     void CreateCoordinateIndex();
     void DropCoordinateIndex() noexcept;
+    // To be called after nodes were moved: enters the nodes that the coordinate index knows at their
+    // present positions, the first of those that have come together. Nothing without an index.
+    void UpdateCoordinateIndex();
     bool HasCoordinateIndex() const noexcept { return m_index != nullptr; }
 
     std::uint64_t GetNumPoints() const noexcept { return m_points.size(); }

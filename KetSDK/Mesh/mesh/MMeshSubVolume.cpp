@@ -17,6 +17,8 @@ MMeshSubVolume::MMeshSubVolume(MMeshBase* parent, int number)
     , m_unique_id(mg_unique_counter++) {}
 
 std::uint64_t MMeshSubVolume::GetNbPoints() const {
+    if (!m_parent)
+        return 0;
     std::vector<bool> seen(static_cast<std::size_t>(m_parent->NumberOfPoints()), false);
     std::uint64_t count = 0;
     for (MMeshElement const& e : *this) {

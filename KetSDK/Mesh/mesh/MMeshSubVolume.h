@@ -22,7 +22,7 @@ public:
     MMeshSubVolume& operator=(MMeshSubVolume const&) = default;
     ~MMeshSubVolume() = default;
 
-    // The mesh; not owned.
+    // The mesh; not owned. Null once the mesh is gone: such a sub-volume has no elements to walk.
     MMeshBase* GetParent() noexcept { return m_parent; }
     MMeshBase const* GetParent() const noexcept { return m_parent; }
     void SetParent(MMeshBase* parent) noexcept { m_parent = parent; }

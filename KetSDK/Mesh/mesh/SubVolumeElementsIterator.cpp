@@ -8,7 +8,7 @@ namespace KetSDK::Mesh::Detail {
 
 template <int IsConst>
 SubVolumeElementsIterator<IsConst> SubVolumeElementsIterator<IsConst>::Begin(SubVolume* sub_volume) {
-    if (!sub_volume)
+    if (!sub_volume || !sub_volume->GetParent())
         return End(sub_volume);
     std::unique_ptr<MeshElementsIterator<IsConst>> it(sub_volume->GetParent()->CreateBeginElementIter());
     SubVolumeElementsIterator begin(sub_volume, std::move(it));

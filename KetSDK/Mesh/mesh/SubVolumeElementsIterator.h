@@ -26,7 +26,7 @@ public:
     using pointer = Element*;
     using reference = Element&;
 
-    // At the first member of the sub-volume; at the end for null.
+    // At the first member of the sub-volume; at the end for null and for one whose mesh is gone.
     static SubVolumeElementsIterator Begin(SubVolume* sub_volume);
     static SubVolumeElementsIterator End(SubVolume* sub_volume);
 

@@ -23,7 +23,7 @@ namespace KetSDK::Mesh::Detail {
 // several times faster than asking for one neighbour after another.
 //
 // Faces match when they have the same corners; a quadrilateral with a repeated corner counts as a
-// triangle. Faces with fewer than three different corners have no area and are left out.
+// triangle. Faces with fewer than three different corners have no area; they are only listed.
 template <bool WithQuadrilaterals>
 class FaceMatcher {
 public:
@@ -54,6 +54,13 @@ public:
             part = Part();
         }
     }
+
+    struct Face {
+        Number element;
+        std::uint32_t face;
+    };
+    // The faces with fewer than three different corners.
+    std::vector<Face> const& CollapsedFaces() const noexcept { return m_collapsed; }
 
 private:
     static constexpr std::uint32_t NoNode = std::numeric_limits<std::uint32_t>::max();
@@ -105,13 +112,16 @@ private:
             record.element = static_cast<Number>(number);
             record.group = group(e);
             auto const faces = FacesOfElement(e.GetNodeCount());
-            for (record.face = 0; record.face < faces.size(); ++record.face)
+            for (record.face = 0; record.face < faces.size(); ++record.face) {
                 if (_SetCorners(record, e, faces[record.face]))
                     m_parts[m_part_shift < 64 ? record.Hash() >> m_part_shift : 0].Add(record);
+                else
+                    m_collapsed.push_back({record.element, record.face});
+            }
         });
     }
 
-    // False for a face to leave out.
+    // False for a face with fewer than three different corners.
     static bool _SetCorners(Record& record, MMeshElement const& e, ElementFace const& face) noexcept {
         std::uint32_t corner[4];
         for (unsigned int i = 0; i < face.corners; ++i)
@@ -197,6 +207,7 @@ private:
     static constexpr std::uint32_t End = std::numeric_limits<std::uint32_t>::max();
 
     MMeshElementContainer const& m_elements;
+    std::vector<Face> m_collapsed;
     unsigned int m_part_shift = 64; // the highest bits of the hash number the part
     std::vector<Part> m_parts;
     std::vector<std::uint32_t> m_first;  // hash table: first record of a chain

@@ -80,12 +80,22 @@ private:
     void _Find(MMeshBase& mesh, bool interfaces) {
         using Matcher = FaceMatcher<WithQuadrilaterals>;
         static_assert(Matcher::NoNeighbour == Exterior);
-        Matcher matcher(mesh.Elements(), SubVolumeIDs(mesh));
-        matcher.ForEachBoundaryFace([this, interfaces](std::uint32_t element, std::uint32_t face, int id,
-                                                       int other, bool has_neighbour) {
+        SubVolumeIDs const ids(mesh);
+        Matcher matcher(mesh.Elements(), ids);
+        auto const take = [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other,
+                                             bool has_neighbour) {
             if (interfaces ? id < other : !has_neighbour)
                 _Add(element, {id, other, m_first[element], face});
-        });
+        };
+        matcher.ForEachBoundaryFace(take);
+        if constexpr (!WithQuadrilaterals) {
+            // They give no triangle, but their surface and points.
+            for (auto const& [element, face] : matcher.CollapsedFaces()) {
+                MMeshElement* const e = mesh.GetElement(element);
+                MMeshElement const* const neighbour = mesh.GetNeighborsInfo()->GetNeighbor(e, face);
+                take(element, face, ids(*e), neighbour ? ids(*neighbour) : Exterior, neighbour != nullptr);
+            }
+        }
     }
 
     void _Add(std::uint32_t element, TakenFace const& face) {

@@ -14,6 +14,7 @@ class MStlBase;
 // Tetrahedra give their four faces (those of ten nodes their corner faces); hexahedra and wedges give
 // their true boundary, each quadrilateral as two triangles along the diagonal at which the element is
 // cut into tetrahedra. Elements in no sub-volume count as sub-volume -1.
+// A face that collapses gives no triangle.
 // Enables the neighbour information of the mesh and leaves it enabled. Reads no settings, reports no
 // progress. One thread at a time uses operator, mesh and surface.
 class KETSDK_MESH_API MMeshExtractStlSurfaceOperator : public MMeshOperator {

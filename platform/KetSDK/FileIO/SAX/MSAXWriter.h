@@ -2,9 +2,11 @@
 
 #include <KetSDK/Common/Shared/MExport.h>
 
+#include <concepts>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <type_traits>
 
 // Writes persistent objects as nested tags. Objects see this interface only; the encoding
 // (MSAXTextWriter) is behind it. A tag holds tags or one value, never both. Used in an order that
@@ -41,6 +43,11 @@ public:
     virtual void Write(double value, int precision = 17) = 0;
     virtual void Write(std::wstring const& value) = 0;
     void Write(wchar_t const* value) { Write(std::wstring(value)); }
+    // Other integer types of 64 bits, such as unsigned long long.
+    template <std::integral T>
+    requires(sizeof(T) == 8) void Write(T value) {
+        Write(static_cast<std::conditional_t<std::is_signed_v<T>, std::int64_t, std::uint64_t>>(value));
+    }
     void Write(void const*) = delete; // a pointer is no truth value
     // Many numbers as the value of the open tag; may be called again to append. Doubles as above.
     virtual void WriteArray(std::span<std::int32_t const> values) = 0;

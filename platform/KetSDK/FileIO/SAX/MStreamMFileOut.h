@@ -3,6 +3,7 @@
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 
@@ -19,6 +20,9 @@ public:
     void Write(std::uint32_t value) { m_file.WRITE(value); }
     void Write(std::int32_t value) { m_file.WRITE(value); }
     void Write(std::uint64_t value) { m_file.WRITE(value); }
+    // Other unsigned integer types of 64 bits, such as unsigned long long.
+    template <std::unsigned_integral T>
+    requires(sizeof(T) == 8) void Write(T value) { m_file.WRITE(static_cast<std::uint64_t>(value)); }
     void Write(double value) { m_file.WRITE(value); }
     // The number of characters in 64 bits, then each in 32.
     void Write(std::wstring const& value);
