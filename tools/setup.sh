@@ -12,9 +12,9 @@ step() {
 build_packages=(
     g++ cmake ninja-build
     libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev
-    libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev
+    libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
 )
-test_packages=(libgtest-dev libbenchmark-dev clang-format)
+test_packages=(libbenchmark-dev clang-format)
 
 # install_packages NAME...: installs with apt what is missing, and says so when it cannot.
 install_packages() {
