@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <tuple>
 #include <typeinfo>
 
 using namespace KetSDK::Mesh::Detail;
@@ -165,7 +166,7 @@ struct _CornerCosines {
 struct _MutualDots {
     DoublePair d02_d13, d03_d12, d01_d23;
 
-    _MutualDots(VectorPair const& v01, VectorPair const& v23) noexcept
+    [[gnu::always_inline]] _MutualDots(VectorPair const& v01, VectorPair const& v23) noexcept
         : d02_d13(Dot(v01, v23))
         , d03_d12(Dot(v01, Swapped(v23)))
         , d01_d23(Dot(Firsts(v01, v23), Seconds(v01, v23))) {}
@@ -245,6 +246,14 @@ double _MeanRatio(double volume, double sumOfSquaredEdges) noexcept {
     return 12.0 * std::pow(3.0 * volume, 0.6666666666666666) / sumOfSquaredEdges;
 }
 
+// 1 - the larger of the relative deviations (largest angle - ideal) / rangeAbove and (ideal - smallest
+// angle) / ideal. Both arc cosines come first, so that they overlap.
+double _AngleQuality(double minCos, double maxCos, double ideal, double rangeAbove) noexcept {
+    double const largest = std::acos(minCos);
+    double const smallest = std::acos(maxCos);
+    return 1.0 - std::max((largest - ideal) / rangeAbove, (ideal - smallest) / ideal);
+}
+
 } // namespace
 
 // The corners A, B, C of the four oriented faces, faces 0 and 1 in the first pair, 2 and 3 in the other.
@@ -252,9 +261,28 @@ template <typename T>
 struct TetrahedronBase<T>::_Faces {
     VectorPair a[2], b[2], c[2];
 
+    // What GetFaceOriented gives for these corners.
+    [[gnu::always_inline]] static _Faces Of(std::array<_Vector, 4> const& p) noexcept {
+        constexpr auto& corner = _Descriptor::descr_triangle_point_ORIENTED;
+        _Faces faces;
+        for (unsigned int i = 0; i < 2; ++i) {
+            unsigned char const* first = corner[2 * i];
+            unsigned char const* second = corner[2 * i + 1];
+            faces.a[i] = VectorPair::Of(p[first[0]], p[second[0]]);
+            faces.b[i] = VectorPair::Of(p[first[1]], p[second[1]]);
+            faces.c[i] = VectorPair::Of(p[first[2]], p[second[2]]);
+        }
+        return faces;
+    }
     // (B - A) x (C - A), pointing out of a positive element; twice the area long.
     [[gnu::always_inline]] VectorPair Normals(unsigned int pair) const noexcept {
         return Cross(b[pair] - a[pair], c[pair] - a[pair]);
+    }
+    // The smallest and the largest cosine of the dihedral angles; the normals point outwards, hence the
+    // signs.
+    [[gnu::always_inline]] std::pair<double, double> DihedralCosines() const noexcept {
+        _MutualDots const dots(Normalised(Normals(0)), Normalised(Normals(1)));
+        return {-dots.Largest(-DBL_MAX), -dots.Smallest(DBL_MAX)};
     }
 };
 
@@ -290,19 +318,9 @@ decltype(auto) TetrahedronBase<T>::_Corners() const noexcept {
 
 template <typename T>
 [[gnu::always_inline]] inline typename TetrahedronBase<T>::_Faces TetrahedronBase<T>::_OrientedFaces() const {
-    constexpr auto& corner = _Descriptor::descr_triangle_point_ORIENTED;
+    if (_IsPlain())
+        return _Faces::Of(_Corners());
     _Faces faces;
-    if (_IsPlain()) {
-        auto const& p = _Corners();
-        for (unsigned int i = 0; i < 2; ++i) {
-            unsigned char const* first = corner[2 * i];
-            unsigned char const* second = corner[2 * i + 1];
-            faces.a[i] = VectorPair::Of(p[first[0]], p[second[0]]);
-            faces.b[i] = VectorPair::Of(p[first[1]], p[second[1]]);
-            faces.c[i] = VectorPair::Of(p[first[2]], p[second[2]]);
-        }
-        return faces;
-    }
     for (unsigned int i = 0; i < 2; ++i) {
         MTriangle<double, 3> const first = _Slots().GetFaceOriented(2 * i);
         MTriangle<double, 3> const second = _Slots().GetFaceOriented(2 * i + 1);
@@ -520,10 +538,7 @@ void TetrahedronBase<T>::GetMinMaxCos(double& minCos, double& maxCos) const {
 
 template <typename T>
 void TetrahedronBase<T>::GetMinMaxCosDihedralAngle(double& minCos, double& maxCos) const {
-    _Faces const faces = _OrientedFaces();
-    _MutualDots const dots(Normalised(faces.Normals(0)), Normalised(faces.Normals(1)));
-    minCos = -dots.Largest(-DBL_MAX);
-    maxCos = -dots.Smallest(DBL_MAX);
+    std::tie(minCos, maxCos) = _OrientedFaces().DihedralCosines();
 }
 
 template <typename T>
@@ -640,7 +655,7 @@ double TetrahedronBase<T>::QualityEquiAngleSkew() const {
     constexpr double range_above = 2.0943951023931957;
     double min_cos, max_cos;
     GetMinMaxCos(min_cos, max_cos);
-    return 1.0 - std::max((std::acos(min_cos) - ideal) / range_above, (ideal - std::acos(max_cos)) / ideal);
+    return _AngleQuality(min_cos, max_cos, ideal, range_above);
 }
 
 template <typename T>
@@ -648,8 +663,11 @@ double TetrahedronBase<T>::QualityEquiDihedralAngleSkew() const {
     constexpr double ideal = 1.2309594173407747; // acos(1/3)
     constexpr double range_above = 1.9106332362490184;
     double min_cos, max_cos;
-    GetMinMaxCosDihedralAngle(min_cos, max_cos);
-    return 1.0 - std::max((std::acos(min_cos) - ideal) / range_above, (ideal - std::acos(max_cos)) / ideal);
+    if (_IsPlain())
+        std::tie(min_cos, max_cos) = _Faces::Of(_Corners()).DihedralCosines();
+    else
+        GetMinMaxCosDihedralAngle(min_cos, max_cos);
+    return _AngleQuality(min_cos, max_cos, ideal, range_above);
 }
 
 template <typename T>

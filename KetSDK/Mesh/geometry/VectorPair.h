@@ -36,10 +36,18 @@ inline DoublePair Abs(DoublePair v) noexcept {
 
 // The first argument where the two cannot be compared, as in a search that goes on from it.
 inline DoublePair Min(DoublePair sofar, DoublePair v) noexcept {
+#ifdef __SSE2__
+    return _mm_min_pd(v, sofar);
+#else
     return v < sofar ? v : sofar;
+#endif
 }
 inline DoublePair Max(DoublePair sofar, DoublePair v) noexcept {
+#ifdef __SSE2__
+    return _mm_max_pd(v, sofar);
+#else
     return sofar < v ? v : sofar;
+#endif
 }
 inline double MinLane(DoublePair v) noexcept {
     return v[1] < v[0] ? v[1] : v[0];
