@@ -1,59 +1,35 @@
+#include "TestFiles.h"
+
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-enum class Kind : std::uint8_t { Wedge = 6 };
-
-std::string Content(MFileName const& name) {
-    std::ifstream stream(name.GetPath(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-} // namespace
-
-TEST(MFile, NumbersAreLittleEndianAndReadBack) {
+TEST(MFile, NumbersAreLittleEndianAndMissingBytesAreZeros) {
     MTemporaryDirectory const folder;
     MFileName const name = folder.GetPath() / "numbers";
     MFile file(name, MFile::Mode::Write);
     file.WRITE(std::uint32_t{0x01020304});
     file.WRITE(std::int16_t{-2});
-    file.WRITE(Kind::Wedge);
-    file.WRITE(true);
     file.WRITE(1.0);
+    file.Write("\x7F\x7F\x7F", 3);
     EXPECT_TRUE(file.Close());
-    EXPECT_EQ(Content(name), std::string("\4\3\2\1\xFE\xFF\6\1\0\0\0\0\0\0\xF0\x3F", 16));
+    EXPECT_EQ(Content(name.GetPath()), std::string("\4\3\2\1\xFE\xFF\0\0\0\0\0\0\xF0\x3F\x7F\x7F\x7F", 17));
 
     ASSERT_TRUE(file.Open(name, MFile::Mode::Read));
-    EXPECT_EQ(file.Size(), 16U);
     EXPECT_EQ(file.READ<std::uint32_t>(), 0x01020304U);
-    EXPECT_EQ(file.BytesLeft(), 12U);
+    EXPECT_EQ(file.BytesLeft(), 13U);
     EXPECT_EQ(file.READ<std::int16_t>(), -2);
-    EXPECT_EQ(file.READ<Kind>(), Kind::Wedge);
-    EXPECT_EQ(file.READ<bool>(), true);
     EXPECT_EQ(file.READ<double>(), 1.0);
     EXPECT_TRUE(file.IsGood());
-    EXPECT_EQ(file.BytesLeft(), 0U);
-}
-
-TEST(MFile, MissingBytesAreZerosAndTheFileIsBadFromThenOn) {
-    MTemporaryDirectory const folder;
-    MFileName const name = folder.GetPath() / "short";
-    std::ofstream(name.GetPath()) << "\x7F\x7F\x7F";
-    MFile file(name, MFile::Mode::Read);
     EXPECT_EQ(file.READ<std::uint32_t>(), 0x7F7F7FU);
     EXPECT_FALSE(file.IsGood());
     EXPECT_EQ(file.READ<double>(), 0.0);
-    EXPECT_FALSE(file.Close());
+    EXPECT_FALSE(file.Close()) << "bad from the first missing byte on";
 }
 
 // Blocks smaller and larger than the buffer, mixed with numbers, across its boundaries.
@@ -78,18 +54,13 @@ TEST(MFile, BlocksOfAnySizeKeepTheirOrder) {
         EXPECT_EQ(file.READ<std::uint32_t>(), size);
         total -= size + 4;
     }
-    EXPECT_TRUE(file.IsGood());
-    EXPECT_EQ(file.Read(std::string(70000, 'x').data(), 70000), 0U);
-    EXPECT_FALSE(file.IsGood());
 }
 
 TEST(MFile, RefusesWhatCannotBeOpenedReadOrWritten) {
     MTemporaryDirectory const folder;
     MFile file;
-    EXPECT_FALSE(file.IsGood());
-    EXPECT_FALSE(file.Open(folder.GetPath() / "missing", MFile::Mode::Read));
-    EXPECT_FALSE(file.Open(folder.GetPath(), MFile::Mode::Read)) << "a folder";
-    EXPECT_FALSE(file.Open("/dev/null", MFile::Mode::Read)) << "a device";
+    for (MFileName const& name : {folder.GetPath() / "missing", folder.GetPath(), MFileName("/dev/null")})
+        EXPECT_FALSE(file.Open(name, MFile::Mode::Read)) << name.GetPath();
     EXPECT_FALSE(file.WRITE(1));
 
     ASSERT_TRUE(file.Open(folder.GetPath() / "mode", MFile::Mode::Write));
@@ -104,23 +75,23 @@ TEST(MFile, RefusesWhatCannotBeOpenedReadOrWritten) {
 
 TEST(MTemporaryDirectory, IsPrivateUniqueAndGoesWithItsContent) {
     MTemporaryDirectory outer;
-    fs::path const path = outer.GetPath().GetPath();
-    EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_all);
+    std::filesystem::path const path = outer.GetPath().GetPath();
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms::owner_all);
     MFileName const outside = outer.GetPath() / "outside";
-    std::ofstream(outside.GetPath()) << "stays";
+    Save(outside.GetPath(), "stays");
     {
         MTemporaryDirectory inner(outer.GetPath());
         MTemporaryDirectory const other(outer.GetPath());
         EXPECT_FALSE(inner.GetPath() == other.GetPath());
-        fs::create_directories(inner.GetPath().GetPath() / "a" / "b");
-        std::ofstream((inner.GetPath() / "a/b/file").GetPath()) << "goes";
-        fs::create_symlink(outside.GetPath(), (inner.GetPath() / "link").GetPath());
+        std::filesystem::create_directories(inner.GetPath().GetPath() / "a" / "b");
+        Save((inner.GetPath() / "a/b/file").GetPath(), "goes");
+        std::filesystem::create_symlink(outside.GetPath(), (inner.GetPath() / "link").GetPath());
         MTemporaryDirectory const moved(std::move(inner));
-        EXPECT_TRUE(fs::exists((moved.GetPath() / "a/b/file").GetPath()));
+        EXPECT_TRUE(std::filesystem::exists((moved.GetPath() / "a/b/file").GetPath()));
     }
-    EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 1);
-    EXPECT_EQ(Content(outside), "stays") << "links are not followed";
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1);
+    EXPECT_EQ(Content(outside.GetPath()), "stays") << "links are not followed";
     outer = MTemporaryDirectory();
-    EXPECT_FALSE(fs::exists(path));
+    EXPECT_FALSE(std::filesystem::exists(path));
     EXPECT_THROW(MTemporaryDirectory(MFileName(path)), std::runtime_error) << "no such folder";
 }
