@@ -13,59 +13,32 @@ struct Measure {
     double (*value)(TetrahedronBase<T>&);
 };
 
-#define KETSDK_MEASURE(name)                                                                                 \
-    {                                                                                                        \
-#name, [](TetrahedronBase <T> & t) -> double { return t.name(); }                                    \
-    }
+template <typename T, bool largest>
+double FaceArea(TetrahedronBase<T>& t) {
+    double low, high;
+    t.GetMinMaxArea(low, high);
+    return largest ? high : low;
+}
 
 template <typename T>
 std::vector<Measure<T>> AllMeasures() {
-    return {
-        KETSDK_MEASURE(Volume),
-        KETSDK_MEASURE(QualitySpheres),
-        KETSDK_MEASURE(QualityInsphereEdge),
-        KETSDK_MEASURE(QualityMeanRatio),
-        KETSDK_MEASURE(QualityAspectRatio),
-        KETSDK_MEASURE(QualityAspectRatioTetgen),
-        KETSDK_MEASURE(QualityRadiusEdgeTetgen),
-        KETSDK_MEASURE(QualityEquiAngleSkew),
-        KETSDK_MEASURE(QualityEquiDihedralAngleSkew),
-        KETSDK_MEASURE(QualityEdgeMinMax),
-        KETSDK_MEASURE(QualityEdgeMaxMin),
-        KETSDK_MEASURE(QualityJacobian),
-        KETSDK_MEASURE(QualityScaledJacobian),
-        KETSDK_MEASURE(QualityMinFacangle),
-        KETSDK_MEASURE(QualityMaxFacangle),
-        KETSDK_MEASURE(QualityEquiSizeSkew),
-        KETSDK_MEASURE(QualityAbacusShapeFactor),
-        KETSDK_MEASURE(QualityAnsysElementQuality),
-        KETSDK_MEASURE(QualityFluentOrthogonalQuality),
-        KETSDK_MEASURE(QualityMinCornerAngle),
-        KETSDK_MEASURE(QualityMaxCornerAngle),
-        KETSDK_MEASURE(RadiusCircumsphere),
-        KETSDK_MEASURE(GetMaxEdgeLength),
-        KETSDK_MEASURE(GetMinEdgeLength),
-        KETSDK_MEASURE(RadiusInsphere),
-        KETSDK_MEASURE(GetCosLargestMidAngle),
-        KETSDK_MEASURE(GetMinHeight),
-        KETSDK_MEASURE(GetMinCosDihedralAngle),
-        KETSDK_MEASURE(GetMaxCosDihedralAngle),
-        {"smallest face area",
-         [](TetrahedronBase<T>& t) {
-             double low, high;
-             t.GetMinMaxArea(low, high);
-             return low;
-         }},
-        {"largest face area",
-         [](TetrahedronBase<T>& t) {
-             double low, high;
-             t.GetMinMaxArea(low, high);
-             return high;
-         }},
-    };
-}
-
+    using Tetrahedron = TetrahedronBase<T>;
+    std::vector<Measure<T>> all = {{"smallest face area", FaceArea<T, false>},
+                                   {"largest face area", FaceArea<T, true>}};
+#define KETSDK_MEASURE(name) all.push_back({#name, [](Tetrahedron& t) -> double { return t.name(); }});
+#define KETSDK_MEASURES(a, b, c, d) KETSDK_MEASURE(a) KETSDK_MEASURE(b) KETSDK_MEASURE(c) KETSDK_MEASURE(d)
+    KETSDK_MEASURES(Volume, QualitySpheres, QualityInsphereEdge, QualityMeanRatio)
+    KETSDK_MEASURES(QualityAspectRatio, QualityAspectRatioTetgen, QualityRadiusEdgeTetgen, RadiusInsphere)
+    KETSDK_MEASURES(QualityEquiAngleSkew, QualityEquiDihedralAngleSkew, QualityEdgeMinMax, QualityEdgeMaxMin)
+    KETSDK_MEASURES(QualityJacobian, QualityScaledJacobian, QualityMinFacangle, QualityMaxFacangle)
+    KETSDK_MEASURES(QualityEquiSizeSkew, QualityAbacusShapeFactor, QualityAnsysElementQuality, GetMinHeight)
+    KETSDK_MEASURES(QualityMinCornerAngle, QualityMaxCornerAngle, GetMinEdgeLength, GetMaxEdgeLength)
+    KETSDK_MEASURES(RadiusCircumsphere, GetCosLargestMidAngle, GetMinCosDihedralAngle, GetMaxCosDihedralAngle)
+    KETSDK_MEASURE(QualityFluentOrthogonalQuality)
+#undef KETSDK_MEASURES
 #undef KETSDK_MEASURE
+    return all;
+}
 
 // The value of one measure by its name.
 template <typename T>
