@@ -67,7 +67,7 @@ MMeshBaseNeighborsInfo::~MMeshBaseNeighborsInfo() {
 }
 
 void MMeshBaseNeighborsInfo::Enable() {
-    if (m_enabled)
+    if (IsEnabled())
         return;
     auto incident = std::make_unique<MDataMask<MMeshPoint, ElementList>>();
     m_parent->GetPointMasks()->AddMask(incident.get());
@@ -91,13 +91,11 @@ void MMeshBaseNeighborsInfo::Enable() {
                       m_blocks[place / 4].signature[place % 4] = signature;
                   });
     m_incident = std::move(incident);
-    m_enabled = true;
 }
 
 void MMeshBaseNeighborsInfo::Disable() {
     m_incident.reset();
     std::vector<Block>().swap(m_blocks);
-    m_enabled = false;
 }
 
 MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshElement const* b,

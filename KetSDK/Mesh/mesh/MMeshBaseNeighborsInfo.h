@@ -29,7 +29,7 @@ public:
     // Builds the lists; nothing when they are there already.
     void Enable();
     void Disable();
-    bool IsEnabled() const noexcept { return m_enabled; }
+    bool IsEnabled() const noexcept { return m_incident != nullptr; }
     MMeshBase* GetParentMesh() const noexcept { return m_parent; }
 
     // The element across face f (a row of descr_triangle_point) of e; null on the boundary and for
@@ -76,5 +76,4 @@ private:
     std::vector<Block> m_blocks;
     std::unique_ptr<MDataMask<MMeshPoint, ElementList>> m_incident;
     MMeshBase* m_parent;
-    bool m_enabled = false;
 };

@@ -3,10 +3,7 @@
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 
 #include <new>
-#include <type_traits>
-#include <utility>
 
-using KetSDK::Mesh::Detail::Ownership;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
@@ -17,6 +14,12 @@ constexpr std::size_t AlignedSize(std::size_t size) {
     return (size + step - 1) / step * step;
 }
 
+// The place behind an object of type T in a block of storage; null without a block.
+template <typename T>
+void* Behind(void* storage) {
+    return storage ? static_cast<std::byte*>(storage) + AlignedSize(sizeof(T)) : nullptr;
+}
+
 char Next(char number) {
     return static_cast<char>(number + 1);
 }
@@ -25,62 +28,11 @@ MMeshElement const& CurrentElement(MMeshTetrahedronIterator const& it) {
     return **it.GetElementIt();
 }
 
-// Frees or destroys the iterator below an iterator, whichever its ownership asks for.
-template <typename Iterator>
-void Release(Iterator* it, Ownership owns) noexcept {
-    if (owns == Ownership::Heap)
-        delete it;
-    else if (owns == Ownership::InPlace)
-        it->~Iterator();
-}
-
 } // namespace
 
 // MMeshTetrahedronIterator
 
-MMeshTetrahedronIterator::MMeshTetrahedronIterator(MMeshTetrahedronIterator const& other) noexcept
-    : m_tetrahedron(other.m_tetrahedron)
-    , m_element_it(other.m_element_it) {}
-
-MMeshTetrahedronIterator::MMeshTetrahedronIterator(MMeshTetrahedronIterator&& other) noexcept
-    : m_tetrahedron(other.m_tetrahedron)
-    , m_element_it(other.m_element_it) {
-    // A block that the other's element iterator shares with it cannot change hands.
-    if (other.m_owns == Ownership::Heap)
-        m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
-}
-
-MMeshTetrahedronIterator&
-MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator const& other) noexcept {
-    if (this != &other) {
-        _ReleaseElementIt();
-        m_tetrahedron = other.m_tetrahedron;
-        m_element_it = other.m_element_it;
-    }
-    return *this;
-}
-
-MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator=(MMeshTetrahedronIterator&& other) noexcept {
-    if (this != &other) {
-        *this = static_cast<MMeshTetrahedronIterator const&>(other);
-        if (other.m_owns == Ownership::Heap)
-            m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
-    }
-    return *this;
-}
-
-MMeshTetrahedronIterator::~MMeshTetrahedronIterator() {
-    _ReleaseElementIt();
-}
-
-void MMeshTetrahedronIterator::_ReleaseElementIt() noexcept {
-    Release(m_element_it, std::exchange(m_owns, Ownership::Borrowed));
-}
-
-void MMeshTetrahedronIterator::_OwnElementIt() {
-    m_element_it = new ElementIterator(*m_element_it);
-    m_owns = Ownership::Heap;
-}
+MMeshTetrahedronIterator::~MMeshTetrahedronIterator() = default;
 
 std::size_t MMeshTetrahedronIterator::GetCloneSize() const {
     return AlignedSize(sizeof(MMeshTetrahedronIterator)) + m_element_it->GetCloneSize();
@@ -91,13 +43,7 @@ T* MMeshTetrahedronIterator::_CloneAs(void* storage) const {
     static_assert(sizeof(T) == sizeof(MMeshTetrahedronIterator), "GetCloneSize counts on it");
     T const& self = static_cast<T const&>(*this);
     T* const copy = storage ? new (storage) T(self) : new T(self);
-    if (storage) {
-        void* const behind = static_cast<std::byte*>(storage) + AlignedSize(sizeof(T));
-        copy->m_element_it = m_element_it->Clone(behind);
-        copy->m_owns = Ownership::InPlace;
-    } else {
-        static_cast<MMeshTetrahedronIterator*>(copy)->_OwnElementIt();
-    }
+    copy->m_element_it.Separate(Behind<T>(storage));
     return copy;
 }
 
@@ -190,47 +136,7 @@ bool MMeshOnElementTetraIterator::IsDone() {
 
 // MMeshTriangleIterator
 
-MMeshTriangleIterator::MMeshTriangleIterator(MMeshTriangleIterator const& other) noexcept
-    : m_triangle(other.m_triangle)
-    , m_tetra_it(other.m_tetra_it) {}
-
-MMeshTriangleIterator::MMeshTriangleIterator(MMeshTriangleIterator&& other) noexcept
-    : m_triangle(other.m_triangle)
-    , m_tetra_it(other.m_tetra_it) {
-    if (other.m_owns == Ownership::Heap)
-        m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
-}
-
-MMeshTriangleIterator& MMeshTriangleIterator::operator=(MMeshTriangleIterator const& other) noexcept {
-    if (this != &other) {
-        _ReleaseTetraIt();
-        m_triangle = other.m_triangle;
-        m_tetra_it = other.m_tetra_it;
-    }
-    return *this;
-}
-
-MMeshTriangleIterator& MMeshTriangleIterator::operator=(MMeshTriangleIterator&& other) noexcept {
-    if (this != &other) {
-        *this = static_cast<MMeshTriangleIterator const&>(other);
-        if (other.m_owns == Ownership::Heap)
-            m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
-    }
-    return *this;
-}
-
-MMeshTriangleIterator::~MMeshTriangleIterator() {
-    _ReleaseTetraIt();
-}
-
-void MMeshTriangleIterator::_ReleaseTetraIt() noexcept {
-    Release(m_tetra_it, std::exchange(m_owns, Ownership::Borrowed));
-}
-
-void MMeshTriangleIterator::_OwnTetraIt() {
-    m_tetra_it = m_tetra_it->Clone(nullptr);
-    m_owns = Ownership::Heap;
-}
+MMeshTriangleIterator::~MMeshTriangleIterator() = default;
 
 std::size_t MMeshTriangleIterator::GetCloneSize() const {
     return AlignedSize(sizeof(MMeshTriangleIterator)) + m_tetra_it->GetCloneSize();
@@ -241,9 +147,7 @@ T* MMeshTriangleIterator::_CloneAs(void* storage) const {
     static_assert(sizeof(T) == sizeof(MMeshTriangleIterator), "GetCloneSize counts on it");
     T const& self = static_cast<T const&>(*this);
     T* const copy = storage ? new (storage) T(self) : new T(self);
-    void* const behind = storage ? static_cast<std::byte*>(storage) + AlignedSize(sizeof(T)) : nullptr;
-    copy->m_tetra_it = m_tetra_it->Clone(behind);
-    copy->m_owns = storage ? Ownership::InPlace : Ownership::Heap;
+    copy->m_tetra_it.Separate(Behind<T>(storage));
     return copy;
 }
 

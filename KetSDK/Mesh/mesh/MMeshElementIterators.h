@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/mesh/MeshElementsIterator.h>
 
 #include <cstddef>
+#include <utility>
 
 // Iterators that present a mesh, one element or one tetrahedron as a stream of tetrahedra or triangles,
 // whatever the kinds of its elements. They work on top of an element iterator that the caller keeps.
@@ -15,9 +16,67 @@
 
 namespace KetSDK::Mesh::Detail {
 
-// Who destroys the iterator below: nobody here, delete, or its destructor in place (a clone that was
-// built in the caller's storage).
-enum class Ownership : unsigned char { Borrowed, Heap, InPlace };
+// The iterator on top of which another one works: the caller's, or one of its own. A copy borrows it
+// from its source; moving hands on what lies on the heap.
+template <typename Iterator>
+class IteratorBelow {
+public:
+    IteratorBelow(Iterator* it) noexcept
+        : m_it(it) {}
+    IteratorBelow(IteratorBelow const& other) noexcept
+        : m_it(other.m_it) {}
+    IteratorBelow(IteratorBelow&& other) noexcept
+        : m_it(other.m_it) {
+        _TakeOver(other);
+    }
+    IteratorBelow& operator=(IteratorBelow const& other) noexcept {
+        if (this != &other)
+            _Replace(other.m_it, Ownership::Borrowed);
+        return *this;
+    }
+    IteratorBelow& operator=(IteratorBelow&& other) noexcept {
+        if (this != &other) {
+            _Replace(other.m_it, Ownership::Borrowed);
+            _TakeOver(other);
+        }
+        return *this;
+    }
+    ~IteratorBelow() { _Replace(nullptr, Ownership::Borrowed); }
+
+    Iterator* Get() const noexcept { return m_it; }
+    Iterator& operator*() const noexcept { return *m_it; }
+    Iterator* operator->() const noexcept { return m_it; }
+
+    // Puts a copy in the place of the iterator: in `storage`, or on the heap when null.
+    void Separate(void* storage) {
+        if (storage)
+            _Replace(m_it->Clone(storage), Ownership::InPlace);
+        else if constexpr (requires(Iterator const& it) { it.GetElementIt(); })
+            _Replace(m_it->Clone(nullptr), Ownership::Heap);
+        else // an element iterator clones itself into storage only
+            _Replace(new Iterator(*m_it), Ownership::Heap);
+    }
+
+private:
+    enum class Ownership : unsigned char { Borrowed, Heap, InPlace };
+
+    void _Replace(Iterator* it, Ownership owns) noexcept {
+        if (m_owns == Ownership::Heap)
+            delete m_it;
+        else if (m_owns == Ownership::InPlace)
+            m_it->~Iterator();
+        m_it = it;
+        m_owns = owns;
+    }
+    // A block that the other shares with its iterator cannot change hands.
+    void _TakeOver(IteratorBelow& other) noexcept {
+        if (other.m_owns == Ownership::Heap)
+            m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
+    }
+
+    Iterator* m_it;
+    Ownership m_owns = Ownership::Borrowed;
+};
 
 } // namespace KetSDK::Mesh::Detail
 
@@ -32,10 +91,10 @@ public:
     MMeshTetrahedronIterator(ElementIterator* it, char first) noexcept
         : m_tetrahedron(first)
         , m_element_it(it) {}
-    MMeshTetrahedronIterator(MMeshTetrahedronIterator const& other) noexcept;
-    MMeshTetrahedronIterator(MMeshTetrahedronIterator&& other) noexcept;
-    MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator const& other) noexcept;
-    MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator&& other) noexcept;
+    MMeshTetrahedronIterator(MMeshTetrahedronIterator const&) noexcept = default;
+    MMeshTetrahedronIterator(MMeshTetrahedronIterator&&) noexcept = default;
+    MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator const&) noexcept = default;
+    MMeshTetrahedronIterator& operator=(MMeshTetrahedronIterator&&) noexcept = default;
 
     // Room that Clone needs, the element iterator included.
     virtual std::size_t GetCloneSize() const;
@@ -53,7 +112,7 @@ public:
     // The three nodes of face 0..3 of the current tetrahedron, wound as descr_triangle_point has them.
     virtual void GetTriangle(MMeshPoint** const out, char f);
 
-    ElementIterator* GetElementIt() const noexcept { return m_element_it; }
+    ElementIterator* GetElementIt() const noexcept { return m_element_it.Get(); }
     char GetCurrentTetrahedron() const noexcept { return m_tetrahedron; }
 
     // Same tetrahedron of the same place in the same container.
@@ -69,7 +128,7 @@ protected:
     template <typename T>
     static T _Postfix(T& it) {
         T prior(it);
-        static_cast<MMeshTetrahedronIterator&>(prior)._OwnElementIt();
+        static_cast<MMeshTetrahedronIterator&>(prior).m_element_it.Separate(nullptr);
         ++it;
         return prior;
     }
@@ -77,11 +136,7 @@ protected:
     char m_tetrahedron;
 
 private:
-    void _ReleaseElementIt() noexcept;
-    void _OwnElementIt();
-
-    ElementIterator* m_element_it;
-    KetSDK::Mesh::Detail::Ownership m_owns = KetSDK::Mesh::Detail::Ownership::Borrowed;
+    KetSDK::Mesh::Detail::IteratorBelow<ElementIterator> m_element_it;
 };
 
 // As MMeshTetrahedronIterator, but a ten-node element counts as its one corner tetrahedron.
@@ -118,10 +173,10 @@ public:
     MMeshTriangleIterator(MMeshTetrahedronIterator* it, char first) noexcept
         : m_triangle(first)
         , m_tetra_it(it) {}
-    MMeshTriangleIterator(MMeshTriangleIterator const& other) noexcept;
-    MMeshTriangleIterator(MMeshTriangleIterator&& other) noexcept;
-    MMeshTriangleIterator& operator=(MMeshTriangleIterator const& other) noexcept;
-    MMeshTriangleIterator& operator=(MMeshTriangleIterator&& other) noexcept;
+    MMeshTriangleIterator(MMeshTriangleIterator const&) noexcept = default;
+    MMeshTriangleIterator(MMeshTriangleIterator&&) noexcept = default;
+    MMeshTriangleIterator& operator=(MMeshTriangleIterator const&) noexcept = default;
+    MMeshTriangleIterator& operator=(MMeshTriangleIterator&&) noexcept = default;
 
     virtual std::size_t GetCloneSize() const;
     virtual MMeshTriangleIterator* Clone(void* storage) const;
@@ -137,7 +192,7 @@ public:
     // The three nodes of the current triangle.
     virtual void GetTriangle(MMeshPoint** const out) const;
 
-    MMeshTetrahedronIterator* GetTetraIt() const noexcept { return m_tetra_it; }
+    MMeshTetrahedronIterator* GetTetraIt() const noexcept { return m_tetra_it.Get(); }
     char GetCurrentTriangle() const noexcept { return m_triangle; }
 
     bool operator==(MMeshTriangleIterator const& o) const noexcept {
@@ -150,7 +205,7 @@ protected:
     template <typename T>
     static T _Postfix(T& it) {
         T prior(it);
-        static_cast<MMeshTriangleIterator&>(prior)._OwnTetraIt();
+        static_cast<MMeshTriangleIterator&>(prior).m_tetra_it.Separate(nullptr);
         ++it;
         return prior;
     }
@@ -158,11 +213,7 @@ protected:
     char m_triangle;
 
 private:
-    void _ReleaseTetraIt() noexcept;
-    void _OwnTetraIt();
-
-    MMeshTetrahedronIterator* m_tetra_it;
-    KetSDK::Mesh::Detail::Ownership m_owns = KetSDK::Mesh::Detail::Ownership::Borrowed;
+    KetSDK::Mesh::Detail::IteratorBelow<MMeshTetrahedronIterator> m_tetra_it;
 };
 
 // The four faces of the current tetrahedron only; the tetrahedron iterator is never moved.
