@@ -1,57 +1,36 @@
 #include <KetSDK/MeshVTK/GridFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/LegacyFileCheck.h>
 #include <KetSDK/MeshVTK/VtkSession.h>
 #include <KetSDK/MeshVTK/XmlFileCheck.h>
 
+#include <vtkCellData.h>
+#include <vtkDataArray.h>
+#include <vtkNew.h>
+#include <vtkObjectFactory.h>
+#include <vtkPointData.h>
 #include <vtkUnstructuredGrid.h>
 #include <vtkUnstructuredGridReader.h>
+#include <vtkUnstructuredGridWriter.h>
 #include <vtkXMLFileReadTester.h>
 #include <vtkXMLUnstructuredGridReader.h>
+#include <vtkXMLUnstructuredGridWriter.h>
 
-#include <algorithm>
 #include <cctype>
-#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <ios>
+#include <limits>
 #include <string>
-#include <system_error>
 
 namespace KetSDK::MeshVTK {
 
 namespace {
 
 constexpr char const* CannotRead = "it cannot be read";
-
-void CheckFile(std::filesystem::path const& path) {
-    std::error_code error;
-    if (!std::filesystem::exists(path, error))
-        throw Error("there is no such file");
-    if (std::filesystem::is_directory(path, error))
-        throw Error("it is a folder; a .vtu or .vtk file is needed");
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw Error("it cannot be opened for reading");
-    if (file.peek() == std::ifstream::traits_type::eof())
-        throw Error("the file is empty");
-}
-
-std::string FirstBytes(std::filesystem::path const& path, std::size_t count) {
-    std::ifstream file(path, std::ios::binary);
-    std::string bytes(count, '\0');
-    file.read(bytes.data(), static_cast<std::streamsize>(count));
-    bytes.resize(static_cast<std::size_t>(file.gcount()));
-    return bytes;
-}
-
-std::string LastBytes(std::filesystem::path const& path, std::size_t count) {
-    std::uintmax_t const size = std::filesystem::file_size(path);
-    std::ifstream file(path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(size > count ? size - count : 0));
-    return {std::istreambuf_iterator<char>(file), {}};
-}
+constexpr char const* CannotWrite = "it cannot be written";
 
 // The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
 std::string DeclaredType(std::filesystem::path const& path) {
@@ -103,19 +82,110 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::filesystem::path const& pat
     return reader->GetOutput();
 }
 
+void WriteXml(vtkUnstructuredGrid& grid, char const* path, VtkSession& session) {
+    vtkNew<vtkXMLUnstructuredGridWriter> writer;
+    writer->SetDataModeToAppended();
+    writer->EncodeAppendedDataOff();
+    writer->SetCompressorTypeToNone();
+    writer->SetHeaderTypeToUInt64(); // 32 bits would limit each array to 4 GB
+    writer->SetFileName(path);
+    writer->SetInputData(&grid);
+    session.Run(*writer, CannotWrite);
+}
+
+// A file that says when it is closed whether everything went into it.
+class WatchedFile : public std::ofstream {
+public:
+    WatchedFile(char const* path, bool& complete)
+        : std::ofstream(path, std::ios::binary)
+        , m_complete(complete) {}
+    ~WatchedFile() override {
+        close();
+        m_complete = good();
+    }
+
+private:
+    bool& m_complete;
+};
+
+// VTK's writer does not look whether the disk took what it wrote.
+class LegacyWriter : public vtkUnstructuredGridWriter {
+public:
+    static LegacyWriter* New();
+    std::ostream* OpenVTKFile() override { return new WatchedFile(GetFileName(), m_complete); }
+    bool IsComplete() const noexcept { return m_complete; }
+
+private:
+    bool m_complete = false;
+};
+
+vtkStandardNewMacro(LegacyWriter);
+
+// Arrays of vtkIdType go into these files with 32 bits a number.
+void CheckIdentifiers(vtkDataSetAttributes& arrays) {
+    constexpr double largest = std::numeric_limits<std::int32_t>::max();
+    for (int i = 0; i < arrays.GetNumberOfArrays(); ++i) {
+        vtkDataArray* const array = arrays.GetArray(i);
+        if (!array || array->GetDataType() != VTK_ID_TYPE)
+            continue;
+        for (int component = 0; component < array->GetNumberOfComponents(); ++component)
+            if (array->GetRange(component)[0] < -largest || array->GetRange(component)[1] > largest)
+                throw Error(
+                    std::string("the array \"") + (array->GetName() ? array->GetName() : "") +
+                    "\" holds identifiers beyond 32 bits; .vtu files can hold them, .vtk files cannot");
+    }
+}
+
+void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, VtkSession& session) {
+    CheckIdentifiers(*grid.GetCellData());
+    CheckIdentifiers(*grid.GetPointData());
+    vtkNew<LegacyWriter> writer;
+    writer->SetFileTypeToBinary();
+    writer->SetFileName(path);
+    writer->SetInputData(&grid);
+    session.Run(*writer, CannotWrite);
+    if (!writer->IsComplete())
+        throw Error(std::string(CannotWrite) + ": the disk is full");
+}
+
+struct GridFormat {
+    char const* ending;
+    vtkSmartPointer<vtkUnstructuredGrid> (*read)(std::filesystem::path const& path,
+                                                 std::shared_ptr<Common::IProgressDelegate> const& progress);
+    void (*write)(vtkUnstructuredGrid& grid, char const* path, VtkSession& session);
+};
+
+constexpr GridFormat Formats[] = {{".vtu", ReadXml, WriteXml}, {".vtk", ReadLegacy, WriteLegacy}};
+
+// `use` is what the file is for: "read from" or "written to".
+GridFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
+    std::string const ending = LowerCaseEnding(path);
+    for (GridFormat const& format : Formats)
+        if (ending == format.ending)
+            return format;
+    throw Error(std::string("volume meshes are ") + use + " .vtu and .vtk files only");
+}
+
 } // namespace
 
 vtkSmartPointer<vtkUnstructuredGrid>
 ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckFile(path);
-    std::string ending = path.extension().string();
-    std::ranges::transform(ending, ending.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    if (ending == ".vtu")
-        return ReadXml(path, progress);
-    if (ending == ".vtk")
-        return ReadLegacy(path, progress);
-    throw Error("volume meshes are read from .vtu and .vtk files only");
+    CheckInputFile(path, ".vtu or .vtk");
+    return FormatOf(path, "read from").read(path, progress);
+}
+
+void CheckGridFileName(std::filesystem::path const& path) {
+    FormatOf(path, "written to");
+}
+
+void WriteGridFile(vtkUnstructuredGrid& grid, OutputFile& file,
+                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckGridFileName(file.GetPath());
+    if (grid.GetNumberOfCells() == 0)
+        throw Error("there are no cells to write");
+    VtkSession session(progress, "Writing file");
+    FormatOf(file.GetPath(), "written to").write(grid, file.GetTemporaryPath().c_str(), session);
+    file.Commit();
 }
 
 } // namespace KetSDK::MeshVTK

@@ -2,6 +2,7 @@
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
+#include <KetSDK/MeshVTK/OutputFile.h>
 
 #include <vtkSmartPointer.h>
 
@@ -12,11 +13,24 @@ class vtkUnstructuredGrid;
 
 namespace KetSDK::MeshVTK {
 
-// Reads an unstructured grid with VTK's reader for the file's ending, .vtu or .vtk (legacy). Throws
-// Error for a file that is missing, empty, cut off, of another kind, or that holds an array of another
-// length than there are points or cells; throws Cancelled. Whether the grid makes a mesh is another
-// matter: see MeshFromGrid. The delegate may be null.
+// Reads and writes unstructured grids with VTK's readers and writers for the file's ending, .vtu or .vtk
+// (legacy). What is written reads back with every point, cell and value the same, bit for bit.
+
+// Reads a grid. Throws Error for a file that is missing, empty, cut off, of another kind, or that holds an
+// array of another length than there are points or cells; throws Cancelled. Whether the grid makes a mesh
+// is another matter: see MeshFromGrid. The delegate may be null.
 KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid>
 ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress);
+
+// Throws Error for a name that ends with neither .vtu nor .vtk.
+KETSDK_MESHVTK_API void CheckGridFileName(std::filesystem::path const& path);
+
+// Writes a grid with all its arrays into the file and commits it, in binary: .vtu without compression,
+// which writes and reads many times faster than packed data and is read by every program. Throws Error
+// when there are no cells, when writing fails, and for what a .vtk file cannot hold (numbers beyond 32 bits
+// in arrays of VTK's identifiers); throws Cancelled. The file is then not committed. The delegate may be
+// null.
+KETSDK_MESHVTK_API void WriteGridFile(vtkUnstructuredGrid& grid, OutputFile& file,
+                                      std::shared_ptr<Common::IProgressDelegate> const& progress);
 
 } // namespace KetSDK::MeshVTK

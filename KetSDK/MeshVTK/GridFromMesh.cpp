@@ -19,6 +19,8 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <array>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <utility>
 
@@ -41,6 +43,10 @@ vtkNew<vtkPoints> MakePoints(MMeshBase const& mesh, LengthUnit unit) {
 
 void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     vtkNew<vtkCellArray> cells;
+    // Meshes number nodes in 32 bits, which is half the memory and half the file; the list of points of
+    // ten-node tetrahedra alone can need more.
+    if (mesh.NumberOfElements() <= std::numeric_limits<std::int32_t>::max() / int{MaxCellNodes})
+        cells->Use32BitStorage();
     vtkNew<vtkUnsignedCharArray> types;
     types->SetNumberOfValues(mesh.NumberOfElements());
     std::array<vtkIdType, MaxCellNodes> ids{};
@@ -118,7 +124,27 @@ void ShareArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, vtkUnstructur
     grid.GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
 }
 
+template <typename Array, typename Mask>
+void AddElementValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, Mask const& mask,
+                      std::string const& name) {
+    if (grid.GetNumberOfCells() != mesh.NumberOfElements())
+        throw Error("the grid has " + std::to_string(grid.GetNumberOfCells()) + " cells, the mesh " +
+                    std::to_string(mesh.NumberOfElements()) + " elements");
+    AddValues<Array>(*grid.GetCellData(), name.c_str(), mesh.NumberOfElements(), mask,
+                     [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); });
+}
+
 } // namespace
+
+void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
+                  MDataMask<MMeshElement, double> const& mask, std::string const& name) {
+    AddElementValues<vtkDoubleArray>(grid, mesh, mask, name);
+}
+
+void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
+                  MDataMask<MMeshElement, MLong> const& mask, std::string const& name) {
+    AddElementValues<vtkIntArray>(grid, mesh, mask, name);
+}
 
 vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
                                                   vtkUnstructuredGrid* source) {

@@ -1,6 +1,7 @@
 #include <KetSDK/MeshVTK/LegacyFileCheck.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 
 #include <algorithm>
 #include <cctype>
@@ -8,8 +9,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
@@ -319,8 +318,7 @@ private:
 } // namespace
 
 void CheckLegacyFile(std::filesystem::path const& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), {}};
+    std::string content = AllBytes(path);
     LegacyFile(std::move(content)).Check();
 }
 

@@ -13,6 +13,7 @@
 #include <cctype>
 #include <exception>
 #include <new>
+#include <system_error>
 
 namespace KetSDK::MeshVTK {
 
@@ -36,6 +37,15 @@ std::string Condense(std::string const& message) {
         text.pop_back();
     constexpr std::size_t longest = 200;
     return text.size() > longest ? text.substr(0, longest) + "..." : text;
+}
+
+// What the system could not do, which VTK's messages hide; empty for other codes and for none.
+std::string SystemReason(unsigned long code) {
+    if (code == vtkErrorCode::OutOfDiskSpaceError)
+        return "the disk is full";
+    if (code == vtkErrorCode::NoError || code >= vtkErrorCode::FirstVTKErrorCode)
+        return "";
+    return std::generic_category().message(static_cast<int>(code));
 }
 
 } // namespace
@@ -103,8 +113,11 @@ void VtkSession::Run(vtkAlgorithm& algorithm, std::string const& purpose) {
         throw Cancelled();
     if (!failure.empty())
         throw Error(purpose + ": " + failure);
+    unsigned long const code = algorithm.GetErrorCode();
+    if (std::string const reason = SystemReason(code); !reason.empty())
+        throw Error(purpose + ": " + reason);
     Check(purpose);
-    if (unsigned long const code = algorithm.GetErrorCode(); code != vtkErrorCode::NoError)
+    if (code != vtkErrorCode::NoError)
         throw Error(purpose + ": " + Condense(vtkErrorCode::GetStringFromErrorCode(code)));
 }
 

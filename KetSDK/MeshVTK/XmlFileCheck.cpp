@@ -1,6 +1,7 @@
 #include <KetSDK/MeshVTK/XmlFileCheck.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 
 #include <vtkNew.h>
 #include <vtkXMLDataElement.h>
@@ -10,8 +11,6 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -250,8 +249,7 @@ private:
 } // namespace
 
 void CheckXmlFile(std::filesystem::path const& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), {}};
+    std::string content = AllBytes(path);
     vtkNew<vtkXMLDataParser> parser;
     parser->SetFileName(path.c_str());
     if (!parser->Parse() || !parser->GetRootElement())

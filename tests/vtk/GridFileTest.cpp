@@ -1,0 +1,221 @@
+// Volume meshes go through files of both formats without losing a bit.
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/GridFile.h>
+#include <KetSDK/MeshVTK/GridFromMesh.h>
+#include <KetSDK/MeshVTK/MeshFromGrid.h>
+
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
+#include <vtkDataArray.h>
+#include <vtkFieldData.h>
+#include <vtkIdList.h>
+#include <vtkLogger.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
+#include <vtkUnstructuredGrid.h>
+
+#include <gtest/gtest.h>
+
+#include <signal.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <limits>
+#include <string>
+
+using namespace KetSDK::MeshVTK;
+namespace fs = std::filesystem;
+
+namespace {
+
+class GridFile : public ::testing::Test {
+protected:
+    GridFile() {
+        fs::create_directories(m_folder);
+        vtkLogger::SetStderrVerbosity(vtkLogger::VERBOSITY_OFF);
+    }
+    ~GridFile() override { fs::remove_all(m_folder); }
+
+    static vtkSmartPointer<vtkUnstructuredGrid> Real(std::string const& name) {
+        return ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
+    }
+    fs::path Write(vtkUnstructuredGrid& grid, std::string const& ending) const {
+        OutputFile file(m_folder / ("grid" + ending));
+        WriteGridFile(grid, file, nullptr);
+        return file.GetPath();
+    }
+    std::size_t FilesInFolder() const {
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(m_folder), {}));
+    }
+
+    fs::path const m_folder = fs::temp_directory_path() / ("GridFileTest-" + std::to_string(::getpid()));
+};
+
+void ExpectSameArray(vtkAbstractArray& actual, vtkAbstractArray& expected, char const* name) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(actual.GetNumberOfComponents(), expected.GetNumberOfComponents());
+    ASSERT_EQ(actual.GetNumberOfTuples(), expected.GetNumberOfTuples());
+    ASSERT_EQ(actual.GetDataTypeSize(), expected.GetDataTypeSize());
+    if (vtkDataArray::SafeDownCast(&expected)) {
+        auto const bytes = static_cast<std::size_t>(expected.GetNumberOfValues()) *
+                           static_cast<std::size_t>(expected.GetDataTypeSize());
+        EXPECT_EQ(std::memcmp(actual.GetVoidPointer(0), expected.GetVoidPointer(0), bytes), 0);
+        return;
+    }
+    for (vtkIdType i = 0; i < expected.GetNumberOfValues(); ++i)
+        EXPECT_EQ(actual.GetVariantValue(i).ToString(), expected.GetVariantValue(i).ToString());
+}
+
+void ExpectSameArrays(vtkFieldData& actual, vtkFieldData& expected) {
+    EXPECT_EQ(actual.GetNumberOfArrays(), expected.GetNumberOfArrays());
+    for (int i = 0; i < expected.GetNumberOfArrays(); ++i) {
+        char const* const name = expected.GetAbstractArray(i)->GetName();
+        vtkAbstractArray* const array = actual.GetAbstractArray(name);
+        ASSERT_TRUE(array) << name;
+        ExpectSameArray(*array, *expected.GetAbstractArray(i), name);
+    }
+}
+
+void ExpectSameGrid(vtkUnstructuredGrid& actual, vtkUnstructuredGrid& expected) {
+    ExpectSameArray(*actual.GetPoints()->GetData(), *expected.GetPoints()->GetData(), "points");
+    ExpectSameArray(*actual.GetCellTypesArray(), *expected.GetCellTypesArray(), "types");
+    ASSERT_EQ(actual.GetNumberOfCells(), expected.GetNumberOfCells());
+    for (vtkIdType i = 0; i < expected.GetNumberOfCells(); ++i) {
+        vtkNew<vtkIdList> a;
+        vtkNew<vtkIdList> b;
+        actual.GetCellPoints(i, a);
+        expected.GetCellPoints(i, b);
+        ASSERT_TRUE(std::equal(a->begin(), a->end(), b->begin(), b->end())) << "cell " << i;
+    }
+    ExpectSameArrays(*actual.GetCellData(), *expected.GetCellData());
+    ExpectSameArrays(*actual.GetPointData(), *expected.GetPointData());
+    ExpectSameArrays(*actual.GetFieldData(), *expected.GetFieldData());
+}
+
+// An array of a type with values from all over its range.
+vtkSmartPointer<vtkDataArray> ArrayOfType(int type, vtkIdType tuples, int components) {
+    vtkSmartPointer<vtkDataArray> array = vtk::TakeSmartPointer(vtkDataArray::CreateDataArray(type));
+    array->SetName((std::string("array of ") + array->GetDataTypeAsString() + "/\xC3\xA4").c_str());
+    array->SetNumberOfComponents(components);
+    array->SetNumberOfTuples(tuples);
+    double const largest = type == VTK_ID_TYPE ? std::numeric_limits<int>::max() : array->GetDataTypeMax();
+    double const smallest = std::max(array->GetDataTypeMin(), -largest);
+    for (vtkIdType i = 0; i < tuples; ++i)
+        for (int c = 0; c < components; ++c)
+            array->SetComponent(i, c, i % 3 == 0 ? largest / 2 - 100 : i % 3 == 1 ? smallest / 2 : c);
+    return array;
+}
+
+void AddForeignArrays(vtkUnstructuredGrid& grid) {
+    for (int const type : {VTK_CHAR, VTK_SIGNED_CHAR, VTK_UNSIGNED_CHAR, VTK_SHORT, VTK_UNSIGNED_SHORT,
+                           VTK_INT, VTK_UNSIGNED_INT, VTK_LONG, VTK_UNSIGNED_LONG, VTK_LONG_LONG,
+                           VTK_UNSIGNED_LONG_LONG, VTK_ID_TYPE, VTK_FLOAT, VTK_DOUBLE}) {
+        grid.GetCellData()->AddArray(ArrayOfType(type, grid.GetNumberOfCells(), 1));
+        grid.GetPointData()->AddArray(ArrayOfType(type, grid.GetNumberOfPoints(), 3));
+        grid.GetFieldData()->AddArray(ArrayOfType(type, 5, 2));
+    }
+    auto const special = ArrayOfType(VTK_DOUBLE, grid.GetNumberOfCells(), 1);
+    special->SetName("special");
+    special->SetComponent(0, 0, std::numeric_limits<double>::quiet_NaN());
+    special->SetComponent(1, 0, -std::numeric_limits<double>::infinity());
+    special->SetComponent(2, 0, std::numeric_limits<double>::denorm_min());
+    special->SetComponent(3, 0, -0.0);
+    grid.GetCellData()->SetScalars(special);
+    grid.GetPointData()->SetVectors(ArrayOfType(VTK_FLOAT, grid.GetNumberOfPoints(), 3));
+}
+
+} // namespace
+
+TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
+    for (char const* const name :
+         {"head_small_tet4.vtu", "head_small_tet10.vtu", "hex_matrix_fiber.vtu", "wedge_beam14.vtu"}) {
+        auto const source = Real(name);
+        AddForeignArrays(*source);
+        auto const mesh = MeshFromGrid(*source, {}, nullptr);
+        (*mesh->BeginSubVolume())->SetName(L"Sch\u00E4del \"<&>\" \u9AA8\t- 1 ");
+        auto const grid = GridFromMesh(*mesh, {}, source);
+        for (char const* const ending : {".vtu", ".vtk", ".VTK"}) {
+            SCOPED_TRACE(std::string(name) + " as " + ending);
+            auto const read = ReadGridFile(Write(*grid, ending), nullptr);
+            ExpectSameGrid(*read, *grid);
+            auto const again = MeshFromGrid(*read, {}, nullptr);
+            ExpectSameGrid(*GridFromMesh(*again, {}, read), *grid);
+            for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(mesh->NumberOfPoints()); ++i) {
+                MMeshPoint const& p = *mesh->GetRandomPoint(i);
+                MMeshPoint const& q = *again->GetRandomPoint(i);
+                ASSERT_TRUE(p.x == q.x && p.y == q.y && p.z == q.z) << "node " << i;
+            }
+        }
+    }
+}
+
+TEST_F(GridFile, HoldsValuesOfElementMasks) {
+    auto const mesh = MeshFromGrid(*Real("wedge_beam14.vtu"), {}, nullptr);
+    MDataMask<MMeshElement, double> quality(-1.0);
+    MDataMask<MMeshElement, MLong> material(7);
+    mesh->GetElementMasks()->RegisterMask(&quality);
+    mesh->GetElementMasks()->RegisterMask(&material);
+    MLong number = 0;
+    for (MMeshElement const& e : mesh->Elements()) {
+        quality.SetValue(e, std::sqrt(number));
+        material.SetValue(e, -number++);
+    }
+    auto const grid = GridFromMesh(*mesh, {}, nullptr);
+    AddCellArray(*grid, *mesh, material, "quality"); // is replaced
+    AddCellArray(*grid, *mesh, quality, "quality");
+    AddCellArray(*grid, *mesh, material, "material");
+    auto const read = ReadGridFile(Write(*grid, ".vtu"), nullptr);
+    for (MLong i = 0; i < number; ++i) {
+        EXPECT_EQ(read->GetCellData()->GetArray("quality")->GetComponent(i, 0), std::sqrt(i));
+        EXPECT_EQ(read->GetCellData()->GetArray("material")->GetComponent(i, 0), -i);
+    }
+    EXPECT_EQ(read->GetCellData()->GetArray("material")->GetDataType(), VTK_INT);
+    EXPECT_THROW(AddCellArray(*Real("hex_matrix_fiber.vtu"), *mesh, quality, "quality"), Error);
+}
+
+TEST_F(GridFile, WhatCannotBeWrittenLeavesNothing) {
+    auto const grid = Real("wedge_beam14.vtu");
+    EXPECT_THROW(Write(*grid, ".stl"), Error);
+    EXPECT_THROW(Write(*vtkSmartPointer<vtkUnstructuredGrid>::New(), ".vtu"), Error);
+    grid->GetCellData()->AddArray(ArrayOfType(VTK_ID_TYPE, grid->GetNumberOfCells(), 1));
+    grid->GetCellData()->GetArray("array of idtype/\xC3\xA4")->SetComponent(3, 0, 4e9);
+    EXPECT_THROW(Write(*grid, ".vtk"), Error);
+    EXPECT_EQ(FilesInFolder(), 0u);
+    EXPECT_NO_THROW(Write(*grid, ".vtu"));
+}
+
+// A limit on the size of files stops writing as a full disk does.
+TEST_F(GridFile, FullDisksAreNoticed) {
+    auto const grid = Real("wedge_beam14.vtu");
+    AddForeignArrays(*grid);
+    auto* const previous = ::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    ::getrlimit(RLIMIT_FSIZE, &unlimited);
+    for (char const* const ending : {".vtu", ".vtk"}) {
+        auto const size = static_cast<rlim_t>(fs::file_size(Write(*grid, ending)));
+        fs::remove(m_folder / (std::string("grid") + ending));
+        for (rlim_t room = 0; room < size; room += room + 200 < size ? 199 : 1) {
+            rlimit const limit{room, unlimited.rlim_max};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            std::string message;
+            try {
+                Write(*grid, ending);
+            } catch (Error const& error) {
+                message = error.what();
+            }
+            ::setrlimit(RLIMIT_FSIZE, &unlimited);
+            ASSERT_TRUE(message.ends_with("the disk is full") || message.ends_with("File too large"))
+                << ending << " " << room << ": " << message;
+        }
+    }
+    ::signal(SIGXFSZ, previous);
+    EXPECT_EQ(FilesInFolder(), 0u);
+}
