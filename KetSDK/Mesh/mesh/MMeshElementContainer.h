@@ -69,17 +69,25 @@ public:
     // of later elements, which may lie anywhere in memory, are fetched ahead of their use.
     template <typename Visit>
     void ForEachWithNodes(Visit&& visit) const {
-        constexpr std::size_t distance = 16;
-        std::size_t const size = m_elements.size();
-        auto ahead = m_elements.begin() + static_cast<std::ptrdiff_t>(std::min(distance, size));
-        std::uint64_t number = 0;
-        for (MMeshElement const& e : m_elements) {
-            if (ahead != m_elements.end()) {
+        ForEachWithNodes(0, GetNumElements(), visit);
+    }
+    // The same for elements first to last - 1.
+    template <typename Visit>
+    void ForEachWithNodes(std::uint64_t first, std::uint64_t last, Visit&& visit) const {
+        constexpr std::uint64_t distance = 16;
+        auto const iterator_at = [this](std::uint64_t i) {
+            return m_elements.begin() + static_cast<std::ptrdiff_t>(i);
+        };
+        auto const end = iterator_at(last);
+        auto ahead = iterator_at(std::min(first + distance, last));
+        auto element = iterator_at(first);
+        for (std::uint64_t number = first; number < last; ++number, ++element) {
+            if (ahead != end) {
                 for (unsigned int i = 0; i < ahead->GetNodeCount(); ++i)
                     __builtin_prefetch(ahead->GetNode(i));
                 ++ahead;
             }
-            visit(e, number++);
+            visit(*element, number);
         }
     }
 

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/geometry/QualityHistogram.h>
+#include <KetSDK/Mesh/materials/MDataMask.h>
+#include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Mesh/mesh/MMeshOperator.h>
+
+#include <cfloat>
+#include <memory>
+
+// Evaluates one quality measure on every element of a mesh, and gives the values as a mask of the
+// elements and as a histogram. QualityMetric.h says of each measure what it means, what range its
+// histogram has and which values are good.
+//
+// The measures are those of tetrahedra: of an element of another kind they see the first four nodes.
+// Metrics 12 to 14 see all ten nodes of a quadratic element.
+// One thread at a time uses operator and mesh. With SetParallel(true) the values are computed on several
+// threads; whatever comes out, and what is left after cancelling, is the same bit for bit.
+class KETSDK_MESH_API MMeshQualityAnalysisOperator : public MMeshOperator {
+public:
+    // The measure to evaluate. Any other number makes Operate() return false.
+    enum QualityType : int {
+        Spheres = 0,
+        InsphereEdge = 1,
+        MeanRatio = 2,
+        Volume = 3,
+        AspectRatio = 4,
+        AspectRatioTetgen = 5,
+        RadiusEdgeTetgen = 6,
+        EquiAngleSkew = 7,
+        EdgeMaxMin = 8,
+        EdgeMinMax = 9,
+        Jacobian = 10,
+        ScaledJacobian = 11,
+        JacobianDistortion = 12,
+        MinJacobianDeterminant = 13,
+        JacobianRatio = 14,
+        MaxEdgeLength = 15,
+        MinEdgeLength = 16,
+        MaxCosDihedralAngle = 17,
+        MinDihedralAngle = 18,
+        MaxDihedralAngle = 19,
+        MinFaceAngle = 20,
+        MaxFaceAngle = 21,
+        EquiDihedralAngleSkew = 22,
+        EquiSizeSkew = 23,
+        AbacusShapeFactor = 24,
+        AnsysElementQuality = 25,
+        FluentOrthogonalQuality = 26,
+        MinCornerAngle = 27,
+        MaxCornerAngle = 28,
+        VolumeInRange = 29,
+        VolumeInRange2 = 30,
+        MinFaceAngleRatio = 31,
+        MaxFaceAngleRatio = 32,
+    };
+    static constexpr int NumberOfMetrics = 33;
+
+    MMeshQualityAnalysisOperator() = default;
+    // Copies take over the settings and share the progress delegate; they have no results.
+    MMeshQualityAnalysisOperator(MMeshQualityAnalysisOperator const& other);
+    MMeshQualityAnalysisOperator& operator=(MMeshQualityAnalysisOperator const& other);
+    ~MMeshQualityAnalysisOperator() override;
+
+    // Spheres unless set.
+    void SetCurrentMetric(QualityType metric) noexcept { m_metric = metric; }
+    QualityType GetCurrentMetric() const noexcept { return m_metric; }
+    // Number of bins of the histogram while there is no positive bin width; 10 unless set. A negative
+    // number acts as 0.
+    void SetNbPartitions(int partitions) noexcept { m_partitions = partitions; }
+    // A positive width fixes the width of the bins in place of their number, and extends the range to a
+    // whole number of them; it gives no bins where the range is that of the values. 0 unless set.
+    void SetPartitionWidth(double width) noexcept { m_partition_width = width; }
+    // Caps the upper end of the histogram's range, except where that is the range of the values. DBL_MAX
+    // unless set.
+    void SetMaxBound(double bound) noexcept { m_max_bound = bound; }
+    // Where progress is reported and cancelling is asked for, after every 100 elements; may be null.
+    void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
+        m_progress = std::move(delegate);
+    }
+    // Whether the values are computed on several threads, as many as the task arena of the caller has;
+    // false unless set.
+    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
+    bool GetParallel() const noexcept { return m_parallel; }
+
+    // Evaluates the metric on all elements in their order. False without a mesh, for an unknown metric,
+    // for JacobianDistortion on a mesh that is not quadratic (the results are then empty), and when the
+    // user cancelled: the histogram then holds the values so far, in no bin, and the mask too.
+    // FluentOrthogonalQuality looks across faces when the mesh's neighbour information is enabled.
+    bool Operate() override;
+
+    // The results of the last run, null before the first. They belong to the operator, until its next
+    // run or its end. The mask is registered with the element masks of the mesh.
+    QualityHistogram<int, double>* GetQualityHistogram() const noexcept { return m_histogram.get(); }
+    MDataMask<MMeshElement, double>* GetQualityMask() const noexcept { return m_mask.get(); }
+
+    // Whether value a of the current metric is strictly better than b; false both ways for the metrics
+    // that have no sense of better.
+    bool IsBetterThan(double a, double b) const noexcept;
+
+private:
+    struct Evaluation;
+
+    void _DeleteMembers() noexcept;
+    void _CreateMembers(MMeshBase& mesh);
+    void _SetHistogramRange();
+    void _ComputeHistogram();
+
+    QualityType m_metric = Spheres;
+    std::unique_ptr<QualityHistogram<int, double>> m_histogram;
+    std::unique_ptr<MDataMask<MMeshElement, double>> m_mask;
+    int m_partitions = 10;
+    double m_partition_width = 0.0;
+    double m_max_bound = DBL_MAX;
+    std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
+    bool m_parallel = false;
+};

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
+
+#include <span>
+#include <string_view>
+
+namespace KetSDK::Mesh {
+
+// What is known of one quality metric. The table of all of them is what the analysis operator takes its
+// rules from, what programs list, and what the documentation is made from.
+struct QualityMetric {
+    // The range of the histogram. `largest` is the largest value; each upper end is capped by the
+    // operator's bound, but for that of Values.
+    enum class Range {
+        Unit,    // 0 to 1
+        Largest, // 0 to the largest value
+        Angle,   // 0 to 180
+        Values,  // smallest to largest value
+    };
+    // What the operator's IsBetterThan goes by.
+    enum class Sense { None, Higher, Lower };
+    // Which values to look at first when bad elements are searched for; known for every metric, also
+    // where IsBetterThan knows of no sense, and apart from it where that is no help: folded elements
+    // have a low Jacobian.
+    enum class Worst {
+        Lowest,
+        Highest,
+        NegativeThenHighest, // negative values mark a fault of their own
+    };
+
+    MMeshQualityAnalysisOperator::QualityType type;
+    std::string_view name;       // that of the enumerator
+    std::string_view definition; // in words and symbols
+    std::string_view unit;       // "mm", "mm2", "mm3", "deg"; empty for a pure number
+    std::string_view values;     // what values correctly oriented elements can have, as an interval
+    Range range;
+    Sense sense;
+    Worst worst;
+    bool quadratic; // sees the mid-edge nodes; all others see the corners alone
+    // The best value, that of the regular tetrahedron with edges of 1 where size matters; and the values
+    // on three faulty elements made from it: the mirrored one (two corners exchanged), the flat one (the
+    // corners of a square with sides of 1), and one with a coordinate that is not a number. Straight
+    // edges where the metric is for quadratic elements. The size of a value says nothing of the fault
+    // where the faulty element scores as a good one does.
+    double best;
+    double inverted;
+    double flat;
+    double nonfinite;
+    std::string_view source; // in the literature
+};
+
+// All metrics, each in the place of its number.
+KETSDK_MESH_API std::span<QualityMetric const> QualityMetrics() noexcept;
+// The metric with that number or name; null when there is none.
+KETSDK_MESH_API QualityMetric const* FindQualityMetric(int type) noexcept;
+KETSDK_MESH_API QualityMetric const* FindQualityMetric(std::string_view name) noexcept;
+
+} // namespace KetSDK::Mesh
