@@ -154,3 +154,4 @@ void MDataMaskContainer<T>::_SetDefault(std::uint64_t index) {
 
 template class MDataMaskContainer<MMeshElement>;
 template class MDataMaskContainer<MMeshPoint>;
+template class MDataMaskContainer<MStlTriangle>;

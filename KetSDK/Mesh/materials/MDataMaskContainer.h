@@ -4,13 +4,14 @@
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Triangles/Data/MStlTriangle.h>
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
-// Hands out and takes back the mask indices of objects of type T (MMeshElement or MMeshPoint) and
+// Hands out and takes back the mask indices of objects of type T (MMeshElement, MMeshPoint, MStlTriangle) and
 // keeps every registered mask sized to them. Indices come in batches of 128, ascending; an index given
 // back is the first to be reused, with default values in all masks. The generic container owns no mask.
 // Not synchronised: indices and masks are registered from one thread at a time.
@@ -89,3 +90,4 @@ private:
 
 extern template class MDataMaskContainer<MMeshElement>;
 extern template class MDataMaskContainer<MMeshPoint>;
+extern template class MDataMaskContainer<MStlTriangle>;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Common/Shared/MDataMaskIndex.h>
+#include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Math/MathCore/MMVector.h>
 #include <KetSDK/Math/MathCore/MTriangle.h>
 #include <KetSDK/Triangles/Data/MStlColor.h>
@@ -13,7 +14,7 @@ class MStlSurface;
 
 // A triangle of a surface: three points of its container in winding order, a normal and a colour. It
 // stays at its address for as long as its container keeps it. Concurrent reads are safe.
-class MStlTriangle : public MDataMaskIndex {
+class KETSDK_API MStlTriangle : public MDataMaskIndex {
 public:
     // Without normal and colour. Triangles are made by their container, which enters them in the
     // lists of surface and points.
