@@ -1,8 +1,6 @@
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 
-#include <KetSDK/Mesh/geometry/SafeLength.h>
 #include <KetSDK/Mesh/geometry/VectorPair.h>
-#include <KetSDK/Mesh/geometry/VerdictAdapter.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
 
 #include <algorithm>
@@ -15,47 +13,95 @@ using namespace KetSDK::Mesh::Detail;
 namespace {
 
 using _Descriptor = MMeshElementDescriptor;
-using _Vector = MMVector<double, 3>;
-using _TenNodes = std::array<_Vector, 10>;
 
 constexpr unsigned int first_mid_node = 4;
-// The ratio of an element that folds.
-constexpr double folded = -100.0;
 
+// The nodes where an object stores them.
 template <typename T>
-MMVector<T, 3> _NodeOf(MMeshElement const& element, unsigned int i, bool rawCoordinates) noexcept {
-    if (i >= element.GetNodeCount())
-        return {};
-    MMeshPoint const& node = *element.GetNode(i);
-    double const units = rawCoordinates ? 1.0 : KetSDK::Common::MInternalUnits::Get();
-    return {static_cast<T>(node.x / units), static_cast<T>(node.y / units), static_cast<T>(node.z / units)};
-}
+struct _StoredNodes {
+    MMVector<T, 3> const* corners;
+    MMVector<T, 3> const* mids;
 
-double _Length(_Vector const& v) noexcept {
-    return SafeLength(v[0], v[1], v[2]);
-}
-
-// Where a mid node lies relative to its edge.
-struct _Edge {
-    double deviation; // of the mid node from the middle
-    double length;    // of the straight edge
+    MMVector<T, 3> const& operator[](unsigned int i) const noexcept {
+        return i < first_mid_node ? corners[i] : mids[i - first_mid_node];
+    }
 };
 
-_Vector _Middle(_TenNodes const& nodes, unsigned int edge) noexcept {
-    unsigned char const* ends = _Descriptor::descr_tet4_tet10_point[edge];
-    return (nodes[ends[0]] + nodes[ends[1]]) / 2.0;
+// Nodes a and b side by side. One coordinate at a time, as they were stored: a wider read would wait for
+// the stores.
+template <typename Nodes>
+[[gnu::always_inline]] inline VectorPair _Pair(Nodes const& x, unsigned int a, unsigned int b) noexcept {
+    auto const &p = x[a], &q = x[b];
+    return {DoublePair{static_cast<double>(p[0]), static_cast<double>(q[0])},
+            DoublePair{static_cast<double>(p[1]), static_cast<double>(q[1])},
+            DoublePair{static_cast<double>(p[2]), static_cast<double>(q[2])}};
 }
 
-_Edge _EdgeOf(_TenNodes const& nodes, unsigned int edge) noexcept {
-    unsigned char const* ends = _Descriptor::descr_tet4_tet10_point[edge];
-    return {_Length(nodes[first_mid_node + edge] - _Middle(nodes, edge)),
-            _Length(nodes[ends[0]] - nodes[ends[1]])};
+// det[a, b, c], multiplied out as for QualityJacobian, so that straight-sided elements have the same value
+// by both.
+[[gnu::always_inline]] inline DoublePair _Determinant(VectorPair const& a, VectorPair const& b,
+                                                      VectorPair const& c) noexcept {
+    return Dot(c, Cross(a, b));
 }
 
-// A position as a vertex: rounded to the nearest where coordinates are integers, and cut off at the
-// limits of their type.
+// ---------------------------------------------------------------- mid nodes
+
+// How far the mid node of each edge lies from the middle of its edge, and the length of the edge; edges
+// 0 and 1, 2 and 3, 4 and 5 side by side.
+struct _EdgeMeasures {
+    DoublePair deviations[3];
+    DoublePair lengths[3];
+
+    template <typename Nodes>
+    [[gnu::always_inline]] explicit _EdgeMeasures(Nodes const& x) noexcept {
+        constexpr auto& ends = _Descriptor::descr_tet4_tet10_point;
+        for (unsigned int i = 0; i < 3; ++i) {
+            VectorPair const a = _Pair(x, ends[2 * i][0], ends[2 * i + 1][0]);
+            VectorPair const b = _Pair(x, ends[2 * i][1], ends[2 * i + 1][1]);
+            VectorPair const mid = _Pair(x, first_mid_node + 2 * i, first_mid_node + 2 * i + 1);
+            deviations[i] = Length(mid - (a + b) * 0.5);
+            lengths[i] = Length(a - b);
+        }
+    }
+};
+
+bool _InBothLanesLess(DoublePair v, double limit) noexcept {
+    return v[0] < limit && v[1] < limit;
+}
+
+bool _MidVerticesPass(_EdgeMeasures const& edges, double percent) noexcept {
+    for (unsigned int i = 0; i < 3; ++i)
+        if (!_InBothLanesLess(100.0 * edges.deviations[i] / edges.lengths[i], percent))
+            return false;
+    return true;
+}
+
+bool _MidFacesPass(_EdgeMeasures const& edges, double percent) noexcept {
+    for (auto const& mids : _Descriptor::descr_tet10_midpoints) {
+        double largest = 0.0;
+        double sum = 0.0;
+        for (unsigned int const mid : mids) {
+            unsigned int const edge = mid - first_mid_node;
+            largest = std::max(largest, edges.deviations[edge / 2][edge % 2]);
+            sum += edges.lengths[edge / 2][edge % 2];
+        }
+        if (!(100.0 * largest / (sum / 3.0) < percent))
+            return false;
+    }
+    return true;
+}
+
+double _LargestDeviation(_EdgeMeasures const& edges, bool absolute) noexcept {
+    DoublePair largest = {0.0, 0.0};
+    for (unsigned int i = 0; i < 3; ++i)
+        largest = Max(largest, absolute ? edges.deviations[i] : edges.deviations[i] / edges.lengths[i]);
+    return MaxLane(largest);
+}
+
+// A position as a vertex: rounded to the nearest where coordinates are integers, and cut off at the limits
+// of their type.
 template <typename T>
-MMVector<T, 3> _Rounded(_Vector const& position) noexcept {
+MMVector<T, 3> _Rounded(MMVector<double, 3> const& position) noexcept {
     if constexpr (std::is_integral_v<T>) {
         auto const rounded = [](double value) {
             constexpr double lowest = std::numeric_limits<T>::lowest();
@@ -68,6 +114,32 @@ MMVector<T, 3> _Rounded(_Vector const& position) noexcept {
     }
 }
 
+// ---------------------------------------------------------------- volume
+
+// The sum of the volumes of the linear tetrahedra that a ten-node one is split into.
+template <typename T, typename Nodes>
+[[gnu::always_inline]] inline double _SumOfVolumes(Nodes const& x) noexcept {
+    constexpr auto& split = _Descriptor::descr_tet10_to_tet4;
+    double sum = 0.0;
+    for (unsigned int i = 0; i < _Descriptor::nb_tet10_to_tet4; i += 2) {
+        unsigned char const *a = split[i], *b = split[i + 1];
+        if constexpr (std::is_integral_v<T>) { // integer differences have a rule of their own
+            sum += TetrahedronBase<T>(x[a[0]], x[a[1]], x[a[2]], x[a[3]]).Volume();
+            sum += TetrahedronBase<T>(x[b[0]], x[b[1]], x[b[2]], x[b[3]]).Volume();
+        } else {
+            VectorPair const origin = _Pair(x, a[0], b[0]);
+            VectorPair const d1 = _Pair(x, a[1], b[1]) - origin;
+            VectorPair const d2 = _Pair(x, a[2], b[2]) - origin;
+            VectorPair const d3 = _Pair(x, a[3], b[3]) - origin;
+            DoublePair const volumes = Dot(d1, Cross(d2, d3)) / 6.0;
+            sum = sum + volumes[0] + volumes[1];
+        }
+    }
+    return sum;
+}
+
+// ---------------------------------------------------------------- Jacobian
+
 // The points at which Jacobians are looked at, as barycentric coordinates: corners, middles of the edges
 // (0,1), (0,2), (0,3), (1,2), (1,3), (2,3), centroid.
 constexpr double sample_points[11][4] = {{1.0, 0.0, 0.0, 0.0}, {0.0, 1.0, 0.0, 0.0},    {0.0, 0.0, 1.0, 0.0},
@@ -75,19 +147,140 @@ constexpr double sample_points[11][4] = {{1.0, 0.0, 0.0, 0.0}, {0.0, 1.0, 0.0, 0
                                          {0.5, 0.0, 0.0, 0.5}, {0.0, 0.5, 0.5, 0.0},    {0.0, 0.5, 0.0, 0.5},
                                          {0.0, 0.0, 0.5, 0.5}, {0.25, 0.25, 0.25, 0.25}};
 
+// The columns g1 - g0, g2 - g0, g3 - g0 of a Jacobian at two points side by side.
+struct _Columns {
+    VectorPair c[3];
+
+    [[gnu::always_inline]] DoublePair Determinant() const noexcept { return _Determinant(c[0], c[1], c[2]); }
+
+    [[gnu::always_inline]] friend _Columns operator+(_Columns const& a, _Columns const& b) noexcept {
+        return {{a.c[0] + b.c[0], a.c[1] + b.c[1], a.c[2] + b.c[2]}};
+    }
+    [[gnu::always_inline]] friend _Columns operator*(_Columns const& a, double f) noexcept {
+        return {{a.c[0] * f, a.c[1] * f, a.c[2] * f}};
+    }
+    [[gnu::always_inline]] friend _Columns Swapped(_Columns const& a) noexcept {
+        return {{Swapped(a.c[0]), Swapped(a.c[1]), Swapped(a.c[2])}};
+    }
+    // The first ones of a and b, plus the second ones.
+    [[gnu::always_inline]] friend _Columns PairSums(_Columns const& a, _Columns const& b) noexcept {
+        _Columns sums;
+        for (unsigned int k = 0; k < 3; ++k)
+            sums.c[k] = Firsts(a.c[k], b.c[k]) + Seconds(a.c[k], b.c[k]);
+        return sums;
+    }
+};
+
+// The Jacobian at the corners. It is affine in the barycentric coordinates, so the one at any other point
+// is a mean of these four. Halving is exact: where nothing overflows, determinants of sums, scaled
+// afterwards, have the bits of determinants of means.
+class _CornerJacobians {
+public:
+    template <typename Nodes>
+    [[gnu::always_inline]] explicit _CornerJacobians(Nodes const& x) noexcept
+        : m_01(_AtCorners(x, 0, 1))
+        , m_23(_AtCorners(x, 2, 3)) {}
+
+    // At the sample points, in their order.
+    [[gnu::always_inline]] std::array<double, 11> Determinants() const noexcept {
+        _Columns const e01_e23 = PairSums(m_01, m_23);
+        DoublePair const at_01 = m_01.Determinant();
+        DoublePair const at_23 = m_23.Determinant();
+        DoublePair const on_01_23 = e01_e23.Determinant() * 0.125;
+        DoublePair const on_02_13 = (m_01 + m_23).Determinant() * 0.125;
+        DoublePair const on_03_12 = (m_01 + Swapped(m_23)).Determinant() * 0.125;
+        DoublePair const centre = (e01_e23 + Swapped(e01_e23)).Determinant() * 0.015625;
+        return {at_01[0],    at_01[1],    at_23[0],    at_23[1],    on_01_23[0], on_02_13[0],
+                on_03_12[0], on_03_12[1], on_02_13[1], on_01_23[1], centre[0]};
+    }
+
+    // The smallest determinant at nodes and integration points over the mean at the integration points
+    // (four-point rule of degree 2, with the eight digits and the start value that Verdict has).
+    [[gnu::always_inline]] double Distortion() const noexcept {
+        constexpr double far = 0.5854102, near = 0.1381966;
+        constexpr double largest = 1e30;
+        _Columns const e01_e23 = PairSums(m_01, m_23);
+        _Columns const inner = (e01_e23 + Swapped(e01_e23)) * near;
+        DoublePair const inner_01 = (inner + m_01 * (far - near)).Determinant();
+        DoublePair const inner_23 = (inner + m_23 * (far - near)).Determinant();
+        DoublePair smallest = {largest, largest};
+        for (DoublePair const determinants :
+             {inner_01, inner_23, m_01.Determinant(), m_23.Determinant(), e01_e23.Determinant() * 0.125,
+              (m_01 + m_23).Determinant() * 0.125, (m_01 + Swapped(m_23)).Determinant() * 0.125})
+            smallest = Min(smallest, determinants);
+        double const mean = 0.25 * inner_01[0] + 0.25 * inner_01[1] + 0.25 * inner_23[0] + 0.25 * inner_23[1];
+        return MinLane(smallest) / mean;
+    }
+
+private:
+    // The node on the edge of two corners, or the corner itself.
+    static constexpr unsigned char between[4][4] = {{0, 4, 6, 7}, {4, 1, 5, 8}, {6, 5, 2, 9}, {7, 8, 9, 3}};
+
+    // The derivative by barycentric coordinate k at corners a and b.
+    template <typename Nodes>
+    [[gnu::always_inline]] static VectorPair _Derivative(Nodes const& x, unsigned int k, unsigned int a,
+                                                         unsigned int b) noexcept {
+        return _Pair(x, between[k][a], between[k][b]) * 4.0 - _Pair(x, k, k);
+    }
+    template <typename Nodes>
+    [[gnu::always_inline]] static _Columns _AtCorners(Nodes const& x, unsigned int a,
+                                                      unsigned int b) noexcept {
+        VectorPair const g0 = _Derivative(x, 0, a, b);
+        return {{_Derivative(x, 1, a, b) - g0, _Derivative(x, 2, a, b) - g0, _Derivative(x, 3, a, b) - g0}};
+    }
+
+    _Columns m_01, m_23; // at the corners 0 and 1, 2 and 3
+};
+
+// Six times the volume of the corners.
+template <typename Nodes>
+[[gnu::always_inline]] inline double _CornerDeterminant(Nodes const& x) noexcept {
+    VectorPair const origin = _Pair(x, 0, 0);
+    VectorPair const d1_d2 = _Pair(x, 1, 2) - origin;
+    return _Determinant(d1_d2, Swapped(d1_d2), _Pair(x, 3, 3) - origin)[0];
+}
+
+double _Smallest(std::array<double, 11> const& values) noexcept {
+    double smallest = values[0];
+    for (double const value : values)
+        smallest = value < smallest ? value : smallest;
+    return smallest;
+}
+double _Largest(std::array<double, 11> const& values) noexcept {
+    double largest = values[0];
+    for (double const value : values)
+        largest = largest < value ? value : largest;
+    return largest;
+}
+
+// A fixed value stands for an element that folds, or whose curved shape is inverted against its corners.
+double _Ratio(std::array<double, 11> const& determinants, double ofCorners) noexcept {
+    constexpr double folded = -100.0;
+    double const largest = _Largest(determinants);
+    double const ratio = largest / _Smallest(determinants);
+    return ratio < 0.0 || ofCorners * largest < 0.0 ? folded : ratio;
+}
+
 } // namespace
 
 // ---------------------------------------------------------------- nodes
 
 template <typename T>
-Tetrahedron10Base<T>::Tetrahedron10Base(MMeshElement const* element, bool rawCoordinates)
-    : TetrahedronBase<T>(_NodeOf<T>(*element, 0, rawCoordinates), _NodeOf<T>(*element, 1, rawCoordinates),
-                         _NodeOf<T>(*element, 2, rawCoordinates), _NodeOf<T>(*element, 3, rawCoordinates))
-    , m_true_quadratic(element->GetNodeCount() >= m_nb_vertices) {
-    if (m_true_quadratic)
-        for (unsigned int m = 0; m < 6; ++m)
-            m_mid_points[m] = _NodeOf<T>(*element, first_mid_node + m, rawCoordinates);
+std::array<MMVector<T, 3>, 6> Tetrahedron10Base<T>::_MidNodesOf(MMeshElement const& element,
+                                                                bool rawCoordinates) noexcept {
+    if (element.GetNodeCount() < m_nb_vertices)
+        return {};
+    auto const mid = [&](unsigned int m) {
+        return Tetrahedron10Base::_NodeOf(element, first_mid_node + m, rawCoordinates);
+    };
+    return {mid(0), mid(1), mid(2), mid(3), mid(4), mid(5)};
 }
+
+template <typename T>
+Tetrahedron10Base<T>::Tetrahedron10Base(MMeshElement const* element, bool rawCoordinates)
+    : TetrahedronBase<T>(element, rawCoordinates)
+    , m_true_quadratic(element->GetNodeCount() >= m_nb_vertices)
+    , m_mid_points(_MidNodesOf(*element, rawCoordinates)) {}
 
 // True for an object of exactly this class, no slot of which is overridden: see TetrahedronBase.
 template <typename T>
@@ -95,19 +288,26 @@ bool Tetrahedron10Base<T>::_IsPlain() const noexcept {
     return &typeid(*this) == &typeid(Tetrahedron10Base<T>);
 }
 
-// All nodes in double.
 template <typename T>
-std::array<MMVector<double, 3>, 10> Tetrahedron10Base<T>::_Nodes() const {
-    std::array<_Vector, 10> nodes;
-    bool const plain = _IsPlain();
+typename Tetrahedron10Base<T>::_Nodes Tetrahedron10Base<T>::_NodesOfSlots() const {
+    _Nodes nodes;
     for (unsigned int i = 0; i < m_nb_vertices; ++i)
-        nodes[i] = _Vector(plain ? Tetrahedron10Base::GetVertex(i) : GetNode(i));
+        nodes[i] = GetNode(i);
     return nodes;
+}
+
+// measure(nodes), with the nodes read where they are stored in an object of exactly this class.
+template <typename T>
+template <typename Measure>
+[[gnu::always_inline]] inline auto Tetrahedron10Base<T>::_OnNodes(Measure const& measure) const {
+    if (_IsPlain())
+        return measure(_StoredNodes<T>{this->_Points().data(), m_mid_points.data()});
+    return measure(_NodesOfSlots());
 }
 
 template <typename T>
 MMVector<T, 3> const& Tetrahedron10Base<T>::GetVertex(unsigned int i) const {
-    return i < first_mid_node ? TetrahedronBase<T>::GetVertex(i) : m_mid_points[i - first_mid_node];
+    return i < first_mid_node ? this->_Points()[i] : m_mid_points[i - first_mid_node];
 }
 
 template <typename T>
@@ -152,10 +352,7 @@ template <typename T>
 double Tetrahedron10Base<T>::Volume() const {
     if (!IsTrueQuadratic())
         return TetrahedronBase<T>::Volume();
-    double volume = 0.0;
-    for (auto const& t : _Descriptor::descr_tet10_to_tet4)
-        volume += TetrahedronBase<T>(GetNode(t[0]), GetNode(t[1]), GetNode(t[2]), GetNode(t[3])).Volume();
-    return volume;
+    return _OnNodes([](auto const& nodes) { return _SumOfVolumes<T>(nodes); });
 }
 
 template <typename T>
@@ -179,58 +376,30 @@ template <typename T>
 void Tetrahedron10Base<T>::ShrinkMidEdges(double factor) {
     if (!IsTrueQuadratic() || factor == 1.0)
         return;
-    _TenNodes const nodes = _Nodes();
     for (unsigned int m = 0; m < 6; ++m) {
-        _Vector const middle = _Middle(nodes, m);
-        SetMidVertex(m, _Rounded<T>(middle + factor * (nodes[first_mid_node + m] - middle)));
+        unsigned char const* ends = _Descriptor::descr_tet4_tet10_point[m];
+        _Vector const middle = (_Vector(GetNode(ends[0])) + _Vector(GetNode(ends[1]))) / 2.0;
+        SetMidVertex(m, _Rounded<T>(middle + factor * (_Vector(GetMidVertex(m)) - middle)));
     }
 }
 
 template <typename T>
 bool Tetrahedron10Base<T>::CheckMidVertices(double percent) {
-    if (!IsTrueQuadratic())
-        return true;
-    _TenNodes const nodes = _Nodes();
-    for (unsigned int m = 0; m < 6; ++m) {
-        _Edge const edge = _EdgeOf(nodes, m);
-        if (!(100.0 * edge.deviation / edge.length < percent))
-            return false;
-    }
-    return true;
+    return !IsTrueQuadratic() ||
+           _OnNodes([=](auto const& nodes) { return _MidVerticesPass(_EdgeMeasures(nodes), percent); });
 }
 
 template <typename T>
 bool Tetrahedron10Base<T>::CheckMidFaces(double percent) {
-    if (!IsTrueQuadratic())
-        return true;
-    _TenNodes const nodes = _Nodes();
-    _Edge edges[6];
-    for (unsigned int m = 0; m < 6; ++m)
-        edges[m] = _EdgeOf(nodes, m);
-    for (auto const& face : _Descriptor::descr_tet10_midpoints) {
-        _Edge const& a = edges[face[0] - first_mid_node];
-        _Edge const& b = edges[face[1] - first_mid_node];
-        _Edge const& c = edges[face[2] - first_mid_node];
-        double const deviation = std::max({a.deviation, b.deviation, c.deviation});
-        double const size = (a.length + b.length + c.length) / 3.0;
-        if (!(100.0 * deviation / size < percent))
-            return false;
-    }
-    return true;
+    return !IsTrueQuadratic() ||
+           _OnNodes([=](auto const& nodes) { return _MidFacesPass(_EdgeMeasures(nodes), percent); });
 }
 
 template <typename T>
 double Tetrahedron10Base<T>::MaxMidVertexDeviation(bool absolute) {
-    double largest = 0.0;
     if (!IsTrueQuadratic())
-        return largest;
-    _TenNodes const nodes = _Nodes();
-    for (unsigned int m = 0; m < 6; ++m) {
-        _Edge const edge = _EdgeOf(nodes, m);
-        double const deviation = absolute ? edge.deviation : edge.deviation / edge.length;
-        largest = largest < deviation ? deviation : largest;
-    }
-    return largest;
+        return 0.0;
+    return _OnNodes([=](auto const& nodes) { return _LargestDeviation(_EdgeMeasures(nodes), absolute); });
 }
 
 // ---------------------------------------------------------------- Jacobian
@@ -238,22 +407,26 @@ double Tetrahedron10Base<T>::MaxMidVertexDeviation(bool absolute) {
 template <typename T>
 void Tetrahedron10Base<T>::_ComputeJacobian(double l0, double l1, double l2, double l3, _Vector& g0,
                                             _Vector& g1, _Vector& g2, _Vector& g3) {
-    auto const x = [this](unsigned int i) { return _Vector(GetNode(i)); };
-    g0 = (4.0 * l0 - 1.0) * x(0) + 4.0 * l1 * x(4) + 4.0 * l2 * x(6) + 4.0 * l3 * x(7);
-    g1 = (4.0 * l1 - 1.0) * x(1) + 4.0 * l0 * x(4) + 4.0 * l2 * x(5) + 4.0 * l3 * x(8);
-    g2 = (4.0 * l2 - 1.0) * x(2) + 4.0 * l0 * x(6) + 4.0 * l1 * x(5) + 4.0 * l3 * x(9);
-    g3 = (4.0 * l3 - 1.0) * x(3) + 4.0 * l0 * x(7) + 4.0 * l1 * x(8) + 4.0 * l2 * x(9);
+    MMVector<T, 3> const* nodes[m_nb_vertices];
+    for (unsigned int i = 0; i < m_nb_vertices; ++i)
+        nodes[i] = &GetNode(i);
+    for (std::size_t c = 0; c < 3; ++c) {
+        auto const x = [&](unsigned int i) { return static_cast<double>((*nodes[i])[c]); };
+        g0[c] = (4.0 * l0 - 1.0) * x(0) + 4.0 * l1 * x(4) + 4.0 * l2 * x(6) + 4.0 * l3 * x(7);
+        g1[c] = (4.0 * l1 - 1.0) * x(1) + 4.0 * l0 * x(4) + 4.0 * l2 * x(5) + 4.0 * l3 * x(8);
+        g2[c] = (4.0 * l2 - 1.0) * x(2) + 4.0 * l0 * x(6) + 4.0 * l1 * x(5) + 4.0 * l3 * x(9);
+        g3[c] = (4.0 * l3 - 1.0) * x(3) + 4.0 * l0 * x(7) + 4.0 * l1 * x(8) + 4.0 * l2 * x(9);
+    }
 }
 
-// Multiplied out as QualityJacobian is, so that straight-sided elements have the same value by both.
 template <typename T>
 double Tetrahedron10Base<T>::_ComputeDeterminant(_Vector& g0, _Vector& g1, _Vector& g2, _Vector& g3) {
     return (g3 - g0).Dot((g1 - g0).Cross(g2 - g0));
 }
 
-// The determinants at the sample points, in their order.
+// The determinants at the sample points, in their order, as a subclass computes them.
 template <typename T>
-std::array<double, 11> Tetrahedron10Base<T>::_Determinants() {
+std::array<double, 11> Tetrahedron10Base<T>::_DeterminantsOfSlots() {
     std::array<double, 11> determinants;
     for (std::size_t i = 0; i < determinants.size(); ++i) {
         double const(&l)[4] = sample_points[i];
@@ -268,26 +441,31 @@ template <typename T>
 double Tetrahedron10Base<T>::JacobianRatio() {
     if (!IsTrueQuadratic())
         return 1.0;
-    std::array<double, 11> const determinants = _Determinants();
-    double const largest = *std::max_element(determinants.begin(), determinants.end());
-    double const smallest = *std::min_element(determinants.begin(), determinants.end());
-    double const ratio = largest / smallest;
-    return ratio < 0.0 || this->QualityJacobian() * largest < 0.0 ? folded : ratio;
+    if (!_IsPlain())
+        return _Ratio(_DeterminantsOfSlots(), this->QualityJacobian());
+    _StoredNodes<T> const nodes{this->_Points().data(), m_mid_points.data()};
+    return _Ratio(_CornerJacobians(nodes).Determinants(), _CornerDeterminant(nodes));
 }
 
 template <typename T>
 double Tetrahedron10Base<T>::MinJacobianDeterminant() {
     if (!IsTrueQuadratic())
         return this->QualityJacobian();
-    std::array<double, 11> const determinants = _Determinants();
-    return *std::min_element(determinants.begin(), determinants.end());
+    if (!_IsPlain())
+        return _Smallest(_DeterminantsOfSlots());
+    _StoredNodes<T> const nodes{this->_Points().data(), m_mid_points.data()};
+    return _Smallest(_CornerJacobians(nodes).Determinants());
 }
 
+// Computed here and not by Verdict, whose function shares tables with its other distortion functions and
+// so must not run while another thread is in one of them: see VerdictAdapter.h.
 template <typename T>
 double Tetrahedron10Base<T>::QualityJacobianDistortion() {
+    if (_IsPlain())
+        return _CornerJacobians(_StoredNodes<T>{this->_Points().data(), m_mid_points.data()}).Distortion();
     double rows[m_nb_vertices][3];
     this->_ConvertToVerdictPoints(rows, static_cast<int>(m_nb_vertices));
-    return VerdictTetDistortion(static_cast<int>(m_nb_vertices), rows);
+    return _CornerJacobians(rows).Distortion();
 }
 
 template class Tetrahedron10Base<MLong>;

@@ -23,7 +23,7 @@ public:
     // Linear, all nodes at the origin.
     Tetrahedron10Base() = default;
     // The nodes of an element, in model units or as they are in the mesh. With fewer than ten nodes the
-    // mid nodes stay at the origin, and so does a corner without a node.
+    // mid nodes are at the origin, and so is a corner without a node.
     Tetrahedron10Base(MMeshElement const* element, bool rawCoordinates);
     Tetrahedron10Base(Tetrahedron10Base const&) = default;
     Tetrahedron10Base& operator=(Tetrahedron10Base const&) = default;
@@ -59,8 +59,8 @@ public:
     // True when on every face the largest deviation of a mid node is less than `percent` of the mean
     // length of the face's three straight edges; for a linear element always.
     virtual bool CheckMidFaces(double percent);
-    // Verdict's distortion of the ten nodes: the smallest Jacobian relative to the mean one, 1 for a
-    // straight-sided element.
+    // The smallest Jacobian determinant at the nodes and at four inner points, over the mean of those
+    // four: 1 for a straight-sided element. It is what Verdict calls the distortion of ten nodes.
     virtual double QualityJacobianDistortion();
     // The largest distance of a mid node from the middle of its edge, as it is or relative to the edge's
     // length; 0 for a linear element.
@@ -86,13 +86,18 @@ protected:
 
 private:
     using _Vector = MMVector<double, 3>;
+    using _Nodes = std::array<MMVector<T, 3>, 10>;
 
+    static std::array<MMVector<T, 3>, 6> _MidNodesOf(MMeshElement const& element,
+                                                     bool rawCoordinates) noexcept;
     bool _IsPlain() const noexcept;
-    std::array<_Vector, 10> _Nodes() const;
-    std::array<double, 11> _Determinants();
+    _Nodes _NodesOfSlots() const;
+    template <typename Measure>
+    auto _OnNodes(Measure const& measure) const;
+    std::array<double, 11> _DeterminantsOfSlots();
 
-    std::array<MMVector<T, 3>, 6> m_mid_points{};
     bool m_true_quadratic = false;
+    std::array<MMVector<T, 3>, 6> m_mid_points{};
 };
 
 extern template class Tetrahedron10Base<MLong>;

@@ -304,8 +304,12 @@ TetrahedronBase<T>& TetrahedronBase<T>::_Slots() const noexcept {
 
 template <typename T>
 TetrahedronBase<T>::TetrahedronBase(MMeshElement const* element)
-    : m_points{_CornerOf(*element, 0), _CornerOf(*element, 1), _CornerOf(*element, 2),
-               _CornerOf(*element, 3)} {}
+    : TetrahedronBase(element, false) {}
+
+template <typename T>
+TetrahedronBase<T>::TetrahedronBase(MMeshElement const* element, bool rawCoordinates)
+    : m_points{_NodeOf(*element, 0, rawCoordinates), _NodeOf(*element, 1, rawCoordinates),
+               _NodeOf(*element, 2, rawCoordinates), _NodeOf(*element, 3, rawCoordinates)} {}
 
 // The corners in double: the points themselves where they are double already.
 template <typename T>

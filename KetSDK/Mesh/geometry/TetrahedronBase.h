@@ -149,14 +149,23 @@ protected:
     // the element descriptor.
     virtual std::vector<double> _compute_sq_lengths();
 
+    // The first four nodes of an element, in model units or as they are in the mesh.
+    TetrahedronBase(MMeshElement const* element, bool rawCoordinates);
+    // Node i of an element as a vertex, likewise; at the origin where the element has no such node.
+    static MMVector<T, 3> _NodeOf(MMeshElement const& element, unsigned int i, bool rawCoordinates) noexcept {
+        if (i >= element.GetNodeCount())
+            return {};
+        MMeshPoint const& node = *element.GetNode(i);
+        return rawCoordinates ? MMVector<T, 3>(MMVector<MLong, 3>(node.x, node.y, node.z))
+                              : TetrahedronBase::_NodePosition(node);
+    }
+    // The corners as they are stored here.
+    std::array<MMVector<T, 3>, 4> const& _Points() const noexcept { return m_points; }
+
 private:
     using _Vector = MMVector<double, 3>;
     struct _Faces;
 
-    static MMVector<T, 3> _CornerOf(MMeshElement const& element, unsigned int i) noexcept {
-        return i < element.GetNodeCount() ? TetrahedronBase::_NodePosition(*element.GetNode(i))
-                                          : MMVector<T, 3>();
-    }
     bool _IsPlain() const noexcept;
     TetrahedronBase& _Slots() const noexcept;
     _Vector _Corner(unsigned int i) const noexcept { return _Vector(m_points[i]); }

@@ -28,6 +28,10 @@ namespace KetSDK::Mesh::Detail {
 // The functions only read the rows.
 
 // Smallest ratio of the element's Jacobian to its mean, 1 for a straight-sided tetrahedron.
+// Not for use from several threads: Verdict's distortion functions of all shapes keep their integration
+// points and shape functions in static tables that every call (with ten nodes here, any number of nodes
+// for other shapes) fills anew. Beside a distortion of another shape in another thread, VTK's filters
+// included, it gives wrong values or crashes, and no lock of ours would keep the others out.
 inline double VerdictTetDistortion(int n, double (*nodes)[3]) {
     return KETSDK_VERDICT_FUNCTION(tet_distortion)(n, nodes);
 }
