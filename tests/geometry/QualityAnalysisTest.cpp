@@ -2,14 +2,13 @@
 // nothing.
 #include "../TestMeshes.h"
 #include "../TestProgress.h"
+#include "QualityRun.h"
 
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 
 #include <gtest/gtest.h>
-
-#include <tbb/global_control.h>
 
 #include <algorithm>
 #include <cmath>
@@ -76,10 +75,6 @@ double Evaluate(int metric, Tetrahedron10 q) {
     return Evaluators[metric](t, q);
 }
 
-bool SameBits(double a, double b) {
-    return std::memcmp(&a, &b, sizeof a) == 0 || (std::isnan(a) && std::isnan(b));
-}
-
 // A mesh of ten-node elements with nodes of their own, some curved, some folded or inverted.
 void FillWithCurvedElements(MMeshBase& mesh, int n) {
     MMeshBase straight;
@@ -102,45 +97,6 @@ void FillWithCurvedElements(MMeshBase& mesh, int n) {
         TestMeshes::AddElement(mesh, nodes);
     }
     mesh.SetMeshType(MMeshBase::Quadratic);
-}
-
-// What a run leaves behind.
-struct Outcome {
-    bool finished;
-    std::vector<double> values, mask;
-    std::vector<int> counts;
-    double min_range, max_range;
-    std::vector<double> progress;
-};
-
-Outcome RunAnalysis(MMeshBase& mesh, int metric, bool parallel, double cancel_at = 2.0) {
-    auto const progress = std::make_shared<RecordingDelegate>(cancel_at);
-    Analysis analysis;
-    analysis.SetMesh(&mesh);
-    analysis.SetCurrentMetric(static_cast<Analysis::QualityType>(metric));
-    analysis.SetParallel(parallel);
-    analysis.SetProgressDelegate(progress);
-    Outcome outcome;
-    outcome.finished = analysis.Operate();
-    QualityHistogram<int, double> const& histogram = *analysis.GetQualityHistogram();
-    outcome.values = histogram.GetValues();
-    for (unsigned int i = 0; outcome.finished && i < histogram.GetNbPartitions(); ++i)
-        outcome.counts.push_back(histogram.GetPartitionCount(i));
-    outcome.min_range = histogram.GetMinRange();
-    outcome.max_range = histogram.GetMaxRange();
-    for (MMeshElement const& e : mesh.Elements())
-        outcome.mask.push_back(analysis.GetQualityMask()->GetValue(e));
-    outcome.progress = progress->m_fractions;
-    return outcome;
-}
-
-void ExpectSame(Outcome const& a, Outcome const& b) {
-    EXPECT_EQ(a.finished, b.finished);
-    EXPECT_TRUE(std::ranges::equal(a.values, b.values, SameBits));
-    EXPECT_TRUE(std::ranges::equal(a.mask, b.mask, SameBits));
-    EXPECT_EQ(a.counts, b.counts);
-    EXPECT_TRUE(SameBits(a.min_range, b.min_range) && SameBits(a.max_range, b.max_range));
-    EXPECT_EQ(a.progress, b.progress);
 }
 
 } // namespace
@@ -198,14 +154,7 @@ TEST(QualityAnalysis, ValuesAreThoseOfTheElementsWhateverTheThreads) {
             ASSERT_TRUE(SameBits(sequential.values[i],
                                  Evaluate(metric.type, Tetrahedron10(mesh.GetElement(i), false))))
                 << "element " << i;
-        Outcome const cancelled = RunAnalysis(mesh, metric.type, false, 0.9);
-        EXPECT_FALSE(cancelled.finished);
-        for (std::size_t const threads : {1u, 2u, 4u}) {
-            SCOPED_TRACE(threads);
-            tbb::global_control const limit(tbb::global_control::max_allowed_parallelism, threads);
-            ExpectSame(RunAnalysis(mesh, metric.type, true), sequential);
-            ExpectSame(RunAnalysis(mesh, metric.type, true, 0.9), cancelled);
-        }
+        ExpectSameOnThreads(mesh, metric.type);
     }
 }
 
