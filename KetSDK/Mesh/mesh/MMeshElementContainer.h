@@ -71,15 +71,16 @@ public:
     void ForEachWithNodes(Visit&& visit) const {
         ForEachWithNodes(0, GetNumElements(), visit);
     }
-    // The same for elements first to last - 1.
+    // The same for elements first to last - 1. Fetches ahead beyond the last one: a loop that goes on with
+    // the next elements finds their nodes there.
     template <typename Visit>
     void ForEachWithNodes(std::uint64_t first, std::uint64_t last, Visit&& visit) const {
         constexpr std::uint64_t distance = 16;
         auto const iterator_at = [this](std::uint64_t i) {
             return m_elements.begin() + static_cast<std::ptrdiff_t>(i);
         };
-        auto const end = iterator_at(last);
-        auto ahead = iterator_at(std::min(first + distance, last));
+        auto const end = m_elements.end();
+        auto ahead = iterator_at(std::min(first + distance, GetNumElements()));
         auto element = iterator_at(first);
         for (std::uint64_t number = first; number < last; ++number, ++element) {
             if (ahead != end) {
