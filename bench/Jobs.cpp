@@ -3,9 +3,12 @@
 #include <malloc.h>
 #include <time.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <thread>
 
 namespace Bench {
 namespace {
@@ -34,6 +37,14 @@ double ProcessorSeconds() {
     timespec time{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+double ClockSeconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+unsigned int NumberOfThreads() {
+    return std::max(1u, std::thread::hardware_concurrency());
 }
 
 double HeapBytes() {

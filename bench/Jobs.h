@@ -14,16 +14,22 @@
 // figures that both come to are compared before either time counts.
 namespace Bench {
 
-// The name of our way; every other one is VTK's.
+// The names of our ways, on one thread and on all cores; every other one is VTK's.
 inline constexpr char const* Ours = "ours";
+inline constexpr char const* OursParallel = "ours_parallel";
 
 // Whether the answer of one way is that of the ways before it, to rounding. The first is taken as given.
 bool IsSameAnswer(std::string const& mesh, std::string const& job, std::optional<double> answer);
 // Whether IsSameAnswer was ever false.
 bool AnyAnswerDiffers();
 
-// Processor time of this process: other programs on the machine disturb it less than the clock.
+// Processor time of this process: other programs on the machine disturb it less than the clock, which
+// is for work on several threads.
 double ProcessorSeconds();
+double ClockSeconds();
+
+// Number of threads that parallel work runs on.
+unsigned int NumberOfThreads();
 
 // Adds one way of doing a job on a mesh. `prepare` and `answer` are not timed, nor is the destruction of
 // what `work` returns. `answer` gives the figure to compare, or nothing.
@@ -32,11 +38,12 @@ benchmark::internal::Benchmark* AddWay(Recipe const& recipe, std::string const& 
                                        Prepare prepare, Work work, Answer answer) {
     auto const run = [=](benchmark::State& state) {
         Case& c = UseCase(recipe);
+        auto const seconds = way == OursParallel ? ClockSeconds : ProcessorSeconds;
         for ([[maybe_unused]] auto step : state) {
             prepare(c);
-            double const begin = ProcessorSeconds();
+            double const begin = seconds();
             auto result = work(c);
-            state.SetIterationTime(ProcessorSeconds() - begin);
+            state.SetIterationTime(seconds() - begin);
             if (!IsSameAnswer(recipe.name, job, answer(c, result))) {
                 state.SkipWithError("the answer differs from that of the other way");
                 return;

@@ -42,10 +42,41 @@ int LabelAt(double x, double y, double z) {
     return x < 0.0 ? 1 : 2;
 }
 
-std::uint64_t EdgeKey(MLong a, MLong b) {
-    auto const [low, high] = std::minmax(a, b);
-    return static_cast<std::uint64_t>(low) << 32 | static_cast<std::uint64_t>(high);
-}
+// The nodes in the middle of edges, added to a mesh as they are asked for.
+class EdgeMiddles {
+public:
+    explicit EdgeMiddles(Tetrahedra& mesh)
+        : m_mesh(mesh) {
+        m_numbers.reserve(2 * mesh.cells.size());
+    }
+
+    // In the order of descr_tet4_tet10_point.
+    std::array<MLong, 6> Of(Cell const& cell) {
+        std::array<MLong, 6> numbers{};
+        for (std::size_t e = 0; e < 6; ++e) {
+            auto const& edge = MMeshElementDescriptor::descr_tet4_tet10_point[e];
+            numbers[e] = _Number(cell[edge[0]], cell[edge[1]]);
+        }
+        return numbers;
+    }
+
+private:
+    MLong _Number(MLong a, MLong b) {
+        auto const [low, high] = std::minmax(a, b);
+        std::uint64_t const key = static_cast<std::uint64_t>(low) << 32 | static_cast<std::uint64_t>(high);
+        auto const [entry, is_new] = m_numbers.try_emplace(key, static_cast<MLong>(m_mesh.points.size()));
+        if (is_new) {
+            Point const& p = m_mesh.points[static_cast<std::size_t>(a)];
+            Point const& q = m_mesh.points[static_cast<std::size_t>(b)];
+            m_mesh.points.push_back(
+                {std::midpoint(p[0], q[0]), std::midpoint(p[1], q[1]), std::midpoint(p[2], q[2])});
+        }
+        return entry->second;
+    }
+
+    Tetrahedra& m_mesh;
+    std::unordered_map<std::uint64_t, MLong> m_numbers; // by edge
+};
 
 // In cubic internal units.
 double SignedVolume(Tetrahedra const& tetrahedra, Cell const& cell) {
@@ -64,6 +95,8 @@ Tetrahedra Make(Recipe const& recipe) {
     if (recipe.shuffled)
         Shuffle(tetrahedra);
     CheckOrientation(tetrahedra);
+    if (recipe.curved)
+        Curve(tetrahedra);
     return tetrahedra;
 }
 
@@ -129,27 +162,12 @@ Tetrahedra ReadFile(std::string const& path) {
 Tetrahedra Refine(Tetrahedra const& coarse) {
     Tetrahedra fine;
     fine.points = coarse.points;
+    EdgeMiddles middles(fine);
     fine.cells.reserve(8 * coarse.cells.size());
-    std::unordered_map<std::uint64_t, MLong> middles;
-    middles.reserve(2 * coarse.cells.size());
-    auto const middle = [&](MLong a, MLong b) {
-        auto const [entry, is_new] =
-            middles.try_emplace(EdgeKey(a, b), static_cast<MLong>(fine.points.size()));
-        if (is_new) {
-            Point const& p = coarse.points[static_cast<std::size_t>(a)];
-            Point const& q = coarse.points[static_cast<std::size_t>(b)];
-            fine.points.push_back(
-                {std::midpoint(p[0], q[0]), std::midpoint(p[1], q[1]), std::midpoint(p[2], q[2])});
-        }
-        return entry->second;
-    };
     for (std::size_t c = 0; c < coarse.cells.size(); ++c) {
         std::array<MLong, 10> nodes{};
         std::copy(coarse.cells[c].begin(), coarse.cells[c].end(), nodes.begin());
-        for (std::size_t e = 0; e < 6; ++e) {
-            auto const& edge = MMeshElementDescriptor::descr_tet4_tet10_point[e];
-            nodes[4 + e] = middle(nodes[edge[0]], nodes[edge[1]]);
-        }
+        std::ranges::copy(middles.Of(coarse.cells[c]), nodes.begin() + 4);
         for (auto const& part : MMeshElementDescriptor::descr_tet10_to_tet4) {
             fine.cells.push_back({nodes[part[0]], nodes[part[1]], nodes[part[2]], nodes[part[3]]});
             fine.labels.push_back(coarse.labels[c]);
@@ -184,6 +202,20 @@ void Shuffle(Tetrahedra& tetrahedra) {
     tetrahedra.labels = std::move(labels);
 }
 
+void Curve(Tetrahedra& tetrahedra) {
+    std::size_t const corners = tetrahedra.points.size();
+    EdgeMiddles middles(tetrahedra);
+    for (Cell const& cell : tetrahedra.cells)
+        tetrahedra.middles.push_back(middles.Of(cell));
+    std::mt19937 random(20261121);
+    std::uniform_real_distribution<double> offset(-1.0, 1.0);
+    for (std::size_t i = corners; i < tetrahedra.points.size(); ++i) {
+        double const largest = Scale * (random() % 50 == 0 ? 0.5 : 0.125); // edges are about 1 mm long
+        for (MLong& coordinate : tetrahedra.points[i])
+            coordinate += static_cast<MLong>(std::lround(largest * offset(random)));
+    }
+}
+
 void CheckOrientation(Tetrahedra const& tetrahedra) {
     for (Cell const& cell : tetrahedra.cells)
         if (!(SignedVolume(tetrahedra, cell) > 0.0))
@@ -204,11 +236,17 @@ std::unique_ptr<MMeshBase> MakeMesh(Tetrahedra const& tetrahedra) {
         sub_volume = label == sub_volumes.begin()->first ? mesh->GetMainSubVolume() : mesh->AddSubVolume();
 
     for (std::size_t c = 0; c < tetrahedra.cells.size(); ++c) {
-        MMeshPoint* corners[4];
-        for (std::size_t i = 0; i < 4; ++i)
-            corners[i] = nodes[static_cast<std::size_t>(tetrahedra.cells[c][i])];
-        sub_volumes[tetrahedra.labels[c]]->AddElement(4, corners);
+        MMeshPoint* of_element[10];
+        MMeshPoint** next = of_element;
+        for (MLong const corner : tetrahedra.cells[c])
+            *next++ = nodes[static_cast<std::size_t>(corner)];
+        if (!tetrahedra.middles.empty())
+            for (MLong const middle : tetrahedra.middles[c])
+                *next++ = nodes[static_cast<std::size_t>(middle)];
+        sub_volumes[tetrahedra.labels[c]]->AddElement(static_cast<char>(next - of_element), of_element);
     }
+    if (!tetrahedra.middles.empty())
+        mesh->SetMeshType(MMeshBase::Quadratic);
     return mesh;
 }
 

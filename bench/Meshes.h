@@ -15,9 +15,10 @@
 namespace Bench {
 
 struct Tetrahedra {
-    std::vector<std::array<MLong, 3>> points; // internal units
-    std::vector<std::array<MLong, 4>> cells;  // indices of points, positively oriented
-    std::vector<int> labels;                  // one per cell
+    std::vector<std::array<MLong, 3>> points;  // internal units
+    std::vector<std::array<MLong, 4>> cells;   // indices of points, positively oriented
+    std::vector<int> labels;                   // one per cell
+    std::vector<std::array<MLong, 6>> middles; // of curved meshes: the mid-edge nodes of each cell
 };
 
 // A cube of n x n x n cells, each cut into six tetrahedra. Inner nodes are moved at random by up to a
@@ -33,6 +34,10 @@ Tetrahedra Refine(Tetrahedra const& coarse);
 
 // Puts nodes and cells into a random order: the worst that a mesh generator may hand over.
 void Shuffle(Tetrahedra& tetrahedra);
+
+// Gives every edge a node near its middle, off by up to an eighth of the edge's length, and by up to
+// half of it for one edge in fifty: some elements fold. Elements become quadratic; grids do not.
+void Curve(Tetrahedra& tetrahedra);
 
 // Throws std::runtime_error when a tetrahedron is not positively oriented.
 void CheckOrientation(Tetrahedra const& tetrahedra);
@@ -62,6 +67,7 @@ struct Recipe {
     std::string file = {};
     int refinements = 0;
     bool shuffled = false;
+    bool curved = false;
 };
 
 // The mesh in all forms. Only the one asked for last is kept: the largest fill gigabytes.

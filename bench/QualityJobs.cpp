@@ -1,7 +1,7 @@
-// The volume of the mesh, and every quality measure of every element.
+// The volume of the mesh, and every quality metric of all its elements.
 #include "Jobs.h"
 
-#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
+#include <KetSDK/Mesh/geometry/QualityMetric.h>
 
 #include <vtkCellData.h>
 #include <vtkCellSizeFilter.h>
@@ -10,33 +10,21 @@
 #include <vtkMeshQuality.h>
 #include <vtkNew.h>
 
+#include <algorithm>
+
 namespace Bench {
 namespace {
 
-using Tetrahedron = TetrahedronBase<double>;
-using Values = std::vector<double>;
+using Analysis = MMeshQualityAnalysisOperator;
 
 // How VTK's filter does the same; `measure` is one of VTK_QUALITY_*.
 struct InVtk {
+    Analysis::QualityType metric;
     char const* name;
     int measure;
     // From VTK's figure to ours; null where the two are only of the same kind.
     double (*to_ours)(double);
 };
-
-struct Measure {
-    char const* name;
-    void (*of_all)(MMeshBase const&, Values&);
-    std::optional<InVtk> vtk;
-};
-
-template <auto Function>
-void OfAll(MMeshBase const& mesh, Values& values) {
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& element, std::uint64_t number) {
-        Tetrahedron tetrahedron(&element);
-        values[number] = (tetrahedron.*Function)();
-    });
-}
 
 double Same(double v) {
     return v;
@@ -47,63 +35,57 @@ double Inverse(double v) {
 
 // What VTK calls the minimum angle is a dihedral angle, the smallest of only four of the six in VTK 9.1:
 // those at the edges 0-2 and 1-3 are left out, so its answers differ.
-Measure const Measures[] = {
-    {"Volume", OfAll<&Tetrahedron::Volume>, InVtk{"Volume", VTK_QUALITY_VOLUME, Same}},
-    {"QualitySpheres", OfAll<&Tetrahedron::QualitySpheres>,
-     InVtk{"RadiusRatio", VTK_QUALITY_RADIUS_RATIO, Inverse}},
-    {"QualityInsphereEdge", OfAll<&Tetrahedron::QualityInsphereEdge>,
-     InVtk{"AspectRatio", VTK_QUALITY_ASPECT_RATIO, Inverse}},
-    {"QualityMeanRatio", OfAll<&Tetrahedron::QualityMeanRatio>, InVtk{"Shape", VTK_QUALITY_SHAPE, Same}},
-    {"QualityAspectRatio", OfAll<&Tetrahedron::QualityAspectRatio>,
-     InVtk{"CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr}},
-    {"QualityAspectRatioTetgen", OfAll<&Tetrahedron::QualityAspectRatioTetgen>,
-     InVtk{"CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr}},
-    {"QualityRadiusEdgeTetgen", OfAll<&Tetrahedron::QualityRadiusEdgeTetgen>, {}},
-    {"QualityEquiAngleSkew", OfAll<&Tetrahedron::QualityEquiAngleSkew>, {}},
-    {"QualityEquiDihedralAngleSkew", OfAll<&Tetrahedron::QualityEquiDihedralAngleSkew>,
-     InVtk{"MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr}},
-    {"QualityEdgeMinMax", OfAll<&Tetrahedron::QualityEdgeMinMax>,
-     InVtk{"EdgeRatio", VTK_QUALITY_EDGE_RATIO, Inverse}},
-    {"QualityEdgeMaxMin", OfAll<&Tetrahedron::QualityEdgeMaxMin>,
-     InVtk{"EdgeRatio", VTK_QUALITY_EDGE_RATIO, Same}},
-    {"QualityJacobian", OfAll<&Tetrahedron::QualityJacobian>, InVtk{"Jacobian", VTK_QUALITY_JACOBIAN, Same}},
-    {"QualityScaledJacobian", OfAll<&Tetrahedron::QualityScaledJacobian>,
-     InVtk{"ScaledJacobian", VTK_QUALITY_SCALED_JACOBIAN, Same}},
-    {"QualityMinFacangle", OfAll<&Tetrahedron::QualityMinFacangle>, {}},
-    {"QualityMaxFacangle", OfAll<&Tetrahedron::QualityMaxFacangle>, {}},
-    {"QualityEquiSizeSkew", OfAll<&Tetrahedron::QualityEquiSizeSkew>, {}},
-    {"QualityAbacusShapeFactor", OfAll<&Tetrahedron::QualityAbacusShapeFactor>, {}},
-    {"QualityAnsysElementQuality", OfAll<&Tetrahedron::QualityAnsysElementQuality>,
-     InVtk{"AspectGamma", VTK_QUALITY_ASPECT_GAMMA, Inverse}},
-    {"QualityFluentOrthogonalQuality", OfAll<&Tetrahedron::QualityFluentOrthogonalQuality>, {}},
-    {"QualityMinCornerAngle", OfAll<&Tetrahedron::QualityMinCornerAngle>, {}},
-    {"QualityMaxCornerAngle", OfAll<&Tetrahedron::QualityMaxCornerAngle>, {}},
-    {"RadiusCircumsphere", OfAll<&Tetrahedron::RadiusCircumsphere>, {}},
-    {"RadiusInsphere", OfAll<&Tetrahedron::RadiusInsphere>, {}},
-    {"GetMinHeight", OfAll<&Tetrahedron::GetMinHeight>, {}},
-    {"GetMaxCosDihedralAngle", OfAll<&Tetrahedron::GetMaxCosDihedralAngle>,
-     InVtk{"MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr}},
+constexpr InVtk Vtk[] = {
+    {Analysis::Spheres, "RadiusRatio", VTK_QUALITY_RADIUS_RATIO, Inverse},
+    {Analysis::InsphereEdge, "AspectRatio", VTK_QUALITY_ASPECT_RATIO, Inverse},
+    {Analysis::MeanRatio, "Shape", VTK_QUALITY_SHAPE, Same},
+    {Analysis::Volume, "Volume", VTK_QUALITY_VOLUME, Same},
+    {Analysis::AspectRatio, "CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr},
+    {Analysis::AspectRatioTetgen, "CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr},
+    {Analysis::EdgeMaxMin, "EdgeRatio", VTK_QUALITY_EDGE_RATIO, Same},
+    {Analysis::EdgeMinMax, "EdgeRatio", VTK_QUALITY_EDGE_RATIO, Inverse},
+    {Analysis::Jacobian, "Jacobian", VTK_QUALITY_JACOBIAN, Same},
+    {Analysis::ScaledJacobian, "ScaledJacobian", VTK_QUALITY_SCALED_JACOBIAN, Same},
+    {Analysis::MaxCosDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
+    {Analysis::MinDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
+    {Analysis::EquiDihedralAngleSkew, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
+    {Analysis::AnsysElementQuality, "AspectGamma", VTK_QUALITY_ASPECT_GAMMA, Inverse},
 };
 
-void AddMeasure(Recipe const& recipe, Measure const& measure) {
-    bool const comparable = measure.vtk && measure.vtk->to_ours;
+InVtk const* FindInVtk(Analysis::QualityType metric) {
+    auto const* const found = std::ranges::find(Vtk, metric, &InVtk::metric);
+    return found == std::end(Vtk) ? nullptr : found;
+}
+
+double Sum(std::vector<double> const& values) {
+    double sum = 0.0;
+    for (double const value : values)
+        sum += value;
+    return sum;
+}
+
+void AddOurs(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric, bool parallel) {
+    InVtk const* const vtk = FindInVtk(metric.type);
+    bool const comparable = recipe.curved || (vtk && vtk->to_ours);
     AddWay(
-        recipe, measure.name, Ours, [](Case& c) { c.values.resize(c.tetrahedra.cells.size()); },
-        [&measure](Case& c) {
-            measure.of_all(*c.mesh, c.values);
-            return &c.values;
+        recipe, std::string(metric.name), parallel ? OursParallel : Ours, NothingToPrepare,
+        [type = metric.type, parallel](Case& c) {
+            auto analysis = std::make_unique<Analysis>();
+            analysis->SetMesh(c.mesh.get());
+            analysis->SetCurrentMetric(type);
+            analysis->SetParallel(parallel);
+            analysis->Operate();
+            return analysis;
         },
-        [comparable](Case&, Values const* values) {
-            double sum = 0.0;
-            for (double const value : *values)
-                sum += value;
-            return comparable ? std::optional(sum) : std::nullopt;
+        [comparable](Case&, auto const& analysis) {
+            return comparable ? std::optional(Sum(analysis->GetQualityHistogram()->GetValues()))
+                              : std::nullopt;
         });
-    if (!measure.vtk)
-        return;
-    InVtk const& vtk = *measure.vtk;
+}
+
+void AddVtk(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric, InVtk const& vtk) {
     AddWay(
-        recipe, measure.name, vtk.name, NothingToPrepare,
+        recipe, std::string(metric.name), vtk.name, NothingToPrepare,
         [&vtk](Case& c) {
             auto filter = vtkSmartPointer<vtkMeshQuality>::New();
             filter->SetInputData(c.grid);
@@ -121,6 +103,14 @@ void AddMeasure(Recipe const& recipe, Measure const& measure) {
                 sum += vtk.to_ours(values->GetValue(i));
             return std::optional(sum);
         });
+}
+
+void AddMetric(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) {
+    AddOurs(recipe, metric, false);
+    AddOurs(recipe, metric, true);
+    InVtk const* const vtk = FindInVtk(metric.type);
+    if (vtk && !recipe.curved)
+        AddVtk(recipe, metric, *vtk);
 }
 
 void AddVolume(Recipe const& recipe) {
@@ -148,9 +138,11 @@ void AddVolume(Recipe const& recipe) {
 } // namespace
 
 void AddQualityJobs(Recipe const& recipe) {
-    AddVolume(recipe);
-    for (Measure const& measure : Measures)
-        AddMeasure(recipe, measure);
+    if (!recipe.curved)
+        AddVolume(recipe);
+    for (KetSDK::Mesh::QualityMetric const& metric : KetSDK::Mesh::QualityMetrics())
+        if (metric.quadratic == recipe.curved)
+            AddMetric(recipe, metric);
 }
 
 } // namespace Bench

@@ -43,8 +43,9 @@ void RatioReporter::_Note(std::string const& benchmark, std::string const& unit,
     std::size_t const second = benchmark.find('/', first + 1);
     std::string const way = benchmark.substr(second + 1);
     Job& job = _FindJob(benchmark.substr(0, first), benchmark.substr(first + 1, second - first - 1), unit);
-    if (way == Ours) {
-        job.ours = std::min(job.ours, value);
+    if (way == Ours || way == OursParallel) {
+        double& best = way == Ours ? job.ours : job.parallel;
+        best = std::min(best, value);
         return;
     }
     auto known = std::find_if(job.vtk.begin(), job.vtk.end(), [&](auto const& w) { return w.first == way; });
@@ -70,7 +71,8 @@ RatioReporter::Job& RatioReporter::_FindJob(std::string const& mesh, std::string
 void RatioReporter::_PrintHeader(std::string const& mesh) {
     GetOutputStream() << "\n"
                       << std::left << std::setw(32) << mesh + ", per element" << std::right << std::setw(12)
-                      << "ours" << std::setw(12) << "VTK" << std::setw(9) << "ratio"
+                      << "ours" << std::setw(12) << "VTK" << std::setw(9) << "ratio" << std::setw(12)
+                      << std::to_string(NumberOfThreads()) + " threads" << std::setw(9) << "ratio"
                       << "  VTK's way\n";
 }
 
@@ -78,9 +80,15 @@ void RatioReporter::_PrintRow(Job const& job, std::string const& way, double vtk
     GetOutputStream() << std::left << std::setw(32) << job.name << std::right;
     _PrintFigure(job.ours, job.unit);
     _PrintFigure(vtk, job.unit);
-    bool const both = job.ours != NotMeasured && vtk != NotMeasured;
-    _PrintFigure(both ? vtk / job.ours : NotMeasured, "");
+    _PrintRatio(vtk, job.ours);
+    _PrintFigure(job.parallel, job.unit);
+    _PrintRatio(job.ours, job.parallel);
     GetOutputStream() << way << "\n";
+}
+
+void RatioReporter::_PrintRatio(double slow, double fast) {
+    bool const both = slow != NotMeasured && fast != NotMeasured;
+    _PrintFigure(both ? slow / fast : NotMeasured, "");
 }
 
 void RatioReporter::_PrintFigure(double value, std::string const& unit) {

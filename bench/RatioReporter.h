@@ -11,7 +11,7 @@
 namespace Bench {
 
 // Prints what Google Benchmark's console reporter prints, and at the end, mesh by mesh, how our way of
-// each job compares with VTK's in this run. Of repetitions the best counts.
+// each job compares with VTK's in this run, and with our own on all cores. Of repetitions the best counts.
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
     RatioReporter();
@@ -27,6 +27,7 @@ private:
         std::string name;
         std::string unit;
         double ours = NotMeasured;
+        double parallel = NotMeasured;
         std::vector<std::pair<std::string, double>> vtk; // by the name of VTK's way
     };
 
@@ -34,6 +35,7 @@ private:
     Job& _FindJob(std::string const& mesh, std::string const& name, std::string const& unit);
     void _PrintHeader(std::string const& mesh);
     void _PrintRow(Job const& job, std::string const& way, double vtk);
+    void _PrintRatio(double slow, double fast);
     void _PrintFigure(double value, std::string const& unit);
 
     std::vector<Job> m_jobs;
