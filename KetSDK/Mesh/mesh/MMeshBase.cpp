@@ -321,6 +321,11 @@ void MMeshBase::CalcBoundingBox() {
     }
 }
 
+void MMeshBase::NodesMoved() {
+    m_points->UpdateCoordinateIndex();
+    CalcBoundingBox();
+}
+
 MMeshBase::BoundingBoxDouble* MMeshBase::GetBoundingBoxDouble() const {
     return new BoundingBoxDouble(MMVector<double, 3>(m_box.GetMin()) / Unit,
                                  MMVector<double, 3>(m_box.GetMax()) / Unit);
@@ -334,8 +339,7 @@ void MMeshBase::Transform(MMTransform const& transform) {
         p.y = ToInternal(Unit * moved[1]);
         p.z = ToInternal(Unit * moved[2]);
     }
-    m_points->UpdateCoordinateIndex();
-    CalcBoundingBox();
+    NodesMoved();
 }
 
 double MMeshBase::GetVolume() const {

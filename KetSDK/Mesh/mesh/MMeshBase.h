@@ -133,6 +133,9 @@ public:
 
     // Recomputes the box from all nodes.
     void CalcBoundingBox();
+    // To be called after nodes were moved: recomputes the box and, while duplicates are forbidden, enters
+    // the nodes known there at their present positions.
+    void NodesMoved();
     // The box of the nodes in internal units.
     BoundingBox const& GetBoundingBox() const noexcept { return m_box; }
     // The same in model units, newly allocated; the caller deletes it.
