@@ -1,0 +1,280 @@
+#include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Vector = MMVector<double, 3>;
+
+constexpr unsigned int MidNodesOfElement = 6;
+
+bool IsQuadratic(MMeshElement const& e) noexcept {
+    return e.GetType() == MMeshElementDescriptor::Tet10;
+}
+
+std::size_t IndexOf(MMeshPoint const& p) noexcept {
+    return static_cast<std::size_t>(p.GetIndex());
+}
+
+MMVector<MLong, 3> PositionOf(MMeshPoint const& p) noexcept {
+    return {p.x, p.y, p.z};
+}
+
+// False when the node was there already.
+bool MoveTo(MMeshPoint& p, MMVector<MLong, 3> const& position) noexcept {
+    if (PositionOf(p) == position)
+        return false;
+    p.x = position[0];
+    p.y = position[1];
+    p.z = position[2];
+    return true;
+}
+
+// The largest fraction in [0, 1), to within 1e-6, that is good; 0 is taken to be good and 1 to be bad.
+// The result was tried itself, or is 0.
+template <typename IsGood>
+double LargestGoodFraction(IsGood&& is_good) {
+    double low = 0.0;
+    double high = 1.0;
+    while (high - low >= 1e-6) {
+        double const middle = (low + high) / 2.0;
+        (is_good(middle) ? low : high) = middle;
+    }
+    return low;
+}
+
+// Which nodes are proper mid nodes, and of which edge.
+class MidNodes {
+public:
+    explicit MidNodes(MMeshBase const& mesh)
+        : m_edges(static_cast<std::size_t>(mesh.NumberOfPoints()), Unused) {
+        mesh.Elements().ForEachWithNodes([this](MMeshElement const& e, std::uint64_t) {
+            bool const quadratic = IsQuadratic(e);
+            for (unsigned int i = 0; i < (quadratic ? 4u : e.GetNodeCount()); ++i)
+                m_edges[IndexOf(*e.GetNode(i))] = Improper;
+            for (unsigned int m = 0; quadratic && m < MidNodesOfElement; ++m) {
+                auto const& [a, b] = MMeshElementDescriptor::descr_tet4_tet10_point[m];
+                _Enter(*e.GetNode(4 + m), std::minmax({e.GetNode(a)->GetIndex(), e.GetNode(b)->GetIndex()}));
+            }
+        });
+    }
+
+    // Whether all mid nodes of a ten-node element are proper ones.
+    bool AreProperIn(MMeshElement const& e) const {
+        for (unsigned int m = 0; m < MidNodesOfElement; ++m)
+            if (m_edges[IndexOf(*e.GetNode(4 + m))] == Improper)
+                return false;
+        return true;
+    }
+
+    // Calls visit(mid node, one end of its edge, the other).
+    template <typename Visit>
+    void ForEach(MMeshBase& mesh, Visit&& visit) const {
+        auto const node = [&mesh](auto i) -> MMeshPoint& {
+            return *mesh.GetRandomPoint(static_cast<std::uint64_t>(i));
+        };
+        for (std::size_t i = 0; i < m_edges.size(); ++i)
+            if (m_edges[i].first >= 0)
+                visit(node(i), node(m_edges[i].first), node(m_edges[i].second));
+    }
+
+private:
+    using Edge = std::pair<MLong, MLong>; // indices of the ends, ascending
+    static constexpr Edge Unused{-1, -1};
+    static constexpr Edge Improper{-2, -2}; // a corner, or on different edges
+
+    void _Enter(MMeshPoint const& mid, Edge const& edge) {
+        Edge& known = m_edges[IndexOf(mid)];
+        if (known == Unused)
+            known = edge;
+        else if (known != edge)
+            known = Improper;
+    }
+
+    std::vector<Edge> m_edges;
+};
+
+// A mid node between the ends a and b of its edge, in internal units.
+class MidNodeOnEdge {
+public:
+    MidNodeOnEdge(Vector const& mid, Vector const& a, Vector const& b)
+        : m_mid(mid)
+        , m_a(a)
+        , m_b(b)
+        , m_middle((a + b) / 2.0) {}
+
+    double Deviation() const { return (m_mid - m_middle).Length(); }
+    double EdgeLength() const { return (m_b - m_a).Length(); }
+    // Where the node stands when this fraction of its deviation is kept.
+    MMVector<MLong, 3> Keeping(double fraction) const {
+        Vector const p = m_middle + fraction * (m_mid - m_middle);
+        auto const rounded = [&p](std::size_t i) { return static_cast<MLong>(std::lround(p[i])); };
+        return {rounded(0), rounded(1), rounded(2)};
+    }
+    double AlignmentKeeping(double fraction) const { return _Alignment(Vector(Keeping(fraction))); }
+    double Alignment() const { return _Alignment(m_mid); }
+
+private:
+    double _Alignment(Vector const& mid) const {
+        Vector to = mid - m_a;
+        Vector from = m_b - mid;
+        return to.Normalize() && from.Normalize() ? to.Dot(from) : -1.0;
+    }
+
+    Vector m_mid, m_a, m_b, m_middle;
+};
+
+} // namespace
+
+struct MMeshJacobianCorrectorOperator::_Run {
+    explicit _Run(MMeshBase& m)
+        : mesh(m)
+        , mid_nodes(m)
+        , moved_in(static_cast<std::size_t>(m.NumberOfPoints()), 0)
+        , ratio(static_cast<std::size_t>(m.NumberOfElements()), 1.0)
+        , modified(static_cast<std::size_t>(m.NumberOfElements()), false) {}
+
+    // Whether the element may have changed since the pass before looked at it.
+    bool MayHaveChanged(MMeshElement const& e, int pass) const {
+        for (unsigned int m = 0; m < MidNodesOfElement; ++m)
+            if (moved_in[IndexOf(*e.GetNode(4 + m))] >= pass - 1)
+                return true;
+        return false;
+    }
+
+    void WriteMidNodes(MMeshElement const& e, Tetrahedron10Base<MLong> const& t, int pass) {
+        for (unsigned int m = 0; m < MidNodesOfElement; ++m)
+            if (MoveTo(*e.GetNode(4 + m), t.GetMidVertex(m)))
+                moved_in[IndexOf(*e.GetNode(4 + m))] = pass;
+        anything_moved = true;
+    }
+
+    MMeshBase& mesh;
+    MidNodes mid_nodes;
+    std::vector<int> moved_in; // the last pass that moved each node
+    std::vector<double> ratio; // of each element when it was last computed
+    std::vector<bool> modified;
+    bool anything_moved = false;
+};
+
+MMeshJacobianCorrectorOperator::~MMeshJacobianCorrectorOperator() = default;
+
+bool MMeshJacobianCorrectorOperator::Operate() {
+    _ClearResults();
+    MMeshBase* const mesh = GetMesh();
+    if (!mesh)
+        return false;
+    _Run run(*mesh);
+    _CorrectMidNodes(run);
+    _CountOuterElements(run);
+    do
+        _PassOverRatios(run);
+    while (m_modified_in_pass > 0);
+    m_nb_modified = static_cast<int>(std::ranges::count(run.modified, true));
+    if (run.anything_moved)
+        mesh->NodesMoved();
+    _CloseStatistics(run);
+    return true;
+}
+
+void MMeshJacobianCorrectorOperator::_ClearResults() noexcept {
+    m_modified_in_pass = m_nb_modified = m_nb_corrections = m_nb_straightened = 0;
+    m_nb_passes = m_nb_outer = 0;
+    m_largest_deviation = m_largest_relative_deviation = -1.0;
+    m_smallest_alignment = m_smallest_jacobian = DBL_MAX;
+    m_smallest_ratio = m_largest_ratio = 0.0;
+}
+
+void MMeshJacobianCorrectorOperator::_CorrectMidNodes(_Run& run) {
+    run.mid_nodes.ForEach(run.mesh, [this, &run](MMeshPoint& p, MMeshPoint const& a, MMeshPoint const& b) {
+        MidNodeOnEdge const mid(Vector(PositionOf(p)), Vector(PositionOf(a)), Vector(PositionOf(b)));
+        _KeepStatistics(mid);
+        auto const aligned = [this](double cosine) { return !(cosine < m_min_alignment); };
+        if (aligned(mid.Alignment()) || !aligned(mid.AlignmentKeeping(0.0)))
+            return;
+        double const kept =
+            LargestGoodFraction([&](double fraction) { return aligned(mid.AlignmentKeeping(fraction)); });
+        run.anything_moved |= MoveTo(p, mid.Keeping(kept));
+        ++m_nb_corrections;
+    });
+}
+
+template <typename MidNode>
+void MMeshJacobianCorrectorOperator::_KeepStatistics(MidNode const& mid) noexcept {
+    double const deviation = mid.Deviation();
+    m_largest_deviation = std::max(m_largest_deviation, deviation / KetSDK::Common::MInternalUnits::Get());
+    // No number (0 / 0) is not kept, where the whole edge is one point.
+    m_largest_relative_deviation = std::max(m_largest_relative_deviation, deviation / mid.EdgeLength());
+    m_smallest_alignment = std::min(m_smallest_alignment, mid.Alignment());
+}
+
+void MMeshJacobianCorrectorOperator::_CountOuterElements(_Run& run) {
+    MMeshOperatorLayers layers;
+    layers.SetMesh(&run.mesh);
+    layers.SetNbLayers(1);
+    layers.Operate();
+    m_nb_outer = layers.GetNbLayersElements();
+}
+
+void MMeshJacobianCorrectorOperator::_PassOverRatios(_Run& run) {
+    int const pass = ++m_nb_passes;
+    m_modified_in_pass = 0;
+    m_smallest_ratio = DBL_MAX;
+    m_largest_ratio = -DBL_MAX;
+    run.mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+        auto const n = static_cast<std::size_t>(number);
+        double& ratio = run.ratio[n];
+        // The first pass computes every ratio; later on one stands until a mid node moves.
+        if (IsQuadratic(e) && run.MayHaveChanged(e, pass)) {
+            Tetrahedron10Base<MLong> t(&e, true);
+            ratio = t.JacobianRatio();
+            if (_IsBad(ratio) && run.mid_nodes.AreProperIn(e) && _Straighten(t)) {
+                run.WriteMidNodes(e, t, pass);
+                run.modified[n] = true;
+                ++m_modified_in_pass;
+            }
+        }
+        // A ratio that is no number is not bad and counts for neither.
+        if (ratio < m_smallest_ratio)
+            m_smallest_ratio = ratio;
+        if (ratio > m_largest_ratio)
+            m_largest_ratio = ratio;
+    });
+}
+
+// Pulls the mid nodes of a bad element back until it is good; false when even its straight form is not
+// well inside the thresholds. Every shape is judged after rounding, so that what is written is good.
+template <typename Tetrahedron>
+bool MMeshJacobianCorrectorOperator::_Straighten(Tetrahedron& t) {
+    auto const keeping = [&t](double fraction) {
+        Tetrahedron shrunk(t);
+        shrunk.ShrinkMidEdges(fraction);
+        return shrunk;
+    };
+    double const straight = keeping(0.0).JacobianRatio();
+    if (!(straight > m_min_ratio && straight < m_max_ratio))
+        return false;
+    double const kept = LargestGoodFraction(
+        [this, &keeping](double fraction) { return !_IsBad(keeping(fraction).JacobianRatio()); });
+    if (kept == 0.0)
+        ++m_nb_straightened;
+    t = keeping(kept);
+    return true;
+}
+
+void MMeshJacobianCorrectorOperator::_CloseStatistics(_Run const& run) {
+    run.mesh.Elements().ForEachWithNodes([this](MMeshElement const& e, std::uint64_t) {
+        if (IsQuadratic(e))
+            m_smallest_jacobian = std::min(m_smallest_jacobian,
+                                           Tetrahedron10Base<double>(&e, false).QualityJacobianDistortion());
+    });
+}
