@@ -46,6 +46,17 @@ template <typename Nodes>
 
 // ---------------------------------------------------------------- mid nodes
 
+// Lengths that are 0 for zero vectors, as mid nodes in their places have them: SafeLength, made for
+// dividing, has not.
+[[gnu::always_inline]] inline DoublePair _TrueLength(VectorPair const& v) noexcept {
+    constexpr DoublePair zero = {0.0, 0.0}, any_safe = {1.0, 1.0};
+    DoublePair const square = Dot(v, v);
+    auto const is_zero = (v.x == zero) & (v.y == zero) & (v.z == zero);
+    if (InBothLanes(is_zero ? any_safe : square, smallest_safe_square, largest_safe_square)) [[likely]]
+        return Sqrt(square);
+    return DoublePair{First(v).Length(), First(Swapped(v)).Length()};
+}
+
 // How far the mid node of each edge lies from the middle of its edge, and the length of the edge; edges
 // 0 and 1, 2 and 3, 4 and 5 side by side.
 struct _EdgeMeasures {
@@ -59,8 +70,8 @@ struct _EdgeMeasures {
             VectorPair const a = _Pair(x, ends[2 * i][0], ends[2 * i + 1][0]);
             VectorPair const b = _Pair(x, ends[2 * i][1], ends[2 * i + 1][1]);
             VectorPair const mid = _Pair(x, first_mid_node + 2 * i, first_mid_node + 2 * i + 1);
-            deviations[i] = Length(mid - (a + b) * 0.5);
-            lengths[i] = Length(a - b);
+            deviations[i] = _TrueLength(mid - (a + b) * 0.5);
+            lengths[i] = _TrueLength(a - b);
         }
     }
 };
