@@ -18,11 +18,23 @@ std::string Print(char const* format, int digits, double value) {
 } // namespace
 
 std::string FormatNumber(double value, double scale) {
+    if (std::isnan(value))
+        return "nan"; // which has a sign that printing would show
     double const magnitude = std::max(std::fabs(value), std::fabs(scale));
     if (!std::isfinite(value) || (magnitude > 0.0 && magnitude < 1e-3) || magnitude >= 1e15)
         return Print("%.*g", 3, value);
     int const before_point = magnitude >= 1.0 ? static_cast<int>(std::log10(magnitude)) + 1 : 1;
     return Print("%.*f", std::clamp(7 - before_point, 1, 4), value);
+}
+
+std::string FormatGeneral(double value, int digits) {
+    return std::isnan(value) ? "nan" : Print("%.*g", digits, value + 0.0); // + 0.0: no "-0"
+}
+
+std::string FormatShare(std::uint64_t part, std::uint64_t all) {
+    return FormatGeneral(
+               100.0 * static_cast<double>(part) / static_cast<double>(std::max<std::uint64_t>(all, 1)), 3) +
+           " %";
 }
 
 std::string FormatBytes(std::uint64_t bytes) {

@@ -9,6 +9,12 @@ namespace ketmesh {
 // the largest number of a column, it gets as many decimals as that one.
 std::string FormatNumber(double value, double scale = 0.0);
 
+// A number with as many digits as it needs, `digits` at most ("0", "0.5", "1e+30", "nan").
+std::string FormatGeneral(double value, int digits = 6);
+
+// The part in per cent of all, as in "0.12 %".
+std::string FormatShare(std::uint64_t part, std::uint64_t all);
+
 // A number of bytes, as in "5.3 MB".
 std::string FormatBytes(std::uint64_t bytes);
 

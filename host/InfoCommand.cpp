@@ -1,24 +1,17 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
+#include <host/ElementKinds.h>
 #include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/Table.h>
 
-#include <cstdint>
 #include <iostream>
-#include <map>
 #include <string>
 
 namespace ketmesh {
 
 namespace {
-
-// The name of each kind of element in reports, by its number of nodes.
-constexpr struct {
-    unsigned int nodes;
-    char const* name;
-} Kinds[] = {{4, "tet4"}, {10, "tet10"}, {8, "hex8"}, {6, "wedge6"}};
 
 // Says what a mesh file holds.
 class InfoCommand : public Command {
@@ -68,12 +61,9 @@ private:
     }
 
     static Json _CountKinds(MMeshBase const& mesh) {
-        std::map<unsigned int, std::uint64_t> count;
-        for (MMeshElement const& e : mesh.Elements())
-            ++count[e.GetNodeCount()];
         Json kinds;
-        for (auto const& kind : Kinds)
-            kinds[kind.name] = count[kind.nodes];
+        for (ElementKind const& kind : CountKinds(mesh))
+            kinds[kind.name] = kind.elements;
         return kinds;
     }
 

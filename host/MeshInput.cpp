@@ -3,6 +3,7 @@
 #include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <host/Cancellation.h>
+#include <host/ElementKinds.h>
 #include <host/FileError.h>
 
 #include <vtkUnstructuredGrid.h>
@@ -11,8 +12,9 @@
 
 namespace ketmesh {
 
-void MeshInput::Declare(CLI::App& command) {
-    command.add_option("file", m_file, "Volume mesh to read: .vtu or .vtk")->required();
+CLI::Option* MeshInput::Declare(CLI::App& command) {
+    CLI::Option* const file =
+        command.add_option("file", m_file, "Volume mesh to read: .vtu or .vtk")->required();
     command.add_option("--labels", m_labels,
                        "Cell array of integers whose values become the sub-volumes. Without it: the arrays "
                        "subvolume and subvolume_names, or else the array label");
@@ -22,6 +24,7 @@ void MeshInput::Declare(CLI::App& command) {
                      "Accept different points that become one when rounded to 1/65536 mm");
     command.add_flag("--allow-out-of-range", m_limits.allow_out_of_range,
                      "Accept points beyond +-32768 mm, which are moved to that limit");
+    return file;
 }
 
 MeshInput::Loaded MeshInput::Load(Progress const& progress) const {
@@ -31,13 +34,19 @@ MeshInput::Loaded MeshInput::Load(Progress const& progress) const {
         options.labels = m_labels;
         options.limits = m_limits;
         options.progress = progress;
-        auto const grid = KetSDK::MeshVTK::ReadGridFile(m_file, progress);
-        ThrowIfCancelled();
         Loaded loaded;
-        loaded.mesh = KetSDK::MeshVTK::MeshFromGrid(*grid, options, &loaded.rounding);
+        loaded.grid = KetSDK::MeshVTK::ReadGridFile(m_file, progress);
+        ThrowIfCancelled();
+        loaded.mesh = KetSDK::MeshVTK::MeshFromGrid(*loaded.grid, options, &loaded.rounding);
         ThrowIfCancelled();
         return loaded;
     });
+}
+
+MeshInput::Loaded MeshInput::LoadTetrahedra(Progress const& progress) const {
+    Loaded loaded = Load(progress);
+    RequireTetrahedra(*loaded.mesh, m_file);
+    return loaded;
 }
 
 KetSDK::MeshVTK::LengthUnit MeshInput::GetUnit() const {

@@ -9,6 +9,8 @@
 #include <host/MeshInput.h>
 #include <host/Table.h>
 
+#include <vtkUnstructuredGrid.h>
+
 #include <cstddef>
 #include <filesystem>
 #include <iostream>
@@ -76,7 +78,8 @@ public:
             if (!m_split)
                 file.emplace(m_output);
         });
-        MeshInput::Loaded const loaded = m_input.Load(progress);
+        MeshInput::Loaded loaded = m_input.Load(progress);
+        loaded.grid = nullptr; // a large mesh needs the memory for its surfaces
         MStlBase stl;
         MMeshExtractStlSurfaceOperator extract;
         extract.SetMesh(loaded.mesh.get());

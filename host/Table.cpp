@@ -28,7 +28,7 @@ void Table::AddRule() {
     m_rows.emplace_back();
 }
 
-void Table::Print(std::ostream& out) const {
+void Table::Print(std::ostream& out, std::size_t indent) const {
     std::vector<std::string> titles;
     std::vector<std::size_t> widths;
     for (Column const& column : m_columns) {
@@ -40,7 +40,7 @@ void Table::Print(std::ostream& out) const {
             widths[i] = std::max(widths[i], Width(row[i]));
 
     auto const print_row = [&](std::vector<std::string> const& cells) {
-        std::string line;
+        std::string line(indent, ' ');
         for (std::size_t i = 0; i < m_columns.size(); ++i) {
             std::string const cell = cells.empty() ? std::string(widths[i], '-') : cells[i];
             std::string const padding(widths[i] - Width(cell), ' ');

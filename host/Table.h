@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -21,8 +22,8 @@ public:
     void AddRow(std::vector<std::string> cells);
     // Puts a line before the next row, for totals.
     void AddRule();
-    // Writes titles, a line and the rows.
-    void Print(std::ostream& out) const;
+    // Writes titles, a line and the rows, each behind so many spaces.
+    void Print(std::ostream& out, std::size_t indent = 0) const;
 
 private:
     std::vector<Column> m_columns;

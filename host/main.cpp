@@ -18,7 +18,10 @@ namespace ketmesh {
 namespace {
 
 // All commands, in the order of the help.
-constexpr std::unique_ptr<Command> (*Commands[])() = {MakeInfoCommand, MakeSurfacesCommand};
+constexpr std::unique_ptr<Command> (*Commands[])() = {
+    MakeInfoCommand,  MakeSurfacesCommand, MakeQualityCommand,
+    MakeCheckCommand, MakeRepairCommand,   MakeLayersCommand,
+};
 
 // One line on standard error, whatever the message is made of.
 int Fail(std::string message) {
@@ -53,6 +56,7 @@ int Main(int argc, char** argv) {
         "Examples:\n"
         "  ketmesh info head.vtu\n"
         "  ketmesh surfaces head.vtu -o head.vtp --interfaces\n"
+        "  ketmesh quality head.vtu --metric all\n"
         "  ketmesh surfaces --help");
     std::vector<std::unique_ptr<Command>> commands;
     for (auto const make : Commands) {

@@ -1,0 +1,25 @@
+#include <host/ElementKinds.h>
+
+#include <host/FileError.h>
+
+namespace ketmesh {
+
+std::vector<ElementKind> CountKinds(MMeshBase const& mesh) {
+    std::vector<ElementKind> kinds = {{"tet4", 4, 0}, {"tet10", 10, 0}, {"hex8", 8, 0}, {"wedge6", 6, 0}};
+    for (MMeshElement const& e : mesh.Elements())
+        for (ElementKind& kind : kinds)
+            kind.elements += kind.nodes == e.GetNodeCount();
+    return kinds;
+}
+
+void RequireTetrahedra(MMeshBase const& mesh, std::string const& file) {
+    std::string others;
+    for (ElementKind const& kind : CountKinds(mesh))
+        if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0)
+            others += (others.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
+    if (!others.empty())
+        throw FileError(file, "tetrahedra alone are needed, but there are other elements (" + others +
+                                  "); cut them into tetrahedra first");
+}
+
+} // namespace ketmesh

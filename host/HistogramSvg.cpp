@@ -1,0 +1,224 @@
+#include <host/HistogramSvg.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Text.h>
+#include <host/Format.h>
+#include <host/QualityReport.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace ketmesh {
+
+namespace {
+
+// Sizes in pixels. A panel's plot lies between the margins.
+constexpr double Width = 760.0;
+constexpr double HeaderHeight = 34.0;
+constexpr double PanelHeight = 264.0;
+constexpr double Left = 84.0;
+constexpr double Right = Width - 28.0;
+constexpr double Top = 56.0;
+constexpr double Bottom = PanelHeight - 48.0;
+
+constexpr char const* Style = "text{font-family:sans-serif;font-size:12px;fill:#333}"
+                              ".title{font-size:15px;font-weight:bold}"
+                              ".mesh{font-size:13px;fill:#666}"
+                              ".number{font-size:11px;fill:#555}"
+                              ".grid{stroke:#e4e4e4}.axis{stroke:#888}"
+                              ".bars{fill:#4c78a8}"
+                              ".limit{stroke:#c8382e;stroke-width:1.5;stroke-dasharray:5 4}"
+                              ".limittext{fill:#c8382e}";
+
+std::string Escape(std::string const& utf8) {
+    std::wstring text = KetSDK::MeshVTK::FromUtf8(utf8);
+    for (wchar_t& c : text) // what XML knows no way to write
+        if (c < L' ' || c == 0xFFFE || c == 0xFFFF)
+            c = 0xFFFD;
+    std::string escaped;
+    for (char const c : KetSDK::MeshVTK::ToUtf8(text))
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        default:
+            escaped += c;
+        }
+    return escaped;
+}
+
+// A coordinate in the picture.
+std::string Pixel(double value) {
+    return FormatGeneral(std::round(value * 100.0) / 100.0, 8);
+}
+
+// Places of the labels of an axis: multiples of 1, 2 or 5 times a power of ten.
+struct Ticks {
+    double step;
+    std::vector<double> values;
+
+    std::string Label(std::size_t i) const {
+        double const value = values[i];
+        double const largest = std::max(std::fabs(values.front()), std::fabs(values.back()));
+        if (largest >= 1e7 || step < 1e-4)
+            return FormatGeneral(value);
+        int const decimals = std::max(0, -static_cast<int>(std::floor(std::log10(step) + 1e-9)));
+        char text[40];
+        std::snprintf(text, sizeof text, "%.*f", decimals, value + 0.0);
+        return text;
+    }
+};
+
+Ticks MakeTicks(double low, double high, double about, double smallest_step = 0.0) {
+    double const raw = std::max((high - low) / about, smallest_step);
+    double const power = std::pow(10.0, std::floor(std::log10(raw)));
+    double const part = raw / power;
+    Ticks ticks;
+    ticks.step = (part <= 1.0 ? 1.0 : part <= 2.0 ? 2.0 : part <= 5.0 ? 5.0 : 10.0) * power;
+    double const tolerance = 1e-6 * ticks.step;
+    for (double k = std::ceil((low - tolerance) / ticks.step); k * ticks.step <= high + tolerance; ++k)
+        ticks.values.push_back(k * ticks.step);
+    return ticks;
+}
+
+// One panel: the histogram of one report, with the places of its axes.
+class Panel {
+public:
+    Panel(std::ostream& out, MetricReport const& report, BadThreshold const& threshold)
+        : m_out(out)
+        , m_report(report)
+        , m_threshold(threshold)
+        , m_largest(report.bins.counts.empty() ? 0 : *std::ranges::max_element(report.bins.counts)) {}
+
+    void Draw() {
+        _Text(Left, 22.0, "title", "start", TitleOf(*m_report.metric));
+        _Text(Left, 40.0, "number", "start", _Subtitle());
+        if (m_report.bins.min < m_report.bins.max)
+            _DrawPlot();
+        else
+            _Text((Left + Right) / 2.0, (Top + Bottom) / 2.0, "", "middle",
+                  m_report.statistics.HasFinite()
+                      ? "all finite values are " + FormatGeneral(m_report.statistics.min)
+                      : "no value is finite");
+    }
+
+private:
+    std::string _Subtitle() const {
+        QualityStatistics const& statistics = m_report.statistics;
+        std::string text = std::to_string(m_report.elements) + " elements, min " +
+                           FormatNumber(statistics.min) + ", mean " + FormatNumber(statistics.mean) +
+                           ", max " + FormatNumber(statistics.max) + ", " + std::to_string(m_report.bad) +
+                           " " + m_threshold.Describe();
+        if (statistics.nonfinite > 0)
+            text += ", " + std::to_string(statistics.nonfinite) + " not finite";
+        if (std::uint64_t const outside = m_report.CountOutside(); outside > 0)
+            text += ", " + std::to_string(outside) + " outside the bins";
+        return text;
+    }
+
+    double _X(double value) const {
+        return Left + (value - m_report.bins.min) / (m_report.bins.max - m_report.bins.min) * (Right - Left);
+    }
+    double _Y(double count) const { return Bottom - count / m_top * (Bottom - Top); }
+
+    void _DrawPlot() {
+        Ticks const counts = MakeTicks(0.0, std::max(m_largest, 1), 5.0, 1.0);
+        m_top = std::max(counts.values.back(), static_cast<double>(m_largest));
+        for (std::size_t i = 0; i < counts.values.size(); ++i) {
+            double const y = _Y(counts.values[i]);
+            _Line(Left, y, Right, y, "grid");
+            _Text(Left - 8.0, y + 4.0, "number", "end", counts.Label(i));
+        }
+        _DrawBars();
+        _Line(Left, Bottom, Right, Bottom, "axis");
+        Ticks const values = MakeTicks(m_report.bins.min, m_report.bins.max, 10.0);
+        for (std::size_t i = 0; i < values.values.size(); ++i) {
+            double const x = _X(values.values[i]);
+            _Line(x, Bottom, x, Bottom + 5.0, "axis");
+            _Text(x, Bottom + 18.0, "number", "middle", values.Label(i));
+        }
+        _Text((Left + Right) / 2.0, Bottom + 36.0, "", "middle", TitleOf(*m_report.metric));
+        m_out << "<text transform=\"translate(18 " << Pixel((Top + Bottom) / 2.0)
+              << ") rotate(-90)\" text-anchor=\"middle\">elements</text>\n";
+        _DrawThreshold();
+    }
+
+    void _DrawBars() const {
+        Bins const& bins = m_report.bins;
+        double const width = (Right - Left) / static_cast<double>(bins.counts.size());
+        double const gap = width > 5.0 ? 1.0 : 0.0;
+        m_out << "<path class=\"bars\" d=\"";
+        for (std::size_t i = 0; i < bins.counts.size(); ++i)
+            if (bins.counts[i] > 0)
+                m_out << 'M' << Pixel(Left + width * static_cast<double>(i) + gap / 2.0) << ' '
+                      << Pixel(Bottom) << 'V' << Pixel(std::min(_Y(bins.counts[i]), Bottom - 1.0)) << 'h'
+                      << Pixel(width - gap) << 'V' << Pixel(Bottom) << 'z';
+        m_out << "\"/>\n";
+    }
+
+    void _DrawThreshold() const {
+        double const value = m_threshold.GetValue();
+        if (!m_threshold.IsGiven() || value < m_report.bins.min || value > m_report.bins.max)
+            return;
+        double const x = _X(value);
+        bool const on_the_left = x > (Left + Right) / 2.0;
+        _Line(x, Top - 12.0, x, Bottom, "limit");
+        _Text(x + (on_the_left ? -6.0 : 6.0), Top - 3.0, "number limittext", on_the_left ? "end" : "start",
+              "bad: " + m_threshold.Describe());
+    }
+
+    void _Line(double x1, double y1, double x2, double y2, char const* style) const {
+        m_out << "<line class=\"" << style << "\" x1=\"" << Pixel(x1) << "\" y1=\"" << Pixel(y1) << "\" x2=\""
+              << Pixel(x2) << "\" y2=\"" << Pixel(y2) << "\"/>\n";
+    }
+    void _Text(double x, double y, char const* style, char const* anchor, std::string const& text) const {
+        m_out << "<text class=\"" << style << "\" x=\"" << Pixel(x) << "\" y=\"" << Pixel(y)
+              << "\" text-anchor=\"" << anchor << "\">" << Escape(text) << "</text>\n";
+    }
+
+    std::ostream& m_out;
+    MetricReport const& m_report;
+    BadThreshold const& m_threshold;
+    int m_largest;
+    double m_top = 1.0; // count at the upper edge
+};
+
+} // namespace
+
+void CheckSvgFileName(std::string const& file) {
+    if (std::filesystem::path(file).extension() != ".svg")
+        throw KetSDK::MeshVTK::Error("histograms are drawn into .svg files only");
+}
+
+void WriteHistogramSvg(KetSDK::MeshVTK::OutputFile& file, std::string const& mesh_name,
+                       std::vector<MetricReport> const& reports, BadThreshold const& threshold) {
+    double const height = HeaderHeight + PanelHeight * static_cast<double>(reports.size());
+    std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
+    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << Width << "\" height=\"" << height
+        << "\" viewBox=\"0 0 " << Width << ' ' << height << "\">\n<title>Quality of " << Escape(mesh_name)
+        << "</title>\n<style>" << Style << "</style>\n"
+        << "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"
+        << "<text class=\"mesh\" x=\"" << Left << "\" y=\"24\">" << Escape(mesh_name) << "</text>\n";
+    for (std::size_t i = 0; i < reports.size(); ++i) {
+        out << "<g transform=\"translate(0 " << HeaderHeight + PanelHeight * static_cast<double>(i)
+            << ")\">\n";
+        Panel(out, reports[i], threshold).Draw();
+        out << "</g>\n";
+    }
+    out << "</svg>\n";
+    out.close();
+    if (!out)
+        throw KetSDK::MeshVTK::Error("it cannot be written: the disk is full");
+    file.Commit();
+}
+
+} // namespace ketmesh

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <iosfwd>
+
+namespace ketmesh {
+
+struct MetricReport;
+
+// Draws the histogram of a report with a line for each bin, at most 72 columns wide: in block characters
+// where the terminal's locale knows them, and else in ASCII. What no bin counts is said below.
+void PrintHistogram(std::ostream& out, MetricReport const& report);
+
+} // namespace ketmesh

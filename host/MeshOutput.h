@@ -1,0 +1,33 @@
+#pragma once
+
+#include <KetSDK/MeshVTK/OutputFile.h>
+#include <host/Command.h>
+
+#include <optional>
+#include <string>
+
+class vtkUnstructuredGrid;
+
+namespace ketmesh {
+
+// The option with which a command writes a volume mesh, and the writing.
+class MeshOutput {
+public:
+    // Declares -o, --output; `description` says what is written.
+    CLI::Option* Declare(CLI::App& command, std::string const& description);
+
+    bool IsGiven() const noexcept { return !m_file.empty(); }
+    std::string const& GetFileName() const noexcept { return m_file; }
+    // To be called before the mesh is read, which would be for nothing when the file cannot be written.
+    // Throws FileError for another ending and for a place that cannot be written to. Nothing without a
+    // file name.
+    void Open();
+    // Writes the grid. The file appears under its name when it is whole. Throws FileError.
+    void Write(vtkUnstructuredGrid& grid, Progress const& progress);
+
+private:
+    std::string m_file;
+    std::optional<KetSDK::MeshVTK::OutputFile> m_output;
+};
+
+} // namespace ketmesh

@@ -1,0 +1,213 @@
+#include <host/MetricList.h>
+
+#include <host/Format.h>
+#include <host/Table.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <numeric>
+#include <ostream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+namespace ketmesh {
+
+using KetSDK::Mesh::QualityMetric;
+using KetSDK::Mesh::QualityMetrics;
+
+namespace {
+
+constexpr std::size_t Columns = 110;
+
+char const* SenseName(QualityMetric const& metric) {
+    switch (metric.sense) {
+    case QualityMetric::Sense::Higher:
+        return "higher";
+    case QualityMetric::Sense::Lower:
+        return "lower";
+    case QualityMetric::Sense::None:
+        break;
+    }
+    return "none";
+}
+
+char const* WorstName(QualityMetric const& metric) {
+    switch (metric.worst) {
+    case QualityMetric::Worst::Highest:
+        return "highest";
+    case QualityMetric::Worst::NegativeThenHighest:
+        return "negative";
+    case QualityMetric::Worst::Lowest:
+        break;
+    }
+    return "lowest";
+}
+
+// What the table says of each metric in figures.
+constexpr char const* Titles[] = {"metric", "unit",     "values", "best",      "better",
+                                  "worst",  "mirrored", "flat",   "not finite"};
+
+std::vector<std::string> Figures(QualityMetric const& metric) {
+    auto const number = [](double value) { return FormatGeneral(value, std::abs(value) >= 1e6 ? 3 : 5); };
+    return {std::string(metric.name), std::string(metric.unit), std::string(metric.values),
+            number(metric.best),      SenseName(metric),        WorstName(metric),
+            number(metric.inverted),  number(metric.flat),      number(metric.nonfinite)};
+}
+
+// How the columns are to be read, a sentence for each.
+constexpr char const* Explanations[] = {
+    "values: what elements of the right orientation can have",
+    "best: the value of the regular tetrahedron, with edges of 1 mm where size matters",
+    "better: the values that MMeshQualityAnalysisOperator::IsBetterThan calls better",
+    "worst: the values at the head of the list of the worst elements; \"negative\" means negative values "
+    "first, then the highest",
+    "mirrored, flat, not finite: the value of the regular tetrahedron with two corners exchanged, of four "
+    "corners of a square, and of a tetrahedron with a coordinate that is not a number; a value that good "
+    "elements have too means that the metric does not see the fault",
+};
+
+void PrintWrapped(std::ostream& out, std::string const& text, std::size_t indent) {
+    std::istringstream words(text);
+    std::string line(indent, ' ');
+    for (std::string word; words >> word;) {
+        if (line.size() > indent && line.size() + 1 + word.size() > Columns) {
+            out << line << '\n';
+            line.assign(indent, ' ');
+        }
+        line += (line.size() > indent ? " " : "") + word;
+    }
+    out << line << '\n';
+}
+
+// A text in which Markdown sees nothing but text.
+std::string EscapeMarkdown(std::string_view text) {
+    std::string escaped;
+    for (char const c : text) {
+        if (std::string_view("|*_<>\\`").find(c) != std::string_view::npos)
+            escaped += '\\';
+        escaped += c;
+    }
+    return escaped;
+}
+
+void PrintMarkdownRow(std::ostream& out, auto const& cells) {
+    for (auto const& cell : cells)
+        out << "| " << EscapeMarkdown(cell) << ' ';
+    out << "|\n";
+}
+
+// Levenshtein distance, in which upper and lower case are the same.
+std::size_t Distance(std::string_view a, std::string_view b) {
+    auto const lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            std::size_t const replaced = diagonal + (lower(a[i]) != lower(b[j]));
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+// "Volume, VolumeInRange": names that are nearly the text, or else begin with it; empty for none.
+std::string NearestNames(std::string const& text) {
+    std::size_t nearest = std::max<std::size_t>(text.size() / 3, 1);
+    for (QualityMetric const& metric : QualityMetrics())
+        nearest = std::min(nearest, Distance(text, metric.name));
+    std::string names;
+    for (QualityMetric const& metric : QualityMetrics())
+        if (Distance(text, metric.name) <= nearest ||
+            (!text.empty() && Distance(text, metric.name.substr(0, text.size())) == 0))
+            names += (names.empty() ? "" : ", ") + std::string(metric.name);
+    return names;
+}
+
+} // namespace
+
+void PrintMetricList(std::ostream& out) {
+    std::vector<Table::Column> columns;
+    for (char const* const title : Titles)
+        columns.push_back({title, Table::Align::Left});
+    Table table(columns);
+    for (QualityMetric const& metric : QualityMetrics())
+        table.AddRow(Figures(metric));
+    table.Print(out);
+    out << '\n';
+    for (char const* const explanation : Explanations)
+        PrintWrapped(out, explanation, 0);
+    for (QualityMetric const& metric : QualityMetrics()) {
+        out << '\n' << metric.name << '\n';
+        PrintWrapped(out, std::string(metric.definition), 2);
+        PrintWrapped(out, "Source: " + std::string(metric.source), 2);
+    }
+}
+
+void PrintMetricPage(std::ostream& out) {
+    out << "# Quality metrics\n\n"
+           "What `ketmesh quality --metric NAME` and `MMeshQualityAnalysisOperator` measure of each "
+           "tetrahedron. "
+           "This page\nis the output of `ketmesh quality --list --markdown`.\n\n"
+           "How to read the table:\n\n";
+    for (char const* const explanation : Explanations)
+        out << "- " << EscapeMarkdown(explanation) << ".\n";
+    out << "\nLengths are in mm, angles in degrees. A metric without unit is a pure number.\n\n";
+    PrintMarkdownRow(out, Titles);
+    PrintMarkdownRow(out, std::vector<std::string>(std::size(Titles), "---"));
+    for (QualityMetric const& metric : QualityMetrics())
+        PrintMarkdownRow(out, Figures(metric));
+    out << "\n## Definitions and sources\n\n";
+    for (QualityMetric const& metric : QualityMetrics())
+        out << "- **" << metric.name << "**: " << EscapeMarkdown(metric.definition) << ".\n  *"
+            << EscapeMarkdown(metric.source) << "*\n";
+}
+
+Json MetricListJson() {
+    // JSON has no other way to write these.
+    auto const number = [](double value) {
+        return std::isfinite(value) ? Json(value) : Json(FormatGeneral(value));
+    };
+    Json list = Json::object();
+    for (QualityMetric const& metric : QualityMetrics())
+        list[std::string(metric.name)] = {{"number", static_cast<int>(metric.type)},
+                                          {"unit", metric.unit},
+                                          {"definition", metric.definition},
+                                          {"values", metric.values},
+                                          {"best", number(metric.best)},
+                                          {"better", SenseName(metric)},
+                                          {"worst", WorstName(metric)},
+                                          {"quadratic", metric.quadratic},
+                                          {"mirrored", number(metric.inverted)},
+                                          {"flat", number(metric.flat)},
+                                          {"nonfinite", number(metric.nonfinite)},
+                                          {"source", metric.source}};
+    return {{"metrics", list}};
+}
+
+std::vector<QualityMetric const*> FindMetrics(std::string const& names) {
+    std::vector<QualityMetric const*> metrics;
+    if (names == AllMetrics) {
+        for (QualityMetric const& metric : QualityMetrics())
+            metrics.push_back(&metric);
+        return metrics;
+    }
+    std::istringstream list(names + ",");
+    for (std::string name; std::getline(list, name, ',');) {
+        QualityMetric const* const metric = KetSDK::Mesh::FindQualityMetric(name);
+        if (!metric) {
+            std::string const near = NearestNames(name);
+            throw std::invalid_argument("there is no metric \"" + name + "\"" +
+                                        (near.empty() ? "" : "; near it are " + near) +
+                                        " (ketmesh quality --list shows all)");
+        }
+        if (std::ranges::find(metrics, metric) == metrics.end())
+            metrics.push_back(metric);
+    }
+    return metrics;
+}
+
+} // namespace ketmesh

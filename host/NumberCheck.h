@@ -1,0 +1,13 @@
+#pragma once
+
+#include <host/Command.h>
+
+namespace ketmesh {
+
+// Checks for options that take a number; NaN and infinities do not pass.
+CLI::Validator FiniteNumber();
+CLI::Validator PositiveNumber();
+// A whole number, 0 or more, below 2^53.
+CLI::Validator Count();
+
+} // namespace ketmesh

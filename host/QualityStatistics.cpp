@@ -1,0 +1,73 @@
+#include <host/QualityStatistics.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <ranges>
+
+namespace ketmesh {
+
+namespace {
+
+// Neumaier 1974, ZAMM 54. The wider type keeps the sum of the largest numbers finite.
+double Mean(std::span<double const> values) {
+    long double sum = 0.0L;
+    long double lost = 0.0L;
+    for (double const value : values) {
+        long double const next = sum + value;
+        lost += std::fabs(sum) >= std::fabs(value) ? (sum - next) + value : (value - next) + sum;
+        sum = next;
+    }
+    return static_cast<double>((sum + lost) / static_cast<long double>(values.size()));
+}
+
+} // namespace
+
+QualityStatistics Summarize(std::span<double const> values) {
+    std::vector<double> finite;
+    finite.reserve(values.size());
+    std::ranges::copy_if(values, std::back_inserter(finite), [](double v) { return std::isfinite(v); });
+    QualityStatistics result;
+    result.nonfinite = values.size() - finite.size();
+    if (finite.empty()) {
+        result.min = result.mean = result.max = std::numeric_limits<double>::quiet_NaN();
+        result.percentiles.fill(result.min);
+        return result;
+    }
+    result.mean = Mean(finite); // before the values change places
+    auto first = finite.begin();
+    for (std::size_t i = 0; i < result.percentiles.size(); ++i) {
+        // Ranks ascend, so each one is found behind the one before.
+        std::size_t const rank = (finite.size() * QualityStatistics::Percents[i] + 99) / 100;
+        auto const place = finite.begin() + static_cast<std::ptrdiff_t>(rank - 1);
+        std::nth_element(first, place, finite.end());
+        result.percentiles[i] = *place;
+        first = place;
+    }
+    auto const [smallest, largest] = std::ranges::minmax(finite);
+    result.min = smallest;
+    result.max = largest;
+    return result;
+}
+
+std::vector<std::uint32_t> FindFirst(std::span<double const> values, std::size_t count,
+                                     bool (*precedes)(double a, double b)) {
+    auto const comes_before = [values, precedes](std::uint32_t i, std::uint32_t j) {
+        double const a = values[i];
+        double const b = values[j];
+        bool const a_finite = std::isfinite(a);
+        bool const b_finite = std::isfinite(b);
+        if (a_finite != b_finite)
+            return b_finite;
+        if (a_finite && (precedes(a, b) || precedes(b, a)))
+            return precedes(a, b);
+        return i < j;
+    };
+    std::vector<std::uint32_t> first(std::min(count, values.size()));
+    std::ranges::partial_sort_copy(std::views::iota(0u, static_cast<std::uint32_t>(values.size())), first,
+                                   comes_before);
+    return first;
+}
+
+} // namespace ketmesh
