@@ -4,11 +4,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 // A job is done by us and by VTK. Each way of doing it becomes one benchmark "mesh/job/way", and the
 // figures that both come to are compared before either time counts.
@@ -31,37 +33,54 @@ double ClockSeconds();
 // Number of threads that parallel work runs on.
 unsigned int NumberOfThreads();
 
-// Adds one way of doing a job on a mesh. `prepare` and `answer` are not timed, nor is the destruction of
-// what `work` returns. `answer` gives the figure to compare, or nothing.
-template <typename Prepare, typename Work, typename Answer>
-benchmark::internal::Benchmark* AddWay(Recipe const& recipe, std::string const& job, std::string const& way,
-                                       Prepare prepare, Work work, Answer answer) {
+// Number of things that a time is divided by.
+inline std::size_t SizeOf(Case const& c) {
+    return c.tetrahedra.cells.size();
+}
+inline std::size_t SizeOf(std::vector<double> const& values) {
+    return values.size();
+}
+
+// Adds one way of doing a job on what `subject` returns, a mesh or a list of values. `prepare` and `answer`
+// are not timed, nor is the destruction of what `work` returns. `answer` gives the figure to compare, or
+// nothing.
+template <typename Subject, typename Prepare, typename Work, typename Answer>
+benchmark::internal::Benchmark* AddWayOn(std::string const& mesh, Subject subject, std::string const& job,
+                                         std::string const& way, Prepare prepare, Work work, Answer answer) {
     auto const run = [=](benchmark::State& state) {
-        Case& c = UseCase(recipe);
+        auto& c = subject();
         auto const seconds = way == OursParallel ? ClockSeconds : ProcessorSeconds;
         for ([[maybe_unused]] auto step : state) {
             prepare(c);
             double const begin = seconds();
             auto result = work(c);
             state.SetIterationTime(seconds() - begin);
-            if (!IsSameAnswer(recipe.name, job, answer(c, result))) {
+            if (!IsSameAnswer(mesh, job, answer(c, result))) {
                 state.SkipWithError("the answer differs from that of the other way");
                 return;
             }
         }
-        auto const elements = static_cast<double>(c.tetrahedra.cells.size());
+        auto const elements = static_cast<double>(SizeOf(c));
         state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(elements));
         using Counter = benchmark::Counter;
         state.counters["s/element"] =
             Counter(elements, Counter::kIsIterationInvariantRate | Counter::kInvert);
     };
-    return benchmark::RegisterBenchmark((recipe.name + "/" + job + "/" + way).c_str(), run)
+    return benchmark::RegisterBenchmark((mesh + "/" + job + "/" + way).c_str(), run)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
 }
 
-inline constexpr auto NothingToPrepare = [](Case&) {};
-inline constexpr auto NoAnswer = [](Case&, auto const&) { return std::optional<double>(); };
+// The same on a mesh.
+template <typename Prepare, typename Work, typename Answer>
+benchmark::internal::Benchmark* AddWay(Recipe const& recipe, std::string const& job, std::string const& way,
+                                       Prepare prepare, Work work, Answer answer) {
+    return AddWayOn(
+        recipe.name, [recipe]() -> Case& { return UseCase(recipe); }, job, way, prepare, work, answer);
+}
+
+inline constexpr auto NothingToPrepare = [](auto&) {};
+inline constexpr auto NoAnswer = [](auto&, auto const&) { return std::optional<double>(); };
 
 // Adds one way of holding something in memory: bytes per element that `bytes` returns, not timed.
 void AddMemory(Recipe const& recipe, std::string const& what, std::string const& way,
@@ -70,10 +89,13 @@ void AddMemory(Recipe const& recipe, std::string const& what, std::string const&
 // Bytes that the process has allocated and not given back.
 double HeapBytes();
 
-// The themes; each adds its jobs for one mesh.
+// The themes; each adds its jobs for one mesh. A curved mesh has jobs of quality and repair only.
 void AddBuildJobs(Recipe const& recipe);
 void AddNeighborJobs(Recipe const& recipe);
 void AddQualityJobs(Recipe const& recipe);
+void AddRepairJobs(Recipe const& recipe);
 void AddSurfaceJobs(Recipe const& recipe);
+// Those on plain values.
+void AddHistogramJobs();
 
 } // namespace Bench

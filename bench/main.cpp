@@ -56,6 +56,7 @@ std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files) {
 void AddJobs(std::vector<Bench::Recipe> const& recipes) {
     for (Bench::Recipe const& recipe : recipes) {
         Bench::AddQualityJobs(recipe);
+        Bench::AddRepairJobs(recipe);
         if (recipe.curved)
             continue; // VTK's grid of it is a linear one
         Bench::AddBuildJobs(recipe);
@@ -80,6 +81,8 @@ int main(int argc, char** argv) try {
 
     Bench::UseOneVtkThread();
     AddJobs(Recipes(files));
+    if (files.empty())
+        Bench::AddHistogramJobs();
     Bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     if (Bench::AnyAnswerDiffers()) {

@@ -1,0 +1,74 @@
+// Checking and repairing quadratic elements, layers, and what bad elements mark on a surface.
+#include "Jobs.h"
+
+#include <KetSDK/Mesh/geometry/MMeshGrowBadTetsOperator.h>
+#include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
+#include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
+#include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <memory>
+
+namespace Bench {
+namespace {
+
+template <typename Operator>
+std::unique_ptr<Operator> Run(Case& c) {
+    auto job = std::make_unique<Operator>();
+    job->SetMesh(c.mesh.get());
+    job->Operate();
+    return job;
+}
+
+// One element in a hundred is bad.
+struct Growth {
+    explicit Growth(Case& c) {
+        MMeshExtractStlSurfaceOperator extract;
+        extract.SetMesh(c.mesh.get());
+        extract.SetStl(&surface);
+        extract.Operate();
+        c.mesh->GetElementMasks()->RegisterMask(&bad);
+        for (std::uint64_t i = 0; i < c.mesh->Elements().GetNumElements(); i += 100)
+            bad.SetValue(*c.mesh->GetElement(i), true);
+    }
+
+    MStlBase surface;
+    MDataMaskBits<MMeshElement> bad;
+};
+
+void AddGrowth(Recipe const& recipe) {
+    auto const inputs = std::make_shared<std::unique_ptr<Growth>>();
+    AddWay(
+        recipe, "grow_2_rings", Ours, [inputs](Case& c) { *inputs = std::make_unique<Growth>(c); },
+        [inputs](Case& c) {
+            auto job = std::make_unique<MMeshGrowBadTetsOperator>();
+            job->SetMesh(c.mesh.get());
+            job->SetStlMesh(&(*inputs)->surface);
+            job->SetBadMask(&(*inputs)->bad);
+            job->SetGrowLevel(2);
+            job->Operate();
+            inputs->reset();
+            return job;
+        },
+        NoAnswer);
+}
+
+} // namespace
+
+void AddRepairJobs(Recipe const& recipe) {
+    AddWay(recipe, "consistency_check", Ours, NothingToPrepare, Run<MMeshTet10ConsistencyCheckOperator>,
+           NoAnswer);
+    AddWay(recipe, "one_layer", Ours, NothingToPrepare, Run<MMeshOperatorLayers>, NoAnswer);
+    if (!recipe.curved) {
+        AddGrowth(recipe);
+        return;
+    }
+    AddWay(
+        recipe, "correct_jacobians", Ours, [](Case& c) { c.mesh = MakeMesh(c.tetrahedra); },
+        Run<MMeshJacobianCorrectorOperator>, NoAnswer);
+    AddWay(recipe, "correct_jacobians_again", Ours, Run<MMeshJacobianCorrectorOperator>,
+           Run<MMeshJacobianCorrectorOperator>, NoAnswer);
+}
+
+} // namespace Bench
