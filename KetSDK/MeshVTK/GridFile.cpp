@@ -14,11 +14,9 @@
 #include <vtkUnstructuredGrid.h>
 #include <vtkUnstructuredGridReader.h>
 #include <vtkUnstructuredGridWriter.h>
-#include <vtkXMLFileReadTester.h>
 #include <vtkXMLUnstructuredGridReader.h>
 #include <vtkXMLUnstructuredGridWriter.h>
 
-#include <cctype>
 #include <cstdint>
 #include <fstream>
 #include <ios>
@@ -32,32 +30,10 @@ namespace {
 constexpr char const* CannotRead = "it cannot be read";
 constexpr char const* CannotWrite = "it cannot be written";
 
-// The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
-std::string DeclaredType(std::filesystem::path const& path) {
-    vtkNew<vtkXMLFileReadTester> tester;
-    tester->SetFileName(path.c_str());
-    char const* const type = tester->TestReadFile() ? tester->GetFileDataType() : nullptr;
-    return type ? type : "";
-}
-
-void CheckXmlEnd(std::filesystem::path const& path) {
-    std::string end = LastBytes(path, 4096);
-    while (!end.empty() && (std::isspace(static_cast<unsigned char>(end.back())) || end.back() == '\0'))
-        end.pop_back();
-    if (!end.ends_with("</VTKFile>"))
-        throw Error("the file is cut off: it does not end with </VTKFile>");
-}
-
 vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::filesystem::path const& path,
                                              std::shared_ptr<Common::IProgressDelegate> const& progress) {
     VtkSession session(progress, "Reading file");
-    std::string const type = DeclaredType(path);
-    if (type.empty())
-        throw Error("this is no VTK XML file, though its name ends with .vtu");
-    if (type != "UnstructuredGrid")
-        throw Error("the file holds " + type + "; an UnstructuredGrid is needed");
-    CheckXmlEnd(path);
-    CheckXmlFile(path);
+    CheckXmlFile(path, "UnstructuredGrid");
     vtkNew<vtkXMLUnstructuredGridReader> reader;
     reader->SetFileName(path.c_str());
     session.Run(*reader, CannotRead);

@@ -1,6 +1,7 @@
 #include <KetSDK/MeshVTK/OutputFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -32,7 +33,7 @@ std::filesystem::path TemporaryName(std::filesystem::path const& path) {
     std::string name = ".";
     name += path.stem().string().substr(0, 100); // room for the rest within a file name's length
     name += "." + std::to_string(::getpid()) + "-" + std::to_string(counter++) + ".part";
-    return path.parent_path() / (name + path.extension().string());
+    return path.parent_path() / (name + LowerCaseEnding(path)); // VTK appends the ending to others
 }
 
 std::string Reason(int error) {

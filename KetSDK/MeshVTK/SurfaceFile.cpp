@@ -2,21 +2,32 @@
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/ObjFileCheck.h>
+#include <KetSDK/MeshVTK/PlyFileCheck.h>
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
+#include <KetSDK/MeshVTK/StlFileCheck.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/VtkSession.h>
+#include <KetSDK/MeshVTK/XmlFileCheck.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
+#include <vtkCellArray.h>
 #include <vtkNew.h>
+#include <vtkOBJReader.h>
 #include <vtkOBJWriter.h>
+#include <vtkObjectFactory.h>
+#include <vtkPLYReader.h>
 #include <vtkPLYWriter.h>
+#include <vtkPoints.h>
 #include <vtkPolyData.h>
+#include <vtkSTLReader.h>
 #include <vtkSTLWriter.h>
+#include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cstdint>
+#include <cstdio>
 #include <fstream>
 #include <set>
 #include <string>
@@ -91,30 +102,104 @@ bool IsCompleteObj(std::ifstream& file, std::uint64_t triangles, std::uint64_t p
     return faces == triangles && vertices == points;
 }
 
+constexpr char const* CannotRead = "it cannot be read";
+
+// VTK's readers leave out what they cannot make sense of.
+void CheckFaces(vtkPolyData& data, std::uint64_t faces) {
+    auto const read = static_cast<std::uint64_t>(data.GetNumberOfPolys());
+    if (read != faces)
+        throw Error("VTK could make sense of only " + std::to_string(read) + " of " + std::to_string(faces) +
+                    " faces");
+}
+
+vtkSmartPointer<vtkPolyData> ReadVtp(std::filesystem::path const& path, VtkSession& session) {
+    CheckXmlFile(path, "PolyData");
+    vtkNew<vtkXMLPolyDataReader> reader;
+    reader->SetFileName(path.c_str());
+    session.Run(*reader, CannotRead);
+    return reader->GetOutput();
+}
+
+// VTK's reader takes many a binary file for one in text; this one is told.
+class StlReader : public vtkSTLReader {
+public:
+    static StlReader* New();
+    void SetEncoding(StlEncoding encoding) noexcept { m_encoding = encoding; }
+
+protected:
+    int RequestData(vtkInformation*, vtkInformationVector**, vtkInformationVector* output) override {
+        std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::fopen(GetFileName(), "rb"),
+                                                                   std::fclose);
+        vtkNew<vtkPoints> points;
+        vtkNew<vtkCellArray> triangles;
+        if (!file || !(m_encoding == StlEncoding::Binary ? ReadBinarySTL(file.get(), points, triangles)
+                                                         : ReadASCIISTL(file.get(), points, triangles)))
+            return 0;
+        vtkPolyData& result = *vtkPolyData::GetData(output);
+        result.SetPoints(points);
+        result.SetPolys(triangles);
+        return 1;
+    }
+
+private:
+    StlEncoding m_encoding = StlEncoding::Binary;
+};
+
+vtkStandardNewMacro(StlReader);
+
+vtkSmartPointer<vtkPolyData> ReadStl(std::filesystem::path const& path, VtkSession& session) {
+    StlContent const content = CheckStlFile(path);
+    vtkNew<StlReader> reader;
+    reader->SetEncoding(content.encoding);
+    reader->SetFileName(path.c_str());
+    session.Run(*reader, CannotRead);
+    CheckFaces(*reader->GetOutput(), content.triangles);
+    return reader->GetOutput();
+}
+
+vtkSmartPointer<vtkPolyData> ReadPly(std::filesystem::path const& path, VtkSession& session) {
+    std::uint64_t const faces = CheckPlyFile(path);
+    vtkNew<vtkPLYReader> reader;
+    reader->SetDuplicatePointsForFaceTexture(false); // gives faces wrong corners
+    reader->SetFileName(path.c_str());
+    session.Run(*reader, CannotRead);
+    CheckFaces(*reader->GetOutput(), faces);
+    return reader->GetOutput();
+}
+
+vtkSmartPointer<vtkPolyData> ReadObj(std::filesystem::path const& path, VtkSession& session) {
+    std::uint64_t const faces = CheckObjFile(path);
+    vtkNew<vtkOBJReader> reader;
+    reader->SetFileName(path.c_str());
+    session.Run(*reader, CannotRead);
+    CheckFaces(*reader->GetOutput(), faces);
+    return reader->GetOutput();
+}
+
 struct SurfaceFormat {
     char const* ending;
+    vtkSmartPointer<vtkPolyData> (*read)(std::filesystem::path const& path, VtkSession& session);
     void (*write)(vtkPolyData& data, char const* path, VtkSession& session);
     bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
 
-constexpr SurfaceFormat Formats[] = {{".vtp", WriteVtp, IsComplete},
-                                     {".stl", WriteStl, IsCompleteStl},
-                                     {".ply", WritePly, IsCompletePly},
-                                     {".obj", WriteObj, IsCompleteObj}};
+constexpr SurfaceFormat Formats[] = {{".vtp", ReadVtp, WriteVtp, IsComplete},
+                                     {".stl", ReadStl, WriteStl, IsCompleteStl},
+                                     {".ply", ReadPly, WritePly, IsCompletePly},
+                                     {".obj", ReadObj, WriteObj, IsCompleteObj}};
 
-SurfaceFormat const& FormatOf(std::filesystem::path const& path) {
-    std::string ending = path.extension().string();
-    std::ranges::transform(ending, ending.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+// `use` is what the file is for: "read from" or "written to".
+SurfaceFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
+    std::string const ending = LowerCaseEnding(path);
     for (SurfaceFormat const& format : Formats)
         if (ending == format.ending)
             return format;
-    throw Error("surfaces are written to .vtp, .stl, .ply and .obj files only");
+    throw Error(std::string("surfaces are ") + use + " .vtp, .stl, .ply and .obj files only");
 }
 
 void Write(vtkPolyData& data, std::filesystem::path const& path,
            std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    SurfaceFormat const& format = FormatOf(path);
+    SurfaceFormat const& format = FormatOf(path, "written to");
     VtkSession session(progress, "Writing file");
     format.write(data, path.c_str(), session);
     std::ifstream file(path, std::ios::binary);
@@ -137,28 +222,47 @@ std::string FileNamePart(std::wstring const& name) {
     return part.substr(0, end);
 }
 
-void CheckTriangles(MStlBase const& stl) {
-    if (stl.NumberOfTriangles() == 0)
+void CheckTriangles(std::uint64_t count) {
+    if (count == 0)
         throw Error("there are no triangles to write");
 }
 
 } // namespace
 
+std::unique_ptr<MStlBase> ReadSurfaceFile(std::filesystem::path const& path,
+                                          SurfaceFromPolyDataOptions const& options,
+                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                          SurfaceReport* report) {
+    CheckInputFile(path, ".vtp, .stl, .ply or .obj");
+    SurfaceFormat const& format = FormatOf(path, "read from");
+    vtkSmartPointer<vtkPolyData> data;
+    {
+        VtkSession session(progress, "Reading file");
+        data = format.read(path, session);
+    }
+    return SurfaceFromPolyData(*data, options, report);
+}
+
 void CheckSurfaceFileName(std::filesystem::path const& path) {
-    FormatOf(path);
+    FormatOf(path, "written to");
 }
 
 void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
                       std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckTriangles(stl);
-    Write(*PolyDataFromSurfaces(stl, unit), file.GetTemporaryPath(), progress);
+    WriteSurfaceFile(*PolyDataFromSurfaces(stl, unit), file, progress);
+}
+
+void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
+                      std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()));
+    Write(data, file.GetTemporaryPath(), progress);
     file.Commit();
 }
 
 std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckTriangles(stl);
+    CheckTriangles(stl.NumberOfTriangles());
     Common::BranchingProgressReporter reporter(progress, "Writing files", true);
     std::vector<OutputFile> files;
     std::set<std::string> taken;

@@ -4,17 +4,27 @@
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
+#include <KetSDK/MeshVTK/SurfaceFromPolyData.h>
 
 #include <filesystem>
 #include <memory>
 #include <vector>
 
 class MStlBase;
+class vtkPolyData;
 
 namespace KetSDK::MeshVTK {
 
-// Writes surfaces with VTK's writer for the file's ending: .vtp, .stl, .ply (all three binary) or .obj.
-// Surface names travel in .vtp only; .stl and .ply hold coordinates as 32-bit floats.
+// Reads and writes surfaces with VTK's readers and writers for the file's ending: .vtp, .stl, .ply (all
+// three are written in binary) or .obj. Surface names travel in .vtp only; .stl and .ply hold coordinates
+// as 32-bit floats.
+
+// Reads a surface container, owned by the caller; see SurfaceFromPolyData for what becomes of polygons,
+// rounding and names. `report` and the delegate may be null. Throws Error for a file that is missing,
+// empty, cut off, damaged or of another kind, and for one without triangles; throws Cancelled.
+KETSDK_MESHVTK_API std::unique_ptr<MStlBase>
+ReadSurfaceFile(std::filesystem::path const& path, SurfaceFromPolyDataOptions const& options,
+                std::shared_ptr<Common::IProgressDelegate> const& progress, SurfaceReport* report);
 
 // Throws Error for a name with another ending.
 KETSDK_MESHVTK_API void CheckSurfaceFileName(std::filesystem::path const& path);
@@ -23,6 +33,11 @@ KETSDK_MESHVTK_API void CheckSurfaceFileName(std::filesystem::path const& path);
 // triangles and when writing fails, Cancelled when the user cancelled; the file is then not committed.
 // The delegate may be null.
 KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
+                                         std::shared_ptr<Common::IProgressDelegate> const& progress);
+
+// The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp
+// files hold.
+KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                                          std::shared_ptr<Common::IProgressDelegate> const& progress);
 
 // Writes each surface that has triangles into a file of its own, named `<stem>-<name of the surface>`

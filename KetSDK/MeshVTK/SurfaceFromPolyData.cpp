@@ -9,6 +9,7 @@
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
+#include <vtkDataArray.h>
 #include <vtkFieldData.h>
 #include <vtkIdList.h>
 #include <vtkNew.h>
@@ -24,10 +25,25 @@ namespace KetSDK::MeshVTK {
 
 namespace {
 
-// VTK's filter follows point numbers without a look.
-void CheckPointNumbers(vtkCellArray* cells, vtkIdType points) {
+// Whether the offsets rise from 0 to the length of the list of points.
+bool AreOffsetsRising(vtkCellArray& cells) {
+    vtkDataArray& offsets = *cells.GetOffsetsArray();
+    double last = 0.0; // exact up to 2^53
+    for (vtkIdType i = 0; i < offsets.GetNumberOfTuples(); ++i) {
+        double const offset = offsets.GetComponent(i, 0);
+        if (i == 0 ? offset != 0.0 : !(offset >= last))
+            return false;
+        last = offset;
+    }
+    return last == static_cast<double>(cells.GetConnectivityArray()->GetNumberOfTuples());
+}
+
+// VTK's filter follows offsets and point numbers without a look.
+void CheckCells(vtkCellArray* cells, vtkIdType points) {
     if (!cells)
         return;
+    if (!AreOffsetsRising(*cells))
+        throw Error("the offsets of the polygons do not fit the list of their points");
     for (vtkIdType i = 0; i < cells->GetNumberOfCells(); ++i) {
         vtkIdType count = 0;
         vtkIdType const* ids = nullptr;
@@ -41,7 +57,7 @@ void CheckPointNumbers(vtkCellArray* cells, vtkIdType points) {
 
 vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data) {
     for (vtkCellArray* const cells : {data.GetVerts(), data.GetLines(), data.GetPolys(), data.GetStrips()})
-        CheckPointNumbers(cells, data.GetNumberOfPoints());
+        CheckCells(cells, data.GetNumberOfPoints());
     // A filter's input must not change; this one builds cell links in it.
     vtkNew<vtkPolyData> input;
     input->ShallowCopy(&data);

@@ -6,6 +6,7 @@
 #include <vtkNew.h>
 #include <vtkXMLDataElement.h>
 #include <vtkXMLDataParser.h>
+#include <vtkXMLFileReadTester.h>
 
 #include <algorithm>
 #include <cctype>
@@ -50,6 +51,13 @@ Count BytesOfType(std::string const& type) {
         {"UInt32", 4}, {"Int64", 8}, {"UInt64", 8}, {"Float32", 4}, {"Float64", 8}};
     auto const found = bytes.find(type);
     return found == bytes.end() ? 0 : found->second;
+}
+
+// Where a surface has its cells, by sort.
+constexpr char const* CellSections[] = {"Verts", "Lines", "Strips", "Polys"};
+
+bool IsCellSection(std::string const& section) {
+    return std::ranges::find(CellSections, section) != std::end(CellSections);
 }
 
 // A stretch of the file with the data of an array, raw or as base64.
@@ -122,12 +130,19 @@ private:
         std::string const name = Attribute(array, "Name");
         if (section == "Points" || section == "PointData")
             tuples = _Required(piece, "NumberOfPoints");
-        else if (section == "CellData" || (section == "Cells" && (name == "offsets" || name == "types")))
+        else if (section == "CellData")
+            tuples = _Cells(piece);
+        else if (section == "Cells" && (name == "offsets" || name == "types"))
             tuples = _Required(piece, "NumberOfCells");
+        else if (name == "offsets" && IsCellSection(section))
+            tuples = CountAttribute(piece, ("NumberOf" + section).c_str()).value_or(0);
         else if (section == "FieldData")
-            tuples = CountAttribute(array, "NumberOfTuples");
+            tuples = _Required(array, "NumberOfTuples");
 
-        Count const value_bytes = BytesOfType(Attribute(array, "type"));
+        std::string const type = Attribute(array, "type");
+        Count const value_bytes = BytesOfType(type);
+        if (value_bytes == 0 && type != "String" && type != "Bit") // VTK's reader crashes
+            throw Error("the array \"" + name + "\" is of the unknown type \"" + type + "\"");
         bool const ascii = Attribute(array, "format") == "ascii" || Attribute(array, "format").empty();
         std::optional<Count> const offset = _Offset(array);
         Count values = 0;
@@ -136,6 +151,9 @@ private:
         else
             values = _BytesOfData(offset ? _Appended(*offset) : _Inline(array), name) /
                      std::max<Count>(value_bytes, 1);
+        if (type == "String" && tuples && values < *tuples * components) // each ends with a byte of its own
+            throw Error("the array \"" + name + "\" holds fewer than " + std::to_string(*tuples) +
+                        " strings");
         if (tuples && value_bytes > 0 && values != *tuples * components)
             throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
                         std::to_string(*tuples * components));
@@ -146,6 +164,16 @@ private:
         if (!count)
             throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
         return *count;
+    }
+
+    // A piece of a surface has a count for each sort of cell that it may have.
+    static Count _Cells(vtkXMLDataElement& piece) {
+        if (piece.GetAttribute("NumberOfCells"))
+            return _Required(piece, "NumberOfCells");
+        Count cells = 0;
+        for (char const* const section : CellSections)
+            cells += CountAttribute(piece, (std::string("NumberOf") + section).c_str()).value_or(0);
+        return cells;
     }
 
     static std::optional<Count> _Offset(vtkXMLDataElement& array) {
@@ -246,9 +274,31 @@ private:
     bool m_appended_base64 = false;
 };
 
+// The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
+std::string DeclaredType(std::filesystem::path const& path) {
+    vtkNew<vtkXMLFileReadTester> tester;
+    tester->SetFileName(path.c_str());
+    char const* const type = tester->TestReadFile() ? tester->GetFileDataType() : nullptr;
+    return type ? type : "";
+}
+
+void CheckXmlEnd(std::filesystem::path const& path) {
+    std::string end = LastBytes(path, 4096);
+    while (!end.empty() && (std::isspace(static_cast<unsigned char>(end.back())) || end.back() == '\0'))
+        end.pop_back();
+    if (!end.ends_with("</VTKFile>"))
+        throw Error("the file is cut off: it does not end with </VTKFile>");
+}
+
 } // namespace
 
-void CheckXmlFile(std::filesystem::path const& path) {
+void CheckXmlFile(std::filesystem::path const& path, std::string const& needed) {
+    std::string const type = DeclaredType(path);
+    if (type.empty())
+        throw Error("this is no VTK XML file, though its name ends with " + path.extension().string());
+    if (type != needed)
+        throw Error("the file holds " + type + "; " + needed + " is needed");
+    CheckXmlEnd(path);
     std::string content = AllBytes(path);
     vtkNew<vtkXMLDataParser> parser;
     parser->SetFileName(path.c_str());
