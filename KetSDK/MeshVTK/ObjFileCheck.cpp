@@ -79,6 +79,8 @@ private:
 
     // "vertex", "vertex/texture", "vertex//normal" or "vertex/texture/normal"
     void _Corner(std::string_view word) {
+        if (word.ends_with('/'))
+            m_lines.Refuse("has a corner that ends with \"/\"");
         for (std::size_t kind = 0; kind < m_counts.size(); ++kind) {
             std::size_t const end = std::min(word.find('/'), word.size());
             std::string_view const number = word.substr(0, end);

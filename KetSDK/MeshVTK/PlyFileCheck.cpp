@@ -20,7 +20,7 @@ namespace {
 
 // VTK's reader keeps the length of a list in a byte.
 constexpr double LongestList = 255;
-constexpr std::size_t LongestHeaderLine = 1000;
+constexpr std::size_t LongestLine = 4000; // what its buffer holds
 
 enum class Kind { Signed, Unsigned, Real };
 
@@ -92,9 +92,9 @@ private:
             throw Error("this is no PLY file, though its name ends with .ply");
         while (m_lines.Next()) {
             auto const& words = m_lines.Words();
-            if (m_lines.Line().size() > LongestHeaderLine)
-                m_lines.Refuse("is too long for a header");
-            if (words.empty() || words[0] == "comment" || words[0] == "obj_info")
+            if (words.empty() || m_lines.Line().size() > LongestLine)
+                m_lines.Refuse("is empty or too long");
+            if (words[0] == "comment" || words[0] == "obj_info")
                 continue;
             if (words[0] == "end_header" && m_lines.IsComplete())
                 return;
@@ -171,6 +171,8 @@ private:
         for (std::uint64_t i = 0; i < element.count; ++i) {
             if (m_text && !(_NextLine() && m_lines.IsComplete()))
                 _CutOff();
+            if (m_text && m_lines.Line().size() > LongestLine)
+                m_lines.Refuse("is too long");
             m_corners = 0;
             for (Property const& property : element.properties)
                 _Value(property, faces);

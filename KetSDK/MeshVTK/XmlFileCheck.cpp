@@ -2,17 +2,24 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/TextLines.h>
 
+#include <vtkDataCompressor.h>
+#include <vtkLZ4DataCompressor.h>
+#include <vtkLZMADataCompressor.h>
 #include <vtkNew.h>
+#include <vtkSmartPointer.h>
 #include <vtkXMLDataElement.h>
 #include <vtkXMLDataParser.h>
 #include <vtkXMLFileReadTester.h>
+#include <vtkZLibDataCompressor.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -28,6 +35,8 @@ using Count = std::uint64_t;
 // Larger blocks and counts than these are no file's: products of two stay below 64 bits.
 constexpr Count LargestBlock = Count{1} << 32;
 constexpr Count LargestCount = Count{1} << 31;
+// All names in one array together.
+constexpr Count LargestNames = Count{1} << 26;
 
 std::string Attribute(vtkXMLDataElement& element, char const* name) {
     char const* const value = element.GetAttribute(name);
@@ -58,6 +67,19 @@ constexpr char const* CellSections[] = {"Verts", "Lines", "Strips", "Polys"};
 
 bool IsCellSection(std::string const& section) {
     return std::ranges::find(CellSections, section) != std::end(CellSections);
+}
+
+// What unpacks the data of a file; null for data that is not packed.
+vtkSmartPointer<vtkDataCompressor> MakeCompressor(std::string const& name) {
+    if (name.empty())
+        return nullptr;
+    if (name == "vtkZLibDataCompressor")
+        return vtkSmartPointer<vtkZLibDataCompressor>::New();
+    if (name == "vtkLZ4DataCompressor")
+        return vtkSmartPointer<vtkLZ4DataCompressor>::New();
+    if (name == "vtkLZMADataCompressor")
+        return vtkSmartPointer<vtkLZMADataCompressor>::New();
+    throw Error("the file is packed in the unknown way \"" + name + "\"");
 }
 
 // A stretch of the file with the data of an array, raw or as base64.
@@ -99,7 +121,8 @@ public:
         vtkXMLDataElement& root = *parser.GetRootElement();
         m_word_bytes = Attribute(root, "header_type") == "UInt64" ? 8 : 4;
         m_big_endian = Attribute(root, "byte_order") == "BigEndian";
-        m_compressed = !Attribute(root, "compressor").empty();
+        m_compressor = MakeCompressor(Attribute(root, "compressor"));
+        m_compressed = m_compressor != nullptr;
         if (vtkXMLDataElement* const appended = root.FindNestedElementWithName("AppendedData")) {
             m_appended = static_cast<std::size_t>(parser.GetAppendedDataPosition());
             if (m_appended < m_content.size() && m_content[m_appended - 1] != '_' &&
@@ -146,15 +169,15 @@ private:
         bool const ascii = Attribute(array, "format") == "ascii" || Attribute(array, "format").empty();
         std::optional<Count> const offset = _Offset(array);
         Count values = 0;
-        if (ascii && !offset)
-            values = _WordsInline(array);
-        else
-            values = _BytesOfData(offset ? _Appended(*offset) : _Inline(array), name) /
-                     std::max<Count>(value_bytes, 1);
-        if (type == "String" && tuples && values < *tuples * components) // each ends with a byte of its own
-            throw Error("the array \"" + name + "\" holds fewer than " + std::to_string(*tuples) +
-                        " strings");
-        if (tuples && value_bytes > 0 && values != *tuples * components)
+        if (ascii && !offset) {
+            values = type == "String" ? _TerminatorsInline(array) : _WordsInline(array);
+        } else {
+            Stretch const data = offset ? _Appended(*offset) : _Inline(array);
+            Count const bytes = _BytesOfData(data, name);
+            values = type == "String" ? _Terminators(_Unpacked(data, bytes, name))
+                                      : bytes / std::max<Count>(value_bytes, 1);
+        }
+        if (tuples && type != "Bit" && values != *tuples * components)
             throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
                         std::to_string(*tuples * components));
     }
@@ -225,6 +248,51 @@ private:
         return words;
     }
 
+    // Strings end with a byte of 0 each. What stands behind the last one counts as another.
+    static Count _Terminators(std::string_view bytes) {
+        auto const ends = static_cast<Count>(std::ranges::count(bytes, '\0'));
+        return ends + (!bytes.empty() && bytes.back() != '\0');
+    }
+
+    // The same where each byte is written as a number.
+    Count _TerminatorsInline(vtkXMLDataElement& array) const {
+        std::string bytes;
+        TextLines lines(_Inline(array).text);
+        while (lines.Next())
+            for (std::string_view const word : lines.Words())
+                bytes.push_back(AsWholeNumber(word).value_or(0) == 0 ? '\0' : 'x');
+        return _Terminators(bytes);
+    }
+
+    // The `size` bytes of an array of names.
+    std::string _Unpacked(Stretch const& data, Count size, std::string const& name) const {
+        if (!m_compressed) {
+            std::string const bytes = data.First(m_word_bytes + size);
+            return bytes.substr(std::min<std::size_t>(m_word_bytes, bytes.size()));
+        }
+        std::vector<Count> const words = _Words(data, 3 + _Words(data, 1)[0]);
+        std::size_t const header = words.size() * m_word_bytes;
+        std::size_t const begin = data.base64 ? (header + 2) / 3 * 4 : header;
+        std::string const packed =
+            Stretch{data.text.substr(std::min(begin, data.text.size())), data.base64}.First(
+                std::accumulate(words.begin() + 3, words.end(), Count{0}));
+        std::string bytes(size <= LargestNames ? static_cast<std::size_t>(size) : 0, '\0');
+        std::size_t from = 0;
+        std::size_t to = 0;
+        for (std::size_t i = 3; i < words.size(); ++i) {
+            bool const is_short = i + 1 == words.size() && words[2] != 0;
+            auto const block = static_cast<std::size_t>(words[is_short ? 2 : 1]);
+            auto const length = static_cast<std::size_t>(words[i]);
+            if (length > packed.size() - from || block > bytes.size() - to ||
+                m_compressor->Uncompress(reinterpret_cast<unsigned char const*>(packed.data()) + from, length,
+                                         reinterpret_cast<unsigned char*>(bytes.data()) + to, block) != block)
+                _Damaged(name);
+            from += length;
+            to += block;
+        }
+        return bytes;
+    }
+
     // Bytes of an array, once unpacked, by the header in front of its data.
     Count _BytesOfData(Stretch const& data, std::string const& name) const {
         std::vector<Count> const first = _Words(data, m_compressed ? 3 : 1);
@@ -270,7 +338,8 @@ private:
     std::size_t m_word_bytes = 4;
     bool m_big_endian = false;
     bool m_compressed = false;
-    std::size_t m_appended = 0; // where appended data begins; 0 for none
+    vtkSmartPointer<vtkDataCompressor> m_compressor; // null where data is not packed
+    std::size_t m_appended = 0;                      // where appended data begins; 0 for none
     bool m_appended_base64 = false;
 };
 
