@@ -148,12 +148,16 @@ private:
     // Sections
 
     void _Header() {
-        std::string_view const first = _Line(); // "# vtk DataFile Version 3.0"
-        std::size_t const space = first.find_last_of(' ');
-        std::string const version(space == std::string_view::npos ? "" : first.substr(space + 1));
+        std::string_view first = _Line();
+        while (!first.empty() && IsSpace(first.back()))
+            first.remove_suffix(1);
+        // Nothing else may stand there: VTK's reader would find another version, and other blocks.
+        constexpr std::string_view begin = "# vtk DataFile Version ";
+        std::string const version(first.starts_with(begin) ? first.substr(begin.size()) : "");
         int major = 0;
         int minor = 0;
-        if (std::sscanf(version.c_str(), "%d.%d", &major, &minor) != 2)
+        if (version.find_first_not_of("0123456789.") != std::string::npos ||
+            std::sscanf(version.c_str(), "%d.%d", &major, &minor) != 2)
             throw Error("the first line of the file does not end with its version");
         m_version_5 = major >= 5;
         _Line(); // title
