@@ -6,6 +6,8 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/materials/MPagedArray.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -86,8 +88,9 @@ public:
 
     void CopyValue(T const& from, T const& to) override { SetValue(to, GetValue(from)); }
     void Resize(std::uint64_t capacity) override {
+        std::uint64_t const left_over = std::min(m_values.Capacity(), capacity);
         m_values.Grow(capacity, m_default);
-        for (std::uint64_t i = std::exchange(this->m_size, capacity); i < capacity; ++i)
+        for (std::uint64_t i = std::exchange(this->m_size, capacity); i < left_over; ++i)
             m_values[i] = m_default; // an earlier owner may have left something here
     }
     void ResetValueAt(std::uint64_t index) override { SetValueAt(index, m_default); }
