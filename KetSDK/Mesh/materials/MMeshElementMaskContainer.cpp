@@ -2,9 +2,10 @@
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMaskFile.h>
+#include <KetSDK/Mesh/materials/MaterialIndexTable.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
-#include <array>
+#include <algorithm>
 #include <stdexcept>
 
 using namespace KetSDK::Mesh::Detail;
@@ -40,6 +41,14 @@ void MMeshElementMaskContainer::_CopyBuiltInMasks(MMeshElementMaskContainer cons
     copy(other.GetOriginalIDs(), [this] { return GetOriginalIDs(); });
     copy(other.GetSurfaceMask(), [this] { return GetSurfaceMask(); });
     copy(other.GetVisibleMask(), [this] { return GetVisibleMask(); });
+}
+
+unsigned short
+MMeshElementMaskContainer::CalculateMaterialIndexFromVolumeList(VolumeList const& list,
+                                                                std::vector<bool> const& flags) {
+    std::size_t const volume = std::min<std::size_t>(HeaviestFlaggedVolume(list, flags), flags.size());
+    auto const end = flags.begin() + static_cast<std::ptrdiff_t>(volume);
+    return static_cast<unsigned short>(std::count(flags.begin(), end, true));
 }
 
 // The file: number of elements (32 bits), a byte whose bits say which masks follow, then each mask's

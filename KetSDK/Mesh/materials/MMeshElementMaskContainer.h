@@ -78,6 +78,12 @@ public:
     // Deletes the built-in masks, lets go of user masks and takes back every index.
     void Clear();
 
+    // Which material of several an element has: the number of set flags below its main volume, which is
+    // the one with the largest weight (the first of several) among the volumes of its list whose flag is
+    // set. For an element without such a volume it is the number of all set flags (below position 65535).
+    static unsigned short CalculateMaterialIndexFromVolumeList(VolumeList const& list,
+                                                               std::vector<bool> const& flags);
+
     // Writes the built-in masks that exist, values in the order of the mesh's elements.
     void SaveElementMaskToFile(MMeshBase* mesh, MFile* file) const;
     // Reads what SaveElementMaskToFile wrote, for as many elements as the mesh has. A block that is cut
