@@ -1,0 +1,145 @@
+#include <KetSDK/Mesh/materials/MHUList.h>
+
+#include <KetSDK/Mesh/materials/MDensityExpression.h>
+#include <KetSDK/Mesh/materials/MaterialIndexTable.h>
+#include <KetSDK/Mesh/materials/SubVolumeElements.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+
+using namespace KetSDK::Mesh::Detail;
+
+template class MIntervalsEx<MaterialInterval>;
+
+namespace {
+
+struct GreyRange {
+    double min = DBL_MAX;
+    double max = -DBL_MAX;
+    bool IsEmpty() const noexcept { return min == DBL_MAX; }
+};
+
+// The range over the elements with accept(mask index, grey value).
+template <typename Accept>
+GreyRange FindGreyRange(MMeshBase& mesh, MHUList::SubVolumes const* sub_volumes, Accept const& accept) {
+    MDataMask<MMeshElement, double> const& grey_values = *mesh.GetElementMasks()->GetGreyValueMask();
+    GreyRange range;
+    SubVolumeElements(mesh, sub_volumes).ForEach([&](std::uint64_t index) {
+        double const grey = grey_values.GetValueAt(index);
+        if (accept(index, grey)) {
+            range.min = grey < range.min ? grey : range.min;
+            range.max = grey > range.max ? grey : range.max;
+        }
+        return true;
+    });
+    return range;
+}
+
+// Appends n intervals that divide the range and carry value_at(centre).
+template <typename ValueAt>
+bool Divide(MHUList& list, GreyRange const& range, unsigned int n, MHUList::EMapUnit unit,
+            ValueAt const& value_at) {
+    if (range.IsEmpty())
+        return false;
+    double const step = (range.max - range.min) / n;
+    for (unsigned int i = 0; i < n; ++i) {
+        double const start = i * step + range.min;
+        double centre = start + step * 0.5;
+        if (unit == MHUList::OffsetBy1024)
+            centre = centre - 1024.0;
+        list.AddElementAtEnd(start, {start, value_at(centre), DBL_MAX, DBL_MAX, {}});
+    }
+    list.SetMapType(MHUList::Uniform);
+    return true;
+}
+
+double Centre(double centre) {
+    return centre;
+}
+
+bool HasGreyValues(MMeshBase const* mesh) {
+    return mesh && mesh->HasGreyValues();
+}
+
+bool IsInteger(double x) {
+    return std::trunc(x) == x;
+}
+
+} // namespace
+
+bool MHUList::CreateUniform(MMeshBase* mesh, unsigned int n, double a, double b, double c, double d, double e,
+                            EMapUnit unit, SubVolumes const* sub_volumes) {
+    if (!HasGreyValues(mesh))
+        return false;
+    Clear();
+    MDensityExpression density;
+    density.CreateFromExpression(a, b, c, d, e);
+    bool const real_below_zero = IsInteger(c) && IsInteger(e);
+    GreyRange const range = FindGreyRange(*mesh, sub_volumes, [](std::uint64_t, double) { return true; });
+    return Divide(*this, range, n, unit, [&](double centre) {
+        return centre < 0.0 && !real_below_zero ? 0.0 : density.CalcExpression(centre);
+    });
+}
+
+bool MHUList::CreateUniformFromRange(MMeshBase* mesh, unsigned int n, double low, double high, EMapUnit unit,
+                                     SubVolumes const* sub_volumes) {
+    if (!HasGreyValues(mesh))
+        return false;
+    Clear();
+    GreyRange const range = FindGreyRange(
+        *mesh, sub_volumes, [low, high](std::uint64_t, double grey) { return low <= grey && grey < high; });
+    return Divide(*this, range, n, unit, Centre);
+}
+
+bool MHUList::CreateUniformFromMask(MMeshBase* mesh, unsigned int n, unsigned short material_index,
+                                    std::vector<bool> const& mask, EMapUnit unit,
+                                    SubVolumes const* sub_volumes) {
+    if (!HasGreyValues(mesh))
+        return false;
+    Clear();
+    MaterialIndexTable const table(mask);
+    MDataMask<MMeshElement, MMeshElementMaskContainer::VolumeList> const& lists =
+        *mesh->GetElementMasks()->GetVolumeIndexMask();
+    GreyRange const range = FindGreyRange(*mesh, sub_volumes, [&](std::uint64_t index, double) {
+        return table.IndexOf(lists.GetValueAt(index)) == material_index;
+    });
+    return Divide(*this, range, n, unit, Centre);
+}
+
+bool MHUList::CreateFromMask(MMeshBase* mesh, std::vector<bool> const& mask, bool with_values,
+                             SubVolumes const* sub_volumes) {
+    if (!HasGreyValues(mesh))
+        return false;
+    Clear();
+    struct RunningMean {
+        double mean = 0.0;
+        std::uint64_t count = 0;
+    };
+    std::vector<RunningMean> means(mask.size());
+    MaterialIndexTable const table(mask);
+    MMeshElementMaskContainer& masks = *mesh->GetElementMasks();
+    MDataMask<MMeshElement, double> const& grey_values = *masks.GetGreyValueMask();
+    auto const& lists = *masks.GetVolumeIndexMask();
+    SubVolumeElements(*mesh, sub_volumes).ForEach([&](std::uint64_t index) {
+        unsigned short const material_index = table.IndexOf(lists.GetValueAt(index));
+        double const grey = std::trunc(grey_values.GetValueAt(index));
+        if (material_index < means.size() && !std::isnan(grey)) {
+            auto& [mean, count] = means[material_index];
+            mean = (grey + static_cast<double>(count) * mean) / static_cast<double>(count + 1);
+            ++count;
+        }
+        return true;
+    });
+
+    for (std::size_t i = 0; i < means.size(); ++i) {
+        bool const is_last = i + 1 == means.size();
+        if (!mask[i] || (is_last && means[i].count == 0))
+            continue;
+        double const value = !with_values ? DBL_MAX : is_last ? 0.0 : means[i].mean;
+        AddElementAtEnd(means[i].mean, {means[i].mean, value, DBL_MAX, DBL_MAX, {}});
+    }
+    SetMapType(OnePerMaterial);
+    return true;
+}
