@@ -1,0 +1,3 @@
+#include <KetSDK/Mesh/materials/MMeshOperatorSettingsMaterialAssign.h>
+
+MMeshOperatorSettingsMaterialAssign::~MMeshOperatorSettingsMaterialAssign() = default;
