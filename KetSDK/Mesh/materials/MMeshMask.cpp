@@ -1,0 +1,3 @@
+#include <KetSDK/Mesh/materials/MMeshMask.h>
+
+MMeshMask::~MMeshMask() = default;

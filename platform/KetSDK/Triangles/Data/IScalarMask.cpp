@@ -1,0 +1,4 @@
+#include <KetSDK/Triangles/Data/IScalarMask.h>
+
+// Defined here so that the type information of the interface lives in one library.
+IScalarMask::~IScalarMask() = default;
