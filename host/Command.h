@@ -37,6 +37,7 @@ std::unique_ptr<Command> MakeSurfacesCommand();
 std::unique_ptr<Command> MakeQualityCommand();
 std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeRepairCommand();
+std::unique_ptr<Command> MakeGrowCommand();
 std::unique_ptr<Command> MakeLayersCommand();
 
 } // namespace ketmesh

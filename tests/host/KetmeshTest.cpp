@@ -1,6 +1,4 @@
-#include "TestFiles.h"
-
-#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+#include "KetmeshProgram.h"
 
 #include <vtkAppendFilter.h>
 #include <vtkCell.h>
@@ -9,110 +7,24 @@
 #include <vtkFieldData.h>
 #include <vtkIntArray.h>
 #include <vtkMath.h>
-#include <vtkNew.h>
 #include <vtkOBJReader.h>
 #include <vtkPLYReader.h>
 #include <vtkPolyData.h>
 #include <vtkSTLReader.h>
 #include <vtkStringArray.h>
 #include <vtkTriangle.h>
-#include <vtkUnstructuredGrid.h>
 #include <vtkUnstructuredGridWriter.h>
 #include <vtkXMLPolyDataReader.h>
-#include <vtkXMLUnstructuredGridReader.h>
-#include <vtkXMLUnstructuredGridWriter.h>
-
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <filesystem>
 #include <limits>
 #include <map>
 #include <set>
 #include <thread>
-#include <vector>
-
-namespace fs = std::filesystem;
-using Json = nlohmann::json;
 
 namespace {
-
-std::string const Data = KETSDK_DATA_DIR "/";
-
-struct Result {
-    int status = -1; // exit status, or -1 when the program was killed
-    std::string out;
-    std::string err;
-};
-
-class Ketmesh : public ::testing::Test {
-protected:
-    Ketmesh() { fs::create_directory(m_folder / "out"); }
-
-    // Starts the program with standard output and error going to files.
-    pid_t Start(std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(), "ketmesh");
-        std::vector<char*> argv;
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        std::string const out = (m_folder / "stdout").string();
-        std::string const err = (m_folder / "stderr").string();
-        pid_t const child = ::fork();
-        if (child == 0) {
-            ::dup2(::open(out.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDOUT_FILENO);
-            ::dup2(::open(err.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDERR_FILENO);
-            ::execv(KETMESH_PROGRAM, argv.data());
-            ::_exit(127);
-        }
-        return child;
-    }
-    Result Finish(pid_t child) const {
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Content(m_folder / "stdout"),
-                Content(m_folder / "stderr")};
-    }
-    Result Run(std::vector<std::string> const& arguments) const { return Finish(Start(arguments)); }
-    Json RunJson(std::vector<std::string> arguments) const {
-        arguments.push_back("--json");
-        Result const result = Run(arguments);
-        EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.err, "");
-        return Json::parse(result.out, nullptr, false);
-    }
-
-    std::string Path(std::string const& name) const { return (m_folder / name).string(); }
-    std::vector<std::string> Outputs() const {
-        std::vector<std::string> names;
-        for (auto const& entry : fs::directory_iterator(m_folder / "out"))
-            names.push_back(entry.path().filename().string());
-        return names;
-    }
-
-    MTemporaryDirectory const m_owner;
-    fs::path const m_folder = m_owner.GetPath().GetPath();
-};
-
-template <typename Reader>
-auto ReadFile(std::string const& path) {
-    vtkNew<Reader> reader;
-    reader->SetFileName(path.c_str());
-    reader->Update();
-    return vtkSmartPointer(reader->GetOutput());
-}
-
-vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
-    return ReadFile<vtkXMLUnstructuredGridReader>(Data + name);
-}
 
 // What a surface must agree with, from nothing but the triangles in the file.
 struct Measured {
@@ -283,18 +195,6 @@ TEST_F(Ketmesh, EveryFormatHoldsAllTriangles) {
 }
 
 // Bad input
-
-template <typename Writer = vtkXMLUnstructuredGridWriter>
-void WriteGrid(std::string const& path, vtkUnstructuredGrid& grid, int mode = vtkXMLWriter::Appended) {
-    vtkNew<Writer> writer;
-    if constexpr (std::is_same_v<Writer, vtkXMLUnstructuredGridWriter>)
-        writer->SetDataMode(mode);
-    else
-        writer->SetFileType(mode);
-    writer->SetFileName(path.c_str());
-    writer->SetInputData(&grid);
-    writer->Write();
-}
 
 // A tetrahedron and a cell of the given type on the corners of a cube.
 vtkSmartPointer<vtkUnstructuredGrid> GridWith(int type, int corners) {

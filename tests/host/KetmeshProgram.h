@@ -1,0 +1,109 @@
+#pragma once
+
+#include "TestFiles.h"
+
+#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+
+#include <vtkNew.h>
+#include <vtkSmartPointer.h>
+#include <vtkUnstructuredGrid.h>
+#include <vtkXMLUnstructuredGridReader.h>
+#include <vtkXMLUnstructuredGridWriter.h>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+inline std::string const Data = KETSDK_DATA_DIR "/";
+
+struct Result {
+    int status = -1; // exit status, or -1 when the program was killed
+    std::string out;
+    std::string err;
+};
+
+// Runs the program in a folder of its own.
+class Ketmesh : public ::testing::Test {
+protected:
+    Ketmesh() { fs::create_directory(m_folder / "out"); }
+
+    // Starts the program with standard output and error going to files.
+    pid_t Start(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.begin(), "ketmesh");
+        std::vector<char*> argv;
+        for (std::string& argument : arguments)
+            argv.push_back(argument.data());
+        argv.push_back(nullptr);
+        std::string const out = (m_folder / "stdout").string();
+        std::string const err = (m_folder / "stderr").string();
+        pid_t const child = ::fork();
+        if (child == 0) {
+            ::dup2(::open(out.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDOUT_FILENO);
+            ::dup2(::open(err.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDERR_FILENO);
+            ::execv(KETMESH_PROGRAM, argv.data());
+            ::_exit(127);
+        }
+        return child;
+    }
+    Result Finish(pid_t child) const {
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Content(m_folder / "stdout"),
+                Content(m_folder / "stderr")};
+    }
+    Result Run(std::vector<std::string> const& arguments) const { return Finish(Start(arguments)); }
+    Json RunJson(std::vector<std::string> arguments) const {
+        arguments.push_back("--json");
+        Result const result = Run(arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        return Json::parse(result.out, nullptr, false);
+    }
+
+    std::string Path(std::string const& name) const { return (m_folder / name).string(); }
+    std::vector<std::string> Outputs() const {
+        std::vector<std::string> names;
+        for (auto const& entry : fs::directory_iterator(m_folder / "out"))
+            names.push_back(entry.path().filename().string());
+        return names;
+    }
+
+    MTemporaryDirectory const m_owner;
+    fs::path const m_folder = m_owner.GetPath().GetPath();
+};
+
+template <typename Reader>
+auto ReadFile(std::string const& path) {
+    vtkNew<Reader> reader;
+    reader->SetFileName(path.c_str());
+    reader->Update();
+    return vtkSmartPointer(reader->GetOutput());
+}
+
+inline vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
+    return ReadFile<vtkXMLUnstructuredGridReader>(Data + name);
+}
+
+template <typename Writer = vtkXMLUnstructuredGridWriter>
+void WriteGrid(std::string const& path, vtkUnstructuredGrid& grid, int mode = vtkXMLWriter::Appended) {
+    vtkNew<Writer> writer;
+    if constexpr (std::is_same_v<Writer, vtkXMLUnstructuredGridWriter>)
+        writer->SetDataMode(mode);
+    else
+        writer->SetFileType(mode);
+    writer->SetFileName(path.c_str());
+    writer->SetInputData(&grid);
+    writer->Write();
+}
