@@ -9,6 +9,7 @@
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
 #include <algorithm>
@@ -182,9 +183,16 @@ struct MMeshQualityAnalysisOperator::Evaluation {
         return true;
     }
 
-    // The same on several threads.
+    // The same on several threads. Kept apart from the parallel work that the caller may be part of: while
+    // this thread waits it takes up nothing else, which could use this operator or want a lock that the
+    // caller holds; and a cancellation out there leaves no element out here.
     bool RunInParallel() {
-        tbb::task_group_context context;
+        return tbb::this_task_arena::isolate([this] { return _RunWindows(); });
+    }
+
+private:
+    bool _RunWindows() {
+        tbb::task_group_context context(tbb::task_group_context::isolated);
         tbb::task_group group(context);
         _SetRange(windows[0], 0);
         _Fill(windows[0], context);
@@ -201,7 +209,6 @@ struct MMeshQualityAnalysisOperator::Evaluation {
         return go_on;
     }
 
-private:
     void _SetRange(Window& window, std::uint64_t first) const noexcept {
         window.first = first;
         window.last = std::min(first + window.values.size(), count);

@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/geometry/VectorPair.h>
 
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
 #include <algorithm>
@@ -42,9 +43,11 @@ void _ForEachBlock(std::size_t blocks, Work const& work) {
         work(std::size_t{0});
         return;
     }
-    // Isolated: cancelling the work that this is part of would leave some blocks out.
+    // Isolated: cancelling the work that this is part of would leave some blocks out. And taking up other
+    // parts of it while waiting could change the histogram that is being computed.
     tbb::task_group_context context(tbb::task_group_context::isolated);
-    tbb::parallel_for(std::size_t{0}, blocks, work, tbb::simple_partitioner(), context);
+    tbb::this_task_arena::isolate(
+        [&] { tbb::parallel_for(std::size_t{0}, blocks, work, tbb::simple_partitioner(), context); });
 }
 
 DoublePair _Load(double const* values) {
