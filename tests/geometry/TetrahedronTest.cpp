@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 #include <numbers>
+#include <random>
 #include <typeinfo>
 
 namespace {
@@ -199,6 +200,42 @@ TEST(Tetrahedron, DegenerateElementsGiveTheirSentinels) {
         EXPECT_EQ(std::isfinite(t.Volume()), std::fabs(bad) < 1.0) << bad;
     }
     EXPECT_TRUE(std::isnan(Tetrahedron({nan, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}).RadiusCircumsphere()));
+}
+
+// Flat elements that lie askew are as flat as those that lie level: rounding does not make them inverted.
+TEST(Tetrahedron, OrientationHasTheSignOfTheVolume) {
+    constexpr unsigned int seed = 11;
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> small(-9, 9);
+    int flat = 0;
+    for (int i = 0; i < 20000; ++i) {
+        int p[4][3];
+        for (auto& corner : p)
+            for (int& c : corner)
+                c = small(random);
+        if (i % 2 == 0) // into the plane of the others
+            for (int c = 0; c < 3; ++c)
+                p[3][c] = p[0][c] + 3 * (p[1][c] - p[0][c]) - 2 * (p[2][c] - p[0][c]);
+        int e[3][3];
+        for (int k = 0; k < 3; ++k)
+            for (int c = 0; c < 3; ++c)
+                e[k][c] = p[k + 1][c] - p[0][c];
+        int const exact = e[0][0] * (e[1][1] * e[2][2] - e[1][2] * e[2][1]) -
+                          e[0][1] * (e[1][0] * e[2][2] - e[1][2] * e[2][0]) +
+                          e[0][2] * (e[1][0] * e[2][1] - e[1][1] * e[2][0]);
+        flat += exact == 0;
+        Vector corners[4];
+        for (std::size_t k = 0; k < 4; ++k)
+            corners[k] = Vector(p[k][0], p[k][1], p[k][2]) * 0x1p-10;
+        ASSERT_EQ(Tetrahedron(corners).OrientationOK(), exact >= 0) << "seed " << seed << ", element " << i;
+    }
+    EXPECT_GE(flat, 10000);
+    // Volumes beyond the range have their sign too.
+    for (double const scale : {1e-120, 1e-80, 1e80, 1e120}) {
+        Vector const a(0, 0, 0), b(scale, 0, 0), c(0, scale, 0), d(0, 0, scale);
+        EXPECT_TRUE(Tetrahedron(a, b, c, d).OrientationOK()) << scale;
+        EXPECT_FALSE(Tetrahedron(b, a, c, d).OrientationOK()) << scale;
+    }
 }
 
 TEST(Tetrahedron, LengthsNeitherOverflowNorUnderflow) {

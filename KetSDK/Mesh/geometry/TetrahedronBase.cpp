@@ -388,10 +388,19 @@ template <typename Edges>
 template <typename T>
 bool TetrahedronBase<T>::OrientationOK() const {
     auto const& p = _Corners();
-    _Vector const normal = _Difference(p[1], p[0]).Cross(_Difference(p[3], p[0]));
+    _Vector const d1 = _Difference(p[1], p[0]);
+    _Vector const d2 = _Difference(p[2], p[0]);
+    _Vector const d3 = _Difference(p[3], p[0]);
+    _Vector const normal = d1.Cross(d3);
+    // The sign of the volume as Volume computes it: what has none there is flat here, and not inverted by
+    // the rounding of a unit normal.
+    double const square = normal.Dot(normal);
+    double const volume = _Volume(d1, d2, d3);
+    if (square >= smallest_safe_square && square <= largest_safe_square && std::isfinite(volume)) [[likely]]
+        return volume >= 0.0;
     double const length = SafeLength(normal[0], normal[1], normal[2]); // a zero normal stays zero
     _Vector const unit(normal[0] / length, normal[1] / length, normal[2] / length);
-    return _Difference(p[2], p[0]).Dot(unit) <= 0.0;
+    return d2.Dot(unit) <= 0.0;
 }
 
 template <typename T>
