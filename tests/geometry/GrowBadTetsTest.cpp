@@ -113,6 +113,16 @@ TEST(GrowBadTets, MarksTheBoundaryOfTheGrownSet) {
     }
 }
 
+// Elements that came by way of the container have no slot in masks; they too are taken once.
+TEST(GrowBadTets, ElementsWithoutMaskIndexAreGrownThrough) {
+    Setting setting;
+    for (std::uint64_t i = 1; i < static_cast<std::uint64_t>(setting.m_mesh.NumberOfElements()); ++i)
+        setting.m_mesh.GetElement(i)->SetMaskIndex(MDataMaskIndex::NotRegistered);
+    setting.m_bad.SetValue(*setting.m_mesh.GetElement(0), true);
+    for (int const level : {2, 40})
+        EXPECT_EQ(setting.Run(level), Expected(setting, level)) << level;
+}
+
 TEST(GrowBadTets, OneElementMarksItsOwnFacesAndInTheEndAll) {
     Setting setting;
     MMeshElement const* corner = nullptr;

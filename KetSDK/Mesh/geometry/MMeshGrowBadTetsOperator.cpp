@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <unordered_set>
 
 using KetSDK::Common::IncrementalProgressReporter;
 
@@ -55,7 +56,7 @@ public:
         for (; m_ring < end; ++m_ring)
             for (unsigned int face = 0; face < 4; ++face) {
                 MMeshElement* const neighbour = m_neighbours.GetNeighbor(m_elements[m_ring], face);
-                if (neighbour && !m_listed.GetValue(*neighbour))
+                if (neighbour && !_IsListed(*neighbour))
                     _Append(*neighbour);
             }
         return true;
@@ -64,13 +65,21 @@ public:
     std::vector<MMeshElement*> const& Elements() const noexcept { return m_elements; }
 
 private:
+    bool _HasSlot(MMeshElement const& e) const { return e.GetMaskIndex() < m_listed.GetSize(); }
+    bool _IsListed(MMeshElement const& e) const {
+        return _HasSlot(e) ? m_listed.GetValue(e) : m_listed_without_slot.contains(&e);
+    }
     void _Append(MMeshElement& e) {
-        m_listed.SetValue(e, true);
+        if (_HasSlot(e))
+            m_listed.SetValue(e, true);
+        else
+            m_listed_without_slot.insert(&e);
         m_elements.push_back(&e);
     }
 
     MMeshBaseNeighborsInfo& m_neighbours;
     MDataMaskBits<MMeshElement> m_listed;
+    std::unordered_set<MMeshElement const*> m_listed_without_slot; // those registered with no mask
     std::vector<MMeshElement*> m_elements;
     std::size_t m_ring = 0; // where the last ring begins
 };
