@@ -61,6 +61,13 @@ TEST(NeighborsInfo, AgreesWithASearchOfAllElements) {
         for (unsigned int f = 0; f < 4; ++f)
             EXPECT_EQ(info.GetNeighbor(&e, f), NeighborBySearch(mesh, e, f));
     EXPECT_EQ(info.GetNeighbor(first, 4), nullptr);
+    std::vector<MMeshElement*> around;
+    for (int const count : {0, 3}) { // too few nodes for faces
+        MMeshElement few(static_cast<unsigned char>(count), nodes.data());
+        EXPECT_EQ(info.GetNeighbor(&few, 0), nullptr);
+        info.GetEdgeNeighbors(&few, 5, around);
+        EXPECT_TRUE(around.empty());
+    }
     info.Disable();
     EXPECT_EQ(mesh.GetPointMasks()->GetNumberOfMasks(), masks);
 }

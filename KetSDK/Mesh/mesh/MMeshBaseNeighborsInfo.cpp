@@ -106,7 +106,7 @@ MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshEle
 }
 
 MMeshElement* MMeshBaseNeighborsInfo::GetNeighbor(MMeshElement* e, unsigned int f) {
-    if (f > 3)
+    if (f > 3 || CornersInUse(*e) < 4)
         return nullptr;
     MMeshPoint const* node[3];
     ElementList list[3];
@@ -175,7 +175,7 @@ char MMeshBaseNeighborsInfo::GetEdgeIndex(MMeshElement* e, MMeshPoint* p, MMeshP
 
 void MMeshBaseNeighborsInfo::GetEdgeNeighbors(MMeshElement* e, char edge, std::vector<MMeshElement*>& out) {
     auto const number = static_cast<unsigned char>(edge);
-    if (number > 5)
+    if (number > 5 || CornersInUse(*e) < 4)
         return;
     std::size_t const first = out.size();
     out.push_back(e);

@@ -33,7 +33,8 @@ public:
     MMeshBase* GetParentMesh() const noexcept { return m_parent; }
 
     // The element across face f (a row of descr_triangle_point) of e; null on the boundary and for
-    // f > 3. Where more than two elements meet at a face, the one with the lowest address.
+    // f > 3 and for an element of fewer than four nodes. Where more than two elements meet at a face, the one
+    // with the lowest address.
     MMeshElement* GetNeighbor(MMeshElement* e, unsigned int f);
 
     // The local number (0..5) of the edge p-q in e. 0 also when there is no such edge.
@@ -41,7 +42,8 @@ public:
 
     // Appends e and the elements around its edge in the order in which they meet: the whole ring
     // around an interior edge; on the boundary first those reached across the face
-    // descr_tet4_edge_faces[edge][0], then those on the other side. Nothing for edge > 5.
+    // descr_tet4_edge_faces[edge][0], then those on the other side. Nothing for edge > 5 and for an element
+    // of fewer than four nodes.
     void GetEdgeNeighbors(MMeshElement* e, char edge, std::vector<MMeshElement*>& out);
 
 protected:
