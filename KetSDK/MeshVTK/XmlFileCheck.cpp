@@ -15,6 +15,7 @@
 #include <vtkZLibDataCompressor.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
@@ -130,6 +131,8 @@ public:
                 ++m_appended;
             m_appended_base64 = Attribute(*appended, "encoding") != "raw";
         }
+        if (vtkXMLDataElement* const image = root.FindNestedElementWithName("ImageData"))
+            _CheckPiecesOfImage(*image);
         _CheckBelow(root, root);
     }
 
@@ -152,7 +155,7 @@ private:
         std::optional<Count> tuples;
         std::string const name = Attribute(array, "Name");
         if (section == "Points" || section == "PointData")
-            tuples = _Required(piece, "NumberOfPoints");
+            tuples = _Points(piece);
         else if (section == "CellData")
             tuples = _Cells(piece);
         else if (section == "Cells" && (name == "offsets" || name == "types"))
@@ -189,8 +192,44 @@ private:
         return *count;
     }
 
+    using _Extent = std::array<int, 6>; // first and last place along each axis
+
+    static _Extent _ExtentOf(vtkXMLDataElement& element, char const* name) {
+        _Extent extent{};
+        if (element.GetVectorAttribute(name, 6, extent.data()) != 6)
+            throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
+        return extent;
+    }
+
+    // How much a piece of an image holds: `ends` is 1 for its points and 0 for its cells, of which a flat
+    // one has a layer.
+    static Count _InExtent(vtkXMLDataElement& piece, int ends) {
+        _Extent const extent = _ExtentOf(piece, "Extent");
+        Count count = 1;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            long long const length = static_cast<long long>(extent[2 * axis + 1]) - extent[2 * axis];
+            count *= static_cast<Count>(std::max(length + ends, 1ll));
+            if (length < 0 || count >= LargestCount)
+                throw Error("the file has no valid Extent for Piece");
+        }
+        return count;
+    }
+
+    static Count _Points(vtkXMLDataElement& piece) {
+        return piece.GetAttribute("Extent") ? _InExtent(piece, 1) : _Required(piece, "NumberOfPoints");
+    }
+
+    // VTK's reader makes an image as large as its whole extent, whatever the pieces hold.
+    static void _CheckPiecesOfImage(vtkXMLDataElement& image) {
+        if (image.GetNumberOfNestedElements() != 1 ||
+            _ExtentOf(*image.GetNestedElement(0), "Extent") != _ExtentOf(image, "WholeExtent"))
+            throw Error("the file does not hold the whole image in one piece");
+    }
+
     // A piece of a surface has a count for each sort of cell that it may have.
     static Count _Cells(vtkXMLDataElement& piece) {
+        if (piece.GetAttribute("Extent"))
+            return _InExtent(piece, 0);
         if (piece.GetAttribute("NumberOfCells"))
             return _Required(piece, "NumberOfCells");
         Count cells = 0;

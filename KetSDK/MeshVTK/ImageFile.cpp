@@ -1,0 +1,62 @@
+#include <KetSDK/MeshVTK/ImageFile.h>
+
+#include <KetSDK/MeshVTK/DicomFolder.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/MetaImageFile.h>
+#include <KetSDK/MeshVTK/NiftiFile.h>
+#include <KetSDK/MeshVTK/VtiFile.h>
+
+#include <vtkImageData.h>
+
+namespace KetSDK::MeshVTK {
+
+namespace {
+
+constexpr char const* Kinds = ".nii, .nii.gz, .mha, .mhd or .vti";
+
+struct ImageFormat {
+    char const* ending;
+    vtkSmartPointer<vtkImageData> (*read)(std::filesystem::path const& path,
+                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                          ImageFileReport& report);
+};
+
+constexpr ImageFormat Formats[] = {{".nii", ReadNiftiFile},
+                                   {".nii.gz", ReadNiftiFile},
+                                   {".mha", ReadMetaImageFile},
+                                   {".mhd", ReadMetaImageFile},
+                                   {".vti", ReadVtiFile}};
+
+// The ending of the name in lower case; of a packed file both endings.
+std::string FullEnding(std::filesystem::path const& path) {
+    std::string const ending = LowerCaseEnding(path);
+    return ending == ".gz" ? LowerCaseEnding(path.stem()) + ending : ending;
+}
+
+ImageFormat const& FormatOf(std::filesystem::path const& path) {
+    std::string const ending = FullEnding(path);
+    for (ImageFormat const& format : Formats)
+        if (ending == format.ending)
+            return format;
+    if (FirstBytes(path, 132).ends_with("DICM"))
+        throw Error("this is a single DICOM file; the folder with all slices is needed");
+    throw Error(std::string("images are read from ") + Kinds + " files and from folders of DICOM slices");
+}
+
+} // namespace
+
+vtkSmartPointer<vtkImageData> ReadImageFile(std::filesystem::path const& path,
+                                            std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                            ImageFileReport* report) {
+    ImageFileReport own_report;
+    ImageFileReport& result = report ? *report : own_report;
+    result = {};
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error))
+        return ReadDicomFolder(path, progress, result);
+    CheckInputFile(path, Kinds);
+    return FormatOf(path).read(path, progress, result);
+}
+
+} // namespace KetSDK::MeshVTK

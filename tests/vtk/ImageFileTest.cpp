@@ -1,0 +1,500 @@
+// Images come out of files of every format with each voxel where the file says; damaged files end in one
+// line and never in a crash.
+#include "TestFiles.h"
+
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/ImageFile.h>
+
+#include <vtkDoubleArray.h>
+#include <vtkImageData.h>
+#include <vtkLogger.h>
+#include <vtkMatrix4x4.h>
+#include <vtkMetaImageWriter.h>
+#include <vtkNIFTIImageWriter.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkXMLImageDataWriter.h>
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+using namespace KetSDK::MeshVTK;
+namespace fs = std::filesystem;
+
+namespace {
+
+using Point = std::array<double, 3>;
+using Steps = std::array<Point, 4>; // from voxel to voxel along each axis, then the origin
+
+constexpr int Size[3] = {4, 3, 2};
+constexpr int Voxels = 24;
+
+short ValueAt(int i, int j, int k) {
+    return static_cast<short>(100 * k + 10 * j + i - 50);
+}
+
+template <typename T>
+std::string Bytes(T value, bool big_endian = false) {
+    char bytes[sizeof(T)];
+    std::memcpy(bytes, &value, sizeof value);
+    if (big_endian)
+        std::reverse(bytes, bytes + sizeof value);
+    return std::string(bytes, sizeof value);
+}
+
+std::string VoxelBytes(bool big_endian = false) {
+    std::string bytes;
+    for (int n = 0; n < Voxels; ++n)
+        bytes += Bytes(ValueAt(n % 4, n / 4 % 3, n / 12), big_endian);
+    return bytes;
+}
+
+// A rotation that exchanges and turns axes, so that transposing it gives another one; with spacings.
+constexpr Steps Turned = {{{0.0, 0.8, 0.6}, {0.0, -1.2, 1.6}, {5.0, 0.0, 0.0}, {-7.0, 11.0, 0.5}}};
+
+void ExpectImage(vtkImageData& image, Steps const& steps,
+                 std::function<double(int, int, int)> const& value = ValueAt) {
+    ASSERT_EQ(image.GetNumberOfPoints(), Voxels);
+    for (int k = 0; k < Size[2]; ++k)
+        for (int j = 0; j < Size[1]; ++j)
+            for (int i = 0; i < Size[0]; ++i) {
+                double point[3];
+                image.TransformIndexToPhysicalPoint(i, j, k, point);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    double const expected = i * steps[0][c] + j * steps[1][c] + k * steps[2][c] + steps[3][c];
+                    EXPECT_NEAR(point[c], expected, 1e-6 * (1.0 + std::fabs(expected)))
+                        << i << " " << j << " " << k;
+                }
+                EXPECT_EQ(image.GetScalarComponentAsDouble(i, j, k, 0), value(i, j, k));
+            }
+}
+
+struct NiftiCase {
+    char const* name;
+    bool version2 = false;
+    bool big_endian = false;
+    short sform = 0, qform = 0;
+    std::array<float, 3> quaternion{};
+    float handedness = 1.0f;
+    char units = 2;
+    float slope = 0.0f, intercept = 0.0f;
+};
+
+// A NIfTI file, field by field. The sform is that of Turned; the qform has its origin and spacings.
+std::string Nifti(NiftiCase const& c) {
+    std::string header(c.version2 ? 544 : 352, '\0');
+    auto const put = [&](std::size_t at, auto value) {
+        header.replace(at, sizeof value, Bytes(value, c.big_endian));
+    };
+    auto const number = [&](std::size_t at1, std::size_t at2, std::size_t i, double value) {
+        if (c.version2)
+            put(at2 + 8 * i, value);
+        else
+            put(at1 + 4 * i, static_cast<float>(value));
+    };
+    put(0, std::int32_t{c.version2 ? 540 : 348});
+    header.replace(c.version2 ? 4 : 344, 4, c.version2 ? std::string("n+2\0", 4) : std::string("n+1\0", 4));
+    put(c.version2 ? 12 : 70, std::int16_t{4});
+    for (std::size_t i = 0; i < 4; ++i) {
+        std::int64_t const size = i == 0 ? 3 : Size[i - 1];
+        if (c.version2)
+            put(16 + 8 * i, size);
+        else
+            put(40 + 2 * i, static_cast<std::int16_t>(size));
+    }
+    double const pixdim[] = {c.handedness, 1.0, 2.0, 5.0};
+    for (std::size_t i = 0; i < 4; ++i)
+        number(76, 104, i, pixdim[i]);
+    if (c.version2)
+        put(168, std::int64_t{544});
+    else
+        put(108, 352.0f);
+    number(112, 176, 0, c.slope);
+    number(116, 184, 0, c.intercept);
+    if (c.version2) {
+        put(500, std::int32_t{c.units});
+        put(344, std::int32_t{c.qform});
+        put(348, std::int32_t{c.sform});
+    } else {
+        put(123, c.units);
+        put(252, c.qform);
+        put(254, c.sform);
+    }
+    for (std::size_t i = 0; i < 3; ++i) {
+        number(256, 352, i, c.quaternion[i]);
+        number(256, 352, i + 3, Turned[3][i]);
+        for (std::size_t column = 0; column < 4; ++column)
+            number(280, 400, 4 * i + column, Turned[column][i]);
+    }
+    return header + VoxelBytes(c.big_endian);
+}
+
+constexpr char const* MetaHeader = "ObjectType = Image\nNDims = 3\nBinaryData = True\nDimSize = 4 3 2\n"
+                                   "ElementSpacing = 1 2 5\nElementType = MET_SHORT\n";
+// One axis after the other.
+constexpr char const* TurnedMeta = "TransformMatrix = 0 .8 .6 0 -0.6 .8 1 0 0\nOffset = -7 11 0.5\n";
+
+// A DICOM element with its type written out.
+std::string Element(unsigned int tag, std::string const& type, std::string value) {
+    if (value.size() % 2 != 0)
+        value += ' ';
+    std::string bytes =
+        Bytes(static_cast<std::uint16_t>(tag >> 16)) + Bytes(static_cast<std::uint16_t>(tag & 0xFFFF)) + type;
+    bool const is_long = type == "OB" || type == "OW" || type == "SQ" || type == "UN";
+    if (is_long)
+        bytes += std::string(2, '\0') + Bytes(static_cast<std::uint32_t>(value.size()));
+    else
+        bytes += Bytes(static_cast<std::uint16_t>(value.size()));
+    return bytes + value;
+}
+
+struct Slice {
+    std::string position = "-7\\11\\0.5";
+    std::string orientation = "0\\0.8\\0.6\\0\\-0.6\\0.8";
+    std::string series = "1.2.3";
+    std::string syntax = "1.2.840.10008.1.2.1";
+    std::string rescale_slope = "1";
+    std::string more = ""; // elements between
+    std::uint16_t columns = 4;
+    int k = 0;
+};
+
+// Stored values are unsigned with 12 bits and lie 1024 above the real ones.
+std::string Dicom(Slice const& slice) {
+    auto const number = [](std::uint16_t value) { return Bytes(value); };
+    std::string pixels;
+    for (int n = 0; n < 12; ++n)
+        pixels += number(static_cast<std::uint16_t>(ValueAt(n % 4, n / 4, slice.k) + 1024));
+    // A sequence without a length, with an item without one, to be passed over.
+    std::string const nested =
+        std::string("\x08\x00\x40\x11SQ\0\0\xFF\xFF\xFF\xFF", 12) +
+        std::string("\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 8) + Element(0x00280010, "US", number(77)) +
+        std::string("\xFE\xFF\x0D\xE0\0\0\0\0", 8) + std::string("\xFE\xFF\xDD\xE0\0\0\0\0", 8);
+    return std::string(128, '\0') + "DICM" + Element(0x00020010, "UI", slice.syntax) + nested +
+           Element(0x0020000E, "UI", slice.series) + Element(0x00200032, "DS", slice.position) +
+           Element(0x00200037, "DS", slice.orientation) + Element(0x00280002, "US", number(1)) +
+           Element(0x00280010, "US", number(3)) + Element(0x00280011, "US", number(slice.columns)) +
+           Element(0x00280030, "DS", "2\\1") + Element(0x00280100, "US", number(16)) +
+           Element(0x00280101, "US", number(12)) + Element(0x00280102, "US", number(11)) +
+           Element(0x00280103, "US", number(0)) + Element(0x00281052, "DS", "-1024") +
+           Element(0x00281053, "DS", slice.rescale_slope) + slice.more + Element(0x7FE00010, "OW", pixels);
+}
+
+class ImageFile : public ::testing::Test {
+protected:
+    ImageFile() {
+        fs::create_directories(m_folder);
+        vtkLogger::SetStderrVerbosity(vtkLogger::VERBOSITY_OFF);
+    }
+    ~ImageFile() override { fs::remove_all(m_folder); }
+
+    fs::path Path(std::string const& name) const { return m_folder / name; }
+    vtkSmartPointer<vtkImageData> Read(std::string const& name, std::string const& content) const {
+        Save(Path(name), content);
+        return ReadImageFile(Path(name), nullptr, &m_report);
+    }
+    // What is wrong with a file or folder; empty when it can be read.
+    std::string Complaint(fs::path const& path) const {
+        try {
+            ReadImageFile(path, nullptr);
+        } catch (Error const& error) {
+            EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos);
+            return error.what();
+        }
+        return "";
+    }
+    std::string Complaint(std::string const& name, std::string const& content) const {
+        Save(Path(name), content);
+        return Complaint(Path(name));
+    }
+    // The image as VTK's writers are given it.
+    static vtkSmartPointer<vtkImageData> Image() {
+        auto image = vtkSmartPointer<vtkImageData>::New();
+        image->SetDimensions(Size);
+        image->SetSpacing(1.0, 2.0, 5.0);
+        image->SetOrigin(-7.0, 11.0, 0.5);
+        image->SetDirectionMatrix(0.0, 0.0, 1.0, 0.8, -0.6, 0.0, 0.6, 0.8, 0.0);
+        image->AllocateScalars(VTK_SHORT, 1);
+        std::string const voxels = VoxelBytes();
+        std::memcpy(image->GetScalarPointer(), voxels.data(), voxels.size());
+        return image;
+    }
+    template <typename Writer>
+    std::string Written(Writer& writer, std::string const& name) const {
+        writer.SetFileName(Path(name).c_str());
+        writer.Write();
+        return Content(Path(name));
+    }
+    std::string Vti(vtkImageData& image) const {
+        vtkNew<vtkXMLImageDataWriter> writer;
+        writer->SetInputData(&image);
+        return Written(*writer, "written.vti");
+    }
+    std::string NiftiOfVtk(std::string const& name) const {
+        auto const image = Image();
+        image->SetOrigin(0.0, 0.0, 0.0); // the matrix has the place
+        vtkNew<vtkMatrix4x4> matrix;
+        for (int row = 0; row < 3; ++row)
+            for (int column = 0; column < 4; ++column)
+                matrix->SetElement(row, column,
+                                   Turned[static_cast<std::size_t>(column)][static_cast<std::size_t>(row)] /
+                                       (column < 3 ? image->GetSpacing()[column] : 1.0));
+        vtkNew<vtkNIFTIImageWriter> writer;
+        writer->SetInputData(image);
+        writer->SetQFormMatrix(matrix);
+        return Written(*writer, name);
+    }
+
+    fs::path const m_folder = fs::temp_directory_path() / ("ImageFileTest-" + std::to_string(::getpid()));
+    mutable ImageFileReport m_report;
+};
+
+Steps Scaled(Steps steps, double factor) {
+    for (Point& step : steps)
+        for (double& coordinate : step)
+            coordinate *= factor;
+    return steps;
+}
+
+} // namespace
+
+TEST_F(ImageFile, NiftiIsPlacedBySformThenQformThenVoxelSizes) {
+    // Half turns about x - y and about x: (x, y, z) becomes (-y, -x, -z) and (x, -y, -z).
+    float const half = std::sqrt(0.5f);
+    Steps const quarter = {{{0.0, 1.0, 0.0}, {-2.0, 0.0, 0.0}, {0.0, 0.0, 5.0}, Turned[3]}};
+    Steps const left = {{{1.0, 0.0, 0.0}, {0.0, -2.0, 0.0}, {0.0, 0.0, 5.0}, Turned[3]}};
+    Steps const plain = {{{1.0, 0.0, 0.0}, {0.0, 2.0, 0.0}, {0.0, 0.0, 5.0}, {0.0, 0.0, 0.0}}};
+    struct {
+        NiftiCase file;
+        Steps steps;
+    } const cases[] = {
+        {{"sform", false, false, 2, 1, {}, 1.0f}, Turned},
+        {{"qform, quarter turn about z", false, false, 0, 1, {0.0f, 0.0f, half}, 1.0f}, quarter},
+        {{"qform, left-handed", false, false, 0, 3, {1.0f, 0.0f, 0.0f}, -1.0f}, left},
+        {{"neither"}, plain},
+        {{"big-endian", false, true, 1}, Turned},
+        {{"version 2", true, false, 4}, Turned},
+        {{"version 2, qform", true, true, 0, 1, {0.0f, 0.0f, half}, 1.0f}, quarter},
+        {{"metres", false, false, 1, 0, {}, 1.0f, 1}, Scaled(Turned, 1000.0)},
+        {{"micrometres", true, false, 1, 0, {}, 1.0f, 3}, Scaled(Turned, 0.001)},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.file.name);
+        ExpectImage(*Read("image.nii", Nifti(c.file)), c.steps);
+        EXPECT_EQ(m_report.note.empty(), c.file.sform + c.file.qform != 0);
+    }
+    for (char const* const name : {"vtk.nii", "vtk.nii.gz"}) {
+        SCOPED_TRACE(name);
+        NiftiOfVtk(name);
+        ExpectImage(*ReadImageFile(Path(name), nullptr), Turned);
+    }
+}
+
+TEST_F(ImageFile, MetaImageIsPlacedByItsHeader) {
+    std::string const header = std::string(MetaHeader) + TurnedMeta;
+    ExpectImage(*Read("image.mha", header + "ElementDataFile = LOCAL\n" + VoxelBytes()), Turned);
+    Save(Path("voxels.raw"), "12345" + VoxelBytes(true));
+    ExpectImage(*Read("image.mhd", header + "BinaryDataByteOrderMSB = True\r\nHeaderSize = 5\n"
+                                            "ElementDataFile = voxels.raw"),
+                Turned);
+    ExpectImage(*Read("image.mhd", header + "ElementByteOrderMSB = True\nHeaderSize = -1\n"
+                                            "ElementDataFile = voxels.raw"),
+                Turned);
+    // As VTK's writer packs it, which leaves out the directions.
+    vtkNew<vtkMetaImageWriter> writer;
+    writer->SetInputData(Image());
+    std::string const packed = Written(*writer, "vtk.mha");
+    EXPECT_NE(packed.find("CompressedData = True"), std::string::npos);
+    ExpectImage(*ReadImageFile(Path("vtk.mha"), nullptr),
+                {{{1.0, 0.0, 0.0}, {0.0, 2.0, 0.0}, {0.0, 0.0, 5.0}, Turned[3]}});
+}
+
+TEST_F(ImageFile, VtiIsReadAsItIs) {
+    Vti(*Image());
+    ExpectImage(*ReadImageFile(Path("written.vti"), nullptr), Turned);
+}
+
+TEST_F(ImageFile, DicomSlicesAreSortedAndPlacedByTheirHeaders) {
+    // The second file has the first slice: along the normal, which is x.
+    Save(Path("a.dcm"), Dicom({.position = "-2\\11\\0.5", .k = 1}));
+    Save(Path("IM0001"), Dicom({}));
+    Save(Path("notes.txt"), "no slice");
+    auto const image = ReadImageFile(m_folder, nullptr, &m_report);
+    ExpectImage(*image, Turned);
+    EXPECT_EQ(image->GetScalarType(), VTK_SHORT);
+    EXPECT_NE(m_report.note.find("1 other"), std::string::npos);
+
+    // Slopes may differ from slice to slice.
+    Save(Path("IM0001"), Dicom({.rescale_slope = "0.5"}));
+    ExpectImage(*ReadImageFile(m_folder, nullptr), Turned, [](int i, int j, int k) {
+        return k == 1 ? ValueAt(i, j, k) : (ValueAt(i, j, k) + 1024) * 0.5 - 1024;
+    });
+}
+
+TEST_F(ImageFile, SlopesAreAppliedAndWholeNumbersStay) {
+    struct {
+        float slope, intercept;
+        int type;
+    } const cases[] = {{0.0f, 7.0f, VTK_SHORT},
+                       {std::nanf(""), 7.0f, VTK_SHORT},
+                       {1.0f, -1024.0f, VTK_SHORT},
+                       {1000.0f, 1.0f, VTK_INT},
+                       {0.25f, 0.0f, VTK_FLOAT}};
+    for (auto const& c : cases) {
+        NiftiCase file{"scaled"};
+        file.slope = c.slope;
+        file.intercept = c.intercept;
+        bool const none = !(c.slope != 0.0f) || std::isnan(c.slope);
+        auto const image = Read("image.nii", Nifti(file));
+        EXPECT_EQ(image->GetScalarType(), c.type);
+        for (int i = 0; i < 4; ++i)
+            EXPECT_EQ(image->GetScalarComponentAsDouble(i, 1, 1, 0),
+                      none ? ValueAt(i, 1, 1) : ValueAt(i, 1, 1) * double{c.slope} + double{c.intercept});
+    }
+}
+
+TEST_F(ImageFile, WhatIsNoImageIsRefusedWithAReason) {
+    std::string const meta = std::string(MetaHeader) + TurnedMeta;
+    auto const nifti = [](std::size_t at, std::string const& bytes) {
+        NiftiCase const file{"sform", false, false, 1};
+        return Nifti(file).replace(at, bytes.size(), bytes);
+    };
+    struct {
+        char const* name;
+        std::string content, complaint;
+    } const cases[] = {
+        {"a.nii", "", "empty"},
+        {"a.nii", std::string(400, 'x'), "no NIfTI"},
+        {"a.nii", nifti(46, Bytes(std::int16_t{3})), "cut off"}, // a slice more than there is
+        {"a.nii", nifti(46, Bytes(std::int16_t{1})), "more voxels"},
+        {"a.nii", nifti(42, Bytes(std::int16_t{-4})), "-4 voxels"},
+        {"a.nii.gz", nifti(40, std::string("\3\0\xFF\x7F\xFF\x7F\xFF\x7F", 8)), "cut off"},
+        {"a.nii", nifti(40, std::string("\4\0\4\0\3\0\2\0\5\0", 10)), "5 values for each voxel"},
+        {"a.nii", nifti(70, Bytes(std::int16_t{128})), "type 128"},
+        {"a.nii", nifti(284, Bytes(1.0f)), "perpendicular"}, // shear
+        {"a.nii", nifti(292, Bytes(std::nanf(""))), "finite"},
+        {"a.nii", nifti(344, "ni1"), "one half"},
+        {"a.mha", "some text\n", "no MetaImage"},
+        {"a.mha", meta + "ElementDataFile = LOCAL\n", "cut off"},
+        {"a.mha", meta + "ElementNumberOfChannels = 3\nElementDataFile = LOCAL\n", "3 values"},
+        {"a.mha", meta + "CompressedData = True\nElementDataFile = LOCAL\n" + VoxelBytes(), "damaged"},
+        {"a.mhd", meta + "ElementDataFile = none.raw\n", "none.raw"},
+        {"a.mhd", meta + "ElementDataFile = LIST\n", "several files"},
+        {"a.mhd",
+         "NDims = 3\nDimSize = 4 3 2\nTransformMatrix = 1 0 0 0 2 0 0 0 1\nElementType = "
+         "MET_SHORT\nElementDataFile = LOCAL\n",
+         "unit vectors"},
+        {"a.vti", "<VTKFile type=\"PolyData\"></VTKFile>", "ImageData is needed"},
+        {"a.png", "x", "images are read from"},
+        {"a.dcm", Dicom({}), "folder"},
+    };
+    for (auto const& c : cases)
+        EXPECT_NE(Complaint(c.name, c.content).find(c.complaint), std::string::npos)
+            << c.name << " " << c.complaint << ": " << Complaint(Path(c.name));
+    EXPECT_NE(Complaint(Path("missing.nii")), "");
+
+    auto const image = Image();
+    vtkNew<vtkDoubleArray> pairs;
+    pairs->SetNumberOfComponents(2);
+    pairs->SetNumberOfTuples(Voxels);
+    pairs->Fill(1.0);
+    image->GetPointData()->SetScalars(pairs);
+    EXPECT_NE(Complaint("a.vti", Vti(*image)).find("2 values"), std::string::npos);
+    std::string larger = Vti(*Image());
+    larger.replace(larger.find("WholeExtent=\"0 3"), 16, "WholeExtent=\"0 9");
+    EXPECT_NE(Complaint("a.vti", larger).find("whole image"), std::string::npos);
+}
+
+TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
+    auto const at = [](std::string const& x) { return Slice{.position = x + "\\11\\0.5", .k = 1}; };
+    Slice tilted = at("-2");
+    tilted.position = "-2\\12\\0.5";
+    Slice turned = at("-2");
+    turned.orientation = "1\\0\\0\\0\\1\\0";
+    Slice other = at("-2");
+    other.series = "1.2.4";
+    Slice packed = at("-2");
+    packed.syntax = "1.2.840.10008.1.2.4.70";
+    Slice frames = at("-2");
+    frames.more = Element(0x00280008, "IS", "2");
+    Slice colours = at("-2");
+    colours.more = Element(0x00280002, "US", Bytes(std::uint16_t{3}));
+    Slice wide = at("-2");
+    wide.columns = 5;
+    Slice nowhere = at("-2");
+    nowhere.position = "";
+    struct {
+        std::vector<Slice> slices;
+        char const* complaint;
+    } const cases[] = {{{}, "no DICOM slices"},
+                       {{at("-2"), at("3"), at("13")}, "slices are missing"},
+                       {{at("-2"), at("3"), at("10")}, "equal distances"},
+                       {{at("-7")}, "same place"},
+                       {{tilted}, "tilted"},
+                       {{turned}, "another orientation"},
+                       {{other}, "2 series"},
+                       {{packed}, "compressed"},
+                       {{frames}, "several slices"},
+                       {{colours}, "3 values"},
+                       {{wide}, "24 bytes of voxels instead of 30"},
+                       {{nowhere}, "where its slice lies"}};
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.complaint);
+        fs::path const folder = Path("slices");
+        fs::create_directories(folder);
+        int number = 0;
+        if (!c.slices.empty())
+            Save(folder / "first.dcm", Dicom({}));
+        for (Slice const& slice : c.slices)
+            Save(folder / ("s." + std::to_string(++number)), Dicom(slice));
+        EXPECT_NE(Complaint(folder).find(c.complaint), std::string::npos) << Complaint(folder);
+        fs::remove_all(folder);
+    }
+}
+
+// Files of every format: cut off after every byte they are refused; with any byte changed they are read or
+// refused. A folder has one good slice beside the file.
+TEST_F(ImageFile, CutAndDamagedFilesNeverCrash) {
+    vtkNew<vtkMetaImageWriter> packed;
+    packed->SetInputData(Image());
+    fs::create_directories(Path("slices"));
+    Save(Path("slices/first.dcm"), Dicom({}));
+    NiftiCase const sform{"sform", false, false, 1};
+    struct {
+        std::string name, content;
+        fs::path read;
+    } const cases[] = {
+        {"cut.nii", Nifti(sform), Path("cut.nii")},
+        {"cut.nii.gz", NiftiOfVtk("vtk.nii.gz"), Path("cut.nii.gz")},
+        {"cut.mha", std::string(MetaHeader) + "ElementDataFile = LOCAL\n" + VoxelBytes(), Path("cut.mha")},
+        {"cut.mha", Written(*packed, "vtk.mha"), Path("cut.mha")},
+        {"cut.vti", Vti(*Image()).substr(0, Vti(*Image()).find_last_of('>') + 1), Path("cut.vti")},
+        {"slices/second.dcm", Dicom({.position = "-2\\11\\0.5", .k = 1}), Path("slices")},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_NO_THROW((Save(Path(c.name), c.content), ReadImageFile(c.read, nullptr)));
+        for (std::size_t size = 0; size < c.content.size(); ++size) {
+            Save(Path(c.name), c.content.substr(0, size));
+            EXPECT_NE(Complaint(c.read), "") << size << " of " << c.content.size() << " bytes";
+        }
+        for (std::size_t at = 0; at < c.content.size(); ++at) {
+            std::string damaged = c.content;
+            damaged[at] = static_cast<char>(damaged[at] ^ (at % 3 == 0 ? 0xFF : at % 3 == 1 ? 0x80 : 0x01));
+            Save(Path(c.name), damaged);
+            Complaint(c.read);
+        }
+    }
+}
