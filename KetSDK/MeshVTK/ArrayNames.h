@@ -9,6 +9,10 @@ struct ArrayNames {
     static constexpr char const* SubvolumeNames = "subvolume_names"; // field data: name by number
     static constexpr char const* Label = "label";                    // cells: label of the segmentation
     static constexpr char const* Grey = "grey";                      // cells: grey value of the image
+    static constexpr char const* Material = "material";              // cells: identifier, -1 for none
+    static constexpr char const* Density = "density";                // cells: of the material, NaN for none
+    static constexpr char const* Emodulus = "emodulus";              // cells: the same
+    static constexpr char const* Poisson = "poisson";                // cells: the same
     static constexpr char const* OriginalId = "original_id";         // cells and points: number at the source
     static constexpr char const* Surface = "surface";                // cells: number of the surface
     static constexpr char const* SurfaceNames = "surface_names";     // field data: name by number

@@ -5,6 +5,8 @@
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/CellKinds.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/MaterialArrays.h>
+#include <KetSDK/MeshVTK/PointFields.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <vtkCellArray.h>
@@ -100,6 +102,8 @@ void AddMeshArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     }
     if (auto const* const mask = elements.GetGreyValueMask(); mask && mesh.HasGreyValues())
         AddValues<vtkDoubleArray>(cell_data, ArrayNames::Grey, mesh.NumberOfElements(), *mask, element_at);
+    AddMaterialArrays(grid, mesh);
+    AddPointFields(grid, mesh);
     if (auto const* const mask = elements.GetOriginalIDs())
         AddValues<vtkIntArray>(cell_data, ArrayNames::OriginalId, mesh.NumberOfElements(), *mask, element_at);
     if (auto const* const mask = nodes.GetOriginalIDs())
@@ -120,6 +124,7 @@ void ShareArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, vtkUnstructur
     grid.GetFieldData()->ShallowCopy(source.GetFieldData());
     for (char const* const name : {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::OriginalId})
         grid.GetCellData()->RemoveArray(name);
+    RemoveKnownMaterialArrays(grid, mesh);
     grid.GetPointData()->RemoveArray(ArrayNames::OriginalId);
     grid.GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
 }

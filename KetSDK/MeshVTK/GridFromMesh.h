@@ -17,7 +17,9 @@ namespace KetSDK::MeshVTK {
 
 // Makes a grid of a mesh: a point for each node, a cell for each element, in their order, with points
 // as doubles in the unit. Cells carry `subvolume` (with the names as field data `subvolume_names`) and,
-// where the mesh has them, `grey` and `original_id`; points carry `original_id` where the mesh has it.
+// where the mesh has them, `grey`, `original_id`, `material` (-1 for none) and the properties of the
+// materials that are in its catalog, `density`, `emodulus` and `poisson` (NaN for none); points carry
+// `original_id` and every named scalar field, under its identifier.
 // Wedges are written in VTK's winding, in which their volume and their faces' normals come out right.
 //
 // With `source`, a grid that the mesh was made of and whose cells and points are still the mesh's

@@ -7,6 +7,7 @@
 #include <KetSDK/MeshVTK/CellKinds.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridCheck.h>
+#include <KetSDK/MeshVTK/MaterialArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <vtkCellArray.h>
@@ -213,6 +214,7 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
     maker.AddNodes(rounded.points);
     maker.AddElements(partition);
     SetGreyValues(*mesh, grid);
+    SetMaterials(*mesh, grid);
     SetOriginalIds(*mesh, grid);
     bool const quadratic =
         std::ranges::any_of(mesh->Elements(), [](MMeshElement const& e) { return e.GetNodeCount() == 10; });

@@ -31,6 +31,9 @@ struct MeshFromGridOptions {
 //   elements are in the main one. Names without elements are left out.
 // - The cell array `grey` becomes the grey values; the arrays `original_id` of cells and points, or else
 //   the numbers in the grid, become the original identifiers.
+// - The cell array `material`, where it holds whole numbers, becomes the material identifiers, and what
+//   `density`, `emodulus` and `poisson` give each of them becomes the catalog. Arrays that give a material
+//   several values make no catalog.
 // `report` (may be null) receives what rounding did.
 // Throws Error for a grid that cannot be used: no cells, cells of other kinds, wrong connectivity,
 // coordinates that are not finite, arrays that do not fit, rounding beyond the limits. Throws Cancelled.

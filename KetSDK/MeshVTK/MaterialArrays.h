@@ -1,0 +1,23 @@
+#pragma once
+
+class MMeshBase;
+class vtkUnstructuredGrid;
+
+namespace KetSDK::MeshVTK {
+
+// The cell arrays that carry the materials of a mesh: the identifier of each element's material and, from
+// the catalog, its properties.
+
+// Adds the identifiers, where the mesh has any, and each property that the catalog has for one of them:
+// NaN for elements without a material and where a property is not set.
+void AddMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
+// Removes arrays of those names as far as the mesh itself has what they hold.
+void RemoveKnownMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
+
+// Reads identifiers into the material mask of a mesh whose elements are the grid's cells in their order,
+// and properties into its catalog. An array of identifiers that are no whole numbers of 32 bits is not
+// taken for one. Properties are read when each is the same wherever the material is, and NaN where there is
+// none; otherwise none is.
+void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid);
+
+} // namespace KetSDK::MeshVTK
