@@ -28,7 +28,7 @@ struct GreyLaw {
 };
 
 struct SamplingOptions {
-    LengthUnit unit; // of the image
+    LengthUnit unit = {}; // of the image
     SamplingMode mode = SamplingMode::Centroid;
     // Polynomials up to this total degree, 1 to 6, are averaged exactly over straight-sided tetrahedra.
     int order = 2;
@@ -36,7 +36,7 @@ struct SamplingOptions {
     bool parallel = false;
     // With a law and an array, the array receives for each element the mean of the law over the same
     // samples of which the grey value is the mean: the law first, then the mean.
-    GreyLaw law;
+    GreyLaw law = {};
     std::vector<double>* law_values = nullptr;
 };
 
