@@ -4,7 +4,6 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
-#include <ranges>
 
 namespace ketmesh {
 
@@ -64,9 +63,18 @@ std::vector<std::uint32_t> FindFirst(std::span<double const> values, std::size_t
             return precedes(a, b);
         return i < j;
     };
-    std::vector<std::uint32_t> first(std::min(count, values.size()));
-    std::ranges::partial_sort_copy(std::views::iota(0u, static_cast<std::uint32_t>(values.size())), first,
-                                   comes_before);
+    std::vector<std::uint32_t> first; // a heap with the last of them on top
+    for (std::uint32_t i = 0; i < values.size() && count > 0; ++i) {
+        if (first.size() == count) {
+            if (!comes_before(i, first.front()))
+                continue;
+            std::ranges::pop_heap(first, comes_before);
+            first.pop_back();
+        }
+        first.push_back(i);
+        std::ranges::push_heap(first, comes_before);
+    }
+    std::ranges::sort_heap(first, comes_before);
     return first;
 }
 

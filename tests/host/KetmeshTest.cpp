@@ -350,33 +350,45 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
 }
 
 TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
-    // Each signal is sent as soon as the temporary file is there, which is before the mesh is read. On a
+    // Signals are sent some time after the temporary file is there, which is before the mesh is read. On a
     // busy machine the program may be done first; then its result must be whole.
     vtkNew<vtkAppendFilter> several;
     for (int i = 0; i < 8; ++i)
         several->AddInputData(ReadGrid("head_small_tet4.vtu"));
     several->Update();
     WriteGrid(Path("large.vtu"), *several->GetOutput());
-    int cancelled = 0;
-    for (int attempt = 0; attempt < 20 && cancelled < 4; ++attempt) {
-        pid_t const child = Start({"surfaces", Path("large.vtu"), "-o", Path("out/large.stl")});
-        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (Outputs().empty() && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        for (int i = 0; i <= attempt % 2; ++i) // a second one must not do harm either
-            ::kill(child, attempt % 3 == 0 ? SIGTERM : SIGINT);
-        Result const result = Finish(child);
-        if (result.status == 0) {
-            EXPECT_EQ(Outputs(), std::vector<std::string>{"large.stl"});
-            fs::remove(Path("out/large.stl"));
-            continue;
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string output;
+        int milliseconds; // between one attempt's delay and the next one's
+    };
+    for (Case const& c :
+         std::vector<Case>{{{"surfaces", Path("large.vtu")}, "large.stl", 0},
+                           {{"quality", Path("large.vtu"), "--metric", "all"}, "quality.vtu", 150}}) {
+        std::vector<std::string> arguments = c.arguments;
+        arguments.insert(arguments.end(), {"-o", Path("out/" + c.output)});
+        int cancelled = 0;
+        for (int attempt = 0; attempt < 20 && cancelled < 4; ++attempt) {
+            pid_t const child = Start(arguments);
+            auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            while (Outputs().empty() && std::chrono::steady_clock::now() < deadline)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(cancelled * c.milliseconds));
+            for (int i = 0; i <= attempt % 2; ++i) // a second one must not do harm either
+                ::kill(child, attempt % 3 == 0 ? SIGTERM : SIGINT);
+            Result const result = Finish(child);
+            if (result.status == 0) {
+                EXPECT_EQ(Outputs(), std::vector<std::string>{c.output});
+                fs::remove(Path("out/" + c.output));
+                continue;
+            }
+            ++cancelled;
+            EXPECT_EQ(result.status, 130) << result.err;
+            EXPECT_EQ(result.out, "");
+            EXPECT_TRUE(Outputs().empty());
         }
-        ++cancelled;
-        EXPECT_EQ(result.status, 130) << result.err;
-        EXPECT_EQ(result.out, "");
-        EXPECT_TRUE(Outputs().empty());
+        EXPECT_EQ(cancelled, 4) << c.arguments[0];
     }
-    EXPECT_EQ(cancelled, 4);
 }
 
 } // namespace
