@@ -39,5 +39,6 @@ std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeRepairCommand();
 std::unique_ptr<Command> MakeGrowCommand();
 std::unique_ptr<Command> MakeLayersCommand();
+std::unique_ptr<Command> MakeMaterialsCommand();
 
 } // namespace ketmesh

@@ -20,7 +20,7 @@ namespace {
 // All commands, in the order of the help.
 constexpr std::unique_ptr<Command> (*Commands[])() = {
     MakeInfoCommand,   MakeSurfacesCommand, MakeQualityCommand, MakeCheckCommand,
-    MakeRepairCommand, MakeGrowCommand,     MakeLayersCommand,
+    MakeRepairCommand, MakeGrowCommand,     MakeLayersCommand,  MakeMaterialsCommand,
 };
 
 // One line on standard error, whatever the message is made of.

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <host/Output.h>
+
+#include <array>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace ketmesh {
+
+// Published relations for the cancellous bone of one site.
+struct MaterialPreset {
+    std::string_view name;
+    std::string_view site;
+    std::array<double, 5> law;     // a, b, c, d, e of density [g/cm3] = a + b x^c + d x^e, x in HU
+    std::array<double, 2> modulus; // p, q of E [MPa] = p density^q
+    // Apparent densities of the specimens behind the modulus [g/cm3].
+    double lowest_density;
+    double highest_density;
+    std::string_view law_source;
+    std::string_view modulus_source;
+    // How far the figures were compared with a second source.
+    std::string_view compared;
+
+    // The Hounsfield units that the law turns into those densities.
+    double LowestGrey() const { return _GreyOf(lowest_density); }
+    double HighestGrey() const { return _GreyOf(highest_density); }
+
+private:
+    // The laws are linear.
+    double _GreyOf(double density) const { return (density - law[0]) / law[1]; }
+};
+
+std::span<MaterialPreset const> MaterialPresets();
+// The preset of that name. Throws std::invalid_argument, with all names, when there is none.
+MaterialPreset const& FindMaterialPreset(std::string const& name);
+
+// All presets: for people, as the table of docs/materials.md, and for programs.
+void PrintPresetList(std::ostream& out);
+void PrintPresetTable(std::ostream& out);
+Json PresetListJson();
+
+} // namespace ketmesh
