@@ -28,33 +28,31 @@ void SamplingSums::Add(SamplingSums const& other) noexcept {
     outside_volume += other.outside_volume;
 }
 
-VoxelPlace CentroidOf(MMeshElement const& element, ImageFrame const& frame) noexcept {
-    unsigned int const corners = MMeshElementDescriptor::GetNumSimpleNodes(element.GetNodeCount());
-    VoxelPlace sum;
-    for (unsigned int i = 0; i < corners; ++i)
-        sum += PositionOf(*element.GetNode(i));
-    double const count = corners;
-    return frame.Place(sum[0] / count, sum[1] / count, sum[2] / count);
-}
-
-double SixVolumesOf(MMeshElement const& element) noexcept {
+ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
     unsigned char const count = MMeshElementDescriptor::GetNumSimpleNodes(element.GetNodeCount());
-    double sum = 0.0;
+    std::array<VoxelPlace, 8> corners;
+    VoxelPlace sum;
+    for (unsigned int i = 0; i < count; ++i)
+        sum += corners[i] = PositionOf(*element.GetNode(i));
+    auto const six_volumes = [&corners](std::size_t a, std::size_t b, std::size_t c, std::size_t d) {
+        return (corners[b] - corners[a]).Dot((corners[c] - corners[a]).Cross(corners[d] - corners[a]));
+    };
+    if (count == 4) // most elements, and faster than by the tables
+        return {sum * 0.25, std::fabs(six_volumes(0, 1, 2, 3))};
+    double volumes = 0.0;
     for (unsigned char t = 0; t < MMeshElementDescriptor::GetNumTetraOfElement(count); ++t) {
-        auto const corner = [&](unsigned char vertex) {
-            return PositionOf(*element.GetNode(MMeshElementDescriptor::GetOffsetForTetra(count, t, vertex)));
+        auto const corner = [count, t](unsigned char vertex) {
+            return MMeshElementDescriptor::GetOffsetForTetra(count, t, vertex);
         };
-        VoxelPlace const origin = corner(0);
-        sum += (corner(1) - origin).Dot((corner(2) - origin).Cross(corner(3) - origin));
+        volumes += six_volumes(corner(0), corner(1), corner(2), corner(3));
     }
-    return std::fabs(sum);
+    return {sum / static_cast<double>(count), std::fabs(volumes)};
 }
 
 PlacedElement::PlacedElement(MMeshElement const& element, ImageFrame const& frame) noexcept
     : m_count(element.GetNodeCount()) {
     for (unsigned int i = 0; i < m_count; ++i) {
-        MMeshPoint const& p = *element.GetNode(i);
-        m_places[i] = frame.Place(p.x, p.y, p.z);
+        m_places[i] = frame.Place(PositionOf(*element.GetNode(i)));
     }
 }
 

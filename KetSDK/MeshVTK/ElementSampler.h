@@ -34,11 +34,13 @@ struct SamplingSums {
     void Add(SamplingSums const& other) noexcept;
 };
 
-// The centroid of an element's corners in the image.
-VoxelPlace CentroidOf(MMeshElement const& element, ImageFrame const& frame) noexcept;
-// Six times the volume of an element in cubic internal units, without sign; of a curved one that of its
-// corners.
-double SixVolumesOf(MMeshElement const& element) noexcept;
+// What tells whether an element is outside, and how much of the mesh it is.
+struct ElementMeasure {
+    VoxelPlace centroid; // of the corners, in internal units
+    // Six times the volume in cubic internal units, without sign; of a curved element that of its corners.
+    double six_volumes;
+};
+ElementMeasure MeasureOf(MMeshElement const& element) noexcept;
 
 // An element in the image: its nodes as places there.
 class PlacedElement {
@@ -144,9 +146,10 @@ public:
         else
             mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
                 Mean mean{m_options.law};
-                bool const inside = _Enter(CentroidOf(e, m_frame), SixVolumesOf(e), sums);
-                if (inside)
-                    _AddElement(e, mean, sums);
+                ElementMeasure const measure = MeasureOf(e);
+                VoxelPlace const centroid = m_frame.Place(measure.centroid);
+                if (_Enter(centroid, measure.six_volumes, sums))
+                    _AddElement(e, centroid, mean, sums);
                 _Finish(mean, grey++, law ? law++ : nullptr, sums);
             });
         return sums;
@@ -180,8 +183,9 @@ private:
         std::array<double, BatchSize> volumes;
         mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
             auto const i = static_cast<std::size_t>(number - first);
-            places[i] = CentroidOf(e, m_frame);
-            volumes[i] = SixVolumesOf(e);
+            ElementMeasure const measure = MeasureOf(e);
+            places[i] = m_frame.Place(measure.centroid);
+            volumes[i] = measure.six_volumes;
             m_field.Prefetch(places[i]);
         });
         for (std::size_t i = 0; i < last - first; ++i) {
@@ -203,7 +207,8 @@ private:
         return inside;
     }
 
-    void _AddElement(MMeshElement const& e, Mean& mean, SamplingSums& sums) const {
+    void _AddElement(MMeshElement const& e, VoxelPlace const& centroid, Mean& mean,
+                     SamplingSums& sums) const {
         PlacedElement const element(e, m_frame);
         if (m_options.mode == SamplingMode::Voxels)
             _AddVoxels(element, mean);
@@ -213,7 +218,7 @@ private:
             return;
         _AddByRule(element, mean);
         if (!mean.HasValue())
-            mean.Add(1.0, m_field.At(CentroidOf(e, m_frame)));
+            mean.Add(1.0, m_field.At(centroid));
         ++(mean.HasValue() ? sums.fallbacks : sums.not_finite);
     }
 

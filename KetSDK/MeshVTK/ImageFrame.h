@@ -21,10 +21,10 @@ public:
     ImageFrame(vtkImageData& image, LengthUnit unit);
 
     // The place of a position in internal units.
-    VoxelPlace Place(double x, double y, double z) const noexcept {
+    VoxelPlace Place(MMVector<double, 3> const& p) const noexcept {
         VoxelPlace place;
         for (std::size_t i = 0; i < 3; ++i)
-            place[i] = m_inverse[i][0] * x + m_inverse[i][1] * y + m_inverse[i][2] * z + m_shift[i];
+            place[i] = m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2] + m_shift[i];
         return place;
     }
     // Whether a place lies between the outermost voxel centres, or beyond them by rounding only.
