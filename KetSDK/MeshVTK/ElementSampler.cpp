@@ -29,20 +29,21 @@ void SamplingSums::Add(SamplingSums const& other) noexcept {
 }
 
 ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
+    auto const six_volumes = [](VoxelPlace const& a, VoxelPlace const& b, VoxelPlace const& c,
+                                VoxelPlace const& d) { return (b - a).Dot((c - a).Cross(d - a)); };
+    auto const node = [&element](unsigned int i) { return PositionOf(*element.GetNode(i)); };
     unsigned char const count = MMeshElementDescriptor::GetNumSimpleNodes(element.GetNodeCount());
-    std::array<VoxelPlace, 8> corners;
+    if (count == 4) { // most elements, and much faster than by the tables
+        VoxelPlace const a = node(0), b = node(1), c = node(2), d = node(3);
+        return {(a + b + c + d) * 0.25, std::fabs(six_volumes(a, b, c, d))};
+    }
     VoxelPlace sum;
     for (unsigned int i = 0; i < count; ++i)
-        sum += corners[i] = PositionOf(*element.GetNode(i));
-    auto const six_volumes = [&corners](std::size_t a, std::size_t b, std::size_t c, std::size_t d) {
-        return (corners[b] - corners[a]).Dot((corners[c] - corners[a]).Cross(corners[d] - corners[a]));
-    };
-    if (count == 4) // most elements, and faster than by the tables
-        return {sum * 0.25, std::fabs(six_volumes(0, 1, 2, 3))};
+        sum += node(i);
     double volumes = 0.0;
     for (unsigned char t = 0; t < MMeshElementDescriptor::GetNumTetraOfElement(count); ++t) {
-        auto const corner = [count, t](unsigned char vertex) {
-            return MMeshElementDescriptor::GetOffsetForTetra(count, t, vertex);
+        auto const corner = [&](unsigned char vertex) {
+            return node(MMeshElementDescriptor::GetOffsetForTetra(count, t, vertex));
         };
         volumes += six_volumes(corner(0), corner(1), corner(2), corner(3));
     }
