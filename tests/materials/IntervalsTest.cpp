@@ -38,7 +38,7 @@ Numbers Values(MHUList const& list) {
 MHUList ListWithOneInterval() {
     MHUList list;
     list.AddElementAtEnd(7.0, {7.0, 8.0, DBL_MAX, DBL_MAX, L"old"});
-    list.SetMapType(-5);
+    list.mapType = -5;
     return list;
 }
 
@@ -99,7 +99,7 @@ TEST(HUList, UniformBuildersDivideTheGreyValuesThatTheyFind) {
         EXPECT_EQ(c.build(list), c.built);
         EXPECT_EQ(Starts(list), c.starts);
         EXPECT_EQ(Values(list), c.values);
-        EXPECT_EQ(list.GetMapType(), c.built ? 2 : -5);
+        EXPECT_EQ(MHUList(list).mapType, c.built ? 2 : -5);
     }
     EXPECT_FALSE(MaterialInterval(5.0, DBL_MAX, DBL_MAX, DBL_MAX, L"start only").IsDefined());
 

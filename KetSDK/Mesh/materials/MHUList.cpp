@@ -51,7 +51,7 @@ bool Divide(MHUList& list, GreyRange const& range, unsigned int n, MHUList::EMap
             centre = centre - 1024.0;
         list.AddElementAtEnd(start, {start, value_at(centre), DBL_MAX, DBL_MAX, {}});
     }
-    list.SetMapType(MHUList::Uniform);
+    list.mapType = MHUList::Uniform;
     return true;
 }
 
@@ -140,6 +140,6 @@ bool MHUList::CreateFromMask(MMeshBase* mesh, std::vector<bool> const& mask, boo
         double const value = !with_values ? DBL_MAX : is_last ? 0.0 : means[i].mean;
         AddElementAtEnd(means[i].mean, {means[i].mean, value, DBL_MAX, DBL_MAX, {}});
     }
-    SetMapType(OnePerMaterial);
+    mapType = OnePerMaterial;
     return true;
 }

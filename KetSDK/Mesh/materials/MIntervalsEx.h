@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/materials/MaterialInterval.h>
 
+#include <cstdint>
 #include <map>
 #include <utility>
 
@@ -19,7 +20,7 @@ public:
     using Elements = std::map<unsigned long long, MHUListElement>;
 
     // How a list was built.
-    enum EMapType : int { NotBuilt = 0, OnePerMaterial = 1, Uniform = 2 };
+    enum EMapType : std::int32_t { NotBuilt = 0, OnePerMaterial = 1, Uniform = 2 };
 
     // Stores an interval under the index that equals the number of elements, where it replaces what is
     // there, and returns that index.
@@ -50,13 +51,11 @@ public:
     // Removes all elements; the map type stays.
     void Clear() noexcept { m_elements.clear(); }
 
-    // An EMapType, or whatever number was set.
-    int GetMapType() const noexcept { return m_map_type; }
-    void SetMapType(int type) noexcept { m_map_type = type; }
+    // An EMapType, or whatever number was stored.
+    std::int32_t mapType = NotBuilt;
 
 private:
     Elements m_elements;
-    int m_map_type = NotBuilt;
 };
 
 extern template class MIntervalsEx<MaterialInterval>;
