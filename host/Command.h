@@ -40,5 +40,6 @@ std::unique_ptr<Command> MakeRepairCommand();
 std::unique_ptr<Command> MakeGrowCommand();
 std::unique_ptr<Command> MakeLayersCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();
+std::unique_ptr<Command> MakeColorsCommand();
 
 } // namespace ketmesh

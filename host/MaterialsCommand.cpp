@@ -3,6 +3,7 @@
 #include <host/Cancellation.h>
 #include <host/CatalogOutput.h>
 #include <host/Choice.h>
+#include <host/ColorMapFile.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/Format.h>
@@ -20,7 +21,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -33,12 +33,6 @@ using KetSDK::MeshVTK::SamplingReport;
 
 // No solid is denser [g/cm3].
 constexpr double DensestSolid = 23.0;
-
-std::string ColorText(unsigned int color) {
-    std::array<char, 8> text{};
-    std::snprintf(text.data(), text.size(), "#%06x", color & 0xFFFFFFu);
-    return text.data();
-}
 
 // "12 of 340 elements (3.53 %)"
 std::string PartText(std::uint64_t part, std::uint64_t all) {

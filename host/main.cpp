@@ -19,8 +19,8 @@ namespace {
 
 // All commands, in the order of the help.
 constexpr std::unique_ptr<Command> (*Commands[])() = {
-    MakeInfoCommand,   MakeSurfacesCommand, MakeQualityCommand, MakeCheckCommand,
-    MakeRepairCommand, MakeGrowCommand,     MakeLayersCommand,  MakeMaterialsCommand,
+    MakeInfoCommand, MakeSurfacesCommand, MakeQualityCommand,   MakeCheckCommand,  MakeRepairCommand,
+    MakeGrowCommand, MakeLayersCommand,   MakeMaterialsCommand, MakeColorsCommand,
 };
 
 // One line on standard error, whatever the message is made of.
