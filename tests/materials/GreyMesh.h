@@ -52,7 +52,7 @@ inline std::vector<bool> RandomFlags(std::mt19937& random) {
     return flags;
 }
 
-// What the material index is, word by word.
+// The material index, in plain loops.
 inline unsigned int MaterialIndex(VolumeList const& list, std::vector<bool> const& flags) {
     std::size_t chosen = 65535;
     double largest = -1.0;

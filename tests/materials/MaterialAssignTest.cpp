@@ -73,8 +73,8 @@ struct Job {
     MMeshOperatorMaterialAssign job;
 };
 
-// The same assignment by the letter, on plain maps. Catalogs are densities by identifier.
-struct ByTheLetter {
+// The same assignment, element by element on plain maps. Catalogs are densities by identifier.
+struct PlainAssignment {
     std::vector<GreyMesh::Element> elements;
     Densities mesh_catalog, catalog;
     std::optional<Densities> replaced_densities = {};
@@ -167,7 +167,7 @@ TEST(MaterialAssign, DoesWhatThePlainRulesSay) {
                     0.5 * static_cast<double>(random() % 5);
             return densities;
         };
-        ByTheLetter expected{GreyMesh::Random(random, 60), some_densities(4), some_densities(5)};
+        PlainAssignment expected{GreyMesh::Random(random, 60), some_densities(4), some_densities(5)};
         Job job(expected.elements, expected.catalog);
         job.mesh.SetMaterialCatalog(Catalog(expected.mesh_catalog));
         for (auto n = random() % 12; n > 0; --n) {
