@@ -95,6 +95,7 @@ void AddNeighborJobs(Recipe const& recipe);
 void AddQualityJobs(Recipe const& recipe);
 void AddRepairJobs(Recipe const& recipe);
 void AddSurfaceJobs(Recipe const& recipe);
+void AddMaterialJobs(Recipe const& recipe);
 // Those on plain values.
 void AddHistogramJobs();
 

@@ -62,6 +62,7 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
         Bench::AddBuildJobs(recipe);
         Bench::AddNeighborJobs(recipe);
         Bench::AddSurfaceJobs(recipe);
+        Bench::AddMaterialJobs(recipe);
     }
 }
 
