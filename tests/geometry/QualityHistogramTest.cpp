@@ -14,7 +14,7 @@ using Histogram = QualityHistogram<int, double>;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
-// One value binned by the letter: -1 when it is in no bin.
+// One value binned as the bins are defined: -1 when it is in none.
 std::int64_t Bin(double v, double low, double high, unsigned int n) {
     double const quotient = std::floor((v - low) / ((high - low) / n));
     if (std::isnan(quotient) || std::isinf(quotient) || quotient < 0.0)
