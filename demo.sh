@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, turns the sample head mesh, made from a CT image, into named surfaces,
-# measures its elements, and repairs its curved sibling.
+# measures its elements, repairs its curved sibling, and gives its elements densities from the CT image.
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/setup.sh
@@ -27,15 +27,23 @@ curved=data/head_small_tet10.vtu
 step "repair of $curved, where mid-edge nodes fold elements"
 "$ketmesh" repair "$curved" -o "$out/head_repaired.vtu" --fail-on 0
 
+step "densities and moduli from the CT image, per sub-volume (1 + HU / 1000: water 1, air 0)"
+"$ketmesh" materials "$mesh" --image data/head_ct.nii.gz --law 1,0.001,1,0,0 --modulus 3000,2 \
+    --by mask --bins 4 --sampling mean -o "$out/head_model.vtu"
+"$ketmesh" colors "$out/head_model.vtu" --bins 20 -o "$out/head_grey.json" >/dev/null
+
 step "written to $PWD/$out"
 while read -r file what; do
-    printf '  %-20s %6s  %s\n' "$file" "$(du -h "$out/$file" | cut -f1)" "$what"
+    printf '  %-24s %6s  %s\n' "$file" "$(du -h "$out/$file" | cut -f1)" "$what"
 done <<END
-head_surfaces.vtp    skin, bone and their interfaces; colour them by the array "surface"
-head_exterior.stl    the outside alone
-head_quality.vtu     the mesh with the array "ScaledJacobian"; show the elements below 0.1
-head_quality.svg     the histogram, for a browser
-head_repaired.vtu    the curved mesh without a folded element
+head_surfaces.vtp        skin, bone and their interfaces; colour them by the array "surface"
+head_exterior.stl        the outside alone
+head_quality.vtu         the mesh with the array "ScaledJacobian"; show the elements below 0.1
+head_quality.svg         the histogram, for a browser
+head_repaired.vtu        the curved mesh without a folded element
+head_model.vtu           the mesh with the arrays "grey", "density" and "emodulus"
+head_model.materials.xml its materials
+head_grey.json           a colour map for the array "grey"
 END
 echo
 echo "Any viewer for VTK files opens them."
