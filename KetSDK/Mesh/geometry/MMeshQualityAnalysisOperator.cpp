@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -238,9 +239,9 @@ private:
     bool _CommitStep(std::uint64_t first, std::uint64_t last, double const* values) {
         std::size_t const size = static_cast<std::size_t>(last - first);
         histogram.AddValues({values, size});
-        MMeshElementContainer const& elements = mesh.Elements();
-        for (std::uint64_t i = first; i < last; ++i)
-            mask.SetValue(*elements.GetElementPtrAt(i), values[i - first]);
+        auto element = std::as_const(mesh.Elements()).begin() + static_cast<std::ptrdiff_t>(first);
+        for (std::size_t i = 0; i < size; ++i, ++element)
+            mask.SetValue(*element, values[i]);
         if (size < StepSize)
             return true;
         if (reporter.IsCancelled())
