@@ -89,8 +89,7 @@ public:
             for (CLI::Option const* const option : {file, image, output})
                 if (!m_list && option->count() == 0)
                     throw CLI::RequiredError(option->get_name());
-            bool const has_bins = m_by.Get() == MaterialsBy::Grey || m_by.Get() == MaterialsBy::Mask;
-            if (!m_list && has_bins && bins->count() == 0)
+            if (!m_list && _HasBins() && bins->count() == 0)
                 throw CLI::RequiredError("--bins");
         });
     }
@@ -137,8 +136,10 @@ private:
         return Done;
     }
 
+    bool _HasBins() const { return m_by.Get() == MaterialsBy::Grey || m_by.Get() == MaterialsBy::Mask; }
+
     void _CheckBins(MMeshBase const& mesh) const {
-        if (m_bins > mesh.NumberOfElements())
+        if (_HasBins() && m_bins > mesh.NumberOfElements())
             throw FileError(m_input.GetFileName(), "it has " + std::to_string(mesh.NumberOfElements()) +
                                                        " elements, too few for " + std::to_string(m_bins) +
                                                        " bins (--bins)");
@@ -168,13 +169,17 @@ private:
         if (lowest == highest)
             warnings.push_back("every element has the grey value " + FormatGeneral(lowest) +
                                "; is it the right image?");
-        bool const one_expected = m_by.Get() == MaterialsBy::Single ||
-                                  (m_by.Get() == MaterialsBy::Grey && m_bins == 1) ||
-                                  (m_by.Get() == MaterialsBy::Index && mesh.NumberOfSubVolumes() == 1);
-        if (materials.size() == 1 && !one_expected)
+        if (materials.size() == 1 && _MostMaterials(mesh) > 1)
             warnings.push_back("all elements got one material");
         _WarnOfLaw(lowest, highest, mesh, materials, warnings);
         return warnings;
+    }
+
+    // How many there can be.
+    std::uint64_t _MostMaterials(MMeshBase const& mesh) const {
+        bool const per_part = m_by.Get() == MaterialsBy::Mask || m_by.Get() == MaterialsBy::Index;
+        return (_HasBins() ? static_cast<std::uint64_t>(m_bins) : 1) *
+               (per_part ? mesh.NumberOfSubVolumes() : 1);
     }
 
     void _WarnOfLaw(double lowest, double highest, MMeshBase const& mesh,
