@@ -129,6 +129,14 @@ std::uint64_t NumberOfVoxels(ImageGrid const& grid) noexcept {
            static_cast<std::uint64_t>(grid.size[2]);
 }
 
+void CheckVoxelBytes(std::uint64_t present, ImageGrid const& grid, int bytes_per_voxel) {
+    std::uint64_t const needed = NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes_per_voxel);
+    if (present < needed)
+        RefuseSize(present, needed);
+    if (present - needed >= needed / static_cast<std::uint64_t>(grid.size[2]))
+        throw Error("the file holds more voxels than its header says");
+}
+
 vtkSmartPointer<vtkDataArray> ReadVoxels(PackedFile& file, std::uint64_t voxels,
                                          std::uint64_t voxels_per_slice, int type, bool big_endian,
                                          std::shared_ptr<Common::IProgressDelegate> const& progress) {

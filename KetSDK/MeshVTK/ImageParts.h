@@ -35,6 +35,10 @@ void CheckGrid(ImageGrid const& grid);
 // The number of voxels of a grid that passed the check.
 std::uint64_t NumberOfVoxels(ImageGrid const& grid) noexcept;
 
+// Throws Error unless the bytes in a file from where its voxels begin are those of the voxels of a grid
+// that passed the check: all of them, and not another slice.
+void CheckVoxelBytes(std::uint64_t present, ImageGrid const& grid, int bytes_per_voxel);
+
 // Reads voxels of a VTK type in the given byte order. Throws Error when there are fewer, or another slice
 // of `voxels_per_slice` behind them; throws Cancelled. The delegate may be null.
 vtkSmartPointer<vtkDataArray> ReadVoxels(PackedFile& file, std::uint64_t voxels,

@@ -105,7 +105,8 @@ std::string Nifti(NiftiCase const& c) {
             put(at1 + 4 * i, static_cast<float>(value));
     };
     put(0, std::int32_t{c.version2 ? 540 : 348});
-    header.replace(c.version2 ? 4 : 344, 4, c.version2 ? std::string("n+2\0", 4) : std::string("n+1\0", 4));
+    std::string const magic = c.version2 ? std::string("n+2\0\r\n\x1A\n", 8) : std::string("n+1\0", 4);
+    header.replace(c.version2 ? 4 : 344, magic.size(), magic);
     put(c.version2 ? 12 : 70, std::int16_t{4});
     for (std::size_t i = 0; i < 4; ++i) {
         std::int64_t const size = i == 0 ? 3 : Size[i - 1];
@@ -284,6 +285,7 @@ TEST_F(ImageFile, NiftiIsPlacedBySformThenQformThenVoxelSizes) {
         {{"qform, quarter turn about z", false, false, 0, 1, {0.0f, 0.0f, half}, 1.0f}, quarter},
         {{"qform, left-handed", false, false, 0, 3, {1.0f, 0.0f, 0.0f}, -1.0f}, left},
         {{"neither"}, plain},
+        {{"sform beside a left-handed qform", false, false, 2, 1, {1.0f, 0.0f, 0.0f}, -1.0f}, Turned},
         {{"big-endian", false, true, 1}, Turned},
         {{"version 2", true, false, 4}, Turned},
         {{"version 2, qform", true, true, 0, 1, {0.0f, 0.0f, half}, 1.0f}, quarter},
@@ -295,6 +297,11 @@ TEST_F(ImageFile, NiftiIsPlacedBySformThenQformThenVoxelSizes) {
         ExpectImage(*Read("image.nii", Nifti(c.file)), c.steps);
         EXPECT_EQ(m_report.note.empty(), c.file.sform + c.file.qform != 0);
     }
+    // A left-handed sform: the third axis the other way.
+    NiftiCase const sform{"sform", false, false, 1};
+    Steps mirrored = Turned;
+    mirrored[2][0] = -5.0;
+    ExpectImage(*Read("image.nii", Nifti(sform).replace(288, 4, Bytes(-5.0f))), mirrored);
     for (char const* const name : {"vtk.nii", "vtk.nii.gz"}) {
         SCOPED_TRACE(name);
         NiftiOfVtk(name);
@@ -385,6 +392,7 @@ TEST_F(ImageFile, WhatIsNoImageIsRefusedWithAReason) {
         {"a.nii", nifti(70, Bytes(std::int16_t{128})), "type 128"},
         {"a.nii", nifti(284, Bytes(1.0f)), "perpendicular"}, // shear
         {"a.nii", nifti(292, Bytes(std::nanf(""))), "finite"},
+        {"a.nii", nifti(108, Bytes(0.0f)), "begin at byte 0"},
         {"a.nii", nifti(344, "ni1"), "one half"},
         {"a.mha", "some text\n", "no MetaImage"},
         {"a.mha", meta + "ElementDataFile = LOCAL\n", "cut off"},
