@@ -1,27 +1,19 @@
 #include <KetSDK/MeshVTK/ImageParts.h>
 
-#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/MeshVTK/Error.h>
 
-#include <vtkByteSwap.h>
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
 #include <vtkPointData.h>
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <new>
 #include <string>
-#include <utility>
 
 namespace KetSDK::MeshVTK {
 
 namespace {
-
-constexpr std::size_t ChunkSize = 1u << 20; // read between two looks at the delegate
 
 // Cosine of the angle between two axes, and relative error of a length, that rounding in headers makes up
 // for. What is beyond is another image.
@@ -29,49 +21,6 @@ constexpr double AxisTolerance = 1e-3;
 
 double Dot(Vector3 const& a, Vector3 const& b) {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-// Memory from malloc, as VTK's arrays can take it over; grows with what is put in.
-class GrowingBlock {
-public:
-    ~GrowingBlock() { std::free(m_bytes); }
-    // Room for `count` more bytes, in a block that never gets larger than `most`.
-    char* Room(std::size_t count, std::size_t most) {
-        if (m_size + count > m_capacity) {
-            m_capacity = std::min(most, std::max(m_size + count, 2 * m_capacity));
-            void* const larger = std::realloc(m_bytes, m_capacity);
-            if (!larger)
-                throw std::bad_alloc();
-            m_bytes = static_cast<char*>(larger);
-        }
-        return m_bytes + m_size;
-    }
-    void Add(std::size_t count) noexcept { m_size += count; }
-    std::size_t Size() const noexcept { return m_size; }
-    void* Release() noexcept { return std::exchange(m_bytes, nullptr); }
-
-private:
-    char* m_bytes = nullptr;
-    std::size_t m_size = 0;
-    std::size_t m_capacity = 0;
-};
-
-[[noreturn]] void RefuseSize(std::uint64_t present, std::uint64_t needed) {
-    throw Error("the file is cut off: it holds " + std::to_string(present) + " of " + std::to_string(needed) +
-                " bytes of voxels");
-}
-
-// Reads on to the end, where packed data has its checksum.
-void CheckRest(PackedFile& file, std::uint64_t limit, Common::IncrementalProgressReporter const& reporter) {
-    std::vector<char> chunk(std::size_t{1} << 16);
-    std::uint64_t rest = 0;
-    while (std::size_t const count = file.Read(chunk.data(), chunk.size())) {
-        rest += count;
-        if (rest >= limit)
-            throw Error("the file holds more voxels than its header says");
-        if (reporter.IsCancelled())
-            throw Cancelled();
-    }
 }
 
 bool IsWhole(double value) {
@@ -132,40 +81,10 @@ std::uint64_t NumberOfVoxels(ImageGrid const& grid) noexcept {
 void CheckVoxelBytes(std::uint64_t present, ImageGrid const& grid, int bytes_per_voxel) {
     std::uint64_t const needed = NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes_per_voxel);
     if (present < needed)
-        RefuseSize(present, needed);
+        throw Error("the file is cut off: it holds " + std::to_string(present) + " of " +
+                    std::to_string(needed) + " bytes of voxels");
     if (present - needed >= needed / static_cast<std::uint64_t>(grid.size[2]))
         throw Error("the file holds more voxels than its header says");
-}
-
-vtkSmartPointer<vtkDataArray> ReadVoxels(PackedFile& file, std::uint64_t voxels,
-                                         std::uint64_t voxels_per_slice, int type, bool big_endian,
-                                         std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    auto values = vtk::TakeSmartPointer(vtkDataArray::CreateDataArray(type));
-    auto const bytes = static_cast<std::uint64_t>(values->GetDataTypeSize());
-    std::size_t const total = static_cast<std::size_t>(voxels * bytes);
-    if (!file.IsPacked() && file.PlainRest() < total)
-        RefuseSize(file.PlainRest(), total);
-    Common::IncrementalProgressReporter reporter(progress, "Reading file", total / ChunkSize, true);
-    GrowingBlock block;
-    while (block.Size() < total) {
-        // Plain data is there: its block need not grow.
-        std::size_t const wanted = std::min(total - block.Size(), ChunkSize);
-        char* const room = block.Room(file.IsPacked() ? wanted : total - block.Size(), total);
-        std::size_t const count = file.Read(room, wanted);
-        block.Add(count);
-        if (count < wanted)
-            RefuseSize(block.Size(), total);
-        if (reporter.IsCancelled())
-            throw Cancelled();
-        ++reporter;
-    }
-    CheckRest(file, voxels_per_slice * bytes, reporter);
-    values->SetVoidArray(block.Release(), static_cast<vtkIdType>(voxels), 0,
-                         vtkAbstractArray::VTK_DATA_ARRAY_FREE);
-    if (big_endian != (std::endian::native == std::endian::big))
-        vtkByteSwap::SwapVoidRange(values->GetVoidPointer(0), static_cast<size_t>(voxels),
-                                   static_cast<size_t>(bytes));
-    return values;
 }
 
 int RescaledType(double smallest, double largest, bool whole) noexcept {

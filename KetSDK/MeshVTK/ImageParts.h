@@ -1,14 +1,10 @@
 #pragma once
 
-#include <KetSDK/Common/Progress/IProgressDelegate.h>
-#include <KetSDK/MeshVTK/PackedFile.h>
-
 #include <vtkSmartPointer.h>
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 class vtkDataArray;
 class vtkImageData;
@@ -38,12 +34,6 @@ std::uint64_t NumberOfVoxels(ImageGrid const& grid) noexcept;
 // Throws Error unless the bytes in a file from where its voxels begin are those of the voxels of a grid
 // that passed the check: all of them, and not another slice.
 void CheckVoxelBytes(std::uint64_t present, ImageGrid const& grid, int bytes_per_voxel);
-
-// Reads voxels of a VTK type in the given byte order. Throws Error when there are fewer, or another slice
-// of `voxels_per_slice` behind them; throws Cancelled. The delegate may be null.
-vtkSmartPointer<vtkDataArray> ReadVoxels(PackedFile& file, std::uint64_t voxels,
-                                         std::uint64_t voxels_per_slice, int type, bool big_endian,
-                                         std::shared_ptr<Common::IProgressDelegate> const& progress);
 
 // The smallest of the types short, int and, where numbers are not whole, float or double, that holds the
 // values between two rescaled ones.
