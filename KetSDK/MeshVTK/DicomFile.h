@@ -8,6 +8,12 @@
 
 namespace KetSDK::MeshVTK {
 
+// Slices are read by our own code because VTK 9.1's DICOM reader gives other values and no sign of it: it
+// rescales into 16 bits, where what does not fit wraps round; it does not know of unused bits, so the sign of
+// 12-bit values is lost; it takes rows, columns and slope of an icon image in a sequence without length for
+// those of the slice; it rounds positions to float; of slices that are cut off it returns what was in memory.
+// It tells nothing of series, frames and packing, for which the elements have to be walked through anyway.
+
 // What a DICOM file says about the slice in it.
 struct DicomSlice {
     std::string series;              // its unique identifier

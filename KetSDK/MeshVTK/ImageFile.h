@@ -21,7 +21,8 @@ struct ImageFileReport {
 // Reads an image of one value per voxel from a file or folder:
 // - NIfTI (.nii, .nii.gz): placed by the sform when it has a code, else by the qform, else by the voxel
 //   sizes alone (noted). Metres and micrometres in the header are converted to millimetres.
-// - MetaImage (.mha, or .mhd with one data file, packed or not): Offset, ElementSpacing, TransformMatrix.
+// - MetaImage (.mha, or .mhd with one data file, packed or not; no integers of 64 bits): Offset,
+//   ElementSpacing, TransformMatrix.
 // - A folder of uncompressed DICOM slices of one series, sorted along their normal, the distance between
 //   them taken from their positions. The world is that of the patient positions.
 // - VTK XML (.vti): the active scalars, or the only array, of the points.

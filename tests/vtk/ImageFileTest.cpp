@@ -161,6 +161,15 @@ std::string Element(unsigned int tag, std::string const& type, std::string value
     return bytes + value;
 }
 
+// A sequence without a length, with an item without one, to be passed over.
+std::string Sequence(unsigned int tag, std::string const& content) {
+    auto const mark = [](unsigned int number, std::uint32_t length) {
+        return Bytes(std::uint16_t{0xFFFE}) + Bytes(static_cast<std::uint16_t>(number)) + Bytes(length);
+    };
+    return Element(tag, "SQ", "").substr(0, 8) + Bytes(0xFFFFFFFFu) + mark(0xE000, 0xFFFFFFFFu) + content +
+           mark(0xE00D, 0) + mark(0xE0DD, 0);
+}
+
 struct Slice {
     std::string position = "-7\\11\\0.5";
     std::string orientation = "0\\0.8\\0.6\\0\\-0.6\\0.8";
@@ -178,11 +187,7 @@ std::string Dicom(Slice const& slice) {
     std::string pixels;
     for (int n = 0; n < 12; ++n)
         pixels += number(static_cast<std::uint16_t>(ValueAt(n % 4, n / 4, slice.k) + 1024));
-    // A sequence without a length, with an item without one, to be passed over.
-    std::string const nested =
-        std::string("\x08\x00\x40\x11SQ\0\0\xFF\xFF\xFF\xFF", 12) +
-        std::string("\xFE\xFF\x00\xE0\xFF\xFF\xFF\xFF", 8) + Element(0x00280010, "US", number(77)) +
-        std::string("\xFE\xFF\x0D\xE0\0\0\0\0", 8) + std::string("\xFE\xFF\xDD\xE0\0\0\0\0", 8);
+    std::string const nested = Sequence(0x00081140, Element(0x00280010, "US", number(77)));
     return std::string(128, '\0') + "DICM" + Element(0x00020010, "UI", slice.syntax) + nested +
            Element(0x0020000E, "UI", slice.series) + Element(0x00200032, "DS", slice.position) +
            Element(0x00200037, "DS", slice.orientation) + Element(0x00280002, "US", number(1)) +
@@ -347,6 +352,14 @@ TEST_F(ImageFile, DicomSlicesAreSortedAndPlacedByTheirHeaders) {
     Save(Path("IM0001"), Dicom({.rescale_slope = "0.5"}));
     ExpectImage(*ReadImageFile(m_folder, nullptr), Turned, [](int i, int j, int k) {
         return k == 1 ? ValueAt(i, j, k) : (ValueAt(i, j, k) + 1024) * 0.5 - 1024;
+    });
+
+    // Values beyond 16 bits; and the rows of an icon image, which are none of the slice.
+    Save(Path("IM0001"),
+         Dicom({.rescale_slope = "100",
+                .more = Sequence(0x00880200, Element(0x00280010, "US", Bytes(std::uint16_t{1})))}));
+    ExpectImage(*ReadImageFile(m_folder, nullptr), Turned, [](int i, int j, int k) {
+        return k == 1 ? ValueAt(i, j, k) : (ValueAt(i, j, k) + 1024) * 100 - 1024;
     });
 }
 
