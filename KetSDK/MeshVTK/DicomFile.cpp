@@ -179,9 +179,11 @@ void SetEncoding(Elements& elements, std::string const& syntax) {
         elements.SetEncoding(false, false);
     else if (syntax == "1.2.840.10008.1.2.2")
         elements.SetEncoding(true, true);
-    else if (syntax != "1.2.840.10008.1.2.1")
-        throw Error("its voxels are compressed (" + (syntax.empty() ? "in an unknown way" : syntax) +
+    else if (syntax != "1.2.840.10008.1.2.1") {
+        bool const valid = !syntax.empty() && syntax.find_first_not_of(".0123456789") == std::string::npos;
+        throw Error("its voxels are compressed (" + (valid ? syntax : "in an unknown way") +
                     "); uncompressed slices are needed");
+    }
 }
 
 // Reads the elements that describe file and encoding. False for a directory of files.

@@ -453,6 +453,8 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
     other.series = "1.2.4";
     Slice packed = at("-2");
     packed.syntax = "1.2.840.10008.1.2.4.70";
+    Slice damaged = at("-2");
+    damaged.syntax = "1.2\n840";
     Slice frames = at("-2");
     frames.more = Element(0x00280008, "IS", "2");
     Slice colours = at("-2");
@@ -471,7 +473,8 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
                        {{tilted}, "tilted"},
                        {{turned}, "another orientation"},
                        {{other}, "2 series"},
-                       {{packed}, "compressed"},
+                       {{packed}, "compressed (1.2.840"},
+                       {{damaged}, "unknown way"},
                        {{frames}, "several slices"},
                        {{colours}, "3 values"},
                        {{wide}, "24 bytes of voxels instead of 30"},
