@@ -1,6 +1,7 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
+#include <host/HelpFormatter.h>
 #include <host/Output.h>
 #include <host/ProgressBar.h>
 
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -49,6 +51,7 @@ int RunCommand(Command& command) {
 int Main(int argc, char** argv) {
     CLI::App app("Works on volumetric finite-element meshes made from CT images.", "ketmesh");
     app.set_version_flag("--version", "ketmesh " KETMESH_VERSION);
+    app.formatter(std::make_shared<HelpFormatter>()); // the commands inherit it
     app.require_subcommand(1);
     app.footer(
         "Results go to standard output, messages to standard error. Exit status: 0 done; 1 bad input,\n"
