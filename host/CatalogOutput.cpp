@@ -11,7 +11,7 @@ namespace ketmesh {
 void CatalogOutput::Declare(CLI::App& command) {
     command
         .add_option("--catalog", m_file,
-                    "File for the catalog of materials as XML (unless given, beside the mesh: "
+                    "File for the catalog of materials: .xml (unless given, beside the mesh: "
                     "<name>.materials.xml)")
         ->type_name("FILE");
 }
@@ -20,8 +20,9 @@ void CatalogOutput::Open(std::string const& mesh_file) {
     std::filesystem::path const mesh(mesh_file);
     if (m_file.empty())
         m_file = (mesh.parent_path() / (mesh.stem().string() + ".materials.xml")).string();
-    if (std::filesystem::path(m_file).lexically_normal() == mesh.lexically_normal())
-        throw FileError(m_file, "the mesh and the catalog need names of their own");
+    // No mesh and no image has this ending, so that none can be overwritten by mistake.
+    if (std::filesystem::path(m_file).extension() != ".xml")
+        throw FileError(m_file, "catalogs of materials are written to .xml files only");
     ForFile(m_file, [this] { m_output.emplace(m_file); });
 }
 

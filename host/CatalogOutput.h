@@ -15,7 +15,7 @@ public:
     void Declare(CLI::App& command);
     // To be called before there is work that would be for nothing. Without a name the file goes beside the
     // mesh, as <its name without the ending>.materials.xml. Throws FileError for a place that cannot be
-    // written to, and for the name of the mesh itself.
+    // written to, and for a name that does not end with .xml.
     void Open(std::string const& mesh_file);
     // Writes all of it, not yet under its name. Throws FileError.
     void Write(MMaterialCatalog const& catalog);

@@ -20,8 +20,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -47,10 +49,10 @@ public:
             "materials", "Give elements densities and moduli from the grey values of a CT image");
         command.footer(
             "--by says what decides which material an element gets:\n"
-            "  grey    its grey value: N bins of equal width over the grey values of all elements\n"
-            "  mask    its grey value, in N bins over those of its own sub-volume; no two sub-volumes\n"
-            "          share a material\n"
-            "  index   its sub-volume: one material each, for the mean grey value of its elements\n"
+            "  grey    its grey value: N bins of equal width over those of all elements\n"
+            "  mask    its grey value, in N bins over those of its own sub-volume; no two\n"
+            "          sub-volumes share a material\n"
+            "  index   its sub-volume: one material each, for its elements' mean grey value\n"
             "  single  nothing: one material for all, for the mean grey value of the elements\n\n"
             "--average grey takes the mean grey value of each element, puts it into a bin and turns the\n"
             "middle of the bin into a density. --average law turns each sample in an element into a\n"
@@ -112,6 +114,7 @@ public:
             of_samples ? &densities : nullptr);
         std::vector<AssignedMaterial> const materials =
             AssignMaterials(mesh, m_by.Get(), static_cast<unsigned int>(m_bins), m_law, densities, progress);
+        _RequireModuli(materials);
         std::vector<std::string> const warnings = _Warnings(mesh, sampled, materials);
         _Write(loaded, progress);
         for (std::string const& warning : warnings)
@@ -145,6 +148,16 @@ private:
                                                        " bins (--bins)");
     }
 
+    // Solvers take no others.
+    void _RequireModuli(std::vector<AssignedMaterial> const& materials) const {
+        for (AssignedMaterial const& material : materials)
+            if (!std::isfinite(material.emodulus) || material.emodulus <= 0.0)
+                throw std::runtime_error("the modulus " + m_law.DescribeModulus() + " is " +
+                                         FormatGeneral(material.emodulus) + " MPa for a density of " +
+                                         FormatGeneral(material.density, 4) +
+                                         " g/cm3; it must be above 0 and finite");
+    }
+
     // Both files or none.
     void _Write(MeshInput::Loaded const& loaded, Progress const& progress) {
         auto const grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, m_input.GetUnit(), loaded.grid);
@@ -165,6 +178,9 @@ private:
                                " % of the mesh's volume lies outside the image: the mesh is at " +
                                BoxText(report.mesh_box) + " mm, the image at " + BoxText(report.image_box) +
                                " mm");
+        if (report.not_finite > 0)
+            warnings.push_back(PartText(report.not_finite, report.elements) +
+                               " have no finite number in the image; they got the grey value of --outside");
         auto const [lowest, highest] = _GreyRange(materials);
         if (lowest == highest)
             warnings.push_back("every element has the grey value " + FormatGeneral(lowest) +

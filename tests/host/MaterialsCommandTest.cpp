@@ -267,6 +267,7 @@ TEST_F(Materials, AreTheSameOnAnyNumberOfThreads) {
 
 TEST_F(Materials, WarnOfWhatIsHardlyMeant) {
     WritePhantom(Path("constant.vti"), {3000.0, 3000.0, 3000.0});
+    WritePhantom(Path("holes.vti"), {std::nan(""), 700.0, 1500.0});
     WriteGrid(Path("beside.vtu"), *Elements(25.0)); // of which one box is left in the image
     struct Case {
         std::vector<std::string> options;
@@ -275,6 +276,7 @@ TEST_F(Materials, WarnOfWhatIsHardlyMeant) {
     for (Case const& c : std::vector<Case>{
              {{"--bins", "5", "--image", Path("constant.vti")}, {"grey value 3000", "one material"}},
              {{"--by", "single", "--image", Path("constant.vti")}, {"grey value 3000"}},
+             {{"--bins", "2", "--image", Path("holes.vti")}, {"2 of 6 elements (33.3 %) have no finite"}},
              {{"--by", "single", "--preset", "vertebra", "--image", Path("constant.vti")},
               {"grey value 3000", "56.15 to 270.1"}},
              {{"--bins", "6", "--preset", "femur", "--unit-offset"},
@@ -336,7 +338,10 @@ TEST_F(Materials, WhatCannotBeAssignedEndsInOneLineAndLeavesNothing) {
              {Command({"--bins", "2", "--preset", "skull"}), "there are femur, tibia, vertebra"},
              {Command({"--bins", "2", "--by", "volume"}), "--by"},
              {Command({"--bins", "2", "--min-density", "0"}), "--min-density"},
-             {Command({"--bins", "2", "--catalog", m_out}), "names of their own"},
+             {Command({"--bins", "2", "--catalog", m_out}), ".xml files only"},
+             {Command({"--bins", "2", "--catalog", m_image}), ".xml files only"},
+             {Command({"--bins", "2", "--preset", "femur", "--min-density", "1e300"}),
+              "it must be above 0 and finite"},
              {Command({"--bins", "2", "--catalog", Path("none/c.xml")}), "there is no folder"},
              {{"materials", m_mesh, "--image", m_mesh, "-o", m_out, "--preset", "femur", "--bins", "2"},
               "phantom.vtu: "},
@@ -350,6 +355,8 @@ TEST_F(Materials, WhatCannotBeAssignedEndsInOneLineAndLeavesNothing) {
              {{"colors", m_mesh, "--bins", "2", "-o", Path("out/a.xml")}, "no cell array grey"},
              {{"colors", Head, "--bins", "2", "--from", "9000", "-o", Path("out/a.xml")}, "from 9000"},
              {{"colors", "--intervals", "1,3,2", "-o", Path("out/a.xml")}, "does not ascend"},
+             {{"colors", "--intervals", "", "-o", Path("out/a.xml")}, "no finite number"},
+             {{"colors", "--intervals", "1,2", "--to", "3", "-o", Path("out/a.xml")}, "excludes"},
              {{"colors", Head, "--bins", "2", "-o", Path("out/a.txt")}, ".json or .xml"}}) {
         SCOPED_TRACE(c.reason);
         Result const result = Run(c.arguments);
