@@ -42,17 +42,22 @@ public:
             command.add_option("--bins", m_bins, "Number of bins over the grey values of the mesh")
                 ->type_name("N")
                 ->check(CLI::Range(1, 65535));
-        command.add_option("--from", m_from, "Only grey values from this one")->check(FiniteNumber());
-        command.add_option("--to", m_to, "Only grey values below this one")->check(FiniteNumber());
+        CLI::Option* const from =
+            command.add_option("--from", m_from, "Only grey values from this one")->check(FiniteNumber());
+        CLI::Option* const to =
+            command.add_option("--to", m_to, "Only grey values below this one")->check(FiniteNumber());
         CLI::Option* const intervals =
             command.add_option("--intervals", m_intervals, "Where intervals begin, in place of a mesh")
                 ->type_name("G,G,...")
                 ->excludes(file)
-                ->excludes(bins);
+                ->excludes(bins)
+                ->excludes(from)
+                ->excludes(to);
         command.add_option("--name", m_name, "Name of the colour map (grey intervals unless given)");
         command.add_option("-o,--output", m_file, "File to write: .json or .xml")->required();
         command.add_flag("--json", m_json, "Print one JSON object");
-        command.callback([file, bins, intervals] {
+        command.callback([this, file, bins, intervals] {
+            m_of_numbers = intervals->count() > 0;
             if (intervals->count() == 0 && (file->count() == 0 || bins->count() == 0))
                 throw CLI::RequiredError("a mesh with --bins, or --intervals,");
         });
@@ -64,7 +69,7 @@ public:
             CheckColorMapFileName(m_file);
             output.emplace(m_file);
         });
-        MHUList const list = m_intervals.empty() ? _OfMesh(progress) : _OfNumbers();
+        MHUList const list = m_of_numbers ? _OfNumbers() : _OfMesh(progress);
         MMeshColorMap colors;
         colors.CreateFromUniqueIntervals(&list);
         ForFile(m_file, [&] { WriteColorMap(*output, colors, m_end, m_name); });
@@ -146,6 +151,7 @@ private:
     double m_to = DBL_MAX;
     double m_end = 0.0; // of the last interval
     int m_bins = 0;
+    bool m_of_numbers = false;
     bool m_json = false;
 };
 

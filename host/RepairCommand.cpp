@@ -14,9 +14,11 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -56,6 +58,13 @@ public:
     }
 
     int Run(Progress const& progress) override {
+        if (m_min_ratio > m_max_ratio)
+            throw std::invalid_argument("--min-ratio " + FormatGeneral(m_min_ratio) +
+                                        " is above --max-ratio " + FormatGeneral(m_max_ratio) +
+                                        "; every element would be bad");
+        if (std::fabs(m_min_alignment) > 1.0)
+            throw std::invalid_argument("--min-alignment " + FormatGeneral(m_min_alignment) +
+                                        " is no cosine; it lies between -1 and 1");
         m_output.Open();
         MeshInput::Loaded const loaded = m_input.Load(progress);
         MMeshBase& mesh = *loaded.mesh;

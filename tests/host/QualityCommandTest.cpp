@@ -273,6 +273,8 @@ TEST_F(Ketmesh, WhatCannotBeMeasuredEndsInOneLine) {
              {{"quality", Head, "-o", Path("out/a.stl")}, ".vtu and .vtk"},
              {{"quality"}, "file is required"},
              {{"check", Head, "--tolerance", "-1"}, "--tolerance"},
+             {{"repair", Head, "-o", out, "--min-ratio", "5", "--max-ratio", "2"}, "--min-ratio 5"},
+             {{"repair", Head, "-o", out, "--min-alignment", "7"}, "no cosine"},
              {{"layers", Head, "--layers", "0"}, "--layers"},
              {{"grow", Head, "-o", Path("out/a.vtp")}, "--below or --above"},
              {{"grow", Head, "--metric", "all", "--below", "0", "-o", Path("out/a.vtp")}, "one metric"},
