@@ -134,10 +134,12 @@ void SetProperties(MMeshBase& mesh, vtkUnstructuredGrid& grid, Ids const& ids) {
 } // namespace
 
 void AddMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
-    MDataMask<MMeshElement, int> const* const mask = mesh.GetElementMasks()->GetMaterialMask();
-    if (!mask)
+    MMeshElementMaskContainer& masks = *mesh.GetElementMasks();
+    if (!masks.HasMaterialMask()) // asking for the mask would make it
         return;
-    Ids const ids = IdsOf(mesh, *mask);
+    Ids const ids = IdsOf(mesh, *masks.GetMaterialMask());
+    if (std::ranges::all_of(ids, [](int id) { return id == NoMaterial; }))
+        return;
     vtkNew<vtkIntArray> array;
     array->SetName(ArrayNames::Material);
     array->SetNumberOfValues(static_cast<vtkIdType>(ids.size()));

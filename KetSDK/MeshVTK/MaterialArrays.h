@@ -8,8 +8,8 @@ namespace KetSDK::MeshVTK {
 // The cell arrays that carry the materials of a mesh: the identifier of each element's material and, from
 // the catalog, its properties.
 
-// Adds the identifiers, where the mesh has any, and each property that the catalog has for one of them:
-// NaN for elements without a material and where a property is not set.
+// Adds the identifiers (-1 for none), where any element has a material, and each property that the catalog
+// has for one of them: NaN for elements without a material and where a property is not set.
 void AddMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
 // Removes arrays of those names as far as the mesh itself has what they hold.
 void RemoveKnownMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh);

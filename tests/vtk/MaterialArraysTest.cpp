@@ -72,7 +72,10 @@ TEST(MaterialArrays, MaterialsAndTheCatalogComeBack) {
     auto const mesh = MeshFromGrid(*Row(5), {}, nullptr);
     EXPECT_FALSE(mesh->GetElementMasks()->HasMaterialMask());
     int const ids[] = {7, -1, 3, 7, 12}; // 12 is not in the catalog
+    EXPECT_EQ(GridFromMesh(*mesh, {}, nullptr)->GetCellData()->GetArray("material"), nullptr);
+    EXPECT_FALSE(mesh->GetElementMasks()->HasMaterialMask());
     auto& mask = *mesh->GetElementMasks()->GetMaterialMask();
+    EXPECT_EQ(GridFromMesh(*mesh, {}, nullptr)->GetCellData()->GetArray("material"), nullptr);
     for (std::uint64_t i = 0; i < 5; ++i)
         mask.SetValue(*mesh->GetElement(i), ids[i]);
     MMeshMaterial bone;
