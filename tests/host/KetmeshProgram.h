@@ -4,6 +4,7 @@
 
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 
+#include <vtkCellData.h>
 #include <vtkNew.h>
 #include <vtkSmartPointer.h>
 #include <vtkUnstructuredGrid.h>
@@ -27,6 +28,17 @@ namespace fs = std::filesystem;
 using Json = nlohmann::json;
 
 inline std::string const Data = KETSDK_DATA_DIR "/";
+inline std::string const Head = Data + "head_small_tet4.vtu";
+
+// The first component of a cell array.
+inline std::vector<double> CellValues(vtkDataSet& data, char const* name) {
+    std::vector<double> values;
+    vtkDataArray* const array = data.GetCellData()->GetArray(name);
+    EXPECT_NE(array, nullptr) << name;
+    for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i)
+        values.push_back(array->GetComponent(i, 0));
+    return values;
+}
 
 struct Result {
     int status = -1; // exit status, or -1 when the program was killed

@@ -22,17 +22,7 @@
 
 namespace {
 
-std::string const Head = Data + "head_small_tet4.vtu";
 std::string const Ct = Data + "head_ct.nii.gz";
-
-std::vector<double> CellValues(vtkDataSet& data, char const* name) {
-    std::vector<double> values;
-    vtkDataArray* const array = data.GetCellData()->GetArray(name);
-    EXPECT_NE(array, nullptr) << name;
-    for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i)
-        values.push_back(array->GetComponent(i, 0));
-    return values;
-}
 
 // Elements of one kind: a box in x from 10 k + 2 to 10 k + 5 and a tetrahedron behind it, for k = 0, 1, 2.
 constexpr double BoxVolume = 3.0 * 6.0 * 6.0;

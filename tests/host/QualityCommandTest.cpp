@@ -27,17 +27,7 @@
 
 namespace {
 
-std::string const Head = Data + "head_small_tet4.vtu";
 std::string const Head10 = Data + "head_small_tet10.vtu";
-
-std::vector<double> CellValues(vtkDataSet& data, char const* name) {
-    std::vector<double> values;
-    vtkDataArray* const array = data.GetCellData()->GetArray(name);
-    EXPECT_NE(array, nullptr) << name;
-    for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i)
-        values.push_back(array->GetComponent(i, 0));
-    return values;
-}
 
 std::vector<double> VtkQuality(vtkUnstructuredGrid& grid, int measure) {
     vtkNew<vtkMeshQuality> quality;
