@@ -26,12 +26,12 @@ constexpr double SquareDiagonal = 1.4142135623730951;  // the longest edge of th
 // Fields: type, name, definition, unit, values, range, sense, worst,
 // quadratic; best, inverted, flat, non-finite; source.
 constexpr QualityMetric Metrics[] = {
-    {Metric::Spheres, "Spheres", "3 insphere radius / circumsphere radius", "", "(0, 1]", Unit, Higher,
-     Lowest, false, 1, 1, 0, NaN,
+    {Metric::Spheres, "Spheres", "3 insphere radius / circumsphere radius; 0 for volumes below 2^-26 mm3", "",
+     "(0, 1]", Unit, Higher, Lowest, false, 1, 1, 0, NaN,
      "Cavendish, Field, Frey 1985, Int. J. Numer. Meth. Eng. 21; Liu, Joe 1994, BIT 34"},
-    {Metric::InsphereEdge, "InsphereEdge", "2 sqrt(6) insphere radius / longest edge", "", "(0, 1]", Unit,
-     Higher, Lowest, false, 1, 1, 0, NaN,
-     "Parthasarathy, Graichen, Hathaway 1994, Finite Elem. Anal. Des. 15"},
+    {Metric::InsphereEdge, "InsphereEdge",
+     "2 sqrt(6) insphere radius / longest edge; 0 for volumes below 2^-26 mm3", "", "(0, 1]", Unit, Higher,
+     Lowest, false, 1, 1, 0, NaN, "Parthasarathy, Graichen, Hathaway 1994, Finite Elem. Anal. Des. 15"},
     {Metric::MeanRatio, "MeanRatio", "12 (3 volume)^(2/3) / sum of squared edges", "", "(0, 1]", Unit, Higher,
      Lowest, false, 1, NaN, 0, NaN, "Liu, Joe 1994, BIT 34"},
     {Metric::Volume, "Volume", "signed volume of the corners", "mm3", "(0, inf)", Values, None, Lowest, false,
