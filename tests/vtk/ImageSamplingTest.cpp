@@ -12,6 +12,7 @@
 #include <vtkCellData.h>
 
 #include <vtkCharArray.h>
+#include <vtkDoubleArray.h>
 #include <vtkImageData.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
@@ -170,7 +171,40 @@ bool SameBits(std::vector<double> const& a, std::vector<double> const& b) {
 
 } // namespace
 
-// The image is turned, off the origin, and covers a part of the mesh only; so does VTK's probe.
+namespace {
+
+// What VTK's probe finds in the image at the centroids of the elements; not a number outside.
+std::vector<double> Probe(MMeshBase const& mesh, vtkImageData& image) {
+    vtkNew<vtkPoints> centroids;
+    centroids->SetDataTypeToDouble();
+    for (MMeshElement const& e : mesh.Elements()) {
+        double c[3] = {0.0, 0.0, 0.0};
+        for (unsigned int i = 0; i < 4; ++i) {
+            c[0] += e.GetNode(i)->x / 4.0 / 65536.0;
+            c[1] += e.GetNode(i)->y / 4.0 / 65536.0;
+            c[2] += e.GetNode(i)->z / 4.0 / 65536.0;
+        }
+        centroids->InsertNextPoint(c);
+    }
+    vtkNew<vtkPolyData> points;
+    points->SetPoints(centroids);
+    vtkNew<vtkProbeFilter> probe;
+    probe->SetInputData(points);
+    probe->SetSourceData(&image);
+    probe->ComputeToleranceOff(); // or else it reaches a little beyond the image
+    probe->SetTolerance(0.0);
+    probe->Update();
+    vtkPointData& found = *probe->GetOutput()->GetPointData();
+    auto* const valid = vtkCharArray::SafeDownCast(found.GetArray("vtkValidPointMask"));
+    std::vector<double> values;
+    for (vtkIdType i = 0; i < probe->GetOutput()->GetNumberOfPoints(); ++i)
+        values.push_back(valid->GetValue(i) ? found.GetScalars()->GetComponent(i, 0) : std::nan(""));
+    return values;
+}
+
+} // namespace
+
+// The image is turned, off the origin, and covers a part of the mesh only.
 TEST(ImageSampling, CentroidsAreWhatVtksProbeFinds) {
     auto const mesh = ReadMesh("head_small_tet4.vtu");
     auto const image = vtkSmartPointer<vtkImageData>::New();
@@ -184,38 +218,16 @@ TEST(ImageSampling, CentroidsAreWhatVtksProbeFinds) {
     for (vtkIdType i = 0; i < image->GetNumberOfPoints(); ++i)
         image->GetPointData()->GetScalars()->SetComponent(i, 0, hounsfield(random));
 
-    vtkNew<vtkPoints> centroids;
-    centroids->SetDataTypeToDouble();
-    for (MMeshElement const& e : mesh->Elements()) {
-        double c[3] = {0.0, 0.0, 0.0};
-        for (unsigned int i = 0; i < 4; ++i) {
-            c[0] += e.GetNode(i)->x / 4.0 / 65536.0;
-            c[1] += e.GetNode(i)->y / 4.0 / 65536.0;
-            c[2] += e.GetNode(i)->z / 4.0 / 65536.0;
-        }
-        centroids->InsertNextPoint(c);
-    }
-    vtkNew<vtkPolyData> points;
-    points->SetPoints(centroids);
-    vtkNew<vtkProbeFilter> probe;
-    probe->SetInputData(points);
-    probe->SetSourceData(image);
-    probe->ComputeToleranceOff(); // or else it reaches a little beyond the image
-    probe->SetTolerance(0.0);
-    probe->Update();
-    vtkPointData& found = *probe->GetOutput()->GetPointData();
-    auto* const valid = vtkCharArray::SafeDownCast(found.GetArray("vtkValidPointMask"));
-
+    std::vector<double> const probed = Probe(*mesh, *image);
     SamplingReport const report = SampleImage(*mesh, *image, {.outside_value = -5000.0}, nullptr);
     std::vector<double> const values = GreyValues(*mesh);
     std::uint64_t outside = 0;
     double sum = 0.0;
     for (std::size_t i = 0; i < values.size(); ++i) {
-        auto const id = static_cast<vtkIdType>(i);
-        bool const inside = valid->GetValue(id) != 0;
+        bool const inside = !std::isnan(probed[i]);
         outside += !inside;
         sum += inside ? values[i] : 0.0;
-        ASSERT_NEAR(values[i], inside ? found.GetScalars()->GetComponent(id, 0) : -5000.0, 1e-8) << i;
+        ASSERT_NEAR(values[i], inside ? probed[i] : -5000.0, 1e-8) << i;
     }
     EXPECT_GT(outside, 1000u);
     EXPECT_EQ(report.outside, outside);
@@ -227,6 +239,19 @@ TEST(ImageSampling, CentroidsAreWhatVtksProbeFinds) {
         EXPECT_NEAR(report.image_box[i], image->GetBounds()[2 * i], 1e-9);
         EXPECT_NEAR(report.image_box[i + 3], image->GetBounds()[2 * i + 1], 1e-9);
     }
+}
+
+TEST(ImageSampling, CentroidsInTheRealImageAreWhatVtksProbeFinds) {
+    auto const mesh = ReadMesh("head_small_tet4.vtu");
+    auto const image = ReadImageFile(std::string(KETSDK_DATA_DIR) + "/head_ct.nii.gz", nullptr);
+    EXPECT_EQ(SampleImage(*mesh, *image, {}, nullptr).outside, 0u);
+    vtkNew<vtkDoubleArray> voxels; // the probe's values have the type of the image's
+    voxels->DeepCopy(image->GetPointData()->GetScalars());
+    image->GetPointData()->SetScalars(voxels);
+    std::vector<double> const probed = Probe(*mesh, *image);
+    std::vector<double> const values = GreyValues(*mesh);
+    for (std::size_t i = 0; i < values.size(); ++i)
+        ASSERT_NEAR(values[i], probed[i], 1e-8) << i;
 }
 
 // Powers of linear functions make up all polynomials.
