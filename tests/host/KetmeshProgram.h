@@ -84,6 +84,18 @@ protected:
         return Json::parse(result.out, nullptr, false);
     }
 
+    // One line that says why, and nothing written.
+    void ExpectRefused(std::vector<std::string> const& arguments, std::string const& reason) const {
+        SCOPED_TRACE(reason);
+        Result const result = Run(arguments);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, "");
+        EXPECT_TRUE(result.err.starts_with("ketmesh: ")) << result.err;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+        EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;
+        EXPECT_TRUE(Outputs().empty());
+    }
+
     std::string Path(std::string const& name) const { return (m_folder / name).string(); }
     std::vector<std::string> Outputs() const {
         std::vector<std::string> names;

@@ -348,14 +348,7 @@ TEST_F(Materials, WhatCannotBeAssignedEndsInOneLineAndLeavesNothing) {
              {{"colors", "--intervals", "", "-o", Path("out/a.xml")}, "no finite number"},
              {{"colors", "--intervals", "1,2", "--to", "3", "-o", Path("out/a.xml")}, "excludes"},
              {{"colors", Head, "--bins", "2", "-o", Path("out/a.txt")}, ".json or .xml"}}) {
-        SCOPED_TRACE(c.reason);
-        Result const result = Run(c.arguments);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_TRUE(result.err.starts_with("ketmesh: ")) << result.err;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-        EXPECT_NE(result.err.find(c.reason), std::string::npos) << result.err;
-        EXPECT_TRUE(Outputs().empty());
+        ExpectRefused(c.arguments, c.reason);
     }
 }
 

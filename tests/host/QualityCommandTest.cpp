@@ -271,14 +271,7 @@ TEST_F(Ketmesh, WhatCannotBeMeasuredEndsInOneLine) {
              {{"grow", Head, "--below", "0", "-o", Path("out/a.stl")}, ".vtp"},
              {{"grow", Head, "--below", "0", "-o", Path("out/a.vtp"), "--surface", Path("no.stl")},
               "no.stl"}}) {
-        SCOPED_TRACE(c.reason);
-        Result const result = Run(c.arguments);
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
-        EXPECT_TRUE(result.err.starts_with("ketmesh: ")) << result.err;
-        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
-        EXPECT_NE(result.err.find(c.reason), std::string::npos) << result.err;
-        EXPECT_TRUE(Outputs().empty());
+        ExpectRefused(c.arguments, c.reason);
     }
 }
 
