@@ -1,8 +1,8 @@
 #include "../TestMeshes.h"
+#include "VerdictAdapter.h"
 
 #include <KetSDK/Math/MathCore/MGeneralMatrix.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
-#include <KetSDK/Mesh/geometry/VerdictAdapter.h>
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,7 @@
 // Heron, Cayley-Menger, the laws of cosines) in long double.
 
 #include "Measures.h"
-
-#include <KetSDK/Mesh/geometry/VerdictAdapter.h>
+#include "VerdictAdapter.h"
 
 #include <gtest/gtest.h>
 

@@ -468,8 +468,8 @@ double Tetrahedron10Base<T>::MinJacobianDeterminant() {
     return _Smallest(_CornerJacobians(nodes).Determinants());
 }
 
-// Computed here and not by Verdict, whose function shares tables with its other distortion functions and
-// so must not run while another thread is in one of them: see VerdictAdapter.h.
+// Computed here and not by Verdict, whose distortion functions of all shapes share static tables that every
+// call fills: beside another one in another thread, VTK's filters included, its values are wrong.
 template <typename T>
 double Tetrahedron10Base<T>::QualityJacobianDistortion() {
     if (_IsPlain())

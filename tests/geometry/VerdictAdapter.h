@@ -1,8 +1,7 @@
 #pragma once
 
-// The Verdict functions that element geometry is checked against or built on, under one set of names:
-// a stand-alone Verdict brings its own header; the one inside VTK exports C functions without one.
-// Private to the library and its tests: not for including by others.
+// The Verdict functions that element geometry is checked against, under one set of names: a stand-alone
+// Verdict brings its own header; the one inside VTK exports C functions without one.
 
 #ifdef KETSDK_VERDICT_IN_VTK
 
