@@ -57,7 +57,7 @@ public:
         if (m_output.IsGiven()) {
             auto const grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, m_input.GetUnit(), loaded.grid);
             KetSDK::MeshVTK::AddCellArray(*grid, *loaded.mesh, *layers.GetLayerMask(), "layer");
-            m_output.Write(*grid, progress);
+            m_output.Write(*loaded.mesh, *grid, progress);
         }
         if (m_json)
             PrintJson(report);

@@ -163,7 +163,7 @@ private:
         auto const grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, m_input.GetUnit(), loaded.grid);
         m_catalog.Write(loaded.mesh->GetMaterialCatalog());
         ThrowIfCancelled();
-        m_output.Write(*grid, progress);
+        m_output.Write(*loaded.mesh, *grid, progress);
         m_catalog.Commit();
     }
 

@@ -20,7 +20,7 @@ void MeshOutput::Open() {
     });
 }
 
-void MeshOutput::Write(vtkUnstructuredGrid& grid, Progress const& progress) {
+void MeshOutput::Write(MMeshBase const&, vtkUnstructuredGrid& grid, Progress const& progress) {
     ForFile(m_file, [&] { KetSDK::MeshVTK::WriteGridFile(grid, *m_output, progress); });
 }
 

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+class MMeshBase;
 class vtkUnstructuredGrid;
 
 namespace ketmesh {
@@ -22,8 +23,9 @@ public:
     // Throws FileError for another ending and for a place that cannot be written to. Nothing without a
     // file name.
     void Open();
-    // Writes the grid. The file appears under its name when it is whole. Throws FileError.
-    void Write(vtkUnstructuredGrid& grid, Progress const& progress);
+    // Writes the mesh. `grid` was made of it (GridFromMesh) and may have further arrays, which go along. The
+    // file appears under its name when it is whole. Throws FileError.
+    void Write(MMeshBase const& mesh, vtkUnstructuredGrid& grid, Progress const& progress);
 
 private:
     std::string m_file;

@@ -93,7 +93,7 @@ public:
 
         std::vector<MetricReport> const reports = _Measure(*loaded.mesh, metrics, grid, progress);
         if (grid)
-            m_output.Write(*grid, progress);
+            m_output.Write(*loaded.mesh, *grid, progress);
         if (plot)
             ForFile(m_plot, [&] { WriteHistogramSvg(*plot, m_input.GetFileName(), reports, m_threshold); });
         if (m_json)

@@ -82,7 +82,8 @@ public:
             throw FileError(m_input.GetFileName(), "it could not be repaired");
         ThrowIfCancelled();
         State const after = _Measure(mesh, parallel, progress);
-        m_output.Write(*KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid), progress);
+        auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
+        m_output.Write(mesh, *grid, progress);
         if (m_json)
             _PrintJson(mesh, corrector, before, after);
         else
