@@ -5,10 +5,11 @@
 #include <variant>
 #include <vector>
 
-// An array of numbers on the nodes or the elements of a mesh that travels in a file beside it. A plain
-// value. Value k of object i is values[i * components + k]; objects are in the order of the mesh.
+// An array of numbers that travels in a file beside a mesh. A plain value. Value k of object i is
+// values[i * components + k]; on nodes and elements there are as many objects as the mesh has of them, in
+// its order, and on the mesh as a whole any number.
 struct MMeshArray {
-    enum Place : int { OnNodes = 0, OnElements = 1 };
+    enum Place : int { OnNodes = 0, OnElements = 1, OnMesh = 2 };
 
     std::wstring name;
     Place place = OnNodes;
