@@ -1,10 +1,9 @@
-#include <KetSDK/MeshVTK/Text.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/ElementKinds.h>
 #include <host/Format.h>
 #include <host/MeshInput.h>
-#include <host/Table.h>
+#include <host/SubVolumeList.h>
 
 #include <iostream>
 #include <string>
@@ -43,14 +42,7 @@ private:
         report["elements"] = mesh.NumberOfElements();
         report["nodes"] = mesh.NumberOfPoints();
         report["kinds"] = _CountKinds(mesh);
-        report["subvolumes"] = Json::array();
-        for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
-            MMeshSubVolume const& part = **it;
-            report["subvolumes"].push_back({{"number", part.GetID()},
-                                            {"name", KetSDK::MeshVTK::ToUtf8(part.GetName())},
-                                            {"elements", part.GetNbElements()},
-                                            {"volume", part.GetVolume()}});
-        }
+        report["subvolumes"] = SubVolumesOf(mesh);
         report["volume"] = mesh.GetVolume();
         report["box"] = BoxOf(mesh);
         report["rounding_error"] = loaded.rounding.largest_error;
@@ -84,7 +76,7 @@ private:
             std::cout << "out of range    " << report["nodes_out_of_range"]
                       << " nodes were moved to the limit\n";
         std::cout << "memory          " << FormatBytes(report["memory"]) << "\n\n";
-        _PrintSubvolumes(report);
+        PrintSubVolumes(report["subvolumes"]);
     }
 
     static std::string _BoxText(Json const& box) {
@@ -92,19 +84,6 @@ private:
         for (std::size_t i = 0; i < box.size(); ++i)
             text += (i == 0 ? "" : i == 3 ? " .. " : " ") + FormatNumber(box[i]);
         return text;
-    }
-
-    static void _PrintSubvolumes(Json const& report) {
-        Table table({{"number", Table::Align::Right},
-                     {"sub-volume", Table::Align::Left},
-                     {"elements", Table::Align::Right},
-                     {"volume [mm3]", Table::Align::Right}});
-        for (Json const& part : report["subvolumes"])
-            table.AddRow({part["number"].dump(), part["name"], part["elements"].dump(),
-                          FormatNumber(part["volume"], report["volume"])});
-        table.AddRule();
-        table.AddRow({"", "all", report["elements"].dump(), FormatNumber(report["volume"])});
-        table.Print(std::cout);
     }
 
     MeshInput m_input;
