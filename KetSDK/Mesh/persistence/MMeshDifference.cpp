@@ -1,0 +1,367 @@
+#include <KetSDK/Mesh/persistence/MMeshDifference.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <algorithm>
+#include <bit>
+#include <cfloat>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Difference = std::optional<std::string>;
+using VolumeList = MMeshElementMaskContainer::VolumeList;
+
+// Equality, of doubles bit for bit.
+
+template <typename T>
+bool Same(T const& a, T const& b) {
+    return a == b;
+}
+
+bool Same(double a, double b) {
+    return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+bool Same(VolumeList const& a, VolumeList const& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](auto const& one, auto const& other) {
+        return one.volume_index == other.volume_index && Same(one.weight, other.weight);
+    });
+}
+
+bool Same(MMeshSurfaceTriangleList const& a, MMeshSurfaceTriangleList const& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end());
+}
+
+// Values in words. Different values read different, but for numbers that are none.
+
+template <typename Integer>
+std::string InWords(Integer value) {
+    return std::to_string(value);
+}
+
+std::string InWords(bool value) {
+    return value ? "true" : "false";
+}
+
+// The fewest digits that read back as the same double.
+std::string InWords(double value) {
+    char text[32];
+    return {text, std::to_chars(text, text + sizeof text, value).ptr};
+}
+
+std::string Hexadecimal(std::uint32_t number) {
+    char digits[8];
+    return {digits, std::to_chars(digits, digits + sizeof digits, number, 16).ptr};
+}
+
+void AppendUtf8(std::string& text, std::uint32_t code) {
+    auto const append = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
+    int const following = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+    append(following == 0 ? code : (0xF0u << (3 - following) & 0xFFu) | code >> 6 * following);
+    for (int i = following - 1; i >= 0; --i)
+        append(0x80u | (code >> 6 * i & 0x3Fu));
+}
+
+// In UTF-8, on one line and between double quotes; what is no character to be shown stands as its number.
+std::string InWords(std::wstring const& name) {
+    std::string text = "\"";
+    for (wchar_t const character : name) {
+        auto const code = static_cast<std::uint32_t>(character);
+        if (code < 0x20 || code == 0x7F || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF)
+            text += "\\u{" + Hexadecimal(code) + '}';
+        else
+            AppendUtf8(text, code);
+    }
+    return text + '"';
+}
+
+std::string InWords(VolumeList const& list) {
+    std::string text;
+    for (auto const& [volume, weight] : list)
+        text += (text.empty() ? "" : ", ") + InWords(volume) + " by " + InWords(weight);
+    return text.empty() ? "empty" : text;
+}
+
+std::string InWords(MMeshSurfaceTriangleList const& list) {
+    std::string text;
+    for (auto const& [tetrahedron, triangle] : list)
+        text += (text.empty() ? "" : ", ") + InWords(tetrahedron) + '/' + InWords(triangle);
+    return text.empty() ? "none" : text;
+}
+
+std::string Number(int value) {
+    return value == -1 ? "none" : InWords(value);
+}
+
+std::string Length(MLong value) {
+    return InWords(value / KetSDK::Common::MInternalUnits::Get()) + " mm";
+}
+
+std::string Property(double value) {
+    return value == DBL_MAX ? "not set" : InWords(value);
+}
+
+std::string Color(unsigned int value) {
+    return "0x" + Hexadecimal(value);
+}
+
+// `what`, which ends with a verb, and both values when they differ.
+template <typename T>
+Difference Compare(
+    std::string const& what, T const& a, T const& b,
+    std::string (*in_words)(T) = [](T value) { return InWords(value); }) {
+    if (Same(a, b))
+        return std::nullopt;
+    std::string const words = in_words(a);
+    bool const alike = words == in_words(b); // two numbers that are none
+    return what + " " + words + " and " + (alike ? words + " with other bits" : in_words(b));
+}
+
+// The first of two or more comparisons, each made only when those before it found nothing.
+template <typename First, typename... Others>
+Difference FirstOf(First const& first, Others const&... others) {
+    Difference found = first();
+    if constexpr (sizeof...(others) > 0)
+        if (!found)
+            found = FirstOf(others...);
+    return found;
+}
+
+std::string Nth(char const* kind, std::uint64_t number) {
+    return kind + (' ' + std::to_string(number)) + ": ";
+}
+
+class Comparison {
+public:
+    Comparison(MMeshBase const& a, MMeshBase const& b)
+        : m_a(a)
+        , m_b(b) {}
+
+    Difference Find() const {
+        return FirstOf(
+            [this] { return _Nodes(); }, [this] { return _Elements(); }, [this] { return _ElementValues(); },
+            [this] { return _NodeValues(); }, [this] { return _Catalog(); }, [this] { return _SubVolumes(); },
+            [this] { return _Properties(); }, [this] { return _Box(); }, [this] { return _Fields(); });
+    }
+
+private:
+    Difference _Nodes() const {
+        if (m_a.NumberOfPoints() != m_b.NumberOfPoints())
+            return Compare("the numbers of nodes are", m_a.NumberOfPoints(), m_b.NumberOfPoints());
+        for (auto a = m_a.BeginPoint(), b = m_b.BeginPoint(); a != m_a.EndPoint(); ++a, ++b)
+            if (a->x != b->x || a->y != b->y || a->z != b->z)
+                return _Position(Nth("node", static_cast<std::uint64_t>(a->GetIndex())), {a->x, a->y, a->z},
+                                 {b->x, b->y, b->z});
+        return std::nullopt;
+    }
+
+    static Difference _Position(std::string const& what, MMVector<MLong, 3> const& a,
+                                MMVector<MLong, 3> const& b) {
+        return FirstOf([&] { return Compare<MLong>(what + "x is", a[0], b[0], Length); },
+                       [&] { return Compare<MLong>(what + "y is", a[1], b[1], Length); },
+                       [&] { return Compare<MLong>(what + "z is", a[2], b[2], Length); });
+    }
+
+    Difference _Elements() const {
+        if (m_a.NumberOfElements() != m_b.NumberOfElements())
+            return Compare("the numbers of elements are", m_a.NumberOfElements(), m_b.NumberOfElements());
+        Difference found;
+        auto other = m_b.Elements().begin();
+        m_a.Elements().ForEachWithNodes([&](MMeshElement const& a, std::uint64_t number) {
+            MMeshElement const& b = *other++;
+            if (!found)
+                found = _Element(a, b, number);
+        });
+        return found;
+    }
+
+    static Difference _Element(MMeshElement const& a, MMeshElement const& b, std::uint64_t number) {
+        if (a.GetNodeCount() != b.GetNodeCount())
+            return Compare(Nth("element", number) + "the numbers of its nodes are", a.GetNodeCount(),
+                           b.GetNodeCount());
+        for (unsigned int i = 0; i < a.GetNodeCount(); ++i)
+            if (a.GetNode(i)->GetIndex() != b.GetNode(i)->GetIndex())
+                return Compare(Nth("element", number) + "its node " + std::to_string(i) + " is",
+                               a.GetNode(i)->GetIndex(), b.GetNode(i)->GetIndex());
+        return std::nullopt;
+    }
+
+    // Compares the values that two masks, null for the default everywhere, have for all elements.
+    template <typename Mask, typename T>
+    Difference _OfElements(
+        Mask const* (MMeshElementMaskContainer::*get)() const, T const& default_value, char const* what,
+        std::string (*in_words)(T) = [](T value) { return InWords(value); }) const {
+        Mask const* const a = (std::as_const(*m_a.GetElementMasks()).*get)();
+        Mask const* const b = (std::as_const(*m_b.GetElementMasks()).*get)();
+        if (!a && !b)
+            return std::nullopt;
+        auto other = m_b.Elements().begin();
+        std::uint64_t number = 0;
+        for (MMeshElement const& e : m_a.Elements()) {
+            T const& value = a ? a->GetValue(e) : default_value;
+            T const& other_value = b ? b->GetValue(*other) : default_value;
+            if (!Same(value, other_value))
+                return Compare<T>(Nth("element", number) + what, value, other_value, in_words);
+            ++other;
+            ++number;
+        }
+        return std::nullopt;
+    }
+
+    Difference _ElementValues() const {
+        using Masks = MMeshElementMaskContainer;
+        return FirstOf(
+            [this] { return _OfElements(&Masks::GetSubvolumeMask, -1, "its sub-volume is", Number); },
+            [this] { return _OfElements(&Masks::GetGreyValueMask, 0.0, "its grey value is"); },
+            [this] { return _OfElements(&Masks::GetMaterialMask, -1, "its material is", Number); },
+            [this] { return _OfElements(&Masks::GetVolumeIndexMask, VolumeList(), "its volume list is"); },
+            [this] { return _OfElements(&Masks::GetOriginalIDs, -1, "its original identifier is", Number); },
+            [this] {
+                return _OfElements(&Masks::GetSurfaceMask, MMeshSurfaceTriangleList(),
+                                   "its surface triangles are");
+            },
+            [this] { return _OfElements(&Masks::GetVisibleMask, true, "its visibility is"); });
+    }
+
+    // The same for the nodes.
+    template <typename Mask, typename T>
+    Difference _OfNodes(
+        Mask const* a, Mask const* b, T const& default_value, std::string const& what,
+        std::string (*in_words)(T) = [](T value) { return InWords(value); }) const {
+        if (!a && !b)
+            return std::nullopt;
+        for (auto p = m_a.BeginPoint(), q = m_b.BeginPoint(); p != m_a.EndPoint(); ++p, ++q) {
+            T const& value = a ? a->GetValue(*p) : default_value;
+            T const& other_value = b ? b->GetValue(*q) : default_value;
+            if (!Same(value, other_value))
+                return Compare<T>(Nth("node", static_cast<std::uint64_t>(p->GetIndex())) + what, value,
+                                  other_value, in_words);
+        }
+        return std::nullopt;
+    }
+
+    Difference _NodeValues() const {
+        return _OfNodes(std::as_const(*m_a.GetPointMasks()).GetOriginalIDs(),
+                        std::as_const(*m_b.GetPointMasks()).GetOriginalIDs(), -1,
+                        "its original identifier is", Number);
+    }
+
+    Difference _Catalog() const {
+        MMaterialCatalog const& a = m_a.GetMaterialCatalog();
+        MMaterialCatalog const& b = m_b.GetMaterialCatalog();
+        auto p = a.begin(), q = b.begin();
+        for (; p != a.end() && q != b.end() && p->first == q->first; ++p, ++q)
+            if (Difference found = _Material(p->first, *p->second, *q->second))
+                return found;
+        if (p == a.end() && q == b.end())
+            return std::nullopt;
+        bool const first = q == b.end() || (p != a.end() && p->first < q->first);
+        return "the catalog has material " + std::to_string((first ? p : q)->first) + " in the " +
+               (first ? "first" : "second") + " mesh only";
+    }
+
+    static Difference _Material(unsigned int id, MMeshMaterial const& a, MMeshMaterial const& b) {
+        auto const property = [&](char const* name, double (MMeshMaterial::*get)() const noexcept) {
+            return Compare<double>(Nth("material", id) + name, (a.*get)(), (b.*get)(), Property);
+        };
+        return FirstOf([&] { return property("its density is", &MMeshMaterial::GetDensity); },
+                       [&] { return property("its E-modulus is", &MMeshMaterial::GetEmodulus); },
+                       [&] { return property("its Poisson's ratio is", &MMeshMaterial::GetPoisson); },
+                       [&] {
+                           return Compare<unsigned int>(Nth("material", id) + "its colour is", a.GetColor(),
+                                                        b.GetColor(), Color);
+                       });
+    }
+
+    Difference _SubVolumes() const {
+        if (m_a.NumberOfSubVolumes() != m_b.NumberOfSubVolumes())
+            return Compare("the numbers of sub-volumes are", m_a.NumberOfSubVolumes(),
+                           m_b.NumberOfSubVolumes());
+        auto other = m_b.BeginSubVolume();
+        for (auto it = m_a.BeginSubVolume(); it != m_a.EndSubVolume(); ++it, ++other) {
+            MMeshSubVolume const& a = **it;
+            MMeshSubVolume const& b = **other;
+            std::string const what = Nth("sub-volume", static_cast<std::uint64_t>(it - m_a.BeginSubVolume()));
+            Difference found =
+                FirstOf([&] { return Compare(what + "its number is", a.GetID(), b.GetID()); },
+                        [&] { return Compare(what + "its name is", a.GetName(), b.GetName()); },
+                        [&] { return Compare(what + "its material number is", a.GetMatID(), b.GetMatID()); },
+                        [&] {
+                            return Compare(what + "the numbers of its elements are", a.GetNbElements(),
+                                           b.GetNbElements());
+                        });
+            if (found)
+                return found;
+        }
+        return std::nullopt;
+    }
+
+    Difference _Properties() const {
+        return FirstOf(
+            [this] {
+                return Compare("the flag for grey values is", m_a.HasGreyValues(), m_b.HasGreyValues());
+            },
+            [this] {
+                return Compare("the flag for volume lists is", m_a.HasVolumeIndexValues(),
+                               m_b.HasVolumeIndexValues());
+            },
+            [this] { return Compare<int>("the type is", m_a.GetMeshType(), m_b.GetMeshType()); },
+            [this] { return Compare<int>("the state is", m_a.GetMeshState(), m_b.GetMeshState()); });
+    }
+
+    Difference _Box() const {
+        auto const& a = m_a.GetBoundingBox();
+        auto const& b = m_b.GetBoundingBox();
+        return FirstOf([&] { return _Position("the lower corner of the box: ", a.GetMin(), b.GetMin()); },
+                       [&] { return _Position("the upper corner of the box: ", a.GetMax(), b.GetMax()); });
+    }
+
+    using _FieldList = std::vector<MMeshNamedScalarMaskPoints const*>;
+
+    static _FieldList _FieldsOf(MMeshBase const& mesh) {
+        // The iterator takes no const mesh; nothing is changed here.
+        auto& walked = const_cast<MMeshBase&>(mesh);
+        using Iterator = MMeshMaskIterator<MMeshNamedScalarMaskPoints>;
+        _FieldList fields;
+        for (auto it = Iterator::Begin(&walked); it != Iterator::End(&walked); ++it)
+            fields.push_back(it);
+        return fields;
+    }
+
+    Difference _Fields() const {
+        _FieldList const a = _FieldsOf(m_a);
+        _FieldList const b = _FieldsOf(m_b);
+        if (a.size() != b.size())
+            return Compare("the numbers of scalar fields are", a.size(), b.size());
+        for (std::size_t i = 0; i < a.size(); ++i)
+            if (Difference found = _Field(Nth("scalar field", i), *a[i], *b[i]))
+                return found;
+        return std::nullopt;
+    }
+
+    Difference _Field(std::string const& what, MMeshNamedScalarMaskPoints const& a,
+                      MMeshNamedScalarMaskPoints const& b) const {
+        using Values = MDataMask<MMeshPoint, double>;
+        return FirstOf(
+            [&] { return Compare(what + "its identifier is", a.GetID(), b.GetID()); },
+            [&] { return Compare(what + "its label is", a.GetUserLabel(), b.GetUserLabel()); },
+            [&] { return Compare(what + "its default is", a.GetDefaultValue(), b.GetDefaultValue()); },
+            [&] { return _OfNodes<Values>(&a, &b, 0.0, "the scalar field " + InWords(a.GetID()) + " is"); });
+    }
+
+    MMeshBase const& m_a;
+    MMeshBase const& m_b;
+};
+
+} // namespace
+
+std::optional<std::string> FindMeshDifference(MMeshBase const& a, MMeshBase const& b) {
+    return Comparison(a, b).Find();
+}
