@@ -86,6 +86,9 @@ public:
 
     V const& GetDefaultValue() const noexcept { return m_default; }
 
+    // Exchanges the values with those of a mask that has as many slots.
+    void SwapValues(MDataMask& other) noexcept { m_values.Swap(other.m_values); }
+
     void CopyValue(T const& from, T const& to) override { SetValue(to, GetValue(from)); }
     void Resize(std::uint64_t capacity) override {
         std::uint64_t const left_over = std::min(m_values.Capacity(), capacity);
@@ -129,6 +132,9 @@ public:
     }
 
     bool GetDefaultValue() const noexcept { return m_default; }
+
+    // Exchanges the values with those of a mask that has as many slots.
+    void SwapValues(MDataMaskBits& other) noexcept { m_words.Swap(other.m_words); }
 
     void CopyValue(T const& from, T const& to) override { SetValue(to, GetValue(from)); }
     void Resize(std::uint64_t capacity) override {

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/materials/MDataMaskContainer.h>
 
 #include <algorithm>
+#include <utility>
 
 template <typename T>
 MDataMaskContainer<T>::~MDataMaskContainer() {
@@ -53,6 +54,12 @@ bool MDataMaskContainer<T>::AddMask(IDataMask* mask) {
     m_masks.push_back(typed);
     typed->m_owner = this;
     return true;
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_AddSizedMask(MDataMaskBase<T>* mask) {
+    m_masks.push_back(mask);
+    mask->m_owner = this;
 }
 
 template <typename T>
@@ -110,21 +117,36 @@ void MDataMaskContainer<T>::_DropMasks() noexcept {
 
 template <typename T>
 std::uint64_t MDataMaskContainer<T>::_GetNewID() {
-    if (m_free_count == 0) {
-        // Room everywhere first: when memory runs out, nothing has been handed out.
-        std::uint64_t const capacity = m_capacity + Batch;
-        m_free.Grow(Batch, 0);
-        if (m_keep_objects)
-            m_objects.Grow(capacity, nullptr);
-        _ReallocateMasks(capacity);
-        // Descending, so that the lowest index of the batch lies on top.
-        for (std::uint64_t i = Batch; i-- > 0;)
-            _Push(m_capacity + i);
-        m_capacity = capacity;
-    }
+    if (m_free_count == 0)
+        _FreeFrom(_Grow(1));
     std::uint64_t const index = m_free[--m_free_count];
     _SetDefault(index);
     return index;
+}
+
+template <typename T>
+std::uint64_t MDataMaskContainer<T>::_GetNewIDs(std::uint64_t count) {
+    std::uint64_t const first = _Grow(count);
+    _FreeFrom(first + count);
+    return first;
+}
+
+template <typename T>
+std::uint64_t MDataMaskContainer<T>::_Grow(std::uint64_t count) {
+    // Room everywhere first: when memory runs out, nothing has been handed out.
+    std::uint64_t const capacity = m_capacity + (count + Batch - 1) / Batch * Batch;
+    m_free.Grow(Batch, 0);
+    if (m_keep_objects)
+        m_objects.Grow(capacity, nullptr);
+    _ReallocateMasks(capacity);
+    return std::exchange(m_capacity, capacity);
+}
+
+template <typename T>
+void MDataMaskContainer<T>::_FreeFrom(std::uint64_t index) {
+    // Descending, so that the lowest index lies on top.
+    for (std::uint64_t i = m_capacity; i-- > index;)
+        _Push(i);
 }
 
 template <typename T>

@@ -29,6 +29,18 @@ public:
 
     // Gives the object a fresh index, also when it has one already.
     void RegisterMaskObject(T& object);
+    // The same for many objects at once, in order: next() returns one after the other and throws nothing.
+    template <typename Next>
+    void RegisterMaskObjects(std::uint64_t count, Next&& next) {
+        for (; count > 0 && m_free_count > 0; --count)
+            RegisterMaskObject(next());
+        for (std::uint64_t index = _GetNewIDs(count); count > 0; --count, ++index) {
+            T& object = next();
+            object.SetMaskIndex(index);
+            if (m_keep_objects)
+                m_objects[index] = &object;
+        }
+    }
     // Takes the object's index back. Its values stay until the index is handed out again.
     void UnregisterMaskObject(T const& object);
     // Puts the default into the object's slot of every mask.
@@ -64,6 +76,8 @@ public:
 protected:
     // From now on records which object uses which index. Called before the first registration.
     void _KeepObjectTable() noexcept { m_keep_objects = true; }
+    // Adds a new mask that has been sized to the capacity and filled, with its values.
+    void _AddSizedMask(MDataMaskBase<T>* mask);
     // Takes every index back at once; masks stay registered.
     void _ReleaseAllIDs();
     // Lets go of every mask and name.
@@ -71,6 +85,12 @@ protected:
 
 private:
     std::uint64_t _GetNewID();
+    // So many indices that follow each other; returns the first. None may be free.
+    std::uint64_t _GetNewIDs(std::uint64_t count);
+    // Makes room for so many more indices, in whole batches; returns the first of them.
+    std::uint64_t _Grow(std::uint64_t count);
+    // Frees the indices from this one to the capacity.
+    void _FreeFrom(std::uint64_t index);
     void _ReleaseID(std::uint64_t index);
     void _Push(std::uint64_t index);
     void _ReallocateMasks(std::uint64_t capacity);

@@ -1,42 +1,99 @@
 #pragma once
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/Mesh/materials/MDataMask.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
-// How the values of a mask stand in a file; shared by the element and the node masks. Internal.
+// How the values of the masks of a mesh stand in a file: those of a mask follow each other in the order of
+// the objects. Shared by the element and the node masks. Internal.
 namespace KetSDK::Mesh::Detail {
 
-inline void WriteValue(MFile& file, double value) {
-    file.WRITE(value);
-}
-inline void WriteValue(MFile& file, int value) {
-    file.WRITE(static_cast<std::int32_t>(value));
-}
-inline void WriteValue(MFile& file, bool value) {
-    file.WRITE(static_cast<std::uint8_t>(value));
+// The mask indices of a mesh's nodes or elements, in their order.
+class MaskOrder {
+public:
+    // index_of(i) is the mask index of object i.
+    template <typename IndexOf>
+    MaskOrder(std::uint64_t count, IndexOf&& index_of)
+        : m_count(count) {
+        std::uint64_t i = 0;
+        while (i < count && index_of(i) == i)
+            ++i;
+        if (i < count) {
+            m_indices.resize(static_cast<std::size_t>(count));
+            for (i = 0; i < count; ++i)
+                m_indices[static_cast<std::size_t>(i)] = index_of(i);
+        }
+    }
+
+    std::uint64_t GetCount() const noexcept { return m_count; }
+    // Whether every object has its own number as mask index, as in a mesh that was filled in one go.
+    bool IsPlain() const noexcept { return m_indices.empty(); }
+    std::uint64_t operator[](std::uint64_t i) const noexcept {
+        return m_indices.empty() ? i : m_indices[static_cast<std::size_t>(i)];
+    }
+
+private:
+    std::uint64_t m_count;
+    std::vector<std::uint64_t> m_indices; // empty when plain
+};
+
+// Calls visit(first, values) for all objects in runs of up to 1024, `values` being the mask's values of the
+// objects from `first` on.
+template <typename T, typename V, typename Visit>
+void ForEachRun(MDataMask<T, V> const& mask, MaskOrder const& order, Visit&& visit) {
+    constexpr std::uint64_t run = MPagedArray<V>::PageSize;
+    bool const plain = order.IsPlain() && mask.GetSize() >= order.GetCount();
+    std::vector<V> gathered;
+    for (std::uint64_t first = 0; first < order.GetCount(); first += run) {
+        auto const size = static_cast<std::size_t>(std::min(run, order.GetCount() - first));
+        if (plain) {
+            visit(first, std::span<V const>(mask.GetPage(static_cast<std::size_t>(first / run)), size));
+            continue;
+        }
+        gathered.clear();
+        for (std::size_t i = 0; i < size; ++i)
+            gathered.push_back(mask.GetValueAt(order[first + i]));
+        visit(first, std::span<V const>(gathered));
+    }
 }
 
-inline void ReadValue(MFile& file, double& value) {
-    value = file.READ<double>();
-}
-inline void ReadValue(MFile& file, int& value) {
-    value = file.READ<std::int32_t>();
-}
-inline void ReadValue(MFile& file, unsigned char& value) {
-    value = file.READ<std::uint8_t>();
+// Fills the values of all objects in runs of up to 1024: fill(first, values) stores those of the objects
+// from `first` on.
+template <typename T, typename V, typename Fill>
+void FillRuns(MDataMask<T, V>& mask, MaskOrder const& order, Fill&& fill) {
+    constexpr std::uint64_t run = MPagedArray<V>::PageSize;
+    bool const plain = order.IsPlain() && mask.GetSize() >= order.GetCount();
+    std::vector<V> values(plain ? 0 : static_cast<std::size_t>(run));
+    for (std::uint64_t first = 0; first < order.GetCount(); first += run) {
+        auto const size = static_cast<std::size_t>(std::min(run, order.GetCount() - first));
+        if (plain) {
+            fill(first, std::span<V>(mask.GetPage(static_cast<std::size_t>(first / run)), size));
+            continue;
+        }
+        fill(first, std::span<V>(values.data(), size));
+        for (std::size_t i = 0; i < size; ++i)
+            mask.SetValueAt(order[first + i], std::move(values[i]));
+    }
 }
 
-// Appends `count` values; throws "invalid state" when the file has fewer. Memory grows with what is
-// really read.
-template <typename V>
-void ReadValues(MFile& file, std::uint32_t count, std::vector<V>& values) {
-    for (std::uint32_t i = 0; i < count && file.IsGood(); ++i)
-        ReadValue(file, values.emplace_back());
-    if (!file.IsGood())
-        throw std::runtime_error("invalid state");
+template <typename T, typename V>
+void WriteMask(MFile& file, MDataMask<T, V> const& mask, MaskOrder const& order) {
+    ForEachRun(mask, order, [&file](std::uint64_t, std::span<V const> values) { file.WriteArray(values); });
+}
+
+// Reads the values into a mask that is sized already; throws "invalid state" when the file has fewer.
+template <typename T, typename V>
+void ReadMask(MFile& file, MDataMask<T, V>& mask, MaskOrder const& order) {
+    FillRuns(mask, order, [&file](std::uint64_t, std::span<V> values) {
+        if (!file.ReadArray(values))
+            throw std::runtime_error("invalid state");
+    });
 }
 
 } // namespace KetSDK::Mesh::Detail

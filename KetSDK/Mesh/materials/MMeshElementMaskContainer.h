@@ -111,6 +111,21 @@ private:
         return mask.get();
     }
 
+    // Takes over a built-in mask that is sized for this container; a null one means none. A mask that
+    // exists stays the same object and gets the values.
+    template <typename M>
+    void _Adopt(std::unique_ptr<M>& mask, std::unique_ptr<M>& values, bool copy = true) {
+        if (!values)
+            return;
+        if (mask) {
+            mask->SwapValues(*values);
+            return;
+        }
+        values->SetCopyFlag(copy);
+        _AddSizedMask(values.get());
+        mask = std::move(values);
+    }
+
     std::unique_ptr<MDataMask<MMeshElement, double>> m_grey_values;
     std::unique_ptr<MDataMask<MMeshElement, int>> m_materials;
     std::unique_ptr<MDataMask<MMeshElement, int>> m_subvolumes;

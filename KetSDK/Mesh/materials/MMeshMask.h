@@ -16,5 +16,6 @@ public:
     MMeshBase const* GetMesh() const noexcept { return m_mesh; }
 
 private:
+    friend class MMeshBase; // a mask follows the content of its mesh
     MMeshBase* m_mesh;
 };

@@ -105,12 +105,16 @@ void MMeshPointMaskContainer::_CopyBuiltInMasks(MMeshPointMaskContainer const& o
 
 // The file: number of nodes (32 bits), a byte that says whether identifiers follow, the identifiers.
 
+static MaskOrder OrderOfNodes(MMeshBase const& mesh) {
+    return {static_cast<std::uint64_t>(mesh.NumberOfPoints()),
+            [&mesh](std::uint64_t i) { return mesh.GetRandomPoint(i)->GetMaskIndex(); }};
+}
+
 void MMeshPointMaskContainer::SaveMeshPointMaskToFile(MFile* file) const {
     file->WRITE(static_cast<std::uint32_t>(m_mesh->NumberOfPoints()));
     file->WRITE(static_cast<std::uint8_t>(HasOriginalIDs()));
     if (HasOriginalIDs())
-        for (MMeshPointIterator p = m_mesh->BeginPoint(); p != m_mesh->EndPoint(); ++p)
-            WriteValue(*file, m_original_ids->GetValue(*p));
+        WriteMask(*file, *m_original_ids, OrderOfNodes(*m_mesh));
 }
 
 void MMeshPointMaskContainer::LoadMeshPointMaskFromFile(MFile* file) {
@@ -120,11 +124,8 @@ void MMeshPointMaskContainer::LoadMeshPointMaskFromFile(MFile* file) {
         throw std::runtime_error("invalid state");
     if (has_ids == 0)
         return;
-    std::vector<int> ids;
-    ReadValues(*file, count, ids);
-    MMeshPointIterator p = m_mesh->BeginPoint();
-    for (int const id : ids) {
-        GetOriginalIDs()->SetValue(*p, id);
-        ++p;
-    }
+    MDataMask<MMeshPoint, int> ids(-1);
+    ids.Resize(GetCapacity());
+    ReadMask(*file, ids, OrderOfNodes(*m_mesh));
+    GetOriginalIDs()->SwapValues(ids);
 }

@@ -26,6 +26,7 @@ public:
     }
 
     void Clear() noexcept { m_pages = {}; }
+    void Swap(MPagedArray& other) noexcept { m_pages.swap(other.m_pages); }
 
     V& operator[](std::uint64_t i) noexcept {
         return m_pages[static_cast<std::size_t>(i >> 10)]->values[i & 1023];

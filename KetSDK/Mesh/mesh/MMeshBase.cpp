@@ -1,7 +1,10 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/FileIO/SAX/MStreamMFileIn.h>
+#include <KetSDK/FileIO/SAX/MStreamMFileOut.h>
 #include <KetSDK/Math/MathCore/MMTransform.h>
+#include <KetSDK/Mesh/materials/MMeshMask.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 
@@ -103,20 +106,110 @@ MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points,
 }
 
 void MMeshBase::_RegisterAll() {
-    for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i)
-        m_point_masks->RegisterMaskObject(*m_points->GetPointPtrAt(i));
-    for (MMeshElement& e : *m_elements)
-        m_element_masks->RegisterMaskObject(e);
+    std::uint64_t i = 0;
+    m_point_masks->RegisterMaskObjects(m_points->GetNumPoints(),
+                                       [this, &i]() -> MMeshPoint& { return *m_points->GetPointPtrAt(i++); });
+    auto element = m_elements->begin();
+    m_element_masks->RegisterMaskObjects(m_elements->GetNumElements(),
+                                         [&element]() -> MMeshElement& { return *element++; });
 }
 
 // Persistence
 
-void MMeshBase::LoadState(MStreamMFileIn&) {
-    throw std::logic_error("not implemented");
+// The state: signature and version; flags, type and mesh state; catalog; sub-volumes; then the blocks of
+// nodes, elements and their masks, in which a disk has most of it.
+
+namespace {
+
+constexpr std::uint32_t StateSignature = 0x5453484D; // "MHST"
+constexpr std::uint32_t StateVersion = 1;
+
+void ThrowUnless(bool condition) {
+    if (!condition)
+        throw std::runtime_error("invalid state");
 }
 
-void MMeshBase::SaveState(MStreamMFileOut&) {
-    throw std::logic_error("not implemented");
+void WriteSubVolumes(MStreamMFileOut& out, MMeshBase const& mesh) {
+    out.Write(mesh.NumberOfSubVolumes());
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
+        out.Write((*it)->GetName());
+        out.Write((*it)->GetID());
+        out.Write((*it)->GetMatID());
+        out.Write(static_cast<std::int32_t>((*it)->GetNbElements()));
+    }
+}
+
+} // namespace
+
+void MMeshBase::SaveState(MStreamMFileOut& out) {
+    ThrowUnless(IsConsistent());
+    out.Write(StateSignature);
+    out.Write(StateVersion);
+    out.Write(static_cast<std::uint8_t>(m_has_grey_values));
+    out.Write(static_cast<std::uint8_t>(m_has_volume_index));
+    out.Write(static_cast<std::int32_t>(m_type));
+    out.Write(static_cast<std::int32_t>(m_state));
+    m_catalog.SaveState(out);
+    WriteSubVolumes(out, *this);
+    MFile& file = out.GetFile();
+    m_points->SavePointsToFile(&file);
+    m_elements->SaveElementsToFile(&file);
+    m_element_masks->SaveElementMaskToFile(this, &file);
+    m_point_masks->SaveMeshPointMaskToFile(&file);
+}
+
+void MMeshBase::LoadState(MStreamMFileIn& in) {
+    MMeshBase loaded;
+    loaded._ReadState(in);
+    TakeContent(loaded);
+}
+
+void MMeshBase::_ReadState(MStreamMFileIn& in) {
+    auto const read = [&in]<typename T>(T value) {
+        in.Read(value);
+        return value;
+    };
+    ThrowUnless(read(std::uint32_t{}) == StateSignature && read(std::uint32_t{}) == StateVersion);
+    m_has_grey_values = read(std::uint8_t{}) != 0;
+    m_has_volume_index = read(std::uint8_t{}) != 0;
+    m_type = static_cast<TetMeshType>(read(std::int32_t{}));
+    m_state = static_cast<MeshStateType>(read(std::int32_t{}));
+    m_catalog.LoadState(in);
+
+    m_subvolumes.clear();
+    constexpr std::uint64_t least_size = sizeof(std::uint64_t) + 3 * sizeof(std::int32_t);
+    for (std::uint64_t left = in.ReadCount(least_size); left > 0; --left) {
+        MMeshSubVolume& sub_volume = *AddSubVolume();
+        sub_volume.SetName(read(std::wstring()));
+        sub_volume.SetID(read(std::int32_t{}));
+        sub_volume.SetMatID(read(std::int32_t{}));
+        sub_volume.m_element_count = read(std::int32_t{});
+    }
+
+    MFile& file = in.GetFile();
+    m_points->LoadPointsFromFile(this, &file);
+    m_elements->LoadElementsFromFile(this, &file);
+    m_element_masks->LoadElementMaskFromFile(this, &file);
+    m_point_masks->LoadMeshPointMaskFromFile(&file);
+    CalcBoundingBox();
+}
+
+bool MMeshBase::IsConsistent() const {
+    MDataMask<MMeshElement, MMeshSurfaceTriangleList> const* const faces =
+        std::as_const(*m_element_masks).GetSurfaceMask();
+    bool consistent = true;
+    Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+        consistent = consistent && MMeshElementDescriptor::GetNumTetraOfElement(e.GetNodeCount()) > 0;
+        for (unsigned int i = 0; i < e.GetNodeCount() && consistent; ++i) {
+            MLong const index = e.GetNode(i)->GetIndex();
+            consistent = index >= 0 && index < NumberOfPoints();
+        }
+        if (faces && consistent)
+            for (MMeshSurfaceTriangleList::Face const face : faces->GetValue(e))
+                consistent = consistent && MMeshSurfaceTriangleList::IsFaceOf(
+                                               e.GetNodeCount(), face.tetrahedron, face.triangle);
+    });
+    return consistent;
 }
 
 // Nodes
@@ -303,6 +396,30 @@ void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* e
 void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
     ReplaceData(nodes, elements);
     _RegisterAll();
+}
+
+void MMeshBase::TakeContent(MMeshBase& other) {
+    if (this == &other)
+        return;
+    ClearMesh();
+    other.m_neighbors->Disable();
+    RemoveCorrespondenceMapper();
+    other.RemoveCorrespondenceMapper();
+
+    m_points.swap(other.m_points);
+    m_elements.swap(other.m_elements);
+    m_point_masks.swap(other.m_point_masks);
+    std::swap(m_point_masks->m_mesh, other.m_point_masks->m_mesh);
+    for (MDataMaskBase<MMeshPoint>* const mask : m_point_masks->GetMasks())
+        if (auto* const named = dynamic_cast<MMeshMask*>(mask))
+            named->m_mesh = this;
+    m_element_masks.swap(other.m_element_masks);
+    CopyMetadata(other);
+    m_box = other.m_box;
+    m_subvolumes.swap(other.m_subvolumes);
+    for (auto const& sub_volume : m_subvolumes)
+        sub_volume->SetParent(this);
+    other.ClearMesh();
 }
 
 void MMeshBase::CopyMetadata(MMeshBase const& other) {

@@ -52,9 +52,18 @@ public:
     ~MMeshBase() override;
 
     // --- Persistence -------------------------------------------------------------------------------
-    // Reading and writing the binary state of a whole mesh throws std::logic_error("not implemented").
+    // Reads what SaveState wrote in place of everything that the mesh holds. Throws
+    // std::runtime_error("invalid state") when the stream holds something else, and then leaves the mesh as
+    // it was. Memory grows with what was really read. As after TakeContent, user masks, neighbour
+    // information and the correspondence mapper are gone; duplicates are allowed.
     void LoadState(MStreamMFileIn& in) override;
+    // Writes nodes, elements, built-in masks, material catalog, flags, type, state and sub-volumes. User
+    // masks stay out. Throws "invalid state", before anything is written, when the mesh is not consistent;
+    // what cannot be written shows in the stream.
     void SaveState(MStreamMFileOut& out) override;
+    // Whether every element is of a known kind, with nodes of this mesh, and every face that the surface
+    // mask lists is one of its element: what can be written and read back.
+    bool IsConsistent() const;
 
     // --- Nodes -------------------------------------------------------------------------------------
     // Adds a node at a position in internal units and widens the box. While duplicates are forbidden,
@@ -128,6 +137,10 @@ public:
     void ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements);
     // The same, and registers every node and element with the masks in container order.
     void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    // Takes everything that another mesh holds, nodes and elements at their addresses, in place of what
+    // is here; the other mesh is left as after ClearMesh. User masks of the other mesh come along, those
+    // of this mesh are let go of; neighbour information and correspondence mapper of both are gone.
+    void TakeContent(MMeshBase& other);
     // Copies material catalog, flags, type and state only.
     void CopyMetadata(MMeshBase const& other);
 
@@ -193,6 +206,8 @@ private:
     void _CopyFrom(MMeshBase const& other);
     void _CopySubVolumes(MMeshBase const& other);
     void _RegisterAll();
+    // Reads a state into this mesh, which is new.
+    void _ReadState(MStreamMFileIn& in);
     // Replaces the sub-volume number of every element through a table from old to new number; a
     // number that the table does not have stays.
     void _RenumberElements(std::map<int, int> const& new_number);

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
+#include <limits>
 #include <stdexcept>
 
 using KetSDK::Mesh::Detail::MeshElementsIterator;
@@ -44,39 +45,44 @@ MeshElementsIterator<1> MMeshElementContainer::GetElementEndIter() const {
 
 void MMeshElementContainer::SaveElementsToFile(MFile* file) const {
     file->WRITE(static_cast<std::uint32_t>(m_elements.size()));
-    for (MMeshElement const& element : m_elements) {
+    ForEachWithNodes([file](MMeshElement const& element, std::uint64_t) {
         file->WRITE(element.GetNodeCount());
         for (unsigned int i = 0; i < element.GetNodeCount(); ++i)
             file->WRITE(element.GetNode(i)->GetIndex());
-    }
+    });
 }
 
 void MMeshElementContainer::LoadElementsFromFile(MMeshBase* mesh, MFile* file) {
     // The block is read into a container of its own first, so that a bad one changes nothing.
     MMeshElementContainer loaded;
     auto const count = file->READ<std::uint32_t>();
-    std::vector<MMeshPoint*> nodes;
-    nodes.reserve(10);
+    std::vector<MMeshPoint*> nodes(std::numeric_limits<std::uint8_t>::max());
     for (std::uint32_t i = 0; i < count && file->IsGood(); ++i) {
         auto const n = file->READ<std::uint8_t>();
         if (MMeshElementDescriptor::GetNumTetraOfElement(n) == 0)
             throw std::runtime_error("invalid state");
-        nodes.clear();
         for (unsigned int k = 0; k < n; ++k) {
             auto const number = file->READ<MLong>();
             if (number < 0 || number >= mesh->NumberOfPoints())
                 throw std::runtime_error("invalid state");
-            nodes.push_back(mesh->GetRandomPoint(static_cast<std::uint64_t>(number)));
+            nodes[k] = mesh->GetRandomPoint(static_cast<std::uint64_t>(number));
         }
-        loaded.AddElement(nodes);
+        loaded.AddElement(static_cast<char>(n), nodes.data());
     }
     if (!file->IsGood())
         throw std::runtime_error("invalid state");
+    _TakeRegistered(loaded, *mesh->GetElementMasks());
+}
 
-    for (MMeshElement& element : loaded) {
-        m_elements.push_back(std::move(element));
-        mesh->GetElementMasks()->RegisterMaskObject(m_elements.back());
-    }
+void MMeshElementContainer::_TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks) {
+    std::uint64_t const count = others.GetNumElements();
+    if (m_elements.empty())
+        m_elements.swap(others.m_elements);
+    else
+        for (MMeshElement& element : others)
+            m_elements.push_back(std::move(element));
+    auto element = m_elements.end() - static_cast<std::ptrdiff_t>(count);
+    masks.RegisterMaskObjects(count, [&element]() -> MMeshElement& { return *element++; });
 }
 
 std::size_t MMeshElementContainer::MemoryUsed() const noexcept {

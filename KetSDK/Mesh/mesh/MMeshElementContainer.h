@@ -13,6 +13,7 @@
 
 class MFile;
 class MMeshBase;
+class MMeshElementMaskContainer;
 
 // The elements of a mesh, addressed by their number, which is their place in the container. Appending
 // never moves an element. Masks and sub-volumes are kept by the mesh. Not synchronised: concurrent
@@ -96,6 +97,9 @@ private:
     static constexpr std::size_t BlockSize = 4096;
     using Storage = boost::container::deque<
         MMeshElement, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+
+    // Appends the elements of another container, which is left empty, and registers each.
+    void _TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
 
     Storage m_elements;
 };

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <stdexcept>
 #include <vector>
 
@@ -74,21 +75,40 @@ void MMeshPointContainer::Clear() noexcept {
     Storage().swap(m_points);
 }
 
+namespace {
+
+constexpr std::size_t NodesAtOnce = 1024;
+
+} // namespace
+
 void MMeshPointContainer::SavePointsToFile(MFile* file) const {
     file->WRITE(static_cast<std::uint32_t>(m_points.size()));
+    std::vector<MLong> coordinates;
+    coordinates.reserve(3 * NodesAtOnce);
     for (MMeshPoint const& p : m_points) {
-        file->WRITE(p.x);
-        file->WRITE(p.y);
-        file->WRITE(p.z);
+        coordinates.insert(coordinates.end(), {p.x, p.y, p.z});
+        if (coordinates.size() == 3 * NodesAtOnce) {
+            file->WriteArray<MLong>(coordinates);
+            coordinates.clear();
+        }
     }
+    file->WriteArray<MLong>(coordinates);
 }
 
 void MMeshPointContainer::LoadPointsFromFile(MMeshBase* mesh, MFile* file) {
-    // Read everything before anything is appended: a cut-off block changes nothing.
     auto const count = file->READ<std::uint32_t>();
     constexpr std::uint64_t bytes_per_node = 3 * sizeof(MLong);
     if (!file->IsGood() || count > file->BytesLeft() / bytes_per_node)
         throw std::runtime_error("invalid state");
+    if (m_index)
+        _LoadUnderIndex(count, mesh, file);
+    else
+        _LoadAppending(count, mesh, file);
+}
+
+// Every node goes through the index. Read before anything is appended: a block that is cut off changes
+// nothing.
+void MMeshPointContainer::_LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file) {
     std::vector<Position> positions(count);
     for (Position& p : positions)
         for (MLong& c : p)
@@ -101,6 +121,24 @@ void MMeshPointContainer::LoadPointsFromFile(MMeshBase* mesh, MFile* file) {
         // The last node, also where the coordinate index returned an earlier one.
         mesh->GetPointMasks()->RegisterMaskObject(m_points.back());
     }
+}
+
+// Nothing is registered before all nodes are there; those of a block that is cut off go again.
+void MMeshPointContainer::_LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file) {
+    std::size_t const size_before = m_points.size();
+    std::array<MLong, 3 * NodesAtOnce> coordinates;
+    for (std::size_t left = count; left > 0;) {
+        std::size_t const part = std::min(left, NodesAtOnce);
+        if (!file->ReadArray(std::span(coordinates.data(), 3 * part))) {
+            m_points.erase(m_points.begin() + static_cast<std::ptrdiff_t>(size_before), m_points.end());
+            throw std::runtime_error("invalid state");
+        }
+        for (std::size_t i = 0; i < part; ++i)
+            _Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
+        left -= part;
+    }
+    auto node = m_points.begin() + static_cast<std::ptrdiff_t>(size_before);
+    mesh->GetPointMasks()->RegisterMaskObjects(count, [&node]() -> MMeshPoint& { return *node++; });
 }
 
 std::size_t MMeshPointContainer::MemoryUsed() const noexcept {

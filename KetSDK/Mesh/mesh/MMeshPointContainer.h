@@ -62,6 +62,8 @@ private:
         MMeshPoint, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
 
     MMeshPoint& _Append(MLong x, MLong y, MLong z);
+    void _LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);
+    void _LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);
 
     Storage m_points;
     std::unique_ptr<CoordinateIndex> m_index;

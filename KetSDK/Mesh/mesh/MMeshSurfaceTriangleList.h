@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
 
 #include <cstdint>
 #include <vector>
@@ -14,6 +15,11 @@ public:
         std::uint8_t triangle;    // its face 0..3, a row of descr_triangle_point
         friend bool operator==(Face const&, Face const&) = default;
     };
+
+    // Whether an element with n nodes has such a face.
+    static bool IsFaceOf(unsigned char n, unsigned char tetrahedron, unsigned char triangle) noexcept {
+        return tetrahedron < MMeshElementDescriptor::GetNumTetraOfElement(n) && triangle < 4;
+    }
 
     void Add(unsigned char tetrahedron, unsigned char triangle) {
         m_faces.push_back({tetrahedron, triangle});

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <span>
 #include <type_traits>
 
 // A raw binary file, read or written from its start to its end through a buffer of its own. Numbers
@@ -59,6 +60,13 @@ public:
     // Writes one number, enumerator or truth value (one byte). Returns IsGood().
     template <typename T>
     bool WRITE(T const& value);
+
+    // Reads many numbers at once. Missing bytes read as zeros and turn IsGood() false. Returns IsGood().
+    template <typename T>
+    bool ReadArray(std::span<T> values);
+    // Writes many numbers at once. Returns IsGood().
+    template <typename T>
+    bool WriteArray(std::span<T const> values);
 
     // The size in bytes that the file had when it was opened for reading; 0 otherwise. What a file
     // claims to hold is checked against it before memory is set aside.
@@ -124,6 +132,30 @@ bool MFile::WRITE(T const& value) {
         m_write += sizeof(T);
     } else {
         Write(bytes, sizeof(T));
+    }
+    return m_good;
+}
+
+template <typename T>
+bool MFile::ReadArray(std::span<T> values) {
+    static_assert(std::is_arithmetic_v<T> && !std::is_same_v<T, bool>, "numbers");
+    if constexpr (std::endian::native == std::endian::little || sizeof(T) == 1) {
+        Read(values.data(), values.size_bytes());
+    } else {
+        for (T& value : values)
+            READ(value);
+    }
+    return m_good;
+}
+
+template <typename T>
+bool MFile::WriteArray(std::span<T const> values) {
+    static_assert(std::is_arithmetic_v<T> && !std::is_same_v<T, bool>, "numbers");
+    if constexpr (std::endian::native == std::endian::little || sizeof(T) == 1) {
+        Write(values.data(), values.size_bytes());
+    } else {
+        for (T const value : values)
+            WRITE(value);
     }
     return m_good;
 }

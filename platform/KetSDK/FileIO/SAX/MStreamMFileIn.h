@@ -29,6 +29,9 @@ public:
 
     std::uint64_t BytesLeft() const noexcept { return m_file.BytesLeft(); }
 
+    // The file itself, for blocks of many values.
+    MFile& GetFile() const noexcept { return m_file; }
+
 private:
     template <typename T>
     void _Read(T& value) {

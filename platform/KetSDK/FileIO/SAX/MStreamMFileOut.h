@@ -29,6 +29,9 @@ public:
 
     bool IsGood() const noexcept { return m_file.IsGood(); }
 
+    // The file itself, for blocks of many values.
+    MFile& GetFile() const noexcept { return m_file; }
+
 private:
     MFile& m_file;
 };
