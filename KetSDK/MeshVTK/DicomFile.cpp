@@ -63,7 +63,8 @@ public:
     bool AtEnd() const noexcept { return m_at == m_bytes.size(); }
     // Where the next element begins.
     std::size_t Place() const noexcept { return m_at; }
-    void GoTo(std::size_t place) noexcept { m_at = place; }
+    // The group of the next element, which says whether it still describes the file.
+    std::uint32_t NextGroup() const { return Number(m_bytes.substr(m_at, 2)); }
     bool IsBigEndian() const noexcept { return m_big_endian; }
 
     // The next element; goes past it. What is in a sequence of undefined length is passed over.
@@ -189,13 +190,8 @@ void SetEncoding(Elements& elements, std::string const& syntax) {
 // Reads the elements that describe file and encoding. False for a directory of files.
 bool ReadFileElements(Elements& elements) {
     std::string syntax;
-    while (!elements.AtEnd()) {
-        std::size_t const place = elements.Place();
+    while (!elements.AtEnd() && elements.NextGroup() == 2) { // what follows is in the encoding of the syntax
         Element const element = elements.Next();
-        if (element.tag >> 16 != 2) {
-            elements.GoTo(place);
-            break;
-        }
         if (element.tag == StorageClass && Text(element.value) == "1.2.840.10008.1.3.10")
             return false;
         if (element.tag == TransferSyntax)
