@@ -2,14 +2,17 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/TextLines.h>
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -178,13 +181,58 @@ private:
         } else if (keyword == "POINT_DATA" || keyword == "CELL_DATA") {
             _Announce(keyword == "POINT_DATA" ? m_points : m_cells, keyword);
         } else if (keyword == "METADATA") {
-            _Line();
-            while (m_at < m_content.size() && !std::ranges::all_of(_Line(), IsSpace)) {
-            }
+            _Metadata();
         } else {
             _Attribute(keyword);
             m_attributes_announced = false;
         }
+    }
+
+    // What is known of the array before, to a blank line: names of its components, or facts under keys.
+    void _Metadata() {
+        _Line();
+        while (m_at < m_content.size()) {
+            std::string_view const line = _Line();
+            if (std::ranges::all_of(line, IsSpace))
+                return;
+            if (Upper(line).starts_with("INFORMATION"))
+                _Facts(line.substr(std::size("INFORMATION") - 1));
+        }
+    }
+
+    // "NAME key LOCATION class" and "DATA value", each on a line. VTK's reader waits forever for facts that
+    // are not there, and for the rest of numbers that it cannot read, so these are the keys of arrays that it
+    // writes: a vector of numbers behind their count, or a word.
+    void _Facts(std::string_view count) {
+        static std::map<std::string, bool, std::less<>> const is_vector = {
+            {"L2_NORM_RANGE", true}, {"L2_NORM_FINITE_RANGE", true}, {"UNITS_LABEL", false}};
+        TextLines number(count);
+        std::optional<long long> const facts =
+            number.Next() && number.Words().size() == 1 ? AsWholeNumber(number.Words()[0]) : std::nullopt;
+        if (!facts || *facts < 0)
+            throw Error("the metadata of an array is damaged");
+        for (long long i = 0; i < *facts; ++i) {
+            std::vector<std::string_view> const name = _WordsOfLine();
+            std::vector<std::string_view> const data = _WordsOfLine();
+            if (name.size() != 4 || name[0] != "NAME" || name[2] != "LOCATION" || data.size() < 2 ||
+                data[0] != "DATA")
+                throw Error("the metadata of an array is damaged");
+            auto const key = is_vector.find(name[1]);
+            if (key == is_vector.end() || name[3] != "vtkDataArray")
+                throw Error("the metadata of an array has the unknown key \"" +
+                            std::string(name[1].substr(0, 30)) + "\"");
+            bool const is_number = std::all_of(data.begin() + 1, data.end(), [](std::string_view word) {
+                return std::isfinite(AsNumber(word).value_or(INFINITY));
+            });
+            if (key->second &&
+                (!is_number || AsWholeNumber(data[1]) != static_cast<long long>(data.size()) - 2))
+                throw Error("the metadata of an array is damaged");
+        }
+    }
+    std::vector<std::string_view> _WordsOfLine() {
+        TextLines line(_Line());
+        line.Next();
+        return line.Words();
     }
 
     void _Announce(Count expected, std::string const& keyword) {
