@@ -70,16 +70,21 @@ bool IsCellSection(std::string const& section) {
     return std::ranges::find(CellSections, section) != std::end(CellSections);
 }
 
-// What unpacks the data of a file; null for data that is not packed.
-vtkSmartPointer<vtkDataCompressor> MakeCompressor(std::string const& name) {
+// How the data of a file is packed.
+struct Packing {
+    vtkSmartPointer<vtkDataCompressor> compressor; // null for data that is not packed
+    Count most_per_byte = 0;                       // bytes that one packed byte can stand for
+};
+
+Packing MakePacking(std::string const& name) {
     if (name.empty())
-        return nullptr;
+        return {};
     if (name == "vtkZLibDataCompressor")
-        return vtkSmartPointer<vtkZLibDataCompressor>::New();
+        return {vtkSmartPointer<vtkZLibDataCompressor>::New(), 1032};
     if (name == "vtkLZ4DataCompressor")
-        return vtkSmartPointer<vtkLZ4DataCompressor>::New();
+        return {vtkSmartPointer<vtkLZ4DataCompressor>::New(), 255};
     if (name == "vtkLZMADataCompressor")
-        return vtkSmartPointer<vtkLZMADataCompressor>::New();
+        return {vtkSmartPointer<vtkLZMADataCompressor>::New(), 16384};
     throw Error("the file is packed in the unknown way \"" + name + "\"");
 }
 
@@ -122,8 +127,8 @@ public:
         vtkXMLDataElement& root = *parser.GetRootElement();
         m_word_bytes = Attribute(root, "header_type") == "UInt64" ? 8 : 4;
         m_big_endian = Attribute(root, "byte_order") == "BigEndian";
-        m_compressor = MakeCompressor(Attribute(root, "compressor"));
-        m_compressed = m_compressor != nullptr;
+        m_packing = MakePacking(Attribute(root, "compressor"));
+        m_compressed = m_packing.compressor != nullptr;
         if (vtkXMLDataElement* const appended = root.FindNestedElementWithName("AppendedData")) {
             m_appended = static_cast<std::size_t>(parser.GetAppendedDataPosition());
             if (m_appended < m_content.size() && m_content[m_appended - 1] != '_' &&
@@ -147,6 +152,31 @@ private:
             else
                 _CheckBelow(element, name == "Piece" ? element : piece);
         }
+        if (std::string const section = parent.GetName(); section == "Cells" || IsCellSection(section))
+            _CheckCellList(parent);
+    }
+
+    // VTK's reader makes room for as many point numbers as the last offset says.
+    void _CheckCellList(vtkXMLDataElement& section) const {
+        vtkXMLDataElement* const offsets = _FindArray(section, "offsets");
+        vtkXMLDataElement* const points = _FindArray(section, "connectivity");
+        if (!offsets || !points)
+            return; // it says that itself
+        if (_LastNumber(*offsets) != _ValuesIn(*points))
+            throw Error(std::string("the offsets of the ") +
+                        (IsCellSection(section.GetName()) ? "polygons" : "cells") +
+                        " do not fit the list of their points");
+        for (char const* const name : {"faces", "faceoffsets"})
+            if (vtkXMLDataElement* const faces = _FindArray(section, name); faces && _ValuesIn(*faces) > 0)
+                throw Error("there are polyhedra; meshes are made of tetrahedra, hexahedra and wedges");
+    }
+
+    // The array that VTK's reader takes.
+    static vtkXMLDataElement* _FindArray(vtkXMLDataElement& section, std::string const& name) {
+        for (int i = 0; i < section.GetNumberOfNestedElements(); ++i)
+            if (vtkXMLDataElement& array = *section.GetNestedElement(i); Attribute(array, "Name") == name)
+                return &array;
+        return nullptr;
     }
 
     void _CheckArray(vtkXMLDataElement& array, std::string const& section, vtkXMLDataElement& piece) {
@@ -165,24 +195,62 @@ private:
         else if (section == "FieldData")
             tuples = _Required(array, "NumberOfTuples");
 
+        Count const values = _ValuesIn(array);
+        if (tuples && Attribute(array, "type") != "Bit" && values != *tuples * components)
+            throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
+                        std::to_string(*tuples * components));
+    }
+
+    // Whether the values of an array stand in its tag as text.
+    static bool _IsText(vtkXMLDataElement& array) {
+        std::string const format = Attribute(array, "format");
+        return (format == "ascii" || format.empty()) && !_Offset(array);
+    }
+
+    Stretch _DataOf(vtkXMLDataElement& array) const {
+        std::optional<Count> const offset = _Offset(array);
+        return offset ? _Appended(*offset) : _Inline(array);
+    }
+
+    Count _ValuesIn(vtkXMLDataElement& array) const {
+        std::string const name = Attribute(array, "Name");
         std::string const type = Attribute(array, "type");
         Count const value_bytes = BytesOfType(type);
         if (value_bytes == 0 && type != "String" && type != "Bit") // VTK's reader crashes
             throw Error("the array \"" + name + "\" is of the unknown type \"" + type + "\"");
-        bool const ascii = Attribute(array, "format") == "ascii" || Attribute(array, "format").empty();
-        std::optional<Count> const offset = _Offset(array);
-        Count values = 0;
-        if (ascii && !offset) {
-            values = type == "String" ? _TerminatorsInline(array) : _WordsInline(array);
-        } else {
-            Stretch const data = offset ? _Appended(*offset) : _Inline(array);
-            Count const bytes = _BytesOfData(data, name);
-            values = type == "String" ? _Terminators(_Unpacked(data, bytes, name))
-                                      : bytes / std::max<Count>(value_bytes, 1);
+        if (_IsText(array))
+            return type == "String" ? _TerminatorsInline(array) : _WordsInline(array);
+        Stretch const data = _DataOf(array);
+        Count const bytes = _BytesOfData(data, name);
+        if (type != "String")
+            return bytes / std::max<Count>(value_bytes, 1);
+        if (bytes > LargestNames)
+            _Damaged(name);
+        return _Terminators(_Unpacked(data, bytes, name));
+    }
+
+    // The last value of an array of whole numbers, 0 for an empty one; a negative one becomes too large for
+    // any use.
+    Count _LastNumber(vtkXMLDataElement& array) const {
+        std::string const name = Attribute(array, "Name");
+        std::string const type = Attribute(array, "type");
+        if (type.find("Int") == std::string::npos)
+            throw Error("the array \"" + name + "\" holds no whole numbers");
+        if (_ValuesIn(array) == 0)
+            return 0;
+        if (_IsText(array)) {
+            std::string_view const text = _Inline(array).text;
+            std::size_t const end = text.find_last_not_of(" \t\r\n\v\f") + 1;
+            std::size_t const begin = text.find_last_of(" \t\r\n\v\f", end - 1) + 1;
+            return static_cast<Count>(AsWholeNumber(text.substr(begin, end - begin)).value_or(-1));
         }
-        if (tuples && type != "Bit" && values != *tuples * components)
-            throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
-                        std::to_string(*tuples * components));
+        Stretch const data = _DataOf(array);
+        Count const bytes = _BytesOfData(data, name);
+        auto const value_bytes = static_cast<std::size_t>(BytesOfType(type));
+        std::string const end = _Unpacked(data, bytes - bytes % value_bytes, name, 2);
+        if (end.size() < value_bytes)
+            _Damaged(name);
+        return _Word(std::string_view(end).substr(end.size() - value_bytes));
     }
 
     static Count _Required(vtkXMLDataElement& element, char const* name) {
@@ -303,8 +371,10 @@ private:
         return _Terminators(bytes);
     }
 
-    // The `size` bytes of an array of names.
-    std::string _Unpacked(Stretch const& data, Count size, std::string const& name) const {
+    // The first `size` bytes of an array, once unpacked; of packed data only those in the last `blocks`
+    // blocks of it, which are checked on the way.
+    std::string _Unpacked(Stretch const& data, Count size, std::string const& name,
+                          std::size_t blocks = ~std::size_t{0}) const {
         if (!m_compressed) {
             std::string const bytes = data.First(m_word_bytes + size);
             return bytes.substr(std::min<std::size_t>(m_word_bytes, bytes.size()));
@@ -315,20 +385,29 @@ private:
         std::string const packed =
             Stretch{data.text.substr(std::min(begin, data.text.size())), data.base64}.First(
                 std::accumulate(words.begin() + 3, words.end(), Count{0}));
-        std::string bytes(size <= LargestNames ? static_cast<std::size_t>(size) : 0, '\0');
+        std::size_t const first = words.size() - std::min(blocks, words.size() - 3);
         std::size_t from = 0;
-        std::size_t to = 0;
+        Count before = 0; // bytes in the blocks that are passed over
+        std::string bytes;
         for (std::size_t i = 3; i < words.size(); ++i) {
             bool const is_short = i + 1 == words.size() && words[2] != 0;
             auto const block = static_cast<std::size_t>(words[is_short ? 2 : 1]);
             auto const length = static_cast<std::size_t>(words[i]);
-            if (length > packed.size() - from || block > bytes.size() - to ||
-                m_compressor->Uncompress(reinterpret_cast<unsigned char const*>(packed.data()) + from, length,
-                                         reinterpret_cast<unsigned char*>(bytes.data()) + to, block) != block)
+            if (length > packed.size() - from)
                 _Damaged(name);
+            if (i >= first) {
+                std::size_t const to = bytes.size();
+                bytes.resize(to + block);
+                auto const* const in = reinterpret_cast<unsigned char const*>(packed.data()) + from;
+                auto* const out = reinterpret_cast<unsigned char*>(bytes.data()) + to;
+                if (m_packing.compressor->Uncompress(in, length, out, block) != block)
+                    _Damaged(name);
+            } else {
+                before += block;
+            }
             from += length;
-            to += block;
         }
+        bytes.resize(static_cast<std::size_t>(std::min<Count>(bytes.size(), size - std::min(before, size))));
         return bytes;
     }
 
@@ -347,9 +426,12 @@ private:
         std::vector<Count> const words = _Words(data, 3 + blocks);
         if (words.size() < 3 + blocks)
             _Damaged(name);
+        // VTK's reader makes room for what a block claims to become.
         Count packed = words.size() * m_word_bytes;
         for (std::size_t i = 3; i < words.size(); ++i) {
-            if (words[i] > capacity || (packed += words[i]) > capacity)
+            Count const unpacked = i + 1 == words.size() && first[2] != 0 ? first[2] : first[1];
+            if (words[i] > capacity || (packed += words[i]) > capacity ||
+                unpacked > m_packing.most_per_byte * words[i])
                 _Damaged(name);
         }
         return blocks == 0 ? 0 : (blocks - 1) * first[1] + (first[2] != 0 ? first[2] : first[1]);
@@ -359,14 +441,17 @@ private:
     std::vector<Count> _Words(Stretch const& data, Count count) const {
         std::string const bytes = data.First(count * m_word_bytes);
         std::vector<Count> words;
-        for (std::size_t at = 0; at + m_word_bytes <= bytes.size(); at += m_word_bytes) {
-            Count word = 0;
-            for (std::size_t k = 0; k < m_word_bytes; ++k)
-                word = word << 8 |
-                       static_cast<unsigned char>(bytes[at + (m_big_endian ? k : m_word_bytes - 1 - k)]);
-            words.push_back(word);
-        }
+        for (std::size_t at = 0; at + m_word_bytes <= bytes.size(); at += m_word_bytes)
+            words.push_back(_Word(std::string_view(bytes).substr(at, m_word_bytes)));
         return words;
+    }
+
+    // The bytes as one number without sign.
+    Count _Word(std::string_view bytes) const {
+        Count word = 0;
+        for (std::size_t k = 0; k < bytes.size(); ++k)
+            word = word << 8 | static_cast<unsigned char>(bytes[m_big_endian ? k : bytes.size() - 1 - k]);
+        return word;
     }
 
     [[noreturn]] static void _Damaged(std::string const& name) {
@@ -377,8 +462,8 @@ private:
     std::size_t m_word_bytes = 4;
     bool m_big_endian = false;
     bool m_compressed = false;
-    vtkSmartPointer<vtkDataCompressor> m_compressor; // null where data is not packed
-    std::size_t m_appended = 0;                      // where appended data begins; 0 for none
+    Packing m_packing;
+    std::size_t m_appended = 0; // where appended data begins; 0 for none
     bool m_appended_base64 = false;
 };
 

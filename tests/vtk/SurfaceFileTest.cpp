@@ -213,7 +213,7 @@ TEST_F(SurfaceFile, BadFilesEndInOneLine) {
         {".obj", Replaced(Obj, "f 1 2 3", "vn 0 0 1\nf 1//1 2//1 3//1"), "1 of 2 faces"},
         {".vtp", Ply, "no VTK XML"},
         {".vtp", Replaced(Vtp, "PolyData", "UnstructuredGrid"), "PolyData is needed"},
-        {".vtp", Replaced(Vtp, "3 6<", "3 7<"), "not long enough"},
+        {".vtp", Replaced(Vtp, "3 6<", "3 7<"), "do not fit the list"},
         {".vtp", Replaced(Vtp, "3 6<", "-3 6<"), "monotonically"},
         {".vtp", Replaced(Vtp, "1 3 2<", "1 4 2<"), "point 4, but there are 4"},
         {".vtp", Replaced(Vtp, ">1 0</", ">1 0 1</"), "3 values instead of 2"},
