@@ -15,6 +15,7 @@ build_packages=(
     libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
 )
 test_packages=(libbenchmark-dev clang-format)
+fuzz_packages=(clang libclang-rt-14-dev llvm)
 
 # install_packages NAME...: installs with apt what is missing, and says so when it cannot.
 install_packages() {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+// What reads files that nobody vouches for, each as one function over the bytes of a file. The fuzzer and the
+// test that replays the corpus both run these.
+namespace FuzzTargets {
+
+// Reads the bytes as one kind of file. True when an object came out of them, false when they were refused
+// with an error that the reader documents. Every other exception goes through, and an object that is not
+// what it should be throws std::logic_error. One thread at a time.
+using Consume = bool (*)(std::span<std::byte const> bytes);
+
+struct Target {
+    std::string name; // of the folder with its corpus
+    Consume consume;
+};
+
+// The library's own files, and those that come through VTK's readers, where the bridge is built.
+std::vector<Target> LibraryTargets();
+std::vector<Target> VtkTargets();
+// Both, in the order in which they are run.
+inline std::vector<Target> AllTargets() {
+    std::vector<Target> targets = LibraryTargets();
+#ifdef KETSDK_WITH_VTK
+    std::vector<Target> const others = VtkTargets();
+    targets.insert(targets.end(), others.begin(), others.end());
+#endif
+    return targets;
+}
+
+} // namespace FuzzTargets
