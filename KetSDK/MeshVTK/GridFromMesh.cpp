@@ -119,14 +119,10 @@ void ShareArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, vtkUnstructur
                     " cells and " + std::to_string(source.GetNumberOfPoints()) + " points, the mesh " +
                     std::to_string(mesh.NumberOfElements()) + " elements and " +
                     std::to_string(mesh.NumberOfPoints()) + " nodes");
-    grid.GetCellData()->ShallowCopy(source.GetCellData());
-    grid.GetPointData()->ShallowCopy(source.GetPointData());
-    grid.GetFieldData()->ShallowCopy(source.GetFieldData());
-    for (char const* const name : {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::OriginalId})
-        grid.GetCellData()->RemoveArray(name);
-    RemoveKnownMaterialArrays(grid, mesh);
-    grid.GetPointData()->RemoveArray(ArrayNames::OriginalId);
-    grid.GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
+    auto const arrays = ArraysBesideMesh(mesh, source);
+    grid.GetCellData()->ShallowCopy(arrays->GetCellData());
+    grid.GetPointData()->ShallowCopy(arrays->GetPointData());
+    grid.GetFieldData()->ShallowCopy(arrays->GetFieldData());
 }
 
 template <typename Array, typename Mask>
@@ -140,6 +136,20 @@ void AddElementValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, Mask con
 }
 
 } // namespace
+
+vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh, vtkUnstructuredGrid& grid) {
+    auto arrays = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    arrays->GetCellData()->ShallowCopy(grid.GetCellData());
+    arrays->GetPointData()->ShallowCopy(grid.GetPointData());
+    arrays->GetFieldData()->ShallowCopy(grid.GetFieldData());
+    for (char const* const name : {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::OriginalId})
+        arrays->GetCellData()->RemoveArray(name);
+    RemoveKnownMaterialArrays(*arrays, mesh);
+    arrays->GetPointData()->RemoveArray(ArrayNames::OriginalId);
+    RemovePointFields(*arrays, mesh);
+    arrays->GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
+    return arrays;
+}
 
 void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
                   MDataMask<MMeshElement, double> const& mask, std::string const& name) {

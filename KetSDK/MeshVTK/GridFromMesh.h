@@ -28,6 +28,11 @@ namespace KetSDK::MeshVTK {
 KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
                                                                      vtkUnstructuredGrid* source);
 
+// The arrays of a grid that the mesh does not carry itself: those of cells, points and field data that
+// GridFromMesh would not make anew, on a grid without points and cells (shared, not copied).
+KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh,
+                                                                         vtkUnstructuredGrid& grid);
+
 // Adds to the grid, one that was made of the mesh, a cell array of that name with the mask's value of each
 // element, in place of an array that has the name. Throws Error when the grid has another number of cells.
 KETSDK_MESHVTK_API void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,

@@ -69,15 +69,18 @@ Partition PartitionBySubvolumes(vtkDataArray& numbers, vtkStringArray& names, vt
     return MakePartition(values, [&names](long long number) { return FromUtf8(names.GetValue(number)); });
 }
 
+vtkDataArray& LabelArray(vtkUnstructuredGrid& grid, std::string const& name) {
+    vtkDataArray* const array = FindArray(*grid.GetCellData(), name);
+    if (!array)
+        throw Error("there is no cell array \"" + name + "\"; " + DescribeArrays(*grid.GetCellData()));
+    return *array;
+}
+
 Partition FindPartition(vtkUnstructuredGrid& grid, std::string const& labels) {
     vtkCellData& arrays = *grid.GetCellData();
     vtkIdType const cells = grid.GetNumberOfCells();
-    if (!labels.empty()) {
-        vtkDataArray* const array = FindArray(arrays, labels);
-        if (!array)
-            throw Error("there is no cell array \"" + labels + "\"; " + DescribeArrays(arrays));
-        return PartitionByLabels(*array, cells);
-    }
+    if (!labels.empty())
+        return PartitionByLabels(LabelArray(grid, labels), cells);
     vtkDataArray* const numbers = FindArray(arrays, ArrayNames::Subvolume);
     vtkAbstractArray* const names = grid.GetFieldData()->GetAbstractArray(ArrayNames::SubvolumeNames);
     if (numbers && names) {
@@ -222,6 +225,19 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
     if (report)
         *report = rounded.report;
     return mesh;
+}
+
+void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid, std::string const& labels) {
+    Partition const partition = PartitionByLabels(LabelArray(grid, labels), mesh.NumberOfElements());
+    mesh.ClearSubVolumes();
+    std::vector<MMeshSubVolume*> parts;
+    for (std::wstring const& name : partition.names) {
+        parts.push_back(mesh.AddSubVolume());
+        parts.back()->SetName(name);
+    }
+    auto place = partition.place.begin();
+    for (MMeshElement& e : mesh.Elements())
+        parts[static_cast<std::size_t>(*place++)]->IncludeElement(e);
 }
 
 } // namespace KetSDK::MeshVTK

@@ -40,4 +40,9 @@ struct MeshFromGridOptions {
 KETSDK_MESHVTK_API std::unique_ptr<MMeshBase>
 MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options, RoundingReport* report);
 
+// Replaces the sub-volumes of a mesh by those of a cell array of labels, as MeshFromGrid makes them. Cell i
+// is element i. Throws Error for an array that is missing or holds no labels.
+KETSDK_MESHVTK_API void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid,
+                                              std::string const& labels);
+
 } // namespace KetSDK::MeshVTK

@@ -28,6 +28,14 @@ vtkDataArray* AsField(vtkDataSetAttributes& arrays, int index) {
     return is_field ? array : nullptr;
 }
 
+void ForEachField(MMeshBase const& mesh, auto const& visit) {
+    // The iterator takes no const mesh; nothing is changed here.
+    auto& walked = const_cast<MMeshBase&>(mesh);
+    auto const end = MMeshMaskIterator<Field>::End(&walked);
+    for (auto field = MMeshMaskIterator<Field>::Begin(&walked); field != end; ++field)
+        visit(*field);
+}
+
 } // namespace
 
 std::vector<std::unique_ptr<Field>> PointFieldsFromGrid(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
@@ -51,18 +59,21 @@ std::vector<std::unique_ptr<Field>> PointFieldsFromGrid(MMeshBase& mesh, vtkUnst
 }
 
 void AddPointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
-    // The iterator takes no const mesh; nothing is changed here.
-    auto& walked = const_cast<MMeshBase&>(mesh);
-    auto const end = MMeshMaskIterator<Field>::End(&walked);
-    for (auto field = MMeshMaskIterator<Field>::Begin(&walked); field != end; ++field) {
-        MDataMask<MMeshPoint, double> const& values = *field;
+    ForEachField(mesh, [&](Field const& field) {
+        MDataMask<MMeshPoint, double> const& values = field;
         vtkNew<vtkDoubleArray> array;
-        array->SetName(ToUtf8(field->GetID()).c_str());
+        array->SetName(ToUtf8(field.GetID()).c_str());
         array->SetNumberOfValues(mesh.NumberOfPoints());
         for (vtkIdType i = 0; i < mesh.NumberOfPoints(); ++i)
             array->SetValue(i, values.GetValue(*mesh.GetRandomPoint(static_cast<std::uint64_t>(i))));
         grid.GetPointData()->AddArray(array);
-    }
+    });
+}
+
+void RemovePointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+    ForEachField(mesh, [&grid](Field const& field) {
+        grid.GetPointData()->RemoveArray(ToUtf8(field.GetID()).c_str());
+    });
 }
 
 } // namespace KetSDK::MeshVTK

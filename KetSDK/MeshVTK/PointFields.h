@@ -21,5 +21,7 @@ PointFieldsFromGrid(MMeshBase& mesh, vtkUnstructuredGrid& grid);
 // Adds an array of points for each named scalar field of the mesh, under its identifier; of two with one
 // identifier the later one.
 void AddPointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
+// Removes arrays of points with these names.
+void RemovePointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
 
 } // namespace KetSDK::MeshVTK
