@@ -5,10 +5,9 @@
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
-#include <tsl/robin_map.h>
-
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <span>
 #include <stdexcept>
 #include <vector>
@@ -17,16 +16,75 @@ namespace {
 
 using Position = std::array<MLong, 3>;
 
-struct PositionHash {
-    std::size_t operator()(Position const& p) const noexcept {
-        return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2]));
-    }
-};
-
 } // namespace
 
-struct MMeshPointContainer::CoordinateIndex {
-    tsl::robin_map<Position, MMeshPoint*, PositionHash> nodes;
+// A hash table from positions to node numbers: sixteen bytes an entry that hold all a look-up needs, so that
+// it costs one access to memory, which can be fetched ahead.
+class MMeshPointContainer::CoordinateIndex {
+public:
+    using Number = std::uint32_t;
+    static constexpr Number None = std::numeric_limits<Number>::max();
+
+    CoordinateIndex() { Clear(); }
+
+    void Prefetch(Position const& p) const noexcept { __builtin_prefetch(&m_entries[_Slot(p)]); }
+
+    // The number that was entered for a position; None when there is none.
+    Number Find(Position const& p) const noexcept { return m_entries[_Find(p)].node; }
+    // Enters a number for a position that has none yet.
+    void Enter(Position const& p, Number node) {
+        if (2 * (m_count + 1) > m_entries.size())
+            _Grow();
+        m_entries[_Find(p)] = {p, node};
+        ++m_count;
+    }
+    // The numbers that were entered, ascending.
+    std::vector<Number> Nodes() const {
+        std::vector<Number> nodes;
+        for (Entry const& entry : m_entries)
+            if (entry.node != None)
+                nodes.push_back(entry.node);
+        std::ranges::sort(nodes);
+        return nodes;
+    }
+    void Clear() {
+        m_entries.assign(1024, FreeEntry);
+        m_count = 0;
+    }
+    std::size_t MemoryUsed() const noexcept { return m_entries.capacity() * sizeof(Entry); }
+
+private:
+    struct Entry {
+        Position position;
+        Number node;
+    };
+    static constexpr Entry FreeEntry{{0, 0, 0}, None};
+
+    std::size_t _Slot(Position const& p) const noexcept {
+        return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2])) &
+               (m_entries.size() - 1);
+    }
+    // Comparing the arrays would call a function.
+    static bool _IsSame(Position const& p, Position const& q) noexcept {
+        return p[0] == q[0] && p[1] == q[1] && p[2] == q[2];
+    }
+    // The slot in which a position stands, or the free one where it belongs.
+    std::size_t _Find(Position const& p) const noexcept {
+        std::size_t slot = _Slot(p);
+        while (m_entries[slot].node != None && !_IsSame(m_entries[slot].position, p))
+            slot = (slot + 1) & (m_entries.size() - 1);
+        return slot;
+    }
+    void _Grow() {
+        std::vector<Entry> larger(2 * m_entries.size(), FreeEntry);
+        m_entries.swap(larger);
+        for (Entry const& entry : larger)
+            if (entry.node != None)
+                m_entries[_Find(entry.position)] = entry;
+    }
+
+    std::vector<Entry> m_entries; // a power of two, half of which at least is free
+    std::size_t m_count = 0;
 };
 
 MMeshPointContainer::MMeshPointContainer() = default;
@@ -41,11 +99,11 @@ MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     if (!m_index)
         return _Append(x, y, z);
     Position const position{x, y, z};
-    auto const known = m_index->nodes.find(position);
-    if (known != m_index->nodes.end())
-        return *known->second;
+    CoordinateIndex::Number const known = m_index->Find(position);
+    if (known != CoordinateIndex::None)
+        return m_points[known];
     MMeshPoint& node = _Append(x, y, z);
-    m_index->nodes.emplace(position, &node);
+    m_index->Enter(position, static_cast<CoordinateIndex::Number>(node.GetIndex()));
     return node;
 }
 
@@ -61,13 +119,18 @@ void MMeshPointContainer::DropCoordinateIndex() noexcept {
 void MMeshPointContainer::UpdateCoordinateIndex() {
     if (!m_index)
         return;
-    std::vector<MMeshPoint*> nodes;
-    for (auto const& [position, node] : m_index->nodes)
-        nodes.push_back(node);
-    std::ranges::sort(nodes, {}, &MMeshPoint::GetIndex);
-    m_index->nodes.clear();
-    for (MMeshPoint* node : nodes)
-        m_index->nodes.emplace(Position{node->x, node->y, node->z}, node);
+    std::vector<CoordinateIndex::Number> const nodes = m_index->Nodes();
+    m_index->Clear();
+    for (CoordinateIndex::Number const number : nodes) {
+        Position const position{m_points[number].x, m_points[number].y, m_points[number].z};
+        if (m_index->Find(position) == CoordinateIndex::None)
+            m_index->Enter(position, number);
+    }
+}
+
+void MMeshPointContainer::PrefetchPoint(MLong x, MLong y, MLong z) const noexcept {
+    if (m_index)
+        m_index->Prefetch({x, y, z});
 }
 
 void MMeshPointContainer::Clear() noexcept {
@@ -143,10 +206,8 @@ void MMeshPointContainer::_LoadAppending(std::uint32_t count, MMeshBase* mesh, M
 
 std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
     std::size_t const blocks = (m_points.size() + BlockSize - 1) / BlockSize;
-    std::size_t bytes = blocks * (BlockSize * sizeof(MMeshPoint) + sizeof(void*));
-    if (m_index)
-        bytes += m_index->nodes.bucket_count() * (sizeof(Position) + 2 * sizeof(void*));
-    return bytes;
+    std::size_t const bytes = blocks * (BlockSize * sizeof(MMeshPoint) + sizeof(void*));
+    return m_index ? bytes + m_index->MemoryUsed() : bytes;
 }
 
 MMeshPoint& MMeshPointContainer::_Append(MLong x, MLong y, MLong z) {

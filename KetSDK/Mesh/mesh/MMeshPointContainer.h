@@ -36,6 +36,8 @@ public:
     // present positions, the first of those that have come together. Nothing without an index.
     void UpdateCoordinateIndex();
     bool HasCoordinateIndex() const noexcept { return m_index != nullptr; }
+    // Fetches what AddPoint will look up for a position, for loops that know it some time before.
+    void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
 
     std::uint64_t GetNumPoints() const noexcept { return m_points.size(); }
     // Node i, not range-checked.
@@ -56,7 +58,7 @@ public:
     std::size_t MemoryUsed() const noexcept;
 
 private:
-    struct CoordinateIndex;
+    class CoordinateIndex;
     static constexpr std::size_t BlockSize = 4096;
     using Storage = boost::container::deque<
         MMeshPoint, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
