@@ -36,6 +36,8 @@ public:
     // Replaces the nodes by copies of the given pointers.
     void Set(unsigned char n, MMeshPoint** nodes);
     void Set(std::vector<MMeshPoint*> const& nodes);
+    // Exchanges nodes i and k, not range-checked.
+    void SwapNodes(unsigned int i, unsigned int k) noexcept { std::swap(m_nodes[i], m_nodes[k]); }
 
     // The node array of GetNodeCount() pointers, owned by the element.
     MMeshPoint* const* GetNodes() const noexcept { return m_nodes; }

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshOperator.h>
+
+// Repairs inverted tetrahedra, linear and quadratic: exchanges corners 2 and 3, on a ten-node element
+// together with the mid-edge nodes of their edges (5 with 8 and 6 with 7), so that every mid-edge node
+// stays on its edge. Flat elements have no orientation and stay, and so does every other kind of element.
+// Nodes, masks and neighbour information are not touched. Reads no settings, reports no progress. One
+// thread at a time uses operator and mesh.
+class KETSDK_MESH_API MMeshOrientOperator : public MMeshOperator {
+public:
+    MMeshOrientOperator() = default;
+    ~MMeshOrientOperator() override;
+
+    // Repairs all elements. False without a mesh, otherwise true.
+    bool Operate() override;
+
+    // Number of elements repaired, of all runs together (kept: callers sum over meshes in this way); a new
+    // operator starts at 0.
+    int GetNbCorrected() const noexcept { return m_corrected; }
+
+private:
+    int m_corrected = 0;
+};
