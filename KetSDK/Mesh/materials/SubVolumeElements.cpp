@@ -2,8 +2,6 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
-#include <tsl/robin_map.h>
-
 #include <algorithm>
 
 namespace KetSDK::Mesh::Detail {
@@ -12,12 +10,11 @@ SubVolumeElements::SubVolumeElements(MMeshBase const& mesh,
                                      std::set<MMeshSubVolume const*> const* selection) {
     bool const all = !selection || selection->empty();
     std::uint64_t left = mesh.Elements().GetNumElements(); // counts of sub-volumes may be anything
-    tsl::robin_map<int, std::size_t> group_of;
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
         MMeshSubVolume const& sub_volume = **it;
         if (sub_volume.GetParent() != &mesh || !(all || selection->contains(&sub_volume)))
             continue;
-        auto const [place, is_new] = group_of.try_emplace(sub_volume.GetID(), m_groups.size());
+        auto const [place, is_new] = m_group_of.try_emplace(sub_volume.GetID(), m_groups.size());
         if (is_new) {
             std::uint64_t const expected = std::min(sub_volume.GetNbElements(), left);
             left -= expected;
@@ -31,8 +28,8 @@ SubVolumeElements::SubVolumeElements(MMeshBase const& mesh,
     if (!numbers || m_groups.empty())
         return;
     auto const find = [&](int number) {
-        auto const found = group_of.find(number);
-        return found == group_of.end() ? nullptr : &m_groups[found->second];
+        auto const found = m_group_of.find(number);
+        return found == m_group_of.end() ? nullptr : &m_groups[found->second];
     };
     // Members of a sub-volume mostly follow one another: looked up where the number changes.
     int last_number = 0;
@@ -46,6 +43,11 @@ SubVolumeElements::SubVolumeElements(MMeshBase const& mesh,
         if (group)
             group->push_back(e.GetMaskIndex());
     }
+}
+
+std::span<std::uint64_t const> SubVolumeElements::Of(MMeshSubVolume const& sub_volume) const noexcept {
+    auto const found = m_group_of.find(sub_volume.GetID());
+    return found == m_group_of.end() ? std::span<std::uint64_t const>() : m_groups[found->second];
 }
 
 } // namespace KetSDK::Mesh::Detail

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <set>
+#include <span>
+#include <unordered_map>
 #include <vector>
 
 class MMeshBase;
@@ -28,7 +30,12 @@ public:
         return true;
     }
 
+    // The mask indices of the elements of one of the sub-volumes, in the order of the mesh; nothing for a
+    // sub-volume that was not asked for.
+    std::span<std::uint64_t const> Of(MMeshSubVolume const& sub_volume) const noexcept;
+
 private:
+    std::unordered_map<int, std::size_t> m_group_of;  // by sub-volume number
     std::vector<std::vector<std::uint64_t>> m_groups; // by distinct sub-volume number
     std::vector<std::size_t> m_order;                 // the group of each sub-volume
 };

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <KetSDK/Mesh/materials/SubVolumeElements.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace KetSDK::Mesh::Detail {
+
+// What is common to building a mesh of other elements on the places of a source mesh, sub-volume by
+// sub-volume. Nodes at one place become one node. The source must not change meanwhile.
+class MeshRebuild {
+public:
+    // Empties the target's list of sub-volumes; whatever else it holds stays.
+    MeshRebuild(MMeshBase const& source, MMeshBase& target);
+
+    // Calls visit(sub-volume of the source, new sub-volume of the target) for each in the order of the list,
+    // until visit returns false; false when it did.
+    template <typename Visit>
+    bool ForEachSubVolume(Visit&& visit) {
+        for (auto it = m_source.BeginSubVolume(); it != m_source.EndSubVolume(); ++it)
+            if (!visit(**it, _AddSubVolumeLike(**it)))
+                return false;
+        return true;
+    }
+
+    // Calls visit(element) for each of a sub-volume in the order of the mesh, until visit returns false;
+    // false when it did. The nodes of later elements are fetched ahead of prefetch(element), which comes some
+    // elements before visit.
+    template <typename Prefetch, typename Visit>
+    bool ForEachElement(MMeshSubVolume const& sub_volume, Prefetch&& prefetch, Visit&& visit) const {
+        constexpr std::size_t near = 8, far = 24;
+        auto const indices = m_members.Of(sub_volume);
+        for (std::size_t i = 0; i < indices.size(); ++i) {
+            if (i + far < indices.size()) {
+                MMeshElement const& ahead = _ElementAt(indices[i + far]);
+                for (unsigned int k = 0; k < ahead.GetNodeCount(); ++k)
+                    __builtin_prefetch(ahead.GetNode(k));
+            }
+            if (i + near < indices.size())
+                prefetch(_ElementAt(indices[i + near]));
+            if (!visit(_ElementAt(indices[i])))
+                return false;
+        }
+        return true;
+    }
+    template <typename Visit>
+    bool ForEachElement(MMeshSubVolume const& sub_volume, Visit&& visit) const {
+        return ForEachElement(
+            sub_volume, [](MMeshElement const&) {}, visit);
+    }
+
+    // The target's node at the place of a node, which is one of the source or in no container.
+    MMeshPoint* NodeFor(MMeshPoint const& source) {
+        if (source.GetIndex() < 0)
+            return &m_target.AddPointOnce(source.x, source.y, source.z);
+        MMeshPoint*& node = m_node_of[static_cast<std::size_t>(source.GetIndex())];
+        if (!node)
+            node = &m_target.AddPointOnce(source.x, source.y, source.z);
+        return node;
+    }
+    // Node i of an element seen as a tetrahedron: a node at the origin where the element has none, and in
+    // place of mid-edge nodes when it has fewer than ten.
+    static MMeshPoint const* SourceOf(MMeshElement const& e, unsigned int i) noexcept {
+        static MMeshPoint const origin;
+        bool const exists = i < (i < 4 || e.GetNodeCount() >= 10 ? e.GetNodeCount() : 4u);
+        return exists ? e.GetNode(i) : &origin;
+    }
+    // The target's node there.
+    MMeshPoint* NodeFor(MMeshElement const& e, unsigned int i) { return NodeFor(*SourceOf(e, i)); }
+    // The target's node in the middle between two places of the source, halves rounded away from zero.
+    MMeshPoint* MiddleOf(MMeshPoint const& a, MMeshPoint const& b) {
+        return &m_target.AddPointOnce(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+    }
+    // Fetches what MiddleOf of the nodes there will look up.
+    void PrefetchMiddleOf(MMeshPoint const& a, MMeshPoint const& b) const noexcept {
+        m_target.PrefetchPoint(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+    }
+    // Turns the inverted tetrahedra of the target, those that it had before too; returns how many.
+    int Orient();
+
+private:
+    static MLong _Middle(MLong a, MLong b) noexcept {
+        std::int64_t const sum = std::int64_t{a} + b;
+        return static_cast<MLong>((sum + (sum > 0) - (sum < 0)) / 2);
+    }
+    MMeshElement const& _ElementAt(std::uint64_t index) const noexcept {
+        return *m_source.GetElementMasks()->GetObjectAt(index);
+    }
+    MMeshSubVolume& _AddSubVolumeLike(MMeshSubVolume const& source);
+
+    MMeshBase const& m_source;
+    MMeshBase& m_target;
+    SubVolumeElements m_members;
+    std::vector<MMeshPoint*> m_node_of; // by number of the source's node; null while not entered
+};
+
+} // namespace KetSDK::Mesh::Detail
