@@ -25,8 +25,8 @@ void MMeshElementMaskContainer::Clear() {
     _ReleaseAllIDs();
 }
 
-void MMeshElementMaskContainer::_CopyBuiltInMasks(MMeshElementMaskContainer const& other,
-                                                  CopiedElements const& copies, bool with_subvolumes) {
+void MMeshElementMaskContainer::CopyBuiltInMasks(MMeshElementMaskContainer const& other,
+                                                 CopiedElements const& copies, bool with_subvolumes) {
     auto const copy = [&copies](auto const* source, auto&& create) {
         if (!source)
             return;

@@ -78,6 +78,12 @@ public:
     // Deletes the built-in masks, lets go of user masks and takes back every index.
     void Clear();
 
+    // Pairs of an element of another mesh and the element here that is its copy.
+    using CopiedElements = std::vector<std::pair<MMeshElement const*, MMeshElement const*>>;
+    // Copies the built-in values of another mesh, with sub-volume numbers or without.
+    void CopyBuiltInMasks(MMeshElementMaskContainer const& other, CopiedElements const& copies,
+                          bool with_subvolumes);
+
     // Which material of several an element has: the number of set flags below its main volume, which is
     // the one with the largest weight (the first of several) among the volumes of its list whose flag is
     // set. For an element without such a volume it is the number of all set flags (below position 65535).
@@ -93,12 +99,6 @@ public:
 private:
     friend class MMeshBase;
     MMeshElementMaskContainer() { _KeepObjectTable(); }
-
-    // Pairs of an element of another mesh and the element here that is its copy.
-    using CopiedElements = std::vector<std::pair<MMeshElement const*, MMeshElement const*>>;
-    // Copies the built-in values of another mesh, with sub-volume numbers or without.
-    void _CopyBuiltInMasks(MMeshElementMaskContainer const& other, CopiedElements const& copies,
-                           bool with_subvolumes);
 
     // Makes a built-in mask on first access. Built-in values follow an element that is copied.
     template <typename M, typename V>

@@ -76,7 +76,7 @@ void MMeshBase::_CopyFrom(MMeshBase const& other) {
     copies.reserve(static_cast<std::size_t>(m_elements->GetNumElements()));
     for (std::uint64_t i = 0; i < m_elements->GetNumElements(); ++i)
         copies.emplace_back(other.GetElement(i), GetElement(i));
-    m_element_masks->_CopyBuiltInMasks(*other.m_element_masks, copies, true);
+    m_element_masks->CopyBuiltInMasks(*other.m_element_masks, copies, true);
     m_point_masks->_CopyBuiltInMasks(*other.m_point_masks, other);
 }
 
@@ -312,7 +312,7 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) 
         }
         copies.emplace_back(&e, part->AddElement(static_cast<char>(e.GetNodeCount()), nodes.data()));
     }
-    part->m_element_masks->_CopyBuiltInMasks(*m_element_masks, copies, false);
+    part->m_element_masks->CopyBuiltInMasks(*m_element_masks, copies, false);
     return part.release();
 }
 

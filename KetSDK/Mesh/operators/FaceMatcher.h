@@ -14,8 +14,15 @@
 
 namespace KetSDK::Mesh::Detail {
 
-// Finds the faces at which a mesh ends or at which elements of two groups meet, whatever the kinds of
-// the elements.
+// Whether all faces are triangles, so that the smaller matcher will do.
+inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
+    return std::ranges::all_of(elements, [](MMeshElement const& e) {
+        return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) <= 4;
+    });
+}
+
+// Finds the faces at which a mesh ends or at which elements of two groups meet, or else those at which
+// elements of one group meet, whatever the kinds of the elements.
 //
 // Each face becomes a record of its corners, and the records are spread by a hash of the corners over
 // parts that fit into the processor's cache, where equal faces find one another through a small table.
@@ -31,7 +38,7 @@ public:
     // Stands for the group of the neighbour where there is none.
     static constexpr int NoNeighbour = std::numeric_limits<int>::max();
 
-    // group(element) says to which group an element belongs.
+    // group(element) says to which group an element belongs. One of the walks below uses the matcher up.
     template <typename Group>
     FaceMatcher(MMeshElementContainer const& elements, Group&& group)
         : m_elements(elements) {
@@ -50,7 +57,26 @@ public:
     template <typename Visit>
     void ForEachBoundaryFace(Visit&& visit) {
         for (Part& part : m_parts) {
-            _MatchRecords(part, visit);
+            _MatchRecords(
+                part, [&](Part const& records, std::uint32_t first) { _VisitChain(records, first, visit); });
+            part = Part();
+        }
+    }
+
+    // Calls visit(element, other) for elements of one group that have a face in common, in no particular
+    // order. Where more than two of them meet at a face, enough pairs are visited to connect all.
+    template <typename Visit>
+    void ForEachConnection(Visit&& visit) {
+        for (Part& part : m_parts) {
+            _MatchRecords(part, [&](Part const& records, std::uint32_t first) {
+                for (std::uint32_t own = m_next[first]; own != End; own = m_next[own]) {
+                    std::uint32_t other = first;
+                    while (other != own && records[other].group != records[own].group)
+                        other = m_next[other];
+                    if (other != own)
+                        visit(records[other].element, records[own].element);
+                }
+            });
             part = Part();
         }
     }
@@ -151,9 +177,9 @@ private:
         }
     }
 
-    // Links records with the same corners to chains and visits the chains.
-    template <typename Visit>
-    void _MatchRecords(Part const& records, Visit& visit) {
+    // Links records with the same corners to chains and calls visit_chain(records, first of the chain).
+    template <typename VisitChain>
+    void _MatchRecords(Part const& records, VisitChain const& visit_chain) {
         std::size_t size = 64;
         while (size < 2 * records.Size())
             size *= 2;
@@ -175,7 +201,7 @@ private:
             }
         }
         for (std::uint32_t const first : m_chains)
-            _VisitChain(records, first, visit);
+            visit_chain(records, first);
     }
 
     template <typename Visit>

@@ -57,10 +57,7 @@ class TakenFaces {
 public:
     TakenFaces(MMeshBase& mesh, bool interfaces)
         : m_first(static_cast<std::size_t>(mesh.Elements().GetNumElements()), NoFace) {
-        bool const tetrahedra_only = std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
-            return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) <= 4;
-        });
-        if (tetrahedra_only)
+        if (HasTrianglesOnly(mesh.Elements()))
             _Find<false>(mesh, interfaces);
         else
             _Find<true>(mesh, interfaces);

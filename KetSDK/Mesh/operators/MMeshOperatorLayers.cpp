@@ -3,7 +3,6 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/FaceMatcher.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -52,10 +51,7 @@ void AddNodesOfBoundaryFaces(MMeshBase const& mesh, NodeSet& nodes) {
 
 NodeSet NodesOnBoundary(MMeshBase const& mesh) {
     NodeSet nodes(mesh);
-    bool const tetrahedra_only = std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
-        return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) <= 4;
-    });
-    if (tetrahedra_only)
+    if (HasTrianglesOnly(mesh.Elements()))
         AddNodesOfBoundaryFaces<false>(mesh, nodes);
     else
         AddNodesOfBoundaryFaces<true>(mesh, nodes);
