@@ -3,6 +3,8 @@
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 #include <KetSDK/FileIO/SAX/ISAXPersist.h>
 #include <KetSDK/FileIO/SAX/ISAXReference.h>
+#include <KetSDK/FileIO/SAX/MSAXBinaryReader.h>
+#include <KetSDK/FileIO/SAX/MSAXBinaryWriter.h>
 #include <KetSDK/FileIO/SAX/MSAXTagWriter.h>
 #include <KetSDK/FileIO/SAX/MSAXTextReader.h>
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
@@ -15,25 +17,34 @@
 #include <cfloat>
 #include <functional>
 #include <limits>
+#include <memory>
 #include <random>
 
 namespace {
 
-// Documents on disk, as the reader and the writer take them.
+// Documents on disk, as the reader and the writer take them; as text or in the binary encoding.
 class SAX : public testing::Test {
 protected:
+    std::unique_ptr<MSAXWriter> MakeWriter(MFile& file) const {
+        if (m_binary)
+            return std::make_unique<MSAXBinaryWriter>(file);
+        return std::make_unique<MSAXTextWriter>(file);
+    }
     std::string Write(std::function<void(MSAXWriter&)> const& body) {
         MFile file(m_name, MFile::Mode::Write);
-        MSAXTextWriter writer(file);
-        body(writer);
-        EXPECT_TRUE(writer.IsGood());
+        auto const writer = MakeWriter(file);
+        body(*writer);
+        EXPECT_TRUE(writer->IsGood());
         EXPECT_TRUE(file.Close());
         return Content(m_name.GetPath());
     }
     void Read(std::string const& document, ISAXPersistBase& object) {
         Save(m_name.GetPath(), document);
         MFile file(m_name, MFile::Mode::Read);
-        MSAXTextReader(file).ReadDocument(L"Root", object);
+        if (m_binary)
+            MSAXBinaryReader(file).ReadDocument(L"Root", object);
+        else
+            MSAXTextReader(file).ReadDocument(L"Root", object);
     }
 
     template <typename T>
@@ -41,6 +52,7 @@ protected:
     template <typename T>
     void ExpectRefused(std::initializer_list<char const*> texts);
 
+    bool m_binary = false;
     MTemporaryDirectory m_folder;
     MFileName m_name = m_folder.GetPath() / "document.xml";
 };
@@ -70,6 +82,9 @@ T Get(MSAXReader& reader) {
 
 template <typename T>
 void SAX::ExpectReadsBack(T const& value) {
+    m_binary = !m_binary;
+    if (m_binary)
+        ExpectReadsBack(value); // in this encoding first
     constexpr bool has_attribute = std::is_same_v<T, std::wstring> || std::is_same_v<T, std::uint64_t>;
     std::string const document = Write([&](MSAXWriter& writer) {
         MSAXTagWriter const root(writer, L"Root");
@@ -179,37 +194,40 @@ TEST_F(SAX, EveryStringReadsBack) {
 }
 
 TEST_F(SAX, EveryDoubleReadsBackBitForBit) {
-    using Limits = std::numeric_limits<double>;
-    std::vector<double> numbers;
-    for (double const number :
-         {0.0, 0.1, 1.0 / 3.0, 5e22, DBL_MAX, DBL_MIN, Limits::denorm_min(), DBL_MIN - Limits::denorm_min(),
-          Limits::infinity(), Limits::quiet_NaN(), std::bit_cast<double>(0x7FF80000DEADBEEFULL)})
-        numbers.insert(numbers.end(), {number, -number});
-    std::mt19937_64 random(11);
-    for (int i = 0; i < 2000; ++i)
-        numbers.push_back(std::bit_cast<double>(random()));
-    std::string const document = Write([&](MSAXWriter& writer) {
-        MSAXTagWriter const root(writer, L"Root");
-        for (double const number : numbers)
-            writer.WriteTag(L"V", number, 17);
-        MSAXTagWriter const array(writer, L"V");
-        writer.WriteArray(std::span(numbers).first(100));
-        writer.WriteArray(std::span(numbers).subspan(100));
-    });
-    std::vector<double> read;
-    Values values([&](MSAXReader& reader) {
-        if (read.size() == numbers.size()) {
-            std::vector<double> array = {1.0}; // replaced
-            reader.ReadArray(array);
-            read.insert(read.end(), array.begin(), array.end());
-        } else {
-            reader.Read(read.emplace_back());
-        }
-    });
-    Read(document, values);
-    ASSERT_EQ(read.size(), 2 * numbers.size());
-    for (std::size_t i = 0; i < read.size(); ++i)
-        EXPECT_EQ(Bits(read[i]), Bits(numbers[i % numbers.size()])) << i;
+    for (bool const binary : {true, false}) {
+        m_binary = binary;
+        using Limits = std::numeric_limits<double>;
+        std::vector<double> numbers;
+        for (double const number : {0.0, 0.1, 1.0 / 3.0, 5e22, DBL_MAX, DBL_MIN, Limits::denorm_min(),
+                                    DBL_MIN - Limits::denorm_min(), Limits::infinity(), Limits::quiet_NaN(),
+                                    std::bit_cast<double>(0x7FF80000DEADBEEFULL)})
+            numbers.insert(numbers.end(), {number, -number});
+        std::mt19937_64 random(11);
+        for (int i = 0; i < 2000; ++i)
+            numbers.push_back(std::bit_cast<double>(random()));
+        std::string const document = Write([&](MSAXWriter& writer) {
+            MSAXTagWriter const root(writer, L"Root");
+            for (double const number : numbers)
+                writer.WriteTag(L"V", number, 17);
+            MSAXTagWriter const array(writer, L"V");
+            writer.WriteArray(std::span(numbers).first(100));
+            writer.WriteArray(std::span(numbers).subspan(100));
+        });
+        std::vector<double> read;
+        Values values([&](MSAXReader& reader) {
+            if (read.size() == numbers.size()) {
+                double part[7];
+                for (std::size_t size = 7; size == 7; read.insert(read.end(), part, part + size))
+                    size = reader.ReadPart(std::span(part));
+            } else {
+                reader.Read(read.emplace_back());
+            }
+        });
+        Read(document, values);
+        ASSERT_EQ(read.size(), 2 * numbers.size());
+        for (std::size_t i = 0; i < read.size(); ++i)
+            EXPECT_EQ(Bits(read[i]), Bits(numbers[i % numbers.size()])) << i;
+    }
     std::string const short_one = Write([](MSAXWriter& writer) { writer.WriteTag(L"V", 2.0 / 3.0, 4); });
     EXPECT_NE(short_one.find("<V>0.6667</V>"), std::string::npos) << short_one;
 }
@@ -268,29 +286,74 @@ TEST_F(SAX, CutOffAndMalformedDocumentsReachNoObject) {
     EXPECT_THROW(Read("<Root><Node Id='4294967296'/></Root>", root), std::runtime_error);
 }
 
-TEST_F(SAX, MisusedWriterMakesNoBrokenDocument) {
-    MFile file(m_name, MFile::Mode::Write);
-    MSAXTextWriter writer(file);
-    EXPECT_THROW(writer.Write(1), std::runtime_error);
-    for (wchar_t const* name : {L"", L"two words", L"1st", L"a<b", L"\u00E9"}) {
-        EXPECT_THROW(writer.OpenTag(name), std::runtime_error);
+// Nothing but "invalid state" comes of a damaged binary document, whatever it claims to hold.
+TEST_F(SAX, DamagedBinaryDocumentsAreRefusedOrReadWithoutHarm) {
+    m_binary = true;
+    std::string const document = Write([](MSAXWriter& writer) {
+        MSAXTagWriter const root(writer, L"Root");
+        writer.WriteAttribute(L"Name", L"\u20AC");
+        writer.OpenTag(L"Skipped");
+        writer.WriteTag(L"V", std::wstring(L"text"));
+        writer.WriteTag(L"W", 1.5, 17);
+        writer.CloseTag();
+        MSAXTagWriter const array(writer, L"V");
+        writer.WriteArray(std::vector<std::int32_t>());
+        writer.WriteArray(std::vector<std::int32_t>{1, 2});
+        writer.WriteArray(std::vector<std::int32_t>{3});
+    });
+    std::vector<std::int32_t> numbers;
+    Values values([&](MSAXReader& reader) { reader.ReadArray(numbers); });
+    Read(document + "what follows is not the reader's", values);
+    EXPECT_EQ(numbers, (std::vector<std::int32_t>{1, 2, 3}));
+    for (std::size_t size = 0; size < document.size(); ++size)
+        EXPECT_THROW(Read(document.substr(0, size), values), std::runtime_error) << size;
+    for (std::size_t i = 0; i < document.size(); ++i) {
+        for (int const change : {0x01, 0x80, 0xFF}) {
+            std::string damaged = document;
+            damaged[i] = static_cast<char>(damaged[i] ^ change);
+            try {
+                Read(damaged, values);
+                EXPECT_LE(numbers.capacity(), 64U) << i;
+            } catch (std::runtime_error const& error) {
+                EXPECT_STREQ(error.what(), "invalid state");
+            }
+        }
     }
-    writer.OpenTag(L"Root");
-    writer.WriteTag(L"V", 1);
-    EXPECT_THROW(writer.Write(2), std::runtime_error) << "a value beside a tag";
-    EXPECT_THROW(writer.WriteAttribute(L"Late", 1), std::runtime_error);
-    writer.OpenTag(L"V");
-    writer.Write(1);
-    EXPECT_THROW(writer.Write(2), std::runtime_error) << "a second value";
-    EXPECT_THROW(writer.OpenTag(L"V"), std::runtime_error) << "a tag beside a value";
-    writer.CloseTag();
-    writer.CloseTag();
-    EXPECT_THROW(writer.OpenTag(L"Root"), std::runtime_error) << "a second outermost tag";
-    ASSERT_TRUE(file.Close());
-    int sum = 0;
-    Values values([&](MSAXReader& reader) { sum += Get<std::int32_t>(reader); });
-    Read(Content(m_name.GetPath()), values);
-    EXPECT_EQ(sum, 2);
+    std::string const opened = document.substr(0, 8) + "\x01\x04Root";
+    std::string deep = opened;
+    for (int i = 0; i < 100000; ++i)
+        deep += "\x01\x01V";
+    Values nested([](MSAXReader&) {});
+    EXPECT_THROW(Read(deep, nested), std::runtime_error);
+}
+
+TEST_F(SAX, MisusedWriterMakesNoBrokenDocument) {
+    for (bool const binary : {true, false}) {
+        m_binary = binary;
+        MFile file(m_name, MFile::Mode::Write);
+        auto const made = MakeWriter(file);
+        MSAXWriter& writer = *made;
+        EXPECT_THROW(writer.Write(1), std::runtime_error);
+        for (wchar_t const* name : {L"", L"two words", L"1st", L"a<b", L"\u00E9"}) {
+            EXPECT_THROW(writer.OpenTag(name), std::runtime_error);
+        }
+        writer.OpenTag(L"Root");
+        writer.WriteTag(L"V", 1);
+        EXPECT_THROW(writer.Write(2), std::runtime_error) << "a value beside a tag";
+        EXPECT_THROW(writer.WriteAttribute(L"Late", 1), std::runtime_error);
+        writer.OpenTag(L"V");
+        writer.Write(1);
+        EXPECT_THROW(writer.Write(2), std::runtime_error) << "a second value";
+        EXPECT_THROW(writer.OpenTag(L"V"), std::runtime_error) << "a tag beside a value";
+        writer.CloseTag();
+        writer.CloseTag();
+        EXPECT_THROW(writer.OpenTag(L"Root"), std::runtime_error) << "a second outermost tag";
+        ASSERT_TRUE(file.Close());
+        int sum = 0;
+        Values values([&](MSAXReader& reader) { sum += Get<std::int32_t>(reader); });
+        Read(Content(m_name.GetPath()), values);
+        EXPECT_EQ(sum, 2);
+    }
 }
 
 TEST_F(SAX, StateStreamReadsBackAndRefusesWhatIsMissing) {

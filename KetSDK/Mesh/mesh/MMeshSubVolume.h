@@ -70,6 +70,7 @@ public:
 
 private:
     friend class MMeshBase;
+    friend class MSAXMeshBase; // reads counts from a file
 
     MMeshBase* m_parent;
     std::wstring m_name;

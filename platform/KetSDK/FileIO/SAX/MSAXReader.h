@@ -2,7 +2,9 @@
 
 #include <KetSDK/Common/Shared/MExport.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -11,7 +13,7 @@ class ISAXPersistBase;
 class ISAXReference;
 
 // Reads persistent objects from the tags of one document. Objects see this interface only; the
-// encoding (MSAXTextReader) is behind it. Whatever is wrong with a document throws
+// encoding (MSAXTextReader, MSAXBinaryReader) is behind it. Whatever is wrong with a document throws
 // std::runtime_error("invalid state"), and leaves an object half-filled when its own values are
 // wrong: a caller with something to lose reads into a new object and takes it when all went well.
 // Used by one thread.
@@ -40,6 +42,11 @@ public:
     // the object to check; memory grows with the numbers that are there.
     virtual void ReadArray(std::vector<std::int32_t>& values) = 0;
     virtual void ReadArray(std::vector<double>& values) = 0;
+
+    // For arrays that are too long to be held twice: takes the next numbers of the open tag and returns how
+    // many there were, fewer than asked for only at the end. For a tag that is read in this way alone.
+    virtual std::size_t ReadPart(std::span<std::int32_t> values) = 0;
+    virtual std::size_t ReadPart(std::span<double> values) = 0;
 
     // For HandleTag: an attribute of the open tag. False, leaving the value, when it has none.
     virtual bool ReadAttribute(std::wstring const& name, std::wstring& value) = 0;

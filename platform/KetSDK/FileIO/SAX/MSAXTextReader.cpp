@@ -182,21 +182,44 @@ void MSAXTextReader::ReadArray(std::vector<double>& values) {
     _ReadArray(values);
 }
 
+std::size_t MSAXTextReader::ReadPart(std::span<std::int32_t> values) {
+    return _ReadPart(values);
+}
+std::size_t MSAXTextReader::ReadPart(std::span<double> values) {
+    return _ReadPart(values);
+}
+
 template <typename Number>
-void MSAXTextReader::_ReadArray(std::vector<Number>& values) const {
+void MSAXTextReader::_ReadArray(std::vector<Number>& values) {
+    constexpr std::size_t piece = 1024;
+    values.clear();
+    m_part_begin = 0;
+    for (std::size_t size = piece; size == piece;) {
+        std::size_t const before = values.size();
+        values.resize(before + piece);
+        size = _ReadPart(std::span(values).subspan(before));
+        values.resize(before + size);
+    }
+}
+
+template <typename Number>
+std::size_t MSAXTextReader::_ReadPart(std::span<Number> values) {
     constexpr std::string_view WhiteSpace = " \t\r\n";
     std::string_view const text = _Value();
-    values.clear();
-    for (std::size_t begin = text.find_first_not_of(WhiteSpace); begin != std::string_view::npos;) {
+    std::size_t count = 0;
+    std::size_t begin = std::min(text.find_first_not_of(WhiteSpace, m_part_begin), text.size());
+    for (; begin < text.size() && count < values.size(); ++count) {
         std::size_t const end = std::min(text.find_first_of(WhiteSpace, begin), text.size());
         std::string_view const number = text.substr(begin, end - begin);
         if constexpr (std::is_same_v<Number, double>) {
-            values.push_back(KetSAX::Detail::ParseDouble(number));
+            values[count] = KetSAX::Detail::ParseDouble(number);
         } else {
-            values.push_back(KetSAX::Detail::ParseInteger<Number>(number));
+            values[count] = KetSAX::Detail::ParseInteger<Number>(number);
         }
-        begin = text.find_first_not_of(WhiteSpace, end);
+        begin = std::min(text.find_first_not_of(WhiteSpace, end), text.size());
     }
+    m_part_begin = begin;
+    return count;
 }
 
 bool MSAXTextReader::ReadAttribute(std::wstring const& name, std::wstring& value) {
@@ -224,6 +247,7 @@ bool MSAXTextReader::_EnterTag(std::wstring& name) {
     Tag const& tag = m_tags[entered];
     open.next = tag.end;
     m_open.push_back({entered, entered + 1, tag.end});
+    m_part_begin = 0;
     name = m_names[tag.name];
     return true;
 }

@@ -29,6 +29,8 @@ public:
     void Read(std::wstring& value) override;
     void ReadArray(std::vector<std::int32_t>& values) override;
     void ReadArray(std::vector<double>& values) override;
+    std::size_t ReadPart(std::span<std::int32_t> values) override;
+    std::size_t ReadPart(std::span<double> values) override;
 
     bool ReadAttribute(std::wstring const& name, std::wstring& value) override;
     bool ReadAttribute(std::wstring const& name, std::uint64_t& value) override;
@@ -63,11 +65,14 @@ private:
     std::string_view _Value() const;
     std::string const* _FindAttribute(std::wstring const& name) const;
     template <typename Number>
-    void _ReadArray(std::vector<Number>& values) const;
+    void _ReadArray(std::vector<Number>& values);
+    template <typename Number>
+    std::size_t _ReadPart(std::span<Number> values);
 
     std::vector<std::wstring> m_names; // each once
     std::vector<Tag> m_tags;           // in the order of the document
     std::vector<Attribute> m_attributes;
     std::string m_text;
-    std::vector<OpenTag> m_open; // the document itself, then tags from the outermost on
+    std::size_t m_part_begin = 0; // what is left of the open tag's array, in its text
+    std::vector<OpenTag> m_open;  // the document itself, then tags from the outermost on
 };

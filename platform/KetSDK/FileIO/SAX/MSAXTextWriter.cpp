@@ -2,36 +2,16 @@
 
 #include <KetSDK/FileIO/SAX/SaxTextFormat.h>
 
-#include <algorithm>
-#include <stdexcept>
+#include <charconv>
+#include <utility>
+
+using KetSAX::Detail::CheckedName;
+using Content = KetSAX::Detail::OpenTags::Content;
 
 namespace {
 
 constexpr int ExactPrecision = 17;
 constexpr std::size_t NumbersPerLine = 16;
-
-void Require(bool condition) {
-    if (!condition) {
-        throw std::runtime_error("invalid state");
-    }
-}
-
-bool IsNameStart(wchar_t c) {
-    return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z') || c == L'_';
-}
-
-bool IsNameCharacter(wchar_t c) {
-    return IsNameStart(c) || (c >= L'0' && c <= L'9') || c == L'-' || c == L'.';
-}
-
-// The name of a tag or an attribute, in ASCII.
-std::string CheckedName(std::wstring const& name) {
-    Require(!name.empty() && IsNameStart(name.front()) &&
-            std::all_of(name.begin(), name.end(), IsNameCharacter));
-    std::string ascii(name.size(), '\0');
-    std::transform(name.begin(), name.end(), ascii.begin(), [](wchar_t c) { return static_cast<char>(c); });
-    return ascii;
-}
 
 template <typename Integer>
 void AppendNumber(std::string& out, Integer value) {
@@ -53,39 +33,36 @@ MSAXTextWriter::MSAXTextWriter(MFile& file)
 MSAXTextWriter::~MSAXTextWriter() = default;
 
 void MSAXTextWriter::OpenTag(std::wstring const& name) {
-    OpenedTag tag{CheckedName(name)};
-    if (m_opened.empty()) {
-        Require(!m_finished);
-    } else {
+    std::string const tag = CheckedName(name);
+    std::size_t const depth = m_opened.GetDepth();
+    if (depth > 0) {
         _EndStartTag(Content::Tags);
     }
-    _PutLineBreak(m_opened.size());
+    m_opened.Open(tag);
+    _PutLineBreak(depth);
     _Put("<");
-    _Put(tag.name);
-    m_opened.push_back(std::move(tag));
+    _Put(tag);
 }
 
 // Called from destructors: it throws nothing, and closing what is not open shows in IsGood().
 void MSAXTextWriter::CloseTag() {
-    if (m_opened.empty()) {
+    if (m_opened.GetDepth() == 0) {
         m_good = false;
         return;
     }
-    OpenedTag const& tag = m_opened.back();
-    if (tag.content == Content::Nothing) {
+    if (m_opened.GetContent() == Content::Nothing) {
         _Put("/>");
     } else {
-        if (tag.content == Content::Tags) {
-            _PutLineBreak(m_opened.size() - 1);
+        if (m_opened.GetContent() == Content::Tags) {
+            _PutLineBreak(m_opened.GetDepth() - 1);
         }
         _Put("</");
-        _Put(tag.name);
+        _Put(m_opened.GetName());
         _Put(">");
     }
-    m_opened.pop_back();
-    if (m_opened.empty()) {
+    m_opened.Close();
+    if (m_opened.GetDepth() == 0) {
         _Put("\n");
-        m_finished = true;
     }
 }
 
@@ -165,34 +142,34 @@ void MSAXTextWriter::_PutInteger(Number value) {
 
 template <typename Number>
 void MSAXTextWriter::_PutArray(std::span<Number const> values) {
+    constexpr std::size_t piece = 4096;
     _EndStartTag(Content::Array);
+    m_scratch.clear();
     for (Number const value : values) {
-        m_scratch.clear();
         if (m_array_size > 0) {
             m_scratch.push_back(m_array_size % NumbersPerLine == 0 ? '\n' : ' ');
         }
         AppendNumber(m_scratch, value);
-        _Put(m_scratch);
         ++m_array_size;
+        if (m_scratch.size() >= piece) {
+            _Put(m_scratch);
+            m_scratch.clear();
+        }
     }
+    _Put(m_scratch);
 }
 
 // Goes on from the name and attributes of the open tag to its content: tags or numbers of an array,
 // of which there may be many, or one value.
 void MSAXTextWriter::_EndStartTag(Content content) {
-    Require(!m_opened.empty());
-    OpenedTag& tag = m_opened.back();
-    if (tag.content == Content::Nothing) {
-        tag.content = content;
+    if (m_opened.Put(content)) {
         m_array_size = 0;
         _Put(">");
-    } else {
-        Require(tag.content == content && content != Content::Value);
     }
 }
 
 void MSAXTextWriter::_PutAttribute(std::wstring const& name, std::string_view escaped) {
-    Require(!m_opened.empty() && m_opened.back().content == Content::Nothing);
+    m_opened.PutAttribute();
     _Put(" ");
     _Put(CheckedName(name));
     _Put("=\"");

@@ -3,10 +3,10 @@
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/FileIO/SAX/MSAXWriter.h>
+#include <KetSDK/FileIO/SAX/SaxOpenTags.h>
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 // Writes tags as an XML document in UTF-8. The numbers of an array stand one after the other,
 // separated by white space. Used by one thread.
@@ -35,12 +35,6 @@ public:
     void WriteArray(std::span<double const> values) override;
 
 private:
-    enum class Content { Nothing, Value, Array, Tags };
-    struct OpenedTag {
-        std::string name;
-        Content content = Content::Nothing;
-    };
-
     void _Put(std::string_view text);
     void _PutLineBreak(std::size_t depth);
     void _PutValue(std::string_view text);
@@ -48,13 +42,12 @@ private:
     void _PutInteger(Number value);
     template <typename Number>
     void _PutArray(std::span<Number const> values);
-    void _EndStartTag(Content content);
+    void _EndStartTag(KetSAX::Detail::OpenTags::Content content);
     void _PutAttribute(std::wstring const& name, std::string_view escaped);
 
     MFile& m_file;
     bool m_good = true;
-    bool m_finished = false;         // the outermost tag has been closed
-    std::vector<OpenedTag> m_opened; // from the outermost to the innermost
-    std::size_t m_array_size = 0;    // numbers in the array that is being written
+    KetSAX::Detail::OpenTags m_opened;
+    std::size_t m_array_size = 0; // numbers in the array that is being written
     std::string m_scratch;
 };

@@ -7,15 +7,21 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <unordered_set>
+
+// The identifiers of the tags that earlier documents hold; see MSAXWriter::SaveIncrementally.
+using MSAXWrittenTags = std::unordered_set<unsigned int>;
 
 // Writes persistent objects as nested tags. Objects see this interface only; the encoding
-// (MSAXTextWriter) is behind it. A tag holds tags or one value, never both. Used in an order that
-// makes no document, it throws std::runtime_error("invalid state"); a disk that fails only turns
+// (MSAXTextWriter, MSAXBinaryWriter) is behind it. A tag holds tags or one value, never both. Used in an
+// order that makes no document, it throws std::runtime_error("invalid state"); a disk that fails only turns
 // IsGood() false. Used by one thread.
 class KETSDK_API MSAXWriter {
 public:
     // The attribute under which a tag carries the identifier that others refer to it by.
     static constexpr wchar_t const* IdAttribute = L"Id";
+    // The attribute under which a tag carries its identifier for incremental saving.
+    static constexpr wchar_t const* TagIdAttribute = L"TagId";
 
     MSAXWriter(MSAXWriter const&) = delete;
     MSAXWriter& operator=(MSAXWriter const&) = delete;
@@ -66,12 +72,24 @@ public:
         CloseTag();
     }
 
-    // For a writer that saves incrementally: whether it does, whether a tag with this identifier is in
-    // the file already, and the identifier of the tag opened last. By default none of it is offered.
+    // Incremental saving: several documents are written one after the other, each with a writer of its own
+    // and all with the same `written`, and a tag that has an identifier is written into one of them only.
+    // Borrowed; it outlives the writer.
+    void SaveIncrementally(MSAXWrittenTags& written) noexcept { m_written = &written; }
     virtual bool SupportsIncrementalSaving() const;
+    // Whether the tag with this identifier is in this document or an earlier one already.
     virtual bool IsTagWritten(unsigned int tag_id) const;
+    // Gives the tag opened last its identifier, as an attribute. A writer that does not save incrementally
+    // ignores it.
     virtual void SetTagId(unsigned int tag_id);
+    // Notes the identifiers of this document in `written`: for when its file was closed and all is well.
+    // Without it nothing of the document counts as written.
+    void FinishIncrementalSave();
 
 protected:
     MSAXWriter() = default;
+
+private:
+    MSAXWrittenTags* m_written = nullptr;
+    MSAXWrittenTags m_tags; // of this document
 };
