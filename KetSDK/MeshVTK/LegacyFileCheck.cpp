@@ -24,6 +24,8 @@ namespace {
 using Count = std::uint64_t;
 
 constexpr Count Unknown = ~Count{0};
+// VTK's reader has room for so much of a word or a line.
+constexpr std::size_t LongestLine = 255;
 
 bool IsSpace(char c) {
     return std::isspace(static_cast<unsigned char>(c)) != 0;
@@ -85,6 +87,8 @@ private:
             ++m_at;
         if (begin == m_at)
             _CutOff();
+        if (m_at - begin > LongestLine) // VTK's reader would go on behind the first part
+            throw Error("the file holds a word of " + std::to_string(m_at - begin) + " characters");
         return std::string_view(m_content).substr(begin, m_at - begin);
     }
     std::string_view _Line() {
@@ -120,6 +124,10 @@ private:
         else
             for (Count i = 0; i < values; ++i)
                 _Word();
+    }
+    void _Tuples(Count tuples, Count components, std::string_view type) {
+        m_components = components;
+        _Values(tuples * components, type);
     }
     void _Bytes(Count bytes) {
         _Line();
@@ -169,13 +177,21 @@ private:
             throw Error("the file holds another kind of data; an UNSTRUCTURED_GRID is needed");
     }
 
+    // What comes twice would be counted once here and read twice.
+    static void _Once(Count known, std::string const& keyword) {
+        if (known != Unknown)
+            throw Error("the file has " + keyword + " twice");
+    }
+
     void _Section(std::string const& keyword) {
         if (keyword == "POINTS") {
+            _Once(m_points, keyword);
             m_points = _Number();
-            _Values(3 * m_points, _Word());
+            _Tuples(m_points, 3, _Word());
         } else if (keyword == "CELLS") {
             _Cells();
         } else if (keyword == "CELL_TYPES") {
+            _Once(m_types, keyword);
             m_types = _Number();
             _Values(m_types, "int");
         } else if (keyword == "POINT_DATA" || keyword == "CELL_DATA") {
@@ -188,16 +204,28 @@ private:
         }
     }
 
-    // What is known of the array before, to a blank line: names of its components, or facts under keys.
+    // What is known of the array before, to an empty line: names of its components, or facts under keys.
     void _Metadata() {
         _Line();
         while (m_at < m_content.size()) {
-            std::string_view const line = _Line();
-            if (std::ranges::all_of(line, IsSpace))
+            std::string const line = Upper(_TextLine());
+            if (line.empty())
                 return;
-            if (Upper(line).starts_with("INFORMATION"))
-                _Facts(line.substr(std::size("INFORMATION") - 1));
+            if (line.starts_with("INFORMATION"))
+                _Facts(std::string_view(line).substr(std::size("INFORMATION") - 1));
+            else if (line.starts_with("COMPONENT_NAMES"))
+                for (Count i = 0; i < m_components; ++i)
+                    _TextLine();
         }
+    }
+    // A line of text, which VTK's reader takes for the same line.
+    std::string_view _TextLine() {
+        std::string_view line = _Line();
+        if (line.ends_with('\r'))
+            line.remove_suffix(1);
+        if (line.size() >= LongestLine || std::ranges::any_of(line, [](unsigned char c) { return c < ' '; }))
+            throw Error("the metadata of an array is damaged");
+        return line;
     }
 
     // "NAME key LOCATION class" and "DATA value", each on a line. VTK's reader waits forever for facts that
@@ -230,7 +258,7 @@ private:
         }
     }
     std::vector<std::string_view> _WordsOfLine() {
-        TextLines line(_Line());
+        TextLines line(_TextLine());
         line.Next();
         return line.Words();
     }
@@ -244,6 +272,7 @@ private:
     }
 
     void _Cells() {
+        _Once(m_cells, "CELLS");
         Count const first = _Number();
         Count const second = _Number();
         if (m_version_5) { // offsets, one more than cells, and connectivity
@@ -304,10 +333,10 @@ private:
             Count const values = 4 * _Number();
             _Values(values, m_binary ? "unsigned_char" : "float");
         } else if (keyword == "TEXTURE_COORDINATES") {
-            Count const values = m_tuples * _Number();
-            _Values(values, _Word());
+            Count const per_tuple = _Number();
+            _Tuples(m_tuples, per_tuple, _Word());
         } else if (auto const found = components.find(keyword); found != components.end()) {
-            _Values(found->second * m_tuples, _Word());
+            _Tuples(m_tuples, found->second, _Word());
         } else {
             throw Error("the file holds the unknown section \"" + keyword.substr(0, 30) + " " +
                         std::string(name.substr(0, 30)) + "\"");
@@ -327,7 +356,7 @@ private:
         if (Upper(word) != "LOOKUP_TABLE")
             throw Error("SCALARS are not followed by LOOKUP_TABLE");
         _Word();
-        _Values(per_tuple * m_tuples, type);
+        _Tuples(m_tuples, per_tuple, type);
     }
 
     // "FIELD name arrays", then for each array "name components tuples type" and the values.
@@ -349,10 +378,11 @@ private:
             if (m_tuples != Unknown && tuples != m_tuples)
                 throw Error("the array \"" + name + "\" has " + std::to_string(tuples) +
                             " values instead of " + std::to_string(m_tuples));
+            m_components = per_tuple;
             if (Upper(type) == "STRING" || Upper(type) == "UTF8_STRING")
                 _Strings(per_tuple * tuples);
             else
-                _Values(per_tuple * tuples, type);
+                _Tuples(tuples, per_tuple, type);
         }
     }
 
@@ -363,6 +393,7 @@ private:
     Count m_points = Unknown;
     Count m_cells = Unknown;
     Count m_types = Unknown;
+    Count m_components = 1;   // of the last array
     Count m_tuples = Unknown; // of the attributes; unknown before the first, for field data
     bool m_attributes_announced = false;
 };

@@ -8,6 +8,9 @@
 #include <KetSDK/FileIO/SAX/ISAXPersistBase.h>
 #include <KetSDK/FileIO/SAX/MSAXTextReader.h>
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
+#include <KetSDK/FileIO/SAX/MStreamMFileIn.h>
+#include <KetSDK/FileIO/SAX/MStreamMFileOut.h>
+#include <KetSDK/Mesh/persistence/MMeshDifference.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -122,6 +125,37 @@ bool ConsumePointMasks(std::span<std::byte const> bytes) {
         [](MMeshBase& mesh, MFile& file) { mesh.GetPointMasks()->SaveMeshPointMaskToFile(&file); });
 }
 
+// The state of a mesh that was read is the same after another round through a file, and so is the mesh; a
+// refused one leaves the mesh as it was.
+bool ConsumeState(std::span<std::byte const> bytes) {
+    auto const load = [](std::span<std::byte const> state, MMeshBase& mesh) {
+        MFile file(WriteScratch("state", state), MFile::Mode::Read);
+        MStreamMFileIn in(file);
+        mesh.LoadState(in);
+    };
+    auto const saved = [](MMeshBase& mesh) {
+        return Written([&](MFile& file) {
+            MStreamMFileOut out(file);
+            mesh.SaveState(out);
+        });
+    };
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, MeshSize);
+    if (!IsAccepted([&] { load(bytes, mesh); })) {
+        MMeshBase untouched;
+        TestMeshes::FillWithCubes(untouched, MeshSize);
+        Require(!FindMeshDifference(mesh, untouched), "a refused state changed the mesh");
+        return false;
+    }
+    mesh.GetVolume(); // touches every node of every element
+    MMeshBase second;
+    std::vector<std::byte> const once = saved(mesh);
+    load(once, second);
+    Require(saved(second) == once && !FindMeshDifference(mesh, second),
+            "a mesh changes on its way through a file");
+    return true;
+}
+
 // An object with a tag for every type of value, and with objects of its own kind inside.
 struct AnyValues : ISAXPersistBase {
     bool HandleTag(std::wstring const& tag, MSAXReader& reader) override {
@@ -184,11 +218,10 @@ bool ConsumeTags(std::span<std::byte const> bytes) {
 } // namespace
 
 std::vector<Target> LibraryTargets() {
-    return {{"node_block", ConsumeNodeBlock},
-            {"element_block", ConsumeElementBlock},
-            {"element_masks", ConsumeElementMasks},
-            {"point_masks", ConsumePointMasks},
-            {"text_tags", ConsumeTags<MSAXTextReader, MSAXTextWriter>}};
+    return {
+        {"node_block", ConsumeNodeBlock},       {"element_block", ConsumeElementBlock},
+        {"element_masks", ConsumeElementMasks}, {"point_masks", ConsumePointMasks},
+        {"mesh_state", ConsumeState},           {"text_tags", ConsumeTags<MSAXTextReader, MSAXTextWriter>}};
 }
 
 } // namespace FuzzTargets
