@@ -89,11 +89,12 @@ void AddMemory(Recipe const& recipe, std::string const& what, std::string const&
 // Bytes that the process has allocated and not given back.
 double HeapBytes();
 
-// The themes; each adds its jobs for one mesh. A curved mesh has jobs of quality and repair only.
+// The themes; each adds its jobs for one mesh. A curved mesh has jobs of quality, repair and conversion only.
 void AddBuildJobs(Recipe const& recipe);
 void AddNeighborJobs(Recipe const& recipe);
 void AddQualityJobs(Recipe const& recipe);
 void AddRepairJobs(Recipe const& recipe);
+void AddConversionJobs(Recipe const& recipe);
 void AddSurfaceJobs(Recipe const& recipe);
 void AddMaterialJobs(Recipe const& recipe);
 // Those on plain values.

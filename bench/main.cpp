@@ -57,6 +57,7 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
     for (Bench::Recipe const& recipe : recipes) {
         Bench::AddQualityJobs(recipe);
         Bench::AddRepairJobs(recipe);
+        Bench::AddConversionJobs(recipe);
         if (recipe.curved)
             continue; // VTK's grid of it is a linear one
         Bench::AddBuildJobs(recipe);

@@ -37,8 +37,10 @@ std::unique_ptr<Command> MakeSurfacesCommand();
 std::unique_ptr<Command> MakeQualityCommand();
 std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeRepairCommand();
+std::unique_ptr<Command> MakeOrientCommand();
 std::unique_ptr<Command> MakeGrowCommand();
 std::unique_ptr<Command> MakeLayersCommand();
+std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();
 std::unique_ptr<Command> MakeColorsCommand();
 
