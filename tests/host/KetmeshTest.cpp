@@ -347,8 +347,8 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
     EXPECT_EQ(Content(Path("out/kept.vtp")), "kept");
     for (std::string const option : {"--help", "--version"})
         EXPECT_EQ(Run({option}).status, 0);
-    for (std::string const command :
-         {"info", "surfaces", "quality", "check", "repair", "grow", "layers", "materials", "colors"}) {
+    for (std::string const command : {"info", "surfaces", "quality", "check", "repair", "orient", "grow",
+                                      "layers", "convert", "materials", "colors"}) {
         std::istringstream help(Run({command, "--help"}).out);
         for (std::string line; std::getline(help, line);)
             EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << command << ": " << line;
