@@ -14,7 +14,7 @@ inline constexpr double largest_safe_square = 0x1p+1000;
 // m is at least the smallest subnormal, so the zero vector has that length and not 0: a quotient by
 // it stays 0 instead of becoming 0/0, and normalising by it leaves the zero vector as it is.
 // A NaN stays: the two exchanges of a pair keep both of its members.
-[[gnu::cold, gnu::noinline]] inline double ScaledLength(double x, double y, double z) noexcept {
+inline double ScaledLength(double x, double y, double z) noexcept {
     constexpr double smallest_subnormal = 4.94065645841247e-324;
     double const ax = std::fabs(x);
     double const ay = std::fabs(y);
@@ -29,12 +29,17 @@ inline constexpr double largest_safe_square = 0x1p+1000;
     return m * std::sqrt(p * p + q * q + 1.0);
 }
 
+// The same where it is hardly ever needed.
+[[gnu::cold, gnu::noinline]] inline double ScaledLengthAside(double x, double y, double z) noexcept {
+    return ScaledLength(x, y, z);
+}
+
 // The same length, to the last bits, without the divisions where they are not needed.
 inline double SafeLength(double x, double y, double z) noexcept {
     double const square = x * x + y * y + z * z;
     if (square >= smallest_safe_square && square <= largest_safe_square) [[likely]]
         return std::sqrt(square);
-    return ScaledLength(x, y, z);
+    return ScaledLengthAside(x, y, z);
 }
 
 } // namespace KetSDK::Mesh::Detail

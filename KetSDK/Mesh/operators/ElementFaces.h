@@ -37,4 +37,30 @@ constexpr std::span<ElementFace const> FacesOfElement(unsigned char n) noexcept 
     }
 }
 
+// Nodes of an element, by their places in the node array.
+using NodeBits = unsigned int;
+
+// The nodes that lie on a face of an element with n nodes: its corners and, of ten-node elements, the
+// mid-edge nodes between them.
+constexpr NodeBits NodesOnFace(unsigned char n, ElementFace const& face) noexcept {
+    NodeBits nodes = 0;
+    for (unsigned int i = 0; i < face.corners; ++i)
+        nodes |= 1U << face.node[i];
+    NodeBits const corners = nodes;
+    for (unsigned int edge = 0; n == 10 && edge < 6; ++edge) {
+        auto const& ends = MMeshElementDescriptor::descr_tet4_tet10_point[edge];
+        if ((corners >> ends[0] & corners >> ends[1] & 1U) != 0)
+            nodes |= 1U << (4 + edge);
+    }
+    return nodes;
+}
+
+// The corners of a face of a sub-tetrahedron.
+inline NodeBits NodesOfTriangle(unsigned char n, unsigned char tetrahedron, unsigned char triangle) noexcept {
+    NodeBits nodes = 0;
+    for (unsigned char i = 0; i < 3; ++i)
+        nodes |= 1U << MMeshElementDescriptor::GetOffsetForTriangle(n, tetrahedron, triangle, i);
+    return nodes;
+}
+
 } // namespace KetSDK::Mesh::Detail

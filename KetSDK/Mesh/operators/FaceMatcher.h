@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -31,6 +32,8 @@ inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
 //
 // Faces match when they have the same corners; a quadrilateral with a repeated corner counts as a
 // triangle. Faces with fewer than three different corners have no area; they are only listed.
+//
+// Without quadrilaterals every element is read as the tetrahedron of its first four nodes.
 template <bool WithQuadrilaterals>
 class FaceMatcher {
 public:
@@ -137,7 +140,7 @@ private:
         m_elements.ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
             record.element = static_cast<Number>(number);
             record.group = group(e);
-            auto const faces = FacesOfElement(e.GetNodeCount());
+            auto const faces = _FacesOf(e.GetNodeCount());
             for (record.face = 0; record.face < faces.size(); ++record.face) {
                 if (_SetCorners(record, e, faces[record.face]))
                     m_parts[m_part_shift < 64 ? record.Hash() >> m_part_shift : 0].Add(record);
@@ -145,6 +148,13 @@ private:
                     m_collapsed.push_back({record.element, record.face});
             }
         });
+    }
+
+    static std::span<ElementFace const> _FacesOf(unsigned char n) noexcept {
+        if constexpr (!WithQuadrilaterals)
+            if (MMeshElementDescriptor::GetNumSimpleNodes(n) > 0)
+                return TetrahedronFaces;
+        return FacesOfElement(n);
     }
 
     // False for a face with fewer than three different corners.

@@ -1,10 +1,11 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Math/MathCore/MTriangle.h>
+#include <KetSDK/Mesh/geometry/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlSurface.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>
@@ -31,26 +32,6 @@ struct TakenFace {
     std::uint32_t face;
 };
 constexpr std::uint32_t NoFace = std::numeric_limits<std::uint32_t>::max();
-
-// The identifier of the sub-volume of each element.
-class SubVolumeIDs {
-public:
-    explicit SubVolumeIDs(MMeshBase const& mesh)
-        : m_numbers(std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask()) {
-        for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
-            m_ids.push_back((*it)->GetID());
-    }
-    // -1 for an element in no sub-volume.
-    int operator()(MMeshElement const& e) const {
-        int const number = m_numbers ? m_numbers->GetValue(e) : -1;
-        bool const listed = number >= 0 && static_cast<std::size_t>(number) < m_ids.size();
-        return listed ? m_ids[static_cast<std::size_t>(number)] : -1;
-    }
-
-private:
-    MDataMask<MMeshElement, int> const* m_numbers;
-    std::vector<int> m_ids;
-};
 
 // The faces to extract, as a chain for every element.
 class TakenFaces {
@@ -140,8 +121,7 @@ private:
         auto const position = [](MMeshPoint const& p) {
             return MMVector<double, 3>(p.x / unit, p.y / unit, p.z / unit);
         };
-        MMVector<double, 3> const normal =
-            MTriangle<double, 3>(position(a), position(b), position(c)).Normal();
+        MMVector<double, 3> const normal = UnitNormal(position(a), position(b), position(c));
         MStlPoint* const pa = _Point(a);
         MStlPoint* const pb = _Point(b);
         MStlPoint* const pc = _Point(c);

@@ -113,7 +113,7 @@ MStlPoint* MStlBase::FindPoint(MLong x, MLong y, MLong z) {
     if (!m_lookup)
         m_lookup = std::make_unique<MStlPointLookup>();
     m_lookup->Update(m_points);
-    return m_lookup->Find(x, y, z);
+    return m_lookup->Find(m_points, x, y, z);
 }
 
 MStlPoint const* MStlBase::FindPoint(MLong x, MLong y, MLong z) const {

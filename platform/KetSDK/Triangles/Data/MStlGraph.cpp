@@ -40,10 +40,17 @@ struct Equal {
 
 } // namespace
 
-// The first edge for every ordered pair of vertices.
+// The first edge for every ordered pair of vertices. Brought up to date before each look-up, so that edges
+// which nobody looks up cost nothing.
 struct MStlGraph::EdgeLookup {
     tsl::robin_set<EdgeElement*, Hash, Equal, std::allocator<EdgeElement*>, true> edges;
+    std::size_t entered = 0;
 
+    template <typename Edges>
+    void Update(Edges& storage) {
+        for (; entered < storage.size(); ++entered)
+            edges.insert(&storage[entered]);
+    }
     EdgeElement* Find(Ends const& ends) const {
         auto const found = edges.find(ends);
         return found == edges.end() ? nullptr : *found;
@@ -65,11 +72,12 @@ DLIST_ELEMENT<MStlEdge>* MStlGraph::AddEdge(MStlPoint* p, MStlPoint* q) {
         return nullptr;
     EdgeElement& edge = m_edge_storage.emplace_back(p, q);
     m_edges.Append(edge);
-    m_edge_lookup->edges.insert(&edge);
     return &edge;
 }
 
 DLIST_ELEMENT<MStlEdge>* MStlGraph::FindEdge(MStlPoint const* p, MStlPoint const* q, bool directed) const {
+    // The table beside the edges is a cache: bringing it up to date changes nothing that can be seen.
+    m_edge_lookup->Update(const_cast<MStlGraph*>(this)->m_edge_storage);
     EdgeElement* const found = m_edge_lookup->Find({p, q});
     return found || directed ? found : m_edge_lookup->Find({q, p});
 }

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshOperator.h>
+
+class MStlBase;
+class MStlSurface;
+
+// Writes the faces of the tetrahedra that the elements are cut into, as the triangle iterator gives them,
+// into one surface: faces between two tetrahedra, too, once from each side. They wind outwards for correctly
+// oriented elements. Which of them lie on the boundary of the mesh, MMeshOperatorSurface tells.
+//
+// When the mesh has materials, every triangle gets the colour of its element's material; none where the
+// element has none. Elements must be of a known kind. Faces with two corners at one place are left out.
+// Reports no progress. One thread at a time uses operator, mesh and surface.
+class KETSDK_MESH_API MMeshOperatorSTL : public MMeshOperator {
+public:
+    MMeshOperatorSTL() = default;
+    ~MMeshOperatorSTL() override;
+
+    // The container whose contents are replaced, features included, by one surface without a name. Never
+    // owned here; null at first.
+    void SetStl(MStlBase* stl) noexcept { m_stl = stl; }
+    MStlBase* GetStl() noexcept { return m_stl; }
+
+    // Writes. False without a mesh, a container or settings of the class MMeshOperatorSettingsSTL, otherwise
+    // true. The container keeps neighbour information afterwards.
+    bool Operate() override;
+
+private:
+    void _ConvertToStlSurface(MStlSurface* surface, bool colors);
+
+    MStlBase* m_stl = nullptr;
+};
