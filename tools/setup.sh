@@ -11,7 +11,7 @@ step() {
 
 build_packages=(
     g++ cmake ninja-build
-    libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev zlib1g-dev
+    libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev libxxhash-dev zlib1g-dev
     libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
 )
 test_packages=(libbenchmark-dev clang-format)

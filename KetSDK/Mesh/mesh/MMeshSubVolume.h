@@ -10,6 +10,10 @@ class MMeshBase;
 class MMeshElement;
 class MMeshPoint;
 
+namespace KetSDK::Mesh::Detail {
+class MeshTagsReader;
+}
+
 // A named group of a mesh's elements. Which elements belong to it stands in the mesh's sub-volume mask;
 // the sub-volume itself only counts them, so walking one takes a pass over the whole mesh.
 // Sub-volumes are made by one thread at a time.
@@ -70,7 +74,7 @@ public:
 
 private:
     friend class MMeshBase;
-    friend class MSAXMeshBase; // reads counts from a file
+    friend class KetSDK::Mesh::Detail::MeshTagsReader; // reads counts from a file
 
     MMeshBase* m_parent;
     std::wstring m_name;

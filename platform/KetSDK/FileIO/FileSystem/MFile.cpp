@@ -25,6 +25,7 @@ MFile::~MFile() {
 bool MFile::Open(MFileName const& path, Mode mode) {
     Close();
     m_good = false;
+    m_observer = nullptr;
     m_size = 0;
     m_fetched = 0;
     std::FILE* const file = std::fopen(path.GetPath().c_str(), mode == Mode::Read ? "rb" : "wb");
@@ -52,7 +53,7 @@ bool MFile::Open(MFileName const& path, Mode mode) {
 
 bool MFile::Close() {
     if (m_file != nullptr) {
-        _Flush();
+        Flush();
         m_good = std::fclose(m_file) == 0 && m_good;
         m_file = nullptr;
         m_fetched -= static_cast<std::uint64_t>(m_read_end - m_read);
@@ -70,6 +71,7 @@ std::size_t MFile::Read(void* data, std::size_t size) {
         if (buffered == 0 && missing >= BufferSize && m_read != nullptr && m_good) {
             std::size_t const got = std::fread(out, 1, missing, m_file); // large blocks need no buffer
             m_fetched += got;
+            _Tell(out, got);
             out += got;
             missing -= got;
             break;
@@ -99,8 +101,9 @@ bool MFile::Write(void const* data, std::size_t size) {
         m_good = m_good && size == 0;
         return m_good;
     }
-    if (static_cast<std::size_t>(m_write_end - m_write) < size && _Flush() && size >= BufferSize) {
-        m_good = std::fwrite(in, 1, size, m_file) == size;
+    if (static_cast<std::size_t>(m_write_end - m_write) < size && Flush() && size >= BufferSize) {
+        _Tell(in, size);
+        m_good = m_good && std::fwrite(in, 1, size, m_file) == size;
         return m_good;
     }
     while (size > 0 && m_good) {
@@ -110,17 +113,17 @@ bool MFile::Write(void const* data, std::size_t size) {
         in += part;
         size -= part;
         if (size > 0) {
-            _Flush();
+            Flush();
         }
     }
     return m_good;
 }
 
-// Hands the buffered bytes to the system and empties the buffer, in any case: after a failure the
-// rest of the file is thrown away.
-bool MFile::_Flush() {
+// Empties the buffer in any case: after a failure the rest of the file is thrown away.
+bool MFile::Flush() {
     if (m_write != nullptr) {
         std::size_t const size = static_cast<std::size_t>(m_write - m_buffer.get());
+        _Tell(m_buffer.get(), size);
         m_good = m_good && std::fwrite(m_buffer.get(), 1, size, m_file) == size;
         m_write = m_buffer.get();
     }
@@ -136,5 +139,6 @@ bool MFile::_Fill() {
     m_fetched += got;
     m_read = m_buffer.get();
     m_read_end = m_read + got;
+    _Tell(m_read, got);
     return got > 0;
 }

@@ -13,6 +13,20 @@
 #include <span>
 #include <type_traits>
 
+// Sees the bytes of a file as they come from the system or go there, in order and in large pieces: for
+// checksums, progress, and for giving up. Used by the thread that uses the file.
+class KETSDK_API MFileObserver {
+public:
+    // Throws nothing. With false nothing more is read or written, and IsGood() of the file turns false.
+    virtual bool OnBytes(std::byte const* bytes, std::size_t size) = 0;
+
+protected:
+    MFileObserver() = default;
+    MFileObserver(MFileObserver const&) = default;
+    MFileObserver& operator=(MFileObserver const&) = default;
+    ~MFileObserver() = default;
+};
+
 // A raw binary file, read or written from its start to its end through a buffer of its own. Numbers
 // are little-endian on every machine. A file may be used by one thread at a time.
 class KETSDK_API MFile {
@@ -32,8 +46,12 @@ public:
     // Opens a file; one that was open is closed first. False, as IsGood() then is, when it cannot be
     // opened, or when what is to be read is not a regular file.
     bool Open(MFileName const& path, Mode mode);
+    // Hands what is buffered for writing to the system. Returns IsGood().
+    bool Flush();
     // Writes out what is buffered and closes. Returns IsGood().
     bool Close();
+    // From now on until the file is opened anew somebody sees the bytes; null for nobody. Borrowed.
+    void SetObserver(MFileObserver* observer) noexcept { m_observer = observer; }
 
     bool IsOpen() const noexcept { return m_file != nullptr; }
     // True when the file was opened and everything since, closing included, went well. Once false it
@@ -78,7 +96,11 @@ public:
     }
 
 private:
-    bool _Flush();
+    void _Tell(std::byte const* bytes, std::size_t size) {
+        if (m_observer != nullptr && m_good) {
+            m_good = m_observer->OnBytes(bytes, size);
+        }
+    }
     bool _Fill();
 
     template <typename T>
@@ -87,6 +109,7 @@ private:
 
     std::FILE* m_file = nullptr;
     bool m_good = false;
+    MFileObserver* m_observer = nullptr;
     std::unique_ptr<std::byte[]> m_buffer;
     // The part of the buffer that is still to be read, or still free for writing; both ends are null
     // while the file is not open in that mode, so that the fast paths need no other test.

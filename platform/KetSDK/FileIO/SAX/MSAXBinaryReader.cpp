@@ -105,7 +105,16 @@ bool MSAXBinaryReader::ReadAttribute(std::wstring const& name, std::uint64_t& va
 }
 
 bool MSAXBinaryReader::_EnterTag(std::wstring& name) {
-    if (m_finished || m_record != Record::Open) {
+    if (m_finished) {
+        return false;
+    }
+    // A value that was not asked for. An object is told that it has all its tags only when its own has
+    // closed.
+    while (m_record != Record::Open && m_record != Record::Close) {
+        _SkipRecord();
+        _NextRecord();
+    }
+    if (m_record == Record::Close) {
         return false;
     }
     Require(m_open.size() < MaxDepth);

@@ -1,0 +1,292 @@
+#include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
+
+#include <KetSDK/FileIO/SAX/MSAXReader.h>
+#include <KetSDK/FileIO/SAX/MSAXTagWriter.h>
+#include <KetSDK/Mesh/materials/MMaskFile.h>
+#include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/persistence/MeshTags.h>
+#include <KetSDK/Mesh/persistence/MeshTagsReader.h>
+
+#include <atomic>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+using namespace KetSDK::Mesh::Detail;
+namespace Tags = KetSDK::Mesh::Detail::MeshTags;
+
+namespace {
+
+unsigned int NextTagId() {
+    static std::atomic<unsigned int> last = 0;
+    return ++last;
+}
+
+// A block of numbers that is open.
+class Block {
+public:
+    Block(MSAXWriter& writer, wchar_t const* name, unsigned int dim, wchar_t const* type, std::uint64_t count)
+        : m_block(writer, name) {
+        writer.WriteAttribute(Tags::Dim, std::uint64_t{dim});
+        writer.WriteAttribute(Tags::DataType, std::wstring(type));
+        writer.WriteAttribute(Tags::Count, count);
+        m_data.emplace(writer, Tags::Data);
+    }
+
+private:
+    MSAXTagWriter m_block;
+    std::optional<MSAXTagWriter> m_data;
+};
+
+// Collects integers and writes them in pieces.
+class Integers {
+public:
+    explicit Integers(MSAXWriter& writer)
+        : m_writer(writer) {
+        m_values.reserve(Piece + Margin);
+    }
+    void Put(std::int32_t value) { m_values.push_back(value); }
+    // After each object.
+    void Next() {
+        if (m_values.size() >= Piece)
+            Finish();
+    }
+    void Finish() {
+        m_writer.WriteArray(std::span<std::int32_t const>(m_values));
+        m_values.clear();
+    }
+
+private:
+    static constexpr std::size_t Piece = 8192;
+    static constexpr std::size_t Margin = 256;
+    MSAXWriter& m_writer;
+    std::vector<std::int32_t> m_values;
+};
+
+void WritePoints(MSAXWriter& writer, MMeshBase const& mesh) {
+    auto const count = static_cast<std::uint64_t>(mesh.NumberOfPoints());
+    Block const block(writer, Tags::Points, 3, Tags::Long, count);
+    Integers integers(writer);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        MMeshPoint const& p = *mesh.GetRandomPoint(i);
+        for (MLong const coordinate : {p.x, p.y, p.z})
+            integers.Put(coordinate);
+        integers.Next();
+    }
+    integers.Finish();
+}
+
+void WriteElements(MSAXWriter& writer, MMeshBase const& mesh) {
+    Block const block(writer, Tags::Elements, 1, Tags::Long, mesh.Elements().GetNumElements());
+    Integers integers(writer);
+    mesh.Elements().ForEachWithNodes([&integers](MMeshElement const& e, std::uint64_t) {
+        integers.Put(e.GetNodeCount());
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+            integers.Put(e.GetNode(i)->GetIndex());
+        integers.Next();
+    });
+    integers.Finish();
+}
+
+// The values of a mask; none when there is no mask.
+template <typename T, typename V>
+void WriteNumbers(MSAXWriter& writer, wchar_t const* name, wchar_t const* type, MDataMask<T, V> const* mask,
+                  MaskOrder const& order) {
+    Block const block(writer, name, 1, type, mask ? order.GetCount() : 0);
+    if (mask)
+        ForEachRun(*mask, order,
+                   [&writer](std::uint64_t, std::span<V const> values) { writer.WriteArray(values); });
+}
+
+void WriteVolumeLists(MSAXWriter& writer, MMeshElementMaskContainer const& masks, MaskOrder const& order) {
+    auto const* const lists = masks.GetVolumeIndexMask();
+    if (!lists)
+        return;
+    std::uint64_t weights = 0;
+    {
+        Block const block(writer, Tags::VolumeLists, 1, Tags::Long, order.GetCount());
+        Integers integers(writer);
+        for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
+            auto const& list = lists->GetValueAt(order[i]);
+            integers.Put(static_cast<std::int32_t>(list.size()));
+            for (auto const& entry : list) {
+                integers.Put(entry.volume_index);
+                integers.Next();
+            }
+            weights += list.size();
+            integers.Next();
+        }
+        integers.Finish();
+    }
+    Block const block(writer, Tags::VolumeWeights, 1, Tags::Double, weights);
+    for (std::uint64_t i = 0; i < order.GetCount(); ++i)
+        for (auto const& entry : lists->GetValueAt(order[i]))
+            writer.WriteArray(std::span<double const>(&entry.weight, 1));
+}
+
+void WriteSurfaceTriangles(MSAXWriter& writer, MMeshElementMaskContainer const& masks,
+                           MaskOrder const& order) {
+    auto const* const lists = masks.GetSurfaceMask();
+    if (!lists)
+        return;
+    Block const block(writer, Tags::SurfaceTriangles, 1, Tags::Long, order.GetCount());
+    Integers integers(writer);
+    for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
+        MMeshSurfaceTriangleList const& list = lists->GetValueAt(order[i]);
+        integers.Put(static_cast<std::int32_t>(list.GetSize()));
+        for (MMeshSurfaceTriangleList::Face const face : list) {
+            integers.Put(face.tetrahedron);
+            integers.Put(face.triangle);
+            integers.Next();
+        }
+        integers.Next();
+    }
+    integers.Finish();
+}
+
+void WriteVisibility(MSAXWriter& writer, MMeshElementMaskContainer const& masks, MaskOrder const& order) {
+    auto const* const visible = masks.GetVisibleMask();
+    if (!visible)
+        return;
+    Block const block(writer, Tags::Visibility, 1, Tags::Long, order.GetCount());
+    Integers integers(writer);
+    bool shown = true;
+    std::int32_t run = 0;
+    for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
+        if (visible->GetValueAt(order[i]) != shown) {
+            integers.Put(std::exchange(run, 0));
+            integers.Next();
+            shown = !shown;
+        }
+        ++run;
+    }
+    integers.Put(run);
+    integers.Finish();
+}
+
+void WriteSubVolumeList(MSAXWriter& writer, MMeshBase const& mesh) {
+    MSAXTagWriter const list(writer, Tags::SubVolumeList);
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
+        MSAXTagWriter const sub_volume(writer, Tags::SubVolume);
+        writer.WriteTag(Tags::Name, (*it)->GetName());
+        writer.WriteTag(Tags::Number, (*it)->GetID());
+        writer.WriteTag(Tags::MaterialNumber, (*it)->GetMatID());
+        writer.WriteTag(Tags::ElementCount, static_cast<std::int32_t>((*it)->GetNbElements()));
+    }
+}
+
+void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& order) {
+    using Field = MMeshNamedScalarMaskPoints;
+    auto* const masked = const_cast<MMeshBase*>(&mesh); // only looked at
+    for (auto field = MMeshMaskIterator<Field>::Begin(masked); field != MMeshMaskIterator<Field>::End(masked);
+         ++field) {
+        MSAXTagWriter const tag(writer, Tags::ScalarField);
+        writer.WriteTag(Tags::ID, field->GetID());
+        writer.WriteTag(Tags::Label, field->GetUserLabel());
+        writer.WriteTag(Tags::Default, field->GetDefaultValue());
+        MSAXTagWriter const data(writer, Tags::Data);
+        ForEachRun<MMeshPoint, double>(
+            *field, order,
+            [&writer](std::uint64_t, std::span<double const> values) { writer.WriteArray(values); });
+    }
+}
+
+void WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
+    MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
+    MMeshPointMaskContainer const& point_masks = *mesh.GetPointMasks();
+    MaskOrder const elements(mesh.Elements().GetNumElements(),
+                             [&mesh](std::uint64_t i) { return mesh.GetElement(i)->GetMaskIndex(); });
+    MaskOrder const nodes(static_cast<std::uint64_t>(mesh.NumberOfPoints()),
+                          [&mesh](std::uint64_t i) { return mesh.GetRandomPoint(i)->GetMaskIndex(); });
+
+    WritePoints(writer, mesh);
+    WriteElements(writer, mesh);
+    WriteNumbers(writer, Tags::GreyValues, Tags::Double, masks.GetGreyValueMask(), elements);
+    WriteNumbers(writer, Tags::Materials, Tags::Long, masks.GetMaterialMask(), elements);
+    WriteNumbers(writer, Tags::OriginalPointIDs, Tags::Long, point_masks.GetOriginalIDs(), nodes);
+    if (masks.HasOriginalIDs())
+        WriteNumbers(writer, Tags::OriginalElementIDs, Tags::Long, masks.GetOriginalIDs(), elements);
+    WriteNumbers(writer, Tags::SubVolumes, Tags::Int, masks.GetSubvolumeMask(), elements);
+    WriteVolumeLists(writer, masks, elements);
+    WriteSurfaceTriangles(writer, masks, elements);
+    WriteVisibility(writer, masks, elements);
+    WriteSubVolumeList(writer, mesh);
+    WriteFields(writer, mesh, nodes);
+}
+
+} // namespace
+
+// All that is read, until it goes to the receiving mesh.
+class MSAXMeshBase::Reading : public MeshTagsReader {
+    using MeshTagsReader::MeshTagsReader;
+};
+
+MSAXMeshBase::MSAXMeshBase(MMeshBase* mesh)
+    : m_target(mesh)
+    , m_mesh(mesh)
+    , m_tag_id(NextTagId()) {}
+
+MSAXMeshBase::MSAXMeshBase(MMeshBase const* mesh)
+    : m_mesh(mesh)
+    , m_tag_id(NextTagId()) {}
+
+MSAXMeshBase::~MSAXMeshBase() = default;
+
+bool MSAXMeshBase::Write(MSAXWriter& writer) const {
+    m_saved_incrementally = false;
+    if (m_skip)
+        return true;
+    if (writer.SupportsIncrementalSaving() && writer.IsTagWritten(m_tag_id)) {
+        m_saved_incrementally = true;
+        return true;
+    }
+    if (!m_mesh->IsConsistent())
+        return false;
+    MSAXTagWriter const tag(writer, Tags::Mesh);
+    if (writer.SupportsIncrementalSaving())
+        writer.SetTagId(m_tag_id);
+    WriteBlocks(writer, *m_mesh);
+    bool const written = m_mesh->GetMaterialCatalog().Write(writer);
+    writer.WriteTag(Tags::HasGreyValues, m_mesh->HasGreyValues());
+    writer.WriteTag(Tags::HasVolumeIndexValues, m_mesh->HasVolumeIndexValues());
+    writer.WriteTag(Tags::MeshType, static_cast<std::int32_t>(m_mesh->GetMeshType()));
+    writer.WriteTag(Tags::MeshState, static_cast<std::int32_t>(m_mesh->GetMeshState()));
+    return written && writer.IsGood();
+}
+
+void MSAXMeshBase::SetDefaults() {
+    m_catalog.Clear();
+    m_fields.clear();
+    m_reading.reset();
+    if (m_target && !m_skip)
+        m_reading = std::make_unique<Reading>();
+}
+
+bool MSAXMeshBase::HandleTag(std::wstring const& tag, MSAXReader& reader) {
+    if (!m_reading)
+        return false;
+    if (m_reading->IsOutermost() && tag == Tags::MaterialCatalog)
+        reader.Read(m_catalog);
+    return m_reading->HandleTag(tag, reader);
+}
+
+void MSAXMeshBase::HandleEndTag(std::wstring const&) {
+    m_reading->HandleEndTag();
+}
+
+void MSAXMeshBase::InitAfterLoading() {
+    if (!m_reading)
+        return;
+    std::unique_ptr<Reading> const reading = std::move(m_reading);
+    reading->Finish();
+    MMeshBase& mesh = reading->GetMesh();
+    mesh.SetMaterialCatalog(m_catalog);
+    m_target->TakeContent(mesh);
+    m_fields = reading->TakeFields();
+}
+
+std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>> MSAXMeshBase::TakeFields() {
+    return std::exchange(m_fields, {});
+}

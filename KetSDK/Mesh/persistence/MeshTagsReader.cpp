@@ -1,0 +1,376 @@
+#include <KetSDK/Mesh/persistence/MeshTagsReader.h>
+
+#include <KetSDK/FileIO/SAX/MSAXReader.h>
+#include <KetSDK/Mesh/persistence/MeshTags.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <span>
+#include <stdexcept>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace Tags = KetSDK::Mesh::Detail::MeshTags;
+
+namespace KetSDK::Mesh::Detail {
+
+namespace {
+
+void Require(bool condition) {
+    if (!condition)
+        throw std::runtime_error("invalid state");
+}
+
+// The integers of the open tag, one after the other.
+class Integers {
+public:
+    explicit Integers(MSAXReader& reader)
+        : m_reader(reader) {}
+
+    // False at the end.
+    bool Take(std::int32_t& value) {
+        if (m_next == m_size) {
+            m_size = m_reader.ReadPart(std::span(m_values));
+            m_next = 0;
+            if (m_size == 0)
+                return false;
+        }
+        value = m_values[m_next++];
+        return true;
+    }
+    // One that must be there, of those below `end`.
+    std::int32_t TakeBelow(std::int64_t end) {
+        std::int32_t value = 0;
+        Require(Take(value) && value >= 0 && value < end);
+        return value;
+    }
+    bool IsAtEnd() {
+        std::int32_t value = 0;
+        return !Take(value);
+    }
+
+private:
+    MSAXReader& m_reader;
+    std::array<std::int32_t, 8192> m_values;
+    std::size_t m_next = 0;
+    std::size_t m_size = 0;
+};
+
+template <typename T>
+T Value(MSAXReader& reader) {
+    T value{};
+    reader.Read(value);
+    return value;
+}
+
+constexpr std::int64_t AnyLength = std::int64_t{1} << 31;
+
+bool IsOneOf(std::wstring const& type, std::wstring_view types) {
+    std::size_t const at = types.find(type);
+    return !type.empty() && at != types.npos && (at == 0 || types[at - 1] == L' ') &&
+           (at + type.size() == types.size() || types[at + type.size()] == L' ');
+}
+
+} // namespace
+
+// What is done with a tag inside another one. A block has a number of values an object and types that
+// they may be said to have.
+struct MeshTagsReader::Rule {
+    wchar_t const* parent; // null: the mesh
+    wchar_t const* tag;
+    void (MeshTagsReader::*handle)(MSAXReader&);
+    unsigned int dim = 0;
+    wchar_t const* types = L"";
+};
+
+MeshTagsReader::Rule const MeshTagsReader::Rules[] = {
+    {nullptr, Tags::Points, &MeshTagsReader::_OpenBlock, 3, L"long MeshPoint"},
+    {Tags::Points, Tags::Data, &MeshTagsReader::_ReadPoints},
+    {nullptr, Tags::Elements, &MeshTagsReader::_OpenBlock, 1, L"long MeshElement"},
+    {Tags::Elements, Tags::Data, &MeshTagsReader::_ReadElements},
+    {nullptr, Tags::GreyValues, &MeshTagsReader::_OpenBlock, 1, L"double"},
+    {Tags::GreyValues, Tags::Data, &MeshTagsReader::_ReadGreyValues},
+    {nullptr, Tags::Materials, &MeshTagsReader::_OpenBlock, 1, L"long int"},
+    {Tags::Materials, Tags::Data, &MeshTagsReader::_ReadMaterials},
+    {nullptr, Tags::OriginalPointIDs, &MeshTagsReader::_OpenBlock, 1, L"long int"},
+    {Tags::OriginalPointIDs, Tags::Data, &MeshTagsReader::_ReadOriginalPointIDs},
+    {nullptr, Tags::OriginalElementIDs, &MeshTagsReader::_OpenBlock, 1, L"long int"},
+    {Tags::OriginalElementIDs, Tags::Data, &MeshTagsReader::_ReadOriginalElementIDs},
+    {nullptr, Tags::SubVolumes, &MeshTagsReader::_OpenBlock, 1, L"int long"},
+    {Tags::SubVolumes, Tags::Data, &MeshTagsReader::_ReadSubVolumes},
+    {nullptr, Tags::VolumeLists, &MeshTagsReader::_OpenBlock, 1, L"long"},
+    {Tags::VolumeLists, Tags::Data, &MeshTagsReader::_ReadVolumeLists},
+    {nullptr, Tags::VolumeWeights, &MeshTagsReader::_OpenBlock, 1, L"double"},
+    {Tags::VolumeWeights, Tags::Data, &MeshTagsReader::_ReadVolumeWeights},
+    {nullptr, Tags::SurfaceTriangles, &MeshTagsReader::_OpenBlock, 1, L"long"},
+    {Tags::SurfaceTriangles, Tags::Data, &MeshTagsReader::_ReadSurfaceTriangles},
+    {nullptr, Tags::Visibility, &MeshTagsReader::_OpenBlock, 1, L"long"},
+    {Tags::Visibility, Tags::Data, &MeshTagsReader::_ReadVisibility},
+    {nullptr, Tags::SubVolumeList, &MeshTagsReader::_OpenSubVolumeList},
+    {Tags::SubVolumeList, Tags::SubVolume, &MeshTagsReader::_OpenSubVolume},
+    {Tags::SubVolume, Tags::Name, &MeshTagsReader::_ReadName},
+    {Tags::SubVolume, Tags::Number, &MeshTagsReader::_ReadNumber},
+    {Tags::SubVolume, Tags::MaterialNumber, &MeshTagsReader::_ReadMaterialNumber},
+    {Tags::SubVolume, Tags::ElementCount, &MeshTagsReader::_ReadElementCount},
+    {nullptr, Tags::MaterialCatalog, nullptr}, // an object of its own
+    {nullptr, Tags::HasGreyValues, &MeshTagsReader::_ReadHasGreyValues},
+    {nullptr, Tags::HasVolumeIndexValues, &MeshTagsReader::_ReadHasVolumeIndexValues},
+    {nullptr, Tags::MeshType, &MeshTagsReader::_ReadMeshType},
+    {nullptr, Tags::MeshState, &MeshTagsReader::_ReadMeshState},
+    {nullptr, Tags::ScalarField, &MeshTagsReader::_OpenField},
+    {Tags::ScalarField, Tags::ID, &MeshTagsReader::_ReadFieldID},
+    {Tags::ScalarField, Tags::Label, &MeshTagsReader::_ReadFieldLabel},
+    {Tags::ScalarField, Tags::Default, &MeshTagsReader::_ReadFieldDefault},
+    {Tags::ScalarField, Tags::Data, &MeshTagsReader::_ReadFieldValues},
+};
+
+MeshTagsReader::MeshTagsReader()
+    : m_mesh(std::make_unique<MMeshBase>()) {}
+
+MeshTagsReader::~MeshTagsReader() = default;
+
+bool MeshTagsReader::HandleTag(std::wstring const& tag, MSAXReader& reader) {
+    auto const rule = std::find_if(std::begin(Rules), std::end(Rules), [&](Rule const& r) {
+        return r.tag == tag && (r.parent ? !m_path.empty() && m_path.back() == r.parent : m_path.empty());
+    });
+    if (rule == std::end(Rules))
+        return false;
+    // Each tag of the mesh comes once, but for the fields.
+    Require(!m_path.empty() || m_seen.insert(tag).second || tag == Tags::ScalarField);
+    if (rule->dim > 0) {
+        std::uint64_t dim = 0;
+        std::wstring type;
+        Require(reader.ReadAttribute(Tags::Dim, dim) && dim == rule->dim &&
+                reader.ReadAttribute(Tags::DataType, type) && IsOneOf(type, rule->types));
+    }
+    if (tag == Tags::Data)
+        Require(!std::exchange(m_data_read, true));
+    if (rule->handle)
+        (this->*rule->handle)(reader);
+    m_path.push_back(tag);
+    return true;
+}
+
+void MeshTagsReader::HandleEndTag() {
+    m_path.pop_back();
+    if (m_path.empty())
+        Require(m_data_read); // of a block or a field
+}
+
+void MeshTagsReader::Finish() {
+    Require(m_seen.contains(Tags::Points) && m_seen.contains(Tags::Elements) &&
+            m_seen.contains(Tags::VolumeLists) == m_seen.contains(Tags::VolumeWeights));
+    if (!m_seen.contains(Tags::SubVolumeList))
+        _MakeSubVolumes();
+}
+
+// The seven blocks alone say only which sub-volume an element belongs to: they get default names. A mesh
+// without that goes into the main one.
+void MeshTagsReader::_MakeSubVolumes() {
+    MDataMask<MMeshElement, int> const* const numbers =
+        std::as_const(*m_mesh->GetElementMasks()).GetSubvolumeMask();
+    for (MMeshElement& e : m_mesh->Elements()) {
+        int const number = numbers ? numbers->GetValue(e) : 0;
+        Require(number < m_mesh->NumberOfElements());
+        while (number >= static_cast<int>(m_mesh->NumberOfSubVolumes()))
+            m_mesh->AddSubVolume();
+        if (number >= 0)
+            m_mesh->BeginSubVolume()[number]->IncludeElement(e);
+    }
+}
+
+// Blocks
+
+void MeshTagsReader::_OpenBlock(MSAXReader& reader) {
+    Require(reader.ReadAttribute(Tags::Count, m_count));
+    m_data_read = false;
+}
+
+void MeshTagsReader::_ReadPoints(MSAXReader& reader) {
+    m_points = std::make_unique<MMeshPointContainer>();
+    std::array<MLong, 3 * 1024> coordinates;
+    std::size_t size = coordinates.size();
+    while (size == coordinates.size()) {
+        size = reader.ReadPart(std::span(coordinates));
+        Require(size % 3 == 0);
+        for (std::size_t i = 0; i < size; i += 3)
+            m_points->AddPoint(&coordinates[i]);
+    }
+    Require(m_points->GetNumPoints() == m_count && m_count < AnyLength);
+}
+
+void MeshTagsReader::_ReadElements(MSAXReader& reader) {
+    Require(m_points != nullptr);
+    auto elements = std::make_unique<MMeshElementContainer>();
+    auto const nodes = static_cast<std::int64_t>(m_points->GetNumPoints());
+    Integers integers(reader);
+    MMeshPoint* element[UINT8_MAX];
+    for (std::int32_t n = 0; integers.Take(n);) {
+        Require(n > 0 && n <= UINT8_MAX &&
+                MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(n)) > 0);
+        for (std::int32_t i = 0; i < n; ++i)
+            element[i] = m_points->GetPointPtrAt(static_cast<std::uint64_t>(integers.TakeBelow(nodes)));
+        elements->AddElement(static_cast<char>(n), element);
+    }
+    Require(elements->GetNumElements() == m_count && m_count < AnyLength);
+    m_mesh->_Set(m_points.release(), elements.release());
+}
+
+MaskOrder MeshTagsReader::_Order(std::uint64_t objects) const {
+    Require(m_count == 0 || m_count == objects);
+    return {m_count, [](std::uint64_t i) { return i; }};
+}
+
+template <typename Create>
+void MeshTagsReader::_ReadNumbers(MSAXReader& reader, MaskOrder const& order, Create&& create) {
+    using Mask = std::remove_pointer_t<decltype(create())>;
+    using Number = std::decay_t<decltype(std::declval<Mask&>().GetDefaultValue())>;
+    if (order.GetCount() > 0)
+        FillRuns(*create(), order, [&reader](std::uint64_t, std::span<Number> values) {
+            Require(reader.ReadPart(values) == values.size());
+        });
+    Number beyond;
+    Require(reader.ReadPart(std::span(&beyond, 1)) == 0);
+}
+
+void MeshTagsReader::_ReadGreyValues(MSAXReader& reader) {
+    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetGreyValueMask(); });
+}
+void MeshTagsReader::_ReadMaterials(MSAXReader& reader) {
+    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetMaterialMask(); });
+}
+void MeshTagsReader::_ReadOriginalPointIDs(MSAXReader& reader) {
+    _ReadNumbers(reader, _Nodes(), [this] { return m_mesh->GetPointMasks()->GetOriginalIDs(); });
+}
+void MeshTagsReader::_ReadOriginalElementIDs(MSAXReader& reader) {
+    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetOriginalIDs(); });
+}
+void MeshTagsReader::_ReadSubVolumes(MSAXReader& reader) {
+    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetSubvolumeMask(); });
+}
+
+// Lists grow with the entries that are there.
+
+void MeshTagsReader::_ReadVolumeLists(MSAXReader& reader) {
+    MaskOrder const order = _Elements();
+    auto& lists = *m_mesh->GetElementMasks()->GetVolumeIndexMask();
+    Integers integers(reader);
+    for (std::uint64_t i = 0; i < order.GetCount(); ++i)
+        for (std::int32_t left = integers.TakeBelow(AnyLength); left > 0; --left) {
+            auto const volume = static_cast<unsigned short>(integers.TakeBelow(UINT16_MAX + 1));
+            lists.GetSlot(i).push_back({volume, 0.0});
+        }
+    Require(integers.IsAtEnd());
+}
+
+void MeshTagsReader::_ReadVolumeWeights(MSAXReader& reader) {
+    Require(m_seen.contains(Tags::VolumeLists));
+    auto& lists = *m_mesh->GetElementMasks()->GetVolumeIndexMask();
+    std::uint64_t weights = 0;
+    double weight = 0.0;
+    for (std::uint64_t i = 0; i < m_mesh->Elements().GetNumElements(); ++i)
+        for (auto& entry : lists.GetSlot(i)) {
+            Require(reader.ReadPart(std::span(&entry.weight, 1)) == 1);
+            ++weights;
+        }
+    Require(weights == m_count && reader.ReadPart(std::span(&weight, 1)) == 0);
+}
+
+void MeshTagsReader::_ReadSurfaceTriangles(MSAXReader& reader) {
+    MaskOrder const order = _Elements();
+    auto& lists = *m_mesh->GetElementMasks()->GetSurfaceMask();
+    Integers integers(reader);
+    for (std::uint64_t i = 0; i < order.GetCount(); ++i)
+        for (std::int32_t left = integers.TakeBelow(AnyLength); left > 0; --left) {
+            auto const tetrahedron = static_cast<unsigned char>(integers.TakeBelow(UINT8_MAX));
+            auto const triangle = static_cast<unsigned char>(integers.TakeBelow(UINT8_MAX));
+            Require(MMeshSurfaceTriangleList::IsFaceOf(m_mesh->GetElement(i)->GetNodeCount(), tetrahedron,
+                                                       triangle));
+            lists.GetSlot(i).Add(tetrahedron, triangle);
+        }
+    Require(integers.IsAtEnd());
+}
+
+void MeshTagsReader::_ReadVisibility(MSAXReader& reader) {
+    MaskOrder const order = _Elements();
+    auto& visible = *m_mesh->GetElementMasks()->GetVisibleMask();
+    Integers integers(reader);
+    bool shown = true;
+    std::uint64_t element = 0;
+    for (std::int32_t run = 0; integers.Take(run); shown = !shown) {
+        Require(run >= 0 && static_cast<std::uint64_t>(run) <= order.GetCount() - element);
+        for (; run > 0; --run)
+            visible.SetValueAt(element++, shown);
+    }
+    Require(element == order.GetCount());
+}
+
+// Sub-volumes
+
+void MeshTagsReader::_OpenSubVolumeList(MSAXReader&) {
+    m_mesh->ClearSubVolumes();
+}
+void MeshTagsReader::_OpenSubVolume(MSAXReader&) {
+    m_mesh->AddSubVolume();
+}
+
+MMeshSubVolume& MeshTagsReader::_SubVolume() {
+    return **(m_mesh->EndSubVolume() - 1);
+}
+void MeshTagsReader::_ReadName(MSAXReader& reader) {
+    _SubVolume().SetName(Value<std::wstring>(reader));
+}
+void MeshTagsReader::_ReadNumber(MSAXReader& reader) {
+    _SubVolume().SetID(Value<std::int32_t>(reader));
+}
+void MeshTagsReader::_ReadMaterialNumber(MSAXReader& reader) {
+    _SubVolume().SetMatID(Value<std::int32_t>(reader));
+}
+void MeshTagsReader::_ReadElementCount(MSAXReader& reader) {
+    _SubVolume().m_element_count = Value<std::int32_t>(reader);
+}
+
+// Flags
+
+void MeshTagsReader::_ReadHasGreyValues(MSAXReader& reader) {
+    m_mesh->SetGreyValuesFlag(Value<bool>(reader));
+}
+void MeshTagsReader::_ReadHasVolumeIndexValues(MSAXReader& reader) {
+    m_mesh->SetVolumeIndexFlag(Value<bool>(reader));
+}
+void MeshTagsReader::_ReadMeshType(MSAXReader& reader) {
+    m_mesh->SetMeshType(static_cast<MMeshBase::TetMeshType>(Value<std::int32_t>(reader)));
+}
+void MeshTagsReader::_ReadMeshState(MSAXReader& reader) {
+    m_mesh->SetMeshState(static_cast<MMeshBase::MeshStateType>(Value<std::int32_t>(reader)));
+}
+
+// Fields
+
+void MeshTagsReader::_OpenField(MSAXReader&) {
+    Require(m_seen.contains(Tags::Elements)); // a field is made for the nodes that are there
+    m_field_id.clear();
+    m_field_label.clear();
+    m_field_default = 0.0;
+    m_data_read = false;
+    m_count = static_cast<std::uint64_t>(m_mesh->NumberOfPoints());
+}
+void MeshTagsReader::_ReadFieldID(MSAXReader& reader) {
+    m_field_id = Value<std::wstring>(reader);
+}
+void MeshTagsReader::_ReadFieldLabel(MSAXReader& reader) {
+    m_field_label = Value<std::wstring>(reader);
+}
+void MeshTagsReader::_ReadFieldDefault(MSAXReader& reader) {
+    m_field_default = Value<double>(reader);
+}
+void MeshTagsReader::_ReadFieldValues(MSAXReader& reader) {
+    m_fields.push_back(std::make_unique<MMeshNamedScalarMaskPoints>(m_field_id, m_field_label, m_mesh.get(),
+                                                                    m_field_default));
+    _ReadNumbers(reader, _Nodes(),
+                 [this]() -> MDataMask<MMeshPoint, double>* { return m_fields.back().get(); });
+}
+
+} // namespace KetSDK::Mesh::Detail
