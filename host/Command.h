@@ -34,6 +34,7 @@ public:
 // The commands, each in the source file of its name.
 std::unique_ptr<Command> MakeInfoCommand();
 std::unique_ptr<Command> MakeSurfacesCommand();
+std::unique_ptr<Command> MakeIsoCommand();
 std::unique_ptr<Command> MakeQualityCommand();
 std::unique_ptr<Command> MakeCheckCommand();
 std::unique_ptr<Command> MakeRepairCommand();

@@ -19,7 +19,7 @@ void RequireTetrahedra(MMeshBase const& mesh, std::string const& file) {
             others += (others.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
     if (!others.empty())
         throw FileError(file, "tetrahedra alone are needed, but there are other elements (" + others +
-                                  "); cut them into tetrahedra first");
+                                  "); cut them into tetrahedra first (ketmesh convert)");
 }
 
 } // namespace ketmesh

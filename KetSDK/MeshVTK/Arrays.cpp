@@ -24,12 +24,12 @@ vtkDataArray* FindArray(vtkDataSetAttributes& arrays, std::string const& name) {
     return numbers;
 }
 
-std::string DescribeArrays(vtkDataSetAttributes& arrays) {
+std::string DescribeArrays(vtkDataSetAttributes& arrays, std::string const& kind) {
     std::string list;
     for (int i = 0; i < arrays.GetNumberOfArrays(); ++i)
         if (char const* const name = arrays.GetArrayName(i))
             list += (list.empty() ? "" : ", ") + std::string(name);
-    return list.empty() ? "there are no cell arrays" : "the cell arrays are " + list;
+    return list.empty() ? "there are no " + kind + " arrays" : "the " + kind + " arrays are " + list;
 }
 
 void CheckShape(vtkDataArray& array, vtkIdType count) {

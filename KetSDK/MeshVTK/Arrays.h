@@ -14,8 +14,8 @@ namespace KetSDK::MeshVTK {
 
 // The array of that name; null when there is none. Throws Error for one that does not hold numbers.
 vtkDataArray* FindArray(vtkDataSetAttributes& arrays, std::string const& name);
-// "the cell arrays are a, b", or "there are no cell arrays".
-std::string DescribeArrays(vtkDataSetAttributes& arrays);
+// With the kind "cell": "the cell arrays are a, b", or "there are no cell arrays".
+std::string DescribeArrays(vtkDataSetAttributes& arrays, std::string const& kind);
 // Throws Error unless the array has one number for each of `count` cells or points.
 void CheckShape(vtkDataArray& array, vtkIdType count);
 // Whether the array is of an integer type.

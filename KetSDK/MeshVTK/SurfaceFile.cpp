@@ -248,8 +248,11 @@ void CheckSurfaceFileName(std::filesystem::path const& path) {
 }
 
 void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
-                      std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    WriteSurfaceFile(*PolyDataFromSurfaces(stl, unit), file, progress);
+                      std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
+    if (empty == EmptySurface::Refused)
+        CheckTriangles(stl.NumberOfTriangles());
+    Write(*PolyDataFromSurfaces(stl, unit), file.GetTemporaryPath(), progress);
+    file.Commit();
 }
 
 void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,

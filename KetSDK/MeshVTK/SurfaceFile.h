@@ -29,11 +29,15 @@ ReadSurfaceFile(std::filesystem::path const& path, SurfaceFromPolyDataOptions co
 // Throws Error for a name with another ending.
 KETSDK_MESHVTK_API void CheckSurfaceFileName(std::filesystem::path const& path);
 
+// What becomes of a surface without triangles: mostly a mistake, sometimes a result.
+enum class EmptySurface { Refused, Written };
+
 // Writes all surfaces of the container into the file and commits it. Throws Error when there are no
-// triangles and when writing fails, Cancelled when the user cancelled; the file is then not committed.
-// The delegate may be null.
+// triangles and that is not allowed, and when writing fails, Cancelled when the user cancelled; the file is
+// then not committed. The delegate may be null.
 KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
-                                         std::shared_ptr<Common::IProgressDelegate> const& progress);
+                                         std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                         EmptySurface empty = EmptySurface::Refused);
 
 // The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp
 // files hold.

@@ -1,10 +1,14 @@
+#include "TestMeshes.h"
+
+#include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 #include <KetSDK/Mesh/geometry/QuadrangularFace.h>
-#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
+#include <KetSDK/Mesh/geometry/VertexValuedTetrahedron.h>
 
 #include <gtest/gtest.h>
 
 #include <cfloat>
 #include <memory>
+#include <stdexcept>
 
 namespace {
 
@@ -103,4 +107,45 @@ TEST(Faces, HandOutTrianglesAndSegments) {
     EXPECT_EQ((*other)[1], c);
     EXPECT_DOUBLE_EQ(first->Area() + other->Area(), 1.0);
     EXPECT_EQ(quadrangle.GetSegment(3).second, &quadrangle.GetNode(0));
+}
+
+TEST(LimitedPolyhedron, IsTheNodesOfAnElementAndNothingElse) {
+    struct Open : LimitedPolyhedron {
+        using LimitedPolyhedron::GetFace;
+        using LimitedPolyhedron::GetNbFaces;
+        using LimitedPolyhedron::LimitedPolyhedron;
+        using LimitedPolyhedron::OrientationOK;
+        using LimitedPolyhedron::Volume;
+    };
+    MMeshBase mesh;
+    Open hexahedron(TestMeshes::AddElementOfKind(mesh, 8));
+    ASSERT_EQ(hexahedron.GetNbVertices(), 8u);
+    EXPECT_EQ(hexahedron.GetVertex(6), Vector(6, 6, 6));
+    EXPECT_THROW(hexahedron.GetVertex(8), std::out_of_range);
+    hexahedron.SetVertex(8, {99, 99, 99});
+    hexahedron.SetVertex(0, {-9, -9, -9});
+    EXPECT_EQ(hexahedron.GetBoundingBox().GetMin(), Vector(0, 0, 0)) << "vertex 0 does not count";
+    EXPECT_EQ(hexahedron.GetBoundingBox().GetMax(), Vector(6, 6, 6));
+    EXPECT_TRUE(hexahedron.LargerThanPlane({1, 0, 0}, {-10, 0, 0}));
+    EXPECT_FALSE(hexahedron.LargerThanPlane({1, 0, 0}, {-9, 0, 0}));
+    EXPECT_TRUE(hexahedron.GetNbFaces() == 0 && !hexahedron.GetFace(0) && hexahedron.Volume() == 0.0 &&
+                hexahedron.OrientationOK());
+    LimitedPolyhedron copy(hexahedron);
+    EXPECT_EQ(copy.GetVertex(0), Vector(-9, -9, -9));
+    copy = LimitedPolyhedron();
+    EXPECT_EQ(copy.GetNbVertices(), 0u);
+}
+
+TEST(VertexValuedTetrahedron, CarriesAValuePerCorner) {
+    MMeshBase mesh;
+    VertexValuedTetrahedron t(TestMeshes::AddElementOfKind(mesh, 10));
+    EXPECT_EQ(t.Volume(), 36.0);
+    for (unsigned int i = 0; i < 4; ++i)
+        EXPECT_EQ(t.GetVertexValue(i), 0.0);
+    t.SetValues(1, 2, 3, 4);
+    t.SetVertexValue(2, -7);
+    VertexValuedTetrahedron const copy(t);
+    t = VertexValuedTetrahedron();
+    EXPECT_TRUE(copy.GetVertexValue(1) == 2 && copy.GetVertexValue(2) == -7 && t.GetVertexValue(2) == 0.0);
+    EXPECT_EQ(copy.GetVertex(1), Vector(6, 0, 0));
 }

@@ -1,0 +1,3 @@
+#include <KetSDK/Mesh/geometry/VertexValuedTetrahedron.h>
+
+VertexValuedTetrahedron::~VertexValuedTetrahedron() = default;
