@@ -96,6 +96,7 @@ void AddQualityJobs(Recipe const& recipe);
 void AddRepairJobs(Recipe const& recipe);
 void AddConversionJobs(Recipe const& recipe);
 void AddSurfaceJobs(Recipe const& recipe);
+void AddIsosurfaceJobs(Recipe const& recipe);
 void AddMaterialJobs(Recipe const& recipe);
 // Those on plain values.
 void AddHistogramJobs();

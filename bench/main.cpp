@@ -63,6 +63,7 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
         Bench::AddBuildJobs(recipe);
         Bench::AddNeighborJobs(recipe);
         Bench::AddSurfaceJobs(recipe);
+        Bench::AddIsosurfaceJobs(recipe);
         Bench::AddMaterialJobs(recipe);
     }
 }

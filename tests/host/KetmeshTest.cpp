@@ -1,4 +1,5 @@
 #include "KetmeshProgram.h"
+#include "MeasuredSurface.h"
 
 #include <vtkAppendFilter.h>
 #include <vtkCell.h>
@@ -6,13 +7,11 @@
 #include <vtkCellSizeFilter.h>
 #include <vtkFieldData.h>
 #include <vtkIntArray.h>
-#include <vtkMath.h>
 #include <vtkOBJReader.h>
 #include <vtkPLYReader.h>
 #include <vtkPolyData.h>
 #include <vtkSTLReader.h>
 #include <vtkStringArray.h>
-#include <vtkTriangle.h>
 #include <vtkUnstructuredGridWriter.h>
 #include <vtkXMLPolyDataReader.h>
 
@@ -25,29 +24,6 @@
 #include <thread>
 
 namespace {
-
-// What a surface must agree with, from nothing but the triangles in the file.
-struct Measured {
-    std::uint64_t triangles = 0;
-    double area = 0.0;
-    double enclosed = 0.0; // by the divergence theorem
-    std::map<std::pair<vtkIdType, vtkIdType>, int> edges;
-
-    void Add(vtkPolyData& data, vtkIdType cell) {
-        double p[3][3];
-        vtkIdList& ids = *data.GetCell(cell)->GetPointIds();
-        for (int i = 0; i < 3; ++i) {
-            data.GetPoint(ids.GetId(i), p[i]);
-            ++edges[std::minmax(ids.GetId(i), ids.GetId((i + 1) % 3))];
-        }
-        ++triangles;
-        area += vtkTriangle::TriangleArea(p[0], p[1], p[2]);
-        enclosed += vtkMath::Determinant3x3(p[0], p[1], p[2]) / 6.0;
-    }
-    bool IsClosed() const {
-        return std::all_of(edges.begin(), edges.end(), [](auto const& edge) { return edge.second == 2; });
-    }
-};
 
 std::map<std::string, Measured> MeasureSurfaces(vtkPolyData& data) {
     auto& names = *vtkStringArray::SafeDownCast(data.GetFieldData()->GetAbstractArray("surface_names"));
