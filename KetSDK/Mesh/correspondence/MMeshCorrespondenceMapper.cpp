@@ -1,0 +1,11 @@
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapper.h>
+
+MMeshCorrespondenceMapper::~MMeshCorrespondenceMapper() = default;
+
+bool MMeshCorrespondenceMapper::IsAssignedTo(MStlTriangle const* triangle, MMeshElement* e) {
+    return triangle && e && GetElement(triangle) == e;
+}
+
+bool MMeshCorrespondenceMapper::MayHaveTriangle(MMeshElement*) {
+    return true;
+}

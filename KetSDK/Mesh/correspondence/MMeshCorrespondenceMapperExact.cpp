@@ -1,0 +1,103 @@
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
+
+#include <KetSDK/Common/Shared/MHash.h>
+#include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <tsl/robin_map.h>
+
+#include <algorithm>
+
+using KetSDK::Mesh::Detail::MeshFaceMapper;
+
+namespace {
+
+// Triangles by the indices of their corner points, the first point at each position standing for all.
+class ExactMatcher : public MeshFaceMapper::Matcher {
+public:
+    explicit ExactMatcher(MStlBase const& stl)
+        : m_stl(stl) {
+        m_triangles.reserve(static_cast<std::size_t>(stl.NumberOfTriangles()));
+        std::uint32_t number = 0;
+        for (MStlTriangle const& t : stl.Triangles()) {
+            Corners const corners =
+                _Sort({_Find(*t.GetPoint(0)), _Find(*t.GetPoint(1)), _Find(*t.GetPoint(2))});
+            std::uint32_t& first = corners.even ? m_triangles[corners.point].same //
+                                                : m_triangles[corners.point].opposite;
+            first = std::min(first, number++);
+        }
+    }
+
+    bool IsNear(MMeshPoint const& node) const override {
+        return m_stl.FindPoint(node.x, node.y, node.z) != nullptr;
+    }
+
+    std::vector<MeshFaceMapper::Match> FindMatches(std::span<MeshFaceMapper::Face const> faces,
+                                                   MeshFaceMapper::Loop const& loop) const override {
+        std::vector<MeshFaceMapper::Match> matches(faces.size());
+        loop(faces.size(), 512, [&](std::size_t first, std::size_t last) {
+            for (std::size_t i = first; i < last; ++i)
+                matches[i] = _Match(faces[i]);
+        });
+        return matches;
+    }
+
+private:
+    using Points = std::array<MLong, 3>;
+    // The corners by ascending index, and whether that winds as before.
+    struct Corners {
+        Points point;
+        bool even = true;
+    };
+    struct Hash {
+        std::size_t operator()(Points const& p) const noexcept {
+            return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2]));
+        }
+    };
+
+    static Corners _Sort(Points const& unsorted) {
+        Corners corners{unsorted};
+        auto const order = [&corners](std::size_t a, std::size_t b) {
+            if (corners.point[a] > corners.point[b]) {
+                std::swap(corners.point[a], corners.point[b]);
+                corners.even = !corners.even;
+            }
+        };
+        order(0, 1);
+        order(1, 2);
+        order(0, 1);
+        return corners;
+    }
+
+    MLong _Find(MStlPoint const& p) const {
+        return m_stl.FindPoint(p.GetX(), p.GetY(), p.GetZ())->GetIndex();
+    }
+
+    MeshFaceMapper::Match _Match(MeshFaceMapper::Face const& face) const {
+        Points points;
+        for (std::size_t i = 0; i < 3; ++i) {
+            MMeshPoint const& node = *face.corners[i];
+            points[i] = m_stl.FindPoint(node.x, node.y, node.z)->GetIndex();
+        }
+        Corners const corners = _Sort(points);
+        auto const found = m_triangles.find(corners.point);
+        if (found == m_triangles.end())
+            return {};
+        MeshFaceMapper::Match match = found->second;
+        if (!corners.even)
+            std::swap(match.same, match.opposite);
+        return match;
+    }
+
+    MStlBase const& m_stl;
+    // The triangles that wind by ascending indices and the other way.
+    tsl::robin_map<Points, MeshFaceMapper::Match, Hash> m_triangles;
+};
+
+} // namespace
+
+MMeshCorrespondenceMapperExact::~MMeshCorrespondenceMapperExact() = default;
+
+std::unique_ptr<MeshFaceMapper::Matcher> MMeshCorrespondenceMapperExact::_MakeMatcher(MStlBase& stl) const {
+    return std::make_unique<ExactMatcher>(stl);
+}

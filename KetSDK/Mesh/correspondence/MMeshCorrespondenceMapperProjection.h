@@ -1,0 +1,33 @@
+#pragma once
+
+#include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
+
+// Matches faces with triangles that lie near them: for surfaces that were written with rounding, moved a
+// little or remeshed since they were extracted. A face can have a triangle when its centroid and its
+// three corners lie within a tolerance of the surface.
+//
+// Where every corner of a triangle lies within the tolerance of a corner of the face, they match by
+// their corners, the closest first. Every other face gets a triangle within the tolerance of its
+// centroid whose plane agrees with its own to PlaneAngle; of several the one for which distance in
+// tolerances plus 1 - cosine of the angle, over its largest value, is least, and then the first. So where
+// surfaces meet or lie back to back, the planes decide. A face between elements gets no triangle that
+// matched another face by its corners: thin elements near the surface have faces close to it too.
+class KETSDK_MESH_API MMeshCorrespondenceMapperProjection : public KetSDK::Mesh::Detail::MeshFaceMapper {
+public:
+    // Degrees up to which the planes of a face and a triangle agree, whichever way they face.
+    static constexpr double PlaneAngle = 60.0;
+
+    // The tolerance is in model units; one that is not above 0 counts as 0. Mesh and surface are not owned
+    // and must outlive the mapper's last Map().
+    MMeshCorrespondenceMapperProjection(MStlBase* stl, MMeshBase* mesh, double tolerance) noexcept
+        : MeshFaceMapper(stl, mesh)
+        , m_tolerance(tolerance > 0.0 ? tolerance : 0.0) {}
+    ~MMeshCorrespondenceMapperProjection() override;
+
+    double GetTolerance() const noexcept { return m_tolerance; }
+
+private:
+    std::unique_ptr<Matcher> _MakeMatcher(MStlBase& stl) const override;
+
+    double m_tolerance;
+};

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/mesh/MMeshOperator.h>
+
+#include <memory>
+#include <utility>
+
+class MStlBase;
+
+// Gives each sub-volume of a tetrahedral mesh a number and a name by the surfaces that bound it, and
+// then makes one sub-volume of all with the same number. Names of surfaces are split at the first "-":
+// the first part names the volume that the triangles face away from, the second the one on the other
+// side. Parts are numbered from 1 in the order in which the surfaces bring them; the empty part has 0.
+//
+// The first face of a sub-volume that is outside, or between sub-volumes, and has a triangle decides:
+// outside, by the first part of the surface's name; between two, by the first part when the triangle is
+// assigned to the element in the sub-volume, else by the second. The number becomes the material number and
+// "Volume " and the part the name; an empty part gives "Volume". With no triangle on any such face the part
+// is empty; a sub-volume without elements gets -1, and goes. The new sub-volumes stand in the order in which
+// the numbers are met and have the name of the first of their number; their own material number is what
+// AddSubVolume gives.
+//
+// Which triangle lies on which face says the correspondence mapper that the mesh holds, else a
+// projection of tolerance 0.001, which is not kept. Enables the neighbour information of the mesh and
+// leaves it enabled. Reads no settings. One thread at a time uses operator and mesh.
+class KETSDK_MESH_API MMeshOperatorGroupSubVolumes : public MMeshOperator {
+public:
+    MMeshOperatorGroupSubVolumes() = default;
+    MMeshOperatorGroupSubVolumes(MMeshOperatorGroupSubVolumes const&) = default;
+    MMeshOperatorGroupSubVolumes(MMeshOperatorGroupSubVolumes&&) = default;
+    MMeshOperatorGroupSubVolumes& operator=(MMeshOperatorGroupSubVolumes const&) = default;
+    MMeshOperatorGroupSubVolumes& operator=(MMeshOperatorGroupSubVolumes&&) = default;
+    ~MMeshOperatorGroupSubVolumes() override;
+
+    // The surfaces, not owned; must be set.
+    void SetStl(MStlBase* stl) noexcept { m_stl = stl; }
+    MStlBase* GetStl() const noexcept { return m_stl; }
+    // Where progress is reported; may be null. The run cannot be cancelled.
+    void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
+        m_progress = std::move(delegate);
+    }
+
+    // Groups. False without a mesh or surfaces, otherwise true.
+    bool Operate() override;
+
+private:
+    class NameTables;
+
+    void _AssignMaterials();
+    void _GroupSubvolumes();
+
+    MStlBase* m_stl = nullptr;
+    std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
+};

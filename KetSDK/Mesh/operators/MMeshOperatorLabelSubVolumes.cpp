@@ -1,0 +1,216 @@
+#include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
+
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/operators/FaceMatcher.h>
+
+#include <tsl/robin_map.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <vector>
+
+using namespace KetSDK::Mesh::Detail;
+
+namespace {
+
+constexpr std::uint32_t NoElement = std::numeric_limits<std::uint32_t>::max();
+
+// The number of the element across each face of each element, NoElement where there is none: what
+// GetNeighbor says, but found for all faces at once, which takes a fraction of the time.
+class NeighborTable {
+public:
+    explicit NeighborTable(MMeshBase& mesh)
+        : m_numbers(static_cast<std::size_t>(mesh.NumberOfElements()),
+                    {NoElement, NoElement, NoElement, NoElement}) {
+        bool const tetrahedra_only = std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
+            return e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
+        });
+        if (tetrahedra_only)
+            _MatchFaces(mesh);
+        else
+            _Ask(mesh);
+    }
+    std::array<std::uint32_t, 4> const& Of(std::uint32_t element) const noexcept {
+        return m_numbers[element];
+    }
+
+private:
+    using Matcher = FaceMatcher<false>;
+
+    void _MatchFaces(MMeshBase& mesh) {
+        // Every element is a group of its own, so that all faces between elements are visited.
+        int number = 0;
+        Matcher matcher(mesh.Elements(), [&number](MMeshElement const&) { return number++; });
+        matcher.ForEachBoundaryFace(
+            [this](std::uint32_t element, std::uint32_t face, int, int neighbor, bool has_neighbor) {
+                if (has_neighbor)
+                    m_numbers[element][face] = static_cast<std::uint32_t>(neighbor);
+            });
+        if (!matcher.CollapsedFaces().empty())
+            _Ask(mesh, matcher.CollapsedFaces());
+    }
+
+    // By asking for one neighbour after another, of faces that cannot be matched by three corners.
+    void _Ask(MMeshBase& mesh) {
+        std::vector<Matcher::Face> faces;
+        for (std::uint32_t element = 0; element < m_numbers.size(); ++element)
+            for (std::uint32_t face = 0; face < 4; ++face)
+                faces.push_back({element, face});
+        _Ask(mesh, faces);
+    }
+    void _Ask(MMeshBase& mesh, std::vector<Matcher::Face> const& faces) {
+        tsl::robin_map<MMeshElement const*, std::uint32_t> number_of;
+        for (std::uint32_t number = 0; number < m_numbers.size(); ++number)
+            number_of[mesh.GetElement(number)] = number;
+        for (auto const& [element, face] : faces)
+            if (auto const* const neighbor =
+                    mesh.GetNeighborsInfo()->GetNeighbor(mesh.GetElement(element), face))
+                m_numbers[element][face] = number_of[neighbor];
+    }
+
+    std::vector<std::array<std::uint32_t, 4>> m_numbers;
+};
+
+} // namespace
+
+// Fills one region after another.
+class MMeshOperatorLabelSubVolumes::Filling {
+public:
+    Filling(MMeshBase& mesh, MMeshCorrespondenceMapper& mapper,
+            KetSDK::Common::IncrementalProgressReporter& reporter)
+        : m_mesh(mesh)
+        , m_neighbors(mesh)
+        , m_reached(static_cast<std::size_t>(mesh.NumberOfElements()), false)
+        , m_mapper(mapper)
+        , m_reporter(reporter) {}
+
+    // Finds the elements of the region of a seed, breadth first. False when the user cancelled.
+    bool Fill(MMeshElement const& seed) {
+        while (m_mesh.GetElement(m_seed) != &seed)
+            ++m_seed; // each seed comes later in the mesh than the one before
+        m_region.clear();
+        _Append(m_seed);
+        for (std::size_t i = 0; i < m_region.size(); ++i) {
+            _Fetch(i);
+            if (!_AppendNeighborsOf(m_region[i]))
+                return false;
+        }
+        return true;
+    }
+
+    // Marks and labels the elements of the region.
+    void Label(MDataMask<MMeshElement, bool>& visited, MDataMask<MMeshElement, int>& labels,
+               int label) const {
+        for (std::uint32_t const number : m_region) {
+            MMeshElement const& e = *m_mesh.GetElement(number);
+            visited.SetValue(e, true);
+            labels.SetValue(e, label);
+        }
+    }
+
+private:
+    bool _AppendNeighborsOf(std::uint32_t number) {
+        MMeshElement* const e = m_mesh.GetElement(number);
+        bool const at_surface = m_mapper.MayHaveTriangle(e);
+        for (std::uint32_t const next : m_neighbors.Of(number)) {
+            if (next == NoElement || m_reached[next] ||
+                (at_surface && m_mapper.IsBoundaryCrossing(e, m_mesh.GetElement(next)) == 1))
+                continue;
+            _Append(next);
+            // Every 1001st: the count is compared before it grows.
+            if (m_appended++ != 1000)
+                continue;
+            if (m_reporter.IsCancelled())
+                return false;
+            ++m_reporter;
+            m_appended = 0;
+        }
+        return true;
+    }
+
+    void _Append(std::uint32_t number) {
+        m_region.push_back(number);
+        m_reached[number] = true;
+    }
+
+    // Fetches what the walk will need some elements later, which may lie anywhere in memory.
+    void _Fetch(std::size_t i) const {
+        constexpr std::size_t distance = 16;
+        if (i + distance >= m_region.size())
+            return;
+        std::uint32_t const number = m_region[i + distance];
+        __builtin_prefetch(&m_neighbors.Of(number));
+        __builtin_prefetch(m_mesh.GetElement(number));
+    }
+
+    MMeshBase& m_mesh;
+    NeighborTable const m_neighbors;
+    std::vector<bool> m_reached; // by number; small enough to stay in the processor's cache
+    MMeshCorrespondenceMapper& m_mapper;
+    KetSDK::Common::IncrementalProgressReporter& m_reporter;
+    std::uint32_t m_seed = 0;            // its number
+    std::vector<std::uint32_t> m_region; // numbers of elements; used again for every region
+    int m_appended = 0;                  // through faces, since the last look at the delegate
+};
+
+MMeshOperatorLabelSubVolumes::~MMeshOperatorLabelSubVolumes() = default;
+
+bool MMeshOperatorLabelSubVolumes::Operate() {
+    MMeshBase* const mesh = GetMesh();
+    if (!mesh || mesh->NumberOfElements() == 0)
+        return false;
+    std::shared_ptr<MMeshCorrespondenceMapper> mapper = mesh->GetCorrespondenceMapper();
+    if (!mapper && !m_stl)
+        return false;
+    if (!mapper)
+        mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(m_stl, mesh, 0.001);
+
+    KetSDK::Common::IncrementalProgressReporter reporter(
+        m_progress, "Label sub volumes", static_cast<std::uint64_t>(mesh->NumberOfElements()) / 1000, true);
+    mesh->GetNeighborsInfo()->Enable();
+    MDataMask<MMeshElement, bool> visited;
+    MDataMask<MMeshElement, int> labels;
+    mesh->GetElementMasks()->RegisterMask(&visited);
+    mesh->GetElementMasks()->RegisterMask(&labels);
+    m_regions = 0;
+    // Without a slot in the masks an element can be neither visited nor labelled.
+    auto const has_slot = [&visited](MMeshElement const& e) { return e.GetMaskIndex() < visited.GetSize(); };
+    if (!std::ranges::all_of(mesh->Elements(), has_slot))
+        return false;
+
+    Filling filling(*mesh, *mapper, reporter);
+    while (MMeshElement* const seed = _FindSeed(visited)) {
+        ++m_regions;
+        if (!filling.Fill(*seed))
+            return false;
+        filling.Label(visited, labels, m_regions);
+    }
+    _RebuildSubVolumes(labels);
+    reporter = reporter.GetMaxValue();
+    return true;
+}
+
+MMeshElement* MMeshOperatorLabelSubVolumes::_FindSeed(MDataMask<MMeshElement, bool>& visited) {
+    for (MMeshElement& e : GetMesh()->Elements())
+        if (!visited.GetValue(e))
+            return &e;
+    return nullptr;
+}
+
+void MMeshOperatorLabelSubVolumes::_RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels) {
+    MMeshBase& mesh = *GetMesh();
+    std::vector<MMeshSubVolume*> sub_volumes(static_cast<std::size_t>(m_regions) + 1, nullptr);
+    mesh.ClearSubVolumes();
+    for (MMeshElement& e : mesh.Elements()) {
+        MMeshSubVolume*& sub_volume = sub_volumes[static_cast<std::size_t>(labels.GetValue(e))];
+        if (!sub_volume)
+            sub_volume = mesh.AddSubVolume();
+        sub_volume->IncludeElement(e);
+    }
+}
