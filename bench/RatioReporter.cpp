@@ -21,6 +21,8 @@ void RatioReporter::ReportRuns(std::vector<Run> const& runs) {
             _Note(name, "ns", 1e9 * time->second.value);
         if (auto const memory = run.counters.find("bytes/element"); memory != run.counters.end())
             _Note(name, "B", memory->second.value);
+        if (auto const peak = run.counters.find("%ofloaded"); peak != run.counters.end())
+            _Note(name, "%", peak->second.value);
     }
 }
 

@@ -299,9 +299,8 @@ MMeshFileError::~MMeshFileError() = default;
 
 bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,
                      Encoding encoding, std::shared_ptr<IProgressDelegate> progress) {
-    if (!mesh.IsConsistent() || !std::all_of(arrays.begin(), arrays.end(), [&mesh](MMeshArray const& array) {
-            return FitsMesh(array, mesh);
-        }))
+    if (!std::all_of(arrays.begin(), arrays.end(),
+                     [&mesh](MMeshArray const& array) { return FitsMesh(array, mesh); }))
         Throw(Fault::BadContent);
     MFile file(path, MFile::Mode::Write);
     if (!file.IsGood())
@@ -326,8 +325,10 @@ bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& array
     file.SetObserver(nullptr);
     std::string const trailer = Trailer(encoding, watch.GetHash());
     file.Write(trailer.data(), trailer.size());
-    if (!file.Close() || !written)
+    if (!file.Close())
         Throw(Fault::CannotWrite);
+    if (!written)
+        Throw(Fault::BadContent);
     return true;
 }
 

@@ -51,11 +51,13 @@ public:
     };
 
     // Writes a mesh, its named scalar fields and the arrays under exactly this name; writing beside and
-    // renaming is the caller's. Throws MMeshFileError. False when the user cancelled. The delegate may be
-    // null.
+    // renaming is the caller's, and so is what is left of a file that could not be finished. Throws
+    // MMeshFileError: BadContent when the mesh is not consistent or an array does not fit it. False when the
+    // user cancelled. The delegate may be null.
     static bool Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,
                      Encoding encoding, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress);
     // Reads what Save wrote; the encoding is seen from the file. Throws MMeshFileError. The mesh is null when
-    // the user cancelled.
+    // the user cancelled. Memory grows with what was really read; from a binary file the mesh is read
+    // without being held twice.
     static Content Load(MFileName const& path, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress);
 };

@@ -58,9 +58,11 @@ public:
         m_values.clear();
     }
 
-private:
-    static constexpr std::size_t Piece = 8192;
+    // As large as goes to a file without a copy, and room for the object that passes it.
+    static constexpr std::size_t Piece = 16384;
     static constexpr std::size_t Margin = 256;
+
+private:
     MSAXWriter& m_writer;
     std::vector<std::int32_t> m_values;
 };
@@ -78,16 +80,27 @@ void WritePoints(MSAXWriter& writer, MMeshBase const& mesh) {
     integers.Finish();
 }
 
-void WriteElements(MSAXWriter& writer, MMeshBase const& mesh) {
+// False for an element that could not be read back.
+bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh) {
     Block const block(writer, Tags::Elements, 1, Tags::Long, mesh.Elements().GetNumElements());
-    Integers integers(writer);
-    mesh.Elements().ForEachWithNodes([&integers](MMeshElement const& e, std::uint64_t) {
-        integers.Put(e.GetNodeCount());
-        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-            integers.Put(e.GetNode(i)->GetIndex());
-        integers.Next();
+    auto const points = static_cast<std::uint32_t>(mesh.NumberOfPoints());
+    bool good = true;
+    std::vector<std::int32_t> values(Integers::Piece + Integers::Margin);
+    std::size_t size = 0;
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+        unsigned char const n = e.GetNodeCount();
+        good = good && MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
+        values[size++] = n;
+        for (unsigned int i = 0; i < n; ++i) {
+            MLong const index = e.GetNode(i)->GetIndex();
+            good = good && static_cast<std::uint32_t>(index) < points;
+            values[size++] = index;
+        }
+        if (size >= Integers::Piece)
+            writer.WriteArray(std::span<std::int32_t const>(values.data(), std::exchange(size, 0)));
     });
-    integers.Finish();
+    writer.WriteArray(std::span<std::int32_t const>(values.data(), size));
+    return good;
 }
 
 // The values of a mask; none when there is no mask.
@@ -126,11 +139,12 @@ void WriteVolumeLists(MSAXWriter& writer, MMeshElementMaskContainer const& masks
             writer.WriteArray(std::span<double const>(&entry.weight, 1));
 }
 
-void WriteSurfaceTriangles(MSAXWriter& writer, MMeshElementMaskContainer const& masks,
-                           MaskOrder const& order) {
-    auto const* const lists = masks.GetSurfaceMask();
+// False for a face that its element does not have.
+bool WriteSurfaceTriangles(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& order) {
+    auto const* const lists = std::as_const(*mesh.GetElementMasks()).GetSurfaceMask();
     if (!lists)
-        return;
+        return true;
+    bool good = true;
     Block const block(writer, Tags::SurfaceTriangles, 1, Tags::Long, order.GetCount());
     Integers integers(writer);
     for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
@@ -140,10 +154,13 @@ void WriteSurfaceTriangles(MSAXWriter& writer, MMeshElementMaskContainer const& 
             integers.Put(face.tetrahedron);
             integers.Put(face.triangle);
             integers.Next();
+            good = good && MMeshSurfaceTriangleList::IsFaceOf(mesh.GetElement(i)->GetNodeCount(),
+                                                              face.tetrahedron, face.triangle);
         }
         integers.Next();
     }
     integers.Finish();
+    return good;
 }
 
 void WriteVisibility(MSAXWriter& writer, MMeshElementMaskContainer const& masks, MaskOrder const& order) {
@@ -193,7 +210,7 @@ void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& ord
     }
 }
 
-void WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
+bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
     MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
     MMeshPointMaskContainer const& point_masks = *mesh.GetPointMasks();
     MaskOrder const elements(mesh.Elements().GetNumElements(),
@@ -202,7 +219,7 @@ void WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
                           [&mesh](std::uint64_t i) { return mesh.GetRandomPoint(i)->GetMaskIndex(); });
 
     WritePoints(writer, mesh);
-    WriteElements(writer, mesh);
+    bool good = WriteElements(writer, mesh);
     WriteNumbers(writer, Tags::GreyValues, Tags::Double, masks.GetGreyValueMask(), elements);
     WriteNumbers(writer, Tags::Materials, Tags::Long, masks.GetMaterialMask(), elements);
     WriteNumbers(writer, Tags::OriginalPointIDs, Tags::Long, point_masks.GetOriginalIDs(), nodes);
@@ -210,10 +227,11 @@ void WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
         WriteNumbers(writer, Tags::OriginalElementIDs, Tags::Long, masks.GetOriginalIDs(), elements);
     WriteNumbers(writer, Tags::SubVolumes, Tags::Int, masks.GetSubvolumeMask(), elements);
     WriteVolumeLists(writer, masks, elements);
-    WriteSurfaceTriangles(writer, masks, elements);
+    good = WriteSurfaceTriangles(writer, mesh, elements) && good;
     WriteVisibility(writer, masks, elements);
     WriteSubVolumeList(writer, mesh);
     WriteFields(writer, mesh, nodes);
+    return good;
 }
 
 } // namespace
@@ -242,13 +260,11 @@ bool MSAXMeshBase::Write(MSAXWriter& writer) const {
         m_saved_incrementally = true;
         return true;
     }
-    if (!m_mesh->IsConsistent())
-        return false;
     MSAXTagWriter const tag(writer, Tags::Mesh);
     if (writer.SupportsIncrementalSaving())
         writer.SetTagId(m_tag_id);
-    WriteBlocks(writer, *m_mesh);
-    bool const written = m_mesh->GetMaterialCatalog().Write(writer);
+    bool const consistent = WriteBlocks(writer, *m_mesh);
+    bool const written = m_mesh->GetMaterialCatalog().Write(writer) && consistent;
     writer.WriteTag(Tags::HasGreyValues, m_mesh->HasGreyValues());
     writer.WriteTag(Tags::HasVolumeIndexValues, m_mesh->HasVolumeIndexValues());
     writer.WriteTag(Tags::MeshType, static_cast<std::int32_t>(m_mesh->GetMeshType()));

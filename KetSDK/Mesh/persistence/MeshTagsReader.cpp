@@ -40,6 +40,12 @@ public:
         value = m_values[m_next++];
         return true;
     }
+    // The next ones, `count` of them, when they lie at hand; null when they have to be taken singly.
+    std::int32_t const* TakeAtHand(std::size_t count) {
+        if (m_size - m_next < count)
+            return nullptr;
+        return m_values.data() + std::exchange(m_next, m_next + count);
+    }
     // One that must be there, of those below `end`.
     std::int32_t TakeBelow(std::int64_t end) {
         std::int32_t value = 0;
@@ -53,7 +59,7 @@ public:
 
 private:
     MSAXReader& m_reader;
-    std::array<std::int32_t, 8192> m_values;
+    std::array<std::int32_t, 16384> m_values; // as many as come from a file without a copy
     std::size_t m_next = 0;
     std::size_t m_size = 0;
 };
@@ -210,8 +216,12 @@ void MeshTagsReader::_ReadElements(MSAXReader& reader) {
     for (std::int32_t n = 0; integers.Take(n);) {
         Require(n > 0 && n <= UINT8_MAX &&
                 MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(n)) > 0);
-        for (std::int32_t i = 0; i < n; ++i)
-            element[i] = m_points->GetPointPtrAt(static_cast<std::uint64_t>(integers.TakeBelow(nodes)));
+        std::int32_t const* const at_hand = integers.TakeAtHand(static_cast<std::size_t>(n));
+        for (std::int32_t i = 0; i < n; ++i) {
+            std::int32_t const index = at_hand ? at_hand[i] : integers.TakeBelow(nodes);
+            Require(static_cast<std::uint32_t>(index) < nodes);
+            element[i] = m_points->GetPointPtrAt(static_cast<std::uint64_t>(index));
+        }
         elements->AddElement(static_cast<char>(n), element);
     }
     Require(elements->GetNumElements() == m_count && m_count < AnyLength);

@@ -1,0 +1,177 @@
+// Whole meshes to a file and back, and the memory that it takes to load one. Files lie in a temporary folder:
+// what is timed is the work of the processor, with the file in memory.
+#include "Jobs.h"
+
+#include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+#include <KetSDK/FileIO/SAX/MStreamMFileIn.h>
+#include <KetSDK/FileIO/SAX/MStreamMFileOut.h>
+#include <KetSDK/Mesh/persistence/MMeshFile.h>
+
+#include <vtkXMLUnstructuredGridReader.h>
+#include <vtkXMLUnstructuredGridWriter.h>
+
+#include <malloc.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+namespace Bench {
+namespace {
+
+using Grid = vtkSmartPointer<vtkUnstructuredGrid>;
+
+std::string PathOf(std::string const& name) {
+    static MTemporaryDirectory const folder;
+    return folder.GetPath().GetString() + "/" + name;
+}
+
+void SaveMesh(MMeshBase const& mesh, MMeshFile::Encoding encoding) {
+    MMeshFile::Save(mesh, {}, PathOf("mesh"), encoding, nullptr);
+}
+
+std::unique_ptr<MMeshBase> LoadMesh() {
+    return MMeshFile::Load(PathOf("mesh"), nullptr).mesh;
+}
+
+void SaveState(MMeshBase& mesh) {
+    MFile file(PathOf("mesh"), MFile::Mode::Write);
+    MStreamMFileOut out(file);
+    mesh.SaveState(out);
+    if (!file.Close())
+        throw std::runtime_error("cannot write " + PathOf("mesh"));
+}
+
+std::unique_ptr<MMeshBase> LoadState() {
+    auto mesh = std::make_unique<MMeshBase>();
+    MFile file(PathOf("mesh"), MFile::Mode::Read);
+    MStreamMFileIn in(file);
+    mesh->LoadState(in);
+    return mesh;
+}
+
+void SaveGrid(Grid const& grid, bool compressed) {
+    auto const writer = vtkSmartPointer<vtkXMLUnstructuredGridWriter>::New();
+    writer->SetFileName(PathOf("grid.vtu").c_str());
+    writer->SetInputData(grid);
+    writer->SetDataModeToAppended();
+    writer->EncodeAppendedDataOff();
+    if (compressed)
+        writer->SetCompressorTypeToZLib();
+    else
+        writer->SetCompressorTypeToNone();
+    writer->Write();
+}
+
+Grid LoadGrid() {
+    auto const reader = vtkSmartPointer<vtkXMLUnstructuredGridReader>::New();
+    reader->SetFileName(PathOf("grid.vtu").c_str());
+    reader->Update();
+    return reader->GetOutput();
+}
+
+double CountOf(std::unique_ptr<MMeshBase> const& mesh) {
+    return mesh->NumberOfElements();
+}
+double CountOf(Grid const& grid) {
+    return static_cast<double>(grid->GetNumberOfCells());
+}
+
+// A way to save what `subject` picks, and to load it; bytes in the file and bytes a second go along.
+template <typename Save, typename Load>
+void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string const& way,
+                    std::string const& file, Save save, Load load) {
+    auto const size_is_answer = [](Case&, auto const&) { return std::optional<double>(); };
+    AddWay(
+        recipe, "save_" + job, way, NothingToPrepare,
+        [save](Case& c) {
+            save(c);
+            return 0;
+        },
+        size_is_answer);
+    AddWay(
+        recipe, "load_" + job, way, [save](Case& c) { save(c); }, [load](Case&) { return load(); },
+        [](Case&, auto const& loaded) { return std::optional(CountOf(loaded)); });
+    AddMemory(recipe, "file_" + job, way, [save, file](Case& c) {
+        save(c);
+        return static_cast<double>(std::filesystem::file_size(PathOf(file)));
+    });
+}
+
+double ResidentBytes(char const* what) {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    double kilobytes = 0.0;
+    while (status >> word)
+        if (word == what)
+            status >> kilobytes;
+    return kilobytes * 1024.0;
+}
+
+// How far the memory of a process grows beyond what it has when it loads: the highest on the way, as a
+// multiple of what is left in the heap. In a child process with nothing of its own to fill first.
+template <typename Load>
+double PeakOverLoaded(Load load) {
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::runtime_error("no pipe");
+    pid_t const child = fork();
+    if (child == 0) {
+        malloc_trim(0);
+        std::ofstream("/proc/self/clear_refs") << "5" << std::flush; // the highest is what it is now
+        double const before = ResidentBytes("VmRSS:");
+        double const heap_before = HeapBytes();
+        auto const loaded = load();
+        double const loaded_bytes = HeapBytes() - heap_before;
+        double const ratio = (ResidentBytes("VmHWM:") - before) / loaded_bytes;
+        _exit(write(ends[1], &ratio, sizeof ratio) == sizeof ratio ? 0 : 1);
+    }
+    double ratio = 0.0;
+    int status = 0;
+    bool const told = read(ends[0], &ratio, sizeof ratio) == sizeof ratio;
+    close(ends[0]);
+    close(ends[1]);
+    if (waitpid(child, &status, 0) != child || status != 0 || !told)
+        throw std::runtime_error("the child process failed");
+    return ratio;
+}
+
+template <typename Save, typename Load>
+void AddPeak(Recipe const& recipe, std::string const& way, Save save, Load load) {
+    auto const run = [=](benchmark::State& state) {
+        Case& c = UseCase(recipe);
+        save(c);
+        double ratio = 0.0;
+        for ([[maybe_unused]] auto step : state)
+            ratio = PeakOverLoaded(load);
+        state.counters["%ofloaded"] = 100.0 * ratio;
+    };
+    benchmark::RegisterBenchmark((recipe.name + "/load_peak/" + way).c_str(), run)
+        ->Iterations(1)
+        ->Unit(benchmark::kMillisecond);
+}
+
+} // namespace
+
+void AddPersistenceJobs(Recipe const& recipe) {
+    auto const binary = [](Case& c) { SaveMesh(*c.mesh, MMeshFile::Binary); };
+    auto const text = [](Case& c) { SaveMesh(*c.mesh, MMeshFile::Text); };
+    auto const state = [](Case& c) { SaveState(*c.mesh); };
+    auto const raw = [](Case& c) { SaveGrid(c.grid, false); };
+    auto const zlib = [](Case& c) { SaveGrid(c.grid, true); };
+    AddSaveAndLoad(recipe, "binary", Ours, "mesh", binary, LoadMesh);
+    AddSaveAndLoad(recipe, "binary", "raw .vtu", "grid.vtu", raw, LoadGrid);
+    AddSaveAndLoad(recipe, "binary", "zlib .vtu", "grid.vtu", zlib, LoadGrid);
+    AddSaveAndLoad(recipe, "text", Ours, "mesh", text, LoadMesh);
+    AddSaveAndLoad(recipe, "state", Ours, "mesh", state, LoadState);
+    AddPeak(recipe, "binary", binary, LoadMesh);
+    AddPeak(recipe, "text", text, LoadMesh);
+    AddPeak(recipe, "state", state, LoadState);
+    AddPeak(recipe, "raw .vtu", raw, LoadGrid);
+    AddPeak(recipe, "zlib .vtu", zlib, LoadGrid);
+}
+
+} // namespace Bench
