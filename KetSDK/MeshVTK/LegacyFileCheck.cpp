@@ -4,6 +4,8 @@
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/TextLines.h>
 
+#include <vtkCellType.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -193,7 +195,8 @@ private:
         } else if (keyword == "CELL_TYPES") {
             _Once(m_types, keyword);
             m_types = _Number();
-            _Values(m_types, "int");
+            if (std::ranges::count(_Integers(m_types), VTK_POLYHEDRON) > 0) // VTK's reader trusts their faces
+                throw Error("there are polyhedra; meshes are made of tetrahedra, hexahedra and wedges");
         } else if (keyword == "POINT_DATA" || keyword == "CELL_DATA") {
             _Announce(keyword == "POINT_DATA" ? m_points : m_cells, keyword);
         } else if (keyword == "METADATA") {
@@ -309,9 +312,10 @@ private:
         }
         for (Count i = 0; i < values; ++i) {
             std::string_view const word = _Word();
-            std::int64_t integer = -1;
-            std::from_chars(word.data(), word.data() + word.size(), integer);
-            integers.push_back(integer);
+            std::optional<long long> const integer = AsWholeNumber(word);
+            if (!integer)
+                throw Error("\"" + std::string(word.substr(0, 30)) + "\" is no whole number");
+            integers.push_back(*integer);
         }
         return integers;
     }
