@@ -6,13 +6,18 @@
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/FileIO/SAX/ISAXPersistBase.h>
+#include <KetSDK/FileIO/SAX/MSAXBinaryReader.h>
+#include <KetSDK/FileIO/SAX/MSAXBinaryWriter.h>
 #include <KetSDK/FileIO/SAX/MSAXTextReader.h>
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
 #include <KetSDK/FileIO/SAX/MStreamMFileIn.h>
 #include <KetSDK/FileIO/SAX/MStreamMFileOut.h>
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
+#include <KetSDK/Mesh/persistence/MMeshFile.h>
+#include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -163,6 +168,12 @@ struct AnyValues : ISAXPersistBase {
         std::uint64_t number = 0;
         reader.ReadAttribute(L"DataType", text);
         reader.ReadAttribute(L"Count", number);
+        if (tag == L"Parts") {
+            std::array<double, 3> part;
+            while (reader.ReadPart(std::span<double>(part)) == part.size()) {
+            }
+            return true;
+        }
         if (tag == L"Object") {
             reader.Read(*children.emplace_back(std::make_unique<AnyValues>()));
             return true;
@@ -215,13 +226,61 @@ bool ConsumeTags(std::span<std::byte const> bytes) {
     return true;
 }
 
+// Whole meshes go through a file of either encoding unchanged; a refused one leaves the mesh as it was.
+template <typename Reader>
+bool ConsumeMeshTagsWith(std::span<std::byte const> bytes) {
+    auto const read = [](std::span<std::byte const> document, MMeshBase& mesh) {
+        MFile file(WriteScratch("mesh", document), MFile::Mode::Read);
+        MSAXMeshBase tags(&mesh);
+        Reader(file).ReadDocument(L"MeshBase", tags);
+    };
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, MeshSize);
+    if (!IsAccepted([&] { read(bytes, mesh); })) {
+        MMeshBase untouched;
+        TestMeshes::FillWithCubes(untouched, MeshSize);
+        Require(!FindMeshDifference(mesh, untouched), "refused tags changed the mesh");
+        return false;
+    }
+    mesh.GetVolume(); // touches every node of every element
+    std::vector<std::byte> const written = Written([&mesh](MFile& file) {
+        MSAXBinaryWriter writer(file);
+        Require(MSAXMeshBase(&mesh).Write(writer), "the mesh cannot be written");
+    });
+    MMeshBase second;
+    MFile file(WriteScratch("mesh", written), MFile::Mode::Read);
+    MSAXMeshBase tags(&second);
+    MSAXBinaryReader(file).ReadDocument(L"MeshBase", tags);
+    Require(!FindMeshDifference(mesh, second), "a mesh changes on its way through a file");
+    return true;
+}
+
+bool ConsumeMeshTags(std::span<std::byte const> bytes) {
+    bool const is_text = !bytes.empty() && bytes.front() == std::byte{'<'};
+    return is_text ? ConsumeMeshTagsWith<MSAXTextReader>(bytes)
+                   : ConsumeMeshTagsWith<MSAXBinaryReader>(bytes);
+}
+
+bool ConsumeMeshFile(std::span<std::byte const> bytes) {
+    return IsAccepted([path = WriteScratch("file.kmesh", bytes)] {
+        MMeshFile::Content const content = MMeshFile::Load(path, nullptr);
+        Require(content.mesh != nullptr, "there is no mesh");
+        content.mesh->GetVolume();
+    });
+}
+
 } // namespace
 
 std::vector<Target> LibraryTargets() {
-    return {
-        {"node_block", ConsumeNodeBlock},       {"element_block", ConsumeElementBlock},
-        {"element_masks", ConsumeElementMasks}, {"point_masks", ConsumePointMasks},
-        {"mesh_state", ConsumeState},           {"text_tags", ConsumeTags<MSAXTextReader, MSAXTextWriter>}};
+    return {{"node_block", ConsumeNodeBlock},
+            {"element_block", ConsumeElementBlock},
+            {"element_masks", ConsumeElementMasks},
+            {"point_masks", ConsumePointMasks},
+            {"mesh_state", ConsumeState},
+            {"text_tags", ConsumeTags<MSAXTextReader, MSAXTextWriter>},
+            {"binary_tags", ConsumeTags<MSAXBinaryReader, MSAXBinaryWriter>},
+            {"mesh_tags", ConsumeMeshTags}, // the content of mesh files, which a checksum covers otherwise
+            {"mesh_file", ConsumeMeshFile}};
 }
 
 } // namespace FuzzTargets
