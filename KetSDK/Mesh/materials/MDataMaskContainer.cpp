@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/materials/MDataMaskContainer.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 template <typename T>
@@ -15,8 +16,21 @@ template <typename T>
 void MDataMaskContainer<T>::RegisterMaskObject(T& object) {
     std::uint64_t const index = _GetNewID();
     object.SetMaskIndex(index);
-    if (m_keep_objects)
+    if (m_keep_objects) {
+        m_objects.Grow(index + 1, nullptr); // objects may have been forgotten
         m_objects[index] = &object;
+    }
+}
+
+template <typename T>
+void MDataMaskContainer<T>::ReenterObject(T& object) {
+    std::uint64_t const index = object.GetMaskIndex();
+    if (index >= m_capacity)
+        throw std::runtime_error("invalid state");
+    m_objects.Grow(m_capacity, nullptr);
+    if (m_objects[index])
+        throw std::runtime_error("invalid state");
+    m_objects[index] = &object;
 }
 
 template <typename T>
@@ -25,7 +39,7 @@ void MDataMaskContainer<T>::UnregisterMaskObject(T const& object) {
     if (index >= m_capacity)
         return;
     if (m_keep_objects) {
-        if (m_objects[index] != &object)
+        if (GetObjectAt(index) != &object)
             return; // given back before
         m_objects[index] = nullptr;
     }
@@ -100,6 +114,8 @@ std::size_t MDataMaskContainer<T>::MemoryUsed() const {
 template <typename T>
 void MDataMaskContainer<T>::_ReleaseAllIDs() {
     m_free_count = 0;
+    if (m_keep_objects)
+        m_objects.Grow(m_capacity, nullptr);
     for (std::uint64_t index = m_capacity; index-- > 0;) {
         if (m_keep_objects)
             m_objects[index] = nullptr;

@@ -68,8 +68,15 @@ public:
     std::uint64_t GetCapacity() const noexcept { return m_capacity; }
     // The object that uses an index; null for a free index and while no object table is kept.
     T* GetObjectAt(std::uint64_t index) const noexcept {
-        return m_keep_objects && index < m_capacity ? m_objects[index] : nullptr;
+        return index < m_objects.Capacity() ? m_objects[index] : nullptr;
     }
+
+    // For a mesh whose objects go for a while and come back, with their indices, at other addresses: gives
+    // the memory of the object table back; indices stay taken and masks keep their values.
+    void ForgetObjects() noexcept { m_objects.Clear(); }
+    // Enters an object under the index that it has. Throws std::runtime_error("invalid state") when that
+    // index was never handed out or is another object's.
+    void ReenterObject(T& object);
     // Bytes held by masks, free indices and object table.
     std::size_t MemoryUsed() const;
 

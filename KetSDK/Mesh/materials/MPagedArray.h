@@ -25,7 +25,7 @@ public:
         }
     }
 
-    void Clear() noexcept { m_pages = {}; }
+    void Clear() noexcept { std::vector<std::unique_ptr<Page>>().swap(m_pages); }
     void Swap(MPagedArray& other) noexcept { m_pages.swap(other.m_pages); }
 
     V& operator[](std::uint64_t i) noexcept {

@@ -20,6 +20,9 @@
 #include <memory>
 #include <vector>
 
+namespace KetSDK::Mesh::Detail {
+class MeshSwap;
+}
 class MMTransform;
 class MMeshBaseNeighborsInfo;
 class MMeshCorrespondenceMapper;
@@ -204,6 +207,9 @@ public:
     void SetVolumeIndexFlag(bool flag) noexcept { m_has_volume_index = flag; }
 
 private:
+    friend class KetSDK::Mesh::Detail::MeshSwap; // takes nodes, elements and their values out and puts them
+                                                 // back
+
     MMeshElement* _AddElementWithoutSubVolume(char n, MMeshPoint** nodes);
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>

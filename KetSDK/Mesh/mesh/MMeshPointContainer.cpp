@@ -116,10 +116,17 @@ void MMeshPointContainer::DropCoordinateIndex() noexcept {
     m_index.reset();
 }
 
+std::vector<std::uint32_t> MMeshPointContainer::GetIndexedNodes() const {
+    return m_index ? m_index->Nodes() : std::vector<CoordinateIndex::Number>();
+}
+
 void MMeshPointContainer::UpdateCoordinateIndex() {
-    if (!m_index)
-        return;
-    std::vector<CoordinateIndex::Number> const nodes = m_index->Nodes();
+    if (m_index)
+        CreateCoordinateIndex(m_index->Nodes());
+}
+
+void MMeshPointContainer::CreateCoordinateIndex(std::vector<std::uint32_t> const& nodes) {
+    CreateCoordinateIndex();
     m_index->Clear();
     for (CoordinateIndex::Number const number : nodes) {
         Position const position{m_points[number].x, m_points[number].y, m_points[number].z};

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 class MFile;
 class MMeshBase;
@@ -36,6 +37,10 @@ public:
     // present positions, the first of those that have come together. Nothing without an index.
     void UpdateCoordinateIndex();
     bool HasCoordinateIndex() const noexcept { return m_index != nullptr; }
+    // The numbers of the nodes that the coordinate index knows; none without an index.
+    std::vector<std::uint32_t> GetIndexedNodes() const;
+    // Starts a coordinate index that knows these nodes, in place of one that is there.
+    void CreateCoordinateIndex(std::vector<std::uint32_t> const& nodes);
     // Fetches what AddPoint will look up for a position, for loops that know it some time before.
     void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
 

@@ -1,6 +1,7 @@
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -49,6 +50,11 @@ bool MFile::Open(MFileName const& path, Mode mode) {
     m_file = file;
     m_good = true;
     return true;
+}
+
+bool MFile::Sync() {
+    m_good = Flush() && m_write != nullptr && std::fflush(m_file) == 0 && fsync(fileno(m_file)) == 0;
+    return m_good;
 }
 
 bool MFile::Close() {

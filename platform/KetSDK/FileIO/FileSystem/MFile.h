@@ -48,6 +48,9 @@ public:
     bool Open(MFileName const& path, Mode mode);
     // Hands what is buffered for writing to the system. Returns IsGood().
     bool Flush();
+    // Writes out what is buffered and waits until the disk has it, so that a full one shows. Returns
+    // IsGood().
+    bool Sync();
     // Writes out what is buffered and closes. Returns IsGood().
     bool Close();
     // From now on until the file is opened anew somebody sees the bytes; null for nobody. Borrowed.

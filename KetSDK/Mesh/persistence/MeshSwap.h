@@ -1,0 +1,26 @@
+#pragma once
+
+class MFile;
+class MMeshBase;
+
+namespace KetSDK::Mesh::Detail {
+
+// Moves what takes the memory of a mesh into a file and back: nodes, elements and the values of the built-in
+// masks. All the rest (sub-volumes, catalog, flags, box, the mask containers with the user masks in them)
+// stays in the mesh, and each node and element comes back with its mask index, so that user masks, of
+// whatever type, have their values again. Pointers to nodes, elements and built-in masks, neighbour
+// information, the neighbour mask and the correspondence mapper do not come back.
+class MeshSwap {
+public:
+    // Writes what Release gives back; whether all of it went out is asked of the file.
+    static void Write(MMeshBase& mesh, MFile& file);
+    // Gives the memory back.
+    static void Release(MMeshBase& mesh) noexcept;
+    // Whether the mesh is as Release left it, without nodes and elements.
+    static bool IsReleased(MMeshBase const& mesh) noexcept;
+    // Puts back what was written. Throws std::runtime_error("invalid state"), and leaves the mesh released,
+    // when the file holds something else or when mask indices are not what they were.
+    static void Restore(MMeshBase& mesh, MFile& file);
+};
+
+} // namespace KetSDK::Mesh::Detail
