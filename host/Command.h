@@ -42,6 +42,9 @@ std::unique_ptr<Command> MakeOrientCommand();
 std::unique_ptr<Command> MakeGrowCommand();
 std::unique_ptr<Command> MakeLayersCommand();
 std::unique_ptr<Command> MakeConvertCommand();
+std::unique_ptr<Command> MakeBoundaryCommand();
+std::unique_ptr<Command> MakeExplodeCommand();
+std::unique_ptr<Command> MakeGraphCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();
 std::unique_ptr<Command> MakeColorsCommand();
 

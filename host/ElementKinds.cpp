@@ -22,4 +22,11 @@ void RequireTetrahedra(MMeshBase const& mesh, std::string const& file) {
                                   "); cut them into tetrahedra first (ketmesh convert)");
 }
 
+void AddNoteOnCorners(Json& report, MMeshBase const& mesh) {
+    for (ElementKind const& kind : CountKinds(mesh))
+        if (kind.nodes == 10 && kind.elements > 0)
+            report["note"] = std::to_string(kind.elements) +
+                             " ten-node tetrahedra were taken by their corners, with straight edges";
+}
+
 } // namespace ketmesh

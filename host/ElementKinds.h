@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <host/Output.h>
 
 #include <cstdint>
 #include <string>
@@ -20,5 +21,8 @@ std::vector<ElementKind> CountKinds(MMeshBase const& mesh);
 
 // Throws FileError unless all elements are tetrahedra; it says what else there is and what to do.
 void RequireTetrahedra(MMeshBase const& mesh, std::string const& file);
+
+// Adds to a report, as its note, that ten-node tetrahedra were taken by their corners, where there are some.
+void AddNoteOnCorners(Json& report, MMeshBase const& mesh);
 
 } // namespace ketmesh

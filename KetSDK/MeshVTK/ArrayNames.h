@@ -16,6 +16,9 @@ struct ArrayNames {
     static constexpr char const* OriginalId = "original_id";         // cells and points: number at the source
     static constexpr char const* Surface = "surface";                // cells: number of the surface
     static constexpr char const* SurfaceNames = "surface_names";     // field data: name by number
+    static constexpr char const* Graph = "graph";                    // lines: number of the graph
+    static constexpr char const* GraphNames = "graph_names";         // field data: name by number
+    static constexpr char const* Color = "color";                    // cells: red, green and blue, 0 to 255
 };
 
 } // namespace KetSDK::MeshVTK

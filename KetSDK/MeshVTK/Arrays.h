@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KetSDK/MeshVTK/MeshVTKExport.h>
+
 #include <vtkType.h>
 
 #include <string>
@@ -13,11 +15,11 @@ namespace KetSDK::MeshVTK {
 // Reading of arrays that came with a grid or a surface.
 
 // The array of that name; null when there is none. Throws Error for one that does not hold numbers.
-vtkDataArray* FindArray(vtkDataSetAttributes& arrays, std::string const& name);
+KETSDK_MESHVTK_API vtkDataArray* FindArray(vtkDataSetAttributes& arrays, std::string const& name);
 // With the kind "cell": "the cell arrays are a, b", or "there are no cell arrays".
-std::string DescribeArrays(vtkDataSetAttributes& arrays, std::string const& kind);
+KETSDK_MESHVTK_API std::string DescribeArrays(vtkDataSetAttributes& arrays, std::string const& kind);
 // Throws Error unless the array has one number for each of `count` cells or points.
-void CheckShape(vtkDataArray& array, vtkIdType count);
+KETSDK_MESHVTK_API void CheckShape(vtkDataArray& array, vtkIdType count);
 // Whether the array is of an integer type.
 bool HoldsWholeNumbers(vtkDataArray& array);
 // The values of an integer array with one number for each of `count`; throws Error for another one.

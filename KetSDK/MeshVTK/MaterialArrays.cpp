@@ -3,11 +3,13 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Arrays.h>
+#include <KetSDK/Triangles/Data/MStlColor.h>
 
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
 #include <vtkIntArray.h>
 #include <vtkNew.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
@@ -76,6 +78,49 @@ void AddProperty(vtkUnstructuredGrid& grid, Property const& property, MMaterialC
     }
     if (is_known)
         grid.GetCellData()->AddArray(values);
+}
+
+// The colours that materials were given: the one that a new material comes with tells nothing.
+std::map<int, MStlColor> ColorsOf(MMaterialCatalog const& catalog) {
+    std::map<int, MStlColor> color_of;
+    for (auto const& [id, material] : catalog)
+        if (unsigned int const color = material->GetColor(); color != MMeshMaterial().GetColor())
+            color_of[static_cast<int>(id)].SetRGB(color);
+    return color_of;
+}
+
+void AddColors(vtkUnstructuredGrid& grid, std::map<int, MStlColor> const& color_of, Ids const& ids) {
+    if (color_of.empty())
+        return;
+    vtkNew<vtkUnsignedCharArray> values;
+    values->SetName(ArrayNames::Color);
+    values->SetNumberOfComponents(3);
+    values->Allocate(static_cast<vtkIdType>(3 * ids.size()));
+    for (int const id : ids) {
+        auto const found = color_of.find(id);
+        MStlColor const color = found == color_of.end() ? MStlColor() : found->second;
+        for (unsigned int const channel : {color.GetRed(), color.GetGreen(), color.GetBlue()})
+            values->InsertNextValue(static_cast<unsigned char>(channel));
+    }
+    grid.GetCellData()->AddArray(values);
+}
+
+// Sets the colours of materials, each from its first element.
+void ReadColors(vtkUnstructuredGrid& grid, MMaterialCatalog const& catalog, Ids const& ids) {
+    auto* const array =
+        vtkUnsignedCharArray::SafeDownCast(grid.GetCellData()->GetAbstractArray(ArrayNames::Color));
+    if (!array || array->GetNumberOfComponents() != 3 ||
+        array->GetNumberOfTuples() != static_cast<vtkIdType>(ids.size()))
+        return;
+    std::map<int, vtkIdType> first_of;
+    for (std::size_t i = 0; i < ids.size(); ++i)
+        first_of.try_emplace(ids[i], static_cast<vtkIdType>(i));
+    for (auto const& [id, cell] : first_of)
+        if (MMeshMaterial* const material = catalog.GetMaterialWithID(static_cast<unsigned int>(id)))
+            material->SetColor(0xFF000000U |
+                               static_cast<unsigned int>(array->GetTypedComponent(cell, 0)) << 16 |
+                               static_cast<unsigned int>(array->GetTypedComponent(cell, 1)) << 8 |
+                               static_cast<unsigned int>(array->GetTypedComponent(cell, 2)));
 }
 
 // The identifiers that the grid has; none when there is no array of them.
@@ -147,6 +192,7 @@ void AddMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     grid.GetCellData()->AddArray(array);
     for (Property const& property : Properties)
         AddProperty(grid, property, mesh.GetMaterialCatalog(), ids);
+    AddColors(grid, ColorsOf(mesh.GetMaterialCatalog()), ids);
 }
 
 void RemoveKnownMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
@@ -155,6 +201,8 @@ void RemoveKnownMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh)
     if (mesh.GetMaterialCatalog().NumberOfMaterials() > 0)
         for (Property const& property : Properties)
             grid.GetCellData()->RemoveArray(property.array);
+    if (!ColorsOf(mesh.GetMaterialCatalog()).empty())
+        grid.GetCellData()->RemoveArray(ArrayNames::Color);
 }
 
 void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
@@ -166,6 +214,7 @@ void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
     for (MMeshElement const& e : mesh.Elements())
         mask.SetValue(e, *id++);
     SetProperties(mesh, grid, *ids);
+    ReadColors(grid, mesh.GetMaterialCatalog(), *ids);
 }
 
 } // namespace KetSDK::MeshVTK

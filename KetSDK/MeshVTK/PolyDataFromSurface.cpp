@@ -15,6 +15,7 @@
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
 
 #include <array>
 #include <cstddef>
@@ -90,6 +91,20 @@ vtkSmartPointer<vtkPolyData> PolyDataFromSurface(MStlSurface const& surface, Len
         return place->second;
     });
     return maker.Make();
+}
+
+void AddColors(vtkPolyData& data, MStlBase const& stl) {
+    vtkNew<vtkUnsignedCharArray> colors;
+    colors->SetName(ArrayNames::Color);
+    colors->SetNumberOfComponents(3);
+    colors->Allocate(static_cast<vtkIdType>(3 * stl.NumberOfTriangles()));
+    for (MStlSurface const& surface : stl.Surfaces())
+        for (MStlTriangle const& triangle : surface.Triangles()) {
+            MStlColor const& color = triangle.GetColor();
+            for (unsigned int const channel : {color.GetRed(), color.GetGreen(), color.GetBlue()})
+                colors->InsertNextValue(static_cast<unsigned char>(channel));
+        }
+    data.GetCellData()->AddArray(colors);
 }
 
 vtkSmartPointer<vtkMultiBlockDataSet> BlocksFromSurfaces(MStlBase const& stl, LengthUnit unit) {

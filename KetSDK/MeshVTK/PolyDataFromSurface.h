@@ -21,6 +21,10 @@ KETSDK_MESHVTK_API vtkSmartPointer<vtkPolyData> PolyDataFromSurfaces(MStlBase co
 KETSDK_MESHVTK_API vtkSmartPointer<vtkPolyData> PolyDataFromSurface(MStlSurface const& surface,
                                                                     LengthUnit unit);
 
+// Adds the colours of the triangles as the cell array `color` to what PolyDataFromSurfaces made of the
+// container; white where a triangle has none.
+KETSDK_MESHVTK_API void AddColors(vtkPolyData& data, MStlBase const& stl);
+
 // One block for each surface, as PolyDataFromSurface makes it, named after the surface.
 KETSDK_MESHVTK_API vtkSmartPointer<vtkMultiBlockDataSet> BlocksFromSurfaces(MStlBase const& stl,
                                                                             LengthUnit unit);

@@ -1,6 +1,7 @@
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
+#include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/ObjFileCheck.h>
@@ -13,6 +14,7 @@
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkCellArray.h>
+#include <vtkCellData.h>
 #include <vtkNew.h>
 #include <vtkOBJReader.h>
 #include <vtkOBJWriter.h>
@@ -59,6 +61,8 @@ void WritePly(vtkPolyData& data, char const* path, VtkSession& session) {
     vtkNew<vtkPLYWriter> writer;
     writer->SetFileTypeToBinary();
     writer->SetDataByteOrderToLittleEndian();
+    if (data.GetCellData()->HasArray(ArrayNames::Color))
+        writer->SetArrayName(ArrayNames::Color);
     writer->SetFileName(path);
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
@@ -85,11 +89,12 @@ bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) 
 
 bool IsCompletePly(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
     std::string line;
-    while (std::getline(file, line) && line != "end_header") {
-    }
+    std::uint64_t face = 13;
+    while (std::getline(file, line) && line != "end_header")
+        face += line.starts_with("property uchar "); // a channel of the faces' colour
     auto const begin = file.tellg();
     file.seekg(0, std::ios::end);
-    return begin > 0 && static_cast<std::uint64_t>(file.tellg() - begin) == 12 * points + 13 * triangles;
+    return begin > 0 && static_cast<std::uint64_t>(file.tellg() - begin) == 12 * points + face * triangles;
 }
 
 bool IsCompleteObj(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
@@ -259,6 +264,20 @@ void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                       std::shared_ptr<Common::IProgressDelegate> const& progress) {
     CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()));
     Write(data, file.GetTemporaryPath(), progress);
+    file.Commit();
+}
+
+void CheckGraphFileName(std::filesystem::path const& path) {
+    if (LowerCaseEnding(path) != ".vtp")
+        throw Error("lines are written to .vtp files only");
+}
+
+void WriteGraphFile(vtkPolyData& data, OutputFile& file,
+                    std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    if (data.GetNumberOfLines() == 0)
+        throw Error("there are no edges to write");
+    VtkSession session(progress, "Writing file");
+    WriteVtp(data, file.GetTemporaryPath().c_str(), session);
     file.Commit();
 }
 

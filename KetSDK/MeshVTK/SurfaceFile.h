@@ -40,7 +40,7 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, O
                                          EmptySurface empty = EmptySurface::Refused);
 
 // The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp
-// files hold.
+// files hold; .ply files hold the colours of AddColors as those of the faces.
 KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                                          std::shared_ptr<Common::IProgressDelegate> const& progress);
 
@@ -51,5 +51,14 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
 KETSDK_MESHVTK_API std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress);
+
+// Throws Error for a name that does not end with .vtp.
+KETSDK_MESHVTK_API void CheckGraphFileName(std::filesystem::path const& path);
+
+// Writes the lines that PolyDataFromGraphs made into a .vtp file and commits it. Throws Error when there are
+// none and when writing fails, Cancelled when the user cancelled; the file is then not committed. The
+// delegate may be null.
+KETSDK_MESHVTK_API void WriteGraphFile(vtkPolyData& data, OutputFile& file,
+                                       std::shared_ptr<Common::IProgressDelegate> const& progress);
 
 } // namespace KetSDK::MeshVTK

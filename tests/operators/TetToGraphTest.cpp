@@ -87,6 +87,22 @@ TEST(TetToGraph, SmallMeshes) {
     }
 }
 
+// Euler's formula for a block: vertices - edges + faces - tetrahedra is 1.
+TEST(TetToGraph, EdgesOfABlockFollowFromEulersFormula) {
+    for (int const n : {1, 2, 5}) {
+        MMeshBase mesh;
+        TestMeshes::FillWithCubes(mesh, n);
+        MStlFeature feature;
+        MMeshConvertTetToGraphOperator convert(mesh, feature);
+        convert.SetOnlyInteriorEdges(false);
+        ASSERT_TRUE(convert.Operate());
+        int const tetrahedra = 6 * n * n * n;
+        int const faces = (4 * tetrahedra + 12 * n * n) / 2;
+        EXPECT_EQ(feature.GetGraph(0)->NumberOfEdges(),
+                  static_cast<std::uint64_t>(mesh.NumberOfPoints() + faces - tetrahedra - 1));
+    }
+}
+
 // Vertices and edges in the same order and direction; also where nodes share a position and where edges of a
 // sub-volume lie on the boundary of another one.
 TEST(TetToGraph, IsTheTranscription) {
