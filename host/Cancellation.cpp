@@ -33,6 +33,7 @@ void InstallSignalHandlers() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGINT, &action, nullptr);
     sigaction(SIGTERM, &action, nullptr);
+    ::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure to write like others
 }
 
 bool IsCancelled() noexcept {

@@ -33,6 +33,8 @@ public:
 
 // The commands, each in the source file of its name.
 std::unique_ptr<Command> MakeInfoCommand();
+std::unique_ptr<Command> MakeSaveCommand();
+std::unique_ptr<Command> MakeDiffCommand();
 std::unique_ptr<Command> MakeSurfacesCommand();
 std::unique_ptr<Command> MakeIsoCommand();
 std::unique_ptr<Command> MakeQualityCommand();

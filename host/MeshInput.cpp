@@ -1,24 +1,31 @@
 #include <host/MeshInput.h>
 
 #include <KetSDK/MeshVTK/GridFile.h>
+#include <KetSDK/MeshVTK/GridFromMesh.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <host/Cancellation.h>
 #include <host/ElementKinds.h>
 #include <host/FileError.h>
+#include <host/MeshFile.h>
 
 #include <vtkUnstructuredGrid.h>
 
 #include <cstddef>
+#include <utility>
 
 namespace ketmesh {
 
 CLI::Option* MeshInput::Declare(CLI::App& command) {
     CLI::Option* const file =
-        command.add_option("file", m_file, "Volume mesh to read: .vtu or .vtk")->required();
+        command.add_option("file", m_file, "Volume mesh to read: .kmesh, .vtu or .vtk")->required();
     command.add_option("--labels", m_labels,
-                       "Cell array of integers whose values become the sub-volumes. Without it: the arrays "
-                       "subvolume and subvolume_names, or else the array label");
-    command.add_option("--unit", m_unit, "Unit of length of the files (mm unless given)")
+                       "Cell array of integers whose values become the sub-volumes. Without it: those that a "
+                       ".kmesh file has, the arrays subvolume and subvolume_names, or else the array label");
+    command
+        .add_option("--unit", m_unit,
+                    "Unit of length of the files (mm unless given); .kmesh files are in mm by themselves")
         ->check(CLI::IsMember({"m", "mm", "um"}));
     command.add_flag("--allow-merged", m_limits.allow_merged,
                      "Accept different points that become one when rounded to 1/65536 mm");
@@ -27,20 +34,51 @@ CLI::Option* MeshInput::Declare(CLI::App& command) {
     return file;
 }
 
+MeshInput MeshInput::WithFile(std::string const& file) const {
+    MeshInput other = *this;
+    other.m_file = file;
+    return other;
+}
+
 MeshInput::Loaded MeshInput::Load(Progress const& progress) const {
     return ForFile(m_file, [this, &progress] {
-        KetSDK::MeshVTK::MeshFromGridOptions options;
-        options.unit = GetUnit();
-        options.labels = m_labels;
-        options.limits = m_limits;
-        options.progress = progress;
-        Loaded loaded;
-        loaded.grid = KetSDK::MeshVTK::ReadGridFile(m_file, progress);
-        ThrowIfCancelled();
-        loaded.mesh = KetSDK::MeshVTK::MeshFromGrid(*loaded.grid, options, &loaded.rounding);
+        KetSDK::MeshVTK::CheckInputFile(m_file, ".kmesh, .vtu or .vtk");
+        CheckVolumeMeshName(m_file, "read from");
+        Loaded loaded = IsMeshFileName(m_file) ? _LoadMeshFile(progress) : _LoadGridFile(progress);
         ThrowIfCancelled();
         return loaded;
     });
+}
+
+MeshInput::Loaded MeshInput::_LoadMeshFile(Progress const& progress) const {
+    MMeshFile::Content content = ReadMeshFile(m_file, progress);
+    ThrowIfCancelled();
+    Loaded loaded;
+    loaded.mesh = std::move(content.mesh);
+    loaded.fields = std::move(content.fields);
+    loaded.grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, GetUnit(), nullptr);
+    KetSDK::MeshVTK::AddArrays(*loaded.grid, content.arrays);
+    if (!m_labels.empty())
+        KetSDK::MeshVTK::SetSubvolumesByLabels(*loaded.mesh, *loaded.grid, m_labels);
+    return loaded;
+}
+
+MeshInput::Loaded MeshInput::_LoadGridFile(Progress const& progress) const {
+    auto const grid = KetSDK::MeshVTK::ReadGridFile(m_file, progress);
+    ThrowIfCancelled();
+    return MakeMesh(grid, progress);
+}
+
+MeshInput::Loaded MeshInput::MakeMesh(vtkUnstructuredGrid* grid, Progress const& progress) const {
+    KetSDK::MeshVTK::MeshFromGridOptions options;
+    options.unit = GetUnit();
+    options.labels = m_labels;
+    options.limits = m_limits;
+    options.progress = progress;
+    Loaded loaded;
+    loaded.grid = grid;
+    loaded.mesh = KetSDK::MeshVTK::MeshFromGrid(*grid, options, &loaded.rounding);
+    return loaded;
 }
 
 MeshInput::Loaded MeshInput::LoadTetrahedra(Progress const& progress) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Mesh/persistence/MMeshFile.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
 #include <host/Command.h>
 
@@ -19,16 +20,20 @@ public:
 
     bool IsGiven() const noexcept { return !m_file.empty(); }
     std::string const& GetFileName() const noexcept { return m_file; }
+    // How a .kmesh file is written, in binary unless set to text. To be set before Open.
+    void SetEncoding(MMeshFile::Encoding encoding) noexcept { m_encoding = encoding; }
     // To be called before the mesh is read, which would be for nothing when the file cannot be written.
     // Throws FileError for another ending and for a place that cannot be written to. Nothing without a
     // file name.
     void Open();
-    // Writes the mesh. `grid` was made of it (GridFromMesh) and may have further arrays, which go along. The
-    // file appears under its name when it is whole. Throws FileError.
+    // Writes the mesh. `grid` was made of it (GridFromMesh) and may have further arrays, which go along; a
+    // .kmesh file holds all else that the mesh knows, too. The file appears under its name when it is whole.
+    // Throws FileError.
     void Write(MMeshBase const& mesh, vtkUnstructuredGrid& grid, Progress const& progress);
 
 private:
     std::string m_file;
+    MMeshFile::Encoding m_encoding = MMeshFile::Binary;
     std::optional<KetSDK::MeshVTK::OutputFile> m_output;
 };
 

@@ -60,6 +60,8 @@ std::vector<std::unique_ptr<Field>> PointFieldsFromGrid(MMeshBase& mesh, vtkUnst
 
 void AddPointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     ForEachField(mesh, [&](Field const& field) {
+        if (field.GetID().empty()) // VTK's readers give up on arrays without a name
+            return;
         MDataMask<MMeshPoint, double> const& values = field;
         vtkNew<vtkDoubleArray> array;
         array->SetName(ToUtf8(field.GetID()).c_str());

@@ -323,8 +323,8 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
     EXPECT_EQ(Content(Path("out/kept.vtp")), "kept");
     for (std::string const option : {"--help", "--version"})
         EXPECT_EQ(Run({option}).status, 0);
-    for (std::string const command : {"info", "surfaces", "quality", "check", "repair", "orient", "grow",
-                                      "layers", "convert", "materials", "colors"}) {
+    for (std::string const command : {"info", "save", "diff", "surfaces", "quality", "check", "repair",
+                                      "orient", "grow", "layers", "convert", "materials", "colors"}) {
         std::istringstream help(Run({command, "--help"}).out);
         for (std::string line; std::getline(help, line);)
             EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << command << ": " << line;
@@ -346,6 +346,7 @@ TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
     };
     for (Case const& c :
          std::vector<Case>{{{"surfaces", Path("large.vtu")}, "large.stl", 0},
+                           {{"save", Path("large.vtu")}, "large.kmesh", 30},
                            {{"quality", Path("large.vtu"), "--metric", "all"}, "quality.vtu", 150}}) {
         std::vector<std::string> arguments = c.arguments;
         arguments.insert(arguments.end(), {"-o", Path("out/" + c.output)});
