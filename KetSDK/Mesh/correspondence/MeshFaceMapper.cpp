@@ -182,8 +182,9 @@ void MeshFaceMapper::_Commit(Faces const& faces, std::vector<Match> const& match
     std::ranges::sort(m_element_of, [](auto const& a, auto const& b) {
         return a.first != b.first ? std::less<>()(a.first, b.first) : a.second < b.second;
     });
-    auto const rest = std::ranges::unique(m_element_of, {}, [](auto const& entry) { return entry.first; });
-    m_element_of.erase(rest.begin(), rest.end());
+    m_element_of.erase(std::unique(m_element_of.begin(), m_element_of.end(),
+                                   [](auto const& a, auto const& b) { return a.first == b.first; }),
+                       m_element_of.end());
 }
 
 void MeshFaceMapper::_Enter(std::uint32_t element, unsigned int face, Match const& match, bool alone) {

@@ -234,7 +234,7 @@ template <typename Integer>
 void MSAXBinaryReader::_ReadInteger(Integer& value) {
     Require(!m_open.empty());
     auto const take = [this, &value]<typename Stored>(Stored) {
-        auto const stored = _Take<Stored>();
+        auto const stored = this->template _Take<Stored>(); // Clang 14 does not see "this" otherwise
         Require(std::in_range<Integer>(stored));
         value = static_cast<Integer>(stored);
     };
