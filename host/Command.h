@@ -47,6 +47,9 @@ std::unique_ptr<Command> MakeConvertCommand();
 std::unique_ptr<Command> MakeBoundaryCommand();
 std::unique_ptr<Command> MakeExplodeCommand();
 std::unique_ptr<Command> MakeGraphCommand();
+std::unique_ptr<Command> MakeLabelCommand();
+std::unique_ptr<Command> MakeGroupCommand();
+std::unique_ptr<Command> MakeMatchCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();
 std::unique_ptr<Command> MakeColorsCommand();
 

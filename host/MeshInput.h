@@ -45,6 +45,8 @@ public:
 
     std::string const& GetFileName() const noexcept { return m_file; }
     KetSDK::MeshVTK::LengthUnit GetUnit() const;
+    // What the options accept when coordinates are rounded.
+    KetSDK::MeshVTK::RoundingLimits const& GetLimits() const noexcept { return m_limits; }
 
 private:
     Loaded _LoadMeshFile(Progress const& progress) const;

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <host/Output.h>
+
+class MMeshCorrespondenceChecker;
+
+namespace ketmesh {
+
+// How mesh and surface correspond, as reports give it.
+Json MatchCountsOf(MMeshCorrespondenceChecker const& checker);
+
+} // namespace ketmesh
