@@ -97,6 +97,7 @@ void AddRepairJobs(Recipe const& recipe);
 void AddConversionJobs(Recipe const& recipe);
 void AddSurfaceJobs(Recipe const& recipe);
 void AddIsosurfaceJobs(Recipe const& recipe);
+void AddLabelJobs(Recipe const& recipe);
 void AddMaterialJobs(Recipe const& recipe);
 void AddPersistenceJobs(Recipe const& recipe);
 // Those on plain values.

@@ -64,6 +64,7 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
         Bench::AddNeighborJobs(recipe);
         Bench::AddSurfaceJobs(recipe);
         Bench::AddIsosurfaceJobs(recipe);
+        Bench::AddLabelJobs(recipe);
         Bench::AddMaterialJobs(recipe);
         Bench::AddPersistenceJobs(recipe);
     }

@@ -1,0 +1,105 @@
+// Regions of a mesh, and which triangle of a surface lies on which face.
+#include "Jobs.h"
+
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <vtkConnectivityFilter.h>
+
+#include <map>
+#include <memory>
+
+namespace Bench {
+namespace {
+
+void ForgetNeighbors(Case& c) {
+    c.ForgetNeighbors();
+}
+
+// Gives the mesh the sub-volumes back that it was made with.
+void RestoreSubVolumes(Case& c) {
+    std::map<int, MMeshSubVolume*> of_label;
+    for (int const label : c.tetrahedra.labels)
+        of_label[label] = nullptr;
+    c.mesh->ClearSubVolumes();
+    for (auto& [label, sub_volume] : of_label)
+        sub_volume = c.mesh->AddSubVolume();
+    std::size_t i = 0;
+    for (MMeshElement& e : c.mesh->Elements())
+        of_label[c.tetrahedra.labels[i++]]->IncludeElement(e);
+}
+
+// The surface of the mesh and of its sub-volumes, made before the time counts.
+std::shared_ptr<MStlBase> Extract(Case& c) {
+    auto const stl = std::make_shared<MStlBase>();
+    MMeshExtractStlSurfaceOperator extract;
+    extract.SetMesh(c.mesh.get());
+    extract.SetStl(stl.get());
+    extract.SetExtractInterfacesBetweenSubVolumes(true);
+    extract.Operate();
+    return stl;
+}
+
+template <typename Make>
+void AddMapping(Recipe const& recipe, std::string const& job, char const* way, Make make) {
+    auto const stl = std::make_shared<std::shared_ptr<MStlBase>>();
+    AddWay(
+        recipe, job, way, [stl](Case& c) { *stl = Extract(c); },
+        [stl, way, make](Case& c) {
+            auto mapper = make(stl->get(), c.mesh.get());
+            mapper->SetParallel(way == OursParallel);
+            mapper->Map();
+            return mapper;
+        },
+        [stl](Case&, auto const& mapper) {
+            double matched = 0.0;
+            for (MStlTriangle const& triangle : (*stl)->Triangles())
+                matched += mapper->GetElement(&triangle) != nullptr;
+            stl->reset();
+            return std::optional(matched);
+        });
+}
+
+} // namespace
+
+void AddLabelJobs(Recipe const& recipe) {
+    AddWay(
+        recipe, "label_regions", Ours, ForgetNeighbors,
+        [](Case& c) {
+            MStlBase nothing;
+            MMeshOperatorLabelSubVolumes label;
+            label.SetMesh(c.mesh.get());
+            label.SetStl(&nothing);
+            label.Operate();
+            return label.GetNbVolumes();
+        },
+        [](Case& c, auto) {
+            RestoreSubVolumes(c);
+            return std::optional<double>();
+        });
+    // Parts that are joined by an edge or a point alone are one to VTK, so the counts can differ.
+    AddWay(
+        recipe, "label_regions", "vtkConnectivityFilter", ForgetNeighbors,
+        [](Case& c) {
+            auto filter = vtkSmartPointer<vtkConnectivityFilter>::New();
+            filter->SetInputData(c.grid);
+            filter->SetExtractionModeToAllRegions();
+            filter->ColorRegionsOn();
+            filter->Update();
+            return filter;
+        },
+        NoAnswer);
+    for (char const* const way : {Ours, OursParallel}) {
+        AddMapping(recipe, "map_exact", way, [](MStlBase* stl, MMeshBase* mesh) {
+            return std::make_shared<MMeshCorrespondenceMapperExact>(stl, mesh);
+        });
+        AddMapping(recipe, "map_projection", way, [](MStlBase* stl, MMeshBase* mesh) {
+            return std::make_shared<MMeshCorrespondenceMapperProjection>(stl, mesh, 0.001);
+        });
+    }
+}
+
+} // namespace Bench

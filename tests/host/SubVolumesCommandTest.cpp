@@ -1,0 +1,152 @@
+// Surfaces of the real head give its sub-volumes back: as they are, written, disturbed and remeshed.
+#include "KetmeshProgram.h"
+
+#include <KetSDK/MeshVTK/PolyDataFromSurface.h>
+#include <KetSDK/MeshVTK/SurfaceFile.h>
+#include <KetSDK/MeshVTK/SurfaceFromPolyData.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <vtkPolyData.h>
+#include <vtkQuadricDecimation.h>
+#include <vtkXMLPolyDataReader.h>
+#include <vtkXMLPolyDataWriter.h>
+
+#include <map>
+#include <random>
+
+namespace {
+
+// The same grouping of elements, whatever the groups are called.
+void ExpectSameUpToOrder(std::vector<double> const& a, std::vector<double> const& b) {
+    ASSERT_EQ(a.size(), b.size());
+    std::map<double, double> there;
+    std::map<double, double> back;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        ASSERT_EQ(there.try_emplace(a[i], b[i]).first->second, b[i]) << i;
+        ASSERT_EQ(back.try_emplace(b[i], a[i]).first->second, a[i]) << i;
+    }
+}
+
+void WriteSurface(std::string const& path, vtkPolyData& data) {
+    vtkNew<vtkXMLPolyDataWriter> writer;
+    writer->SetFileName(path.c_str());
+    writer->SetInputData(&data);
+    writer->Write();
+}
+
+// Moves every point by up to `distance` along each axis.
+void Disturb(vtkPolyData& data, double distance) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> step(-distance, distance);
+    for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i) {
+        double p[3];
+        data.GetPoint(i, p);
+        data.GetPoints()->SetPoint(i, p[0] + step(random), p[1] + step(random), p[2] + step(random));
+    }
+}
+
+// Every surface with 3 triangles in 10 less, under its name.
+void WriteDecimated(std::string const& from, std::string const& to) {
+    auto const stl = KetSDK::MeshVTK::ReadSurfaceFile(from, {}, nullptr, nullptr);
+    MStlBase decimated;
+    for (MStlSurface const& surface : stl->Surfaces()) {
+        auto const whole = KetSDK::MeshVTK::PolyDataFromSurface(surface, {});
+        vtkNew<vtkPolyData> bare;
+        bare->SetPoints(whole->GetPoints());
+        bare->SetPolys(whole->GetPolys());
+        vtkNew<vtkQuadricDecimation> decimation;
+        decimation->SetInputData(bare);
+        decimation->SetTargetReduction(0.3);
+        decimation->Update();
+        bool const any_left = decimation->GetOutput()->GetNumberOfCells() > 0;
+        auto const part =
+            KetSDK::MeshVTK::SurfaceFromPolyData(any_left ? *decimation->GetOutput() : *bare, {}, nullptr);
+        part->GetSurface(0)->SetName(surface.GetName().c_str());
+        decimated.AddSurface(part->GetSurface(0));
+    }
+    WriteSurface(to, *KetSDK::MeshVTK::PolyDataFromSurfaces(decimated, {}));
+}
+
+} // namespace
+
+TEST_F(Ketmesh, LabelsAndGroupsTheHeadByItsSurfaces) {
+    std::string const surface = Path("head.vtp");
+    RunJson({"surfaces", Head, "--interfaces", "--names", "volumes", "-o", surface});
+    std::string const disturbed = Path("disturbed.vtp");
+    auto const data = ReadFile<vtkXMLPolyDataReader>(surface);
+    Disturb(*data, 0.05);
+    WriteSurface(disturbed, *data);
+    std::vector<double> const given = CellValues(*ReadGrid("head_small_tet4.vtu"), "label");
+    std::string const regions = Path("regions.vtu");
+    std::string const grouped = Path("grouped.vtu");
+    struct {
+        std::string file, tolerance;
+    } const cases[] = {{surface, "0.001"}, {disturbed, "0.1"}};
+    for (auto const& [file, tolerance] : cases) {
+        SCOPED_TRACE(file);
+        std::vector<std::string> contents;
+        for (char const* const threads : {"1", "2"}) {
+            std::vector<std::string> const how = {"--surface", file,        "--tolerance",
+                                                  tolerance,   "--threads", threads};
+            auto const with = [&how](std::vector<std::string> arguments) {
+                arguments.insert(arguments.end(), how.begin(), how.end());
+                return arguments;
+            };
+            Json const match = RunJson(with({"match", Head, "--fail-on", "0"}));
+            EXPECT_EQ(match["mismatches"], 0) << match;
+            EXPECT_EQ(match["inner_faces"]["with_triangle"], 0);
+            Json const labelled = RunJson(with({"label", Head, "-o", regions}));
+            EXPECT_EQ(labelled["subvolumes"].size(), 121u);
+            Json const result = RunJson(with({"group", regions, "-o", grouped}));
+            EXPECT_EQ(result["groups_of"], 121);
+            EXPECT_TRUE(result["subvolumes"][0]["name"].get<std::string>().starts_with("Volume Label "));
+            ExpectSameUpToOrder(given,
+                                CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(grouped), "subvolume"));
+            contents.push_back(Content(regions) + Content(grouped));
+        }
+        EXPECT_EQ(contents[0], contents[1]) << "the same on any number of threads";
+    }
+}
+
+TEST_F(Ketmesh, ProjectsTheHeadOntoARemeshedSurface) {
+    std::string const surface = Path("head.vtp");
+    std::string const decimated = Path("decimated.vtp");
+    std::string const regions = Path("regions.vtu");
+    std::string const grouped = Path("grouped.vtu");
+    RunJson({"surfaces", Head, "--interfaces", "--names", "volumes", "-o", surface});
+    RunJson({"label", Head, "--surface", surface, "-o", regions});
+    WriteDecimated(surface, decimated);
+
+    Result const match =
+        Run({"match", Head, "--surface", decimated, "--tolerance", "0.6", "--json", "--fail-on", "0"});
+    EXPECT_EQ(match.status, 2);
+    EXPECT_NE(match.err.find("mismatches"), std::string::npos);
+    Json const counts = Json::parse(match.out);
+    auto const share_with = [&counts](char const* key) {
+        double const with = counts[key]["with_triangle"];
+        return with / (with + counts[key]["without_triangle"].get<double>());
+    };
+    EXPECT_GT(share_with("boundary_faces"), 0.99);
+    EXPECT_GT(share_with("interface_faces"), 0.98);
+    double const with = counts["boundary_faces"]["with_triangle"].get<double>() +
+                        counts["interface_faces"]["with_triangle"].get<double>();
+    double const without = counts["boundary_faces"]["without_triangle"].get<double>() +
+                           counts["interface_faces"]["without_triangle"].get<double>();
+    EXPECT_GT(with / (with + without), 0.99);
+
+    // What is missing is told.
+    Result const group = Run({"group", regions, "--surface", decimated, "--tolerance", "0.6", "-o", grouped});
+    EXPECT_EQ(group.status, 0);
+    EXPECT_NE(group.err.find("have no triangle"), std::string::npos);
+}
+
+TEST_F(Ketmesh, LabelAndItsKinRefuseWhatTheyCannotUse) {
+    std::string const surface = Path("head.vtp");
+    RunJson({"surfaces", Head, "-o", surface});
+    ExpectRefused({"group", Head}, "--surface");
+    ExpectRefused({"match", Head, "--surface", Path("none.vtp")}, "none.vtp");
+    ExpectRefused({"label", Head, "--surface", surface, "--tolerance", "0"}, "--tolerance");
+    ExpectRefused({"label", Data + "hex_matrix_fiber.vtu"}, "tetrahedra");
+    Json const parts = RunJson({"label", Head});
+    EXPECT_EQ(parts["subvolumes"].size(), 1u) << "without a surface the head hangs together";
+}
