@@ -26,7 +26,8 @@ public:
     // Returns the number of faces.
     std::uint64_t Check() {
         while (m_lines.Next()) {
-            if (m_lines.Line().find('\0') != std::string_view::npos)
+            // VTK's reader takes every control character for a space, and what follows for the keyword.
+            if (std::ranges::any_of(m_lines.Line(), [](unsigned char c) { return c < ' ' && c != '\t'; }))
                 m_lines.Refuse("is no text");
             if (m_lines.Line().starts_with('#') || m_lines.Words().empty())
                 continue;
