@@ -50,6 +50,10 @@ std::unique_ptr<Command> MakeGraphCommand();
 std::unique_ptr<Command> MakeLabelCommand();
 std::unique_ptr<Command> MakeGroupCommand();
 std::unique_ptr<Command> MakeMatchCommand();
+std::unique_ptr<Command> MakeRemoveCommand();
+std::unique_ptr<Command> MakeSplitCommand();
+std::unique_ptr<Command> MakeMergeCommand();
+std::unique_ptr<Command> MakeCutCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();
 std::unique_ptr<Command> MakeColorsCommand();
 

@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <host/FileError.h>
 #include <host/Format.h>
 #include <host/Table.h>
 
@@ -50,6 +51,24 @@ void PrintSubVolumes(Json const& list) {
     table.AddRule();
     table.AddRow({"", "all", std::to_string(elements), FormatNumber(volume)});
     table.Print(std::cout);
+}
+
+std::set<MMeshSubVolume*> FindSubVolumes(MMeshBase& mesh, std::vector<std::string> const& names,
+                                         std::string const& file) {
+    std::set<MMeshSubVolume*> found;
+    for (std::string const& name : names) {
+        std::string known;
+        std::size_t const before = found.size();
+        for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
+            std::string const other = KetSDK::MeshVTK::ToUtf8((*it)->GetName());
+            known += (known.empty() ? "" : ", ") + other;
+            if (other == name)
+                found.insert(it->get());
+        }
+        if (found.size() == before)
+            throw FileError(file, "there is no sub-volume \"" + name + "\"; the sub-volumes are " + known);
+    }
+    return found;
 }
 
 } // namespace ketmesh

@@ -32,6 +32,8 @@ std::vector<bool> UsedNodes(MMeshBase const& mesh, Kept const& kept) {
 
 bool MMeshOperatorRemoveSubVolume::Operate() {
     m_new_mesh = nullptr;
+    m_kept_elements.clear();
+    m_kept_nodes.clear();
     if (!m_mesh || !AreAllOf(*m_mesh, m_removed))
         return false;
     MMeshBase const& mesh = *m_mesh;
@@ -48,12 +50,18 @@ bool MMeshOperatorRemoveSubVolume::Operate() {
         rest->AddSubVolume();
 
     std::vector<bool> const used = UsedNodes(mesh, kept);
-    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
-        if (used[static_cast<std::size_t>(p.GetPosition())])
-            copy.AddNode(*p);
-    for (MMeshElement const& e : mesh.Elements())
-        if (auto const found = kept.find(mesh.GetSubVolume(e)); found != kept.end())
+    for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
+        if (used[static_cast<std::size_t>(i)]) {
+            copy.AddNode(*mesh.GetRandomPoint(static_cast<std::uint64_t>(i)));
+            m_kept_nodes.push_back(i);
+        }
+    for (MLong i = 0; i < mesh.NumberOfElements(); ++i) {
+        MMeshElement const& e = *mesh.GetElement(static_cast<std::uint64_t>(i));
+        if (auto const found = kept.find(mesh.GetSubVolume(e)); found != kept.end()) {
             copy.AddElement(e, found->second);
+            m_kept_elements.push_back(i);
+        }
+    }
     copy.CopyValues();
     m_new_mesh = rest.release();
     return true;

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 
 #include <set>
+#include <vector>
 
 class MMeshBase;
 class MMeshSubVolume;
@@ -30,9 +32,14 @@ public:
 
     // The mesh that the last run made; null when it made none. It belongs to the caller, who deletes it.
     MMeshBase* GetNewMesh() const noexcept { return m_new_mesh; }
+    // For each element and node of the new mesh, in its order, the number that it had.
+    std::vector<MLong> const& GetKeptElements() const noexcept { return m_kept_elements; }
+    std::vector<MLong> const& GetKeptNodes() const noexcept { return m_kept_nodes; }
 
 private:
     MMeshBase* m_mesh = nullptr;
     MMeshBase* m_new_mesh = nullptr;
     std::set<MMeshSubVolume const*> m_removed;
+    std::vector<MLong> m_kept_elements;
+    std::vector<MLong> m_kept_nodes;
 };

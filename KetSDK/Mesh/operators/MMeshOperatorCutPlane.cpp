@@ -1,0 +1,151 @@
+#include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <map>
+
+namespace {
+
+using Point = MMeshOperatorCutPlane::Point;
+
+constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
+
+// On which side each node lies: a bit for above and one for below, none for on the plane. The sides of an
+// element are what is common to its nodes.
+constexpr unsigned char AboveBit = 1;
+constexpr unsigned char BelowBit = 2;
+
+std::vector<unsigned char> SidesOfNodes(MMeshBase const& mesh, Point const& normal, Point const& point) {
+    double const offset = normal.Dot(point);
+    std::vector<unsigned char> sides(static_cast<std::size_t>(mesh.NumberOfPoints()));
+    for (std::size_t i = 0; i < sides.size(); ++i) {
+        MMeshPoint const& p = *mesh.GetRandomPoint(i);
+        double const distance = normal.Dot(Point(p.x / Unit, p.y / Unit, p.z / Unit)) - offset;
+        sides[i] =
+            static_cast<unsigned char>((distance > 0.0 ? AboveBit : 0) | (distance < 0.0 ? BelowBit : 0));
+    }
+    return sides;
+}
+
+// A power of two times the normal, whose largest coordinate is between 1 and 2 then: exact, and safe from
+// overflow.
+Point WithModerateLength(Point const& normal) {
+    double const largest = std::max({std::abs(normal[0]), std::abs(normal[1]), std::abs(normal[2])});
+    if (!(largest > 0.0) || !std::isfinite(largest))
+        return normal;
+    int const exponent = std::ilogb(largest);
+    return {std::scalbn(normal[0], -exponent), std::scalbn(normal[1], -exponent),
+            std::scalbn(normal[2], -exponent)};
+}
+
+// Writes polygons as triangles.
+class SurfaceWriter {
+public:
+    SurfaceWriter(MStlBase& stl, MMeshSection const& section)
+        : m_stl(stl)
+        , m_section(section)
+        , m_points(static_cast<std::size_t>(section.NumberOfPoints()), nullptr) {}
+
+    // Returns how many triangles a polygon gave.
+    std::size_t Write(MStlSurface& surface, std::uint64_t polygon) {
+        auto const corners = m_section.GetCorners(polygon);
+        std::size_t written = 0;
+        for (std::size_t last = 2; last < corners.size(); ++last)
+            if (auto* const item = surface.AddTriangle(_Point(corners[0]), _Point(corners[last - 1]),
+                                                       _Point(corners[last]))) {
+                item->GetData().SetNormalFloat(MMVector<float, 3>(m_section.GetNormal()));
+                ++written;
+            }
+        return written;
+    }
+
+private:
+    MStlPoint* _Point(std::uint32_t number) {
+        MStlPoint*& point = m_points[number];
+        if (!point) {
+            Point const& p = m_section.GetPoint(number);
+            auto const internal = [](double c) { return static_cast<MLong>(std::lround(Unit * c)); };
+            point = m_stl.AddPoint(internal(p[0]), internal(p[1]), internal(p[2]), false);
+        }
+        return point;
+    }
+
+    MStlBase& m_stl;
+    MMeshSection const& m_section;
+    std::vector<MStlPoint*> m_points;
+};
+
+} // namespace
+
+MMeshOperatorCutPlane::~MMeshOperatorCutPlane() = default;
+
+void MMeshOperatorCutPlane::SetPlane(Point const& normal, Point const& point) {
+    m_normal = WithModerateLength(normal);
+    m_point = point;
+}
+
+bool MMeshOperatorCutPlane::Operate() {
+    m_nb_above = m_nb_below = m_nb_cut = 0;
+    m_section = MMeshSection();
+    m_cut_mesh = nullptr;
+    bool const is_plane = std::isfinite(m_normal.Dot(m_point)) && m_normal.Length() > 0.0;
+    if (!GetMesh() || !is_plane)
+        return false;
+    MMeshBase& mesh = *GetMesh();
+    std::vector<unsigned char> const sides = SidesOfNodes(mesh, m_normal, m_point);
+    MDataMaskBits<MMeshElement>& visible = *mesh.GetElementMasks()->GetVisibleMask();
+    std::vector<MMeshElement const*> cut;
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+        unsigned int side = AboveBit | BelowBit;
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+            side &= sides[static_cast<std::size_t>(e.GetNode(i)->GetIndex())];
+        bool const is_above = (side & AboveBit) != 0;
+        m_nb_above += is_above;
+        visible.SetValue(e, !is_above);
+        if (side == 0)
+            cut.push_back(&e);
+    });
+    m_nb_cut = cut.size();
+    m_nb_below = mesh.Elements().GetNumElements() - m_nb_above - m_nb_cut;
+    m_section = MMeshSection(cut, m_normal, m_point);
+    m_cut_mesh = &mesh;
+    return true;
+}
+
+MMeshOperatorCutPlane::Side MMeshOperatorCutPlane::GetSide(MMeshElement& e) const {
+    LimitedPolyhedron const nodes(&e);
+    return nodes.LargerThanPlane(m_normal, m_point)    ? Above
+           : nodes.SmallerThanPlane(m_normal, m_point) ? Below
+                                                       : Cut;
+}
+
+std::vector<MMeshElement const*> MMeshOperatorCutPlane::AddSurfaces(MStlBase& stl) const {
+    std::vector<MMeshElement const*> elements;
+    if (!m_cut_mesh)
+        return elements;
+    std::map<MMeshSubVolume const*, std::vector<std::uint64_t>> polygons;
+    for (std::uint64_t i = 0; i < m_section.NumberOfPolygons(); ++i)
+        polygons[m_cut_mesh->GetSubVolume(*m_section.GetElement(i))].push_back(i);
+
+    SurfaceWriter writer(stl, m_section);
+    auto const write = [&](MMeshSubVolume const* sub_volume) {
+        auto const found = polygons.find(sub_volume);
+        if (found == polygons.end())
+            return;
+        MStlSurface& surface = *stl.AddSurface(nullptr);
+        if (sub_volume)
+            surface.SetName(sub_volume->GetName().c_str());
+        for (std::uint64_t const polygon : found->second)
+            elements.insert(elements.end(), writer.Write(surface, polygon), m_section.GetElement(polygon));
+    };
+    for (auto it = m_cut_mesh->BeginSubVolume(); it != m_cut_mesh->EndSubVolume(); ++it)
+        write(it->get());
+    write(nullptr);
+    return elements;
+}
