@@ -281,7 +281,8 @@ TEST(MergeVolumes, MaterialsKeepTheirMeaning) {
     MMeshBase first, second;
     // 8 and 9 are in no catalog.
     fill(first, {-1, 1, 2, 8}, {{1, 10.0}, {2, 20.0}, {4, 40.0}});
-    fill(second, {-1, 2, 1, 3, 8, 9, 4}, {{1, 20.0}, {2, 50.0}, {3, 60.0}, {8, 10.0}});
+    // One was given no identifier: no element has it.
+    fill(second, {-1, 2, 1, 3, 8, 9, 4}, {{1, 20.0}, {2, 50.0}, {3, 60.0}, {8, 10.0}, {0xFFFFFFFF, 40.0}});
     ASSERT_TRUE(MMeshMergeVolumesOperator(&first, &second).Operate());
     std::vector<int> ids;
     for (MMeshElement const& e : first.Elements())

@@ -47,6 +47,8 @@ void CopyNodes(MMeshBase& first, MMeshBase const& second, MeshCopy& copy) {
     }
 }
 
+constexpr unsigned int Unset = 0xFFFFFFFF; // for an identifier: no material
+
 // The identifiers of a mesh's elements.
 std::set<unsigned int> UsedIdentifiers(MMeshBase const& mesh) {
     std::set<unsigned int> used;
@@ -126,7 +128,8 @@ private:
     }
 
     void _Replace(unsigned int id, unsigned int by) {
-        if (id != by)
+        // A catalog may hold a material that was given no identifier; elements without one mean none.
+        if (id != by && id != Unset)
             m_new[id] = by;
     }
     void _Add(MMeshMaterial const& material, unsigned int id) {
