@@ -5,7 +5,3 @@ MMeshCorrespondenceMapper::~MMeshCorrespondenceMapper() = default;
 bool MMeshCorrespondenceMapper::IsAssignedTo(MStlTriangle const* triangle, MMeshElement* e) {
     return triangle && e && GetElement(triangle) == e;
 }
-
-bool MMeshCorrespondenceMapper::MayHaveTriangle(MMeshElement*) {
-    return true;
-}

@@ -34,9 +34,6 @@ public:
     virtual bool IsAssignedTo(MStlTriangle const* triangle, MMeshElement* e);
     // 1 when a triangle lies on the face between two elements, 0 when none does, -1 when they share no face.
     virtual int IsBoundaryCrossing(MMeshElement* e1, MMeshElement* e2) = 0;
-    // Whether some face of an element may have a triangle, for walks over the mesh that ask no further
-    // where none has. True unless a mapper knows better.
-    virtual bool MayHaveTriangle(MMeshElement* e);
 
 protected:
     MMeshCorrespondenceMapper() = default;

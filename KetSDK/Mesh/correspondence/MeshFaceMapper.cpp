@@ -261,9 +261,4 @@ int MeshFaceMapper::IsBoundaryCrossing(MMeshElement* e1, MMeshElement* e2) {
     return shared ? crossing : -1;
 }
 
-bool MeshFaceMapper::MayHaveTriangle(MMeshElement* e) {
-    _MapOnce();
-    return e && _FacesOf(*e);
-}
-
 } // namespace KetSDK::Mesh::Detail

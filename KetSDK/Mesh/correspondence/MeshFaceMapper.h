@@ -41,7 +41,12 @@ public:
     MMeshElement* GetElement(MStlTriangle const* triangle) override;
     bool IsAssignedTo(MStlTriangle const* triangle, MMeshElement* e) override;
     int IsBoundaryCrossing(MMeshElement* e1, MMeshElement* e2) override;
-    bool MayHaveTriangle(MMeshElement* e) override;
+    // Whether some face of an element has a triangle, for walks over the mesh that ask no further where
+    // none has.
+    bool HasTriangle(MMeshElement const& e) {
+        _MapOnce();
+        return _FacesOf(e) != nullptr;
+    }
 
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
 

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
@@ -13,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <typeinfo>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
@@ -77,6 +79,22 @@ private:
     std::vector<std::array<std::uint32_t, 4>> m_numbers;
 };
 
+// Says of elements whether all their faces are known to have no triangle. That is known of the library's
+// own mappers only: a class derived from one of them may answer IsBoundaryCrossing in another way.
+class FarFromSurface {
+public:
+    explicit FarFromSurface(MMeshCorrespondenceMapper& mapper) {
+        std::type_info const& type = typeid(mapper);
+        if (type == typeid(MMeshCorrespondenceMapperExact) ||
+            type == typeid(MMeshCorrespondenceMapperProjection))
+            m_own = static_cast<MeshFaceMapper*>(&mapper);
+    }
+    bool operator()(MMeshElement const& e) const { return m_own && !m_own->HasTriangle(e); }
+
+private:
+    MeshFaceMapper* m_own = nullptr;
+};
+
 } // namespace
 
 // Fills one region after another.
@@ -88,6 +106,7 @@ public:
         , m_neighbors(mesh)
         , m_reached(static_cast<std::size_t>(mesh.NumberOfElements()), false)
         , m_mapper(mapper)
+        , m_is_far(mapper)
         , m_reporter(reporter) {}
 
     // Finds the elements of the region of a seed, breadth first. False when the user cancelled.
@@ -117,10 +136,10 @@ public:
 private:
     bool _AppendNeighborsOf(std::uint32_t number) {
         MMeshElement* const e = m_mesh.GetElement(number);
-        bool const at_surface = m_mapper.MayHaveTriangle(e);
+        bool const is_far = m_is_far(*e);
         for (std::uint32_t const next : m_neighbors.Of(number)) {
             if (next == NoElement || m_reached[next] ||
-                (at_surface && m_mapper.IsBoundaryCrossing(e, m_mesh.GetElement(next)) == 1))
+                (!is_far && m_mapper.IsBoundaryCrossing(e, m_mesh.GetElement(next)) == 1))
                 continue;
             _Append(next);
             // Every 1001st: the count is compared before it grows.
@@ -153,6 +172,7 @@ private:
     NeighborTable const m_neighbors;
     std::vector<bool> m_reached; // by number; small enough to stay in the processor's cache
     MMeshCorrespondenceMapper& m_mapper;
+    FarFromSurface const m_is_far;
     KetSDK::Common::IncrementalProgressReporter& m_reporter;
     std::uint32_t m_seed = 0;            // its number
     std::vector<std::uint32_t> m_region; // numbers of elements; used again for every region
@@ -183,6 +203,8 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
     auto const has_slot = [&visited](MMeshElement const& e) { return e.GetMaskIndex() < visited.GetSize(); };
     if (!std::ranges::all_of(mesh->Elements(), has_slot))
         return false;
+    if (!mapper->IsMapped())
+        mapper->Map();
 
     Filling filling(*mesh, *mapper, reporter);
     while (MMeshElement* const seed = _FindSeed(visited)) {
