@@ -98,6 +98,7 @@ void AddConversionJobs(Recipe const& recipe);
 void AddSurfaceJobs(Recipe const& recipe);
 void AddIsosurfaceJobs(Recipe const& recipe);
 void AddLabelJobs(Recipe const& recipe);
+void AddSubVolumeJobs(Recipe const& recipe);
 void AddMaterialJobs(Recipe const& recipe);
 void AddPersistenceJobs(Recipe const& recipe);
 // Those on plain values.

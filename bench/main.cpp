@@ -65,6 +65,7 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
         Bench::AddSurfaceJobs(recipe);
         Bench::AddIsosurfaceJobs(recipe);
         Bench::AddLabelJobs(recipe);
+        Bench::AddSubVolumeJobs(recipe);
         Bench::AddMaterialJobs(recipe);
         Bench::AddPersistenceJobs(recipe);
     }

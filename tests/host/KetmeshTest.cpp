@@ -206,7 +206,7 @@ TEST_F(Ketmesh, BadInputEndsInOneLine) {
                                {"surface.vtk", "UNSTRUCTURED_GRID"},
                                {"out", "folder"},
                                {"nocells.vtu", "no cells"},
-                               {"polyhedron.vtu", "1 polyhedron"},
+                               {"polyhedron.vtu", "polyhedra"},
                                {"pyramid.vtu", "1 pyramid"},
                                {"triangle.vtk", "1 triangle"},
                                {"nan.vtu", "point 2"},

@@ -1,0 +1,114 @@
+// Sub-volumes split into their parts, and sections by a plane.
+#include "Jobs.h"
+
+#include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
+#include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
+
+#include <vtkAlgorithm.h>
+#include <vtkCell.h>
+#include <vtkCutter.h>
+#include <vtkNew.h>
+#include <vtkPlane.h>
+#include <vtkPlaneCutter.h>
+#include <vtkPoints.h>
+#include <vtkPolyData.h>
+#include <vtkTriangle.h>
+
+#include <array>
+#include <memory>
+#include <optional>
+
+namespace Bench {
+namespace {
+
+// Through the middle of the mesh, askew, so that no node lies on it.
+constexpr double Normal[3] = {0.31, -0.47, 0.83};
+
+std::array<double, 3> Middle(Case& c) {
+    std::array<double, 3> middle;
+    c.grid->GetCenter(middle.data());
+    return middle;
+}
+
+vtkNew<vtkPlane> Plane(Case& c) {
+    vtkNew<vtkPlane> plane;
+    plane->SetNormal(Normal[0], Normal[1], Normal[2]);
+    plane->SetOrigin(Middle(c).data());
+    return plane;
+}
+
+auto const AreaIsAnswer = [](Case&, vtkPolyData& section) {
+    double area = 0.0;
+    for (vtkIdType i = 0; i < section.GetNumberOfCells(); ++i) {
+        vtkPoints& corners = *section.GetCell(i)->GetPoints();
+        for (vtkIdType k = 2; k < corners.GetNumberOfPoints(); ++k) {
+            double p[3][3];
+            corners.GetPoint(0, p[0]);
+            corners.GetPoint(k - 1, p[1]);
+            corners.GetPoint(k, p[2]);
+            area += vtkTriangle::TriangleArea(p[0], p[1], p[2]);
+        }
+    }
+    return std::optional(area);
+};
+
+void AddSections(Recipe const& recipe) {
+    AddWay(
+        recipe, "section", Ours, NothingToPrepare,
+        [](Case& c) {
+            auto cut = std::make_unique<MMeshOperatorCutPlane>();
+            auto const middle = Middle(c);
+            cut->SetMesh(c.mesh.get());
+            cut->SetPlane({Normal[0], Normal[1], Normal[2]}, {middle[0], middle[1], middle[2]});
+            cut->Operate();
+            return cut;
+        },
+        [](Case&, auto const& cut) { return std::optional(cut->GetSection().GetArea()); });
+    AddWay(
+        recipe, "section", "vtkCutter", NothingToPrepare,
+        [](Case& c) {
+            auto cutter = vtkSmartPointer<vtkCutter>::New();
+            cutter->SetInputData(c.grid);
+            cutter->SetCutFunction(Plane(c));
+            cutter->SetOutputPointsPrecision(vtkAlgorithm::DOUBLE_PRECISION); // as ours
+            cutter->Update();
+            return cutter;
+        },
+        [](Case& c, auto const& cutter) { return AreaIsAnswer(c, *cutter->GetOutput()); });
+    AddWay(
+        recipe, "section", "vtkPlaneCutter", NothingToPrepare,
+        [](Case& c) {
+            auto cutter = vtkSmartPointer<vtkPlaneCutter>::New();
+            cutter->SetInputData(c.grid);
+            cutter->SetPlane(Plane(c));
+            cutter->BuildTreeOff(); // pays off for many sections only
+            cutter->ComputeNormalsOff();
+            cutter->Update();
+            return cutter;
+        },
+        [](Case& c, auto const& cutter) {
+            auto* const section = vtkPolyData::SafeDownCast(cutter->GetOutputDataObject(0));
+            return section ? AreaIsAnswer(c, *section) : std::nullopt;
+        });
+}
+
+} // namespace
+
+void AddSubVolumeJobs(Recipe const& recipe) {
+    AddSections(recipe);
+    AddWay(
+        recipe, "split", Ours,
+        [](Case& c) {
+            if (c.mesh->NumberOfSubVolumes() > 3)
+                c.mesh = MakeMesh(c.tetrahedra);
+        },
+        [](Case& c) {
+            auto split = std::make_unique<MMeshSplitVolumesOperator>();
+            split->SetMesh(c.mesh.get());
+            split->Operate();
+            return split;
+        },
+        NoAnswer);
+}
+
+} // namespace Bench
