@@ -121,6 +121,11 @@ MStlPoint const* MStlBase::FindPoint(MLong x, MLong y, MLong z) const {
     return const_cast<MStlBase*>(this)->FindPoint(x, y, z);
 }
 
+void MStlBase::PrefetchPoint(MLong x, MLong y, MLong z) const noexcept {
+    if (m_lookup)
+        m_lookup->Prefetch(x, y, z);
+}
+
 MStlSurface* MStlBase::AddSurface(MStlSurface const* source) {
     auto const index = static_cast<std::uint32_t>(m_surfaces.size());
     MStlSurface& surface = m_surfaces.emplace_back(MStlSurface::Access(), *this, index);

@@ -51,6 +51,9 @@ public:
     // The first point at a position; null when there is none.
     MStlPoint* FindPoint(MLong x, MLong y, MLong z);
     MStlPoint const* FindPoint(MLong x, MLong y, MLong z) const;
+    // Fetches what AddPoint and FindPoint will read first for a position, for loops that know it some time
+    // before.
+    void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
 
     // Appends an empty surface without a name or, given a surface of this or another container, a copy
     // of its name and triangles. Points come over by position: a point that is there is shared.
