@@ -89,7 +89,7 @@ private:
 
 // Removes all objects and gives their memory back.
 template <typename Storage>
-void _Empty(Storage& storage) noexcept {
+void _Empty(Storage& storage) {
     Storage().swap(storage);
 }
 

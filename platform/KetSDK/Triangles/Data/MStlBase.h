@@ -2,6 +2,7 @@
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Common/Shared/IDataMaskOwner.h>
+#include <KetSDK/Common/Shared/MArenaAllocator.h>
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Triangles/Data/DLIST_ELEMENT.h>
@@ -27,11 +28,13 @@ class MStlPointLookup;
 // One thread at a time adds to a container. Concurrent reads are safe, also FindPoint once a first
 // FindPoint has followed the last added point.
 class KETSDK_API MStlBase {
-    template <typename T, std::size_t Block>
+    template <typename T, std::size_t Block, typename Allocator = void>
     using Storage = boost::container::deque<
-        T, void, typename boost::container::deque_options<boost::container::block_size<Block>>::type>;
-    using PointStorage = Storage<MStlPoint, 1024>;
-    using TriangleStorage = Storage<DLIST_ELEMENT<MStlTriangle>, 1024>;
+        T, Allocator, typename boost::container::deque_options<boost::container::block_size<Block>>::type>;
+    template <typename T>
+    using LargeStorage = Storage<T, 1024, KetSDK::Common::MArenaAllocator<T>>;
+    using PointStorage = LargeStorage<MStlPoint>;
+    using TriangleStorage = LargeStorage<DLIST_ELEMENT<MStlTriangle>>;
     using SurfaceStorage = Storage<MStlSurface, 8>;
     using FeatureStorage = Storage<MStlFeature, 8>;
 

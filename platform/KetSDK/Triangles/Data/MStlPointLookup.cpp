@@ -3,8 +3,7 @@
 #include <utility>
 
 void MStlPointLookup::_Grow() {
-    std::vector<Slot> const old =
-        std::exchange(m_slots, std::vector<Slot>(m_slots.empty() ? std::size_t{16} : 2 * m_slots.size()));
+    Slots const old = std::exchange(m_slots, Slots(m_slots.empty() ? std::size_t{16} : 2 * m_slots.size()));
     m_shift = 32;
     for (std::size_t size = m_slots.size(); size > 1; size /= 2)
         --m_shift;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MArenaAllocator.h>
 #include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
@@ -32,11 +33,14 @@ public:
         }
     }
 
-    // Fetches the slot that a look-up of the position begins with. Inlined in any case: GCC drops calls of
-    // functions that do nothing but fetch.
+    // Fetches the slots that a look-up of the position begins with, from one or two cache lines. Inlined in
+    // any case: GCC drops calls of functions that do nothing but fetch.
     [[gnu::always_inline]] void Prefetch(MLong x, MLong y, MLong z) const noexcept {
-        if (!m_slots.empty())
-            __builtin_prefetch(&m_slots[_BitsOf(x, y, z) >> m_shift]);
+        if (m_slots.empty())
+            return;
+        std::size_t const at = _BitsOf(x, y, z) >> m_shift;
+        __builtin_prefetch(&m_slots[at]);
+        __builtin_prefetch(&m_slots[(at + 5) & (m_slots.size() - 1)]);
     }
 
     // The point at the position among those entered; null when none is there.
@@ -69,6 +73,7 @@ private:
         std::uint32_t bits = Free; // of the hash
         std::uint32_t point = 0;   // its place in the sequence
     };
+    using Slots = std::vector<Slot, KetSDK::Common::MLargePageAllocator<Slot>>;
 
     static std::uint32_t _BitsOf(MLong x, MLong y, MLong z) noexcept {
         auto const bits = static_cast<std::uint32_t>(KetSDK::Common::HashOfPosition(x, y, z) >> 32);
@@ -101,7 +106,7 @@ private:
     }
     void _Grow();
 
-    std::vector<Slot> m_slots; // a power of two
+    Slots m_slots;             // a power of two
     unsigned int m_shift = 32; // from the bits of a hash to the number of a slot
     std::size_t m_filled = 0;
     std::size_t m_entered = 0;

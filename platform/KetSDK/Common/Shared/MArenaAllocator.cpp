@@ -1,0 +1,81 @@
+#include <KetSDK/Common/Shared/MArenaAllocator.h>
+
+#include <algorithm>
+
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
+
+namespace KetSDK::Common {
+namespace {
+
+constexpr std::size_t LargePage = std::size_t{2} << 20;
+constexpr std::size_t LargestChunk = std::size_t{64} << 20;
+constexpr std::size_t SmallestInLargePages = LargePage;
+
+constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) noexcept {
+    return (bytes + unit - 1) / unit * unit;
+}
+
+} // namespace
+
+void* AllocateInLargePages(std::size_t bytes) {
+    if (bytes < SmallestInLargePages)
+        return ::operator new(bytes);
+    std::size_t const whole_pages = RoundUp(bytes, LargePage);
+    void* const memory = ::operator new(whole_pages, std::align_val_t(LargePage));
+#ifdef MADV_HUGEPAGE
+    // Where the system refuses, pages are small.
+    (void)madvise(memory, whole_pages, MADV_HUGEPAGE);
+#endif
+    return memory;
+}
+
+void FreeInLargePages(void* memory, std::size_t bytes) noexcept {
+    if (bytes < SmallestInLargePages)
+        ::operator delete(memory);
+    else
+        ::operator delete(memory, std::align_val_t(LargePage));
+}
+
+MArena::~MArena() {
+    for (Chunk const& chunk : m_chunks)
+        FreeInLargePages(chunk.memory, chunk.bytes);
+}
+
+void* MArena::Allocate(std::size_t bytes) {
+    if (m_free && bytes == m_free_bytes) {
+        FreeBlock* const block = m_free;
+        m_free = block->next;
+        return block;
+    }
+    bytes = RoundUp(bytes, alignof(std::max_align_t));
+    if (bytes > m_left)
+        _AddChunk(bytes);
+    void* const block = m_next;
+    m_next += bytes;
+    m_left -= bytes;
+    return block;
+}
+
+void MArena::Deallocate(void* block, std::size_t bytes) noexcept {
+    if (bytes < sizeof(FreeBlock))
+        return;
+    if (!m_free)
+        m_free_bytes = bytes;
+    // One of another size is an outgrown list of blocks, which nobody asks for again.
+    if (bytes == m_free_bytes)
+        m_free = new (block) FreeBlock{m_free};
+}
+
+void MArena::_AddChunk(std::size_t bytes) {
+    std::size_t const wanted = std::max(bytes, std::min(m_total / 4, LargestChunk));
+    std::size_t const size = wanted < SmallestInLargePages ? wanted : RoundUp(wanted, LargePage);
+    m_chunks.reserve(m_chunks.size() + 1);
+    m_next = static_cast<std::byte*>(AllocateInLargePages(size));
+    m_left = size;
+    m_total += size;
+    m_chunks.push_back({m_next, size});
+}
+
+} // namespace KetSDK::Common

@@ -1,0 +1,110 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MExport.h>
+
+#include <cstddef>
+#include <limits>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <vector>
+
+namespace KetSDK::Common {
+
+// Memory for blocks of a large container, cut from chunks that grow with it. Chunks of several megabytes ask
+// the system for large pages, since it takes longer to hand out memory in small pages than to fill it; at
+// most a quarter of the memory waits for blocks to come. Blocks that are given back are used again; all
+// memory goes with the arena. Used by one thread at a time.
+class KETSDK_API MArena {
+public:
+    MArena() = default;
+    MArena(MArena const&) = delete;
+    MArena& operator=(MArena const&) = delete;
+    ~MArena();
+
+    // Aligned for any type without a stricter alignment of its own.
+    void* Allocate(std::size_t bytes);
+    void Deallocate(void* block, std::size_t bytes) noexcept;
+
+private:
+    struct Chunk {
+        void* memory;
+        std::size_t bytes;
+    };
+    struct FreeBlock {
+        FreeBlock* next;
+    };
+
+    void _AddChunk(std::size_t bytes);
+
+    std::vector<Chunk> m_chunks;
+    std::byte* m_next = nullptr; // what is left of the last chunk
+    std::size_t m_left = 0;
+    std::size_t m_total = 0;
+    FreeBlock* m_free = nullptr; // blocks that were given back, all of one size
+    std::size_t m_free_bytes = 0;
+};
+
+// Allocates from an arena that its copies share. Containers swap their arenas with their contents.
+template <typename T>
+class MArenaAllocator {
+public:
+    using value_type = T;
+    using propagate_on_container_swap = std::true_type;
+    using propagate_on_container_move_assignment = std::true_type;
+    using is_always_equal = std::false_type;
+
+    // With an arena of its own.
+    MArenaAllocator()
+        : m_arena(std::make_shared<MArena>()) {}
+    template <typename U>
+    MArenaAllocator(MArenaAllocator<U> const& other) noexcept
+        : m_arena(other.m_arena) {}
+
+    T* allocate(std::size_t count) {
+        if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
+            throw std::bad_alloc();
+        return static_cast<T*>(m_arena->Allocate(count * sizeof(T)));
+    }
+    void deallocate(T* objects, std::size_t count) noexcept {
+        m_arena->Deallocate(objects, count * sizeof(T));
+    }
+
+    template <typename U>
+    bool operator==(MArenaAllocator<U> const& other) const noexcept {
+        return m_arena == other.m_arena;
+    }
+
+private:
+    template <typename U>
+    friend class MArenaAllocator;
+
+    std::shared_ptr<MArena> m_arena;
+};
+
+// For vectors that may grow large: the same large pages, for each piece of memory by itself.
+KETSDK_API void* AllocateInLargePages(std::size_t bytes);
+KETSDK_API void FreeInLargePages(void* memory, std::size_t bytes) noexcept;
+
+template <typename T>
+struct MLargePageAllocator {
+    using value_type = T;
+
+    MLargePageAllocator() = default;
+    template <typename U>
+    MLargePageAllocator(MLargePageAllocator<U> const&) noexcept {}
+
+    T* allocate(std::size_t count) {
+        if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
+            throw std::bad_alloc();
+        return static_cast<T*>(AllocateInLargePages(count * sizeof(T)));
+    }
+    void deallocate(T* objects, std::size_t count) noexcept { FreeInLargePages(objects, count * sizeof(T)); }
+
+    template <typename U>
+    bool operator==(MLargePageAllocator<U> const&) const noexcept {
+        return true;
+    }
+};
+
+} // namespace KetSDK::Common
