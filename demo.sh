@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, turns the sample head mesh, made from a CT image, into named surfaces,
-# measures its elements, repairs its curved sibling, and gives its elements densities from the CT image.
+# measures its elements, repairs its curved sibling, extracts an isosurface, makes a quadratic mesh, and gives its
+# elements densities from the CT image.
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/setup.sh
@@ -27,10 +28,20 @@ curved=data/head_small_tet10.vtu
 step "repair of $curved, where mid-edge nodes fold elements"
 "$ketmesh" repair "$curved" -o "$out/head_repaired.vtu" --fail-on 0
 
+step "where the grey values of the image, as means at the nodes, reach 300 HU"
+"$ketmesh" iso "$mesh" --field grey --level 300 -o "$out/head_300hu.stl"
+
+step "a quadratic mesh of the same shape"
+"$ketmesh" convert "$mesh" --to tet10 -o "$out/head_tet10.vtu"
+
 step "densities and moduli from the CT image, per sub-volume (1 + HU / 1000: water 1, air 0)"
 "$ketmesh" materials "$mesh" --image data/head_ct.nii.gz --law 1,0.001,1,0,0 --modulus 3000,2 \
     --by mask --bins 4 --sampling mean -o "$out/head_model.vtu"
 "$ketmesh" colors "$out/head_model.vtu" --bins 20 -o "$out/head_grey.json" >/dev/null
+
+step "all of that model in one file, and whether it is the same"
+"$ketmesh" save "$out/head_model.vtu" -o "$out/head_model.kmesh"
+"$ketmesh" diff "$out/head_model.vtu" "$out/head_model.kmesh"
 
 step "written to $PWD/$out"
 while read -r file what; do
@@ -41,8 +52,11 @@ head_exterior.stl        the outside alone
 head_quality.vtu         the mesh with the array "ScaledJacobian"; show the elements below 0.1
 head_quality.svg         the histogram, for a browser
 head_repaired.vtu        the curved mesh without a folded element
+head_300hu.stl           the isosurface
+head_tet10.vtu           the mesh with ten nodes an element
 head_model.vtu           the mesh with the arrays "grey", "density" and "emodulus"
 head_model.materials.xml its materials
+head_model.kmesh         the mesh with everything that belongs to it
 head_grey.json           a colour map for the array "grey"
 END
 echo
