@@ -3,6 +3,7 @@
 #include "TestProgress.h"
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
@@ -76,11 +77,12 @@ void ConvertPlainly(MMeshBase& source, MMeshBase& target, View const& view,
     }
 }
 
-// The same nodes and elements in the same order, and the same members of sub-volumes.
+// The same nodes and elements in the same order, the same slots in masks and members of sub-volumes.
 void ExpectSame(MMeshBase& a, MMeshBase& b) {
     ASSERT_EQ(a.NumberOfPoints(), b.NumberOfPoints());
     for (auto p = a.BeginPoint(), q = b.BeginPoint(); p != a.EndPoint(); ++p, ++q)
-        ASSERT_EQ(*p, *q);
+        ASSERT_TRUE(*p == *q && p->GetMaskIndex() == q->GetMaskIndex());
+    EXPECT_EQ(a.GetPointMasks()->GetCapacity(), b.GetPointMasks()->GetCapacity());
     EXPECT_EQ(a.GetBoundingBox().GetMin(), b.GetBoundingBox().GetMin());
     EXPECT_EQ(a.GetBoundingBox().GetMax(), b.GetBoundingBox().GetMax());
     ASSERT_EQ(a.NumberOfElements(), b.NumberOfElements());
@@ -295,6 +297,12 @@ TEST(OrderConversion, HexahedraConformWhereTheirDiagonalsAgree) {
             cut.SetMesh(&hexahedra);
             cut.SetTet4Mesh(&linear);
             ASSERT_TRUE(cut.Operate());
+            MMeshBase plain;
+            ConvertPlainly(hexahedra, plain,
+                           [](MMeshElement& e, unsigned int i) { return LimitedPolyhedron(&e).GetVertex(i); },
+                           {{0, 1, 2, 5}, {0, 2, 3, 7}, {7, 5, 4, 0}, {7, 6, 5, 2}, {0, 2, 7, 5}});
+            Orient(plain);
+            ExpectSame(linear, plain);
             EXPECT_EQ(linear.NumberOfElements(), 5 * n * n * n);
             EXPECT_EQ(linear.NumberOfPoints(), (n + 1) * (n + 1) * (n + 1));
             EXPECT_EQ(cut.GetNbCorrected(), inside_out ? 5 * n * n * n : 0);

@@ -69,6 +69,7 @@ TEST(TetToGraph, SmallMeshes) {
             TestMeshes::AddElement(mesh, {nodes[0], nodes[1], nodes[2], nodes[3]});
         if (c.elements > 1)
             TestMeshes::AddElement(mesh, {nodes[4], nodes[2], nodes[1], nodes[3]});
+        TestMeshes::AddElement(mesh, {nodes[0], nodes[1]}); // no tetrahedron
         mesh.GetMainSubVolume()->SetName(c.elements == 1 ? L"" : L"bone");
         MStlFeature feature;
         MMeshConvertTetToGraphOperator convert(mesh, feature);

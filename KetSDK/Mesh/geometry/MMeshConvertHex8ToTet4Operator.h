@@ -17,6 +17,9 @@ class MMeshBase;
 // not conform: see CompareDiagonals. In a regular grid all agree when every other hexahedron, as on a
 // chessboard, has its nodes turned by a quarter (1, 2, 3, 0, 5, 6, 7, 4).
 //
+// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique: node masks of
+// the target have a slot for every node of every element (kept: hosts rely on these indices).
+//
 // Grey values, materials, other masks and original identifiers are not copied. Reads no settings, reports no
 // progress. One thread at a time uses operator and meshes; copies refer to the same meshes.
 class KETSDK_MESH_API MMeshConvertHex8ToTet4Operator : public MMeshOperator {

@@ -14,14 +14,10 @@ void AddCorners(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& tar
 }
 
 void AddEight(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& target) {
-    MMeshPoint* entered[10] = {}; // in the order of the rows, in which the target numbers its nodes
     for (auto const& row : MMeshElementDescriptor::descr_tet10_to_tet4) {
         MMeshPoint* nodes[4];
-        for (unsigned int i = 0; i < 4; ++i) {
-            if (!entered[row[i]])
-                entered[row[i]] = rebuild.NodeFor(e, row[i]);
-            nodes[i] = entered[row[i]];
-        }
+        for (unsigned int i = 0; i < 4; ++i)
+            nodes[i] = rebuild.NodeFor(e, row[i]);
         target.AddElement(4, nodes);
     }
 }

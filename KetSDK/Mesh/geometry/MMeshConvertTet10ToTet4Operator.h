@@ -10,6 +10,9 @@ class MMeshBase;
 // sub-volume by sub-volume, within one in the order of the mesh; each new sub-volume has the name and the
 // material number of the old one. Nodes at one place become one node. Inverted tetrahedra are turned.
 //
+// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique: node masks of
+// the target have a slot for every node of every element (kept: hosts rely on these indices).
+//
 // Grey values, materials, other masks and original identifiers are not copied. Of elements of other kinds the
 // first four nodes are taken; a node that an element does not have is at the origin, as are the mid-edge
 // nodes of an element with fewer than ten nodes. Reads no settings, reports no progress. One thread at a time

@@ -14,6 +14,9 @@ class MMeshBase;
 // the mesh; each new sub-volume has the name and the material number of the old one. Nodes at one place
 // become one node, so neighbours share the nodes of their edges.
 //
+// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique: node masks of
+// the target have a slot for every node of every element (kept: hosts rely on these indices).
+//
 // Grey values, materials, other masks and original identifiers are not copied. Orientation is kept, wrong
 // orientation included. Of elements of other kinds the first four nodes are taken, and a node that an
 // element does not have is at the origin. One thread at a time uses operator and meshes; copies refer to

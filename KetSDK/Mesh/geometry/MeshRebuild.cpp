@@ -2,6 +2,8 @@
 
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 
+#include <utility>
+
 namespace KetSDK::Mesh::Detail {
 
 MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target)
@@ -17,6 +19,12 @@ int MeshRebuild::Orient() {
     orient.SetMesh(&m_target);
     orient.Operate();
     return orient.GetNbCorrected();
+}
+
+void MeshRebuild::_RegisterUsed() {
+    auto next = m_used.begin();
+    m_target.GetPointMasks()->RegisterMaskObjects(std::exchange(m_used_count, 0),
+                                                  [&next]() -> MMeshPoint& { return **next++; });
 }
 
 MMeshSubVolume& MeshRebuild::_AddSubVolumeLike(MMeshSubVolume const& source) {

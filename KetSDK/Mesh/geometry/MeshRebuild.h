@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/materials/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -31,10 +32,11 @@ public:
     // false when it did. The nodes of later elements are fetched ahead of prefetch(element), which comes some
     // elements before visit.
     template <typename Prefetch, typename Visit>
-    bool ForEachElement(MMeshSubVolume const& sub_volume, Prefetch&& prefetch, Visit&& visit) const {
+    bool ForEachElement(MMeshSubVolume const& sub_volume, Prefetch&& prefetch, Visit&& visit) {
         constexpr std::size_t near = 8, far = 24;
         auto const indices = m_members.Of(sub_volume);
-        for (std::size_t i = 0; i < indices.size(); ++i) {
+        bool going_on = true;
+        for (std::size_t i = 0; i < indices.size() && going_on; ++i) {
             if (i + far < indices.size()) {
                 MMeshElement const& ahead = _ElementAt(indices[i + far]);
                 for (unsigned int k = 0; k < ahead.GetNodeCount(); ++k)
@@ -42,25 +44,26 @@ public:
             }
             if (i + near < indices.size())
                 prefetch(_ElementAt(indices[i + near]));
-            if (!visit(_ElementAt(indices[i])))
-                return false;
+            going_on = visit(_ElementAt(indices[i]));
         }
-        return true;
+        _RegisterUsed();
+        return going_on;
     }
     template <typename Visit>
-    bool ForEachElement(MMeshSubVolume const& sub_volume, Visit&& visit) const {
+    bool ForEachElement(MMeshSubVolume const& sub_volume, Visit&& visit) {
         return ForEachElement(
             sub_volume, [](MMeshElement const&) {}, visit);
     }
 
-    // The target's node at the place of a node, which is one of the source or in no container.
+    // The target's node at the place of a node, which is one of the source or in no container. What follows
+    // is that of AddPointUnique, of which only the search is saved: each time the node gets a fresh mask
+    // index, also when it was entered before. It has it when ForEachElement is through.
     MMeshPoint* NodeFor(MMeshPoint const& source) {
-        if (source.GetIndex() < 0)
-            return &m_target.AddPointOnce(source.x, source.y, source.z);
-        MMeshPoint*& node = m_node_of[static_cast<std::size_t>(source.GetIndex())];
-        if (!node)
-            node = &m_target.AddPointOnce(source.x, source.y, source.z);
-        return node;
+        auto const number = static_cast<std::size_t>(source.GetIndex());
+        if (number >= m_node_of.size())
+            return _Enter(source.x, source.y, source.z);
+        MMeshPoint*& node = m_node_of[number];
+        return node ? _Use(*node) : node = _Enter(source.x, source.y, source.z);
     }
     // Node i of an element seen as a tetrahedron: a node at the origin where the element has none, and in
     // place of mid-edge nodes when it has fewer than ten.
@@ -73,7 +76,7 @@ public:
     MMeshPoint* NodeFor(MMeshElement const& e, unsigned int i) { return NodeFor(*SourceOf(e, i)); }
     // The target's node in the middle between two places of the source, halves rounded away from zero.
     MMeshPoint* MiddleOf(MMeshPoint const& a, MMeshPoint const& b) {
-        return &m_target.AddPointOnce(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+        return _Enter(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
     }
     // Fetches what MiddleOf of the nodes there will look up.
     void PrefetchMiddleOf(MMeshPoint const& a, MMeshPoint const& b) const noexcept {
@@ -87,6 +90,20 @@ private:
         std::int64_t const sum = std::int64_t{a} + b;
         return static_cast<MLong>((sum + (sum > 0) - (sum < 0)) / 2);
     }
+    MMeshPoint* _Enter(MLong x, MLong y, MLong z) {
+        m_target.ForbidDuplicatePoints();
+        m_target.m_box.Widen({x, y, z});
+        return _Use(m_target.m_points->AddPoint(x, y, z));
+    }
+    // Notes that the node is to be registered. Such nodes lie anywhere in memory: waiting for one after the
+    // other would double the time of a conversion.
+    MMeshPoint* _Use(MMeshPoint& node) {
+        __builtin_prefetch(&node, 1);
+        if (m_used_count == m_used.size())
+            _RegisterUsed();
+        return m_used[m_used_count++] = &node;
+    }
+    void _RegisterUsed();
     MMeshElement const& _ElementAt(std::uint64_t index) const noexcept {
         return *m_source.GetElementMasks()->GetObjectAt(index);
     }
@@ -95,7 +112,9 @@ private:
     MMeshBase const& m_source;
     MMeshBase& m_target;
     SubVolumeElements m_members;
-    std::vector<MMeshPoint*> m_node_of; // by number of the source's node; null while not entered
+    std::vector<MMeshPoint*> m_node_of;  // by number of the source's node; null while not entered
+    std::array<MMeshPoint*, 512> m_used; // in the order of use, not yet registered
+    std::size_t m_used_count = 0;
 };
 
 } // namespace KetSDK::Mesh::Detail

@@ -40,7 +40,7 @@ SubVolumeElements::SubVolumeElements(MMeshBase const& mesh,
             last_number = number;
             group = find(number);
         }
-        if (group)
+        if (group && e.GetMaskIndex() < numbers->GetSize()) // it may be registered with no mask
             group->push_back(e.GetMaskIndex());
     }
 }

@@ -227,17 +227,6 @@ MMeshPoint& MMeshBase::AddPointUnique(MMVector<double, 3> const& p, double scale
     return *AddPoint(ToInternal(scale * p[0]), ToInternal(scale * p[1]), ToInternal(scale * p[2]));
 }
 
-MMeshPoint& MMeshBase::AddPointOnce(MLong x, MLong y, MLong z) {
-    ForbidDuplicatePoints();
-    std::uint64_t const count = m_points->GetNumPoints();
-    MMeshPoint& node = m_points->AddPoint(x, y, z);
-    if (m_points->GetNumPoints() != count) {
-        m_box.Widen({x, y, z});
-        m_point_masks->RegisterMaskObject(node);
-    }
-    return node;
-}
-
 void MMeshBase::ForbidDuplicatePoints() {
     m_points->CreateCoordinateIndex();
 }

@@ -21,8 +21,9 @@
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
+class MeshRebuild;
 class MeshSwap;
-}
+} // namespace KetSDK::Mesh::Detail
 class MMTransform;
 class MMeshBaseNeighborsInfo;
 class MMeshCorrespondenceMapper;
@@ -75,9 +76,6 @@ public:
     MMeshPointIterator AddPoint(MLong* const xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
     // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint.
     MMeshPoint& AddPointUnique(MMVector<double, 3> const& p, double scale);
-    // The same for a position in internal units, but a node that is known there keeps its mask index: for
-    // work that comes by the same nodes again and again.
-    MMeshPoint& AddPointOnce(MLong x, MLong y, MLong z);
     // Fetches what looking up a position will read, for loops that know it some time before.
     void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept { m_points->PrefetchPoint(x, y, z); }
     // From now on a node is added only once per position; nodes added before do not count.
@@ -207,6 +205,7 @@ public:
     void SetVolumeIndexFlag(bool flag) noexcept { m_has_volume_index = flag; }
 
 private:
+    friend class KetSDK::Mesh::Detail::MeshRebuild; // enters nodes and registers them, in bulk, later
     friend class KetSDK::Mesh::Detail::MeshSwap; // takes nodes, elements and their values out and puts them
                                                  // back
 

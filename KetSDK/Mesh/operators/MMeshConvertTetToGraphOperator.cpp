@@ -21,8 +21,8 @@ namespace {
 
 using Elements = std::vector<MMeshElement*>;
 
-// The elements of all sub-volumes by identifier, gathered in one pass: walking each sub-volume by itself
-// takes a pass for each.
+// The elements of all sub-volumes by identifier, as far as they have four nodes, gathered in one pass:
+// walking each sub-volume by itself takes a pass for each.
 tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh) {
     tsl::robin_map<int, Elements> members;
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
@@ -35,7 +35,7 @@ tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh) {
         if (group == members.end() || number != last_number)
             group = members.find(number);
         last_number = number;
-        if (group != members.end())
+        if (group != members.end() && e.GetNodeCount() >= 4)
             group.value().push_back(&e);
     }
     return members;

@@ -20,8 +20,8 @@ class MStlFeature;
 //
 // Unless all edges are asked for, those on a face at which some sub-volume ends, outside or against another
 // one, are left out of every graph; their vertices stay.
-// Every element is read as the tetrahedron of its first four nodes. Mesh and feature are borrowed. One
-// thread at a time uses operator, mesh and feature.
+// Every element is read as the tetrahedron of its first four nodes; one with fewer is left out. Mesh and
+// feature are borrowed. One thread at a time uses operator, mesh and feature.
 class KETSDK_MESH_API MMeshConvertTetToGraphOperator {
 public:
     MMeshConvertTetToGraphOperator(MMeshBase& mesh, MStlFeature& feature) noexcept;
