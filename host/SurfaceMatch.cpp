@@ -1,9 +1,7 @@
 #include <host/SurfaceMatch.h>
 
-#include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <host/Cancellation.h>
-#include <host/FileError.h>
 #include <host/Format.h>
 #include <host/NumberCheck.h>
 
@@ -13,11 +11,7 @@
 namespace ketmesh {
 
 CLI::Option* SurfaceMatch::Declare(CLI::App& command) {
-    CLI::Option* const file =
-        command
-            .add_option("--surface", m_file,
-                        "Surface, in the coordinates and the unit of the mesh: .vtp, .stl, .ply or .obj")
-            ->type_name("FILE");
+    CLI::Option* const file = m_surface.Declare(command);
     command
         .add_option("--tolerance", m_tolerance,
                     "How far in mm a triangle may lie from its face (0.001 unless given); for a surface "
@@ -29,14 +23,7 @@ CLI::Option* SurfaceMatch::Declare(CLI::App& command) {
 }
 
 std::unique_ptr<MStlBase> SurfaceMatch::Load(MeshInput const& mesh, Progress const& progress) const {
-    if (!IsGiven())
-        return std::make_unique<MStlBase>();
-    return ForFile(m_file, [&] {
-        KetSDK::MeshVTK::SurfaceFromPolyDataOptions options;
-        options.unit = mesh.GetUnit();
-        options.limits = mesh.GetLimits();
-        return KetSDK::MeshVTK::ReadSurfaceFile(m_file, options, progress, nullptr);
-    });
+    return m_surface.Load(mesh, progress);
 }
 
 void SurfaceMatch::Map(MStlBase& stl, MMeshBase& mesh) {
@@ -52,7 +39,7 @@ void SurfaceMatch::WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, Mes
         return mesh.GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
     };
     if (IsGiven() && std::ranges::none_of(stl.Triangles(), on_mesh))
-        std::cerr << "ketmesh: " << m_file << ": WARNING: no triangle of this surface lies within "
+        std::cerr << "ketmesh: " << GetFileName() << ": WARNING: no triangle of this surface lies within "
                   << FormatGeneral(m_tolerance) << " mm of a face of " << input.GetFileName()
                   << "; is it a surface of that mesh, in the same unit, or was it remeshed (--tolerance)?\n";
 }

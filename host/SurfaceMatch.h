@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <host/Command.h>
 #include <host/MeshInput.h>
+#include <host/SurfaceInput.h>
 #include <host/Threads.h>
 
 #include <memory>
@@ -18,8 +19,8 @@ public:
     // Declares --surface, --tolerance and --threads; returns the option of the surface's file name.
     CLI::Option* Declare(CLI::App& command);
 
-    bool IsGiven() const noexcept { return !m_file.empty(); }
-    std::string const& GetFileName() const noexcept { return m_file; }
+    bool IsGiven() const noexcept { return m_surface.IsGiven(); }
+    std::string const& GetFileName() const noexcept { return m_surface.GetFileName(); }
     double GetTolerance() const noexcept { return m_tolerance; } // mm
 
     // Reads the surface, which is in the unit of the mesh; without a file name it is empty. Throws FileError.
@@ -30,7 +31,7 @@ public:
     void WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, MeshInput const& input) const;
 
 private:
-    std::string m_file;
+    SurfaceInput m_surface;
     double m_tolerance = 0.001;
     Threads m_threads;
 };

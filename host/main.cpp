@@ -21,11 +21,11 @@ namespace {
 
 // All commands, in the order of the help.
 constexpr std::unique_ptr<Command> (*Commands[])() = {
-    MakeInfoCommand,     MakeSaveCommand,    MakeDiffCommand,      MakeSurfacesCommand, MakeIsoCommand,
-    MakeBoundaryCommand, MakeExplodeCommand, MakeGraphCommand,     MakeQualityCommand,  MakeCheckCommand,
-    MakeRepairCommand,   MakeOrientCommand,  MakeGrowCommand,      MakeLayersCommand,   MakeConvertCommand,
-    MakeLabelCommand,    MakeGroupCommand,   MakeMatchCommand,     MakeRemoveCommand,   MakeSplitCommand,
-    MakeMergeCommand,    MakeCutCommand,     MakeMaterialsCommand, MakeColorsCommand,
+    MakeInfoCommand,     MakeSaveCommand,    MakeDiffCommand,    MakeSurfacesCommand,  MakeIsoCommand,
+    MakeBoundaryCommand, MakeExplodeCommand, MakeGraphCommand,   MakeQualityCommand,   MakeCheckCommand,
+    MakeRepairCommand,   MakeOrientCommand,  MakeGrowCommand,    MakeLayersCommand,    MakeConvertCommand,
+    MakeLabelCommand,    MakeGroupCommand,   MakeMatchCommand,   MakeRemoveCommand,    MakeSplitCommand,
+    MakeMergeCommand,    MakeCutCommand,     MakeProjectCommand, MakeMaterialsCommand, MakeColorsCommand,
 };
 
 // One line on standard error, whatever the message is made of.

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/geometry/MidNodes.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
@@ -11,33 +12,11 @@
 #include <utility>
 #include <vector>
 
+using namespace KetSDK::Mesh::Detail;
+
 namespace {
 
 using Vector = MMVector<double, 3>;
-
-constexpr unsigned int MidNodesOfElement = 6;
-
-bool IsQuadratic(MMeshElement const& e) noexcept {
-    return e.GetType() == MMeshElementDescriptor::Tet10;
-}
-
-std::size_t IndexOf(MMeshPoint const& p) noexcept {
-    return static_cast<std::size_t>(p.GetIndex());
-}
-
-MMVector<MLong, 3> PositionOf(MMeshPoint const& p) noexcept {
-    return {p.x, p.y, p.z};
-}
-
-// False when the node was there already.
-bool MoveTo(MMeshPoint& p, MMVector<MLong, 3> const& position) noexcept {
-    if (PositionOf(p) == position)
-        return false;
-    p.x = position[0];
-    p.y = position[1];
-    p.z = position[2];
-    return true;
-}
 
 // The largest fraction in [0, 1), to within 1e-6, that is good; 0 is taken to be good and 1 to be bad.
 // The result was tried itself, or is 0.
@@ -51,57 +30,6 @@ double LargestGoodFraction(IsGood&& is_good) {
     }
     return low;
 }
-
-// Which nodes are proper mid nodes, and of which edge.
-class MidNodes {
-public:
-    explicit MidNodes(MMeshBase const& mesh)
-        : m_edges(static_cast<std::size_t>(mesh.NumberOfPoints()), Unused) {
-        mesh.Elements().ForEachWithNodes([this](MMeshElement const& e, std::uint64_t) {
-            bool const quadratic = IsQuadratic(e);
-            for (unsigned int i = 0; i < (quadratic ? 4u : e.GetNodeCount()); ++i)
-                m_edges[IndexOf(*e.GetNode(i))] = Improper;
-            for (unsigned int m = 0; quadratic && m < MidNodesOfElement; ++m) {
-                auto const& [a, b] = MMeshElementDescriptor::descr_tet4_tet10_point[m];
-                _Enter(*e.GetNode(4 + m), std::minmax({e.GetNode(a)->GetIndex(), e.GetNode(b)->GetIndex()}));
-            }
-        });
-    }
-
-    // Whether all mid nodes of a ten-node element are proper ones.
-    bool AreProperIn(MMeshElement const& e) const {
-        for (unsigned int m = 0; m < MidNodesOfElement; ++m)
-            if (m_edges[IndexOf(*e.GetNode(4 + m))] == Improper)
-                return false;
-        return true;
-    }
-
-    // Calls visit(mid node, one end of its edge, the other).
-    template <typename Visit>
-    void ForEach(MMeshBase& mesh, Visit&& visit) const {
-        auto const node = [&mesh](auto i) -> MMeshPoint& {
-            return *mesh.GetRandomPoint(static_cast<std::uint64_t>(i));
-        };
-        for (std::size_t i = 0; i < m_edges.size(); ++i)
-            if (m_edges[i].first >= 0)
-                visit(node(i), node(m_edges[i].first), node(m_edges[i].second));
-    }
-
-private:
-    using Edge = std::pair<MLong, MLong>; // indices of the ends, ascending
-    static constexpr Edge Unused{-1, -1};
-    static constexpr Edge Improper{-2, -2}; // a corner, or on different edges
-
-    void _Enter(MMeshPoint const& mid, Edge const& edge) {
-        Edge& known = m_edges[IndexOf(mid)];
-        if (known == Unused)
-            known = edge;
-        else if (known != edge)
-            known = Improper;
-    }
-
-    std::vector<Edge> m_edges;
-};
 
 // A mid node between the ends a and b of its edge, in internal units.
 class MidNodeOnEdge {
@@ -145,14 +73,14 @@ struct MMeshJacobianCorrectorOperator::_Run {
 
     // Whether the element may have changed since the pass before looked at it.
     bool MayHaveChanged(MMeshElement const& e, int pass) const {
-        for (unsigned int m = 0; m < MidNodesOfElement; ++m)
+        for (unsigned int m = 0; m < MidNodes::OfElement; ++m)
             if (moved_in[IndexOf(*e.GetNode(4 + m))] >= pass - 1)
                 return true;
         return false;
     }
 
     void WriteMidNodes(MMeshElement const& e, Tetrahedron10Base<MLong> const& t, int pass) {
-        for (unsigned int m = 0; m < MidNodesOfElement; ++m)
+        for (unsigned int m = 0; m < MidNodes::OfElement; ++m)
             if (MoveTo(*e.GetNode(4 + m), t.GetMidVertex(m)))
                 moved_in[IndexOf(*e.GetNode(4 + m))] = pass;
         anything_moved = true;

@@ -1,0 +1,300 @@
+#include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
+#include <KetSDK/Mesh/geometry/MidNodes.h>
+#include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
+#include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <utility>
+
+using namespace KetSDK::Mesh::Detail;
+
+namespace {
+
+using Position = MMVector<MLong, 3>; // internal units
+using Vector = MMVector<double, 3>;
+
+constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
+// How far rounding takes a point of the surface away from it, in internal units: half the diagonal of a cell.
+constexpr double RoundingDistance = 0.8660254037844387;
+
+// Mid nodes that their offset leads out of the range of coordinates stay in it.
+Position Rounded(Vector const& p) noexcept {
+    using Limits = std::numeric_limits<MLong>;
+    auto const rounded = [&p](std::size_t i) {
+        return static_cast<MLong>(std::clamp<double>(std::round(p[i]), Limits::min(), Limits::max()));
+    };
+    return {rounded(0), rounded(1), rounded(2)};
+}
+
+bool HasTetrahedraOnly(MMeshBase const& mesh) {
+    return std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
+        return e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
+    });
+}
+
+// How an element is shaped, in internal units.
+struct Shape {
+    double corners; // six times the volume of the tetrahedron of the corners
+    double least;   // the smallest determinant of the curved shape; the same for a linear element
+    bool good;
+
+    explicit Shape(MMeshElement const& e) {
+        // What rounding makes of the determinant of a flat element is smaller by far.
+        constexpr double flat = 1e-12;
+        Vector const origin(PositionOf(*e.GetNode(0)));
+        Vector const a = Vector(PositionOf(*e.GetNode(1))) - origin;
+        Vector const b = Vector(PositionOf(*e.GetNode(2))) - origin;
+        Vector const c = Vector(PositionOf(*e.GetNode(3))) - origin;
+        corners = a.Cross(b).Dot(c);
+        least = IsQuadratic(e) ? Tetrahedron10Base<MLong>(&e, true).MinJacobianDeterminant() : corners;
+        good = std::min(corners, least) >
+               flat * std::sqrt(a.SquaredLength() * b.SquaredLength() * c.SquaredLength());
+    }
+
+    // Whether the element may be changed to that of another shape.
+    bool MayBecome(Shape const& other) const noexcept {
+        return other.good || (!good && other.corners >= corners && other.least >= least);
+    }
+};
+
+} // namespace
+
+struct MMeshProjectTetOnStlOperator::Move {
+    enum State : int { TooFar, OnSurface, Held, Shortened, Done };
+
+    MMeshPoint* node;
+    Position from;
+    Position target;
+    State state;
+
+    // Where the node stands after a part of the way.
+    Position At(double fraction) const noexcept {
+        return Rounded(Vector(from) + fraction * (Vector(target) - Vector(from)));
+    }
+};
+
+// Carries moves out, one after another.
+class MMeshProjectTetOnStlOperator::Mover {
+public:
+    Mover(MMeshBase const& mesh, std::vector<Move>& moves)
+        : m_moves(moves) {
+        _FindElements(mesh);
+        if (std::ranges::any_of(mesh.Elements(), IsQuadratic)) {
+            m_mid_nodes.emplace(mesh);
+            m_origins.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
+            for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
+                m_origins.push_back(PositionOf(*p));
+        }
+    }
+
+    void Run() {
+        for (std::size_t i = 0; i < m_moves.size(); ++i)
+            if (m_moves[i].state == Move::Held)
+                _MoveAsFarAsGoes(i);
+        while (_GoTheRest()) {
+        }
+    }
+
+private:
+    static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
+
+    struct MidNode {
+        MMeshPoint* mid;
+        MMeshPoint const* a; // the ends of its edge
+        MMeshPoint const* b;
+    };
+
+    // The elements at each node that has a way to go, by ascending number.
+    void _FindElements(MMeshBase const& mesh) {
+        std::vector<std::uint32_t> move_of(static_cast<std::size_t>(mesh.NumberOfPoints()), None);
+        for (std::size_t i = 0; i < m_moves.size(); ++i)
+            if (m_moves[i].state == Move::Held)
+                move_of[IndexOf(*m_moves[i].node)] = static_cast<std::uint32_t>(i);
+        auto const for_each_use = [&](auto const& use) {
+            mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+                for (unsigned int k = 0; k < e.GetNodeCount(); ++k)
+                    if (std::uint32_t const move = move_of[IndexOf(*e.GetNode(k))]; move != None)
+                        use(move, e);
+            });
+        };
+        m_first.assign(m_moves.size() + 1, 0);
+        for_each_use([this](std::uint32_t move, MMeshElement const&) { ++m_first[move + 1]; });
+        for (std::size_t i = 0; i < m_moves.size(); ++i)
+            m_first[i + 1] += m_first[i];
+        m_elements.resize(m_first.back());
+        std::vector<std::size_t> next(m_first.begin(), m_first.end() - 1);
+        for_each_use([&](std::uint32_t move, MMeshElement const& e) { m_elements[next[move]++] = &e; });
+    }
+
+    std::span<MMeshElement const* const> _ElementsOf(std::size_t move) const noexcept {
+        return {m_elements.data() + m_first[move], m_first[move + 1] - m_first[move]};
+    }
+
+    void _MoveAsFarAsGoes(std::size_t i) {
+        Move& move = m_moves[i];
+        _LookAt(i);
+        for (double fraction = 1.0;; fraction /= 2.0) {
+            Position const to = move.At(fraction);
+            if (to == move.from)
+                return;
+            if (_Try(i, to)) {
+                move.state = to == move.target ? Move::Done : Move::Shortened;
+                return;
+            }
+        }
+    }
+
+    // The rest of the way for nodes that were held up. Whether some node went it: others may be free then.
+    bool _GoTheRest() {
+        bool any = false;
+        for (std::size_t i = 0; i < m_moves.size(); ++i) {
+            if (m_moves[i].state != Move::Held && m_moves[i].state != Move::Shortened)
+                continue;
+            _LookAt(i);
+            if (_Try(i, m_moves[i].target)) {
+                m_moves[i].state = Move::Done;
+                any = true;
+            }
+        }
+        return any;
+    }
+
+    // Notes the shapes of the elements at a node, and the mid nodes that follow it.
+    void _LookAt(std::size_t i) {
+        m_shapes.clear();
+        m_following.clear();
+        for (MMeshElement const* const e : _ElementsOf(i)) {
+            m_shapes.emplace_back(*e);
+            if (IsQuadratic(*e))
+                _AddFollowing(*e, m_moves[i].node);
+        }
+        std::ranges::sort(m_following, {}, [](MidNode const& m) { return IndexOf(*m.mid); });
+        auto const again = std::ranges::unique(m_following, {}, &MidNode::mid);
+        m_following.erase(again.begin(), again.end());
+    }
+
+    void _AddFollowing(MMeshElement const& e, MMeshPoint const* node) {
+        for (unsigned int m = 0; m < MidNodes::OfElement; ++m) {
+            auto const& ends = MMeshElementDescriptor::descr_tet4_tet10_point[m];
+            MMeshPoint const* const a = e.GetNode(ends[0]);
+            MMeshPoint const* const b = e.GetNode(ends[1]);
+            if ((a == node || b == node) && m_mid_nodes->IsProper(*e.GetNode(4 + m)))
+                m_following.push_back({e.GetNode(4 + m), a, b});
+        }
+    }
+
+    // Puts the node there unless that spoils an element; then nothing changes.
+    bool _Try(std::size_t i, Position const& to) {
+        m_undo.clear();
+        _Put(*m_moves[i].node, to);
+        for (MidNode const& m : m_following)
+            _Put(*m.mid, Rounded(_Origin(*m.mid) + (_Way(*m.a) + _Way(*m.b)) / 2.0));
+        auto const elements = _ElementsOf(i);
+        for (std::size_t k = 0; k < elements.size(); ++k) {
+            if (m_shapes[k].MayBecome(Shape(*elements[k])))
+                continue;
+            for (auto const& [node, position] : m_undo)
+                MoveTo(*node, position);
+            return false;
+        }
+        return true;
+    }
+
+    void _Put(MMeshPoint& node, Position const& to) {
+        m_undo.emplace_back(&node, PositionOf(node));
+        MoveTo(node, to);
+    }
+    Vector _Origin(MMeshPoint const& p) const { return Vector(m_origins[IndexOf(p)]); }
+    Vector _Way(MMeshPoint const& p) const { return Vector(PositionOf(p)) - _Origin(p); }
+
+    std::vector<Move>& m_moves;
+    std::vector<std::size_t> m_first; // by move: the first of its elements, and where the last one's end
+    std::vector<MMeshElement const*> m_elements;
+    // With quadratic elements: their mid nodes, and where every node stood at first.
+    std::optional<MidNodes> m_mid_nodes;
+    std::vector<Position> m_origins;
+    // Of the node that was looked at last.
+    std::vector<Shape> m_shapes;
+    std::vector<MidNode> m_following;
+    std::vector<std::pair<MMeshPoint*, Position>> m_undo;
+};
+
+MMeshProjectTetOnStlOperator::~MMeshProjectTetOnStlOperator() = default;
+
+std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
+    std::vector<MMeshPoint*> nodes;
+    MMeshBase* const mesh = GetMesh();
+    if (!mesh || !HasTetrahedraOnly(*mesh))
+        return nodes;
+    std::vector<char> on_face(static_cast<std::size_t>(mesh->NumberOfPoints()), 0);
+    SubVolumeIDs const ids(*mesh);
+    FaceMatcher<false> matcher(mesh->Elements(),
+                               [&](MMeshElement const& e) { return m_interfaces ? ids(e) : 0; });
+    matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
+        MMeshElement const& e = *mesh->GetElement(element);
+        for (unsigned int i = 0; i < TetrahedronFaces[face].corners; ++i)
+            on_face[IndexOf(*e.GetNode(TetrahedronFaces[face].node[i]))] = 1;
+    });
+    for (std::size_t i = 0; i < on_face.size(); ++i)
+        if (on_face[i])
+            nodes.push_back(mesh->GetRandomPoint(i));
+    return nodes;
+}
+
+bool MMeshProjectTetOnStlOperator::Operate() {
+    m_counts = {};
+    if (!_CanRun())
+        return false;
+    std::vector<Move> moves = _FindMoves();
+    Mover(*GetMesh(), moves).Run();
+    _Count(moves);
+    if (m_counts.moved + m_counts.shortened > 0)
+        GetMesh()->NodesMoved();
+    return true;
+}
+
+bool MMeshProjectTetOnStlOperator::_CanRun() {
+    return GetMesh() && m_stl && m_stl->NumberOfTriangles() > 0 && std::isfinite(m_distance) &&
+           m_distance >= 0.0 && HasTetrahedraOnly(*GetMesh());
+}
+
+std::vector<MMeshProjectTetOnStlOperator::Move> MMeshProjectTetOnStlOperator::_FindMoves() {
+    MStlTriangleTree const tree(*m_stl);
+    std::vector<MMeshPoint*> const nodes = FindNodes();
+    std::vector<Move> moves(nodes.size());
+    MeshFaceMapper::Loop const loop(m_parallel);
+    loop(nodes.size(), 256, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i) {
+            Position const from = PositionOf(*nodes[i]);
+            MStlTriangleTree::Hit const hit = tree.FindNearest(Vector(from) / Unit, m_distance);
+            bool const there = hit.distance * Unit <= RoundingDistance;
+            moves[i] = {nodes[i], from, hit.triangle ? Rounded(hit.point * Unit) : from,
+                        !hit.triangle ? Move::TooFar
+                        : there       ? Move::OnSurface
+                                      : Move::Held};
+        }
+    });
+    return moves;
+}
+
+void MMeshProjectTetOnStlOperator::_Count(std::vector<Move> const& moves) {
+    std::uint64_t* const counter[] = {&m_counts.far, &m_counts.on_surface, &m_counts.held,
+                                      &m_counts.shortened, &m_counts.moved};
+    for (Move const& move : moves) {
+        ++*counter[move.state];
+        double const length = (Vector(PositionOf(*move.node)) - Vector(move.from)).Length() / Unit;
+        m_counts.largest_move = std::max(m_counts.largest_move, length);
+    }
+}
