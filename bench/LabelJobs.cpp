@@ -1,14 +1,16 @@
-// Regions of a mesh, and which triangle of a surface lies on which face.
+// Regions of a mesh, which triangle of a surface lies on which face, and moving the mesh onto a surface.
 #include "Jobs.h"
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
+#include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkConnectivityFilter.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 
@@ -63,6 +65,44 @@ void AddMapping(Recipe const& recipe, std::string const& job, char const* way, M
         });
 }
 
+// Puts the nodes beside the places that they were made at, by up to 0.015 model units along each axis.
+void PlaceNodes(Case& c, bool beside) {
+    MLong i = 0;
+    for (auto const& [x, y, z] : c.tetrahedra.points) {
+        auto const off = [&](MLong factor) { return beside ? i * factor % 1999 - 999 : 0; };
+        MMeshPoint& p = *c.mesh->GetRandomPoint(static_cast<std::uint64_t>(i++));
+        p.x = x + off(17);
+        p.y = y + off(31);
+        p.z = z + off(53);
+    }
+    c.mesh->NodesMoved();
+}
+
+void AddProjection(Recipe const& recipe, char const* way) {
+    auto const stl = std::make_shared<std::shared_ptr<MStlBase>>();
+    AddWay(
+        recipe, "project", way,
+        [stl](Case& c) {
+            *stl = Extract(c);
+            PlaceNodes(c, true);
+        },
+        [stl, way](Case& c) {
+            MMeshProjectTetOnStlOperator project;
+            project.SetMesh(c.mesh.get());
+            project.SetStl(stl->get());
+            project.SetDistance(1.0);
+            project.SetInterfaces(true);
+            project.SetParallel(way == OursParallel);
+            project.Operate();
+            return static_cast<double>(project.GetNbMoved());
+        },
+        [stl](Case& c, double moved) {
+            PlaceNodes(c, false);
+            stl->reset();
+            return std::optional(moved);
+        });
+}
+
 } // namespace
 
 void AddLabelJobs(Recipe const& recipe) {
@@ -93,6 +133,7 @@ void AddLabelJobs(Recipe const& recipe) {
         },
         NoAnswer);
     for (char const* const way : {Ours, OursParallel}) {
+        AddProjection(recipe, way);
         AddMapping(recipe, "map_exact", way, [](MStlBase* stl, MMeshBase* mesh) {
             return std::make_shared<MMeshCorrespondenceMapperExact>(stl, mesh);
         });
