@@ -47,13 +47,15 @@ public:
 
     int Run(Progress const& progress) override {
         m_output.Open();
-        MeshInput::Loaded const first = m_input.Load(progress);
+        MeshInput::Loaded first = m_input.Load(progress);
         MeshInput::Loaded const second = m_input.WithFile(m_other).Load(progress);
         vtkIdType const nodes = first.mesh->NumberOfPoints();
         MMeshMergeVolumesOperator merge(first.mesh.get(), second.mesh.get());
         if (!merge.Operate())
             throw FileError(m_other, "it could not be added to " + m_input.GetFileName());
         ThrowIfCancelled();
+        // Scalar fields of .kmesh files have no values on nodes that were added; the arrays of the grids do.
+        first.fields.clear();
         auto const grid = KetSDK::MeshVTK::GridFromMesh(*first.mesh, m_input.GetUnit(), nullptr);
         KetSDK::MeshVTK::AddPartArrays(
             *grid, {{first.grid, UpTo(first.grid->GetNumberOfCells()), UpTo(nodes)},

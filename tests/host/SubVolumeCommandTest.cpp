@@ -1,5 +1,9 @@
 // remove, split, merge and cut on the real head.
 #include "KetmeshProgram.h"
+#include "TestMeshes.h"
+
+#include <KetSDK/Mesh/materials/MMeshNamedScalarMaskPoints.h>
+#include <KetSDK/Mesh/persistence/MMeshFile.h>
 
 #include <vtkCell.h>
 #include <vtkCutter.h>
@@ -109,6 +113,27 @@ TEST_F(Ketmesh, RemoveAndMergeGiveBackTheHeadWithAllItsArrays) {
     auto const ids = CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(merged), "original_id");
     EXPECT_TRUE(std::is_sorted(ids.begin(), ids.begin() + 46924 - 16551)) << "the first mesh comes first";
     EXPECT_TRUE(std::is_sorted(ids.begin() + 46924 - 16551, ids.end()));
+}
+
+TEST_F(Ketmesh, MergeJoinsScalarFieldsThatBothMeshesHave) {
+    std::vector<std::string> const files = {Path("a.kmesh"), Path("b.kmesh")};
+    for (MLong const i : {0, 1}) {
+        MMeshBase mesh;
+        TestMeshes::AddElement(mesh,
+                               TestMeshes::AddNodes(mesh, {{0, 0, 0}, {6, 0, 0}, {0, 6, 0}, {0, 0, 6 + i}}));
+        MMeshNamedScalarMaskPoints both(L"both", L"", &mesh, 36.5 + i);
+        MMeshNamedScalarMaskPoints one(i == 0 ? L"a" : L"b", L"", &mesh, 0.0);
+        ASSERT_TRUE(
+            MMeshFile::Save(mesh, {}, files[static_cast<std::size_t>(i)], MMeshFile::Binary, nullptr));
+    }
+    RunJson({"merge", files[0], files[1], "-o", Path("ab.kmesh")});
+    RunJson({"save", Path("ab.kmesh"), "-o", Path("ab.vtu")});
+    auto const grid = ReadFile<vtkXMLUnstructuredGridReader>(Path("ab.vtu"));
+    ASSERT_EQ(grid->GetPointData()->GetNumberOfArrays(), 1);
+    vtkDataArray& both = *grid->GetPointData()->GetArray("both");
+    ASSERT_EQ(both.GetNumberOfTuples(), 5);
+    for (vtkIdType i = 0; i < 5; ++i)
+        EXPECT_EQ(both.GetComponent(i, 0), i < 4 ? 36.5 : 37.5);
 }
 
 TEST_F(Ketmesh, SplitFindsThePartsOfTheHead) {
