@@ -377,24 +377,28 @@ void MMeshBase::ClearMesh() {
 }
 
 void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
+    _Replace(nodes, elements);
+    // Slots that the new objects may have had are free now.
+    for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
+        p->SetMaskIndex(MDataMaskIndex::NotRegistered);
+    for (MMeshElement& e : *m_elements)
+        e.SetMaskIndex(MDataMaskIndex::NotRegistered);
+}
+
+void MMeshBase::_Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
     m_neighbors->Disable();
     m_element_masks->Clear();
     m_point_masks->ReleaseNeighbourMask();
     m_point_masks->_ReleaseAllIDs();
     m_elements.reset(elements);
     m_points.reset(nodes);
-    // Slots that the new objects may have had are free now.
-    for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
-        p->SetMaskIndex(MDataMaskIndex::NotRegistered);
-    for (MMeshElement& e : *m_elements)
-        e.SetMaskIndex(MDataMaskIndex::NotRegistered);
     for (auto const& sub_volume : m_subvolumes)
         sub_volume->m_element_count = 0;
     CalcBoundingBox();
 }
 
 void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
-    ReplaceData(nodes, elements);
+    _Replace(nodes, elements);
     _RegisterAll();
 }
 

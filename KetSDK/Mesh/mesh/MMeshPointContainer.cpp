@@ -140,6 +140,14 @@ void MMeshPointContainer::PrefetchPoint(MLong x, MLong y, MLong z) const noexcep
         m_index->Prefetch({x, y, z});
 }
 
+std::vector<MMeshPoint*> MMeshPointContainer::GetBlocks() {
+    // Nodes are added and removed at the end only, so the first one begins a block.
+    std::vector<MMeshPoint*> blocks;
+    for (std::size_t i = 0; i < m_points.size(); i += NodesPerBlock)
+        blocks.push_back(&m_points[i]);
+    return blocks;
+}
+
 void MMeshPointContainer::Clear() noexcept {
     m_index.reset();
     Storage().swap(m_points);
@@ -212,8 +220,8 @@ void MMeshPointContainer::_LoadAppending(std::uint32_t count, MMeshBase* mesh, M
 }
 
 std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
-    std::size_t const blocks = (m_points.size() + BlockSize - 1) / BlockSize;
-    std::size_t const bytes = blocks * (BlockSize * sizeof(MMeshPoint) + sizeof(void*));
+    std::size_t const blocks = (m_points.size() + NodesPerBlock - 1) / NodesPerBlock;
+    std::size_t const bytes = blocks * (NodesPerBlock * sizeof(MMeshPoint) + sizeof(void*));
     return m_index ? bytes + m_index->MemoryUsed() : bytes;
 }
 

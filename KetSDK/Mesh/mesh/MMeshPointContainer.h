@@ -50,6 +50,10 @@ public:
     MMeshPoint const* GetPointPtrAt(std::uint64_t i) const noexcept {
         return &m_points[static_cast<std::size_t>(i)];
     }
+    // The nodes where they lie in memory, for loops that take very many by their numbers: node i is
+    // blocks[i / NodesPerBlock][i % NodesPerBlock]. True until the next one is added.
+    static constexpr std::size_t NodesPerBlock = 4096;
+    std::vector<MMeshPoint*> GetBlocks();
     // Removes all nodes; the coordinate index goes too.
     void Clear() noexcept;
 
@@ -64,9 +68,8 @@ public:
 
 private:
     class CoordinateIndex;
-    static constexpr std::size_t BlockSize = 4096;
     using Storage = boost::container::deque<
-        MMeshPoint, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+        MMeshPoint, void, boost::container::deque_options<boost::container::block_size<NodesPerBlock>>::type>;
 
     MMeshPoint& _Append(MLong x, MLong y, MLong z);
     void _LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);

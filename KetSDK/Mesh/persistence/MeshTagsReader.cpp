@@ -211,6 +211,8 @@ void MeshTagsReader::_ReadElements(MSAXReader& reader) {
     Require(m_points != nullptr);
     auto elements = std::make_unique<MMeshElementContainer>();
     auto const nodes = static_cast<std::int64_t>(m_points->GetNumPoints());
+    constexpr std::size_t block = MMeshPointContainer::NodesPerBlock;
+    std::vector<MMeshPoint*> const blocks = m_points->GetBlocks();
     Integers integers(reader);
     MMeshPoint* element[UINT8_MAX];
     for (std::int32_t n = 0; integers.Take(n);) {
@@ -218,9 +220,9 @@ void MeshTagsReader::_ReadElements(MSAXReader& reader) {
                 MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(n)) > 0);
         std::int32_t const* const at_hand = integers.TakeAtHand(static_cast<std::size_t>(n));
         for (std::int32_t i = 0; i < n; ++i) {
-            std::int32_t const index = at_hand ? at_hand[i] : integers.TakeBelow(nodes);
-            Require(static_cast<std::uint32_t>(index) < nodes);
-            element[i] = m_points->GetPointPtrAt(static_cast<std::uint64_t>(index));
+            auto const index = static_cast<std::uint32_t>(at_hand ? at_hand[i] : integers.TakeBelow(nodes));
+            Require(index < nodes);
+            element[i] = blocks[index / block] + index % block;
         }
         elements->AddElement(static_cast<char>(n), element);
     }
