@@ -181,8 +181,8 @@ private:
                 _AddFollowing(*e, m_moves[i].node);
         }
         std::ranges::sort(m_following, {}, [](MidNode const& m) { return IndexOf(*m.mid); });
-        auto const again = std::ranges::unique(m_following, {}, &MidNode::mid);
-        m_following.erase(again.begin(), again.end());
+        auto const is_again = [](MidNode const& m, MidNode const& o) { return m.mid == o.mid; };
+        m_following.erase(std::unique(m_following.begin(), m_following.end(), is_again), m_following.end());
     }
 
     void _AddFollowing(MMeshElement const& e, MMeshPoint const* node) {
