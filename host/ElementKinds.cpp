@@ -14,12 +14,18 @@ std::vector<ElementKind> CountKinds(MMeshBase const& mesh) {
 
 void RequireTetrahedra(MMeshBase const& mesh, std::string const& file) {
     std::string others;
+    bool all_convertible = true; // hexahedra are, wedges are not
     for (ElementKind const& kind : CountKinds(mesh))
-        if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0)
+        if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0) {
             others += (others.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
+            all_convertible &= kind.nodes == 8;
+        }
     if (!others.empty())
-        throw FileError(file, "tetrahedra alone are needed, but there are other elements (" + others +
-                                  "); cut them into tetrahedra first (ketmesh convert)");
+        throw FileError(
+            file, "tetrahedra alone are needed, but there are other elements (" + others + ")" +
+                      (all_convertible
+                           ? "; cut them into tetrahedra first (ketmesh convert)"
+                           : "; hexahedra can be cut into tetrahedra (ketmesh convert), wedges cannot"));
 }
 
 void AddNoteOnCorners(Json& report, MMeshBase const& mesh) {
