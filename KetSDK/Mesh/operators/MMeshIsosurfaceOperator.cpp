@@ -136,6 +136,60 @@ std::array<Vector, 4> CornersOf(MMeshElement const& e) noexcept {
     return corners;
 }
 
+// The corners of a triangle in internal units.
+using RoundedTriangle = std::array<std::array<MLong, 3>, 3>;
+
+RoundedTriangle Rounded(Triangle const& triangle) noexcept {
+    constexpr double units = KetSDK::Common::MInternalUnits::Get();
+    RoundedTriangle rounded;
+    for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            rounded[i][axis] = static_cast<MLong>(std::lround(triangle[i][axis] * units));
+    return rounded;
+}
+
+bool HasCornerTwice(Triangle const& t) noexcept {
+    return t[0] == t[1] || t[1] == t[2] || t[2] == t[0];
+}
+
+void Write(MStlBase& surface, RoundedTriangle const& triangle) {
+    MStlPoint* points[3];
+    for (std::size_t i = 0; i < 3; ++i)
+        points[i] = surface.AddPoint(triangle[i][0], triangle[i][1], triangle[i][2], false);
+    surface.AddTriangle(points[0], points[1], points[2], nullptr);
+}
+
+// Writes triangles some time after they are known: what the container reads to find a point at a position,
+// which may lie anywhere in memory, is fetched meanwhile.
+class TriangleWriter {
+public:
+    explicit TriangleWriter(MStlBase& surface)
+        : m_surface(surface) {}
+
+    void Add(Triangle const& triangle) {
+        if (HasCornerTwice(triangle))
+            return;
+        RoundedTriangle& added = m_waiting[m_count++];
+        added = Rounded(triangle);
+        for (auto const& p : added)
+            m_surface.PrefetchPoint(p[0], p[1], p[2]);
+        if (m_count == m_waiting.size())
+            Flush();
+    }
+
+    // Writes those that wait. To be called after the last one.
+    void Flush() {
+        for (std::size_t i = 0; i < m_count; ++i)
+            Write(m_surface, m_waiting[i]);
+        m_count = 0;
+    }
+
+private:
+    MStlBase& m_surface;
+    std::array<RoundedTriangle, 16> m_waiting;
+    std::size_t m_count = 0;
+};
+
 } // namespace
 
 MMeshIsosurfaceOperator::~MMeshIsosurfaceOperator() = default;
@@ -171,6 +225,7 @@ bool MMeshIsosurfaceOperator::Operate() {
     if (!m_iso_surface)
         m_iso_surface = new MStlBase;
     IsoTetrahedron tetrahedron;
+    TriangleWriter writer(*m_iso_surface);
     std::as_const(*mesh).Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
         ++reporter; // by elements, not by steps: it stands at the end early (kept)
         if (!ReadDifferences(e, *m_nodes_mask, m_iso_value, tetrahedron.differences))
@@ -178,8 +233,9 @@ bool MMeshIsosurfaceOperator::Operate() {
         tetrahedron.corners = CornersOf(e);
         IsoTriangles const found = Cut(tetrahedron);
         for (std::size_t i = 0; i < found.count; ++i)
-            _AddTriangle(m_iso_surface, found.triangles[i]);
+            writer.Add(found.triangles[i]);
     });
+    writer.Flush();
     return true;
 }
 
@@ -197,16 +253,6 @@ std::vector<Triangle const*> MMeshIsosurfaceOperator::_GetIsoTriangles(VertexVal
 }
 
 void MMeshIsosurfaceOperator::_AddTriangle(MStlBase* surface, Triangle const& triangle) const {
-    if (triangle[0] == triangle[1] || triangle[1] == triangle[2] || triangle[2] == triangle[0])
-        return;
-    double const units = KetSDK::Common::MInternalUnits::Get();
-    auto const add_point = [surface, units](Vector const& p) {
-        return surface->AddPoint(static_cast<MLong>(std::lround(p[0] * units)),
-                                 static_cast<MLong>(std::lround(p[1] * units)),
-                                 static_cast<MLong>(std::lround(p[2] * units)), false);
-    };
-    MStlPoint* const p = add_point(triangle[0]);
-    MStlPoint* const q = add_point(triangle[1]);
-    MStlPoint* const r = add_point(triangle[2]);
-    surface->AddTriangle(p, q, r, nullptr);
+    if (!HasCornerTwice(triangle))
+        Write(*surface, Rounded(triangle));
 }
