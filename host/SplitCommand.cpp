@@ -72,8 +72,10 @@ private:
             PrintJson(report);
             return;
         }
-        std::cout << m_input.GetFileName() << ": " << report["subvolumes"].size() << " sub-volumes, "
-                  << report["new_subvolumes"] << " of them new\n\n";
+        std::size_t const parts = report["subvolumes"].size();
+        std::cout << m_input.GetFileName() << ": " << parts
+                  << (parts == 1 ? " sub-volume, " : " sub-volumes, ") << report["new_subvolumes"]
+                  << " of them new\n\n";
         PrintSubVolumes(report["subvolumes"]);
         if (m_output.IsGiven())
             std::cout << "\nwritten: " << m_output.GetFileName() << '\n';

@@ -58,14 +58,16 @@ std::set<MMeshSubVolume*> FindSubVolumes(MMeshBase& mesh, std::vector<std::strin
     std::set<MMeshSubVolume*> found;
     for (std::string const& name : names) {
         std::string known;
-        std::size_t const before = found.size();
+        bool is_known = false; // found may have it already: a name can be given twice
         for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
             std::string const other = KetSDK::MeshVTK::ToUtf8((*it)->GetName());
             known += (known.empty() ? "" : ", ") + other;
-            if (other == name)
+            if (other == name) {
                 found.insert(it->get());
+                is_known = true;
+            }
         }
-        if (found.size() == before)
+        if (!is_known)
             throw FileError(file, "there is no sub-volume \"" + name + "\"; the sub-volumes are " + known);
     }
     return found;

@@ -103,7 +103,7 @@ TEST_F(Ketmesh, RemoveAndMergeGiveBackTheHeadWithAllItsArrays) {
     EXPECT_EQ(removed["subvolumes"][1]["number"], 1);
     for (auto const& [id, fact] : FactsOf(rest))
         ASSERT_EQ(fact, facts.at(id)) << id;
-    RunJson({"remove", marked, "--name", "Label 1", "--name", "Label 3", "-o", part});
+    RunJson({"remove", marked, "--name", "Label 1", "--name", "Label 3", "--name", "Label 1", "-o", part});
     Json const both = RunJson({"merge", rest, part, "-o", merged});
     EXPECT_EQ(both["elements"], 46924);
     EXPECT_EQ(both["nodes"], RunJson({"info", Head})["nodes"]);
