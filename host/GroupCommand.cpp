@@ -30,7 +30,8 @@ public:
             "Names of surfaces are split at the first \"-\": the first part names the volume that\n"
             "the triangles face away from, the second the one on their other side. The first face\n"
             "of a sub-volume that has a triangle gives its name, and sub-volumes of one name become\n"
-            "one, named \"Volume <part>\". Only .vtp files hold names.\n\n"
+            "one, named \"Volume <part>\". Only .vtp files hold names; with --names volumes ketmesh\n"
+            "surfaces gives those that bring the sub-volumes back.\n\n"
             "Examples:\n"
             "  ketmesh surfaces head.vtu --interfaces --names volumes -o head.vtp\n"
             "  ketmesh label head.vtu --surface head.vtp -o regions.vtu\n"
@@ -46,7 +47,7 @@ public:
         MeshInput::Loaded const loaded = m_input.LoadTetrahedra(progress);
         MMeshBase& mesh = *loaded.mesh;
         std::unique_ptr<MStlBase> const stl = m_surface.Load(m_input, progress);
-        m_surface.Map(*stl, mesh);
+        m_surface.Map(*stl, mesh, progress);
         Json report;
         report["elements"] = mesh.NumberOfElements();
         report["groups_of"] = mesh.NumberOfSubVolumes();

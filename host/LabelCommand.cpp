@@ -28,7 +28,9 @@ public:
             "surface on them. Without a surface the regions are the connected parts of the mesh.\n"
             "The sub-volumes that the mesh has are given up; to keep them apart, give the surfaces\n"
             "between them (ketmesh surfaces --interfaces). ketmesh group then joins regions by the\n"
-            "names of the surfaces around them.\n\n"
+            "names of the surfaces around them.\n"
+            "Ten-node elements count by their corners: take their surface from ketmesh\n"
+            "surfaces.\n\n"
             "Examples:\n"
             "  ketmesh surfaces head.vtu --interfaces --names volumes -o head.vtp\n"
             "  ketmesh label head.vtu --surface head.vtp -o regions.vtu\n"
@@ -44,7 +46,7 @@ public:
         MeshInput::Loaded const loaded = m_input.LoadTetrahedra(progress);
         MMeshBase& mesh = *loaded.mesh;
         std::unique_ptr<MStlBase> const stl = m_surface.Load(m_input, progress);
-        m_surface.Map(*stl, mesh);
+        m_surface.Map(*stl, mesh, progress);
         MMeshOperatorLabelSubVolumes label;
         label.SetMesh(&mesh);
         label.SetStl(stl.get());

@@ -30,7 +30,9 @@ public:
             "between two sub-volumes and faces another way than most of its surface there.\n"
             "Mismatches are faces outside without a triangle, triangles without a face and those\n"
             "that face the wrong way; and faces between sub-volumes without a triangle, unless none\n"
-            "of them has one.\n\n"
+            "of them has one.\n"
+            "Ten-node elements count by their corners: take their surface from ketmesh\n"
+            "surfaces.\n\n"
             "Examples:\n"
             "  ketmesh match head.vtu --surface head.vtp --fail-on 0\n"
             "  ketmesh match head.vtu --surface remeshed.stl --tolerance 0.5 --json");
@@ -48,7 +50,7 @@ public:
         MeshInput::Loaded loaded = m_input.LoadTetrahedra(progress);
         loaded.grid = nullptr;
         std::unique_ptr<MStlBase> const stl = m_surface.Load(m_input, progress);
-        m_surface.Map(*stl, *loaded.mesh);
+        m_surface.Map(*stl, *loaded.mesh, progress);
         MMeshCorrespondenceChecker const checker(stl.get(), loaded.mesh.get());
         ThrowIfCancelled();
         std::uint64_t const mismatches = _Mismatches(checker);

@@ -25,9 +25,9 @@ public:
     void Declare(CLI::App& app) override {
         CLI::App& command = *app.add_subcommand("orient", "Correct the orientation of inverted tetrahedra");
         command.footer(
-            "An inverted tetrahedron has a negative volume; exchanging two of its corners, and of a\n"
-            "quadratic one the mid-edge nodes with them, makes it positive. Flat elements stay as\n"
-            "they are, and so do hexahedra and wedges. All arrays are kept.\n\n"
+            "The corners of an inverted tetrahedron span a negative volume; exchanging two of them,\n"
+            "and of a quadratic one the mid-edge nodes with them, makes it positive. Flat elements\n"
+            "stay as they are, and so do hexahedra and wedges. All arrays are kept.\n\n"
             "Examples:\n"
             "  ketmesh orient head.vtu -o head_oriented.vtu\n"
             "  ketmesh orient head_tet10.vtu -o head_oriented.vtu --json");

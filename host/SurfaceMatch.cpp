@@ -26,9 +26,10 @@ std::unique_ptr<MStlBase> SurfaceMatch::Load(MeshInput const& mesh, Progress con
     return m_surface.Load(mesh, progress);
 }
 
-void SurfaceMatch::Map(MStlBase& stl, MMeshBase& mesh) {
+void SurfaceMatch::Map(MStlBase& stl, MMeshBase& mesh, Progress const& progress) {
     auto const mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(&stl, &mesh, m_tolerance);
     mapper->SetParallel(m_threads.Start());
+    mapper->SetProgressDelegate(progress);
     mapper->Map();
     mesh.SetCorrespondenceMapper(mapper);
     ThrowIfCancelled();

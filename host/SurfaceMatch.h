@@ -26,7 +26,7 @@ public:
     // Reads the surface, which is in the unit of the mesh; without a file name it is empty. Throws FileError.
     std::unique_ptr<MStlBase> Load(MeshInput const& mesh, Progress const& progress) const;
     // Finds the triangles on the faces of a mesh, which holds the mapper from then on.
-    void Map(MStlBase& stl, MMeshBase& mesh);
+    void Map(MStlBase& stl, MMeshBase& mesh, Progress const& progress);
     // Says on standard error when no triangle lies on any face.
     void WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, MeshInput const& input) const;
 

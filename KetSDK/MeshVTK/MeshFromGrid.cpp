@@ -72,7 +72,8 @@ Partition PartitionBySubvolumes(vtkDataArray& numbers, vtkStringArray& names, vt
 vtkDataArray& LabelArray(vtkUnstructuredGrid& grid, std::string const& name) {
     vtkDataArray* const array = FindArray(*grid.GetCellData(), name);
     if (!array)
-        throw Error("there is no cell array \"" + name + "\"; " + DescribeArrays(*grid.GetCellData(), "cell"));
+        throw Error("there is no cell array \"" + name + "\"; " +
+                    DescribeArrays(*grid.GetCellData(), "cell"));
     return *array;
 }
 

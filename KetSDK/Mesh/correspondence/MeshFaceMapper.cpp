@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
 
+#include <KetSDK/Common/Progress/IndeterminateProgressReporter.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -9,6 +10,7 @@
 #include <tbb/task_group.h>
 
 #include <algorithm>
+#include <thread>
 
 using Descriptor = MMeshElementDescriptor;
 
@@ -123,9 +125,20 @@ void MeshFaceMapper::Faces::_JoinSides(MMeshBase const& mesh) {
 
 MeshFaceMapper::Matcher::~Matcher() = default;
 
+namespace {
+
+// The user has cancelled.
+struct Cancelled {};
+
+} // namespace
+
 void MeshFaceMapper::Loop::operator()(std::size_t count, std::size_t block,
                                       std::function<void(std::size_t, std::size_t)> const& work) const {
-    auto const do_block = [&](std::size_t i) { work(i * block, std::min((i + 1) * block, count)); };
+    auto const do_block = [&, owner = std::this_thread::get_id()](std::size_t i) {
+        work(i * block, std::min((i + 1) * block, count));
+        if (std::this_thread::get_id() == owner && m_reporter && m_reporter->IsCancelled())
+            throw Cancelled();
+    };
     std::size_t const blocks = (count + block - 1) / block;
     if (!m_parallel) {
         for (std::size_t i = 0; i < blocks; ++i)
@@ -144,22 +157,32 @@ void MeshFaceMapper::Loop::operator()(std::size_t count, std::size_t block,
 }
 
 void MeshFaceMapper::Map() {
-    m_mapped = false;
-    m_place.clear();
-    m_faces.clear();
-    m_element_of.clear();
+    _Forget();
     if (m_stl && m_mesh && m_stl->NumberOfTriangles() > 0) {
-        // While this thread waits it takes up nothing else of the caller's.
-        if (m_parallel)
-            tbb::this_task_arena::isolate([this] { _Run(); });
-        else
-            _Run();
+        try {
+            // While this thread waits it takes up nothing else of the caller's.
+            if (m_parallel)
+                tbb::this_task_arena::isolate([this] { _Run(); });
+            else
+                _Run();
+        } catch (Cancelled const&) {
+            _Forget();
+            return;
+        }
     }
     m_mapped = true;
 }
 
+void MeshFaceMapper::_Forget() noexcept {
+    m_mapped = false;
+    m_place.clear();
+    m_faces.clear();
+    m_element_of.clear();
+}
+
 void MeshFaceMapper::_Run() {
-    Loop const loop(m_parallel);
+    Common::IndeterminateProgressReporter const reporter(m_delegate, "Mapping surface", true);
+    Loop const loop(m_parallel, &reporter);
     std::unique_ptr<Matcher> const matcher = _MakeMatcher(*m_stl);
     Faces const faces(*m_mesh, *matcher, loop);
     _Commit(faces, matcher->FindMatches(faces.faces, loop));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapper.h>
 
@@ -17,6 +18,10 @@ class MMeshBase;
 class MMeshPoint;
 class MStlBase;
 
+namespace KetSDK::Common {
+class BaseProgressReporter;
+}
+
 namespace KetSDK::Mesh::Detail {
 
 // What the mappers have in common: they find the faces that a triangle may lie on, hand each face once to
@@ -32,7 +37,13 @@ public:
     void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
     bool GetParallel() const noexcept { return m_parallel; }
 
-    // Without a mesh or a surface, or with an empty one, no face has a triangle.
+    // What the user can cancel mapping by; null for none.
+    void SetProgressDelegate(std::shared_ptr<Common::IProgressDelegate> delegate) {
+        m_delegate = std::move(delegate);
+    }
+
+    // Without a mesh or a surface, or with an empty one, no face has a triangle. When the user cancels, no
+    // face has one either, and the next question maps again.
     void Map() override;
     bool IsMapped() const override { return m_mapped; }
 
@@ -63,16 +74,20 @@ public:
     };
 
     // Calls work(first, last) for blocks that make up 0 to count - 1, in any order and, in parallel, at the
-    // same time.
+    // same time. Throws what Map() catches when the user has cancelled, which the thread that made the loop
+    // looks at after each of its blocks.
     class Loop {
     public:
-        explicit Loop(bool parallel) noexcept
-            : m_parallel(parallel) {}
+        // The reporter outlives the loop; without one nobody can cancel.
+        explicit Loop(bool parallel, Common::BaseProgressReporter const* reporter = nullptr) noexcept
+            : m_parallel(parallel)
+            , m_reporter(reporter) {}
         void operator()(std::size_t count, std::size_t block,
                         std::function<void(std::size_t, std::size_t)> const& work) const;
 
     private:
         bool m_parallel;
+        Common::BaseProgressReporter const* m_reporter;
     };
 
     // Knows the triangles of the surface. Made anew for each mapping.
@@ -102,6 +117,7 @@ private:
 
     virtual std::unique_ptr<Matcher> _MakeMatcher(MStlBase& stl) const = 0;
 
+    void _Forget() noexcept;
     void _Run();
     void _Commit(Faces const& faces, std::vector<Match> const& matches);
     void _Enter(std::uint32_t element, unsigned int face, Match const& match, bool alone);
@@ -113,6 +129,7 @@ private:
 
     MStlBase* m_stl;
     MMeshBase* m_mesh;
+    std::shared_ptr<Common::IProgressDelegate> m_delegate;
     bool m_parallel = false;
     bool m_mapped = false;
     std::vector<std::uint32_t> m_place; // by mask index of the element: its place below, or None
