@@ -18,6 +18,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <random>
 
 namespace {
@@ -239,6 +240,9 @@ TEST_F(SAX, IntegersReadBackAndBadValuesAreRefused) {
     ExpectReadsBack(UINT64_MAX);
     ExpectReadsBack(true);
     ExpectReadsBack(std::vector<std::int32_t>{0, -1, INT32_MAX, INT32_MIN});
+    std::vector<std::int32_t> many(100000); // pieces of the file end within numbers
+    std::iota(many.begin(), many.end(), -1000);
+    ExpectReadsBack(many);
 
     ExpectRefused<std::int32_t>({"", "x", "1x", "1 2", "0x10", "1.0", "2147483648", "-2147483649", "1<V/>"});
     ExpectRefused<std::uint32_t>({"-1", "4294967296", "+1"});
@@ -250,7 +254,8 @@ TEST_F(SAX, IntegersReadBackAndBadValuesAreRefused) {
     ExpectRefused<std::vector<std::int32_t>>({"1 2 x", "1,2", "1 2147483648"});
 }
 
-// Every proper beginning of a document is an error, found before any object sees a tag.
+// Every proper beginning of a document is an error; that of a short one is found before any object sees a
+// tag.
 TEST_F(SAX, CutOffAndMalformedDocumentsReachNoObject) {
     std::string const document =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?><Root a=\"b\"><V>1</V><V>\xC3\xA9&lt;</V></Root>";
@@ -277,6 +282,10 @@ TEST_F(SAX, CutOffAndMalformedDocumentsReachNoObject) {
         EXPECT_THROW(Read(text, values), std::runtime_error) << text.substr(0, 200);
         EXPECT_EQ(seen, 2) << text.substr(0, 200);
     }
+    std::string const long_one = "<Root><V>" + std::string(300000, ' ') + "</V>";
+    EXPECT_NO_THROW(Read(long_one + "</Root>", values));
+    for (std::string const end : {"", "<V>", "</Root>x", "&undefined;</Root>"})
+        EXPECT_THROW(Read(long_one + end, values), std::runtime_error) << end;
     MFile closed;
     EXPECT_THROW(MSAXTextReader{closed}, std::runtime_error);
 

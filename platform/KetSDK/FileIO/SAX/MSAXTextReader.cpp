@@ -9,7 +9,6 @@
 #include <memory>
 #include <stdexcept>
 #include <type_traits>
-#include <unordered_map>
 
 namespace {
 
@@ -23,11 +22,20 @@ constexpr std::size_t ChunkSize = 64 * 1024;
 
 } // namespace
 
-// Fills a reader's tables from a file.
+// Cuts a document into the beginnings and ends of its tags and the text between them.
 class MSAXTextReader::Parser {
 public:
-    explicit Parser(MSAXTextReader& reader)
-        : m_reader(reader)
+    enum class Kind { Start, Text, End, Finished };
+    struct Piece {
+        Kind kind;
+        std::wstring name;     // of a tag that starts
+        Attributes attributes; // of a tag that starts
+        std::size_t begin;     // of a text, in m_text
+        std::size_t end;
+    };
+
+    explicit Parser(MFile& file)
+        : m_file(file)
         , m_parser(XML_ParserCreate(nullptr)) {
         if (!m_parser) {
             throw std::bad_alloc();
@@ -36,30 +44,56 @@ public:
         XML_SetStartDoctypeDeclHandler(m_parser.get(), &_OnDoctype);
         XML_SetElementHandler(m_parser.get(), &_OnStart, &_OnEnd);
         XML_SetCharacterDataHandler(m_parser.get(), &_OnText);
+        _Fetch();
     }
 
-    void Parse(MFile& file) {
-        bool last = false;
-        while (!last) {
-            void* const buffer = XML_GetBuffer(m_parser.get(), static_cast<int>(ChunkSize));
-            if (buffer == nullptr) {
-                throw std::bad_alloc();
-            }
-            auto const size = static_cast<std::size_t>(std::min<std::uint64_t>(ChunkSize, file.BytesLeft()));
-            if (file.Read(buffer, size) != size) {
-                ThrowInvalid();
-            }
-            last = file.BytesLeft() == 0;
-            if (XML_ParseBuffer(m_parser.get(), static_cast<int>(size), last) != XML_STATUS_OK) {
-                if (m_failure) {
-                    std::rethrow_exception(m_failure);
-                }
-                ThrowInvalid();
-            }
+    // What comes next; the text of a text is what of it was not taken.
+    Piece& Next() { return m_pieces[m_next]; }
+    std::string_view Text() const {
+        Piece const& piece = m_pieces[m_next];
+        return std::string_view(m_text).substr(piece.begin, piece.end - piece.begin);
+    }
+    // Takes some characters of a text, or what comes next as a whole.
+    void TakeText(std::size_t size) { Next().begin += size; }
+    void Take() {
+        if (Next().kind != Kind::Finished && ++m_next == m_pieces.size()) {
+            _Fetch();
         }
     }
 
 private:
+    // Parses on until there is something to take.
+    void _Fetch() {
+        m_pieces.clear();
+        m_text.clear();
+        m_next = 0;
+        while (m_pieces.empty()) {
+            if (m_has_all) {
+                _Add(Kind::Finished);
+                return;
+            }
+            _ParseChunk();
+        }
+    }
+
+    void _ParseChunk() {
+        void* const buffer = XML_GetBuffer(m_parser.get(), static_cast<int>(ChunkSize));
+        if (buffer == nullptr) {
+            throw std::bad_alloc();
+        }
+        auto const size = static_cast<std::size_t>(std::min<std::uint64_t>(ChunkSize, m_file.BytesLeft()));
+        if (m_file.Read(buffer, size) != size) {
+            ThrowInvalid();
+        }
+        m_has_all = m_file.BytesLeft() == 0;
+        if (XML_ParseBuffer(m_parser.get(), static_cast<int>(size), m_has_all) != XML_STATUS_OK) {
+            if (m_failure) {
+                std::rethrow_exception(m_failure);
+            }
+            ThrowInvalid();
+        }
+    }
+
     // The parser is C code, through which no exception may pass: it is stopped, and thrown for later.
     template <typename Action>
     static void _Guard(void* data, Action const& action) {
@@ -89,62 +123,54 @@ private:
     }
 
     void _Start(XML_Char const* name, XML_Char const** attributes) {
-        if (m_open.size() >= MaxDepth) {
+        if (++m_depth > MaxDepth) {
             ThrowInvalid();
         }
-        if (!m_open.empty() && m_open.back() + 1 == m_reader.m_tags.size()) {
-            m_reader.m_text.resize(m_reader.m_tags.back().text_begin); // what stands between tags is nothing
-        }
-        std::size_t const text = m_reader.m_text.size();
-        m_open.push_back(m_reader.m_tags.size());
-        m_reader.m_tags.push_back({_Intern(name), m_reader.m_attributes.size(), text, text, 0});
+        Piece& piece = _Add(Kind::Start);
+        piece.name = KetSAX::Detail::Unescape(name);
         for (; *attributes != nullptr; attributes += 2) {
-            m_reader.m_attributes.push_back({_Intern(attributes[0]), attributes[1]});
+            piece.attributes.emplace_back(KetSAX::Detail::Unescape(attributes[0]), attributes[1]);
         }
     }
 
     void _End() {
-        Tag& tag = m_reader.m_tags[m_open.back()];
-        tag.end = m_reader.m_tags.size();
-        tag.text_end = m_reader.m_text.size();
-        m_open.pop_back();
+        --m_depth;
+        _Add(Kind::End);
     }
 
+    // A text comes in parts.
     void _Text(std::string_view text) {
-        bool const has_tags = m_open.back() + 1 < m_reader.m_tags.size();
-        if (!has_tags) {
-            m_reader.m_text.append(text);
-        }
+        Piece& piece =
+            !m_pieces.empty() && m_pieces.back().kind == Kind::Text ? m_pieces.back() : _Add(Kind::Text);
+        m_text.append(text);
+        piece.end = m_text.size();
     }
 
-    std::size_t _Intern(XML_Char const* name) {
-        auto const [entry, is_new] = m_names.try_emplace(name, m_reader.m_names.size());
-        if (is_new) {
-            m_reader.m_names.push_back(KetSAX::Detail::Unescape(name));
-        }
-        return entry->second;
+    Piece& _Add(Kind kind) {
+        return m_pieces.emplace_back(Piece{kind, {}, {}, m_text.size(), m_text.size()});
     }
 
     struct FreeParser {
         void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
     };
 
-    MSAXTextReader& m_reader;
+    MFile& m_file;
     std::unique_ptr<std::remove_pointer_t<XML_Parser>, FreeParser> m_parser;
     std::exception_ptr m_failure;
-    std::vector<std::size_t> m_open; // the open tags, in m_tags
-    std::unordered_map<std::string, std::size_t> m_names;
+    std::size_t m_depth = 0;
+    bool m_has_all = false;      // of the file
+    std::vector<Piece> m_pieces; // of the part of the document that was parsed last
+    std::size_t m_next = 0;      // the first one that was not taken; there is always one
+    std::string m_text;          // of these pieces
 };
 
-MSAXTextReader::MSAXTextReader(MFile& file) {
-    Parser(*this).Parse(file);
-    m_open.push_back({0, 0, m_tags.size()});
-}
+MSAXTextReader::MSAXTextReader(MFile& file)
+    : m_parser(std::make_unique<Parser>(file)) {}
 
 MSAXTextReader::~MSAXTextReader() = default;
 
 void MSAXTextReader::Read(bool& value) {
-    std::string_view const text = KetSAX::Detail::Trim(_Value());
+    std::string_view const text = _TrimmedValue();
     if (text != "true" && text != "false") {
         ThrowInvalid();
     }
@@ -152,23 +178,23 @@ void MSAXTextReader::Read(bool& value) {
 }
 
 void MSAXTextReader::Read(std::int32_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::int32_t>(KetSAX::Detail::Trim(_Value()));
+    value = KetSAX::Detail::ParseInteger<std::int32_t>(_TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::uint32_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::uint32_t>(KetSAX::Detail::Trim(_Value()));
+    value = KetSAX::Detail::ParseInteger<std::uint32_t>(_TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::int64_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::int64_t>(KetSAX::Detail::Trim(_Value()));
+    value = KetSAX::Detail::ParseInteger<std::int64_t>(_TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::uint64_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::uint64_t>(KetSAX::Detail::Trim(_Value()));
+    value = KetSAX::Detail::ParseInteger<std::uint64_t>(_TrimmedValue());
 }
 
 void MSAXTextReader::Read(double& value) {
-    value = KetSAX::Detail::ParseDouble(KetSAX::Detail::Trim(_Value()));
+    value = KetSAX::Detail::ParseDouble(_TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::wstring& value) {
@@ -193,7 +219,6 @@ template <typename Number>
 void MSAXTextReader::_ReadArray(std::vector<Number>& values) {
     constexpr std::size_t piece = 1024;
     values.clear();
-    m_part_begin = 0;
     for (std::size_t size = piece; size == piece;) {
         std::size_t const before = values.size();
         values.resize(before + piece);
@@ -204,22 +229,18 @@ void MSAXTextReader::_ReadArray(std::vector<Number>& values) {
 
 template <typename Number>
 std::size_t MSAXTextReader::_ReadPart(std::span<Number> values) {
-    constexpr std::string_view WhiteSpace = " \t\r\n";
-    std::string_view const text = _Value();
-    std::size_t count = 0;
-    std::size_t begin = std::min(text.find_first_not_of(WhiteSpace, m_part_begin), text.size());
-    for (; begin < text.size() && count < values.size(); ++count) {
-        std::size_t const end = std::min(text.find_first_of(WhiteSpace, begin), text.size());
-        std::string_view const number = text.substr(begin, end - begin);
-        if constexpr (std::is_same_v<Number, double>) {
-            values[count] = KetSAX::Detail::ParseDouble(number);
-        } else {
-            values[count] = KetSAX::Detail::ParseInteger<Number>(number);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        std::string_view const word = _NextWord();
+        if (word.empty()) {
+            return i;
         }
-        begin = std::min(text.find_first_not_of(WhiteSpace, end), text.size());
+        if constexpr (std::is_same_v<Number, double>) {
+            values[i] = KetSAX::Detail::ParseDouble(word);
+        } else {
+            values[i] = KetSAX::Detail::ParseInteger<Number>(word);
+        }
     }
-    m_part_begin = begin;
-    return count;
+    return values.size();
 }
 
 bool MSAXTextReader::ReadAttribute(std::wstring const& name, std::wstring& value) {
@@ -239,47 +260,89 @@ bool MSAXTextReader::ReadAttribute(std::wstring const& name, std::uint64_t& valu
 }
 
 bool MSAXTextReader::_EnterTag(std::wstring& name) {
-    OpenTag& open = m_open.back();
-    if (open.next >= open.end) {
+    while (m_parser->Next().kind == Parser::Kind::Text) {
+        m_parser->Take();
+    }
+    Parser::Piece& piece = m_parser->Next();
+    if (piece.kind != Parser::Kind::Start) {
         return false;
     }
-    std::size_t const entered = open.next;
-    Tag const& tag = m_tags[entered];
-    open.next = tag.end;
-    m_open.push_back({entered, entered + 1, tag.end});
-    m_part_begin = 0;
-    name = m_names[tag.name];
+    name = std::move(piece.name);
+    if (!m_open.empty()) {
+        m_open.back().has_tags = true;
+    }
+    m_open.push_back({std::move(piece.attributes), false});
+    m_value.clear();
+    m_parser->Take();
     return true;
 }
 
 void MSAXTextReader::_LeaveTag() {
+    for (std::size_t depth = 1; depth > 0; m_parser->Take()) {
+        Parser::Kind const kind = m_parser->Next().kind;
+        depth += kind == Parser::Kind::Start ? 1 : 0;
+        depth -= kind == Parser::Kind::End ? 1 : 0;
+    }
     m_open.pop_back();
+    m_value.clear();
+    // What follows the outermost tag belongs to the document, too.
+    while (m_open.empty() && m_parser->Next().kind != Parser::Kind::Finished) {
+        m_parser->Take();
+    }
 }
 
-// The open tag; outside of one there is nothing to read.
-MSAXTextReader::Tag const& MSAXTextReader::_Current() const {
-    if (m_open.size() < 2) {
+// Outside of a tag there is nothing to read.
+MSAXTextReader::OpenTag const& MSAXTextReader::_Current() const {
+    if (m_open.empty()) {
         ThrowInvalid();
     }
-    return m_tags[m_open.back().tag];
+    return m_open.back();
 }
 
-std::string_view MSAXTextReader::_Value() const {
-    Tag const& tag = _Current();
-    bool const has_tags = tag.end > m_open.back().tag + 1;
-    if (has_tags) {
+std::string_view MSAXTextReader::_Value() {
+    for (; m_parser->Next().kind == Parser::Kind::Text; m_parser->Take()) {
+        m_value.append(m_parser->Text());
+    }
+    if (_Current().has_tags || m_parser->Next().kind == Parser::Kind::Start) {
         ThrowInvalid();
     }
-    return std::string_view(m_text).substr(tag.text_begin, tag.text_end - tag.text_begin);
+    return m_value;
+}
+
+std::string_view MSAXTextReader::_TrimmedValue() {
+    return KetSAX::Detail::Trim(_Value());
+}
+
+std::string_view MSAXTextReader::_NextWord() {
+    auto const is_space = [](char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; };
+    m_value.clear(); // what of the word stood at the end of a piece
+    for (; m_parser->Next().kind == Parser::Kind::Text; m_parser->Take()) {
+        std::string_view const text = m_parser->Text();
+        std::size_t begin = 0;
+        while (m_value.empty() && begin < text.size() && is_space(text[begin])) {
+            ++begin;
+        }
+        std::size_t end = begin;
+        while (end < text.size() && !is_space(text[end])) {
+            ++end;
+        }
+        std::string_view const word = text.substr(begin, end - begin);
+        if (end < text.size()) {
+            m_parser->TakeText(end);
+            return m_value.empty() ? word : m_value.append(word);
+        }
+        m_value.append(word);
+    }
+    if (_Current().has_tags || m_parser->Next().kind == Parser::Kind::Start) {
+        ThrowInvalid();
+    }
+    return m_value;
 }
 
 std::string const* MSAXTextReader::_FindAttribute(std::wstring const& name) const {
-    Tag const& tag = _Current();
-    std::size_t const next = m_open.back().tag + 1;
-    std::size_t const end = next < m_tags.size() ? m_tags[next].attributes : m_attributes.size();
-    for (std::size_t i = tag.attributes; i < end; ++i) {
-        if (m_names[m_attributes[i].name] == name) {
-            return &m_attributes[i].value;
+    for (auto const& [attribute, value] : _Current().attributes) {
+        if (attribute == name) {
+            return &value;
         }
     }
     return nullptr;

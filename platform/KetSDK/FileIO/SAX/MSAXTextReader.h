@@ -5,17 +5,21 @@
 #include <KetSDK/FileIO/SAX/MSAXReader.h>
 
 #include <cstddef>
+#include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-// Reads tags from an XML document. The document is parsed as a whole before any object sees a tag of
-// it, so that nothing is read from a file that is cut off or malformed. A document type declaration
-// is refused, and with it every entity declaration. Used by one thread.
+// Reads tags from an XML document, piece by piece as it comes from the file: nothing but a piece, the open
+// tags and the value that is read is held. Damage shows only when its piece is reached, which may be after
+// objects have been filled. A document type declaration is refused, and with it every entity declaration; so
+// is deep nesting. Used by one thread.
 class KETSDK_API MSAXTextReader : public MSAXReader {
 public:
-    // Parses all that is left of a file that is open for reading; the file is not used after that.
-    // Throws std::runtime_error("invalid state") when it is not one whole document.
+    // The file is open for reading and outlives the reader. The document is all that is left of it. Throws
+    // std::runtime_error("invalid state") when it does not begin as one.
     explicit MSAXTextReader(MFile& file);
     ~MSAXTextReader() override;
 
@@ -41,38 +45,26 @@ protected:
 
 private:
     class Parser;
+    using Attributes = std::vector<std::pair<std::wstring, std::string>>;
 
-    // A tag; those inside it follow it.
-    struct Tag {
-        std::size_t name;       // in m_names
-        std::size_t attributes; // the first one, in m_attributes; the next tag's is one past the last
-        std::size_t text_begin; // in m_text, for a tag without tags inside
-        std::size_t text_end;
-        std::size_t end; // the first tag that is not inside
-    };
-    struct Attribute {
-        std::size_t name; // in m_names
-        std::string value;
-    };
-    // An open tag while objects are reading, and the tag inside it that comes next.
     struct OpenTag {
-        std::size_t tag;
-        std::size_t next;
-        std::size_t end;
+        Attributes attributes;
+        bool has_tags; // inside
     };
 
-    Tag const& _Current() const;
-    std::string_view _Value() const;
+    OpenTag const& _Current() const;
+    // The text of the open tag, which must have no tags inside; and its text without white space around it.
+    std::string_view _Value();
+    std::string_view _TrimmedValue();
+    // The next word of the open tag's text, for as long as nothing else is read; empty when there is none.
+    std::string_view _NextWord();
     std::string const* _FindAttribute(std::wstring const& name) const;
     template <typename Number>
     void _ReadArray(std::vector<Number>& values);
     template <typename Number>
     std::size_t _ReadPart(std::span<Number> values);
 
-    std::vector<std::wstring> m_names; // each once
-    std::vector<Tag> m_tags;           // in the order of the document
-    std::vector<Attribute> m_attributes;
-    std::string m_text;
-    std::size_t m_part_begin = 0; // what is left of the open tag's array, in its text
-    std::vector<OpenTag> m_open;  // the document itself, then tags from the outermost on
+    std::unique_ptr<Parser> m_parser;
+    std::vector<OpenTag> m_open; // from the outermost on
+    std::string m_value;         // what of the open tag's text has been put together
 };
