@@ -13,6 +13,7 @@
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
 #include <host/Table.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -77,13 +78,15 @@ public:
         Conversion const conversion = _Convert(*loaded.mesh, _Plan(kinds), progress);
         CarriedValues const values(*loaded.mesh, *conversion.mesh, conversion.origins);
         values.SetMeshValues();
-        Json const report = _Report(*loaded.mesh, kinds, conversion, values);
+        Json report = _Report(*loaded.mesh, conversion, values);
         ThrowIfCancelled();
         auto const grid = KetSDK::MeshVTK::GridFromMesh(*conversion.mesh, m_input.GetUnit(), nullptr);
         values.AddArrays(*loaded.grid, *grid);
         m_output.Write(*conversion.mesh, *grid, progress);
-        for (std::string const warning : report["warnings"])
-            std::cerr << "ketmesh: warning: " << warning << '\n';
+        if (kinds[8] > 0)
+            _CompareDiagonals(*loaded.mesh, report);
+        report["warnings"] = m_warnings.GetList();
+        report["files"] = {m_output.GetFileName()};
         if (m_json)
             PrintJson(report);
         else
@@ -191,8 +194,7 @@ private:
         return convert.GetNbCorrected();
     }
 
-    Json _Report(MMeshBase const& source, Kinds& kinds, Conversion const& conversion,
-                 CarriedValues const& values) const {
+    Json _Report(MMeshBase const& source, Conversion const& conversion, CarriedValues const& values) const {
         MMeshBase const& target = *conversion.mesh;
         Json report;
         report["to"] = m_to.GetWord();
@@ -205,19 +207,18 @@ private:
         report["volume_after"] = target.GetVolume();
         report["reoriented"] = conversion.turned;
         report["subvolumes"] = SubVolumesOf(target);
-        report["warnings"] = Json::array();
-        if (kinds[8] > 0) {
-            auto const diagonals = MMeshConvertHex8ToTet4Operator::CompareDiagonals(source);
-            report["interior_faces"] = diagonals.interior;
-            report["nonmatching_faces"] = diagonals.different;
-            if (diagonals.different > 0)
-                report["warnings"].push_back(
-                    m_input.GetFileName() + ": at " + std::to_string(diagonals.different) + " of " +
-                    std::to_string(diagonals.interior) +
-                    " faces between hexahedra the tetrahedra do not fit together: their diagonals differ");
-        }
-        report["files"] = {m_output.GetFileName()};
         return report;
+    }
+
+    void _CompareDiagonals(MMeshBase const& hexahedra, Json& report) {
+        auto const diagonals = MMeshConvertHex8ToTet4Operator::CompareDiagonals(hexahedra);
+        report["interior_faces"] = diagonals.interior;
+        report["nonmatching_faces"] = diagonals.different;
+        if (diagonals.different > 0)
+            m_warnings.Add(
+                m_input.GetFileName() + ": at " + std::to_string(diagonals.different) + " of " +
+                std::to_string(diagonals.interior) +
+                " faces between hexahedra the tetrahedra do not fit together: their diagonals differ");
     }
 
     void _Print(Json const& report) const {
@@ -241,6 +242,7 @@ private:
 
     MeshInput m_input;
     MeshOutput m_output;
+    Warnings m_warnings;
     Choice<Target> m_to{{{"tet4", Target::Linear}, {"tet10", Target::Quadratic}}};
     bool m_split = false;
     bool m_json = false;

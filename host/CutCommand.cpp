@@ -12,6 +12,7 @@
 #include <host/MeshInput.h>
 #include <host/NumberList.h>
 #include <host/Table.h>
+#include <host/Warnings.h>
 
 #include <vtkPolyData.h>
 #include <vtkUnstructuredGrid.h>
@@ -78,7 +79,11 @@ public:
         ThrowIfCancelled();
         if (file)
             _Write(cut, loaded, *file, progress);
-        Json const report = _Report(cut, *loaded.mesh);
+        Json report = _Report(cut, *loaded.mesh);
+        if (cut.GetSection().NumberOfPolygons() == 0)
+            m_warnings.Add(m_input.GetFileName() +
+                           ": the section is empty: the plane does not meet the mesh");
+        report["warnings"] = m_warnings.GetList();
         if (m_json)
             PrintJson(report);
         else
@@ -89,9 +94,6 @@ public:
 private:
     void _Write(MMeshOperatorCutPlane const& cut, MeshInput::Loaded const& loaded,
                 KetSDK::MeshVTK::OutputFile& file, Progress const& progress) const {
-        if (cut.GetSection().NumberOfPolygons() == 0)
-            throw FileError(m_input.GetFileName(),
-                            "the plane does not meet it; there is no section to write");
         MStlBase stl;
         std::vector<MMeshElement const*> const elements = cut.AddSurfaces(stl);
         std::unordered_map<MMeshElement const*, vtkIdType> cell_of;
@@ -110,7 +112,8 @@ private:
             auto const grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, m_input.GetUnit(), loaded.grid);
             auto const section = KetSDK::MeshVTK::PolyDataFromSurfaces(stl, m_input.GetUnit());
             KetSDK::MeshVTK::AddCellArraysOf(*grid, cells, *section);
-            KetSDK::MeshVTK::WriteSurfaceFile(*section, file, progress);
+            KetSDK::MeshVTK::WriteSurfaceFile(*section, file, progress,
+                                              KetSDK::MeshVTK::EmptySurface::Written);
         });
     }
 
@@ -159,6 +162,7 @@ private:
     std::string m_normal;
     std::string m_point;
     std::string m_output;
+    Warnings m_warnings;
     bool m_json = false;
 };
 

@@ -24,7 +24,9 @@ std::string FormatNumber(double value, double scale) {
     if (!std::isfinite(value) || (magnitude > 0.0 && magnitude < 1e-3) || magnitude >= 1e15)
         return Print("%.*g", 3, value);
     int const before_point = magnitude >= 1.0 ? static_cast<int>(std::log10(magnitude)) + 1 : 1;
-    return Print("%.*f", std::clamp(7 - before_point, 1, 4), value);
+    int const decimals = std::clamp(7 - before_point, 1, 4);
+    bool const is_lost = value != 0.0 && std::fabs(value) < std::pow(10.0, -decimals);
+    return is_lost ? Print("%.*g", 2, value) : Print("%.*f", decimals, value);
 }
 
 std::string FormatGeneral(double value, int digits) {

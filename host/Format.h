@@ -6,7 +6,7 @@
 namespace ketmesh {
 
 // A number with about seven digits, as people read them ("3165749.6"); tiny ones as 1.2e-05. With `scale`,
-// the largest number of a column, it gets as many decimals as that one.
+// the largest number of a column, it gets as many decimals as that one, unless nothing would be left of it.
 std::string FormatNumber(double value, double scale = 0.0);
 
 // A number with as many digits as it needs, `digits` at most ("0", "0.5", "1e+30", "nan").

@@ -10,6 +10,7 @@
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
 #include <host/SurfaceMatch.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -47,7 +48,7 @@ public:
         MeshInput::Loaded const loaded = m_input.LoadTetrahedra(progress);
         MMeshBase& mesh = *loaded.mesh;
         std::unique_ptr<MStlBase> const stl = m_surface.Load(m_input, progress);
-        m_surface.Map(*stl, mesh, progress);
+        m_surface.Map(*stl, mesh, m_warnings, progress);
         Json report;
         report["elements"] = mesh.NumberOfElements();
         report["groups_of"] = mesh.NumberOfSubVolumes();
@@ -68,8 +69,9 @@ public:
             auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
             m_output.Write(mesh, *grid, progress);
         }
-        m_surface.WarnWhenApart(*stl, mesh, m_input);
+        m_surface.WarnWhenApart(*stl, mesh, m_input, m_warnings);
         _WarnOfFaces(report);
+        report["warnings"] = m_warnings.GetList();
         if (m_json)
             PrintJson(report);
         else
@@ -78,14 +80,14 @@ public:
     }
 
 private:
-    void _WarnOfFaces(Json const& report) const {
+    void _WarnOfFaces(Json const& report) {
         std::uint64_t const outside = report["boundary_faces"]["without_triangle"];
         std::uint64_t const between = report["interface_faces"]["without_triangle"];
         if (outside + between > 0)
-            std::cerr << "ketmesh: " << m_input.GetFileName() << ": WARNING: " << outside
-                      << " faces outside and " << between
-                      << " between sub-volumes have no triangle; a sub-volume with none on any of "
-                         "its faces has no name\n";
+            m_warnings.Add(m_input.GetFileName() + ": " + std::to_string(outside) + " faces outside and " +
+                           std::to_string(between) +
+                           " between sub-volumes have no triangle; a sub-volume with none on any of its "
+                           "faces has no name");
     }
 
     void _Print(Json const& report) const {
@@ -98,6 +100,7 @@ private:
 
     MeshInput m_input;
     SurfaceMatch m_surface;
+    Warnings m_warnings;
     MeshOutput m_output;
     bool m_json = false;
 };

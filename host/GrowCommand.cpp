@@ -14,6 +14,7 @@
 #include <host/MetricList.h>
 #include <host/Table.h>
 #include <host/Threads.h>
+#include <host/Warnings.h>
 
 #include <vtkCellData.h>
 #include <vtkNew.h>
@@ -130,14 +131,13 @@ public:
         if (!grow.Operate())
             throw FileError(m_input.GetFileName(), "its bad elements could not be marked on the surface");
         ThrowIfCancelled();
-        Json const report = _Report(*loaded.mesh, count, *stl, *grow.GetResultMask());
+        Json report = _Report(*loaded.mesh, count, *stl, *grow.GetResultMask());
         _Write(*stl, *grow.GetResultMask(), *file, progress);
         if (report["on_mesh"] == 0)
-            std::cerr << "ketmesh: " << m_surface
-                      << ": WARNING: no triangle of this surface is a boundary face of "
-                      << m_input.GetFileName()
-                      << ", so nothing could be marked; is it a surface of that mesh, in "
-                         "the same unit?\n";
+            m_warnings.Add(m_surface + ": no triangle of this surface is a boundary face of " +
+                           m_input.GetFileName() +
+                           ", so nothing could be marked; is it a surface of that mesh, in the same unit?");
+        report["warnings"] = m_warnings.GetList();
         if (m_json)
             PrintJson(report);
         else
@@ -250,6 +250,7 @@ private:
     std::string m_surface;
     std::string m_output;
     int m_rings = 0;
+    Warnings m_warnings;
     bool m_json = false;
 };
 

@@ -9,6 +9,7 @@
 #include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/NumberCheck.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -115,7 +116,7 @@ public:
         MStlBase stl;
         std::uint64_t const collapsed = _Extract(*loaded.mesh, values, stl);
         ThrowIfCancelled();
-        Json const report = _Report(loaded, field, stl, collapsed);
+        Json report = _Report(loaded, field, stl, collapsed);
         ThrowIfCancelled();
         if (file)
             ForFile(m_output, [&] {
@@ -123,6 +124,7 @@ public:
                                                   KetSDK::MeshVTK::EmptySurface::Written);
             });
         _Warn(*loaded.mesh, field, report);
+        report["warnings"] = m_warnings.GetList();
         if (m_json)
             PrintJson(report);
         else
@@ -180,20 +182,19 @@ private:
         return report;
     }
 
-    // On standard error: what the user may not expect of the result.
-    void _Warn(MMeshBase const& mesh, NodeValuesReport const& field, Json const& report) const {
+    void _Warn(MMeshBase const& mesh, NodeValuesReport const& field, Json const& report) {
         auto const warn = [this](std::string const& message) {
-            std::cerr << "ketmesh: " << m_input.GetFileName() << ": " << message << '\n';
+            m_warnings.Add(m_input.GetFileName() + ": " + message);
         };
         auto const is_curved = [](MMeshElement const& e) { return e.GetNodeCount() == 10; };
         if (auto const curved = std::ranges::count_if(mesh.Elements(), is_curved))
-            warn("note: " + std::to_string(curved) +
+            warn(std::to_string(curved) +
                  " ten-node elements are read through their corners, as straight ones");
         if (field.without_value > 0)
-            warn("WARNING: " + std::to_string(field.without_value) + " nodes have no value of \"" + m_field +
+            warn(std::to_string(field.without_value) + " nodes have no value of \"" + m_field +
                  "\"; elements at these nodes have no triangles");
         if (report["triangles"] == 0)
-            warn("WARNING: the isosurface is empty: at the nodes \"" + m_field + "\" " +
+            warn("the isosurface is empty: at the nodes \"" + m_field + "\" " +
                  (std::isnan(field.min)
                       ? "has no value"
                       : "goes from " + FormatGeneral(field.min) + " to " + FormatGeneral(field.max)));
@@ -220,6 +221,7 @@ private:
     MeshInput m_input;
     std::string m_field;
     std::string m_output;
+    Warnings m_warnings;
     std::optional<int> m_component;
     double m_level = 0.0;
     bool m_json = false;

@@ -8,6 +8,7 @@
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
 #include <host/SurfaceMatch.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -46,7 +47,7 @@ public:
         MeshInput::Loaded const loaded = m_input.LoadTetrahedra(progress);
         MMeshBase& mesh = *loaded.mesh;
         std::unique_ptr<MStlBase> const stl = m_surface.Load(m_input, progress);
-        m_surface.Map(*stl, mesh, progress);
+        m_surface.Map(*stl, mesh, m_warnings, progress);
         MMeshOperatorLabelSubVolumes label;
         label.SetMesh(&mesh);
         label.SetStl(stl.get());
@@ -64,7 +65,8 @@ public:
             auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
             m_output.Write(mesh, *grid, progress);
         }
-        m_surface.WarnWhenApart(*stl, mesh, m_input);
+        m_surface.WarnWhenApart(*stl, mesh, m_input, m_warnings);
+        report["warnings"] = m_warnings.GetList();
         if (m_json)
             PrintJson(report);
         else
@@ -84,6 +86,7 @@ private:
 
     MeshInput m_input;
     SurfaceMatch m_surface;
+    Warnings m_warnings;
     MeshOutput m_output;
     bool m_json = false;
 };

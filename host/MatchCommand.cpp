@@ -8,6 +8,7 @@
 #include <host/NumberCheck.h>
 #include <host/SurfaceMatch.h>
 #include <host/Table.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -50,7 +51,7 @@ public:
         MeshInput::Loaded loaded = m_input.LoadTetrahedra(progress);
         loaded.grid = nullptr;
         std::unique_ptr<MStlBase> const stl = m_surface.Load(m_input, progress);
-        m_surface.Map(*stl, *loaded.mesh, progress);
+        m_surface.Map(*stl, *loaded.mesh, m_warnings, progress);
         MMeshCorrespondenceChecker const checker(stl.get(), loaded.mesh.get());
         ThrowIfCancelled();
         std::uint64_t const mismatches = _Mismatches(checker);
@@ -59,7 +60,8 @@ public:
         report["tolerance"] = m_surface.GetTolerance();
         report.update(MatchCountsOf(checker));
         report["mismatches"] = mismatches;
-        m_surface.WarnWhenApart(*stl, *loaded.mesh, m_input);
+        m_surface.WarnWhenApart(*stl, *loaded.mesh, m_input, m_warnings);
+        report["warnings"] = m_warnings.GetList();
         if (m_json)
             PrintJson(report);
         else
@@ -99,6 +101,7 @@ private:
 
     MeshInput m_input;
     SurfaceMatch m_surface;
+    Warnings m_warnings;
     std::optional<std::uint64_t> m_most;
     bool m_json = false;
 };

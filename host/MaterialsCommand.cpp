@@ -15,6 +15,7 @@
 #include <host/MeshOutput.h>
 #include <host/Table.h>
 #include <host/Threads.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -115,12 +116,10 @@ public:
         std::vector<AssignedMaterial> const materials =
             AssignMaterials(mesh, m_by.Get(), static_cast<unsigned int>(m_bins), m_law, densities, progress);
         _RequireModuli(materials);
-        std::vector<std::string> const warnings = _Warnings(mesh, sampled, materials);
         _Write(loaded, progress);
-        for (std::string const& warning : warnings)
-            std::cerr << "ketmesh: warning: " << warning << '\n';
+        _Warn(mesh, sampled, materials);
         if (m_json)
-            PrintJson(_Report(mesh, sampled.report, materials, warnings));
+            PrintJson(_Report(mesh, sampled.report, materials));
         else
             _Print(mesh, sampled.report, materials);
         return Done;
@@ -167,28 +166,26 @@ private:
         m_catalog.Commit();
     }
 
-    std::vector<std::string> _Warnings(MMeshBase const& mesh, ImageInput::Sampled const& sampled,
-                                       std::vector<AssignedMaterial> const& materials) const {
+    void _Warn(MMeshBase const& mesh, ImageInput::Sampled const& sampled,
+               std::vector<AssignedMaterial> const& materials) {
         SamplingReport const& report = sampled.report;
-        std::vector<std::string> warnings;
         if (!sampled.note.empty())
-            warnings.push_back(m_image.GetFileName() + ": " + sampled.note);
+            m_warnings.Add(m_image.GetFileName() + ": " + sampled.note);
         if (report.outside_volume > 0.5)
-            warnings.push_back(FormatGeneral(100.0 * report.outside_volume, 3) +
-                               " % of the mesh's volume lies outside the image: the mesh is at " +
-                               BoxText(report.mesh_box) + " mm, the image at " + BoxText(report.image_box) +
-                               " mm");
+            m_warnings.Add(FormatGeneral(100.0 * report.outside_volume, 3) +
+                           " % of the mesh's volume lies outside the image: the mesh is at " +
+                           BoxText(report.mesh_box) + " mm, the image at " + BoxText(report.image_box) +
+                           " mm");
         if (report.not_finite > 0)
-            warnings.push_back(PartText(report.not_finite, report.elements) +
-                               " have no finite number in the image; they got the grey value of --outside");
+            m_warnings.Add(PartText(report.not_finite, report.elements) +
+                           " have no finite number in the image; they got the grey value of --outside");
         auto const [lowest, highest] = _GreyRange(materials);
         if (lowest == highest)
-            warnings.push_back("every element has the grey value " + FormatGeneral(lowest) +
-                               "; is it the right image?");
+            m_warnings.Add("every element has the grey value " + FormatGeneral(lowest) +
+                           "; is it the right image?");
         if (materials.size() == 1 && _MostMaterials(mesh) > 1)
-            warnings.push_back("all elements got one material");
-        _WarnOfLaw(lowest, highest, mesh, materials, warnings);
-        return warnings;
+            m_warnings.Add("all elements got one material");
+        _WarnOfLaw(lowest, highest, mesh, materials);
     }
 
     // How many there can be.
@@ -199,17 +196,16 @@ private:
     }
 
     void _WarnOfLaw(double lowest, double highest, MMeshBase const& mesh,
-                    std::vector<AssignedMaterial> const& materials,
-                    std::vector<std::string>& warnings) const {
+                    std::vector<AssignedMaterial> const& materials) {
         if (MaterialPreset const* const preset = m_law.GetLawPreset()) {
             double const offset = m_law.GetUnit() == MHUList::OffsetBy1024 ? 1024.0 : 0.0;
             double const low = preset->LowestGrey() + offset;
             double const high = preset->HighestGrey() + offset;
             if (highest < low || lowest > high)
-                warnings.push_back("all grey values, " + FormatGeneral(lowest) + " to " +
-                                   FormatGeneral(highest) + ", lie outside the range of the preset " +
-                                   std::string(preset->name) + ", " + FormatGeneral(low, 4) + " to " +
-                                   FormatGeneral(high, 4) + "; are they Hounsfield units (--unit-offset)?");
+                m_warnings.Add("all grey values, " + FormatGeneral(lowest) + " to " + FormatGeneral(highest) +
+                               ", lie outside the range of the preset " + std::string(preset->name) + ", " +
+                               FormatGeneral(low, 4) + " to " + FormatGeneral(high, 4) +
+                               "; are they Hounsfield units (--unit-offset)?");
         }
         std::uint64_t raised = 0;
         double densest = 0.0;
@@ -218,14 +214,15 @@ private:
             densest = std::max(densest, material.density);
         }
         if (raised > 0)
-            warnings.push_back(
-                "the law gives " + PartText(raised, static_cast<std::uint64_t>(mesh.NumberOfElements())) +
-                " a density below " + FormatGeneral(m_law.GetLeastDensity()) + " g/cm3 or none; they got " +
-                FormatGeneral(m_law.GetLeastDensity()) + " g/cm3 and E = " +
-                FormatGeneral(m_law.ModulusAt(m_law.GetLeastDensity()), 4) + " MPa (--min-density)");
+            m_warnings.Add("the law gives " +
+                           PartText(raised, static_cast<std::uint64_t>(mesh.NumberOfElements())) +
+                           " a density below " + FormatGeneral(m_law.GetLeastDensity()) +
+                           " g/cm3 or none; they got " + FormatGeneral(m_law.GetLeastDensity()) +
+                           " g/cm3 and E = " + FormatGeneral(m_law.ModulusAt(m_law.GetLeastDensity()), 4) +
+                           " MPa (--min-density)");
         if (densest > DensestSolid)
-            warnings.push_back("densities go up to " + FormatGeneral(densest, 4) +
-                               " g/cm3; is the law one for kg/m3?");
+            m_warnings.Add("densities go up to " + FormatGeneral(densest, 4) +
+                           " g/cm3; is the law one for kg/m3?");
     }
 
     static std::array<double, 2> _GreyRange(std::vector<AssignedMaterial> const& materials) {
@@ -240,8 +237,7 @@ private:
     }
 
     Json _Report(MMeshBase const& mesh, SamplingReport const& sampling,
-                 std::vector<AssignedMaterial> const& materials,
-                 std::vector<std::string> const& warnings) const {
+                 std::vector<AssignedMaterial> const& materials) const {
         Json report;
         report["elements"] = mesh.NumberOfElements();
         report["materials"] = Json::array();
@@ -268,7 +264,7 @@ private:
         report["sampling"] = m_image.ToJson(sampling);
         report["box"] = sampling.mesh_box;
         report["image_box"] = sampling.image_box;
-        report["warnings"] = warnings;
+        report["warnings"] = m_warnings.GetList();
         report["files"] = {m_output.GetFileName(), m_catalog.GetFileName()};
         return report;
     }
@@ -335,6 +331,7 @@ private:
     ImageInput m_image;
     MaterialLaw m_law;
     MeshOutput m_output;
+    Warnings m_warnings;
     CatalogOutput m_catalog;
     Threads m_threads;
     Choice<MaterialsBy> m_by{{{"grey", MaterialsBy::Grey},

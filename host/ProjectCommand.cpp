@@ -13,6 +13,7 @@
 #include <host/SurfaceInput.h>
 #include <host/Table.h>
 #include <host/Threads.h>
+#include <host/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -74,11 +75,11 @@ public:
         State const after = _Measure(mesh, nodes, tree);
         auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
         m_output.Write(mesh, *grid, progress);
+        _WarnWhenApart(project);
         if (m_json)
-            _PrintJson(project, before, after);
+            PrintJson(_Report(project, before, after));
         else
             _Print(project, before, after);
-        _WarnWhenApart(project);
         return Done;
     }
 
@@ -104,8 +105,7 @@ private:
         return state;
     }
 
-    void _PrintJson(MMeshProjectTetOnStlOperator const& project, State const& before,
-                    State const& after) const {
+    Json _Report(MMeshProjectTetOnStlOperator const& project, State const& before, State const& after) const {
         auto const distances = [](State const& state) {
             return Json{{"mean", state.mean}, {"max", state.largest}};
         };
@@ -122,8 +122,9 @@ private:
         report["volume_after"] = after.volume;
         report["distance_before"] = distances(before);
         report["distance_after"] = distances(after);
+        report["warnings"] = m_warnings.GetList();
         report["files"] = {m_output.GetFileName()};
-        PrintJson(report);
+        return report;
     }
 
     void _Print(MMeshProjectTetOnStlOperator const& project, State const& before, State const& after) const {
@@ -150,16 +151,17 @@ private:
         std::cout << "\nwritten: " << m_output.GetFileName() << '\n';
     }
 
-    void _WarnWhenApart(MMeshProjectTetOnStlOperator const& project) const {
+    void _WarnWhenApart(MMeshProjectTetOnStlOperator const& project) {
         if (project.GetNbNodes() > 0 && project.GetNbFar() == project.GetNbNodes())
-            std::cerr << "ketmesh: " << m_surface.GetFileName() << ": WARNING: it comes within "
-                      << FormatGeneral(m_distance) << " mm of no node at the boundary of "
-                      << m_input.GetFileName() << "; is it in the same unit?\n";
+            m_warnings.Add(m_surface.GetFileName() + ": it comes within " + FormatGeneral(m_distance) +
+                           " mm of no node at the boundary of " + m_input.GetFileName() +
+                           "; is it in the same unit?");
     }
 
     MeshInput m_input;
     SurfaceInput m_surface;
     MeshOutput m_output;
+    Warnings m_warnings;
     Threads m_threads;
     double m_distance = 0.0;
     bool m_interfaces = false;

@@ -6,9 +6,22 @@
 #include <host/NumberCheck.h>
 
 #include <algorithm>
-#include <iostream>
+#include <cmath>
+#include <cstdint>
 
 namespace ketmesh {
+
+namespace {
+
+// The root of the mean area in mm2; 0 without triangles.
+double TriangleSize(MStlBase const& stl) {
+    double area = 0.0;
+    for (MStlSurface const& surface : stl.Surfaces())
+        area += surface.GetArea();
+    return std::sqrt(area / static_cast<double>(std::max<std::uint64_t>(stl.NumberOfTriangles(), 1)));
+}
+
+} // namespace
 
 CLI::Option* SurfaceMatch::Declare(CLI::App& command) {
     CLI::Option* const file = m_surface.Declare(command);
@@ -26,7 +39,13 @@ std::unique_ptr<MStlBase> SurfaceMatch::Load(MeshInput const& mesh, Progress con
     return m_surface.Load(mesh, progress);
 }
 
-void SurfaceMatch::Map(MStlBase& stl, MMeshBase& mesh, Progress const& progress) {
+void SurfaceMatch::Map(MStlBase& stl, MMeshBase& mesh, Warnings& warnings, Progress const& progress) {
+    double const size = TriangleSize(stl);
+    if (IsGiven() && m_tolerance > size)
+        warnings.Add("the tolerance of " + FormatGeneral(m_tolerance) +
+                     " mm is larger than the triangles of " + GetFileName() + ", which measure " +
+                     FormatGeneral(size, 3) +
+                     " mm: faces may be matched with triangles far from them, and it takes long");
     auto const mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(&stl, &mesh, m_tolerance);
     mapper->SetParallel(m_threads.Start());
     mapper->SetProgressDelegate(progress);
@@ -35,14 +54,15 @@ void SurfaceMatch::Map(MStlBase& stl, MMeshBase& mesh, Progress const& progress)
     ThrowIfCancelled();
 }
 
-void SurfaceMatch::WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, MeshInput const& input) const {
+void SurfaceMatch::WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, MeshInput const& input,
+                                 Warnings& warnings) const {
     auto const on_mesh = [&mesh](MStlTriangle const& triangle) {
         return mesh.GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
     };
     if (IsGiven() && std::ranges::none_of(stl.Triangles(), on_mesh))
-        std::cerr << "ketmesh: " << GetFileName() << ": WARNING: no triangle of this surface lies within "
-                  << FormatGeneral(m_tolerance) << " mm of a face of " << input.GetFileName()
-                  << "; is it a surface of that mesh, in the same unit, or was it remeshed (--tolerance)?\n";
+        warnings.Add(GetFileName() + ": no triangle of this surface lies within " +
+                     FormatGeneral(m_tolerance) + " mm of a face of " + input.GetFileName() +
+                     "; is it a surface of that mesh, in the same unit, or was it remeshed (--tolerance)?");
 }
 
 } // namespace ketmesh

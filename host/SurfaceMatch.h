@@ -5,6 +5,7 @@
 #include <host/MeshInput.h>
 #include <host/SurfaceInput.h>
 #include <host/Threads.h>
+#include <host/Warnings.h>
 
 #include <memory>
 #include <string>
@@ -25,10 +26,12 @@ public:
 
     // Reads the surface, which is in the unit of the mesh; without a file name it is empty. Throws FileError.
     std::unique_ptr<MStlBase> Load(MeshInput const& mesh, Progress const& progress) const;
-    // Finds the triangles on the faces of a mesh, which holds the mapper from then on.
-    void Map(MStlBase& stl, MMeshBase& mesh, Progress const& progress);
-    // Says on standard error when no triangle lies on any face.
-    void WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, MeshInput const& input) const;
+    // Finds the triangles on the faces of a mesh, which holds the mapper from then on. Warns of a tolerance
+    // that is larger than the triangles.
+    void Map(MStlBase& stl, MMeshBase& mesh, Warnings& warnings, Progress const& progress);
+    // Warns when no triangle lies on any face.
+    void WarnWhenApart(MStlBase const& stl, MMeshBase const& mesh, MeshInput const& input,
+                       Warnings& warnings) const;
 
 private:
     SurfaceInput m_surface;

@@ -28,6 +28,17 @@ constexpr std::unique_ptr<Command> (*Commands[])() = {
     MakeMergeCommand,    MakeCutCommand,     MakeProjectCommand, MakeMaterialsCommand, MakeColorsCommand,
 };
 
+// An option without its value would otherwise count as not given.
+void RefuseEmptyValues(CLI::App& app) {
+    auto const check = [](std::string const& value) {
+        return value.empty() ? std::string("a value is missing") : std::string();
+    };
+    for (CLI::App* const command : app.get_subcommands([](CLI::App*) { return true; }))
+        for (CLI::Option* const option : command->get_options())
+            if (option->get_expected_min() > 0)
+                option->check(CLI::Validator(check, ""));
+}
+
 // One line on standard error, whatever the message is made of.
 int Fail(std::string message) {
     std::ranges::replace_if(
@@ -69,6 +80,7 @@ int Main(int argc, char** argv) {
         commands.push_back(make());
         commands.back()->Declare(app);
     }
+    RefuseEmptyValues(app);
     try {
         app.parse(argc, argv);
     } catch (CLI::Success const& request) { // help or version

@@ -227,8 +227,8 @@ std::string FileNamePart(std::wstring const& name) {
     return part.substr(0, end);
 }
 
-void CheckTriangles(std::uint64_t count) {
-    if (count == 0)
+void CheckTriangles(std::uint64_t count, EmptySurface empty) {
+    if (count == 0 && empty == EmptySurface::Refused)
         throw Error("there are no triangles to write");
 }
 
@@ -254,15 +254,12 @@ void CheckSurfaceFileName(std::filesystem::path const& path) {
 
 void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
                       std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
-    if (empty == EmptySurface::Refused)
-        CheckTriangles(stl.NumberOfTriangles());
-    Write(*PolyDataFromSurfaces(stl, unit), file.GetTemporaryPath(), progress);
-    file.Commit();
+    WriteSurfaceFile(*PolyDataFromSurfaces(stl, unit), file, progress, empty);
 }
 
 void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
-                      std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()));
+                      std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
+    CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()), empty);
     Write(data, file.GetTemporaryPath(), progress);
     file.Commit();
 }
@@ -284,7 +281,7 @@ void WriteGraphFile(vtkPolyData& data, OutputFile& file,
 std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckTriangles(stl.NumberOfTriangles());
+    CheckTriangles(stl.NumberOfTriangles(), EmptySurface::Refused);
     Common::BranchingProgressReporter reporter(progress, "Writing files", true);
     std::vector<OutputFile> files;
     std::set<std::string> taken;

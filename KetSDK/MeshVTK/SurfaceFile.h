@@ -42,7 +42,8 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, O
 // The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp
 // files hold; .ply files hold the colours of AddColors as those of the faces.
 KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
-                                         std::shared_ptr<Common::IProgressDelegate> const& progress);
+                                         std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                         EmptySurface empty = EmptySurface::Refused);
 
 // Writes each surface that has triangles into a file of its own, named `<stem>-<name of the surface>`
 // with the ending of `path`; characters that file names should not have become "_", and names that

@@ -307,6 +307,7 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
                                                {"unknown"},
                                                {"info"},
                                                {"info", beam, "--unit", "inch"},
+                                               {"info", beam, "--labels", ""},
                                                {"surfaces", beam},
                                                {"surfaces", beam, "-o", Path("out/a.txt")},
                                                {"surfaces", beam, "-o", Path("none/a.vtp")},

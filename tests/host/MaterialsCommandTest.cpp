@@ -345,7 +345,7 @@ TEST_F(Materials, WhatCannotBeAssignedEndsInOneLineAndLeavesNothing) {
              {{"colors", m_mesh, "--bins", "2", "-o", Path("out/a.xml")}, "no cell array grey"},
              {{"colors", Head, "--bins", "2", "--from", "9000", "-o", Path("out/a.xml")}, "from 9000"},
              {{"colors", "--intervals", "1,3,2", "-o", Path("out/a.xml")}, "does not ascend"},
-             {{"colors", "--intervals", "", "-o", Path("out/a.xml")}, "no finite number"},
+             {{"colors", "--intervals", "", "-o", Path("out/a.xml")}, "--intervals: a value is missing"},
              {{"colors", "--intervals", "1,2", "--to", "3", "-o", Path("out/a.xml")}, "excludes"},
              {{"colors", Head, "--bins", "2", "-o", Path("out/a.txt")}, ".json or .xml"}}) {
         ExpectRefused(c.arguments, c.reason);
