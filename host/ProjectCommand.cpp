@@ -67,10 +67,13 @@ public:
         project.SetDistance(m_distance);
         project.SetInterfaces(m_interfaces);
         project.SetParallel(m_threads.Start());
+        project.SetProgressDelegate(progress);
         MStlTriangleTree const tree(*stl);
         std::vector<MMeshPoint*> const nodes = project.FindNodes();
         State const before = _Measure(mesh, nodes, tree);
-        if (!project.Operate())
+        bool const projected = project.Operate();
+        ThrowIfCancelled();
+        if (!projected)
             throw FileError(m_input.GetFileName(), "it could not be moved onto the surface");
         State const after = _Measure(mesh, nodes, tree);
         auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);

@@ -1,4 +1,5 @@
 #include "TestMeshes.h"
+#include "TestProgress.h"
 
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
@@ -11,6 +12,8 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -225,6 +228,29 @@ TEST(Project, NodesBetweenSubVolumesMoveWhenAsked) {
     ASSERT_TRUE(project.Operate());
     EXPECT_EQ(project.GetNbMoved(), 9U);
     EXPECT_NEAR(upper->GetVolume(), 3.0, 1e-3);
+}
+
+TEST(Project, CancellingPutsEveryNodeBack) {
+    MStlBase sphere, plane;
+    FillWithSphere(sphere, 5.3, 10);
+    FillWithPlane(plane, -6.0);
+    MMeshBase ball, curved;
+    FillWithBall(ball, 5.0, 6);
+    TestMeshes::AddElementOfKind(curved, 10);
+    for (auto const& [mesh, stl] : {std::pair(&ball, &sphere), std::pair(&curved, &plane)}) {
+        std::vector<Vector> const before = PositionsOf(*mesh);
+        auto project = Projection(*mesh, *stl, 20.0);
+        for (double const part : {0.0, 0.5, 0.6, 0.9, 1.0}) {
+            auto const delegate = std::make_shared<RecordingDelegate>(part);
+            project.SetProgressDelegate(delegate);
+            EXPECT_FALSE(project.Operate()) << part;
+            EXPECT_TRUE(PositionsOf(*mesh) == before) << part;
+            EXPECT_EQ(project.GetNbNodes(), 0U);
+            EXPECT_FALSE(delegate->m_running);
+        }
+        project.SetProgressDelegate(std::make_shared<RecordingDelegate>());
+        EXPECT_TRUE(project.Operate());
+    }
 }
 
 TEST(Project, RefusesWhatItCannotUse) {

@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
 #include <KetSDK/Mesh/geometry/MidNodes.h>
@@ -19,6 +20,7 @@
 #include <utility>
 
 using namespace KetSDK::Mesh::Detail;
+using KetSDK::Common::IncrementalProgressReporter;
 
 namespace {
 
@@ -88,8 +90,9 @@ struct MMeshProjectTetOnStlOperator::Move {
 // Carries moves out, one after another.
 class MMeshProjectTetOnStlOperator::Mover {
 public:
-    Mover(MMeshBase const& mesh, std::vector<Move>& moves)
-        : m_moves(moves) {
+    Mover(MMeshBase& mesh, std::vector<Move>& moves)
+        : m_mesh(mesh)
+        , m_moves(moves) {
         _FindElements(mesh);
         if (std::ranges::any_of(mesh.Elements(), IsQuadratic)) {
             m_mid_nodes.emplace(mesh);
@@ -99,12 +102,16 @@ public:
         }
     }
 
-    void Run() {
-        for (std::size_t i = 0; i < m_moves.size(); ++i)
+    // False, with all nodes back where they were, when the user cancels.
+    bool Run(IncrementalProgressReporter& reporter) {
+        for (std::size_t i = 0; i < m_moves.size() && !reporter.IsCancelled(); ++i, ++reporter)
             if (m_moves[i].state == Move::Held)
                 _MoveAsFarAsGoes(i);
-        while (_GoTheRest()) {
+        while (!reporter.IsCancelled() && _GoTheRest(reporter)) {
         }
+        if (reporter.IsCancelled())
+            _GoBack();
+        return !reporter.IsCancelled();
     }
 
 private:
@@ -157,9 +164,9 @@ private:
     }
 
     // The rest of the way for nodes that were held up. Whether some node went it: others may be free then.
-    bool _GoTheRest() {
+    bool _GoTheRest(IncrementalProgressReporter const& reporter) {
         bool any = false;
-        for (std::size_t i = 0; i < m_moves.size(); ++i) {
+        for (std::size_t i = 0; i < m_moves.size() && !reporter.IsCancelled(); ++i) {
             if (m_moves[i].state != Move::Held && m_moves[i].state != Move::Shortened)
                 continue;
             _LookAt(i);
@@ -169,6 +176,13 @@ private:
             }
         }
         return any;
+    }
+
+    void _GoBack() {
+        for (Move const& move : m_moves)
+            MoveTo(*move.node, move.from);
+        for (std::size_t i = 0; i < m_origins.size(); ++i)
+            MoveTo(*m_mesh.GetRandomPoint(i), m_origins[i]);
     }
 
     // Notes the shapes of the elements at a node, and the mid nodes that follow it.
@@ -219,6 +233,7 @@ private:
     Vector _Origin(MMeshPoint const& p) const { return Vector(m_origins[IndexOf(p)]); }
     Vector _Way(MMeshPoint const& p) const { return Vector(PositionOf(p)) - _Origin(p); }
 
+    MMeshBase& m_mesh;
     std::vector<Move>& m_moves;
     std::vector<std::size_t> m_first; // by move: the first of its elements, and where the last one's end
     std::vector<MMeshElement const*> m_elements;
@@ -257,8 +272,11 @@ bool MMeshProjectTetOnStlOperator::Operate() {
     m_counts = {};
     if (!_CanRun())
         return false;
-    std::vector<Move> moves = _FindMoves();
-    Mover(*GetMesh(), moves).Run();
+    std::vector<MMeshPoint*> const nodes = FindNodes();
+    IncrementalProgressReporter reporter(m_delegate, "Moving boundary", 2 * nodes.size(), true);
+    std::vector<Move> moves = _FindMoves(nodes, reporter);
+    if (moves.size() < nodes.size() || !Mover(*GetMesh(), moves).Run(reporter))
+        return false;
     _Count(moves);
     if (m_counts.moved + m_counts.shortened > 0)
         GetMesh()->NodesMoved();
@@ -270,22 +288,32 @@ bool MMeshProjectTetOnStlOperator::_CanRun() {
            m_distance >= 0.0 && HasTetrahedraOnly(*GetMesh());
 }
 
-std::vector<MMeshProjectTetOnStlOperator::Move> MMeshProjectTetOnStlOperator::_FindMoves() {
+std::vector<MMeshProjectTetOnStlOperator::Move>
+MMeshProjectTetOnStlOperator::_FindMoves(std::vector<MMeshPoint*> const& nodes,
+                                         IncrementalProgressReporter& reporter) {
     MStlTriangleTree const tree(*m_stl);
-    std::vector<MMeshPoint*> const nodes = FindNodes();
-    std::vector<Move> moves(nodes.size());
+    auto const find = [&](MMeshPoint& node) -> Move {
+        Position const from = PositionOf(node);
+        MStlTriangleTree::Hit const hit = tree.FindNearest(Vector(from) / Unit, m_distance);
+        if (!hit.triangle)
+            return {&node, from, from, Move::TooFar};
+        bool const there = hit.distance * Unit <= RoundingDistance;
+        return {&node, from, Rounded(hit.point * Unit), there ? Move::OnSurface : Move::Held};
+    };
+    // In parts, between which this thread reports.
+    constexpr std::size_t part = 1 << 14;
+    std::vector<Move> moves;
+    moves.reserve(nodes.size());
     MeshFaceMapper::Loop const loop(m_parallel);
-    loop(nodes.size(), 256, [&](std::size_t first, std::size_t last) {
-        for (std::size_t i = first; i < last; ++i) {
-            Position const from = PositionOf(*nodes[i]);
-            MStlTriangleTree::Hit const hit = tree.FindNearest(Vector(from) / Unit, m_distance);
-            bool const there = hit.distance * Unit <= RoundingDistance;
-            moves[i] = {nodes[i], from, hit.triangle ? Rounded(hit.point * Unit) : from,
-                        !hit.triangle ? Move::TooFar
-                        : there       ? Move::OnSurface
-                                      : Move::Held};
-        }
-    });
+    while (moves.size() < nodes.size() && !reporter.IsCancelled()) {
+        std::size_t const begin = moves.size();
+        moves.resize(std::min(begin + part, nodes.size()));
+        loop(moves.size() - begin, 256, [&](std::size_t first, std::size_t last) {
+            for (std::size_t i = begin + first; i < begin + last; ++i)
+                moves[i] = find(*nodes[i]);
+        });
+        reporter = moves.size();
+    }
     return moves;
 }
 

@@ -4,7 +4,14 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
+
+namespace KetSDK::Common {
+class IncrementalProgressReporter;
+class IProgressDelegate;
+} // namespace KetSDK::Common
 
 class MMeshPoint;
 class MStlBase;
@@ -23,8 +30,8 @@ class MStlBase;
 //
 // Nodes move one after another in node order, the result is the same on any number of threads. A node that
 // is a mid-edge node of different edges stays, one that is a corner as well moves as a corner. Neighbour
-// information and mappings stay valid; box and coordinate index of the mesh follow. Reads no settings,
-// reports no progress. One thread at a time uses operator, mesh and surface.
+// information and mappings stay valid; box and coordinate index of the mesh follow. Reads no settings. One
+// thread at a time uses operator, mesh and surface.
 class KETSDK_MESH_API MMeshProjectTetOnStlOperator : public MMeshOperator {
 public:
     MMeshProjectTetOnStlOperator() = default;
@@ -45,6 +52,10 @@ public:
     // has; false unless set.
     void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
     bool GetParallel() const noexcept { return m_parallel; }
+    // Hears of the progress, and lets the user cancel; null for none.
+    void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
+        m_delegate = std::move(delegate);
+    }
 
     // The nodes that Operate looks at, in node order: those with a face at the boundary or, where that is
     // set, between sub-volumes. Nodes of the mesh; none without one
@@ -52,8 +63,8 @@ public:
     std::vector<MMeshPoint*> FindNodes();
 
     // Moves the nodes. False, with nothing changed and no counts, without a mesh or a surface with
-    // triangles, for a mesh with elements other than tetrahedra of four or ten nodes, and for a distance
-    // that is negative or no finite number.
+    // triangles, for a mesh with elements other than tetrahedra of four or ten nodes, for a distance that is
+    // negative or no finite number, and when the user cancelled.
     bool Operate() override;
 
     // What the last run did. Every node that it looked at counts once, as moved, shortened or left.
@@ -83,12 +94,15 @@ private:
     class Mover;
 
     bool _CanRun();
-    std::vector<Move> _FindMoves();
+    // Fewer than there are when the user cancels.
+    std::vector<Move> _FindMoves(std::vector<MMeshPoint*> const& nodes,
+                                 KetSDK::Common::IncrementalProgressReporter& reporter);
     void _Count(std::vector<Move> const& moves);
 
     MStlBase* m_stl = nullptr;
     double m_distance = 0.0;
     bool m_interfaces = false;
     bool m_parallel = false;
+    std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;
     Counts m_counts;
 };
