@@ -1,6 +1,5 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorGroupSubVolumes.h>
-#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
@@ -11,8 +10,6 @@
 #include <host/SubVolumeList.h>
 #include <host/SurfaceMatch.h>
 #include <host/Warnings.h>
-
-#include <vtkUnstructuredGrid.h>
 
 #include <cstdint>
 #include <iostream>
@@ -63,12 +60,8 @@ public:
             throw FileError(m_input.GetFileName(), "its sub-volumes could not be grouped");
         ThrowIfCancelled();
         report["subvolumes"] = SubVolumesOf(mesh);
-        report["files"] = Json::array();
-        if (m_output.IsGiven()) {
-            report["files"].push_back(m_output.GetFileName());
-            auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
-            m_output.Write(mesh, *grid, progress);
-        }
+        report["files"] = m_output.GetFiles();
+        m_output.Write(loaded, m_input.GetUnit(), progress);
         m_surface.WarnWhenApart(*stl, mesh, m_input, m_warnings);
         _WarnOfFaces(report);
         report["warnings"] = m_warnings.GetList();

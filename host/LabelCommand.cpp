@@ -1,5 +1,4 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
-#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
@@ -9,8 +8,6 @@
 #include <host/SubVolumeList.h>
 #include <host/SurfaceMatch.h>
 #include <host/Warnings.h>
-
-#include <vtkUnstructuredGrid.h>
 
 #include <iostream>
 
@@ -59,12 +56,8 @@ public:
         Json report;
         report["elements"] = mesh.NumberOfElements();
         report["subvolumes"] = SubVolumesOf(mesh);
-        report["files"] = Json::array();
-        if (m_output.IsGiven()) {
-            report["files"].push_back(m_output.GetFileName());
-            auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
-            m_output.Write(mesh, *grid, progress);
-        }
+        report["files"] = m_output.GetFiles();
+        m_output.Write(loaded, m_input.GetUnit(), progress);
         m_surface.WarnWhenApart(*stl, mesh, m_input, m_warnings);
         report["warnings"] = m_warnings.GetList();
         if (m_json)

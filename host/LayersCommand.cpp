@@ -96,9 +96,7 @@ private:
                 {{"number", i}, {"elements", count[i].elements}, {"volume", count[i].volume}});
         report["elements_in_layers"] = layers.GetNbLayersElements();
         report["inside"] = {{"elements", count[0].elements}, {"volume", count[0].volume}};
-        report["files"] = Json::array();
-        if (m_output.IsGiven())
-            report["files"].push_back(m_output.GetFileName());
+        report["files"] = m_output.GetFiles();
         return report;
     }
 

@@ -2,6 +2,7 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridFile.h>
+#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <host/FileError.h>
 #include <host/MeshFile.h>
@@ -32,6 +33,16 @@ void MeshOutput::Write(MMeshBase const& mesh, vtkUnstructuredGrid& grid, Progres
         else
             KetSDK::MeshVTK::WriteGridFile(grid, *m_output, progress);
     });
+}
+
+void MeshOutput::Write(MeshInput::Loaded const& loaded, KetSDK::MeshVTK::LengthUnit unit,
+                       Progress const& progress) {
+    if (IsGiven())
+        Write(*loaded.mesh, *KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, unit, loaded.grid), progress);
+}
+
+Json MeshOutput::GetFiles() const {
+    return IsGiven() ? Json::array({m_file}) : Json::array();
 }
 
 } // namespace ketmesh

@@ -3,6 +3,8 @@
 #include <KetSDK/Mesh/persistence/MMeshFile.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
 #include <host/Command.h>
+#include <host/MeshInput.h>
+#include <host/Output.h>
 
 #include <optional>
 #include <string>
@@ -30,6 +32,12 @@ public:
     // .kmesh file holds all else that the mesh knows, too. The file appears under its name when it is whole.
     // Throws FileError.
     void Write(MMeshBase const& mesh, vtkUnstructuredGrid& grid, Progress const& progress);
+    // Writes a mesh that was read and still has its nodes and elements, with all arrays that came with it.
+    // Nothing without a file name.
+    void Write(MeshInput::Loaded const& loaded, KetSDK::MeshVTK::LengthUnit unit, Progress const& progress);
+
+    // A list of the file, for reports; empty without a file name.
+    Json GetFiles() const;
 
 private:
     std::string m_file;

@@ -1,6 +1,5 @@
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
-#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/ElementKinds.h>
@@ -8,8 +7,6 @@
 #include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
-
-#include <vtkUnstructuredGrid.h>
 
 #include <cstdint>
 #include <iostream>
@@ -54,8 +51,7 @@ public:
         report["volume_before"] = volume_before;
         report["volume_after"] = mesh.GetVolume();
         report["files"] = {m_output.GetFileName()};
-        auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
-        m_output.Write(mesh, *grid, progress);
+        m_output.Write(loaded, m_input.GetUnit(), progress);
         if (m_json)
             PrintJson(report);
         else

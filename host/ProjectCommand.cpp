@@ -1,6 +1,5 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
-#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 #include <host/Cancellation.h>
@@ -14,8 +13,6 @@
 #include <host/Table.h>
 #include <host/Threads.h>
 #include <host/Warnings.h>
-
-#include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
 #include <iostream>
@@ -76,8 +73,7 @@ public:
         if (!projected)
             throw FileError(m_input.GetFileName(), "it could not be moved onto the surface");
         State const after = _Measure(mesh, nodes, tree);
-        auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
-        m_output.Write(mesh, *grid, progress);
+        m_output.Write(loaded, m_input.GetUnit(), progress);
         _WarnWhenApart(project);
         if (m_json)
             PrintJson(_Report(project, before, after));

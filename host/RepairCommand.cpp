@@ -1,5 +1,4 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
-#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
@@ -10,8 +9,6 @@
 #include <host/NumberCheck.h>
 #include <host/Table.h>
 #include <host/Threads.h>
-
-#include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
 #include <cmath>
@@ -82,8 +79,7 @@ public:
             throw FileError(m_input.GetFileName(), "it could not be repaired");
         ThrowIfCancelled();
         State const after = _Measure(mesh, parallel, progress);
-        auto const grid = KetSDK::MeshVTK::GridFromMesh(mesh, m_input.GetUnit(), loaded.grid);
-        m_output.Write(mesh, *grid, progress);
+        m_output.Write(loaded, m_input.GetUnit(), progress);
         if (m_json)
             _PrintJson(mesh, corrector, before, after);
         else

@@ -1,13 +1,10 @@
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
-#include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
-
-#include <vtkUnstructuredGrid.h>
 
 #include <iostream>
 #include <string>
@@ -50,10 +47,7 @@ public:
         if (!split.Operate())
             throw FileError(m_input.GetFileName(), "its sub-volumes could not be split");
         ThrowIfCancelled();
-        if (m_output.IsGiven()) {
-            auto const grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, m_input.GetUnit(), loaded.grid);
-            m_output.Write(*loaded.mesh, *grid, progress);
-        }
+        m_output.Write(loaded, m_input.GetUnit(), progress);
         _Print(*loaded.mesh, split);
         return Done;
     }
@@ -65,9 +59,7 @@ private:
         report["nodes"] = mesh.NumberOfPoints();
         report["new_subvolumes"] = split.GetNbNewSubVolumes();
         report["subvolumes"] = SubVolumesOf(mesh);
-        report["files"] = Json::array();
-        if (m_output.IsGiven())
-            report["files"].push_back(m_output.GetFileName());
+        report["files"] = m_output.GetFiles();
         if (m_json) {
             PrintJson(report);
             return;
