@@ -197,17 +197,17 @@ void MMeshBase::_ReadState(MStreamMFileIn& in) {
 bool MMeshBase::IsConsistent() const {
     MDataMask<MMeshElement, MMeshSurfaceTriangleList> const* const faces =
         std::as_const(*m_element_masks).GetSurfaceMask();
+    auto const points = static_cast<std::uint32_t>(NumberOfPoints());
     bool consistent = true;
     Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        consistent = consistent && MMeshElementDescriptor::GetNumTetraOfElement(e.GetNodeCount()) > 0;
-        for (unsigned int i = 0; i < e.GetNodeCount() && consistent; ++i) {
-            MLong const index = e.GetNode(i)->GetIndex();
-            consistent = index >= 0 && index < NumberOfPoints();
-        }
-        if (faces && consistent)
+        unsigned char const n = e.GetNodeCount();
+        bool good = MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
+        for (unsigned int i = 0; i < n; ++i) // a negative number becomes a large one
+            good &= static_cast<std::uint32_t>(e.GetNode(i)->GetIndex()) < points;
+        if (faces && good)
             for (MMeshSurfaceTriangleList::Face const face : faces->GetValue(e))
-                consistent = consistent && MMeshSurfaceTriangleList::IsFaceOf(
-                                               e.GetNodeCount(), face.tetrahedron, face.triangle);
+                good &= MMeshSurfaceTriangleList::IsFaceOf(n, face.tetrahedron, face.triangle);
+        consistent &= good;
     });
     return consistent;
 }
