@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 
+#include <vtk3DLinearGridPlaneCutter.h>
 #include <vtkAlgorithm.h>
 #include <vtkCell.h>
 #include <vtkCutter.h>
@@ -37,7 +38,11 @@ vtkNew<vtkPlane> Plane(Case& c) {
     return plane;
 }
 
-auto const AreaIsAnswer = [](Case&, vtkPolyData& section) {
+auto const AreaIsAnswer = [](Case&, auto const& cutter) -> std::optional<double> {
+    auto* const found = vtkPolyData::SafeDownCast(cutter->GetOutputDataObject(0));
+    if (!found)
+        return std::nullopt;
+    vtkPolyData& section = *found;
     double area = 0.0;
     for (vtkIdType i = 0; i < section.GetNumberOfCells(); ++i) {
         vtkPoints& corners = *section.GetCell(i)->GetPoints();
@@ -49,7 +54,7 @@ auto const AreaIsAnswer = [](Case&, vtkPolyData& section) {
             area += vtkTriangle::TriangleArea(p[0], p[1], p[2]);
         }
     }
-    return std::optional(area);
+    return area;
 };
 
 void AddSections(Recipe const& recipe) {
@@ -74,7 +79,21 @@ void AddSections(Recipe const& recipe) {
             cutter->Update();
             return cutter;
         },
-        [](Case& c, auto const& cutter) { return AreaIsAnswer(c, *cutter->GetOutput()); });
+        AreaIsAnswer);
+    // What vtkCutter uses for these meshes, asked to share points between triangles as ours do.
+    AddWay(
+        recipe, "section", "vtk3DLinearGridPlaneCutter, points merged", NothingToPrepare,
+        [](Case& c) {
+            auto cutter = vtkSmartPointer<vtk3DLinearGridPlaneCutter>::New();
+            cutter->SetInputData(c.grid);
+            cutter->SetPlane(Plane(c));
+            cutter->SetOutputPointsPrecision(vtkAlgorithm::DOUBLE_PRECISION);
+            cutter->MergePointsOn();
+            cutter->ComputeNormalsOff();
+            cutter->Update();
+            return cutter;
+        },
+        AreaIsAnswer);
     AddWay(
         recipe, "section", "vtkPlaneCutter", NothingToPrepare,
         [](Case& c) {
@@ -86,10 +105,7 @@ void AddSections(Recipe const& recipe) {
             cutter->Update();
             return cutter;
         },
-        [](Case& c, auto const& cutter) {
-            auto* const section = vtkPolyData::SafeDownCast(cutter->GetOutputDataObject(0));
-            return section ? AreaIsAnswer(c, *section) : std::nullopt;
-        });
+        AreaIsAnswer);
 }
 
 } // namespace

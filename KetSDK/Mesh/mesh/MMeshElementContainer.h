@@ -66,8 +66,8 @@ public:
     auto begin() const noexcept { return m_elements.begin(); }
     auto end() const noexcept { return m_elements.end(); }
 
-    // Calls visit(element, number) for all elements in order, for loops that read the nodes: the nodes
-    // of later elements, which may lie anywhere in memory, are fetched ahead of their use.
+    // Calls visit(element, number) for all elements in order, for loops that read the nodes: what is read
+    // of later elements, which may lie anywhere in memory, is fetched ahead of its use.
     template <typename Visit>
     void ForEachWithNodes(Visit&& visit) const {
         ForEachWithNodes(0, GetNumElements(), visit);
@@ -76,20 +76,28 @@ public:
     // the next elements finds their nodes there.
     template <typename Visit>
     void ForEachWithNodes(std::uint64_t first, std::uint64_t last, Visit&& visit) const {
-        constexpr std::uint64_t distance = 16;
-        auto const iterator_at = [this](std::uint64_t i) {
-            return m_elements.begin() + static_cast<std::ptrdiff_t>(i);
-        };
-        auto const end = m_elements.end();
-        auto ahead = iterator_at(std::min(first + distance, GetNumElements()));
-        auto element = iterator_at(first);
-        for (std::uint64_t number = first; number < last; ++number, ++element) {
-            if (ahead != end) {
-                for (unsigned int i = 0; i < ahead->GetNodeCount(); ++i)
-                    __builtin_prefetch(ahead->GetNode(i));
-                ++ahead;
+        // In three steps, none of which waits for the one before: an element, its array of nodes, the nodes.
+        std::uint64_t const size = GetNumElements();
+        for (std::uint64_t number = first; number < last;) {
+            // So many elements lie one behind the other, here and ahead.
+            std::uint64_t run = last - number;
+            auto const from = [&](std::uint64_t distance) {
+                std::uint64_t const i = number + distance < size ? number + distance : number;
+                run = std::min({run, BlockSize - i % BlockSize, size - i});
+                return GetElementPtrAt(i);
+            };
+            MMeshElement const* const to_come = from(96);
+            MMeshElement const* const with_array_to_come = from(48);
+            MMeshElement const* const with_nodes_to_come = from(16);
+            MMeshElement const* const elements = from(0);
+            for (std::uint64_t i = 0; i < run; ++i) {
+                __builtin_prefetch(&to_come[i]);
+                __builtin_prefetch(with_array_to_come[i].GetNodes());
+                for (unsigned int k = 0; k < with_nodes_to_come[i].GetNodeCount(); ++k)
+                    __builtin_prefetch(with_nodes_to_come[i].GetNode(k));
+                visit(elements[i], number + i);
             }
-            visit(*element, number);
+            number += run;
         }
     }
 

@@ -24,13 +24,30 @@ constexpr unsigned char BelowBit = 2;
 std::vector<unsigned char> SidesOfNodes(MMeshBase const& mesh, Point const& normal, Point const& point) {
     double const offset = normal.Dot(point);
     std::vector<unsigned char> sides(static_cast<std::size_t>(mesh.NumberOfPoints()));
-    for (std::size_t i = 0; i < sides.size(); ++i) {
-        MMeshPoint const& p = *mesh.GetRandomPoint(i);
-        double const distance = normal.Dot(Point(p.x / Unit, p.y / Unit, p.z / Unit)) - offset;
-        sides[i] =
-            static_cast<unsigned char>((distance > 0.0 ? AboveBit : 0) | (distance < 0.0 ? BelowBit : 0));
+    constexpr std::size_t block = MMeshPointContainer::NodesPerBlock;
+    for (std::size_t first = 0; first < sides.size(); first += block) {
+        MMeshPoint const* const nodes = mesh.GetRandomPoint(first);
+        for (std::size_t i = 0; i < std::min(block, sides.size() - first); ++i) {
+            MMeshPoint const& p = nodes[i];
+            double const distance = normal.Dot(Point(p.x / Unit, p.y / Unit, p.z / Unit)) - offset;
+            sides[first + i] =
+                static_cast<unsigned char>((distance > 0.0 ? AboveBit : 0) | (distance < 0.0 ? BelowBit : 0));
+        }
     }
     return sides;
+}
+
+// What is common to the sides of an element's nodes.
+unsigned int SideOf(MMeshElement const& e, std::vector<unsigned char> const& sides) {
+    auto const side = [&](unsigned int i) -> unsigned int {
+        return sides[static_cast<std::size_t>(e.GetNode(i)->GetIndex())];
+    };
+    if (e.GetNodeCount() == 4) // nearly always; without a loop none waits for another
+        return side(0) & side(1) & side(2) & side(3);
+    unsigned int common = AboveBit | BelowBit;
+    for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+        common &= side(i);
+    return common;
 }
 
 // A power of two times the normal, whose largest coordinate is between 1 and 2 then: exact, and safe from
@@ -101,16 +118,18 @@ bool MMeshOperatorCutPlane::Operate() {
     std::vector<unsigned char> const sides = SidesOfNodes(mesh, m_normal, m_point);
     MDataMaskBits<MMeshElement>& visible = *mesh.GetElementMasks()->GetVisibleMask();
     std::vector<MMeshElement const*> cut;
+    std::uint64_t above = 0;
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        unsigned int side = AboveBit | BelowBit;
-        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-            side &= sides[static_cast<std::size_t>(e.GetNode(i)->GetIndex())];
+        unsigned int const side = SideOf(e, sides);
         bool const is_above = (side & AboveBit) != 0;
-        m_nb_above += is_above;
-        visible.SetValue(e, !is_above);
+        above += is_above;
+        // Writing the same word over and over would wait for the last time.
+        if (visible.GetValue(e) == is_above)
+            visible.SetValue(e, !is_above);
         if (side == 0)
             cut.push_back(&e);
     });
+    m_nb_above = above;
     m_nb_cut = cut.size();
     m_nb_below = mesh.Elements().GetNumElements() - m_nb_above - m_nb_cut;
     m_section = MMeshSection(cut, m_normal, m_point);
