@@ -140,6 +140,8 @@ TEST(MStlBase, FindsEveryPointOfALatticeAtItsAddress) {
     for (MLong step : {1, 1024, 1 << 20}) {
         MStlBase stl;
         std::vector<MStlPoint*> added;
+        if (step == 1024)
+            stl.ReserveLookUps(100'000);
         for (int pass = 0; pass < 2; ++pass)
             for (MLong i = 0; i < 100 * 1000; ++i) {
                 MStlPoint* const p = stl.AddPoint((i % 50 - 25) * step, (i / 50 % 50 - 25) * step,

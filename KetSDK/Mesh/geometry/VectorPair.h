@@ -111,6 +111,21 @@ inline VectorPair Cross(VectorPair const& a, VectorPair const& b) noexcept {
     return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
 }
 
+// As ScaledLength in both lanes.
+inline DoublePair ScaledLength(VectorPair const& v) noexcept {
+    constexpr DoublePair smallest_subnormal = {4.94065645841247e-324, 4.94065645841247e-324};
+    DoublePair const ax = Abs(v.x);
+    DoublePair const ay = Abs(v.y);
+    DoublePair const az = Abs(v.z);
+    DoublePair const a = Min(ay, ax);
+    DoublePair const larger = Max(ax, ay);
+    DoublePair const b = Min(az, larger);
+    DoublePair const m = Max(Max(larger, az), smallest_subnormal);
+    DoublePair const p = a / m;
+    DoublePair const q = b / m;
+    return m * Sqrt(p * p + q * q + 1.0);
+}
+
 // As SafeLength in both lanes.
 [[gnu::always_inline]] inline DoublePair Length(VectorPair const& v) noexcept {
     DoublePair const square = Dot(v, v);

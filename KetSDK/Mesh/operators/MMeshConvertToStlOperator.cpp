@@ -1,19 +1,48 @@
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/geometry/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
+
+using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
 using Descriptor = MMeshElementDescriptor;
 
 using Vector = MMVector<double, 3>;
+
+using Corners = std::array<Vector, 4>;
+
+// The first four nodes of an element, shrunk as PolyhedronInterface::ShrinkTowardsCentroid shrinks them: no
+// virtual function is called for each of very many corners.
+Corners ShrunkCorners(MMeshElement const& e, double f) noexcept {
+    constexpr double unit = KetSDK::Common::MInternalUnits::Get();
+    Corners corners;
+    for (unsigned int i = 0; i < std::min<unsigned int>(4, e.GetNodeCount()); ++i) {
+        MMeshPoint const& node = *e.GetNode(i);
+        corners[i] = {node.x / unit, node.y / unit, node.z / unit};
+    }
+    if (f == 0.0)
+        return corners;
+    Vector const centroid = (corners[0] + corners[1] + corners[2] + corners[3]) * 0.25;
+    for (Vector& corner : corners)
+        corner = corner * (1.0 - f) + centroid * f;
+    return corners;
+}
+
+// As std::lround, without a call: with the largest number below one half added, no number but those that are
+// rounded up reaches the next integer.
+MLong Rounded(double v) noexcept {
+    constexpr double half = 0x1.fffffffffffffp-2;
+    return static_cast<MLong>(static_cast<std::int64_t>(v + std::copysign(half, v)));
+}
 
 // Writes tetrahedra into a container, some time after their positions are known: what the container reads to
 // find a point at a position, which may lie anywhere in memory, is fetched meanwhile.
@@ -22,13 +51,14 @@ public:
     explicit FaceWriter(MStlBase& stl)
         : m_stl(stl) {}
 
-    void Add(TetrahedronBase<double> const& tetrahedron) {
+    void Add(Corners const& tetrahedron) {
+        constexpr double unit = KetSDK::Common::MInternalUnits::Get();
         Waiting& added = m_waiting[m_count++];
-        for (unsigned int i = 0; i < 4; ++i) {
-            added.corners[i] = tetrahedron.GetVertex(i);
+        added.corners = tetrahedron;
+        for (std::size_t i = 0; i < 4; ++i) {
             Position& p = added.positions[i];
             for (std::size_t axis = 0; axis < 3; ++axis)
-                p[axis] = static_cast<MLong>(std::lround(added.corners[i][axis] * m_units));
+                p[axis] = Rounded(tetrahedron[i][axis] * unit);
             m_stl.PrefetchPoint(p[0], p[1], p[2]);
         }
         if (m_count == m_waiting.size())
@@ -46,7 +76,7 @@ private:
     using Position = std::array<MLong, 3>;
 
     struct Waiting {
-        std::array<Vector, 4> corners;
+        Corners corners;
         std::array<Position, 4> positions; // in internal units
     };
 
@@ -58,16 +88,23 @@ private:
             Position const& p = tetrahedron.positions[i];
             points[i] = m_stl.AddPoint(p[0], p[1], p[2], false);
         }
-        std::array<Vector, 4> const& corners = tetrahedron.corners;
-        for (auto const& [a, b, c] : Descriptor::descr_triangle_point_ORIENTED) {
-            auto* const triangle = m_stl.AddTriangle(points[a], points[b], points[c], nullptr);
+        for (std::size_t face = 0; face < 4; face += 2) {
+            auto const& first = Descriptor::descr_triangle_point_ORIENTED[face];
+            auto const& second = Descriptor::descr_triangle_point_ORIENTED[face + 1];
+            auto const corners = [&](std::size_t i) {
+                return VectorPair::Of(tetrahedron.corners[first[i]], tetrahedron.corners[second[i]]);
+            };
             // Of the corners before they are rounded.
-            Vector const normal = KetSDK::Mesh::Detail::UnitNormal(corners[a], corners[b], corners[c]);
-            triangle->SetNormalFloat(MMVector<float, 3>(normal));
+            VectorPair const normals = UnitNormals(corners(0), corners(1), corners(2));
+            _AddTriangle(points, first, {normals.x[0], normals.y[0], normals.z[0]});
+            _AddTriangle(points, second, {normals.x[1], normals.y[1], normals.z[1]});
         }
     }
 
-    static constexpr double m_units = KetSDK::Common::MInternalUnits::Get();
+    void _AddTriangle(MStlPoint* const (&points)[4], unsigned char const (&face)[3], Vector const& normal) {
+        auto* const triangle = m_stl.AddTriangle(points[face[0]], points[face[1]], points[face[2]], nullptr);
+        triangle->SetNormalFloat(MMVector<float, 3>(normal));
+    }
 
     MStlBase& m_stl;
     std::array<Waiting, 16> m_waiting;
@@ -84,13 +121,18 @@ bool MMeshConvertToStlOperator::Operate() {
         return false;
     if (!m_stl)
         m_stl = new MStlBase;
+    auto const is_selected = [this](MMeshElement const& e) {
+        return !m_selection || m_selection->GetValue(e);
+    };
+    auto const selected = static_cast<std::uint64_t>(
+        m_selection ? std::ranges::count_if(mesh->Elements(), is_selected) : mesh->NumberOfElements());
+    auto const nodes = static_cast<std::uint64_t>(mesh->NumberOfPoints());
+    m_stl->ReserveLookUps(m_epsilon == 0.0 ? std::min(nodes, 4 * selected) : 4 * selected);
+
     FaceWriter writer(*m_stl);
     mesh->Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        if (m_selection && !m_selection->GetValue(e))
-            return;
-        TetrahedronBase<double> tetrahedron(&e);
-        tetrahedron.ShrinkTowardsCentroid(m_epsilon);
-        writer.Add(tetrahedron);
+        if (is_selected(e))
+            writer.Add(ShrunkCorners(e, m_epsilon));
     });
     writer.Flush();
     return true;

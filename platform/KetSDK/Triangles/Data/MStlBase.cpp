@@ -109,6 +109,12 @@ MStlPoint* MStlBase::AddPoint(MLong x, MLong y, MLong z, bool allowDuplicate) {
     return m_lookup->FindOrAppend(m_points, x, y, z);
 }
 
+void MStlBase::ReserveLookUps(std::uint64_t points) {
+    if (!m_lookup)
+        m_lookup = std::make_unique<MStlPointLookup>();
+    m_lookup->Reserve(m_points.size() + static_cast<std::size_t>(points));
+}
+
 MStlPoint* MStlBase::FindPoint(MLong x, MLong y, MLong z) {
     if (!m_lookup)
         m_lookup = std::make_unique<MStlPointLookup>();

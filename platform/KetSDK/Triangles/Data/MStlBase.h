@@ -57,6 +57,8 @@ public:
     // Fetches what AddPoint and FindPoint will read first for a position, for loops that know it some time
     // before.
     void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
+    // Makes room, at once, for finding so many points more, for loops that know how many they will add.
+    void ReserveLookUps(std::uint64_t points);
 
     // Appends an empty surface without a name or, given a surface of this or another container, a copy
     // of its name and triangles. Points come over by position: a point that is there is shared.

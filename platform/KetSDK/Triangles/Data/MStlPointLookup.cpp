@@ -1,18 +1,22 @@
 #include <KetSDK/Triangles/Data/MStlPointLookup.h>
 
+#include <algorithm>
 #include <utility>
 
-void MStlPointLookup::_Grow() {
-    Slots const old = std::exchange(m_slots, Slots(m_slots.empty() ? std::size_t{16} : 2 * m_slots.size()));
-    m_shift = 32;
-    for (std::size_t size = m_slots.size(); size > 1; size /= 2)
-        --m_shift;
-    for (Slot const& slot : old) {
-        if (slot.bits == Free)
-            continue;
-        std::size_t at = slot.bits >> m_shift;
-        while (m_slots[at].bits != Free)
-            at = (at + 1) & (m_slots.size() - 1);
-        m_slots[at] = slot;
-    }
+void MStlPointLookup::_Grow(std::size_t points) {
+    std::size_t size = std::max(m_lines.size(), std::size_t{2});
+    while (!_HasRoomFor(points, size))
+        size *= 2;
+    Lines const old = std::exchange(m_lines, Lines(size));
+    m_shift = 32 - static_cast<unsigned int>(std::countr_zero(size));
+    for (Line const& line : old)
+        for (std::size_t i = 0; i < SlotsPerLine && line.bits[i] != Free; ++i) {
+            std::size_t at = line.bits[i] >> m_shift;
+            unsigned int free = m_lines[at].SlotsWith(Free);
+            for (; free == 0; free = m_lines[at].SlotsWith(Free))
+                at = _Next(at);
+            auto const place = static_cast<std::size_t>(std::countr_zero(free));
+            m_lines[at].bits[place] = line.bits[i];
+            m_lines[at].points[place] = line.points[i];
+        }
 }

@@ -5,62 +5,72 @@
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
 
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 // Finds the first of the entered points at a position. A table that its owner keeps beside a sequence
 // of points and brings up to date before each use, so that points which nobody looks up cost nothing.
 // Used by one thread at a time while points are entered; concurrent look-ups are safe.
 //
-// The table holds 32 bits of each point's hash and its place in the sequence. The highest of these bits
-// number the slot where the point stands, or behind which it stands: so the slots ascend by hash, and a table
-// grows in one pass from front to back. A point that is new is not compared with others: nearly always the
-// bits differ.
+// The table holds 32 bits of each point's hash and its place in the sequence, eight of each in a line as long
+// as those of a cache. The highest of these bits number the line where the point stands, or behind which it
+// stands when that is full: so the lines ascend by hash, and a table grows in one pass from front to back. A
+// look-up nearly always reads one line, all of it at once, and compares a point only with those whose bits
+// agree: a new one with none.
 class MStlPointLookup {
 public:
+    // Makes room for so many points in all.
+    void Reserve(std::size_t points) {
+        if (!_HasRoomFor(points, m_lines.size()))
+            _Grow(points);
+    }
+
     // Enters the points of the sequence that came after the last one entered.
     template <typename Points>
     void Update(Points& points) {
         for (; m_entered < points.size(); ++m_entered) {
             MStlPoint const& p = points[m_entered];
-            _MakeRoom();
+            Reserve(m_filled + 1);
             // The first one at a position is found, so a later one is not entered.
             std::uint32_t const bits = _BitsOf(p.GetX(), p.GetY(), p.GetZ());
-            if (Slot& slot = m_slots[_FindSlot(points, bits, p.GetX(), p.GetY(), p.GetZ())];
-                slot.bits == Free)
+            if (Slot const slot = _FindSlot(points, bits, p.GetX(), p.GetY(), p.GetZ()); _IsFree(slot))
                 _Fill(slot, bits);
         }
     }
 
-    // Fetches the slots that a look-up of the position begins with, from one or two cache lines. Inlined in
-    // any case: GCC drops calls of functions that do nothing but fetch.
+    // Fetches the line that a look-up of the position begins with. Inlined in any case: GCC drops calls of
+    // functions that do nothing but fetch.
     [[gnu::always_inline]] void Prefetch(MLong x, MLong y, MLong z) const noexcept {
-        if (m_slots.empty())
-            return;
-        std::size_t const at = _BitsOf(x, y, z) >> m_shift;
-        __builtin_prefetch(&m_slots[at]);
-        __builtin_prefetch(&m_slots[(at + 5) & (m_slots.size() - 1)]);
+        if (!m_lines.empty())
+            __builtin_prefetch(&m_lines[_BitsOf(x, y, z) >> m_shift]);
     }
 
     // The point at the position among those entered; null when none is there.
     template <typename Points>
     auto* Find(Points& points, MLong x, MLong y, MLong z) const noexcept {
-        std::size_t const at = m_slots.empty() ? 0 : _FindSlot(points, _BitsOf(x, y, z), x, y, z);
-        bool const found = !m_slots.empty() && m_slots[at].bits != Free;
-        return found ? &points[m_slots[at].point] : nullptr;
+        using Found = decltype(&points[0]);
+        if (m_lines.empty())
+            return Found();
+        Slot const slot = _FindSlot(points, _BitsOf(x, y, z), x, y, z);
+        return _IsFree(slot) ? Found() : &points[m_lines[slot.line].points[slot.place]];
     }
 
     // The point at the position, appended to the sequence with the next index when none is there.
     template <typename Points>
     MStlPoint* FindOrAppend(Points& points, MLong x, MLong y, MLong z) {
         Update(points);
-        _MakeRoom();
+        Reserve(m_filled + 1);
         std::uint32_t const bits = _BitsOf(x, y, z);
-        Slot& slot = m_slots[_FindSlot(points, bits, x, y, z)];
-        if (slot.bits != Free)
-            return &points[slot.point];
-        MStlPoint& added = points.emplace_back(x, y, z, static_cast<MLong>(points.size()));
+        Slot const slot = _FindSlot(points, bits, x, y, z);
+        if (!_IsFree(slot))
+            return &points[m_lines[slot.line].points[slot.place]];
+        MStlPoint& added = points.emplace_back(x, y, z, static_cast<MLong>(m_entered));
         _Fill(slot, bits);
         ++m_entered;
         return &added;
@@ -68,12 +78,35 @@ public:
 
 private:
     static constexpr std::uint32_t Free = 0;
+    static constexpr std::size_t SlotsPerLine = 8;
+
+    // Filled from the front.
+    struct Line {
+        std::array<std::uint32_t, SlotsPerLine> bits{};   // of the hash
+        std::array<std::uint32_t, SlotsPerLine> points{}; // their places in the sequence
+
+        // A bit for each slot with these bits.
+        unsigned int SlotsWith(std::uint32_t wanted) const noexcept {
+#ifdef __SSE2__
+            auto const four = [this, all = _mm_set1_epi32(static_cast<int>(wanted))](std::size_t first) {
+                return _mm_cmpeq_epi32(_mm_loadu_si128(reinterpret_cast<__m128i const*>(&bits[first])), all);
+            };
+            __m128i const eight = _mm_packs_epi32(four(0), four(4));
+            return static_cast<unsigned int>(_mm_movemask_epi8(_mm_packs_epi16(eight, _mm_setzero_si128())));
+#else
+            unsigned int slots = 0;
+            for (std::size_t i = 0; i < SlotsPerLine; ++i)
+                slots |= static_cast<unsigned int>(bits[i] == wanted) << i;
+            return slots;
+#endif
+        }
+    };
+    using Lines = std::vector<Line, KetSDK::Common::MLargePageAllocator<Line>>;
 
     struct Slot {
-        std::uint32_t bits = Free; // of the hash
-        std::uint32_t point = 0;   // its place in the sequence
+        std::size_t line;
+        unsigned int place;
     };
-    using Slots = std::vector<Slot, KetSDK::Common::MLargePageAllocator<Slot>>;
 
     static std::uint32_t _BitsOf(MLong x, MLong y, MLong z) noexcept {
         auto const bits = static_cast<std::uint32_t>(KetSDK::Common::HashOfPosition(x, y, z) >> 32);
@@ -82,32 +115,40 @@ private:
 
     // The slot of the point at the position, or the free one where it would be entered.
     template <typename Points>
-    std::size_t _FindSlot(Points& points, std::uint32_t bits, MLong x, MLong y, MLong z) const noexcept {
-        std::size_t at = bits >> m_shift;
-        for (; m_slots[at].bits != Free; at = (at + 1) & (m_slots.size() - 1)) {
-            if (m_slots[at].bits != bits)
-                continue;
-            MStlPoint const& p = points[m_slots[at].point];
-            if (p.GetX() == x && p.GetY() == y && p.GetZ() == z)
-                break;
+    Slot _FindSlot(Points& points, std::uint32_t bits, MLong x, MLong y, MLong z) const noexcept {
+        for (std::size_t at = bits >> m_shift;; at = _Next(at)) {
+            Line const& line = m_lines[at];
+            for (unsigned int same = line.SlotsWith(bits); same != 0; same &= same - 1) {
+                auto const place = static_cast<unsigned int>(std::countr_zero(same));
+                MStlPoint const& p = points[line.points[place]];
+                if (p.GetX() == x && p.GetY() == y && p.GetZ() == z)
+                    return {at, place};
+            }
+            if (unsigned int const free = line.SlotsWith(Free))
+                return {at, static_cast<unsigned int>(std::countr_zero(free))};
         }
-        return at;
+    }
+    bool _IsFree(Slot const& slot) const noexcept {
+        return m_lines[slot.line].bits[slot.place] == Free;
     }
 
     // Enters the next point of the sequence.
-    void _Fill(Slot& slot, std::uint32_t bits) noexcept {
-        slot = {bits, static_cast<std::uint32_t>(m_entered)};
+    void _Fill(Slot const& slot, std::uint32_t bits) noexcept {
+        m_lines[slot.line].bits[slot.place] = bits;
+        m_lines[slot.line].points[slot.place] = static_cast<std::uint32_t>(m_entered);
         ++m_filled;
     }
-    // For one point more, at three quarters of the slots at most.
-    void _MakeRoom() {
-        if (4 * (m_filled + 1) > 3 * m_slots.size())
-            _Grow();
+    // At three quarters of the slots at most.
+    static bool _HasRoomFor(std::size_t points, std::size_t lines) noexcept {
+        return 4 * points <= 3 * SlotsPerLine * lines;
     }
-    void _Grow();
+    std::size_t _Next(std::size_t line) const noexcept {
+        return (line + 1) & (m_lines.size() - 1);
+    }
+    void _Grow(std::size_t points);
 
-    Slots m_slots;             // a power of two
-    unsigned int m_shift = 32; // from the bits of a hash to the number of a slot
+    Lines m_lines;             // a power of two
+    unsigned int m_shift = 32; // from the bits of a hash to the number of a line
     std::size_t m_filled = 0;
     std::size_t m_entered = 0;
 };
