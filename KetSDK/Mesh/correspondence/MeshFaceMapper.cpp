@@ -6,10 +6,12 @@
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+#include <tbb/parallel_sort.h>
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
 #include <algorithm>
+#include <functional>
 #include <thread>
 
 using Descriptor = MMeshElementDescriptor;
@@ -45,6 +47,15 @@ bool ForEachSharedFace(MMeshElement const& e, MMeshElement const& other, Visit c
     return any;
 }
 
+// Sorts values of which no two are equal but the same, so that threads cannot change the result.
+template <typename Value, typename Less>
+void Sort(std::vector<Value>& values, Less const& less, MeshFaceMapper::Loop const& loop) {
+    if (loop.IsParallel())
+        tbb::parallel_sort(values.begin(), values.end(), less);
+    else
+        std::sort(values.begin(), values.end(), less);
+}
+
 } // namespace
 
 // The faces that a triangle may lie on, by ascending corners; each has a side for every element.
@@ -74,7 +85,7 @@ MeshFaceMapper::Faces::Faces(MMeshBase const& mesh, Matcher const& matcher, Loop
     });
     _FindSides(mesh, near, loop);
     // By corners and then by element: the order does not tell who found them.
-    std::sort(sides.begin(), sides.end());
+    Sort(sides, std::less<>(), loop);
     _JoinSides(mesh);
 }
 
@@ -109,7 +120,13 @@ void MeshFaceMapper::Faces::_FindSides(MMeshBase const& mesh, std::vector<char> 
 }
 
 void MeshFaceMapper::Faces::_JoinSides(MMeshBase const& mesh) {
+    // By corners, the elements come in any order: each is fetched ahead, and then its array of nodes.
+    constexpr std::size_t ahead = 12;
     for (std::size_t i = 0; i < sides.size(); ++i) {
+        if (i + 2 * ahead < sides.size())
+            __builtin_prefetch(mesh.GetElement(sides[i + 2 * ahead].element));
+        if (i + ahead < sides.size())
+            __builtin_prefetch(mesh.GetElement(sides[i + ahead].element)->GetNodes());
         Side const& side = sides[i];
         if (i > 0 && sides[i - 1].key == side.key) {
             faces.back().exterior = false;
@@ -185,16 +202,18 @@ void MeshFaceMapper::_Run() {
     Loop const loop(m_parallel, &reporter);
     std::unique_ptr<Matcher> const matcher = _MakeMatcher(*m_stl);
     Faces const faces(*m_mesh, *matcher, loop);
-    _Commit(faces, matcher->FindMatches(faces.faces, loop));
+    _Commit(faces, matcher->FindMatches(faces.faces, loop), loop);
 }
 
-void MeshFaceMapper::_Commit(Faces const& faces, std::vector<Match> const& matches) {
+void MeshFaceMapper::_Commit(Faces const& faces, std::vector<Match> const& matches, Loop const& loop) {
     for (std::size_t i = 0; i < matches.size(); ++i) {
         Match const& match = matches[i];
         if (match.same == None && match.opposite == None)
             continue;
         std::size_t const first = faces.first_side[i];
         std::size_t const last = faces.first_side[i + 1];
+        if (constexpr std::size_t ahead = 16; last + ahead < faces.sides.size())
+            __builtin_prefetch(m_mesh->GetElement(faces.sides[last + ahead].element));
         for (std::size_t k = first; k < last; ++k) {
             // The other elements lie on the other side of the face.
             Match const seen = k == first ? match : Match{match.opposite, match.same};
@@ -202,9 +221,10 @@ void MeshFaceMapper::_Commit(Faces const& faces, std::vector<Match> const& match
         }
     }
     // The first element of each triangle.
-    std::ranges::sort(m_element_of, [](auto const& a, auto const& b) {
+    auto const comes_before = [](auto const& a, auto const& b) {
         return a.first != b.first ? std::less<>()(a.first, b.first) : a.second < b.second;
-    });
+    };
+    Sort(m_element_of, comes_before, loop);
     m_element_of.erase(std::unique(m_element_of.begin(), m_element_of.end(),
                                    [](auto const& a, auto const& b) { return a.first == b.first; }),
                        m_element_of.end());

@@ -84,6 +84,7 @@ public:
             , m_reporter(reporter) {}
         void operator()(std::size_t count, std::size_t block,
                         std::function<void(std::size_t, std::size_t)> const& work) const;
+        bool IsParallel() const noexcept { return m_parallel; }
 
     private:
         bool m_parallel;
@@ -119,7 +120,7 @@ private:
 
     void _Forget() noexcept;
     void _Run();
-    void _Commit(Faces const& faces, std::vector<Match> const& matches);
+    void _Commit(Faces const& faces, std::vector<Match> const& matches, Loop const& loop);
     void _Enter(std::uint32_t element, unsigned int face, Match const& match, bool alone);
     void _MapOnce() {
         if (!m_mapped)
