@@ -138,6 +138,35 @@ TEST(Mapper, ProjectsOntoLargeTrianglesWithinTheTolerance) {
     }
 }
 
+TEST(Mapper, AssignsTheSameOnAllThreads) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 9);
+    MStlBase stl; // the faces of every other element
+    for (std::uint64_t i = 0; i < mesh.Elements().GetNumElements(); i += 2)
+        for (unsigned int face = 0; face < 4; ++face) {
+            MStlPoint* corners[3];
+            for (std::size_t k = 0; k < 3; ++k) {
+                auto const place = MMeshElementDescriptor::descr_triangle_point_ORIENTED[face][k];
+                MMeshPoint const& p = *mesh.GetElement(i)->GetNode(place);
+                corners[k] = stl.AddPoint(p.x, p.y, p.z, false);
+            }
+            stl.AddTriangle(corners[0], corners[1], corners[2], nullptr);
+        }
+    auto const sequential = Mappers(&stl, &mesh);
+    auto const parallel = Mappers(&stl, &mesh);
+    for (std::size_t m = 0; m + 1 < sequential.size();
+         ++m) { // without the largest tolerance, which takes long
+        parallel[m]->SetParallel(true);
+        for (MMeshElement& e : mesh.Elements())
+            for (unsigned int face = 0; face < 4; ++face)
+                ASSERT_EQ(parallel[m]->GetTriangle(&e, face), sequential[m]->GetTriangle(&e, face));
+        for (MStlTriangle const& t : stl.Triangles()) {
+            ASSERT_EQ(parallel[m]->GetElement(&t), sequential[m]->GetElement(&t));
+            ASSERT_TRUE(m > 0 || parallel[m]->GetElement(&t)) << "each lies on a face exactly";
+        }
+    }
+}
+
 TEST(Checker, CountsWhatIsMissingAndWhatIsTurned) {
     MMeshBase mesh;
     TestMeshes::FillWithCubes(mesh, 3);
