@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 // What reads files that nobody vouches for, each as one function over the bytes of a file. The fuzzer and the
@@ -19,16 +20,23 @@ struct Target {
     Consume consume;
 };
 
-// The library's own files, and those that come through VTK's readers, where the bridge is built.
+// The library's own files; the operators behind them; and those that come through VTK's readers, where the
+// bridge is built.
 std::vector<Target> LibraryTargets();
+std::vector<Target> OperatorTargets();
 std::vector<Target> VtkTargets();
-// Both, in the order in which they are run.
+// All of them, in the order in which they are run.
 inline std::vector<Target> AllTargets() {
-    std::vector<Target> targets = LibraryTargets();
+    std::vector<Target> targets;
+    for (auto const more : {
+             LibraryTargets,
+             OperatorTargets,
 #ifdef KETSDK_WITH_VTK
-    std::vector<Target> const others = VtkTargets();
-    targets.insert(targets.end(), others.begin(), others.end());
+             VtkTargets,
 #endif
+         })
+        for (Target& target : more())
+            targets.push_back(std::move(target));
     return targets;
 }
 

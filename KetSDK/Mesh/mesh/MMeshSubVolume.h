@@ -76,6 +76,11 @@ private:
     friend class MMeshBase;
     friend class KetSDK::Mesh::Detail::MeshTagsReader; // reads counts from a file
 
+    // A count that came out of a file may be any number: it wraps round.
+    void _Count(unsigned int change) noexcept {
+        m_element_count = static_cast<int>(static_cast<unsigned int>(m_element_count) + change);
+    }
+
     MMeshBase* m_parent;
     std::wstring m_name;
     int m_element_count = 0;
