@@ -6,6 +6,8 @@
 #include <vtkDataSetAttributes.h>
 #include <vtkVariant.h>
 
+#include <algorithm>
+
 namespace KetSDK::MeshVTK {
 
 namespace {
@@ -30,6 +32,13 @@ std::string DescribeArrays(vtkDataSetAttributes& arrays, std::string const& kind
         if (char const* const name = arrays.GetArrayName(i))
             list += (list.empty() ? "" : ", ") + std::string(name);
     return list.empty() ? "there are no " + kind + " arrays" : "the " + kind + " arrays are " + list;
+}
+
+void CheckComponents(std::string const& name, std::uint64_t components, std::uint64_t values) {
+    constexpr std::uint64_t most_without_values = 65536;
+    if (components > std::max(values, most_without_values))
+        throw Error("the array \"" + name + "\" announces " + std::to_string(components) +
+                    " components, but " + std::to_string(values) + " values");
 }
 
 void CheckShape(vtkDataArray& array, vtkIdType count) {

@@ -1,5 +1,6 @@
 #include <KetSDK/MeshVTK/LegacyFileCheck.h>
 
+#include <KetSDK/MeshVTK/Arrays.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/TextLines.h>
@@ -13,6 +14,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -40,20 +42,71 @@ std::string Upper(std::string_view text) {
     return upper;
 }
 
-// Bits that a value of a type takes in a binary file; 0 for an unknown type.
-Count BitsOfType(std::string_view type) {
-    static std::map<std::string, Count, std::less<>> const bits = {
-        {"BIT", 1},           {"CHAR", 8},
-        {"SIGNED_CHAR", 8},   {"UNSIGNED_CHAR", 8},
-        {"SHORT", 16},        {"UNSIGNED_SHORT", 16},
-        {"INT", 32},          {"UNSIGNED_INT", 32},
-        {"VTKIDTYPE", 32},    {"FLOAT", 32},
-        {"LONG", 64},         {"UNSIGNED_LONG", 64},
-        {"VTKTYPEINT32", 32}, {"VTKTYPEUINT32", 32},
-        {"VTKTYPEINT64", 64}, {"VTKTYPEUINT64", 64},
-        {"DOUBLE", 64}};
-    auto const found = bits.find(Upper(type));
-    return found == bits.end() ? 0 : found->second;
+// A type of values, with the range in which VTK's reader takes whole numbers of it from text.
+struct ValueType {
+    Count bits; // that a value takes in a binary file
+    long long least = 0;
+    Count largest = 0; // 0 for real numbers
+    double largest_real = 0.0;
+};
+
+template <typename T>
+constexpr ValueType Whole(Count bits = 8 * sizeof(T)) {
+    return {bits, static_cast<long long>(std::numeric_limits<T>::min()),
+            Count{std::numeric_limits<T>::max()}};
+}
+template <typename T>
+constexpr ValueType Real() {
+    return {8 * sizeof(T), 0, 0, double{std::numeric_limits<T>::max()}};
+}
+
+// Null for an unknown type.
+ValueType const* FindType(std::string_view type) {
+    static std::map<std::string, ValueType, std::less<>> const types = {
+        {"BIT", Whole<std::int32_t>(1)},
+        {"CHAR", Whole<std::int32_t>(8)}, // bytes are read from text as these are
+        {"SIGNED_CHAR", Whole<std::int32_t>(8)},
+        {"UNSIGNED_CHAR", Whole<std::int32_t>(8)},
+        {"SHORT", Whole<std::int16_t>()},
+        {"UNSIGNED_SHORT", Whole<std::uint16_t>()},
+        {"INT", Whole<std::int32_t>()},
+        {"UNSIGNED_INT", Whole<std::uint32_t>()},
+        {"VTKIDTYPE", Whole<std::int32_t>()},
+        {"FLOAT", Real<float>()},
+        {"LONG", Whole<std::int64_t>()},
+        {"UNSIGNED_LONG", Whole<std::uint64_t>()},
+        {"VTKTYPEINT32", Whole<std::int32_t>()},
+        {"VTKTYPEUINT32", Whole<std::uint32_t>()},
+        {"VTKTYPEINT64", Whole<std::int64_t>()},
+        {"VTKTYPEUINT64", Whole<std::uint64_t>()},
+        {"DOUBLE", Real<double>()}};
+    auto const found = types.find(Upper(type));
+    return found == types.end() ? nullptr : &found->second;
+}
+
+// Whether VTK's reader takes the whole word for a value of the type. It goes on in the middle of other words,
+// and may then come upon some that it takes for keywords.
+bool IsValue(std::string_view word, ValueType const& type) {
+    if (word.starts_with('-') && type.largest > 0) {
+        std::optional<long long> const value = AsWholeNumber(word);
+        return value && *value >= type.least;
+    }
+    if (word.starts_with('-') || word.starts_with('+'))
+        word.remove_prefix(1);
+    if (word.empty() || (word.front() != '.' && (word.front() < '0' || word.front() > '9')))
+        return false; // "nan" and "inf" among them
+    char const* const end = word.data() + word.size();
+    if (type.largest > 0) {
+        Count value = 0;
+        auto const result = std::from_chars(word.data(), end, value);
+        return result.ec == std::errc() && result.ptr == end && value <= type.largest;
+    }
+    double value = 0.0;
+    auto const result = std::from_chars(word.data(), end, value);
+    bool const is_tiny = result.ec == std::errc::result_out_of_range &&
+                         Upper(word).find("E-") != std::string::npos; // and read as 0
+    bool const is_in_range = result.ec == std::errc() && value <= type.largest_real;
+    return (is_in_range || is_tiny) && result.ptr == end;
 }
 
 class LegacyFile {
@@ -117,17 +170,25 @@ private:
 
     // `values` numbers of a type; in binary they begin behind the end of the current line.
     void _Values(Count values, std::string_view type) {
-        Count const bits = BitsOfType(type);
-        if (bits == 0)
+        ValueType const* const known = FindType(type);
+        if (!known)
             throw Error("the file holds values of the unknown type \"" + std::string(type.substr(0, 30)) +
                         "\"");
         if (m_binary)
-            _Bytes((values * bits + 7) / 8);
+            _Bytes((values * known->bits + 7) / 8);
         else
             for (Count i = 0; i < values; ++i)
-                _Word();
+                _Value(*known);
+    }
+    std::string_view _Value(ValueType const& type) {
+        std::string_view const word = _Word();
+        if (!IsValue(word, type))
+            throw Error("\"" + std::string(word.substr(0, 30)) + "\" is no " +
+                        (type.largest > 0 ? "whole " : "") + "number that can be read");
+        return word;
     }
     void _Tuples(Count tuples, Count components, std::string_view type) {
+        CheckComponents("", components, tuples * components);
         m_components = components;
         _Values(tuples * components, type);
     }
@@ -311,11 +372,7 @@ private:
             return integers;
         }
         for (Count i = 0; i < values; ++i) {
-            std::string_view const word = _Word();
-            std::optional<long long> const integer = AsWholeNumber(word);
-            if (!integer)
-                throw Error("\"" + std::string(word.substr(0, 30)) + "\" is no whole number");
-            integers.push_back(*integer);
+            integers.push_back(*AsWholeNumber(_Value(*FindType("INT"))));
         }
         return integers;
     }
@@ -382,6 +439,7 @@ private:
             if (m_tuples != Unknown && tuples != m_tuples)
                 throw Error("the array \"" + name + "\" has " + std::to_string(tuples) +
                             " values instead of " + std::to_string(m_tuples));
+            CheckComponents(name, per_tuple, tuples * per_tuple);
             m_components = per_tuple;
             if (Upper(type) == "STRING" || Upper(type) == "UTF8_STRING")
                 _Strings(per_tuple * tuples);

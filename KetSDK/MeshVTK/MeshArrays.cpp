@@ -1,5 +1,6 @@
 #include <KetSDK/MeshVTK/MeshArrays.h>
 
+#include <KetSDK/MeshVTK/Arrays.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/Text.h>
@@ -16,7 +17,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -47,8 +47,6 @@ constexpr char const* Halves = "halves";
 // lie with the mesh as a whole, wherever they belong.
 constexpr char const* String = "string";
 constexpr char const* PlaceNames[] = {"points", "cells", "field"}; // by MMeshArray::Place
-
-constexpr std::uint32_t MaxComponents = std::numeric_limits<std::int32_t>::max();
 
 using Words = std::vector<std::string>;
 
@@ -194,9 +192,12 @@ vtkSmartPointer<vtkAbstractArray> GiveNumbers(MMeshArray const& array, std::vect
     return numbers;
 }
 
-vtkSmartPointer<vtkAbstractArray> GiveStrings(std::vector<std::int32_t> const& values) {
+vtkSmartPointer<vtkAbstractArray> GiveStrings(std::string const& name,
+                                              std::vector<std::int32_t> const& values) {
     auto strings = vtkSmartPointer<vtkStringArray>::New();
-    strings->SetNumberOfComponents(std::max(values.empty() ? 1 : values.front(), 1));
+    int const components = std::max(values.empty() ? 1 : values.front(), 1);
+    CheckComponents(name, static_cast<std::uint64_t>(components), values.size());
+    strings->SetNumberOfComponents(components);
     std::string text;
     for (std::size_t i = 1; i < values.size(); ++i) {
         if (values[i] != 0)
@@ -210,14 +211,14 @@ vtkSmartPointer<vtkAbstractArray> GiveStrings(std::vector<std::int32_t> const& v
 vtkSmartPointer<vtkAbstractArray> MakeArray(MMeshArray const& array, Words const& words) {
     return std::visit(
         [&](auto const& values) -> vtkSmartPointer<vtkAbstractArray> {
-            if (array.components < 1 || array.components > MaxComponents ||
-                values.size() % array.components != 0)
+            CheckComponents(ToUtf8(array.name), array.components, values.size());
+            if (array.components < 1 || values.size() % array.components != 0)
                 throw Error("the array \"" + ToUtf8(array.name) + "\" holds " +
                             std::to_string(values.size()) + " values in rows of " +
                             std::to_string(array.components));
             if constexpr (std::is_same_v<std::vector<std::int32_t>, std::remove_cvref_t<decltype(values)>>)
                 if (words.front() == String)
-                    return GiveStrings(values);
+                    return GiveStrings(ToUtf8(array.name), values);
             return GiveNumbers(array, values, words);
         },
         array.values);

@@ -1,5 +1,6 @@
 #include <KetSDK/MeshVTK/XmlFileCheck.h>
 
+#include <KetSDK/MeshVTK/Arrays.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/TextLines.h>
@@ -196,7 +197,11 @@ private:
             tuples = _Required(array, "NumberOfTuples");
 
         Count const values = _ValuesIn(array);
-        if (tuples && Attribute(array, "type") != "Bit" && values != *tuples * components)
+        CheckComponents(name, components, values);
+        bool const is_bits = Attribute(array, "type") == "Bit"; // up to eight of them are one value
+        if (tuples && is_bits && *tuples > 8 * values / std::max<Count>(components, 1))
+            throw Error("the array \"" + name + "\" holds less than it announces");
+        if (tuples && !is_bits && values != *tuples * components)
             throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
                         std::to_string(*tuples * components));
     }
