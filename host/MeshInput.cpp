@@ -13,9 +13,43 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace ketmesh {
+
+namespace {
+
+// Throws unless each element is in a sub-volume of the list, and each sub-volume has its place in the list as
+// its number and counts its elements: what the commands rely on.
+void CheckSubVolumes(MMeshBase const& mesh) {
+    using KetSDK::MeshVTK::Error;
+    std::vector<std::uint64_t> elements(static_cast<std::size_t>(mesh.NumberOfSubVolumes()), 0);
+    auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
+    std::uint64_t element = 0;
+    for (MMeshElement const& e : mesh.Elements()) {
+        int const number = numbers ? numbers->GetValue(e) : -1;
+        if (number < 0 || static_cast<std::size_t>(number) >= elements.size())
+            throw Error("element " + std::to_string(element) + " is in sub-volume " + std::to_string(number) +
+                        ", but there are " + std::to_string(elements.size()) + ", numbered from 0");
+        ++elements[static_cast<std::size_t>(number)];
+        ++element;
+    }
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        MMeshSubVolume const& part = **(mesh.BeginSubVolume() + static_cast<std::ptrdiff_t>(i));
+        if (part.GetID() != static_cast<int>(i))
+            throw Error("sub-volume " + std::to_string(i) + " has the number " +
+                        std::to_string(part.GetID()) + "; its place in the list would be right");
+        if (part.GetNbElements() != elements[i])
+            throw Error("sub-volume " + std::to_string(i) + " counts " +
+                        std::to_string(static_cast<std::int64_t>(part.GetNbElements())) +
+                        " elements, but there are " + std::to_string(elements[i]) + " in it");
+    }
+}
+
+} // namespace
 
 CLI::Option* MeshInput::Declare(CLI::App& command) {
     CLI::Option* const file =
@@ -58,7 +92,9 @@ MeshInput::Loaded MeshInput::_LoadMeshFile(Progress const& progress) const {
     loaded.fields = std::move(content.fields);
     loaded.grid = KetSDK::MeshVTK::GridFromMesh(*loaded.mesh, GetUnit(), nullptr);
     KetSDK::MeshVTK::AddArrays(*loaded.grid, content.arrays);
-    if (!m_labels.empty())
+    if (m_labels.empty())
+        CheckSubVolumes(*loaded.mesh);
+    else
         KetSDK::MeshVTK::SetSubvolumesByLabels(*loaded.mesh, *loaded.grid, m_labels);
     return loaded;
 }

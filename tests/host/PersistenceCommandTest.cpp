@@ -1,5 +1,6 @@
 #include "KetmeshProgram.h"
 
+#include "TestMeshes.h"
 #include "persistence/FullMesh.h"
 
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
@@ -175,6 +176,12 @@ TEST_F(Ketmesh, BadMeshFilesEndInOneLine) {
     Save(Path("empty.kmesh"), "");
     MMeshBase nothing;
     ASSERT_TRUE(MMeshFile::Save(nothing, {}, Path("nothing.kmesh"), MMeshFile::Text, nullptr));
+    MMeshBase astray; // whole, but of a content that no command may trust
+    MMeshElement const& lost = *TestMeshes::AddElementOfKind(astray, 4);
+    MMeshArray const wide{L"wide", MMeshArray::OnMesh, 2147483647, L"float64", std::vector<double>()};
+    ASSERT_TRUE(MMeshFile::Save(astray, {wide}, Path("wide.kmesh"), MMeshFile::Binary, nullptr));
+    astray.GetElementMasks()->GetSubvolumeMask()->SetValue(lost, 7);
+    ASSERT_TRUE(MMeshFile::Save(astray, {}, Path("astray.kmesh"), MMeshFile::Binary, nullptr));
     struct Case {
         std::string file;
         std::string reason;
@@ -184,6 +191,8 @@ TEST_F(Ketmesh, BadMeshFilesEndInOneLine) {
                                            {"other.kmesh", "no mesh file"},
                                            {"empty.kmesh", "empty"},
                                            {"nothing.kmesh", "no elements"},
+                                           {"wide.kmesh", "announces 2147483647 components"},
+                                           {"astray.kmesh", "element 0 is in sub-volume 7, but there are 1"},
                                            {"none.kmesh", "no such file"}})
         for (std::string const command : {"info", "save", "diff"}) {
             std::vector<std::string> arguments = {command, Path(c.file)};
