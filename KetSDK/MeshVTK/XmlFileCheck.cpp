@@ -71,6 +71,12 @@ bool IsCellSection(std::string const& section) {
     return std::ranges::find(CellSections, section) != std::end(CellSections);
 }
 
+// Whether VTK's reader takes whatever stands in a section for an array, by any name.
+bool HoldsArraysOnly(std::string const& section) {
+    return section == "FieldData" || section == "PointData" || section == "CellData" || section == "Points" ||
+           section == "Cells" || IsCellSection(section);
+}
+
 // How the data of a file is packed.
 struct Packing {
     vtkSmartPointer<vtkDataCompressor> compressor; // null for data that is not packed
@@ -148,7 +154,7 @@ private:
         for (int i = 0; i < parent.GetNumberOfNestedElements(); ++i) {
             vtkXMLDataElement& element = *parent.GetNestedElement(i);
             std::string const name = element.GetName();
-            if (name == "DataArray" || name == "Array")
+            if (name == "DataArray" || name == "Array" || HoldsArraysOnly(parent.GetName()))
                 _CheckArray(element, parent.GetName(), piece);
             else
                 _CheckBelow(element, name == "Piece" ? element : piece);
