@@ -154,8 +154,8 @@ TEST(Mapper, AssignsTheSameOnAllThreads) {
         }
     auto const sequential = Mappers(&stl, &mesh);
     auto const parallel = Mappers(&stl, &mesh);
-    for (std::size_t m = 0; m + 1 < sequential.size();
-         ++m) { // without the largest tolerance, which takes long
+    // The last tolerance is so large that it takes long.
+    for (std::size_t m = 0; m + 1 < sequential.size(); ++m) {
         parallel[m]->SetParallel(true);
         for (MMeshElement& e : mesh.Elements())
             for (unsigned int face = 0; face < 4; ++face)

@@ -109,9 +109,10 @@ public:
                 _MoveAsFarAsGoes(i);
         while (!reporter.IsCancelled() && _GoTheRest(reporter)) {
         }
-        if (reporter.IsCancelled())
+        bool const is_cancelled = reporter.IsCancelled(); // asked once: it may change at any moment
+        if (is_cancelled)
             _GoBack();
-        return !reporter.IsCancelled();
+        return !is_cancelled;
     }
 
 private:
