@@ -43,5 +43,5 @@ function(ketsdk_add_library name export_name header_base)
   file(RELATIVE_PATH header_path ${header_base} ${CMAKE_CURRENT_SOURCE_DIR})
   list(TRANSFORM ARGN REPLACE "(.+)" "PATTERN;\\1;EXCLUDE" OUTPUT_VARIABLE without_private)
   install(DIRECTORY ./ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${header_path}
-    FILES_MATCHING PATTERN "*.h" ${without_private})
+    FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE ${without_private})
 endfunction()

@@ -1,8 +1,8 @@
 #include <host/MarkedFaces.h>
 
 #include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
-#include <KetSDK/Mesh/operators/ElementFaces.h>
-#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
+#include <KetSDK/Mesh/operators/detail/ElementFaces.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>

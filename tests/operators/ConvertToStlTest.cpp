@@ -1,7 +1,7 @@
 #include "TestMeshes.h"
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
-#include <KetSDK/Mesh/geometry/UnitNormal.h>
+#include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
+#include <KetSDK/Mesh/correspondence/detail/MeshFaceMapper.h>
 
 // Matches faces and triangles by the exact integer coordinates of their corners: for surfaces that were
 // extracted from the mesh and not changed since. Of several triangles with the same corners and winding

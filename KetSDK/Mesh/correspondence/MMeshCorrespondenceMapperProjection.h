@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
+#include <KetSDK/Mesh/correspondence/detail/MeshFaceMapper.h>
 
 // Matches faces with triangles that lie near them: for surfaces that were written with rounding, moved a
 // little or remeshed since they were extracted. A face can have a triangle when its centroid and its

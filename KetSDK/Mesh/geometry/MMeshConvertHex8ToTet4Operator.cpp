@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
 
-#include <KetSDK/Mesh/geometry/MeshRebuild.h>
-#include <KetSDK/Mesh/operators/ElementFaces.h>
+#include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
+#include <KetSDK/Mesh/operators/detail/ElementFaces.h>
 
 #include <algorithm>
 #include <array>

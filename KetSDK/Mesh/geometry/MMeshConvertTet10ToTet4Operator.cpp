@@ -1,6 +1,6 @@
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 
-#include <KetSDK/Mesh/geometry/MeshRebuild.h>
+#include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 
 using KetSDK::Mesh::Detail::MeshRebuild;
 

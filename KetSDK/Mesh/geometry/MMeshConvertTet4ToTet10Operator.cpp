@@ -2,7 +2,7 @@
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
-#include <KetSDK/Mesh/geometry/MeshRebuild.h>
+#include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 
 using KetSDK::Common::BranchingProgressReporter;
 using KetSDK::Common::IncrementalProgressReporter;

@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/geometry/MidNodes.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
+#include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
 

@@ -1,6 +1,6 @@
 #include <KetSDK/Mesh/geometry/QualityHistogram.h>
 
-#include <KetSDK/Mesh/geometry/VectorPair.h>
+#include <KetSDK/Mesh/geometry/detail/VectorPair.h>
 
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>

@@ -1,6 +1,6 @@
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 
-#include <KetSDK/Mesh/geometry/VectorPair.h>
+#include <KetSDK/Mesh/geometry/detail/VectorPair.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
 
 #include <algorithm>

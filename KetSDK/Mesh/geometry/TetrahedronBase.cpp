@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 
 #include <KetSDK/Math/MathCore/MMatrix3x3.h>
-#include <KetSDK/Mesh/geometry/SafeLength.h>
-#include <KetSDK/Mesh/geometry/VectorPair.h>
+#include <KetSDK/Mesh/geometry/detail/SafeLength.h>
+#include <KetSDK/Mesh/geometry/detail/VectorPair.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
 
 #include <algorithm>

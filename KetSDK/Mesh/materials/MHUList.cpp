@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/materials/MHUList.h>
 
 #include <KetSDK/Mesh/materials/MDensityExpression.h>
-#include <KetSDK/Mesh/materials/MaterialIndexTable.h>
-#include <KetSDK/Mesh/materials/SubVolumeElements.h>
+#include <KetSDK/Mesh/materials/detail/MaterialIndexTable.h>
+#include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <cfloat>

@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
-#include <KetSDK/Mesh/materials/MMaskFile.h>
-#include <KetSDK/Mesh/materials/MaterialIndexTable.h>
+#include <KetSDK/Mesh/materials/detail/MMaskFile.h>
+#include <KetSDK/Mesh/materials/detail/MaterialIndexTable.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 
 #include <KetSDK/Common/Progress/IndeterminateProgressReporter.h>
 #include <KetSDK/Mesh/materials/MMeshOperatorSettingsMaterialAssign.h>
-#include <KetSDK/Mesh/materials/MaterialIndexTable.h>
-#include <KetSDK/Mesh/materials/SubVolumeElements.h>
+#include <KetSDK/Mesh/materials/detail/MaterialIndexTable.h>
+#include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <tsl/robin_map.h>

@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
-#include <KetSDK/Mesh/materials/MMaskFile.h>
+#include <KetSDK/Mesh/materials/detail/MMaskFile.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
 

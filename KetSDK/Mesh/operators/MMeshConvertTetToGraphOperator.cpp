@@ -2,8 +2,8 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
-#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <tsl/robin_map.h>

@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/geometry/UnitNormal.h>
+#include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 

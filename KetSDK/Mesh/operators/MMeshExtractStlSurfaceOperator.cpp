@@ -1,11 +1,11 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/geometry/UnitNormal.h>
+#include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
-#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlSurface.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>

@@ -2,7 +2,7 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
-#include <KetSDK/Mesh/operators/MeshCopy.h>
+#include <KetSDK/Mesh/operators/detail/MeshCopy.h>
 
 #include <array>
 #include <bit>

@@ -5,7 +5,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 
 #include <tsl/robin_map.h>
 

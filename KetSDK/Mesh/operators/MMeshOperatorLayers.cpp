@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 
 #include <cstdint>
 #include <utility>

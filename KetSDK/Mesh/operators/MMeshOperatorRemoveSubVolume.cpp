@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorRemoveSubVolume.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/Mesh/operators/MeshCopy.h>
-#include <KetSDK/Mesh/operators/SubVolumeSelection.h>
+#include <KetSDK/Mesh/operators/detail/MeshCopy.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeSelection.h>
 
 #include <cstddef>
 #include <cstdint>

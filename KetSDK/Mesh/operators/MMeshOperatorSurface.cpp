@@ -2,9 +2,9 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSettingsSurface.h>
-#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 
 #include <algorithm>
 #include <array>

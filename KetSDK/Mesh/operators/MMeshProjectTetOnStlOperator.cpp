@@ -2,12 +2,12 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
-#include <KetSDK/Mesh/geometry/MidNodes.h>
+#include <KetSDK/Mesh/correspondence/detail/MeshFaceMapper.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
+#include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
-#include <KetSDK/Mesh/operators/SubVolumeIDs.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 

@@ -2,7 +2,7 @@
 
 #include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/operators/CellLoops.h>
+#include <KetSDK/Mesh/operators/detail/CellLoops.h>
 
 #include <tsl/robin_map.h>
 

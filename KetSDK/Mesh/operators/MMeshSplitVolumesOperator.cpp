@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/Mesh/operators/FaceMatcher.h>
-#include <KetSDK/Mesh/operators/SubVolumeSelection.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/SubVolumeSelection.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/persistence/MMeshBaseManager.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
-#include <KetSDK/Mesh/persistence/MeshSwap.h>
+#include <KetSDK/Mesh/persistence/detail/MeshSwap.h>
 
 #include <xxhash.h>
 

@@ -2,11 +2,11 @@
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>
 #include <KetSDK/FileIO/SAX/MSAXTagWriter.h>
-#include <KetSDK/Mesh/materials/MMaskFile.h>
 #include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
+#include <KetSDK/Mesh/materials/detail/MMaskFile.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/Mesh/persistence/MeshTags.h>
-#include <KetSDK/Mesh/persistence/MeshTagsReader.h>
+#include <KetSDK/Mesh/persistence/detail/MeshTags.h>
+#include <KetSDK/Mesh/persistence/detail/MeshTagsReader.h>
 
 #include <atomic>
 #include <optional>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <KetSDK/Math/MathCore/MMVector.h>
-#include <KetSDK/Mesh/geometry/SafeLength.h>
-#include <KetSDK/Mesh/geometry/VectorPair.h>
+#include <KetSDK/Mesh/geometry/detail/SafeLength.h>
+#include <KetSDK/Mesh/geometry/detail/VectorPair.h>
 
 namespace KetSDK::Mesh::Detail {
 

@@ -1,4 +1,4 @@
-#include <KetSDK/Mesh/persistence/MeshSwap.h>
+#include <KetSDK/Mesh/persistence/detail/MeshSwap.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

@@ -1,4 +1,4 @@
-#include <KetSDK/Mesh/materials/SubVolumeElements.h>
+#include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Mesh/materials/SubVolumeElements.h>
+#include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <array>

@@ -1,7 +1,7 @@
-#include <KetSDK/Mesh/persistence/MeshTagsReader.h>
+#include <KetSDK/Mesh/persistence/detail/MeshTagsReader.h>
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>
-#include <KetSDK/Mesh/persistence/MeshTags.h>
+#include <KetSDK/Mesh/persistence/detail/MeshTags.h>
 
 #include <algorithm>
 #include <array>

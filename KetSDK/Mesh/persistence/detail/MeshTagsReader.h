@@ -1,7 +1,7 @@
 #pragma once
 
-#include <KetSDK/Mesh/materials/MMaskFile.h>
 #include <KetSDK/Mesh/materials/MMeshNamedScalarMaskPoints.h>
+#include <KetSDK/Mesh/materials/detail/MMaskFile.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Mesh/operators/ElementFaces.h>
+#include <KetSDK/Mesh/operators/detail/ElementFaces.h>
 
 #include <array>
 #include <span>

@@ -2,7 +2,7 @@
 
 #include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
-#include <KetSDK/Mesh/operators/ElementFaces.h>
+#include <KetSDK/Mesh/operators/detail/ElementFaces.h>
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include <KetSDK/Mesh/geometry/MeshRebuild.h>
+#include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 

@@ -1,4 +1,4 @@
-#include <KetSDK/Mesh/correspondence/MeshFaceMapper.h>
+#include <KetSDK/Mesh/correspondence/detail/MeshFaceMapper.h>
 
 #include <KetSDK/Common/Progress/IndeterminateProgressReporter.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/Math/MathCore/MMVector.h>
-#include <KetSDK/Mesh/geometry/SafeLength.h>
+#include <KetSDK/Mesh/geometry/detail/SafeLength.h>
 
 #include <cmath>
 #ifdef __SSE2__
