@@ -22,9 +22,10 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 
-# ketsdk_add_library(NAME EXPORT_NAME HEADER_BASE [PRIVATE_HEADER...]): a shared library
+# ketsdk_add_library(NAME EXPORT_NAME HEADER_BASE [PRIVATE_FOLDER...]): a shared library
 # KetSDK::EXPORT_NAME made of all sources below the current folder; its headers are found from
-# HEADER_BASE in the tree and, but for the private ones, from the include folder after installing.
+# HEADER_BASE in the tree and from the include folder after installing, but for those in folders named
+# detail or like one of the private folders, which nobody else includes.
 function(ketsdk_add_library name export_name header_base)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp)
   file(GLOB_RECURSE headers CONFIGURE_DEPENDS *.h)

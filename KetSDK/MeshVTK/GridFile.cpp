@@ -2,9 +2,10 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
-#include <KetSDK/MeshVTK/LegacyFileCheck.h>
-#include <KetSDK/MeshVTK/VtkSession.h>
-#include <KetSDK/MeshVTK/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/checks/LegacyFileCheck.h>
+#include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/detail/VtkSession.h>
 
 #include <vtkCellData.h>
 #include <vtkDataArray.h>
@@ -32,8 +33,8 @@ constexpr char const* CannotWrite = "it cannot be written";
 
 vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::filesystem::path const& path,
                                              std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    VtkSession session(progress, "Reading file");
-    CheckXmlFile(path, "UnstructuredGrid");
+    Detail::VtkSession session(progress, "Reading file");
+    Detail::CheckXmlFile(path, "UnstructuredGrid");
     vtkNew<vtkXMLUnstructuredGridReader> reader;
     reader->SetFileName(path.c_str());
     session.Run(*reader, CannotRead);
@@ -42,10 +43,10 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::filesystem::path const& path,
 
 vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::filesystem::path const& path,
                                                 std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    if (!FirstBytes(path, 64).starts_with("# vtk DataFile Version"))
+    if (!Detail::FirstBytes(path, 64).starts_with("# vtk DataFile Version"))
         throw Error("this is no VTK file, though its name ends with .vtk");
-    CheckLegacyFile(path);
-    VtkSession session(progress, "Reading file");
+    Detail::CheckLegacyFile(path);
+    Detail::VtkSession session(progress, "Reading file");
     vtkNew<vtkUnstructuredGridReader> reader;
     reader->SetFileName(path.c_str());
     reader->ReadAllScalarsOn();
@@ -58,7 +59,7 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::filesystem::path const& pat
     return reader->GetOutput();
 }
 
-void WriteXml(vtkUnstructuredGrid& grid, char const* path, VtkSession& session) {
+void WriteXml(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session) {
     vtkNew<vtkXMLUnstructuredGridWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
@@ -112,7 +113,7 @@ void CheckIdentifiers(vtkDataSetAttributes& arrays) {
     }
 }
 
-void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, VtkSession& session) {
+void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session) {
     CheckIdentifiers(*grid.GetCellData());
     CheckIdentifiers(*grid.GetPointData());
     vtkNew<LegacyWriter> writer;
@@ -128,7 +129,7 @@ struct GridFormat {
     char const* ending;
     vtkSmartPointer<vtkUnstructuredGrid> (*read)(std::filesystem::path const& path,
                                                  std::shared_ptr<Common::IProgressDelegate> const& progress);
-    void (*write)(vtkUnstructuredGrid& grid, char const* path, VtkSession& session);
+    void (*write)(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session);
 };
 
 constexpr GridFormat Formats[] = {{".vtu", ReadXml, WriteXml}, {".vtk", ReadLegacy, WriteLegacy}};
@@ -159,7 +160,7 @@ void WriteGridFile(vtkUnstructuredGrid& grid, OutputFile& file,
     CheckGridFileName(file.GetPath());
     if (grid.GetNumberOfCells() == 0)
         throw Error("there are no cells to write");
-    VtkSession session(progress, "Writing file");
+    Detail::VtkSession session(progress, "Writing file");
     FormatOf(file.GetPath(), "written to").write(grid, file.GetTemporaryPath().c_str(), session);
     file.Commit();
 }

@@ -3,11 +3,11 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
-#include <KetSDK/MeshVTK/CellKinds.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/MaterialArrays.h>
-#include <KetSDK/MeshVTK/PointFields.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshVTK/detail/CellKinds.h>
+#include <KetSDK/MeshVTK/detail/MaterialArrays.h>
+#include <KetSDK/MeshVTK/detail/PointFieldArrays.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -47,15 +47,15 @@ void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     vtkNew<vtkCellArray> cells;
     // Meshes number nodes in 32 bits, which is half the memory and half the file; the list of points of
     // ten-node tetrahedra alone can need more.
-    if (mesh.NumberOfElements() <= std::numeric_limits<std::int32_t>::max() / int{MaxCellNodes})
+    if (mesh.NumberOfElements() <= std::numeric_limits<std::int32_t>::max() / int{Detail::MaxCellNodes})
         cells->Use32BitStorage();
     vtkNew<vtkUnsignedCharArray> types;
     types->SetNumberOfValues(mesh.NumberOfElements());
-    std::array<vtkIdType, MaxCellNodes> ids{};
+    std::array<vtkIdType, Detail::MaxCellNodes> ids{};
     vtkIdType cell = 0;
     for (MMeshElement const& e : mesh.Elements()) {
         unsigned char const nodes = e.GetNodeCount();
-        unsigned char const type = CellTypeOfNodes(nodes);
+        unsigned char const type = Detail::CellTypeOfNodes(nodes);
         if (type == VTK_EMPTY_CELL)
             throw Error("element " + std::to_string(cell) + " has " + std::to_string(nodes) +
                         " nodes, for which there is no kind of cell");
@@ -102,8 +102,8 @@ void AddMeshArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     }
     if (auto const* const mask = elements.GetGreyValueMask(); mask && mesh.HasGreyValues())
         AddValues<vtkDoubleArray>(cell_data, ArrayNames::Grey, mesh.NumberOfElements(), *mask, element_at);
-    AddMaterialArrays(grid, mesh);
-    AddPointFields(grid, mesh);
+    Detail::AddMaterialArrays(grid, mesh);
+    Detail::AddPointFields(grid, mesh);
     if (auto const* const mask = elements.GetOriginalIDs())
         AddValues<vtkIntArray>(cell_data, ArrayNames::OriginalId, mesh.NumberOfElements(), *mask, element_at);
     if (auto const* const mask = nodes.GetOriginalIDs())
@@ -144,9 +144,9 @@ vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh, vtk
     arrays->GetFieldData()->ShallowCopy(grid.GetFieldData());
     for (char const* const name : {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::OriginalId})
         arrays->GetCellData()->RemoveArray(name);
-    RemoveKnownMaterialArrays(*arrays, mesh);
+    Detail::RemoveKnownMaterialArrays(*arrays, mesh);
     arrays->GetPointData()->RemoveArray(ArrayNames::OriginalId);
-    RemovePointFields(*arrays, mesh);
+    Detail::RemovePointFields(*arrays, mesh);
     arrays->GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
     return arrays;
 }

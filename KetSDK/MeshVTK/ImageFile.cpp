@@ -1,11 +1,12 @@
 #include <KetSDK/MeshVTK/ImageFile.h>
 
-#include <KetSDK/MeshVTK/DicomFolder.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
-#include <KetSDK/MeshVTK/MetaImageFile.h>
-#include <KetSDK/MeshVTK/NiftiFile.h>
-#include <KetSDK/MeshVTK/VtiFile.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/images/DicomFolder.h>
+#include <KetSDK/MeshVTK/images/MetaImageFile.h>
+#include <KetSDK/MeshVTK/images/NiftiFile.h>
+#include <KetSDK/MeshVTK/images/VtiFile.h>
 
 #include <vtkImageData.h>
 
@@ -22,11 +23,11 @@ struct ImageFormat {
                                           ImageFileReport& report);
 };
 
-constexpr ImageFormat Formats[] = {{".nii", ReadNiftiFile},
-                                   {".nii.gz", ReadNiftiFile},
-                                   {".mha", ReadMetaImageFile},
-                                   {".mhd", ReadMetaImageFile},
-                                   {".vti", ReadVtiFile}};
+constexpr ImageFormat Formats[] = {{".nii", Detail::ReadNiftiFile},
+                                   {".nii.gz", Detail::ReadNiftiFile},
+                                   {".mha", Detail::ReadMetaImageFile},
+                                   {".mhd", Detail::ReadMetaImageFile},
+                                   {".vti", Detail::ReadVtiFile}};
 
 // The ending of the name in lower case; of a packed file both endings.
 std::string FullEnding(std::filesystem::path const& path) {
@@ -39,7 +40,7 @@ ImageFormat const& FormatOf(std::filesystem::path const& path) {
     for (ImageFormat const& format : Formats)
         if (ending == format.ending)
             return format;
-    if (FirstBytes(path, 132).ends_with("DICM"))
+    if (Detail::FirstBytes(path, 132).ends_with("DICM"))
         throw Error("this is a single DICOM file; the folder with all slices is needed");
     throw Error(std::string("images are read from ") + Kinds + " files and from folders of DICOM slices");
 }
@@ -54,7 +55,7 @@ vtkSmartPointer<vtkImageData> ReadImageFile(std::filesystem::path const& path,
     result = {};
     std::error_code error;
     if (std::filesystem::is_directory(path, error))
-        return ReadDicomFolder(path, progress, result);
+        return Detail::ReadDicomFolder(path, progress, result);
     CheckInputFile(path, Kinds);
     return FormatOf(path).read(path, progress, result);
 }

@@ -2,9 +2,9 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/MeshVTK/ElementSampler.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/ImageFrame.h>
+#include <KetSDK/MeshVTK/images/ElementSampler.h>
+#include <KetSDK/MeshVTK/images/ImageFrame.h>
 
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
@@ -29,9 +29,9 @@ constexpr std::uint64_t StepSize = 256;
 constexpr std::uint64_t WindowSteps = 64;
 
 void CheckOptions(SamplingOptions const& options) {
-    if (options.order < 1 || options.order > HighestRuleOrder)
-        throw Error("means are taken with an order from 1 to " + std::to_string(HighestRuleOrder) + ", not " +
-                    std::to_string(options.order));
+    if (options.order < 1 || options.order > Detail::HighestRuleOrder)
+        throw Error("means are taken with an order from 1 to " + std::to_string(Detail::HighestRuleOrder) +
+                    ", not " + std::to_string(options.order));
     if (!(options.unit.millimetres > 0.0))
         throw Error("the unit of the image must be a length above zero");
 }
@@ -57,7 +57,7 @@ void CheckKinds(MMeshBase const& mesh) {
 }
 
 // Values of elements first to last - 1, written to the places of these elements.
-using StepFunction = std::function<SamplingSums(std::uint64_t first, std::uint64_t last)>;
+using StepFunction = std::function<Detail::SamplingSums(std::uint64_t first, std::uint64_t last)>;
 
 // Goes through all elements step by step; the sums are added in the order of the steps.
 class Run {
@@ -69,15 +69,15 @@ public:
         , m_sample(sample)
         , m_reporter(progress, "Sampling image", m_steps, true) {}
 
-    SamplingSums Sequentially() {
+    Detail::SamplingSums Sequentially() {
         for (std::uint64_t step = 0; step < m_steps; ++step)
             _Commit(_Sample(step));
         return m_sums;
     }
 
-    SamplingSums InParallel() {
+    Detail::SamplingSums InParallel() {
         tbb::task_group_context context;
-        std::array<SamplingSums, WindowSteps> window;
+        std::array<Detail::SamplingSums, WindowSteps> window;
         for (std::uint64_t first = 0; first < m_steps; first += WindowSteps) {
             std::uint64_t const last = std::min(first + WindowSteps, m_steps);
             tbb::parallel_for(
@@ -94,10 +94,10 @@ public:
     }
 
 private:
-    SamplingSums _Sample(std::uint64_t step) const {
+    Detail::SamplingSums _Sample(std::uint64_t step) const {
         return m_sample(step * StepSize, std::min((step + 1) * StepSize, m_elements));
     }
-    void _Commit(SamplingSums const& sums) {
+    void _Commit(Detail::SamplingSums const& sums) {
         m_sums.Add(sums);
         ++m_reporter;
         if (m_reporter.IsCancelled())
@@ -108,10 +108,11 @@ private:
     std::uint64_t m_steps;
     StepFunction const& m_sample;
     Common::IncrementalProgressReporter m_reporter;
-    SamplingSums m_sums;
+    Detail::SamplingSums m_sums;
 };
 
-SamplingReport MakeReport(MMeshBase const& mesh, ImageFrame const& frame, SamplingSums const& sums) {
+SamplingReport MakeReport(MMeshBase const& mesh, Detail::ImageFrame const& frame,
+                          Detail::SamplingSums const& sums) {
     SamplingReport report;
     report.elements = mesh.Elements().GetNumElements();
     report.outside = sums.outside;
@@ -145,7 +146,7 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
                            std::shared_ptr<Common::IProgressDelegate> const& progress) {
     CheckOptions(options);
     vtkDataArray& voxels = ValuesOf(image);
-    ImageFrame const frame(image, options.unit);
+    Detail::ImageFrame const frame(image, options.unit);
     CheckKinds(mesh);
     bool const with_law = options.law.value && options.law_values;
     SamplingOptions own = options;
@@ -156,8 +157,8 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
     std::vector<double> law(with_law ? grey.size() : 0);
     StepFunction sample;
     auto const use = [&]<typename T>(T const* values) {
-        sample = [&, sampler = ElementSampler<T>(values, frame, own)](std::uint64_t first,
-                                                                      std::uint64_t last) {
+        sample = [&, sampler = Detail::ElementSampler<T>(values, frame, own)](std::uint64_t first,
+                                                                              std::uint64_t last) {
             return sampler.Sample(mesh, first, last, grey.data() + first,
                                   with_law ? law.data() + first : nullptr);
         };

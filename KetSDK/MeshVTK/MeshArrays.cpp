@@ -1,9 +1,9 @@
 #include <KetSDK/MeshVTK/MeshArrays.h>
 
-#include <KetSDK/MeshVTK/Arrays.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshVTK/detail/ArrayValues.h>
 
 #include <vtkBitArray.h>
 #include <vtkCellData.h>
@@ -196,7 +196,7 @@ vtkSmartPointer<vtkAbstractArray> GiveStrings(std::string const& name,
                                               std::vector<std::int32_t> const& values) {
     auto strings = vtkSmartPointer<vtkStringArray>::New();
     int const components = std::max(values.empty() ? 1 : values.front(), 1);
-    CheckComponents(name, static_cast<std::uint64_t>(components), values.size());
+    Detail::CheckComponents(name, static_cast<std::uint64_t>(components), values.size());
     strings->SetNumberOfComponents(components);
     std::string text;
     for (std::size_t i = 1; i < values.size(); ++i) {
@@ -211,7 +211,7 @@ vtkSmartPointer<vtkAbstractArray> GiveStrings(std::string const& name,
 vtkSmartPointer<vtkAbstractArray> MakeArray(MMeshArray const& array, Words const& words) {
     return std::visit(
         [&](auto const& values) -> vtkSmartPointer<vtkAbstractArray> {
-            CheckComponents(ToUtf8(array.name), array.components, values.size());
+            Detail::CheckComponents(ToUtf8(array.name), array.components, values.size());
             if (array.components < 1 || values.size() % array.components != 0)
                 throw Error("the array \"" + ToUtf8(array.name) + "\" holds " +
                             std::to_string(values.size()) + " values in rows of " +

@@ -4,11 +4,12 @@
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Arrays.h>
-#include <KetSDK/MeshVTK/CellKinds.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/GridCheck.h>
-#include <KetSDK/MeshVTK/MaterialArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshVTK/checks/GridCheck.h>
+#include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/MeshVTK/detail/CellKinds.h>
+#include <KetSDK/MeshVTK/detail/MaterialArrays.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -54,12 +55,12 @@ Partition MakePartition(std::vector<long long> values, auto const& name_of_value
 }
 
 Partition PartitionByLabels(vtkDataArray& labels, vtkIdType cells) {
-    return MakePartition(WholeNumbers(labels, cells),
+    return MakePartition(Detail::WholeNumbers(labels, cells),
                          [](long long label) { return L"Label " + std::to_wstring(label); });
 }
 
 Partition PartitionBySubvolumes(vtkDataArray& numbers, vtkStringArray& names, vtkIdType cells) {
-    std::vector<long long> const values = WholeNumbers(numbers, cells);
+    std::vector<long long> const values = Detail::WholeNumbers(numbers, cells);
     long long const count = names.GetNumberOfValues();
     for (std::size_t i = 0; i < values.size(); ++i)
         if (values[i] < 0 || values[i] >= count)
@@ -91,7 +92,7 @@ Partition FindPartition(vtkUnstructuredGrid& grid, std::string const& labels) {
         return PartitionBySubvolumes(*numbers, *strings, cells);
     }
     vtkDataArray* const label = FindArray(arrays, ArrayNames::Label);
-    if (label && HoldsWholeNumbers(*label))
+    if (label && Detail::HoldsWholeNumbers(*label))
         return PartitionByLabels(*label, cells);
     return {};
 }
@@ -134,7 +135,7 @@ private:
         vtkIdType count = 0;
         vtkIdType const* ids = nullptr;
         m_grid.GetCells()->GetCellAtId(cell, count, ids);
-        std::array<MMeshPoint*, MaxCellNodes> nodes{};
+        std::array<MMeshPoint*, Detail::MaxCellNodes> nodes{};
         for (vtkIdType i = 0; i < count; ++i)
             nodes[static_cast<std::size_t>(i)] = m_mesh.GetRandomPoint(static_cast<std::uint64_t>(ids[i]));
         if (count == 6)
@@ -181,7 +182,7 @@ std::vector<int> OriginalIds(vtkDataSetAttributes& arrays, vtkIdType count) {
         std::iota(ids.begin(), ids.end(), 0);
         return ids;
     }
-    std::vector<long long> const values = WholeNumbers(*array, count);
+    std::vector<long long> const values = Detail::WholeNumbers(*array, count);
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (values[i] < std::numeric_limits<int>::min() || values[i] > std::numeric_limits<int>::max())
             throw Error(std::string("the array ") + ArrayNames::OriginalId + " holds " +
@@ -207,7 +208,7 @@ void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
 
 std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options,
                                         RoundingReport* report) {
-    CheckGrid(grid);
+    Detail::CheckGrid(grid);
     Partition const partition = FindPartition(grid, options.labels);
     RoundedPoints const rounded = RoundPoints(*grid.GetPoints(), options.unit, options.limits);
 
@@ -218,7 +219,7 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
     maker.AddNodes(rounded.points);
     maker.AddElements(partition);
     SetGreyValues(*mesh, grid);
-    SetMaterials(*mesh, grid);
+    Detail::SetMaterials(*mesh, grid);
     SetOriginalIds(*mesh, grid);
     bool const quadratic =
         std::ranges::any_of(mesh->Elements(), [](MMeshElement const& e) { return e.GetNodeCount() == 10; });

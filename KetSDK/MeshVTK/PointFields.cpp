@@ -1,12 +1,10 @@
 #include <KetSDK/MeshVTK/PointFields.h>
 
-#include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/Text.h>
 
-#include <vtkDoubleArray.h>
-#include <vtkNew.h>
+#include <vtkDataArray.h>
 #include <vtkPointData.h>
 #include <vtkUnstructuredGrid.h>
 
@@ -26,14 +24,6 @@ vtkDataArray* AsField(vtkDataSetAttributes& arrays, int index) {
     bool const is_field = array && array->GetName() && array->GetNumberOfComponents() == 1 &&
                           (array->GetDataType() == VTK_FLOAT || array->GetDataType() == VTK_DOUBLE);
     return is_field ? array : nullptr;
-}
-
-void ForEachField(MMeshBase const& mesh, auto const& visit) {
-    // The iterator takes no const mesh; nothing is changed here.
-    auto& walked = const_cast<MMeshBase&>(mesh);
-    auto const end = MMeshMaskIterator<Field>::End(&walked);
-    for (auto field = MMeshMaskIterator<Field>::Begin(&walked); field != end; ++field)
-        visit(*field);
 }
 
 } // namespace
@@ -56,26 +46,6 @@ std::vector<std::unique_ptr<Field>> PointFieldsFromGrid(MMeshBase& mesh, vtkUnst
             values.SetValue(*mesh.GetRandomPoint(static_cast<std::uint64_t>(i)), array->GetComponent(i, 0));
     }
     return fields;
-}
-
-void AddPointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
-    ForEachField(mesh, [&](Field const& field) {
-        if (field.GetID().empty()) // VTK's readers give up on arrays without a name
-            return;
-        MDataMask<MMeshPoint, double> const& values = field;
-        vtkNew<vtkDoubleArray> array;
-        array->SetName(ToUtf8(field.GetID()).c_str());
-        array->SetNumberOfValues(mesh.NumberOfPoints());
-        for (vtkIdType i = 0; i < mesh.NumberOfPoints(); ++i)
-            array->SetValue(i, values.GetValue(*mesh.GetRandomPoint(static_cast<std::uint64_t>(i))));
-        grid.GetPointData()->AddArray(array);
-    });
-}
-
-void RemovePointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
-    ForEachField(mesh, [&grid](Field const& field) {
-        grid.GetPointData()->RemoveArray(ToUtf8(field.GetID()).c_str());
-    });
 }
 
 } // namespace KetSDK::MeshVTK

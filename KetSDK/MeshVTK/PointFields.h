@@ -18,10 +18,4 @@ namespace KetSDK::MeshVTK {
 KETSDK_MESHVTK_API std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>>
 PointFieldsFromGrid(MMeshBase& mesh, vtkUnstructuredGrid& grid);
 
-// Adds an array of points for each named scalar field of the mesh, under its identifier: of two with one
-// identifier the later one, and none that has no identifier.
-void AddPointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
-// Removes arrays of points with these names.
-void RemovePointFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
-
 } // namespace KetSDK::MeshVTK

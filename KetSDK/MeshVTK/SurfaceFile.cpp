@@ -4,13 +4,13 @@
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
-#include <KetSDK/MeshVTK/ObjFileCheck.h>
-#include <KetSDK/MeshVTK/PlyFileCheck.h>
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
-#include <KetSDK/MeshVTK/StlFileCheck.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <KetSDK/MeshVTK/VtkSession.h>
-#include <KetSDK/MeshVTK/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/checks/ObjFileCheck.h>
+#include <KetSDK/MeshVTK/checks/PlyFileCheck.h>
+#include <KetSDK/MeshVTK/checks/StlFileCheck.h>
+#include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkCellArray.h>
@@ -40,7 +40,7 @@ namespace {
 
 constexpr char const* CannotWrite = "it cannot be written";
 
-void WriteVtp(vtkPolyData& data, char const* path, VtkSession& session) {
+void WriteVtp(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
     vtkNew<vtkXMLPolyDataWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
@@ -49,7 +49,7 @@ void WriteVtp(vtkPolyData& data, char const* path, VtkSession& session) {
     session.Run(*writer, CannotWrite);
 }
 
-void WriteStl(vtkPolyData& data, char const* path, VtkSession& session) {
+void WriteStl(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
     vtkNew<vtkSTLWriter> writer;
     writer->SetFileTypeToBinary();
     writer->SetFileName(path);
@@ -57,7 +57,7 @@ void WriteStl(vtkPolyData& data, char const* path, VtkSession& session) {
     session.Run(*writer, CannotWrite);
 }
 
-void WritePly(vtkPolyData& data, char const* path, VtkSession& session) {
+void WritePly(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
     vtkNew<vtkPLYWriter> writer;
     writer->SetFileTypeToBinary();
     writer->SetDataByteOrderToLittleEndian();
@@ -68,7 +68,7 @@ void WritePly(vtkPolyData& data, char const* path, VtkSession& session) {
     session.Run(*writer, CannotWrite);
 }
 
-void WriteObj(vtkPolyData& data, char const* path, VtkSession& session) {
+void WriteObj(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
     vtkNew<vtkOBJWriter> writer;
     writer->SetFileName(path);
     writer->SetInputData(&data);
@@ -117,8 +117,8 @@ void CheckFaces(vtkPolyData& data, std::uint64_t faces) {
                     " faces");
 }
 
-vtkSmartPointer<vtkPolyData> ReadVtp(std::filesystem::path const& path, VtkSession& session) {
-    CheckXmlFile(path, "PolyData");
+vtkSmartPointer<vtkPolyData> ReadVtp(std::filesystem::path const& path, Detail::VtkSession& session) {
+    Detail::CheckXmlFile(path, "PolyData");
     vtkNew<vtkXMLPolyDataReader> reader;
     reader->SetFileName(path.c_str());
     session.Run(*reader, CannotRead);
@@ -129,7 +129,7 @@ vtkSmartPointer<vtkPolyData> ReadVtp(std::filesystem::path const& path, VtkSessi
 class StlReader : public vtkSTLReader {
 public:
     static StlReader* New();
-    void SetEncoding(StlEncoding encoding) noexcept { m_encoding = encoding; }
+    void SetEncoding(Detail::StlEncoding encoding) noexcept { m_encoding = encoding; }
 
 protected:
     int RequestData(vtkInformation*, vtkInformationVector**, vtkInformationVector* output) override {
@@ -137,8 +137,9 @@ protected:
                                                                    std::fclose);
         vtkNew<vtkPoints> points;
         vtkNew<vtkCellArray> triangles;
-        if (!file || !(m_encoding == StlEncoding::Binary ? ReadBinarySTL(file.get(), points, triangles)
-                                                         : ReadASCIISTL(file.get(), points, triangles)))
+        if (!file ||
+            !(m_encoding == Detail::StlEncoding::Binary ? ReadBinarySTL(file.get(), points, triangles)
+                                                        : ReadASCIISTL(file.get(), points, triangles)))
             return 0;
         vtkPolyData& result = *vtkPolyData::GetData(output);
         result.SetPoints(points);
@@ -147,13 +148,13 @@ protected:
     }
 
 private:
-    StlEncoding m_encoding = StlEncoding::Binary;
+    Detail::StlEncoding m_encoding = Detail::StlEncoding::Binary;
 };
 
 vtkStandardNewMacro(StlReader);
 
-vtkSmartPointer<vtkPolyData> ReadStl(std::filesystem::path const& path, VtkSession& session) {
-    StlContent const content = CheckStlFile(path);
+vtkSmartPointer<vtkPolyData> ReadStl(std::filesystem::path const& path, Detail::VtkSession& session) {
+    Detail::StlContent const content = Detail::CheckStlFile(path);
     vtkNew<StlReader> reader;
     reader->SetEncoding(content.encoding);
     reader->SetFileName(path.c_str());
@@ -162,8 +163,8 @@ vtkSmartPointer<vtkPolyData> ReadStl(std::filesystem::path const& path, VtkSessi
     return reader->GetOutput();
 }
 
-vtkSmartPointer<vtkPolyData> ReadPly(std::filesystem::path const& path, VtkSession& session) {
-    std::uint64_t const faces = CheckPlyFile(path);
+vtkSmartPointer<vtkPolyData> ReadPly(std::filesystem::path const& path, Detail::VtkSession& session) {
+    std::uint64_t const faces = Detail::CheckPlyFile(path);
     vtkNew<vtkPLYReader> reader;
     reader->SetDuplicatePointsForFaceTexture(false); // gives faces wrong corners
     reader->SetFileName(path.c_str());
@@ -172,8 +173,8 @@ vtkSmartPointer<vtkPolyData> ReadPly(std::filesystem::path const& path, VtkSessi
     return reader->GetOutput();
 }
 
-vtkSmartPointer<vtkPolyData> ReadObj(std::filesystem::path const& path, VtkSession& session) {
-    std::uint64_t const faces = CheckObjFile(path);
+vtkSmartPointer<vtkPolyData> ReadObj(std::filesystem::path const& path, Detail::VtkSession& session) {
+    std::uint64_t const faces = Detail::CheckObjFile(path);
     vtkNew<vtkOBJReader> reader;
     reader->SetFileName(path.c_str());
     session.Run(*reader, CannotRead);
@@ -183,8 +184,8 @@ vtkSmartPointer<vtkPolyData> ReadObj(std::filesystem::path const& path, VtkSessi
 
 struct SurfaceFormat {
     char const* ending;
-    vtkSmartPointer<vtkPolyData> (*read)(std::filesystem::path const& path, VtkSession& session);
-    void (*write)(vtkPolyData& data, char const* path, VtkSession& session);
+    vtkSmartPointer<vtkPolyData> (*read)(std::filesystem::path const& path, Detail::VtkSession& session);
+    void (*write)(vtkPolyData& data, char const* path, Detail::VtkSession& session);
     bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
 
@@ -205,7 +206,7 @@ SurfaceFormat const& FormatOf(std::filesystem::path const& path, char const* use
 void Write(vtkPolyData& data, std::filesystem::path const& path,
            std::shared_ptr<Common::IProgressDelegate> const& progress) {
     SurfaceFormat const& format = FormatOf(path, "written to");
-    VtkSession session(progress, "Writing file");
+    Detail::VtkSession session(progress, "Writing file");
     format.write(data, path.c_str(), session);
     std::ifstream file(path, std::ios::binary);
     if (!format.is_complete(file, static_cast<std::uint64_t>(data.GetNumberOfPolys()),
@@ -242,7 +243,7 @@ std::unique_ptr<MStlBase> ReadSurfaceFile(std::filesystem::path const& path,
     SurfaceFormat const& format = FormatOf(path, "read from");
     vtkSmartPointer<vtkPolyData> data;
     {
-        VtkSession session(progress, "Reading file");
+        Detail::VtkSession session(progress, "Reading file");
         data = format.read(path, session);
     }
     return SurfaceFromPolyData(*data, options, report);
@@ -273,7 +274,7 @@ void WriteGraphFile(vtkPolyData& data, OutputFile& file,
                     std::shared_ptr<Common::IProgressDelegate> const& progress) {
     if (data.GetNumberOfLines() == 0)
         throw Error("there are no edges to write");
-    VtkSession session(progress, "Writing file");
+    Detail::VtkSession session(progress, "Writing file");
     WriteVtp(data, file.GetTemporaryPath().c_str(), session);
     file.Commit();
 }

@@ -4,7 +4,8 @@
 #include <KetSDK/MeshVTK/Arrays.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <KetSDK/MeshVTK/VtkSession.h>
+#include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkCellArray.h>
@@ -61,7 +62,7 @@ vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data) {
     // A filter's input must not change; this one builds cell links in it.
     vtkNew<vtkPolyData> input;
     input->ShallowCopy(&data);
-    VtkSession session(nullptr, "Triangulating");
+    Detail::VtkSession session(nullptr, "Triangulating");
     vtkNew<vtkTriangleFilter> filter;
     filter->PassVertsOff();
     filter->PassLinesOff();
@@ -87,7 +88,7 @@ SurfaceNumbers FindSurfaces(vtkPolyData& triangles, vtkFieldData& fields) {
     surfaces.names.clear();
     for (vtkIdType i = 0; i < names->GetNumberOfValues(); ++i)
         surfaces.names.push_back(FromUtf8(names->GetValue(i)));
-    surfaces.of_triangle = WholeNumbers(*numbers, triangles.GetNumberOfCells());
+    surfaces.of_triangle = Detail::WholeNumbers(*numbers, triangles.GetNumberOfCells());
     for (long long const number : surfaces.of_triangle)
         if (number < 0 || number >= names->GetNumberOfValues())
             throw Error("a triangle is in surface " + std::to_string(number) + ", but " +

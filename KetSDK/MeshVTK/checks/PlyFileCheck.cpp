@@ -1,0 +1,258 @@
+#include <KetSDK/MeshVTK/checks/PlyFileCheck.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KetSDK::MeshVTK::Detail {
+
+namespace {
+
+// VTK's reader keeps the length of a list in a byte.
+constexpr double LongestList = 255;
+constexpr std::size_t LongestLine = 4000; // what its buffer holds
+
+enum class Kind { Signed, Unsigned, Real };
+
+struct Type {
+    std::size_t bytes;
+    Kind kind;
+};
+
+std::optional<Type> FindType(std::string_view name) {
+    static std::map<std::string, Type, std::less<>> const types = {
+        {"char", {1, Kind::Signed}},     {"int8", {1, Kind::Signed}},     {"uchar", {1, Kind::Unsigned}},
+        {"uint8", {1, Kind::Unsigned}},  {"short", {2, Kind::Signed}},    {"int16", {2, Kind::Signed}},
+        {"ushort", {2, Kind::Unsigned}}, {"uint16", {2, Kind::Unsigned}}, {"int", {4, Kind::Signed}},
+        {"int32", {4, Kind::Signed}},    {"uint", {4, Kind::Unsigned}},   {"uint32", {4, Kind::Unsigned}},
+        {"float", {4, Kind::Real}},      {"float32", {4, Kind::Real}},    {"double", {8, Kind::Real}},
+        {"float64", {8, Kind::Real}}};
+    auto const found = types.find(name);
+    return found == types.end() ? std::nullopt : std::optional(found->second);
+}
+
+struct Property {
+    std::string name;
+    Type type;
+    std::optional<Type> length; // of a list; none for a single value
+};
+
+struct Element {
+    std::string name;
+    std::uint64_t count = 0;
+    std::vector<Property> properties;
+
+    Property const* Find(std::string_view wanted) const {
+        auto const found = std::ranges::find(properties, wanted, &Property::name);
+        return found == properties.end() ? nullptr : &*found;
+    }
+};
+
+bool IsCorners(Property const& property) {
+    return property.name == "vertex_indices" || property.name == "vertex_index";
+}
+
+class PlyFile {
+public:
+    explicit PlyFile(std::string_view content)
+        : m_content(content)
+        , m_lines(content) {}
+
+    // Returns the number of faces.
+    std::uint64_t Check() {
+        _Header();
+        _CheckElements();
+        m_at = m_lines.Position();
+        for (Element const& element : m_elements)
+            _Body(element);
+        if (m_text ? _NextLine() : m_at != m_content.size())
+            throw Error("the file is longer than its header announces");
+        return m_elements[1].count;
+    }
+
+private:
+    [[noreturn]] static void _CutOff() {
+        throw Error("the file is cut off: it announces more than it holds");
+    }
+
+    // Header
+
+    void _Header() {
+        if (!m_lines.Next() || m_lines.Line() != "ply")
+            throw Error("this is no PLY file, though its name ends with .ply");
+        while (m_lines.Next()) {
+            auto const& words = m_lines.Words();
+            if (words.empty() || m_lines.Line().size() > LongestLine)
+                m_lines.Refuse("is empty or too long");
+            if (words[0] == "comment" || words[0] == "obj_info")
+                continue;
+            if (words[0] == "end_header" && m_lines.IsComplete())
+                return;
+            if (words[0] == "format" && words.size() == 3)
+                _Format(words[1]);
+            else if (words[0] == "element" && words.size() == 3)
+                _Element(words);
+            else if (words[0] == "property" && words.size() > 2 && !m_elements.empty())
+                _Property(words);
+            else
+                m_lines.Refuse("does not belong into the header of a PLY file");
+        }
+        throw Error("the file is cut off within its header");
+    }
+
+    void _Format(std::string_view name) {
+        m_text = name == "ascii";
+        m_big_endian = name == "binary_big_endian";
+        if (!m_text && !m_big_endian && name != "binary_little_endian")
+            m_lines.Refuse("names an unknown format");
+        m_has_format = true;
+    }
+
+    void _Element(std::vector<std::string_view> const& words) {
+        long long const count = AsWholeNumber(words[2]).value_or(-1);
+        if (count < 0 || static_cast<std::uint64_t>(count) > m_content.size())
+            m_lines.Refuse("has a count that cannot be right for a file of this size");
+        m_elements.push_back({std::string(words[1]), static_cast<std::uint64_t>(count), {}});
+    }
+
+    void _Property(std::vector<std::string_view> const& words) {
+        bool const list = words[1] == "list";
+        if (words.size() != (list ? 5u : 3u))
+            m_lines.Refuse("has another number of words than a property");
+        std::optional<Type> const type = FindType(words[list ? 3 : 1]);
+        std::optional<Type> const length = list ? FindType(words[2]) : std::nullopt;
+        if (!type || (list && (!length || length->kind == Kind::Real)))
+            m_lines.Refuse("has a property of unknown type");
+        m_elements.back().properties.push_back({std::string(words.back()), *type, length});
+    }
+
+    // VTK's reader looks for vertices and faces one after the other and cannot pass over anything else.
+    void _CheckElements() {
+        if (!m_has_format)
+            throw Error("the header does not tell the format");
+        bool const in_order =
+            m_elements.size() >= 2 && m_elements[0].name == "vertex" && m_elements[1].name == "face";
+        if (!in_order)
+            throw Error("the file does not begin with the elements \"vertex\" and \"face\"");
+        for (char const* const name : {"x", "y", "z"})
+            if (Property const* const found = m_elements[0].Find(name); !found || found->length)
+                throw Error(std::string("the vertices have no ") + name);
+        auto const corners = std::ranges::find_if(m_elements[1].properties, IsCorners);
+        if (corners == m_elements[1].properties.end() || !corners->length || corners->type.kind == Kind::Real)
+            throw Error("the faces have no list of vertex_indices");
+        for (Property const& property : m_elements[1].properties)
+            if (property.length && !IsCorners(property) && property.name != "texcoord")
+                throw Error("the faces have the list \"" + property.name + "\", which cannot be read");
+        for (Property const& property : m_elements[0].properties)
+            if (property.length)
+                throw Error("the vertices have the list \"" + property.name + "\", which cannot be read");
+        for (std::size_t i = 0; i < m_elements.size(); ++i)
+            for (std::size_t k = 0; k < i; ++k)
+                if (m_elements[i].name == m_elements[k].name)
+                    throw Error("the header has the element \"" + m_elements[i].name + "\" twice");
+    }
+
+    // Body
+
+    void _Body(Element const& element) {
+        if (element.properties.empty())
+            throw Error("the element \"" + element.name + "\" has no properties");
+        bool const faces = &element == &m_elements[1];
+        for (std::uint64_t i = 0; i < element.count; ++i) {
+            if (m_text && !(_NextLine() && m_lines.IsComplete()))
+                _CutOff();
+            if (m_text && m_lines.Line().size() > LongestLine)
+                m_lines.Refuse("is too long");
+            m_corners = 0;
+            for (Property const& property : element.properties)
+                _Value(property, faces);
+            if (m_text && m_word != m_lines.Words().size())
+                m_lines.Refuse("has more values than there are properties");
+        }
+    }
+
+    void _Value(Property const& property, bool of_face) {
+        if (!property.length) {
+            _Number(property.type);
+            return;
+        }
+        double const length = _Number(*property.length);
+        if (!(length >= 0 && length <= LongestList))
+            throw Error("there is a list of " + std::to_string(static_cast<long long>(length)) +
+                        " values; at most 255 are read");
+        bool const corners = of_face && IsCorners(property);
+        if (corners)
+            m_corners = length;
+        if (of_face && property.name == "texcoord" && length != 2 * m_corners)
+            throw Error("there are texture coordinates for another number of corners");
+        for (double i = 0; i < length; ++i) {
+            double const value = _Number(property.type);
+            if (corners && !(value >= 0 && value < static_cast<double>(m_elements[0].count)))
+                throw Error("a face uses vertex " + std::to_string(static_cast<long long>(value)) +
+                            ", but there are " + std::to_string(m_elements[0].count) + " (from 0)");
+        }
+    }
+
+    double _Number(Type const& type) {
+        if (!m_text)
+            return _BinaryNumber(type);
+        auto const& words = m_lines.Words();
+        if (m_word == words.size())
+            m_lines.Refuse("has fewer values than there are properties");
+        std::string_view const word = words[m_word++];
+        std::optional<double> const number = AsNumber(word);
+        if (!number || (type.kind != Kind::Real && !AsWholeNumber(word)))
+            m_lines.Refuse("has a value that is no number of its type");
+        return *number;
+    }
+
+    double _BinaryNumber(Type const& type) {
+        if (type.bytes > m_content.size() - m_at)
+            _CutOff();
+        std::uint64_t bits = 0;
+        for (std::size_t i = 0; i < type.bytes; ++i)
+            bits = bits << 8 |
+                   static_cast<unsigned char>(m_content[m_at + (m_big_endian ? i : type.bytes - 1 - i)]);
+        m_at += type.bytes;
+        if (type.kind == Kind::Real)
+            return 0.0; // what it is does not matter here
+        std::uint64_t const sign = std::uint64_t{1} << (8 * type.bytes - 1);
+        if (type.kind == Kind::Signed && (bits & sign) != 0)
+            return -static_cast<double>(2 * sign - bits);
+        return static_cast<double>(bits);
+    }
+
+    bool _NextLine() {
+        m_word = 0;
+        return m_lines.Next();
+    }
+
+    std::string_view m_content;
+    TextLines m_lines;
+    bool m_has_format = false;
+    bool m_text = false;
+    bool m_big_endian = false;
+    std::vector<Element> m_elements;
+    std::size_t m_at = 0;   // in a binary body
+    std::size_t m_word = 0; // in the line of a body in text
+    double m_corners = 0;   // of the current face
+};
+
+} // namespace
+
+std::uint64_t CheckPlyFile(std::filesystem::path const& path) {
+    std::string const content = AllBytes(path);
+    return PlyFile(content).Check();
+}
+
+} // namespace KetSDK::MeshVTK::Detail

@@ -1,0 +1,514 @@
+#include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+
+#include <vtkDataCompressor.h>
+#include <vtkLZ4DataCompressor.h>
+#include <vtkLZMADataCompressor.h>
+#include <vtkNew.h>
+#include <vtkSmartPointer.h>
+#include <vtkXMLDataElement.h>
+#include <vtkXMLDataParser.h>
+#include <vtkXMLFileReadTester.h>
+#include <vtkZLibDataCompressor.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace KetSDK::MeshVTK::Detail {
+
+namespace {
+
+using Count = std::uint64_t;
+
+// Larger blocks and counts than these are no file's: products of two stay below 64 bits.
+constexpr Count LargestBlock = Count{1} << 32;
+constexpr Count LargestCount = Count{1} << 31;
+// All names in one array together.
+constexpr Count LargestNames = Count{1} << 26;
+
+std::string Attribute(vtkXMLDataElement& element, char const* name) {
+    char const* const value = element.GetAttribute(name);
+    return value ? value : "";
+}
+
+// A count in an attribute; nothing when there is none or it is no count.
+std::optional<Count> CountAttribute(vtkXMLDataElement& element, char const* name) {
+    std::string const text = Attribute(element, name);
+    long long value = 0;
+    if (text.empty() || !element.GetScalarAttribute(name, value) || value < 0 ||
+        static_cast<Count>(value) >= LargestCount)
+        return std::nullopt;
+    return static_cast<Count>(value);
+}
+
+// Bytes of a value of a type in a file; 0 for types whose values have no fixed size.
+Count BytesOfType(std::string const& type) {
+    static std::map<std::string, Count> const bytes = {
+        {"Int8", 1},   {"UInt8", 1}, {"Int16", 2},  {"UInt16", 2},  {"Int32", 4},
+        {"UInt32", 4}, {"Int64", 8}, {"UInt64", 8}, {"Float32", 4}, {"Float64", 8}};
+    auto const found = bytes.find(type);
+    return found == bytes.end() ? 0 : found->second;
+}
+
+// Where a surface has its cells, by sort.
+constexpr char const* CellSections[] = {"Verts", "Lines", "Strips", "Polys"};
+
+bool IsCellSection(std::string const& section) {
+    return std::ranges::find(CellSections, section) != std::end(CellSections);
+}
+
+// Whether VTK's reader takes whatever stands in a section for an array, by any name.
+bool HoldsArraysOnly(std::string const& section) {
+    return section == "FieldData" || section == "PointData" || section == "CellData" || section == "Points" ||
+           section == "Cells" || IsCellSection(section);
+}
+
+// How the data of a file is packed.
+struct Packing {
+    vtkSmartPointer<vtkDataCompressor> compressor; // null for data that is not packed
+    Count most_per_byte = 0;                       // bytes that one packed byte can stand for
+};
+
+Packing MakePacking(std::string const& name) {
+    if (name.empty())
+        return {};
+    if (name == "vtkZLibDataCompressor")
+        return {vtkSmartPointer<vtkZLibDataCompressor>::New(), 1032};
+    if (name == "vtkLZ4DataCompressor")
+        return {vtkSmartPointer<vtkLZ4DataCompressor>::New(), 255};
+    if (name == "vtkLZMADataCompressor")
+        return {vtkSmartPointer<vtkLZMADataCompressor>::New(), 16384};
+    throw Error("the file is packed in the unknown way \"" + name + "\"");
+}
+
+// A stretch of the file with the data of an array, raw or as base64.
+struct Stretch {
+    std::string_view text;
+    bool base64;
+
+    // Upper limit of the bytes that it can hold.
+    Count Capacity() const { return base64 ? (text.size() + 3) / 4 * 3 : text.size(); }
+
+    // The first `count` bytes, or fewer when it ends before.
+    std::string First(Count count) const {
+        if (!base64)
+            return std::string(text.substr(0, static_cast<std::size_t>(std::min<Count>(count, text.size()))));
+        static constexpr std::string_view digits =
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+        std::string bytes;
+        std::uint32_t bits = 0;
+        unsigned int bit_count = 0;
+        for (char const character : text) {
+            std::size_t const digit = digits.find(character);
+            if (digit == std::string_view::npos || bytes.size() == count)
+                break;
+            bits = bits << 6 | static_cast<std::uint32_t>(digit);
+            bit_count += 6;
+            if (bit_count >= 8)
+                bytes.push_back(static_cast<char>(bits >> (bit_count -= 8) & 0xFFu));
+        }
+        return bytes;
+    }
+};
+
+class XmlFile {
+public:
+    explicit XmlFile(std::string content)
+        : m_content(std::move(content)) {}
+
+    void Check(vtkXMLDataParser& parser) {
+        vtkXMLDataElement& root = *parser.GetRootElement();
+        m_word_bytes = Attribute(root, "header_type") == "UInt64" ? 8 : 4;
+        m_big_endian = Attribute(root, "byte_order") == "BigEndian";
+        m_packing = MakePacking(Attribute(root, "compressor"));
+        m_compressed = m_packing.compressor != nullptr;
+        if (vtkXMLDataElement* const appended = root.FindNestedElementWithName("AppendedData")) {
+            m_appended = static_cast<std::size_t>(parser.GetAppendedDataPosition());
+            if (m_appended < m_content.size() && m_content[m_appended - 1] != '_' &&
+                m_content[m_appended] == '_')
+                ++m_appended;
+            m_appended_base64 = Attribute(*appended, "encoding") != "raw";
+        }
+        if (vtkXMLDataElement* const image = root.FindNestedElementWithName("ImageData"))
+            _CheckPiecesOfImage(*image);
+        _CheckBelow(root, root);
+    }
+
+private:
+    // Looks at the arrays in `parent` and below; `piece` is the Piece around them.
+    void _CheckBelow(vtkXMLDataElement& parent, vtkXMLDataElement& piece) {
+        for (int i = 0; i < parent.GetNumberOfNestedElements(); ++i) {
+            vtkXMLDataElement& element = *parent.GetNestedElement(i);
+            std::string const name = element.GetName();
+            if (name == "DataArray" || name == "Array" || HoldsArraysOnly(parent.GetName()))
+                _CheckArray(element, parent.GetName(), piece);
+            else
+                _CheckBelow(element, name == "Piece" ? element : piece);
+        }
+        if (std::string const section = parent.GetName(); section == "Cells" || IsCellSection(section))
+            _CheckCellList(parent);
+    }
+
+    // VTK's reader makes room for as many point numbers as the last offset says.
+    void _CheckCellList(vtkXMLDataElement& section) const {
+        vtkXMLDataElement* const offsets = _FindArray(section, "offsets");
+        vtkXMLDataElement* const points = _FindArray(section, "connectivity");
+        if (!offsets || !points)
+            return; // it says that itself
+        if (_LastNumber(*offsets) != _ValuesIn(*points))
+            throw Error(std::string("the offsets of the ") +
+                        (IsCellSection(section.GetName()) ? "polygons" : "cells") +
+                        " do not fit the list of their points");
+        for (char const* const name : {"faces", "faceoffsets"})
+            if (vtkXMLDataElement* const faces = _FindArray(section, name); faces && _ValuesIn(*faces) > 0)
+                throw Error("there are polyhedra; meshes are made of tetrahedra, hexahedra and wedges");
+    }
+
+    // The array that VTK's reader takes.
+    static vtkXMLDataElement* _FindArray(vtkXMLDataElement& section, std::string const& name) {
+        for (int i = 0; i < section.GetNumberOfNestedElements(); ++i)
+            if (vtkXMLDataElement& array = *section.GetNestedElement(i); Attribute(array, "Name") == name)
+                return &array;
+        return nullptr;
+    }
+
+    void _CheckArray(vtkXMLDataElement& array, std::string const& section, vtkXMLDataElement& piece) {
+        Count const components =
+            Attribute(array, "NumberOfComponents").empty() ? 1 : _Required(array, "NumberOfComponents");
+        std::optional<Count> tuples;
+        std::string const name = Attribute(array, "Name");
+        if (section == "Points" || section == "PointData")
+            tuples = _Points(piece);
+        else if (section == "CellData")
+            tuples = _Cells(piece);
+        else if (section == "Cells" && (name == "offsets" || name == "types"))
+            tuples = _Required(piece, "NumberOfCells");
+        else if (name == "offsets" && IsCellSection(section))
+            tuples = CountAttribute(piece, ("NumberOf" + section).c_str()).value_or(0);
+        else if (section == "FieldData")
+            tuples = _Required(array, "NumberOfTuples");
+
+        Count const values = _ValuesIn(array);
+        CheckComponents(name, components, values);
+        bool const is_bits = Attribute(array, "type") == "Bit"; // up to eight of them are one value
+        if (tuples && is_bits && *tuples > 8 * values / std::max<Count>(components, 1))
+            throw Error("the array \"" + name + "\" holds less than it announces");
+        if (tuples && !is_bits && values != *tuples * components)
+            throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
+                        std::to_string(*tuples * components));
+    }
+
+    // Whether the values of an array stand in its tag as text.
+    static bool _IsText(vtkXMLDataElement& array) {
+        std::string const format = Attribute(array, "format");
+        return (format == "ascii" || format.empty()) && !_Offset(array);
+    }
+
+    Stretch _DataOf(vtkXMLDataElement& array) const {
+        std::optional<Count> const offset = _Offset(array);
+        return offset ? _Appended(*offset) : _Inline(array);
+    }
+
+    Count _ValuesIn(vtkXMLDataElement& array) const {
+        std::string const name = Attribute(array, "Name");
+        std::string const type = Attribute(array, "type");
+        Count const value_bytes = BytesOfType(type);
+        if (value_bytes == 0 && type != "String" && type != "Bit") // VTK's reader crashes
+            throw Error("the array \"" + name + "\" is of the unknown type \"" + type + "\"");
+        if (_IsText(array))
+            return type == "String" ? _TerminatorsInline(array) : _WordsInline(array);
+        Stretch const data = _DataOf(array);
+        Count const bytes = _BytesOfData(data, name);
+        if (type != "String")
+            return bytes / std::max<Count>(value_bytes, 1);
+        if (bytes > LargestNames)
+            _Damaged(name);
+        return _Terminators(_Unpacked(data, bytes, name));
+    }
+
+    // The last value of an array of whole numbers, 0 for an empty one; a negative one becomes too large for
+    // any use.
+    Count _LastNumber(vtkXMLDataElement& array) const {
+        std::string const name = Attribute(array, "Name");
+        std::string const type = Attribute(array, "type");
+        if (type.find("Int") == std::string::npos)
+            throw Error("the array \"" + name + "\" holds no whole numbers");
+        if (_ValuesIn(array) == 0)
+            return 0;
+        if (_IsText(array)) {
+            std::string_view const text = _Inline(array).text;
+            std::size_t const end = text.find_last_not_of(" \t\r\n\v\f") + 1;
+            std::size_t const begin = text.find_last_of(" \t\r\n\v\f", end - 1) + 1;
+            return static_cast<Count>(AsWholeNumber(text.substr(begin, end - begin)).value_or(-1));
+        }
+        Stretch const data = _DataOf(array);
+        Count const bytes = _BytesOfData(data, name);
+        auto const value_bytes = static_cast<std::size_t>(BytesOfType(type));
+        std::string const end = _Unpacked(data, bytes - bytes % value_bytes, name, 2);
+        if (end.size() < value_bytes)
+            _Damaged(name);
+        return _Word(std::string_view(end).substr(end.size() - value_bytes));
+    }
+
+    static Count _Required(vtkXMLDataElement& element, char const* name) {
+        std::optional<Count> const count = CountAttribute(element, name);
+        if (!count)
+            throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
+        return *count;
+    }
+
+    using _Extent = std::array<int, 6>; // first and last place along each axis
+
+    static _Extent _ExtentOf(vtkXMLDataElement& element, char const* name) {
+        _Extent extent{};
+        if (element.GetVectorAttribute(name, 6, extent.data()) != 6)
+            throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
+        return extent;
+    }
+
+    // How much a piece of an image holds: `ends` is 1 for its points and 0 for its cells, of which a flat
+    // one has a layer.
+    static Count _InExtent(vtkXMLDataElement& piece, int ends) {
+        _Extent const extent = _ExtentOf(piece, "Extent");
+        Count count = 1;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            long long const length = static_cast<long long>(extent[2 * axis + 1]) - extent[2 * axis];
+            count *= static_cast<Count>(std::max(length + ends, 1ll));
+            if (length < 0 || count >= LargestCount)
+                throw Error("the file has no valid Extent for Piece");
+        }
+        return count;
+    }
+
+    static Count _Points(vtkXMLDataElement& piece) {
+        return piece.GetAttribute("Extent") ? _InExtent(piece, 1) : _Required(piece, "NumberOfPoints");
+    }
+
+    // VTK's reader makes an image as large as its whole extent, whatever the pieces hold.
+    static void _CheckPiecesOfImage(vtkXMLDataElement& image) {
+        if (image.GetNumberOfNestedElements() != 1 ||
+            _ExtentOf(*image.GetNestedElement(0), "Extent") != _ExtentOf(image, "WholeExtent"))
+            throw Error("the file does not hold the whole image in one piece");
+    }
+
+    // A piece of a surface has a count for each sort of cell that it may have.
+    static Count _Cells(vtkXMLDataElement& piece) {
+        if (piece.GetAttribute("Extent"))
+            return _InExtent(piece, 0);
+        if (piece.GetAttribute("NumberOfCells"))
+            return _Required(piece, "NumberOfCells");
+        Count cells = 0;
+        for (char const* const section : CellSections)
+            cells += CountAttribute(piece, (std::string("NumberOf") + section).c_str()).value_or(0);
+        return cells;
+    }
+
+    static std::optional<Count> _Offset(vtkXMLDataElement& array) {
+        if (Attribute(array, "offset").empty())
+            return std::nullopt;
+        long long offset = -1;
+        array.GetScalarAttribute("offset", offset);
+        return static_cast<Count>(offset); // a negative one is beyond every file
+    }
+
+    Stretch _Appended(Count offset) const {
+        if (m_appended == 0 || offset >= m_content.size() - std::min(m_appended, m_content.size()))
+            throw Error("the file is cut off: there is no data where it should be");
+        return {std::string_view(m_content).substr(m_appended + static_cast<std::size_t>(offset)),
+                m_appended_base64};
+    }
+
+    Stretch _Inline(vtkXMLDataElement& array) const {
+        std::size_t begin = _EndOfTag(static_cast<std::size_t>(array.GetXMLByteIndex()));
+        while (begin < m_content.size() && std::isspace(static_cast<unsigned char>(m_content[begin])))
+            ++begin;
+        std::size_t const end = std::min(m_content.find('<', begin), m_content.size());
+        return {std::string_view(m_content).substr(begin, end - begin), true};
+    }
+
+    // Where the tag that begins at a place ends; a ">" between quotes does not end it.
+    std::size_t _EndOfTag(std::size_t at) const {
+        char quote = '\0';
+        for (; at < m_content.size(); ++at) {
+            char const c = m_content[at];
+            if (quote == '\0' && c == '>')
+                return at + 1;
+            if (quote == '\0' && (c == '"' || c == '\''))
+                quote = c;
+            else if (c == quote)
+                quote = '\0';
+        }
+        return at;
+    }
+
+    Count _WordsInline(vtkXMLDataElement& array) const {
+        Count words = 0;
+        bool in_word = false;
+        for (char const character : _Inline(array).text) {
+            bool const space = std::isspace(static_cast<unsigned char>(character)) != 0;
+            words += !space && !in_word;
+            in_word = !space;
+        }
+        return words;
+    }
+
+    // Strings end with a byte of 0 each. What stands behind the last one counts as another.
+    static Count _Terminators(std::string_view bytes) {
+        auto const ends = static_cast<Count>(std::ranges::count(bytes, '\0'));
+        return ends + (!bytes.empty() && bytes.back() != '\0');
+    }
+
+    // The same where each byte is written as a number.
+    Count _TerminatorsInline(vtkXMLDataElement& array) const {
+        std::string bytes;
+        TextLines lines(_Inline(array).text);
+        while (lines.Next())
+            for (std::string_view const word : lines.Words())
+                bytes.push_back(AsWholeNumber(word).value_or(0) == 0 ? '\0' : 'x');
+        return _Terminators(bytes);
+    }
+
+    // The first `size` bytes of an array, once unpacked; of packed data only those in the last `blocks`
+    // blocks of it, which are checked on the way.
+    std::string _Unpacked(Stretch const& data, Count size, std::string const& name,
+                          std::size_t blocks = ~std::size_t{0}) const {
+        if (!m_compressed) {
+            std::string const bytes = data.First(m_word_bytes + size);
+            return bytes.substr(std::min<std::size_t>(m_word_bytes, bytes.size()));
+        }
+        std::vector<Count> const words = _Words(data, 3 + _Words(data, 1)[0]);
+        std::size_t const header = words.size() * m_word_bytes;
+        std::size_t const begin = data.base64 ? (header + 2) / 3 * 4 : header;
+        std::string const packed =
+            Stretch{data.text.substr(std::min(begin, data.text.size())), data.base64}.First(
+                std::accumulate(words.begin() + 3, words.end(), Count{0}));
+        std::size_t const first = words.size() - std::min(blocks, words.size() - 3);
+        std::size_t from = 0;
+        Count before = 0; // bytes in the blocks that are passed over
+        std::string bytes;
+        for (std::size_t i = 3; i < words.size(); ++i) {
+            bool const is_short = i + 1 == words.size() && words[2] != 0;
+            auto const block = static_cast<std::size_t>(words[is_short ? 2 : 1]);
+            auto const length = static_cast<std::size_t>(words[i]);
+            if (length > packed.size() - from)
+                _Damaged(name);
+            if (i >= first) {
+                std::size_t const to = bytes.size();
+                bytes.resize(to + block);
+                auto const* const in = reinterpret_cast<unsigned char const*>(packed.data()) + from;
+                auto* const out = reinterpret_cast<unsigned char*>(bytes.data()) + to;
+                if (m_packing.compressor->Uncompress(in, length, out, block) != block)
+                    _Damaged(name);
+            } else {
+                before += block;
+            }
+            from += length;
+        }
+        bytes.resize(static_cast<std::size_t>(std::min<Count>(bytes.size(), size - std::min(before, size))));
+        return bytes;
+    }
+
+    // Bytes of an array, once unpacked, by the header in front of its data.
+    Count _BytesOfData(Stretch const& data, std::string const& name) const {
+        std::vector<Count> const first = _Words(data, m_compressed ? 3 : 1);
+        Count const capacity = data.Capacity();
+        if (first.size() < (m_compressed ? 3u : 1u) || first[0] > capacity)
+            _Damaged(name);
+        if (!m_compressed)
+            return first[0];
+        // Number of blocks, size of each and of the last one (0: as the others), then the packed sizes.
+        Count const blocks = first[0];
+        if (first[1] > LargestBlock || first[2] > first[1] || (blocks == 0 && first[2] != 0))
+            _Damaged(name);
+        std::vector<Count> const words = _Words(data, 3 + blocks);
+        if (words.size() < 3 + blocks)
+            _Damaged(name);
+        // VTK's reader makes room for what a block claims to become.
+        Count packed = words.size() * m_word_bytes;
+        for (std::size_t i = 3; i < words.size(); ++i) {
+            Count const unpacked = i + 1 == words.size() && first[2] != 0 ? first[2] : first[1];
+            if (words[i] > capacity || (packed += words[i]) > capacity ||
+                unpacked > m_packing.most_per_byte * words[i])
+                _Damaged(name);
+        }
+        return blocks == 0 ? 0 : (blocks - 1) * first[1] + (first[2] != 0 ? first[2] : first[1]);
+    }
+
+    // The header words that data begins with; fewer when it ends before.
+    std::vector<Count> _Words(Stretch const& data, Count count) const {
+        std::string const bytes = data.First(count * m_word_bytes);
+        std::vector<Count> words;
+        for (std::size_t at = 0; at + m_word_bytes <= bytes.size(); at += m_word_bytes)
+            words.push_back(_Word(std::string_view(bytes).substr(at, m_word_bytes)));
+        return words;
+    }
+
+    // The bytes as one number without sign.
+    Count _Word(std::string_view bytes) const {
+        Count word = 0;
+        for (std::size_t k = 0; k < bytes.size(); ++k)
+            word = word << 8 | static_cast<unsigned char>(bytes[m_big_endian ? k : bytes.size() - 1 - k]);
+        return word;
+    }
+
+    [[noreturn]] static void _Damaged(std::string const& name) {
+        throw Error("the data of the array \"" + name + "\" is damaged or cut off");
+    }
+
+    std::string m_content;
+    std::size_t m_word_bytes = 4;
+    bool m_big_endian = false;
+    bool m_compressed = false;
+    Packing m_packing;
+    std::size_t m_appended = 0; // where appended data begins; 0 for none
+    bool m_appended_base64 = false;
+};
+
+// The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
+std::string DeclaredType(std::filesystem::path const& path) {
+    vtkNew<vtkXMLFileReadTester> tester;
+    tester->SetFileName(path.c_str());
+    char const* const type = tester->TestReadFile() ? tester->GetFileDataType() : nullptr;
+    return type ? type : "";
+}
+
+void CheckXmlEnd(std::filesystem::path const& path) {
+    std::string end = LastBytes(path, 4096);
+    while (!end.empty() && (std::isspace(static_cast<unsigned char>(end.back())) || end.back() == '\0'))
+        end.pop_back();
+    if (!end.ends_with("</VTKFile>"))
+        throw Error("the file is cut off: it does not end with </VTKFile>");
+}
+
+} // namespace
+
+void CheckXmlFile(std::filesystem::path const& path, std::string const& needed) {
+    std::string const type = DeclaredType(path);
+    if (type.empty())
+        throw Error("this is no VTK XML file, though its name ends with " + path.extension().string());
+    if (type != needed)
+        throw Error("the file holds " + type + "; " + needed + " is needed");
+    CheckXmlEnd(path);
+    std::string content = AllBytes(path);
+    vtkNew<vtkXMLDataParser> parser;
+    parser->SetFileName(path.c_str());
+    if (!parser->Parse() || !parser->GetRootElement())
+        throw Error("it cannot be read: the XML in it is not well-formed");
+    XmlFile(std::move(content)).Check(*parser);
+}
+
+} // namespace KetSDK::MeshVTK::Detail

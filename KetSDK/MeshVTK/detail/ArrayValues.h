@@ -1,0 +1,24 @@
+#pragma once
+
+#include <vtkType.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+class vtkAbstractArray;
+class vtkDataArray;
+
+namespace KetSDK::MeshVTK::Detail {
+
+// The array as messages name it: the array "NAME".
+std::string Quoted(vtkAbstractArray& array);
+// Throws Error for an array that has more components than values, and many of them: VTK takes memory and time
+// for each component, also where there are no values.
+void CheckComponents(std::string const& name, std::uint64_t components, std::uint64_t values);
+// Whether the array is of an integer type.
+bool HoldsWholeNumbers(vtkDataArray& array);
+// The values of an integer array with one number for each of `count`; throws Error for another one.
+std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count);
+
+} // namespace KetSDK::MeshVTK::Detail

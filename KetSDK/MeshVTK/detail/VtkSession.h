@@ -1,0 +1,45 @@
+#pragma once
+
+#include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+
+#include <vtkNew.h>
+#include <vtkSmartPointer.h>
+
+#include <memory>
+#include <string>
+
+class vtkAlgorithm;
+class vtkCallbackCommand;
+class vtkOutputWindow;
+
+namespace KetSDK::MeshVTK::Detail {
+
+// Runs VTK algorithms so that nothing of what they say is lost or printed: while a session lives, VTK's
+// messages are collected instead of shown, and the progress of the algorithms goes to a delegate, which
+// can abort them. VTK's log is left as the program has set it up. VTK has one place for its messages, so
+// there is one session at a time in a process.
+class VtkSession {
+public:
+    // Begins a progress phase; the delegate may be null.
+    VtkSession(std::shared_ptr<Common::IProgressDelegate> const& progress, std::string const& label);
+    VtkSession(VtkSession const&) = delete;
+    VtkSession& operator=(VtkSession const&) = delete;
+    // VTK's messages go where they went before.
+    ~VtkSession();
+
+    // Updates the algorithm. Throws Error, with `purpose` ("cannot read it") and what VTK said, when VTK
+    // reported an error or an exception came out of it; throws Cancelled when the user cancelled.
+    void Run(vtkAlgorithm& algorithm, std::string const& purpose);
+    // Throws Error when VTK reported an error since the session began.
+    void Check(std::string const& purpose) const;
+
+private:
+    class MessageSink;
+
+    vtkNew<MessageSink> m_sink;
+    vtkSmartPointer<vtkOutputWindow> m_previous;
+    Common::IncrementalProgressReporter m_progress;
+};
+
+} // namespace KetSDK::MeshVTK::Detail

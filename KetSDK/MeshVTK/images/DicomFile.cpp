@@ -1,0 +1,316 @@
+#include <KetSDK/MeshVTK/images/DicomFile.h>
+
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/checks/TextLines.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace KetSDK::MeshVTK::Detail {
+
+namespace {
+
+constexpr std::size_t PreambleSize = 132; // with the magic bytes at its end
+constexpr std::uint32_t Undefined = 0xFFFFFFFF;
+constexpr int DeepestSequence = 64;
+
+// An element is named by its group and its number in the group.
+constexpr std::uint32_t Tag(unsigned int group, unsigned int number) {
+    return group << 16 | number;
+}
+constexpr std::uint32_t StorageClass = Tag(0x0002, 0x0002);
+constexpr std::uint32_t TransferSyntax = Tag(0x0002, 0x0010);
+constexpr std::uint32_t Series = Tag(0x0020, 0x000E);
+constexpr std::uint32_t Position = Tag(0x0020, 0x0032);
+constexpr std::uint32_t Orientation = Tag(0x0020, 0x0037);
+constexpr std::uint32_t SamplesPerPixel = Tag(0x0028, 0x0002);
+constexpr std::uint32_t NumberOfFrames = Tag(0x0028, 0x0008);
+constexpr std::uint32_t Rows = Tag(0x0028, 0x0010);
+constexpr std::uint32_t Columns = Tag(0x0028, 0x0011);
+constexpr std::uint32_t PixelSpacing = Tag(0x0028, 0x0030);
+constexpr std::uint32_t BitsAllocated = Tag(0x0028, 0x0100);
+constexpr std::uint32_t BitsStored = Tag(0x0028, 0x0101);
+constexpr std::uint32_t HighBit = Tag(0x0028, 0x0102);
+constexpr std::uint32_t PixelRepresentation = Tag(0x0028, 0x0103);
+constexpr std::uint32_t RescaleIntercept = Tag(0x0028, 0x1052);
+constexpr std::uint32_t RescaleSlope = Tag(0x0028, 0x1053);
+constexpr std::uint32_t PixelData = Tag(0x7FE0, 0x0010);
+constexpr std::uint32_t Item = Tag(0xFFFE, 0xE000);
+constexpr std::uint32_t ItemEnd = Tag(0xFFFE, 0xE00D);
+constexpr std::uint32_t SequenceEnd = Tag(0xFFFE, 0xE0DD);
+
+struct Element {
+    std::uint32_t tag;
+    std::uint32_t length;
+    std::string_view value; // empty for one of undefined length
+};
+
+[[noreturn]] void Refuse(char const* what) {
+    throw Error(std::string("the file is damaged: ") + what);
+}
+
+// Walks through the elements of a file.
+class Elements {
+public:
+    explicit Elements(std::string_view bytes)
+        : m_bytes(bytes) {}
+
+    void SetEncoding(bool explicit_types, bool big_endian) {
+        m_explicit = explicit_types;
+        m_big_endian = big_endian;
+    }
+    bool AtEnd() const noexcept { return m_at == m_bytes.size(); }
+    // Where the next element begins.
+    std::size_t Place() const noexcept { return m_at; }
+    // The group of the next element, which says whether it still describes the file.
+    std::uint32_t NextGroup() const { return Number(m_bytes.substr(m_at, 2)); }
+    bool IsBigEndian() const noexcept { return m_big_endian; }
+
+    // The next element; goes past it. What is in a sequence of undefined length is passed over.
+    Element Next() {
+        Element element = _Header();
+        if (element.length != Undefined) {
+            element.value = _Take(element.length);
+            return element;
+        }
+        if (element.tag != PixelData)
+            _PassSequence(m_unknown_type, 0);
+        return element;
+    }
+
+    std::uint32_t Number(std::string_view value) const {
+        std::uint32_t number = 0;
+        for (std::size_t i = 0; i < value.size(); ++i)
+            number = number << 8 | static_cast<unsigned char>(value[m_big_endian ? i : value.size() - 1 - i]);
+        return number;
+    }
+
+private:
+    std::string_view _Take(std::size_t count) {
+        if (count > m_bytes.size() - m_at)
+            throw Error("the file is cut off");
+        m_at += count;
+        return m_bytes.substr(m_at - count, count);
+    }
+
+    Element _Header() {
+        std::uint32_t const group = Number(_Take(2));
+        std::uint32_t const tag = Tag(group, Number(_Take(2)));
+        m_unknown_type = false;
+        if (!m_explicit || group == 0xFFFE)
+            return {tag, Number(_Take(4)), {}};
+        std::string_view const type = _Take(2);
+        if (!std::ranges::all_of(type, [](char c) { return c >= 'A' && c <= 'Z'; }))
+            Refuse("an element has no valid type");
+        m_unknown_type = type == "UN";
+        constexpr std::array<std::string_view, 13> long_types = {"OB", "OD", "OF", "OL", "OV", "OW", "SQ",
+                                                                 "SV", "UC", "UN", "UR", "UT", "UV"};
+        bool const is_long = std::ranges::find(long_types, type) != long_types.end();
+        if (is_long)
+            _Take(2);
+        return {tag, Number(_Take(is_long ? 4 : 2)), {}};
+    }
+
+    // Sequences of unknown type are written without types inside.
+    void _PassSequence(bool untyped, int depth) {
+        if (depth > DeepestSequence)
+            Refuse("its sequences are nested too deeply");
+        bool const was_explicit = m_explicit;
+        m_explicit = m_explicit && !untyped;
+        for (Element item = _Header(); item.tag != SequenceEnd; item = _Header()) {
+            if (item.tag != Item)
+                Refuse("a sequence holds something that is no item");
+            if (item.length != Undefined)
+                _Take(item.length);
+            else
+                _PassItem(depth);
+        }
+        m_explicit = was_explicit;
+    }
+
+    void _PassItem(int depth) {
+        for (Element element = _Header(); element.tag != ItemEnd; element = _Header()) {
+            if (element.length == Undefined)
+                _PassSequence(m_unknown_type, depth + 1);
+            else
+                _Take(element.length);
+        }
+    }
+
+    std::string_view m_bytes;
+    std::size_t m_at = PreambleSize;
+    bool m_explicit = true;
+    bool m_big_endian = false;
+    bool m_unknown_type = false; // of the last header
+};
+
+// Text without the padding at its end.
+std::string Text(std::string_view value) {
+    while (!value.empty() && (value.back() == '\0' || value.back() == ' '))
+        value.remove_suffix(1);
+    return std::string(value);
+}
+
+// The numbers of a text with backslashes between them.
+std::vector<double> Numbers(std::string_view value) {
+    std::string text = Text(value);
+    std::ranges::replace(text, '\\', ' ');
+    TextLines line(text);
+    std::vector<double> numbers;
+    if (line.Next())
+        for (std::string_view word : line.Words()) {
+            word.remove_prefix(word.starts_with('+') ? 1 : 0);
+            auto const number = AsNumber(word);
+            if (!number || !std::isfinite(*number))
+                Refuse("there is text where numbers should be");
+            numbers.push_back(*number);
+        }
+    return numbers;
+}
+
+double Number(std::string_view value, double otherwise) {
+    std::vector<double> const numbers = Numbers(value);
+    return numbers.empty() ? otherwise : numbers[0];
+}
+
+// How the elements behind those of the file itself are written.
+void SetEncoding(Elements& elements, std::string const& syntax) {
+    if (syntax == "1.2.840.10008.1.2")
+        elements.SetEncoding(false, false);
+    else if (syntax == "1.2.840.10008.1.2.2")
+        elements.SetEncoding(true, true);
+    else if (syntax != "1.2.840.10008.1.2.1") {
+        bool const valid = !syntax.empty() && syntax.find_first_not_of(".0123456789") == std::string::npos;
+        throw Error("its voxels are compressed (" + (valid ? syntax : "in an unknown way") +
+                    "); uncompressed slices are needed");
+    }
+}
+
+// Reads the elements that describe file and encoding. False for a directory of files.
+bool ReadFileElements(Elements& elements) {
+    std::string syntax;
+    while (!elements.AtEnd() && elements.NextGroup() == 2) { // what follows is in the encoding of the syntax
+        Element const element = elements.Next();
+        if (element.tag == StorageClass && Text(element.value) == "1.2.840.10008.1.3.10")
+            return false;
+        if (element.tag == TransferSyntax)
+            syntax = Text(element.value);
+    }
+    SetEncoding(elements, syntax);
+    return true;
+}
+
+// The elements of a slice that are numbers, by their names.
+struct Layout {
+    unsigned int samples = 1;
+    unsigned int frames = 1;
+    unsigned int bits_allocated = 0;
+    unsigned int bits_stored = 0;
+    unsigned int high_bit = 0;
+    std::size_t pixel_bytes = 0;
+};
+
+void ReadElement(Elements const& elements, Element const& element, DicomSlice& slice, Layout& layout) {
+    auto const number = [&] { return elements.Number(element.value.substr(0, 4)); };
+    switch (element.tag) {
+    case Series:
+        slice.series = Text(element.value);
+        break;
+    case Position:
+        slice.position = Numbers(element.value);
+        break;
+    case Orientation:
+        slice.orientation = Numbers(element.value);
+        break;
+    case PixelSpacing:
+        slice.spacing = Numbers(element.value);
+        break;
+    case RescaleSlope:
+        slice.slope = Number(element.value, 1.0);
+        break;
+    case RescaleIntercept:
+        slice.intercept = Number(element.value, 0.0);
+        break;
+    case Rows:
+        slice.rows = number();
+        break;
+    case Columns:
+        slice.columns = number();
+        break;
+    case PixelRepresentation:
+        slice.has_sign = number() != 0;
+        break;
+    case SamplesPerPixel:
+        layout.samples = number();
+        break;
+    case NumberOfFrames:
+        layout.frames = Number(element.value, 1.0) == 1.0 ? 1 : 2;
+        break;
+    case BitsAllocated:
+        layout.bits_allocated = number();
+        break;
+    case BitsStored:
+        layout.bits_stored = number();
+        break;
+    case HighBit:
+        layout.high_bit = number();
+        break;
+    case PixelData:
+        if (element.length == Undefined)
+            throw Error("its voxels are compressed; uncompressed slices are needed");
+        layout.pixel_bytes = element.length;
+        slice.pixels = elements.Place() - element.length;
+        break;
+    default:
+        break;
+    }
+}
+
+void CheckSlice(DicomSlice& slice, Layout const& layout) {
+    if (slice.pixels == 0)
+        throw Error("there is no image in it; is it cut off?");
+    if (layout.samples != 1)
+        throw Error("it has " + std::to_string(layout.samples) + " values for each voxel; one is needed");
+    if (layout.frames != 1)
+        throw Error("it holds several slices; one slice per file is needed");
+    if (layout.bits_allocated != 8 && layout.bits_allocated != 16)
+        throw Error("it has voxels of " + std::to_string(layout.bits_allocated) +
+                    " bits; 8 or 16 bits are needed");
+    if (layout.bits_stored < 1 || layout.high_bit >= layout.bits_allocated ||
+        layout.bits_stored > layout.high_bit + 1)
+        Refuse("its voxels have an impossible number of bits");
+    slice.bytes = layout.bits_allocated / 8;
+    slice.bits = layout.bits_stored;
+    slice.shift = layout.high_bit + 1 - layout.bits_stored;
+    std::size_t const needed =
+        static_cast<std::size_t>(slice.rows) * static_cast<std::size_t>(slice.columns) * slice.bytes;
+    if (needed == 0 || layout.pixel_bytes < needed || layout.pixel_bytes > needed + 1)
+        throw Error("it has " + std::to_string(layout.pixel_bytes) + " bytes of voxels instead of " +
+                    std::to_string(needed));
+    if (slice.position.size() != 3 || slice.orientation.size() != 6 || slice.spacing.size() != 2)
+        throw Error("it does not say where its slice lies (position, orientation and pixel spacing)");
+}
+
+} // namespace
+
+bool IsDicom(std::string_view bytes) {
+    return bytes.substr(0, PreambleSize).ends_with("DICM") && bytes.size() >= PreambleSize;
+}
+
+std::optional<DicomSlice> ReadDicomFile(std::string_view bytes) {
+    if (!IsDicom(bytes))
+        throw Error("it is no DICOM file, or cut off");
+    Elements elements(bytes);
+    if (!ReadFileElements(elements))
+        return std::nullopt;
+    DicomSlice slice;
+    Layout layout;
+    while (!elements.AtEnd())
+        ReadElement(elements, elements.Next(), slice, layout);
+    slice.big_endian = elements.IsBigEndian();
+    CheckSlice(slice, layout);
+    return slice;
+}
+
+} // namespace KetSDK::MeshVTK::Detail

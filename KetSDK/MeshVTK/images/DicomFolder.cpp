@@ -1,0 +1,246 @@
+#include <KetSDK/MeshVTK/images/DicomFolder.h>
+
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/images/DicomFile.h>
+#include <KetSDK/MeshVTK/images/ImageParts.h>
+
+#include <vtkDataArray.h>
+#include <vtkImageData.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <limits>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace KetSDK::MeshVTK::Detail {
+
+namespace {
+
+// How far a slice may lie from its place in the stack, along the normal as part of the distance between
+// slices and across it in voxels: positions are written with few digits.
+constexpr double PlaceTolerance = 0.02;
+constexpr double DirectionTolerance = 1e-4;
+
+struct SliceFile {
+    std::filesystem::path path;
+    DicomSlice slice;
+    double height = 0.0; // along the normal of the slices, in mm
+};
+
+[[noreturn]] void Refuse(SliceFile const& file, std::string const& what) {
+    throw Error("\"" + file.path.filename().string() + "\": " + what);
+}
+
+// Whether a file should be a slice, by its name.
+bool IsCandidate(std::filesystem::path const& path) {
+    std::string const name = path.filename().string();
+    std::string const ending = LowerCaseEnding(path);
+    bool const digits =
+        std::ranges::all_of(ending, [](unsigned char c) { return c == '.' || std::isdigit(c); });
+    return !name.starts_with('.') && name != "DICOMDIR" &&
+           (digits || ending == ".dcm" || ending == ".ima" || ending == ".dic");
+}
+
+std::vector<std::filesystem::path> FindFiles(std::filesystem::path const& folder, ImageFileReport& report) {
+    std::vector<std::filesystem::path> paths;
+    std::size_t others = 0;
+    std::error_code error;
+    for (std::filesystem::directory_iterator i(folder, error);
+         !error && i != std::filesystem::directory_iterator(); i.increment(error)) {
+        if (!i->is_regular_file(error))
+            continue;
+        if (IsCandidate(i->path()))
+            paths.push_back(i->path());
+        else
+            ++others;
+    }
+    if (error)
+        throw Error("the folder cannot be read: " + error.message());
+    if (paths.empty())
+        throw Error("there are no DICOM slices in the folder");
+    if (others > 0)
+        report.note = std::to_string(others) + " other files in the folder were left out";
+    std::ranges::sort(paths);
+    return paths;
+}
+
+Vector3 Cross(double const* a, double const* b) {
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+
+bool AreClose(std::vector<double> const& a, std::vector<double> const& b, double tolerance) {
+    return std::ranges::equal(a, b,
+                              [tolerance](double x, double y) { return std::fabs(x - y) <= tolerance; });
+}
+
+void CheckSameSeries(std::vector<SliceFile> const& files) {
+    std::set<std::string> series;
+    for (SliceFile const& file : files)
+        series.insert(file.slice.series);
+    if (series.size() > 1)
+        throw Error("the folder holds slices of " + std::to_string(series.size()) +
+                    " series; a folder with one is needed");
+    DicomSlice const& first = files[0].slice;
+    for (SliceFile const& file : files) {
+        DicomSlice const& slice = file.slice;
+        if (slice.rows != first.rows || slice.columns != first.columns)
+            Refuse(file, "its slice has " + std::to_string(slice.columns) + " x " +
+                             std::to_string(slice.rows) + " voxels, others have " +
+                             std::to_string(first.columns) + " x " + std::to_string(first.rows));
+        if (!AreClose(slice.orientation, first.orientation, DirectionTolerance) ||
+            !AreClose(slice.spacing, first.spacing, DirectionTolerance * first.spacing[0]))
+            Refuse(file, "its slice has another orientation or pixel spacing than others");
+    }
+}
+
+// Sorts the slices along their normal and places the image; throws where they make no regular stack.
+ImageGrid Stack(std::vector<SliceFile>& files) {
+    DicomSlice const& any = files[0].slice;
+    ImageGrid grid;
+    grid.size = {any.columns, any.rows, static_cast<std::int64_t>(files.size())};
+    std::vector<double> const directions = any.orientation;
+    std::copy_n(directions.begin(), 3, grid.axes[0].begin());
+    std::copy_n(directions.begin() + 3, 3, grid.axes[1].begin());
+    Vector3 const normal = grid.axes[2] = Cross(directions.data(), directions.data() + 3);
+    grid.spacing = {any.spacing[1], any.spacing[0], 1.0};
+    for (SliceFile& file : files) {
+        file.height = 0.0;
+        for (std::size_t i = 0; i < 3; ++i)
+            file.height += normal[i] * file.slice.position[i];
+    }
+    std::ranges::sort(files, {}, &SliceFile::height);
+    std::copy_n(files[0].slice.position.begin(), 3, grid.origin.begin());
+    if (files.size() == 1)
+        return grid;
+
+    std::vector<double> gaps;
+    for (std::size_t k = 1; k < files.size(); ++k)
+        gaps.push_back(files[k].height - files[k - 1].height);
+    double const smallest = *std::ranges::min_element(gaps);
+    double const count = static_cast<double>(gaps.size());
+    grid.spacing[2] = (files.back().height - files.front().height) / count;
+    if (!(smallest > 1e-3 * grid.spacing[2]) || !(smallest > 1e-6))
+        throw Error("two slices lie at the same place; a folder with one series at one time is needed");
+    // With slices missing, the usual distance is the one of the middle.
+    std::vector<double> sorted = gaps;
+    std::ranges::nth_element(sorted, sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2));
+    double const usual = sorted[sorted.size() / 2];
+    for (std::size_t k = 0; k < gaps.size(); ++k) {
+        double const steps = std::round(gaps[k] / usual);
+        if (std::fabs(gaps[k] - usual) <= PlaceTolerance * usual)
+            continue;
+        bool const whole = steps >= 2.0 && std::fabs(gaps[k] - steps * usual) <= PlaceTolerance * usual;
+        Refuse(files[k + 1], "it lies " + std::to_string(gaps[k]) +
+                                 " mm from the slice before it instead of " + std::to_string(usual) +
+                                 " mm; " + (whole ? "slices are missing" : "equal distances are needed"));
+    }
+    for (std::size_t k = 0; k < files.size(); ++k) {
+        double const step = static_cast<double>(k) * grid.spacing[2];
+        for (std::size_t i = 0; i < 3; ++i) {
+            double const place = grid.origin[i] + step * normal[i];
+            double const voxel = std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
+            if (!(std::fabs(files[k].slice.position[i] - place) <= 5.0 * PlaceTolerance * voxel))
+                Refuse(files[k], "its slice does not lie straight above the first one (a tilted gantry?); "
+                                 "resample the images without shear");
+        }
+    }
+    return grid;
+}
+
+// The pixels of a slice as they are in its file.
+std::string_view Pixels(std::string const& bytes, DicomSlice const& slice) {
+    auto const count = static_cast<std::size_t>(slice.rows * slice.columns) * slice.bytes;
+    if (bytes.size() < slice.pixels + count)
+        throw Error("a slice changed while it was read");
+    return std::string_view(bytes).substr(slice.pixels, count);
+}
+
+// Smallest and largest rescaled value, and whether all are whole numbers.
+struct ValueRange {
+    double smallest = std::numeric_limits<double>::infinity();
+    double largest = -std::numeric_limits<double>::infinity();
+    bool whole = true;
+
+    void Add(DicomSlice const& slice, std::string_view pixels) {
+        int lowest = std::numeric_limits<int>::max();
+        int highest = std::numeric_limits<int>::min();
+        for (std::size_t at = 0; at < pixels.size(); at += slice.bytes) {
+            int const value = slice.Stored(pixels.data() + at);
+            lowest = std::min(lowest, value);
+            highest = std::max(highest, value);
+        }
+        for (int const value : {lowest, highest}) {
+            smallest = std::min(smallest, value * slice.slope + slice.intercept);
+            largest = std::max(largest, value * slice.slope + slice.intercept);
+        }
+        whole =
+            whole && std::floor(slice.slope) == slice.slope && std::floor(slice.intercept) == slice.intercept;
+    }
+};
+
+template <typename T>
+void Fill(T* values, DicomSlice const& slice, std::string_view pixels) {
+    for (std::size_t at = 0; at < pixels.size(); at += slice.bytes)
+        *values++ = static_cast<T>(slice.Stored(pixels.data() + at) * slice.slope + slice.intercept);
+}
+
+// Goes through the slices in their order; throws Cancelled.
+template <typename Visit>
+void ForEachSlice(std::vector<SliceFile> const& files, Common::IncrementalProgressReporter& reporter,
+                  Visit const& visit) {
+    for (SliceFile const& file : files) {
+        if (reporter.IsCancelled())
+            throw Cancelled();
+        visit(file, AllBytes(file.path));
+        ++reporter;
+    }
+}
+
+} // namespace
+
+vtkSmartPointer<vtkImageData> ReadDicomFolder(std::filesystem::path const& path,
+                                              std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                              ImageFileReport& report) {
+    std::vector<SliceFile> files;
+    for (std::filesystem::path const& file : FindFiles(path, report))
+        files.push_back({file, {}, 0.0});
+    Common::IncrementalProgressReporter reporter(progress, "Reading slices", 2 * files.size(), true);
+    std::vector<SliceFile> slices;
+    ValueRange range;
+    ForEachSlice(files, reporter, [&](SliceFile const& file, std::string const& bytes) {
+        try {
+            if (auto const slice = ReadDicomFile(bytes)) {
+                range.Add(*slice, Pixels(bytes, *slice));
+                slices.push_back({file.path, *slice, 0.0});
+            }
+        } catch (Error const& error) {
+            Refuse(file, error.what());
+        }
+    });
+    if (slices.empty())
+        throw Error("there are no DICOM slices in the folder");
+    CheckSameSeries(slices);
+    ImageGrid const grid = Stack(slices);
+    CheckGrid(grid);
+    auto const values = vtk::TakeSmartPointer(
+        vtkDataArray::CreateDataArray(RescaledType(range.smallest, range.largest, range.whole)));
+    values->SetNumberOfTuples(static_cast<vtkIdType>(NumberOfVoxels(grid)));
+    vtkIdType at = 0;
+    ForEachSlice(slices, reporter, [&](SliceFile const& file, std::string const& bytes) {
+        switch (values->GetDataType()) {
+            vtkTemplateMacro(Fill(static_cast<VTK_TT*>(values->GetVoidPointer(at)), file.slice,
+                                  Pixels(bytes, file.slice)));
+        }
+        at += file.slice.rows * file.slice.columns;
+    });
+    return MakeImage(grid, *values);
+}
+
+} // namespace KetSDK::MeshVTK::Detail

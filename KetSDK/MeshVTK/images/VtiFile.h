@@ -1,0 +1,12 @@
+#pragma once
+
+#include <KetSDK/MeshVTK/ImageFile.h>
+
+namespace KetSDK::MeshVTK::Detail {
+
+// Reads a VTK XML image. See ReadImageFile.
+vtkSmartPointer<vtkImageData> ReadVtiFile(std::filesystem::path const& path,
+                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                          ImageFileReport& report);
+
+} // namespace KetSDK::MeshVTK::Detail
