@@ -1,7 +1,7 @@
 #include <host/BadThreshold.h>
 
-#include <host/Format.h>
-#include <host/NumberCheck.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
 
 namespace ketmesh {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <host/Command.h>
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <string>
 

@@ -5,12 +5,12 @@
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MarkedFaces.h>
 #include <host/MeshInput.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
 
 #include <vtkPolyData.h>
 #include <vtkUnstructuredGrid.h>

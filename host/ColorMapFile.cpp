@@ -1,7 +1,7 @@
 #include <host/ColorMapFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <vtkNew.h>
 #include <vtkXMLDataElement.h>

@@ -1,14 +1,14 @@
 #include <KetSDK/Mesh/materials/MHUList.h>
 #include <KetSDK/Mesh/materials/MMeshColorMap.h>
-#include <host/Cancellation.h>
 #include <host/ColorMapFile.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
-#include <host/NumberCheck.h>
-#include <host/NumberList.h>
-#include <host/Table.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/NumberList.h>
+#include <host/terminal/Table.h>
 
 #include <algorithm>
 #include <cfloat>

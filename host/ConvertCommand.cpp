@@ -2,18 +2,18 @@
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
-#include <host/Cancellation.h>
 #include <host/CarriedValues.h>
-#include <host/Choice.h>
 #include <host/Command.h>
 #include <host/ElementKinds.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
-#include <host/Table.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Choice.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
+#include <host/terminal/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 

@@ -5,14 +5,14 @@
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
-#include <host/NumberList.h>
-#include <host/Table.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberList.h>
+#include <host/terminal/Table.h>
+#include <host/terminal/Warnings.h>
 
 #include <vtkPolyData.h>
 #include <vtkUnstructuredGrid.h>

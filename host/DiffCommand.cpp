@@ -2,10 +2,10 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <host/ArrayDifference.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/MeshFile.h>
 #include <host/MeshInput.h>
+#include <host/terminal/Cancellation.h>
 
 #include <vtkUnstructuredGrid.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <cstdint>
 #include <string>

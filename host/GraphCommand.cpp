@@ -3,12 +3,12 @@
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/ElementKinds.h>
 #include <host/FileError.h>
 #include <host/MeshInput.h>
-#include <host/Table.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Table.h>
 
 #include <vtkPolyData.h>
 #include <vtkUnstructuredGrid.h>

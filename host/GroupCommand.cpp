@@ -1,7 +1,6 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorGroupSubVolumes.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/MatchCounts.h>
@@ -9,7 +8,8 @@
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
 #include <host/SurfaceMatch.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Warnings.h>
 
 #include <cstdint>
 #include <iostream>

@@ -5,16 +5,16 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <host/BadThreshold.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/Measuring.h>
 #include <host/MeshInput.h>
 #include <host/MetricList.h>
-#include <host/Table.h>
 #include <host/Threads.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
+#include <host/terminal/Warnings.h>
 
 #include <vtkCellData.h>
 #include <vtkNew.h>

@@ -2,8 +2,8 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <host/Format.h>
 #include <host/QualityReport.h>
+#include <host/terminal/Format.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,10 @@
 #include <host/ImageInput.h>
 
 #include <KetSDK/MeshVTK/ImageFile.h>
-#include <host/Cancellation.h>
 #include <host/FileError.h>
-#include <host/Format.h>
-#include <host/NumberCheck.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
 
 #include <vtkImageData.h>
 

@@ -2,9 +2,9 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/ImageSampling.h>
-#include <host/Choice.h>
 #include <host/Command.h>
-#include <host/Output.h>
+#include <host/terminal/Choice.h>
+#include <host/terminal/Output.h>
 
 #include <array>
 #include <string>

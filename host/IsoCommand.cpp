@@ -3,13 +3,13 @@
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
-#include <host/NumberCheck.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 

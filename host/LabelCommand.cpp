@@ -1,13 +1,13 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
 #include <host/SurfaceMatch.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Warnings.h>
 
 #include <iostream>
 

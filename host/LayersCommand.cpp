@@ -1,13 +1,13 @@
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
-#include <host/Table.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
 
 #include <vtkUnstructuredGrid.h>
 

@@ -1,14 +1,14 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
-#include <host/Format.h>
 #include <host/MatchCounts.h>
 #include <host/MeshInput.h>
-#include <host/NumberCheck.h>
 #include <host/SurfaceMatch.h>
-#include <host/Table.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/Table.h>
+#include <host/terminal/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 

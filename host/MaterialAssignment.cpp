@@ -6,7 +6,7 @@
 #include <KetSDK/Mesh/materials/MMeshOperatorMaterialAssign.h>
 #include <KetSDK/Mesh/materials/MMeshOperatorSettingsMaterialAssign.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
-#include <host/Cancellation.h>
+#include <host/terminal/Cancellation.h>
 
 #include <algorithm>
 #include <cfloat>

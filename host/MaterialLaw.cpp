@@ -1,8 +1,8 @@
 #include <host/MaterialLaw.h>
 
-#include <host/Format.h>
-#include <host/NumberCheck.h>
-#include <host/NumberList.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/NumberList.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <array>
 #include <iosfwd>

@@ -1,21 +1,21 @@
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <host/Cancellation.h>
 #include <host/CatalogOutput.h>
-#include <host/Choice.h>
 #include <host/ColorMapFile.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/ImageInput.h>
 #include <host/MaterialAssignment.h>
 #include <host/MaterialLaw.h>
 #include <host/MaterialPresets.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
-#include <host/Table.h>
 #include <host/Threads.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Choice.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
+#include <host/terminal/Warnings.h>
 
 #include <vtkUnstructuredGrid.h>
 

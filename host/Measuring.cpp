@@ -1,9 +1,9 @@
 #include <host/Measuring.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
-#include <host/Cancellation.h>
 #include <host/FileError.h>
-#include <host/Format.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
 
 #include <algorithm>
 #include <cmath>

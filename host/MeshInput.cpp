@@ -5,10 +5,10 @@
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
-#include <host/Cancellation.h>
 #include <host/ElementKinds.h>
 #include <host/FileError.h>
 #include <host/MeshFile.h>
+#include <host/terminal/Cancellation.h>
 
 #include <vtkUnstructuredGrid.h>
 

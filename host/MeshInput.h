@@ -5,7 +5,7 @@
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/Rounding.h>
 #include <host/Command.h>
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <vtkSmartPointer.h>
 

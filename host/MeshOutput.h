@@ -4,7 +4,7 @@
 #include <KetSDK/MeshVTK/OutputFile.h>
 #include <host/Command.h>
 #include <host/MeshInput.h>
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <optional>
 #include <string>

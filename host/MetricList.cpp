@@ -1,7 +1,7 @@
 #include <host/MetricList.h>
 
-#include <host/Format.h>
-#include <host/Table.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
 
 #include <algorithm>
 #include <cctype>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <iosfwd>
 #include <string>

@@ -1,12 +1,12 @@
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/ElementKinds.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
 
 #include <cstdint>
 #include <iostream>

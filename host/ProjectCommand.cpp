@@ -2,17 +2,17 @@
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
-#include <host/NumberCheck.h>
 #include <host/SurfaceInput.h>
-#include <host/Table.h>
 #include <host/Threads.h>
-#include <host/Warnings.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/Table.h>
+#include <host/terminal/Warnings.h>
 
 #include <algorithm>
 #include <iostream>

@@ -1,7 +1,6 @@
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <host/BadThreshold.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/HistogramSvg.h>
@@ -9,9 +8,10 @@
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
 #include <host/MetricList.h>
-#include <host/NumberCheck.h>
 #include <host/QualityReport.h>
 #include <host/Threads.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/NumberCheck.h>
 
 #include <vtkUnstructuredGrid.h>
 

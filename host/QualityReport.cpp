@@ -2,9 +2,9 @@
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <host/Format.h>
-#include <host/HistogramText.h>
-#include <host/Table.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/HistogramText.h>
+#include <host/terminal/Table.h>
 
 #include <numeric>
 #include <ostream>

@@ -3,8 +3,8 @@
 #include <KetSDK/Math/MathCore/MMVector.h>
 #include <host/BadThreshold.h>
 #include <host/Measuring.h>
-#include <host/Output.h>
 #include <host/QualityStatistics.h>
+#include <host/terminal/Output.h>
 
 #include <cstdint>
 #include <iosfwd>

@@ -1,12 +1,12 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorRemoveSubVolume.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/PartArrays.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
+#include <host/terminal/Cancellation.h>
 
 #include <vtkUnstructuredGrid.h>
 

@@ -1,14 +1,14 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
-#include <host/Format.h>
 #include <host/Measuring.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
-#include <host/NumberCheck.h>
-#include <host/Table.h>
 #include <host/Threads.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/Table.h>
 
 #include <algorithm>
 #include <cmath>

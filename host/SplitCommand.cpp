@@ -1,10 +1,10 @@
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/MeshInput.h>
 #include <host/MeshOutput.h>
 #include <host/SubVolumeList.h>
+#include <host/terminal/Cancellation.h>
 
 #include <iostream>
 #include <string>

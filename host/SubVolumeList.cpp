@@ -4,8 +4,8 @@
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/FileError.h>
-#include <host/Format.h>
-#include <host/Table.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
 
 #include <cstddef>
 #include <cstdint>

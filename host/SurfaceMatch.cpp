@@ -1,9 +1,9 @@
 #include <host/SurfaceMatch.h>
 
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/Cancellation.h>
-#include <host/Format.h>
-#include <host/NumberCheck.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
 
 #include <algorithm>
 #include <cmath>

@@ -5,7 +5,7 @@
 #include <host/MeshInput.h>
 #include <host/SurfaceInput.h>
 #include <host/Threads.h>
-#include <host/Warnings.h>
+#include <host/terminal/Warnings.h>
 
 #include <memory>
 #include <string>

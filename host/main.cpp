@@ -1,9 +1,10 @@
+#include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <host/Cancellation.h>
 #include <host/Command.h>
-#include <host/HelpFormatter.h>
-#include <host/Output.h>
-#include <host/ProgressBar.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/HelpFormatter.h>
+#include <host/terminal/Output.h>
+#include <host/terminal/ProgressBar.h>
 
 #include <vtkLogger.h>
 
@@ -53,6 +54,9 @@ int RunCommand(Command& command) {
         FinishOutput();
         return status;
     } catch (KetSDK::MeshVTK::Cancelled const&) {
+        std::cerr << "ketmesh: cancelled\n";
+        return WasCancelled;
+    } catch (KetSDK::MeshJobs::Cancelled const&) {
         std::cerr << "ketmesh: cancelled\n";
         return WasCancelled;
     } catch (std::bad_alloc const&) {

@@ -1,4 +1,4 @@
-#include <host/Output.h>
+#include <host/terminal/Output.h>
 
 #include <iostream>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include <host/Warnings.h>
+#include <host/terminal/Warnings.h>
 
 #include <iostream>
 

@@ -1,6 +1,6 @@
-#include <host/ProgressBar.h>
+#include <host/terminal/ProgressBar.h>
 
-#include <host/Cancellation.h>
+#include <host/terminal/Cancellation.h>
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include <host/Format.h>
+#include <host/terminal/Format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -46,6 +46,13 @@ std::string FormatBytes(std::uint64_t bytes) {
     for (; value >= 1000.0 && unit + 1 < std::size(units); ++unit)
         value /= 1000.0;
     return Print("%.*f", unit == 0 ? 0 : 1, value) + " " + units[unit];
+}
+
+std::string FormatBox(std::array<double, 6> const& box) {
+    std::string text;
+    for (std::size_t i = 0; i < box.size(); ++i)
+        text += (i == 0 ? "" : i == 3 ? " .. " : " ") + FormatNumber(box[i]);
+    return text;
 }
 
 } // namespace ketmesh

@@ -1,4 +1,4 @@
-#include <host/NumberCheck.h>
+#include <host/terminal/NumberCheck.h>
 
 #include <cmath>
 #include <string>

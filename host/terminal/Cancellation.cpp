@@ -1,4 +1,4 @@
-#include <host/Cancellation.h>
+#include <host/terminal/Cancellation.h>
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/OutputFile.h>

@@ -1,4 +1,4 @@
-#include <host/HelpFormatter.h>
+#include <host/terminal/HelpFormatter.h>
 
 #include <cstddef>
 #include <sstream>

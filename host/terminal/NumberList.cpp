@@ -1,4 +1,4 @@
-#include <host/NumberList.h>
+#include <host/terminal/NumberList.h>
 
 #include <cmath>
 #include <sstream>

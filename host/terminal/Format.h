@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 
@@ -17,5 +18,8 @@ std::string FormatShare(std::uint64_t part, std::uint64_t all);
 
 // A number of bytes, as in "5.3 MB".
 std::string FormatBytes(std::uint64_t bytes);
+
+// A box of six numbers, lower corner first: "0 0 0 .. 100 100 50".
+std::string FormatBox(std::array<double, 6> const& box);
 
 } // namespace ketmesh

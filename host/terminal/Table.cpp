@@ -1,4 +1,4 @@
-#include <host/Table.h>
+#include <host/terminal/Table.h>
 
 #include <algorithm>
 #include <cstddef>

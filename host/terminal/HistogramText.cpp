@@ -1,7 +1,7 @@
-#include <host/HistogramText.h>
+#include <host/terminal/HistogramText.h>
 
-#include <host/Format.h>
 #include <host/QualityReport.h>
+#include <host/terminal/Format.h>
 
 #include <langinfo.h>
 #include <locale.h>

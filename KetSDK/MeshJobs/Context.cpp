@@ -1,0 +1,21 @@
+#include <KetSDK/MeshJobs/Context.h>
+
+#include <KetSDK/MeshJobs/Error.h>
+
+namespace KetSDK::MeshJobs {
+
+void Context::Warn(std::string const& message) const {
+    if (warn)
+        warn(message);
+}
+
+bool Context::IsCancelled() const {
+    return progress && progress->IsCancelled();
+}
+
+void Context::ThrowIfCancelled() const {
+    if (IsCancelled())
+        throw Cancelled();
+}
+
+} // namespace KetSDK::MeshJobs

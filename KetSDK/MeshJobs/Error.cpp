@@ -1,0 +1,16 @@
+#include <KetSDK/MeshJobs/Error.h>
+
+namespace KetSDK::MeshJobs {
+
+Error::~Error() = default;
+
+FileError::FileError(std::string const& file, std::string const& message)
+    : Error(file.empty() ? message : file + ": " + message)
+    , m_file(file) {}
+FileError::~FileError() = default;
+
+Cancelled::Cancelled()
+    : Error("cancelled") {}
+Cancelled::~Cancelled() = default;
+
+} // namespace KetSDK::MeshJobs

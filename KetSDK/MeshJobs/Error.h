@@ -1,0 +1,39 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/MeshJobsExport.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace KetSDK::MeshJobs {
+
+// What every job throws for input that it cannot use and for a job that failed. The message is one line in
+// UTF-8 that says what is wrong and, where that helps, what would be right. What a job was making is gone;
+// its inputs are as they were unless the job says otherwise.
+class KETSDK_MESHJOBS_API Error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+    ~Error() override;
+};
+
+// Something is wrong with a file, or with a model or surface that was read from it; the message begins with
+// the name of the file.
+class KETSDK_MESHJOBS_API FileError : public Error {
+public:
+    FileError(std::string const& file, std::string const& message);
+    ~FileError() override;
+
+    std::string const& GetFile() const noexcept { return m_file; }
+
+private:
+    std::string m_file;
+};
+
+// The user cancelled the job. Nothing is wrong.
+class KETSDK_MESHJOBS_API Cancelled : public Error {
+public:
+    Cancelled();
+    ~Cancelled() override;
+};
+
+} // namespace KetSDK::MeshJobs

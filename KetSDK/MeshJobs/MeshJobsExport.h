@@ -1,0 +1,4 @@
+#pragma once
+
+// Marks what the layer of jobs exports; everything else stays hidden.
+#define KETSDK_MESHJOBS_API __attribute__((visibility("default")))

@@ -1,0 +1,84 @@
+#include <KetSDK/MeshJobs/Model.h>
+
+#include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+auto FindIn(auto& arrays, std::wstring const& name, MMeshArray::Place place) {
+    return std::ranges::find_if(
+        arrays, [&](MMeshArray const& array) { return array.place == place && array.name == name; });
+}
+
+} // namespace
+
+void SetArray(std::vector<MMeshArray>& arrays, MMeshArray array) {
+    auto const found = FindIn(arrays, array.name, array.place);
+    if (found == arrays.end())
+        arrays.push_back(std::move(array));
+    else
+        *found = std::move(array);
+}
+
+MMeshArray const* FindArray(std::vector<MMeshArray> const& arrays, std::wstring const& name,
+                            MMeshArray::Place place) {
+    auto const found = FindIn(arrays, name, place);
+    return found == arrays.end() ? nullptr : &*found;
+}
+
+std::vector<KindCount> CountKinds(MMeshBase const& mesh) {
+    std::vector<KindCount> kinds = {{"tet4", 4, 0}, {"tet10", 10, 0}, {"hex8", 8, 0}, {"wedge6", 6, 0}};
+    for (MMeshElement const& e : mesh.Elements())
+        for (KindCount& kind : kinds)
+            kind.elements += kind.nodes == e.GetNodeCount();
+    return kinds;
+}
+
+void RequireTetrahedra(Model const& model) {
+    std::string others;
+    bool all_convertible = true; // hexahedra are, wedges are not
+    for (KindCount const& kind : CountKinds(*model.mesh))
+        if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0) {
+            others += (others.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
+            all_convertible &= kind.nodes == 8;
+        }
+    if (!others.empty())
+        throw FileError(
+            model.file,
+            "tetrahedra alone are needed, but there are other elements (" + others + ")" +
+                (all_convertible
+                     ? "; cut them into tetrahedra first (ketmesh convert)"
+                     : "; hexahedra can be cut into tetrahedra (ketmesh convert), wedges cannot"));
+}
+
+std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh) {
+    // One pass for all: a mesh that was split can have hundreds.
+    std::vector<double> volumes(static_cast<std::size_t>(mesh.NumberOfSubVolumes()), 0.0);
+    auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+        auto const number = static_cast<std::size_t>(numbers ? numbers->GetValue(e) : -1);
+        if (number < volumes.size())
+            volumes[number] += KetSDK::Mesh::Detail::ElementVolume(e);
+    });
+    std::vector<SubVolumeReport> reports;
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
+        reports.push_back({(*it)->GetID(), MeshVTK::ToUtf8((*it)->GetName()),
+                           static_cast<std::uint64_t>((*it)->GetNbElements()), volumes[reports.size()]});
+    return reports;
+}
+
+std::array<double, 6> BoxOf(MMeshBase const& mesh) {
+    std::unique_ptr<MMeshBase::BoundingBoxDouble> const box(mesh.GetBoundingBoxDouble());
+    auto const low = box->GetMin();
+    auto const high = box->GetMax();
+    return {low[0], low[1], low[2], high[0], high[1], high[2]};
+}
+
+} // namespace KetSDK::MeshJobs

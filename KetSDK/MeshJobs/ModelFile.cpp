@@ -1,0 +1,173 @@
+#include <KetSDK/MeshJobs/ModelFile.h>
+
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshVTK/GridFile.h>
+#include <KetSDK/MeshVTK/GridFromMesh.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
+#include <KetSDK/MeshVTK/MeshFromGrid.h>
+
+#include <vtkUnstructuredGrid.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+constexpr char const* MeshFileEnding = ".kmesh";
+constexpr std::array Endings = {MeshFileEnding, ".vtu", ".vtk"};
+
+// What is wrong with a mesh file, and what would be right.
+std::string Describe(MMeshFileError const& error) {
+    switch (error.GetFault()) {
+    case MMeshFileError::CannotOpen:
+        return "it cannot be opened";
+    case MMeshFileError::NotAMeshFile:
+        return "this is no mesh file, though its name ends with .kmesh";
+    case MMeshFileError::NewerVersion:
+        return "it is of version " + std::to_string(error.GetVersion()) +
+               " of the format, and this program reads up to version " + std::to_string(MMeshFile::Version) +
+               "; a newer one is needed";
+    case MMeshFileError::ChecksumDiffers:
+        return "it is cut off or was changed after it was written: its checksum is another one; it has to be "
+               "saved again";
+    case MMeshFileError::BadContent:
+        return "it is whole, but what it holds makes no mesh";
+    case MMeshFileError::CannotWrite:
+        return "it cannot be written: the disk is full or gone";
+    }
+    return error.what();
+}
+
+// Throws for a name with none of the endings. `use` is what the file is for: "read from" or "written to".
+void CheckFileName(std::string const& path, char const* use) {
+    if (std::ranges::find(Endings, MeshVTK::LowerCaseEnding(path)) == Endings.end())
+        throw MeshVTK::Error(std::string("volume meshes are ") + use + " .kmesh, .vtu and .vtk files only");
+}
+
+// Throws unless each element is in a sub-volume of the list and each sub-volume has its place in the list as
+// its number: what the commands rely on.
+void CheckSubVolumes(MMeshBase const& mesh) {
+    int const count = static_cast<int>(mesh.NumberOfSubVolumes());
+    for (int i = 0; i < count; ++i)
+        if (int const number = (*(mesh.BeginSubVolume() + i))->GetID(); number != i)
+            throw MeshVTK::Error("sub-volume " + std::to_string(i) + " has the number " +
+                                 std::to_string(number) + "; its place in the list would be right");
+    auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
+    std::uint64_t element = 0;
+    for (MMeshElement const& e : mesh.Elements()) {
+        int const number = numbers ? numbers->GetValue(e) : -1;
+        if (number == -1)
+            throw MeshVTK::Error("element " + std::to_string(element) +
+                                 " is in no sub-volume; --labels can make sub-volumes of an array");
+        if (number < 0 || number >= count)
+            throw MeshVTK::Error("element " + std::to_string(element) + " is in sub-volume " +
+                                 std::to_string(number) + ", but there are " + std::to_string(count) +
+                                 ", numbered from 0");
+        ++element;
+    }
+}
+
+Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context const& context) {
+    Model model;
+    try {
+        MMeshFile::Content content = MMeshFile::Load(path, context.progress);
+        if (!content.mesh)
+            throw Cancelled();
+        model.mesh = std::move(content.mesh);
+        model.fields = std::move(content.fields);
+        model.arrays = std::move(content.arrays);
+    } catch (MMeshFileError const& e) {
+        throw MeshVTK::Error(Describe(e));
+    }
+    if (model.mesh->NumberOfElements() == 0)
+        throw MeshVTK::Error("the mesh has no elements");
+    if (options.labels.empty()) {
+        CheckSubVolumes(*model.mesh);
+    } else {
+        auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, nullptr);
+        MeshVTK::AddArrays(*grid, model.arrays);
+        MeshVTK::SetSubvolumesByLabels(*model.mesh, *grid, options.labels);
+    }
+    return model;
+}
+
+Model ReadGridFile(std::string const& path, ReadOptions const& options, Context const& context) {
+    auto const grid = MeshVTK::ReadGridFile(path, context.progress);
+    context.ThrowIfCancelled();
+    MeshVTK::MeshFromGridOptions how;
+    how.unit = options.unit;
+    how.labels = options.labels;
+    how.limits = options.limits;
+    how.progress = context.progress;
+    Model model;
+    model.mesh = MeshVTK::MeshFromGrid(*grid, how, &model.rounding);
+    model.arrays = MeshVTK::ArraysFromGrid(*model.mesh, *grid);
+    return model;
+}
+
+void WriteMeshFile(Model const& model, MeshVTK::OutputFile& file, MMeshFile::Encoding encoding,
+                   Context const& context) {
+    try {
+        if (!MMeshFile::Save(*model.mesh, model.arrays, file.GetTemporaryPath(), encoding, context.progress))
+            throw Cancelled();
+    } catch (MMeshFileError const& e) {
+        if (e.GetFault() == MMeshFileError::BadContent)
+            throw MeshVTK::Error("the mesh cannot be saved: it contradicts itself");
+        throw MeshVTK::Error(Describe(e));
+    }
+    file.Commit();
+}
+
+} // namespace
+
+bool IsMeshFileName(std::string const& path) {
+    return MeshVTK::LowerCaseEnding(path) == MeshFileEnding;
+}
+
+Model ReadModel(std::string const& path, ReadOptions const& options, Context const& context) {
+    return Detail::ForFile(path, [&] {
+        MeshVTK::CheckInputFile(path, ".kmesh, .vtu or .vtk");
+        CheckFileName(path, "read from");
+        Model model = IsMeshFileName(path) ? ReadMeshFile(path, options, context)
+                                           : ReadGridFile(path, options, context);
+        context.ThrowIfCancelled();
+        model.file = path;
+        return model;
+    });
+}
+
+MeshVTK::OutputFile OpenModelFile(std::string const& path, WriteOptions const& options) {
+    return Detail::ForFile(path, [&] {
+        CheckFileName(path, "written to");
+        if (options.encoding == MMeshFile::Text && !IsMeshFileName(path))
+            throw MeshVTK::Error("only .kmesh files are written as text");
+        return MeshVTK::OutputFile(path);
+    });
+}
+
+void WriteModel(Model const& model, MeshVTK::OutputFile& file, WriteOptions const& options,
+                Context const& context) {
+    std::string const path = file.GetPath().string();
+    Detail::ForFile(path, [&] {
+        if (IsMeshFileName(path)) {
+            WriteMeshFile(model, file, options.encoding, context);
+            return;
+        }
+        auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, nullptr);
+        MeshVTK::AddArrays(*grid, model.arrays);
+        MeshVTK::WriteGridFile(*grid, file, context.progress);
+    });
+}
+
+void WriteModel(Model const& model, std::string const& path, WriteOptions const& options,
+                Context const& context) {
+    MeshVTK::OutputFile file = OpenModelFile(path, options);
+    WriteModel(model, file, options, context);
+}
+
+} // namespace KetSDK::MeshJobs

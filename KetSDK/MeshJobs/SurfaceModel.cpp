@@ -1,0 +1,57 @@
+#include <KetSDK/MeshJobs/SurfaceModel.h>
+
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshVTK/SurfaceFile.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+namespace KetSDK::MeshJobs {
+
+SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Context const& context) {
+    return Detail::ForFile(path, [&] {
+        MeshVTK::SurfaceFromPolyDataOptions how;
+        how.unit = options.unit;
+        how.limits = options.limits;
+        SurfaceModel model;
+        model.file = path;
+        model.surfaces = MeshVTK::ReadSurfaceFile(path, how, context.progress, nullptr);
+        context.ThrowIfCancelled();
+        return model;
+    });
+}
+
+MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
+    return Detail::ForFile(path, [&path] {
+        MeshVTK::CheckSurfaceFileName(path);
+        return MeshVTK::OutputFile(path);
+    });
+}
+
+void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file, SurfaceWriteOptions const& options,
+                  Context const& context) {
+    Detail::ForFile(file.GetPath().string(), [&] {
+        MeshVTK::WriteSurfaceFile(*surface.surfaces, options.unit, file, context.progress,
+                                  options.allow_empty ? MeshVTK::EmptySurface::Written
+                                                      : MeshVTK::EmptySurface::Refused);
+    });
+}
+
+std::vector<std::string> WriteSurfaces(SurfaceModel const& surface, std::string const& path,
+                                       SurfaceWriteOptions const& options, Context const& context) {
+    return Detail::ForFile(path, [&] {
+        std::vector<std::string> names;
+        for (auto const& name :
+             MeshVTK::WriteSurfaceFiles(*surface.surfaces, options.unit, path, context.progress))
+            names.push_back(name.string());
+        return names;
+    });
+}
+
+std::vector<SurfaceReport> ReportSurfaces(MStlBase const& surfaces) {
+    std::vector<SurfaceReport> reports;
+    for (MStlSurface const& surface : surfaces.Surfaces())
+        reports.push_back({MeshVTK::ToUtf8(surface.GetName()), surface.NumberOfTriangles(), surface.GetArea(),
+                           surface.IsClosed()});
+    return reports;
+}
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <KetSDK/Mesh/mesh/MMeshOperator.h>
+#include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Model.h>
+
+#include <string>
+
+namespace KetSDK::MeshJobs::Detail {
+
+// Runs an operator, to which all but the mesh was given, on the mesh of a model. Throws Cancelled when the
+// user cancelled, and FileError of the model's file with `failure` when the operator failed.
+void RunOperator(MMeshOperator& job, Model const& model, std::string const& failure, Context const& context);
+
+} // namespace KetSDK::MeshJobs::Detail

@@ -1,0 +1,115 @@
+#include <KetSDK/MeshJobs/Check.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/Table.h>
+
+#include <cstdint>
+#include <iostream>
+#include <optional>
+#include <string>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::MeshJobs::CheckResult;
+
+// A kind of defect: its key in reports, its name for people and what it means.
+struct Defect {
+    char const* key;
+    std::uint64_t CheckResult::*count;
+    char const* name;
+    char const* meaning;
+};
+
+constexpr Defect Defects[] = {
+    {"wrong_orientation", &CheckResult::wrong_orientation, "wrong orientation",
+     "the corners are wound the wrong way: the volume is negative"},
+    {"zero_volume", &CheckResult::zero_volume, "zero volume", "the element is flat or collapsed"},
+    {"wrong_mid_edges", &CheckResult::wrong_mid_edges, "wrong mid-edge nodes",
+     "a mid-edge node is farther from the middle of its edge than the tolerance"},
+    {"wrong_mid_faces", &CheckResult::wrong_mid_faces, "wrong mid-face nodes",
+     "so is one of a face, measured by the mean length of the face's edges"},
+};
+
+// Counts defects of tetrahedra.
+class CheckCommand : public JobCommand {
+public:
+    CheckCommand()
+        : JobCommand("check", "Count defects of linear and quadratic tetrahedra",
+                     "An element can have several defects. Mid-edge nodes are looked at where the mesh has\n"
+                     "quadratic tetrahedra.\n\n"
+                     "Examples:\n"
+                     "  ketmesh check head.vtu\n"
+                     "  ketmesh check head_tet10.vtu --tolerance 5 --fail-on 0 --json") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        m_input.Declare(*this, command);
+        command
+            .add_option("--tolerance", m_options.tolerance,
+                        "Deviation of a mid-edge node that passes, in per cent of the length of its edge "
+                        "(0.5 unless given)")
+            ->type_name("P")
+            ->check(PositiveNumber());
+        command
+            .add_option("--fail-on", m_most,
+                        "End with exit status 2 when more than so many elements have one of the defects")
+            ->type_name("N")
+            ->check(Count());
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_result = KetSDK::MeshJobs::Check(m_input.Read(context), m_options, context);
+    }
+
+    Json Report() const override {
+        Json report;
+        report["elements"] = m_result.elements;
+        report["quadratic"] = m_result.quadratic;
+        report["tolerance"] = m_options.tolerance;
+        for (Defect const& defect : Defects)
+            report[defect.key] = m_result.*defect.count;
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        out << m_input.GetFileName() << ": " << m_result.elements << " elements, "
+            << (m_result.quadratic ? "quadratic; tolerance " + FormatGeneral(m_options.tolerance) + " %"
+                                   : "linear: without mid-edge nodes")
+            << "\n\n";
+        Table table({{"defect", Table::Align::Left},
+                     {"elements", Table::Align::Right},
+                     {"meaning", Table::Align::Left}});
+        for (Defect const& defect : Defects)
+            table.AddRow({defect.name, std::to_string(m_result.*defect.count), defect.meaning});
+        table.Print(out);
+    }
+
+    int Check() const override {
+        std::string failed;
+        for (Defect const& defect : Defects)
+            if (std::uint64_t const count = m_result.*defect.count; m_most && count > *m_most)
+                failed += (failed.empty() ? "" : ", ") + std::to_string(count) + " " + defect.name;
+        if (failed.empty())
+            return Done;
+        std::cerr << "ketmesh: " << m_input.GetFileName() << ": elements have defects: " << failed
+                  << "; at most " << *m_most << " may\n";
+        return CheckFailed;
+    }
+
+    ModelInput m_input;
+    KetSDK::MeshJobs::CheckOptions m_options;
+    std::optional<std::uint64_t> m_most;
+    CheckResult m_result;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeCheckCommand() {
+    return std::make_unique<CheckCommand>();
+}
+
+} // namespace ketmesh

@@ -1,0 +1,79 @@
+#include <KetSDK/MeshJobs/Info.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/SubVolumeTable.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/terminal/Format.h>
+
+#include <ostream>
+#include <string>
+
+namespace ketmesh {
+
+namespace {
+
+// Says what a mesh file holds.
+class InfoCommand : public JobCommand {
+public:
+    InfoCommand()
+        : JobCommand("info", "Say what a volume mesh holds",
+                     "Examples:\n"
+                     "  ketmesh info head.vtu\n"
+                     "  ketmesh info part.vtk --unit m --labels material --json") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override { m_input.Declare(*this, command); }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_result = KetSDK::MeshJobs::Info(m_input.Read(context), context);
+    }
+
+    Json Report() const override {
+        Json report;
+        report["elements"] = m_result.elements;
+        report["nodes"] = m_result.nodes;
+        for (KetSDK::MeshJobs::KindCount const& kind : m_result.kinds)
+            report["kinds"][kind.name] = kind.elements;
+        report["subvolumes"] = ToJson(m_result.subvolumes);
+        report["volume"] = m_result.volume;
+        report["box"] = m_result.box;
+        report["rounding_error"] = m_result.rounding.largest_error;
+        report["merged_nodes"] = m_result.rounding.merged;
+        report["nodes_out_of_range"] = m_result.rounding.out_of_range;
+        report["memory"] = m_result.memory;
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        out << m_input.GetFileName() << '\n'
+            << "elements        " << m_result.elements << " (" << _KindsText() << ")\n"
+            << "nodes           " << m_result.nodes << '\n'
+            << "volume          " << FormatNumber(m_result.volume) << " mm3\n"
+            << "box             " << FormatBox(m_result.box) << " mm\n"
+            << "rounding error  " << FormatNumber(m_result.rounding.largest_error) << " mm at most\n";
+        if (m_result.rounding.merged != 0)
+            out << "merged          " << m_result.rounding.merged << " nodes fall together by rounding\n";
+        if (m_result.rounding.out_of_range != 0)
+            out << "out of range    " << m_result.rounding.out_of_range << " nodes were moved to the limit\n";
+        out << "memory          " << FormatBytes(m_result.memory) << "\n\n";
+        PrintSubVolumes(out, m_result.subvolumes);
+    }
+
+    std::string _KindsText() const {
+        std::string text;
+        for (KetSDK::MeshJobs::KindCount const& kind : m_result.kinds)
+            if (kind.elements > 0)
+                text += (text.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
+        return text;
+    }
+
+    ModelInput m_input;
+    KetSDK::MeshJobs::InfoResult m_result;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeInfoCommand() {
+    return std::make_unique<InfoCommand>();
+}
+
+} // namespace ketmesh

@@ -1,0 +1,56 @@
+#include <host/commands/JobCommand.h>
+
+#include <iostream>
+
+namespace ketmesh {
+
+void JobCommand::Declare(CLI::App& app) {
+    CLI::App& command = *app.add_subcommand(m_name, m_description);
+    command.footer(m_footer);
+    DeclareOptions(command);
+    command.add_flag("--json", m_json, "Print one JSON object");
+}
+
+int JobCommand::Run(Progress const& progress) {
+    if (Answer())
+        return Done;
+    Work(_MakeContext(progress));
+    if (m_json)
+        _PrintJson();
+    else
+        _PrintText();
+    return Check();
+}
+
+KetSDK::MeshJobs::Context JobCommand::_MakeContext(Progress const& progress) {
+    KetSDK::MeshJobs::Context context;
+    context.progress = progress;
+    context.warn = [this](std::string const& message) {
+        std::cerr << "ketmesh: warning: " << message << '\n';
+        m_warnings.push_back(message);
+    };
+    return context;
+}
+
+void JobCommand::_PrintJson() const {
+    Json report = Report();
+    report["inputs"] = Json::array();
+    for (std::string const* const name : m_inputs)
+        if (!name->empty())
+            report["inputs"].push_back(*name);
+    report["warnings"] = m_warnings;
+    if (m_has_outputs)
+        report["files"] = m_files;
+    PrintJson(report);
+}
+
+void JobCommand::_PrintText() const {
+    Print(std::cout);
+    char const* separator = "\n";
+    for (std::string const& file : m_files) {
+        std::cout << separator << "written: " << file << '\n';
+        separator = "";
+    }
+}
+
+} // namespace ketmesh

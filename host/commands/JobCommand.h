@@ -1,0 +1,65 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/Context.h>
+#include <host/Command.h>
+#include <host/terminal/Output.h>
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace ketmesh {
+
+// A command that runs a job: it declares its options, makes the job's options of them, and shows the result.
+// What all commands have in common is done here: the report as JSON or for people, the names of the files
+// that were read and written, warnings, progress, and cancellation.
+class JobCommand : public Command {
+public:
+    void Declare(CLI::App& app) final;
+    int Run(Progress const& progress) final;
+
+    // To be called by the options that name files: those that are read, when they are declared (a name that
+    // stays empty is left out), and that the command writes files at all.
+    void DeclareInput(std::string const& name) { m_inputs.push_back(&name); }
+    void DeclareOutput() { m_has_outputs = true; }
+    // A file that was written.
+    void AddFile(std::string const& name) { m_files.push_back(name); }
+
+protected:
+    // The texts of the help; `footer` may hold several lines.
+    JobCommand(char const* name, char const* description, char const* footer)
+        : m_name(name)
+        , m_description(description)
+        , m_footer(footer) {}
+
+    virtual void DeclareOptions(CLI::App& command) = 0;
+    // Answers a question about the program itself, such as --list, which needs no files; false when none was
+    // asked.
+    virtual bool Answer() { return false; }
+    // Reads, runs the job, writes; keeps the result. Throws KetSDK::MeshJobs::Error.
+    virtual void Work(KetSDK::MeshJobs::Context const& context) = 0;
+    // The result for programs, without what all reports have (inputs, warnings, files) ...
+    virtual Json Report() const = 0;
+    // ... and for people, without the names of the files that were written.
+    virtual void Print(std::ostream& out) const = 0;
+    // Says on standard error which check that the user asked for did not hold, and returns the exit status.
+    virtual int Check() const { return Done; }
+
+    bool IsJson() const noexcept { return m_json; }
+
+private:
+    KetSDK::MeshJobs::Context _MakeContext(Progress const& progress);
+    void _PrintJson() const;
+    void _PrintText() const;
+
+    char const* m_name;
+    char const* m_description;
+    char const* m_footer;
+    std::vector<std::string const*> m_inputs;
+    std::vector<std::string> m_files;
+    std::vector<std::string> m_warnings;
+    bool m_has_outputs = false;
+    bool m_json = false;
+};
+
+} // namespace ketmesh

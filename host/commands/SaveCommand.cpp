@@ -1,0 +1,72 @@
+#include <host/commands/JobCommand.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/commands/options/ModelOutput.h>
+#include <host/terminal/Format.h>
+
+#include <filesystem>
+#include <ostream>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::MeshJobs::Model;
+
+// Saves a mesh in another kind of file.
+class SaveCommand : public JobCommand {
+public:
+    SaveCommand()
+        : JobCommand(
+              "save", "Save a volume mesh in another kind of file",
+              "A .kmesh file holds all that a mesh knows: nodes and elements as they are, sub-volumes\n"
+              "with names and material numbers, materials with colours, volume lists, scalar fields,\n"
+              "and the arrays of the .vtu or .vtk file that it was made of. It is binary, or XML with\n"
+              "--text, and carries a checksum over all of it. A .vtu or .vtk file holds what other\n"
+              "programs know, too; what else a mesh has is left out there.\n\n"
+              "Examples:\n"
+              "  ketmesh save head.vtu -o head.kmesh\n"
+              "  ketmesh save head.kmesh -o head.vtu --unit m\n"
+              "  ketmesh save head.vtu -o head.kmesh --text --json") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        m_input.Declare(*this, command);
+        m_output.Declare(*this, command, "Volume mesh to write")->required();
+        command.add_flag("--text", m_text, "Write a .kmesh file as XML text");
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_output.Open({m_input.GetUnit(), m_text ? MMeshFile::Text : MMeshFile::Binary});
+        Model const model = m_input.Read(context);
+        m_output.Write(model, context);
+        m_elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
+        m_nodes = static_cast<std::uint64_t>(model.mesh->NumberOfPoints());
+        m_bytes = std::filesystem::file_size(m_output.GetFileName());
+    }
+
+    Json Report() const override {
+        return {{"elements", m_elements}, {"nodes", m_nodes}, {"bytes", m_bytes}, {"encoding", _Encoding()}};
+    }
+
+    void Print(std::ostream& out) const override {
+        out << m_output.GetFileName() << ": " << m_elements << " elements, " << m_nodes << " nodes, "
+            << FormatBytes(m_bytes) << ", " << _Encoding() << '\n';
+    }
+
+    char const* _Encoding() const { return m_text ? "text" : "binary"; }
+
+    ModelInput m_input;
+    ModelOutput m_output;
+    bool m_text = false;
+    std::uint64_t m_elements = 0;
+    std::uint64_t m_nodes = 0;
+    std::uint64_t m_bytes = 0;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeSaveCommand() {
+    return std::make_unique<SaveCommand>();
+}
+
+} // namespace ketmesh

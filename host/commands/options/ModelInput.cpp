@@ -1,0 +1,35 @@
+#include <host/commands/options/ModelInput.h>
+
+namespace ketmesh {
+
+CLI::Option* ModelInput::Declare(JobCommand& owner, CLI::App& command) {
+    owner.DeclareInput(m_file);
+    CLI::Option* const file =
+        command.add_option("file", m_file, "Volume mesh to read: .kmesh, .vtu or .vtk")->required();
+    command.add_option("--labels", m_labels,
+                       "Cell array of integers whose values become the sub-volumes. Without it: those that a "
+                       ".kmesh file has, the arrays subvolume and subvolume_names, or else the array label");
+    command
+        .add_option("--unit", m_unit,
+                    "Unit of length of the files (mm unless given); .kmesh files are in mm by themselves")
+        ->check(CLI::IsMember({"m", "mm", "um"}));
+    command.add_flag("--allow-merged", m_limits.allow_merged,
+                     "Accept different points that become one when rounded to 1/65536 mm");
+    command.add_flag("--allow-out-of-range", m_limits.allow_out_of_range,
+                     "Accept points beyond +-32768 mm, which are moved to that limit");
+    return file;
+}
+
+KetSDK::MeshJobs::Model ModelInput::Read(KetSDK::MeshJobs::Context const& context) const {
+    return KetSDK::MeshJobs::ReadModel(m_file, GetOptions(), context);
+}
+
+KetSDK::MeshJobs::ReadOptions ModelInput::GetOptions() const {
+    return {GetUnit(), m_labels, m_limits};
+}
+
+KetSDK::MeshVTK::LengthUnit ModelInput::GetUnit() const {
+    return KetSDK::MeshVTK::LengthUnit::FromName(m_unit);
+}
+
+} // namespace ketmesh

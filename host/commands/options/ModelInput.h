@@ -1,0 +1,32 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/ModelFile.h>
+#include <host/commands/JobCommand.h>
+
+#include <string>
+
+namespace ketmesh {
+
+// The options with which every command reads a volume mesh.
+class ModelInput {
+public:
+    // Declares the file name, which is required, and the options that go with it; returns the option of the
+    // file name.
+    CLI::Option* Declare(JobCommand& owner, CLI::App& command);
+
+    KetSDK::MeshJobs::Model Read(KetSDK::MeshJobs::Context const& context) const;
+
+    std::string const& GetFileName() const noexcept { return m_file; }
+    // How this and every other mesh and surface file of the command is read.
+    KetSDK::MeshJobs::ReadOptions GetOptions() const;
+    // The unit of all mesh and surface files of the command.
+    KetSDK::MeshVTK::LengthUnit GetUnit() const;
+
+private:
+    std::string m_file;
+    std::string m_labels;
+    std::string m_unit = "mm";
+    KetSDK::MeshVTK::RoundingLimits m_limits;
+};
+
+} // namespace ketmesh

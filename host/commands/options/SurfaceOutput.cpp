@@ -1,0 +1,25 @@
+#include <host/commands/options/SurfaceOutput.h>
+
+namespace ketmesh {
+
+CLI::Option* SurfaceOutput::Declare(JobCommand& owner, CLI::App& command, std::string const& description) {
+    m_owner = &owner;
+    owner.DeclareOutput();
+    return command.add_option("-o,--output", m_file, description + ": .vtp, .stl, .ply or .obj");
+}
+
+void SurfaceOutput::Open() {
+    if (IsGiven())
+        m_output.emplace(KetSDK::MeshJobs::OpenSurfaceFile(m_file));
+}
+
+void SurfaceOutput::Write(KetSDK::MeshJobs::SurfaceModel const& surface,
+                          KetSDK::MeshJobs::SurfaceWriteOptions const& options,
+                          KetSDK::MeshJobs::Context const& context) {
+    if (!IsGiven())
+        return;
+    KetSDK::MeshJobs::WriteSurface(surface, *m_output, options, context);
+    m_owner->AddFile(m_file);
+}
+
+} // namespace ketmesh
