@@ -81,7 +81,7 @@ private:
             if (number >= count.size())
                 count.resize(number + 1);
             ++count[number].elements;
-            count[number].volume += KetSDK::Mesh::Detail::ElementVolume(e);
+            count[number].volume += GetElementVolume(e);
         });
         return count;
     }

@@ -241,7 +241,7 @@ void CountElements(MMeshBase const& mesh, std::map<unsigned int, AssignedMateria
         auto const id = static_cast<unsigned int>(masks.GetMaterialMask()->GetValue(e));
         AssignedMaterial& material = materials.at(id);
         ++material.elements;
-        material.volume += std::fabs(KetSDK::Mesh::Detail::ElementVolume(e));
+        material.volume += std::fabs(GetElementVolume(e));
         spreads[id].Add(masks.GetGreyValueMask()->GetValue(e));
     });
     for (auto const& [id, spread] : spreads) {

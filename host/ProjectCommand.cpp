@@ -1,4 +1,3 @@
-#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
@@ -92,12 +91,11 @@ private:
 
     static State _Measure(MMeshBase const& mesh, std::vector<MMeshPoint*> const& nodes,
                           MStlTriangleTree const& tree) {
-        constexpr double unit = KetSDK::Common::MInternalUnits::Get();
         State state;
         state.volume = mesh.GetVolume();
         for (MMeshPoint const* const p : nodes) {
             ThrowIfCancelled();
-            double const distance = tree.FindNearest({p->x / unit, p->y / unit, p->z / unit}).distance;
+            double const distance = tree.FindNearest(p->GetPosition()).distance;
             state.mean += distance / static_cast<double>(nodes.size());
             state.largest = std::max(state.largest, distance);
         }

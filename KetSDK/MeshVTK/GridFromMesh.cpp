@@ -1,6 +1,5 @@
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 
-#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
@@ -31,14 +30,13 @@ namespace KetSDK::MeshVTK {
 namespace {
 
 vtkNew<vtkPoints> MakePoints(MMeshBase const& mesh, LengthUnit unit) {
-    double const scale = Common::MInternalUnits::Get();
     vtkNew<vtkPoints> points;
     points->SetDataTypeToDouble();
     points->SetNumberOfPoints(mesh.NumberOfPoints());
     for (vtkIdType i = 0; i < mesh.NumberOfPoints(); ++i) {
-        MMeshPoint const& p = *mesh.GetRandomPoint(static_cast<std::uint64_t>(i));
-        points->SetPoint(i, p.x / scale / unit.millimetres, p.y / scale / unit.millimetres,
-                         p.z / scale / unit.millimetres);
+        MMVector<double, 3> const p =
+            mesh.GetRandomPoint(static_cast<std::uint64_t>(i))->GetPosition() / unit.millimetres;
+        points->SetPoint(i, p[0], p[1], p[2]);
     }
     return points;
 }

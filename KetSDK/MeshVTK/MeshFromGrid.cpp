@@ -145,7 +145,7 @@ private:
 
     // Files hold wedges of either winding. Exchanging the triangles turns a wedge inside out.
     static void _TurnWedge(MMeshPoint** nodes) {
-        if (KetSDK::Mesh::Detail::ElementVolume(MMeshElement(6, nodes)) < 0.0)
+        if (GetElementVolume(MMeshElement(6, nodes)) < 0.0)
             std::swap_ranges(nodes, nodes + 3, nodes + 3);
     }
 

@@ -350,8 +350,8 @@ TEST(Orientation, InvertedTetrahedraAreTurnedWithTheirMidNodes) {
     for (std::uint64_t i = 0; i < mesh.Elements().GetNumElements(); ++i) {
         MMeshElement const &e = *mesh.GetElement(i), &old = *before.GetElement(i);
         bool const turned = i == 1 || i == 3;
-        double const volume = KetSDK::Mesh::Detail::ElementVolume(e);
-        EXPECT_EQ(volume, (turned ? -1 : 1) * KetSDK::Mesh::Detail::ElementVolume(old)) << i;
+        double const volume = GetElementVolume(e);
+        EXPECT_EQ(volume, (turned ? -1 : 1) * GetElementVolume(old)) << i;
         for (unsigned int k = 0; k < e.GetNodeCount() && !turned; ++k)
             EXPECT_EQ(e.GetNode(k)->GetIndex(), old.GetNode(k)->GetIndex());
     }

@@ -102,8 +102,7 @@ TEST(ElementDescriptor, TetrahedraFillEveryKindWithOneWinding) {
         EXPECT_DOUBLE_EQ(-sum, expected) << "kind " << int{kind};
 
         MMeshBase mesh;
-        EXPECT_DOUBLE_EQ(KetSDK::Mesh::Detail::ElementVolume(*TestMeshes::AddElementOfKind(mesh, kind)),
-                         expected);
+        EXPECT_DOUBLE_EQ(GetElementVolume(*TestMeshes::AddElementOfKind(mesh, kind)), expected);
     }
     double split = 0.0;
     for (auto const& row : D::descr_tet10_to_tet4) {

@@ -22,8 +22,6 @@
 #include <string>
 #include <utility>
 
-using KetSDK::Mesh::Detail::ElementVolume;
-
 namespace {
 
 vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
@@ -84,7 +82,8 @@ std::uint64_t ExteriorTriangles(MMeshBase& mesh) {
 }
 
 bool AllPositive(MMeshBase const& mesh) {
-    return std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) { return ElementVolume(e) > 0.0; });
+    return std::ranges::all_of(mesh.Elements(),
+                               [](MMeshElement const& e) { return GetElementVolume(e) > 0.0; });
 }
 
 void ExpectVolumesOf(MMeshBase const& source, MMeshBase const& target) {
@@ -137,11 +136,11 @@ TEST(ConversionRealMesh, EightPartsFillTheCurvedElement) {
         for (MMeshElement const& e : **it) {
             double sum = 0.0;
             for (int part = 0; part < 8; ++part) {
-                double const volume = ElementVolume(*parts->GetElement(i++));
+                double const volume = GetElementVolume(*parts->GetElement(i++));
                 ASSERT_GE(volume, 0.0);
                 sum += volume;
             }
-            double const volume = ElementVolume(e);
+            double const volume = GetElementVolume(e);
             ASSERT_GE(sum, volume * (1 - 1e-9));
             whole += std::fabs(sum - volume) <= 1e-9 * volume;
         }

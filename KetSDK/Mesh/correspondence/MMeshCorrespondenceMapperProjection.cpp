@@ -1,6 +1,5 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 
-#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
@@ -24,11 +23,6 @@ constexpr double LeastCosine = 0.5; // of PlaneAngle
 static_assert(MMeshCorrespondenceMapperProjection::PlaneAngle == 60.0);
 // Two triangles whose costs differ by less lie on a face back to back.
 constexpr double BackToBack = 1e-3;
-
-Point PositionOf(MMeshPoint const& p) {
-    constexpr double unit = KetSDK::Common::MInternalUnits::Get();
-    return {p.x / unit, p.y / unit, p.z / unit};
-}
 
 // A triangle for a face, and how far they are from being the same.
 struct Claim {
@@ -77,7 +71,7 @@ public:
 
     bool IsNear(MMeshPoint const& node) const override {
         thread_local Hits hits;
-        m_tree.FindWithin(PositionOf(node), m_tolerance, hits);
+        m_tree.FindWithin(node.GetPosition(), m_tolerance, hits);
         return !hits.empty();
     }
 
@@ -101,7 +95,8 @@ public:
 
 private:
     static Triangle _PositionsOf(Face const& face) {
-        return {PositionOf(*face.corners[0]), PositionOf(*face.corners[1]), PositionOf(*face.corners[2])};
+        return {face.corners[0]->GetPosition(), face.corners[1]->GetPosition(),
+                face.corners[2]->GetPosition()};
     }
 
     // The triangles within the tolerance of the centroid.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Math/MathCore/MMVector.h>
 #include <KetSDK/Math/MathCore/boundingbox.h>
@@ -74,9 +73,7 @@ protected:
 
     // A node's position in model units, as a vertex.
     static MMVector<T, 3> _NodePosition(MMeshPoint const& node) noexcept {
-        double const units = KetSDK::Common::MInternalUnits::Get();
-        return {static_cast<T>(node.x / units), static_cast<T>(node.y / units),
-                static_cast<T>(node.z / units)};
+        return MMVector<T, 3>(node.GetPosition());
     }
 
 private:

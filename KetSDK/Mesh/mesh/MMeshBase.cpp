@@ -23,10 +23,6 @@ MLong ToInternal(double value) {
     return static_cast<MLong>(std::lround(value));
 }
 
-MMVector<double, 3> ModelPosition(MMeshPoint const& p) {
-    return {p.x / Unit, p.y / Unit, p.z / Unit};
-}
-
 } // namespace
 
 MMeshBase::MMeshBase()
@@ -296,7 +292,7 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) 
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i) {
             MMeshPoint*& node = entered[static_cast<std::size_t>(e.GetNode(i)->GetIndex())];
             if (!node)
-                node = &part->AddPointUnique(ModelPosition(*e.GetNode(i)), Unit);
+                node = &part->AddPointUnique(e.GetNode(i)->GetPosition(), Unit);
             nodes.push_back(node);
         }
         copies.emplace_back(&e, part->AddElement(static_cast<char>(e.GetNodeCount()), nodes.data()));
@@ -455,7 +451,7 @@ MMeshBase::BoundingBoxDouble* MMeshBase::GetBoundingBoxDouble() const {
 void MMeshBase::Transform(MMTransform const& transform) {
     for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
         MMeshPoint& p = *m_points->GetPointPtrAt(i);
-        MMVector<double, 3> const moved = transform.Apply(ModelPosition(p));
+        MMVector<double, 3> const moved = transform.Apply(p.GetPosition());
         p.x = ToInternal(Unit * moved[0]);
         p.y = ToInternal(Unit * moved[1]);
         p.z = ToInternal(Unit * moved[2]);
@@ -465,9 +461,8 @@ void MMeshBase::Transform(MMTransform const& transform) {
 
 double MMeshBase::GetVolume() const {
     double volume = 0.0;
-    Elements().ForEachWithNodes([&volume](MMeshElement const& e, std::uint64_t) {
-        volume += KetSDK::Mesh::Detail::ElementVolume(e);
-    });
+    Elements().ForEachWithNodes(
+        [&volume](MMeshElement const& e, std::uint64_t) { volume += GetElementVolume(e); });
     return volume;
 }
 

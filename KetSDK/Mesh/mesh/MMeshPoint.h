@@ -1,10 +1,12 @@
 #pragma once
 
 #include <KetSDK/Common/Shared/MDataMaskIndex.h>
+#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Math/MathCore/MMVector.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 
-// A mesh node: an integer position in internal units. The node knows its place in the node container
+// A mesh node: an integer position in internal units. The node knows its index in the node container
 // of its mesh and its slot in the node masks, and nothing else of the mesh.
 // A plain value: safe to use from several threads as long as none of them writes it.
 class KETSDK_MESH_API MMeshPoint : public MDataMaskIndex {
@@ -34,7 +36,13 @@ public:
     }
     bool operator!=(MMeshPoint const& o) const noexcept { return !(*this == o); }
 
-    // The node's position in the node container of its mesh; -1 for a node in no container.
+    // The position in model units, exact.
+    MMVector<double, 3> GetPosition() const noexcept {
+        constexpr double units = KetSDK::Common::MInternalUnits::Get();
+        return {x / units, y / units, z / units};
+    }
+
+    // The node's index in the node container of its mesh; -1 for a node in no container.
     MLong GetIndex() const noexcept { return m_index; }
 
     MLong x = 0; // internal units

@@ -34,7 +34,7 @@ std::uint64_t MMeshSubVolume::GetNbPoints() const {
 double MMeshSubVolume::GetVolume() const {
     double volume = 0.0;
     for (MMeshElement const& e : *this)
-        volume += KetSDK::Mesh::Detail::ElementVolume(e);
+        volume += GetElementVolume(e);
     return volume;
 }
 

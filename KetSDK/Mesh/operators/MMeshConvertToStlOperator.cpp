@@ -23,12 +23,9 @@ using Corners = std::array<Vector, 4>;
 // The first four nodes of an element, shrunk as PolyhedronInterface::ShrinkTowardsCentroid shrinks them: no
 // virtual function is called for each of very many corners.
 Corners ShrunkCorners(MMeshElement const& e, double f) noexcept {
-    constexpr double unit = KetSDK::Common::MInternalUnits::Get();
     Corners corners;
-    for (unsigned int i = 0; i < std::min<unsigned int>(4, e.GetNodeCount()); ++i) {
-        MMeshPoint const& node = *e.GetNode(i);
-        corners[i] = {node.x / unit, node.y / unit, node.z / unit};
-    }
+    for (unsigned int i = 0; i < std::min<unsigned int>(4, e.GetNodeCount()); ++i)
+        corners[i] = e.GetNode(i)->GetPosition();
     if (f == 0.0)
         return corners;
     Vector const centroid = (corners[0] + corners[1] + corners[2] + corners[3]) * 0.25;

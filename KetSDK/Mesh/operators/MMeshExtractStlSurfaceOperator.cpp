@@ -1,6 +1,5 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 
-#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
@@ -117,11 +116,7 @@ private:
     }
 
     void _WriteTriangle(MStlSurface& surface, MMeshPoint const& a, MMeshPoint const& b, MMeshPoint const& c) {
-        constexpr double unit = KetSDK::Common::MInternalUnits::Get();
-        auto const position = [](MMeshPoint const& p) {
-            return MMVector<double, 3>(p.x / unit, p.y / unit, p.z / unit);
-        };
-        MMVector<double, 3> const normal = UnitNormal(position(a), position(b), position(c));
+        MMVector<double, 3> const normal = UnitNormal(a.GetPosition(), b.GetPosition(), c.GetPosition());
         MStlPoint* const pa = _Point(a);
         MStlPoint* const pb = _Point(b);
         MStlPoint* const pc = _Point(c);

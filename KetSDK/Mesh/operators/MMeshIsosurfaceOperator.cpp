@@ -127,13 +127,8 @@ bool ReadDifferences(MMeshElement const& e, MMeshIsosurfaceOperator::NodesMask c
 }
 
 std::array<Vector, 4> CornersOf(MMeshElement const& e) noexcept {
-    double const units = KetSDK::Common::MInternalUnits::Get();
-    std::array<Vector, 4> corners;
-    for (unsigned int i = 0; i < 4; ++i) {
-        MMeshPoint const& node = *e.GetNode(i);
-        corners[i] = {node.x / units, node.y / units, node.z / units};
-    }
-    return corners;
+    return {e.GetNode(0)->GetPosition(), e.GetNode(1)->GetPosition(), e.GetNode(2)->GetPosition(),
+            e.GetNode(3)->GetPosition()};
 }
 
 // The corners of a triangle in internal units.
@@ -204,10 +199,8 @@ void MMeshIsosurfaceOperator::GenerateDemoValues() {
     Vector const centre = (low + high) * 0.5;
     Vector const sides = high - low;
     double const radius = std::min({sides[0], sides[1], sides[2]}) / 4.0;
-    for (auto node = mesh->BeginPoint(); node != mesh->EndPoint(); ++node) {
-        Vector const position(node->x / units, node->y / units, node->z / units);
-        m_nodes_mask->SetValue(*node, (position - centre).Length() - radius);
-    }
+    for (auto node = mesh->BeginPoint(); node != mesh->EndPoint(); ++node)
+        m_nodes_mask->SetValue(*node, (node->GetPosition() - centre).Length() - radius);
 }
 
 bool MMeshIsosurfaceOperator::Operate() {

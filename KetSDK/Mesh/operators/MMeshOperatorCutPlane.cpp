@@ -28,8 +28,7 @@ std::vector<unsigned char> SidesOfNodes(MMeshBase const& mesh, Point const& norm
     for (std::size_t first = 0; first < sides.size(); first += block) {
         MMeshPoint const* const nodes = mesh.GetRandomPoint(first);
         for (std::size_t i = 0; i < std::min(block, sides.size() - first); ++i) {
-            MMeshPoint const& p = nodes[i];
-            double const distance = normal.Dot(Point(p.x / Unit, p.y / Unit, p.z / Unit)) - offset;
+            double const distance = normal.Dot(nodes[i].GetPosition()) - offset;
             sides[first + i] =
                 static_cast<unsigned char>((distance > 0.0 ? AboveBit : 0) | (distance < 0.0 ? BelowBit : 0));
         }

@@ -1,7 +1,6 @@
 #include <KetSDK/Mesh/operators/MMeshSection.h>
 
 #include <KetSDK/Common/Shared/MHash.h>
-#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/operators/detail/CellLoops.h>
 
 #include <tsl/robin_map.h>
@@ -26,11 +25,6 @@ struct PairHash {
         return static_cast<std::size_t>(KetSDK::Common::HashOfPair(key >> 32, key));
     }
 };
-
-Point PositionOf(MMeshPoint const& node) {
-    constexpr double unit = KetSDK::Common::MInternalUnits::Get();
-    return {node.x / unit, node.y / unit, node.z / unit};
-}
 
 // Nodes of an element between which it is cut, with their distances from the plane, in some unit.
 struct Cell {
@@ -98,7 +92,7 @@ private:
         if (FacesOfElement(kind).empty())
             return;
         for (unsigned int i = 0; i < kind; ++i)
-            distance[i] = m_normal.Dot(PositionOf(*e.GetNode(i))) - m_offset;
+            distance[i] = m_normal.Dot(e.GetNode(i)->GetPosition()) - m_offset;
         if (kind != 10) {
             Cell cell;
             for (unsigned int i = 0; i < kind; ++i)
@@ -174,15 +168,15 @@ private:
             return _PointAt(a);
         auto const [place, is_new] = m_points.try_emplace(_Key(a, b), _NextPoint());
         if (is_new) {
-            Point const pa = PositionOf(a);
-            m_section.m_points.push_back(pa + da / (da - cell.distance[edge.below]) * (PositionOf(b) - pa));
+            Point const pa = a.GetPosition();
+            m_section.m_points.push_back(pa + da / (da - cell.distance[edge.below]) * (b.GetPosition() - pa));
         }
         return place->second;
     }
     std::uint32_t _PointAt(MMeshPoint const& node) {
         auto const [place, is_new] = m_points.try_emplace(_Key(node, node), _NextPoint());
         if (is_new)
-            m_section.m_points.push_back(PositionOf(node));
+            m_section.m_points.push_back(node.GetPosition());
         return place->second;
     }
     std::uint32_t _NextPoint() const { return static_cast<std::uint32_t>(m_section.m_points.size()); }
