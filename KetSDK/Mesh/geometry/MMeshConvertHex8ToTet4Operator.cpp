@@ -81,7 +81,7 @@ bool MMeshConvertHex8ToTet4Operator::Operate() {
     if (!mesh || !m_target || mesh == m_target)
         return false;
     m_target->SetMeshType(MMeshBase::Linear);
-    MeshRebuild rebuild(*mesh, *m_target);
+    MeshRebuild rebuild(*mesh, *m_target, m_origins);
     rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
         return rebuild.ForEachElement(source, [&](MMeshElement const& e) {
             (e.GetNodeCount() == 8 ? AddFive : AddCopy)(rebuild, e, target);

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 class MMeshBase;
+struct MMeshOrigins;
 
 // Builds a mesh in which every hexahedron of a mesh is cut into five linear tetrahedra, four at the corners
 // 1, 3, 4 and 6 and one in the middle; elements of other kinds are copied. Elements come sub-volume by
@@ -36,6 +37,10 @@ public:
     void SetTet4Mesh(MMeshBase* target) noexcept { m_target = target; }
     MMeshBase* GetTet4Mesh() const noexcept { return m_target; }
 
+    // Where to record what elements and nodes of the target came from; null, as at first, records nothing.
+    // Borrowed. Nodes and elements that the target had before came from nothing.
+    void SetOrigins(MMeshOrigins* origins) noexcept { m_origins = origins; }
+
     // Converts, and makes the target linear. False without a mesh or target and when both are the same, with
     // nothing changed.
     bool Operate() override;
@@ -53,5 +58,6 @@ public:
 
 private:
     MMeshBase* m_target = nullptr;
+    MMeshOrigins* m_origins = nullptr;
     int m_corrected = 0;
 };

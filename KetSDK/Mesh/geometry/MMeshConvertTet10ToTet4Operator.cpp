@@ -33,7 +33,7 @@ bool MMeshConvertTet10ToTet4Operator::Operate() {
     if (!m_target)
         m_target = new MMeshBase;
     m_target->SetMeshType(MMeshBase::Linear);
-    MeshRebuild rebuild(*mesh, *m_target);
+    MeshRebuild rebuild(*mesh, *m_target, m_origins);
     auto const add = m_multiple ? AddEight : AddCorners;
     rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
         return rebuild.ForEachElement(source, [&](MMeshElement const& e) {

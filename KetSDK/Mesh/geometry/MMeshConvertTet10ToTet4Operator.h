@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 class MMeshBase;
+struct MMeshOrigins;
 
 // Builds a mesh of linear tetrahedra on the quadratic ones of a mesh: one on the corners of each element, or
 // eight on all its nodes, in the order of MMeshElementDescriptor::descr_tet10_to_tet4. Elements come
@@ -30,6 +31,11 @@ public:
     // Borrowed. Without one, Operate() makes a mesh, which belongs to the caller.
     void SetTet4Mesh(MMeshBase* target) noexcept { m_target = target; }
     MMeshBase* GetTet4Mesh() const noexcept { return m_target; }
+
+    // Where to record what elements and nodes of the target came from; null, as at first, records nothing.
+    // Borrowed. Nodes and elements that the target had before came from nothing.
+    void SetOrigins(MMeshOrigins* origins) noexcept { m_origins = origins; }
+
     // Whether an element becomes eight tetrahedra instead of one; false unless set.
     void SetMultipleElements(bool multiple) noexcept { m_multiple = multiple; }
 
@@ -42,6 +48,7 @@ public:
 
 private:
     MMeshBase* m_target = nullptr;
+    MMeshOrigins* m_origins = nullptr;
     bool m_multiple = false;
     int m_corrected = 0;
 };

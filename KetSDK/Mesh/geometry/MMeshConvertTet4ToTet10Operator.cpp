@@ -58,7 +58,7 @@ bool MMeshConvertTet4ToTet10Operator::Operate() {
         return false;
     if (!m_target)
         m_target = new MMeshBase;
-    MeshRebuild rebuild(*mesh, *m_target);
+    MeshRebuild rebuild(*mesh, *m_target, m_origins);
     BranchingProgressReporter progress(m_progress, Title, true);
     double const weight = 1.0 / static_cast<double>(mesh->NumberOfSubVolumes());
     bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 class MMeshBase;
+struct MMeshOrigins;
 
 // Builds a mesh of quadratic tetrahedra on the linear ones of a mesh: the corners stay where they are, and
 // every edge gets a node in its middle. Elements come sub-volume by sub-volume, within one in the order of
@@ -34,6 +35,11 @@ public:
     // Borrowed. Without one, Operate() makes a mesh, which belongs to the caller.
     void SetTet10Mesh(MMeshBase* target) noexcept { m_target = target; }
     MMeshBase* GetTet10Mesh() const noexcept { return m_target; }
+
+    // Where to record what elements and nodes of the target came from; null, as at first, records nothing.
+    // Borrowed. Nodes and elements that the target had before came from nothing.
+    void SetOrigins(MMeshOrigins* origins) noexcept { m_origins = origins; }
+
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> progress) noexcept {
         m_progress = std::move(progress);
     }
@@ -44,5 +50,6 @@ public:
 
 private:
     MMeshBase* m_target = nullptr;
+    MMeshOrigins* m_origins = nullptr;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
 };

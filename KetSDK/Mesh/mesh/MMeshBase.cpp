@@ -7,6 +7,7 @@
 #include <KetSDK/Mesh/materials/MMeshMask.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+#include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 
 #include <algorithm>
 #include <cmath>
@@ -277,7 +278,7 @@ MMeshSubVolume const* MMeshBase::GetSubVolume(MMeshElement const& e) const {
     return listed ? m_subvolumes[static_cast<std::size_t>(number)].get() : nullptr;
 }
 
-MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) const {
+MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, MMeshOrigins* origins) const {
     auto part = std::make_unique<MMeshBase>();
     part->CopyMetadata(*this);
     part->GetMainSubVolume()->SetName(sub_volume.GetName());
@@ -287,15 +288,29 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) 
     std::vector<MMeshPoint*> entered(static_cast<std::size_t>(m_points->GetNumPoints()), nullptr);
     std::vector<MMeshPoint*> nodes;
     MMeshElementMaskContainer::CopiedElements copies;
-    for (MMeshElement const& e : sub_volume) {
+    if (origins)
+        *origins = {};
+    auto const record = [origins](MMeshPoint const& node, MLong parent) {
+        if (node.GetIndex() == static_cast<MLong>(origins->nodes.size()))
+            origins->nodes.push_back({parent, parent});
+        else
+            ++origins->joined_nodes;
+    };
+    for (auto it = sub_volume.begin(); !it.IsDone(); ++it) {
         nodes.clear();
-        for (unsigned int i = 0; i < e.GetNodeCount(); ++i) {
-            MMeshPoint*& node = entered[static_cast<std::size_t>(e.GetNode(i)->GetIndex())];
-            if (!node)
-                node = &part->AddPointUnique(e.GetNode(i)->GetPosition(), Unit);
+        for (unsigned int i = 0; i < it->GetNodeCount(); ++i) {
+            MMeshPoint const& source = *it->GetNode(i);
+            MMeshPoint*& node = entered[static_cast<std::size_t>(source.GetIndex())];
+            if (!node) {
+                node = &part->AddPointUnique(source.GetPosition(), Unit);
+                if (origins)
+                    record(*node, source.GetIndex());
+            }
             nodes.push_back(node);
         }
-        copies.emplace_back(&e, part->AddElement(static_cast<char>(e.GetNodeCount()), nodes.data()));
+        copies.emplace_back(&*it, part->AddElement(static_cast<char>(nodes.size()), nodes.data()));
+        if (origins)
+            origins->elements.push_back(static_cast<MLong>(it.GetPosition()));
     }
     part->m_element_masks->CopyBuiltInMasks(*m_element_masks, copies, false);
     return part.release();

@@ -27,6 +27,7 @@ class MeshSwap;
 class MMTransform;
 class MMeshBaseNeighborsInfo;
 class MMeshCorrespondenceMapper;
+struct MMeshOrigins;
 
 // A volumetric finite-element mesh: nodes with integer coordinates, elements, a value per node or
 // element for whatever is known of them (masks), a material catalog, and named sub-volumes to which
@@ -124,8 +125,10 @@ public:
     MMeshSubVolume const* GetSubVolume(MMeshElement const& e) const;
     // A new mesh, owned by the caller, of copies of the sub-volume's elements with one node for every
     // distinct position. Material catalog, flags and the elements' built-in values come along, and the
-    // main sub-volume has the name and material number of the original.
-    MMeshBase* GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume) const;
+    // main sub-volume has the name and material number of the original. Origins are recorded when they are
+    // not null.
+    MMeshBase* GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume,
+                                       MMeshOrigins* origins = nullptr) const;
     // Empties the list; elements keep their numbers.
     void ClearSubVolumes() noexcept { m_subvolumes.clear(); }
     // Drops sub-volumes without elements, the main one too, and renumbers the rest; returns how many

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/mesh/MeshElementsIterator.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <type_traits>
@@ -37,6 +38,8 @@ public:
 
     SubVolumeElementsIterator& operator++();
     bool IsDone() const noexcept { return m_at_end; }
+    // The index of the current element in the mesh.
+    std::uint64_t GetPosition() const noexcept { return m_element_it->GetPosition(); }
 
     Element& operator*() const noexcept { return **m_element_it; }
     Element* operator->() const noexcept { return &**m_element_it; }

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <set>
 
@@ -43,8 +44,17 @@ void CopyNodes(MMeshBase& first, MMeshBase const& second, MeshCopy& copy) {
         if (!node)
             node = copy.AddNode(*p);
         else
-            copy.SetNode(*p, node);
+            copy.JoinNode(*p, node);
     }
+}
+
+MMeshOrigins OriginsOfItself(MMeshBase const& mesh) {
+    MMeshOrigins origins;
+    origins.elements.resize(static_cast<std::size_t>(mesh.NumberOfElements()));
+    std::iota(origins.elements.begin(), origins.elements.end(), 0);
+    for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
+        origins.nodes.push_back({i, i});
+    return origins;
 }
 
 constexpr unsigned int Unset = 0xFFFFFFFF; // for an identifier: no material
@@ -160,13 +170,15 @@ bool MMeshMergeVolumesOperator::Operate() {
     first.GetNeighborsInfo()->Disable();
     MaterialMerger const materials(first, second); // while the first mesh has its own elements only
 
-    MeshCopy copy(second, first);
+    if (m_of_first)
+        *m_of_first = OriginsOfItself(first);
+    MeshCopy copy(second, first, m_of_second);
     std::map<MMeshSubVolume const*, MMeshSubVolume*> copies{{nullptr, nullptr}};
     for (auto it = second.BeginSubVolume(); it != second.EndSubVolume(); ++it)
         copies[it->get()] = copy.AddSubVolumeLike(**it);
     CopyNodes(first, second, copy);
-    for (MMeshElement const& e : second.Elements())
-        copy.AddElement(e, copies[second.GetSubVolume(e)]);
+    for (MLong i = 0; i < second.NumberOfElements(); ++i)
+        copy.AddElement(i, copies[second.GetSubVolume(*second.GetElement(static_cast<std::uint64_t>(i)))]);
     copy.CopyValues();
     if (first.GetElementMasks()->HasMaterialMask())
         materials.Apply(*first.GetElementMasks()->GetMaterialMask(), copy.Elements());

@@ -6,6 +6,7 @@
 #include <vector>
 
 class MMeshPoint;
+struct MMeshOrigins;
 
 // Adds a second mesh to the mesh of the operator, behind what that has, and leaves the second one as it is.
 //
@@ -36,6 +37,14 @@ public:
     MMeshMergeVolumesOperator& operator=(MMeshMergeVolumesOperator const&) = default;
     ~MMeshMergeVolumesOperator() override;
 
+    // Where to record what came from the first mesh, and what from the second, whose elements and nodes
+    // follow those of the first; null, as at first, records nothing. Borrowed. Nodes of the second mesh that
+    // became one with others are counted with the second.
+    void SetOrigins(MMeshOrigins* of_first, MMeshOrigins* of_second) noexcept {
+        m_of_first = of_first;
+        m_of_second = of_second;
+    }
+
     // Merges. False, with nothing changed, when a mesh is missing and when both are the same.
     bool Operate() override;
 
@@ -45,4 +54,6 @@ public:
 private:
     MMeshBase* m_second;
     std::vector<MMeshPoint*> m_nodes;
+    MMeshOrigins* m_of_first = nullptr;
+    MMeshOrigins* m_of_second = nullptr;
 };

@@ -8,6 +8,7 @@
 
 class MMeshBase;
 class MMeshSubVolume;
+struct MMeshOrigins;
 
 // Makes a new mesh of what is left of another one without some of its sub-volumes. Elements and nodes
 // keep their order; nodes that nothing uses are gone. Sub-volumes that stay keep name and material number
@@ -24,6 +25,9 @@ public:
     void SetMesh(MMeshBase* mesh) noexcept { m_mesh = mesh; }
     // A sub-volume of that mesh that goes; called once for each.
     void AddSubVolumeToRemove(MMeshSubVolume* sub_volume) { m_removed.insert(sub_volume); }
+    // Where to record what elements and nodes of the new mesh came from; null, as at first, records nothing.
+    // Borrowed.
+    void SetOrigins(MMeshOrigins* origins) noexcept { m_origins = origins; }
 
     // Makes the mesh. False, and there is none, without a mesh and when one of the sub-volumes is null or
     // not in its list: whoever asks for that means something else than he gets. With every sub-volume
@@ -39,6 +43,7 @@ public:
 private:
     MMeshBase* m_mesh = nullptr;
     MMeshBase* m_new_mesh = nullptr;
+    MMeshOrigins* m_origins = nullptr;
     std::set<MMeshSubVolume const*> m_removed;
     std::vector<MLong> m_kept_elements;
     std::vector<MLong> m_kept_nodes;

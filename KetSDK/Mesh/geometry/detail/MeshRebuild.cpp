@@ -2,16 +2,20 @@
 
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace KetSDK::Mesh::Detail {
 
-MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target)
+MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins)
     : m_source(source)
     , m_target(target)
     , m_members(source, nullptr)
-    , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()), nullptr) {
+    , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()), nullptr)
+    , m_origins(origins) {
     target.ClearSubVolumes();
+    if (origins)
+        _BeginRecord();
 }
 
 int MeshRebuild::Orient() {
@@ -19,6 +23,56 @@ int MeshRebuild::Orient() {
     orient.SetMesh(&m_target);
     orient.Operate();
     return orient.GetNbCorrected();
+}
+
+void MeshRebuild::_BeginRecord() {
+    *m_origins = {};
+    m_origins->elements.assign(static_cast<std::size_t>(m_target.NumberOfElements()), -1);
+    m_origins->nodes.resize(static_cast<std::size_t>(m_target.NumberOfPoints()));
+    MLong index = 0;
+    for (MMeshElement const& e : m_source.Elements()) {
+        if (std::uint64_t const slot = e.GetMaskIndex(); slot != MMeshElement::NotRegistered) {
+            m_index_at.resize(std::max(m_index_at.size(), static_cast<std::size_t>(slot) + 1), -1);
+            m_index_at[static_cast<std::size_t>(slot)] = index;
+        }
+        ++index;
+    }
+}
+
+void MeshRebuild::_RecordElements(std::uint64_t mask_index) {
+    m_origins->elements.resize(static_cast<std::size_t>(m_target.NumberOfElements()),
+                               m_index_at[static_cast<std::size_t>(mask_index)]);
+}
+
+MMeshOrigins::Node& MeshRebuild::_OriginOf(MMeshPoint const& node) {
+    auto const index = static_cast<std::size_t>(node.GetIndex());
+    if (index >= m_origins->nodes.size())
+        m_origins->nodes.resize(index + 1);
+    return m_origins->nodes[index];
+}
+
+void MeshRebuild::_RecordNode(MMeshPoint const& node, MLong parent) {
+    // What was taken for new in the middle of an edge may be found to be a node.
+    if (MMeshOrigins::Node& origin = _OriginOf(node); origin.a < 0 || !origin.IsOne())
+        origin = {parent, parent};
+}
+
+void MeshRebuild::_RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b) {
+    // Of several nodes at the end of the edge that one whose values the end has.
+    auto const parent = [this](MMeshPoint const& end) {
+        auto const index = static_cast<std::size_t>(end.GetIndex());
+        return index < m_node_of.size() ? _OriginOf(*m_node_of[index]).a : -1;
+    };
+    MMeshOrigins::Node const ends{parent(a), parent(b)};
+    if (MMeshOrigins::Node& origin = _OriginOf(node); origin.a < 0)
+        origin = ends;
+}
+
+void MeshRebuild::_CountJoinedNodes() {
+    auto const used = m_node_of.size() - static_cast<std::size_t>(std::ranges::count(m_node_of, nullptr));
+    auto const is_one = [](MMeshOrigins::Node const& node) { return node.a >= 0 && node.IsOne(); };
+    m_origins->joined_nodes =
+        used - static_cast<std::uint64_t>(std::ranges::count_if(m_origins->nodes, is_one));
 }
 
 void MeshRebuild::_RegisterUsed() {

@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 
 #include <array>
 #include <cstddef>
@@ -15,8 +16,9 @@ namespace KetSDK::Mesh::Detail {
 // sub-volume. Nodes at one place become one node. The source must not change meanwhile.
 class MeshRebuild {
 public:
-    // Empties the target's list of sub-volumes; whatever else it holds stays.
-    MeshRebuild(MMeshBase const& source, MMeshBase& target);
+    // Empties the target's list of sub-volumes; whatever else it holds stays. Origins are recorded when they
+    // are not null.
+    MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins);
 
     // Calls visit(sub-volume of the source, new sub-volume of the target) for each in the order of the list,
     // until visit returns false; false when it did.
@@ -25,6 +27,8 @@ public:
         for (auto it = m_source.BeginSubVolume(); it != m_source.EndSubVolume(); ++it)
             if (!visit(**it, _AddSubVolumeLike(**it)))
                 return false;
+        if (m_origins)
+            _CountJoinedNodes();
         return true;
     }
 
@@ -45,6 +49,8 @@ public:
             if (i + near < indices.size())
                 prefetch(_ElementAt(indices[i + near]));
             going_on = visit(_ElementAt(indices[i]));
+            if (m_origins)
+                _RecordElements(indices[i]);
         }
         _RegisterUsed();
         return going_on;
@@ -63,7 +69,12 @@ public:
         if (number >= m_node_of.size())
             return _Enter(source.x, source.y, source.z);
         MMeshPoint*& node = m_node_of[number];
-        return node ? _Use(*node) : node = _Enter(source.x, source.y, source.z);
+        if (node)
+            return _Use(*node);
+        node = _Enter(source.x, source.y, source.z);
+        if (m_origins)
+            _RecordNode(*node, source.GetIndex());
+        return node;
     }
     // Node i of an element seen as a tetrahedron: a node at the origin where the element has none, and in
     // place of mid-edge nodes when it has fewer than ten.
@@ -74,9 +85,13 @@ public:
     }
     // The target's node there.
     MMeshPoint* NodeFor(MMeshElement const& e, unsigned int i) { return NodeFor(*SourceOf(e, i)); }
-    // The target's node in the middle between two places of the source, halves rounded away from zero.
+    // The target's node in the middle between two nodes of the source that NodeFor was asked for, halves
+    // rounded away from zero.
     MMeshPoint* MiddleOf(MMeshPoint const& a, MMeshPoint const& b) {
-        return _Enter(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+        MMeshPoint* const node = _Enter(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+        if (m_origins)
+            _RecordMiddle(*node, a, b);
+        return node;
     }
     // Fetches what MiddleOf of the nodes there will look up.
     void PrefetchMiddleOf(MMeshPoint const& a, MMeshPoint const& b) const noexcept {
@@ -104,6 +119,13 @@ private:
         return m_used[m_used_count++] = &node;
     }
     void _RegisterUsed();
+    void _BeginRecord();
+    // What the target got last came from the element with that mask index.
+    void _RecordElements(std::uint64_t mask_index);
+    void _RecordNode(MMeshPoint const& node, MLong parent);
+    void _RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b);
+    MMeshOrigins::Node& _OriginOf(MMeshPoint const& node);
+    void _CountJoinedNodes();
     MMeshElement const& _ElementAt(std::uint64_t index) const noexcept {
         return *m_source.GetElementMasks()->GetObjectAt(index);
     }
@@ -115,6 +137,8 @@ private:
     std::vector<MMeshPoint*> m_node_of;  // by number of the source's node; null while not entered
     std::array<MMeshPoint*, 512> m_used; // in the order of use, not yet registered
     std::size_t m_used_count = 0;
+    MMeshOrigins* m_origins;
+    std::vector<MLong> m_index_at; // of elements of the source, by mask index; when origins are recorded
 };
 
 } // namespace KetSDK::Mesh::Detail

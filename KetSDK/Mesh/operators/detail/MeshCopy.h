@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 
 #include <cstddef>
 #include <utility>
@@ -9,12 +10,17 @@
 namespace KetSDK::Mesh::Detail {
 
 // Copies parts of one mesh into another: first sub-volumes and nodes, then elements, at last their values.
+// What they are copies of is recorded in order when origins are not null.
 class MeshCopy {
 public:
-    MeshCopy(MMeshBase const& source, MMeshBase& target)
+    MeshCopy(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins)
         : m_source(source)
         , m_target(target)
-        , m_nodes(static_cast<std::size_t>(source.NumberOfPoints()), nullptr) {}
+        , m_origins(origins)
+        , m_nodes(static_cast<std::size_t>(source.NumberOfPoints()), nullptr) {
+        if (m_origins)
+            *m_origins = {};
+    }
 
     // Appends a sub-volume with name and material number of the given one.
     MMeshSubVolume* AddSubVolumeLike(MMeshSubVolume const& sub_volume) {
@@ -24,21 +30,29 @@ public:
         return copy;
     }
 
-    // Says which node of the target stands for one of the source.
-    void SetNode(MMeshPoint const& node, MMeshPoint* stand_in) { m_nodes[_Index(node)] = stand_in; }
+    // Says that a node of the target, which is there already, stands for one of the source.
+    void JoinNode(MMeshPoint const& node, MMeshPoint* stand_in) {
+        m_nodes[_Index(node)] = stand_in;
+        if (m_origins)
+            ++m_origins->joined_nodes;
+    }
     // Adds a copy of a node, with its original identifier, which from now on stands for it.
     MMeshPoint* AddNode(MMeshPoint const& node) {
         MMeshPoint* const copy = m_target.AddPoint(node.x, node.y, node.z);
         if (auto const* const ids = std::as_const(*m_source.GetPointMasks()).GetOriginalIDs())
             m_target.GetPointMasks()->GetOriginalIDs()->SetValue(*copy, ids->GetValue(node));
-        SetNode(node, copy);
+        m_nodes[_Index(node)] = copy;
+        if (m_origins)
+            m_origins->nodes.push_back({node.GetIndex(), node.GetIndex()});
         return copy;
     }
     // What stands for the nodes of the source, in their order; null for those that were not entered.
     std::vector<MMeshPoint*> const& Nodes() const noexcept { return m_nodes; }
 
-    // Adds a copy of an element, whose nodes were entered, to a sub-volume; to none when that is null.
-    void AddElement(MMeshElement const& e, MMeshSubVolume* sub_volume) {
+    // Adds a copy of the element with that index, whose nodes were entered, to a sub-volume; to none when
+    // that is null.
+    void AddElement(MLong index, MMeshSubVolume* sub_volume) {
+        MMeshElement const& e = *m_source.GetElement(static_cast<std::uint64_t>(index));
         m_node_list.clear();
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
             m_node_list.push_back(m_nodes[_Index(*e.GetNode(i))]);
@@ -48,6 +62,8 @@ public:
         if (sub_volume)
             sub_volume->IncludeElement(*copy);
         m_elements.emplace_back(&e, copy);
+        if (m_origins)
+            m_origins->elements.push_back(index);
     }
     // The elements that were added, each with what it is a copy of.
     MMeshElementMaskContainer::CopiedElements const& Elements() const noexcept { return m_elements; }
@@ -64,6 +80,7 @@ private:
 
     MMeshBase const& m_source;
     MMeshBase& m_target;
+    MMeshOrigins* m_origins;
     std::vector<MMeshPoint*> m_nodes;
     std::vector<MMeshPoint*> m_node_list; // of one element
     MMeshElementMaskContainer::CopiedElements m_elements;
