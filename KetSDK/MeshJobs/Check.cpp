@@ -1,5 +1,6 @@
 #include <KetSDK/MeshJobs/Check.h>
 
+#include <KetSDK/Mesh/geometry/MMeshFold.h>
 #include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 
@@ -14,6 +15,9 @@ CheckResult Check(Model const& model, CheckOptions const& options, Context const
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
     result.quadratic = model.mesh->GetMeshType() == MMeshBase::Quadratic;
     result.wrong_orientation = static_cast<std::uint64_t>(check.GetWrongOrientation());
+    model.mesh->Elements().ForEachWithNodes(
+        [&result](MMeshElement const& e, std::uint64_t) { result.folded += IsFolded(e); });
+    context.ThrowIfCancelled();
     result.zero_volume = static_cast<std::uint64_t>(check.GetZeroVolume());
     result.wrong_mid_edges = static_cast<std::uint64_t>(check.GetWrongMidEdges());
     result.wrong_mid_faces = static_cast<std::uint64_t>(check.GetWrongMidFaces());

@@ -17,6 +17,7 @@ struct CheckResult {
     std::uint64_t elements = 0;
     bool quadratic = false;              // there are mid-edge nodes to look at
     std::uint64_t wrong_orientation = 0; // the corners are wound the wrong way: the volume is negative
+    std::uint64_t folded = 0;            // the Jacobian determinant is negative somewhere: see IsFolded
     std::uint64_t zero_volume = 0;       // flat or collapsed
     std::uint64_t wrong_mid_edges = 0;   // a mid-edge node lies farther from its edge's middle than tolerated
     std::uint64_t wrong_mid_faces = 0;   // so does one of a face, by the mean length of the face's edges

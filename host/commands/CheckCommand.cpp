@@ -27,6 +27,8 @@ struct Defect {
 constexpr Defect Defects[] = {
     {"wrong_orientation", &CheckResult::wrong_orientation, "wrong orientation",
      "the corners are wound the wrong way: the volume is negative"},
+    {"folded", &CheckResult::folded, "folded",
+     "the Jacobian determinant is negative somewhere in the element: solvers refuse it"},
     {"zero_volume", &CheckResult::zero_volume, "zero volume", "the element is flat or collapsed"},
     {"wrong_mid_edges", &CheckResult::wrong_mid_edges, "wrong mid-edge nodes",
      "a mid-edge node is farther from the middle of its edge than the tolerance"},

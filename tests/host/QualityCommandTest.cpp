@@ -367,6 +367,7 @@ TEST_F(Ketmesh, CheckCountsMisplacedMidNodes) {
     WriteGrid(Path("faulty.vtu"), *FaultyElements());
     Json const faulty = RunJson({"check", Path("faulty.vtu")});
     EXPECT_EQ(faulty["wrong_orientation"], 1);
+    EXPECT_EQ(faulty["folded"], 1);
     EXPECT_EQ(faulty["zero_volume"], 3);
     EXPECT_EQ(faulty["wrong_mid_edges"], 0);
 }
@@ -418,6 +419,10 @@ TEST_F(Ketmesh, RepairLeavesNoFoldedElement) {
     EXPECT_EQ(report["bad_before"], bad);
     EXPECT_EQ(report["ratio_before"]["folded"], folded);
     EXPECT_GT(folded, 100);
+    // The check looks between the eleven points, too.
+    EXPECT_GE(RunJson({"check", Head10})["folded"], folded);
+    EXPECT_EQ(Run({"check", Head10, "--tolerance", "1e9", "--fail-on", "0"}).status, 2);
+    EXPECT_EQ(RunJson({"check", out})["folded"], 0);
     EXPECT_EQ(report["bad_after"], stay_bad);
     EXPECT_EQ(stay_bad, 0);
     EXPECT_GT(report["modified"], 0);

@@ -1,0 +1,140 @@
+#include <KetSDK/Mesh/geometry/MMeshFold.h>
+
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <random>
+
+namespace {
+
+using Nodes = std::array<std::array<double, 3>, 10>;
+
+// A straight-sided element with edges of 1000 along the axes.
+Nodes Straight() {
+    Nodes nodes{};
+    for (std::size_t i = 1; i < 4; ++i)
+        nodes[i][i - 1] = 1000.0;
+    std::size_t const ends[6][2] = {{0, 1}, {1, 2}, {2, 0}, {0, 3}, {1, 3}, {2, 3}};
+    for (std::size_t m = 0; m < 6; ++m)
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            nodes[4 + m][axis] = 0.5 * (nodes[ends[m][0]][axis] + nodes[ends[m][1]][axis]);
+    return nodes;
+}
+
+MMeshElement& AddTo(MMeshBase& mesh, Nodes const& nodes) {
+    std::array<MMeshPoint*, 10> points{};
+    std::ranges::transform(nodes, points.begin(), [&mesh](auto const& p) {
+        return mesh.AddPoint(static_cast<MLong>(std::lround(p[0])), static_cast<MLong>(std::lround(p[1])),
+                             static_cast<MLong>(std::lround(p[2])));
+    });
+    return *mesh.AddElement(10, points.data());
+}
+
+// The determinant at a point, from the shape functions as textbooks write them.
+double DeterminantAt(MMeshElement const& e, double r, double s, double t) {
+    double const q = 1.0 - r - s - t;
+    double const by[10][3] = {{1 - 4 * q, 1 - 4 * q, 1 - 4 * q},
+                              {4 * r - 1, 0, 0},
+                              {0, 4 * s - 1, 0},
+                              {0, 0, 4 * t - 1},
+                              {4 * (q - r), -4 * r, -4 * r},
+                              {4 * s, 4 * r, 0},
+                              {-4 * s, 4 * (q - s), -4 * s},
+                              {-4 * t, -4 * t, 4 * (q - t)},
+                              {4 * t, 0, 4 * r},
+                              {0, 4 * t, 4 * s}};
+    double j[3][3] = {};
+    for (unsigned int i = 0; i < 10; ++i) {
+        double const p[3] = {double(e.GetNode(i)->x), double(e.GetNode(i)->y), double(e.GetNode(i)->z)};
+        for (int axis = 0; axis < 3; ++axis)
+            for (int k = 0; k < 3; ++k)
+                j[axis][k] += p[axis] * by[i][k];
+    }
+    return j[0][0] * (j[1][1] * j[2][2] - j[1][2] * j[2][1]) -
+           j[0][1] * (j[1][0] * j[2][2] - j[1][2] * j[2][0]) +
+           j[0][2] * (j[1][0] * j[2][1] - j[1][1] * j[2][0]);
+}
+
+// The smallest determinant on a grid of points in the element.
+double SmallestOnGrid(MMeshElement const& e, int steps) {
+    double smallest = DeterminantAt(e, 0, 0, 0);
+    for (int i = 0; i <= steps; ++i)
+        for (int k = 0; i + k <= steps; ++k)
+            for (int m = 0; i + k + m <= steps; ++m)
+                smallest = std::min(
+                    smallest, DeterminantAt(e, double(i) / steps, double(k) / steps, double(m) / steps));
+    return smallest;
+}
+
+TEST(Fold, AgreesWithTheDeterminantOnAGrid) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> shift(-200.0, 200.0);
+    MMeshBase mesh;
+    int folded = 0, found_between = 0;
+    constexpr int Elements = 400;
+    for (int i = 0; i < Elements; ++i) {
+        Nodes nodes = Straight();
+        for (std::size_t m = 4; m < 10; ++m)
+            for (double& coordinate : nodes[m])
+                coordinate += shift(random);
+        MMeshElement const& e = AddTo(mesh, nodes);
+        double const coarse = SmallestOnGrid(e, 2); // corners and middles of the edges
+        double const fine = SmallestOnGrid(e, 24);
+        bool const is_folded = IsFolded(e);
+        folded += is_folded;
+        found_between += is_folded && coarse >= 0.0;
+        if (fine < 0.0)
+            EXPECT_TRUE(is_folded) << i << " has " << fine;
+        else if (fine >
+                 0.02e9) // a fiftieth of the straight element's: nothing lower hides between the points
+            EXPECT_FALSE(is_folded) << i << " has " << fine;
+    }
+    EXPECT_GT(folded, Elements / 10);
+    EXPECT_LT(folded, Elements * 9 / 10);
+    EXPECT_GT(found_between, 0); // looking at the nodes alone would have missed these
+}
+
+TEST(Fold, IsNeitherTouchingZeroNorBeingFlat) {
+    MMeshBase mesh;
+    Nodes const straight = Straight();
+    EXPECT_FALSE(IsFolded(AddTo(mesh, straight)));
+    // A mid node a quarter along its edge: zero at the corner near it. A unit nearer, and it folds.
+    Nodes quarter = straight;
+    quarter[4][0] = 250.0;
+    EXPECT_FALSE(IsFolded(AddTo(mesh, quarter)));
+    quarter[4][0] = 249.0;
+    EXPECT_TRUE(IsFolded(AddTo(mesh, quarter)));
+    // Zero all over.
+    Nodes flat = straight;
+    for (auto& node : flat)
+        node[2] = 0.0;
+    EXPECT_FALSE(IsFolded(AddTo(mesh, flat)));
+    // The largest coordinates that there are, inside out.
+    Nodes large = straight;
+    for (auto& node : large)
+        for (double& coordinate : node)
+            coordinate = (coordinate - 500.0) * 4e6;
+    EXPECT_FALSE(IsFolded(AddTo(mesh, large)));
+    std::swap(large[1], large[2]);
+    std::swap(large[4], large[6]);
+    std::swap(large[8], large[9]);
+    EXPECT_TRUE(IsFolded(AddTo(mesh, large)));
+}
+
+TEST(Fold, OfALinearElementIsANegativeVolume) {
+    MMeshBase mesh;
+    MMeshPoint* nodes[] = {mesh.AddPoint(0, 0, 0), mesh.AddPoint(9, 0, 0), mesh.AddPoint(0, 9, 0),
+                           mesh.AddPoint(0, 0, 9)};
+    EXPECT_FALSE(IsFolded(*mesh.AddElement(4, nodes)));
+    std::swap(nodes[0], nodes[1]);
+    EXPECT_TRUE(IsFolded(*mesh.AddElement(4, nodes)));
+    nodes[1] = nodes[0];
+    EXPECT_FALSE(IsFolded(*mesh.AddElement(4, nodes)));
+}
+
+} // namespace
