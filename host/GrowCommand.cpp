@@ -4,13 +4,13 @@
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <host/BadThreshold.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/Measuring.h>
 #include <host/MeshInput.h>
 #include <host/MetricList.h>
 #include <host/Threads.h>
+#include <host/commands/options/BadThreshold.h>
 #include <host/terminal/Cancellation.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
@@ -173,7 +173,7 @@ private:
         std::uint64_t count = 0;
         for (MMeshElement const& e : mesh.Elements()) {
             double const value = analysis.GetQualityMask()->GetValue(e);
-            bool const is_bad = m_threshold.IsBad(value) || !std::isfinite(value);
+            bool const is_bad = m_threshold.Get().IsBad(value) || !std::isfinite(value);
             bad.SetValue(e, is_bad);
             count += is_bad;
         }

@@ -166,7 +166,7 @@ private:
     }
 
     void _DrawThreshold() const {
-        double const value = m_threshold.GetValue();
+        double const value = m_threshold.Get().value;
         if (!m_threshold.IsGiven() || value < m_report.bins.min || value > m_report.bins.max)
             return;
         double const x = _X(value);

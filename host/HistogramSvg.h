@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshVTK/OutputFile.h>
-#include <host/BadThreshold.h>
+#include <host/commands/options/BadThreshold.h>
 
 #include <string>
 #include <vector>

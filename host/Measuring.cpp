@@ -29,16 +29,6 @@ Bins BinsOf(Histogram const& histogram) {
 
 } // namespace
 
-std::string TitleOf(QualityMetric const& metric) {
-    std::string const name(metric.name);
-    return metric.unit.empty() ? name : name + " [" + std::string(metric.unit) + "]";
-}
-
-bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric) {
-    return metric.type != MMeshQualityAnalysisOperator::JacobianDistortion ||
-           mesh.GetMeshType() == MMeshBase::Quadratic;
-}
-
 void RequireMetric(MMeshBase const& mesh, QualityMetric const& metric, std::string const& file) {
     if (!HasMetric(mesh, metric))
         throw FileError(file, std::string(metric.name) +

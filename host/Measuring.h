@@ -1,9 +1,10 @@
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
+#include <KetSDK/Mesh/geometry/QualityStatistics.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshJobs/Metrics.h>
 #include <host/Command.h>
-#include <host/QualityStatistics.h>
 
 #include <cfloat>
 #include <cstddef>
@@ -14,11 +15,11 @@ namespace ketmesh {
 
 using KetSDK::Mesh::QualityMetric;
 
-// "Volume [mm3]"
-std::string TitleOf(QualityMetric const& metric);
+using KetSDK::Mesh::HasMetric;
+using KetSDK::Mesh::QualityStatistics;
+using KetSDK::Mesh::Summarize;
+using KetSDK::MeshJobs::TitleOf;
 
-// Whether the mesh has what the metric measures.
-bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric);
 // Throws FileError for a mesh that does not have it.
 void RequireMetric(MMeshBase const& mesh, QualityMetric const& metric, std::string const& file);
 

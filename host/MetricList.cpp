@@ -3,14 +3,9 @@
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cmath>
-#include <numeric>
 #include <ostream>
 #include <sstream>
-#include <stdexcept>
-#include <utility>
 
 namespace ketmesh {
 
@@ -98,35 +93,6 @@ void PrintMarkdownRow(std::ostream& out, auto const& cells) {
     out << "|\n";
 }
 
-// Levenshtein distance, in which upper and lower case are the same.
-std::size_t Distance(std::string_view a, std::string_view b) {
-    auto const lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            std::size_t const replaced = diagonal + (lower(a[i]) != lower(b[j]));
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
-        }
-    }
-    return row.back();
-}
-
-// "Volume, VolumeInRange": names that are nearly the text, or else begin with it; empty for none.
-std::string NearestNames(std::string const& text) {
-    std::size_t nearest = std::max<std::size_t>(text.size() / 3, 1);
-    for (QualityMetric const& metric : QualityMetrics())
-        nearest = std::min(nearest, Distance(text, metric.name));
-    std::string names;
-    for (QualityMetric const& metric : QualityMetrics())
-        if (Distance(text, metric.name) <= nearest ||
-            (!text.empty() && Distance(text, metric.name.substr(0, text.size())) == 0))
-            names += (names.empty() ? "" : ", ") + std::string(metric.name);
-    return names;
-}
-
 } // namespace
 
 void PrintMetricList(std::ostream& out) {
@@ -186,28 +152,6 @@ Json MetricListJson() {
                                           {"nonfinite", number(metric.nonfinite)},
                                           {"source", metric.source}};
     return {{"metrics", list}};
-}
-
-std::vector<QualityMetric const*> FindMetrics(std::string const& names) {
-    std::vector<QualityMetric const*> metrics;
-    if (names == AllMetrics) {
-        for (QualityMetric const& metric : QualityMetrics())
-            metrics.push_back(&metric);
-        return metrics;
-    }
-    std::istringstream list(names + ",");
-    for (std::string name; std::getline(list, name, ',');) {
-        QualityMetric const* const metric = KetSDK::Mesh::FindQualityMetric(name);
-        if (!metric) {
-            std::string const near = NearestNames(name);
-            throw std::invalid_argument("there is no metric \"" + name + "\"" +
-                                        (near.empty() ? "" : "; near it are " + near) +
-                                        " (ketmesh quality --list shows all)");
-        }
-        if (std::ranges::find(metrics, metric) == metrics.end())
-            metrics.push_back(metric);
-    }
-    return metrics;
 }
 
 } // namespace ketmesh

@@ -1,6 +1,5 @@
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
-#include <host/BadThreshold.h>
 #include <host/Command.h>
 #include <host/FileError.h>
 #include <host/HistogramSvg.h>
@@ -10,6 +9,7 @@
 #include <host/MetricList.h>
 #include <host/QualityReport.h>
 #include <host/Threads.h>
+#include <host/commands/options/BadThreshold.h>
 #include <host/terminal/Cancellation.h>
 #include <host/terminal/NumberCheck.h>
 
@@ -177,9 +177,9 @@ private:
         std::vector<double> const& values = histogram.GetValues();
         MetricReport report{&metric, values.size(), Summarize(values), 0, {}, {}};
         report.bad = static_cast<std::uint64_t>(
-            m_threshold.IsAbove()
-                ? std::ranges::count_if(values, [this](double v) { return m_threshold.IsBad(v); })
-                : histogram.GetNbElementsLowerThanThreshold(m_threshold.GetValue()));
+            (m_threshold.Get().side == KetSDK::Mesh::QualityThreshold::Side::Above)
+                ? std::ranges::count_if(values, [this](double v) { return m_threshold.Get().IsBad(v); })
+                : histogram.GetNbElementsLowerThanThreshold(m_threshold.Get().value));
         report.bins = m_binning.GetBins(analysis, metric, report.statistics);
         report.worst = FindWorst(mesh, metric, values, m_worst);
         return report;

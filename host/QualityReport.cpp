@@ -77,7 +77,7 @@ std::uint64_t MetricReport::CountOutside() const {
 std::vector<PlacedElement> FindWorst(MMeshBase const& mesh, QualityMetric const& metric,
                                      std::vector<double> const& values, std::size_t count) {
     std::vector<PlacedElement> worst;
-    for (std::uint32_t const i : FindFirst(values, count, OrderOfWorst(metric).precedes)) {
+    for (std::uint32_t const i : KetSDK::Mesh::FindFirst(values, count, OrderOfWorst(metric).precedes)) {
         MMeshElement const& element = *mesh.GetElement(i);
         MMeshSubVolume const* const part = mesh.GetSubVolume(element);
         worst.push_back({i, values[i], TetrahedronBase<double>(&element).GetCentroid(),

@@ -1,9 +1,8 @@
 #pragma once
 
 #include <KetSDK/Math/MathCore/MMVector.h>
-#include <host/BadThreshold.h>
 #include <host/Measuring.h>
-#include <host/QualityStatistics.h>
+#include <host/commands/options/BadThreshold.h>
 #include <host/terminal/Output.h>
 
 #include <cstdint>

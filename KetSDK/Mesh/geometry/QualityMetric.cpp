@@ -1,5 +1,7 @@
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+
 #include <cfloat>
 #include <cstddef>
 #include <limits>
@@ -144,6 +146,10 @@ QualityMetric const* FindQualityMetric(std::string_view name) noexcept {
         if (metric.name == name)
             return &metric;
     return nullptr;
+}
+
+bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric) {
+    return metric.type != Metric::JacobianDistortion || mesh.GetMeshType() == MMeshBase::Quadratic;
 }
 
 } // namespace KetSDK::Mesh

@@ -6,6 +6,8 @@
 #include <span>
 #include <string_view>
 
+class MMeshBase;
+
 namespace KetSDK::Mesh {
 
 // What is known of one quality metric. The table of all of them is what the analysis operator takes its
@@ -56,5 +58,8 @@ KETSDK_MESH_API std::span<QualityMetric const> QualityMetrics() noexcept;
 // The metric with that number or name; null when there is none.
 KETSDK_MESH_API QualityMetric const* FindQualityMetric(int type) noexcept;
 KETSDK_MESH_API QualityMetric const* FindQualityMetric(std::string_view name) noexcept;
+
+// Whether the mesh has what the metric measures: JacobianDistortion is for quadratic tetrahedra alone.
+KETSDK_MESH_API bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric);
 
 } // namespace KetSDK::Mesh

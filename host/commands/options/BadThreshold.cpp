@@ -1,6 +1,6 @@
-#include <host/BadThreshold.h>
+#include <host/commands/options/BadThreshold.h>
 
-#include <host/terminal/Format.h>
+#include <KetSDK/MeshJobs/Metrics.h>
 #include <host/terminal/NumberCheck.h>
 
 namespace ketmesh {
@@ -17,12 +17,18 @@ void BadThreshold::Declare(CLI::App& command) {
                          ->excludes(m_below_option);
 }
 
+KetSDK::Mesh::QualityThreshold BadThreshold::Get() const {
+    using Side = KetSDK::Mesh::QualityThreshold::Side;
+    return _IsAbove() ? KetSDK::Mesh::QualityThreshold{Side::Above, m_above}
+                      : KetSDK::Mesh::QualityThreshold{Side::Below, m_below};
+}
+
 std::string BadThreshold::Describe() const {
-    return (IsAbove() ? "above " : "below ") + FormatGeneral(GetValue());
+    return KetSDK::MeshJobs::Describe(Get());
 }
 
 void BadThreshold::AddTo(Json& report) const {
-    report[IsAbove() ? "above" : "below"] = GetValue();
+    report[_IsAbove() ? "above" : "below"] = Get().value;
 }
 
 } // namespace ketmesh

@@ -1,11 +1,11 @@
-#include <host/QualityStatistics.h>
+#include <KetSDK/Mesh/geometry/QualityStatistics.h>
 
 #include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <limits>
 
-namespace ketmesh {
+namespace KetSDK::Mesh {
 
 namespace {
 
@@ -78,4 +78,4 @@ std::vector<std::uint32_t> FindFirst(std::span<double const> values, std::size_t
     return first;
 }
 
-} // namespace ketmesh
+} // namespace KetSDK::Mesh

@@ -1,0 +1,89 @@
+#include <KetSDK/MeshJobs/Metrics.h>
+
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <numeric>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+namespace KetSDK::MeshJobs {
+
+using Mesh::QualityMetric;
+
+namespace {
+
+// Levenshtein distance, in which upper and lower case are the same.
+std::size_t Distance(std::string_view a, std::string_view b) {
+    auto const lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            std::size_t const replaced = diagonal + (lower(a[i]) != lower(b[j]));
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
+        }
+    }
+    return row.back();
+}
+
+// "Volume, VolumeInRange": names that are nearly the text, or else begin with it; empty for none.
+std::string NearestNames(std::string const& text) {
+    std::size_t nearest = std::max<std::size_t>(text.size() / 3, 1);
+    for (QualityMetric const& metric : Mesh::QualityMetrics())
+        nearest = std::min(nearest, Distance(text, metric.name));
+    std::string names;
+    for (QualityMetric const& metric : Mesh::QualityMetrics())
+        if (Distance(text, metric.name) <= nearest ||
+            (!text.empty() && Distance(text, metric.name.substr(0, text.size())) == 0))
+            names += (names.empty() ? "" : ", ") + std::string(metric.name);
+    return names;
+}
+
+} // namespace
+
+std::vector<QualityMetric const*> FindMetrics(std::string const& names) {
+    std::vector<QualityMetric const*> metrics;
+    if (names == AllMetrics) {
+        for (QualityMetric const& metric : Mesh::QualityMetrics())
+            metrics.push_back(&metric);
+        return metrics;
+    }
+    std::istringstream list(names + ",");
+    for (std::string name; std::getline(list, name, ',');) {
+        QualityMetric const* const metric = Mesh::FindQualityMetric(name);
+        if (!metric) {
+            std::string const near = NearestNames(name);
+            throw Error("there is no metric \"" + name + "\"" +
+                        (near.empty() ? "" : "; near it are " + near) +
+                        " (ketmesh quality --list shows all)");
+        }
+        if (std::ranges::find(metrics, metric) == metrics.end())
+            metrics.push_back(metric);
+    }
+    return metrics;
+}
+
+void RequireMetric(Model const& model, QualityMetric const& metric) {
+    if (!Mesh::HasMetric(*model.mesh, metric))
+        throw FileError(model.file, std::string(metric.name) +
+                                        " is a measure of quadratic tetrahedra, and the mesh has none");
+}
+
+std::string TitleOf(QualityMetric const& metric) {
+    std::string const name(metric.name);
+    return metric.unit.empty() ? name : name + " [" + std::string(metric.unit) + "]";
+}
+
+std::string Describe(Mesh::QualityThreshold const& threshold) {
+    bool const is_above = threshold.side == Mesh::QualityThreshold::Side::Above;
+    return (is_above ? "above " : "below ") + FormatGeneral(threshold.value);
+}
+
+} // namespace KetSDK::MeshJobs
