@@ -1,12 +1,9 @@
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/CellKinds.h>
-#include <KetSDK/MeshVTK/detail/MaterialArrays.h>
-#include <KetSDK/MeshVTK/detail/PointFieldArrays.h>
+#include <KetSDK/MeshVTK/detail/OwnArrays.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -15,7 +12,6 @@
 #include <vtkIntArray.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
-#include <vtkStringArray.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
@@ -68,47 +64,6 @@ void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     grid.SetCells(types, cells);
 }
 
-// Adds an array of that name with the mask's value of each object.
-template <typename Array, typename Mask>
-void AddValues(vtkDataSetAttributes& arrays, char const* name, vtkIdType count, Mask const& mask,
-               auto const& object_at) {
-    vtkNew<Array> values;
-    values->SetName(name);
-    values->SetNumberOfValues(count);
-    for (vtkIdType i = 0; i < count; ++i)
-        values->SetValue(i, mask.GetValue(object_at(static_cast<std::uint64_t>(i))));
-    arrays.AddArray(values);
-}
-
-void AddSubvolumeNames(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
-    vtkNew<vtkStringArray> names;
-    names->SetName(ArrayNames::SubvolumeNames);
-    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
-        names->InsertNextValue(ToUtf8((*it)->GetName()));
-    grid.GetFieldData()->AddArray(names);
-}
-
-void AddMeshArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
-    MMeshElementMaskContainer const& elements = *mesh.GetElementMasks();
-    MMeshPointMaskContainer const& nodes = *mesh.GetPointMasks();
-    auto const element_at = [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); };
-    auto const node_at = [&mesh](std::uint64_t i) -> MMeshPoint const& { return *mesh.GetRandomPoint(i); };
-    vtkCellData& cell_data = *grid.GetCellData();
-    if (auto const* const mask = elements.GetSubvolumeMask()) {
-        AddValues<vtkIntArray>(cell_data, ArrayNames::Subvolume, mesh.NumberOfElements(), *mask, element_at);
-        AddSubvolumeNames(grid, mesh);
-    }
-    if (auto const* const mask = elements.GetGreyValueMask(); mask && mesh.HasGreyValues())
-        AddValues<vtkDoubleArray>(cell_data, ArrayNames::Grey, mesh.NumberOfElements(), *mask, element_at);
-    Detail::AddMaterialArrays(grid, mesh);
-    Detail::AddPointFields(grid, mesh);
-    if (auto const* const mask = elements.GetOriginalIDs())
-        AddValues<vtkIntArray>(cell_data, ArrayNames::OriginalId, mesh.NumberOfElements(), *mask, element_at);
-    if (auto const* const mask = nodes.GetOriginalIDs())
-        AddValues<vtkIntArray>(*grid.GetPointData(), ArrayNames::OriginalId, mesh.NumberOfPoints(), *mask,
-                               node_at);
-}
-
 // Takes over the source's arrays. What the mesh itself carries is left out: the mesh knows better.
 void ShareArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, vtkUnstructuredGrid& source) {
     if (source.GetNumberOfCells() != mesh.NumberOfElements() ||
@@ -129,8 +84,13 @@ void AddElementValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, Mask con
     if (grid.GetNumberOfCells() != mesh.NumberOfElements())
         throw Error("the grid has " + std::to_string(grid.GetNumberOfCells()) + " cells, the mesh " +
                     std::to_string(mesh.NumberOfElements()) + " elements");
-    AddValues<Array>(*grid.GetCellData(), name.c_str(), mesh.NumberOfElements(), mask,
-                     [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); });
+    vtkNew<Array> values;
+    values->SetName(name.c_str());
+    values->SetNumberOfValues(mesh.NumberOfElements());
+    vtkIdType cell = 0;
+    for (MMeshElement const& e : mesh.Elements())
+        values->SetValue(cell++, mask.GetValue(e));
+    grid.GetCellData()->AddArray(values);
 }
 
 } // namespace
@@ -140,12 +100,7 @@ vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh, vtk
     arrays->GetCellData()->ShallowCopy(grid.GetCellData());
     arrays->GetPointData()->ShallowCopy(grid.GetPointData());
     arrays->GetFieldData()->ShallowCopy(grid.GetFieldData());
-    for (char const* const name : {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::OriginalId})
-        arrays->GetCellData()->RemoveArray(name);
-    Detail::RemoveKnownMaterialArrays(*arrays, mesh);
-    arrays->GetPointData()->RemoveArray(ArrayNames::OriginalId);
-    Detail::RemovePointFields(*arrays, mesh);
-    arrays->GetFieldData()->RemoveArray(ArrayNames::SubvolumeNames);
+    Detail::RemoveOwnArrays(*arrays, mesh);
     return arrays;
 }
 
@@ -166,7 +121,7 @@ vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthU
     SetCells(*grid, mesh);
     if (source)
         ShareArrays(*grid, mesh, *source);
-    AddMeshArrays(*grid, mesh);
+    Detail::AddOwnArrays(*grid, mesh);
     return grid;
 }
 

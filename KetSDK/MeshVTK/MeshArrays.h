@@ -1,23 +1,45 @@
 #pragma once
 
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
+#include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
+
+#include <vtkSmartPointer.h>
 
 #include <vector>
 
 class MMeshBase;
+class vtkPolyData;
 class vtkUnstructuredGrid;
 
 namespace KetSDK::MeshVTK {
 
-// The arrays of a grid that the mesh does not carry itself (ArraysBesideMesh), as a mesh file keeps them
-// beside the mesh: those of cells, points and field data, strings too. AddArrays makes arrays of the same
-// names, places, types and values of them; an array that was VTK's active scalars, vectors or the like is so
-// again. Throws Error for arrays that hold neither numbers nor strings.
+// Arrays of grids and surfaces as arrays beside a mesh or a surface, and back. Everything that VTK's files
+// hold of an array comes back as it was: name, type, every bit of the values, names of components,
+// information, the order of the arrays, and what active scalars, vectors or the like an array was. Strings
+// and bits are arrays like others. Arrays that hold neither numbers nor strings throw Error.
+
+// The arrays of a grid that the mesh does not carry itself (ArraysBesideMesh): those of cells, then of
+// points, then field data.
 KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid);
+// The same of a grid that nobody needs any longer. It is empty afterwards; its memory is given back array by
+// array, so that one array at most is there twice.
+KETSDK_MESHVTK_API std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh,
+                                                              vtkUnstructuredGrid& grid);
 
 // Adds the arrays to a grid that was made of the mesh that they lay beside; one whose name the grid has at
 // that place is left out. Throws Error for an array that does not fit the grid.
 KETSDK_MESHVTK_API void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshArray> const& arrays);
+// GridFromMesh with the arrays beside the mesh, which come before those that the mesh itself makes. Throws
+// Error for an array that does not fit the mesh.
+KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
+                                                                     std::vector<MMeshArray> const& arrays);
+
+// The arrays of triangles (on elements) and points (on nodes) of a surface and its field data, but for those
+// that its container makes anew: `surface`, `surface_names`.
+KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysFromSurface(vtkPolyData& data);
+// Adds arrays to what PolyDataFromSurfaces made of a container: those on elements have a row for each
+// triangle, surface by surface, those on nodes one for each point. Otherwise as for grids.
+KETSDK_MESHVTK_API void AddArrays(vtkPolyData& data, std::vector<MMeshArray> const& arrays);
 
 } // namespace KetSDK::MeshVTK

@@ -10,6 +10,7 @@
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
 #include <KetSDK/MeshVTK/detail/CellKinds.h>
 #include <KetSDK/MeshVTK/detail/MaterialArrays.h>
+#include <KetSDK/MeshVTK/detail/NamedArrays.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -240,6 +241,11 @@ void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid, std::stri
     auto place = partition.place.begin();
     for (MMeshElement& e : mesh.Elements())
         parts[static_cast<std::size_t>(*place++)]->IncludeElement(e);
+}
+
+void SetSubvolumesByLabels(MMeshBase& mesh, std::vector<MMeshArray> const& arrays,
+                           std::string const& labels) {
+    SetSubvolumesByLabels(mesh, *Detail::ArraysNamed(mesh, arrays, labels), labels);
 }
 
 } // namespace KetSDK::MeshVTK

@@ -2,12 +2,14 @@
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 #include <KetSDK/MeshVTK/Rounding.h>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 class vtkUnstructuredGrid;
 
@@ -43,6 +45,9 @@ MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options, Roun
 // Replaces the sub-volumes of a mesh by those of a cell array of labels, as MeshFromGrid makes them. Cell i
 // is element i. Throws Error for an array that is missing or holds no labels.
 KETSDK_MESHVTK_API void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid,
+                                              std::string const& labels);
+// The same by an array that lies beside the mesh, or one that GridFromMesh would make of the mesh itself.
+KETSDK_MESHVTK_API void SetSubvolumesByLabels(MMeshBase& mesh, std::vector<MMeshArray> const& arrays,
                                               std::string const& labels);
 
 } // namespace KetSDK::MeshVTK

@@ -2,11 +2,13 @@
 
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 class MMeshBase;
 class vtkUnstructuredGrid;
@@ -31,5 +33,11 @@ struct NodeValuesReport {
 KETSDK_MESHVTK_API NodeValuesReport NodeValuesFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid,
                                                        std::string const& name, std::optional<int> component,
                                                        MDataMask<MMeshPoint, double>& values);
+
+// The same without a grid: from what the mesh itself knows, under the names that GridFromMesh gives it, and
+// from the arrays beside it.
+KETSDK_MESHVTK_API NodeValuesReport NodeValuesOf(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays,
+                                                 std::string const& name, std::optional<int> component,
+                                                 MDataMask<MMeshPoint, double>& values);
 
 } // namespace KetSDK::MeshVTK

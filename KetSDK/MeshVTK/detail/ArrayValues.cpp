@@ -4,12 +4,22 @@
 #include <KetSDK/MeshVTK/Error.h>
 
 #include <vtkDataArray.h>
-#include <vtkVariant.h>
 
 #include <algorithm>
 #include <cstddef>
 
 namespace KetSDK::MeshVTK::Detail {
+
+namespace {
+
+template <typename T>
+std::vector<long long> ToLongLong(T const* values, vtkIdType count) {
+    std::vector<long long> numbers(static_cast<std::size_t>(count));
+    std::transform(values, values + count, numbers.begin(), [](T v) { return static_cast<long long>(v); });
+    return numbers;
+}
+
+} // namespace
 
 std::string Quoted(vtkAbstractArray& array) {
     return "the array \"" + std::string(array.GetName() ? array.GetName() : "") + "\"";
@@ -30,12 +40,14 @@ std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count) {
     if (!HoldsWholeNumbers(array))
         throw Error(Quoted(array) + " must hold whole numbers, not " + array.GetDataTypeAsString());
     CheckShape(array, count);
-    // A double holds every value of the types up to 32 bits; the wider ones go through variants.
-    bool const wide = array.GetDataTypeSize() > 4;
-    std::vector<long long> values(static_cast<std::size_t>(count));
-    for (vtkIdType i = 0; i < count; ++i)
-        values[static_cast<std::size_t>(i)] =
-            wide ? array.GetVariantValue(i).ToLongLong() : static_cast<long long>(array.GetComponent(i, 0));
+    std::vector<long long> values;
+    switch (array.GetDataType()) {
+        vtkTemplateMacro(values = ToLongLong(static_cast<VTK_TT const*>(array.GetVoidPointer(0)), count));
+    default: // bits
+        values.resize(static_cast<std::size_t>(count));
+        for (vtkIdType i = 0; i < count; ++i)
+            values[static_cast<std::size_t>(i)] = static_cast<long long>(array.GetComponent(i, 0));
+    }
     return values;
 }
 
