@@ -3,6 +3,7 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
@@ -45,12 +46,15 @@ MLong Rounded(double v) noexcept {
 // find a point at a position, which may lie anywhere in memory, is fetched meanwhile.
 class FaceWriter {
 public:
-    explicit FaceWriter(MStlBase& stl)
-        : m_stl(stl) {}
+    FaceWriter(MStlBase& stl, MSurfaceOrigins* origins)
+        : m_stl(stl)
+        , m_record(origins, stl) {}
 
-    void Add(Corners const& tetrahedron) {
+    void Add(MMeshElement const& e, std::uint64_t index, Corners const& tetrahedron) {
         constexpr double unit = KetSDK::Common::MInternalUnits::Get();
         Waiting& added = m_waiting[m_count++];
+        added.element = &e;
+        added.index = static_cast<MLong>(index);
         added.corners = tetrahedron;
         for (std::size_t i = 0; i < 4; ++i) {
             Position& p = added.positions[i];
@@ -62,17 +66,24 @@ public:
             Flush();
     }
 
-    // Writes those that wait. To be called after the last one.
+    // Writes those that wait.
     void Flush() {
         for (std::size_t i = 0; i < m_count; ++i)
             _Write(m_waiting[i]);
         m_count = 0;
+    }
+    // To be called after the last one.
+    void Finish() {
+        Flush();
+        m_record.Finish();
     }
 
 private:
     using Position = std::array<MLong, 3>;
 
     struct Waiting {
+        MMeshElement const* element;
+        MLong index;
         Corners corners;
         std::array<Position, 4> positions; // in internal units
     };
@@ -84,6 +95,8 @@ private:
         for (unsigned int const i : {0U, 1U, 3U, 2U}) {
             Position const& p = tetrahedron.positions[i];
             points[i] = m_stl.AddPoint(p[0], p[1], p[2], false);
+            if (i < tetrahedron.element->GetNodeCount())
+                m_record.AddPoint(*points[i], tetrahedron.element->GetNode(i)->GetIndex());
         }
         for (std::size_t face = 0; face < 4; face += 2) {
             auto const& first = Descriptor::descr_triangle_point_ORIENTED[face];
@@ -93,17 +106,21 @@ private:
             };
             // Of the corners before they are rounded.
             VectorPair const normals = UnitNormals(corners(0), corners(1), corners(2));
-            _AddTriangle(points, first, {normals.x[0], normals.y[0], normals.z[0]});
-            _AddTriangle(points, second, {normals.x[1], normals.y[1], normals.z[1]});
+            _AddTriangle(tetrahedron, points, first, {normals.x[0], normals.y[0], normals.z[0]});
+            _AddTriangle(tetrahedron, points, second, {normals.x[1], normals.y[1], normals.z[1]});
         }
     }
 
-    void _AddTriangle(MStlPoint* const (&points)[4], unsigned char const (&face)[3], Vector const& normal) {
+    void _AddTriangle(Waiting const& tetrahedron, MStlPoint* const (&points)[4],
+                      unsigned char const (&face)[3], Vector const& normal) {
         auto* const triangle = m_stl.AddTriangle(points[face[0]], points[face[1]], points[face[2]], nullptr);
         triangle->SetNormalFloat(MMVector<float, 3>(normal));
+        m_record.AddTriangle(tetrahedron.index, tetrahedron.element->GetNodeCount(),
+                             1U << face[0] | 1U << face[1] | 1U << face[2]);
     }
 
     MStlBase& m_stl;
+    SurfaceRecord m_record;
     std::array<Waiting, 16> m_waiting;
     std::size_t m_count = 0;
 };
@@ -126,11 +143,11 @@ bool MMeshConvertToStlOperator::Operate() {
     auto const nodes = static_cast<std::uint64_t>(mesh->NumberOfPoints());
     m_stl->ReserveLookUps(m_epsilon == 0.0 ? std::min(nodes, 4 * selected) : 4 * selected);
 
-    FaceWriter writer(*m_stl);
-    mesh->Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+    FaceWriter writer(*m_stl, m_origins);
+    mesh->Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t index) {
         if (is_selected(e))
-            writer.Add(ShrunkCorners(e, m_epsilon));
+            writer.Add(e, index, ShrunkCorners(e, m_epsilon));
     });
-    writer.Flush();
+    writer.Finish();
     return true;
 }

@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 class MStlBase;
+struct MSurfaceOrigins;
 
 // Writes every tetrahedron of a mesh, or of a selection, as four triangles of its own into a surface
 // container, on request shrunk towards its centroid, so that the elements stand apart: an exploded view.
@@ -39,11 +40,17 @@ public:
     // Only elements with the value true are converted; null, as at first, stands for all. Not owned.
     void SetSelectionMask(MDataMask<MMeshElement, bool>* selection) noexcept { m_selection = selection; }
 
+    // Where to record what triangles and points came from; null, as at first, records nothing. Borrowed. Of
+    // hexahedra and wedges a triangle has a face where its corners lie on one. A shrunk point stands for the
+    // node that it has moved away from.
+    void SetOrigins(MSurfaceOrigins* origins) noexcept { m_origins = origins; }
+
     // Converts. False without a mesh, otherwise true.
     bool Operate() override;
 
 private:
     double m_epsilon = 0.0;
     MStlBase* m_stl = nullptr;
+    MSurfaceOrigins* m_origins = nullptr;
     MDataMask<MMeshElement, bool>* m_selection = nullptr;
 };

@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
+#include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlSurface.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -88,17 +90,22 @@ private:
 // Writes faces into the surfaces of a container, which are made and named as they are first needed.
 class SurfaceWriter {
 public:
-    SurfaceWriter(MStlBase& stl, MMeshBase const& mesh)
+    SurfaceWriter(MStlBase& stl, MMeshBase const& mesh, MSurfaceOrigins* origins)
         : m_stl(stl)
+        , m_record(origins, stl)
         , m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
 
-    void Write(MMeshElement const& e, TakenFace const& taken) {
+    void Write(MMeshElement const& e, std::size_t index, TakenFace const& taken) {
         MStlSurface& surface = _Surface(taken.id, taken.other);
         ElementFace const& corners = FacesOfElement(e.GetNodeCount())[taken.face];
         for (unsigned int last = 2; last < corners.corners; ++last)
-            _WriteTriangle(surface, *e.GetNode(corners.node[0]), *e.GetNode(corners.node[last - 1]),
-                           *e.GetNode(corners.node[last]));
+            if (_WriteTriangle(surface, *e.GetNode(corners.node[0]), *e.GetNode(corners.node[last - 1]),
+                               *e.GetNode(corners.node[last])))
+                m_record.AddTriangle(static_cast<MLong>(index), e.GetNodeCount(),
+                                     NodesOnFace(e.GetNodeCount(), corners));
     }
+    // To be called after the last face.
+    void Finish() { m_record.Finish(); }
 
 private:
     MStlSurface& _Surface(int id, int other) {
@@ -111,30 +118,36 @@ private:
                                           ? L"Exterior Surface-" + number
                                           : L"Interface Surface" + number + L"-" + std::to_wstring(other);
             surface->SetName(name.c_str());
+            m_record.AddSurface({id, other == Exterior ? std::nullopt : std::optional(other)});
         }
         return *surface;
     }
 
-    void _WriteTriangle(MStlSurface& surface, MMeshPoint const& a, MMeshPoint const& b, MMeshPoint const& c) {
+    // False for a triangle that nodes at one place collapse.
+    bool _WriteTriangle(MStlSurface& surface, MMeshPoint const& a, MMeshPoint const& b, MMeshPoint const& c) {
         MMVector<double, 3> const normal = UnitNormal(a.GetPosition(), b.GetPosition(), c.GetPosition());
         MStlPoint* const pa = _Point(a);
         MStlPoint* const pb = _Point(b);
         MStlPoint* const pc = _Point(c);
-        // Null for a triangle that nodes at one place collapse.
-        if (auto* const item = surface.AddTriangle(pa, pb, pc))
+        auto* const item = surface.AddTriangle(pa, pb, pc);
+        if (item)
             item->GetData().SetNormalFloat(MMVector<float, 3>(normal));
+        return item != nullptr;
     }
 
     // Model units times the unit factor, rounded, are the node's own integers again: the factor is a
     // power of two. Each node is looked up in the container once.
     MStlPoint* _Point(MMeshPoint const& p) {
         MStlPoint*& point = m_points[static_cast<std::size_t>(p.GetIndex())];
-        if (!point)
+        if (!point) {
             point = m_stl.AddPoint(p.x, p.y, p.z, false);
+            m_record.AddPoint(*point, p.GetIndex());
+        }
         return point;
     }
 
     MStlBase& m_stl;
+    SurfaceRecord m_record;
     std::map<std::pair<int, int>, MStlSurface*> m_surfaces;
     std::vector<MStlPoint*> m_points;
 };
@@ -152,10 +165,13 @@ bool MMeshExtractStlSurfaceOperator::Operate() {
     mesh->GetNeighborsInfo()->Enable();
 
     TakenFaces faces(*mesh, m_extract_interfaces);
-    SurfaceWriter writer(*m_stl, *mesh);
-    std::size_t number = 0;
-    for (MMeshElement const& e : mesh->Elements())
-        for (TakenFace const& taken : faces.Of(number++))
-            writer.Write(e, taken);
+    SurfaceWriter writer(*m_stl, *mesh, m_origins);
+    std::size_t index = 0;
+    for (MMeshElement const& e : mesh->Elements()) {
+        for (TakenFace const& taken : faces.Of(index))
+            writer.Write(e, index, taken);
+        ++index;
+    }
+    writer.Finish();
     return true;
 }

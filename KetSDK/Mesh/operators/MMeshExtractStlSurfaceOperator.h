@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 class MStlBase;
+struct MSurfaceOrigins;
 
 // Turns the boundary of a mesh into named triangulated surfaces: every face without a neighbour goes to
 // the exterior surface of its sub-volume ("Exterior Surface-" and the number), and on request every face
@@ -35,10 +36,15 @@ public:
     void SetExtractInterfacesBetweenSubVolumes(bool extract) noexcept { m_extract_interfaces = extract; }
     bool GetExtractInterfacesBetweenSubVolumes() const noexcept { return m_extract_interfaces; }
 
+    // Where to record what surfaces, triangles and points came from: the sub-volumes inside and outside of
+    // each surface among it. Null, as at first, records nothing. Borrowed.
+    void SetOrigins(MSurfaceOrigins* origins) noexcept { m_origins = origins; }
+
     // Extracts. False without a mesh, otherwise true.
     bool Operate() override;
 
 private:
     MStlBase* m_stl = nullptr;
+    MSurfaceOrigins* m_origins = nullptr;
     bool m_extract_interfaces = false;
 };

@@ -3,6 +3,7 @@
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
@@ -158,12 +159,14 @@ void Write(MStlBase& surface, RoundedTriangle const& triangle) {
 // which may lie anywhere in memory, is fetched meanwhile.
 class TriangleWriter {
 public:
-    explicit TriangleWriter(MStlBase& surface)
-        : m_surface(surface) {}
+    TriangleWriter(MStlBase& surface, MSurfaceOrigins* origins)
+        : m_surface(surface)
+        , m_record(origins, surface) {}
 
-    void Add(Triangle const& triangle) {
+    void Add(Triangle const& triangle, std::uint64_t element) {
         if (HasCornerTwice(triangle))
             return;
+        m_record.AddTriangle(static_cast<MLong>(element), 0); // they are written in this order
         RoundedTriangle& added = m_waiting[m_count++];
         added = Rounded(triangle);
         for (auto const& p : added)
@@ -172,15 +175,21 @@ public:
             Flush();
     }
 
-    // Writes those that wait. To be called after the last one.
+    // Writes those that wait.
     void Flush() {
         for (std::size_t i = 0; i < m_count; ++i)
             Write(m_surface, m_waiting[i]);
         m_count = 0;
     }
+    // To be called after the last one.
+    void Finish() {
+        Flush();
+        m_record.Finish();
+    }
 
 private:
     MStlBase& m_surface;
+    KetSDK::Mesh::Detail::SurfaceRecord m_record;
     std::array<RoundedTriangle, 16> m_waiting;
     std::size_t m_count = 0;
 };
@@ -218,17 +227,17 @@ bool MMeshIsosurfaceOperator::Operate() {
     if (!m_iso_surface)
         m_iso_surface = new MStlBase;
     IsoTetrahedron tetrahedron;
-    TriangleWriter writer(*m_iso_surface);
-    std::as_const(*mesh).Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+    TriangleWriter writer(*m_iso_surface, m_origins);
+    std::as_const(*mesh).Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t index) {
         ++reporter; // by elements, not by steps: it stands at the end early (kept)
         if (!ReadDifferences(e, *m_nodes_mask, m_iso_value, tetrahedron.differences))
             return;
         tetrahedron.corners = CornersOf(e);
         IsoTriangles const found = Cut(tetrahedron);
         for (std::size_t i = 0; i < found.count; ++i)
-            writer.Add(found.triangles[i]);
+            writer.Add(found.triangles[i], index);
     });
-    writer.Flush();
+    writer.Finish();
     return true;
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 class MStlBase;
+struct MSurfaceOrigins;
 
 // The surface on which a scalar field, given at the nodes and linear in each tetrahedron, has a given value:
 // marching tetrahedra (Doi and Koide 1991), element by element in their order. Normals point to higher
@@ -46,6 +47,10 @@ public:
     void SetIsoSurface(MStlBase* surface) noexcept { m_iso_surface = surface; }
     MStlBase* GetIsoSurface() const noexcept { return m_iso_surface; }
 
+    // Where to record in which element each triangle lies; null, as at first, records nothing. Borrowed.
+    // Points have no node.
+    void SetOrigins(MSurfaceOrigins* origins) noexcept { m_origins = origins; }
+
     // Fills the nodes mask with values to try the operator on: the distance in model units from a sphere in
     // the middle of the mesh's box, a quarter of its shortest side in radius, negative inside. Does nothing
     // without a mesh or a nodes mask.
@@ -66,6 +71,7 @@ protected:
 private:
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress; // nobody sets it
     MStlBase* m_iso_surface = nullptr;
+    MSurfaceOrigins* m_origins = nullptr;
     NodesMask* m_nodes_mask = nullptr;
     double m_iso_value = 0.0;
 };

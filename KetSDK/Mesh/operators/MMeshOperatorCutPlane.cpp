@@ -3,12 +3,16 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <map>
+#include <unordered_map>
+
+using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
@@ -60,12 +64,18 @@ Point WithModerateLength(Point const& normal) {
             std::scalbn(normal[2], -exponent)};
 }
 
+// The index of each element that is cut.
+using ElementIndices = std::unordered_map<MMeshElement const*, MLong>;
+
 // Writes polygons as triangles.
 class SurfaceWriter {
 public:
-    SurfaceWriter(MStlBase& stl, MMeshSection const& section)
+    SurfaceWriter(MStlBase& stl, MMeshSection const& section, MSurfaceOrigins* origins,
+                  ElementIndices const& indices)
         : m_stl(stl)
         , m_section(section)
+        , m_record(origins, stl)
+        , m_indices(indices)
         , m_points(static_cast<std::size_t>(section.NumberOfPoints()), nullptr) {}
 
     // Returns how many triangles a polygon gave.
@@ -78,22 +88,48 @@ public:
                 item->GetData().SetNormalFloat(MMVector<float, 3>(m_section.GetNormal()));
                 ++written;
             }
+        if (!m_indices.empty())
+            _Record(polygon, written);
         return written;
     }
+    void AddSurface(MMeshSubVolume const* sub_volume) {
+        m_record.AddSurface({sub_volume ? sub_volume->GetID() : -1, {}});
+    }
+    // To be called after the last polygon.
+    void Finish() { m_record.Finish(); }
 
 private:
+    // A polygon is a face of its element when all its corners are nodes of that.
+    void _Record(std::uint64_t polygon, std::size_t triangles) {
+        MMeshElement const& e = *m_section.GetElement(polygon);
+        NodeBits nodes = 0;
+        bool is_face = true;
+        for (std::uint32_t const corner : m_section.GetCorners(polygon)) {
+            MLong const node = m_section.GetNode(corner);
+            is_face = is_face && node >= 0;
+            for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+                nodes |= static_cast<NodeBits>(e.GetNode(i)->GetIndex() == node) << i;
+        }
+        int const face = is_face ? SolverFaceOf(e.GetNodeCount(), nodes) : 0;
+        for (std::size_t i = 0; i < triangles; ++i)
+            m_record.AddTriangle(m_indices.at(&e), face);
+    }
+
     MStlPoint* _Point(std::uint32_t number) {
         MStlPoint*& point = m_points[number];
         if (!point) {
             Point const& p = m_section.GetPoint(number);
             auto const internal = [](double c) { return static_cast<MLong>(std::lround(Unit * c)); };
             point = m_stl.AddPoint(internal(p[0]), internal(p[1]), internal(p[2]), false);
+            m_record.AddPoint(*point, m_section.GetNode(number));
         }
         return point;
     }
 
     MStlBase& m_stl;
     MMeshSection const& m_section;
+    SurfaceRecord m_record;
+    ElementIndices const& m_indices; // empty when nothing is recorded
     std::vector<MStlPoint*> m_points;
 };
 
@@ -109,6 +145,7 @@ void MMeshOperatorCutPlane::SetPlane(Point const& normal, Point const& point) {
 bool MMeshOperatorCutPlane::Operate() {
     m_nb_above = m_nb_below = m_nb_cut = 0;
     m_section = MMeshSection();
+    m_cut_elements.clear();
     m_cut_mesh = nullptr;
     bool const is_plane = std::isfinite(m_normal.Dot(m_point)) && m_normal.Length() > 0.0;
     if (!GetMesh() || !is_plane)
@@ -118,15 +155,17 @@ bool MMeshOperatorCutPlane::Operate() {
     MDataMaskBits<MMeshElement>& visible = *mesh.GetElementMasks()->GetVisibleMask();
     std::vector<MMeshElement const*> cut;
     std::uint64_t above = 0;
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t index) {
         unsigned int const side = SideOf(e, sides);
         bool const is_above = (side & AboveBit) != 0;
         above += is_above;
         // Writing the same word over and over would wait for the last time.
         if (visible.GetValue(e) == is_above)
             visible.SetValue(e, !is_above);
-        if (side == 0)
+        if (side == 0) {
             cut.push_back(&e);
+            m_cut_elements.push_back(static_cast<MLong>(index));
+        }
     });
     m_nb_above = above;
     m_nb_cut = cut.size();
@@ -143,20 +182,26 @@ MMeshOperatorCutPlane::Side MMeshOperatorCutPlane::GetSide(MMeshElement& e) cons
                                                        : Cut;
 }
 
-std::vector<MMeshElement const*> MMeshOperatorCutPlane::AddSurfaces(MStlBase& stl) const {
+std::vector<MMeshElement const*> MMeshOperatorCutPlane::AddSurfaces(MStlBase& stl,
+                                                                    MSurfaceOrigins* origins) const {
     std::vector<MMeshElement const*> elements;
     if (!m_cut_mesh)
         return elements;
+    ElementIndices indices;
+    if (origins)
+        for (MLong const index : m_cut_elements)
+            indices[m_cut_mesh->GetElement(static_cast<std::uint64_t>(index))] = index;
     std::map<MMeshSubVolume const*, std::vector<std::uint64_t>> polygons;
     for (std::uint64_t i = 0; i < m_section.NumberOfPolygons(); ++i)
         polygons[m_cut_mesh->GetSubVolume(*m_section.GetElement(i))].push_back(i);
 
-    SurfaceWriter writer(stl, m_section);
+    SurfaceWriter writer(stl, m_section, origins, indices);
     auto const write = [&](MMeshSubVolume const* sub_volume) {
         auto const found = polygons.find(sub_volume);
         if (found == polygons.end())
             return;
         MStlSurface& surface = *stl.AddSurface(nullptr);
+        writer.AddSurface(sub_volume);
         if (sub_volume)
             surface.SetName(sub_volume->GetName().c_str());
         for (std::uint64_t const polygon : found->second)
@@ -165,5 +210,6 @@ std::vector<MMeshElement const*> MMeshOperatorCutPlane::AddSurfaces(MStlBase& st
     for (auto it = m_cut_mesh->BeginSubVolume(); it != m_cut_mesh->EndSubVolume(); ++it)
         write(it->get());
     write(nullptr);
+    writer.Finish();
     return elements;
 }

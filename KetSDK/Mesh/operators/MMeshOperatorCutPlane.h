@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 #include <KetSDK/Mesh/operators/MMeshSection.h>
@@ -8,6 +9,7 @@
 #include <vector>
 
 class MStlBase;
+struct MSurfaceOrigins;
 
 // Cuts a mesh of any kinds of elements by a plane, without changing nodes or elements: says on which side
 // each element lies, hides those above, and keeps the section.
@@ -51,8 +53,10 @@ public:
     // Appends them, as triangles that wind counterclockwise for who looks against the normal, to a container:
     // a surface for each sub-volume that is cut, named after it, in their order, and at last one without a
     // name for elements in none. Returns the element of each triangle that was appended, in their order.
-    // Triangles that collapse when rounded to internal units are left out.
-    std::vector<MMeshElement const*> AddSurfaces(MStlBase& stl) const;
+    // Triangles that collapse when rounded to internal units are left out. When origins are not null they get
+    // what is in the container then: each surface has its sub-volume inside, each triangle its element and,
+    // when it lies on one, the face of it, and each point on a node that node.
+    std::vector<MMeshElement const*> AddSurfaces(MStlBase& stl, MSurfaceOrigins* origins = nullptr) const;
 
 private:
     Point m_normal{0.0, 0.0, 1.0};
@@ -60,6 +64,7 @@ private:
     std::uint64_t m_nb_above = 0;
     std::uint64_t m_nb_below = 0;
     std::uint64_t m_nb_cut = 0;
+    std::vector<MLong> m_cut_elements; // their indices
     MMeshSection m_section;
     MMeshBase const* m_cut_mesh = nullptr; // what the section belongs to
 };

@@ -4,11 +4,11 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 class MStlBase;
-class MStlSurface;
+struct MSurfaceOrigins;
 
 // Writes the faces of the tetrahedra that the elements are cut into, as the triangle iterator gives them,
-// into one surface: faces between two tetrahedra, too, once from each side. They wind outwards for correctly
-// oriented elements. Which of them lie on the boundary of the mesh, MMeshOperatorSurface tells.
+// into one surface: faces between two tetrahedra, too, once from each side, or only those that
+// MMeshOperatorSurface has marked. They wind outwards for correctly oriented elements.
 //
 // When the mesh has materials, every triangle gets the colour of its element's material; none where the
 // element has none. Elements must be of a known kind. Faces with two corners at one place are left out.
@@ -23,12 +23,16 @@ public:
     void SetStl(MStlBase* stl) noexcept { m_stl = stl; }
     MStlBase* GetStl() noexcept { return m_stl; }
 
-    // Writes. False without a mesh, a container or settings of the class MMeshOperatorSettingsSTL, otherwise
-    // true. The container keeps neighbour information afterwards.
+    // Where to record what triangles and points came from; null, as at first, records nothing. Borrowed.
+    // Triangles inside an element have no face.
+    void SetOrigins(MSurfaceOrigins* origins) noexcept { m_origins = origins; }
+
+    // Writes. False without a mesh, a container or settings of the class MMeshOperatorSettingsSTL, and when
+    // only marked faces are wanted and there is no surface mask; otherwise true. The container keeps
+    // neighbour information afterwards.
     bool Operate() override;
 
 private:
-    void _ConvertToStlSurface(MStlSurface* surface, bool colors);
-
     MStlBase* m_stl = nullptr;
+    MSurfaceOrigins* m_origins = nullptr;
 };

@@ -52,6 +52,7 @@ public:
     void Cut(std::span<MMeshElement const* const> elements) {
         m_points.reserve(elements.size());
         m_section.m_points.reserve(elements.size());
+        m_section.m_nodes.reserve(elements.size());
         m_section.m_elements.reserve(elements.size());
         m_section.m_first.reserve(elements.size() + 1);
         m_section.m_corners.reserve(4 * elements.size());
@@ -170,13 +171,16 @@ private:
         if (is_new) {
             Point const pa = a.GetPosition();
             m_section.m_points.push_back(pa + da / (da - cell.distance[edge.below]) * (b.GetPosition() - pa));
+            m_section.m_nodes.push_back(-1);
         }
         return place->second;
     }
     std::uint32_t _PointAt(MMeshPoint const& node) {
         auto const [place, is_new] = m_points.try_emplace(_Key(node, node), _NextPoint());
-        if (is_new)
+        if (is_new) {
             m_section.m_points.push_back(node.GetPosition());
+            m_section.m_nodes.push_back(node.GetIndex());
+        }
         return place->second;
     }
     std::uint32_t _NextPoint() const { return static_cast<std::uint32_t>(m_section.m_points.size()); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Math/MathCore/MMVector.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
@@ -52,6 +53,8 @@ public:
 
     std::uint64_t NumberOfPoints() const noexcept { return m_points.size(); }
     Point const& GetPoint(std::uint64_t i) const noexcept { return m_points[static_cast<std::size_t>(i)]; }
+    // The index of the node on the plane that a point is; -1 for one between two nodes.
+    MLong GetNode(std::uint64_t i) const noexcept { return m_nodes[static_cast<std::size_t>(i)]; }
 
     // The area of all polygons.
     double GetArea() const noexcept;
@@ -63,6 +66,7 @@ private:
     class Cutter;
 
     std::vector<Point> m_points;
+    std::vector<MLong> m_nodes; // by point
     std::vector<std::uint32_t> m_corners;
     std::vector<std::size_t> m_first{0}; // of each polygon's corners, and behind the last one
     std::vector<MMeshElement const*> m_elements;

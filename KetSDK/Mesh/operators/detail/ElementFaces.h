@@ -1,6 +1,9 @@
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
+#include <KetSDK/Mesh/mesh/MMeshSolverFaces.h>
+
+#include <cstddef>
 
 #include <span>
 
@@ -42,7 +45,8 @@ using NodeBits = unsigned int;
 
 // The nodes that lie on a face of an element with n nodes: its corners and, of ten-node elements, the
 // mid-edge nodes between them.
-constexpr NodeBits NodesOnFace(unsigned char n, ElementFace const& face) noexcept {
+template <typename Face>
+constexpr NodeBits NodesOnFace(unsigned char n, Face const& face) noexcept {
     NodeBits nodes = 0;
     for (unsigned int i = 0; i < face.corners; ++i)
         nodes |= 1U << face.node[i];
@@ -53,6 +57,16 @@ constexpr NodeBits NodesOnFace(unsigned char n, ElementFace const& face) noexcep
             nodes |= 1U << (4 + edge);
     }
     return nodes;
+}
+
+// The face of an element with n nodes on which all these nodes lie, three or more that are not on one edge,
+// as solvers count it, from 1; 0 when there is none.
+constexpr int SolverFaceOf(unsigned char n, NodeBits nodes) noexcept {
+    auto const faces = MMeshSolverFacesOf(n);
+    for (std::size_t f = 0; f < faces.size(); ++f)
+        if ((nodes & ~NodesOnFace(n, faces[f])) == 0)
+            return static_cast<int>(f) + 1;
+    return 0;
 }
 
 // The corners of a face of a sub-tetrahedron.
