@@ -46,3 +46,15 @@ function(ketsdk_add_library name export_name header_base)
   install(DIRECTORY ./ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${header_path}
     FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE ${without_private})
 endfunction()
+
+# ketsdk_unity(TARGET FILES): compiles that many sources at a time as one, since most of the time goes into the
+# headers that they share. Names in their unnamed namespaces must differ within a batch.
+function(ketsdk_unity target files)
+  if(KETSDK_UNITY)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${files})
+    if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+      # GCC takes an included source for a header and warns of its classes with unnamed bases.
+      target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+    endif()
+  endif()
+endfunction()

@@ -16,11 +16,11 @@ namespace ketmesh {
 namespace {
 
 // Sizes in pixels. A panel's plot lies between the margins.
-constexpr double Width = 760.0;
+constexpr double PlotWidth = 760.0;
 constexpr double HeaderHeight = 34.0;
 constexpr double PanelHeight = 264.0;
 constexpr double Left = 84.0;
-constexpr double Right = Width - 28.0;
+constexpr double Right = PlotWidth - 28.0;
 constexpr double Top = 56.0;
 constexpr double Bottom = PanelHeight - 48.0;
 
@@ -203,8 +203,8 @@ void WriteHistogramSvg(KetSDK::MeshVTK::OutputFile& file, std::string const& mes
                        std::vector<MetricReport> const& reports, BadThreshold const& threshold) {
     double const height = HeaderHeight + PanelHeight * static_cast<double>(reports.size());
     std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
-    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << Width << "\" height=\"" << height
-        << "\" viewBox=\"0 0 " << Width << ' ' << height << "\">\n<title>Quality of " << Escape(mesh_name)
+    out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << PlotWidth << "\" height=\"" << height
+        << "\" viewBox=\"0 0 " << PlotWidth << ' ' << height << "\">\n<title>Quality of " << Escape(mesh_name)
         << "</title>\n<style>" << Style << "</style>\n"
         << "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"
         << "<text class=\"mesh\" x=\"" << Left << "\" y=\"24\">" << Escape(mesh_name) << "</text>\n";

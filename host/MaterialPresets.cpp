@@ -59,10 +59,10 @@ std::string Range(double low, double high, int digits) {
     return FormatGeneral(low, digits) + " .. " + FormatGeneral(high, digits);
 }
 
-constexpr char const* Titles[] = {"preset",  "site",          "density [g/cm3]",
-                                  "E [MPa]", "range [g/cm3]", "range [HU]"};
+constexpr char const* PresetTitles[] = {"preset",  "site",          "density [g/cm3]",
+                                        "E [MPa]", "range [g/cm3]", "range [HU]"};
 
-std::vector<std::string> Figures(MaterialPreset const& preset) {
+std::vector<std::string> PresetFigures(MaterialPreset const& preset) {
     return {std::string(preset.name),
             std::string(preset.site),
             FormatGeneral(preset.law[0]) + " + " + FormatGeneral(preset.law[1]) + " HU",
@@ -95,11 +95,11 @@ MaterialPreset const& FindMaterialPreset(std::string const& name) {
 
 void PrintPresetList(std::ostream& out) {
     std::vector<Table::Column> columns;
-    for (char const* const title : Titles)
+    for (char const* const title : PresetTitles)
         columns.push_back({title, Table::Align::Left});
     Table table(columns);
     for (MaterialPreset const& preset : Presets)
-        table.AddRow(Figures(preset));
+        table.AddRow(PresetFigures(preset));
     table.Print(out);
     out << '\n';
     for (char const* const line : Explanation)
@@ -111,10 +111,10 @@ void PrintPresetList(std::ostream& out) {
 }
 
 void PrintPresetTable(std::ostream& out) {
-    PrintRow(out, Titles);
-    PrintRow(out, std::vector<std::string>(std::size(Titles), "---"));
+    PrintRow(out, PresetTitles);
+    PrintRow(out, std::vector<std::string>(std::size(PresetTitles), "---"));
     for (MaterialPreset const& preset : Presets)
-        PrintRow(out, Figures(preset));
+        PrintRow(out, PresetFigures(preset));
     out << '\n';
     for (char const* const line : Explanation)
         out << line << '\n';

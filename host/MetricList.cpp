@@ -14,7 +14,7 @@ using KetSDK::Mesh::QualityMetrics;
 
 namespace {
 
-constexpr std::size_t Columns = 110;
+constexpr std::size_t ListColumns = 110;
 
 char const* SenseName(QualityMetric const& metric) {
     switch (metric.sense) {
@@ -67,7 +67,7 @@ void PrintWrapped(std::ostream& out, std::string const& text, std::size_t indent
     std::istringstream words(text);
     std::string line(indent, ' ');
     for (std::string word; words >> word;) {
-        if (line.size() > indent && line.size() + 1 + word.size() > Columns) {
+        if (line.size() > indent && line.size() + 1 + word.size() > ListColumns) {
             out << line << '\n';
             line.assign(indent, ' ');
         }

@@ -7,7 +7,7 @@ namespace ketmesh {
 
 namespace {
 
-constexpr std::size_t Columns = 80;
+constexpr std::size_t HelpColumns = 80;
 
 // Lines of at most `columns` characters, except for words that are longer.
 std::string Wrap(std::string const& text, std::size_t columns) {
@@ -27,7 +27,7 @@ std::string Wrap(std::string const& text, std::size_t columns) {
 } // namespace
 
 std::string HelpFormatter::make_option_desc(CLI::Option const* option) const {
-    return Wrap(CLI::Formatter::make_option_desc(option), Columns - get_column_width());
+    return Wrap(CLI::Formatter::make_option_desc(option), HelpColumns - get_column_width());
 }
 
 std::string HelpFormatter::make_footer(CLI::App const* app) const {
@@ -36,7 +36,7 @@ std::string HelpFormatter::make_footer(CLI::App const* app) const {
     std::string paragraph;
     auto const end_paragraph = [&footer, &paragraph] {
         if (!paragraph.empty())
-            footer += Wrap(paragraph, Columns) + '\n';
+            footer += Wrap(paragraph, HelpColumns) + '\n';
         paragraph.clear();
     };
     for (std::string line; std::getline(lines, line);) {

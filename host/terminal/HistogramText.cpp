@@ -15,7 +15,7 @@ namespace ketmesh {
 
 namespace {
 
-constexpr std::size_t LineWidth = 72;
+constexpr std::size_t HistogramWidth = 72;
 
 bool LocaleIsUtf8() {
     locale_t const locale = ::newlocale(LC_CTYPE_MASK, "", nullptr);
@@ -62,7 +62,7 @@ void PrintBars(std::ostream& out, Bins const& bins) {
     std::size_t const bound = LargestSize(bounds);
     std::size_t const number = LargestSize(counts);
     std::size_t const taken = 2 + bound + 2 + bound + 2 + number + 2;
-    std::size_t const columns = std::max<std::size_t>(LineWidth, taken + 10) - taken;
+    std::size_t const columns = std::max<std::size_t>(HistogramWidth, taken + 10) - taken;
     bool const utf8 = LocaleIsUtf8();
     int const largest = std::max(*std::ranges::max_element(bins.counts), 1);
     for (std::size_t i = 0; i < bins.counts.size(); ++i) {

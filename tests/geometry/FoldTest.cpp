@@ -12,11 +12,11 @@
 
 namespace {
 
-using Nodes = std::array<std::array<double, 3>, 10>;
+using TenNodes = std::array<std::array<double, 3>, 10>;
 
 // A straight-sided element with edges of 1000 along the axes.
-Nodes Straight() {
-    Nodes nodes{};
+TenNodes StraightNodes() {
+    TenNodes nodes{};
     for (std::size_t i = 1; i < 4; ++i)
         nodes[i][i - 1] = 1000.0;
     std::size_t const ends[6][2] = {{0, 1}, {1, 2}, {2, 0}, {0, 3}, {1, 3}, {2, 3}};
@@ -26,7 +26,7 @@ Nodes Straight() {
     return nodes;
 }
 
-MMeshElement& AddTo(MMeshBase& mesh, Nodes const& nodes) {
+MMeshElement& AddTo(MMeshBase& mesh, TenNodes const& nodes) {
     std::array<MMeshPoint*, 10> points{};
     std::ranges::transform(nodes, points.begin(), [&mesh](auto const& p) {
         return mesh.AddPoint(static_cast<MLong>(std::lround(p[0])), static_cast<MLong>(std::lround(p[1])),
@@ -78,7 +78,7 @@ TEST(Fold, AgreesWithTheDeterminantOnAGrid) {
     int folded = 0, found_between = 0;
     constexpr int Elements = 400;
     for (int i = 0; i < Elements; ++i) {
-        Nodes nodes = Straight();
+        TenNodes nodes = StraightNodes();
         for (std::size_t m = 4; m < 10; ++m)
             for (double& coordinate : nodes[m])
                 coordinate += shift(random);
@@ -88,11 +88,12 @@ TEST(Fold, AgreesWithTheDeterminantOnAGrid) {
         bool const is_folded = IsFolded(e);
         folded += is_folded;
         found_between += is_folded && coarse >= 0.0;
-        if (fine < 0.0)
+        if (fine < 0.0) {
             EXPECT_TRUE(is_folded) << i << " has " << fine;
-        else if (fine >
-                 0.02e9) // a fiftieth of the straight element's: nothing lower hides between the points
+        } else if (fine >
+                   0.02e9) { // a fiftieth of the straight element's: nothing lower hides between points
             EXPECT_FALSE(is_folded) << i << " has " << fine;
+        }
     }
     EXPECT_GT(folded, Elements / 10);
     EXPECT_LT(folded, Elements * 9 / 10);
@@ -101,21 +102,21 @@ TEST(Fold, AgreesWithTheDeterminantOnAGrid) {
 
 TEST(Fold, IsNeitherTouchingZeroNorBeingFlat) {
     MMeshBase mesh;
-    Nodes const straight = Straight();
+    TenNodes const straight = StraightNodes();
     EXPECT_FALSE(IsFolded(AddTo(mesh, straight)));
     // A mid node a quarter along its edge: zero at the corner near it. A unit nearer, and it folds.
-    Nodes quarter = straight;
+    TenNodes quarter = straight;
     quarter[4][0] = 250.0;
     EXPECT_FALSE(IsFolded(AddTo(mesh, quarter)));
     quarter[4][0] = 249.0;
     EXPECT_TRUE(IsFolded(AddTo(mesh, quarter)));
     // Zero all over.
-    Nodes flat = straight;
+    TenNodes flat = straight;
     for (auto& node : flat)
         node[2] = 0.0;
     EXPECT_FALSE(IsFolded(AddTo(mesh, flat)));
     // The largest coordinates that there are, inside out.
-    Nodes large = straight;
+    TenNodes large = straight;
     for (auto& node : large)
         for (double& coordinate : node)
             coordinate = (coordinate - 500.0) * 4e6;

@@ -61,8 +61,7 @@ struct Setting {
     MDataMaskBits<MMeshElement> m_bad;
 };
 
-using Position = std::array<MLong, 3>;
-using Face = std::set<Position>;
+using Face = std::set<TestMeshes::Coordinates>;
 
 std::vector<Face> FacesOf(MMeshElement const& e) {
     std::vector<Face> faces(4);

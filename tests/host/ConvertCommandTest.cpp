@@ -38,10 +38,6 @@ vtkIdType MarkOf(vtkUnstructuredGrid& grid, vtkIdType point) {
     return static_cast<vtkIdType>(grid.GetPointData()->GetArray("point")->GetComponent(point, 0));
 }
 
-double Distance(double const* a, double const* b) {
-    return std::sqrt(vtkMath::Distance2BetweenPoints(a, b));
-}
-
 // Where cells and points of a converted grid came from, by their marks.
 void CheckMarks(vtkUnstructuredGrid& source, vtkUnstructuredGrid& target) {
     constexpr double rounding = 2.0 / 65536.0;

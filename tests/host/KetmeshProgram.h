@@ -5,6 +5,7 @@
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 
 #include <vtkCellData.h>
+#include <vtkMath.h>
 #include <vtkNew.h>
 #include <vtkSmartPointer.h>
 #include <vtkUnstructuredGrid.h>
@@ -19,6 +20,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <filesystem>
 #include <string>
 #include <type_traits>
@@ -38,6 +40,10 @@ inline std::vector<double> CellValues(vtkDataSet& data, char const* name) {
     for (vtkIdType i = 0; array && i < array->GetNumberOfTuples(); ++i)
         values.push_back(array->GetComponent(i, 0));
     return values;
+}
+
+inline double Distance(double const* a, double const* b) {
+    return std::sqrt(vtkMath::Distance2BetweenPoints(a, b));
 }
 
 struct Result {

@@ -329,10 +329,6 @@ Nodes NodesOf(vtkUnstructuredGrid& grid, vtkIdType cell) {
     return nodes;
 }
 
-double Distance(double const* a, double const* b) {
-    return std::sqrt(vtkMath::Distance2BetweenPoints(a, b));
-}
-
 TEST_F(Ketmesh, CheckCountsMisplacedMidNodes) {
     auto const grid = ReadRounded("head_small_tet10.vtu");
     int edges = 0, faces = 0;

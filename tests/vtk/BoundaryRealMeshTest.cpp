@@ -1,4 +1,6 @@
 // Exploded views, boundaries and graphs of the real meshes, beside the extraction's surfaces and VTK's edges.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
@@ -6,8 +8,6 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSettingsSurface.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSurface.h>
-#include <KetSDK/MeshVTK/GridFile.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <KetSDK/MeshVTK/PolyDataFromGraphs.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -27,14 +27,6 @@
 #include <vector>
 
 namespace {
-
-vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
-    return KetSDK::MeshVTK::ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
-}
-
-std::unique_ptr<MMeshBase> ReadMesh(std::string const& name) {
-    return KetSDK::MeshVTK::MeshFromGrid(*ReadGrid(name), {}, nullptr);
-}
 
 using Position = std::array<MLong, 3>;
 using Triangle = std::array<Position, 3>;

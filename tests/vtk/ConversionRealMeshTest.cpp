@@ -1,11 +1,11 @@
 // Conversion between kinds of elements on real meshes: nothing is lost, doubled or torn open.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
-#include <KetSDK/MeshVTK/GridFile.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkLinearToQuadraticCellsFilter.h>
@@ -23,14 +23,6 @@
 #include <utility>
 
 namespace {
-
-vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
-    return KetSDK::MeshVTK::ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
-}
-
-std::unique_ptr<MMeshBase> ReadMesh(std::string const& name) {
-    return KetSDK::MeshVTK::MeshFromGrid(*ReadGrid(name), {}, nullptr);
-}
 
 std::unique_ptr<MMeshBase> ToQuadratic(MMeshBase& mesh) {
     MMeshConvertTet4ToTet10Operator convert;

@@ -1,9 +1,9 @@
 // Volume meshes go through files of both formats without losing a bit.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -44,9 +44,6 @@ protected:
     }
     ~GridFile() override { fs::remove_all(m_folder); }
 
-    static vtkSmartPointer<vtkUnstructuredGrid> Real(std::string const& name) {
-        return ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
-    }
     fs::path Write(vtkUnstructuredGrid& grid, std::string const& ending) const {
         OutputFile file(m_folder / ("grid" + ending));
         WriteGridFile(grid, file, nullptr);
@@ -137,7 +134,7 @@ void AddForeignArrays(vtkUnstructuredGrid& grid) {
 TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
     for (char const* const name :
          {"head_small_tet4.vtu", "head_small_tet10.vtu", "hex_matrix_fiber.vtu", "wedge_beam14.vtu"}) {
-        auto const source = Real(name);
+        auto const source = ReadGrid(name);
         AddForeignArrays(*source);
         auto const mesh = MeshFromGrid(*source, {}, nullptr);
         (*mesh->BeginSubVolume())->SetName(L"Sch\u00E4del \"<&>\" \u9AA8\t- 1 ");
@@ -158,7 +155,7 @@ TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
 }
 
 TEST_F(GridFile, HoldsValuesOfElementMasks) {
-    auto const mesh = MeshFromGrid(*Real("wedge_beam14.vtu"), {}, nullptr);
+    auto const mesh = MeshFromGrid(*ReadGrid("wedge_beam14.vtu"), {}, nullptr);
     MDataMask<MMeshElement, double> quality(-1.0);
     MDataMask<MMeshElement, MLong> material(7);
     mesh->GetElementMasks()->RegisterMask(&quality);
@@ -178,11 +175,11 @@ TEST_F(GridFile, HoldsValuesOfElementMasks) {
         EXPECT_EQ(read->GetCellData()->GetArray("material")->GetComponent(i, 0), -i);
     }
     EXPECT_EQ(read->GetCellData()->GetArray("material")->GetDataType(), VTK_INT);
-    EXPECT_THROW(AddCellArray(*Real("hex_matrix_fiber.vtu"), *mesh, quality, "quality"), Error);
+    EXPECT_THROW(AddCellArray(*ReadGrid("hex_matrix_fiber.vtu"), *mesh, quality, "quality"), Error);
 }
 
 TEST_F(GridFile, WhatCannotBeWrittenLeavesNothing) {
-    auto const grid = Real("wedge_beam14.vtu");
+    auto const grid = ReadGrid("wedge_beam14.vtu");
     EXPECT_THROW(Write(*grid, ".stl"), Error);
     EXPECT_THROW(Write(*vtkSmartPointer<vtkUnstructuredGrid>::New(), ".vtu"), Error);
     grid->GetCellData()->AddArray(ArrayOfType(VTK_ID_TYPE, grid->GetNumberOfCells(), 1));
@@ -194,7 +191,7 @@ TEST_F(GridFile, WhatCannotBeWrittenLeavesNothing) {
 
 // A limit on the size of files stops writing as a full disk does.
 TEST_F(GridFile, FullDisksAreNoticed) {
-    auto const grid = Real("wedge_beam14.vtu");
+    auto const grid = ReadGrid("wedge_beam14.vtu");
     AddForeignArrays(*grid);
     auto* const previous = ::signal(SIGXFSZ, SIG_IGN);
     rlimit unlimited{};

@@ -62,7 +62,7 @@ std::string VoxelBytes(bool big_endian = false) {
 }
 
 // A rotation that exchanges and turns axes, so that transposing it gives another one; with spacings.
-constexpr Steps Turned = {{{0.0, 0.8, 0.6}, {0.0, -1.2, 1.6}, {5.0, 0.0, 0.0}, {-7.0, 11.0, 0.5}}};
+constexpr Steps Oblique = {{{0.0, 0.8, 0.6}, {0.0, -1.2, 1.6}, {5.0, 0.0, 0.0}, {-7.0, 11.0, 0.5}}};
 
 void ExpectImage(vtkImageData& image, Steps const& steps,
                  std::function<double(int, int, int)> const& value = ValueAt) {
@@ -92,7 +92,7 @@ struct NiftiCase {
     float slope = 0.0f, intercept = 0.0f;
 };
 
-// A NIfTI file, field by field. The sform is that of Turned; the qform has its origin and spacings.
+// A NIfTI file, field by field. The sform is that of Oblique; the qform has its origin and spacings.
 std::string Nifti(NiftiCase const& c) {
     std::string header(c.version2 ? 544 : 352, '\0');
     auto const put = [&](std::size_t at, auto value) {
@@ -135,9 +135,9 @@ std::string Nifti(NiftiCase const& c) {
     }
     for (std::size_t i = 0; i < 3; ++i) {
         number(256, 352, i, c.quaternion[i]);
-        number(256, 352, i + 3, Turned[3][i]);
+        number(256, 352, i + 3, Oblique[3][i]);
         for (std::size_t column = 0; column < 4; ++column)
-            number(280, 400, 4 * i + column, Turned[column][i]);
+            number(280, 400, 4 * i + column, Oblique[column][i]);
     }
     return header + VoxelBytes(c.big_endian);
 }
@@ -145,7 +145,7 @@ std::string Nifti(NiftiCase const& c) {
 constexpr char const* MetaHeader = "ObjectType = Image\nNDims = 3\nBinaryData = True\nDimSize = 4 3 2\n"
                                    "ElementSpacing = 1 2 5\nElementType = MET_SHORT\n";
 // One axis after the other.
-constexpr char const* TurnedMeta = "TransformMatrix = 0 .8 .6 0 -0.6 .8 1 0 0\nOffset = -7 11 0.5\n";
+constexpr char const* ObliqueMeta = "TransformMatrix = 0 .8 .6 0 -0.6 .8 1 0 0\nOffset = -7 11 0.5\n";
 
 // A DICOM element with its type written out.
 std::string Element(unsigned int tag, std::string const& type, std::string value) {
@@ -255,7 +255,7 @@ protected:
         for (int row = 0; row < 3; ++row)
             for (int column = 0; column < 4; ++column)
                 matrix->SetElement(row, column,
-                                   Turned[static_cast<std::size_t>(column)][static_cast<std::size_t>(row)] /
+                                   Oblique[static_cast<std::size_t>(column)][static_cast<std::size_t>(row)] /
                                        (column < 3 ? image->GetSpacing()[column] : 1.0));
         vtkNew<vtkNIFTIImageWriter> writer;
         writer->SetInputData(image);
@@ -279,23 +279,23 @@ Steps Scaled(Steps steps, double factor) {
 TEST_F(ImageFile, NiftiIsPlacedBySformThenQformThenVoxelSizes) {
     // Half turns about x - y and about x: (x, y, z) becomes (-y, -x, -z) and (x, -y, -z).
     float const half = std::sqrt(0.5f);
-    Steps const quarter = {{{0.0, 1.0, 0.0}, {-2.0, 0.0, 0.0}, {0.0, 0.0, 5.0}, Turned[3]}};
-    Steps const left = {{{1.0, 0.0, 0.0}, {0.0, -2.0, 0.0}, {0.0, 0.0, 5.0}, Turned[3]}};
+    Steps const quarter = {{{0.0, 1.0, 0.0}, {-2.0, 0.0, 0.0}, {0.0, 0.0, 5.0}, Oblique[3]}};
+    Steps const left = {{{1.0, 0.0, 0.0}, {0.0, -2.0, 0.0}, {0.0, 0.0, 5.0}, Oblique[3]}};
     Steps const plain = {{{1.0, 0.0, 0.0}, {0.0, 2.0, 0.0}, {0.0, 0.0, 5.0}, {0.0, 0.0, 0.0}}};
     struct {
         NiftiCase file;
         Steps steps;
     } const cases[] = {
-        {{"sform", false, false, 2, 1, {}, 1.0f}, Turned},
+        {{"sform", false, false, 2, 1, {}, 1.0f}, Oblique},
         {{"qform, quarter turn about z", false, false, 0, 1, {0.0f, 0.0f, half}, 1.0f}, quarter},
         {{"qform, left-handed", false, false, 0, 3, {1.0f, 0.0f, 0.0f}, -1.0f}, left},
         {{"neither"}, plain},
-        {{"sform beside a left-handed qform", false, false, 2, 1, {1.0f, 0.0f, 0.0f}, -1.0f}, Turned},
-        {{"big-endian", false, true, 1}, Turned},
-        {{"version 2", true, false, 4}, Turned},
+        {{"sform beside a left-handed qform", false, false, 2, 1, {1.0f, 0.0f, 0.0f}, -1.0f}, Oblique},
+        {{"big-endian", false, true, 1}, Oblique},
+        {{"version 2", true, false, 4}, Oblique},
         {{"version 2, qform", true, true, 0, 1, {0.0f, 0.0f, half}, 1.0f}, quarter},
-        {{"metres", false, false, 1, 0, {}, 1.0f, 1}, Scaled(Turned, 1000.0)},
-        {{"micrometres", true, false, 1, 0, {}, 1.0f, 3}, Scaled(Turned, 0.001)},
+        {{"metres", false, false, 1, 0, {}, 1.0f, 1}, Scaled(Oblique, 1000.0)},
+        {{"micrometres", true, false, 1, 0, {}, 1.0f, 3}, Scaled(Oblique, 0.001)},
     };
     for (auto const& c : cases) {
         SCOPED_TRACE(c.file.name);
@@ -304,38 +304,38 @@ TEST_F(ImageFile, NiftiIsPlacedBySformThenQformThenVoxelSizes) {
     }
     // A left-handed sform: the third axis the other way.
     NiftiCase const sform{"sform", false, false, 1};
-    Steps mirrored = Turned;
+    Steps mirrored = Oblique;
     mirrored[2][0] = -5.0;
     ExpectImage(*Read("image.nii", Nifti(sform).replace(288, 4, Bytes(-5.0f))), mirrored);
     for (char const* const name : {"vtk.nii", "vtk.nii.gz"}) {
         SCOPED_TRACE(name);
         NiftiOfVtk(name);
-        ExpectImage(*ReadImageFile(Path(name), nullptr), Turned);
+        ExpectImage(*ReadImageFile(Path(name), nullptr), Oblique);
     }
 }
 
 TEST_F(ImageFile, MetaImageIsPlacedByItsHeader) {
-    std::string const header = std::string(MetaHeader) + TurnedMeta;
-    ExpectImage(*Read("image.mha", header + "ElementDataFile = LOCAL\n" + VoxelBytes()), Turned);
+    std::string const header = std::string(MetaHeader) + ObliqueMeta;
+    ExpectImage(*Read("image.mha", header + "ElementDataFile = LOCAL\n" + VoxelBytes()), Oblique);
     Save(Path("voxels.raw"), "12345" + VoxelBytes(true));
     ExpectImage(*Read("image.mhd", header + "BinaryDataByteOrderMSB = True\r\nHeaderSize = 5\n"
                                             "ElementDataFile = voxels.raw"),
-                Turned);
+                Oblique);
     ExpectImage(*Read("image.mhd", header + "ElementByteOrderMSB = True\nHeaderSize = -1\n"
                                             "ElementDataFile = voxels.raw"),
-                Turned);
+                Oblique);
     // As VTK's writer packs it, which leaves out the directions.
     vtkNew<vtkMetaImageWriter> writer;
     writer->SetInputData(Image());
     std::string const packed = Written(*writer, "vtk.mha");
     EXPECT_NE(packed.find("CompressedData = True"), std::string::npos);
     ExpectImage(*ReadImageFile(Path("vtk.mha"), nullptr),
-                {{{1.0, 0.0, 0.0}, {0.0, 2.0, 0.0}, {0.0, 0.0, 5.0}, Turned[3]}});
+                {{{1.0, 0.0, 0.0}, {0.0, 2.0, 0.0}, {0.0, 0.0, 5.0}, Oblique[3]}});
 }
 
 TEST_F(ImageFile, VtiIsReadAsItIs) {
     Vti(*Image());
-    ExpectImage(*ReadImageFile(Path("written.vti"), nullptr), Turned);
+    ExpectImage(*ReadImageFile(Path("written.vti"), nullptr), Oblique);
 }
 
 TEST_F(ImageFile, DicomSlicesAreSortedAndPlacedByTheirHeaders) {
@@ -344,13 +344,13 @@ TEST_F(ImageFile, DicomSlicesAreSortedAndPlacedByTheirHeaders) {
     Save(Path("IM0001"), Dicom({}));
     Save(Path("notes.txt"), "no slice");
     auto const image = ReadImageFile(m_folder, nullptr, &m_report);
-    ExpectImage(*image, Turned);
+    ExpectImage(*image, Oblique);
     EXPECT_EQ(image->GetScalarType(), VTK_SHORT);
     EXPECT_NE(m_report.note.find("1 other"), std::string::npos);
 
     // Slopes may differ from slice to slice.
     Save(Path("IM0001"), Dicom({.rescale_slope = "0.5"}));
-    ExpectImage(*ReadImageFile(m_folder, nullptr), Turned, [](int i, int j, int k) {
+    ExpectImage(*ReadImageFile(m_folder, nullptr), Oblique, [](int i, int j, int k) {
         return k == 1 ? ValueAt(i, j, k) : (ValueAt(i, j, k) + 1024) * 0.5 - 1024;
     });
 
@@ -358,7 +358,7 @@ TEST_F(ImageFile, DicomSlicesAreSortedAndPlacedByTheirHeaders) {
     Save(Path("IM0001"),
          Dicom({.rescale_slope = "100",
                 .more = Sequence(0x00880200, Element(0x00280010, "US", Bytes(std::uint16_t{1})))}));
-    ExpectImage(*ReadImageFile(m_folder, nullptr), Turned, [](int i, int j, int k) {
+    ExpectImage(*ReadImageFile(m_folder, nullptr), Oblique, [](int i, int j, int k) {
         return k == 1 ? ValueAt(i, j, k) : (ValueAt(i, j, k) + 1024) * 100 - 1024;
     });
 }
@@ -386,7 +386,7 @@ TEST_F(ImageFile, SlopesAreAppliedAndWholeNumbersStay) {
 }
 
 TEST_F(ImageFile, WhatIsNoImageIsRefusedWithAReason) {
-    std::string const meta = std::string(MetaHeader) + TurnedMeta;
+    std::string const meta = std::string(MetaHeader) + ObliqueMeta;
     auto const nifti = [](std::size_t at, std::string const& bytes) {
         NiftiCase const file{"sform", false, false, 1};
         return Nifti(file).replace(at, bytes.size(), bytes);

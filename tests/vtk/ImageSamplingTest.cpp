@@ -1,13 +1,12 @@
 // Grey values of elements against VTK's probe, closed formulas, exact integer geometry and a real image.
+#include "RealMeshes.h"
 #include "TestMeshes.h"
 #include "TestProgress.h"
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/ImageFile.h>
 #include <KetSDK/MeshVTK/ImageSampling.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 
 #include <vtkCellData.h>
 
@@ -44,10 +43,6 @@ namespace {
 
 using Point = std::array<double, 3>;
 using Law = double (*)(double grey, void const* context);
-
-std::unique_ptr<MMeshBase> ReadMesh(std::string const& name) {
-    return MeshFromGrid(*ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr), {}, nullptr);
-}
 
 // An image of n voxels along each axis with centres at whole numbers, of type double.
 vtkSmartPointer<vtkImageData> MakeImage(int n, std::function<double(double, double, double)> const& value) {
@@ -243,7 +238,7 @@ TEST(ImageSampling, CentroidsAreWhatVtksProbeFinds) {
 
 TEST(ImageSampling, CentroidsInTheRealImageAreWhatVtksProbeFinds) {
     auto const mesh = ReadMesh("head_small_tet4.vtu");
-    auto const image = ReadImageFile(std::string(KETSDK_DATA_DIR) + "/head_ct.nii.gz", nullptr);
+    auto const image = ReadImageFile(DataFile("head_ct.nii.gz"), nullptr);
     EXPECT_EQ(SampleImage(*mesh, *image, {}, nullptr).outside, 0u);
     vtkNew<vtkDoubleArray> voxels; // the probe's values have the type of the image's
     voxels->DeepCopy(image->GetPointData()->GetScalars());
@@ -421,7 +416,7 @@ TEST(ImageSampling, PartsBeyondTheImageAndVoxelsThatAreNoNumbersAreLeftOut) {
 }
 
 TEST(ImageSampling, ValuesDoNotDependOnThreadsOrCancelledRuns) {
-    auto const image = ReadImageFile(std::string(KETSDK_DATA_DIR) + "/head_ct.nii.gz", nullptr);
+    auto const image = ReadImageFile(DataFile("head_ct.nii.gz"), nullptr);
     for (char const* const name : {"head_small_tet4.vtu", "head_small_tet10.vtu"})
         for (auto const mode : {SamplingMode::Centroid, SamplingMode::Mean, SamplingMode::Voxels}) {
             SCOPED_TRACE(std::string(name) + " " + std::to_string(static_cast<int>(mode)));
@@ -459,7 +454,7 @@ TEST(ImageSampling, ValuesDoNotDependOnThreadsOrCancelledRuns) {
 TEST(ImageSampling, RealImagesLieWhereTheirMeshesAre) {
     auto const mesh = ReadMesh("head_small_tet4.vtu");
     std::vector<double> const full = GreyValues(*mesh);
-    auto const image = ReadImageFile(std::string(KETSDK_DATA_DIR) + "/head_ct.nii.gz", nullptr);
+    auto const image = ReadImageFile(DataFile("head_ct.nii.gz"), nullptr);
     auto const difference = [&] {
         SampleImage(*mesh, *image, {}, nullptr);
         std::vector<double> const thin = GreyValues(*mesh);

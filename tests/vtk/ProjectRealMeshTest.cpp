@@ -1,10 +1,10 @@
 // The real head, straight and curved, is moved onto its own surface and onto disturbed ones.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
-#include <KetSDK/MeshVTK/GridFile.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
@@ -26,8 +26,7 @@ using Vector = MMVector<double, 3>;
 constexpr double Unit = 65536.0;
 
 std::unique_ptr<MMeshBase> Head(char const* kind) {
-    std::string const file = std::string(KETSDK_DATA_DIR) + "/head_small_" + kind + ".vtu";
-    return KetSDK::MeshVTK::MeshFromGrid(*KetSDK::MeshVTK::ReadGridFile(file, nullptr), {}, nullptr);
+    return ReadMesh(std::string("head_small_") + kind + ".vtu");
 }
 
 // The surface of the straight head, every point moved by up to `distance` along each axis.

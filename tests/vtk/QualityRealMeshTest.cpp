@@ -1,11 +1,10 @@
 // Quality metrics on real meshes, against VTK's and direct evaluation, on several threads.
 #include "../geometry/QualityRun.h"
+#include "RealMeshes.h"
 
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
-#include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
@@ -21,11 +20,6 @@ namespace {
 
 using Analysis = MMeshQualityAnalysisOperator;
 using Vector = MMVector<double, 3>;
-
-std::unique_ptr<MMeshBase> ReadMesh(std::string const& name) {
-    auto const grid = KetSDK::MeshVTK::ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
-    return KetSDK::MeshVTK::MeshFromGrid(*grid, {}, nullptr);
-}
 
 // The angle between the faces a b c and a b d, by the components of c and d across the edge.
 double DihedralAngle(Vector const& a, Vector const& b, Vector const& c, Vector const& d) {

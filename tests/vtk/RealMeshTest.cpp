@@ -1,9 +1,9 @@
 // What must hold on real meshes: surfaces close, enclose the mesh's volume and count every face once.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
-#include <KetSDK/MeshVTK/GridFile.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkDataSetSurfaceFilter.h>
@@ -20,14 +20,6 @@
 #include <string>
 
 namespace {
-
-vtkSmartPointer<vtkUnstructuredGrid> ReadGrid(std::string const& name) {
-    return KetSDK::MeshVTK::ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
-}
-
-std::unique_ptr<MMeshBase> ReadMesh(std::string const& name) {
-    return KetSDK::MeshVTK::MeshFromGrid(*ReadGrid(name), {}, nullptr);
-}
 
 std::unique_ptr<MStlBase> Extract(MMeshBase& mesh, bool interfaces) {
     auto stl = std::make_unique<MStlBase>();

@@ -1,9 +1,9 @@
 // The curved head mesh, some hundred elements of which fold, is repaired as far as mid nodes can.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/MeshVTK/GridFile.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 
 #include <vtkUnstructuredGrid.h>
 
@@ -30,9 +30,7 @@ int CountBad(MMeshBase& mesh, MMeshJacobianCorrectorOperator const& limits) {
 } // namespace
 
 TEST(RepairRealMesh, FoldedElementsAreUnfoldedAndTheRestStays) {
-    std::string const file = std::string(KETSDK_DATA_DIR) + "/head_small_tet10.vtu";
-    auto const mesh =
-        KetSDK::MeshVTK::MeshFromGrid(*KetSDK::MeshVTK::ReadGridFile(file, nullptr), {}, nullptr);
+    auto const mesh = ReadMesh("head_small_tet10.vtu");
     MMeshBase const original(*mesh);
     MMeshJacobianCorrectorOperator corrector;
     corrector.SetMesh(mesh.get());

@@ -1,8 +1,8 @@
 // Sections of the real meshes: beside VTK's cutter, through nodes, and stacked up to the volume.
+#include "RealMeshes.h"
+
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
-#include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
-#include <KetSDK/MeshVTK/MeshFromGrid.h>
 
 #include <vtkCell.h>
 #include <vtkCutter.h>
@@ -20,14 +20,9 @@
 
 namespace {
 
-using Point = MMeshOperatorCutPlane::Point;
+using PlanePoint = MMeshOperatorCutPlane::Point;
 
-std::unique_ptr<MMeshBase> ReadMesh(std::string const& name) {
-    auto const grid = KetSDK::MeshVTK::ReadGridFile(std::string(KETSDK_DATA_DIR) + "/" + name, nullptr);
-    return KetSDK::MeshVTK::MeshFromGrid(*grid, {}, nullptr);
-}
-
-double AreaByVtk(MMeshBase const& mesh, Point const& normal, Point const& point) {
+double AreaByVtk(MMeshBase const& mesh, PlanePoint const& normal, PlanePoint const& point) {
     vtkNew<vtkPlane> plane;
     plane->SetNormal(normal[0], normal[1], normal[2]);
     plane->SetOrigin(point[0], point[1], point[2]);
@@ -103,7 +98,7 @@ TEST(SectionRealMesh, ThroughNodesIsWhatItIsBesideThem) {
     for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(mesh->NumberOfPoints()); i += 501) {
         MMeshPoint const& p = *mesh->GetRandomPoint(i);
         Point const node(p.x / 65536.0, p.y / 65536.0, p.z / 65536.0);
-        for (Point const& normal : {Point(0, 0, 1), Point(1, 1, 0)}) {
+        for (PlanePoint const& normal : {Point(0, 0, 1), Point(1, 1, 0)}) {
             double area[3];
             for (int k = 0; k < 3; ++k) {
                 cut.SetPlane(normal, node + normal * (nudge * (k - 1)));

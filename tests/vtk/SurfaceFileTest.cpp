@@ -1,9 +1,9 @@
 // Surfaces go through files of every format; damaged files end in one line and never in a crash.
+#include "RealMeshes.h"
 #include "TestFiles.h"
 
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
@@ -119,7 +119,7 @@ double LargestDistance(MStlBase const& a, MStlBase const& b) {
 } // namespace
 
 TEST_F(SurfaceFile, RealSurfacesComeBackFromEveryFormat) {
-    auto const grid = ReadGridFile(std::string(KETSDK_DATA_DIR) + "/head_small_tet4.vtu", nullptr);
+    auto const grid = ReadGrid("head_small_tet4.vtu");
     auto const mesh = MeshFromGrid(*grid, {}, nullptr);
     MStlBase stl;
     MMeshExtractStlSurfaceOperator extract;
