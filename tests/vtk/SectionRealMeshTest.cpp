@@ -56,13 +56,13 @@ void ExpectClosedContours(MMeshOperatorCutPlane const& cut) {
 } // namespace
 
 TEST(SectionRealMesh, StacksUpToTheVolumeAndAgreesWithVtk) {
-    Point const normal(0.3, -0.5, 1.0);
+    PlanePoint const normal(0.3, -0.5, 1.0);
     for (char const* file :
          {"head_small_tet4.vtu", "head_small_tet10.vtu", "hex_matrix_fiber.vtu", "wedge_beam14.vtu"}) {
         SCOPED_TRACE(file);
         auto const mesh = ReadMesh(file);
         std::unique_ptr<MMeshBase::BoundingBoxDouble> const box(mesh->GetBoundingBoxDouble());
-        Point const middle = (box->GetMin() + box->GetMax()) * 0.5;
+        PlanePoint const middle = (box->GetMin() + box->GetMax()) * 0.5;
         double const half = 0.5 * (box->GetMax() - box->GetMin()).Length();
         MMeshOperatorCutPlane cut;
         cut.SetMesh(mesh.get());
@@ -70,7 +70,7 @@ TEST(SectionRealMesh, StacksUpToTheVolumeAndAgreesWithVtk) {
         double const distance = half / steps;
         double volume = 0.0;
         for (int i = -steps; i <= steps; ++i) {
-            Point const point = middle + normal * (i * distance / normal.Length());
+            PlanePoint const point = middle + normal * (i * distance / normal.Length());
             cut.SetPlane(normal, point);
             ASSERT_TRUE(cut.Operate());
             EXPECT_EQ(cut.GetNbAbove() + cut.GetNbBelow() + cut.GetNbCut(),
@@ -97,8 +97,8 @@ TEST(SectionRealMesh, ThroughNodesIsWhatItIsBesideThem) {
     double const nudge = 1e-9;
     for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(mesh->NumberOfPoints()); i += 501) {
         MMeshPoint const& p = *mesh->GetRandomPoint(i);
-        Point const node(p.x / 65536.0, p.y / 65536.0, p.z / 65536.0);
-        for (PlanePoint const& normal : {Point(0, 0, 1), Point(1, 1, 0)}) {
+        PlanePoint const node(p.x / 65536.0, p.y / 65536.0, p.z / 65536.0);
+        for (PlanePoint const& normal : {PlanePoint(0, 0, 1), PlanePoint(1, 1, 0)}) {
             double area[3];
             for (int k = 0; k < 3; ++k) {
                 cut.SetPlane(normal, node + normal * (nudge * (k - 1)));
