@@ -89,9 +89,7 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
     if (options.labels.empty()) {
         CheckSubVolumes(*model.mesh);
     } else {
-        auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, nullptr);
-        MeshVTK::AddArrays(*grid, model.arrays);
-        MeshVTK::SetSubvolumesByLabels(*model.mesh, *grid, options.labels);
+        MeshVTK::SetSubvolumesByLabels(*model.mesh, model.arrays, options.labels);
     }
     return model;
 }
@@ -106,7 +104,7 @@ Model ReadGridFile(std::string const& path, ReadOptions const& options, Context 
     how.progress = context.progress;
     Model model;
     model.mesh = MeshVTK::MeshFromGrid(*grid, how, &model.rounding);
-    model.arrays = MeshVTK::ArraysFromGrid(*model.mesh, *grid);
+    model.arrays = MeshVTK::TakeArraysFromGrid(*model.mesh, *grid);
     return model;
 }
 
@@ -158,8 +156,7 @@ void WriteModel(Model const& model, MeshVTK::OutputFile& file, WriteOptions cons
             WriteMeshFile(model, file, options.encoding, context);
             return;
         }
-        auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, nullptr);
-        MeshVTK::AddArrays(*grid, model.arrays);
+        auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, model.arrays);
         MeshVTK::WriteGridFile(*grid, file, context.progress);
     });
 }

@@ -13,7 +13,7 @@ SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Co
         how.limits = options.limits;
         SurfaceModel model;
         model.file = path;
-        model.surfaces = MeshVTK::ReadSurfaceFile(path, how, context.progress, nullptr);
+        model.surfaces = MeshVTK::ReadSurfaceFile(path, how, context.progress, nullptr, model.arrays);
         context.ThrowIfCancelled();
         return model;
     });
@@ -29,7 +29,7 @@ MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
 void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file, SurfaceWriteOptions const& options,
                   Context const& context) {
     Detail::ForFile(file.GetPath().string(), [&] {
-        MeshVTK::WriteSurfaceFile(*surface.surfaces, options.unit, file, context.progress,
+        MeshVTK::WriteSurfaceFile(*surface.surfaces, surface.arrays, options.unit, file, context.progress,
                                   options.allow_empty ? MeshVTK::EmptySurface::Written
                                                       : MeshVTK::EmptySurface::Refused);
     });
@@ -39,8 +39,8 @@ std::vector<std::string> WriteSurfaces(SurfaceModel const& surface, std::string 
                                        SurfaceWriteOptions const& options, Context const& context) {
     return Detail::ForFile(path, [&] {
         std::vector<std::string> names;
-        for (auto const& name :
-             MeshVTK::WriteSurfaceFiles(*surface.surfaces, options.unit, path, context.progress))
+        for (auto const& name : MeshVTK::WriteSurfaceFiles(*surface.surfaces, surface.arrays, options.unit,
+                                                           path, context.progress))
             names.push_back(name.string());
         return names;
     });

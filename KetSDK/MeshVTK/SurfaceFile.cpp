@@ -4,12 +4,14 @@
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/checks/ObjFileCheck.h>
 #include <KetSDK/MeshVTK/checks/PlyFileCheck.h>
 #include <KetSDK/MeshVTK/checks/StlFileCheck.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/RowsOfArrays.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -21,6 +23,7 @@
 #include <vtkObjectFactory.h>
 #include <vtkPLYReader.h>
 #include <vtkPLYWriter.h>
+#include <vtkPointData.h>
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkSTLReader.h>
@@ -31,8 +34,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <numeric>
 #include <set>
 #include <string>
+#include <unordered_set>
 
 namespace KetSDK::MeshVTK {
 
@@ -233,20 +238,43 @@ void CheckTriangles(std::uint64_t count, EmptySurface empty) {
         throw Error("there are no triangles to write");
 }
 
+// Adds to what PolyDataFromSurface made of a surface the arrays of its triangles and points.
+void AddArraysOfSurface(vtkPolyData& data, MStlSurface const& surface, vtkPolyData& arrays,
+                        vtkIdType first_triangle) {
+    std::vector<vtkIdType> triangles(surface.NumberOfTriangles());
+    std::iota(triangles.begin(), triangles.end(), first_triangle);
+    std::vector<vtkIdType> points;
+    std::unordered_set<MStlPoint const*> entered; // in order of their first use, as there
+    for (MStlTriangle const& triangle : surface.Triangles())
+        for (unsigned int i = 0; i < 3; ++i)
+            if (entered.insert(triangle.GetPoint(i)).second)
+                points.push_back(triangle.GetPoint(i)->GetIndex());
+    Detail::AddRows(*arrays.GetCellData(), triangles, *data.GetCellData());
+    Detail::AddRows(*arrays.GetPointData(), points, *data.GetPointData());
+}
+
+vtkSmartPointer<vtkPolyData> ReadPolyData(std::filesystem::path const& path,
+                                          std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckInputFile(path, ".vtp, .stl, .ply or .obj");
+    SurfaceFormat const& format = FormatOf(path, "read from");
+    Detail::VtkSession session(progress, "Reading file");
+    return format.read(path, session);
+}
+
 } // namespace
 
 std::unique_ptr<MStlBase> ReadSurfaceFile(std::filesystem::path const& path,
                                           SurfaceFromPolyDataOptions const& options,
                                           std::shared_ptr<Common::IProgressDelegate> const& progress,
                                           SurfaceReport* report) {
-    CheckInputFile(path, ".vtp, .stl, .ply or .obj");
-    SurfaceFormat const& format = FormatOf(path, "read from");
-    vtkSmartPointer<vtkPolyData> data;
-    {
-        Detail::VtkSession session(progress, "Reading file");
-        data = format.read(path, session);
-    }
-    return SurfaceFromPolyData(*data, options, report);
+    return SurfaceFromPolyData(*ReadPolyData(path, progress), options, report);
+}
+
+std::unique_ptr<MStlBase> ReadSurfaceFile(std::filesystem::path const& path,
+                                          SurfaceFromPolyDataOptions const& options,
+                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                          SurfaceReport* report, std::vector<MMeshArray>& arrays) {
+    return SurfaceFromPolyData(*ReadPolyData(path, progress), options, report, arrays);
 }
 
 void CheckSurfaceFileName(std::filesystem::path const& path) {
@@ -255,7 +283,15 @@ void CheckSurfaceFileName(std::filesystem::path const& path) {
 
 void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
                       std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
-    WriteSurfaceFile(*PolyDataFromSurfaces(stl, unit), file, progress, empty);
+    WriteSurfaceFile(stl, {}, unit, file, progress, empty);
+}
+
+void WriteSurfaceFile(MStlBase const& stl, std::vector<MMeshArray> const& arrays, LengthUnit unit,
+                      OutputFile& file, std::shared_ptr<Common::IProgressDelegate> const& progress,
+                      EmptySurface empty) {
+    auto const data = PolyDataFromSurfaces(stl, unit);
+    AddArrays(*data, arrays);
+    WriteSurfaceFile(*data, file, progress, empty);
 }
 
 void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
@@ -282,19 +318,36 @@ void WriteGraphFile(vtkPolyData& data, OutputFile& file,
 std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    return WriteSurfaceFiles(stl, {}, unit, path, progress);
+}
+
+std::vector<std::filesystem::path>
+WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, LengthUnit unit,
+                  std::filesystem::path const& path,
+                  std::shared_ptr<Common::IProgressDelegate> const& progress) {
     CheckTriangles(stl.NumberOfTriangles(), EmptySurface::Refused);
+    vtkSmartPointer<vtkPolyData> all; // with the arrays of all
+    if (!arrays.empty()) {
+        all = PolyDataFromSurfaces(stl, unit);
+        AddArrays(*all, arrays);
+    }
+    vtkIdType next_triangle = 0;
     Common::BranchingProgressReporter reporter(progress, "Writing files", true);
     std::vector<OutputFile> files;
     std::set<std::string> taken;
     for (MStlSurface const& surface : stl.Surfaces()) {
         if (surface.NumberOfTriangles() == 0)
             continue;
+        auto const data = PolyDataFromSurface(surface, unit);
+        if (all)
+            AddArraysOfSurface(*data, surface, *all, next_triangle);
+        next_triangle += data->GetNumberOfPolys();
         std::string const stem = path.stem().string() + "-" + FileNamePart(surface.GetName());
         std::string name = stem;
         for (int number = 2; !taken.insert(name).second; ++number)
             name = stem + "-" + std::to_string(number);
         files.emplace_back(path.parent_path() / (name + path.extension().string()));
-        Write(*PolyDataFromSurface(surface, unit), files.back().GetTemporaryPath(),
+        Write(*data, files.back().GetTemporaryPath(),
               reporter.CreateNestedDelegate(1.0 / static_cast<double>(stl.NumberOfSurfaces())));
     }
     std::vector<std::filesystem::path> paths;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
@@ -25,6 +26,11 @@ namespace KetSDK::MeshVTK {
 KETSDK_MESHVTK_API std::unique_ptr<MStlBase>
 ReadSurfaceFile(std::filesystem::path const& path, SurfaceFromPolyDataOptions const& options,
                 std::shared_ptr<Common::IProgressDelegate> const& progress, SurfaceReport* report);
+// The same with the arrays of a .vtp file; there are none in the others.
+KETSDK_MESHVTK_API std::unique_ptr<MStlBase>
+ReadSurfaceFile(std::filesystem::path const& path, SurfaceFromPolyDataOptions const& options,
+                std::shared_ptr<Common::IProgressDelegate> const& progress, SurfaceReport* report,
+                std::vector<MMeshArray>& arrays);
 
 // Throws Error for a name with another ending.
 KETSDK_MESHVTK_API void CheckSurfaceFileName(std::filesystem::path const& path);
@@ -36,6 +42,13 @@ enum class EmptySurface { Refused, Written };
 // triangles and that is not allowed, and when writing fails, Cancelled when the user cancelled; the file is
 // then not committed. The delegate may be null.
 KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, LengthUnit unit, OutputFile& file,
+                                         std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                         EmptySurface empty = EmptySurface::Refused);
+
+// The same with arrays of triangles (on elements, surface by surface) and points (on nodes), which .vtp files
+// hold. Throws Error for one that does not fit.
+KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, std::vector<MMeshArray> const& arrays,
+                                         LengthUnit unit, OutputFile& file,
                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
                                          EmptySurface empty = EmptySurface::Refused);
 
@@ -51,6 +64,11 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
 // together, when the last one is written. Throws as above.
 KETSDK_MESHVTK_API std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
+                  std::shared_ptr<Common::IProgressDelegate> const& progress);
+// The same with arrays; each file has the rows of its triangles and points.
+KETSDK_MESHVTK_API std::vector<std::filesystem::path>
+WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, LengthUnit unit,
+                  std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress);
 
 // Throws Error for a name that does not end with .vtp.

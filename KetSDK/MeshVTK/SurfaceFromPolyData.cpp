@@ -3,8 +3,10 @@
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Arrays.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/MeshVTK/detail/RowsOfArrays.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -14,6 +16,7 @@
 #include <vtkFieldData.h>
 #include <vtkIdList.h>
 #include <vtkNew.h>
+#include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkStringArray.h>
 #include <vtkTriangleFilter.h>
@@ -73,14 +76,18 @@ vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data) {
     return filter->GetOutput();
 }
 
-// The names of the surfaces, and for each triangle the place of its surface among them.
-struct SurfaceNumbers {
+// The names of the surfaces, and for each triangle the index of its surface.
+struct SurfaceIndices {
     std::vector<std::wstring> names{L""};
     std::vector<long long> of_triangle; // empty when there is one surface
+
+    std::size_t OfTriangle(std::size_t triangle) const {
+        return of_triangle.empty() ? 0 : static_cast<std::size_t>(of_triangle[triangle]);
+    }
 };
 
-SurfaceNumbers FindSurfaces(vtkPolyData& triangles, vtkFieldData& fields) {
-    SurfaceNumbers surfaces;
+SurfaceIndices FindSurfaces(vtkPolyData& triangles, vtkFieldData& fields) {
+    SurfaceIndices surfaces;
     vtkDataArray* const numbers = FindArray(*triangles.GetCellData(), ArrayNames::Surface);
     auto* const names = vtkStringArray::SafeDownCast(fields.GetAbstractArray(ArrayNames::SurfaceNames));
     if (!numbers || !names)
@@ -97,41 +104,75 @@ SurfaceNumbers FindSurfaces(vtkPolyData& triangles, vtkFieldData& fields) {
     return surfaces;
 }
 
-} // namespace
+// Where triangles and points of a container came from.
+struct Sources {
+    std::vector<std::vector<vtkIdType>> triangles; // by surface: the triangle in VTK's
+    std::vector<vtkIdType> points;                 // the first of VTK's points there
+};
 
-std::unique_ptr<MStlBase> SurfaceFromPolyData(vtkPolyData& data, SurfaceFromPolyDataOptions const& options,
-                                              SurfaceReport* report) {
-    if (!data.GetPoints())
-        throw Error("there are no triangles");
-    RoundedPoints const rounded = RoundPoints(*data.GetPoints(), options.unit, options.limits);
-    vtkSmartPointer<vtkPolyData> const triangles = Triangulate(data);
-    SurfaceNumbers const numbers = FindSurfaces(*triangles, *data.GetFieldData());
-
+std::unique_ptr<MStlBase> MakeSurfaces(vtkPolyData& triangles, RoundedPoints const& rounded,
+                                       SurfaceIndices const& indices, Sources& sources) {
     auto stl = std::make_unique<MStlBase>();
     std::vector<MStlSurface*> surfaces;
-    for (std::wstring const& name : numbers.names) {
+    for (std::wstring const& name : indices.names) {
         surfaces.push_back(stl->AddSurface(nullptr));
         surfaces.back()->SetName(name.c_str());
     }
     std::vector<MStlPoint*> points;
-    for (auto const& p : rounded.points)
+    for (auto const& p : rounded.points) {
         points.push_back(stl->AddPoint(p.data(), false));
-
-    std::uint64_t dropped = 0;
-    vtkNew<vtkIdList> corners;
-    for (vtkIdType i = 0; i < triangles->GetNumberOfPolys(); ++i) {
-        triangles->GetPolys()->GetCellAtId(i, corners);
-        auto const corner = [&](vtkIdType k) { return points[static_cast<std::size_t>(corners->GetId(k))]; };
-        std::size_t const place =
-            numbers.of_triangle.empty()
-                ? 0
-                : static_cast<std::size_t>(numbers.of_triangle[static_cast<std::size_t>(i)]);
-        if (!surfaces[place]->AddTriangle(corner(0), corner(1), corner(2)))
-            ++dropped;
+        if (sources.points.size() < stl->NumberOfPoints())
+            sources.points.push_back(static_cast<vtkIdType>(points.size()) - 1);
     }
-    if (report)
-        *report = {rounded.report, dropped};
+    sources.triangles.resize(surfaces.size());
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < triangles.GetNumberOfPolys(); ++i) {
+        triangles.GetPolys()->GetCellAtId(i, corners);
+        auto const corner = [&](vtkIdType k) { return points[static_cast<std::size_t>(corners->GetId(k))]; };
+        std::size_t const surface = indices.OfTriangle(static_cast<std::size_t>(i));
+        if (surfaces[surface]->AddTriangle(corner(0), corner(1), corner(2)))
+            sources.triangles[surface].push_back(i);
+    }
     return stl;
+}
+
+std::vector<MMeshArray> ArraysOf(vtkPolyData& data, vtkPolyData& triangles, Sources const& sources) {
+    std::vector<vtkIdType> cells;
+    for (std::vector<vtkIdType> const& of_surface : sources.triangles)
+        cells.insert(cells.end(), of_surface.begin(), of_surface.end());
+    vtkNew<vtkPolyData> arrays;
+    Detail::AddRows(*triangles.GetCellData(), cells, *arrays->GetCellData());
+    Detail::AddRows(*data.GetPointData(), sources.points, *arrays->GetPointData());
+    arrays->GetFieldData()->ShallowCopy(data.GetFieldData());
+    return ArraysFromSurface(*arrays);
+}
+
+std::unique_ptr<MStlBase> MakeSurfaces(vtkPolyData& data, SurfaceFromPolyDataOptions const& options,
+                                       SurfaceReport* report, std::vector<MMeshArray>* arrays) {
+    if (!data.GetPoints())
+        throw Error("there are no triangles");
+    RoundedPoints const rounded = RoundPoints(*data.GetPoints(), options.unit, options.limits);
+    vtkSmartPointer<vtkPolyData> const triangles = Triangulate(data);
+    Sources sources;
+    auto stl = MakeSurfaces(*triangles, rounded, FindSurfaces(*triangles, *data.GetFieldData()), sources);
+    if (report)
+        *report = {rounded.report,
+                   static_cast<std::uint64_t>(triangles->GetNumberOfPolys()) - stl->NumberOfTriangles()};
+    if (arrays)
+        *arrays = ArraysOf(data, *triangles, sources);
+    return stl;
+}
+
+} // namespace
+
+std::unique_ptr<MStlBase> SurfaceFromPolyData(vtkPolyData& data, SurfaceFromPolyDataOptions const& options,
+                                              SurfaceReport* report) {
+    return MakeSurfaces(data, options, report, nullptr);
+}
+
+std::unique_ptr<MStlBase> SurfaceFromPolyData(vtkPolyData& data, SurfaceFromPolyDataOptions const& options,
+                                              SurfaceReport* report, std::vector<MMeshArray>& arrays) {
+    return MakeSurfaces(data, options, report, &arrays);
 }
 
 } // namespace KetSDK::MeshVTK

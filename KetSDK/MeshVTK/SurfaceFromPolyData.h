@@ -1,11 +1,13 @@
 #pragma once
 
+#include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 #include <KetSDK/MeshVTK/Rounding.h>
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 class MStlBase;
 class vtkPolyData;
@@ -31,5 +33,11 @@ struct SurfaceReport {
 // rounding beyond the limits.
 KETSDK_MESHVTK_API std::unique_ptr<MStlBase>
 SurfaceFromPolyData(vtkPolyData& data, SurfaceFromPolyDataOptions const& options, SurfaceReport* report);
+// The same with the arrays of the surface (ArraysFromSurface), as its triangles and points have them: each
+// triangle the values of the polygon that it was cut from, each point those of the first one at its position.
+KETSDK_MESHVTK_API std::unique_ptr<MStlBase> SurfaceFromPolyData(vtkPolyData& data,
+                                                                 SurfaceFromPolyDataOptions const& options,
+                                                                 SurfaceReport* report,
+                                                                 std::vector<MMeshArray>& arrays);
 
 } // namespace KetSDK::MeshVTK

@@ -9,7 +9,6 @@
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <TestFiles.h>
 
 #include <vtkAbstractArray.h>
 #include <vtkBitArray.h>
@@ -37,8 +36,11 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <bit>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <optional>
 #include <string>
@@ -233,6 +235,41 @@ TEST(MeshArrays, OfSurfacesComeBackAsTheyWere) {
     auto const back = PolyDataFromSurfaces(stl, {});
     AddArrays(*back, ArraysFromSurface(*data));
     EXPECT_TRUE(Written<vtkXMLPolyDataWriter>(*data) == Written<vtkXMLPolyDataWriter>(*back));
+}
+
+// In files too: of all surfaces together and of each alone.
+TEST(MeshArrays, OfSurfacesGoThroughFiles) {
+    MStlBase stl;
+    MStlPoint* points[5];
+    for (int i = 0; i < 5; ++i)
+        points[i] = stl.AddPoint(i * 1000, i * i * 1000, i * i * i * 1000, true);
+    MStlSurface* const surfaces[] = {stl.AddSurface(nullptr), stl.AddSurface(nullptr)};
+    surfaces[0]->SetName(L"a");
+    surfaces[1]->SetName(L"b");
+    surfaces[0]->AddTriangle(points[0], points[1], points[2]);
+    surfaces[1]->AddTriangle(points[4], points[3], points[1]);
+    surfaces[1]->AddTriangle(points[3], points[4], points[2]);
+    using Ints = std::vector<std::int32_t>;
+    std::vector<MMeshArray> const arrays = {
+        {L"element", MMeshArray::OnElements, 1, L"int32", Ints{7, 8, 9}},
+        {L"node", MMeshArray::OnNodes, 1, L"int32", Ints{10, 11, 12, 13, 14}}};
+
+    std::filesystem::path const folder =
+        std::filesystem::temp_directory_path() / ("MeshArraysTest-" + std::to_string(::getpid()));
+    std::filesystem::create_directories(folder);
+    OutputFile file(folder / "all.vtp");
+    WriteSurfaceFile(stl, arrays, {}, file, nullptr);
+    std::vector<MMeshArray> back;
+    auto const read = ReadSurfaceFile(folder / "all.vtp", {}, nullptr, nullptr, back);
+    EXPECT_EQ(read->NumberOfSurfaces(), 2);
+    EXPECT_EQ(back, arrays);
+    auto const files = WriteSurfaceFiles(stl, arrays, {}, folder / "one.vtp", nullptr);
+    ASSERT_EQ(files.size(), 2u);
+    ReadSurfaceFile(files[1], {}, nullptr, nullptr, back);
+    ASSERT_EQ(back.size(), 2u);
+    EXPECT_EQ(std::get<Ints>(back[0].values), (Ints{8, 9}));
+    EXPECT_EQ(std::get<Ints>(back[1].values), (Ints{14, 13, 11, 12}));
+    std::filesystem::remove_all(folder);
 }
 
 } // namespace
