@@ -29,7 +29,8 @@ private:
     std::string m_file;
 };
 
-// The user cancelled the job. Nothing is wrong.
+// The user cancelled the job. Nothing is wrong. A mesh that the job changes in place is as it was or, when
+// that came at the very end, as the job leaves it.
 class KETSDK_MESHJOBS_API Cancelled : public Error {
 public:
     Cancelled();

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <set>
 #include <utility>
 
 namespace KetSDK::MeshJobs {
@@ -72,6 +73,25 @@ std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh) {
         reports.push_back({(*it)->GetID(), MeshVTK::ToUtf8((*it)->GetName()),
                            static_cast<std::uint64_t>((*it)->GetNbElements()), volumes[reports.size()]});
     return reports;
+}
+
+std::vector<MMeshSubVolume*> FindSubVolumes(Model const& model, std::vector<std::string> const& names) {
+    std::set<std::string> const wanted(names.begin(), names.end());
+    std::set<std::string> missing = wanted;
+    std::vector<MMeshSubVolume*> found;
+    std::string known;
+    for (auto it = model.mesh->BeginSubVolume(); it != model.mesh->EndSubVolume(); ++it) {
+        std::string const name = MeshVTK::ToUtf8((*it)->GetName());
+        known += (known.empty() ? "" : ", ") + name;
+        if (wanted.contains(name))
+            found.push_back(it->get());
+        missing.erase(name);
+    }
+    for (std::string const& name : names)
+        if (missing.contains(name))
+            throw FileError(model.file,
+                            "there is no sub-volume \"" + name + "\"; the sub-volumes are " + known);
+    return found;
 }
 
 std::array<double, 6> BoxOf(MMeshBase const& mesh) {

@@ -57,6 +57,11 @@ struct SubVolumeReport {
 // The sub-volumes of a mesh in their order.
 KETSDK_MESHJOBS_API std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh);
 
+// The sub-volumes with these names, all where several have one, in the order of the mesh. Throws FileError
+// for a name that none has.
+KETSDK_MESHJOBS_API std::vector<MMeshSubVolume*> FindSubVolumes(Model const& model,
+                                                                std::vector<std::string> const& names);
+
 // The box of the mesh's nodes in mm: xmin, ymin, zmin, xmax, ymax, zmax.
 KETSDK_MESHJOBS_API std::array<double, 6> BoxOf(MMeshBase const& mesh);
 

@@ -1,12 +1,11 @@
 #pragma once
 
+#include <KetSDK/MeshJobs/Match.h>
 #include <host/terminal/Output.h>
-
-class MMeshCorrespondenceChecker;
 
 namespace ketmesh {
 
 // How mesh and surface correspond, as reports give it.
-Json MatchCountsOf(MMeshCorrespondenceChecker const& checker);
+Json ToJson(KetSDK::MeshJobs::MatchCounts const& counts);
 
 } // namespace ketmesh

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Model.h>
+#include <KetSDK/MeshJobs/SurfaceModel.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace KetSDK::MeshJobs {
+
+struct LabelOptions {
+    double tolerance = 0.001; // how far in mm a triangle may lie from its face
+};
+
+struct LabelResult {
+    std::uint64_t elements = 0;
+    std::vector<SubVolumeReport> subvolumes; // one for each region
+};
+// Makes a sub-volume of every region of a mesh of tetrahedra, in place of those that it has. A region is all
+// elements that are joined through faces without a triangle of the surface on them; without a surface, which
+// null means, the regions are the connected sets of elements. Warns of a tolerance that is larger than the
+// triangles and of a surface that lies elsewhere. Throws FileError for other elements, Cancelled.
+KETSDK_MESHJOBS_API LabelResult Label(Model& model, SurfaceModel const* surface, LabelOptions const& options,
+                                      Context const& context);
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,71 @@
+#include <KetSDK/MeshJobs/Project.h>
+
+#include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+ProjectResult::State Measure(MMeshBase const& mesh, std::vector<MMeshPoint*> const& nodes,
+                             MStlTriangleTree const& tree, Context const& context) {
+    ProjectResult::State state;
+    state.volume = mesh.GetVolume();
+    for (MMeshPoint const* const p : nodes) {
+        context.ThrowIfCancelled();
+        double const distance = tree.FindNearest(p->GetPosition()).distance;
+        state.mean_distance += distance / static_cast<double>(nodes.size());
+        state.largest_distance = std::max(state.largest_distance, distance);
+    }
+    return state;
+}
+
+ProjectResult Count(MMeshProjectTetOnStlOperator const& project) {
+    ProjectResult result;
+    result.nodes = project.GetNbNodes();
+    result.moved = project.GetNbMoved();
+    result.shortened = project.GetNbShortened();
+    result.left = project.GetNbLeft();
+    result.too_far = project.GetNbFar();
+    result.on_surface = project.GetNbOnSurface();
+    result.held = project.GetNbHeld();
+    result.largest_move = project.GetLargestMove();
+    return result;
+}
+
+} // namespace
+
+ProjectResult Project(Model& model, SurfaceModel const& surface, ProjectOptions const& options,
+                      Context const& context) {
+    RequireTetrahedra(model);
+    MMeshProjectTetOnStlOperator project;
+    project.SetMesh(model.mesh.get());
+    project.SetStl(surface.surfaces.get());
+    project.SetDistance(options.distance);
+    project.SetInterfaces(options.interfaces);
+    project.SetProgressDelegate(context.progress);
+    MStlTriangleTree const tree(*surface.surfaces);
+    std::vector<MMeshPoint*> const nodes = project.FindNodes();
+    ProjectResult::State const before = Measure(*model.mesh, nodes, tree, context);
+    Detail::WithThreads(context, [&](bool parallel) {
+        project.SetParallel(parallel);
+        Detail::RunOperator(project, model, "it could not be moved onto the surface", context);
+    });
+    ProjectResult result = Count(project);
+    result.before = before;
+    result.after = Measure(*model.mesh, nodes, tree, context);
+    if (result.nodes > 0 && result.too_far == result.nodes)
+        context.Warn(Detail::NameOf(surface) + ": it comes within " + FormatGeneral(options.distance) +
+                     " mm of no node at the boundary of " + Detail::NameOf(model) +
+                     "; is it in the same unit?");
+    return result;
+}
+
+} // namespace KetSDK::MeshJobs

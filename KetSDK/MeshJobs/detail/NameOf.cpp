@@ -1,0 +1,13 @@
+#include <KetSDK/MeshJobs/detail/NameOf.h>
+
+namespace KetSDK::MeshJobs::Detail {
+
+std::string NameOf(Model const& model) {
+    return model.file.empty() ? "the mesh" : model.file;
+}
+
+std::string NameOf(SurfaceModel const& surface) {
+    return surface.file.empty() ? "the surface" : surface.file;
+}
+
+} // namespace KetSDK::MeshJobs::Detail

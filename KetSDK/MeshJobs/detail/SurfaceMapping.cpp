@@ -1,0 +1,61 @@
+#include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
+
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+namespace KetSDK::MeshJobs::Detail {
+
+namespace {
+
+// The root of the mean area in mm2.
+double TriangleSize(MStlBase const& stl) {
+    double area = 0.0;
+    for (MStlSurface const& surface : stl.Surfaces())
+        area += surface.GetArea();
+    return std::sqrt(area / static_cast<double>(std::max<std::uint64_t>(stl.NumberOfTriangles(), 1)));
+}
+
+} // namespace
+
+SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, double tolerance,
+                               Context const& context)
+    : m_model(model)
+    , m_surface(surface)
+    , m_tolerance(tolerance)
+    , m_before(model.mesh->GetCorrespondenceMapper()) {
+    if (double const size = TriangleSize(*surface.surfaces); tolerance > size)
+        context.Warn("the tolerance of " + FormatGeneral(tolerance) + " mm is larger than the triangles of " +
+                     NameOf(surface) + ", which measure " + FormatGeneral(size, 3) +
+                     " mm: faces may be matched with triangles far from them, and it takes long");
+    auto const mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(surface.surfaces.get(),
+                                                                              model.mesh.get(), tolerance);
+    mapper->SetProgressDelegate(context.progress);
+    WithThreads(context, [&mapper](bool parallel) {
+        mapper->SetParallel(parallel);
+        mapper->Map();
+    });
+    context.ThrowIfCancelled();
+    model.mesh->SetCorrespondenceMapper(mapper);
+}
+
+SurfaceMapping::~SurfaceMapping() {
+    m_model.mesh->SetCorrespondenceMapper(m_before);
+}
+
+void SurfaceMapping::WarnWhenApart(Context const& context) const {
+    auto const on_mesh = [this](MStlTriangle const& triangle) {
+        return m_model.mesh->GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
+    };
+    if (std::ranges::none_of(m_surface.surfaces->Triangles(), on_mesh))
+        context.Warn(NameOf(m_surface) + ": no triangle of this surface lies within " +
+                     FormatGeneral(m_tolerance) + " mm of a face of " + NameOf(m_model) +
+                     "; is it a surface of that mesh, in the same unit, or was it remeshed (--tolerance)?");
+}
+
+} // namespace KetSDK::MeshJobs::Detail

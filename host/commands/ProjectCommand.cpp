@@ -1,0 +1,115 @@
+#include <KetSDK/MeshJobs/Project.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/commands/options/ModelOutput.h>
+#include <host/commands/options/SurfaceInput.h>
+#include <host/commands/options/ThreadsOption.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+#include <host/terminal/Table.h>
+
+#include <algorithm>
+#include <ostream>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::MeshJobs::ProjectResult;
+
+// Moves the boundary of a mesh of tetrahedra onto a surface.
+class ProjectCommand : public JobCommand {
+public:
+    ProjectCommand()
+        : JobCommand(
+              "project", "Move the boundary of a mesh of tetrahedra onto a surface",
+              "Nodes at the boundary move to the nearest point of the surface when it is near enough;\n"
+              "mid-edge nodes follow. A move that would invert an element is shortened, or the node\n"
+              "held where it is. Elements that are flat or inverted before (ketmesh check) hold their\n"
+              "nodes, too, unless the move does them no harm.\n\n"
+              "Examples:\n"
+              "  ketmesh project head.vtu --surface smooth.stl --distance 2 -o smooth.vtu\n"
+              "  ketmesh project head.vtu --surface head.vtp --distance 0.5 --interfaces \\\n"
+              "      -o head_on_surface.vtu --json") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        m_input.Declare(*this, command);
+        m_surface.Declare(*this, command)->required();
+        command
+            .add_option("--distance", m_options.distance,
+                        "How far in mm the surface may be from a node that moves there")
+            ->type_name("MM")
+            ->required()
+            ->check(PositiveNumber());
+        command.add_flag("--interfaces", m_options.interfaces, "Move the nodes between sub-volumes as well");
+        m_output.Declare(*this, command, "Volume mesh to write, with all arrays of the one that is read")
+            ->required();
+        m_threads.Declare(command);
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_output.Open({m_input.GetUnit()});
+        KetSDK::MeshJobs::Model model = m_input.Read(context);
+        m_result = KetSDK::MeshJobs::Project(model, m_surface.Read(m_input, context), m_options,
+                                             m_threads.Limit(context));
+        m_output.Write(model, context);
+    }
+
+    Json Report() const override {
+        auto const distances = [](ProjectResult::State const& state) {
+            return Json{{"mean", state.mean_distance}, {"max", state.largest_distance}};
+        };
+        return {{"nodes", m_result.nodes},
+                {"moved", m_result.moved},
+                {"shortened", m_result.shortened},
+                {"left", m_result.left},
+                {"too_far", m_result.too_far},
+                {"on_surface", m_result.on_surface},
+                {"held", m_result.held},
+                {"largest_move", m_result.largest_move},
+                {"volume_before", m_result.before.volume},
+                {"volume_after", m_result.after.volume},
+                {"distance_before", distances(m_result.before)},
+                {"distance_after", distances(m_result.after)}};
+    }
+
+    void Print(std::ostream& out) const override {
+        out << m_input.GetFileName() << ": " << m_result.nodes << " nodes at the boundary"
+            << (m_options.interfaces ? " and between sub-volumes" : "") << ", "
+            << FormatGeneral(m_options.distance) << " mm to move at most\n\n"
+            << "  moved onto the surface   " << m_result.moved << '\n'
+            << "  came part of the way     " << m_result.shortened << '\n'
+            << "  left where they were     " << m_result.left << '\n'
+            << "    too far away           " << m_result.too_far << '\n'
+            << "    on the surface already " << m_result.on_surface << '\n'
+            << "    held by elements       " << m_result.held << '\n'
+            << "  largest move [mm]        " << FormatNumber(m_result.largest_move) << "\n\n";
+        Table table(
+            {{"", Table::Align::Left}, {"before", Table::Align::Right}, {"after", Table::Align::Right}});
+        auto const add = [&](char const* what, double ProjectResult::State::*value) {
+            double const first = m_result.before.*value, second = m_result.after.*value;
+            double const scale = std::max(first, second);
+            table.AddRow({what, FormatNumber(first, scale), FormatNumber(second, scale)});
+        };
+        add("volume [mm3]", &ProjectResult::State::volume);
+        add("mean distance from the surface [mm]", &ProjectResult::State::mean_distance);
+        add("largest distance [mm]", &ProjectResult::State::largest_distance);
+        table.Print(out);
+    }
+
+    ModelInput m_input;
+    SurfaceInput m_surface;
+    ModelOutput m_output;
+    ThreadsOption m_threads;
+    KetSDK::MeshJobs::ProjectOptions m_options;
+    ProjectResult m_result;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeProjectCommand() {
+    return std::make_unique<ProjectCommand>();
+}
+
+} // namespace ketmesh

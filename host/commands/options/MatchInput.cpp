@@ -1,0 +1,19 @@
+#include <host/commands/options/MatchInput.h>
+
+#include <host/terminal/NumberCheck.h>
+
+namespace ketmesh {
+
+CLI::Option* MatchInput::Declare(JobCommand& owner, CLI::App& command) {
+    CLI::Option* const file = m_surface.Declare(owner, command);
+    command
+        .add_option("--tolerance", m_tolerance,
+                    "How far in mm a triangle may lie from its face (0.001 unless given); for a surface "
+                    "that was remeshed, how far that has moved it")
+        ->type_name("MM")
+        ->check(PositiveNumber());
+    m_threads.Declare(command);
+    return file;
+}
+
+} // namespace ketmesh
