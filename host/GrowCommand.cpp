@@ -8,7 +8,6 @@
 #include <host/FileError.h>
 #include <host/Measuring.h>
 #include <host/MeshInput.h>
-#include <host/MetricList.h>
 #include <host/Threads.h>
 #include <host/commands/options/BadThreshold.h>
 #include <host/terminal/Cancellation.h>

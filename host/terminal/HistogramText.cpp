@@ -1,6 +1,5 @@
 #include <host/terminal/HistogramText.h>
 
-#include <host/QualityReport.h>
 #include <host/terminal/Format.h>
 
 #include <langinfo.h>
@@ -52,7 +51,7 @@ std::string Spaces(std::size_t width, std::string const& text) {
     return std::string(width - text.size(), ' ');
 }
 
-void PrintBars(std::ostream& out, Bins const& bins) {
+void PrintBars(std::ostream& out, KetSDK::Mesh::QualityBins const& bins) {
     std::vector<std::string> bounds;
     std::vector<std::string> counts;
     for (std::size_t i = 0; i <= bins.counts.size(); ++i)
@@ -75,8 +74,8 @@ void PrintBars(std::ostream& out, Bins const& bins) {
 
 } // namespace
 
-void PrintHistogram(std::ostream& out, MetricReport const& report) {
-    QualityStatistics const& statistics = report.statistics;
+void PrintHistogram(std::ostream& out, KetSDK::MeshJobs::MetricReport const& report) {
+    KetSDK::Mesh::QualityStatistics const& statistics = report.statistics;
     if (!statistics.HasFinite()) {
         out << "  no value is finite\n";
         return;

@@ -21,6 +21,21 @@ double Mean(std::span<double const> values) {
     return static_cast<double>((sum + lost) / static_cast<long double>(values.size()));
 }
 
+// Whether the first of two finite values is worse.
+using Order = bool (*)(double a, double b);
+
+Order OrderOfWorst(QualityMetric::Worst worst) {
+    switch (worst) {
+    case QualityMetric::Worst::Highest:
+        return [](double a, double b) { return a > b; };
+    case QualityMetric::Worst::NegativeThenHighest:
+        return [](double a, double b) { return a < 0.0 || b < 0.0 ? a < b : a > b; };
+    case QualityMetric::Worst::Lowest:
+        break;
+    }
+    return [](double a, double b) { return a < b; };
+}
+
 } // namespace
 
 QualityStatistics Summarize(std::span<double const> values) {
@@ -50,32 +65,33 @@ QualityStatistics Summarize(std::span<double const> values) {
     return result;
 }
 
-std::vector<std::uint32_t> FindFirst(std::span<double const> values, std::size_t count,
-                                     bool (*precedes)(double a, double b)) {
-    auto const comes_before = [values, precedes](std::uint32_t i, std::uint32_t j) {
+std::vector<std::uint32_t> FindWorst(QualityMetric const& metric, std::span<double const> values,
+                                     std::size_t count) {
+    auto const comes_before = [values, is_worse = OrderOfWorst(metric.worst)](std::uint32_t i,
+                                                                              std::uint32_t j) {
         double const a = values[i];
         double const b = values[j];
         bool const a_finite = std::isfinite(a);
         bool const b_finite = std::isfinite(b);
         if (a_finite != b_finite)
             return b_finite;
-        if (a_finite && (precedes(a, b) || precedes(b, a)))
-            return precedes(a, b);
+        if (a_finite && (is_worse(a, b) || is_worse(b, a)))
+            return is_worse(a, b);
         return i < j;
     };
-    std::vector<std::uint32_t> first; // a heap with the last of them on top
+    std::vector<std::uint32_t> worst; // a heap with the least bad of them on top
     for (std::uint32_t i = 0; i < values.size() && count > 0; ++i) {
-        if (first.size() == count) {
-            if (!comes_before(i, first.front()))
+        if (worst.size() == count) {
+            if (!comes_before(i, worst.front()))
                 continue;
-            std::ranges::pop_heap(first, comes_before);
-            first.pop_back();
+            std::ranges::pop_heap(worst, comes_before);
+            worst.pop_back();
         }
-        first.push_back(i);
-        std::ranges::push_heap(first, comes_before);
+        worst.push_back(i);
+        std::ranges::push_heap(worst, comes_before);
     }
-    std::ranges::sort_heap(first, comes_before);
-    return first;
+    std::ranges::sort_heap(worst, comes_before);
+    return worst;
 }
 
 } // namespace KetSDK::Mesh

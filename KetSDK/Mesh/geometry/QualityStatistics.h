@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/geometry/QualityMetric.h>
 
 #include <array>
 #include <cstddef>
@@ -30,9 +31,9 @@ struct QualityStatistics {
 // The mean is that of a compensated sum, which does not lose small values beside a huge one.
 KETSDK_MESH_API QualityStatistics Summarize(std::span<double const> values);
 
-// Indices of the values to look at first, at most `count` of them: values that are not finite come first, and
-// equal ones in order of their indices. `precedes(a, b)` orders finite values.
-KETSDK_MESH_API std::vector<std::uint32_t> FindFirst(std::span<double const> values, std::size_t count,
-                                                     bool (*precedes)(double a, double b));
+// Indices of the values to look at first when bad elements are searched for (QualityMetric::Worst), at most
+// `count` of them: values that are not finite come first, and equal ones in order of their indices.
+KETSDK_MESH_API std::vector<std::uint32_t> FindWorst(QualityMetric const& metric,
+                                                     std::span<double const> values, std::size_t count);
 
 } // namespace KetSDK::Mesh

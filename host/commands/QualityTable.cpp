@@ -1,43 +1,35 @@
-#include <host/QualityReport.h>
+#include <host/commands/QualityTable.h>
 
-#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
-#include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshJobs/Metrics.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/HistogramText.h>
 #include <host/terminal/Table.h>
 
-#include <numeric>
 #include <ostream>
+#include <string>
+#include <vector>
 
 namespace ketmesh {
 
+using KetSDK::Mesh::QualityMetric;
+using KetSDK::Mesh::QualityStatistics;
+using KetSDK::MeshJobs::Describe;
+using KetSDK::MeshJobs::MetricReport;
+using KetSDK::MeshJobs::TitleOf;
+using KetSDK::MeshJobs::WorstElement;
+
 namespace {
 
-bool IsLower(double a, double b) {
-    return a < b;
-}
-bool IsHigher(double a, double b) {
-    return a > b;
-}
-bool IsNegativeOrHigher(double a, double b) {
-    return a < 0.0 || b < 0.0 ? a < b : a > b;
-}
-
-struct Order {
-    bool (*precedes)(double a, double b);
-    char const* name;
-};
-
-Order OrderOfWorst(QualityMetric const& metric) {
+char const* OrderOfWorst(QualityMetric const& metric) {
     switch (metric.worst) {
     case QualityMetric::Worst::Highest:
-        return {IsHigher, "highest"};
+        return "highest";
     case QualityMetric::Worst::NegativeThenHighest:
-        return {IsNegativeOrHigher, "negative, then highest"};
+        return "negative, then highest";
     case QualityMetric::Worst::Lowest:
         break;
     }
-    return {IsLower, "lowest"};
+    return "lowest";
 }
 
 std::string SenseText(QualityMetric const& metric) {
@@ -59,32 +51,15 @@ void PrintWorst(std::ostream& out, MetricReport const& report) {
                  {"y [mm]", Table::Align::Right},
                  {"z [mm]", Table::Align::Right},
                  {"sub-volume", Table::Align::Left}});
-    for (PlacedElement const& place : report.worst)
-        table.AddRow({std::to_string(place.element), FormatGeneral(place.value),
-                      FormatNumber(place.centre[0], 100.0), FormatNumber(place.centre[1], 100.0),
-                      FormatNumber(place.centre[2], 100.0), place.subvolume});
-    out << "\n  the worst elements (" << OrderOfWorst(*report.metric).name << " first)\n";
+    for (WorstElement const& worst : report.worst)
+        table.AddRow({std::to_string(worst.element), FormatGeneral(worst.value),
+                      FormatNumber(worst.centre[0], 100.0), FormatNumber(worst.centre[1], 100.0),
+                      FormatNumber(worst.centre[2], 100.0), worst.subvolume});
+    out << "\n  the worst elements (" << OrderOfWorst(*report.metric) << " first)\n";
     table.Print(out, 2);
 }
 
 } // namespace
-
-std::uint64_t MetricReport::CountOutside() const {
-    return elements - statistics.nonfinite -
-           std::accumulate(bins.counts.begin(), bins.counts.end(), std::uint64_t{0});
-}
-
-std::vector<PlacedElement> FindWorst(MMeshBase const& mesh, QualityMetric const& metric,
-                                     std::vector<double> const& values, std::size_t count) {
-    std::vector<PlacedElement> worst;
-    for (std::uint32_t const i : KetSDK::Mesh::FindFirst(values, count, OrderOfWorst(metric).precedes)) {
-        MMeshElement const& element = *mesh.GetElement(i);
-        MMeshSubVolume const* const part = mesh.GetSubVolume(element);
-        worst.push_back({i, values[i], TetrahedronBase<double>(&element).GetCentroid(),
-                         part ? KetSDK::MeshVTK::ToUtf8(part->GetName()) : ""});
-    }
-    return worst;
-}
 
 Json ToJson(MetricReport const& report) {
     QualityStatistics const& statistics = report.statistics;
@@ -100,36 +75,35 @@ Json ToJson(MetricReport const& report) {
         {"worst", Json::array()}};
     for (std::size_t i = 0; i < statistics.percentiles.size(); ++i)
         json["percentiles"][std::to_string(QualityStatistics::Percents[i])] = statistics.percentiles[i];
-    for (PlacedElement const& place : report.worst)
-        json["worst"].push_back({{"element", place.element},
-                                 {"value", place.value},
-                                 {"centre", {place.centre[0], place.centre[1], place.centre[2]}},
-                                 {"subvolume", place.subvolume}});
+    for (WorstElement const& worst : report.worst)
+        json["worst"].push_back({{"element", worst.element},
+                                 {"value", worst.value},
+                                 {"centre", worst.centre},
+                                 {"subvolume", worst.subvolume}});
     return json;
 }
 
-void PrintSummary(std::ostream& out, std::vector<MetricReport> const& reports,
-                  BadThreshold const& threshold) {
+void PrintSummary(std::ostream& out, KetSDK::MeshJobs::QualityResult const& quality) {
     Table table({{"metric", Table::Align::Left},
                  {"min", Table::Align::Right},
                  {"mean", Table::Align::Right},
                  {"max", Table::Align::Right},
                  {"not finite", Table::Align::Right},
-                 {"bad: " + threshold.Describe(), Table::Align::Right}});
-    for (MetricReport const& report : reports)
+                 {"bad: " + Describe(quality.bad), Table::Align::Right}});
+    for (MetricReport const& report : quality.metrics)
         table.AddRow({TitleOf(*report.metric), FormatNumber(report.statistics.min),
                       FormatNumber(report.statistics.mean), FormatNumber(report.statistics.max),
                       std::to_string(report.statistics.nonfinite), std::to_string(report.bad)});
     table.Print(out);
 }
 
-void PrintDetails(std::ostream& out, MetricReport const& report, BadThreshold const& threshold) {
+void PrintDetails(std::ostream& out, MetricReport const& report, KetSDK::Mesh::QualityThreshold const& bad) {
     QualityStatistics const& statistics = report.statistics;
     out << TitleOf(*report.metric) << ": " << SenseText(*report.metric) << '\n'
         << "  min " << FormatNumber(statistics.min) << ", mean " << FormatNumber(statistics.mean) << ", max "
         << FormatNumber(statistics.max) << '\n'
         << "  bad         " << report.bad << " of " << report.elements << " ("
-        << FormatShare(report.bad, report.elements) << ") are " << threshold.Describe() << '\n'
+        << FormatShare(report.bad, report.elements) << ") are " << Describe(bad) << '\n'
         << "  not finite  " << statistics.nonfinite << "\n\n";
     std::vector<Table::Column> percents = {{"percentile", Table::Align::Left}};
     std::vector<std::string> values = {"value"};

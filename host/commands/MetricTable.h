@@ -1,6 +1,5 @@
 #pragma once
 
-#include <KetSDK/MeshJobs/Metrics.h>
 #include <host/terminal/Output.h>
 
 #include <iosfwd>
@@ -15,8 +14,5 @@ void PrintMetricList(std::ostream& out);
 void PrintMetricPage(std::ostream& out);
 // For programs.
 Json MetricListJson();
-
-using KetSDK::MeshJobs::AllMetrics;
-using KetSDK::MeshJobs::FindMetrics;
 
 } // namespace ketmesh

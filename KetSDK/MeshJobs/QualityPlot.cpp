@@ -1,9 +1,9 @@
-#include <host/HistogramSvg.h>
+#include <KetSDK/MeshJobs/QualityPlot.h>
 
-#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshJobs/Metrics.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <host/QualityReport.h>
-#include <host/terminal/Format.h>
 
 #include <algorithm>
 #include <cmath>
@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <fstream>
 
-namespace ketmesh {
+namespace KetSDK::MeshJobs {
 
 namespace {
 
@@ -34,12 +34,12 @@ constexpr char const* Style = "text{font-family:sans-serif;font-size:12px;fill:#
                               ".limittext{fill:#c8382e}";
 
 std::string Escape(std::string const& utf8) {
-    std::wstring text = KetSDK::MeshVTK::FromUtf8(utf8);
+    std::wstring text = MeshVTK::FromUtf8(utf8);
     for (wchar_t& c : text) // what XML knows no way to write
         if (c < L' ' || c == 0xFFFE || c == 0xFFFF)
             c = 0xFFFD;
     std::string escaped;
-    for (char const c : KetSDK::MeshVTK::ToUtf8(text))
+    for (char const c : MeshVTK::ToUtf8(text))
         switch (c) {
         case '&':
             escaped += "&amp;";
@@ -93,10 +93,12 @@ Ticks MakeTicks(double low, double high, double about, double smallest_step = 0.
 // One panel: the histogram of one report, with the places of its axes.
 class Panel {
 public:
-    Panel(std::ostream& out, MetricReport const& report, BadThreshold const& threshold)
+    Panel(std::ostream& out, MetricReport const& report, Mesh::QualityThreshold const& threshold,
+          bool shows_threshold)
         : m_out(out)
         , m_report(report)
         , m_threshold(threshold)
+        , m_shows_threshold(shows_threshold)
         , m_largest(report.bins.counts.empty() ? 0 : *std::ranges::max_element(report.bins.counts)) {}
 
     void Draw() {
@@ -113,11 +115,11 @@ public:
 
 private:
     std::string _Subtitle() const {
-        QualityStatistics const& statistics = m_report.statistics;
+        Mesh::QualityStatistics const& statistics = m_report.statistics;
         std::string text = std::to_string(m_report.elements) + " elements, min " +
                            FormatNumber(statistics.min) + ", mean " + FormatNumber(statistics.mean) +
                            ", max " + FormatNumber(statistics.max) + ", " + std::to_string(m_report.bad) +
-                           " " + m_threshold.Describe();
+                           " " + Describe(m_threshold);
         if (statistics.nonfinite > 0)
             text += ", " + std::to_string(statistics.nonfinite) + " not finite";
         if (std::uint64_t const outside = m_report.CountOutside(); outside > 0)
@@ -153,7 +155,7 @@ private:
     }
 
     void _DrawBars() const {
-        Bins const& bins = m_report.bins;
+        Mesh::QualityBins const& bins = m_report.bins;
         double const width = (Right - Left) / static_cast<double>(bins.counts.size());
         double const gap = width > 5.0 ? 1.0 : 0.0;
         m_out << "<path class=\"bars\" d=\"";
@@ -166,14 +168,14 @@ private:
     }
 
     void _DrawThreshold() const {
-        double const value = m_threshold.Get().value;
-        if (!m_threshold.IsGiven() || value < m_report.bins.min || value > m_report.bins.max)
+        double const value = m_threshold.value;
+        if (!m_shows_threshold || value < m_report.bins.min || value > m_report.bins.max)
             return;
         double const x = _X(value);
         bool const on_the_left = x > (Left + Right) / 2.0;
         _Line(x, Top - 12.0, x, Bottom, "limit");
         _Text(x + (on_the_left ? -6.0 : 6.0), Top - 3.0, "number limittext", on_the_left ? "end" : "start",
-              "bad: " + m_threshold.Describe());
+              "bad: " + Describe(m_threshold));
     }
 
     void _Line(double x1, double y1, double x2, double y2, char const* style) const {
@@ -187,38 +189,55 @@ private:
 
     std::ostream& m_out;
     MetricReport const& m_report;
-    BadThreshold const& m_threshold;
+    Mesh::QualityThreshold m_threshold;
+    bool m_shows_threshold;
     int m_largest;
     double m_top = 1.0; // count at the upper edge
 };
 
-} // namespace
-
-void CheckSvgFileName(std::string const& file) {
-    if (std::filesystem::path(file).extension() != ".svg")
-        throw KetSDK::MeshVTK::Error("histograms are drawn into .svg files only");
-}
-
-void WriteHistogramSvg(KetSDK::MeshVTK::OutputFile& file, std::string const& mesh_name,
-                       std::vector<MetricReport> const& reports, BadThreshold const& threshold) {
-    double const height = HeaderHeight + PanelHeight * static_cast<double>(reports.size());
-    std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
+void Draw(std::ostream& out, QualityResult const& quality, QualityPlotOptions const& options) {
+    double const height = HeaderHeight + PanelHeight * static_cast<double>(quality.metrics.size());
+    std::string const name = Escape(quality.file);
     out << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << PlotWidth << "\" height=\"" << height
-        << "\" viewBox=\"0 0 " << PlotWidth << ' ' << height << "\">\n<title>Quality of " << Escape(mesh_name)
+        << "\" viewBox=\"0 0 " << PlotWidth << ' ' << height << "\">\n<title>Quality of " << name
         << "</title>\n<style>" << Style << "</style>\n"
         << "<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"
-        << "<text class=\"mesh\" x=\"" << Left << "\" y=\"24\">" << Escape(mesh_name) << "</text>\n";
-    for (std::size_t i = 0; i < reports.size(); ++i) {
+        << "<text class=\"mesh\" x=\"" << Left << "\" y=\"24\">" << name << "</text>\n";
+    for (std::size_t i = 0; i < quality.metrics.size(); ++i) {
         out << "<g transform=\"translate(0 " << HeaderHeight + PanelHeight * static_cast<double>(i)
             << ")\">\n";
-        Panel(out, reports[i], threshold).Draw();
+        Panel(out, quality.metrics[i], quality.bad, options.show_threshold).Draw();
         out << "</g>\n";
     }
     out << "</svg>\n";
-    out.close();
-    if (!out)
-        throw KetSDK::MeshVTK::Error("it cannot be written: the disk is full");
-    file.Commit();
 }
 
-} // namespace ketmesh
+} // namespace
+
+MeshVTK::OutputFile OpenQualityPlot(std::string const& path) {
+    return Detail::ForFile(path, [&path] {
+        if (std::filesystem::path(path).extension() != ".svg")
+            throw MeshVTK::Error("histograms are drawn into .svg files only");
+        return MeshVTK::OutputFile(path);
+    });
+}
+
+void WriteQualityPlot(QualityResult const& quality, MeshVTK::OutputFile& file,
+                      QualityPlotOptions const& options) {
+    Detail::ForFile(file.GetPath().string(), [&] {
+        std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
+        Draw(out, quality, options);
+        out.close();
+        if (!out)
+            throw MeshVTK::Error("it cannot be written: the disk is full");
+        file.Commit();
+    });
+}
+
+void WriteQualityPlot(QualityResult const& quality, std::string const& path,
+                      QualityPlotOptions const& options) {
+    MeshVTK::OutputFile file = OpenQualityPlot(path);
+    WriteQualityPlot(quality, file, options);
+}
+
+} // namespace KetSDK::MeshJobs

@@ -1,5 +1,6 @@
-#include <host/MetricList.h>
+#include <host/commands/MetricTable.h>
 
+#include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
 
@@ -14,7 +15,7 @@ using KetSDK::Mesh::QualityMetrics;
 
 namespace {
 
-constexpr std::size_t ListColumns = 110;
+constexpr std::size_t ListWidth = 110;
 
 char const* SenseName(QualityMetric const& metric) {
     switch (metric.sense) {
@@ -67,7 +68,7 @@ void PrintWrapped(std::ostream& out, std::string const& text, std::size_t indent
     std::istringstream words(text);
     std::string line(indent, ' ');
     for (std::string word; words >> word;) {
-        if (line.size() > indent && line.size() + 1 + word.size() > ListColumns) {
+        if (line.size() > indent && line.size() + 1 + word.size() > ListWidth) {
             out << line << '\n';
             line.assign(indent, ' ');
         }

@@ -1,0 +1,184 @@
+#include <KetSDK/MeshJobs/Quality.h>
+#include <KetSDK/MeshJobs/QualityPlot.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/MetricTable.h>
+#include <host/commands/QualityTable.h>
+#include <host/commands/options/BadThreshold.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/commands/options/ModelOutput.h>
+#include <host/commands/options/ThreadsOption.h>
+#include <host/terminal/NumberCheck.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::MeshJobs::MetricReport;
+using KetSDK::MeshJobs::Model;
+
+// With more metrics than this, only their summary is printed unless more is asked for.
+constexpr std::size_t MostDetailed = 3;
+
+constexpr char const* QualityHelp =
+    "Percentiles are those of the nearest rank: the smallest value that so many per cent of the\n"
+    "finite values do not exceed. Elements whose value is not finite are counted and head the list\n"
+    "of the worst; they are bad only where they are infinite on the bad side. Elements are numbered\n"
+    "from 0 in the order of the file. Results are the same on any number of threads.\n\n"
+    "Examples:\n"
+    "  ketmesh quality head.vtu\n"
+    "  ketmesh quality head.vtu --metric MinDihedralAngle --below 10 --width 5 --fail-on 0\n"
+    "  ketmesh quality head.vtu --metric all -o head_quality.vtu --plot head_quality.svg\n"
+    "  ketmesh quality --list";
+
+// Measures the quality of every element.
+class QualityCommand : public JobCommand {
+public:
+    QualityCommand()
+        : JobCommand("quality", "Measure the quality of tetrahedra", QualityHelp) {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        CLI::Option* const file = m_input.Declare(*this, command)->required(false);
+        command
+            .add_option("--metric", m_options.metrics,
+                        "Metric, metrics with commas between them, or all (those that the mesh has); "
+                        "ScaledJacobian unless given")
+            ->type_name("NAMES");
+        m_threshold.Declare(command);
+        command
+            .add_option("--fail-on", m_most_bad,
+                        "End with exit status 2 when more than so many elements are bad by one of the "
+                        "metrics; values below 0 are bad unless --below or --above says otherwise")
+            ->type_name("N")
+            ->check(Count());
+        _DeclareHistogram(command);
+        command
+            .add_option("--worst", m_options.worst,
+                        "How many of the worst elements to name for each metric (10 unless given)")
+            ->type_name("K")
+            ->check(Count());
+        m_output.Declare(*this, command, "Volume mesh to write with each metric's values as a cell array");
+        m_threads.Declare(command);
+        CLI::Option* const list = command.add_flag(
+            "--list", m_list, "Show all metrics with their definitions and sources; needs no mesh");
+        command.add_flag("--markdown", m_markdown, "With --list: as a page in Markdown")->needs(list);
+        command.callback([this, file] {
+            if (!m_list && file->count() == 0)
+                throw CLI::RequiredError("file");
+        });
+    }
+
+    void _DeclareHistogram(CLI::App& command) {
+        KetSDK::Mesh::QualityBinning& binning = m_options.binning;
+        CLI::Option* const partitions =
+            command.add_option("--partitions", binning.partitions, "Number of bins (10 unless given)")
+                ->type_name("N")
+                ->check(CLI::Range(1, KetSDK::Mesh::QualityBinning::MostBins));
+        command.add_option("--width", binning.width, "Width of the bins, in place of their number")
+            ->type_name("W")
+            ->check(PositiveNumber())
+            ->excludes(partitions);
+        command
+            .add_option("--max-bound", binning.max_bound,
+                        "Largest upper end of the bins, where these begin at 0")
+            ->type_name("B")
+            ->check(PositiveNumber());
+        command.add_flag("--histograms", m_histograms,
+                         "Print percentiles, histogram and worst elements for more than three metrics too");
+        command.add_option("--plot", m_plot, "File to draw the histograms into: .svg");
+    }
+
+    bool Answer() override {
+        if (!m_list)
+            return false;
+        if (m_markdown)
+            PrintMetricPage(std::cout);
+        else if (IsJson())
+            PrintJson(MetricListJson());
+        else
+            PrintMetricList(std::cout);
+        return true;
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_options.bad = m_threshold.Get();
+        m_options.keep_values = m_output.IsGiven();
+        KetSDK::MeshJobs::CheckQualityOptions(m_options);
+        m_output.Open({m_input.GetUnit()});
+        std::optional<KetSDK::MeshVTK::OutputFile> plot;
+        if (!m_plot.empty())
+            plot.emplace(KetSDK::MeshJobs::OpenQualityPlot(m_plot));
+        Model model = m_input.Read(context);
+        m_result = KetSDK::MeshJobs::Quality(model, m_options, m_threads.Limit(context));
+        for (MMeshArray& values : m_result.values)
+            KetSDK::MeshJobs::SetArray(model.arrays, std::move(values));
+        m_output.Write(model, context);
+        if (plot) {
+            WriteQualityPlot(m_result, *plot, {m_threshold.IsGiven()});
+            AddFile(m_plot);
+        }
+    }
+
+    Json Report() const override {
+        Json report;
+        report["elements"] = m_result.elements;
+        m_threshold.AddTo(report);
+        report["metrics"] = Json::object();
+        for (MetricReport const& metric : m_result.metrics)
+            report["metrics"][std::string(metric.metric->name)] = ToJson(metric);
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        std::vector<MetricReport> const& metrics = m_result.metrics;
+        out << m_input.GetFileName() << ": " << m_result.elements << " elements\n\n";
+        if (metrics.size() > 1)
+            PrintSummary(out, m_result);
+        if (metrics.size() <= MostDetailed || m_histograms)
+            for (MetricReport const& metric : metrics) {
+                out << (metrics.size() > 1 ? "\n" : "");
+                PrintDetails(out, metric, m_result.bad);
+            }
+    }
+
+    int Check() const override {
+        std::string failed;
+        for (MetricReport const& metric : m_result.metrics)
+            if (m_most_bad && metric.bad > *m_most_bad)
+                failed += (failed.empty() ? "" : ", ") + std::to_string(metric.bad) + " by " +
+                          std::string(metric.metric->name);
+        if (failed.empty())
+            return Done;
+        std::cerr << "ketmesh: " << m_input.GetFileName() << ": elements are bad (" << m_threshold.Describe()
+                  << "): " << failed << "; at most " << *m_most_bad << " may be\n";
+        return CheckFailed;
+    }
+
+    ModelInput m_input;
+    ModelOutput m_output;
+    BadThreshold m_threshold;
+    ThreadsOption m_threads;
+    KetSDK::MeshJobs::QualityOptions m_options;
+    std::string m_plot;
+    std::optional<std::uint64_t> m_most_bad;
+    bool m_histograms = false;
+    bool m_list = false;
+    bool m_markdown = false;
+    KetSDK::MeshJobs::QualityResult m_result;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeQualityCommand() {
+    return std::make_unique<QualityCommand>();
+}
+
+} // namespace ketmesh

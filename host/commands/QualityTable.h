@@ -1,0 +1,19 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/Quality.h>
+#include <host/terminal/Output.h>
+
+#include <iosfwd>
+
+namespace ketmesh {
+
+// As JSON; figures that are not finite are null.
+Json ToJson(KetSDK::MeshJobs::MetricReport const& report);
+
+// One line for each metric.
+void PrintSummary(std::ostream& out, KetSDK::MeshJobs::QualityResult const& quality);
+// All of one metric, with its histogram; `bad` says which values were counted as bad.
+void PrintDetails(std::ostream& out, KetSDK::MeshJobs::MetricReport const& report,
+                  KetSDK::Mesh::QualityThreshold const& bad);
+
+} // namespace ketmesh
