@@ -11,6 +11,13 @@
 class MFile;
 class MMeshBase;
 
+namespace KetSDK::Mesh::Detail {
+template <typename C>
+struct BuiltInMasks;
+template <typename C, typename M, typename V>
+struct BuiltInMask;
+} // namespace KetSDK::Mesh::Detail
+
 // The masks of a mesh's elements: the built-in ones, which exist from their first Get until Release or
 // Clear and belong to the container, and user masks, which belong to their makers. Created by the mesh.
 // The const Get operations return null while the mask does not exist.
@@ -27,42 +34,38 @@ public:
     ~MMeshElementMaskContainer() override;
 
     // Grey value of the image (Hounsfield units for CT); 0 by default.
-    MDataMask<MMeshElement, double>* GetGreyValueMask() { return _Create(m_grey_values, 0.0); }
+    MDataMask<MMeshElement, double>* GetGreyValueMask() { return _Get(m_grey_values); }
     MDataMask<MMeshElement, double> const* GetGreyValueMask() const { return m_grey_values.get(); }
     bool HasGreyValueMask() const noexcept { return m_grey_values != nullptr; }
     void ReleaseGreyValueMask() noexcept { m_grey_values.reset(); }
 
     // Material identifier; -1 (no material) by default.
-    MDataMask<MMeshElement, int>* GetMaterialMask() { return _Create(m_materials, -1); }
+    MDataMask<MMeshElement, int>* GetMaterialMask() { return _Get(m_materials); }
     MDataMask<MMeshElement, int> const* GetMaterialMask() const { return m_materials.get(); }
     bool HasMaterialMask() const noexcept { return m_materials != nullptr; }
     void ReleaseMaterialMask() noexcept { m_materials.reset(); }
 
     // Number of the sub-volume that the element belongs to; -1 (none) by default.
     // Not copied by CopyMaskInfo: sub-volumes count their elements.
-    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return _Create(m_subvolumes, -1, false); }
+    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return _Get(m_subvolumes); }
     MDataMask<MMeshElement, int> const* GetSubvolumeMask() const { return m_subvolumes.get(); }
     bool HasSubvolumeMask() const noexcept { return m_subvolumes != nullptr; }
     void ReleaseSubvolumeMask() noexcept { m_subvolumes.reset(); }
 
     // Volumes that share the element, with weights; empty by default.
-    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() {
-        return _Create(m_volume_lists, VolumeList());
-    }
+    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() { return _Get(m_volume_lists); }
     MDataMask<MMeshElement, VolumeList> const* GetVolumeIndexMask() const { return m_volume_lists.get(); }
     bool HasVolumeIndexMask() const noexcept { return m_volume_lists != nullptr; }
     void ReleaseVolumeIndexMask() noexcept { m_volume_lists.reset(); }
 
     // Identifier that the element had where it came from; -1 by default.
-    MDataMask<MMeshElement, int>* GetOriginalIDs() { return _Create(m_original_ids, -1); }
+    MDataMask<MMeshElement, int>* GetOriginalIDs() { return _Get(m_original_ids); }
     MDataMask<MMeshElement, int> const* GetOriginalIDs() const { return m_original_ids.get(); }
     bool HasOriginalIDs() const noexcept { return m_original_ids != nullptr; }
     void ReleaseOriginalIDs() noexcept { m_original_ids.reset(); }
 
     // Faces of the element on a boundary; empty by default.
-    MDataMask<MMeshElement, MMeshSurfaceTriangleList>* GetSurfaceMask() {
-        return _Create(m_surface_triangles, MMeshSurfaceTriangleList());
-    }
+    MDataMask<MMeshElement, MMeshSurfaceTriangleList>* GetSurfaceMask() { return _Get(m_surface_triangles); }
     MDataMask<MMeshElement, MMeshSurfaceTriangleList> const* GetSurfaceMask() const {
         return m_surface_triangles.get();
     }
@@ -70,7 +73,7 @@ public:
     void ReleaseSurfaceMask() noexcept { m_surface_triangles.reset(); }
 
     // Whether the element is shown; true by default.
-    MDataMaskBits<MMeshElement>* GetVisibleMask() { return _Create(m_visible, true); }
+    MDataMaskBits<MMeshElement>* GetVisibleMask() { return _Get(m_visible); }
     MDataMaskBits<MMeshElement> const* GetVisibleMask() const { return m_visible.get(); }
     bool HasVisibleMask() const noexcept { return m_visible != nullptr; }
     void ReleaseVisibleMask() noexcept { m_visible.reset(); }
@@ -98,33 +101,20 @@ public:
 
 private:
     friend class MMeshBase;
+    template <typename C>
+    friend struct KetSDK::Mesh::Detail::BuiltInMasks;
+    template <typename C, typename M, typename V>
+    friend struct KetSDK::Mesh::Detail::BuiltInMask;
     MMeshElementMaskContainer() { _KeepObjectTable(); }
 
-    // Makes a built-in mask on first access. Built-in values follow an element that is copied.
-    template <typename M, typename V>
-    M* _Create(std::unique_ptr<M>& mask, V const& default_value, bool copy = true) {
-        if (!mask) {
-            mask = std::make_unique<M>(default_value);
-            mask->SetCopyFlag(copy);
-            AddMask(mask.get());
-        }
+    template <typename M>
+    M* _Get(std::unique_ptr<M>& mask) {
+        if (!mask)
+            _Make(mask);
         return mask.get();
     }
-
-    // Takes over a built-in mask that is sized for this container; a null one means none. A mask that
-    // exists stays the same object and gets the values.
     template <typename M>
-    void _Adopt(std::unique_ptr<M>& mask, std::unique_ptr<M>& values, bool copy = true) {
-        if (!values)
-            return;
-        if (mask) {
-            mask->SwapValues(*values);
-            return;
-        }
-        values->SetCopyFlag(copy);
-        _AddSizedMask(values.get());
-        mask = std::move(values);
-    }
+    void _Make(std::unique_ptr<M>& mask);
 
     std::unique_ptr<MDataMask<MMeshElement, double>> m_grey_values;
     std::unique_ptr<MDataMask<MMeshElement, int>> m_materials;

@@ -3,7 +3,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 template <typename M>
-MMeshMaskIterator<M> MMeshMaskIterator<M>::Begin(MMeshBase* mesh) {
+MMeshMaskIterator<M> MMeshMaskIterator<M>::Begin(Mesh* mesh) {
     if (!mesh)
         return {Position(), Position()};
     auto const& masks = mesh->GetPointMasks()->Masks();
@@ -13,7 +13,7 @@ MMeshMaskIterator<M> MMeshMaskIterator<M>::Begin(MMeshBase* mesh) {
 }
 
 template <typename M>
-MMeshMaskIterator<M> MMeshMaskIterator<M>::End(MMeshBase* mesh) {
+MMeshMaskIterator<M> MMeshMaskIterator<M>::End(Mesh* mesh) {
     Position const end = mesh ? mesh->GetPointMasks()->Masks().end() : Position();
     return {end, end};
 }
@@ -44,4 +44,6 @@ void MMeshMaskIterator<M>::_Validate() {
 }
 
 template class MMeshMaskIterator<MMeshScalarMaskPoints>;
+template class MMeshMaskIterator<MMeshScalarMaskPoints const>;
 template class MMeshMaskIterator<MMeshNamedScalarMaskPoints>;
+template class MMeshMaskIterator<MMeshNamedScalarMaskPoints const>;

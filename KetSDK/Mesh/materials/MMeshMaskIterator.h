@@ -8,13 +8,14 @@
 
 #include <cstddef>
 #include <iterator>
+#include <type_traits>
 #include <vector>
 
 class MMeshBase;
 
 // Walks the masks of kind M, derived kinds included, that are registered with a mesh's node masks, in the
-// order of registration. A mask that is registered or dies makes the iterators of its mesh invalid.
-// One thread at a time, while none registers masks.
+// order of registration; of a mesh that must not change those of kind M const. A mask that is registered or
+// dies makes the iterators of its mesh invalid. One thread at a time, while none registers masks.
 template <typename M>
 class KETSDK_MESH_API MMeshMaskIterator {
 public:
@@ -24,9 +25,11 @@ public:
     using pointer = M*;
     using reference = M&;
 
+    using Mesh = std::conditional_t<std::is_const_v<M>, MMeshBase const, MMeshBase>;
+
     // At the first mask of kind M, at the end when there is none; for a null mesh always at the end.
-    static MMeshMaskIterator Begin(MMeshBase* mesh);
-    static MMeshMaskIterator End(MMeshBase* mesh);
+    static MMeshMaskIterator Begin(Mesh* mesh);
+    static MMeshMaskIterator End(Mesh* mesh);
 
     // On to the next mask of kind M; at the end it stays there.
     MMeshMaskIterator& operator++();
@@ -56,4 +59,6 @@ private:
 };
 
 extern template class MMeshMaskIterator<MMeshScalarMaskPoints>;
+extern template class MMeshMaskIterator<MMeshScalarMaskPoints const>;
 extern template class MMeshMaskIterator<MMeshNamedScalarMaskPoints>;
+extern template class MMeshMaskIterator<MMeshNamedScalarMaskPoints const>;

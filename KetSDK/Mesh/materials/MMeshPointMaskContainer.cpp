@@ -5,8 +5,6 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
 
-#include <stdexcept>
-
 using namespace KetSDK::Mesh::Detail;
 
 // One iterator a triangle, which the lists of its three nodes share.
@@ -23,16 +21,11 @@ MMeshPointMaskContainer::MMeshPointMaskContainer(MMeshBase* mesh)
 MMeshPointMaskContainer::~MMeshPointMaskContainer() = default;
 
 MDataMask<MMeshPoint, int>* MMeshPointMaskContainer::GetOriginalIDs() {
-    if (!m_original_ids) {
-        m_original_ids = std::make_unique<MDataMask<MMeshPoint, int>>(-1);
-        m_original_ids->SetCopyFlag(true);
-        AddMask(m_original_ids.get());
-    }
-    return m_original_ids.get();
+    return m_original_ids ? m_original_ids.get() : MakeBuiltInMask(*this, m_original_ids);
 }
 
 void MMeshPointMaskContainer::Clear() {
-    ReleaseOriginalIDs();
+    ReleaseBuiltInMasks(*this);
     ReleaseNeighbourMask();
     _DropMasks();
     _ReleaseAllIDs();
@@ -95,15 +88,16 @@ void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point,
 
 void MMeshPointMaskContainer::_CopyBuiltInMasks(MMeshPointMaskContainer const& other,
                                                 MMeshBase const& source) {
-    if (!other.HasOriginalIDs())
-        return;
-    MDataMask<MMeshPoint, int>& ids = *GetOriginalIDs();
-    MMeshPointIterator copy = m_mesh->BeginPoint();
-    for (MMeshPointConstIterator p = source.BeginPoint(); p != source.EndPoint(); ++p, ++copy)
-        ids.SetValue(*copy, other.m_original_ids->GetValue(*p));
+    ForEachBuiltInMask<MMeshPointMaskContainer>([&](auto const& row) {
+        auto const* const values = row.Find(other);
+        if (!values)
+            return;
+        auto& copies = *row.Make(*this);
+        MMeshPointIterator copy = m_mesh->BeginPoint();
+        for (MMeshPointConstIterator p = source.BeginPoint(); p != source.EndPoint(); ++p, ++copy)
+            copies.SetValue(*copy, values->GetValue(*p));
+    });
 }
-
-// The file: number of nodes (32 bits), a byte that says whether identifiers follow, the identifiers.
 
 static MaskOrder OrderOfNodes(MMeshBase const& mesh) {
     return {static_cast<std::uint64_t>(mesh.NumberOfPoints()),
@@ -111,21 +105,12 @@ static MaskOrder OrderOfNodes(MMeshBase const& mesh) {
 }
 
 void MMeshPointMaskContainer::SaveMeshPointMaskToFile(MFile* file) const {
-    file->WRITE(static_cast<std::uint32_t>(m_mesh->NumberOfPoints()));
-    file->WRITE(static_cast<std::uint8_t>(HasOriginalIDs()));
-    if (HasOriginalIDs())
-        WriteMask(*file, *m_original_ids, OrderOfNodes(*m_mesh));
+    MaskOrder const order = OrderOfNodes(*m_mesh);
+    SaveBuiltInMasks(*this, order.GetCount(), *file,
+                     [&](auto const& mask) { WriteNumbers(*file, mask, order); });
 }
 
 void MMeshPointMaskContainer::LoadMeshPointMaskFromFile(MFile* file) {
-    auto const count = file->READ<std::uint32_t>();
-    auto const has_ids = file->READ<std::uint8_t>();
-    if (!file->IsGood() || count != static_cast<std::uint32_t>(m_mesh->NumberOfPoints()) || has_ids > 1)
-        throw std::runtime_error("invalid state");
-    if (has_ids == 0)
-        return;
-    MDataMask<MMeshPoint, int> ids(-1);
-    ids.Resize(GetCapacity());
-    ReadMask(*file, ids, OrderOfNodes(*m_mesh));
-    GetOriginalIDs()->SwapValues(ids);
+    MaskOrder const order = OrderOfNodes(*m_mesh);
+    LoadBuiltInMasks(*this, order.GetCount(), *file, [&](auto& mask) { ReadNumbers(*file, mask, order); });
 }

@@ -11,6 +11,13 @@ class MFile;
 class MMeshBase;
 class MMeshTriangleIterator;
 
+namespace KetSDK::Mesh::Detail {
+template <typename C>
+struct BuiltInMasks;
+template <typename C, typename M, typename V>
+struct BuiltInMask;
+} // namespace KetSDK::Mesh::Detail
+
 // The masks of a mesh's nodes: the built-in original identifiers and the neighbour mask, which belong
 // to the container, and user masks, which belong to their makers. Created by the mesh.
 class KETSDK_MESH_API MMeshPointMaskContainer : public MDataMaskContainer<MMeshPoint> {
@@ -49,10 +56,14 @@ public:
 
 private:
     friend class MMeshBase;
+    template <typename C>
+    friend struct KetSDK::Mesh::Detail::BuiltInMasks;
+    template <typename C, typename M, typename V>
+    friend struct KetSDK::Mesh::Detail::BuiltInMask;
     explicit MMeshPointMaskContainer(MMeshBase* mesh);
 
     std::vector<MDataMaskBase<MMeshPoint>*> const& GetMasks() const noexcept { return Masks(); }
-    // Copies the original identifiers of another mesh, node by node.
+    // Copies the built-in values of another mesh, node by node.
     void _CopyBuiltInMasks(MMeshPointMaskContainer const& other, MMeshBase const& source);
 
     using TriangleList = std::vector<MMeshTriangleIterator*>;

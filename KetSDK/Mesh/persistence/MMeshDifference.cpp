@@ -2,6 +2,7 @@
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
+#include <KetSDK/Mesh/materials/detail/BuiltInMasks.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <algorithm>
@@ -10,8 +11,10 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <type_traits>
 #include <vector>
+
+using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
@@ -96,8 +99,13 @@ std::string InWords(MMeshSurfaceTriangleList const& list) {
     return text.empty() ? "none" : text;
 }
 
-std::string Number(int value) {
-    return value == -1 ? "none" : InWords(value);
+// Values of masks; -1 stands for none.
+template <typename T>
+std::string ValueInWords(T value) {
+    if constexpr (std::is_same_v<T, int>)
+        if (value == -1)
+            return "none";
+    return InWords(value);
 }
 
 std::string Length(MLong value) {
@@ -145,10 +153,10 @@ public:
         , m_b(b) {}
 
     Difference Find() const {
-        return FirstOf(
-            [this] { return _Nodes(); }, [this] { return _Elements(); }, [this] { return _ElementValues(); },
-            [this] { return _NodeValues(); }, [this] { return _Catalog(); }, [this] { return _SubVolumes(); },
-            [this] { return _Properties(); }, [this] { return _Box(); }, [this] { return _Fields(); });
+        return FirstOf([this] { return _Nodes(); }, [this] { return _Elements(); },
+                       [this] { return _BuiltInValues(); }, [this] { return _Catalog(); },
+                       [this] { return _SubVolumes(); }, [this] { return _Properties(); },
+                       [this] { return _Box(); }, [this] { return _Fields(); });
     }
 
 private:
@@ -193,64 +201,43 @@ private:
         return std::nullopt;
     }
 
-    // Compares the values that two masks, null for the default everywhere, have for all elements.
+    // Compares the built-in values of all elements and nodes; a mask that does not exist has the default
+    // ones.
+    Difference _BuiltInValues() const {
+        Difference found;
+        ForEachBuiltInMaskBy(&BuiltInMaskTraits::compared_place, [&](auto const& row) {
+            auto const* const a = row.FindIn(m_a);
+            auto const* const b = row.FindIn(m_b);
+            if (found || (!a && !b))
+                return;
+            std::string const what = std::string("its ") + row.compared_as;
+            using Masks = typename std::decay_t<decltype(row)>::Container;
+            if constexpr (std::is_same_v<Masks, MMeshElementMaskContainer>)
+                found = _Values("element", m_a.Elements().begin(), m_a.Elements().end(),
+                                m_b.Elements().begin(), a, b, row.default_value, what);
+            else
+                found = _NodeValues(a, b, row.default_value, what);
+        });
+        return found;
+    }
+
     template <typename Mask, typename T>
-    Difference _OfElements(
-        Mask const* (MMeshElementMaskContainer::*get)() const, T const& default_value, char const* what,
-        std::string (*in_words)(T) = [](T value) { return InWords(value); }) const {
-        Mask const* const a = (std::as_const(*m_a.GetElementMasks()).*get)();
-        Mask const* const b = (std::as_const(*m_b.GetElementMasks()).*get)();
-        if (!a && !b)
-            return std::nullopt;
-        auto other = m_b.Elements().begin();
-        std::uint64_t number = 0;
-        for (MMeshElement const& e : m_a.Elements()) {
-            T const& value = a ? a->GetValue(e) : default_value;
+    Difference _NodeValues(Mask const* a, Mask const* b, T const& default_value,
+                           std::string const& what) const {
+        return _Values("node", m_a.BeginPoint(), m_a.EndPoint(), m_b.BeginPoint(), a, b, default_value, what);
+    }
+
+    // Compares the values that two masks, null for the default everywhere, have for the objects of one kind.
+    template <typename Iterator, typename Mask, typename T>
+    static Difference _Values(char const* kind, Iterator object, Iterator const& end, Iterator other,
+                              Mask const* a, Mask const* b, T const& default_value, std::string const& what) {
+        for (std::uint64_t number = 0; object != end; ++object, ++other, ++number) {
+            T const& value = a ? a->GetValue(*object) : default_value;
             T const& other_value = b ? b->GetValue(*other) : default_value;
             if (!Same(value, other_value))
-                return Compare<T>(Nth("element", number) + what, value, other_value, in_words);
-            ++other;
-            ++number;
+                return Compare<T>(Nth(kind, number) + what, value, other_value, ValueInWords);
         }
         return std::nullopt;
-    }
-
-    Difference _ElementValues() const {
-        using Masks = MMeshElementMaskContainer;
-        return FirstOf(
-            [this] { return _OfElements(&Masks::GetSubvolumeMask, -1, "its sub-volume is", Number); },
-            [this] { return _OfElements(&Masks::GetGreyValueMask, 0.0, "its grey value is"); },
-            [this] { return _OfElements(&Masks::GetMaterialMask, -1, "its material is", Number); },
-            [this] { return _OfElements(&Masks::GetVolumeIndexMask, VolumeList(), "its volume list is"); },
-            [this] { return _OfElements(&Masks::GetOriginalIDs, -1, "its original identifier is", Number); },
-            [this] {
-                return _OfElements(&Masks::GetSurfaceMask, MMeshSurfaceTriangleList(),
-                                   "its surface triangles are");
-            },
-            [this] { return _OfElements(&Masks::GetVisibleMask, true, "its visibility is"); });
-    }
-
-    // The same for the nodes.
-    template <typename Mask, typename T>
-    Difference _OfNodes(
-        Mask const* a, Mask const* b, T const& default_value, std::string const& what,
-        std::string (*in_words)(T) = [](T value) { return InWords(value); }) const {
-        if (!a && !b)
-            return std::nullopt;
-        for (auto p = m_a.BeginPoint(), q = m_b.BeginPoint(); p != m_a.EndPoint(); ++p, ++q) {
-            T const& value = a ? a->GetValue(*p) : default_value;
-            T const& other_value = b ? b->GetValue(*q) : default_value;
-            if (!Same(value, other_value))
-                return Compare<T>(Nth("node", static_cast<std::uint64_t>(p->GetIndex())) + what, value,
-                                  other_value, in_words);
-        }
-        return std::nullopt;
-    }
-
-    Difference _NodeValues() const {
-        return _OfNodes(std::as_const(*m_a.GetPointMasks()).GetOriginalIDs(),
-                        std::as_const(*m_b.GetPointMasks()).GetOriginalIDs(), -1,
-                        "its original identifier is", Number);
     }
 
     Difference _Catalog() const {
@@ -326,11 +313,9 @@ private:
     using _FieldList = std::vector<MMeshNamedScalarMaskPoints const*>;
 
     static _FieldList _FieldsOf(MMeshBase const& mesh) {
-        // The iterator takes no const mesh; nothing is changed here.
-        auto& walked = const_cast<MMeshBase&>(mesh);
-        using Iterator = MMeshMaskIterator<MMeshNamedScalarMaskPoints>;
+        using Iterator = MMeshMaskIterator<MMeshNamedScalarMaskPoints const>;
         _FieldList fields;
-        for (auto it = Iterator::Begin(&walked); it != Iterator::End(&walked); ++it)
+        for (auto it = Iterator::Begin(&mesh); it != Iterator::End(&mesh); ++it)
             fields.push_back(it);
         return fields;
     }
@@ -353,7 +338,9 @@ private:
             [&] { return Compare(what + "its identifier is", a.GetID(), b.GetID()); },
             [&] { return Compare(what + "its label is", a.GetUserLabel(), b.GetUserLabel()); },
             [&] { return Compare(what + "its default is", a.GetDefaultValue(), b.GetDefaultValue()); },
-            [&] { return _OfNodes<Values>(&a, &b, 0.0, "the scalar field " + InWords(a.GetID()) + " is"); });
+            [&] {
+                return _NodeValues<Values>(&a, &b, 0.0, "the scalar field " + InWords(a.GetID()) + " is");
+            });
     }
 
     MMeshBase const& m_a;

@@ -9,6 +9,7 @@
 #include <KetSDK/Mesh/persistence/detail/MeshTagsReader.h>
 
 #include <atomic>
+#include <cwchar>
 #include <optional>
 #include <span>
 #include <utility>
@@ -27,10 +28,11 @@ unsigned int NextTagId() {
 // A block of numbers that is open.
 class Block {
 public:
-    Block(MSAXWriter& writer, wchar_t const* name, unsigned int dim, wchar_t const* type, std::uint64_t count)
+    Block(MSAXWriter& writer, wchar_t const* name, unsigned int dim, std::wstring const& type,
+          std::uint64_t count)
         : m_block(writer, name) {
         writer.WriteAttribute(Tags::Dim, std::uint64_t{dim});
-        writer.WriteAttribute(Tags::DataType, std::wstring(type));
+        writer.WriteAttribute(Tags::DataType, type);
         writer.WriteAttribute(Tags::Count, count);
         m_data.emplace(writer, Tags::Data);
     }
@@ -69,7 +71,7 @@ private:
 
 void WritePoints(MSAXWriter& writer, MMeshBase const& mesh) {
     auto const count = static_cast<std::uint64_t>(mesh.NumberOfPoints());
-    Block const block(writer, Tags::Points, 3, Tags::Long, count);
+    Block const block(writer, Tags::Points, 3, L"long", count);
     Integers integers(writer);
     for (std::uint64_t i = 0; i < count; ++i) {
         MMeshPoint const& p = *mesh.GetRandomPoint(i);
@@ -82,7 +84,7 @@ void WritePoints(MSAXWriter& writer, MMeshBase const& mesh) {
 
 // False for an element that could not be read back.
 bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh) {
-    Block const block(writer, Tags::Elements, 1, Tags::Long, mesh.Elements().GetNumElements());
+    Block const block(writer, Tags::Elements, 1, L"long", mesh.Elements().GetNumElements());
     auto const points = static_cast<std::uint32_t>(mesh.NumberOfPoints());
     bool good = true;
     std::vector<std::int32_t> values(Integers::Piece + Integers::Margin);
@@ -103,26 +105,61 @@ bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh) {
     return good;
 }
 
-// The values of a mask; none when there is no mask.
-template <typename T, typename V>
-void WriteNumbers(MSAXWriter& writer, wchar_t const* name, wchar_t const* type, MDataMask<T, V> const* mask,
-                  MaskOrder const& order) {
-    Block const block(writer, name, 1, type, mask ? order.GetCount() : 0);
-    if (mask)
-        ForEachRun(*mask, order,
-                   [&writer](std::uint64_t, std::span<V const> values) { writer.WriteArray(values); });
-}
+// The built-in masks as blocks.
+class MaskBlocks {
+public:
+    MaskBlocks(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& elements, MaskOrder const& nodes)
+        : m_writer(writer)
+        , m_mesh(mesh)
+        , m_elements(elements)
+        , m_nodes(nodes) {}
 
-void WriteVolumeLists(MSAXWriter& writer, MMeshElementMaskContainer const& masks, MaskOrder const& order) {
-    auto const* const lists = masks.GetVolumeIndexMask();
-    if (!lists)
-        return;
+    // False for values that could not be read back.
+    bool Write() {
+        m_good = true;
+        ForEachBuiltInMaskBy(&BuiltInMaskTraits::tag_place, [this](auto const& row) {
+            std::wstring const type(row.types, std::wcscspn(row.types, L" "));
+            if (auto const* const mask = row.FindIn(m_mesh))
+                _Write(row.tag, type, *mask);
+            else if ((row.flags & AlwaysTagged) != 0)
+                Block const empty(m_writer, row.tag, 1, type, 0);
+        });
+        return m_good;
+    }
+
+private:
+    using _Tag = wchar_t const*;
+    using _VolumeLists = MDataMask<MMeshElement, MMeshElementMaskContainer::VolumeList>;
+    using _Faces = MDataMask<MMeshElement, MMeshSurfaceTriangleList>;
+
+    MaskOrder const& _Order(MDataMaskBase<MMeshElement> const&) const { return m_elements; }
+    MaskOrder const& _Order(MDataMaskBase<MMeshPoint> const&) const { return m_nodes; }
+
+    template <typename T, typename V>
+    void _Write(_Tag tag, std::wstring const& type, MDataMask<T, V> const& mask) {
+        Block const block(m_writer, tag, 1, type, _Order(mask).GetCount());
+        ForEachRun(mask, _Order(mask),
+                   [this](std::uint64_t, std::span<V const> values) { m_writer.WriteArray(values); });
+    }
+    void _Write(_Tag tag, std::wstring const& type, _VolumeLists const& lists);
+    void _Write(_Tag tag, std::wstring const& type, _Faces const& lists);
+    void _Write(_Tag tag, std::wstring const& type, MDataMaskBits<MMeshElement> const& visible);
+
+    MSAXWriter& m_writer;
+    MMeshBase const& m_mesh;
+    MaskOrder const& m_elements;
+    MaskOrder const& m_nodes;
+    bool m_good = true;
+};
+
+// Each list as its length and its volumes; the weights follow in a block of their own.
+void MaskBlocks::_Write(_Tag tag, std::wstring const& type, _VolumeLists const& lists) {
     std::uint64_t weights = 0;
     {
-        Block const block(writer, Tags::VolumeLists, 1, Tags::Long, order.GetCount());
-        Integers integers(writer);
-        for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
-            auto const& list = lists->GetValueAt(order[i]);
+        Block const block(m_writer, tag, 1, type, m_elements.GetCount());
+        Integers integers(m_writer);
+        for (std::uint64_t i = 0; i < m_elements.GetCount(); ++i) {
+            auto const& list = lists.GetValueAt(m_elements[i]);
             integers.Put(static_cast<std::int32_t>(list.size()));
             for (auto const& entry : list) {
                 integers.Put(entry.volume_index);
@@ -133,46 +170,39 @@ void WriteVolumeLists(MSAXWriter& writer, MMeshElementMaskContainer const& masks
         }
         integers.Finish();
     }
-    Block const block(writer, Tags::VolumeWeights, 1, Tags::Double, weights);
-    for (std::uint64_t i = 0; i < order.GetCount(); ++i)
-        for (auto const& entry : lists->GetValueAt(order[i]))
-            writer.WriteArray(std::span<double const>(&entry.weight, 1));
+    Block const block(m_writer, Tags::VolumeWeights, 1, L"double", weights);
+    for (std::uint64_t i = 0; i < m_elements.GetCount(); ++i)
+        for (auto const& entry : lists.GetValueAt(m_elements[i]))
+            m_writer.WriteArray(std::span<double const>(&entry.weight, 1));
 }
 
-// False for a face that its element does not have.
-bool WriteSurfaceTriangles(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& order) {
-    auto const* const lists = std::as_const(*mesh.GetElementMasks()).GetSurfaceMask();
-    if (!lists)
-        return true;
-    bool good = true;
-    Block const block(writer, Tags::SurfaceTriangles, 1, Tags::Long, order.GetCount());
-    Integers integers(writer);
-    for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
-        MMeshSurfaceTriangleList const& list = lists->GetValueAt(order[i]);
+// Each list as its length and its faces.
+void MaskBlocks::_Write(_Tag tag, std::wstring const& type, _Faces const& lists) {
+    Block const block(m_writer, tag, 1, type, m_elements.GetCount());
+    Integers integers(m_writer);
+    for (std::uint64_t i = 0; i < m_elements.GetCount(); ++i) {
+        MMeshSurfaceTriangleList const& list = lists.GetValueAt(m_elements[i]);
         integers.Put(static_cast<std::int32_t>(list.GetSize()));
         for (MMeshSurfaceTriangleList::Face const face : list) {
             integers.Put(face.tetrahedron);
             integers.Put(face.triangle);
             integers.Next();
-            good = good && MMeshSurfaceTriangleList::IsFaceOf(mesh.GetElement(i)->GetNodeCount(),
-                                                              face.tetrahedron, face.triangle);
+            m_good = m_good && MMeshSurfaceTriangleList::IsFaceOf(m_mesh.GetElement(i)->GetNodeCount(),
+                                                                  face.tetrahedron, face.triangle);
         }
         integers.Next();
     }
     integers.Finish();
-    return good;
 }
 
-void WriteVisibility(MSAXWriter& writer, MMeshElementMaskContainer const& masks, MaskOrder const& order) {
-    auto const* const visible = masks.GetVisibleMask();
-    if (!visible)
-        return;
-    Block const block(writer, Tags::Visibility, 1, Tags::Long, order.GetCount());
-    Integers integers(writer);
+// How many elements are shown, then how many are hidden, then shown ...
+void MaskBlocks::_Write(_Tag tag, std::wstring const& type, MDataMaskBits<MMeshElement> const& visible) {
+    Block const block(m_writer, tag, 1, type, m_elements.GetCount());
+    Integers integers(m_writer);
     bool shown = true;
     std::int32_t run = 0;
-    for (std::uint64_t i = 0; i < order.GetCount(); ++i) {
-        if (visible->GetValueAt(order[i]) != shown) {
+    for (std::uint64_t i = 0; i < m_elements.GetCount(); ++i) {
+        if (visible.GetValueAt(m_elements[i]) != shown) {
             integers.Put(std::exchange(run, 0));
             integers.Next();
             shown = !shown;
@@ -195,10 +225,8 @@ void WriteSubVolumeList(MSAXWriter& writer, MMeshBase const& mesh) {
 }
 
 void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& order) {
-    using Field = MMeshNamedScalarMaskPoints;
-    auto* const masked = const_cast<MMeshBase*>(&mesh); // only looked at
-    for (auto field = MMeshMaskIterator<Field>::Begin(masked); field != MMeshMaskIterator<Field>::End(masked);
-         ++field) {
+    using Iterator = MMeshMaskIterator<MMeshNamedScalarMaskPoints const>;
+    for (auto field = Iterator::Begin(&mesh); field != Iterator::End(&mesh); ++field) {
         MSAXTagWriter const tag(writer, Tags::ScalarField);
         writer.WriteTag(Tags::ID, field->GetID());
         writer.WriteTag(Tags::Label, field->GetUserLabel());
@@ -211,8 +239,6 @@ void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& ord
 }
 
 bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
-    MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
-    MMeshPointMaskContainer const& point_masks = *mesh.GetPointMasks();
     MaskOrder const elements(mesh.Elements().GetNumElements(),
                              [&mesh](std::uint64_t i) { return mesh.GetElement(i)->GetMaskIndex(); });
     MaskOrder const nodes(static_cast<std::uint64_t>(mesh.NumberOfPoints()),
@@ -220,15 +246,7 @@ bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
 
     WritePoints(writer, mesh);
     bool good = WriteElements(writer, mesh);
-    WriteNumbers(writer, Tags::GreyValues, Tags::Double, masks.GetGreyValueMask(), elements);
-    WriteNumbers(writer, Tags::Materials, Tags::Long, masks.GetMaterialMask(), elements);
-    WriteNumbers(writer, Tags::OriginalPointIDs, Tags::Long, point_masks.GetOriginalIDs(), nodes);
-    if (masks.HasOriginalIDs())
-        WriteNumbers(writer, Tags::OriginalElementIDs, Tags::Long, masks.GetOriginalIDs(), elements);
-    WriteNumbers(writer, Tags::SubVolumes, Tags::Int, masks.GetSubvolumeMask(), elements);
-    WriteVolumeLists(writer, masks, elements);
-    good = WriteSurfaceTriangles(writer, mesh, elements) && good;
-    WriteVisibility(writer, masks, elements);
+    good = MaskBlocks(writer, mesh, elements, nodes).Write() && good;
     WriteSubVolumeList(writer, mesh);
     WriteFields(writer, mesh, nodes);
     return good;

@@ -19,10 +19,8 @@ namespace {
 using Field = MMeshNamedScalarMaskPoints;
 
 void ForEachField(MMeshBase const& mesh, auto const& visit) {
-    // The iterator takes no const mesh; nothing is changed here.
-    auto& walked = const_cast<MMeshBase&>(mesh);
-    auto const end = MMeshMaskIterator<Field>::End(&walked);
-    for (auto field = MMeshMaskIterator<Field>::Begin(&walked); field != end; ++field)
+    auto const end = MMeshMaskIterator<Field const>::End(&mesh);
+    for (auto field = MMeshMaskIterator<Field const>::Begin(&mesh); field != end; ++field)
         visit(*field);
 }
 

@@ -2,12 +2,16 @@
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MDataMask.h>
+#include <KetSDK/Mesh/materials/detail/BuiltInMasks.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <stdexcept>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 // How the values of the masks of a mesh stand in a file: those of a mask follow each other in the order of
@@ -82,18 +86,60 @@ void FillRuns(MDataMask<T, V>& mask, MaskOrder const& order, Fill&& fill) {
     }
 }
 
+inline void ThrowUnless(bool condition) {
+    if (!condition)
+        throw std::runtime_error("invalid state");
+}
+
+// Numbers one after the other, as they stand in memory.
 template <typename T, typename V>
-void WriteMask(MFile& file, MDataMask<T, V> const& mask, MaskOrder const& order) {
+void WriteNumbers(MFile& file, MDataMask<T, V> const& mask, MaskOrder const& order) {
     ForEachRun(mask, order, [&file](std::uint64_t, std::span<V const> values) { file.WriteArray(values); });
 }
 
-// Reads the values into a mask that is sized already; throws "invalid state" when the file has fewer.
+// Reads them into a mask that is sized already; throws "invalid state" when the file has fewer.
 template <typename T, typename V>
-void ReadMask(MFile& file, MDataMask<T, V>& mask, MaskOrder const& order) {
-    FillRuns(mask, order, [&file](std::uint64_t, std::span<V> values) {
-        if (!file.ReadArray(values))
-            throw std::runtime_error("invalid state");
+void ReadNumbers(MFile& file, MDataMask<T, V>& mask, MaskOrder const& order) {
+    FillRuns(mask, order,
+             [&file](std::uint64_t, std::span<V> values) { ThrowUnless(file.ReadArray(values)); });
+}
+
+// A binary state of the built-in masks: number of objects (32 bits), a byte whose bits say which masks
+// follow, then the values of each, which write(mask) and read(mask) know how to handle.
+
+template <typename C, typename Write>
+void SaveBuiltInMasks(C const& masks, std::uint64_t objects, MFile& file, Write&& write) {
+    unsigned present = 0;
+    ForEachBuiltInMask<C>([&](auto const& row) { present |= (row.Find(masks) ? 1u : 0u) << row.state_bit; });
+    file.WRITE(static_cast<std::uint32_t>(objects));
+    file.WRITE(static_cast<std::uint8_t>(present));
+    ForEachBuiltInMask<C>([&](auto const& row) {
+        if (auto const* const mask = row.Find(masks))
+            write(*mask);
     });
+}
+
+template <typename C, typename Read>
+void LoadBuiltInMasks(C& masks, std::uint64_t objects, MFile& file, Read&& read) {
+    auto const count = file.READ<std::uint32_t>();
+    unsigned const present = file.READ<std::uint8_t>();
+    unsigned known = 0;
+    ForEachBuiltInMask<C>([&](auto const& row) { known |= 1u << row.state_bit; });
+    ThrowUnless(file.IsGood() && count == static_cast<std::uint32_t>(objects) && (present & ~known) == 0);
+
+    auto const values_of = [&](auto const& row) {
+        auto values = (present >> row.state_bit & 1u) != 0 ? row.MakeAside(masks) : nullptr;
+        if (values)
+            read(*values);
+        return values;
+    };
+    // All are read before the first is changed.
+    auto const& table = BuiltInMasks<C>::Table();
+    auto values = std::apply([&](auto const&... row) { return std::tuple{values_of(row)...}; }, table);
+    auto const take = [&]<std::size_t... Row>(std::index_sequence<Row...>) {
+        (std::get<Row>(table).TakeValues(masks, std::move(std::get<Row>(values))), ...);
+    };
+    take(BuiltInMaskRows<C>());
 }
 
 } // namespace KetSDK::Mesh::Detail

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Mesh/materials/detail/BuiltInMasks.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 
@@ -36,11 +37,10 @@ public:
         if (m_origins)
             ++m_origins->joined_nodes;
     }
-    // Adds a copy of a node, with its original identifier, which from now on stands for it.
+    // Adds a copy of a node, with its values, which from now on stands for it.
     MMeshPoint* AddNode(MMeshPoint const& node) {
         MMeshPoint* const copy = m_target.AddPoint(node.x, node.y, node.z);
-        if (auto const* const ids = std::as_const(*m_source.GetPointMasks()).GetOriginalIDs())
-            m_target.GetPointMasks()->GetOriginalIDs()->SetValue(*copy, ids->GetValue(node));
+        CopyBuiltInValues(*m_source.GetPointMasks(), node, *m_target.GetPointMasks(), *copy);
         m_nodes[_Index(node)] = copy;
         if (m_origins)
             m_origins->nodes.push_back({node.GetIndex(), node.GetIndex()});

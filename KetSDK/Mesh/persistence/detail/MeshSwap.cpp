@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/persistence/detail/MeshSwap.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/Mesh/materials/detail/MMaskFile.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 
@@ -20,11 +21,6 @@ namespace {
 // bits), then the blocks of the element masks and of the node masks.
 
 constexpr std::size_t ValuesAtOnce = 4096;
-
-void ThrowUnless(bool condition) {
-    if (!condition)
-        throw std::runtime_error("invalid state");
-}
 
 // The nodes of a mesh, for range-for.
 struct NodesOf {
@@ -108,16 +104,9 @@ void MeshSwap::Write(MMeshBase& mesh, MFile& file) {
 void MeshSwap::Release(MMeshBase& mesh) noexcept {
     mesh.m_neighbors->Disable();
     mesh.RemoveCorrespondenceMapper();
-    MMeshElementMaskContainer& element_masks = *mesh.m_element_masks;
-    element_masks.ReleaseGreyValueMask();
-    element_masks.ReleaseMaterialMask();
-    element_masks.ReleaseSubvolumeMask();
-    element_masks.ReleaseVolumeIndexMask();
-    element_masks.ReleaseOriginalIDs();
-    element_masks.ReleaseSurfaceMask();
-    element_masks.ReleaseVisibleMask();
-    element_masks.ForgetObjects();
-    mesh.m_point_masks->ReleaseOriginalIDs();
+    ReleaseBuiltInMasks(*mesh.m_element_masks);
+    mesh.m_element_masks->ForgetObjects();
+    ReleaseBuiltInMasks(*mesh.m_point_masks);
     mesh.m_point_masks->ReleaseNeighbourMask();
     mesh.m_point_masks->ForgetObjects();
     mesh.m_elements->Clear();

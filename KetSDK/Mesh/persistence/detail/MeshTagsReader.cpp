@@ -9,6 +9,7 @@
 #include <span>
 #include <stdexcept>
 #include <string_view>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -71,6 +72,13 @@ T Value(MSAXReader& reader) {
     return value;
 }
 
+// The block to which that of the weights belongs.
+wchar_t const* VolumeListsTag() {
+    using Masks = MMeshElementMaskContainer;
+    using Lists = BuiltInMask<Masks, MDataMask<MMeshElement, Masks::VolumeList>, Masks::VolumeList>;
+    return std::get<Lists>(BuiltInMasks<Masks>::Table()).tag;
+}
+
 constexpr std::int64_t AnyLength = std::int64_t{1} << 31;
 
 bool IsOneOf(std::wstring const& type, std::wstring_view types) {
@@ -91,46 +99,47 @@ struct MeshTagsReader::Rule {
     wchar_t const* types = L"";
 };
 
-MeshTagsReader::Rule const MeshTagsReader::Rules[] = {
-    {nullptr, Tags::Points, &MeshTagsReader::_OpenBlock, 3, L"long MeshPoint"},
-    {Tags::Points, Tags::Data, &MeshTagsReader::_ReadPoints},
-    {nullptr, Tags::Elements, &MeshTagsReader::_OpenBlock, 1, L"long MeshElement"},
-    {Tags::Elements, Tags::Data, &MeshTagsReader::_ReadElements},
-    {nullptr, Tags::GreyValues, &MeshTagsReader::_OpenBlock, 1, L"double"},
-    {Tags::GreyValues, Tags::Data, &MeshTagsReader::_ReadGreyValues},
-    {nullptr, Tags::Materials, &MeshTagsReader::_OpenBlock, 1, L"long int"},
-    {Tags::Materials, Tags::Data, &MeshTagsReader::_ReadMaterials},
-    {nullptr, Tags::OriginalPointIDs, &MeshTagsReader::_OpenBlock, 1, L"long int"},
-    {Tags::OriginalPointIDs, Tags::Data, &MeshTagsReader::_ReadOriginalPointIDs},
-    {nullptr, Tags::OriginalElementIDs, &MeshTagsReader::_OpenBlock, 1, L"long int"},
-    {Tags::OriginalElementIDs, Tags::Data, &MeshTagsReader::_ReadOriginalElementIDs},
-    {nullptr, Tags::SubVolumes, &MeshTagsReader::_OpenBlock, 1, L"int long"},
-    {Tags::SubVolumes, Tags::Data, &MeshTagsReader::_ReadSubVolumes},
-    {nullptr, Tags::VolumeLists, &MeshTagsReader::_OpenBlock, 1, L"long"},
-    {Tags::VolumeLists, Tags::Data, &MeshTagsReader::_ReadVolumeLists},
-    {nullptr, Tags::VolumeWeights, &MeshTagsReader::_OpenBlock, 1, L"double"},
-    {Tags::VolumeWeights, Tags::Data, &MeshTagsReader::_ReadVolumeWeights},
-    {nullptr, Tags::SurfaceTriangles, &MeshTagsReader::_OpenBlock, 1, L"long"},
-    {Tags::SurfaceTriangles, Tags::Data, &MeshTagsReader::_ReadSurfaceTriangles},
-    {nullptr, Tags::Visibility, &MeshTagsReader::_OpenBlock, 1, L"long"},
-    {Tags::Visibility, Tags::Data, &MeshTagsReader::_ReadVisibility},
-    {nullptr, Tags::SubVolumeList, &MeshTagsReader::_OpenSubVolumeList},
-    {Tags::SubVolumeList, Tags::SubVolume, &MeshTagsReader::_OpenSubVolume},
-    {Tags::SubVolume, Tags::Name, &MeshTagsReader::_ReadName},
-    {Tags::SubVolume, Tags::Number, &MeshTagsReader::_ReadNumber},
-    {Tags::SubVolume, Tags::MaterialNumber, &MeshTagsReader::_ReadMaterialNumber},
-    {Tags::SubVolume, Tags::ElementCount, &MeshTagsReader::_ReadElementCount},
-    {nullptr, Tags::MaterialCatalog, nullptr}, // an object of its own
-    {nullptr, Tags::HasGreyValues, &MeshTagsReader::_ReadHasGreyValues},
-    {nullptr, Tags::HasVolumeIndexValues, &MeshTagsReader::_ReadHasVolumeIndexValues},
-    {nullptr, Tags::MeshType, &MeshTagsReader::_ReadMeshType},
-    {nullptr, Tags::MeshState, &MeshTagsReader::_ReadMeshState},
-    {nullptr, Tags::ScalarField, &MeshTagsReader::_OpenField},
-    {Tags::ScalarField, Tags::ID, &MeshTagsReader::_ReadFieldID},
-    {Tags::ScalarField, Tags::Label, &MeshTagsReader::_ReadFieldLabel},
-    {Tags::ScalarField, Tags::Default, &MeshTagsReader::_ReadFieldDefault},
-    {Tags::ScalarField, Tags::Data, &MeshTagsReader::_ReadFieldValues},
-};
+template <typename Masks, std::size_t... Row>
+void MeshTagsReader::_AddMaskRules(std::vector<Rule>& rules, std::index_sequence<Row...>) {
+    auto const add = [&rules](BuiltInMaskTraits const& mask, void (MeshTagsReader::*read)(MSAXReader&)) {
+        rules.push_back({nullptr, mask.tag, &MeshTagsReader::_OpenBlock, 1, mask.types});
+        rules.push_back({mask.tag, Tags::Data, read});
+    };
+    (add(std::get<Row>(BuiltInMasks<Masks>::Table()), &MeshTagsReader::_ReadMask<Masks, Row>), ...);
+}
+
+std::vector<MeshTagsReader::Rule> const& MeshTagsReader::_Rules() {
+    static std::vector<Rule> const rules = [] {
+        std::vector<Rule> all = {
+            {nullptr, Tags::Points, &MeshTagsReader::_OpenBlock, 3, L"long MeshPoint"},
+            {Tags::Points, Tags::Data, &MeshTagsReader::_ReadPoints},
+            {nullptr, Tags::Elements, &MeshTagsReader::_OpenBlock, 1, L"long MeshElement"},
+            {Tags::Elements, Tags::Data, &MeshTagsReader::_ReadElements},
+            {nullptr, Tags::VolumeWeights, &MeshTagsReader::_OpenBlock, 1, L"double"},
+            {Tags::VolumeWeights, Tags::Data, &MeshTagsReader::_ReadVolumeWeights},
+            {nullptr, Tags::SubVolumeList, &MeshTagsReader::_OpenSubVolumeList},
+            {Tags::SubVolumeList, Tags::SubVolume, &MeshTagsReader::_OpenSubVolume},
+            {Tags::SubVolume, Tags::Name, &MeshTagsReader::_ReadName},
+            {Tags::SubVolume, Tags::Number, &MeshTagsReader::_ReadNumber},
+            {Tags::SubVolume, Tags::MaterialNumber, &MeshTagsReader::_ReadMaterialNumber},
+            {Tags::SubVolume, Tags::ElementCount, &MeshTagsReader::_ReadElementCount},
+            {nullptr, Tags::MaterialCatalog, nullptr}, // an object of its own
+            {nullptr, Tags::HasGreyValues, &MeshTagsReader::_ReadHasGreyValues},
+            {nullptr, Tags::HasVolumeIndexValues, &MeshTagsReader::_ReadHasVolumeIndexValues},
+            {nullptr, Tags::MeshType, &MeshTagsReader::_ReadMeshType},
+            {nullptr, Tags::MeshState, &MeshTagsReader::_ReadMeshState},
+            {nullptr, Tags::ScalarField, &MeshTagsReader::_OpenField},
+            {Tags::ScalarField, Tags::ID, &MeshTagsReader::_ReadFieldID},
+            {Tags::ScalarField, Tags::Label, &MeshTagsReader::_ReadFieldLabel},
+            {Tags::ScalarField, Tags::Default, &MeshTagsReader::_ReadFieldDefault},
+            {Tags::ScalarField, Tags::Data, &MeshTagsReader::_ReadFieldValues},
+        };
+        _AddMaskRules<MMeshElementMaskContainer>(all, BuiltInMaskRows<MMeshElementMaskContainer>());
+        _AddMaskRules<MMeshPointMaskContainer>(all, BuiltInMaskRows<MMeshPointMaskContainer>());
+        return all;
+    }();
+    return rules;
+}
 
 MeshTagsReader::MeshTagsReader()
     : m_mesh(std::make_unique<MMeshBase>()) {}
@@ -138,10 +147,10 @@ MeshTagsReader::MeshTagsReader()
 MeshTagsReader::~MeshTagsReader() = default;
 
 bool MeshTagsReader::HandleTag(std::wstring const& tag, MSAXReader& reader) {
-    auto const rule = std::find_if(std::begin(Rules), std::end(Rules), [&](Rule const& r) {
+    auto const rule = std::find_if(_Rules().begin(), _Rules().end(), [&](Rule const& r) {
         return r.tag == tag && (r.parent ? !m_path.empty() && m_path.back() == r.parent : m_path.empty());
     });
-    if (rule == std::end(Rules))
+    if (rule == _Rules().end())
         return false;
     // Each tag of the mesh comes once, but for the fields.
     Require(!m_path.empty() || m_seen.insert(tag).second || tag == Tags::ScalarField);
@@ -167,7 +176,7 @@ void MeshTagsReader::HandleEndTag() {
 
 void MeshTagsReader::Finish() {
     Require(m_seen.contains(Tags::Points) && m_seen.contains(Tags::Elements) &&
-            m_seen.contains(Tags::VolumeLists) == m_seen.contains(Tags::VolumeWeights));
+            m_seen.contains(VolumeListsTag()) == m_seen.contains(Tags::VolumeWeights));
     if (!m_seen.contains(Tags::SubVolumeList))
         _MakeSubVolumes();
 }
@@ -235,39 +244,32 @@ MaskOrder MeshTagsReader::_Order(std::uint64_t objects) const {
     return {m_count, [](std::uint64_t i) { return i; }};
 }
 
-template <typename Create>
-void MeshTagsReader::_ReadNumbers(MSAXReader& reader, MaskOrder const& order, Create&& create) {
-    using Mask = std::remove_pointer_t<decltype(create())>;
+template <typename Make>
+void MeshTagsReader::_ReadNumbers(MSAXReader& reader, MaskOrder const& order, Make&& make) {
+    using Mask = std::remove_pointer_t<decltype(make())>;
     using Number = std::decay_t<decltype(std::declval<Mask&>().GetDefaultValue())>;
     if (order.GetCount() > 0)
-        FillRuns(*create(), order, [&reader](std::uint64_t, std::span<Number> values) {
+        FillRuns(*make(), order, [&reader](std::uint64_t, std::span<Number> values) {
             Require(reader.ReadPart(values) == values.size());
         });
     Number beyond;
     Require(reader.ReadPart(std::span(&beyond, 1)) == 0);
 }
 
-void MeshTagsReader::_ReadGreyValues(MSAXReader& reader) {
-    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetGreyValueMask(); });
-}
-void MeshTagsReader::_ReadMaterials(MSAXReader& reader) {
-    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetMaterialMask(); });
-}
-void MeshTagsReader::_ReadOriginalPointIDs(MSAXReader& reader) {
-    _ReadNumbers(reader, _Nodes(), [this] { return m_mesh->GetPointMasks()->GetOriginalIDs(); });
-}
-void MeshTagsReader::_ReadOriginalElementIDs(MSAXReader& reader) {
-    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetOriginalIDs(); });
-}
-void MeshTagsReader::_ReadSubVolumes(MSAXReader& reader) {
-    _ReadNumbers(reader, _Elements(), [this] { return m_mesh->GetElementMasks()->GetSubvolumeMask(); });
+template <typename Masks, std::size_t Row>
+void MeshTagsReader::_ReadMask(MSAXReader& reader) {
+    auto const& row = std::get<Row>(BuiltInMasks<Masks>::Table());
+    MaskOrder const order = std::is_same_v<Masks, MMeshElementMaskContainer> ? _Elements() : _Nodes();
+    auto const make = [&] { return row.MakeIn(*m_mesh); };
+    if constexpr (requires { _ReadValues(reader, order, *make()); })
+        _ReadValues(reader, order, *make());
+    else
+        _ReadNumbers(reader, order, make);
 }
 
 // Lists grow with the entries that are there.
 
-void MeshTagsReader::_ReadVolumeLists(MSAXReader& reader) {
-    MaskOrder const order = _Elements();
-    auto& lists = *m_mesh->GetElementMasks()->GetVolumeIndexMask();
+void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order, VolumeListMask& lists) {
     Integers integers(reader);
     for (std::uint64_t i = 0; i < order.GetCount(); ++i)
         for (std::int32_t left = integers.TakeBelow(AnyLength); left > 0; --left) {
@@ -278,7 +280,7 @@ void MeshTagsReader::_ReadVolumeLists(MSAXReader& reader) {
 }
 
 void MeshTagsReader::_ReadVolumeWeights(MSAXReader& reader) {
-    Require(m_seen.contains(Tags::VolumeLists));
+    Require(m_seen.contains(VolumeListsTag()));
     auto& lists = *m_mesh->GetElementMasks()->GetVolumeIndexMask();
     std::uint64_t weights = 0;
     double weight = 0.0;
@@ -290,9 +292,7 @@ void MeshTagsReader::_ReadVolumeWeights(MSAXReader& reader) {
     Require(weights == m_count && reader.ReadPart(std::span(&weight, 1)) == 0);
 }
 
-void MeshTagsReader::_ReadSurfaceTriangles(MSAXReader& reader) {
-    MaskOrder const order = _Elements();
-    auto& lists = *m_mesh->GetElementMasks()->GetSurfaceMask();
+void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order, SurfaceMask& lists) {
     Integers integers(reader);
     for (std::uint64_t i = 0; i < order.GetCount(); ++i)
         for (std::int32_t left = integers.TakeBelow(AnyLength); left > 0; --left) {
@@ -305,9 +305,8 @@ void MeshTagsReader::_ReadSurfaceTriangles(MSAXReader& reader) {
     Require(integers.IsAtEnd());
 }
 
-void MeshTagsReader::_ReadVisibility(MSAXReader& reader) {
-    MaskOrder const order = _Elements();
-    auto& visible = *m_mesh->GetElementMasks()->GetVisibleMask();
+void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order,
+                                 MDataMaskBits<MMeshElement>& visible) {
     Integers integers(reader);
     bool shown = true;
     std::uint64_t element = 0;

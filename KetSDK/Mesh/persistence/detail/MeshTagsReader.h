@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/materials/detail/MMaskFile.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <set>
@@ -34,21 +35,16 @@ public:
     std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>> TakeFields() { return std::move(m_fields); }
 
 private:
+    using VolumeListMask = MDataMask<MMeshElement, MMeshElementMaskContainer::VolumeList>;
+    using SurfaceMask = MDataMask<MMeshElement, MMeshSurfaceTriangleList>;
+
     struct Rule;
-    static Rule const Rules[];
+    static std::vector<Rule> const& _Rules();
 
     void _OpenBlock(MSAXReader& reader);
     void _ReadPoints(MSAXReader& reader);
     void _ReadElements(MSAXReader& reader);
-    void _ReadGreyValues(MSAXReader& reader);
-    void _ReadMaterials(MSAXReader& reader);
-    void _ReadOriginalPointIDs(MSAXReader& reader);
-    void _ReadOriginalElementIDs(MSAXReader& reader);
-    void _ReadSubVolumes(MSAXReader& reader);
-    void _ReadVolumeLists(MSAXReader& reader);
     void _ReadVolumeWeights(MSAXReader& reader);
-    void _ReadSurfaceTriangles(MSAXReader& reader);
-    void _ReadVisibility(MSAXReader& reader);
     void _OpenSubVolumeList(MSAXReader& reader);
     void _OpenSubVolume(MSAXReader& reader);
     void _ReadName(MSAXReader& reader);
@@ -69,9 +65,18 @@ private:
     MaskOrder _Order(std::uint64_t objects) const;
     MaskOrder _Elements() const { return _Order(m_mesh->Elements().GetNumElements()); }
     MaskOrder _Nodes() const { return _Order(static_cast<std::uint64_t>(m_mesh->NumberOfPoints())); }
-    // Reads the values of a mask, which create() makes unless the block is empty.
-    template <typename Create>
-    void _ReadNumbers(MSAXReader& reader, MaskOrder const& order, Create&& create);
+    // Reads the numbers of a mask, which make() makes unless the block is empty.
+    template <typename Make>
+    void _ReadNumbers(MSAXReader& reader, MaskOrder const& order, Make&& make);
+    // Reads the values of the built-in mask that is this row of the table of its container.
+    template <typename Masks, std::size_t Row>
+    void _ReadMask(MSAXReader& reader);
+    void _ReadValues(MSAXReader& reader, MaskOrder const& order, VolumeListMask& lists);
+    void _ReadValues(MSAXReader& reader, MaskOrder const& order, SurfaceMask& lists);
+    void _ReadValues(MSAXReader& reader, MaskOrder const& order, MDataMaskBits<MMeshElement>& visible);
+    template <typename Masks, std::size_t... Row>
+    static void _AddMaskRules(std::vector<Rule>& rules, std::index_sequence<Row...>);
+
     void _MakeSubVolumes();
     MMeshSubVolume& _SubVolume();
 
