@@ -4,11 +4,11 @@
 #include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
 #include <KetSDK/Mesh/materials/detail/BuiltInMasks.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/persistence/detail/ValueWords.h>
 
 #include <algorithm>
 #include <bit>
 #include <cfloat>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -44,46 +44,7 @@ bool Same(MMeshSurfaceTriangleList const& a, MMeshSurfaceTriangleList const& b) 
 
 // Values in words. Different values read different, but for numbers that are none.
 
-template <typename Integer>
-std::string InWords(Integer value) {
-    return std::to_string(value);
-}
-
-std::string InWords(bool value) {
-    return value ? "true" : "false";
-}
-
-// The fewest digits that read back as the same double.
-std::string InWords(double value) {
-    char text[32];
-    return {text, std::to_chars(text, text + sizeof text, value).ptr};
-}
-
-std::string Hexadecimal(std::uint32_t number) {
-    char digits[8];
-    return {digits, std::to_chars(digits, digits + sizeof digits, number, 16).ptr};
-}
-
-void AppendUtf8(std::string& text, std::uint32_t code) {
-    auto const append = [&text](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
-    int const following = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-    append(following == 0 ? code : (0xF0u << (3 - following) & 0xFFu) | code >> 6 * following);
-    for (int i = following - 1; i >= 0; --i)
-        append(0x80u | (code >> 6 * i & 0x3Fu));
-}
-
-// In UTF-8, on one line and between double quotes; what is no character to be shown stands as its number.
-std::string InWords(std::wstring const& name) {
-    std::string text = "\"";
-    for (wchar_t const character : name) {
-        auto const code = static_cast<std::uint32_t>(character);
-        if (code < 0x20 || code == 0x7F || (code >= 0xD800 && code < 0xE000) || code > 0x10FFFF)
-            text += "\\u{" + Hexadecimal(code) + '}';
-        else
-            AppendUtf8(text, code);
-    }
-    return text + '"';
-}
+using KetSDK::Mesh::Detail::InWords;
 
 std::string InWords(VolumeList const& list) {
     std::string text;

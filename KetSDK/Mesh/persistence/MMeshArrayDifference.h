@@ -1,0 +1,15 @@
+#pragma once
+
+#include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/persistence/MMeshArray.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+// Where the arrays beside two meshes differ first, in words, the value of `a` first, or nothing when they are
+// equal: of elements, then of nodes, then of the mesh as a whole; in each place by name, type of the values,
+// values in a row, number of values, and values, bit for bit. Elements and nodes count from 0. The order of
+// the arrays does not count, nor do those without a name and words of types that say nothing of the values.
+KETSDK_MESH_API std::optional<std::string> FindArrayDifference(std::vector<MMeshArray> const& a,
+                                                               std::vector<MMeshArray> const& b);
