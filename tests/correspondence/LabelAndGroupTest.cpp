@@ -274,6 +274,18 @@ TEST(Group, GivesTheEmptyPartWhereNothingTells) {
     }
 }
 
+TEST(Group, LeavesTheSubVolumesAsTheyWereWhenCancelled) {
+    Block block;
+    std::vector<std::wstring> const names = Names(block.mesh);
+    MMeshOperatorGroupSubVolumes group;
+    group.SetMesh(&block.mesh);
+    group.SetStl(&block.stl);
+    group.SetProgressDelegate(std::make_shared<RecordingDelegate>(0.0));
+    EXPECT_FALSE(group.Operate());
+    EXPECT_EQ(Names(block.mesh), names);
+    EXPECT_EQ(Numbers(block.mesh), block.given);
+}
+
 TEST(Group, NumbersPartsAsTheyComeAndSkipsFacesWithoutTriangle) {
     Block block;
     block.Label();

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <unordered_map>
 #include <utility>
 
 using KetSDK::Mesh::Detail::MeshElementsIterator;
@@ -337,10 +338,15 @@ void MMeshBase::SortSubvolumes(SubvolumesSortMode mode, SortDirection direction)
     if (mode != SortByName && mode != SortByVolume)
         throw std::invalid_argument("not implemented case");
 
-    // Volumes take a pass over the mesh each: they are computed once and not in every comparison.
+    // One pass for the volumes of all: there can be thousands of sub-volumes.
+    std::unordered_map<int, double> volumes;
+    auto const* const numbers = std::as_const(*m_element_masks).GetSubvolumeMask();
+    if (mode == SortByVolume && numbers)
+        for (MMeshElement const& e : *m_elements)
+            volumes[numbers->GetValue(e)] += GetElementVolume(e);
     std::vector<std::pair<double, std::shared_ptr<MMeshSubVolume>>> sorted;
     for (auto const& sub_volume : m_subvolumes)
-        sorted.emplace_back(mode == SortByVolume ? sub_volume->GetVolume() : 0.0, sub_volume);
+        sorted.emplace_back(volumes[sub_volume->GetID()], sub_volume);
     auto const before = [mode](auto const& a, auto const& b) {
         return mode == SortByName ? a.second->GetName() < b.second->GetName() : a.first < b.first;
     };

@@ -7,8 +7,11 @@
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlIteratorFeatureSurfaceConst.h>
 
+#include <cstdint>
 #include <map>
 #include <string>
+#include <unordered_map>
+#include <utility>
 
 // The parts of the surfaces' names, and their numbers.
 class MMeshOperatorGroupSubVolumes::NameTables {
@@ -51,43 +54,48 @@ private:
 
 namespace {
 
-// Looks for the face that decides on a sub-volume.
-class DecidingFace {
+// What the faces on the border of a sub-volume tell of it.
+struct Found {
+    bool any_face = false;                  // on its border
+    MStlTriangle const* triangle = nullptr; // on the first of these that has one
+    bool first_part = true;                 // of the surface's name
+};
+
+// Looks at an element for the face that decides on its sub-volume. A face without a triangle says nothing;
+// the next one may.
+void LookAt(MMeshElement& e, MMeshSubVolume const* sub_volume, MMeshBase& mesh,
+            MMeshCorrespondenceMapper& mapper, Found& found) {
+    for (unsigned int face = 0; face < 4 && !found.triangle; ++face) {
+        MMeshElement* const neighbor = mesh.GetNeighborsInfo()->GetNeighbor(&e, face);
+        if (neighbor && mesh.GetSubVolume(*neighbor) == sub_volume)
+            continue;
+        found.any_face = true;
+        found.triangle = neighbor ? mapper.GetSharedTriangle(&e, neighbor) : mapper.GetTriangle(&e, face);
+        found.first_part = !neighbor || mapper.IsAssignedTo(found.triangle, &e);
+    }
+}
+
+// The sub-volumes of a list by the numbers that elements carry.
+class SubVolumesByNumber {
 public:
-    DecidingFace(MMeshBase& mesh, MMeshCorrespondenceMapper& mapper)
-        : m_mesh(mesh)
-        , m_mapper(mapper) {}
-
-    // What Find() tells of a sub-volume.
-    struct Found {
-        bool any_face = false;                  // on its border
-        MStlTriangle const* triangle = nullptr; // on the first of these that has one
-        bool first_part = true;                 // of the surface's name
-    };
-
-    Found Find(MMeshSubVolume& sub_volume) {
-        Found found;
-        for (MMeshElement& e : sub_volume) {
-            for (unsigned int face = 0; face < 4; ++face) {
-                MMeshElement* const neighbor = m_mesh.GetNeighborsInfo()->GetNeighbor(&e, face);
-                if (neighbor && m_mesh.GetSubVolume(*neighbor) == &sub_volume)
-                    continue;
-                found.any_face = true;
-                found.triangle =
-                    neighbor ? m_mapper.GetSharedTriangle(&e, neighbor) : m_mapper.GetTriangle(&e, face);
-                found.first_part = !neighbor || m_mapper.IsAssignedTo(found.triangle, &e);
-                // A face without a triangle says nothing; the next one may.
-                if (found.triangle)
-                    return found;
-            }
-        }
-        return found;
+    SubVolumesByNumber(MMeshBase::SubVolumeList const& list, MMeshBase const& mesh)
+        : m_numbers(std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask()) {
+        for (auto const& sub_volume : list)
+            m_sub_volumes.try_emplace(sub_volume->GetID(), sub_volume.get());
+    }
+    // Null for an element in none of them.
+    MMeshSubVolume* Of(MMeshElement const& e) const {
+        auto const found = m_numbers ? m_sub_volumes.find(m_numbers->GetValue(e)) : m_sub_volumes.end();
+        return found == m_sub_volumes.end() ? nullptr : found->second;
     }
 
 private:
-    MMeshBase& m_mesh;
-    MMeshCorrespondenceMapper& m_mapper;
+    MDataMask<MMeshElement, int> const* m_numbers;
+    std::unordered_map<int, MMeshSubVolume*> m_sub_volumes;
 };
+
+// How many elements come between two looks at whether the user cancelled.
+constexpr std::uint64_t ElementsPerLook = 4096;
 
 } // namespace
 
@@ -97,13 +105,14 @@ bool MMeshOperatorGroupSubVolumes::Operate() {
     if (!GetMesh() || !m_stl)
         return false;
     KetSDK::Common::IncrementalProgressReporter reporter(m_progress, "Group sub volumes", 3, true);
-    _AssignMaterials();
+    if (!_AssignMaterials())
+        return false;
     reporter = 2; // and never 3
     _GroupSubvolumes();
     return true;
 }
 
-void MMeshOperatorGroupSubVolumes::_AssignMaterials() {
+bool MMeshOperatorGroupSubVolumes::_AssignMaterials() {
     MMeshBase& mesh = *GetMesh();
     NameTables const names(*m_stl);
     std::shared_ptr<MMeshCorrespondenceMapper> mapper = mesh.GetCorrespondenceMapper();
@@ -113,26 +122,42 @@ void MMeshOperatorGroupSubVolumes::_AssignMaterials() {
         mapper->Map();
     mesh.GetNeighborsInfo()->Enable();
 
-    DecidingFace face(mesh, *mapper);
+    // One pass for all sub-volumes, of which there can be thousands: each sees its elements in their order.
+    SubVolumesByNumber const sub_volumes({mesh.BeginSubVolume(), mesh.EndSubVolume()}, mesh);
+    std::unordered_map<MMeshSubVolume const*, Found> found;
+    std::uint64_t looked_at = 0;
+    for (MMeshElement& e : mesh.Elements()) {
+        if (looked_at++ % ElementsPerLook == 0 && m_progress && m_progress->IsCancelled())
+            return false;
+        if (MMeshSubVolume const* const sub_volume = sub_volumes.Of(e))
+            if (Found& of_sub_volume = found[sub_volume]; !of_sub_volume.triangle)
+                LookAt(e, sub_volume, mesh, *mapper, of_sub_volume);
+    }
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
-        DecidingFace::Found const found = face.Find(**it);
-        std::wstring const part = found.triangle ? names.Part(*found.triangle, found.first_part) : L"";
-        (*it)->SetMatID(found.any_face ? names.NumberOf(part) : -1);
+        Found const& told = found[it->get()];
+        std::wstring const part = told.triangle ? names.Part(*told.triangle, told.first_part) : L"";
+        (*it)->SetMatID(told.any_face ? names.NumberOf(part) : -1);
         (*it)->SetName(part.empty() ? L"Volume" : L"Volume " + part);
     }
+    return true;
 }
 
 void MMeshOperatorGroupSubVolumes::_GroupSubvolumes() {
     MMeshBase& mesh = *GetMesh();
     MMeshBase::SubVolumeList const before(mesh.BeginSubVolume(), mesh.EndSubVolume());
     std::map<int, MMeshSubVolume*> groups;
+    std::unordered_map<MMeshSubVolume const*, MMeshSubVolume*> group_of;
     for (auto const& sub_volume : before) {
         MMeshSubVolume*& group = groups[sub_volume->GetMatID()];
         if (!group) {
             group = mesh.AddSubVolume();
             group->SetName(sub_volume->GetName());
         }
-        sub_volume->MoveAllElements(group);
+        group_of[sub_volume.get()] = group;
     }
+    SubVolumesByNumber const sub_volumes(before, mesh);
+    for (MMeshElement& e : mesh.Elements())
+        if (MMeshSubVolume* const sub_volume = sub_volumes.Of(e))
+            sub_volume->MoveElement(e, group_of.at(sub_volume));
     mesh.RemoveEmptySubVolumes();
 }

@@ -37,18 +37,19 @@ public:
     // The surfaces, not owned; must be set.
     void SetStl(MStlBase* stl) noexcept { m_stl = stl; }
     MStlBase* GetStl() const noexcept { return m_stl; }
-    // Where progress is reported; may be null. The run cannot be cancelled.
+    // Where progress is reported, and what is asked whether the user cancelled; may be null.
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_progress = std::move(delegate);
     }
 
-    // Groups. False without a mesh or surfaces, otherwise true.
+    // Groups, in two passes over the mesh. False without a mesh or surfaces, and when the user cancelled,
+    // which leaves the sub-volumes as they were.
     bool Operate() override;
 
 private:
     class NameTables;
 
-    void _AssignMaterials();
+    bool _AssignMaterials();
     void _GroupSubvolumes();
 
     MStlBase* m_stl = nullptr;
