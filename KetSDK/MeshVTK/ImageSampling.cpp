@@ -2,6 +2,7 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/images/ElementSampler.h>
 #include <KetSDK/MeshVTK/images/ImageFrame.h>
@@ -9,10 +10,6 @@
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
 #include <vtkPointData.h>
-
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_group.h>
 
 #include <algorithm>
 #include <functional>
@@ -25,8 +22,6 @@ namespace {
 
 // Elements whose sums are taken together: always the same ones, so that sums have always the same bits.
 constexpr std::uint64_t StepSize = 256;
-// Steps between two looks at the delegate when several threads work on them.
-constexpr std::uint64_t WindowSteps = 64;
 
 void CheckOptions(SamplingOptions const& options) {
     if (options.order < 1 || options.order > Detail::HighestRuleOrder)
@@ -59,57 +54,24 @@ void CheckKinds(MMeshBase const& mesh) {
 // Values of elements first to last - 1, written to the places of these elements.
 using StepFunction = std::function<Detail::SamplingSums(std::uint64_t first, std::uint64_t last)>;
 
-// Goes through all elements step by step; the sums are added in the order of the steps.
-class Run {
-public:
-    Run(std::uint64_t elements, StepFunction const& sample,
-        std::shared_ptr<Common::IProgressDelegate> const& progress)
-        : m_elements(elements)
-        , m_steps((elements + StepSize - 1) / StepSize)
-        , m_sample(sample)
-        , m_reporter(progress, "Sampling image", m_steps, true) {}
-
-    Detail::SamplingSums Sequentially() {
-        for (std::uint64_t step = 0; step < m_steps; ++step)
-            _Commit(_Sample(step));
-        return m_sums;
-    }
-
-    Detail::SamplingSums InParallel() {
-        tbb::task_group_context context;
-        std::array<Detail::SamplingSums, WindowSteps> window;
-        for (std::uint64_t first = 0; first < m_steps; first += WindowSteps) {
-            std::uint64_t const last = std::min(first + WindowSteps, m_steps);
-            tbb::parallel_for(
-                tbb::blocked_range<std::uint64_t>(first, last),
-                [&](tbb::blocked_range<std::uint64_t> const& range) {
-                    for (std::uint64_t step = range.begin(); step < range.end(); ++step)
-                        window[static_cast<std::size_t>(step - first)] = _Sample(step);
-                },
-                context);
-            for (std::uint64_t step = first; step < last; ++step)
-                _Commit(window[static_cast<std::size_t>(step - first)]);
-        }
-        return m_sums;
-    }
-
-private:
-    Detail::SamplingSums _Sample(std::uint64_t step) const {
-        return m_sample(step * StepSize, std::min((step + 1) * StepSize, m_elements));
-    }
-    void _Commit(Detail::SamplingSums const& sums) {
-        m_sums.Add(sums);
-        ++m_reporter;
-        if (m_reporter.IsCancelled())
-            throw Cancelled();
-    }
-
-    std::uint64_t m_elements;
-    std::uint64_t m_steps;
-    StepFunction const& m_sample;
-    Common::IncrementalProgressReporter m_reporter;
-    Detail::SamplingSums m_sums;
-};
+// Takes the values of all elements; the sums are added in the order of the steps.
+Detail::SamplingSums SampleAll(std::uint64_t elements, bool parallel, StepFunction const& sample,
+                               std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    Common::WorkSteps const steps{.items = elements, .step = StepSize, .parallel = parallel};
+    Common::IncrementalProgressReporter reporter(progress, "Sampling image", steps.NumberOfSteps(), true);
+    Detail::SamplingSums all;
+    auto const compute = [&sample](std::uint64_t first, std::uint64_t last, Detail::SamplingSums& sums) {
+        sums = sample(first, last);
+    };
+    auto const commit = [&](std::uint64_t, std::uint64_t, Detail::SamplingSums const& sums) {
+        all.Add(sums);
+        ++reporter;
+        return !reporter.IsCancelled();
+    };
+    if (!Common::ComputeSteps<Detail::SamplingSums>(steps, compute, commit))
+        throw Cancelled();
+    return all;
+}
 
 SamplingReport MakeReport(MMeshBase const& mesh, Detail::ImageFrame const& frame,
                           Detail::SamplingSums const& sums) {
@@ -168,11 +130,8 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
     default:
         throw Error(std::string("voxels of type ") + voxels.GetDataTypeAsString() + " cannot be sampled");
     }
-    SamplingReport report;
-    {
-        Run run(count, sample, progress);
-        report = MakeReport(mesh, frame, options.parallel ? run.InParallel() : run.Sequentially());
-    }
+    SamplingReport const report =
+        MakeReport(mesh, frame, SampleAll(count, options.parallel, sample, progress));
     StoreGreyValues(mesh, grey);
     if (with_law)
         options.law_values->swap(law);

@@ -15,7 +15,7 @@
 namespace {
 
 using TestMeshes::Unit;
-using Mapper = KetSDK::Mesh::Detail::MeshFaceMapper;
+using Mapper = MMeshCorrespondenceMapperBase;
 
 // Both mappers, which must agree where the surface is that of the mesh.
 std::vector<std::unique_ptr<Mapper>> Mappers(MStlBase* stl, MMeshBase* mesh) {
@@ -134,35 +134,6 @@ TEST(Mapper, ProjectsOntoLargeTrianglesWithinTheTolerance) {
                     lies_below = lies_below || e.GetNode(i)->z < 2 * Unit;
                 ASSERT_EQ(mapper.IsAssignedTo(triangle, &e) && expected, lies_below && expected);
             }
-        }
-    }
-}
-
-TEST(Mapper, AssignsTheSameOnAllThreads) {
-    MMeshBase mesh;
-    TestMeshes::FillWithCubes(mesh, 9);
-    MStlBase stl; // the faces of every other element
-    for (std::uint64_t i = 0; i < mesh.Elements().GetNumElements(); i += 2)
-        for (unsigned int face = 0; face < 4; ++face) {
-            MStlPoint* corners[3];
-            for (std::size_t k = 0; k < 3; ++k) {
-                auto const place = MMeshElementDescriptor::descr_triangle_point_ORIENTED[face][k];
-                MMeshPoint const& p = *mesh.GetElement(i)->GetNode(place);
-                corners[k] = stl.AddPoint(p.x, p.y, p.z, false);
-            }
-            stl.AddTriangle(corners[0], corners[1], corners[2], nullptr);
-        }
-    auto const sequential = Mappers(&stl, &mesh);
-    auto const parallel = Mappers(&stl, &mesh);
-    // The last tolerance is so large that it takes long.
-    for (std::size_t m = 0; m + 1 < sequential.size(); ++m) {
-        parallel[m]->SetParallel(true);
-        for (MMeshElement& e : mesh.Elements())
-            for (unsigned int face = 0; face < 4; ++face)
-                ASSERT_EQ(parallel[m]->GetTriangle(&e, face), sequential[m]->GetTriangle(&e, face));
-        for (MStlTriangle const& t : stl.Triangles()) {
-            ASSERT_EQ(parallel[m]->GetElement(&t), sequential[m]->GetElement(&t));
-            ASSERT_TRUE(m > 0 || parallel[m]->GetElement(&t)) << "each lies on a face exactly";
         }
     }
 }

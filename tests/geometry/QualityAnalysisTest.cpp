@@ -10,9 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <tbb/parallel_for.h>
-#include <tbb/task_group.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -159,20 +156,6 @@ TEST(QualityAnalysis, ValuesAreThoseOfTheElementsWhateverTheThreads) {
                 << "element " << i;
         ExpectSameOnThreads(mesh, metric.type);
     }
-}
-
-TEST(QualityAnalysis, LosesNoElementWhenTheParallelWorkAroundItIsCancelled) {
-    MMeshBase mesh;
-    TestMeshes::FillWithCubes(mesh, 15);
-    Outcome const alone = RunAnalysis(mesh, Analysis::Spheres, false);
-    tbb::task_group_context outer;
-    tbb::parallel_for(
-        0, 1,
-        [&](int) {
-            outer.cancel_group_execution();
-            ExpectSame(RunAnalysis(mesh, Analysis::Spheres, true), alone);
-        },
-        outer);
 }
 
 TEST(QualityAnalysis, CancellingIsAskedForAfterEveryHundredElements) {

@@ -23,7 +23,9 @@
 #include <gtest/gtest.h>
 
 #include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
+#include <tbb/task_group.h>
 
 #include <algorithm>
 #include <array>
@@ -415,7 +417,7 @@ TEST(ImageSampling, PartsBeyondTheImageAndVoxelsThatAreNoNumbersAreLeftOut) {
         }
 }
 
-TEST(ImageSampling, ValuesDoNotDependOnThreadsOrCancelledRuns) {
+TEST(ImageSampling, ValuesDoNotDependOnThreadsOrCancelledRunsOrTasksAround) {
     auto const image = ReadImageFile(DataFile("head_ct.nii.gz"), nullptr);
     for (char const* const name : {"head_small_tet4.vtu", "head_small_tet10.vtu"})
         for (auto const mode : {SamplingMode::Centroid, SamplingMode::Mean, SamplingMode::Voxels}) {
@@ -439,12 +441,24 @@ TEST(ImageSampling, ValuesDoNotDependOnThreadsOrCancelledRuns) {
             options.parallel = true;
             for (std::size_t const threads : {1u, 2u, 4u}) {
                 tbb::global_control const limit(tbb::global_control::max_allowed_parallelism, threads);
-                tbb::task_arena(static_cast<int>(threads)).execute([&] {
+                auto const sample_again = [&] {
+                    for (MMeshElement const& e : mesh->Elements())
+                        mesh->GetElementMasks()->GetGreyValueMask()->SetValue(e, 7.0);
                     SamplingReport const report = SampleImage(*mesh, *image, options, nullptr);
                     EXPECT_TRUE(SameBits(GreyValues(*mesh), grey));
                     EXPECT_TRUE(SameBits(law_values, law));
                     EXPECT_TRUE(SameBits({report.mean, report.outside_volume},
                                          {expected.mean, expected.outside_volume}));
+                };
+                tbb::task_arena(static_cast<int>(threads)).execute([&] {
+                    tbb::task_group_context outer;
+                    tbb::parallel_for(
+                        0, 1,
+                        [&](int) {
+                            outer.cancel_group_execution();
+                            sample_again();
+                        },
+                        outer);
                 });
             }
         }

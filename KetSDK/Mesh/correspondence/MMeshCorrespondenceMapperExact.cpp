@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 
 #include <KetSDK/Common/Shared/MHash.h>
+#include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -8,12 +9,12 @@
 
 #include <algorithm>
 
-using KetSDK::Mesh::Detail::MeshFaceMapper;
+using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
 // Triangles by the indices of their corner points, the first point at each position standing for all.
-class ExactMatcher : public MeshFaceMapper::Matcher {
+class ExactMatcher : public SurfaceMatcher {
 public:
     explicit ExactMatcher(MStlBase const& stl)
         : m_stl(stl) {
@@ -32,9 +33,9 @@ public:
         return m_stl.FindPoint(node.x, node.y, node.z) != nullptr;
     }
 
-    std::vector<MeshFaceMapper::Match> FindMatches(std::span<MeshFaceMapper::Face const> faces,
-                                                   MeshFaceMapper::Loop const& loop) const override {
-        std::vector<MeshFaceMapper::Match> matches(faces.size());
+    std::vector<FaceMatch> FindMatches(std::span<SurfaceFace const> faces,
+                                       MappingLoop const& loop) const override {
+        std::vector<FaceMatch> matches(faces.size());
         loop(faces.size(), 512, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i)
                 matches[i] = _Match(faces[i]);
@@ -73,7 +74,7 @@ private:
         return m_stl.FindPoint(p.GetX(), p.GetY(), p.GetZ())->GetIndex();
     }
 
-    MeshFaceMapper::Match _Match(MeshFaceMapper::Face const& face) const {
+    FaceMatch _Match(SurfaceFace const& face) const {
         Points points;
         for (std::size_t i = 0; i < 3; ++i) {
             MMeshPoint const& node = *face.corners[i];
@@ -83,7 +84,7 @@ private:
         auto const found = m_triangles.find(corners.point);
         if (found == m_triangles.end())
             return {};
-        MeshFaceMapper::Match match = found->second;
+        FaceMatch match = found->second;
         if (!corners.even)
             std::swap(match.same, match.opposite);
         return match;
@@ -91,13 +92,13 @@ private:
 
     MStlBase const& m_stl;
     // The triangles that wind by ascending indices and the other way.
-    tsl::robin_map<Points, MeshFaceMapper::Match, Hash> m_triangles;
+    tsl::robin_map<Points, FaceMatch, Hash> m_triangles;
 };
 
 } // namespace
 
 MMeshCorrespondenceMapperExact::~MMeshCorrespondenceMapperExact() = default;
 
-std::unique_ptr<MeshFaceMapper::Matcher> MMeshCorrespondenceMapperExact::_MakeMatcher(MStlBase& stl) const {
+std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperExact::_MakeMatcher(MStlBase& stl) const {
     return std::make_unique<ExactMatcher>(stl);
 }

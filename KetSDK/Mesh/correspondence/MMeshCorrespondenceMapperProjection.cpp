@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 
+#include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
@@ -7,13 +8,10 @@
 #include <algorithm>
 #include <cmath>
 
-using KetSDK::Mesh::Detail::MeshFaceMapper;
+using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
-using Face = MeshFaceMapper::Face;
-using Match = MeshFaceMapper::Match;
-using Loop = MeshFaceMapper::Loop;
 using Triangle = MTriangle<double, 3>;
 using Point = MStlTriangleTree::Point;
 using Hits = std::vector<MStlTriangleTree::Hit>;
@@ -26,7 +24,7 @@ constexpr double BackToBack = 1e-3;
 
 // A triangle for a face, and how far they are from being the same.
 struct Claim {
-    std::uint32_t triangle = MeshFaceMapper::None;
+    std::uint32_t triangle = FaceMatch::None;
     double cost = Unmatched;
 
     // Hits come by ascending number, so the first of equals stays.
@@ -63,7 +61,7 @@ struct CornerDistances {
     }
 };
 
-class ProjectionMatcher : public MeshFaceMapper::Matcher {
+class ProjectionMatcher : public SurfaceMatcher {
 public:
     ProjectionMatcher(MStlBase const& stl, double tolerance)
         : m_tree(stl)
@@ -75,18 +73,19 @@ public:
         return !hits.empty();
     }
 
-    std::vector<Match> FindMatches(std::span<Face const> faces, Loop const& loop) const override {
+    std::vector<FaceMatch> FindMatches(std::span<SurfaceFace const> faces,
+                                       MappingLoop const& loop) const override {
         std::vector<Claims> claims(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i)
                 claims[i] = _ClaimByCorners(faces[i]);
         });
         std::vector<double> const taken = _LeastCosts(claims);
-        std::vector<Match> matches(faces.size());
+        std::vector<FaceMatch> matches(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i) {
                 matches[i] = _Granted(claims[i], taken);
-                if (matches[i].same == MeshFaceMapper::None && matches[i].opposite == MeshFaceMapper::None)
+                if (matches[i].IsEmpty())
                     matches[i] = _MatchByPlane(faces[i], taken);
             }
         });
@@ -94,7 +93,7 @@ public:
     }
 
 private:
-    static Triangle _PositionsOf(Face const& face) {
+    static Triangle _PositionsOf(SurfaceFace const& face) {
         return {face.corners[0]->GetPosition(), face.corners[1]->GetPosition(),
                 face.corners[2]->GetPosition()};
     }
@@ -106,7 +105,7 @@ private:
         return hits;
     }
 
-    Claims _ClaimByCorners(Face const& face) const {
+    Claims _ClaimByCorners(SurfaceFace const& face) const {
         Triangle const corners = _PositionsOf(face);
         Claims claims;
         for (MStlTriangleTree::Hit const& hit : _Near(corners)) {
@@ -124,22 +123,22 @@ private:
         std::vector<double> least(m_tree.NumberOfTriangles(), Unmatched);
         for (Claims const& both : claims)
             for (Claim const& claim : {both.same, both.opposite})
-                if (claim.triangle != MeshFaceMapper::None)
+                if (claim.triangle != FaceMatch::None)
                     least[claim.triangle] = std::min(least[claim.triangle], claim.cost);
         return least;
     }
 
     // The claims that are as good as any. Faces of parts that are not joined can lie at one place: all of
     // them have the triangle.
-    static Match _Granted(Claims const& claims, std::vector<double> const& taken) {
+    static FaceMatch _Granted(Claims const& claims, std::vector<double> const& taken) {
         auto const granted = [&taken](Claim const& claim) {
-            bool const best = claim.triangle != MeshFaceMapper::None && claim.cost <= taken[claim.triangle];
-            return best ? claim.triangle : MeshFaceMapper::None;
+            bool const best = claim.triangle != FaceMatch::None && claim.cost <= taken[claim.triangle];
+            return best ? claim.triangle : FaceMatch::None;
         };
         return {granted(claims.same), granted(claims.opposite)};
     }
 
-    Match _MatchByPlane(Face const& face, std::vector<double> const& taken) const {
+    FaceMatch _MatchByPlane(SurfaceFace const& face, std::vector<double> const& taken) const {
         Triangle const corners = _PositionsOf(face);
         Point const normal = corners.Normal();
         Claim same;
@@ -154,7 +153,7 @@ private:
             (cosine > 0.0 ? same : opposite)
                 .Offer(hit.number, away + (1.0 - std::abs(cosine)) / (1.0 - LeastCosine));
         }
-        Match match;
+        FaceMatch match;
         if (same.cost <= opposite.cost + BackToBack)
             match.same = same.triangle;
         if (opposite.cost <= same.cost + BackToBack)
@@ -170,7 +169,6 @@ private:
 
 MMeshCorrespondenceMapperProjection::~MMeshCorrespondenceMapperProjection() = default;
 
-std::unique_ptr<MeshFaceMapper::Matcher>
-MMeshCorrespondenceMapperProjection::_MakeMatcher(MStlBase& stl) const {
+std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperProjection::_MakeMatcher(MStlBase& stl) const {
     return std::make_unique<ProjectionMatcher>(stl, m_tolerance);
 }

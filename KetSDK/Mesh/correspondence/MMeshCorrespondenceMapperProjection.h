@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Mesh/correspondence/detail/MeshFaceMapper.h>
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperBase.h>
 
 // Matches faces with triangles that lie near them: for surfaces that were written with rounding, moved a
 // little or remeshed since they were extracted. A face can have a triangle when its centroid and its
@@ -12,7 +12,7 @@
 // tolerances plus 1 - cosine of the angle, over its largest value, is least, and then the first. So where
 // surfaces meet or lie back to back, the planes decide. A face between elements gets no triangle that
 // matched another face by its corners: thin elements near the surface have faces close to it too.
-class KETSDK_MESH_API MMeshCorrespondenceMapperProjection : public KetSDK::Mesh::Detail::MeshFaceMapper {
+class KETSDK_MESH_API MMeshCorrespondenceMapperProjection : public MMeshCorrespondenceMapperBase {
 public:
     // Degrees up to which the planes of a face and a triangle agree, whichever way they face.
     static constexpr double PlaneAngle = 60.0;
@@ -20,14 +20,14 @@ public:
     // The tolerance is in model units; one that is not above 0 counts as 0. Mesh and surface are not owned
     // and must outlive the mapper's last Map().
     MMeshCorrespondenceMapperProjection(MStlBase* stl, MMeshBase* mesh, double tolerance) noexcept
-        : MeshFaceMapper(stl, mesh)
+        : MMeshCorrespondenceMapperBase(stl, mesh)
         , m_tolerance(tolerance > 0.0 ? tolerance : 0.0) {}
     ~MMeshCorrespondenceMapperProjection() override;
 
     double GetTolerance() const noexcept { return m_tolerance; }
 
 private:
-    std::unique_ptr<Matcher> _MakeMatcher(MStlBase& stl) const override;
+    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> _MakeMatcher(MStlBase& stl) const override;
 
     double m_tolerance;
 };

@@ -1,16 +1,12 @@
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
-
-#include <tbb/blocked_range.h>
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
-#include <tbb/task_group.h>
 
 #include <algorithm>
 #include <array>
@@ -144,120 +140,8 @@ constexpr std::array<Evaluator, Metric::NumberOfMetrics> Evaluators = {
 
 // Elements between two looks at the progress delegate.
 constexpr std::uint64_t StepSize = 100;
-// Steps that are computed before they are committed: enough to keep some threads busy, and few enough
-// for their values to stay in the processor's cache.
-constexpr std::uint64_t WindowSteps = 160;
-// Steps that a thread takes at a time.
-constexpr std::uint64_t GrainSteps = 4;
 
 } // namespace
-
-// One run over the elements of a mesh. Values are computed step by step into a window and committed to
-// histogram and mask in order, on the thread that runs the operator. In parallel, the threads fill the
-// next window while this one is committed.
-struct MMeshQualityAnalysisOperator::Evaluation {
-    // The values of some steps, and where in the mask they belong.
-    struct Window {
-        std::uint64_t first = 0;
-        std::uint64_t last = 0;
-        std::array<double, WindowSteps * StepSize> values;
-        std::uint64_t Size() const noexcept { return last - first; }
-    };
-
-    Evaluation(MMeshQualityAnalysisOperator& owner, MMeshBase& mesh_to_use,
-               KetSDK::Common::IncrementalProgressReporter& progress_reporter)
-        : mesh(mesh_to_use)
-        , evaluate(Evaluators[static_cast<std::size_t>(owner.m_metric)])
-        , histogram(*owner.m_histogram)
-        , mask(*owner.m_mask)
-        , reporter(progress_reporter)
-        , count(mesh_to_use.Elements().GetNumElements()) {}
-
-    // False when the user cancelled.
-    bool RunSequentially() {
-        for (std::uint64_t first = 0; first < count; first += StepSize) {
-            std::uint64_t const last = std::min(first + StepSize, count);
-            evaluate({mesh, first, last}, windows[0].values.data());
-            if (!_CommitStep(first, last, windows[0].values.data()))
-                return false;
-        }
-        return true;
-    }
-
-    // The same on several threads. Kept apart from the parallel work that the caller may be part of: while
-    // this thread waits it takes up nothing else, which could use this operator or want a lock that the
-    // caller holds; and a cancellation out there leaves no element out here.
-    bool RunInParallel() {
-        return tbb::this_task_arena::isolate([this] { return _RunWindows(); });
-    }
-
-private:
-    bool _RunWindows() {
-        tbb::task_group_context context(tbb::task_group_context::isolated);
-        tbb::task_group group(context);
-        _SetRange(windows[0], 0);
-        _Fill(windows[0], context);
-        bool go_on = true;
-        for (unsigned int current = 0; go_on && windows[current].Size() != 0; current ^= 1) {
-            Window& next = windows[current ^ 1];
-            _SetRange(next, windows[current].last);
-            group.run([this, &next, &context] { _Fill(next, context); });
-            go_on = _Commit(windows[current]);
-            if (!go_on)
-                context.cancel_group_execution();
-            group.wait();
-        }
-        return go_on;
-    }
-
-    void _SetRange(Window& window, std::uint64_t first) const noexcept {
-        window.first = first;
-        window.last = std::min(first + window.values.size(), count);
-    }
-
-    void _Fill(Window& window, tbb::task_group_context& context) const {
-        std::uint64_t const steps = (window.Size() + StepSize - 1) / StepSize;
-        tbb::parallel_for(
-            tbb::blocked_range<std::uint64_t>(0, steps, GrainSteps),
-            [&](tbb::blocked_range<std::uint64_t> const& range) {
-                std::uint64_t const begin = range.begin() * StepSize;
-                std::uint64_t const end = std::min(range.end() * StepSize, window.Size());
-                evaluate({mesh, window.first + begin, window.first + end}, window.values.data() + begin);
-            },
-            tbb::simple_partitioner(), context);
-    }
-
-    bool _Commit(Window const& window) {
-        for (std::uint64_t first = window.first; first < window.last; first += StepSize)
-            if (!_CommitStep(first, std::min(first + StepSize, window.last),
-                             window.values.data() + (first - window.first)))
-                return false;
-        return true;
-    }
-
-    // Hands out the values of the elements first to last - 1. False when the user cancelled.
-    bool _CommitStep(std::uint64_t first, std::uint64_t last, double const* values) {
-        std::size_t const size = static_cast<std::size_t>(last - first);
-        histogram.AddValues({values, size});
-        auto element = std::as_const(mesh.Elements()).begin() + static_cast<std::ptrdiff_t>(first);
-        for (std::size_t i = 0; i < size; ++i, ++element)
-            mask.SetValue(*element, values[i]);
-        if (size < StepSize)
-            return true;
-        if (reporter.IsCancelled())
-            return false;
-        ++reporter;
-        return true;
-    }
-
-    MMeshBase& mesh;
-    Evaluator const evaluate;
-    QualityHistogram<int, double>& histogram;
-    MDataMask<MMeshElement, double>& mask;
-    KetSDK::Common::IncrementalProgressReporter& reporter;
-    std::uint64_t const count;
-    std::array<Window, 2> windows;
-};
 
 MMeshQualityAnalysisOperator::MMeshQualityAnalysisOperator(MMeshQualityAnalysisOperator const& other)
     : MMeshOperator(other)
@@ -310,13 +194,40 @@ bool MMeshQualityAnalysisOperator::Operate() {
         return false;
     }
     m_histogram->Reserve(mesh->Elements().GetNumElements());
-    auto const evaluation = std::make_unique<Evaluation>(*this, *mesh, reporter); // large for a stack
-    if (!(m_parallel ? evaluation->RunInParallel() : evaluation->RunSequentially()))
+    if (!_Evaluate(*mesh, reporter))
         return false;
     _SetHistogramRange();
     _ComputeHistogram();
     reporter = reporter.GetMaxValue();
     return true;
+}
+
+bool MMeshQualityAnalysisOperator::_Evaluate(MMeshBase& mesh,
+                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
+    using Values = std::array<double, StepSize>;
+    Evaluator const evaluate = Evaluators[static_cast<std::size_t>(m_metric)];
+    auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
+        evaluate({mesh, first, last}, values.data());
+    };
+    auto const commit = [&](std::uint64_t first, std::uint64_t last, Values const& values) {
+        std::size_t const size = static_cast<std::size_t>(last - first);
+        m_histogram->AddValues({values.data(), size});
+        auto element = std::as_const(mesh.Elements()).begin() + static_cast<std::ptrdiff_t>(first);
+        for (std::size_t i = 0; i < size; ++i, ++element)
+            m_mask->SetValue(*element, values[i]);
+        if (size < StepSize)
+            return true;
+        if (reporter.IsCancelled())
+            return false;
+        ++reporter;
+        return true;
+    };
+    KetSDK::Common::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
+                                          .step = StepSize,
+                                          .parallel = m_parallel,
+                                          .grain = 4,
+                                          .window = 160};
+    return KetSDK::Common::ComputeSteps<Values>(steps, compute, commit);
 }
 
 void MMeshQualityAnalysisOperator::_SetHistogramRange() {

@@ -10,6 +10,10 @@
 #include <cfloat>
 #include <memory>
 
+namespace KetSDK::Common {
+class IncrementalProgressReporter;
+}
+
 // Evaluates one quality measure on every element of a mesh, and gives the values as a mask of the
 // elements and as a histogram. QualityMetric.h says of each measure what it means, what range its
 // histogram has and which values are good.
@@ -101,10 +105,10 @@ public:
     bool IsBetterThan(double a, double b) const noexcept;
 
 private:
-    struct Evaluation;
-
     void _DeleteMembers() noexcept;
     void _CreateMembers(MMeshBase& mesh);
+    // False when the user cancelled.
+    bool _Evaluate(MMeshBase& mesh, KetSDK::Common::IncrementalProgressReporter& reporter);
     void _SetHistogramRange();
     void _ComputeHistogram();
 

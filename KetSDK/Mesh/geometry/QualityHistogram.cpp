@@ -1,10 +1,7 @@
 #include <KetSDK/Mesh/geometry/QualityHistogram.h>
 
+#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/Mesh/geometry/detail/VectorPair.h>
-
-#include <tbb/parallel_for.h>
-#include <tbb/task_arena.h>
-#include <tbb/task_group.h>
 
 #include <algorithm>
 #include <limits>
@@ -39,15 +36,9 @@ std::span<double const> _Block(std::span<double const> values, std::size_t block
 // work(block) for every block; on several threads when there are several.
 template <typename Work>
 void _ForEachBlock(std::size_t blocks, Work const& work) {
-    if (blocks == 1) {
-        work(std::size_t{0});
-        return;
-    }
-    // Isolated: cancelling the work that this is part of would leave some blocks out. And taking up other
-    // parts of it while waiting could change the histogram that is being computed.
-    tbb::task_group_context context(tbb::task_group_context::isolated);
-    tbb::this_task_arena::isolate(
-        [&] { tbb::parallel_for(std::size_t{0}, blocks, work, tbb::simple_partitioner(), context); });
+    KetSDK::Common::ComputeSteps(
+        {.items = blocks, .parallel = true},
+        [&work](std::uint64_t block, std::uint64_t) { work(static_cast<std::size_t>(block)); });
 }
 
 DoublePair _Load(double const* values) {

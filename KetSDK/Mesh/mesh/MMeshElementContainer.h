@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/mesh/MeshElementsIterator.h>
 
 #include <boost/container/deque.hpp>
@@ -91,10 +92,9 @@ public:
             MMeshElement const* const with_nodes_to_come = from(16);
             MMeshElement const* const elements = from(0);
             for (std::uint64_t i = 0; i < run; ++i) {
-                __builtin_prefetch(&to_come[i]);
-                __builtin_prefetch(with_array_to_come[i].GetNodes());
-                for (unsigned int k = 0; k < with_nodes_to_come[i].GetNodeCount(); ++k)
-                    __builtin_prefetch(with_nodes_to_come[i].GetNode(k));
+                KetSDK::Common::Prefetch(&to_come[i]);
+                KetSDK::Mesh::PrefetchNodeArray(with_array_to_come[i]);
+                KetSDK::Mesh::PrefetchNodes(with_nodes_to_come[i]);
                 visit(elements[i], number + i);
             }
             number += run;

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/mesh/MMeshPointContainer.h>
 
 #include <KetSDK/Common/Shared/MHash.h>
+#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
@@ -27,7 +28,7 @@ public:
 
     CoordinateIndex() { Clear(); }
 
-    void Prefetch(Position const& p) const noexcept { __builtin_prefetch(&m_entries[_Slot(p)]); }
+    void Prefetch(Position const& p) const noexcept { KetSDK::Common::Prefetch(&m_entries[_Slot(p)]); }
 
     // The number that was entered for a position; None when there is none.
     Number Find(Position const& p) const noexcept { return m_entries[_Find(p)].node; }

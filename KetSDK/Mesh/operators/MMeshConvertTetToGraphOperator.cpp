@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 
+#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
@@ -15,6 +16,7 @@
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
+using KetSDK::Common::Prefetch;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
@@ -62,10 +64,10 @@ public:
     }
 
     // Fetches ahead what AddVertex and AddEdge read; the node must have been fetched before.
-    void Fetch(MMeshPoint const& node) const { __builtin_prefetch(&m_vertices[_Place(node)]); }
+    void Fetch(MMeshPoint const& node) const { Prefetch(&m_vertices[_Place(node)]); }
     void FetchEnds(MMeshPoint const& node) const {
         if (Vertex const& vertex = m_vertices[_Place(node)]; vertex.graph_number == m_graph_number)
-            __builtin_prefetch(&m_ends[vertex.index]);
+            Prefetch(&m_ends[vertex.index]);
     }
 
     // The node's vertex, added when there is none.
@@ -132,7 +134,7 @@ void FetchAhead(Elements const& elements, std::size_t i, GraphWriter const& writ
         return elements[std::min(i + ahead, elements.size() - 1)]->GetNodes();
     };
     for (std::size_t corner = 0; corner < 4; ++corner) {
-        __builtin_prefetch(nodes_at(24)[corner]);
+        Prefetch(nodes_at(24)[corner]);
         writer.Fetch(*nodes_at(16)[corner]);
         writer.FetchEnds(*nodes_at(8)[corner]);
     }

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
@@ -18,6 +19,7 @@
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
+using KetSDK::Common::Prefetch;
 
 namespace {
 
@@ -87,12 +89,12 @@ public:
         std::type_info const& type = typeid(mapper);
         if (type == typeid(MMeshCorrespondenceMapperExact) ||
             type == typeid(MMeshCorrespondenceMapperProjection))
-            m_own = static_cast<MeshFaceMapper*>(&mapper);
+            m_own = static_cast<MMeshCorrespondenceMapperBase*>(&mapper);
     }
     bool operator()(MMeshElement const& e) const { return m_own && !m_own->HasTriangle(e); }
 
 private:
-    MeshFaceMapper* m_own = nullptr;
+    MMeshCorrespondenceMapperBase* m_own = nullptr;
 };
 
 } // namespace
@@ -164,8 +166,8 @@ private:
         if (i + distance >= m_region.size())
             return;
         std::uint32_t const number = m_region[i + distance];
-        __builtin_prefetch(&m_neighbors.Of(number));
-        __builtin_prefetch(m_mesh.GetElement(number));
+        Prefetch(&m_neighbors.Of(number));
+        Prefetch(m_mesh.GetElement(number));
     }
 
     MMeshBase& m_mesh;

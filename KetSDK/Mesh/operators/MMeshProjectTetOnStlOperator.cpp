@@ -2,7 +2,7 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Mesh/correspondence/detail/MeshFaceMapper.h>
+#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
@@ -301,20 +301,18 @@ MMeshProjectTetOnStlOperator::_FindMoves(std::vector<MMeshPoint*> const& nodes,
         bool const there = hit.distance * Unit <= RoundingDistance;
         return {&node, from, Rounded(hit.point * Unit), there ? Move::OnSurface : Move::Held};
     };
-    // In parts, between which this thread reports.
-    constexpr std::size_t part = 1 << 14;
-    std::vector<Move> moves;
-    moves.reserve(nodes.size());
-    MeshFaceMapper::Loop const loop(m_parallel);
-    while (moves.size() < nodes.size() && !reporter.IsCancelled()) {
-        std::size_t const begin = moves.size();
-        moves.resize(std::min(begin + part, nodes.size()));
-        loop(moves.size() - begin, 256, [&](std::size_t first, std::size_t last) {
-            for (std::size_t i = begin + first; i < begin + last; ++i)
-                moves[i] = find(*nodes[i]);
-        });
-        reporter = moves.size();
-    }
+    std::vector<Move> moves(nodes.size());
+    auto const compute = [&](std::uint64_t first, std::uint64_t last, std::size_t) {
+        for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+            moves[i] = find(*nodes[i]);
+    };
+    auto const commit = [&](std::uint64_t, std::uint64_t last, std::size_t) {
+        reporter = last;
+        return !reporter.IsCancelled();
+    };
+    if (!KetSDK::Common::ComputeSteps({.items = nodes.size(), .step = 256, .parallel = m_parallel}, compute,
+                                      commit))
+        moves.clear();
     return moves;
 }
 

@@ -94,7 +94,7 @@ private:
     class Mover;
 
     bool _CanRun();
-    // Fewer than there are when the user cancels.
+    // One for each node; none when the user cancels.
     std::vector<Move> _FindMoves(std::vector<MMeshPoint*> const& nodes,
                                  KetSDK::Common::IncrementalProgressReporter& reporter);
     void _Count(std::vector<Move> const& moves);

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/operators/MMeshSection.h>
 
 #include <KetSDK/Common/Shared/MHash.h>
+#include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/CellLoops.h>
 
 #include <tsl/robin_map.h>
@@ -56,8 +57,10 @@ public:
         m_section.m_elements.reserve(elements.size());
         m_section.m_first.reserve(elements.size() + 1);
         m_section.m_corners.reserve(4 * elements.size());
+        // They lie far apart, and so do their nodes.
+        auto const element_at = [elements](std::size_t i) { return elements[i]; };
         for (std::size_t i = 0; i < elements.size(); ++i) {
-            _FetchAhead(elements.subspan(i + 1));
+            KetSDK::Mesh::PrefetchWithNodes<8>(i, elements.size(), element_at);
             _CutElement(*elements[i]);
         }
         for (FaceInPlane const& face : m_faces_above)
@@ -72,20 +75,6 @@ private:
         std::array<MMeshPoint const*, 4> corner;
         unsigned int corners;
     };
-
-    // Elements that a plane cuts lie far apart, and so do their nodes: waiting for them takes longer than
-    // cutting. Each is fetched in three steps, none of which waits for the one before. Inlined in any case:
-    // GCC drops calls of functions that do nothing but fetch.
-    [[gnu::always_inline]] static void _FetchAhead(std::span<MMeshElement const* const> later) {
-        constexpr std::size_t distance = 8;
-        if (later.size() > 3 * distance)
-            __builtin_prefetch(later[3 * distance]);
-        if (later.size() > 2 * distance)
-            __builtin_prefetch(later[2 * distance]->GetNodes());
-        if (later.size() > distance)
-            for (unsigned int i = 0; i < later[distance]->GetNodeCount(); ++i)
-                __builtin_prefetch(later[distance]->GetNode(i));
-    }
 
     void _CutElement(MMeshElement const& e) {
         std::array<double, 10> distance;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/MeshVTK/images/ImageFrame.h>
 
 #include <algorithm>
@@ -44,7 +45,7 @@ public:
         double f[3];
         T const* const v = _Cell(place, f);
         for (T const* const row : {v, v + m_row, v + m_slice, v + m_slice + m_row})
-            __builtin_prefetch(row);
+            Common::Prefetch(row);
     }
 
 private:

@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 
 #include <array>
@@ -41,11 +42,8 @@ public:
         auto const indices = m_members.Of(sub_volume);
         bool going_on = true;
         for (std::size_t i = 0; i < indices.size() && going_on; ++i) {
-            if (i + far < indices.size()) {
-                MMeshElement const& ahead = _ElementAt(indices[i + far]);
-                for (unsigned int k = 0; k < ahead.GetNodeCount(); ++k)
-                    __builtin_prefetch(ahead.GetNode(k));
-            }
+            if (i + far < indices.size())
+                PrefetchNodes(_ElementAt(indices[i + far]));
             if (i + near < indices.size())
                 prefetch(_ElementAt(indices[i + near]));
             going_on = visit(_ElementAt(indices[i]));
@@ -113,7 +111,7 @@ private:
     // Notes that the node is to be registered. Such nodes lie anywhere in memory: waiting for one after the
     // other would double the time of a conversion.
     MMeshPoint* _Use(MMeshPoint& node) {
-        __builtin_prefetch(&node, 1);
+        Common::PrefetchToWrite(&node);
         if (m_used_count == m_used.size())
             _RegisterUsed();
         return m_used[m_used_count++] = &node;

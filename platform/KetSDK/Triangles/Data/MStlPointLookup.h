@@ -3,6 +3,7 @@
 #include <KetSDK/Common/Shared/MArenaAllocator.h>
 #include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
 
 #include <array>
@@ -44,11 +45,10 @@ public:
         }
     }
 
-    // Fetches the line that a look-up of the position begins with. Inlined in any case: GCC drops calls of
-    // functions that do nothing but fetch.
+    // Fetches the line that a look-up of the position begins with.
     [[gnu::always_inline]] void Prefetch(MLong x, MLong y, MLong z) const noexcept {
         if (!m_lines.empty())
-            __builtin_prefetch(&m_lines[_BitsOf(x, y, z) >> m_shift]);
+            KetSDK::Common::Prefetch(&m_lines[_BitsOf(x, y, z) >> m_shift]);
     }
 
     // The point at the position among those entered; null when none is there.

@@ -1,0 +1,20 @@
+#pragma once
+
+namespace KetSDK::Common {
+
+// Asks for memory before it is needed. The objects of a large mesh lie anywhere in memory, and waiting for
+// each takes longer than what is done with it: a loop that asks for them some rounds ahead does not wait.
+// Asking changes nothing, and any address may be asked for. Every function that does nothing else must be
+// always_inline like these: GCC drops calls of those that are not.
+
+// For what will be read.
+[[gnu::always_inline]] inline void Prefetch(void const* address) noexcept {
+    __builtin_prefetch(address);
+}
+
+// For what will be written.
+[[gnu::always_inline]] inline void PrefetchToWrite(void const* address) noexcept {
+    __builtin_prefetch(address, 1);
+}
+
+} // namespace KetSDK::Common

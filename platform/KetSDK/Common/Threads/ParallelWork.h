@@ -1,0 +1,73 @@
+#pragma once
+
+#include <KetSDK/Common/Shared/MExport.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <utility>
+#include <vector>
+
+// The one place where work is spread over threads. Whoever uses it gets the same for every number of threads,
+// bit for bit, and cannot tell parallel work from sequential work but by the clock:
+// - Items are cut into steps that depend on nothing but their number. Threads compute steps into slots of
+//   their own; the calling thread commits them, one after another in order. It alone changes what others see,
+//   reports progress and looks at cancellation.
+// - The work is kept apart from parallel work that the caller may be part of. A cancellation out there leaves
+//   no item out here. While the calling thread waits it takes up nothing else, which could use the same
+//   objects or want a lock that the caller holds.
+// - An exception in any step stops the others and reaches the caller. Of several in parallel it is any one.
+// Threads are those of the caller's oneTBB task arena.
+namespace KetSDK::Common {
+
+// How items 0 to items - 1 are cut. All numbers but that of the items are above 0.
+struct WorkSteps {
+    std::uint64_t items = 0;
+    std::uint64_t step = 1; // items of a step; the last step may have fewer
+    // Without it everything happens on the calling thread, each step being committed before the next is
+    // computed.
+    bool parallel = false;
+    // Steps that a thread takes at a time. Handing them out costs about a microsecond.
+    std::uint64_t grain = 1;
+    // Steps that are computed before they are committed, while the next ones are computed: enough to keep the
+    // threads busy, few enough for their slots to stay in the processor's cache. So many steps and no more
+    // are computed in vain when the work ends early.
+    std::uint64_t window = 64;
+
+    std::uint64_t NumberOfSteps() const noexcept { return items / step + (items % step != 0); }
+    // Slots that are in use at the same time.
+    std::uint64_t NumberOfSlots() const noexcept {
+        return std::min(parallel ? 2 * window : 1, NumberOfSteps());
+    }
+};
+
+// Computes all steps and commits each. compute(first, last, slot) computes items first to last - 1 into a
+// slot below NumberOfSlots() and runs on any thread; commit(first, last, slot) runs on the calling thread.
+// When commit returns false no further step is committed, and the result is false.
+KETSDK_API bool ComputeSteps(WorkSteps const& steps,
+                             std::function<void(std::uint64_t, std::uint64_t, std::size_t)> const& compute,
+                             std::function<bool(std::uint64_t, std::uint64_t, std::size_t)> const& commit);
+
+// The same with a slot of type Slot for each step: compute(first, last, Slot&) fills it, whatever an earlier
+// step left in it, and commit(first, last, Slot const&) reads it.
+template <typename Slot, typename Compute, typename Commit>
+bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& commit) {
+    std::vector<Slot> slots(static_cast<std::size_t>(steps.NumberOfSlots()));
+    return ComputeSteps(
+        steps,
+        [&](std::uint64_t first, std::uint64_t last, std::size_t slot) { compute(first, last, slots[slot]); },
+        [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+            return commit(first, last, std::as_const(slots[slot]));
+        });
+}
+
+// Computes all steps, for work that has nothing to commit and is not cancelled: compute(first, last) writes
+// where no other step does.
+KETSDK_API void ComputeSteps(WorkSteps const& steps,
+                             std::function<void(std::uint64_t, std::uint64_t)> const& compute);
+
+// Calls work() on the calling thread, with the oneTBB algorithms in it kept apart as above.
+KETSDK_API void RunApart(std::function<void()> const& work);
+
+} // namespace KetSDK::Common

@@ -1,0 +1,160 @@
+#include <KetSDK/Common/Threads/ParallelWork.h>
+
+#include <gtest/gtest.h>
+
+#include <tbb/global_control.h>
+#include <tbb/parallel_for.h>
+#include <tbb/parallel_sort.h>
+#include <tbb/task_arena.h>
+#include <tbb/task_group.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+using namespace KetSDK::Common;
+
+namespace {
+
+// Runs work() on one thread, on two and on four.
+void OnThreads(std::function<void()> const& work) {
+    for (std::size_t const threads : {1u, 2u, 4u}) {
+        SCOPED_TRACE(threads);
+        tbb::global_control const limit(tbb::global_control::max_allowed_parallelism, threads);
+        tbb::task_arena(static_cast<int>(threads)).execute(work);
+    }
+}
+
+// Runs work() in a task of a group that has been cancelled.
+void InACancelledTask(std::function<void()> const& work) {
+    tbb::task_group_context outer;
+    tbb::parallel_for(
+        0, 1,
+        [&](int) {
+            outer.cancel_group_execution();
+            work();
+        },
+        outer);
+}
+
+// What is committed, in its order: sums of the squares of the items of each step.
+struct Committed {
+    bool finished = false;
+    std::vector<std::uint64_t> first, last, sum;
+    bool operator==(Committed const&) const = default;
+};
+
+Committed SumSquares(WorkSteps const& steps, std::size_t commits) {
+    Committed committed;
+    auto const owner = std::this_thread::get_id();
+    committed.finished = ComputeSteps<std::uint64_t>(
+        steps,
+        [](std::uint64_t first, std::uint64_t last, std::uint64_t& sum) {
+            sum = 0;
+            for (std::uint64_t i = first; i < last; ++i)
+                sum += i * i;
+        },
+        [&](std::uint64_t first, std::uint64_t last, std::uint64_t const& sum) {
+            EXPECT_EQ(std::this_thread::get_id(), owner);
+            committed.first.push_back(first);
+            committed.last.push_back(last);
+            committed.sum.push_back(sum);
+            return committed.sum.size() < commits;
+        });
+    return committed;
+}
+
+} // namespace
+
+TEST(ParallelWork, CommitsTheSameStepsInOrderOnAllThreads) {
+    for (std::uint64_t const items : {0u, 1u, 9u, 10u, 11u, 79u, 80u, 81u, 2003u})
+        for (std::uint64_t const window : {1u, 4u, 8u})
+            for (std::size_t const commits : {1u, 5u, 1000u}) {
+                SCOPED_TRACE(testing::Message()
+                             << items << " items, windows of " << window << ", " << commits);
+                WorkSteps steps{.items = items, .step = 10, .grain = 3, .window = window};
+                Committed const expected = SumSquares(steps, commits);
+                ASSERT_EQ(expected.sum.size(), std::min<std::uint64_t>(commits, (items + 9) / 10));
+                std::uint64_t total = 0;
+                for (std::uint64_t i = 0; !expected.last.empty() && i < expected.last.back(); ++i)
+                    total += i * i;
+                EXPECT_EQ(std::accumulate(expected.sum.begin(), expected.sum.end(), std::uint64_t{0}), total);
+                EXPECT_EQ(expected.finished, expected.sum.size() < commits);
+                steps.parallel = true;
+                OnThreads([&] { EXPECT_TRUE(SumSquares(steps, commits) == expected); });
+                InACancelledTask([&] { EXPECT_TRUE(SumSquares(steps, commits) == expected); });
+            }
+}
+
+TEST(ParallelWork, ExceptionsReachTheCaller) {
+    OnThreads([] {
+        for (bool const parallel : {false, true})
+            for (std::uint64_t const bad : {0u, 3u, 70u}) {
+                SCOPED_TRACE(bad);
+                WorkSteps const steps{.items = 100, .parallel = parallel, .window = 8};
+                std::atomic<int> running = 0;
+                std::uint64_t committed = 0;
+                auto const throw_at_bad = [bad](std::uint64_t item, char const* what) {
+                    if (item == bad)
+                        throw std::domain_error(what);
+                };
+                auto const run = [&](bool in_commit) {
+                    ComputeSteps(
+                        steps,
+                        [&](std::uint64_t item, std::uint64_t, std::size_t) {
+                            ++running;
+                            std::this_thread::yield();
+                            --running;
+                            if (!in_commit)
+                                throw_at_bad(item, "compute");
+                        },
+                        [&](std::uint64_t item, std::uint64_t, std::size_t) {
+                            if (in_commit)
+                                throw_at_bad(item, "commit");
+                            EXPECT_EQ(item, committed++);
+                            return true;
+                        });
+                };
+                EXPECT_THROW(run(false), std::domain_error);
+                EXPECT_EQ(running, 0);
+                EXPECT_LE(committed, bad);
+                committed = 0;
+                EXPECT_THROW(run(true), std::domain_error);
+                EXPECT_EQ(running, 0) << "nothing runs on when the caller has the exception";
+                EXPECT_EQ(committed, bad);
+            }
+    });
+}
+
+TEST(ParallelWork, WhatIsOnlyComputedIsComputedOnce) {
+    auto const count = [] {
+        std::vector<int> counts(1001);
+        ComputeSteps({.items = counts.size(), .step = 7, .parallel = true},
+                     [&counts](std::uint64_t first, std::uint64_t last) {
+                         for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                             ++counts[i];
+                     });
+        EXPECT_EQ(std::ranges::count(counts, 1), 1001);
+    };
+    OnThreads(count);
+    InACancelledTask(count);
+}
+
+TEST(ParallelWork, AlgorithmsApartFinishWhateverIsCancelledAround) {
+    InACancelledTask([] {
+        std::vector<int> values(100000);
+        std::iota(values.rbegin(), values.rend(), 0);
+        auto const caller = std::this_thread::get_id();
+        RunApart([&] {
+            EXPECT_EQ(std::this_thread::get_id(), caller);
+            tbb::parallel_sort(values.begin(), values.end());
+        });
+        EXPECT_TRUE(std::ranges::is_sorted(values));
+    });
+    EXPECT_THROW(RunApart([] { throw std::domain_error("work"); }), std::domain_error);
+}
