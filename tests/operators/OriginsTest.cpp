@@ -22,6 +22,8 @@
 #include <stdexcept>
 #include <tuple>
 
+namespace OriginsTests {
+
 using namespace OriginsWitness;
 
 namespace {
@@ -439,3 +441,5 @@ TEST(Origins, OfIsosurfaces) {
     EXPECT_GT(stl.NumberOfTriangles(), 100u);
     CheckTrianglesLieInElements(mesh, stl, origins);
 }
+
+} // namespace OriginsTests

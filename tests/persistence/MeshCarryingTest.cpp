@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <utility>
 
+namespace CarryingTests {
+
 namespace {
 
 using Doubles = std::vector<double>;
@@ -191,3 +193,5 @@ TEST(Carrying, OfMasks) {
     EXPECT_EQ(target->GetPointMasks()->GetOriginalIDs()->GetValue(*target->GetRandomPoint(1)), 75);
     EXPECT_EQ(target->GetPointMasks()->GetOriginalIDs()->GetValue(*target->GetRandomPoint(4)), -1);
 }
+
+} // namespace CarryingTests
