@@ -298,9 +298,10 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, 
             ++origins->joined_nodes;
     };
     for (auto it = sub_volume.begin(); !it.IsDone(); ++it) {
+        MMeshElement const& e = *it;
         nodes.clear();
-        for (unsigned int i = 0; i < it->GetNodeCount(); ++i) {
-            MMeshPoint const& source = *it->GetNode(i);
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i) {
+            MMeshPoint const& source = *e.GetNode(i);
             MMeshPoint*& node = entered[static_cast<std::size_t>(source.GetIndex())];
             if (!node) {
                 node = &part->AddPointUnique(source.GetPosition(), Unit);
@@ -309,7 +310,7 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, 
             }
             nodes.push_back(node);
         }
-        copies.emplace_back(&*it, part->AddElement(static_cast<char>(nodes.size()), nodes.data()));
+        copies.emplace_back(&e, part->AddElement(static_cast<char>(nodes.size()), nodes.data()));
         if (origins)
             origins->elements.push_back(static_cast<MLong>(it.GetPosition()));
     }

@@ -177,8 +177,9 @@ bool MMeshMergeVolumesOperator::Operate() {
     for (auto it = second.BeginSubVolume(); it != second.EndSubVolume(); ++it)
         copies[it->get()] = copy.AddSubVolumeLike(**it);
     CopyNodes(first, second, copy);
-    for (MLong i = 0; i < second.NumberOfElements(); ++i)
-        copy.AddElement(i, copies[second.GetSubVolume(*second.GetElement(static_cast<std::uint64_t>(i)))]);
+    MLong index = 0;
+    for (MMeshElement const& e : second.Elements())
+        copy.AddElement(e, index++, copies[second.GetSubVolume(e)]);
     copy.CopyValues();
     if (first.GetElementMasks()->HasMaterialMask())
         materials.Apply(*first.GetElementMasks()->GetMaterialMask(), copy.Elements());

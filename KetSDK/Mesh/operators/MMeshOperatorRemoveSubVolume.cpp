@@ -60,7 +60,7 @@ bool MMeshOperatorRemoveSubVolume::Operate() {
     for (MLong i = 0; i < mesh.NumberOfElements(); ++i) {
         MMeshElement const& e = *mesh.GetElement(static_cast<std::uint64_t>(i));
         if (auto const found = kept.find(mesh.GetSubVolume(e)); found != kept.end())
-            copy.AddElement(i, found->second);
+            copy.AddElement(e, i, found->second);
     }
     copy.CopyValues();
     m_kept_elements = origins.elements;

@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 
+#include <KetSDK/Mesh/materials/detail/BuiltInMasks.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/persistence/detail/ArrayRows.h>
 
@@ -13,8 +14,18 @@ using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
-MMeshElement const* ElementAt(MMeshBase const& mesh, MLong index) {
-    return mesh.GetElement(static_cast<std::uint64_t>(index));
+// Carries the masks of elements, or of nodes; for_each(visit) calls visit(object, what it came from).
+template <typename C, typename ForEach>
+void CarryValues(C const& from, C& to, ForEach const& for_each) {
+    ForEachBuiltInMask<C>([&](auto const& row) {
+        auto const* const source = row.Find(from);
+        if (!source || (row.flags & Carried) == 0)
+            return;
+        auto& values = *row.Make(to);
+        for_each([&](auto const& object, auto const& origin) {
+            values.SetValue(object, source->GetValue(origin));
+        });
+    });
 }
 
 // The rows of a parent that the elements, or the nodes, of a mesh have.
@@ -77,26 +88,18 @@ std::optional<MMeshArray> CarryFromAll(MMeshArray const& first, std::span<MParen
 void CarryMasks(MMeshBase const& parent, MMeshOrigins const& origins, MMeshBase& mesh) {
     mesh.SetMaterialCatalog(parent.GetMaterialCatalog());
     mesh.SetGreyValuesFlag(parent.HasGreyValues());
-    MMeshElementMaskContainer const& from = *parent.GetElementMasks();
-    MMeshElementMaskContainer& to = *mesh.GetElementMasks();
-    auto const carry = [&](auto const* source, auto const& make) {
-        if (!source)
-            return;
-        auto& values = *make();
+    CarryValues(*parent.GetElementMasks(), *mesh.GetElementMasks(), [&](auto const& visit) {
         auto origin = origins.elements.begin();
         for (MMeshElement const& e : mesh.Elements())
             if (MLong const index = *origin++; index >= 0)
-                values.SetValue(e, source->GetValue(*ElementAt(parent, index)));
-    };
-    carry(from.GetGreyValueMask(), [&to] { return to.GetGreyValueMask(); });
-    carry(from.GetMaterialMask(), [&to] { return to.GetMaterialMask(); });
-    carry(from.GetOriginalIDs(), [&to] { return to.GetOriginalIDs(); });
-    if (auto const* const ids = std::as_const(*parent.GetPointMasks()).GetOriginalIDs())
-        for (std::size_t i = 0; i < origins.nodes.size(); ++i)
-            if (MMeshOrigins::Node const node = origins.nodes[i]; node.IsOne() && node.a >= 0)
-                mesh.GetPointMasks()->GetOriginalIDs()->SetValue(
-                    *mesh.GetRandomPoint(i),
-                    ids->GetValue(*parent.GetRandomPoint(static_cast<std::uint64_t>(node.a))));
+                visit(e, *parent.GetElement(static_cast<std::uint64_t>(index)));
+    });
+    CarryValues(*parent.GetPointMasks(), *mesh.GetPointMasks(), [&](auto const& visit) {
+        auto origin = origins.nodes.begin();
+        for (MMeshPointIterator node = mesh.BeginPoint(); node != mesh.EndPoint(); ++node)
+            if (auto const [a, b] = *origin++; a == b && a >= 0)
+                visit(*node, *parent.GetRandomPoint(static_cast<std::uint64_t>(a)));
+    });
 }
 
 std::vector<MMeshArray> CarryArrays(std::vector<MMeshArray> const& arrays, MMeshOrigins const& origins) {

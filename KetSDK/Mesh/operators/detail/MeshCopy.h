@@ -51,8 +51,7 @@ public:
 
     // Adds a copy of the element with that index, whose nodes were entered, to a sub-volume; to none when
     // that is null.
-    void AddElement(MLong index, MMeshSubVolume* sub_volume) {
-        MMeshElement const& e = *m_source.GetElement(static_cast<std::uint64_t>(index));
+    void AddElement(MMeshElement const& e, MLong index, MMeshSubVolume* sub_volume) {
         m_node_list.clear();
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
             m_node_list.push_back(m_nodes[_Index(*e.GetNode(i))]);
