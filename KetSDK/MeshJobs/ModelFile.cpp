@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/ModelFile.h>
 
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/GridModel.h>
 #include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/InputFile.h>
@@ -97,15 +98,7 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
 Model ReadGridFile(std::string const& path, ReadOptions const& options, Context const& context) {
     auto const grid = MeshVTK::ReadGridFile(path, context.progress);
     context.ThrowIfCancelled();
-    MeshVTK::MeshFromGridOptions how;
-    how.unit = options.unit;
-    how.labels = options.labels;
-    how.limits = options.limits;
-    how.progress = context.progress;
-    Model model;
-    model.mesh = MeshVTK::MeshFromGrid(*grid, how, &model.rounding);
-    model.arrays = MeshVTK::TakeArraysFromGrid(*model.mesh, *grid);
-    return model;
+    return Detail::ModelFromGrid(*grid, options, context);
 }
 
 void WriteMeshFile(Model const& model, MeshVTK::OutputFile& file, MMeshFile::Encoding encoding,

@@ -1,0 +1,149 @@
+#include <KetSDK/MeshJobs/Convert.h>
+
+#include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
+#include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
+#include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
+#include <KetSDK/Mesh/persistence/MMeshCarrying.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/FieldArrays.h>
+#include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/RunOperator.h>
+
+#include <map>
+#include <string>
+#include <utility>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+using Target = ConvertOptions::Target;
+
+// One operator's share of a conversion.
+enum class Step { CutHexahedra, Straighten, Split, Curve };
+
+// How many elements of so many nodes there are.
+using Kinds = std::map<unsigned int, std::uint64_t>;
+
+Kinds KindsOf(MMeshBase const& mesh) {
+    Kinds kinds;
+    for (KindCount const& kind : CountKinds(mesh))
+        kinds[kind.nodes] = kind.elements;
+    return kinds;
+}
+
+std::string WhyNotCurved(Kinds& kinds) {
+    if (kinds[10] > 0 && kinds[4] + kinds[8] > 0)
+        return "quadratic tetrahedra (" + std::to_string(kinds[10]) +
+               ") and linear elements are mixed; convert to tet4 first";
+    return kinds[10] > 0 ? "all elements are quadratic tetrahedra already; there is nothing to convert" : "";
+}
+
+std::string WhyNotSplit(Kinds& kinds) {
+    if (kinds[10] == 0)
+        return "there are no quadratic tetrahedra, which could be split; convert to tet10 first";
+    if (kinds[4] + kinds[8] > 0)
+        return "there are linear elements (" + std::to_string(kinds[4] + kinds[8]) +
+               ") beside the quadratic tetrahedra, and neighbours would not fit; leave out --split";
+    return {};
+}
+
+// Why elements of these kinds cannot become what is asked for; empty when they can.
+std::string WhyNot(Kinds& kinds, Target target) {
+    if (kinds[6] > 0)
+        return "there are " + std::to_string(kinds[6]) +
+               " wedges, which cannot be converted; hexahedra and tetrahedra can";
+    if (target == Target::Tet10)
+        return WhyNotCurved(kinds);
+    if (target == Target::Tet4Split)
+        return WhyNotSplit(kinds);
+    return kinds[8] + kinds[10] == 0
+               ? "all elements are linear tetrahedra already; there is nothing to convert"
+               : "";
+}
+
+std::vector<Step> Plan(Kinds& kinds, Target target) {
+    std::vector<Step> steps;
+    if (kinds[8] > 0)
+        steps.push_back(Step::CutHexahedra);
+    if (target == Target::Tet10)
+        steps.push_back(Step::Curve);
+    else if (kinds[10] > 0)
+        steps.push_back(target == Target::Tet4Split ? Step::Split : Step::Straighten);
+    return steps;
+}
+
+// Fills the target with the converted elements of the source; returns how many were turned.
+int RunStep(Step step, Model const& source, MMeshBase& target, MMeshOrigins& origins,
+            Context const& context) {
+    auto const run = [&](auto& convert) {
+        convert.SetOrigins(&origins);
+        Detail::RunOperator(convert, source, "it could not be converted", context);
+    };
+    if (step == Step::Curve) {
+        MMeshConvertTet4ToTet10Operator convert;
+        convert.SetTet10Mesh(&target);
+        convert.SetProgressDelegate(context.progress);
+        run(convert);
+        return 0;
+    }
+    if (step == Step::CutHexahedra) {
+        MMeshConvertHex8ToTet4Operator convert;
+        convert.SetTet4Mesh(&target);
+        run(convert);
+        return convert.GetNbCorrected();
+    }
+    MMeshConvertTet10ToTet4Operator convert;
+    convert.SetTet4Mesh(&target);
+    convert.SetMultipleElements(step == Step::Split);
+    run(convert);
+    return convert.GetNbCorrected();
+}
+
+ConvertResult RunSteps(Model const& model, std::vector<Step> const& steps, Context const& context) {
+    ConvertResult result;
+    for (Step const step : steps) {
+        Model const& source = result.model.mesh ? result.model : model;
+        auto target = std::make_unique<MMeshBase>();
+        MMeshOrigins origins;
+        result.reoriented += static_cast<std::uint64_t>(RunStep(step, source, *target, origins, context));
+        result.origins = result.model.mesh ? ComposeOrigins(result.origins, origins) : std::move(origins);
+        result.model.mesh = std::move(target);
+    }
+    return result;
+}
+
+ConvertResult::Size SizeOf(MMeshBase const& mesh) {
+    return {static_cast<std::uint64_t>(mesh.NumberOfElements()),
+            static_cast<std::uint64_t>(mesh.NumberOfPoints()), mesh.GetVolume()};
+}
+
+ConvertResult::Faces CompareDiagonals(Model const& model, Context const& context) {
+    auto const [interior, different] = MMeshConvertHex8ToTet4Operator::CompareDiagonals(*model.mesh);
+    if (different > 0)
+        context.Warn(Detail::NameOf(model) + ": at " + std::to_string(different) + " of " +
+                     std::to_string(interior) +
+                     " faces between hexahedra the tetrahedra do not fit together: their diagonals differ");
+    return {interior, different};
+}
+
+} // namespace
+
+ConvertResult Convert(Model const& model, ConvertOptions const& options, Context const& context) {
+    Kinds kinds = KindsOf(*model.mesh);
+    if (std::string const why_not = WhyNot(kinds, options.target); !why_not.empty())
+        throw FileError(model.file, why_not);
+    ConvertResult result = RunSteps(model, Plan(kinds, options.target), context);
+    MMeshBase& mesh = *result.model.mesh;
+    CarryMasks(*model.mesh, result.origins, mesh);
+    result.model.arrays = CarryArrays(Detail::ArraysWithFields(model), result.origins);
+    context.ThrowIfCancelled();
+    result.before = SizeOf(*model.mesh);
+    result.after = SizeOf(mesh);
+    result.subvolumes = ReportSubVolumes(mesh);
+    if (kinds[8] > 0)
+        result.faces = CompareDiagonals(model, context);
+    return result;
+}
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <KetSDK/Mesh/mesh/MMeshOrigins.h>
+#include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Model.h>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace KetSDK::MeshJobs {
+
+struct ConvertOptions {
+    enum class Target {
+        Tet4,      // linear tetrahedra; of quadratic ones by their corners alone
+        Tet4Split, // eight linear tetrahedra of each quadratic one, on all its nodes
+        Tet10,     // quadratic tetrahedra
+    };
+    Target target = Target::Tet4;
+};
+
+struct ConvertResult {
+    struct Size {
+        std::uint64_t elements = 0;
+        std::uint64_t nodes = 0;
+        double volume = 0.0; // mm3, signed
+    };
+    // Faces between hexahedra.
+    struct Faces {
+        std::uint64_t interior = 0;
+        std::uint64_t nonmatching = 0; // cut along different diagonals: the tetrahedra do not fit there
+    };
+
+    Model model; // with the values and arrays of what its elements and nodes came from
+    MMeshOrigins origins;
+    Size before;
+    Size after;
+    std::uint64_t reoriented = 0; // inverted elements that were turned
+    std::vector<SubVolumeReport> subvolumes;
+    std::optional<Faces> faces; // when there are hexahedra
+};
+// Makes a model of other elements: a hexahedron is cut into five tetrahedra by the order of its nodes, a
+// linear tetrahedron becomes quadratic with nodes in the middles of its edges, a quadratic one linear.
+// Inverted tetrahedra are turned when the result is linear. Elements come sub-volume by sub-volume, and nodes
+// at one position become one. In arrays of nodes a new mid-edge node has the mean of the ends of its edge
+// when the numbers are floating-point, and the smaller of both otherwise; scalar fields are such arrays
+// there. Warns of faces between hexahedra where the tetrahedra do not fit together. Throws FileError for
+// elements that cannot become what was asked for and when there is nothing to convert, Cancelled.
+KETSDK_MESHJOBS_API ConvertResult Convert(Model const& model, ConvertOptions const& options,
+                                          Context const& context);
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Model.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace KetSDK::MeshJobs {
+
+struct MergeResult {
+    std::uint64_t elements = 0;
+    std::uint64_t nodes = 0;
+    std::uint64_t joined_nodes = 0; // nodes of the second model that became one with another
+    std::vector<SubVolumeReport> subvolumes;
+};
+// Adds a second model to a first one, behind what that has. Nodes at one position become one, but for those
+// of the first model among themselves. The sub-volumes of the second model follow those of the first, under
+// their names. Equal materials become one; others keep their numbers where these are free. Further arrays
+// stay as far as both models have them, and scalar fields are arrays of nodes from then on. Throws FileError
+// when both are one, Cancelled.
+KETSDK_MESHJOBS_API MergeResult Merge(Model& first, Model const& second, Context const& context);
+
+} // namespace KetSDK::MeshJobs
