@@ -72,7 +72,7 @@ TEST_P(OriginsRealMesh, OfSurfacesAndSections) {
         extract.SetExtractInterfacesBetweenSubVolumes(true);
         extract.SetOrigins(&origins);
         ASSERT_TRUE(extract.Operate());
-        ASSERT_GT(origins.triangles.size(), 100u);
+        ASSERT_FALSE(origins.triangles.empty());
         CheckSurface(*mesh, stl, origins);
     }
     MStlBase stl;
