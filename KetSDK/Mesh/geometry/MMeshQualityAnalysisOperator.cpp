@@ -101,42 +101,54 @@ void FluentOrthogonalQuality(Block const& block, double* values) {
 // Writes the values of a block of elements, in their order.
 using Evaluator = void (*)(Block const& block, double* values);
 
-// How each metric is evaluated, by its number.
-constexpr std::array<Evaluator, Metric::NumberOfMetrics> Evaluators = {
-    Linear<&Tetrahedron::QualitySpheres>,
-    Linear<&Tetrahedron::QualityInsphereEdge>,
-    Linear<&Tetrahedron::QualityMeanRatio>,
-    Linear<&Tetrahedron::Volume>,
-    Linear<&Tetrahedron::QualityAspectRatio>,
-    Linear<&Tetrahedron::QualityAspectRatioTetgen>,
-    Linear<&Tetrahedron::QualityRadiusEdgeTetgen>,
-    Linear<&Tetrahedron::QualityEquiAngleSkew>,
-    Linear<&Tetrahedron::QualityEdgeMaxMin>,
-    Linear<&Tetrahedron::QualityEdgeMinMax>,
-    Linear<&Tetrahedron::QualityJacobian>,
-    Linear<&Tetrahedron::QualityScaledJacobian>,
-    Quadratic<&Tetrahedron10::QualityJacobianDistortion>,
-    Quadratic<&Tetrahedron10::MinJacobianDeterminant>,
-    Quadratic<&Tetrahedron10::JacobianRatio>,
-    Linear<&Tetrahedron::GetMaxEdgeLength>,
-    Linear<&Tetrahedron::GetMinEdgeLength>,
-    Linear<&Tetrahedron::GetMaxCosDihedralAngle>,
-    Linear<MinDihedralAngle>,
-    Linear<MaxDihedralAngle>,
-    Linear<MinFaceAngle>,
-    Linear<MaxFaceAngle>,
-    Linear<&Tetrahedron::QualityEquiDihedralAngleSkew>,
-    Linear<&Tetrahedron::QualityEquiSizeSkew>,
-    Linear<&Tetrahedron::QualityAbacusShapeFactor>,
-    Linear<&Tetrahedron::QualityAnsysElementQuality>,
-    FluentOrthogonalQuality,
-    Linear<MinCornerAngle>,
-    Linear<MaxCornerAngle>,
-    Linear<&Tetrahedron::Volume>, // VolumeInRange
-    Linear<&Tetrahedron::Volume>, // VolumeInRange2
-    Linear<MinFaceAngleRatio>,
-    Linear<MaxFaceAngleRatio>,
+// How each metric is evaluated.
+struct Evaluated {
+    Metric::QualityType type;
+    Evaluator evaluate;
 };
+constexpr Evaluated Evaluators[] = {
+    {Metric::Spheres, Linear<&Tetrahedron::QualitySpheres>},
+    {Metric::InsphereEdge, Linear<&Tetrahedron::QualityInsphereEdge>},
+    {Metric::MeanRatio, Linear<&Tetrahedron::QualityMeanRatio>},
+    {Metric::Volume, Linear<&Tetrahedron::Volume>},
+    {Metric::AspectRatio, Linear<&Tetrahedron::QualityAspectRatio>},
+    {Metric::AspectRatioTetgen, Linear<&Tetrahedron::QualityAspectRatioTetgen>},
+    {Metric::RadiusEdgeTetgen, Linear<&Tetrahedron::QualityRadiusEdgeTetgen>},
+    {Metric::EquiAngleSkew, Linear<&Tetrahedron::QualityEquiAngleSkew>},
+    {Metric::EdgeMaxMin, Linear<&Tetrahedron::QualityEdgeMaxMin>},
+    {Metric::EdgeMinMax, Linear<&Tetrahedron::QualityEdgeMinMax>},
+    {Metric::Jacobian, Linear<&Tetrahedron::QualityJacobian>},
+    {Metric::ScaledJacobian, Linear<&Tetrahedron::QualityScaledJacobian>},
+    {Metric::JacobianDistortion, Quadratic<&Tetrahedron10::QualityJacobianDistortion>},
+    {Metric::MinJacobianDeterminant, Quadratic<&Tetrahedron10::MinJacobianDeterminant>},
+    {Metric::JacobianRatio, Quadratic<&Tetrahedron10::JacobianRatio>},
+    {Metric::MaxEdgeLength, Linear<&Tetrahedron::GetMaxEdgeLength>},
+    {Metric::MinEdgeLength, Linear<&Tetrahedron::GetMinEdgeLength>},
+    {Metric::MaxCosDihedralAngle, Linear<&Tetrahedron::GetMaxCosDihedralAngle>},
+    {Metric::MinDihedralAngle, Linear<MinDihedralAngle>},
+    {Metric::MaxDihedralAngle, Linear<MaxDihedralAngle>},
+    {Metric::MinFaceAngle, Linear<MinFaceAngle>},
+    {Metric::MaxFaceAngle, Linear<MaxFaceAngle>},
+    {Metric::EquiDihedralAngleSkew, Linear<&Tetrahedron::QualityEquiDihedralAngleSkew>},
+    {Metric::EquiSizeSkew, Linear<&Tetrahedron::QualityEquiSizeSkew>},
+    {Metric::AbacusShapeFactor, Linear<&Tetrahedron::QualityAbacusShapeFactor>},
+    {Metric::AnsysElementQuality, Linear<&Tetrahedron::QualityAnsysElementQuality>},
+    {Metric::FluentOrthogonalQuality, FluentOrthogonalQuality},
+    {Metric::MinCornerAngle, Linear<MinCornerAngle>},
+    {Metric::MaxCornerAngle, Linear<MaxCornerAngle>},
+    {Metric::VolumeInRange, Linear<&Tetrahedron::Volume>},
+    {Metric::VolumeInRange2, Linear<&Tetrahedron::Volume>},
+    {Metric::MinFaceAngleRatio, Linear<MinFaceAngleRatio>},
+    {Metric::MaxFaceAngleRatio, Linear<MaxFaceAngleRatio>},
+};
+
+constexpr bool EachIsInThePlaceOfItsNumber() {
+    for (std::size_t i = 0; i < std::size(Evaluators); ++i)
+        if (Evaluators[i].type != static_cast<Metric::QualityType>(i))
+            return false;
+    return std::size(Evaluators) == Metric::NumberOfMetrics;
+}
+static_assert(EachIsInThePlaceOfItsNumber());
 
 // Elements between two looks at the progress delegate.
 constexpr std::uint64_t StepSize = 100;
@@ -205,7 +217,7 @@ bool MMeshQualityAnalysisOperator::Operate() {
 bool MMeshQualityAnalysisOperator::_Evaluate(MMeshBase& mesh,
                                              KetSDK::Common::IncrementalProgressReporter& reporter) {
     using Values = std::array<double, StepSize>;
-    Evaluator const evaluate = Evaluators[static_cast<std::size_t>(m_metric)];
+    Evaluator const evaluate = Evaluators[static_cast<std::size_t>(m_metric)].evaluate;
     auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
         evaluate({mesh, first, last}, values.data());
     };

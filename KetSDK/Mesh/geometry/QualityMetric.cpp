@@ -129,7 +129,14 @@ constexpr QualityMetric Metrics[] = {
      "(180 deg - largest corner angle of the faces) / 120 deg", "", "(0, 1]", Unit, None, Lowest, false, 1, 1,
      0.75, 1, "Shewchuk 2002, What Is a Good Linear Finite Element?"},
 };
-static_assert(std::size(Metrics) == Metric::NumberOfMetrics);
+
+constexpr bool EachIsInThePlaceOfItsNumber() {
+    for (std::size_t i = 0; i < std::size(Metrics); ++i)
+        if (Metrics[i].type != static_cast<Metric::QualityType>(i))
+            return false;
+    return std::size(Metrics) == Metric::NumberOfMetrics;
+}
+static_assert(EachIsInThePlaceOfItsNumber());
 
 } // namespace
 
