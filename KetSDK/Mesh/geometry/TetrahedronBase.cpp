@@ -179,18 +179,28 @@ struct _MutualDots {
     }
 };
 
-// The smallest distance of a corner to the opposite plane. The direction of an edge does not matter.
+// The smallest distance of a corner to the plane of the other three.
+//
+// A corner's height is the length of an edge to it along the normal of the opposite face, which is the cross
+// product of two edges of that face. The direction of no edge matters.
+//
+//        P3
+//       /|\          corner  edge  edges of the face
+//      / | \           P0     01    12, 13
+//    P0 -|- P2         P1     01    02, 03
+//      \ | /           P2     12    01, 13
+//       \|/            P3     13    12, 01
+//        P1
 [[gnu::always_inline]] inline double _SmallestHeight(_Edges const& e) noexcept {
+    VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
     VectorPair const e12_e02 = Seconds(e.e03_e12, Swapped(e.e02_e13));
     VectorPair const e13_e03 = Seconds(e.e02_e13, Swapped(e.e03_e12));
-    VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
     VectorPair const e12_e13 = Seconds(e.e03_e12, e.e02_e13);
     VectorPair const e01_e12 = Firsts(e.e01_e23, Swapped(e.e03_e12));
     VectorPair const e13_e01 = Firsts(Swapped(e.e02_e13), e.e01_e23);
-    // P0 over (P1, P2, P3) and P1 over (P0, P2, P3), then P2 over (P1, P0, P3) and P3 over (P1, P2, P0).
-    DoublePair const first = Abs(DotWithUnit(e01_e01, Cross(e12_e02, e13_e03)));
-    DoublePair const second = Abs(DotWithUnit(e12_e13, Cross(e01_e12, e13_e01)));
-    return MinLane(Min(first, second));
+    DoublePair const of_p0_p1 = Abs(DotWithUnit(e01_e01, Cross(e12_e02, e13_e03)));
+    DoublePair const of_p2_p3 = Abs(DotWithUnit(e12_e13, Cross(e01_e12, e13_e01)));
+    return MinLane(Min(of_p0_p1, of_p2_p3));
 }
 
 // The sum of the areas of the faces (0,1,2), (0,1,3), (0,2,3), (1,2,3).

@@ -221,10 +221,10 @@ private:
     void _RegisterAll();
     // Reads a state into this mesh, which is new.
     void _ReadState(MStreamMFileIn& in);
-    // Replaces the sub-volume number of every element through a table from old to new number; a
-    // number that the table does not have stays.
     // Takes over the containers, whose objects have no slots in the masks.
     void _Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    // Replaces the sub-volume number of every element through a table from old to new number; a
+    // number that the table does not have stays.
     void _RenumberElements(std::map<int, int> const& new_number);
 
     std::unique_ptr<MMeshPointContainer> m_points;

@@ -86,9 +86,9 @@ void MMeshBaseNeighborsInfo::Enable() {
     m_blocks.assign(blocks, Block{});
     ForEachCorner(*m_parent, next.size(),
                   [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
-                      std::uint32_t const place = next[slot]++;
-                      m_blocks[place / 4].element[place % 4] = element;
-                      m_blocks[place / 4].signature[place % 4] = signature;
+                      std::uint32_t const entry = next[slot]++;
+                      m_blocks[entry / 4].element[entry % 4] = element;
+                      m_blocks[entry / 4].signature[entry % 4] = signature;
                   });
     m_incident = std::move(incident);
 }
@@ -108,48 +108,58 @@ MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshEle
 MMeshElement* MMeshBaseNeighborsInfo::GetNeighbor(MMeshElement* e, unsigned int f) {
     if (f > 3 || CornersInUse(*e) < 4)
         return nullptr;
-    MMeshPoint const* node[3];
-    ElementList list[3];
+    FaceLists const face = _ListsAround(*e, f);
+    MMeshElement* lowest = nullptr;
+    _ForEachCandidate(face, [&](std::uint32_t number) {
+        MMeshElement* const other = m_parent->GetElement(number);
+        if (other != e && _Contains(face.list[1], number) && _Contains(face.list[2], number) &&
+            (!lowest || std::less<>()(other, lowest)))
+            lowest = other;
+    });
+    return lowest;
+}
+
+MMeshBaseNeighborsInfo::FaceLists MMeshBaseNeighborsInfo::_ListsAround(MMeshElement const& e,
+                                                                       unsigned int f) const {
+    FaceLists face;
     for (unsigned int i = 0; i < 3; ++i) {
-        node[i] = e->GetNode(Descriptor::descr_triangle_point[f][i]);
-        list[i] = m_incident->GetValue(*node[i]);
+        face.node[i] = e.GetNode(Descriptor::descr_triangle_point[f][i]);
+        face.list[i] = m_incident->GetValue(*face.node[i]);
     }
     for (unsigned int i = 1; i < 3; ++i) {
-        if (list[i].size < list[0].size) {
-            std::swap(list[i], list[0]);
-            std::swap(node[i], node[0]);
+        if (face.list[i].size < face.list[0].size) {
+            std::swap(face.list[i], face.list[0]);
+            std::swap(face.node[i], face.node[0]);
         }
     }
-    // The shortest list gives the candidates, by signature and as bits: whether a block has one cannot
-    // be foreseen. Those that the other two lists have as well are what the three have in common; the
-    // elements themselves, which lie anywhere in memory, are not looked at.
+    return face;
+}
+
+// The candidates are found by signature and as bits: whether a block has one cannot be foreseen. The elements
+// themselves, which lie anywhere in memory, are not looked at.
+template <typename Visit>
+void MMeshBaseNeighborsInfo::_ForEachCandidate(FaceLists const& face, Visit&& visit) const {
     // A node that the face repeats is in no signature of its own list.
     std::uint32_t wanted = 0;
     for (unsigned int i = 1; i < 3; ++i)
-        if (node[i] != node[0])
-            wanted |= NodeBit(node[i]->GetMaskIndex());
+        if (face.node[i] != face.node[0])
+            wanted |= NodeBit(face.node[i]->GetMaskIndex());
     constexpr std::uint32_t blocks_at_once = 16;
-    MMeshElement* lowest = nullptr;
-    for (std::uint32_t done = 0; done < list[0].Blocks(); done += blocks_at_once) {
-        Block const* const block = m_blocks.data() + list[0].first_block + done;
-        std::uint32_t const count = std::min(blocks_at_once, list[0].Blocks() - done);
+    for (std::uint32_t done = 0; done < face.list[0].Blocks(); done += blocks_at_once) {
+        Block const* const block = m_blocks.data() + face.list[0].first_block + done;
+        std::uint32_t const count = std::min(blocks_at_once, face.list[0].Blocks() - done);
         std::uint64_t candidates = 0;
         for (std::uint32_t i = 0; i < count; ++i)
             candidates |= FourBits((block[i].signature & wanted) == wanted) << 4 * i;
         for (; candidates != 0; candidates &= candidates - 1) {
-            auto const place = static_cast<unsigned int>(std::countr_zero(candidates));
-            std::uint32_t const number = block[place / 4].element[place % 4];
-            MMeshElement* const other = m_parent->GetElement(number);
-            if (other != e && _Contains(list[1], number) && _Contains(list[2], number) &&
-                (!lowest || std::less<>()(other, lowest)))
-                lowest = other;
+            auto const entry = static_cast<unsigned int>(std::countr_zero(candidates));
+            visit(block[entry / 4].element[entry % 4]);
         }
     }
-    return lowest;
 }
 
 bool MMeshBaseNeighborsInfo::_Contains(ElementList const& list, std::uint32_t element) const noexcept {
-    // A place that is not used may hold the number 0, but never the signature of an element.
+    // An entry that is not used may hold the number 0, but never the signature of an element.
     FourNumbers found{};
     for (std::uint32_t i = list.first_block; i < list.first_block + list.Blocks(); ++i)
         found |= reinterpret_cast<FourNumbers>(m_blocks[i].element == element) & m_blocks[i].signature;

@@ -60,13 +60,23 @@ private:
     };
     // Four elements of a list: their numbers, and for each a signature of its three other corners, a
     // few bits set of 32, by which most elements that do not use a node are told apart four at a time
-    // and without a look at the element. Unused places have no bit set.
+    // and without a look at the element. Unused entries have no bit set.
     using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
     struct Block {
         FourNumbers element;
         FourNumbers signature;
     };
 
+    // The nodes of a face of an element and the elements of each, the shortest list first.
+    struct FaceLists {
+        MMeshPoint const* node[3];
+        ElementList list[3];
+    };
+    FaceLists _ListsAround(MMeshElement const& e, unsigned int f) const;
+    // Calls visit(number) for the elements of the first list that seem to use the other nodes as well: all
+    // that do, and few others.
+    template <typename Visit>
+    void _ForEachCandidate(FaceLists const& face, Visit&& visit) const;
     bool _Contains(ElementList const& list, std::uint32_t element) const noexcept;
 
     // Walks round the edge p-q from e across face f, appending to out, until the boundary or an
