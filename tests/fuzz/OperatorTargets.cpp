@@ -38,6 +38,7 @@
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
+#include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
@@ -57,26 +58,34 @@ void Run(MMeshOperator& runs, MMeshBase& mesh) {
 
 void Extract(MMeshBase& mesh, MStlBase& stl) {
     MMeshExtractStlSurfaceOperator extract;
+    MSurfaceOrigins origins;
     extract.SetStl(&stl);
+    extract.SetOrigins(&origins);
     extract.SetExtractInterfacesBetweenSubVolumes(true);
     Run(extract, mesh);
 }
 
 void ConvertKinds(MMeshBase& mesh) {
     MMeshBase target;
+    MMeshOrigins origins;
     MMeshConvertHex8ToTet4Operator hexahedra;
     hexahedra.SetTet4Mesh(&target);
+    hexahedra.SetOrigins(&origins);
     Run(hexahedra, mesh);
+    CarryMasks(mesh, origins, target);
     MMeshConvertHex8ToTet4Operator::CompareDiagonals(mesh);
     MMeshConvertTet10ToTet4Operator quadratic;
     quadratic.SetTet4Mesh(&target);
+    quadratic.SetOrigins(&origins);
     for (bool const multiple : {false, true}) {
         quadratic.SetMultipleElements(multiple);
         Run(quadratic, mesh);
     }
     MMeshConvertTet4ToTet10Operator linear;
     linear.SetTet10Mesh(&target);
+    linear.SetOrigins(&origins);
     Run(linear, mesh);
+    CarryMasks(mesh, origins, target);
 }
 
 void Measure(MMeshBase& mesh) {
@@ -139,19 +148,28 @@ void AssignMaterials(MMeshBase& mesh) {
     }
 }
 
-void MakeSurfaces(MMeshBase& mesh) {
+void WriteTriangles(MMeshBase& mesh, bool marked_only) {
     for (bool const simplify : {false, true}) {
         MStlBase stl;
+        MSurfaceOrigins origins;
         MMeshOperatorSettingsSTL settings;
         settings.SetSimplify(simplify);
-        MMeshOperatorSTL all;
-        all.SetStl(&stl);
-        all.SetSettings(&settings);
-        Run(all, mesh);
+        settings.SetMarkedOnly(marked_only);
+        MMeshOperatorSTL write;
+        write.SetStl(&stl);
+        write.SetSettings(&settings);
+        write.SetOrigins(&origins);
+        Run(write, mesh);
     }
+}
+
+void MakeSurfaces(MMeshBase& mesh) {
+    WriteTriangles(mesh, false);
     MStlBase stl;
+    MSurfaceOrigins origins;
     MMeshConvertToStlOperator exploded;
     exploded.SetStl(&stl);
+    exploded.SetOrigins(&origins);
     exploded.SetEpsilon(0.25);
     Run(exploded, mesh);
     for (bool const interfaces : {false, true}) {
@@ -160,6 +178,7 @@ void MakeSurfaces(MMeshBase& mesh) {
         MMeshOperatorSurface boundary;
         boundary.SetSettings(&settings);
         Run(boundary, mesh);
+        WriteTriangles(mesh, true);
     }
 }
 
@@ -200,7 +219,8 @@ void Cut(MMeshBase& mesh) {
     Run(cut, mesh);
     cut.GetContours();
     MStlBase stl;
-    cut.AddSurfaces(stl);
+    MSurfaceOrigins origins;
+    cut.AddSurfaces(stl, &origins);
     if (mesh.NumberOfElements() > 0)
         cut.GetSide(*mesh.GetElement(0));
 }
@@ -236,7 +256,10 @@ void Split(MMeshBase& mesh) {
 void Merge(MMeshBase& mesh) {
     MMeshBase const second(mesh);
     MMeshBase other(second);
-    MMeshMergeVolumesOperator(&mesh, &other).Operate();
+    MMeshOrigins of_first, of_second;
+    MMeshMergeVolumesOperator merge(&mesh, &other);
+    merge.SetOrigins(&of_first, &of_second);
+    merge.Operate();
 }
 
 void Remove(MMeshBase& mesh) {
@@ -244,7 +267,8 @@ void Remove(MMeshBase& mesh) {
         return;
     MMeshSubVolume& first = **mesh.BeginSubVolume();
     first.GetNbPoints();
-    std::unique_ptr<MMeshBase> const part(mesh.GetSubVolumeAsMMeshBase(first));
+    MMeshOrigins origins;
+    std::unique_ptr<MMeshBase> const part(mesh.GetSubVolumeAsMMeshBase(first, &origins));
     MMeshOperatorRemoveSubVolume remove;
     remove.SetMesh(&mesh);
     remove.AddSubVolumeToRemove(&first);
