@@ -11,11 +11,8 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <memory>
-#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -89,29 +86,6 @@ private:
     int m_answer;
 };
 
-// A user's own mapper, made from one of the library's: has an answer of its own for each two elements, and
-// writes down what it is asked.
-class OwnAnswers : public MMeshCorrespondenceMapperProjection {
-public:
-    using Question = std::pair<MMeshElement*, MMeshElement*>;
-
-    OwnAnswers(MStlBase* stl, MMeshBase* mesh)
-        : MMeshCorrespondenceMapperProjection(stl, mesh, 0.001) {}
-    void Map() override { m_is_mapped = true; }
-    bool IsMapped() const override { return m_is_mapped; }
-    int IsBoundaryCrossing(MMeshElement* e1, MMeshElement* e2) override {
-        EXPECT_TRUE(m_is_mapped);
-        m_asked.emplace_back(e1, e2);
-        return AnswerTo(e1, e2);
-    }
-    static int AnswerTo(MMeshElement const* e1, MMeshElement const* e2) {
-        return static_cast<int>((e1->GetMaskIndex() * 31 + e2->GetMaskIndex() * 17) % 4) - 1;
-    }
-
-    bool m_is_mapped = false;
-    std::vector<Question> m_asked;
-};
-
 } // namespace
 
 TEST(Label, FindsRegionsAndGroupNamesThem) {
@@ -168,51 +142,6 @@ TEST(Label, AsksTheMapperOfTheMeshAndOrdersRegionsAsTheirFirstElements) {
         for (std::size_t i = 0; i < numbers.size(); ++i)
             ASSERT_EQ(numbers[i], regions > 2 ? static_cast<int>(i) : i > 0);
     }
-}
-
-TEST(Label, AsksAUsersMapperAboutEveryFaceBreadthFirst) {
-    MMeshBase mesh;
-    TestMeshes::FillWithCubes(mesh, 4);
-    // Elements whose faces collapse or are those of others already.
-    for (std::uint64_t i = 0; i < 20; ++i) {
-        MMeshElement const& e = *mesh.GetElement(i * i);
-        TestMeshes::AddElement(mesh, {e.GetNode(0), e.GetNode(1), e.GetNode(2), e.GetNode(i % 4)});
-    }
-    MStlBase stl;
-    auto const mapper = std::make_shared<OwnAnswers>(&stl, &mesh);
-    mesh.SetCorrespondenceMapper(mapper);
-    MMeshOperatorLabelSubVolumes label;
-    label.SetMesh(&mesh);
-    ASSERT_TRUE(label.Operate());
-
-    std::vector<OwnAnswers::Question> expected;
-    std::set<MMeshElement*> visited;
-    unsigned int regions = 0;
-    for (MMeshElement& seed : mesh.Elements()) {
-        if (!visited.insert(&seed).second)
-            continue;
-        ++regions;
-        std::vector<MMeshElement*> region{&seed};
-        for (std::size_t i = 0; i < region.size(); ++i)
-            for (unsigned int face = 0; face < 4; ++face) {
-                MMeshElement* const e = region[i];
-                MMeshElement* const next = mesh.GetNeighborsInfo()->GetNeighbor(e, face);
-                if (!next || visited.contains(next))
-                    continue;
-                expected.emplace_back(e, next);
-                if (OwnAnswers::AnswerTo(e, next) != 1) {
-                    region.push_back(next);
-                    visited.insert(next);
-                }
-            }
-        MMeshSubVolume const* const sub_volume = mesh.GetSubVolume(seed);
-        EXPECT_EQ(sub_volume->GetNbElements(), region.size());
-        for (MMeshElement* const e : region)
-            EXPECT_EQ(mesh.GetSubVolume(*e), sub_volume);
-    }
-    EXPECT_GT(regions, 1u);
-    EXPECT_EQ(label.GetNbVolumes(), regions);
-    EXPECT_TRUE(mapper->m_asked == expected);
 }
 
 TEST(Label, LooksAtCancellationEvery1001stElement) {

@@ -112,16 +112,6 @@ TEST(GrowBadTets, MarksTheBoundaryOfTheGrownSet) {
     }
 }
 
-// Elements that came by way of the container have no slot in masks; they too are taken once.
-TEST(GrowBadTets, ElementsWithoutMaskIndexAreGrownThrough) {
-    Setting setting;
-    for (std::uint64_t i = 1; i < static_cast<std::uint64_t>(setting.m_mesh.NumberOfElements()); ++i)
-        setting.m_mesh.GetElement(i)->SetMaskIndex(MDataMaskIndex::NotRegistered);
-    setting.m_bad.SetValue(*setting.m_mesh.GetElement(0), true);
-    for (int const level : {2, 40})
-        EXPECT_EQ(setting.Run(level), Expected(setting, level)) << level;
-}
-
 TEST(GrowBadTets, OneElementMarksItsOwnFacesAndInTheEndAll) {
     Setting setting;
     MMeshElement const* corner = nullptr;
@@ -198,49 +188,6 @@ TEST(GrowBadTets, RefusesWithoutItsInputs) {
     refused([](auto& op) { op.SetStlMesh(nullptr); });
     refused([](auto& op) { op.SetBadMask(nullptr); });
     refused([&](auto&) { setting.m_stl->SetTriangleMaskOwner(std::make_shared<OtherOwner>()); });
-}
-
-// Under the address sanitizer these show whether anything dead is touched.
-TEST(GrowBadTets, ResultAndSurfaceMayGoInAnyOrder) {
-    Setting setting;
-    setting.m_bad.SetValue(*setting.m_mesh.GetElement(0), true);
-    auto const container = [](MStlBase const& stl) {
-        return std::dynamic_pointer_cast<MDataMaskContainer<MStlTriangle>>(stl.GetTriangleMaskOwner());
-    };
-
-    auto first = std::make_unique<MMeshGrowBadTetsOperator>();
-    setting.Connect(*first, 0);
-    ASSERT_TRUE(first->Operate());
-    MMeshGrowBadTetsOperator second(*first);
-    ASSERT_TRUE(second.Operate());
-    ASSERT_TRUE(second.Operate()); // replaces its own result only
-    EXPECT_EQ(container(*setting.m_stl)->GetNumberOfMasks(), 2u);
-    auto const marked = setting.Marked(second);
-    EXPECT_EQ(marked, setting.Marked(*first));
-    first.reset();
-    EXPECT_EQ(container(*setting.m_stl)->GetNumberOfMasks(), 1u);
-
-    MMeshGrowBadTetsOperator moved(std::move(second));
-    EXPECT_EQ(second.GetResultMask(), nullptr);
-    EXPECT_EQ(setting.Marked(moved), marked);
-
-    auto target = std::make_unique<MStlBase>(); // takes the masks along with the triangles
-    ASSERT_TRUE(setting.m_stl->MoveTo(*target, nullptr));
-    setting.m_stl.swap(target);
-    EXPECT_EQ(setting.Marked(moved), marked);
-    EXPECT_EQ(container(*setting.m_stl)->GetNumberOfMasks(), 1u);
-
-    setting.m_stl->ClearStl(true);
-    EXPECT_EQ(moved.GetResultMask()->GetOwner(), nullptr);
-    setting.m_stl = Surface(setting.m_mesh);
-    setting.Connect(moved, 0);
-    ASSERT_TRUE(moved.Operate());
-    EXPECT_EQ(setting.Marked(moved).size(), marked.size());
-    setting.m_stl.reset();
-    EXPECT_EQ(moved.GetResultMask()->GetOwner(), nullptr);
-    setting.m_stl = Surface(setting.m_mesh);
-    setting.Connect(moved, 0);
-    EXPECT_TRUE(moved.Operate());
 }
 
 TEST(GrowBadTets, ReportsARingAStepAndCanBeCancelled) {

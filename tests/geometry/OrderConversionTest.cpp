@@ -153,53 +153,6 @@ std::uint64_t ExteriorTriangles(MMeshBase& mesh) {
 
 } // namespace
 
-TEST(OrderConversion, GivesWhatLookingUpEveryNodeByItsPlaceGives) {
-    MMeshBase source;
-    FillWithAllKinds(source);
-
-    MMeshBase quadratic, expected;
-    MMeshConvertTet4ToTet10Operator to_quadratic;
-    to_quadratic.SetMesh(&source);
-    to_quadratic.SetTet10Mesh(&quadratic);
-    ASSERT_TRUE(to_quadratic.Operate());
-    ConvertPlainly(source, expected,
-                   [](MMeshElement& e, unsigned int i) {
-                       TetrahedronBase<double> view(&e);
-                       return i < 4 ? view.GetVertex(i)
-                                    : view.GetMidEdgePoint(static_cast<unsigned char>(i - 4));
-                   },
-                   {{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}});
-    ExpectSame(quadratic, expected);
-    ExpectNamesOf(source, quadratic);
-    EXPECT_EQ(quadratic.GetMeshType(), MMeshBase::Quadratic);
-
-    for (bool const multiple : {false, true}) {
-        MMeshBase linear, plain;
-        linear.SetMeshType(MMeshBase::Quadratic);
-        MMeshConvertTet10ToTet4Operator to_linear;
-        to_linear.SetMesh(&source);
-        to_linear.SetTet4Mesh(&linear);
-        to_linear.SetMultipleElements(multiple);
-        ASSERT_TRUE(to_linear.Operate());
-        std::vector<std::vector<unsigned int>> rows = {{0, 1, 2, 3}};
-        if (multiple) {
-            rows.clear();
-            for (auto const& row : MMeshElementDescriptor::descr_tet10_to_tet4)
-                rows.emplace_back(row, row + 4);
-        }
-        ConvertPlainly(
-            source, plain,
-            [](MMeshElement& e, unsigned int i) { return Tetrahedron10Base<double>(&e, false).GetNode(i); },
-            rows);
-        EXPECT_EQ(to_linear.GetNbCorrected(), Orient(plain));
-        EXPECT_GT(to_linear.GetNbCorrected(), 0);
-        ExpectSame(linear, plain);
-        ExpectNamesOf(source, linear);
-        EXPECT_EQ(linear.GetMeshType(), MMeshBase::Linear);
-        EXPECT_EQ(linear.NumberOfElements(), (multiple ? 8 : 1) * source.NumberOfElements());
-    }
-}
-
 TEST(OrderConversion, NeighboursShareTheNodesOfTheirFace) {
     MMeshBase source;
     auto const n = AddNodes(source, {{0, 0, 0}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2}, {2, 2, 2}});

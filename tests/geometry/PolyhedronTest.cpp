@@ -71,26 +71,6 @@ TEST(Polyhedron, ShrinksTowardsItsCentroid) {
     integers.ShrinkTowardsCentroid(1e300);                        // stops at the limits of the type
 }
 
-TEST(Polyhedron, CopiesWhatBothHave) {
-    Points<double> two({{1, 2, 3}, {4, 5, 6}});
-    Points<double> three({{7, 7, 7}, {8, 8, 8}, {9, 9, 9}});
-    three._CopyVertices(two);
-    EXPECT_EQ(three.points, (std::vector<Vector>{{1, 2, 3}, {4, 5, 6}, {9, 9, 9}}));
-
-    MMeshPoint nodes[] = {{65536, -32768, 1}, {2147483647, 0, 0}};
-    MMeshPoint* pointers[] = {&nodes[0], &nodes[1]};
-    MMeshElement element(2, pointers);
-    three._CopyVerticesMMeshElement(element);
-    EXPECT_EQ(three.points[0], Vector(1.0, -0.5, 1.0 / 65536.0));
-    EXPECT_EQ(three.points[1], Vector(2147483647.0 / 65536.0, 0.0, 0.0));
-    EXPECT_EQ(three.points[2], Vector(9, 9, 9));
-
-    double rows[3][3] = {{}, {}, {-1, -1, -1}};
-    two._ConvertToVerdictPoints(rows, 2);
-    EXPECT_EQ(rows[1][2], 6.0);
-    EXPECT_EQ(rows[2][0], -1.0);
-}
-
 TEST(Faces, HandOutTrianglesAndSegments) {
     Vector const a(0, 0, 0), b(1, 0, 0), c(1, 1, 0), d(0, 1, 0);
     TriangularFace const triangle(a, b, c);
@@ -107,45 +87,4 @@ TEST(Faces, HandOutTrianglesAndSegments) {
     EXPECT_EQ((*other)[1], c);
     EXPECT_DOUBLE_EQ(first->Area() + other->Area(), 1.0);
     EXPECT_EQ(quadrangle.GetSegment(3).second, &quadrangle.GetNode(0));
-}
-
-TEST(LimitedPolyhedron, IsTheNodesOfAnElementAndNothingElse) {
-    struct Open : LimitedPolyhedron {
-        using LimitedPolyhedron::GetFace;
-        using LimitedPolyhedron::GetNbFaces;
-        using LimitedPolyhedron::LimitedPolyhedron;
-        using LimitedPolyhedron::OrientationOK;
-        using LimitedPolyhedron::Volume;
-    };
-    MMeshBase mesh;
-    Open hexahedron(TestMeshes::AddElementOfKind(mesh, 8));
-    ASSERT_EQ(hexahedron.GetNbVertices(), 8u);
-    EXPECT_EQ(hexahedron.GetVertex(6), Vector(6, 6, 6));
-    EXPECT_THROW(hexahedron.GetVertex(8), std::out_of_range);
-    hexahedron.SetVertex(8, {99, 99, 99});
-    hexahedron.SetVertex(0, {-9, -9, -9});
-    EXPECT_EQ(hexahedron.GetBoundingBox().GetMin(), Vector(0, 0, 0)) << "vertex 0 does not count";
-    EXPECT_EQ(hexahedron.GetBoundingBox().GetMax(), Vector(6, 6, 6));
-    EXPECT_TRUE(hexahedron.LargerThanPlane({1, 0, 0}, {-10, 0, 0}));
-    EXPECT_FALSE(hexahedron.LargerThanPlane({1, 0, 0}, {-9, 0, 0}));
-    EXPECT_TRUE(hexahedron.GetNbFaces() == 0 && !hexahedron.GetFace(0) && hexahedron.Volume() == 0.0 &&
-                hexahedron.OrientationOK());
-    LimitedPolyhedron copy(hexahedron);
-    EXPECT_EQ(copy.GetVertex(0), Vector(-9, -9, -9));
-    copy = LimitedPolyhedron();
-    EXPECT_EQ(copy.GetNbVertices(), 0u);
-}
-
-TEST(VertexValuedTetrahedron, CarriesAValuePerCorner) {
-    MMeshBase mesh;
-    VertexValuedTetrahedron t(TestMeshes::AddElementOfKind(mesh, 10));
-    EXPECT_EQ(t.Volume(), 36.0);
-    for (unsigned int i = 0; i < 4; ++i)
-        EXPECT_EQ(t.GetVertexValue(i), 0.0);
-    t.SetValues(1, 2, 3, 4);
-    t.SetVertexValue(2, -7);
-    VertexValuedTetrahedron const copy(t);
-    t = VertexValuedTetrahedron();
-    EXPECT_TRUE(copy.GetVertexValue(1) == 2 && copy.GetVertexValue(2) == -7 && t.GetVertexValue(2) == 0.0);
-    EXPECT_EQ(copy.GetVertex(1), Vector(6, 0, 0));
 }

@@ -296,28 +296,3 @@ TEST(QualityAnalysis, OrthogonalQualityLooksAcrossFacesOnceNeighboursAreKnown) {
     mesh.GetNeighborsInfo()->Disable();
     EXPECT_EQ(RunAnalysis(mesh, Analysis::FluentOrthogonalQuality, false).values, alone);
 }
-
-TEST(QualityAnalysis, ResultsBelongToTheOperatorThatMadeThem) {
-    auto mesh = std::make_unique<MMeshBase>();
-    TestMeshes::AddElementOfKind(*mesh, 4);
-    std::uint64_t const masks = mesh->GetElementMasks()->GetNumberOfMasks();
-    Analysis analysis;
-    analysis.SetMesh(mesh.get());
-    analysis.SetCurrentMetric(Analysis::Volume);
-    EXPECT_TRUE(analysis.Operate());
-    {
-        Analysis copy(analysis);
-        EXPECT_EQ(copy.GetQualityHistogram(), nullptr);
-        EXPECT_EQ(copy.GetQualityMask(), nullptr);
-        EXPECT_TRUE(copy.Operate());
-        EXPECT_EQ(copy.GetQualityHistogram()->GetValues(), analysis.GetQualityHistogram()->GetValues());
-        EXPECT_EQ(mesh->GetElementMasks()->GetNumberOfMasks(), masks + 2);
-        copy = analysis;
-        EXPECT_EQ(copy.GetQualityMask(), nullptr);
-        copy = *&copy;
-    }
-    EXPECT_TRUE(analysis.Operate()); // a second run replaces the first
-    EXPECT_EQ(mesh->GetElementMasks()->GetNumberOfMasks(), masks + 1);
-    mesh.reset();
-    EXPECT_EQ(analysis.GetQualityHistogram()->GetMaxValue(), 36.0); // and outlives the mesh
-}

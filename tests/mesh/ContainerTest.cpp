@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <stdexcept>
 
 namespace {
@@ -54,31 +53,6 @@ TEST(PointContainer, CoordinateIndexKnowsOnlyWhatWasAddedUnderIt) {
     EXPECT_EQ(copy.GetPointPtrAt(2)->GetMaskIndex(), MDataMaskIndex::NotRegistered);
     container.DropCoordinateIndex();
     EXPECT_NE(&container.AddPoint(1, 2, 3), &first);
-}
-
-TEST(ElementContainer, MovesAndIterates) {
-    MMeshPoint p[4];
-    MMeshPoint* nodes[4] = {&p[0], &p[1], &p[2], &p[3]};
-    MMeshElementContainer container;
-    EXPECT_TRUE(container.GetElementEndIter().IsDone());
-    EXPECT_EQ(container.AddElement(4, nodes), 0u);
-    EXPECT_EQ(container.AddElement({&p[3], &p[2], &p[1], &p[0]}), 1u);
-    MMeshElement* const address = container.GetElementPtrAt(1);
-
-    MMeshElementContainer taken(std::move(container));
-    EXPECT_EQ(container.GetNumElements(), 0u);
-    EXPECT_EQ(container.AddElement(4, nodes), 0u) << "the source can be filled again";
-    EXPECT_EQ(taken.GetElementPtrAt(1), address);
-    MMeshElementContainer& self = taken;
-    taken = std::move(self);
-    EXPECT_EQ(taken.GetNumElements(), 2u);
-
-    std::unique_ptr<KetSDK::Mesh::Detail::MeshElementsIterator<1>> it(
-        static_cast<MMeshElementContainer const&>(taken).CreateElementIterAt(1));
-    EXPECT_EQ(&**it, address);
-    EXPECT_TRUE((++*it).IsDone());
-    EXPECT_TRUE(*it == taken.GetElementEndIter());
-    EXPECT_EQ((*it).First().GetPosition(), 0u);
 }
 
 TEST(ContainerFiles, BlocksReadBackAndHaveTheStatedLayout) {

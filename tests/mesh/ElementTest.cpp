@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <set>
 
 using D = MMeshElementDescriptor;
@@ -30,20 +29,6 @@ std::set<unsigned char> SetOf(unsigned char const (&row)[N]) {
 
 } // namespace
 
-TEST(MeshPoint, CopiesCarryTheIndexButAssignmentKeepsTheTargetsOwn) {
-    MMeshBase mesh;
-    MMeshPoint& first = *mesh.AddPoint(1, 2, 3);
-    MMeshPoint& second = *mesh.AddPoint(4, 5, 6);
-    MMeshPoint const copy(second);
-    EXPECT_EQ(copy, second);
-    first = second;
-    EXPECT_EQ(first.GetIndex(), 0);
-    EXPECT_EQ(first.x, 4);
-    EXPECT_EQ(first.GetMaskIndex(), second.GetMaskIndex());
-    EXPECT_NE(first, second) << "same place, different slots";
-    EXPECT_EQ(MMeshPoint(1, 2, 3).GetIndex(), -1);
-}
-
 TEST(MeshElement, MovesItsNodesAndStaysUsable) {
     MMeshPoint p[10];
     MMeshPoint* nodes[10];
@@ -68,20 +53,6 @@ TEST(MeshElement, MovesItsNodesAndStaysUsable) {
     MMeshElement& self = target;
     target = std::move(self);
     EXPECT_EQ(target.GetNodeCount(), 4);
-}
-
-TEST(ElementDescriptor, KnowsFourKindsAndNoOther) {
-    for (int n = 0; n < 256; ++n) {
-        auto const count = static_cast<unsigned char>(n);
-        bool const known = n == 4 || n == 6 || n == 8 || n == 10;
-        EXPECT_EQ(D::GetNumTetraOfElement(count) != 0, known) << n;
-        EXPECT_EQ(D::GetNumSimpleNodes(count) != 0, known) << n;
-        if (!known) {
-            EXPECT_EQ(D::GetOffsetForTetra(count, 0, 3), 0) << n;
-        }
-    }
-    EXPECT_EQ(D::GetOffsetForTetra(4, 7, 2), 3) << "the tetrahedron number is ignored for linear elements";
-    EXPECT_EQ(D::GetOffsetForTriangle(4, 0, 0, 1), 2);
 }
 
 // The tetrahedra of every table fill the element without overlap and share one winding.

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <map>
 #include <memory>
 #include <vector>
@@ -86,74 +85,6 @@ TEST(ElementIterators, LinearAndQuadraticElementsAreReadThroughTheirTables) {
     for (char v = 0; v < 4; ++v)
         EXPECT_EQ(corners.GetPoint(v)->GetIndex(),
                   MMeshElementDescriptor::descr_1tetra_point[static_cast<unsigned char>(v)]);
-}
-
-TEST(ElementIterators, FirstOfTheTriangleIteratorKeepsTheFace) {
-    MMeshBase mesh;
-    TestMeshes::FillWithCubes(mesh, 1);
-    auto const it = Begin(mesh);
-    MMeshTetrahedronIterator tetrahedron(it.get());
-    MMeshTriangleIterator triangle(&tetrahedron);
-    for (int i = 0; i < 10; ++i)
-        ++triangle;
-    EXPECT_EQ(triangle.GetCurrentTriangle(), 2);
-    triangle.First();
-    EXPECT_EQ(triangle.GetCurrentTriangle(), 2);
-    EXPECT_EQ(it->GetPosition(), 0u);
-    tetrahedron.First();
-    EXPECT_EQ(tetrahedron.GetCurrentTetrahedron(), 0);
-}
-
-TEST(ElementIterators, ClonesAndPostfixResultsAreIndependent) {
-    MMeshBase mesh;
-    TestMeshes::FillWithCubes(mesh, 1);
-    auto const it = Begin(mesh);
-    MMeshTetrahedronIterator tetrahedron(it.get());
-    MMeshTriangleIterator triangle(&tetrahedron, 3);
-
-    auto const before = Triangle(triangle);
-    MMeshTriangleIterator prior = triangle++;
-    EXPECT_EQ(it->GetPosition(), 1u) << "the original has left the element";
-    EXPECT_EQ(Triangle(prior), before);
-    EXPECT_FALSE(prior == triangle);
-    MMeshTetrahedronIterator prior_tetrahedron = tetrahedron++;
-    EXPECT_EQ(prior_tetrahedron.GetElementIt()->GetPosition(), 1u);
-    EXPECT_EQ(it->GetPosition(), 2u);
-
-    prior = triangle++;
-    EXPECT_EQ(Triangle(prior).size(), 3u) << "assigning takes the element iterator along";
-    it->First();
-    ++*it;
-    ++*it;
-    MMeshSuperTetrahedronIterator super(it.get());
-    MMeshPoint* const corner = super.GetPoint(1);
-    EXPECT_EQ((super++).GetPoint(1), corner) << "keeps its class";
-    it->First();
-    ++*it;
-    ++*it;
-
-    std::unique_ptr<MMeshTriangleIterator> heap(triangle.Clone(nullptr));
-    std::vector<std::max_align_t> block(triangle.GetCloneSize() / sizeof(std::max_align_t) + 1);
-    MMeshTriangleIterator* const placed = triangle.Clone(block.data());
-    EXPECT_EQ(static_cast<void*>(placed), block.data());
-    for (MMeshTriangleIterator* clone : {heap.get(), placed}) {
-        EXPECT_TRUE(*clone == triangle);
-        ++*clone;
-        EXPECT_FALSE(*clone == triangle);
-        EXPECT_EQ(it->GetPosition(), 2u);
-    }
-    placed->~MMeshTriangleIterator();
-
-    // A clone of a clone keeps its own class.
-    MMeshOnElementTetraIterator on_element(it.get());
-    std::unique_ptr<MMeshTetrahedronIterator> cloned(on_element.Clone(nullptr));
-    EXPECT_EQ(Count(*std::unique_ptr<MMeshTetrahedronIterator>(cloned->Clone(nullptr))), 1);
-
-    std::vector<std::max_align_t> element_block(it->GetCloneSize() / sizeof(std::max_align_t) + 1);
-    ElementIterator* const element_clone = it->Clone(element_block.data());
-    EXPECT_TRUE(*element_clone == *it);
-    element_clone->~ElementIterator();
-    EXPECT_EQ(it->Clone(nullptr), nullptr);
 }
 
 // Every inner face of a conforming mesh is met once from each side, every outer one once.

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <set>
 #include <stdexcept>
 
 namespace {
@@ -37,31 +36,6 @@ void Divide(MMeshBase& mesh) {
 }
 
 } // namespace
-
-TEST(SubVolume, DefaultsAndIdentities) {
-    MMeshBase mesh;
-    MMeshSubVolume const& main = *mesh.GetMainSubVolume();
-    EXPECT_EQ(main.GetName(), L"Volume 0");
-    EXPECT_EQ(main.GetMatID(), 1);
-    EXPECT_EQ(main.GetNbElements(), 0u);
-    MMeshSubVolume const negative(&mesh, -3);
-    EXPECT_EQ(negative.GetName(), L"Volume -3");
-    EXPECT_EQ(mesh.AddSubVolume()->GetUniqueID(), main.GetUniqueID() + 2);
-    EXPECT_EQ(mesh.AddSubVolume()->GetUniqueID(), main.GetUniqueID() + 3);
-    EXPECT_EQ(mesh.GetMainSubVolume()->begin(), mesh.GetMainSubVolume()->end());
-}
-
-TEST(SubVolume, OutlivesItsMeshWithoutElements) {
-    std::shared_ptr<MMeshSubVolume> kept;
-    {
-        MMeshBase mesh;
-        TestMeshes::AddElementOfKind(mesh, 4);
-        kept = *mesh.BeginSubVolume();
-    }
-    EXPECT_EQ(kept->GetName(), L"Volume 0");
-    EXPECT_EQ(kept->begin(), kept->end());
-    EXPECT_EQ(kept->GetNbPoints(), 0u);
-}
 
 TEST(SubVolume, CountsFollowIncludingMovingAndAdding) {
     MMeshBase mesh;

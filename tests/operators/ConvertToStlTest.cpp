@@ -1,16 +1,11 @@
 #include "TestMeshes.h"
 
-#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
-#include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <memory>
-#include <random>
-#include <vector>
 
 namespace {
 
@@ -74,38 +69,6 @@ TEST(ConvertToStl, ShrinkingMovesCornersTowardsTheCentroid) {
     }
     EXPECT_EQ(Convert(mesh, 0.5)->NumberOfPoints(), 8u) << "the elements stand apart";
     EXPECT_EQ(Convert(mesh, 1.0)->GetTriangle(0)->GetNormalFloat(), (MMVector<float, 3>()));
-}
-
-TEST(ConvertToStl, CornersAndNormalsAreThoseOfTheViewToTheBit) {
-    MMeshBase mesh;
-    std::mt19937 random(7);
-    std::uniform_int_distribution<MLong> coordinate(-99, 99); // so small that halves are often to be rounded
-    for (int i = 0; i < 300; ++i) {
-        MMeshPoint* nodes[4];
-        for (MMeshPoint*& node : nodes)
-            node = mesh.AddPoint(coordinate(random), coordinate(random), coordinate(random));
-        mesh.AddElement(4, nodes);
-    }
-    for (double const epsilon : {0.5, 0.2, -0.3}) {
-        auto const stl = Convert(mesh, epsilon);
-        auto const* triangle = stl->GetSurface(0)->FirstTriangle();
-        for (MMeshElement const& e : mesh.Elements()) {
-            TetrahedronBase<double> view(&e);
-            view.ShrinkTowardsCentroid(epsilon);
-            for (unsigned int f = 0; f < 4; ++f) {
-                auto const face = view.GetFaceOriented(f);
-                auto const normal = KetSDK::Mesh::Detail::UnitNormal(face[0], face[1], face[2]);
-                EXPECT_EQ(triangle->GetNormalFloat(), (MMVector<float, 3>(normal)));
-                for (std::size_t k = 0; k < 3; ++k) {
-                    MStlPoint const& p = *triangle->GetPoint(k);
-                    EXPECT_EQ(p.GetX(), std::lround(face[k][0] * 65536));
-                    EXPECT_EQ(p.GetY(), std::lround(face[k][1] * 65536));
-                    EXPECT_EQ(p.GetZ(), std::lround(face[k][2] * 65536));
-                }
-                triangle = triangle->Next();
-            }
-        }
-    }
 }
 
 TEST(ConvertToStl, TakesTheSelectionAndAddsToTheContainer) {

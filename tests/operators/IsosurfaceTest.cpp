@@ -47,14 +47,6 @@ struct Block {
     Isosurface iso;
 };
 
-std::vector<Vector> PointsOf(MStlBase const& surface) {
-    std::vector<Vector> points;
-    for (MStlTriangle const& t : surface.Triangles())
-        for (std::size_t i = 0; i < 3; ++i)
-            points.push_back(t.GetPoint(i)->GetPosition());
-    return points;
-}
-
 } // namespace
 
 // Whatever the values, the triangles lie where the linear field has the level, face its gradient, and cover
@@ -150,41 +142,6 @@ TEST(Isosurface, CornersOnTheLevelAndWithoutAValue) {
     iso._AddTriangle(&surface, {{1, 1, 1}, {2, 2, 2}, {1, 1, 1 + 1e-9}});
     EXPECT_EQ(surface.NumberOfPoints(), 2u);
     EXPECT_EQ(surface.NumberOfTriangles(), 1u);
-}
-
-TEST(Isosurface, OfAMeshIsThatOfItsElements) {
-    std::mt19937 random(5);
-    Block block(6);
-    Isosurface& iso = block.iso;
-    TestMeshes::AddElement(block.mesh,
-                           TestMeshes::AddNodes(block.mesh, {{0, 0, 9}, {1, 0, 9}})); // no corners
-    for (int world = 0; world < 30; ++world) {
-        // Few values, so that many nodes lie on the level, or values that are all different.
-        std::uniform_int_distribution<int> few(-2, 2);
-        std::uniform_real_distribution<double> many(-2.0, 2.0);
-        for (auto node = block.mesh.BeginPoint(); node != block.mesh.EndPoint(); ++node)
-            block.values.SetValue(*node, world % 2 ? few(random) : many(random));
-        for (int i = 0; i < world; ++i)
-            block.values.SetValueAt(static_cast<std::uint64_t>(random() % 343),
-                                    std::numeric_limits<double>::quiet_NaN());
-        iso.SetIsoValue(world % 3 ? 0.0 : 1.0);
-        block.surface.ClearStl(true);
-        ASSERT_TRUE(iso.Operate());
-
-        MStlBase expected;
-        for (MMeshElement const& e : block.mesh.Elements()) {
-            if (e.GetNodeCount() < 4)
-                continue;
-            VertexValuedTetrahedron t(&e);
-            for (unsigned int i = 0; i < 4; ++i)
-                t.SetVertexValue(i, block.values.GetValue(*e.GetNode(i)));
-            for (Triangle const& triangle : iso.TrianglesOf(t))
-                iso._AddTriangle(&expected, triangle);
-        }
-        EXPECT_GT(expected.NumberOfTriangles(), 100u);
-        EXPECT_EQ(block.surface.NumberOfPoints(), expected.NumberOfPoints());
-        EXPECT_EQ(PointsOf(block.surface), PointsOf(expected)) << world;
-    }
 }
 
 TEST(Isosurface, OfADistanceConvergesToTheSphere) {

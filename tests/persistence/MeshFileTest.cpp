@@ -69,7 +69,7 @@ TEST_P(MeshFile, RefusesEveryCutAndEveryChangedByte) {
     for (std::size_t i = 0; i < whole.size(); i += i < header || i + 40 > whole.size() ? 1 : 7)
         for (unsigned int bit = 0; bit < (i < header ? 8u : 1u); ++bit) {
             std::string changed = whole;
-            changed[i] = static_cast<char>(changed[i] ^ (1u << (i < header ? bit : i % 8)));
+            changed[i] = static_cast<char>(changed[i] ^ static_cast<char>(1u << (i < header ? bit : i % 8)));
             Save(m_name.GetPath(), changed);
             EXPECT_THROW(MMeshFile::Load(m_name, nullptr), MMeshFileError) << i << " " << bit;
         }

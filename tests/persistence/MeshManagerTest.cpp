@@ -135,7 +135,7 @@ TEST_F(MeshManager, AFullDiskLeavesTheMeshInMemory) {
     MMeshBase const before(*large.mesh);
     MMeshBase* const mesh = large.mesh.get();
     ASSERT_TRUE(m_manager.Add(L"large", std::move(large.mesh)));
-    for (rlim_t const bytes : {0, 1, 100, 70000, 200000}) {
+    for (rlim_t const bytes : {0u, 1u, 100u, 70000u, 200000u}) {
         bool done = true;
         WithFileLimit(bytes, [&] { done = m_manager.SwapOut(L"large"); });
         ExpectFault(done, Manager::CannotWrite);

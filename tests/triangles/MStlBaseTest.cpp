@@ -55,69 +55,6 @@ void ExpectNeighboursInOrder(MStlBase& stl) {
     }
 }
 
-// Everything that a reader of a container can see, but for addresses.
-using Description = std::vector<std::wstring>;
-Description Describe(MStlBase const& stl) {
-    Description lines;
-    auto const add = [&lines](auto... numbers) {
-        std::wstring line;
-        ((line += std::to_wstring(numbers) + L" "), ...);
-        lines.push_back(line);
-    };
-    for (MStlPoint const& p : stl.Points())
-        add(p.GetX(), p.GetY(), p.GetZ(), p.GetIndex(), p.GetNumberOfNeighbourTriangles());
-    auto const add_triangle = [&add](MStlTriangle const& t) {
-        auto const& n = t.GetNormalFloat();
-        add(t.GetPoint(0)->GetIndex(), t.GetPoint(1)->GetIndex(), t.GetPoint(2)->GetIndex(),
-            t.GetSurface()->GetIndex(), n[0], n[1], n[2], t.GetColor().IsDefined(), t.GetColor().GetRGB());
-    };
-    for (MStlTriangle const& t : stl.Triangles())
-        add_triangle(t);
-    for (MStlSurface const& s : stl.Surfaces()) {
-        lines.push_back(s.GetName());
-        for (MStlTriangle const& t : s.Triangles())
-            add_triangle(t);
-    }
-    for (MStlFeature const& f : stl.Features()) {
-        lines.push_back(f.GetName());
-        for (MStlGraph const& g : f.Graphs()) {
-            lines.push_back(g.GetName());
-            for (MStlPoint const& p : g.Vertices())
-                add(p.GetX(), p.GetY(), p.GetZ(), p.GetIndex());
-            for (MStlEdge const& e : g.Edges())
-                add(e.GetPoint(0)->GetIndex(), e.GetPoint(1)->GetIndex());
-        }
-    }
-    return lines;
-}
-
-void FillWithEverything(MStlBase& stl) {
-    MStlSurface* const cube = stl.AddSurface(nullptr);
-    cube->SetName(L"Exterior Surface--1");
-    AddAll(*cube, CubeFaces());
-    stl.AddPoint(65536, 65536, 65536, true);
-    stl.AddSurface(cube);
-    MStlSurface* const named = stl.AddSurface(nullptr);
-    named->SetName(L"\u00e4 \U0001F9B4\t<&\"'>\n");
-    stl.AddTriangle(stl.GetPoint(0), stl.GetPoint(0), stl.GetPoint(1), named);
-    stl.GetTriangle(3)->SetNormalFloat({1.0F, -2.0F, 0.5F});
-    MStlColor colour;
-    colour.SetRGB(0xFF0000FFU);
-    stl.GetTriangle(4)->SetColor(colour);
-    MStlFeature* const feature = stl.AddFeature();
-    feature->SetName(L"skeleton");
-    MStlGraph* const graph = feature->AddNewGraph();
-    graph->SetName(L"Main-");
-    graph->AddEdge(graph->AddVertex(1, 2, 3), graph->AddVertex(3, 2, 1));
-    graph->AddEdge(graph->AddVertex(3, 2, 1), graph->AddVertex(-7, 0, 7));
-    feature->AddNewGraph();
-}
-
-class MaskOwner : public IDataMaskOwner {
-public:
-    bool RemoveMask(IDataMask const*) override { return false; }
-};
-
 TEST(MStlBase, ReturnsTheFirstPointAtAPositionUnlessDuplicatesAreAllowed) {
     MStlBase stl;
     MLong const position[] = {-5, INT32_MAX, INT32_MIN};
@@ -133,26 +70,6 @@ TEST(MStlBase, ReturnsTheFirstPointAtAPositionUnlessDuplicatesAreAllowed) {
     EXPECT_EQ(stl.FindPoint(3, 2, 1), nullptr);
     EXPECT_EQ(third->GetIndex(), 2);
     EXPECT_EQ(lone->GetPosition(), (MMVector<double, 3>(1.0 / 65536, 2.0 / 65536, 3.0 / 65536)));
-}
-
-TEST(MStlBase, FindsEveryPointOfALatticeAtItsAddress) {
-    // Steps that are powers of two leave the low bits of all coordinates equal.
-    for (MLong step : {1, 1024, 1 << 20}) {
-        MStlBase stl;
-        std::vector<MStlPoint*> added;
-        if (step == 1024)
-            stl.ReserveLookUps(100'000);
-        for (int pass = 0; pass < 2; ++pass)
-            for (MLong i = 0; i < 100 * 1000; ++i) {
-                MStlPoint* const p = stl.AddPoint((i % 50 - 25) * step, (i / 50 % 50 - 25) * step,
-                                                  (i / 2500 - 20) * step, false);
-                if (pass == 0)
-                    added.push_back(p);
-                ASSERT_EQ(p, added[static_cast<std::size_t>(i)]) << "step " << step;
-                ASSERT_EQ(p->GetIndex(), i);
-            }
-        EXPECT_EQ(stl.NumberOfPoints(), 100'000U);
-    }
 }
 
 TEST(MStlBase, DropsDegenerateTrianglesOfASurfaceButNotItsOwn) {
@@ -209,69 +126,6 @@ TEST(MStlBase, ListsTheTrianglesOfAPointInOrderOfAddition) {
     ExpectNeighboursInOrder(stl);
 }
 
-TEST(MStlBase, IsAsNewAfterClearing) {
-    for (bool features : {false, true}) {
-        MStlBase stl;
-        FillWithEverything(stl);
-        auto masks = std::make_shared<MaskOwner>();
-        std::weak_ptr<MaskOwner> const watched = masks;
-        stl.SetTriangleMaskOwner(std::move(masks));
-        stl.ClearStl(features);
-        EXPECT_TRUE(watched.expired());
-        EXPECT_EQ(stl.NumberOfFeatures(), features ? 0U : 1U);
-        EXPECT_EQ(stl.NumberOfPoints() + stl.NumberOfTriangles() + stl.NumberOfSurfaces(), 0U);
-        EXPECT_EQ(stl.FindPoint(65536, 65536, 65536), nullptr);
-        AddAll(*stl.AddSurface(nullptr), CubeFaces());
-        EXPECT_EQ(stl.NumberOfPoints(), 8U);
-        ExpectNeighboursInOrder(stl);
-    }
-}
-
-TEST(MStlBase, ClonesEverythingAndSharesNothing) {
-    for (bool keep : {true, false}) {
-        MStlBase stl;
-        FillWithEverything(stl);
-        stl.SetKeepNeighbourInfo(keep);
-        Description const before = Describe(stl);
-        std::unique_ptr<MStlBase> const copy(stl.Clone(nullptr));
-        ASSERT_TRUE(copy);
-        EXPECT_EQ(Describe(*copy), before);
-
-        copy->GetTriangle(0)->SetNormalFloat({9.0F, 9.0F, 9.0F});
-        MStlGraph* const graph = copy->GetFeature(0)->GetGraph(0);
-        EXPECT_TRUE(graph->FindEdge(graph->AddVertex(3, 2, 1), graph->AddVertex(1, 2, 3), false));
-        EXPECT_EQ(graph->NumberOfVertices(), 3U);
-        EXPECT_EQ(copy->FindPoint(65536, 65536, 65536)->GetX(), 65536);
-        copy->ClearStl(true);
-        EXPECT_EQ(Describe(stl), before);
-    }
-}
-
-TEST(MStlBase, MovesContentsWithoutMovingObjects) {
-    MStlBase from;
-    FillWithEverything(from);
-    Description const before = Describe(from);
-    MStlSurface* const surface = from.GetSurface(0);
-    MStlPoint* const corner = from.FindPoint(65536, 65536, 65536);
-    MStlBase to;
-    to.AddPoint(1, 1, 1, false);
-    to.AddSurface(nullptr);
-    to.AddFeature();
-    ASSERT_TRUE(from.MoveTo(to, nullptr));
-    EXPECT_EQ(Describe(to), before);
-    EXPECT_TRUE(Describe(from).empty());
-    EXPECT_EQ(from.FindPoint(65536, 65536, 65536), nullptr);
-    EXPECT_EQ(to.FindPoint(1, 1, 1), nullptr);
-
-    // The surface is the same one and adds to its new container from now on.
-    EXPECT_EQ(to.GetSurface(0), surface);
-    MLong const a[] = {65536, 65536, 65536}, b[] = {1, 0, 0}, c[] = {0, 1, 0};
-    EXPECT_EQ(surface->AddTriangle(a, b, c)->GetPoint(0), corner);
-    ExpectNeighboursInOrder(to);
-    EXPECT_TRUE(to.MoveTo(to, nullptr));
-    EXPECT_EQ(to.GetSurface(0)->NumberOfTriangles(), 13U);
-}
-
 TEST(MStlBase, ReportsProgressAndStopsWhenCancelled) {
     MStlBase stl;
     for (MLong i = 0; i < 20'000; ++i)
@@ -307,19 +161,6 @@ TEST(MStlSurface, KnowsItsAreaAndWhetherItIsClosed) {
     EXPECT_EQ(other.FindSurface(L"Cube"), nullptr);
     stl.AddTriangle(stl.GetPoint(0), stl.GetPoint(1), stl.GetPoint(2), cube);
     EXPECT_FALSE(cube->IsClosed());
-}
-
-TEST(MStlIteratorFeatureSurfaceConst, WalksTheSurfacesInOrder) {
-    MStlBase stl;
-    for (int i = 0; i < 40; ++i)
-        stl.AddSurface(nullptr);
-    std::uint64_t seen = 0;
-    for (auto i = MStlIteratorFeatureSurfaceConst::Begin(&stl);
-         i != MStlIteratorFeatureSurfaceConst::End(&stl); ++i) {
-        MStlSurface const* const surface = i;
-        EXPECT_EQ(surface, stl.GetSurface(seen++));
-    }
-    EXPECT_EQ(seen, 40U);
 }
 
 } // namespace

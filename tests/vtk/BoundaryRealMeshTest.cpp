@@ -1,13 +1,9 @@
-// Exploded views, boundaries and graphs of the real meshes, beside the extraction's surfaces and VTK's edges.
+// Exploded views and graphs of the real meshes, beside their elements and VTK's edges.
 #include "RealMeshes.h"
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
-#include <KetSDK/Mesh/mesh/MMeshElementIterators.h>
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
-#include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
-#include <KetSDK/Mesh/operators/MMeshOperatorSettingsSurface.h>
-#include <KetSDK/Mesh/operators/MMeshOperatorSurface.h>
 #include <KetSDK/MeshVTK/PolyDataFromGraphs.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -20,89 +16,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <memory>
-#include <string>
 #include <vector>
-
-namespace {
-
-using Position = std::array<MLong, 3>;
-using Triangle = std::array<Position, 3>;
-
-// Beginning with the lowest corner, in the same direction.
-Triangle Turned(Triangle t) {
-    std::rotate(t.begin(), std::ranges::min_element(t), t.end());
-    return t;
-}
-
-// The marked triangles in their order, and with interfaces those of two sub-volumes from both sides.
-std::vector<Triangle> Marked(MMeshBase& mesh, bool interfaces) {
-    MMeshOperatorSettingsSurface settings;
-    settings.SetInterfacesAreBoundary(interfaces);
-    MMeshOperatorSurface surface;
-    surface.SetMesh(&mesh);
-    surface.SetSettings(&settings);
-    EXPECT_TRUE(surface.Operate());
-    std::vector<Triangle> triangles;
-    std::unique_ptr<KetSDK::Mesh::Detail::MeshElementsIterator<0>> it(mesh.CreateBeginElementIter());
-    for (; !it->IsDone(); ++*it)
-        for (auto const& face : mesh.GetElementMasks()->GetSurfaceMask()->GetValue(**it)) {
-            MMeshTetrahedronIterator tetrahedron(it.get(), static_cast<char>(face.tetrahedron));
-            MMeshTriangleIterator triangle(&tetrahedron, static_cast<char>(face.triangle));
-            Triangle corners;
-            for (char i = 0; i < 3; ++i) {
-                MMeshPoint const& p = *triangle.GetPoint(i);
-                corners[static_cast<std::size_t>(i)] = {p.x, p.y, p.z};
-            }
-            triangles.push_back(Turned(corners));
-        }
-    std::ranges::sort(triangles);
-    return triangles;
-}
-
-// Those of the extraction, and how many of them are interfaces.
-std::vector<Triangle> Extracted(MMeshBase& mesh, bool interfaces, std::size_t& interfaces_found) {
-    MStlBase stl;
-    MMeshExtractStlSurfaceOperator extract;
-    extract.SetMesh(&mesh);
-    extract.SetStl(&stl);
-    extract.SetExtractInterfacesBetweenSubVolumes(interfaces);
-    EXPECT_TRUE(extract.Operate());
-    std::vector<Triangle> triangles;
-    for (MStlSurface const& surface : stl.Surfaces())
-        for (MStlTriangle const& t : surface.Triangles()) {
-            Triangle corners;
-            for (std::size_t i = 0; i < 3; ++i)
-                corners[i] = {t.GetPoint(i)->GetX(), t.GetPoint(i)->GetY(), t.GetPoint(i)->GetZ()};
-            triangles.push_back(Turned(corners));
-            interfaces_found += surface.GetName().starts_with(L"Interface");
-        }
-    std::ranges::sort(triangles);
-    return triangles;
-}
-
-} // namespace
-
-TEST(BoundaryRealMesh, MarkedFacesAreTheExtractedOnes) {
-    for (char const* file : {"head_small_tet4.vtu", "hex_matrix_fiber.vtu", "wedge_beam14.vtu"})
-        for (bool const interfaces : {false, true}) {
-            SCOPED_TRACE(testing::Message() << file << " " << interfaces);
-            auto const mesh = ReadMesh(file);
-            auto const marked = Marked(*mesh, interfaces);
-            std::size_t between = 0;
-            auto const extracted = Extracted(*mesh, interfaces, between);
-            // Interfaces are marked on the other side as well, where hexahedra may be cut along the other
-            // diagonal.
-            EXPECT_TRUE(std::ranges::includes(marked, extracted));
-            EXPECT_EQ(marked.size(), extracted.size() + between);
-        }
-    // Four triangles, with the mid-edge nodes as corners, for each face.
-    auto const curved = ReadMesh("head_small_tet10.vtu");
-    std::size_t none = 0;
-    EXPECT_EQ(Marked(*curved, false).size(), 4 * Extracted(*curved, false, none).size());
-}
 
 TEST(BoundaryRealMesh, ExplodedElementsKeepTheirShapeAndOrientation) {
     auto const mesh = ReadMesh("head_small_tet4.vtu");

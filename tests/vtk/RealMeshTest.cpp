@@ -2,7 +2,6 @@
 #include "RealMeshes.h"
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
-#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -113,42 +112,5 @@ TEST(RealMesh, InterfacesTwiceAndExteriorAreTheFacesOfAllSubVolumes) {
         }
         EXPECT_EQ(2 * interfaces + exterior, of_sub_volumes);
         EXPECT_NEAR(volume, mesh->GetVolume(), 1e-12 * mesh->GetVolume());
-    }
-}
-
-// The litres of the three regions of the head, as measured when the mesh was made.
-TEST(RealMesh, VolumesOfTheHeadsRegions) {
-    auto const mesh = ReadMesh("head_small_tet4.vtu");
-    double const litres[] = {1.0711, 0.6131, 1.4815};
-    std::uint64_t const elements[] = {22261, 16551, 8112};
-    ASSERT_EQ(mesh->NumberOfSubVolumes(), 3u);
-    for (std::size_t i = 0; i < 3; ++i) {
-        MMeshSubVolume const& region = **(mesh->BeginSubVolume() + static_cast<std::ptrdiff_t>(i));
-        EXPECT_EQ(region.GetName(), L"Label " + std::to_wstring(i + 1));
-        EXPECT_EQ(region.GetNbElements(), elements[i]);
-        EXPECT_NEAR(region.GetVolume() * 1e-6, litres[i], 5e-5);
-    }
-    EXPECT_LT(static_cast<double>(mesh->MemoryUsed()) / mesh->NumberOfElements(), 130.0);
-}
-
-// Neighbours agree from both sides, and what has none is the boundary.
-TEST(RealMesh, NeighboursAreMutualAndTheRestIsTheBoundary) {
-    for (char const* file : {"head_small_tet4.vtu", "head_small_tet10.vtu"}) {
-        SCOPED_TRACE(file);
-        auto const mesh = ReadMesh(file);
-        MMeshBaseNeighborsInfo& info = *mesh->GetNeighborsInfo();
-        info.Enable();
-        std::uint64_t outer = 0;
-        for (MMeshElement& e : mesh->Elements()) {
-            for (unsigned int f = 0; f < 4; ++f) {
-                MMeshElement* const other = info.GetNeighbor(&e, f);
-                outer += other == nullptr;
-                bool mutual = !other;
-                for (unsigned int g = 0; g < 4 && other; ++g)
-                    mutual |= info.GetNeighbor(other, g) == &e;
-                ASSERT_TRUE(mutual);
-            }
-        }
-        EXPECT_EQ(outer, Extract(*mesh, false)->NumberOfTriangles());
     }
 }

@@ -1,0 +1,111 @@
+// Every command and every option of it, as the program itself lists them, is used with success.
+#include "KetmeshProgram.h"
+
+#include <map>
+#include <set>
+#include <sstream>
+
+namespace {
+
+// The runs of each command, without the options that all of them have. tet4.vtu and tet10.vtu are made of the
+// hexahedra; every run writes out.* .
+std::map<std::string, std::vector<std::string>> const Runs = {
+    {"info", {"tet4.vtu"}},
+    {"save", {"tet4.vtu -o out.kmesh --text"}},
+    {"diff", {"tet4.vtu tet4.vtu"}},
+    {"surfaces", {"tet4.vtu -o out.stl --interfaces --names volumes --split-surfaces"}},
+    {"iso", {"tet4.vtu --field label --component 0 --level 1.5 -o out.vtp"}},
+    {"boundary",
+     {"model.vtu -o out.vtp --interfaces --simplify --colors", "tet4.vtu -o out.vtp --all-faces"}},
+    {"explode", {"tet4.vtu --shrink 0.2 --select label -o out.vtp"}},
+    {"graph", {"tet4.vtu --all-edges -o out.vtp"}},
+    {"quality",
+     {"tet4.vtu --metric Volume --below -1 --fail-on 0 --partitions 5 --plot out.svg --worst 3 -o out.vtu "
+      "--threads 2",
+      "tet4.vtu --metric EdgeMaxMin --above 1e9 --width 0.5 --max-bound 10 --histograms",
+      "--list --markdown"}},
+    {"check", {"tet10.vtu --tolerance 5 --fail-on 0"}},
+    {"repair",
+     {"tet10.vtu -o out.vtu --min-ratio 0 --max-ratio 10 --min-alignment 0.3 --fail-on 0 --threads 2"}},
+    {"orient", {"tet10.vtu -o out.vtu"}},
+    {"grow",
+     {"tet4.vtu --metric Volume --below 1 --rings 2 --surface skin.vtp -o out.vtp --threads 2",
+      "tet4.vtu --metric EdgeMaxMin --above 1.1 -o out.vtp"}},
+    {"layers", {"tet4.vtu --layers 2 -o out.vtu"}},
+    {"convert", {"tet10.vtu -o out.vtu --to tet4 --split"}},
+    {"label", {"tet4.vtu --surface skin.vtp --tolerance 0.001 --threads 2 -o out.vtu"}},
+    {"group", {"tet4.vtu --surface skin.vtp --tolerance 0.001 --threads 2 -o out.vtu"}},
+    {"match", {"tet4.vtu --surface skin.vtp --tolerance 0.001 --threads 2 --fail-on 9999"}},
+    {"remove", {"tet4.vtu --name ONE -o out.vtu"}},
+    {"split", {"tet4.vtu --name ONE -o out.vtu"}},
+    {"merge", {"tet4.vtu tet10.vtu -o out.vtu"}},
+    {"cut", {"tet4.vtu --normal 0,0,1 --point 0,0,0.5 -o out.vtp"}},
+    {"project", {"tet4.vtu --surface skin.vtp --distance 0.01 --interfaces -o out.vtu --threads 2"}},
+    {"materials",
+     {"HEAD --image CT --image-unit mm --sampling mean --order 1 --outside -1000 --bins 3 --law "
+      "1,0.001,1,0,0 "
+      "--modulus 3000,2 --poisson 0.4 --unit-offset --min-density 0.02 --by grey --average law -o out.vtu "
+      "--catalog out.xml --threads 2",
+      "HEAD --image CT --preset femur --by single -o out.vtu", "--list-presets --markdown"}},
+    {"colors",
+     {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
+
+// What follows a title in a help text, up to the next empty line: the names that its lines begin with.
+std::set<std::string> Listed(std::string const& help, std::string const& title) {
+    std::istringstream lines(help.substr(std::min(help.find("\n" + title + ":\n"), help.size())));
+    std::set<std::string> names;
+    std::string line;
+    std::getline(lines, line);
+    std::getline(lines, line);
+    while (std::getline(lines, line) && !line.empty())
+        if (line.size() > 2 && line[2] != ' ') {
+            std::string name = line.substr(2, line.find(' ', 2) - 2);
+            names.insert(name.substr(name.find(",-") == std::string::npos ? 0 : name.find(',') + 1));
+        }
+    return names;
+}
+
+} // namespace
+
+TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
+    std::string const skin = Path("skin.vtp"), model = Path("model.vtu");
+    Run({"convert", Data + "hex_matrix_fiber.vtu", "--to", "tet4", "-o", Path("tet4.vtu")});
+    RunJson({"convert", Path("tet4.vtu"), "--to", "tet10", "-o", Path("tet10.vtu")});
+    RunJson({"surfaces", Path("tet4.vtu"), "--interfaces", "--names", "volumes", "-o", skin});
+    Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset", "femur", "--bins", "2", "-o",
+         model});
+    std::map<std::string, std::string> const places = {
+        {"HEAD", Head}, {"CT", Data + "head_ct.nii.gz"}, {"ONE", "Label 1"}};
+    auto const place = [&](std::string const& word) {
+        bool const is_file = word.find(".vt") != std::string::npos || word.starts_with("out.");
+        return places.contains(word) ? places.at(word) : is_file ? Path(word) : word;
+    };
+    std::set<std::string> const commands = Listed(Run({"--help"}).out, "Subcommands");
+    ASSERT_GE(commands.size(), Runs.size());
+    for (std::string const& command : commands) {
+        SCOPED_TRACE(command);
+        ASSERT_TRUE(Runs.contains(command)) << "say here how it is run";
+        std::string const help = Run({command, "--help"}).out;
+        std::istringstream lines(help);
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << line;
+        std::set<std::string> used = {"--help"};
+        std::vector<std::string> common = {
+            "--labels", "label", "--unit", "mm", "--allow-merged", "--allow-out-of-range", "--json"};
+        for (std::string const& run : Runs.at(command)) {
+            std::vector<std::string> arguments = {command};
+            std::istringstream words(run);
+            for (std::string word; words >> word;)
+                arguments.push_back(place(word));
+            arguments.insert(arguments.end(), common.begin(), common.end());
+            common.clear();
+            for (std::string const& argument : arguments)
+                used.insert(argument == "-o" ? "--output" : argument);
+            Result const result = Run(arguments);
+            EXPECT_EQ(result.status, 0) << run << ": " << result.err;
+            EXPECT_NE(result.out, "") << run;
+        }
+        for (std::string const& option : Listed(help, "Options"))
+            EXPECT_TRUE(used.contains(option)) << option << " is never used";
+    }
+}
