@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 
 seconds=${1:-}
 [[ "$seconds" =~ ^[1-9][0-9]*$ ]] || fail "usage: tests/fuzz.sh SECONDS"
-install_packages "${build_packages[@]}" "${fuzz_packages[@]}"
+install_packages "${build_packages[@]}" "${clang_packages[@]}"
 build fuzz
 
 fuzzer=build/fuzz/tests/fuzz/ketsdk_fuzz

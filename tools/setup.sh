@@ -14,8 +14,8 @@ build_packages=(
     libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev libxxhash-dev zlib1g-dev
     libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
 )
-test_packages=(libbenchmark-dev clang-format)
-fuzz_packages=(clang libclang-rt-14-dev llvm)
+clang_packages=(clang libclang-rt-14-dev llvm) # llvm names the functions in what a sanitizer reports
+test_packages=("${clang_packages[@]}" libbenchmark-dev clang-format clang-tidy dpkg-dev python3)
 
 # install_packages NAME...: installs with apt what is missing, and says so when it cannot.
 install_packages() {
