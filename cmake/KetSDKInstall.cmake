@@ -1,5 +1,18 @@
-# Install and export: find_package(KetSDKMesh CONFIG) gives KetSDK::Mesh and what it needs.
+# Install and export: find_package(KetSDKMesh CONFIG) gives KetSDK::Mesh, KetSDK::MeshVTK and KetSDK::MeshJobs,
+# the last two where VTK is found, and what they need.
 include(CMakePackageConfigHelpers)
+
+set(KETSDK_VTK_COMPONENTS "")
+if(KETSDK_WITH_VTK)
+  foreach(target ketsdk_mesh_vtk ketsdk_mesh_jobs)
+    get_target_property(libraries ${target} LINK_LIBRARIES)
+    list(FILTER libraries INCLUDE REGEX "^VTK::")
+    list(TRANSFORM libraries REPLACE "^VTK::" "")
+    list(APPEND KETSDK_VTK_COMPONENTS ${libraries})
+  endforeach()
+  list(REMOVE_DUPLICATES KETSDK_VTK_COMPONENTS)
+  list(JOIN KETSDK_VTK_COMPONENTS " " KETSDK_VTK_COMPONENTS)
+endif()
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KetSDKMesh)
 install(EXPORT KetSDKMeshTargets NAMESPACE KetSDK:: DESTINATION ${package_dir})

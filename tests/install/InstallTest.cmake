@@ -28,18 +28,44 @@ foreach(file IN LISTS package_files)
   endforeach()
 endforeach()
 
+# What is for the libraries alone stays in the tree.
+file(GLOB_RECURSE headers RELATIVE ${WORK_DIR}/moved ${WORK_DIR}/moved/*.h)
+if(NOT headers)
+  message(FATAL_ERROR "no headers were installed")
+endif()
+foreach(header IN LISTS headers)
+  if(header MATCHES "/(detail|images|checks)/")
+    message(FATAL_ERROR "a private header is installed: ${header}")
+  endif()
+endforeach()
+
 set(flags "-Wall -Wextra -Werror")
 if(SANITIZE)
   string(APPEND flags " -fsanitize=${SANITIZE}")
 endif()
-run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${CMAKE_CURRENT_LIST_DIR}/consumer -B ${WORK_DIR}/consumer
-  -DCMAKE_PREFIX_PATH=${WORK_DIR}/moved -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
+set(project -G ${GENERATOR} -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_COMPILER=${CXX_COMPILER}
   -DCMAKE_CXX_COMPILER_LAUNCHER=${CXX_COMPILER_LAUNCHER} -DCMAKE_CXX_FLAGS=${flags})
+run(${CMAKE_COMMAND} ${project} -S ${CMAKE_CURRENT_LIST_DIR}/consumer -B ${WORK_DIR}/consumer
+  -DCMAKE_PREFIX_PATH=${WORK_DIR}/moved -DWITH_VTK=${WITH_VTK})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
-run(${WORK_DIR}/consumer/consumer)
+
+# expect(OUTPUT COMMAND ARGUMENT...): runs a program of the consumer.
+function(expect expected command)
+  run(${WORK_DIR}/consumer/${command} ${ARGN})
+  if(NOT output STREQUAL expected)
+    message(FATAL_ERROR "${command} said\n${output}instead of\n${expected}")
+  endif()
+endfunction()
 
 # One tetrahedron with edges 1, 1 and 6 at a right angle and four faces outside.
-set(expected "volume 1, jacobian 6, Exterior Surface-0 4\n")
-if(NOT output STREQUAL expected)
-  message(FATAL_ERROR "the consumer said\n${output}instead of\n${expected}")
+expect("volume 1, jacobian 6, Exterior Surface-0 4\n" consumer)
+if(WITH_VTK)
+  set(file ${WORK_DIR}/tetrahedron.vtu)
+  expect("1 element, 4 nodes, 1 mm3\nmissing.vtu: there is no such file\n" jobs_consumer ${file})
+  expect("1 cell\n" vtk_consumer ${file})
 endif()
+
+# The tree as a folder of another project: targets and include paths resolve, and warnings stay with it.
+run(${CMAKE_COMMAND} ${project} -S ${CMAKE_CURRENT_LIST_DIR}/subproject -B ${WORK_DIR}/subproject
+  -DSOURCE_DIR=${SOURCE_DIR} -DKETSDK_WITH_VTK=${WITH_VTK})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/subproject --target CMakeFiles/consumer.dir/main.cpp.o)

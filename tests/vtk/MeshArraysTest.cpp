@@ -51,7 +51,7 @@ using namespace KetSDK::MeshVTK;
 namespace {
 
 template <typename Writer>
-std::string Written(vtkDataObject& data) {
+std::string WrittenBy(vtkDataObject& data) {
     vtkNew<Writer> writer;
     writer->SetInputDataObject(&data);
     writer->SetWriteToOutputString(true);
@@ -64,11 +64,11 @@ std::string Written(vtkDataObject& data) {
 }
 
 std::string AsVtu(vtkUnstructuredGrid& grid) {
-    return Written<vtkXMLUnstructuredGridWriter>(grid);
+    return WrittenBy<vtkXMLUnstructuredGridWriter>(grid);
 }
 
 template <typename Array>
-vtkSmartPointer<Array> Numbers(char const* name, int components, vtkIdType tuples) {
+vtkSmartPointer<Array> NumberArray(char const* name, int components, vtkIdType tuples) {
     auto array = vtkSmartPointer<Array>::New();
     array->SetName(name);
     array->SetNumberOfComponents(components);
@@ -80,37 +80,37 @@ vtkSmartPointer<Array> Numbers(char const* name, int components, vtkIdType tuple
 
 // Arrays with everything that the files of VTK hold of one.
 void AddOddArrays(vtkFieldData& arrays, vtkIdType tuples) {
-    auto const floats = Numbers<vtkFloatArray>("floats", 3, tuples);
+    auto const floats = NumberArray<vtkFloatArray>("floats", 3, tuples);
     floats->SetValue(0, std::bit_cast<float>(0x7F800001U)); // signalling
     floats->SetValue(1, std::bit_cast<float>(0xFFC12345U));
     floats->SetValue(2, std::numeric_limits<float>::denorm_min());
     floats->SetComponentName(0, "along x, in %");
     floats->SetComponentName(2, "\u03c3=z");
     arrays.AddArray(floats);
-    auto const doubles = Numbers<vtkDoubleArray>("doubles", 2, tuples);
+    auto const doubles = NumberArray<vtkDoubleArray>("doubles", 2, tuples);
     doubles->SetValue(0, std::bit_cast<double>(0x7FF0000000000001U));
     doubles->SetValue(1, -0.0);
     doubles->GetInformation()->Set(vtkDataArray::UNITS_LABEL(), "N / mm2");
     arrays.AddArray(doubles);
-    auto const vectors = Numbers<vtkDoubleArray>("vectors", 3, tuples);
+    auto const vectors = NumberArray<vtkDoubleArray>("vectors", 3, tuples);
     double range[2];
     vectors->GetRange(range, -1); // which stays in the information
     arrays.AddArray(vectors);
-    auto const wide = Numbers<vtkLongLongArray>("wide", 1, tuples);
+    auto const wide = NumberArray<vtkLongLongArray>("wide", 1, tuples);
     wide->SetValue(0, std::numeric_limits<long long>::min());
     arrays.AddArray(wide);
-    auto const wider = Numbers<vtkUnsignedLongArray>("wider", 2, tuples);
+    auto const wider = NumberArray<vtkUnsignedLongArray>("wider", 2, tuples);
     wider->SetValue(0, std::numeric_limits<unsigned long>::max());
     arrays.AddArray(wider);
-    arrays.AddArray(Numbers<vtkCharArray>("chars", 1, tuples));
-    arrays.AddArray(Numbers<vtkIdTypeArray>("ids", 1, tuples));
-    arrays.AddArray(Numbers<vtkBitArray>("bits", 1, tuples));
+    arrays.AddArray(NumberArray<vtkCharArray>("chars", 1, tuples));
+    arrays.AddArray(NumberArray<vtkIdTypeArray>("ids", 1, tuples));
+    arrays.AddArray(NumberArray<vtkBitArray>("bits", 1, tuples));
     vtkNew<vtkStringArray> strings;
     strings->SetName("strings \u00e4");
     for (vtkIdType i = 0; i < tuples; ++i)
         strings->InsertNextValue(i == 1 ? "" : "Z\u00e4hler");
     arrays.AddArray(strings);
-    arrays.AddArray(Numbers<vtkIntArray>("Latin \xE4", 1, tuples)); // no UTF-8
+    arrays.AddArray(NumberArray<vtkIntArray>("Latin \xE4", 1, tuples)); // no UTF-8
 }
 
 // The arrays again, by way of a mesh.
@@ -151,7 +151,7 @@ TEST(MeshArrays, OfEveryKindComeBackAsTheyWere) {
           back->GetFieldData()})
         EXPECT_STREQ(arrays->GetAbstractArray("floats")->GetComponentName(2), "\u03c3=z");
     EXPECT_TRUE(AsVtu(*direct) == AsVtu(*back));
-    EXPECT_TRUE(Written<vtkUnstructuredGridWriter>(*direct) == Written<vtkUnstructuredGridWriter>(*back));
+    EXPECT_TRUE(WrittenBy<vtkUnstructuredGridWriter>(*direct) == WrittenBy<vtkUnstructuredGridWriter>(*back));
 
     vtkNew<vtkVariantArray> variants;
     variants->SetName("variants");
@@ -183,7 +183,7 @@ TEST(MeshArrays, OfADamagedFileDoNoHarm) {
 // What the program asks of a field does not depend on whether there is a grid.
 TEST(MeshArrays, GiveNodesTheValuesThatAGridGivesThem) {
     auto const grid = ReadGridFile(std::string(KETSDK_DATA_DIR) + "/head_small_tet4.vtu", nullptr);
-    auto const wide = Numbers<vtkUnsignedLongArray>("wide", 2, grid->GetNumberOfPoints());
+    auto const wide = NumberArray<vtkUnsignedLongArray>("wide", 2, grid->GetNumberOfPoints());
     wide->SetValue(1, std::numeric_limits<unsigned long>::max());
     grid->GetPointData()->AddArray(wide);
     auto const mesh = MeshFromGrid(*grid, {}, nullptr);
@@ -234,7 +234,7 @@ TEST(MeshArrays, OfSurfacesComeBackAsTheyWere) {
     AddOddArrays(*data->GetPointData(), 4);
     auto const back = PolyDataFromSurfaces(stl, {});
     AddArrays(*back, ArraysFromSurface(*data));
-    EXPECT_TRUE(Written<vtkXMLPolyDataWriter>(*data) == Written<vtkXMLPolyDataWriter>(*back));
+    EXPECT_TRUE(WrittenBy<vtkXMLPolyDataWriter>(*data) == WrittenBy<vtkXMLPolyDataWriter>(*back));
 }
 
 // In files too: of all surfaces together and of each alone.

@@ -271,7 +271,7 @@ private:
         return *count;
     }
 
-    using _Extent = std::array<int, 6>; // first and last place along each axis
+    using _Extent = std::array<int, 6>; // first and last index along each axis
 
     static _Extent _ExtentOf(vtkXMLDataElement& element, char const* name) {
         _Extent extent{};
@@ -382,6 +382,54 @@ private:
         return _Terminators(bytes);
     }
 
+    // What stands in front of packed data.
+    struct _BlockHeader {
+        Count block_bytes;         // of a block, once unpacked
+        Count last_bytes;          // of the last one; 0: as the others
+        std::vector<Count> packed; // bytes of each block in the file
+
+        Count UnpackedBytes(std::size_t block) const {
+            return block + 1 == packed.size() && last_bytes != 0 ? last_bytes : block_bytes;
+        }
+        Count UnpackedBytes() const {
+            return packed.empty() ? 0 : (packed.size() - 1) * block_bytes + UnpackedBytes(packed.size() - 1);
+        }
+        // Of the header itself, in words.
+        std::size_t Words() const { return 3 + packed.size(); }
+    };
+
+    _BlockHeader _HeaderOf(Stretch const& data, std::string const& name) const {
+        std::vector<Count> words = _Words(data, 3);
+        if (words.size() < 3 || words[0] > data.Capacity())
+            _Damaged(name);
+        Count const blocks = words[0];
+        if (words[1] > LargestBlock || words[2] > words[1] || (blocks == 0 && words[2] != 0))
+            _Damaged(name);
+        words = _Words(data, 3 + blocks);
+        if (words.size() < 3 + blocks)
+            _Damaged(name);
+        return {words[1], words[2], {words.begin() + 3, words.end()}};
+    }
+
+    // The packed bytes of all blocks; fewer when the file ends before.
+    std::string _PackedBytes(Stretch const& data, _BlockHeader const& header) const {
+        std::size_t const bytes = header.Words() * m_word_bytes;
+        std::size_t const begin = data.base64 ? (bytes + 2) / 3 * 4 : bytes;
+        return Stretch{data.text.substr(std::min(begin, data.text.size())), data.base64}.First(
+            std::accumulate(header.packed.begin(), header.packed.end(), Count{0}));
+    }
+
+    void _AppendUnpacked(std::string& bytes, std::string_view packed, Count count,
+                         std::string const& name) const {
+        auto const size = static_cast<std::size_t>(count);
+        std::size_t const to = bytes.size();
+        bytes.resize(to + size);
+        auto const* const in = reinterpret_cast<unsigned char const*>(packed.data());
+        auto* const out = reinterpret_cast<unsigned char*>(bytes.data()) + to;
+        if (m_packing.compressor->Uncompress(in, packed.size(), out, size) != size)
+            _Damaged(name);
+    }
+
     // The first `size` bytes of an array, once unpacked; of packed data only those in the last `blocks`
     // blocks of it, which are checked on the way.
     std::string _Unpacked(Stretch const& data, Count size, std::string const& name,
@@ -390,62 +438,43 @@ private:
             std::string const bytes = data.First(m_word_bytes + size);
             return bytes.substr(std::min<std::size_t>(m_word_bytes, bytes.size()));
         }
-        std::vector<Count> const words = _Words(data, 3 + _Words(data, 1)[0]);
-        std::size_t const header = words.size() * m_word_bytes;
-        std::size_t const begin = data.base64 ? (header + 2) / 3 * 4 : header;
-        std::string const packed =
-            Stretch{data.text.substr(std::min(begin, data.text.size())), data.base64}.First(
-                std::accumulate(words.begin() + 3, words.end(), Count{0}));
-        std::size_t const first = words.size() - std::min(blocks, words.size() - 3);
-        std::size_t from = 0;
-        Count before = 0; // bytes in the blocks that are passed over
+        _BlockHeader const header = _HeaderOf(data, name);
+        std::string const packed = _PackedBytes(data, header);
+        std::size_t const skipped = header.packed.size() - std::min(blocks, header.packed.size());
+        std::string_view left = packed;
         std::string bytes;
-        for (std::size_t i = 3; i < words.size(); ++i) {
-            bool const is_short = i + 1 == words.size() && words[2] != 0;
-            auto const block = static_cast<std::size_t>(words[is_short ? 2 : 1]);
-            auto const length = static_cast<std::size_t>(words[i]);
-            if (length > packed.size() - from)
+        for (std::size_t i = 0; i < header.packed.size(); ++i) {
+            auto const length = static_cast<std::size_t>(header.packed[i]);
+            if (length > left.size())
                 _Damaged(name);
-            if (i >= first) {
-                std::size_t const to = bytes.size();
-                bytes.resize(to + block);
-                auto const* const in = reinterpret_cast<unsigned char const*>(packed.data()) + from;
-                auto* const out = reinterpret_cast<unsigned char*>(bytes.data()) + to;
-                if (m_packing.compressor->Uncompress(in, length, out, block) != block)
-                    _Damaged(name);
-            } else {
-                before += block;
-            }
-            from += length;
+            if (i >= skipped)
+                _AppendUnpacked(bytes, left.substr(0, length), header.UnpackedBytes(i), name);
+            left.remove_prefix(length);
         }
+        Count const before = skipped * header.block_bytes;
         bytes.resize(static_cast<std::size_t>(std::min<Count>(bytes.size(), size - std::min(before, size))));
         return bytes;
     }
 
     // Bytes of an array, once unpacked, by the header in front of its data.
     Count _BytesOfData(Stretch const& data, std::string const& name) const {
-        std::vector<Count> const first = _Words(data, m_compressed ? 3 : 1);
         Count const capacity = data.Capacity();
-        if (first.size() < (m_compressed ? 3u : 1u) || first[0] > capacity)
-            _Damaged(name);
-        if (!m_compressed)
-            return first[0];
-        // Number of blocks, size of each and of the last one (0: as the others), then the packed sizes.
-        Count const blocks = first[0];
-        if (first[1] > LargestBlock || first[2] > first[1] || (blocks == 0 && first[2] != 0))
-            _Damaged(name);
-        std::vector<Count> const words = _Words(data, 3 + blocks);
-        if (words.size() < 3 + blocks)
-            _Damaged(name);
+        if (!m_compressed) {
+            std::vector<Count> const bytes = _Words(data, 1);
+            if (bytes.empty() || bytes[0] > capacity)
+                _Damaged(name);
+            return bytes[0];
+        }
+        _BlockHeader const header = _HeaderOf(data, name);
         // VTK's reader makes room for what a block claims to become.
-        Count packed = words.size() * m_word_bytes;
-        for (std::size_t i = 3; i < words.size(); ++i) {
-            Count const unpacked = i + 1 == words.size() && first[2] != 0 ? first[2] : first[1];
-            if (words[i] > capacity || (packed += words[i]) > capacity ||
-                unpacked > m_packing.most_per_byte * words[i])
+        Count packed = header.Words() * m_word_bytes;
+        for (std::size_t i = 0; i < header.packed.size(); ++i) {
+            Count const length = header.packed[i];
+            if (length > capacity || (packed += length) > capacity ||
+                header.UnpackedBytes(i) > m_packing.most_per_byte * length)
                 _Damaged(name);
         }
-        return blocks == 0 ? 0 : (blocks - 1) * first[1] + (first[2] != 0 ? first[2] : first[1]);
+        return header.UnpackedBytes();
     }
 
     // The header words that data begins with; fewer when it ends before.

@@ -25,7 +25,7 @@ namespace {
 
 // How far a slice may lie from its place in the stack, along the normal as part of the distance between
 // slices and across it in voxels: positions are written with few digits.
-constexpr double PlaceTolerance = 0.02;
+constexpr double PositionTolerance = 0.02;
 constexpr double DirectionTolerance = 1e-4;
 
 struct SliceFile {
@@ -100,56 +100,80 @@ void CheckSameSeries(std::vector<SliceFile> const& files) {
     }
 }
 
-// Sorts the slices along their normal and places the image; throws where they make no regular stack.
-ImageGrid Stack(std::vector<SliceFile>& files) {
-    DicomSlice const& any = files[0].slice;
+// The grid of a stack of slices like this one, with a distance of 1 mm between them.
+ImageGrid GridOfSlices(DicomSlice const& slice, std::size_t count) {
     ImageGrid grid;
-    grid.size = {any.columns, any.rows, static_cast<std::int64_t>(files.size())};
-    std::vector<double> const directions = any.orientation;
-    std::copy_n(directions.begin(), 3, grid.axes[0].begin());
-    std::copy_n(directions.begin() + 3, 3, grid.axes[1].begin());
-    Vector3 const normal = grid.axes[2] = Cross(directions.data(), directions.data() + 3);
-    grid.spacing = {any.spacing[1], any.spacing[0], 1.0};
+    grid.size = {slice.columns, slice.rows, static_cast<std::int64_t>(count)};
+    double const* const directions = slice.orientation.data();
+    std::copy_n(directions, 3, grid.axes[0].begin());
+    std::copy_n(directions + 3, 3, grid.axes[1].begin());
+    grid.axes[2] = Cross(directions, directions + 3);
+    grid.spacing = {slice.spacing[1], slice.spacing[0], 1.0};
+    return grid;
+}
+
+void SortAlong(Vector3 const& normal, std::vector<SliceFile>& files) {
     for (SliceFile& file : files) {
         file.height = 0.0;
         for (std::size_t i = 0; i < 3; ++i)
             file.height += normal[i] * file.slice.position[i];
     }
     std::ranges::sort(files, {}, &SliceFile::height);
-    std::copy_n(files[0].slice.position.begin(), 3, grid.origin.begin());
-    if (files.size() == 1)
-        return grid;
+}
 
-    std::vector<double> gaps;
-    for (std::size_t k = 1; k < files.size(); ++k)
-        gaps.push_back(files[k].height - files[k - 1].height);
-    double const smallest = *std::ranges::min_element(gaps);
-    double const count = static_cast<double>(gaps.size());
-    grid.spacing[2] = (files.back().height - files.front().height) / count;
-    if (!(smallest > 1e-3 * grid.spacing[2]) || !(smallest > 1e-6))
-        throw Error("two slices lie at the same place; a folder with one series at one time is needed");
+// Throws unless the distances from slice to slice are all the same, as well as positions tell.
+void CheckDistances(std::vector<SliceFile> const& files, std::vector<double> const& distances) {
     // With slices missing, the usual distance is the one of the middle.
-    std::vector<double> sorted = gaps;
+    std::vector<double> sorted = distances;
     std::ranges::nth_element(sorted, sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2));
     double const usual = sorted[sorted.size() / 2];
-    for (std::size_t k = 0; k < gaps.size(); ++k) {
-        double const steps = std::round(gaps[k] / usual);
-        if (std::fabs(gaps[k] - usual) <= PlaceTolerance * usual)
+    for (std::size_t k = 0; k < distances.size(); ++k) {
+        if (std::fabs(distances[k] - usual) <= PositionTolerance * usual)
             continue;
-        bool const whole = steps >= 2.0 && std::fabs(gaps[k] - steps * usual) <= PlaceTolerance * usual;
-        Refuse(files[k + 1], "it lies " + std::to_string(gaps[k]) +
+        double const steps = std::round(distances[k] / usual);
+        bool const whole =
+            steps >= 2.0 && std::fabs(distances[k] - steps * usual) <= PositionTolerance * usual;
+        Refuse(files[k + 1], "it lies " + std::to_string(distances[k]) +
                                  " mm from the slice before it instead of " + std::to_string(usual) +
                                  " mm; " + (whole ? "slices are missing" : "equal distances are needed"));
     }
+}
+
+// The distance between two of the sorted slices.
+double DistanceBetween(std::vector<SliceFile> const& files) {
+    std::vector<double> distances;
+    for (std::size_t k = 1; k < files.size(); ++k)
+        distances.push_back(files[k].height - files[k - 1].height);
+    double const mean = (files.back().height - files.front().height) / static_cast<double>(distances.size());
+    double const smallest = *std::ranges::min_element(distances);
+    if (!(smallest > 1e-3 * mean) || !(smallest > 1e-6))
+        throw Error("two slices lie at the same place; a folder with one series at one time is needed");
+    CheckDistances(files, distances);
+    return mean;
+}
+
+// Throws unless each of the sorted slices lies where the grid has it.
+void CheckStraight(std::vector<SliceFile> const& files, ImageGrid const& grid) {
+    double const voxel = std::ranges::min(grid.spacing);
     for (std::size_t k = 0; k < files.size(); ++k) {
-        double const step = static_cast<double>(k) * grid.spacing[2];
+        double const height = static_cast<double>(k) * grid.spacing[2];
         for (std::size_t i = 0; i < 3; ++i) {
-            double const place = grid.origin[i] + step * normal[i];
-            double const voxel = std::min({grid.spacing[0], grid.spacing[1], grid.spacing[2]});
-            if (!(std::fabs(files[k].slice.position[i] - place) <= 5.0 * PlaceTolerance * voxel))
+            double const expected = grid.origin[i] + height * grid.axes[2][i];
+            if (!(std::fabs(files[k].slice.position[i] - expected) <= 5.0 * PositionTolerance * voxel))
                 Refuse(files[k], "its slice does not lie straight above the first one (a tilted gantry?); "
                                  "resample the images without shear");
         }
+    }
+}
+
+// Sorts the slices along their normal and places the image; throws where they make no regular stack.
+ImageGrid Stack(std::vector<SliceFile>& files) {
+    ImageGrid grid = GridOfSlices(files[0].slice, files.size());
+    SortAlong(grid.axes[2], files);
+    std::copy_n(files[0].slice.position.begin(), 3, grid.origin.begin());
+    if (files.size() > 1) {
+        grid.spacing[2] = DistanceBetween(files);
+        CheckStraight(files, grid);
     }
     return grid;
 }

@@ -23,6 +23,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KetSDK::MeshVTK::Detail {
@@ -71,39 +72,74 @@ Content LookThrough(std::filesystem::path const& path,
     return content;
 }
 
+// Where a version of the format has the fields that are looked at. The first four bytes of a header say how
+// long it is.
+struct HeaderLayout {
+    std::size_t bytes;
+    std::size_t dimensions; // where their number stands
+    std::size_t dimensions_bytes;
+    std::size_t voxel_type; // where it stands, in two bytes
+};
+constexpr HeaderLayout Version1 = {SmallestHeader, 40, 2, 70};
+constexpr HeaderLayout Version2 = {LargestHeader, 16, 8, 12};
+
+// The signature of version 1 stands at the end of its header, that of version 2 behind the length.
+constexpr std::size_t Signature1 = 344;
+constexpr std::size_t Signature2 = 4;
+
+// The types of voxels that VTK's reader knows and that are one number.
+constexpr std::uint64_t VoxelTypes[] = {2, 4, 8, 16, 64, 256, 512, 768, 1024, 1280};
+
+[[noreturn]] void RefuseFormat() {
+    throw Error("this is no NIfTI file, though its name says so");
+}
+
+[[noreturn]] void RefuseCut() {
+    throw Error("the file is cut off in its header");
+}
+
+// The bytes are those of a whole header of version 1 at least.
+HeaderLayout const& LayoutOf(std::string_view bytes) {
+    using namespace std::string_view_literals;
+    auto const stands = [bytes](std::size_t at, std::string_view text) {
+        return bytes.substr(at, text.size()) == text;
+    };
+    if (stands(Signature1, "ni1") || stands(Signature2, "ni2"))
+        throw Error("the file is only one half of a NIfTI pair; a single .nii file is needed");
+    if (stands(Signature2, "n+2\0\r\n\x1A\n"sv))
+        return Version2;
+    bool const almost_2 = stands(Signature2, "n+") || stands(Signature2, "ni");
+    if (almost_2 || !stands(Signature1, "n+1\0"sv))
+        RefuseFormat();
+    return Version1;
+}
+
+std::uint64_t NumberIn(std::string_view field, bool big_endian) {
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < field.size(); ++i)
+        number = number << 8 | static_cast<unsigned char>(field[big_endian ? i : field.size() - 1 - i]);
+    return number;
+}
+
 // VTK's reader takes files of an older format for NIfTI as well, and when it does not know the type of the
 // voxels it looks for it beyond the end of its table, which crashes. The byte order must be the same by
 // both fields that tell it.
-void CheckHeader(std::string const& bytes) {
+void CheckHeader(std::string_view bytes) {
     if (bytes.size() < SmallestHeader)
-        throw Error("the file is cut off in its header");
-    using namespace std::string_literals;
-    bool const wide = bytes.compare(4, 8, "n+2\0\r\n\x1A\n"s) == 0;
-    bool const other = !wide && (bytes.compare(4, 2, "n+") == 0 || bytes.compare(4, 2, "ni") == 0);
-    if (bytes.compare(344, 3, "ni1") == 0 || bytes.compare(4, 3, "ni2") == 0)
-        throw Error("the file is only one half of a NIfTI pair; a single .nii file is needed");
-    if (other || (!wide && bytes.compare(344, 4, "n+1\0"s) != 0))
-        throw Error("this is no NIfTI file, though its name says so");
-    bool big_endian = false;
-    auto const number = [&](std::size_t at, std::size_t width) {
-        std::uint64_t value = 0;
-        for (std::size_t i = 0; i < width; ++i)
-            value = value << 8 | static_cast<unsigned char>(bytes[at + (big_endian ? i : width - 1 - i)]);
-        return value;
-    };
-    std::size_t const size = wide ? LargestHeader : SmallestHeader;
-    big_endian = number(0, 4) != size;
-    if (number(0, 4) != size)
-        throw Error("this is no NIfTI file, though its name says so");
-    if (bytes.size() < size)
-        throw Error("the file is cut off in its header");
-    std::uint64_t const dimensions = wide ? number(16, 8) : number(40, 2);
+        RefuseCut();
+    HeaderLayout const& layout = LayoutOf(bytes);
+    bool const big_endian = NumberIn(bytes.substr(0, 4), false) != layout.bytes;
+    if (NumberIn(bytes.substr(0, 4), big_endian) != layout.bytes)
+        RefuseFormat();
+    if (bytes.size() < layout.bytes)
+        RefuseCut();
+    std::uint64_t const dimensions =
+        NumberIn(bytes.substr(layout.dimensions, layout.dimensions_bytes), big_endian);
     if (dimensions < 1 || dimensions > 7)
         throw Error("the header is damaged: an image cannot have " + std::to_string(dimensions) +
                     " dimensions");
-    constexpr std::uint64_t types[] = {2, 4, 8, 16, 64, 256, 512, 768, 1024, 1280};
-    if (std::uint64_t const type = number(wide ? 12 : 70, 2);
-        std::ranges::find(types, type) == std::end(types))
+    std::uint64_t const type = NumberIn(bytes.substr(layout.voxel_type, 2), big_endian);
+    if (std::ranges::find(VoxelTypes, type) == std::end(VoxelTypes))
         throw Error("voxels of type " + std::to_string(type) +
                     " cannot be read; one integer, float or double per voxel is needed");
 }
