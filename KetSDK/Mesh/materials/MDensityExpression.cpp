@@ -27,3 +27,8 @@ double MDensityExpression::CalcExpression(double x) const noexcept {
     double const first = std::pow(x, m_c) * m_b + m_a;
     return std::pow(x, m_e) * m_d + first;
 }
+
+double MDensityExpression::CalcRealExpression(double x) const noexcept {
+    auto const is_integer = [](double exponent) { return std::trunc(exponent) == exponent; };
+    return x < 0.0 && !(is_integer(m_c) && is_integer(m_e)) ? 0.0 : CalcExpression(x);
+}

@@ -22,6 +22,8 @@ public:
     // The density for a grey value; DBL_MAX while a coefficient is unset and for x = DBL_MAX. Not a
     // number where x is negative and an exponent no integer.
     double CalcExpression(double x) const noexcept;
+    // The same, but 0 where x is negative and an exponent no integer: such a power is not real.
+    double CalcRealExpression(double x) const noexcept;
 
 private:
     double m_a = DBL_MAX;

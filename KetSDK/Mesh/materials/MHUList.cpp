@@ -63,10 +63,6 @@ bool HasGreyValues(MMeshBase const* mesh) {
     return mesh && mesh->HasGreyValues();
 }
 
-bool IsInteger(double x) {
-    return std::trunc(x) == x;
-}
-
 } // namespace
 
 bool MHUList::CreateUniform(MMeshBase* mesh, unsigned int n, double a, double b, double c, double d, double e,
@@ -76,11 +72,14 @@ bool MHUList::CreateUniform(MMeshBase* mesh, unsigned int n, double a, double b,
     Clear();
     MDensityExpression density;
     density.CreateFromExpression(a, b, c, d, e);
-    bool const real_below_zero = IsInteger(c) && IsInteger(e);
     GreyRange const range = FindGreyRange(*mesh, sub_volumes, [](std::uint64_t, double) { return true; });
-    return Divide(*this, range, n, unit, [&](double centre) {
-        return centre < 0.0 && !real_below_zero ? 0.0 : density.CalcExpression(centre);
-    });
+    return Divide(*this, range, n, unit,
+                  [&density](double centre) { return density.CalcRealExpression(centre); });
+}
+
+bool MHUList::DivideRange(unsigned int n, double min, double max, EMapUnit unit) {
+    Clear();
+    return Divide(*this, {min, max}, n, unit, Centre);
 }
 
 bool MHUList::CreateUniformFromRange(MMeshBase* mesh, unsigned int n, double low, double high, EMapUnit unit,

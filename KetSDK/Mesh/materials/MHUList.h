@@ -45,6 +45,11 @@ public:
                                std::vector<bool> const& mask, EMapUnit unit,
                                SubVolumes const* sub_volumes = nullptr);
 
+    // Grey values from min up to max, without a look at a mesh: for a caller who knows the range. The
+    // intervals carry their centre. False, and the list is empty, for min = DBL_MAX, the smallest of no
+    // values.
+    bool DivideRange(unsigned int n, double min, double max, EMapUnit unit);
+
     // One interval, in ascending order and without gaps, for each position of `mask` whose flag is set,
     // the last one only when it is the material index of some element. An interval starts at the mean
     // grey value (of whole numbers, fractions cut off) of the elements that have the position as their

@@ -146,7 +146,7 @@ bool MMeshOperatorMaterialAssign::_AssignByGreyValueInFirstVolume(Reporter const
     bool const everywhere = first_used == used.size();
     unsigned int const outside = m_index_map[0];
     std::vector<MDensityLookup::Entry> const inside = _RemappedMaterials(0);
-    auto const& grey_values = *GetMesh()->GetElementMasks()->GetGreyValueMask();
+    MDataMask<MMeshElement, double> const& values = _Values();
     auto const& lists = *GetMesh()->GetElementMasks()->GetVolumeIndexMask();
     auto const is_inside = [&](VolumeList const& list) {
         return std::ranges::any_of(
@@ -154,7 +154,7 @@ bool MMeshOperatorMaterialAssign::_AssignByGreyValueInFirstVolume(Reporter const
     };
     return _AssignEach(reporter, [&](std::uint64_t index) {
         return everywhere || is_inside(lists.GetValueAt(index))
-                   ? MDensityLookup::FindMaterialId(inside, grey_values.GetValueAt(index))
+                   ? MDensityLookup::FindMaterialId(inside, values.GetValueAt(index))
                    : outside;
     });
 }
@@ -168,11 +168,11 @@ bool MMeshOperatorMaterialAssign::_AssignByGreyValuePerMaterialIndex(Reporter co
         else
             materials.push_back(_RemappedMaterials(static_cast<unsigned short>(index)));
     }
-    auto const& grey_values = *GetMesh()->GetElementMasks()->GetGreyValueMask();
+    MDataMask<MMeshElement, double> const& values = _Values();
     auto const& lists = *GetMesh()->GetElementMasks()->GetVolumeIndexMask();
     return _AssignEach(reporter, [&](std::uint64_t index) {
         return MDensityLookup::FindMaterialId(materials[indices.IndexOf(lists.GetValueAt(index))],
-                                              grey_values.GetValueAt(index));
+                                              values.GetValueAt(index));
     });
 }
 
@@ -204,6 +204,11 @@ void MMeshOperatorMaterialAssign::_CleanupUnusedMaterials() {
         if (used.Contains(id))
             kept.AddMaterial(*material);
     ReplaceMaterials(catalog, kept);
+}
+
+MDataMask<MMeshElement, double> const& MMeshOperatorMaterialAssign::_Values() {
+    auto const* const values = m_settings->GetValues();
+    return values ? *values : *GetMesh()->GetElementMasks()->GetGreyValueMask();
 }
 
 unsigned int MMeshOperatorMaterialAssign::_RemappedId(unsigned int id) const {

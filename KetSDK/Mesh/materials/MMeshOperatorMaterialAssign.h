@@ -64,6 +64,8 @@ private:
     bool _AssignEach(Reporter const& reporter, MaterialOf const& material_of);
     void _CleanupUnusedMaterials();
 
+    // What the lookup is asked with.
+    MDataMask<MMeshElement, double> const& _Values();
     unsigned int _RemappedId(unsigned int id) const;
     // The lookup's list of a material index with identifiers of the merged catalog.
     std::vector<MDensityLookup::Entry> _RemappedMaterials(unsigned short index) const;

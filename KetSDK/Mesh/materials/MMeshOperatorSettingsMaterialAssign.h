@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshOperatorSettings.h>
 
 #include <map>
@@ -9,10 +10,11 @@
 
 class MDensityLookup;
 class MMaterialCatalog;
+class MMeshElement;
 class MMeshSubVolume;
 
-// What MMeshOperatorMaterialAssign is to do. Copies refer to the same lookup, catalog and density map,
-// which are borrowed: the caller keeps them until Operate() has returned. One thread at a time.
+// What MMeshOperatorMaterialAssign is to do. Copies refer to the same lookup, catalog, density map and
+// values, which are borrowed: the caller keeps them until Operate() has returned. One thread at a time.
 class KETSDK_MESH_API MMeshOperatorSettingsMaterialAssign : public MMeshOperatorSettings {
 public:
     // Which material an element gets; the numbers stand in files of callers. Any other number: none.
@@ -56,6 +58,11 @@ public:
     std::map<unsigned int, double>* GetDensity() const noexcept { return m_density; }
     void SetDensity(std::map<unsigned int, double>* density) noexcept { m_density = density; }
 
+    // The values of the elements that are looked up in place of their grey values, a mask that is registered
+    // with the mesh; null, the default, for the grey values.
+    MDataMask<MMeshElement, double> const* GetValues() const noexcept { return m_values; }
+    void SetValues(MDataMask<MMeshElement, double> const* values) noexcept { m_values = values; }
+
     // The sub-volumes whose elements get materials; empty, the default, stands for all.
     SubVolumes const& GetSubVolumes() const noexcept { return m_sub_volumes; }
     void SetSubVolumes(SubVolumes const& sub_volumes) { m_sub_volumes = sub_volumes; }
@@ -66,5 +73,6 @@ private:
     EAssignType m_assign_type = NoAssignment;
     std::vector<bool> m_mask_used;
     std::map<unsigned int, double>* m_density = nullptr;
+    MDataMask<MMeshElement, double> const* m_values = nullptr;
     SubVolumes m_sub_volumes;
 };

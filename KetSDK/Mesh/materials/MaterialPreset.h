@@ -1,14 +1,12 @@
 #pragma once
 
-#include <host/terminal/Output.h>
+#include <KetSDK/Mesh/MMeshExport.h>
 
 #include <array>
-#include <iosfwd>
 #include <span>
-#include <string>
 #include <string_view>
 
-namespace ketmesh {
+namespace KetSDK::Mesh {
 
 // Published relations for the cancellous bone of one site.
 struct MaterialPreset {
@@ -33,13 +31,9 @@ private:
     double _GreyOf(double density) const { return (density - law[0]) / law[1]; }
 };
 
-std::span<MaterialPreset const> MaterialPresets();
-// The preset of that name. Throws std::invalid_argument, with all names, when there is none.
-MaterialPreset const& FindMaterialPreset(std::string const& name);
+// All presets.
+KETSDK_MESH_API std::span<MaterialPreset const> MaterialPresets() noexcept;
+// The preset of that name; null when there is none.
+KETSDK_MESH_API MaterialPreset const* FindMaterialPreset(std::string_view name) noexcept;
 
-// All presets: for people, as the table of docs/materials.md, and for programs.
-void PrintPresetList(std::ostream& out);
-void PrintPresetTable(std::ostream& out);
-Json PresetListJson();
-
-} // namespace ketmesh
+} // namespace KetSDK::Mesh

@@ -1,23 +1,25 @@
-#include <host/ColorMapFile.h>
+#include <KetSDK/MeshJobs/ColorMapFile.h>
 
-#include <KetSDK/MeshVTK/Error.h>
-#include <host/terminal/Output.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+
+#include <nlohmann/json.hpp>
 
 #include <vtkNew.h>
 #include <vtkXMLDataElement.h>
 
-#include <algorithm>
 #include <array>
-#include <cctype>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <vector>
 
-namespace ketmesh {
+namespace KetSDK::MeshJobs {
 
 namespace {
+
+// Keys stand in the order in which they are set.
+using Json = nlohmann::ordered_json;
 
 // What is left out between an interval and the next one, as a part of its width: viewers need two places,
 // in single precision too.
@@ -33,22 +35,15 @@ std::array<double, 3> Channels(unsigned int color) {
     return {channel(16), channel(8), channel(0)};
 }
 
-std::vector<ColorPoint> Points(MMeshColorMap const& colors, double end) {
+std::vector<ColorPoint> Points(ColorsResult const& colors) {
     std::vector<ColorPoint> points;
-    for (auto const& [index, entry] : colors) {
-        bool const is_last = index + 1 == colors.GetNumElements();
-        double const next = is_last ? end : colors.GetStart(index + 1);
-        points.push_back({entry.start, Channels(entry.color)});
-        points.push_back({is_last ? next : next - Gap * (next - entry.start), Channels(entry.color)});
+    for (ColorInterval const& interval : colors.intervals) {
+        bool const is_last = &interval == &colors.intervals.back();
+        double const gap = is_last ? 0.0 : Gap * (interval.high - interval.low);
+        points.push_back({interval.low, Channels(interval.color)});
+        points.push_back({interval.high - gap, Channels(interval.color)});
     }
     return points;
-}
-
-std::string Ending(std::filesystem::path const& path) {
-    std::string ending = path.extension().string();
-    std::ranges::transform(ending, ending.begin(),
-                           [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ending;
 }
 
 std::string AsJson(std::vector<ColorPoint> const& points, std::string const& name) {
@@ -94,26 +89,31 @@ std::string AsXml(std::vector<ColorPoint> const& points, std::string const& name
 
 } // namespace
 
-std::string ColorText(unsigned int color) {
-    std::array<char, 8> text{};
-    std::snprintf(text.data(), text.size(), "#%06x", color & 0xFFFFFFu);
-    return text.data();
+MeshVTK::OutputFile OpenColorMapFile(std::string const& path) {
+    return Detail::ForFile(path, [&path] {
+        std::string const ending = MeshVTK::LowerCaseEnding(path);
+        if (ending != ".json" && ending != ".xml")
+            throw MeshVTK::Error("colours are written to .json or .xml files");
+        return MeshVTK::OutputFile(path);
+    });
 }
 
-void CheckColorMapFileName(std::string const& file) {
-    if (Ending(file) != ".json" && Ending(file) != ".xml")
-        throw KetSDK::MeshVTK::Error("colours are written to .json or .xml files");
+void WriteColorMap(ColorsResult const& colors, std::string const& name, MeshVTK::OutputFile& file) {
+    Detail::ForFile(file.GetPath().string(), [&] {
+        std::vector<ColorPoint> const points = Points(colors);
+        std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
+        out << (MeshVTK::LowerCaseEnding(file.GetPath()) == ".json" ? AsJson(points, name)
+                                                                    : AsXml(points, name));
+        out.close();
+        if (!out)
+            throw MeshVTK::Error("it cannot be written: the disk is full");
+        file.Commit();
+    });
 }
 
-void WriteColorMap(KetSDK::MeshVTK::OutputFile& file, MMeshColorMap const& colors, double end,
-                   std::string const& name) {
-    std::vector<ColorPoint> const points = Points(colors, end);
-    std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
-    out << (Ending(file.GetPath()) == ".json" ? AsJson(points, name) : AsXml(points, name));
-    out.close();
-    if (!out)
-        throw KetSDK::MeshVTK::Error("it cannot be written: the disk is full");
-    file.Commit();
+void WriteColorMap(ColorsResult const& colors, std::string const& name, std::string const& path) {
+    MeshVTK::OutputFile file = OpenColorMapFile(path);
+    WriteColorMap(colors, name, file);
 }
 
-} // namespace ketmesh
+} // namespace KetSDK::MeshJobs

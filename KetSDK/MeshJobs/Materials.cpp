@@ -1,0 +1,280 @@
+#include <KetSDK/MeshJobs/Materials.h>
+
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/ImageVoxels.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/MeshVTK/ImageSampling.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+namespace KetSDK::MeshJobs {
+
+using Mesh::AssignedMaterial;
+using Mesh::MaterialLaw;
+using Mesh::MaterialPreset;
+using Mesh::MaterialsBy;
+using MeshVTK::SamplingReport;
+
+namespace {
+
+// No solid is denser [g/cm3].
+constexpr double DensestSolid = 23.0;
+constexpr int MostMaterialBins = 65535;
+
+// --- The law -----------------------------------------------------------------------------------------
+
+// Null for no name.
+MaterialPreset const* FindPreset(std::string const& name) {
+    if (name.empty())
+        return nullptr;
+    if (MaterialPreset const* const preset = Mesh::FindMaterialPreset(name))
+        return preset;
+    std::string names;
+    for (MaterialPreset const& preset : Mesh::MaterialPresets())
+        names += (names.empty() ? "" : ", ") + std::string(preset.name);
+    throw Error("there is no preset \"" + name + "\"; there are " + names);
+}
+
+MaterialLaw MakeLaw(MaterialsOptions const& options) {
+    MaterialPreset const* const preset = FindPreset(options.preset);
+    if (!options.law && !preset)
+        throw Error("a law for densities is missing: --law a,b,c,d,e or --preset "
+                    "(ketmesh materials --list-presets shows all)");
+    if (!options.modulus && !preset)
+        throw Error("a modulus is missing: --modulus p,q or --preset "
+                    "(ketmesh materials --list-presets shows all)");
+    MaterialLaw law;
+    law.density = options.law ? *options.law : preset->law;
+    law.modulus = options.modulus ? *options.modulus : preset->modulus;
+    law.density_preset = options.law ? nullptr : preset;
+    law.modulus_preset = options.modulus ? nullptr : preset;
+    law.poisson = options.poisson;
+    law.least_density = options.least_density;
+    law.grey_offset = options.unit_offset ? 1024.0 : 0.0;
+    return law;
+}
+
+std::string FromPreset(MaterialPreset const* preset) {
+    return preset ? " (preset " + std::string(preset->name) + ")" : "";
+}
+
+// "0.001067 x^2", or nothing for a term that is 0.
+std::string Term(double factor, double exponent) {
+    if (factor == 0.0)
+        return "";
+    std::string const power = exponent == 0.0 ? "" : exponent == 1.0 ? " x" : " x^" + FormatGeneral(exponent);
+    return (factor < 0.0 ? " - " : " + ") + FormatGeneral(std::fabs(factor)) + power;
+}
+
+// --- The work ----------------------------------------------------------------------------------------
+
+bool HasBins(MaterialsOptions const& options) {
+    return options.by == MaterialsBy::Grey || options.by == MaterialsBy::Mask;
+}
+
+bool IsPerSubVolume(MaterialsOptions const& options) {
+    return options.by == MaterialsBy::Mask || options.by == MaterialsBy::Index;
+}
+
+void RequireEnoughElements(Model const& model, MaterialsOptions const& options) {
+    if (HasBins(options) && options.bins > model.mesh->NumberOfElements())
+        throw FileError(model.file, "it has " + std::to_string(model.mesh->NumberOfElements()) +
+                                        " elements, too few for " + std::to_string(options.bins) +
+                                        " bins (--bins)");
+    std::uint64_t const subvolumes = model.mesh->NumberOfSubVolumes();
+    if (IsPerSubVolume(options) && subvolumes > Mesh::MostSubVolumesWithMaterials)
+        throw Error("there are " + std::to_string(subvolumes) + " sub-volumes; materials can be given to " +
+                    std::to_string(Mesh::MostSubVolumesWithMaterials) + " at most");
+}
+
+void RequireOverlap(Image const& image, SamplingReport const& report) {
+    if (report.outside < report.elements)
+        return;
+    throw FileError(image.file,
+                    "all " + std::to_string(report.elements) +
+                        " elements of the mesh lie outside it: the mesh is at " + FormatBox(report.mesh_box) +
+                        " mm, the image at " + FormatBox(report.image_box) +
+                        " mm; it must be the image that the mesh was made from, in the same frame and "
+                        "unit (--unit, --image-unit)");
+}
+
+double DensityOfSample(double grey, void const* law) {
+    return static_cast<MaterialLaw const*>(law)->DensityAt(grey);
+}
+
+// Gives the elements grey values. With the mean of the law, `densities` receives one for each element.
+SamplingReport Sample(Model& model, Image const& image, MaterialsOptions const& options,
+                      MaterialLaw const& law, std::vector<double>& densities, Context const& context) {
+    return Detail::ForFile(image.file, [&] {
+        MeshVTK::SamplingOptions how;
+        how.unit = image.unit;
+        how.mode = options.sampling;
+        how.order = options.order;
+        how.outside_value = options.outside_value;
+        if (options.average == MaterialsOptions::Average::Law) {
+            how.law = {DensityOfSample, &law};
+            how.law_values = &densities;
+        }
+        SamplingReport report;
+        Detail::WithThreads(context, [&](bool parallel) {
+            how.parallel = parallel;
+            report = MeshVTK::SampleImage(*model.mesh, *image.voxels->data, how, context.progress);
+        });
+        context.ThrowIfCancelled();
+        RequireOverlap(image, report);
+        return report;
+    });
+}
+
+std::vector<AssignedMaterial> Assign(Model& model, MaterialsOptions const& options, MaterialLaw const& law,
+                                     std::vector<double> const& densities, Context const& context) {
+    MMeshBase& mesh = *model.mesh;
+    Mesh::MaterialAssignment how{options.by, static_cast<unsigned int>(options.bins), law, nullptr};
+    MDataMask<MMeshElement, double> values(0.0);
+    if (!densities.empty()) {
+        mesh.GetElementMasks()->RegisterMask(&values);
+        auto density = densities.begin();
+        for (MMeshElement const& e : mesh.Elements())
+            values.SetValue(e, *density++);
+        how.densities = &values;
+    }
+    std::vector<AssignedMaterial> materials = Mesh::AssignMaterials(mesh, how, context.progress);
+    context.ThrowIfCancelled();
+    if (materials.empty())
+        throw Error("materials could not be assigned");
+    return materials;
+}
+
+// Solvers take no others.
+void RequireModuli(std::vector<AssignedMaterial> const& materials, MaterialLaw const& law) {
+    for (AssignedMaterial const& material : materials)
+        if (!std::isfinite(material.emodulus) || material.emodulus <= 0.0)
+            throw Error("the modulus " + DescribeModulus(law) + " is " + FormatGeneral(material.emodulus) +
+                        " MPa for a density of " + FormatGeneral(material.density, 4) +
+                        " g/cm3; it must be above 0 and finite");
+}
+
+// --- Warnings ----------------------------------------------------------------------------------------
+
+// "12 of 340 elements (3.53 %)"
+std::string ShareText(std::uint64_t share, std::uint64_t all) {
+    return std::to_string(share) + " of " + std::to_string(all) + " elements (" + FormatShare(share, all) +
+           ")";
+}
+
+void WarnOfImage(Image const& image, SamplingReport const& report, Context const& context) {
+    if (!image.note.empty())
+        context.Warn((image.file.empty() ? "" : image.file + ": ") + image.note);
+    if (report.outside_volume > 0.5)
+        context.Warn(FormatGeneral(100.0 * report.outside_volume, 3) +
+                     " % of the mesh's volume lies outside the image: the mesh is at " +
+                     FormatBox(report.mesh_box) + " mm, the image at " + FormatBox(report.image_box) + " mm");
+    if (report.not_finite > 0)
+        context.Warn(ShareText(report.not_finite, report.elements) +
+                     " have no finite number in the image; they got the grey value of --outside");
+}
+
+// How many materials there can be.
+std::uint64_t MostMaterials(MaterialsOptions const& options, MaterialsResult const& result) {
+    return (HasBins(options) ? static_cast<std::uint64_t>(options.bins) : 1) *
+           (IsPerSubVolume(options) ? result.subvolumes.size() : 1);
+}
+
+void WarnOfPresetRange(MaterialLaw const& law, double lowest, double highest, Context const& context) {
+    if (!law.density_preset)
+        return;
+    double const low = law.density_preset->LowestGrey() + law.grey_offset;
+    double const high = law.density_preset->HighestGrey() + law.grey_offset;
+    if (highest < low || lowest > high)
+        context.Warn("all grey values, " + FormatGeneral(lowest) + " to " + FormatGeneral(highest) +
+                     ", lie outside the range of the preset " + std::string(law.density_preset->name) + ", " +
+                     FormatGeneral(low, 4) + " to " + FormatGeneral(high, 4) +
+                     "; are they Hounsfield units (--unit-offset)?");
+}
+
+void WarnOfDensities(MaterialsResult const& result, Context const& context) {
+    MaterialLaw const& law = result.law;
+    std::uint64_t raised = 0;
+    double densest = 0.0;
+    for (AssignedMaterial const& material : result.materials) {
+        raised += material.is_raised ? material.elements : 0;
+        densest = std::max(densest, material.density);
+    }
+    std::string const least = FormatGeneral(law.least_density);
+    if (raised > 0)
+        context.Warn("the law gives " + ShareText(raised, result.elements) + " a density below " + least +
+                     " g/cm3 or none; they got " + least + " g/cm3 and E = " +
+                     FormatGeneral(law.ModulusAt(law.least_density), 4) + " MPa (--min-density)");
+    if (densest > DensestSolid)
+        context.Warn("densities go up to " + FormatGeneral(densest, 4) + " g/cm3; is the law one for kg/m3?");
+}
+
+void WarnOfMaterials(MaterialsOptions const& options, MaterialsResult const& result, Context const& context) {
+    auto const& materials = result.materials;
+    double const lowest = std::ranges::min(materials, {}, &AssignedMaterial::smallest_grey).smallest_grey;
+    double const highest = std::ranges::max(materials, {}, &AssignedMaterial::largest_grey).largest_grey;
+    if (lowest == highest)
+        context.Warn("every element has the grey value " + FormatGeneral(lowest) +
+                     "; is it the right image?");
+    if (materials.size() == 1 && MostMaterials(options, result) > 1)
+        context.Warn("all elements got one material");
+    WarnOfPresetRange(result.law, lowest, highest, context);
+    WarnOfDensities(result, context);
+}
+
+} // namespace
+
+void CheckMaterialsOptions(MaterialsOptions const& options) {
+    MaterialLaw const law = MakeLaw(options);
+    if (!(law.modulus[0] > 0.0))
+        throw Error("--modulus: p must be above 0, not " + FormatGeneral(law.modulus[0]));
+    if (!(law.poisson > -1.0 && law.poisson < 0.5))
+        throw Error("\"" + FormatGeneral(law.poisson) +
+                    "\" is no Poisson's ratio; it lies between -1 and 0.5");
+    if (!(law.least_density > 0.0))
+        throw Error("the least density must be above 0, not " + FormatGeneral(law.least_density));
+    if (HasBins(options) && (options.bins < 1 || options.bins > MostMaterialBins))
+        throw Error("grey values are put into 1 to " + std::to_string(MostMaterialBins) + " bins, not " +
+                    std::to_string(options.bins));
+}
+
+MaterialsResult Materials(Model& model, Image const& image, MaterialsOptions const& options,
+                          Context const& context) {
+    CheckMaterialsOptions(options);
+    RequireEnoughElements(model, options);
+    MaterialsResult result;
+    result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
+    result.law = MakeLaw(options);
+    for (auto it = model.mesh->BeginSubVolume(); it != model.mesh->EndSubVolume(); ++it)
+        result.subvolumes.push_back(MeshVTK::ToUtf8((*it)->GetName()));
+    std::vector<double> densities;
+    result.sampling = Sample(model, image, options, result.law, densities, context);
+    result.materials = Assign(model, options, result.law, densities, context);
+    RequireModuli(result.materials, result.law);
+    for (AssignedMaterial const& material : result.materials) {
+        result.volume += material.volume;
+        result.mass += material.Mass();
+    }
+    WarnOfImage(image, result.sampling, context);
+    WarnOfMaterials(options, result, context);
+    return result;
+}
+
+std::string DescribeDensity(MaterialLaw const& law) {
+    auto const& [a, b, c, d, e] = law.density;
+    return "density = " + FormatGeneral(a) + Term(b, c) + Term(d, e) + ", x the grey value" +
+           (law.grey_offset != 0.0 ? " - " + FormatGeneral(law.grey_offset) : "") +
+           FromPreset(law.density_preset);
+}
+
+std::string DescribeModulus(MaterialLaw const& law) {
+    return "E = " + FormatGeneral(law.modulus[0]) + " density^" + FormatGeneral(law.modulus[1]) +
+           FromPreset(law.modulus_preset);
+}
+
+} // namespace KetSDK::MeshJobs

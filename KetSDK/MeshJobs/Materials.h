@@ -1,0 +1,67 @@
+#pragma once
+
+#include <KetSDK/Mesh/materials/MaterialAssignment.h>
+#include <KetSDK/Mesh/materials/MaterialLaw.h>
+#include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Image.h>
+#include <KetSDK/MeshJobs/Model.h>
+#include <KetSDK/MeshVTK/SamplingReport.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KetSDK::MeshJobs {
+
+struct MaterialsOptions {
+    // What is averaged over an element: grey values, whose mean is put into a bin, the middle of which the
+    // law turns into a density; or the densities that the law turns each sample into, which are then binned.
+    enum class Average { Grey, Law };
+
+    // A published law and modulus (Mesh::MaterialPresets); what is given beside it comes before its part.
+    std::string preset;
+    std::optional<std::array<double, 5>> law; // a, b, c, d, e of density [g/cm3] = a + b x^c + d x^e, x in HU
+    std::optional<std::array<double, 2>> modulus; // p, q of E [MPa] = p density^q; p > 0
+    double poisson = 0.3;                         // -1 to 0.5
+    double least_density = 0.01; // g/cm3 of materials for which the law gives less, or no number; above 0
+    bool unit_offset = false;    // the grey values lie 1024 above Hounsfield units
+
+    Mesh::MaterialsBy by = Mesh::MaterialsBy::Grey;
+    int bins = 0; // by Grey and Mask: 1 to 65535
+    Average average = Average::Grey;
+
+    MeshVTK::SamplingMode sampling = MeshVTK::SamplingMode::Centroid;
+    int order = 2;              // of polynomials that Mean averages exactly: 1 to 6
+    double outside_value = 0.0; // grey value of elements whose centroid lies outside the image
+};
+
+struct MaterialsResult {
+    std::uint64_t elements = 0;
+    Mesh::MaterialLaw law;
+    std::vector<Mesh::AssignedMaterial> materials; // those in use, by ascending identifier
+    std::vector<std::string> subvolumes;           // names in UTF-8, by number
+    MeshVTK::SamplingReport sampling;
+    double volume = 0.0; // of all materials, mm3
+    double mass = 0.0;   // g
+};
+
+// Gives the elements of a model grey values by an image and materials by the grey values; the materials that
+// are in use become the catalog of its mesh. Warns of an image that hardly fits and of what hardly can be
+// meant. Throws Error for options that CheckMaterialsOptions refuses and for moduli that no solver takes,
+// FileError for a model with fewer elements than bins and for an image that lies elsewhere or cannot be
+// sampled; Cancelled. The model may have grey values and materials then.
+KETSDK_MESHJOBS_API MaterialsResult Materials(Model& model, Image const& image,
+                                              MaterialsOptions const& options, Context const& context);
+
+// Throws Error for options that fit no model: an unknown preset, a law or modulus that is missing, figures
+// beyond their limits. For a caller who has yet to read the model.
+KETSDK_MESHJOBS_API void CheckMaterialsOptions(MaterialsOptions const& options);
+
+// "density = 0.131 + 0.001067 x, x the grey value (preset femur)"
+KETSDK_MESHJOBS_API std::string DescribeDensity(Mesh::MaterialLaw const& law);
+// "E = 6850 density^1.49 (preset femur)"
+KETSDK_MESHJOBS_API std::string DescribeModulus(Mesh::MaterialLaw const& law);
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/Image.h>
+
+#include <vtkImageData.h>
+#include <vtkSmartPointer.h>
+
+namespace KetSDK::MeshJobs {
+
+struct Image::Voxels {
+    vtkSmartPointer<vtkImageData> data;
+};
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,227 @@
+#include <KetSDK/MeshJobs/Materials.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/PresetTable.h>
+#include <host/commands/options/CatalogOutput.h>
+#include <host/commands/options/ImageInput.h>
+#include <host/commands/options/MaterialLawInput.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/commands/options/ModelOutput.h>
+#include <host/commands/options/ThreadsOption.h>
+#include <host/terminal/Choice.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <string>
+#include <vector>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::Mesh::AssignedMaterial;
+using KetSDK::Mesh::MaterialsBy;
+using KetSDK::MeshJobs::DescribeDensity;
+using KetSDK::MeshJobs::DescribeModulus;
+using KetSDK::MeshJobs::MaterialsOptions;
+using KetSDK::MeshJobs::Model;
+
+constexpr char const* MaterialsHelp =
+    "--by says what decides which material an element gets:\n"
+    "  grey    its grey value: N bins of equal width over those of all elements\n"
+    "  mask    its grey value, in N bins over those of its own sub-volume; no two\n"
+    "          sub-volumes share a material\n"
+    "  index   its sub-volume: one material each, for its elements' mean grey value\n"
+    "  single  nothing: one material for all, for the mean grey value of the elements\n\n"
+    "--average grey takes the mean grey value of each element, puts it into a bin and turns the\n"
+    "middle of the bin into a density. --average law turns each sample in an element into a\n"
+    "density, takes their mean, and bins those densities. Both come to the same up to the width\n"
+    "of a bin where the law is linear or an element has a single sample, as with --sampling\n"
+    "centroid; with a curved law and elements larger than voxels only the second is the mean\n"
+    "density.\n\n"
+    "Written are the cell arrays grey, material, density [g/cm3], emodulus [MPa] and poisson.\n"
+    "Identifiers count the bins from 1, with --by mask on through the sub-volumes; bins without\n"
+    "elements have no material.\n"
+    "Lengths in reports are in mm, masses in g.\n\n"
+    "Examples:\n"
+    "  ketmesh materials femur.vtu --image ct.nii.gz --preset femur --bins 100 -o model.vtu\n"
+    "  ketmesh materials spine.vtu --image dicom/ --law 0.047,0.001122,1,0,1 \\\n"
+    "      --modulus 4730,1.56 --by mask --bins 50 --sampling mean -o model.vtu\n"
+    "  ketmesh materials --list-presets";
+
+// Gives elements materials by the grey values of a CT image.
+class MaterialsCommand : public JobCommand {
+public:
+    MaterialsCommand()
+        : JobCommand("materials", "Give elements densities and moduli from the grey values of a CT image",
+                     MaterialsHelp) {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        CLI::Option* const file = m_input.Declare(*this, command)->required(false);
+        CLI::Option* const image = m_image.Declare(*this, command);
+        CLI::Option* const bins =
+            command.add_option("--bins", m_options.bins, "Number of bins, for --by grey and mask")
+                ->type_name("N")
+                ->check(CLI::Range(1, 65535));
+        m_law.Declare(command);
+        m_by.Declare(command, "--by", "What decides which material an element gets; see below");
+        m_average.Declare(command, "--average", "What is averaged over an element; see below");
+        CLI::Option* const output =
+            m_output.Declare(*this, command, "Volume mesh to write with the materials as cell arrays");
+        m_catalog.Declare(*this, command);
+        m_threads.Declare(command);
+        CLI::Option* const list =
+            command.add_flag("--list-presets", m_list, "Show all presets with their sources; needs no files");
+        command.add_flag("--markdown", m_markdown, "With --list-presets: as a table in Markdown")
+            ->needs(list);
+        command.callback([this, file, image, bins, output] {
+            for (CLI::Option const* const option : {file, image, output})
+                if (!m_list && option->count() == 0)
+                    throw CLI::RequiredError(option->get_name());
+            bool const has_bins = m_by.Get() == MaterialsBy::Grey || m_by.Get() == MaterialsBy::Mask;
+            if (!m_list && has_bins && bins->count() == 0)
+                throw CLI::RequiredError("--bins");
+        });
+    }
+
+    bool Answer() override {
+        if (!m_list)
+            return false;
+        if (m_markdown)
+            PrintPresetTable(std::cout);
+        else if (IsJson())
+            PrintJson(PresetListJson());
+        else
+            PrintPresetList(std::cout);
+        return true;
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_law.SetLaw(m_options);
+        m_options.by = m_by.Get();
+        m_options.average = m_average.Get();
+        m_image.SetSampling(m_options);
+        KetSDK::MeshJobs::CheckMaterialsOptions(m_options);
+        m_output.Open({m_input.GetUnit()});
+        m_catalog.Open(m_output.GetFileName());
+        Model model = m_input.Read(context);
+        m_result =
+            KetSDK::MeshJobs::Materials(model, m_image.Read(context), m_options, m_threads.Limit(context));
+        // Both files or none.
+        m_catalog.Write(model.mesh->GetMaterialCatalog());
+        context.ThrowIfCancelled();
+        m_output.Write(model, context);
+        m_catalog.Commit();
+    }
+
+    Json Report() const override {
+        Json report;
+        report["elements"] = m_result.elements;
+        report["materials"] = Json::array();
+        for (AssignedMaterial const& m : m_result.materials) {
+            report["materials"].push_back({{"id", m.id},
+                                           {"density", m.density},
+                                           {"emodulus", m.emodulus},
+                                           {"poisson", m_result.law.poisson},
+                                           {"elements", m.elements},
+                                           {"volume", m.volume},
+                                           {"mass", m.Mass()},
+                                           {"grey", {m.LowGrey(), m.HighGrey()}},
+                                           {"color", FormatColor(m.color)}});
+            if (m.subvolume >= 0)
+                report["materials"].back()["subvolume"] = _SubVolumeName(m);
+        }
+        report["outside"] = m_result.sampling.outside;
+        report["volume"] = m_result.volume;
+        report["mass"] = m_result.mass;
+        report["law"] = m_result.law.density;
+        report["modulus"] = m_result.law.modulus;
+        report["by"] = m_by.GetWord();
+        report["average"] = m_average.GetWord();
+        report["sampling"] = m_image.ToJson(m_result.sampling);
+        report["box"] = m_result.sampling.mesh_box;
+        report["image_box"] = m_result.sampling.image_box;
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        KetSDK::MeshVTK::SamplingReport const& sampling = m_result.sampling;
+        out << m_input.GetFileName() << " with " << m_image.GetFileName() << ": " << m_result.elements
+            << " elements, " << m_result.materials.size()
+            << (m_result.materials.size() == 1 ? " material\n" : " materials\n") << "law      "
+            << DescribeDensity(m_result.law) << " [g/cm3]\nmodulus  " << DescribeModulus(m_result.law)
+            << " [MPa]\ngrey     " << FormatNumber(sampling.smallest) << " to "
+            << FormatNumber(sampling.largest) << ", mean " << FormatNumber(sampling.mean) << "\noutside  "
+            << sampling.outside << " of " << m_result.elements << " elements ("
+            << FormatShare(sampling.outside, m_result.elements) << ")\n\n";
+        _PrintMaterials(out);
+    }
+
+    void _PrintMaterials(std::ostream& out) const {
+        bool const has_subvolumes = m_result.materials.front().subvolume >= 0;
+        std::vector<Table::Column> columns = {{"id", Table::Align::Right}};
+        if (has_subvolumes)
+            columns.push_back({"sub-volume", Table::Align::Left});
+        for (char const* const title :
+             {"grey from", "to", "density [g/cm3]", "E [MPa]", "nu", "elements", "volume [mm3]", "mass [g]"})
+            columns.push_back({title, Table::Align::Right});
+        columns.push_back({"colour", Table::Align::Left});
+        Table table(columns);
+        for (AssignedMaterial const& m : m_result.materials)
+            table.AddRow(_Row(m, has_subvolumes));
+        table.AddRule();
+        std::vector<std::string> total = {"all"};
+        total.resize(has_subvolumes ? 7 : 6);
+        for (std::string const& cell :
+             {std::to_string(m_result.elements), FormatNumber(m_result.volume), FormatNumber(m_result.mass)})
+            total.push_back(cell);
+        total.emplace_back();
+        table.AddRow(total);
+        table.Print(out);
+    }
+
+    std::vector<std::string> _Row(AssignedMaterial const& m, bool has_subvolumes) const {
+        std::vector<std::string> row = {std::to_string(m.id)};
+        if (has_subvolumes)
+            row.push_back(_SubVolumeName(m));
+        for (std::string const& cell :
+             {FormatGeneral(m.LowGrey()), FormatGeneral(m.HighGrey()), FormatGeneral(m.density, 4),
+              FormatGeneral(m.emodulus, 5), FormatGeneral(m_result.law.poisson), std::to_string(m.elements),
+              FormatNumber(m.volume, m_result.volume), FormatNumber(m.Mass(), m_result.mass),
+              FormatColor(m.color)})
+            row.push_back(cell);
+        return row;
+    }
+
+    std::string const& _SubVolumeName(AssignedMaterial const& m) const {
+        return m_result.subvolumes[static_cast<std::size_t>(m.subvolume)];
+    }
+
+    ModelInput m_input;
+    ImageInput m_image;
+    MaterialLawInput m_law;
+    ModelOutput m_output;
+    CatalogOutput m_catalog;
+    ThreadsOption m_threads;
+    MaterialsOptions m_options;
+    Choice<MaterialsBy> m_by{{{"grey", MaterialsBy::Grey},
+                              {"mask", MaterialsBy::Mask},
+                              {"index", MaterialsBy::Index},
+                              {"single", MaterialsBy::Single}}};
+    Choice<MaterialsOptions::Average> m_average{
+        {{"grey", MaterialsOptions::Average::Grey}, {"law", MaterialsOptions::Average::Law}}};
+    bool m_list = false;
+    bool m_markdown = false;
+    KetSDK::MeshJobs::MaterialsResult m_result;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeMaterialsCommand() {
+    return std::make_unique<MaterialsCommand>();
+}
+
+} // namespace ketmesh

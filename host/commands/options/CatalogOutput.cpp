@@ -1,0 +1,30 @@
+#include <host/commands/options/CatalogOutput.h>
+
+namespace ketmesh {
+
+void CatalogOutput::Declare(JobCommand& owner, CLI::App& command) {
+    m_owner = &owner;
+    owner.DeclareOutput();
+    command
+        .add_option("--catalog", m_file,
+                    "File for the catalog of materials: .xml (unless given, beside the mesh: "
+                    "<name>.materials.xml)")
+        ->type_name("FILE");
+}
+
+void CatalogOutput::Open(std::string const& mesh_file) {
+    if (m_file.empty())
+        m_file = KetSDK::MeshJobs::CatalogFileName(mesh_file);
+    m_output.emplace(KetSDK::MeshJobs::OpenCatalogFile(m_file));
+}
+
+void CatalogOutput::Write(MMaterialCatalog const& catalog) {
+    KetSDK::MeshJobs::WriteCatalog(catalog, *m_output);
+}
+
+void CatalogOutput::Commit() {
+    KetSDK::MeshJobs::CommitCatalog(*m_output);
+    m_owner->AddFile(m_file);
+}
+
+} // namespace ketmesh
