@@ -3,6 +3,7 @@
 #include <KetSDK/Common/Progress/BaseProgressReporter.h>
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/materials/MDensityLookup.h>
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
@@ -11,6 +12,7 @@
 #include <vector>
 
 class MMaterialCatalog;
+class MMeshElement;
 class MMeshMaterial;
 class MMeshOperatorSettingsMaterialAssign;
 
