@@ -163,13 +163,15 @@ def breaches(tree, rooms, exceptions):
 
 
 def drawing(tree, rooms):
-    """The rooms by row, with an arrow where one includes another and no longer way leads there."""
+    """The rooms by row, but for the last, which may include everything, with an arrow where one includes another
+    and no longer way leads there."""
     place = {unit: room_of(unit, rooms) for unit in tree.units()}
+    rooms = rooms[:-1]
     names = [name for _, name, _ in rooms]
     arrows = {name: set() for name in names}
     for unit, others in tree.units().items():
         for other in others:
-            if place[unit] and place[other] and place[unit][0] > place[other][0]:
+            if place[unit] and place[other] and place[unit] != place[other] and place[unit][1] in arrows:
                 arrows[place[unit][1]].add(place[other][1])
 
     def reach(name):

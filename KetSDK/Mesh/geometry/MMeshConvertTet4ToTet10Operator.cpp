@@ -62,11 +62,11 @@ bool MMeshConvertTet4ToTet10Operator::Operate() {
     BranchingProgressReporter progress(m_progress, Title, true);
     double const weight = 1.0 / static_cast<double>(mesh->NumberOfSubVolumes());
     bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
-        IncrementalProgressReporter part(progress.CreateNestedDelegate(weight), Title,
+        IncrementalProgressReporter pass(progress.CreateNestedDelegate(weight), Title,
                                          source.GetNbElements() / ElementsPerStep, true);
-        if (!Convert(rebuild, source, target, part))
+        if (!Convert(rebuild, source, target, pass))
             return false;
-        part = part.GetMaxValue();
+        pass = pass.GetMaxValue();
         return true;
     });
     if (done)

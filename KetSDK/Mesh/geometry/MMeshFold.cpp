@@ -23,13 +23,14 @@ using Columns = std::array<Vector, 3>;
 // The columns of the Jacobian at a corner: the derivatives of the position by the barycentric coordinates of
 // corners 1 to 3, each less that of corner 0.
 Columns ColumnsAt(MMeshElement const& e, unsigned int corner) {
-    std::array<std::array<unsigned char, 4>, 4> middle{}; // slot of the mid node between two corners
+    std::array<std::array<unsigned char, 4>, 4>
+        middle{}; // index in the element of the mid node between two corners
     for (unsigned char m = 0; m < 6; ++m) {
         auto const& ends = MMeshElementDescriptor::descr_tet4_tet10_point[m];
         middle[ends[0]][ends[1]] = middle[ends[1]][ends[0]] = static_cast<unsigned char>(4 + m);
     }
-    auto const component = [&e](unsigned int slot, std::size_t axis) -> std::int64_t {
-        MMeshPoint const& p = *e.GetNode(slot);
+    auto const component = [&e](unsigned int node, std::size_t axis) -> std::int64_t {
+        MMeshPoint const& p = *e.GetNode(node);
         MMeshPoint const& origin = *e.GetNode(0);
         std::int64_t const from[3] = {origin.x, origin.y, origin.z};
         std::int64_t const to[3] = {p.x, p.y, p.z};
@@ -169,9 +170,9 @@ constexpr int ManyCuts = 45;
 constexpr int ManyPieces = 2000;
 
 bool IsInverted(MMeshElement const& e) {
-    auto const edge = [&e](unsigned int slot) -> Vector {
+    auto const edge = [&e](unsigned int node) -> Vector {
         MMeshPoint const& a = *e.GetNode(0);
-        MMeshPoint const& b = *e.GetNode(slot);
+        MMeshPoint const& b = *e.GetNode(node);
         return {std::int64_t{b.x} - a.x, std::int64_t{b.y} - a.y, std::int64_t{b.z} - a.z};
     };
     return Determinant(edge(1), edge(2), edge(3)) < 0;

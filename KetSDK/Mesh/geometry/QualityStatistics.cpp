@@ -54,10 +54,10 @@ QualityStatistics Summarize(std::span<double const> values) {
     for (std::size_t i = 0; i < result.percentiles.size(); ++i) {
         // Ranks ascend, so each one is found behind the one before.
         std::size_t const rank = (finite.size() * QualityStatistics::Percents[i] + 99) / 100;
-        auto const place = finite.begin() + static_cast<std::ptrdiff_t>(rank - 1);
-        std::nth_element(first, place, finite.end());
-        result.percentiles[i] = *place;
-        first = place;
+        auto const ranked = finite.begin() + static_cast<std::ptrdiff_t>(rank - 1);
+        std::nth_element(first, ranked, finite.end());
+        result.percentiles[i] = *ranked;
+        first = ranked;
     }
     auto const [smallest, largest] = std::ranges::minmax(finite);
     result.min = smallest;

@@ -293,14 +293,14 @@ Tetrahedron10Base<T>::Tetrahedron10Base(MMeshElement const* element, bool rawCoo
     , m_true_quadratic(element->GetNodeCount() >= m_nb_vertices)
     , m_mid_points(_MidNodesOf(*element, rawCoordinates)) {}
 
-// True for an object of exactly this class, no slot of which is overridden: see TetrahedronBase.
+// True for an object of exactly this class, no virtual function of which is overridden: see TetrahedronBase.
 template <typename T>
 bool Tetrahedron10Base<T>::_IsPlain() const noexcept {
     return &typeid(*this) == &typeid(Tetrahedron10Base<T>);
 }
 
 template <typename T>
-typename Tetrahedron10Base<T>::_Nodes Tetrahedron10Base<T>::_NodesOfSlots() const {
+typename Tetrahedron10Base<T>::_Nodes Tetrahedron10Base<T>::_NodesOfVirtuals() const {
     _Nodes nodes;
     for (unsigned int i = 0; i < m_nb_vertices; ++i)
         nodes[i] = GetNode(i);
@@ -313,7 +313,7 @@ template <typename Measure>
 [[gnu::always_inline]] inline auto Tetrahedron10Base<T>::_OnNodes(Measure const& measure) const {
     if (_IsPlain())
         return measure(_StoredNodes<T>{this->_Points().data(), m_mid_points.data()});
-    return measure(_NodesOfSlots());
+    return measure(_NodesOfVirtuals());
 }
 
 template <typename T>
@@ -371,14 +371,14 @@ MTriangle<double, 3> Tetrahedron10Base<T>::GetTriangleOfTet10(std::uint64_t i) {
     if (i >= 16 || !IsTrueQuadratic())
         return TetrahedronBase<T>::GetTriangleOfTet10(i);
     auto const face = static_cast<std::size_t>(i / 4);
-    auto const part = static_cast<std::size_t>(i % 4);
+    auto const quarter = static_cast<std::size_t>(i % 4);
     // Of a face A, B, C the mid nodes on AB, BC and CA, in this order.
     unsigned char const* corners = _Descriptor::descr_triangle_point_ORIENTED[face];
     unsigned char const* mids = _Descriptor::descr_tet10_midpoints[face];
     auto const node = [this](unsigned int n) { return _Vector(GetNode(n)); };
-    if (part == 3)
+    if (quarter == 3)
         return {node(mids[0]), node(mids[1]), node(mids[2])};
-    return {node(corners[part]), node(mids[part]), node(mids[(part + 2) % 3])};
+    return {node(corners[quarter]), node(mids[quarter]), node(mids[(quarter + 2) % 3])};
 }
 
 // ---------------------------------------------------------------- mid nodes
@@ -437,7 +437,7 @@ double Tetrahedron10Base<T>::_ComputeDeterminant(_Vector& g0, _Vector& g1, _Vect
 
 // The determinants at the sample points, in their order, as a subclass computes them.
 template <typename T>
-std::array<double, 11> Tetrahedron10Base<T>::_DeterminantsOfSlots() {
+std::array<double, 11> Tetrahedron10Base<T>::_DeterminantsOfVirtuals() {
     std::array<double, 11> determinants;
     for (std::size_t i = 0; i < determinants.size(); ++i) {
         double const(&l)[4] = sample_points[i];
@@ -453,7 +453,7 @@ double Tetrahedron10Base<T>::JacobianRatio() {
     if (!IsTrueQuadratic())
         return 1.0;
     if (!_IsPlain())
-        return _Ratio(_DeterminantsOfSlots(), this->QualityJacobian());
+        return _Ratio(_DeterminantsOfVirtuals(), this->QualityJacobian());
     _StoredNodes<T> const nodes{this->_Points().data(), m_mid_points.data()};
     return _Ratio(_CornerJacobians(nodes).Determinants(), _CornerDeterminant(nodes));
 }
@@ -463,7 +463,7 @@ double Tetrahedron10Base<T>::MinJacobianDeterminant() {
     if (!IsTrueQuadratic())
         return this->QualityJacobian();
     if (!_IsPlain())
-        return _Smallest(_DeterminantsOfSlots());
+        return _Smallest(_DeterminantsOfVirtuals());
     _StoredNodes<T> const nodes{this->_Points().data(), m_mid_points.data()};
     return _Smallest(_CornerJacobians(nodes).Determinants());
 }

@@ -91,10 +91,10 @@ private:
     static std::array<MMVector<T, 3>, 6> _MidNodesOf(MMeshElement const& element,
                                                      bool rawCoordinates) noexcept;
     bool _IsPlain() const noexcept;
-    _Nodes _NodesOfSlots() const;
+    _Nodes _NodesOfVirtuals() const;
     template <typename Measure>
     auto _OnNodes(Measure const& measure) const;
-    std::array<double, 11> _DeterminantsOfSlots();
+    std::array<double, 11> _DeterminantsOfVirtuals();
 
     bool m_true_quadratic = false;
     std::array<MMVector<T, 3>, 6> m_mid_points{};

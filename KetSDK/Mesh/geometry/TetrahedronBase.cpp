@@ -298,17 +298,18 @@ struct TetrahedronBase<T>::_Faces {
 
 // ---------------------------------------------------------------- access to the corners
 
-// True for an object of exactly this class: no slot is overridden, so what a slot would give may be
+// True for an object of exactly this class: no virtual function is overridden, so what one would give may be
 // computed in place, without its allocation. The addresses are compared because that is quick; where
-// the loader has made two of them, the slots are called, which gives the same values.
+// the loader has made two of them, the virtual functions are called, which gives the same values.
 template <typename T>
 bool TetrahedronBase<T>::_IsPlain() const noexcept {
     return &typeid(*this) == &typeid(TetrahedronBase<T>);
 }
 
-// Several slots that only read are not const in the interface; const measures call them through this.
+// Several virtual functions that only read are not const in the interface; const measures call them through
+// this.
 template <typename T>
-TetrahedronBase<T>& TetrahedronBase<T>::_Slots() const noexcept {
+TetrahedronBase<T>& TetrahedronBase<T>::_Virtuals() const noexcept {
     return const_cast<TetrahedronBase<T>&>(*this);
 }
 
@@ -336,8 +337,8 @@ template <typename T>
         return _Faces::Of(_Corners());
     _Faces faces;
     for (unsigned int i = 0; i < 2; ++i) {
-        MTriangle<double, 3> const first = _Slots().GetFaceOriented(2 * i);
-        MTriangle<double, 3> const second = _Slots().GetFaceOriented(2 * i + 1);
+        MTriangle<double, 3> const first = _Virtuals().GetFaceOriented(2 * i);
+        MTriangle<double, 3> const second = _Virtuals().GetFaceOriented(2 * i + 1);
         faces.a[i] = VectorPair::Of(first[0], second[0]);
         faces.b[i] = VectorPair::Of(first[1], second[1]);
         faces.c[i] = VectorPair::Of(first[2], second[2]);
@@ -345,7 +346,7 @@ template <typename T>
     return faces;
 }
 
-// The four corners as the slot that hands elements to Verdict writes them.
+// The four corners as the virtual function that hands elements to Verdict writes them.
 template <typename T>
 std::array<MMVector<double, 3>, 4> TetrahedronBase<T>::_VerdictCorners() const {
     double rows[4][3];
@@ -434,7 +435,7 @@ MTriangle<double, 3> TetrahedronBase<T>::GetFaceOriented(unsigned int i) {
 
 template <typename T>
 TriangularFace* TetrahedronBase<T>::GetFace(unsigned int i) const {
-    MTriangle<double, 3> const triangle = _Slots().GetFaceOriented(i);
+    MTriangle<double, 3> const triangle = _Virtuals().GetFaceOriented(i);
     return new TriangularFace(triangle[0], triangle[1], triangle[2]);
 }
 
@@ -481,19 +482,19 @@ std::vector<double> TetrahedronBase<T>::_compute_sq_lengths() {
 
 template <typename T>
 double TetrahedronBase<T>::_compute_sum_sq_lengths() const {
-    return _IsPlain() ? _SquaredEdges(_Edges(_Corners())).Sum() : _Sum(_Slots()._compute_sq_lengths());
+    return _IsPlain() ? _SquaredEdges(_Edges(_Corners())).Sum() : _Sum(_Virtuals()._compute_sq_lengths());
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMaxEdgeLength() const {
     return Sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Largest()
-                           : _Largest(_Slots()._compute_sq_lengths()));
+                           : _Largest(_Virtuals()._compute_sq_lengths()));
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMinEdgeLength() const {
     return Sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Smallest()
-                           : _Smallest(_Slots()._compute_sq_lengths()));
+                           : _Smallest(_Virtuals()._compute_sq_lengths()));
 }
 
 template <typename T>
@@ -580,7 +581,7 @@ double TetrahedronBase<T>::GetMaxCosDihedralAngle() const {
 
 template <typename T>
 double TetrahedronBase<T>::GetCosLargestMidAngle() const {
-    _Vector const centre = _Slots().MidpointCircumsphere();
+    _Vector const centre = _Virtuals().MidpointCircumsphere();
     VectorPair const c = VectorPair::Of(centre, centre);
     auto const& p = _Corners();
     return _MutualDots(Normalised(VectorPair::Of(p[0], p[1]) - c), Normalised(VectorPair::Of(p[2], p[3]) - c))
@@ -743,7 +744,7 @@ double TetrahedronBase<T>::QualityAnsysElementQuality() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualityFluentOrthogonalQuality() const {
-    _Vector const centroid = _Slots().GetCentroid();
+    _Vector const centroid = _Virtuals().GetCentroid();
     VectorPair const centre = VectorPair::Of(centroid, centroid);
     _Faces const f = _OrientedFaces();
     DoublePair cosines[2];
@@ -762,7 +763,7 @@ double TetrahedronBase<T>::FluentOrthogonalQualityForNeighbor(TetrahedronBase<T>
         if (std::find(m_points.begin(), m_points.end(), corner) != m_points.end())
             shared[count++] = _Vector(corner);
     _Vector const normal = (shared[1] - shared[0]).Cross(shared[2] - shared[0]);
-    _Vector const line = neighbor._Slots().GetCentroid() - _Slots().GetCentroid();
+    _Vector const line = neighbor._Virtuals().GetCentroid() - _Virtuals().GetCentroid();
     return normal.Dot(line) / SafeLength(normal[0], normal[1], normal[2]) /
            SafeLength(line[0], line[1], line[2]);
 }

@@ -167,7 +167,7 @@ private:
     struct _Faces;
 
     bool _IsPlain() const noexcept;
-    TetrahedronBase& _Slots() const noexcept;
+    TetrahedronBase& _Virtuals() const noexcept;
     _Vector _Corner(unsigned int i) const noexcept { return _Vector(m_points[i]); }
     decltype(auto) _Corners() const noexcept;
     _Faces _OrientedFaces() const;

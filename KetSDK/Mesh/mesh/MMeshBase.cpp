@@ -280,12 +280,12 @@ MMeshSubVolume const* MMeshBase::GetSubVolume(MMeshElement const& e) const {
 }
 
 MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, MMeshOrigins* origins) const {
-    auto part = std::make_unique<MMeshBase>();
-    part->CopyMetadata(*this);
-    part->GetMainSubVolume()->SetName(sub_volume.GetName());
-    part->GetMainSubVolume()->SetMatID(sub_volume.GetMatID());
+    auto sub_mesh = std::make_unique<MMeshBase>();
+    sub_mesh->CopyMetadata(*this);
+    sub_mesh->GetMainSubVolume()->SetName(sub_volume.GetName());
+    sub_mesh->GetMainSubVolume()->SetMatID(sub_volume.GetMatID());
 
-    // The node of the part for each node of this mesh, so that each is entered once.
+    // The node of the new mesh for each node of this mesh, so that each is entered once.
     std::vector<MMeshPoint*> entered(static_cast<std::size_t>(m_points->GetNumPoints()), nullptr);
     std::vector<MMeshPoint*> nodes;
     MMeshElementMaskContainer::CopiedElements copies;
@@ -304,18 +304,18 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, 
             MMeshPoint const& source = *e.GetNode(i);
             MMeshPoint*& node = entered[static_cast<std::size_t>(source.GetIndex())];
             if (!node) {
-                node = &part->AddPointUnique(source.GetPosition(), Unit);
+                node = &sub_mesh->AddPointUnique(source.GetPosition(), Unit);
                 if (origins)
                     record(*node, source.GetIndex());
             }
             nodes.push_back(node);
         }
-        copies.emplace_back(&e, part->AddElement(static_cast<char>(nodes.size()), nodes.data()));
+        copies.emplace_back(&e, sub_mesh->AddElement(static_cast<char>(nodes.size()), nodes.data()));
         if (origins)
             origins->elements.push_back(static_cast<MLong>(it.GetPosition()));
     }
-    part->m_element_masks->CopyBuiltInMasks(*m_element_masks, copies, false);
-    return part.release();
+    sub_mesh->m_element_masks->CopyBuiltInMasks(*m_element_masks, copies, false);
+    return sub_mesh.release();
 }
 
 std::uint64_t MMeshBase::RemoveEmptySubVolumes() {

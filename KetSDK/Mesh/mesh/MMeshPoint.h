@@ -21,7 +21,7 @@ public:
 
     MMeshPoint(MMeshPoint const&) = default;
     // Takes over the mask index and the position but keeps its own index: assigning to a node that
-    // lives in a container moves a position into its slot.
+    // lives in a container moves a position to its index.
     MMeshPoint& operator=(MMeshPoint const& other) noexcept {
         MDataMaskIndex::operator=(other);
         x = other.x;
@@ -30,7 +30,7 @@ public:
         return *this;
     }
 
-    // Equal index and position: two nodes at one place but in different slots differ.
+    // Equal index and position: two nodes at one position but with different indices differ.
     bool operator==(MMeshPoint const& o) const noexcept {
         return m_index == o.m_index && x == o.x && y == o.y && z == o.z;
     }

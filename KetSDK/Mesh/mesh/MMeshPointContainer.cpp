@@ -28,7 +28,7 @@ public:
 
     CoordinateIndex() { Clear(); }
 
-    void Prefetch(Position const& p) const noexcept { KetSDK::Common::Prefetch(&m_entries[_Slot(p)]); }
+    void Prefetch(Position const& p) const noexcept { KetSDK::Common::Prefetch(&m_entries[_EntryOf(p)]); }
 
     // The number that was entered for a position; None when there is none.
     Number Find(Position const& p) const noexcept { return m_entries[_Find(p)].node; }
@@ -61,7 +61,7 @@ private:
     };
     static constexpr Entry FreeEntry{{0, 0, 0}, None};
 
-    std::size_t _Slot(Position const& p) const noexcept {
+    std::size_t _EntryOf(Position const& p) const noexcept {
         return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2])) &
                (m_entries.size() - 1);
     }
@@ -69,12 +69,12 @@ private:
     static bool _IsSame(Position const& p, Position const& q) noexcept {
         return p[0] == q[0] && p[1] == q[1] && p[2] == q[2];
     }
-    // The slot in which a position stands, or the free one where it belongs.
+    // The entry in which a position stands, or the free one where it belongs.
     std::size_t _Find(Position const& p) const noexcept {
-        std::size_t slot = _Slot(p);
-        while (m_entries[slot].node != None && !_IsSame(m_entries[slot].position, p))
-            slot = (slot + 1) & (m_entries.size() - 1);
-        return slot;
+        std::size_t entry = _EntryOf(p);
+        while (m_entries[entry].node != None && !_IsSame(m_entries[entry].position, p))
+            entry = (entry + 1) & (m_entries.size() - 1);
+        return entry;
     }
     void _Grow() {
         std::vector<Entry> larger(2 * m_entries.size(), FreeEntry);
@@ -207,14 +207,14 @@ void MMeshPointContainer::_LoadAppending(std::uint32_t count, MMeshBase* mesh, M
     std::size_t const size_before = m_points.size();
     std::array<MLong, 3 * NodesAtOnce> coordinates;
     for (std::size_t left = count; left > 0;) {
-        std::size_t const part = std::min(left, NodesAtOnce);
-        if (!file->ReadArray(std::span(coordinates.data(), 3 * part))) {
+        std::size_t const nodes = std::min(left, NodesAtOnce);
+        if (!file->ReadArray(std::span(coordinates.data(), 3 * nodes))) {
             m_points.erase(m_points.begin() + static_cast<std::ptrdiff_t>(size_before), m_points.end());
             throw std::runtime_error("invalid state");
         }
-        for (std::size_t i = 0; i < part; ++i)
+        for (std::size_t i = 0; i < nodes; ++i)
             _Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
-        left -= part;
+        left -= nodes;
     }
     auto node = m_points.begin() + static_cast<std::ptrdiff_t>(size_before);
     mesh->GetPointMasks()->RegisterMaskObjects(count, [&node]() -> MMeshPoint& { return *node++; });

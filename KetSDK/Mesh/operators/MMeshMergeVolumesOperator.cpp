@@ -17,25 +17,25 @@ using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
-// The node at each place: the first that was asked for there.
-class NodesByPlace {
+// The node at each position: the first that was asked for there.
+class NodesByPosition {
 public:
-    NodesByPlace() { m_places.CreateCoordinateIndex(); }
-    // Null for a place that has none yet; to be filled in.
+    NodesByPosition() { m_positions.CreateCoordinateIndex(); }
+    // Null for a position that has none yet; to be filled in.
     MMeshPoint*& At(MMeshPoint const& p) {
-        auto const place = static_cast<std::size_t>(m_places.AddPoint(p.x, p.y, p.z).GetIndex());
-        if (place == m_nodes.size())
+        auto const index = static_cast<std::size_t>(m_positions.AddPoint(p.x, p.y, p.z).GetIndex());
+        if (index == m_nodes.size())
             m_nodes.push_back(nullptr);
-        return m_nodes[place];
+        return m_nodes[index];
     }
 
 private:
-    MMeshPointContainer m_places;
+    MMeshPointContainer m_positions;
     std::vector<MMeshPoint*> m_nodes;
 };
 
 void CopyNodes(MMeshBase& first, MMeshBase const& second, MeshCopy& copy) {
-    NodesByPlace nodes;
+    NodesByPosition nodes;
     for (MMeshPointIterator p = first.BeginPoint(); p != first.EndPoint(); ++p)
         if (MMeshPoint*& node = nodes.At(*p); !node)
             node = p;

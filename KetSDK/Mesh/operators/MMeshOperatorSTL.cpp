@@ -51,7 +51,7 @@ private:
     MStlColor m_color;
 };
 
-// A face of a sub-tetrahedron of an element, by the places of its corners in the node array.
+// A face of a sub-tetrahedron of an element, by the indices of its corners in the node array.
 struct Triangle {
     std::array<unsigned char, 3> node;
     unsigned char tetrahedron;
@@ -139,11 +139,11 @@ bool IsMarked(MMeshSurfaceTriangleList const& marks, unsigned char n, Triangle c
 // stay apart.
 using Corners = std::array<MLong, 4>;
 
-template <typename Places>
-Corners CornersAt(MMeshElement const& e, Places const& places) {
+template <typename Indices>
+Corners CornersAt(MMeshElement const& e, Indices const& indices) {
     Corners corners{-1, -1, -1, -1};
-    std::ranges::transform(places, corners.begin(),
-                           [&e](unsigned char place) { return e.GetNode(place)->GetIndex(); });
+    std::ranges::transform(indices, corners.begin(),
+                           [&e](unsigned char index) { return e.GetNode(index)->GetIndex(); });
     std::ranges::sort(corners);
     return corners;
 }

@@ -90,10 +90,10 @@ private:
             _CutCell(e, cell, FacesOfElement(kind));
             return;
         }
-        for (auto const& places : MMeshElementDescriptor::descr_8tetra_point) {
+        for (auto const& indices : MMeshElementDescriptor::descr_8tetra_point) {
             Cell cell;
-            for (unsigned char const place : places)
-                cell.Add(e.GetNode(place), distance[place]);
+            for (unsigned char const index : indices)
+                cell.Add(e.GetNode(index), distance[index]);
             _CutCell(e, cell, TetrahedronFaces);
         }
     }
@@ -156,21 +156,21 @@ private:
         double const da = cell.distance[edge.above];
         if (da == 0.0)
             return _PointAt(a);
-        auto const [place, is_new] = m_points.try_emplace(_Key(a, b), _NextPoint());
+        auto const [entry, is_new] = m_points.try_emplace(_Key(a, b), _NextPoint());
         if (is_new) {
             Point const pa = a.GetPosition();
             m_section.m_points.push_back(pa + da / (da - cell.distance[edge.below]) * (b.GetPosition() - pa));
             m_section.m_nodes.push_back(-1);
         }
-        return place->second;
+        return entry->second;
     }
     std::uint32_t _PointAt(MMeshPoint const& node) {
-        auto const [place, is_new] = m_points.try_emplace(_Key(node, node), _NextPoint());
+        auto const [entry, is_new] = m_points.try_emplace(_Key(node, node), _NextPoint());
         if (is_new) {
             m_section.m_points.push_back(node.GetPosition());
             m_section.m_nodes.push_back(node.GetIndex());
         }
-        return place->second;
+        return entry->second;
     }
     std::uint32_t _NextPoint() const { return static_cast<std::uint32_t>(m_section.m_points.size()); }
     // The end above comes first, so that all elements at an edge have the same key.

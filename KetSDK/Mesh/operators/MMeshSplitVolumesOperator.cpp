@@ -18,10 +18,11 @@ namespace {
 
 using Number = std::uint32_t; // of an element
 
-// Which elements of one sub-volume hang together; an element stands for its part when it is the first of it.
-class Parts {
+// Which elements of one sub-volume hang together; an element stands for its component when it is the first of
+// it.
+class Components {
 public:
-    explicit Parts(MMeshBase const& mesh)
+    explicit Components(MMeshBase const& mesh)
         : m_first(static_cast<std::size_t>(mesh.NumberOfElements())) {
         std::iota(m_first.begin(), m_first.end(), Number{0});
         if (HasTrianglesOnly(mesh.Elements()))
@@ -30,7 +31,7 @@ public:
             _Connect<true>(mesh);
     }
 
-    // The first element of the part that an element is in.
+    // The first element of the component that an element is in.
     Number FirstOf(Number element) {
         while (m_first[element] != element) {
             m_first[element] = m_first[m_first[element]]; // halves the way for those who come later
@@ -52,28 +53,28 @@ private:
         });
     }
 
-    std::vector<Number> m_first; // an element of the same part that comes no later
+    std::vector<Number> m_first; // an element of the same component that comes no later
 };
 
-// A part by its first element, and its size.
-using Part = std::pair<Number, std::uint64_t>;
+// A component by its first element, and its size.
+using Component = std::pair<Number, std::uint64_t>;
 
-// The parts of each sub-volume in the set, the largest first, and those of equal size in the order of the
-// mesh.
-std::map<MMeshSubVolume*, std::vector<Part>> PartsOf(MMeshBase& mesh, Parts& parts,
-                                                     std::set<MMeshSubVolume const*> const& sub_volumes) {
+// The components of each sub-volume in the set, the largest first, and those of equal size in the order of
+// the mesh.
+std::map<MMeshSubVolume*, std::vector<Component>>
+ComponentsOf(MMeshBase& mesh, Components& components, std::set<MMeshSubVolume const*> const& sub_volumes) {
     std::vector<std::uint64_t> sizes(static_cast<std::size_t>(mesh.NumberOfElements()), 0);
     for (std::size_t i = 0; i < sizes.size(); ++i)
-        ++sizes[parts.FirstOf(static_cast<Number>(i))];
-    std::map<MMeshSubVolume*, std::vector<Part>> parts_of;
+        ++sizes[components.FirstOf(static_cast<Number>(i))];
+    std::map<MMeshSubVolume*, std::vector<Component>> components_of;
     for (std::size_t i = 0; i < sizes.size(); ++i)
         if (MMeshSubVolume* const sub_volume =
                 sizes[i] > 0 ? mesh.GetSubVolume(*mesh.GetElement(i)) : nullptr)
             if (sub_volumes.empty() || sub_volumes.contains(sub_volume))
-                parts_of[sub_volume].emplace_back(static_cast<Number>(i), sizes[i]);
-    for (auto& [sub_volume, list] : parts_of)
-        std::ranges::stable_sort(list, std::ranges::greater{}, &Part::second);
-    return parts_of;
+                components_of[sub_volume].emplace_back(static_cast<Number>(i), sizes[i]);
+    for (auto& [sub_volume, list] : components_of)
+        std::ranges::stable_sort(list, std::ranges::greater{}, &Component::second);
+    return components_of;
 }
 
 } // namespace
@@ -85,26 +86,26 @@ bool MMeshSplitVolumesOperator::Operate() {
     MMeshBase* const mesh = GetMesh();
     if (!mesh || !AreAllOf(*mesh, m_sub_volumes))
         return false;
-    Parts parts(*mesh);
-    auto const parts_of = PartsOf(*mesh, parts, m_sub_volumes);
+    Components components(*mesh);
+    auto const components_of = ComponentsOf(*mesh, components, m_sub_volumes);
 
-    // Where the elements go that do not stay, by the first element of their part.
+    // Where the elements go that do not stay, by the first element of their component.
     std::vector<MMeshSubVolume*> target(static_cast<std::size_t>(mesh->NumberOfElements()), nullptr);
     std::uint64_t const listed = mesh->NumberOfSubVolumes();
     for (std::uint64_t i = 0; i < listed; ++i) {
         MMeshSubVolume& whole = **(mesh->BeginSubVolume() + static_cast<std::ptrdiff_t>(i));
-        auto const found = parts_of.find(&whole);
-        for (std::size_t k = 1; found != parts_of.end() && k < found->second.size(); ++k) {
-            MMeshSubVolume* const part = mesh->AddSubVolume();
-            part->SetName(whole.GetName() + L" " + std::to_wstring(k + 1));
-            part->SetMatID(whole.GetMatID());
-            target[found->second[k].first] = part;
+        auto const found = components_of.find(&whole);
+        for (std::size_t k = 1; found != components_of.end() && k < found->second.size(); ++k) {
+            MMeshSubVolume* const split = mesh->AddSubVolume();
+            split->SetName(whole.GetName() + L" " + std::to_wstring(k + 1));
+            split->SetMatID(whole.GetMatID());
+            target[found->second[k].first] = split;
         }
     }
     Number number = 0;
     for (MMeshElement& e : mesh->Elements())
-        if (MMeshSubVolume* const part = target[parts.FirstOf(number++)])
-            mesh->GetSubVolume(e)->MoveElement(e, part);
+        if (MMeshSubVolume* const split = target[components.FirstOf(number++)])
+            mesh->GetSubVolume(e)->MoveElement(e, split);
     m_nb_new = mesh->NumberOfSubVolumes() - listed;
     return true;
 }

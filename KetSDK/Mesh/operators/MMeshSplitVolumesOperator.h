@@ -8,11 +8,11 @@
 
 class MMeshSubVolume;
 
-// Splits sub-volumes into their connected parts: elements of a sub-volume with a face in common are in one
-// part. Takes every kind of element, also mixed.
+// Splits sub-volumes into their connected components: elements of a sub-volume with a face in common are
+// in one component. Takes every kind of element, also mixed.
 //
-// The part with the most elements stays what it was, with name, number and material number. Each other one
-// becomes a new sub-volume at the end of the list, of the same material number, whose name is the old one
+// The component with the most elements stays what it was, with name, number and material number. Each other
+// one becomes a new sub-volume at the end of the list, of the same material number, whose name is the old one
 // followed by a blank and 2, 3, ... by descending number of elements; of equal ones that with the first
 // element comes first. A face that collapses to fewer than three corners connects nothing. Elements in no
 // sub-volume stay in none.

@@ -166,7 +166,7 @@ private:
     // ones.
     Difference _BuiltInValues() const {
         Difference found;
-        ForEachBuiltInMaskBy(&BuiltInMaskTraits::compared_place, [&](auto const& row) {
+        ForEachBuiltInMaskBy(&BuiltInMaskTraits::compared_rank, [&](auto const& row) {
             auto const* const a = row.FindIn(m_a);
             auto const* const b = row.FindIn(m_b);
             if (found || (!a && !b))

@@ -117,7 +117,7 @@ public:
     // False for values that could not be read back.
     bool Write() {
         m_good = true;
-        ForEachBuiltInMaskBy(&BuiltInMaskTraits::tag_place, [this](auto const& row) {
+        ForEachBuiltInMaskBy(&BuiltInMaskTraits::tag_rank, [this](auto const& row) {
             std::wstring const type(row.types, std::wcscspn(row.types, L" "));
             if (auto const* const mask = row.FindIn(m_mesh))
                 _Write(row.tag, type, *mask);

@@ -23,8 +23,8 @@ enum BuiltInMaskFlags : unsigned {
 // What is said of a built-in mask besides its member and its default.
 struct BuiltInMaskTraits {
     unsigned state_bit;      // in the byte of a binary state that says which masks follow, in this order
-    unsigned tag_place;      // among the blocks of mesh files, from 0 over both tables
-    unsigned compared_place; // in comparisons of meshes, from 0 over both tables
+    unsigned tag_rank;       // among the blocks of mesh files, from 0 over both tables
+    unsigned compared_rank;  // in comparisons of meshes, from 0 over both tables
     wchar_t const* tag;      // of the block
     wchar_t const* types;    // that the block may name, with blanks between; it is written with the first
     char const* compared_as; // what goes before two values that differ
@@ -115,7 +115,7 @@ struct BuiltInMasks<MMeshElementMaskContainer> {
         using Faces = MMeshSurfaceTriangleList;
         static std::tuple const table{
             // clang-format off
-            // member and default, places in binary states, in files and in comparisons, block, words, flags
+            // member and default, bit, ranks in files and in comparisons, block, words, flags
             BuiltInMask(&C::m_grey_values, 0.0, {0, 0, 1, L"GreyValues", L"double", "grey value is", AlwaysTagged | Copied | Carried}),
             BuiltInMask(&C::m_materials, -1, {1, 1, 2, L"Materials", L"long int", "material is", AlwaysTagged | Copied | Carried}),
             BuiltInMask(&C::m_subvolumes, -1, {2, 4, 0, L"SubVolumes", L"int long", "sub-volume is", AlwaysTagged}),
@@ -160,14 +160,14 @@ void ForEachBuiltInMask(Visit&& visit) {
     ForEachBuiltInMask<MMeshPointMaskContainer>(visit);
 }
 
-// The same, in the order of their places in files or in comparisons.
+// The same, in the order of their ranks in files or in comparisons.
 template <typename Visit>
-void ForEachBuiltInMaskBy(unsigned BuiltInMaskTraits::*place, Visit&& visit) {
+void ForEachBuiltInMaskBy(unsigned BuiltInMaskTraits::*rank, Visit&& visit) {
     unsigned count = 0;
     ForEachBuiltInMask([&count](auto const&) { ++count; });
     for (unsigned next = 0; next < count; ++next)
         ForEachBuiltInMask([&](auto const& row) {
-            if (row.*place == next)
+            if (row.*rank == next)
                 visit(row);
         });
 }

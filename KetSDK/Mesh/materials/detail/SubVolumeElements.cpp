@@ -14,13 +14,13 @@ SubVolumeElements::SubVolumeElements(MMeshBase const& mesh,
         MMeshSubVolume const& sub_volume = **it;
         if (sub_volume.GetParent() != &mesh || !(all || selection->contains(&sub_volume)))
             continue;
-        auto const [place, is_new] = m_group_of.try_emplace(sub_volume.GetID(), m_groups.size());
+        auto const [entry, is_new] = m_group_of.try_emplace(sub_volume.GetID(), m_groups.size());
         if (is_new) {
             std::uint64_t const expected = std::min(sub_volume.GetNbElements(), left);
             left -= expected;
             m_groups.emplace_back().reserve(static_cast<std::size_t>(expected));
         }
-        m_order.push_back(place->second);
+        m_order.push_back(entry->second);
     }
 
     MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();

@@ -26,7 +26,7 @@ inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
 // elements of one group meet, whatever the kinds of the elements.
 //
 // Each face becomes a record of its corners, and the records are spread by a hash of the corners over
-// parts that fit into the processor's cache, where equal faces find one another through a small table.
+// bins that fit into the processor's cache, where equal faces find one another through a small table.
 // So the elements are read once and in order, and nothing is looked up at random in a large table:
 // several times faster than asking for one neighbour after another.
 //
@@ -45,12 +45,12 @@ public:
     template <typename Group>
     FaceMatcher(MMeshElementContainer const& elements, Group&& group)
         : m_elements(elements) {
-        std::uint64_t parts = 1;
-        while (parts < MaxParts && parts * RecordsPerPart < 4 * elements.GetNumElements()) {
-            parts *= 2;
-            --m_part_shift;
+        std::uint64_t bins = 1;
+        while (bins < MaxBins && bins * RecordsPerBin < 4 * elements.GetNumElements()) {
+            bins *= 2;
+            --m_bin_shift;
         }
-        m_parts.resize(parts);
+        m_bins.resize(bins);
         _Spread(group);
     }
 
@@ -59,10 +59,10 @@ public:
     // elements meet at a face, the neighbour is the one of lowest address that is not the element itself.
     template <typename Visit>
     void ForEachBoundaryFace(Visit&& visit) {
-        for (Part& part : m_parts) {
+        for (Bin& bin : m_bins) {
             _MatchRecords(
-                part, [&](Part const& records, std::uint32_t first) { _VisitChain(records, first, visit); });
-            part = Part();
+                bin, [&](Bin const& records, std::uint32_t first) { _VisitChain(records, first, visit); });
+            bin = Bin();
         }
     }
 
@@ -70,8 +70,8 @@ public:
     // order. Where more than two of them meet at a face, enough pairs are visited to connect all.
     template <typename Visit>
     void ForEachConnection(Visit&& visit) {
-        for (Part& part : m_parts) {
-            _MatchRecords(part, [&](Part const& records, std::uint32_t first) {
+        for (Bin& bin : m_bins) {
+            _MatchRecords(bin, [&](Bin const& records, std::uint32_t first) {
                 for (std::uint32_t own = m_next[first]; own != End; own = m_next[own]) {
                     std::uint32_t other = first;
                     while (other != own && records[other].group != records[own].group)
@@ -80,7 +80,7 @@ public:
                         visit(records[other].element, records[own].element);
                 }
             });
-            part = Part();
+            bin = Bin();
         }
     }
 
@@ -93,8 +93,8 @@ public:
 
 private:
     static constexpr std::uint32_t NoNode = std::numeric_limits<std::uint32_t>::max();
-    static constexpr std::uint64_t RecordsPerPart = 16384;
-    static constexpr std::uint64_t MaxParts = 1024;
+    static constexpr std::uint64_t RecordsPerBin = 16384;
+    static constexpr std::uint64_t MaxBins = 1024;
 
     struct Record {
         std::uint32_t corner[WithQuadrilaterals ? 4 : 3]; // ascending; a triangle ends with NoNode
@@ -108,8 +108,8 @@ private:
         }
     };
 
-    // Records of one part, in blocks that are filled one after another.
-    class Part {
+    // Records of one bin, in blocks that are filled one after another.
+    class Bin {
     public:
         void Add(Record const& r) {
             if (m_room == 0) {
@@ -143,7 +143,7 @@ private:
             auto const faces = _FacesOf(e.GetNodeCount());
             for (record.face = 0; record.face < faces.size(); ++record.face) {
                 if (_SetCorners(record, e, faces[record.face]))
-                    m_parts[m_part_shift < 64 ? record.Hash() >> m_part_shift : 0].Add(record);
+                    m_bins[m_bin_shift < 64 ? record.Hash() >> m_bin_shift : 0].Add(record);
                 else
                     m_collapsed.push_back({record.element, record.face});
             }
@@ -189,7 +189,7 @@ private:
 
     // Links records with the same corners to chains and calls visit_chain(records, first of the chain).
     template <typename VisitChain>
-    void _MatchRecords(Part const& records, VisitChain const& visit_chain) {
+    void _MatchRecords(Bin const& records, VisitChain const& visit_chain) {
         std::size_t size = 64;
         while (size < 2 * records.Size())
             size *= 2;
@@ -215,7 +215,7 @@ private:
     }
 
     template <typename Visit>
-    void _VisitChain(Part const& records, std::uint32_t first, Visit& visit) const {
+    void _VisitChain(Bin const& records, std::uint32_t first, Visit& visit) const {
         std::uint32_t const second = m_next[first];
         if (second != End && m_next[second] == End && records[first].group == records[second].group &&
             records[first].element != records[second].element)
@@ -229,7 +229,7 @@ private:
         }
     }
 
-    Record const* _Neighbour(Part const& records, std::uint32_t first, Number own) const {
+    Record const* _Neighbour(Bin const& records, std::uint32_t first, Number own) const {
         Record const* lowest = nullptr;
         for (std::uint32_t i = first; i != End; i = m_next[i]) {
             Record const& r = records[i];
@@ -244,8 +244,8 @@ private:
 
     MMeshElementContainer const& m_elements;
     std::vector<Face> m_collapsed;
-    unsigned int m_part_shift = 64; // the highest bits of the hash number the part
-    std::vector<Part> m_parts;
+    unsigned int m_bin_shift = 64; // the highest bits of the hash number the bin
+    std::vector<Bin> m_bins;
     std::vector<std::uint32_t> m_first;  // hash table: first record of a chain
     std::vector<std::uint32_t> m_next;   // next record of the same chain
     std::vector<std::uint32_t> m_chains; // first records of all chains

@@ -58,14 +58,14 @@ void ReadIndices(MFile& file, std::uint64_t left, Container& objects) {
     std::vector<std::uint64_t> indices(ValuesAtOnce);
     auto object = objects.begin();
     while (left > 0) {
-        std::span const part(indices.data(),
-                             static_cast<std::size_t>(std::min<std::uint64_t>(left, ValuesAtOnce)));
-        ThrowUnless(file.ReadArray(part));
-        for (std::uint64_t const index : part) {
+        std::span const block(indices.data(),
+                              static_cast<std::size_t>(std::min<std::uint64_t>(left, ValuesAtOnce)));
+        ThrowUnless(file.ReadArray(block));
+        for (std::uint64_t const index : block) {
             object->SetMaskIndex(index);
             ++object;
         }
-        left -= part.size();
+        left -= block.size();
     }
 }
 
