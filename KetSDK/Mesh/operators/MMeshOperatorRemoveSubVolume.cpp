@@ -4,10 +4,8 @@
 #include <KetSDK/Mesh/operators/detail/MeshCopy.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeSelection.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <map>
 #include <memory>
 #include <vector>
@@ -42,9 +40,7 @@ bool MMeshOperatorRemoveSubVolume::Operate() {
     auto rest = std::make_unique<MMeshBase>();
     rest->CopyMetadata(mesh);
     rest->ClearSubVolumes();
-    MMeshOrigins own;
-    MMeshOrigins& origins = m_origins ? *m_origins : own;
-    MeshCopy copy(mesh, *rest, &origins);
+    MeshCopy copy(mesh, *rest, m_origins);
 
     Kept kept{{nullptr, nullptr}};
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
@@ -55,16 +51,18 @@ bool MMeshOperatorRemoveSubVolume::Operate() {
 
     std::vector<bool> const used = UsedNodes(mesh, kept);
     for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
-        if (used[static_cast<std::size_t>(i)])
+        if (used[static_cast<std::size_t>(i)]) {
             copy.AddNode(*mesh.GetRandomPoint(static_cast<std::uint64_t>(i)));
+            m_kept_nodes.push_back(i);
+        }
     for (MLong i = 0; i < mesh.NumberOfElements(); ++i) {
         MMeshElement const& e = *mesh.GetElement(static_cast<std::uint64_t>(i));
-        if (auto const found = kept.find(mesh.GetSubVolume(e)); found != kept.end())
+        if (auto const found = kept.find(mesh.GetSubVolume(e)); found != kept.end()) {
             copy.AddElement(e, i, found->second);
+            m_kept_elements.push_back(i);
+        }
     }
     copy.CopyValues();
-    m_kept_elements = origins.elements;
-    std::ranges::transform(origins.nodes, std::back_inserter(m_kept_nodes), &MMeshOrigins::Node::a);
     m_new_mesh = rest.release();
     return true;
 }
