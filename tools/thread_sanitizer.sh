@@ -1,7 +1,8 @@
 # Sourced by test.sh: the tests of parallel work under the thread sanitizer.
 
-parallel_tests=(test_geometry test_correspondence test_operators)
-parallel_filter="Quality*:*Mapper*:*Project*:*Parallel*"
+# The one place where tasks start, and every user of it in the library.
+parallel_tests=(test_platform test_operators)
+parallel_filter="ParallelWork.*:ParallelRuns.*"
 
 # build_tbb FOLDER: builds there, from Debian's own source, the oneTBB that is installed, with the sanitizer: one
 # without it would hide from the sanitizer that a task waits for another, and every such pair would be reported.
