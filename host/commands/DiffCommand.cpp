@@ -1,0 +1,84 @@
+#include <KetSDK/MeshJobs/Diff.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/options/ModelInput.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::MeshJobs::Model;
+
+// Says whether two mesh files are equal.
+class DiffCommand : public JobCommand {
+public:
+    DiffCommand()
+        : JobCommand(
+              "diff", "Say whether two volume meshes are equal",
+              "Names the first difference, the value in the first file first: of nodes, elements, their\n"
+              "values, materials, sub-volumes, scalar fields and all other arrays, bit for bit. Nodes,\n"
+              "elements and sub-volumes count from 0. A .kmesh file and a .vtu or .vtk file are equal\n"
+              "when writing the one to a file like the other would give that; it is said when the .kmesh\n"
+              "file has more than that. Exit status 2 when the meshes differ.\n\n"
+              "Examples:\n"
+              "  ketmesh diff head.vtu head.kmesh\n"
+              "  ketmesh diff before.kmesh after.kmesh --json") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        m_input.Declare(*this, command);
+        command.add_option("other", m_other, "Volume mesh to compare it with")->required();
+        DeclareInput(m_other);
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        Model const a = m_input.Read(context);
+        Model const b = KetSDK::MeshJobs::ReadModel(m_other, m_input.GetOptions(), context);
+        m_result = KetSDK::MeshJobs::Diff(a, b, m_input.GetOptions(), context);
+        m_elements = {a.mesh->NumberOfElements(), b.mesh->NumberOfElements()};
+        m_nodes = {a.mesh->NumberOfPoints(), b.mesh->NumberOfPoints()};
+    }
+
+    Json Report() const override {
+        auto const words = [](std::optional<std::string> const& text) { return text ? Json(*text) : Json(); };
+        Json report;
+        report["equal"] = m_result.AreEqual();
+        report["first_difference"] = words(m_result.first_difference);
+        report["left_out"] = words(m_result.left_out);
+        report["elements"] = m_elements;
+        report["nodes"] = m_nodes;
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        std::string const files = m_input.GetFileName() + " and " + m_other;
+        if (!m_result.AreEqual()) {
+            out << files << " differ: " << *m_result.first_difference << '\n';
+            return;
+        }
+        out << files << " are equal: " << m_elements[0] << " elements, " << m_nodes[0] << " nodes\n";
+        if (m_result.left_out)
+            out << "The .kmesh file has more than files of VTK hold: " << *m_result.left_out << '\n';
+    }
+
+    int Check() const override { return m_result.AreEqual() ? Done : CheckFailed; }
+
+    ModelInput m_input;
+    std::string m_other;
+    KetSDK::MeshJobs::DiffResult m_result;
+    std::array<std::int64_t, 2> m_elements{}; // of both files
+    std::array<std::int64_t, 2> m_nodes{};
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeDiffCommand() {
+    return std::make_unique<DiffCommand>();
+}
+
+} // namespace ketmesh

@@ -1,0 +1,440 @@
+#include "TestFiles.h"
+#include "TestMeshes.h"
+#include "TestProgress.h"
+
+#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+#include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+#include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/Mesh/persistence/MMeshArrayType.h>
+#include <KetSDK/MeshJobs/Convert.h>
+#include <KetSDK/MeshJobs/Diff.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/Group.h>
+#include <KetSDK/MeshJobs/Label.h>
+#include <KetSDK/MeshJobs/Match.h>
+#include <KetSDK/MeshJobs/Merge.h>
+#include <KetSDK/MeshJobs/ModelFile.h>
+#include <KetSDK/MeshJobs/Orient.h>
+#include <KetSDK/MeshJobs/Project.h>
+#include <KetSDK/MeshJobs/Remove.h>
+#include <KetSDK/MeshJobs/Split.h>
+
+#include <vtkCellData.h>
+#include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkStringArray.h>
+#include <vtkTypeInt64Array.h>
+#include <vtkTypeUInt64Array.h>
+#include <vtkUnsignedCharArray.h>
+#include <vtkUnstructuredGrid.h>
+#include <vtkXMLUnstructuredGridReader.h>
+#include <vtkXMLUnstructuredGridWriter.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+using namespace KetSDK::MeshJobs;
+
+namespace {
+
+std::string const DataFolder = KETSDK_DATA_DIR "/";
+
+Model Load(std::string const& path) {
+    return ReadModel(path, {}, {});
+}
+
+// n x n x n cubes of six tetrahedra each; those with x below `left` are in "left", the others in "right".
+Model Cubes(int n, int left) {
+    Model model;
+    model.file = "cubes";
+    model.mesh = std::make_unique<MMeshBase>();
+    TestMeshes::FillWithCubes(*model.mesh, n);
+    model.mesh->GetMainSubVolume()->SetName(L"left");
+    MMeshSubVolume* const right = model.mesh->AddSubVolume();
+    right->SetName(L"right");
+    for (MMeshElement& e : model.mesh->Elements())
+        if (std::any_of(e.GetNodes(), e.GetNodes() + 4,
+                        [left](MMeshPoint const* p) { return p->x > left * TestMeshes::Unit; }))
+            model.mesh->GetMainSubVolume()->MoveElement(e, right);
+    return model;
+}
+
+MMVector<double, 3> CentroidOf(MMeshElement const& e) {
+    MMVector<double, 3> sum{};
+    for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+        sum = sum + e.GetNode(i)->GetPosition();
+    return sum / static_cast<double>(e.GetNodeCount());
+}
+
+// The boundary of a model and what lies between its sub-volumes, named after them as grouping needs it.
+SurfaceModel SurfaceOf(Model const& model) {
+    SurfaceModel surface;
+    surface.file = "surface";
+    surface.surfaces = std::make_unique<MStlBase>();
+    MMeshExtractStlSurfaceOperator extract;
+    extract.SetMesh(model.mesh.get());
+    extract.SetStl(surface.surfaces.get());
+    extract.SetExtractInterfacesBetweenSubVolumes(true);
+    EXPECT_TRUE(extract.Operate());
+    for (MStlSurface& s : surface.surfaces->Surfaces())
+        s.SetName(s.GetName() == L"Exterior Surface-0"   ? L"left-"
+                  : s.GetName() == L"Exterior Surface-1" ? L"right-"
+                                                         : L"left-right");
+    return surface;
+}
+
+// The same of a model whose nodes were moved.
+SurfaceModel SurfaceOf(Model model, void (*move)(MMeshPoint&)) {
+    for (auto p = model.mesh->BeginPoint(); p != model.mesh->EndPoint(); ++p)
+        move(*p);
+    return SurfaceOf(model);
+}
+
+void ExpectError(std::string const& line, std::function<void()> const& job) {
+    try {
+        job();
+        ADD_FAILURE() << "no error: " << line;
+    } catch (Error const& e) {
+        EXPECT_EQ(e.what(), line);
+    }
+}
+
+// A context that keeps its warnings.
+struct Listening {
+    std::vector<std::string> warnings;
+    Context context{nullptr, 1, [this](std::string const& message) { warnings.push_back(message); }};
+};
+
+// A file with an array of every kind: strings, numbers of 64 bits that need them, bytes, active attributes.
+std::string FileOfAllKinds(std::filesystem::path const& folder) {
+    vtkNew<vtkXMLUnstructuredGridReader> reader;
+    reader->SetFileName((DataFolder + "hex_matrix_fiber.vtu").c_str());
+    reader->Update();
+    vtkUnstructuredGrid& grid = *reader->GetOutput();
+    auto const add = [](vtkDataSetAttributes& arrays, vtkIdType count, auto array, char const* name,
+                        auto const& value_of) {
+        array->SetName(name);
+        for (vtkIdType i = 0; i < count; ++i)
+            array->InsertNextValue(value_of(i));
+        arrays.AddArray(array);
+    };
+    vtkCellData& cells = *grid.GetCellData();
+    vtkPointData& points = *grid.GetPointData();
+    vtkIdType const cell_count = grid.GetNumberOfCells(), point_count = grid.GetNumberOfPoints();
+    add(cells, cell_count, vtkSmartPointer<vtkStringArray>::New(), "words",
+        [](vtkIdType i) { return i % 3 == 0 ? std::string() : "w\u00f6rter " + std::to_string(i); });
+    add(cells, cell_count, vtkSmartPointer<vtkTypeUInt64Array>::New(), "huge", [](vtkIdType i) {
+        return std::numeric_limits<std::uint64_t>::max() - static_cast<std::uint64_t>(i);
+    });
+    add(points, point_count, vtkSmartPointer<vtkTypeInt64Array>::New(), "low",
+        [](vtkIdType i) { return std::numeric_limits<std::int64_t>::min() + i; });
+    add(points, point_count, vtkSmartPointer<vtkUnsignedCharArray>::New(), "flags",
+        [](vtkIdType i) { return static_cast<unsigned char>(i % 2); });
+    cells.SetActiveScalars("huge");
+    points.SetActiveScalars("low");
+    std::string const path = folder / "kinds.vtu";
+    vtkNew<vtkXMLUnstructuredGridWriter> writer;
+    writer->SetFileName(path.c_str());
+    writer->SetInputData(&grid);
+    writer->Write();
+    return path;
+}
+
+} // namespace
+
+// What a .kmesh file gives is what was saved, value by value and byte by byte, and so is what a .vtu file
+// gives after it.
+TEST(ModelFile, ArraysTravelUnchanged) {
+    MTemporaryDirectory const owner;
+    std::filesystem::path const folder = owner.GetPath().GetPath();
+    std::vector<std::string> paths = {FileOfAllKinds(folder)};
+    for (auto const& entry : std::filesystem::directory_iterator(DataFolder))
+        if (entry.path().extension() == ".vtu")
+            paths.push_back(entry.path());
+    ASSERT_GE(paths.size(), 5u);
+    for (std::string const& path : paths) {
+        SCOPED_TRACE(path);
+        Model const read = Load(path);
+        for (MMeshFile::Encoding const encoding : {MMeshFile::Binary, MMeshFile::Text}) {
+            if (encoding == MMeshFile::Text && path != paths.front())
+                continue; // takes long, and the first one has all kinds
+            WriteModel(read, folder / "a.kmesh", {{}, encoding}, {});
+            Model const saved = Load(folder / "a.kmesh");
+            EXPECT_EQ(saved.arrays, read.arrays);
+            EXPECT_EQ(Diff(read, saved, {}, {}).first_difference, std::nullopt);
+            WriteModel(saved, folder / "b.kmesh", {{}, encoding}, {});
+            EXPECT_EQ(Content(folder / "a.kmesh"), Content(folder / "b.kmesh"));
+        }
+        WriteModel(Load(folder / "b.kmesh"), folder / "c.vtu", {}, {});
+        EXPECT_EQ(Load(folder / "c.vtu").arrays, read.arrays);
+    }
+    Model const kinds = Load(paths.front());
+    MMeshArray const* const huge = FindArray(kinds.arrays, L"huge", MMeshArray::OnElements);
+    ASSERT_NE(huge, nullptr);
+    EXPECT_TRUE(HoldsHalves(*huge) && HasTypeWord(*huge, L"Scalars"));
+}
+
+TEST(Orient, TurnsWhatIsInverted) {
+    Model const upright = Cubes(3, 1);
+    Model model;
+    model.mesh = std::make_unique<MMeshBase>();
+    for (auto p = upright.mesh->BeginPoint(); p != upright.mesh->EndPoint(); ++p)
+        model.mesh->AddPoint(p->x, p->y, p->z);
+    std::uint64_t inverted = 0;
+    for (std::uint64_t i = 0; i < 162; ++i) {
+        std::vector<MMeshPoint*> nodes;
+        for (unsigned int k : {0, 1, 2, 3})
+            nodes.push_back(model.mesh->GetRandomPoint(
+                static_cast<std::uint64_t>(upright.mesh->GetElement(i)->GetNode(k)->GetIndex())));
+        if (i % 5 == 0) {
+            std::swap(nodes[2], nodes[3]);
+            ++inverted;
+        }
+        TestMeshes::AddElement(*model.mesh, nodes);
+    }
+    OrientResult const result = Orient(model, {});
+    EXPECT_EQ(result.elements, 162u);
+    EXPECT_EQ(result.tetrahedra, 162u);
+    EXPECT_EQ(result.flat, 0u);
+    EXPECT_EQ(result.corrected, inverted);
+    EXPECT_NEAR(result.volume_before, 27.0 - 2.0 * static_cast<double>(inverted) / 6.0, 1e-9);
+    EXPECT_NEAR(result.volume_after, 27.0, 1e-9);
+    for (MMeshElement const& e : model.mesh->Elements())
+        EXPECT_GT(GetElementVolume(e), 0.0);
+}
+
+// What was taken out of a head, and what was left, make the head again.
+TEST(RemoveAndMerge, BringTheHeadBack) {
+    Model const head = Load(DataFolder + "head_small_tet4.vtu");
+    RemoveResult rest = Remove(head, {{"Label 1"}}, {});
+    RemoveResult const removed = Remove(head, {{"Label 2", "Label 3"}}, {});
+    EXPECT_EQ(rest.elements + removed.elements, static_cast<std::uint64_t>(head.mesh->NumberOfElements()));
+    EXPECT_EQ(rest.removed_elements, removed.elements);
+    ASSERT_EQ(rest.subvolumes.size(), 2u);
+    EXPECT_EQ(rest.subvolumes[0].name, "Label 2");
+    for (std::uint64_t i = 0; i < rest.elements; ++i) {
+        auto const parent = static_cast<std::uint64_t>(rest.origins.elements[i]);
+        ASSERT_EQ(CentroidOf(*rest.model.mesh->GetElement(i)), CentroidOf(*head.mesh->GetElement(parent)));
+    }
+    MMeshArray const* const labels = FindArray(rest.model.arrays, L"label", MMeshArray::OnElements);
+    ASSERT_NE(labels, nullptr);
+    EXPECT_EQ(std::ranges::count(ColumnOf(*labels, 0), 1.0), 0);
+
+    std::uint64_t const nodes = rest.nodes + removed.nodes;
+    MergeResult const merged = Merge(rest.model, removed.model, {});
+    EXPECT_EQ(merged.elements, static_cast<std::uint64_t>(head.mesh->NumberOfElements()));
+    EXPECT_EQ(merged.nodes, static_cast<std::uint64_t>(head.mesh->NumberOfPoints()));
+    EXPECT_EQ(merged.joined_nodes, nodes - merged.nodes);
+    EXPECT_NEAR(rest.model.mesh->GetVolume(), head.mesh->GetVolume(), 1e-6 * head.mesh->GetVolume());
+    MMeshArray const* const all = FindArray(rest.model.arrays, L"label", MMeshArray::OnElements);
+    ASSERT_NE(all, nullptr);
+    EXPECT_EQ(static_cast<std::uint64_t>(std::ranges::count(ColumnOf(*all, 0), 1.0)), removed.elements);
+}
+
+TEST(Convert, CutsHexahedraAndCurvesTetrahedra) {
+    Model const hexahedra = Load(DataFolder + "hex_matrix_fiber.vtu");
+    Listening listening;
+    ConvertResult const cut = Convert(hexahedra, {ConvertOptions::Target::Tet4}, listening.context);
+    EXPECT_EQ(cut.after.elements, 5 * cut.before.elements);
+    EXPECT_NEAR(cut.after.volume, cut.before.volume, 1e-6 * cut.before.volume);
+    ASSERT_TRUE(cut.faces);
+    EXPECT_EQ(listening.warnings.size(), cut.faces->nonmatching > 0 ? 1u : 0u);
+    std::vector<double> volumes(static_cast<std::size_t>(cut.before.elements), 0.0);
+    for (std::uint64_t i = 0; i < cut.after.elements; ++i)
+        volumes[static_cast<std::size_t>(cut.origins.elements[i])] +=
+            GetElementVolume(*cut.model.mesh->GetElement(i));
+    for (std::uint64_t i = 0; i < cut.before.elements; ++i)
+        EXPECT_NEAR(volumes[i], GetElementVolume(*hexahedra.mesh->GetElement(i)), 1e-9 + 0.01 * volumes[i]);
+
+    // An array and a field whose values are the x of the nodes are so again at the new nodes.
+    Model head = Load(DataFolder + "head_small_tet4.vtu");
+    head.fields.push_back(
+        std::make_unique<MMeshNamedScalarMaskPoints>(L"field", L"Field", head.mesh.get(), 0.0));
+    MMeshArray array{L"array", MMeshArray::OnNodes, 1, L"float64", std::vector<double>()};
+    for (auto node = head.mesh->BeginPoint(); node != head.mesh->EndPoint(); ++node) {
+        std::get<0>(array.values).push_back(node->GetPosition()[0]);
+        static_cast<MDataMask<MMeshPoint, double>&>(*head.fields[0]).SetValue(*node, node->GetPosition()[0]);
+    }
+    SetArray(head.arrays, array);
+    ConvertResult const curved = Convert(head, {ConvertOptions::Target::Tet10}, {});
+    EXPECT_EQ(curved.after.elements, curved.before.elements);
+    for (wchar_t const* const name : {L"array", L"field"}) {
+        MMeshArray const* const carried = FindArray(curved.model.arrays, name, MMeshArray::OnNodes);
+        ASSERT_NE(carried, nullptr);
+        std::vector<double> const values = ColumnOf(*carried, 0);
+        for (std::size_t i = 0; i < values.size(); ++i)
+            ASSERT_NEAR(values[i], curved.model.mesh->GetRandomPoint(i)->GetPosition()[0], 1.0 / 65536);
+    }
+    ConvertResult const split = Convert(curved.model, {ConvertOptions::Target::Tet4Split}, {});
+    EXPECT_EQ(split.after.elements, 8 * curved.after.elements);
+    EXPECT_EQ(split.after.nodes, curved.after.nodes);
+}
+
+TEST(Split, GivesTheSmallerOneANewName) {
+    Model model = Cubes(5, 2);
+    // The middle layer of "right" goes to "left": two layers and one, which touch the other one no more.
+    MMeshSubVolume* const right = (model.mesh->BeginSubVolume() + 1)->get();
+    for (MMeshElement& e : model.mesh->Elements())
+        if (double const x = CentroidOf(e)[0]; x > 3.0 && x < 4.0)
+            right->MoveElement(e, model.mesh->GetMainSubVolume());
+    SplitResult const result = Split(model, {{"left"}}, {});
+    EXPECT_EQ(result.new_subvolumes, 1u);
+    ASSERT_EQ(result.subvolumes.size(), 3u);
+    EXPECT_EQ(result.subvolumes[2].name, "left 2");
+    EXPECT_NEAR(result.subvolumes[0].volume, 50.0, 1e-9);
+    EXPECT_NEAR(result.subvolumes[2].volume, 25.0, 1e-9);
+    EXPECT_EQ(Split(model, {}, {}).new_subvolumes, 1u); // the layers of "right"
+}
+
+TEST(LabelMatchAndGroup, BringSubVolumesBackThroughTheirSurfaces) {
+    Model model = Cubes(3, 1);
+    SurfaceModel const surface = SurfaceOf(model);
+    Listening listening;
+    MatchResult const match = Match(model, surface, {}, listening.context);
+    EXPECT_EQ(match.elements, 162u);
+    EXPECT_EQ(match.counts.boundary.with_triangle, 6u * 9 * 2);
+    EXPECT_EQ(match.counts.interfaces.with_triangle, 9u * 2);
+    EXPECT_EQ(match.counts.with_face, surface.surfaces->NumberOfTriangles());
+    EXPECT_EQ(match.counts.GetMismatches(), 0u);
+
+    EXPECT_EQ(Label(model, nullptr, {}, listening.context).subvolumes.size(), 1u);
+    LabelResult const labelled = Label(model, &surface, {}, listening.context);
+    ASSERT_EQ(labelled.subvolumes.size(), 2u);
+    EXPECT_NEAR(labelled.subvolumes[0].volume, 9.0, 1e-9);
+    GroupResult const grouped = Group(model, surface, {}, listening.context);
+    ASSERT_EQ(grouped.subvolumes.size(), 2u);
+    EXPECT_EQ(grouped.groups_of, 2u);
+    EXPECT_EQ(grouped.subvolumes[0].name, "Volume left");
+    EXPECT_NEAR(grouped.subvolumes[1].volume, 18.0, 1e-9);
+    EXPECT_TRUE(listening.warnings.empty());
+    EXPECT_EQ(model.mesh->GetCorrespondenceMapper(), nullptr); // it would outlive the surface
+
+    // A tolerance beyond the triangles, and a surface elsewhere.
+    SurfaceModel const elsewhere =
+        SurfaceOf(Cubes(3, 1), [](MMeshPoint& p) { p.x += 1000 * TestMeshes::Unit; });
+    EXPECT_EQ(Match(model, elsewhere, {2.0}, listening.context).counts.with_face, 0u);
+    ASSERT_EQ(listening.warnings.size(), 2u);
+    EXPECT_TRUE(listening.warnings[0].starts_with("the tolerance of 2 mm is larger than the triangles of "
+                                                  "surface, which measure 0.707 mm"));
+    EXPECT_TRUE(listening.warnings[1].starts_with("surface: no triangle of this surface lies within 2 mm"));
+}
+
+TEST(Project, MovesTheBoundaryOntoTheSurface) {
+    Model model = Cubes(3, 1);
+    SurfaceModel const surface = SurfaceOf(Cubes(3, 1), [](MMeshPoint& p) { p.x += p.x / 10; }); // stretched
+    Listening listening;
+    Project(model, surface, {1e-3, false}, listening.context);
+    EXPECT_TRUE(listening.warnings.empty()); // the face at x = 0 is on the surface
+    ProjectResult const result = Project(model, surface, {0.5, false}, listening.context);
+    EXPECT_EQ(result.nodes, 64u - 8u);
+    EXPECT_EQ(result.nodes, result.moved + result.shortened + result.left);
+    EXPECT_EQ(result.moved, 4u); // the others lie on the sides of the surface, which are where they were
+    EXPECT_EQ(result.on_surface, 52u);
+    EXPECT_NEAR(result.before.largest_distance, 0.3, 1e-4);
+    EXPECT_NEAR(result.after.largest_distance, 0.0, 1e-4);
+    EXPECT_NEAR(result.largest_move, 0.3, 1e-4);
+    EXPECT_NEAR(result.after.volume, 27.0 + 4 * 0.3, 1e-3); // a hat over the triangles around each node
+    SurfaceModel const elsewhere =
+        SurfaceOf(Cubes(3, 1), [](MMeshPoint& p) { p.z += 100 * TestMeshes::Unit; });
+    EXPECT_EQ(Project(model, elsewhere, {0.5, true}, listening.context).left, 64u - 4u);
+    ASSERT_EQ(listening.warnings.size(), 1u);
+    EXPECT_TRUE(listening.warnings[0].starts_with("surface: it comes within 0.5 mm of no node"));
+}
+
+TEST(ModelJobs, SayWhyTheyRefuse) {
+    Model const cubes = Cubes(1, 1);
+    Model hexahedra = Load(DataFolder + "hex_matrix_fiber.vtu");
+    hexahedra.file = "hex";
+    Model wedges = Load(DataFolder + "wedge_beam14.vtu");
+    wedges.file = "wedges";
+    std::string const wedge_count = std::to_string(wedges.mesh->NumberOfElements());
+    SurfaceModel const surface = SurfaceOf(cubes);
+    SurfaceModel nothing;
+    nothing.surfaces = std::make_unique<MStlBase>();
+    using Target = ConvertOptions::Target;
+    struct Refusal {
+        std::string line;
+        std::function<void()> job;
+    };
+    Model changed = Cubes(1, 1);
+    Refusal const refusals[] = {
+        {"hex: there are no tetrahedra, which could be turned", [&] { Orient(hexahedra, {}); }},
+        {"cubes: there is no sub-volume \"up\"; the sub-volumes are left, right",
+         [&] {
+             Remove(cubes, {{"left", "up"}}, {});
+         }},
+        {"cubes: there is no sub-volume \"up\"; the sub-volumes are left, right",
+         [&] { Split(changed, {{"up"}}, {}); }},
+        {"cubes: nothing would be left of it without these sub-volumes",
+         [&] {
+             Remove(cubes, {{"left", "right"}}, {});
+         }},
+        {"cubes: it could not be added to cubes", [&] { Merge(changed, changed, {}); }},
+        {"cubes: all elements are linear tetrahedra already; there is nothing to convert",
+         [&] { Convert(cubes, {Target::Tet4}, {}); }},
+        {"cubes: there are no quadratic tetrahedra, which could be split; convert to tet10 first",
+         [&] { Convert(cubes, {Target::Tet4Split}, {}); }},
+        {"wedges: there are " + wedge_count +
+             " wedges, which cannot be converted; hexahedra and tetrahedra can",
+         [&] { Convert(wedges, {Target::Tet10}, {}); }},
+        {"cubes: it could not be moved onto the surface", [&] { Project(changed, nothing, {1.0}, {}); }},
+    };
+    for (Refusal const& refusal : refusals)
+        ExpectError(refusal.line, refusal.job);
+    for (auto const& job : std::vector<std::function<void()>>{
+             [&] { Label(wedges, nullptr, {}, {}); }, [&] { Group(wedges, surface, {}, {}); },
+             [&] { Match(wedges, surface, {}, {}); }, [&] { Project(wedges, surface, {1.0}, {}); }})
+        ExpectError("wedges: tetrahedra alone are needed, but there are other elements (" + wedge_count +
+                        " wedge6); hexahedra can be cut into tetrahedra (ketmesh convert), wedges cannot",
+                    job);
+    EXPECT_EQ(Diff(changed, Cubes(1, 1), {}, {}).first_difference, std::nullopt);
+}
+
+TEST(ModelJobs, StopWhenCancelled) {
+    Model model = Cubes(6, 2);
+    SurfaceModel const surface = SurfaceOf(model);
+    std::function<void(Context const&)> const jobs[] = {
+        [&](Context const& c) { Convert(model, {ConvertOptions::Target::Tet10}, c); },
+        [&](Context const& c) { Match(model, surface, {}, c); },
+        [&](Context const& c) { Label(model, &surface, {}, c); },
+        [&](Context const& c) { Group(model, surface, {}, c); },
+        [&](Context const& c) { Project(model, surface, {1.0}, c); },
+    };
+    for (auto const& job : jobs) {
+        Context context;
+        context.progress = std::make_shared<RecordingDelegate>(0.0);
+        EXPECT_THROW(job(context), Cancelled);
+    }
+    EXPECT_EQ(Diff(model, Cubes(6, 2), {}, {}).first_difference, std::nullopt);
+}
+
+// A .kmesh file and a .vtu file are equal when writing the one to a file like the other would give that.
+TEST(Diff, AllowsForWhatOnlyMeshFilesHold) {
+    MTemporaryDirectory const owner;
+    std::filesystem::path const folder = owner.GetPath().GetPath();
+    Model model = Cubes(2, 1);
+    model.mesh->GetElementMasks()->GetVisibleMask()->SetValue(*model.mesh->GetElement(3), false);
+    WriteModel(model, folder / "a.kmesh", {}, {});
+    WriteModel(model, folder / "a.vtu", {}, {});
+    Model const saved = Load(folder / "a.kmesh"), exported = Load(folder / "a.vtu");
+    DiffResult const equal = Diff(saved, exported, {}, {});
+    EXPECT_TRUE(equal.AreEqual());
+    EXPECT_TRUE(equal.left_out);
+    Model in_memory = Cubes(2, 1);
+    in_memory.file.clear();
+    EXPECT_FALSE(Diff(saved, in_memory, {}, {}).AreEqual()); // nothing is left out of it
+
+    model.mesh->GetRandomPoint(0)->x += 1;
+    WriteModel(model, folder / "b.vtu", {}, {});
+    DiffResult const moved = Diff(saved, Load(folder / "b.vtu"), {}, {});
+    ASSERT_TRUE(moved.first_difference);
+    EXPECT_TRUE(moved.first_difference->starts_with("node 0: x is 0 mm and ")) << *moved.first_difference;
+    EXPECT_FALSE(moved.left_out);
+}
