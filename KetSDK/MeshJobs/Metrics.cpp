@@ -81,7 +81,7 @@ std::string TitleOf(QualityMetric const& metric) {
     return metric.unit.empty() ? name : name + " [" + std::string(metric.unit) + "]";
 }
 
-std::string Describe(Mesh::QualityThreshold const& threshold) {
+std::string DescribeThreshold(Mesh::QualityThreshold const& threshold) {
     bool const is_above = threshold.side == Mesh::QualityThreshold::Side::Above;
     return (is_above ? "above " : "below ") + FormatGeneral(threshold.value);
 }

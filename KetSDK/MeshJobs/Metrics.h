@@ -25,6 +25,6 @@ KETSDK_MESHJOBS_API void RequireMetric(Model const& model, Mesh::QualityMetric c
 KETSDK_MESHJOBS_API std::string TitleOf(Mesh::QualityMetric const& metric);
 
 // "below 0.1"
-KETSDK_MESHJOBS_API std::string Describe(Mesh::QualityThreshold const& threshold);
+KETSDK_MESHJOBS_API std::string DescribeThreshold(Mesh::QualityThreshold const& threshold);
 
 } // namespace KetSDK::MeshJobs

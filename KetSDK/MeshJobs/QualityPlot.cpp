@@ -119,7 +119,7 @@ private:
         std::string text = std::to_string(m_report.elements) + " elements, min " +
                            FormatNumber(statistics.min) + ", mean " + FormatNumber(statistics.mean) +
                            ", max " + FormatNumber(statistics.max) + ", " + std::to_string(m_report.bad) +
-                           " " + Describe(m_threshold);
+                           " " + DescribeThreshold(m_threshold);
         if (statistics.nonfinite > 0)
             text += ", " + std::to_string(statistics.nonfinite) + " not finite";
         if (std::uint64_t const outside = m_report.CountOutside(); outside > 0)
@@ -175,7 +175,7 @@ private:
         bool const on_the_left = x > (Left + Right) / 2.0;
         _Line(x, Top - 12.0, x, Bottom, "limit");
         _Text(x + (on_the_left ? -6.0 : 6.0), Top - 3.0, "number limittext", on_the_left ? "end" : "start",
-              "bad: " + Describe(m_threshold));
+              "bad: " + DescribeThreshold(m_threshold));
     }
 
     void _Line(double x1, double y1, double x2, double y2, char const* style) const {

@@ -13,7 +13,7 @@ namespace ketmesh {
 
 using KetSDK::Mesh::QualityMetric;
 using KetSDK::Mesh::QualityStatistics;
-using KetSDK::MeshJobs::Describe;
+using KetSDK::MeshJobs::DescribeThreshold;
 using KetSDK::MeshJobs::MetricReport;
 using KetSDK::MeshJobs::TitleOf;
 using KetSDK::MeshJobs::WorstElement;
@@ -89,7 +89,7 @@ void PrintSummary(std::ostream& out, KetSDK::MeshJobs::QualityResult const& qual
                  {"mean", Table::Align::Right},
                  {"max", Table::Align::Right},
                  {"not finite", Table::Align::Right},
-                 {"bad: " + Describe(quality.bad), Table::Align::Right}});
+                 {"bad: " + DescribeThreshold(quality.bad), Table::Align::Right}});
     for (MetricReport const& report : quality.metrics)
         table.AddRow({TitleOf(*report.metric), FormatNumber(report.statistics.min),
                       FormatNumber(report.statistics.mean), FormatNumber(report.statistics.max),
@@ -103,7 +103,7 @@ void PrintDetails(std::ostream& out, MetricReport const& report, KetSDK::Mesh::Q
         << "  min " << FormatNumber(statistics.min) << ", mean " << FormatNumber(statistics.mean) << ", max "
         << FormatNumber(statistics.max) << '\n'
         << "  bad         " << report.bad << " of " << report.elements << " ("
-        << FormatShare(report.bad, report.elements) << ") are " << Describe(bad) << '\n'
+        << FormatShare(report.bad, report.elements) << ") are " << DescribeThreshold(bad) << '\n'
         << "  not finite  " << statistics.nonfinite << "\n\n";
     std::vector<Table::Column> percents = {{"percentile", Table::Align::Left}};
     std::vector<std::string> values = {"value"};

@@ -24,7 +24,7 @@ KetSDK::Mesh::QualityThreshold BadThreshold::Get() const {
 }
 
 std::string BadThreshold::Describe() const {
-    return KetSDK::MeshJobs::Describe(Get());
+    return KetSDK::MeshJobs::DescribeThreshold(Get());
 }
 
 void BadThreshold::AddTo(Json& report) const {
