@@ -30,7 +30,7 @@ using KetSDK::Mesh::AssignedMaterial;
 using KetSDK::Mesh::MaterialsBy;
 using Side = KetSDK::Mesh::QualityThreshold::Side;
 
-Model Read(std::string const& name) {
+Model ReadData(std::string const& name) {
     return ReadModel(KETSDK_DATA_DIR "/" + name, {}, {});
 }
 
@@ -67,7 +67,7 @@ void ExpectRefusals(std::vector<Refusal> const& refusals) {
 } // namespace
 
 TEST(QualityJob, FiguresAreThoseOfTheValuesThatItKeeps) {
-    Model model = Read("head_small_tet4.vtu");
+    Model model = ReadData("head_small_tet4.vtu");
     QualityOptions options;
     options.metrics = "Volume,ScaledJacobian,Volume";
     options.bad = {Side::Above, 0.5};
@@ -111,9 +111,9 @@ TEST(QualityJob, FiguresAreThoseOfTheValuesThatItKeeps) {
 TEST(QualityJob, AllMetricsAreThoseThatTheModelHas) {
     QualityOptions options;
     options.metrics = "all";
-    Model const linear = Read("head_small_tet4.vtu");
+    Model const linear = ReadData("head_small_tet4.vtu");
     EXPECT_EQ(Quality(linear, options, {}).metrics.size(), 32u);
-    QualityResult const result = Quality(Read("head_small_tet10.vtu"), options, {});
+    QualityResult const result = Quality(ReadData("head_small_tet10.vtu"), options, {});
     EXPECT_EQ(result.metrics.size(), 33u);
 
     std::string const file = TemporaryPath("quality.svg").string();
@@ -128,8 +128,8 @@ TEST(QualityJob, AllMetricsAreThoseThatTheModelHas) {
 }
 
 TEST(QualityJob, RefusesInOneLine) {
-    Model const model = Read("head_small_tet4.vtu");
-    Model const boxes = Read("hex_matrix_fiber.vtu");
+    Model const model = ReadData("head_small_tet4.vtu");
+    Model const boxes = ReadData("hex_matrix_fiber.vtu");
     auto const quality = [](Model const& of, std::string const& metrics, double width) {
         return [&of, metrics, width] {
             QualityOptions options;
@@ -155,7 +155,7 @@ TEST(MaterialsJob, MassAndDensitiesFollowFromTheModelAfterwards) {
                                                                            {MaterialsBy::Index, 0},
                                                                            {MaterialsBy::Single, 0}}) {
         SCOPED_TRACE(static_cast<int>(by));
-        Model model = Read("head_small_tet4.vtu");
+        Model model = ReadData("head_small_tet4.vtu");
         MaterialsResult const result = Materials(model, HeadCt(), Femur(by, bins), {});
         MMeshBase& mesh = *model.mesh;
         MMaterialCatalog const& catalog = mesh.GetMaterialCatalog();
@@ -195,8 +195,8 @@ TEST(MaterialsJob, MeansOfALinearLawAreTheLawOfTheMeans) {
     options.sampling = KetSDK::MeshVTK::SamplingMode::Mean;
     options.least_density = 1e-9;
     options.law = {2.0, 0.001, 1.0, 0.0, 0.0};
-    Model by_grey = Read("head_small_tet10.vtu");
-    Model by_law = Read("head_small_tet10.vtu");
+    Model by_grey = ReadData("head_small_tet10.vtu");
+    Model by_law = ReadData("head_small_tet10.vtu");
     Image const image = HeadCt();
     Context three;
     three.threads = 3;
@@ -213,7 +213,7 @@ TEST(MaterialsJob, MeansOfALinearLawAreTheLawOfTheMeans) {
 }
 
 TEST(MaterialsJob, WarnsAndRefusesInOneLine) {
-    Model model = Read("head_small_tet4.vtu");
+    Model model = ReadData("head_small_tet4.vtu");
     Image const image = HeadCt();
     std::vector<std::string> warnings;
     Context context;
@@ -254,7 +254,7 @@ TEST(MaterialsJob, WarnsAndRefusesInOneLine) {
 }
 
 TEST(MaterialsJob, CanBeCancelled) {
-    Model model = Read("head_small_tet4.vtu");
+    Model model = ReadData("head_small_tet4.vtu");
     Image const image = HeadCt();
     Context context;
     context.progress = std::make_shared<RecordingDelegate>(0.5);
@@ -265,7 +265,7 @@ TEST(MaterialsJob, CanBeCancelled) {
 }
 
 TEST(ColorsJob, IntervalsMeetAndAreWritten) {
-    Model model = Read("head_small_tet4.vtu");
+    Model model = ReadData("head_small_tet4.vtu");
     Materials(model, HeadCt(), Femur(MaterialsBy::Grey, 5), {});
     ColorsOptions options;
     options.bins = 8;
