@@ -190,7 +190,7 @@ TEST(Orient, TurnsWhatIsInverted) {
     std::uint64_t inverted = 0;
     for (std::uint64_t i = 0; i < 162; ++i) {
         std::vector<MMeshPoint*> nodes;
-        for (unsigned int k : {0, 1, 2, 3})
+        for (unsigned int k = 0; k < 4; ++k)
             nodes.push_back(model.mesh->GetRandomPoint(
                 static_cast<std::uint64_t>(upright.mesh->GetElement(i)->GetNode(k)->GetIndex())));
         if (i % 5 == 0) {
