@@ -42,6 +42,11 @@ std::vector<KindCount> CountKinds(MMeshBase const& mesh) {
     return kinds;
 }
 
+std::uint64_t CountTenNodeTetrahedra(MMeshBase const& mesh) {
+    auto const has_ten = [](MMeshElement const& e) { return e.GetNodeCount() == 10; };
+    return static_cast<std::uint64_t>(std::ranges::count_if(mesh.Elements(), has_ten));
+}
+
 void RequireTetrahedra(Model const& model) {
     std::string others;
     bool all_convertible = true; // hexahedra are, wedges are not

@@ -43,6 +43,8 @@ struct KindCount {
 };
 // All kinds in the order above, those without elements too.
 KETSDK_MESHJOBS_API std::vector<KindCount> CountKinds(MMeshBase const& mesh);
+// How many elements are ten-node tetrahedra, which several jobs take by their corners.
+KETSDK_MESHJOBS_API std::uint64_t CountTenNodeTetrahedra(MMeshBase const& mesh);
 
 // Throws FileError unless all elements are tetrahedra; it says what else there is and what to do.
 KETSDK_MESHJOBS_API void RequireTetrahedra(Model const& model);

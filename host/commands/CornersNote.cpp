@@ -1,0 +1,9 @@
+#include <host/commands/CornersNote.h>
+
+namespace ketmesh {
+
+std::string CornersNote(std::uint64_t elements) {
+    return std::to_string(elements) + " ten-node tetrahedra were taken by their corners, with straight edges";
+}
+
+} // namespace ketmesh
