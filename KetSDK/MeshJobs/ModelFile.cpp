@@ -23,7 +23,7 @@ constexpr char const* MeshFileEnding = ".kmesh";
 constexpr std::array Endings = {MeshFileEnding, ".vtu", ".vtk"};
 
 // What is wrong with a mesh file, and what would be right.
-std::string Describe(MMeshFileError const& error) {
+std::string DescribeFault(MMeshFileError const& error) {
     switch (error.GetFault()) {
     case MMeshFileError::CannotOpen:
         return "it cannot be opened";
@@ -83,7 +83,7 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
         model.fields = std::move(content.fields);
         model.arrays = std::move(content.arrays);
     } catch (MMeshFileError const& e) {
-        throw MeshVTK::Error(Describe(e));
+        throw MeshVTK::Error(DescribeFault(e));
     }
     if (model.mesh->NumberOfElements() == 0)
         throw MeshVTK::Error("the mesh has no elements");
@@ -109,7 +109,7 @@ void WriteMeshFile(Model const& model, MeshVTK::OutputFile& file, MMeshFile::Enc
     } catch (MMeshFileError const& e) {
         if (e.GetFault() == MMeshFileError::BadContent)
             throw MeshVTK::Error("the mesh cannot be saved: it contradicts itself");
-        throw MeshVTK::Error(Describe(e));
+        throw MeshVTK::Error(DescribeFault(e));
     }
     file.Commit();
 }

@@ -19,6 +19,10 @@ SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Co
     });
 }
 
+void CheckSurfaceFileName(std::string const& path) {
+    Detail::ForFile(path, [&path] { MeshVTK::CheckSurfaceFileName(path); });
+}
+
 MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
     return Detail::ForFile(path, [&path] {
         MeshVTK::CheckSurfaceFileName(path);

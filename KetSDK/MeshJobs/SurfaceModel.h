@@ -35,6 +35,8 @@ struct SurfaceWriteOptions {
     bool allow_empty = false; // write a surface without triangles, which is an error otherwise
 };
 
+// Throws FileError for a name with another ending than those above.
+KETSDK_MESHJOBS_API void CheckSurfaceFileName(std::string const& path);
 // Opens the file that a surface is to be written to, before the work. Throws FileError for another ending and
 // for a place that cannot be written to.
 KETSDK_MESHJOBS_API MeshVTK::OutputFile OpenSurfaceFile(std::string const& path);

@@ -7,6 +7,7 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayCoding.h>
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
+#include <KetSDK/MeshVTK/detail/OwnArrays.h>
 
 #include <vtkAbstractArray.h>
 #include <vtkCellData.h>
@@ -104,6 +105,12 @@ std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh, vtkUnstructure
     auto const arrays = ArraysBesideMesh(mesh, grid);
     grid.Initialize();
     return TakeArrays(*arrays);
+}
+
+std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh) {
+    vtkNew<vtkUnstructuredGrid> grid;
+    Detail::AddOwnArrays(*grid, mesh);
+    return TakeArrays(*grid);
 }
 
 void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshArray> const& arrays) {

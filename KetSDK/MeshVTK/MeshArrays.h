@@ -27,6 +27,9 @@ KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysFromGrid(MMeshBase const& mesh,
 KETSDK_MESHVTK_API std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh,
                                                               vtkUnstructuredGrid& grid);
 
+// What the mesh itself carries, as the arrays that GridFromMesh makes of it.
+KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh);
+
 // Adds the arrays to a grid that was made of the mesh that they lay beside; one whose name the grid has at
 // that place is left out. Throws Error for an array that does not fit the grid.
 KETSDK_MESHVTK_API void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshArray> const& arrays);

@@ -8,9 +8,14 @@ CLI::Option* SurfaceOutput::Declare(JobCommand& owner, CLI::App& command, std::s
     return command.add_option("-o,--output", m_file, description + ": .vtp, .stl, .ply or .obj");
 }
 
-void SurfaceOutput::Open() {
-    if (IsGiven())
+void SurfaceOutput::Open(Files files) {
+    m_files = files;
+    if (!IsGiven())
+        return;
+    if (files == Files::One)
         m_output.emplace(KetSDK::MeshJobs::OpenSurfaceFile(m_file));
+    else
+        KetSDK::MeshJobs::CheckSurfaceFileName(m_file);
 }
 
 void SurfaceOutput::Write(KetSDK::MeshJobs::SurfaceModel const& surface,
@@ -18,6 +23,11 @@ void SurfaceOutput::Write(KetSDK::MeshJobs::SurfaceModel const& surface,
                           KetSDK::MeshJobs::Context const& context) {
     if (!IsGiven())
         return;
+    if (m_files == Files::OneForEachSurface) {
+        for (std::string const& file : KetSDK::MeshJobs::WriteSurfaces(surface, m_file, options, context))
+            m_owner->AddFile(file);
+        return;
+    }
     KetSDK::MeshJobs::WriteSurface(surface, *m_output, options, context);
     m_owner->AddFile(m_file);
 }

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Model.h>
+#include <KetSDK/MeshJobs/SurfaceModel.h>
+
+#include <cstdint>
+#include <vector>
+
+namespace KetSDK::MeshJobs {
+
+struct SurfacesOptions {
+    bool interfaces = false; // extract the surfaces between sub-volumes as well
+    // What surfaces are named after: the identifiers of the sub-volumes that they bound, as
+    // MMeshExtractStlSurfaceOperator names them, or their names: "<inside>-" and "<inside>-<outside>".
+    enum class Names { Ids, Volumes };
+    Names names = Names::Ids;
+};
+
+struct SurfacesResult {
+    std::vector<SurfaceReport> reports; // by surface
+    std::uint64_t triangles = 0;        // of all surfaces
+    std::uint64_t points = 0;
+    // The surfaces, with the cell arrays `element` and `face` and the point array `node`: the index of the
+    // element of each triangle, the face of it as solvers count faces, and the index of the node of each
+    // point, all counted from 1.
+    SurfaceModel surfaces;
+};
+// Extracts the outer surface of each sub-volume and, on request, those between sub-volumes.
+KETSDK_MESHJOBS_API SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options,
+                                            Context const& context);
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,89 @@
+#include <KetSDK/MeshJobs/Explode.h>
+#include <host/commands/CornersNote.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/commands/options/SurfaceOutput.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/NumberCheck.h>
+
+#include <ostream>
+
+namespace ketmesh {
+
+namespace {
+
+// Writes each tetrahedron as four triangles, shrunk so that the elements stand apart.
+class ExplodeCommand : public JobCommand {
+public:
+    ExplodeCommand()
+        : JobCommand(
+              "explode", "Write every tetrahedron as four triangles, shrunk: exploded view",
+              "Every corner v of a tetrahedron moves to v (1 - F) + c F, where c is the mean of the four\n"
+              "corners: 0 leaves the elements as they are, 0.5 halves their edges, and the volume becomes\n"
+              "(1 - F)^3 of what it was. Ten-node tetrahedra count by their corners. A .vtp file carries "
+              "the\n"
+              "cell arrays of the mesh, each triangle with the values of its element, and the\n"
+              "arrays element, face and node as surfaces writes them.\n\n"
+              "Examples:\n"
+              "  ketmesh explode head.vtu --shrink 0.2 -o head_exploded.vtp\n"
+              "  ketmesh explode head_bad.vtu --shrink 0 --select bad -o bad.stl") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        m_input.Declare(*this, command);
+        command
+            .add_option("--shrink", m_options.shrink,
+                        "How far corners move towards the centroid: from 0 up to, "
+                        "but not, 1")
+            ->type_name("F")
+            ->required()
+            ->check(FiniteNumber());
+        command
+            .add_option("--select", m_options.select,
+                        "Cell array of numbers: only elements with another value than 0 are taken")
+            ->type_name("ARRAY");
+        m_output.Declare(*this, command, "Surface file to write")->required();
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        KetSDK::MeshJobs::RequireValid(m_options);
+        m_output.Open();
+        m_result = KetSDK::MeshJobs::Explode(m_input.Read(context), m_options, context);
+        m_output.Write(m_result.surface, {m_input.GetUnit()}, context);
+    }
+
+    Json Report() const override {
+        Json report;
+        report["elements"] = m_result.elements;
+        report["elements_taken"] = m_result.elements_taken;
+        report["triangles"] = m_result.triangles;
+        report["points"] = m_result.points;
+        report["shrink"] = m_options.shrink;
+        report["volume_factor"] = m_result.volume_factor;
+        if (m_result.taken_by_corners > 0)
+            report["note"] = CornersNote(m_result.taken_by_corners);
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        out << m_input.GetFileName() << ": " << m_result.elements_taken << " of " << m_result.elements
+            << " elements taken, " << m_result.triangles << " triangles\n"
+            << "shrunk by " << FormatGeneral(m_options.shrink) << ": their volume is "
+            << FormatGeneral(m_result.volume_factor) << " of what it was\n";
+        if (m_result.taken_by_corners > 0)
+            out << "note: " << CornersNote(m_result.taken_by_corners) << '\n';
+    }
+
+    ModelInput m_input;
+    SurfaceOutput m_output;
+    KetSDK::MeshJobs::ExplodeOptions m_options;
+    KetSDK::MeshJobs::ExplodeResult m_result;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeExplodeCommand() {
+    return std::make_unique<ExplodeCommand>();
+}
+
+} // namespace ketmesh

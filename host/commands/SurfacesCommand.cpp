@@ -1,0 +1,104 @@
+#include <KetSDK/MeshJobs/Surfaces.h>
+#include <host/commands/JobCommand.h>
+#include <host/commands/options/ModelInput.h>
+#include <host/commands/options/SurfaceOutput.h>
+#include <host/terminal/Choice.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
+
+#include <array>
+#include <ostream>
+#include <string>
+
+namespace ketmesh {
+
+namespace {
+
+using KetSDK::MeshJobs::SurfaceReport;
+using KetSDK::MeshJobs::SurfacesOptions;
+
+// Extracts the surfaces of a mesh into a file.
+class SurfacesCommand : public JobCommand {
+public:
+    SurfacesCommand()
+        : JobCommand("surfaces", "Extract the named surfaces of a volume mesh",
+                     "In .vtp files each triangle has the number of its element in the mesh file and of\n"
+                     "the face of it on which it lies, as the cell arrays element and face, and each\n"
+                     "point the number of its node, as the point array node. Numbers begin with 1, and\n"
+                     "faces count as in solvers.\n\n"
+                     "Examples:\n"
+                     "  ketmesh surfaces head.vtu -o head.vtp --interfaces --names volumes\n"
+                     "  ketmesh surfaces head.vtu -o head.stl --split-surfaces") {}
+
+private:
+    void DeclareOptions(CLI::App& command) override {
+        m_input.Declare(*this, command);
+        m_output.Declare(*this, command, "Surface file to write")->required();
+        command.add_flag("--interfaces", m_options.interfaces,
+                         "Extract the surfaces between sub-volumes as well");
+        m_names.Declare(
+            command, "--names",
+            "Name surfaces by the numbers (ids, the default) or the names (volumes) of the sub-volumes");
+        command.add_flag("--split-surfaces", m_split,
+                         "Write a file for each surface, named <output>-<surface> with the output's ending");
+    }
+
+    void Work(KetSDK::MeshJobs::Context const& context) override {
+        m_options.names = m_names.Get();
+        m_output.Open(m_split ? SurfaceOutput::Files::OneForEachSurface : SurfaceOutput::Files::One);
+        KetSDK::MeshJobs::Model const model = m_input.Read(context);
+        m_box = KetSDK::MeshJobs::BoxOf(*model.mesh);
+        m_rounding_error = model.rounding.largest_error;
+        m_result = KetSDK::MeshJobs::Surfaces(model, m_options, context);
+        m_output.Write(m_result.surfaces, {m_input.GetUnit()}, context);
+    }
+
+    Json Report() const override {
+        Json report;
+        report["surfaces"] = Json::array();
+        for (SurfaceReport const& surface : m_result.reports)
+            report["surfaces"].push_back({{"name", surface.name},
+                                          {"triangles", surface.triangles},
+                                          {"area", surface.area},
+                                          {"closed", surface.closed}});
+        report["triangles"] = m_result.triangles;
+        report["points"] = m_result.points;
+        report["box"] = m_box;
+        report["rounding_error"] = m_rounding_error;
+        return report;
+    }
+
+    void Print(std::ostream& out) const override {
+        Table table({{"surface", Table::Align::Left},
+                     {"triangles", Table::Align::Right},
+                     {"area [mm2]", Table::Align::Right},
+                     {"closed", Table::Align::Left}});
+        double area = 0.0;
+        for (SurfaceReport const& surface : m_result.reports)
+            area += surface.area;
+        for (SurfaceReport const& surface : m_result.reports)
+            table.AddRow({surface.name, std::to_string(surface.triangles), FormatNumber(surface.area, area),
+                          surface.closed ? "yes" : "no"});
+        table.AddRule();
+        table.AddRow({"all", std::to_string(m_result.triangles), FormatNumber(area), ""});
+        table.Print(out);
+    }
+
+    ModelInput m_input;
+    SurfaceOutput m_output;
+    Choice<SurfacesOptions::Names> m_names{
+        {{"ids", SurfacesOptions::Names::Ids}, {"volumes", SurfacesOptions::Names::Volumes}}};
+    SurfacesOptions m_options;
+    bool m_split = false;
+    KetSDK::MeshJobs::SurfacesResult m_result;
+    std::array<double, 6> m_box{};
+    double m_rounding_error = 0.0;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeSurfacesCommand() {
+    return std::make_unique<SurfacesCommand>();
+}
+
+} // namespace ketmesh
