@@ -24,11 +24,13 @@ build_tbb() {
     # Without its allocator, oneTBB takes memory from malloc, which the sanitizer knows.
     cmake -G Ninja -S "$folder"/source/onetbb-*/ -B "$folder/build" -DCMAKE_BUILD_TYPE=Release -DTBB_SANITIZE=thread \
         -DCMAKE_CXX_FLAGS_RELEASE="-O1 -g1 -Wno-tsan" -DTBB_TEST=OFF -DTBB_STRICT=OFF -DTBBMALLOC_BUILD=OFF \
-        -DTBB_DISABLE_HWLOC_AUTOMATIC_SEARCH=ON -DCMAKE_LIBRARY_OUTPUT_DIRECTORY="$folder/lib" >"$folder/log" 2>&1 &&
+        -DTBB_DISABLE_HWLOC_AUTOMATIC_SEARCH=ON >"$folder/log" 2>&1 &&
         cmake --build "$folder/build" --target tbb >>"$folder/log" 2>&1 || {
         tail -n 20 "$folder/log" >&2
         fail "oneTBB cannot be built"
     }
+    mkdir "$folder/lib"
+    cp -P "$folder"/build/*_release/libtbb.so* "$folder/lib/"
     echo 'int without_functions;' | gcc -shared -fPIC -x c - -o "$folder/lib/libtbbmalloc.so.2"
     echo "$version" >"$folder/version"
 }

@@ -44,7 +44,6 @@ using namespace KetSDK::MeshVTK;
 namespace {
 
 using Point = std::array<double, 3>;
-using Law = double (*)(double grey, void const* context);
 
 // An image of n voxels along each axis with centres at whole numbers, of type double.
 vtkSmartPointer<vtkImageData> MakeImage(int n, std::function<double(double, double, double)> const& value) {
