@@ -2,10 +2,10 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/images/ElementSampler.h>
 #include <KetSDK/MeshVTK/images/ImageFrame.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
@@ -57,7 +57,7 @@ using StepFunction = std::function<Detail::SamplingSums(std::uint64_t first, std
 // Takes the values of all elements; the sums are added in the order of the steps.
 Detail::SamplingSums SampleAll(std::uint64_t elements, bool parallel, StepFunction const& sample,
                                std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    Common::WorkSteps const steps{.items = elements, .step = StepSize, .parallel = parallel};
+    Support::WorkSteps const steps{.items = elements, .step = StepSize, .parallel = parallel};
     Common::IncrementalProgressReporter reporter(progress, "Sampling image", steps.NumberOfSteps(), true);
     Detail::SamplingSums all;
     auto const compute = [&sample](std::uint64_t first, std::uint64_t last, Detail::SamplingSums& sums) {
@@ -68,7 +68,7 @@ Detail::SamplingSums SampleAll(std::uint64_t elements, bool parallel, StepFuncti
         ++reporter;
         return !reporter.IsCancelled();
     };
-    if (!Common::ComputeSteps<Detail::SamplingSums>(steps, compute, commit))
+    if (!Support::ComputeSteps<Detail::SamplingSums>(steps, compute, commit))
         throw Cancelled();
     return all;
 }

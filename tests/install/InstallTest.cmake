@@ -47,7 +47,11 @@ set(project -G ${GENERATOR} -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_COMPILER=${
   -DCMAKE_CXX_COMPILER_LAUNCHER=${CXX_COMPILER_LAUNCHER} -DCMAKE_CXX_FLAGS=${flags})
 run(${CMAKE_COMMAND} ${project} -S ${CMAKE_CURRENT_LIST_DIR}/consumer -B ${WORK_DIR}/consumer
   -DCMAKE_PREFIX_PATH=${WORK_DIR}/moved -DWITH_VTK=${WITH_VTK})
-run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
+if(SANITIZE) # which tells nothing about headers
+  run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer --target programs)
+else()
+  run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
+endif()
 
 # expect(OUTPUT COMMAND ARGUMENT...): runs a program of the consumer.
 function(expect expected command)

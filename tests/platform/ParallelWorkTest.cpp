@@ -1,4 +1,4 @@
-#include <KetSDK/Common/Threads/ParallelWork.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@
 #include <thread>
 #include <vector>
 
-using namespace KetSDK::Common;
+using namespace KetSDK::Support;
 
 namespace {
 

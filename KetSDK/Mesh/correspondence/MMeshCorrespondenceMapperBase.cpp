@@ -1,11 +1,11 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperBase.h>
 
 #include <KetSDK/Common/Progress/IndeterminateProgressReporter.h>
-#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Mesh/correspondence/detail/ParallelSort.h>
 #include <KetSDK/Mesh/correspondence/detail/SurfaceFaces.h>
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
@@ -13,7 +13,7 @@
 #include <span>
 
 using namespace KetSDK::Mesh::Detail;
-using KetSDK::Common::Prefetch;
+using KetSDK::Support::Prefetch;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {

@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 
-#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Support/MHash.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <tsl/robin_map.h>
@@ -52,7 +52,7 @@ private:
     };
     struct Hash {
         std::size_t operator()(Points const& p) const noexcept {
-            return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2]));
+            return static_cast<std::size_t>(KetSDK::Support::HashOfPosition(p[0], p[1], p[2]));
         }
     };
 

@@ -1,12 +1,12 @@
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
-#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
@@ -234,12 +234,12 @@ bool MMeshQualityAnalysisOperator::_Evaluate(MMeshBase& mesh,
         ++reporter;
         return true;
     };
-    KetSDK::Common::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
-                                          .step = StepSize,
-                                          .parallel = m_parallel,
-                                          .grain = 4,
-                                          .window = 160};
-    return KetSDK::Common::ComputeSteps<Values>(steps, compute, commit);
+    KetSDK::Support::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
+                                           .step = StepSize,
+                                           .parallel = m_parallel,
+                                           .grain = 4,
+                                           .window = 160};
+    return KetSDK::Support::ComputeSteps<Values>(steps, compute, commit);
 }
 
 void MMeshQualityAnalysisOperator::_SetHistogramRange() {

@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/geometry/QualityHistogram.h>
 
-#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/Mesh/geometry/detail/VectorPair.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <limits>
@@ -36,7 +36,7 @@ std::span<double const> _Block(std::span<double const> values, std::size_t block
 // work(block) for every block; on several threads when there are several.
 template <typename Work>
 void _ForEachBlock(std::size_t blocks, Work const& work) {
-    KetSDK::Common::ComputeSteps(
+    KetSDK::Support::ComputeSteps(
         {.items = blocks, .parallel = true},
         [&work](std::uint64_t block, std::uint64_t) { work(static_cast<std::size_t>(block)); });
 }

@@ -92,7 +92,7 @@ public:
             MMeshElement const* const with_nodes_to_come = from(16);
             MMeshElement const* const elements = from(0);
             for (std::uint64_t i = 0; i < run; ++i) {
-                KetSDK::Common::Prefetch(&to_come[i]);
+                KetSDK::Support::Prefetch(&to_come[i]);
                 KetSDK::Mesh::PrefetchNodeArray(with_array_to_come[i]);
                 KetSDK::Mesh::PrefetchNodes(with_nodes_to_come[i]);
                 visit(elements[i], number + i);

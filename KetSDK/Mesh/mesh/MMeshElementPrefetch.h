@@ -1,7 +1,7 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
+#include <KetSDK/Support/MPrefetch.h>
 
 #include <cstddef>
 
@@ -13,13 +13,13 @@ namespace KetSDK::Mesh {
 
 // The second step; the element itself must be there.
 [[gnu::always_inline]] inline void PrefetchNodeArray(MMeshElement const& e) noexcept {
-    Common::Prefetch(e.GetNodes());
+    Support::Prefetch(e.GetNodes());
 }
 
 // The third step; element and array must be there.
 [[gnu::always_inline]] inline void PrefetchNodes(MMeshElement const& e) noexcept {
     for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-        Common::Prefetch(e.GetNode(i));
+        Support::Prefetch(e.GetNode(i));
 }
 
 // In round i of `count` rounds that use element_at(i), a pointer, and its array of nodes: the array that is
@@ -28,7 +28,7 @@ template <std::size_t Distance, typename ElementAt>
 [[gnu::always_inline]] inline void PrefetchWithNodeArray(std::size_t i, std::size_t count,
                                                          ElementAt const& element_at) {
     if (i + 2 * Distance < count)
-        Common::Prefetch(element_at(i + 2 * Distance));
+        Support::Prefetch(element_at(i + 2 * Distance));
     if (i + Distance < count)
         PrefetchNodeArray(*element_at(i + Distance));
 }

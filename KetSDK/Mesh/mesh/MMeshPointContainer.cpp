@@ -1,10 +1,10 @@
 #include <KetSDK/Mesh/mesh/MMeshPointContainer.h>
 
-#include <KetSDK/Common/Shared/MHash.h>
-#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/MHash.h>
+#include <KetSDK/Support/MPrefetch.h>
 
 #include <algorithm>
 #include <array>
@@ -28,7 +28,7 @@ public:
 
     CoordinateIndex() { Clear(); }
 
-    void Prefetch(Position const& p) const noexcept { KetSDK::Common::Prefetch(&m_entries[_EntryOf(p)]); }
+    void Prefetch(Position const& p) const noexcept { KetSDK::Support::Prefetch(&m_entries[_EntryOf(p)]); }
 
     // The number that was entered for a position; None when there is none.
     Number Find(Position const& p) const noexcept { return m_entries[_Find(p)].node; }
@@ -62,7 +62,7 @@ private:
     static constexpr Entry FreeEntry{{0, 0, 0}, None};
 
     std::size_t _EntryOf(Position const& p) const noexcept {
-        return static_cast<std::size_t>(KetSDK::Common::HashOfPosition(p[0], p[1], p[2])) &
+        return static_cast<std::size_t>(KetSDK::Support::HashOfPosition(p[0], p[1], p[2])) &
                (m_entries.size() - 1);
     }
     // Comparing the arrays would call a function.

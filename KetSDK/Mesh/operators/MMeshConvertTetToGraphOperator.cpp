@@ -1,10 +1,10 @@
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 
-#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <tsl/robin_map.h>
@@ -16,7 +16,7 @@
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
-using KetSDK::Common::Prefetch;
+using KetSDK::Support::Prefetch;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {

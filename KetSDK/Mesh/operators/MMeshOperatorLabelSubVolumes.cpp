@@ -1,12 +1,12 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
-#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Support/MPrefetch.h>
 
 #include <tsl/robin_map.h>
 
@@ -19,7 +19,7 @@
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
-using KetSDK::Common::Prefetch;
+using KetSDK::Support::Prefetch;
 
 namespace {
 

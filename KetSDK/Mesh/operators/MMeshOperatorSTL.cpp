@@ -1,11 +1,11 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorSTL.h>
 
-#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSettingsSTL.h>
 #include <KetSDK/Mesh/operators/detail/ElementFaces.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
+#include <KetSDK/Support/MHash.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <tsl/robin_map.h>
@@ -151,9 +151,9 @@ Corners CornersAt(MMeshElement const& e, Indices const& indices) {
 struct CornersHash {
     std::size_t operator()(Corners const& c) const noexcept {
         auto const pair = [](MLong a, MLong b) {
-            return KetSDK::Common::HashOfPair(static_cast<std::uint64_t>(a), static_cast<std::uint64_t>(b));
+            return KetSDK::Support::HashOfPair(static_cast<std::uint64_t>(a), static_cast<std::uint64_t>(b));
         };
-        return static_cast<std::size_t>(KetSDK::Common::HashOfPair(pair(c[0], c[1]), pair(c[2], c[3])));
+        return static_cast<std::size_t>(KetSDK::Support::HashOfPair(pair(c[0], c[1]), pair(c[2], c[3])));
     }
 };
 

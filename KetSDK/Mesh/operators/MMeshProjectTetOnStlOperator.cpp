@@ -2,12 +2,12 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
-#include <KetSDK/Common/Threads/ParallelWork.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
@@ -310,8 +310,8 @@ MMeshProjectTetOnStlOperator::_FindMoves(std::vector<MMeshPoint*> const& nodes,
         reporter = last;
         return !reporter.IsCancelled();
     };
-    if (!KetSDK::Common::ComputeSteps({.items = nodes.size(), .step = 256, .parallel = m_parallel}, compute,
-                                      commit))
+    if (!KetSDK::Support::ComputeSteps({.items = nodes.size(), .step = 256, .parallel = m_parallel}, compute,
+                                       commit))
         moves.clear();
     return moves;
 }

@@ -1,8 +1,8 @@
 #include <KetSDK/Mesh/operators/MMeshSection.h>
 
-#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/CellLoops.h>
+#include <KetSDK/Support/MHash.h>
 
 #include <tsl/robin_map.h>
 
@@ -23,7 +23,7 @@ using Point = MMeshSection::Point;
 
 struct PairHash {
     std::size_t operator()(std::uint64_t key) const noexcept {
-        return static_cast<std::size_t>(KetSDK::Common::HashOfPair(key >> 32, key));
+        return static_cast<std::size_t>(KetSDK::Support::HashOfPair(key >> 32, key));
     }
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MPrefetch.h>
 #include <KetSDK/MeshVTK/images/ImageFrame.h>
+#include <KetSDK/Support/MPrefetch.h>
 
 #include <algorithm>
 #include <cmath>
@@ -45,7 +45,7 @@ public:
         double f[3];
         T const* const v = _Cell(place, f);
         for (T const* const row : {v, v + m_row, v + m_slice, v + m_slice + m_row})
-            Common::Prefetch(row);
+            Support::Prefetch(row);
     }
 
 private:

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Common/Threads/ParallelWork.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <tbb/parallel_sort.h>
 
@@ -13,7 +13,7 @@ namespace KetSDK::Mesh::Detail {
 template <typename Value, typename Less>
 void Sort(std::vector<Value>& values, Less const& less, bool parallel) {
     if (parallel)
-        Common::RunApart([&] { tbb::parallel_sort(values.begin(), values.end(), less); });
+        Support::RunApart([&] { tbb::parallel_sort(values.begin(), values.end(), less); });
     else
         std::sort(values.begin(), values.end(), less);
 }

@@ -1,7 +1,7 @@
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 
 #include <KetSDK/Common/Progress/BaseProgressReporter.h>
-#include <KetSDK/Common/Threads/ParallelWork.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 namespace KetSDK::Mesh::Detail {
 
@@ -15,7 +15,7 @@ void MappingLoop::operator()(std::size_t count, std::size_t block,
     auto const commit = [this](std::uint64_t, std::uint64_t, std::size_t) {
         return !m_reporter.IsCancelled();
     };
-    if (!Common::ComputeSteps({.items = count, .step = block, .parallel = m_parallel}, compute, commit))
+    if (!Support::ComputeSteps({.items = count, .step = block, .parallel = m_parallel}, compute, commit))
         throw MappingCancelled();
 }
 

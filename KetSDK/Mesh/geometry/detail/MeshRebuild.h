@@ -111,7 +111,7 @@ private:
     // Notes that the node is to be registered. Such nodes lie anywhere in memory: waiting for one after the
     // other would double the time of a conversion.
     MMeshPoint* _Use(MMeshPoint& node) {
-        Common::PrefetchToWrite(&node);
+        Support::PrefetchToWrite(&node);
         if (m_used_count == m_used.size())
             _RegisterUsed();
         return m_used[m_used_count++] = &node;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 #include <KetSDK/Mesh/operators/detail/ElementFaces.h>
+#include <KetSDK/Support/MHash.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -104,7 +104,7 @@ private:
 
         bool Matches(Record const& o) const noexcept { return std::ranges::equal(corner, o.corner); }
         std::uint64_t Hash() const noexcept {
-            return Common::HashOfPair(std::uint64_t{corner[0]} << 32 | corner[1], corner[2]);
+            return Support::HashOfPair(std::uint64_t{corner[0]} << 32 | corner[1], corner[2]);
         }
     };
 

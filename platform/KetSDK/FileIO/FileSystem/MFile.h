@@ -2,6 +2,7 @@
 
 #include <KetSDK/Base/MFileName.h>
 #include <KetSDK/Common/Shared/MExport.h>
+#include <KetSDK/Support/MFileObserver.h>
 
 #include <algorithm>
 #include <bit>
@@ -12,20 +13,6 @@
 #include <memory>
 #include <span>
 #include <type_traits>
-
-// Sees the bytes of a file as they come from the system or go there, in order and in large pieces: for
-// checksums, progress, and for giving up. Used by the thread that uses the file.
-class KETSDK_API MFileObserver {
-public:
-    // Throws nothing. With false nothing more is read or written, and IsGood() of the file turns false.
-    virtual bool OnBytes(std::byte const* bytes, std::size_t size) = 0;
-
-protected:
-    MFileObserver() = default;
-    MFileObserver(MFileObserver const&) = default;
-    MFileObserver& operator=(MFileObserver const&) = default;
-    ~MFileObserver() = default;
-};
 
 // A raw binary file, read or written from its start to its end through a buffer of its own. Numbers
 // are little-endian on every machine. A file may be used by one thread at a time.

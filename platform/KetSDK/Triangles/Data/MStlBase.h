@@ -2,9 +2,9 @@
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Common/Shared/IDataMaskOwner.h>
-#include <KetSDK/Common/Shared/MArenaAllocator.h>
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Triangles/Data/DLIST_ELEMENT.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
@@ -32,7 +32,7 @@ class KETSDK_API MStlBase {
     using Storage = boost::container::deque<
         T, Allocator, typename boost::container::deque_options<boost::container::block_size<Block>>::type>;
     template <typename T>
-    using LargeStorage = Storage<T, 1024, KetSDK::Common::MArenaAllocator<T>>;
+    using LargeStorage = Storage<T, 1024, KetSDK::Support::MArenaAllocator<T>>;
     using PointStorage = LargeStorage<MStlPoint>;
     using TriangleStorage = LargeStorage<DLIST_ELEMENT<MStlTriangle>>;
     using SurfaceStorage = Storage<MStlSurface, 8>;

@@ -1,6 +1,6 @@
 #include <KetSDK/Triangles/Data/MStlGraph.h>
 
-#include <KetSDK/Common/Shared/MHash.h>
+#include <KetSDK/Support/MHash.h>
 #include <KetSDK/Triangles/Data/MStlPointLookup.h>
 
 #include <tsl/robin_set.h>
@@ -25,7 +25,7 @@ struct Hash {
     template <typename K>
     std::size_t operator()(K const& key) const noexcept {
         Ends const ends = _EndsOf(key);
-        return static_cast<std::size_t>(KetSDK::Common::HashOfPair(
+        return static_cast<std::size_t>(KetSDK::Support::HashOfPair(
             reinterpret_cast<std::uintptr_t>(ends.first), reinterpret_cast<std::uintptr_t>(ends.second)));
     }
 };

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MArenaAllocator.h>
-#include <KetSDK/Common/Shared/MHash.h>
 #include <KetSDK/Common/Shared/MLong.h>
-#include <KetSDK/Common/Shared/MPrefetch.h>
+#include <KetSDK/Support/MArenaAllocator.h>
+#include <KetSDK/Support/MHash.h>
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
 
 #include <array>
@@ -48,7 +48,7 @@ public:
     // Fetches the line that a look-up of the position begins with.
     [[gnu::always_inline]] void Prefetch(MLong x, MLong y, MLong z) const noexcept {
         if (!m_lines.empty())
-            KetSDK::Common::Prefetch(&m_lines[_BitsOf(x, y, z) >> m_shift]);
+            KetSDK::Support::Prefetch(&m_lines[_BitsOf(x, y, z) >> m_shift]);
     }
 
     // The point at the position among those entered; null when none is there.
@@ -101,7 +101,7 @@ private:
 #endif
         }
     };
-    using Lines = std::vector<Line, KetSDK::Common::MLargePageAllocator<Line>>;
+    using Lines = std::vector<Line, KetSDK::Support::MLargePageAllocator<Line>>;
 
     struct Slot {
         std::size_t line;
@@ -109,7 +109,7 @@ private:
     };
 
     static std::uint32_t _BitsOf(MLong x, MLong y, MLong z) noexcept {
-        auto const bits = static_cast<std::uint32_t>(KetSDK::Common::HashOfPosition(x, y, z) >> 32);
+        auto const bits = static_cast<std::uint32_t>(KetSDK::Support::HashOfPosition(x, y, z) >> 32);
         return bits == Free ? 1 : bits;
     }
 

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MLong.h>
-
 #include <cstdint>
 
-namespace KetSDK::Common {
+namespace KetSDK::Support {
 
 // Hashes for tables of positions and pairs. Multiplications spread each number upwards, shifts bring the
 // high bits down to where a table looks: lattices whose steps are powers of two differ in high bits only.
@@ -17,11 +15,11 @@ inline std::uint64_t HashOfPair(std::uint64_t a, std::uint64_t b) noexcept {
     return h ^ (h >> 32);
 }
 
-inline std::uint64_t HashOfPosition(MLong x, MLong y, MLong z) noexcept {
+inline std::uint64_t HashOfPosition(std::int32_t x, std::int32_t y, std::int32_t z) noexcept {
     std::uint64_t const xy = static_cast<std::uint32_t>(x) | std::uint64_t{static_cast<std::uint32_t>(y)}
                                                                  << 32;
     std::uint64_t const h = HashOfPair(xy, static_cast<std::uint32_t>(z)) * 0xD6E8FEB86659FD93U;
     return h ^ (h >> 32);
 }
 
-} // namespace KetSDK::Common
+} // namespace KetSDK::Support

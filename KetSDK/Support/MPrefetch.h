@@ -1,6 +1,6 @@
 #pragma once
 
-namespace KetSDK::Common {
+namespace KetSDK::Support {
 
 // Asks for memory before it is needed. The objects of a large mesh lie anywhere in memory, and waiting for
 // each takes longer than what is done with it: a loop that asks for them some rounds ahead does not wait.
@@ -17,4 +17,4 @@ namespace KetSDK::Common {
     __builtin_prefetch(address, 1);
 }
 
-} // namespace KetSDK::Common
+} // namespace KetSDK::Support

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MExport.h>
+#include <KetSDK/Support/SupportExport.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -19,7 +19,7 @@
 //   objects or want a lock that the caller holds.
 // - An exception in any step stops the others and reaches the caller. Of several in parallel it is any one.
 // Threads are those of the caller's oneTBB task arena.
-namespace KetSDK::Common {
+namespace KetSDK::Support {
 
 // How items 0 to items - 1 are cut. All numbers but that of the items are above 0.
 struct WorkSteps {
@@ -45,9 +45,10 @@ struct WorkSteps {
 // Computes all steps and commits each. compute(first, last, slot) computes items first to last - 1 into a
 // slot below NumberOfSlots() and runs on any thread; commit(first, last, slot) runs on the calling thread.
 // When commit returns false no further step is committed, and the result is false.
-KETSDK_API bool ComputeSteps(WorkSteps const& steps,
-                             std::function<void(std::uint64_t, std::uint64_t, std::size_t)> const& compute,
-                             std::function<bool(std::uint64_t, std::uint64_t, std::size_t)> const& commit);
+KETSDK_SUPPORT_API bool
+ComputeSteps(WorkSteps const& steps,
+             std::function<void(std::uint64_t, std::uint64_t, std::size_t)> const& compute,
+             std::function<bool(std::uint64_t, std::uint64_t, std::size_t)> const& commit);
 
 // The same with a slot of type Slot for each step: compute(first, last, Slot&) fills it, whatever an earlier
 // step left in it, and commit(first, last, Slot const&) reads it.
@@ -64,10 +65,10 @@ bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& 
 
 // Computes all steps, for work that has nothing to commit and is not cancelled: compute(first, last) writes
 // where no other step does.
-KETSDK_API void ComputeSteps(WorkSteps const& steps,
-                             std::function<void(std::uint64_t, std::uint64_t)> const& compute);
+KETSDK_SUPPORT_API void ComputeSteps(WorkSteps const& steps,
+                                     std::function<void(std::uint64_t, std::uint64_t)> const& compute);
 
 // Calls work() on the calling thread, with the oneTBB algorithms in it kept apart as above.
-KETSDK_API void RunApart(std::function<void()> const& work);
+KETSDK_SUPPORT_API void RunApart(std::function<void()> const& work);
 
-} // namespace KetSDK::Common
+} // namespace KetSDK::Support

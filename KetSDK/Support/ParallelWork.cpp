@@ -1,11 +1,11 @@
-#include <KetSDK/Common/Threads/ParallelWork.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
-namespace KetSDK::Common {
+namespace KetSDK::Support {
 
 namespace {
 
@@ -147,4 +147,4 @@ void RunApart(std::function<void()> const& work) {
     Apart([&work](tbb::task_group_context& context) { tbb::task_group(context).run_and_wait(work); });
 }
 
-} // namespace KetSDK::Common
+} // namespace KetSDK::Support

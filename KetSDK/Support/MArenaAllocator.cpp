@@ -1,4 +1,4 @@
-#include <KetSDK/Common/Shared/MArenaAllocator.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 #include <sys/mman.h>
 #endif
 
-namespace KetSDK::Common {
+namespace KetSDK::Support {
 namespace {
 
 constexpr std::size_t LargePage = std::size_t{2} << 20;
@@ -78,4 +78,4 @@ void MArena::_AddChunk(std::size_t bytes) {
     m_chunks.push_back({m_next, size});
 }
 
-} // namespace KetSDK::Common
+} // namespace KetSDK::Support

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MExport.h>
+#include <KetSDK/Support/SupportExport.h>
 
 #include <cstddef>
 #include <limits>
@@ -9,13 +9,13 @@
 #include <type_traits>
 #include <vector>
 
-namespace KetSDK::Common {
+namespace KetSDK::Support {
 
 // Memory for blocks of a large container, cut from chunks that grow with it. Chunks of several megabytes ask
 // the system for large pages, since it takes longer to hand out memory in small pages than to fill it; at
 // most a quarter of the memory waits for blocks to come. Blocks that are given back are used again; all
 // memory goes with the arena. Used by one thread at a time.
-class KETSDK_API MArena {
+class KETSDK_SUPPORT_API MArena {
 public:
     MArena() = default;
     MArena(MArena const&) = delete;
@@ -83,8 +83,8 @@ private:
 };
 
 // For vectors that may grow large: the same large pages, for each piece of memory by itself.
-KETSDK_API void* AllocateInLargePages(std::size_t bytes);
-KETSDK_API void FreeInLargePages(void* memory, std::size_t bytes) noexcept;
+KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes);
+KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes) noexcept;
 
 template <typename T>
 struct MLargePageAllocator {
@@ -107,4 +107,4 @@ struct MLargePageAllocator {
     }
 };
 
-} // namespace KetSDK::Common
+} // namespace KetSDK::Support
