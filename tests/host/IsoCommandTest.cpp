@@ -94,7 +94,8 @@ TEST_F(Ketmesh, IsosurfaceOfPointArraysAndTheirComponents) {
     EXPECT_NE(text.out.find("closed     yes\n"), std::string::npos) << text.out;
 
     for (auto const& [arguments, reason] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{head, "--field", "none"}, "the point arrays are distance, vectors; the cell arrays are"},
+             {{head, "--field", "none"},
+              "the point arrays are distance, vectors, original_id; the cell arrays are"},
              {{head, "--field", "vectors"}, "3 components; say which one"},
              {{head, "--field", "vectors", "--component", "3"}, "none with the number 3"},
              {{Data + "wedge_beam14.vtu", "--field", "x"},
