@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <host/Command.h>
+#include <host/commands/Commands.h>
 #include <host/terminal/Cancellation.h>
 #include <host/terminal/HelpFormatter.h>
 #include <host/terminal/Output.h>

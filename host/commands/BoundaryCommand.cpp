@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Boundary.h>
 #include <KetSDK/MeshJobs/Error.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
@@ -14,10 +14,10 @@ namespace ketmesh {
 namespace {
 
 // Writes the boundary of a mesh as one surface.
-class BoundaryCommand : public JobCommand {
+class BoundaryCommand : public Command {
 public:
     BoundaryCommand()
-        : JobCommand(
+        : Command(
               "boundary", "Write the boundary of a mesh as one surface",
               "The boundary are the faces of the tetrahedra that the elements are cut into which no other\n"
               "element shares. With --interfaces, faces between two sub-volumes count too; they are written\n"

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Check.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
@@ -37,15 +37,15 @@ constexpr Defect Defects[] = {
 };
 
 // Counts defects of tetrahedra.
-class CheckCommand : public JobCommand {
+class CheckCommand : public Command {
 public:
     CheckCommand()
-        : JobCommand("check", "Count defects of linear and quadratic tetrahedra",
-                     "An element can have several defects. Mid-edge nodes are looked at where the mesh has\n"
-                     "quadratic tetrahedra.\n\n"
-                     "Examples:\n"
-                     "  ketmesh check head.vtu\n"
-                     "  ketmesh check head_tet10.vtu --tolerance 5 --fail-on 0 --json") {}
+        : Command("check", "Count defects of linear and quadratic tetrahedra",
+                  "An element can have several defects. Mid-edge nodes are looked at where the mesh has\n"
+                  "quadratic tetrahedra.\n\n"
+                  "Examples:\n"
+                  "  ketmesh check head.vtu\n"
+                  "  ketmesh check head_tet10.vtu --tolerance 5 --fail-on 0 --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

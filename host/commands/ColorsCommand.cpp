@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/ColorMapFile.h>
 #include <KetSDK/MeshJobs/Colors.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
@@ -26,10 +26,10 @@ constexpr char const* ColorsHelp =
     "  ketmesh colors --intervals 0,300,700,1500 -o tissues.xml";
 
 // Writes the colours of grey-value intervals for viewers.
-class ColorsCommand : public JobCommand {
+class ColorsCommand : public Command {
 public:
     ColorsCommand()
-        : JobCommand("colors", "Write the colours of grey-value intervals for viewers", ColorsHelp) {}
+        : Command("colors", "Write the colours of grey-value intervals for viewers", ColorsHelp) {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

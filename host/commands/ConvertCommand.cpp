@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Convert.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
@@ -18,24 +18,23 @@ namespace {
 using Target = KetSDK::MeshJobs::ConvertOptions::Target;
 
 // Converts between kinds of elements.
-class ConvertCommand : public JobCommand {
+class ConvertCommand : public Command {
 public:
     ConvertCommand()
-        : JobCommand(
-              "convert", "Convert hexahedra and tetrahedra to other tetrahedra",
-              "A hexahedron is cut into five tetrahedra by the order of its nodes. Where neighbours cut\n"
-              "their common face along different diagonals the tetrahedra do not fit together there;\n"
-              "such faces are counted. A linear tetrahedron becomes quadratic with nodes in the middles\n"
-              "of its edges, a quadratic one linear by its corners alone or, with --split, as eight.\n"
-              "Inverted tetrahedra are turned when the result is linear.\n\n"
-              "Elements come sub-volume by sub-volume, and nodes at one place become one. New elements\n"
-              "have the values of those that they came from in all cell arrays. In point arrays a new\n"
-              "mid-edge node has the mean of the ends of its edge when the numbers are floating-point,\n"
-              "and the smaller of both values otherwise; original_id is -1 there.\n\n"
-              "Examples:\n"
-              "  ketmesh convert head.vtu -o head_tet10.vtu --to tet10\n"
-              "  ketmesh convert head_tet10.vtu -o head_fine.vtu --to tet4 --split\n"
-              "  ketmesh convert blocks_hex8.vtu -o blocks_tet4.vtu --to tet4 --json") {}
+        : Command("convert", "Convert hexahedra and tetrahedra to other tetrahedra",
+                  "A hexahedron is cut into five tetrahedra by the order of its nodes. Where neighbours cut\n"
+                  "their common face along different diagonals the tetrahedra do not fit together there;\n"
+                  "such faces are counted. A linear tetrahedron becomes quadratic with nodes in the middles\n"
+                  "of its edges, a quadratic one linear by its corners alone or, with --split, as eight.\n"
+                  "Inverted tetrahedra are turned when the result is linear.\n\n"
+                  "Elements come sub-volume by sub-volume, and nodes at one place become one. New elements\n"
+                  "have the values of those that they came from in all cell arrays. In point arrays a new\n"
+                  "mid-edge node has the mean of the ends of its edge when the numbers are floating-point,\n"
+                  "and the smaller of both values otherwise; original_id is -1 there.\n\n"
+                  "Examples:\n"
+                  "  ketmesh convert head.vtu -o head_tet10.vtu --to tet10\n"
+                  "  ketmesh convert head_tet10.vtu -o head_fine.vtu --to tet4 --split\n"
+                  "  ketmesh convert blocks_hex8.vtu -o blocks_tet4.vtu --to tet4 --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Cut.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
@@ -25,18 +25,18 @@ std::array<double, 3> VectorFrom(std::string const& text) {
 }
 
 // Cuts a mesh by a plane.
-class CutCommand : public JobCommand {
+class CutCommand : public Command {
 public:
     CutCommand()
-        : JobCommand("cut", "Cut a volume mesh by a plane",
-                     "An element is above the plane, where the normal points, or below it when all its\n"
-                     "nodes are, and cut otherwise. The section has a surface for each sub-volume, named\n"
-                     "after it; in .vtp files its triangles have the values of the elements that they lie\n"
-                     "in, and the arrays element, face and node as surfaces writes them, 0 for a triangle\n"
-                     "that lies on no face and a point on no node.\n\n"
-                     "Examples:\n"
-                     "  ketmesh cut head.vtu --normal 0,0,1 --point 0,0,80\n"
-                     "  ketmesh cut head.vtu --normal 1,1,0 --point 120,120,80 -o section.vtp") {}
+        : Command("cut", "Cut a volume mesh by a plane",
+                  "An element is above the plane, where the normal points, or below it when all its\n"
+                  "nodes are, and cut otherwise. The section has a surface for each sub-volume, named\n"
+                  "after it; in .vtp files its triangles have the values of the elements that they lie\n"
+                  "in, and the arrays element, face and node as surfaces writes them, 0 for a triangle\n"
+                  "that lies on no face and a point on no node.\n\n"
+                  "Examples:\n"
+                  "  ketmesh cut head.vtu --normal 0,0,1 --point 0,0,80\n"
+                  "  ketmesh cut head.vtu --normal 1,1,0 --point 120,120,80 -o section.vtp") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

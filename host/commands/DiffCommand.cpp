@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Diff.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 
 #include <array>
@@ -15,10 +15,10 @@ namespace {
 using KetSDK::MeshJobs::Model;
 
 // Says whether two mesh files are equal.
-class DiffCommand : public JobCommand {
+class DiffCommand : public Command {
 public:
     DiffCommand()
-        : JobCommand(
+        : Command(
               "diff", "Say whether two volume meshes are equal",
               "Names the first difference, the value in the first file first: of nodes, elements, their\n"
               "values, materials, sub-volumes, scalar fields and all other arrays, bit for bit. Nodes,\n"

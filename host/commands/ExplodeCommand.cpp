@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Explode.h>
+#include <host/commands/Command.h>
 #include <host/commands/CornersNote.h>
-#include <host/commands/JobCommand.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
@@ -13,10 +13,10 @@ namespace ketmesh {
 namespace {
 
 // Writes each tetrahedron as four triangles, shrunk so that the elements stand apart.
-class ExplodeCommand : public JobCommand {
+class ExplodeCommand : public Command {
 public:
     ExplodeCommand()
-        : JobCommand(
+        : Command(
               "explode", "Write every tetrahedron as four triangles, shrunk: exploded view",
               "Every corner v of a tetrahedron moves to v (1 - F) + c F, where c is the mean of the four\n"
               "corners: 0 leaves the elements as they are, 0.5 halves their edges, and the volume becomes\n"

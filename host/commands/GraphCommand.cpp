@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Graph.h>
+#include <host/commands/Command.h>
 #include <host/commands/CornersNote.h>
-#include <host/commands/JobCommand.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Table.h>
 
@@ -15,10 +15,10 @@ namespace {
 using KetSDK::MeshJobs::GraphReport;
 
 // Turns the edges of a mesh into line graphs.
-class GraphCommand : public JobCommand {
+class GraphCommand : public Command {
 public:
     GraphCommand()
-        : JobCommand(
+        : Command(
               "graph", "Turn the edges of the tetrahedra into a graph for each sub-volume",
               "A graph has the corners of its sub-volume's tetrahedra as vertices and each edge once. Edges\n"
               "on a face where a sub-volume ends, outside or against another one, are left out of all "

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Group.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/MatchCounts.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/MatchInput.h>
@@ -13,20 +13,19 @@ namespace ketmesh {
 namespace {
 
 // Joins sub-volumes by the names of the surfaces around them.
-class GroupCommand : public JobCommand {
+class GroupCommand : public Command {
 public:
     GroupCommand()
-        : JobCommand(
-              "group", "Join sub-volumes by the names of the surfaces around them",
-              "Names of surfaces are split at the first \"-\": the first part names the volume that\n"
-              "the triangles face away from, the second the one on their other side. The first face\n"
-              "of a sub-volume that has a triangle gives its name, and sub-volumes of one name become\n"
-              "one, named \"Volume <part>\". Only .vtp files hold names; with --names volumes ketmesh\n"
-              "surfaces gives those that bring the sub-volumes back.\n\n"
-              "Examples:\n"
-              "  ketmesh surfaces head.vtu --interfaces --names volumes -o head.vtp\n"
-              "  ketmesh label head.vtu --surface head.vtp -o regions.vtu\n"
-              "  ketmesh group regions.vtu --surface head.vtp -o head_again.vtu") {}
+        : Command("group", "Join sub-volumes by the names of the surfaces around them",
+                  "Names of surfaces are split at the first \"-\": the first part names the volume that\n"
+                  "the triangles face away from, the second the one on their other side. The first face\n"
+                  "of a sub-volume that has a triangle gives its name, and sub-volumes of one name become\n"
+                  "one, named \"Volume <part>\". Only .vtp files hold names; with --names volumes ketmesh\n"
+                  "surfaces gives those that bring the sub-volumes back.\n\n"
+                  "Examples:\n"
+                  "  ketmesh surfaces head.vtu --interfaces --names volumes -o head.vtp\n"
+                  "  ketmesh label head.vtu --surface head.vtp -o regions.vtu\n"
+                  "  ketmesh group regions.vtu --surface head.vtp -o head_again.vtu") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

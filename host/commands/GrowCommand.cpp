@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Grow.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/BadThreshold.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceInput.h>
@@ -24,10 +24,10 @@ using KetSDK::MeshJobs::MarkedSurfaceReport;
 using KetSDK::MeshJobs::SurfaceModel;
 
 // Marks the places of a surface below which elements are bad.
-class GrowCommand : public JobCommand {
+class GrowCommand : public Command {
 public:
     GrowCommand()
-        : JobCommand(
+        : Command(
               "grow", "Mark the triangles of a surface at which tetrahedra are bad",
               "Elements with a value that is not finite count as bad too. Rings of face neighbours are\n"
               "added to the bad elements; triangles of the surface that are boundary faces of these\n"

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Info.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
@@ -12,13 +12,13 @@ namespace ketmesh {
 namespace {
 
 // Says what a mesh file holds.
-class InfoCommand : public JobCommand {
+class InfoCommand : public Command {
 public:
     InfoCommand()
-        : JobCommand("info", "Say what a volume mesh holds",
-                     "Examples:\n"
-                     "  ketmesh info head.vtu\n"
-                     "  ketmesh info part.vtk --unit m --labels material --json") {}
+        : Command("info", "Say what a volume mesh holds",
+                  "Examples:\n"
+                  "  ketmesh info head.vtu\n"
+                  "  ketmesh info part.vtk --unit m --labels material --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override { m_input.Declare(*this, command); }

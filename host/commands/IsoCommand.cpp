@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Iso.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
@@ -13,20 +13,19 @@ namespace ketmesh {
 namespace {
 
 // Extracts the surface on which a field of a mesh has one value.
-class IsoCommand : public JobCommand {
+class IsoCommand : public Command {
 public:
     IsoCommand()
-        : JobCommand(
-              "iso", "Extract an isosurface of a field of a tetrahedral mesh",
-              "The field is an array of points or, where there is none of that name, an array of\n"
-              "cells, whose values are averaged: a node gets the plain mean over the elements that\n"
-              "have it. Between nodes the field is linear in each tetrahedron; ten-node elements are\n"
-              "read through their four corners. Normals point to higher values. An element with a\n"
-              "corner without a value (NaN, infinite or beyond 1e300) gives no triangles. The surface\n"
-              "is open where it leaves the mesh. A volume is given for closed surfaces only.\n\n"
-              "Examples:\n"
-              "  ketmesh iso head.vtu --field grey --level 700 -o bone.stl\n"
-              "  ketmesh iso result.vtu --field displacement --component 2 --level -0.5 --json") {}
+        : Command("iso", "Extract an isosurface of a field of a tetrahedral mesh",
+                  "The field is an array of points or, where there is none of that name, an array of\n"
+                  "cells, whose values are averaged: a node gets the plain mean over the elements that\n"
+                  "have it. Between nodes the field is linear in each tetrahedron; ten-node elements are\n"
+                  "read through their four corners. Normals point to higher values. An element with a\n"
+                  "corner without a value (NaN, infinite or beyond 1e300) gives no triangles. The surface\n"
+                  "is open where it leaves the mesh. A volume is given for closed surfaces only.\n\n"
+                  "Examples:\n"
+                  "  ketmesh iso head.vtu --field grey --level 700 -o bone.stl\n"
+                  "  ketmesh iso result.vtu --field displacement --component 2 --level -0.5 --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Label.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/MatchInput.h>
 #include <host/commands/options/ModelInput.h>
@@ -14,21 +14,21 @@ namespace ketmesh {
 namespace {
 
 // Makes a sub-volume of every region of a mesh.
-class LabelCommand : public JobCommand {
+class LabelCommand : public Command {
 public:
     LabelCommand()
-        : JobCommand("label", "Make a sub-volume of every region that a surface encloses",
-                     "A region is all tetrahedra that are joined through faces without a triangle of the\n"
-                     "surface on them. Without a surface the regions are the connected parts of the mesh.\n"
-                     "The sub-volumes that the mesh has are given up; to keep them apart, give the surfaces\n"
-                     "between them (ketmesh surfaces --interfaces). ketmesh group then joins regions by the\n"
-                     "names of the surfaces around them.\n"
-                     "Ten-node elements count by their corners: take their surface from ketmesh\n"
-                     "surfaces.\n\n"
-                     "Examples:\n"
-                     "  ketmesh surfaces head.vtu --interfaces --names volumes -o head.vtp\n"
-                     "  ketmesh label head.vtu --surface head.vtp -o regions.vtu\n"
-                     "  ketmesh label head.vtu --json") {}
+        : Command("label", "Make a sub-volume of every region that a surface encloses",
+                  "A region is all tetrahedra that are joined through faces without a triangle of the\n"
+                  "surface on them. Without a surface the regions are the connected parts of the mesh.\n"
+                  "The sub-volumes that the mesh has are given up; to keep them apart, give the surfaces\n"
+                  "between them (ketmesh surfaces --interfaces). ketmesh group then joins regions by the\n"
+                  "names of the surfaces around them.\n"
+                  "Ten-node elements count by their corners: take their surface from ketmesh\n"
+                  "surfaces.\n\n"
+                  "Examples:\n"
+                  "  ketmesh surfaces head.vtu --interfaces --names volumes -o head.vtp\n"
+                  "  ketmesh label head.vtu --surface head.vtp -o regions.vtu\n"
+                  "  ketmesh label head.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

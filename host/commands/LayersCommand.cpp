@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Layers.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/terminal/Format.h>
@@ -17,16 +17,16 @@ namespace {
 using KetSDK::MeshJobs::LayerReport;
 
 // Numbers elements by layers from the boundary inwards.
-class LayersCommand : public JobCommand {
+class LayersCommand : public Command {
 public:
     LayersCommand()
-        : JobCommand("layers", "Number elements by layers from the boundary inwards",
-                     "Layer 1 is every element with a corner on the boundary of the mesh, layer 2 every\n"
-                     "other element with a corner on one of layer 1, and so on. Where two sub-volumes meet\n"
-                     "is no boundary. Elements of all kinds are taken.\n\n"
-                     "Examples:\n"
-                     "  ketmesh layers head.vtu --layers 3\n"
-                     "  ketmesh layers head.vtu --layers 10 -o head_layers.vtu --json") {}
+        : Command("layers", "Number elements by layers from the boundary inwards",
+                  "Layer 1 is every element with a corner on the boundary of the mesh, layer 2 every\n"
+                  "other element with a corner on one of layer 1, and so on. Where two sub-volumes meet\n"
+                  "is no boundary. Elements of all kinds are taken.\n\n"
+                  "Examples:\n"
+                  "  ketmesh layers head.vtu --layers 3\n"
+                  "  ketmesh layers head.vtu --layers 10 -o head_layers.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Match.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/MatchCounts.h>
 #include <host/commands/options/MatchInput.h>
 #include <host/commands/options/ModelInput.h>
@@ -17,21 +17,20 @@ namespace ketmesh {
 namespace {
 
 // Counts how far a mesh and a surface correspond.
-class MatchCommand : public JobCommand {
+class MatchCommand : public Command {
 public:
     MatchCommand()
-        : JobCommand(
-              "match", "Count how far a mesh and a surface correspond",
-              "A triangle faces the wrong way when it is outside and faces into the mesh, or lies\n"
-              "between two sub-volumes and faces another way than most of its surface there.\n"
-              "Mismatches are faces outside without a triangle, triangles without a face and those\n"
-              "that face the wrong way; and faces between sub-volumes without a triangle, unless none\n"
-              "of them has one.\n"
-              "Ten-node elements count by their corners: take their surface from ketmesh\n"
-              "surfaces.\n\n"
-              "Examples:\n"
-              "  ketmesh match head.vtu --surface head.vtp --fail-on 0\n"
-              "  ketmesh match head.vtu --surface remeshed.stl --tolerance 0.5 --json") {}
+        : Command("match", "Count how far a mesh and a surface correspond",
+                  "A triangle faces the wrong way when it is outside and faces into the mesh, or lies\n"
+                  "between two sub-volumes and faces another way than most of its surface there.\n"
+                  "Mismatches are faces outside without a triangle, triangles without a face and those\n"
+                  "that face the wrong way; and faces between sub-volumes without a triangle, unless none\n"
+                  "of them has one.\n"
+                  "Ten-node elements count by their corners: take their surface from ketmesh\n"
+                  "surfaces.\n\n"
+                  "Examples:\n"
+                  "  ketmesh match head.vtu --surface head.vtp --fail-on 0\n"
+                  "  ketmesh match head.vtu --surface remeshed.stl --tolerance 0.5 --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

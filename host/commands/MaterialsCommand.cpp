@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Materials.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/PresetTable.h>
 #include <host/commands/options/CatalogOutput.h>
 #include <host/commands/options/ImageInput.h>
@@ -52,11 +52,11 @@ constexpr char const* MaterialsHelp =
     "  ketmesh materials --list-presets";
 
 // Gives elements materials by the grey values of a CT image.
-class MaterialsCommand : public JobCommand {
+class MaterialsCommand : public Command {
 public:
     MaterialsCommand()
-        : JobCommand("materials", "Give elements densities and moduli from the grey values of a CT image",
-                     MaterialsHelp) {}
+        : Command("materials", "Give elements densities and moduli from the grey values of a CT image",
+                  MaterialsHelp) {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

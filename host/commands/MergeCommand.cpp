@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Merge.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
@@ -12,19 +12,18 @@ namespace ketmesh {
 namespace {
 
 // Makes one mesh of two.
-class MergeCommand : public JobCommand {
+class MergeCommand : public Command {
 public:
     MergeCommand()
-        : JobCommand(
-              "merge", "Merge two volume meshes into one",
-              "Elements and nodes of the first mesh come first, then those of the second. Nodes at one\n"
-              "place become one, but for those of the first mesh among themselves. The sub-volumes of\n"
-              "the second mesh follow those of the first, under their names. Equal materials become\n"
-              "one; others keep their numbers where these are free. Further arrays are written as far\n"
-              "as both meshes have them.\n\n"
-              "Examples:\n"
-              "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
-              "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
+        : Command("merge", "Merge two volume meshes into one",
+                  "Elements and nodes of the first mesh come first, then those of the second. Nodes at one\n"
+                  "place become one, but for those of the first mesh among themselves. The sub-volumes of\n"
+                  "the second mesh follow those of the first, under their names. Equal materials become\n"
+                  "one; others keep their numbers where these are free. Further arrays are written as far\n"
+                  "as both meshes have them.\n\n"
+                  "Examples:\n"
+                  "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
+                  "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

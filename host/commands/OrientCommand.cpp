@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Orient.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/terminal/Format.h>
@@ -11,17 +11,16 @@ namespace ketmesh {
 namespace {
 
 // Turns inverted tetrahedra.
-class OrientCommand : public JobCommand {
+class OrientCommand : public Command {
 public:
     OrientCommand()
-        : JobCommand(
-              "orient", "Correct the orientation of inverted tetrahedra",
-              "The corners of an inverted tetrahedron span a negative volume; exchanging two of them,\n"
-              "and of a quadratic one the mid-edge nodes with them, makes it positive. Flat elements\n"
-              "stay as they are, and so do hexahedra and wedges. All arrays are kept.\n\n"
-              "Examples:\n"
-              "  ketmesh orient head.vtu -o head_oriented.vtu\n"
-              "  ketmesh orient head_tet10.vtu -o head_oriented.vtu --json") {}
+        : Command("orient", "Correct the orientation of inverted tetrahedra",
+                  "The corners of an inverted tetrahedron span a negative volume; exchanging two of them,\n"
+                  "and of a quadratic one the mid-edge nodes with them, makes it positive. Flat elements\n"
+                  "stay as they are, and so do hexahedra and wedges. All arrays are kept.\n\n"
+                  "Examples:\n"
+                  "  ketmesh orient head.vtu -o head_oriented.vtu\n"
+                  "  ketmesh orient head_tet10.vtu -o head_oriented.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

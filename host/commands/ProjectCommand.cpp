@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Project.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/commands/options/SurfaceInput.h>
@@ -18,19 +18,18 @@ namespace {
 using KetSDK::MeshJobs::ProjectResult;
 
 // Moves the boundary of a mesh of tetrahedra onto a surface.
-class ProjectCommand : public JobCommand {
+class ProjectCommand : public Command {
 public:
     ProjectCommand()
-        : JobCommand(
-              "project", "Move the boundary of a mesh of tetrahedra onto a surface",
-              "Nodes at the boundary move to the nearest point of the surface when it is near enough;\n"
-              "mid-edge nodes follow. A move that would invert an element is shortened, or the node\n"
-              "held where it is. Elements that are flat or inverted before (ketmesh check) hold their\n"
-              "nodes, too, unless the move does them no harm.\n\n"
-              "Examples:\n"
-              "  ketmesh project head.vtu --surface smooth.stl --distance 2 -o smooth.vtu\n"
-              "  ketmesh project head.vtu --surface head.vtp --distance 0.5 --interfaces \\\n"
-              "      -o head_on_surface.vtu --json") {}
+        : Command("project", "Move the boundary of a mesh of tetrahedra onto a surface",
+                  "Nodes at the boundary move to the nearest point of the surface when it is near enough;\n"
+                  "mid-edge nodes follow. A move that would invert an element is shortened, or the node\n"
+                  "held where it is. Elements that are flat or inverted before (ketmesh check) hold their\n"
+                  "nodes, too, unless the move does them no harm.\n\n"
+                  "Examples:\n"
+                  "  ketmesh project head.vtu --surface smooth.stl --distance 2 -o smooth.vtu\n"
+                  "  ketmesh project head.vtu --surface head.vtp --distance 0.5 --interfaces \\\n"
+                  "      -o head_on_surface.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/QualityPlot.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/MetricTable.h>
 #include <host/commands/QualityTable.h>
 #include <host/commands/options/BadThreshold.h>
@@ -39,10 +39,10 @@ constexpr char const* QualityHelp =
     "  ketmesh quality --list";
 
 // Measures the quality of every element.
-class QualityCommand : public JobCommand {
+class QualityCommand : public Command {
 public:
     QualityCommand()
-        : JobCommand("quality", "Measure the quality of tetrahedra", QualityHelp) {}
+        : Command("quality", "Measure the quality of tetrahedra", QualityHelp) {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Remove.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
@@ -11,15 +11,15 @@ namespace ketmesh {
 namespace {
 
 // Writes what is left of a mesh without some of its sub-volumes.
-class RemoveCommand : public JobCommand {
+class RemoveCommand : public Command {
 public:
     RemoveCommand()
-        : JobCommand("remove", "Remove sub-volumes from a volume mesh",
-                     "Nodes that nothing uses any more go too. Elements and nodes keep their order and all\n"
-                     "arrays that the file has.\n\n"
-                     "Examples:\n"
-                     "  ketmesh remove head.vtu --name \"Label 1\" -o rest.vtu\n"
-                     "  ketmesh remove parts.vtu --name Skin --name Fat -o bone.vtu --json") {}
+        : Command("remove", "Remove sub-volumes from a volume mesh",
+                  "Nodes that nothing uses any more go too. Elements and nodes keep their order and all\n"
+                  "arrays that the file has.\n\n"
+                  "Examples:\n"
+                  "  ketmesh remove head.vtu --name \"Label 1\" -o rest.vtu\n"
+                  "  ketmesh remove parts.vtu --name Skin --name Fat -o bone.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

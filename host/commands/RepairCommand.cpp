@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Repair.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/commands/options/ThreadsOption.h>
@@ -19,18 +19,17 @@ namespace {
 using KetSDK::MeshJobs::RatioReport;
 
 // Pulls mid-edge nodes of bad quadratic tetrahedra back towards the middles of their edges.
-class RepairCommand : public JobCommand {
+class RepairCommand : public Command {
 public:
     RepairCommand()
-        : JobCommand(
-              "repair", "Repair quadratic tetrahedra whose mid-edge nodes make them bad",
-              "An element is bad when its Jacobian ratio (the metric JacobianRatio, -100 for a folded\n"
-              "element) lies outside the thresholds. Its mid-edge nodes are pulled back towards the\n"
-              "middles of its edges, as little as needed. Corners never move, so an element that is\n"
-              "bad even when straight stays as it is.\n\n"
-              "Examples:\n"
-              "  ketmesh repair head_tet10.vtu -o head_repaired.vtu\n"
-              "  ketmesh repair head_tet10.vtu -o head_repaired.vtu --max-ratio 10 --fail-on 0") {}
+        : Command("repair", "Repair quadratic tetrahedra whose mid-edge nodes make them bad",
+                  "An element is bad when its Jacobian ratio (the metric JacobianRatio, -100 for a folded\n"
+                  "element) lies outside the thresholds. Its mid-edge nodes are pulled back towards the\n"
+                  "middles of its edges, as little as needed. Corners never move, so an element that is\n"
+                  "bad even when straight stays as it is.\n\n"
+                  "Examples:\n"
+                  "  ketmesh repair head_tet10.vtu -o head_repaired.vtu\n"
+                  "  ketmesh repair head_tet10.vtu -o head_repaired.vtu --max-ratio 10 --fail-on 0") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

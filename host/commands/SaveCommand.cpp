@@ -1,4 +1,4 @@
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/terminal/Format.h>
@@ -13,20 +13,19 @@ namespace {
 using KetSDK::MeshJobs::Model;
 
 // Saves a mesh in another kind of file.
-class SaveCommand : public JobCommand {
+class SaveCommand : public Command {
 public:
     SaveCommand()
-        : JobCommand(
-              "save", "Save a volume mesh in another kind of file",
-              "A .kmesh file holds all that a mesh knows: nodes and elements as they are, sub-volumes\n"
-              "with names and material numbers, materials with colours, volume lists, scalar fields,\n"
-              "and the arrays of the .vtu or .vtk file that it was made of. It is binary, or XML with\n"
-              "--text, and carries a checksum over all of it. A .vtu or .vtk file holds what other\n"
-              "programs know, too; what else a mesh has is left out there.\n\n"
-              "Examples:\n"
-              "  ketmesh save head.vtu -o head.kmesh\n"
-              "  ketmesh save head.kmesh -o head.vtu --unit m\n"
-              "  ketmesh save head.vtu -o head.kmesh --text --json") {}
+        : Command("save", "Save a volume mesh in another kind of file",
+                  "A .kmesh file holds all that a mesh knows: nodes and elements as they are, sub-volumes\n"
+                  "with names and material numbers, materials with colours, volume lists, scalar fields,\n"
+                  "and the arrays of the .vtu or .vtk file that it was made of. It is binary, or XML with\n"
+                  "--text, and carries a checksum over all of it. A .vtu or .vtk file holds what other\n"
+                  "programs know, too; what else a mesh has is left out there.\n\n"
+                  "Examples:\n"
+                  "  ketmesh save head.vtu -o head.kmesh\n"
+                  "  ketmesh save head.kmesh -o head.vtu --unit m\n"
+                  "  ketmesh save head.vtu -o head.kmesh --text --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Split.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
@@ -12,15 +12,15 @@ namespace ketmesh {
 namespace {
 
 // Splits sub-volumes into the sets of elements that hang together.
-class SplitCommand : public JobCommand {
+class SplitCommand : public Command {
 public:
     SplitCommand()
-        : JobCommand("split", "Split sub-volumes into the parts that hang together",
-                     "Elements with a face in common hang together. The part with the most elements keeps\n"
-                     "the name; the others get it with 2, 3, ... behind it, by descending size.\n\n"
-                     "Examples:\n"
-                     "  ketmesh split head.vtu -o parts.vtu\n"
-                     "  ketmesh split head.vtu --name \"Label 2\" -o parts.vtu --json") {}
+        : Command("split", "Split sub-volumes into the parts that hang together",
+                  "Elements with a face in common hang together. The part with the most elements keeps\n"
+                  "the name; the others get it with 2, 3, ... behind it, by descending size.\n\n"
+                  "Examples:\n"
+                  "  ketmesh split head.vtu -o parts.vtu\n"
+                  "  ketmesh split head.vtu --name \"Label 2\" -o parts.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

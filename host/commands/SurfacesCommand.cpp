@@ -1,5 +1,5 @@
 #include <KetSDK/MeshJobs/Surfaces.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Choice.h>
@@ -18,17 +18,17 @@ using KetSDK::MeshJobs::SurfaceReport;
 using KetSDK::MeshJobs::SurfacesOptions;
 
 // Extracts the surfaces of a mesh into a file.
-class SurfacesCommand : public JobCommand {
+class SurfacesCommand : public Command {
 public:
     SurfacesCommand()
-        : JobCommand("surfaces", "Extract the named surfaces of a volume mesh",
-                     "In .vtp files each triangle has the number of its element in the mesh file and of\n"
-                     "the face of it on which it lies, as the cell arrays element and face, and each\n"
-                     "point the number of its node, as the point array node. Numbers begin with 1, and\n"
-                     "faces count as in solvers.\n\n"
-                     "Examples:\n"
-                     "  ketmesh surfaces head.vtu -o head.vtp --interfaces --names volumes\n"
-                     "  ketmesh surfaces head.vtu -o head.stl --split-surfaces") {}
+        : Command("surfaces", "Extract the named surfaces of a volume mesh",
+                  "In .vtp files each triangle has the number of its element in the mesh file and of\n"
+                  "the face of it on which it lies, as the cell arrays element and face, and each\n"
+                  "point the number of its node, as the point array node. Numbers begin with 1, and\n"
+                  "faces count as in solvers.\n\n"
+                  "Examples:\n"
+                  "  ketmesh surfaces head.vtu -o head.vtp --interfaces --names volumes\n"
+                  "  ketmesh surfaces head.vtu -o head.stl --split-surfaces") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -1,8 +1,7 @@
 #include <host/terminal/Cancellation.h>
 
-#include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
-#include <host/Command.h>
+#include <host/terminal/ExitStatus.h>
 
 #include <signal.h>
 #include <unistd.h>
@@ -38,11 +37,6 @@ void InstallSignalHandlers() {
 
 bool IsCancelled() noexcept {
     return cancelled.load();
-}
-
-void ThrowIfCancelled() {
-    if (IsCancelled())
-        throw KetSDK::MeshVTK::Cancelled();
 }
 
 } // namespace ketmesh

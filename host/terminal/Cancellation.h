@@ -9,7 +9,4 @@ void InstallSignalHandlers();
 // Whether a signal came.
 bool IsCancelled() noexcept;
 
-// Throws KetSDK::MeshVTK::Cancelled when a signal came.
-void ThrowIfCancelled();
-
 } // namespace ketmesh

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/Command.h>
+#include <host/terminal/CommandLine.h>
 
 #include <cstddef>
 #include <string>

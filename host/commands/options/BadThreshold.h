@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityThreshold.h>
-#include <host/Command.h>
+#include <host/terminal/CommandLine.h>
 #include <host/terminal/Output.h>
 
 #include <string>

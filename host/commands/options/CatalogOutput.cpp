@@ -2,7 +2,7 @@
 
 namespace ketmesh {
 
-void CatalogOutput::Declare(JobCommand& owner, CLI::App& command) {
+void CatalogOutput::Declare(Command& owner, CLI::App& command) {
     m_owner = &owner;
     owner.DeclareOutput();
     command

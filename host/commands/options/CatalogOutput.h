@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/CatalogFile.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 #include <optional>
 #include <string>
@@ -11,7 +11,7 @@ namespace ketmesh {
 // The option with which a command writes a catalog of materials beside a mesh.
 class CatalogOutput {
 public:
-    void Declare(JobCommand& owner, CLI::App& command);
+    void Declare(Command& owner, CLI::App& command);
     // To be called before there is work that would be for nothing. Without a name the file goes beside the
     // mesh.
     void Open(std::string const& mesh_file);
@@ -21,7 +21,7 @@ public:
     void Commit();
 
 private:
-    JobCommand* m_owner = nullptr;
+    Command* m_owner = nullptr;
     std::string m_file;
     std::optional<KetSDK::MeshVTK::OutputFile> m_output;
 };

@@ -6,7 +6,7 @@
 
 namespace ketmesh {
 
-CLI::Option* ImageInput::Declare(JobCommand& owner, CLI::App& command) {
+CLI::Option* ImageInput::Declare(Command& owner, CLI::App& command) {
     owner.DeclareInput(m_file);
     CLI::Option* const file =
         command

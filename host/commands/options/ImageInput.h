@@ -2,7 +2,7 @@
 
 #include <KetSDK/MeshJobs/Image.h>
 #include <KetSDK/MeshJobs/Materials.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/terminal/Choice.h>
 #include <host/terminal/Output.h>
 
@@ -14,7 +14,7 @@ namespace ketmesh {
 class ImageInput {
 public:
     // Declares --image and the options that go with it; returns that of the file name.
-    CLI::Option* Declare(JobCommand& owner, CLI::App& command);
+    CLI::Option* Declare(Command& owner, CLI::App& command);
 
     std::string const& GetFileName() const noexcept { return m_file; }
     KetSDK::MeshJobs::Image Read(KetSDK::MeshJobs::Context const& context) const;

@@ -4,7 +4,7 @@
 
 namespace ketmesh {
 
-CLI::Option* MatchInput::Declare(JobCommand& owner, CLI::App& command) {
+CLI::Option* MatchInput::Declare(Command& owner, CLI::App& command) {
     CLI::Option* const file = m_surface.Declare(owner, command);
     command
         .add_option("--tolerance", m_tolerance,

@@ -11,7 +11,7 @@ namespace ketmesh {
 class MatchInput {
 public:
     // Declares --surface, --tolerance and --threads; returns the option of the surface's file name.
-    CLI::Option* Declare(JobCommand& owner, CLI::App& command);
+    CLI::Option* Declare(Command& owner, CLI::App& command);
 
     bool IsGiven() const noexcept { return m_surface.IsGiven(); }
     std::string const& GetFileName() const noexcept { return m_surface.GetFileName(); }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/Materials.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 #include <string>
 

@@ -2,7 +2,7 @@
 
 namespace ketmesh {
 
-CLI::Option* ModelInput::Declare(JobCommand& owner, CLI::App& command) {
+CLI::Option* ModelInput::Declare(Command& owner, CLI::App& command) {
     owner.DeclareInput(m_file);
     CLI::Option* const file =
         command.add_option("file", m_file, "Volume mesh to read: .kmesh, .vtu or .vtk")->required();

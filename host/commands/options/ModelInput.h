@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/ModelFile.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 #include <string>
 
@@ -12,7 +12,7 @@ class ModelInput {
 public:
     // Declares the file name, which is required, and the options that go with it; returns the option of the
     // file name.
-    CLI::Option* Declare(JobCommand& owner, CLI::App& command);
+    CLI::Option* Declare(Command& owner, CLI::App& command);
 
     KetSDK::MeshJobs::Model Read(KetSDK::MeshJobs::Context const& context) const;
 

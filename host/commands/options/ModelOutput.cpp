@@ -2,7 +2,7 @@
 
 namespace ketmesh {
 
-CLI::Option* ModelOutput::Declare(JobCommand& owner, CLI::App& command, std::string const& description) {
+CLI::Option* ModelOutput::Declare(Command& owner, CLI::App& command, std::string const& description) {
     m_owner = &owner;
     owner.DeclareOutput();
     return command.add_option("-o,--output", m_file, description + ": .kmesh, .vtu or .vtk");

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/ModelFile.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 #include <optional>
 #include <string>
@@ -12,7 +12,7 @@ namespace ketmesh {
 class ModelOutput {
 public:
     // Declares -o, --output; `description` says what is written.
-    CLI::Option* Declare(JobCommand& owner, CLI::App& command, std::string const& description);
+    CLI::Option* Declare(Command& owner, CLI::App& command, std::string const& description);
 
     bool IsGiven() const noexcept { return !m_file.empty(); }
     std::string const& GetFileName() const noexcept { return m_file; }
@@ -23,7 +23,7 @@ public:
     void Write(KetSDK::MeshJobs::Model const& model, KetSDK::MeshJobs::Context const& context);
 
 private:
-    JobCommand* m_owner = nullptr;
+    Command* m_owner = nullptr;
     std::string m_file;
     KetSDK::MeshJobs::WriteOptions m_options;
     std::optional<KetSDK::MeshVTK::OutputFile> m_output;

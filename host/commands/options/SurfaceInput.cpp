@@ -2,7 +2,7 @@
 
 namespace ketmesh {
 
-CLI::Option* SurfaceInput::Declare(JobCommand& owner, CLI::App& command) {
+CLI::Option* SurfaceInput::Declare(Command& owner, CLI::App& command) {
     owner.DeclareInput(m_file);
     return command
         .add_option("--surface", m_file,

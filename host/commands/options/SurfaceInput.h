@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/SurfaceModel.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 
 #include <string>
@@ -12,7 +12,7 @@ namespace ketmesh {
 class SurfaceInput {
 public:
     // Declares --surface; returns its option.
-    CLI::Option* Declare(JobCommand& owner, CLI::App& command);
+    CLI::Option* Declare(Command& owner, CLI::App& command);
 
     bool IsGiven() const noexcept { return !m_file.empty(); }
     std::string const& GetFileName() const noexcept { return m_file; }

@@ -2,7 +2,7 @@
 
 namespace ketmesh {
 
-CLI::Option* SurfaceOutput::Declare(JobCommand& owner, CLI::App& command, std::string const& description) {
+CLI::Option* SurfaceOutput::Declare(Command& owner, CLI::App& command, std::string const& description) {
     m_owner = &owner;
     owner.DeclareOutput();
     return command.add_option("-o,--output", m_file, description + ": .vtp, .stl, .ply or .obj");

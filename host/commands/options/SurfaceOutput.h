@@ -1,7 +1,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/SurfaceModel.h>
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 #include <optional>
 #include <string>
@@ -15,7 +15,7 @@ public:
     enum class Files { One, OneForEachSurface };
 
     // Declares -o, --output; `description` says what is written.
-    CLI::Option* Declare(JobCommand& owner, CLI::App& command, std::string const& description);
+    CLI::Option* Declare(Command& owner, CLI::App& command, std::string const& description);
 
     bool IsGiven() const noexcept { return !m_file.empty(); }
     std::string const& GetFileName() const noexcept { return m_file; }
@@ -28,7 +28,7 @@ public:
                KetSDK::MeshJobs::Context const& context);
 
 private:
-    JobCommand* m_owner = nullptr;
+    Command* m_owner = nullptr;
     std::string m_file;
     Files m_files = Files::One;
     std::optional<KetSDK::MeshVTK::OutputFile> m_output;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 namespace ketmesh {
 

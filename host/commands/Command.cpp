@@ -1,17 +1,17 @@
-#include <host/commands/JobCommand.h>
+#include <host/commands/Command.h>
 
 #include <iostream>
 
 namespace ketmesh {
 
-void JobCommand::Declare(CLI::App& app) {
+void Command::Declare(CLI::App& app) {
     CLI::App& command = *app.add_subcommand(m_name, m_description);
     command.footer(m_footer);
     DeclareOptions(command);
     command.add_flag("--json", m_json, "Print one JSON object");
 }
 
-int JobCommand::Run(Progress const& progress) {
+int Command::Run(Progress const& progress) {
     if (Answer())
         return Done;
     Work(_MakeContext(progress));
@@ -22,7 +22,7 @@ int JobCommand::Run(Progress const& progress) {
     return Check();
 }
 
-KetSDK::MeshJobs::Context JobCommand::_MakeContext(Progress const& progress) {
+KetSDK::MeshJobs::Context Command::_MakeContext(Progress const& progress) {
     KetSDK::MeshJobs::Context context;
     context.progress = progress;
     context.warn = [this](std::string const& message) {
@@ -32,7 +32,7 @@ KetSDK::MeshJobs::Context JobCommand::_MakeContext(Progress const& progress) {
     return context;
 }
 
-void JobCommand::_PrintJson() const {
+void Command::_PrintJson() const {
     Json report = Report();
     report["inputs"] = Json::array();
     for (std::string const* const name : m_inputs)
@@ -44,7 +44,7 @@ void JobCommand::_PrintJson() const {
     PrintJson(report);
 }
 
-void JobCommand::_PrintText() const {
+void Command::_PrintText() const {
     Print(std::cout);
     char const* separator = "\n";
     for (std::string const& file : m_files) {

@@ -1,22 +1,30 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
-#include <host/Command.h>
+#include <host/terminal/CommandLine.h>
+#include <host/terminal/ExitStatus.h>
 #include <host/terminal/Output.h>
 
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
 namespace ketmesh {
 
-// A command that runs a job: it declares its options, makes the job's options of them, and shows the result.
+// A subcommand. It declares its options, makes those of a job of them, runs the job, and shows the result.
 // What all commands have in common is done here: the report as JSON or for people, the names of the files
 // that were read and written, warnings, progress, and cancellation.
-class JobCommand : public Command {
+class Command {
 public:
-    void Declare(CLI::App& app) final;
-    int Run(Progress const& progress) final;
+    using Progress = std::shared_ptr<KetSDK::Common::IProgressDelegate>;
+
+    virtual ~Command() = default;
+    // Declares the subcommand and its options in the application's command line.
+    void Declare(CLI::App& app);
+    // Does the work and prints results to standard output; returns an exit status. Throws
+    // KetSDK::MeshJobs::Error or another exception for what failed.
+    int Run(Progress const& progress);
 
     // To be called by the options that name files: those that are read, when they are declared (a name that
     // stays empty is left out), and that the command writes files at all.
@@ -27,7 +35,7 @@ public:
 
 protected:
     // The texts of the help; `footer` may hold several lines.
-    JobCommand(char const* name, char const* description, char const* footer)
+    Command(char const* name, char const* description, char const* footer)
         : m_name(name)
         , m_description(description)
         , m_footer(footer) {}
