@@ -46,6 +46,8 @@ void Command::_PrintJson() const {
 
 void Command::_PrintText() const {
     Print(std::cout);
+    if (NamesFiles())
+        return;
     char const* separator = "\n";
     for (std::string const& file : m_files) {
         std::cout << separator << "written: " << file << '\n';

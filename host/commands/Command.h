@@ -48,8 +48,10 @@ protected:
     virtual void Work(KetSDK::MeshJobs::Context const& context) = 0;
     // The result for programs, without what all reports have (inputs, warnings, files) ...
     virtual Json Report() const = 0;
-    // ... and for people, without the names of the files that were written.
+    // ... and for people, without the names of the files that were written ...
     virtual void Print(std::ostream& out) const = 0;
+    // ... unless that text is about these files anyway.
+    virtual bool NamesFiles() const { return false; }
     // Says on standard error which check that the user asked for did not hold, and returns the exit status.
     virtual int Check() const { return Done; }
 

@@ -52,6 +52,8 @@ private:
             << FormatBytes(m_bytes) << ", " << _Encoding() << '\n';
     }
 
+    bool NamesFiles() const override { return true; }
+
     char const* _Encoding() const { return m_text ? "text" : "binary"; }
 
     ModelInput m_input;

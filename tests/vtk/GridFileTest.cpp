@@ -1,14 +1,20 @@
-// Values of masks in files of both formats, and what cannot be written.
+// Volume meshes go through files of both formats without losing a bit.
 #include "RealMeshes.h"
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 
+#include <vtkCellArray.h>
 #include <vtkCellData.h>
 #include <vtkDataArray.h>
+#include <vtkFieldData.h>
+#include <vtkIdList.h>
 #include <vtkLogger.h>
 #include <vtkNew.h>
+#include <vtkPointData.h>
+#include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <gtest/gtest.h>
@@ -17,9 +23,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
+#include <limits>
 #include <string>
 
 using namespace KetSDK::MeshVTK;
@@ -47,7 +56,103 @@ protected:
     fs::path const m_folder = fs::temp_directory_path() / ("GridFileTest-" + std::to_string(::getpid()));
 };
 
+void ExpectSameArray(vtkAbstractArray& actual, vtkAbstractArray& expected, char const* name) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(actual.GetNumberOfComponents(), expected.GetNumberOfComponents());
+    ASSERT_EQ(actual.GetNumberOfTuples(), expected.GetNumberOfTuples());
+    ASSERT_EQ(actual.GetDataTypeSize(), expected.GetDataTypeSize());
+    if (vtkDataArray::SafeDownCast(&expected)) {
+        auto const bytes = static_cast<std::size_t>(expected.GetNumberOfValues()) *
+                           static_cast<std::size_t>(expected.GetDataTypeSize());
+        EXPECT_EQ(std::memcmp(actual.GetVoidPointer(0), expected.GetVoidPointer(0), bytes), 0);
+        return;
+    }
+    for (vtkIdType i = 0; i < expected.GetNumberOfValues(); ++i)
+        EXPECT_EQ(actual.GetVariantValue(i).ToString(), expected.GetVariantValue(i).ToString());
+}
+
+void ExpectSameArrays(vtkFieldData& actual, vtkFieldData& expected) {
+    EXPECT_EQ(actual.GetNumberOfArrays(), expected.GetNumberOfArrays());
+    for (int i = 0; i < expected.GetNumberOfArrays(); ++i) {
+        char const* const name = expected.GetAbstractArray(i)->GetName();
+        vtkAbstractArray* const array = actual.GetAbstractArray(name);
+        ASSERT_TRUE(array) << name;
+        ExpectSameArray(*array, *expected.GetAbstractArray(i), name);
+    }
+}
+
+void ExpectSameGrid(vtkUnstructuredGrid& actual, vtkUnstructuredGrid& expected) {
+    ExpectSameArray(*actual.GetPoints()->GetData(), *expected.GetPoints()->GetData(), "points");
+    ExpectSameArray(*actual.GetCellTypesArray(), *expected.GetCellTypesArray(), "types");
+    ASSERT_EQ(actual.GetNumberOfCells(), expected.GetNumberOfCells());
+    for (vtkIdType i = 0; i < expected.GetNumberOfCells(); ++i) {
+        vtkNew<vtkIdList> a;
+        vtkNew<vtkIdList> b;
+        actual.GetCellPoints(i, a);
+        expected.GetCellPoints(i, b);
+        ASSERT_TRUE(std::equal(a->begin(), a->end(), b->begin(), b->end())) << "cell " << i;
+    }
+    ExpectSameArrays(*actual.GetCellData(), *expected.GetCellData());
+    ExpectSameArrays(*actual.GetPointData(), *expected.GetPointData());
+    ExpectSameArrays(*actual.GetFieldData(), *expected.GetFieldData());
+}
+
+// An array of a type with values from all over its range.
+vtkSmartPointer<vtkDataArray> ArrayOfType(int type, vtkIdType tuples, int components) {
+    vtkSmartPointer<vtkDataArray> array = vtk::TakeSmartPointer(vtkDataArray::CreateDataArray(type));
+    array->SetName((std::string("array of ") + array->GetDataTypeAsString() + "/\xC3\xA4").c_str());
+    array->SetNumberOfComponents(components);
+    array->SetNumberOfTuples(tuples);
+    double const largest = type == VTK_ID_TYPE ? std::numeric_limits<int>::max() : array->GetDataTypeMax();
+    double const smallest = std::max(array->GetDataTypeMin(), -largest);
+    for (vtkIdType i = 0; i < tuples; ++i)
+        for (int c = 0; c < components; ++c)
+            array->SetComponent(i, c, i % 3 == 0 ? largest / 2 - 100 : i % 3 == 1 ? smallest / 2 : c);
+    return array;
+}
+
+void AddForeignArrays(vtkUnstructuredGrid& grid) {
+    for (int const type : {VTK_CHAR, VTK_SIGNED_CHAR, VTK_UNSIGNED_CHAR, VTK_SHORT, VTK_UNSIGNED_SHORT,
+                           VTK_INT, VTK_UNSIGNED_INT, VTK_LONG, VTK_UNSIGNED_LONG, VTK_LONG_LONG,
+                           VTK_UNSIGNED_LONG_LONG, VTK_ID_TYPE, VTK_FLOAT, VTK_DOUBLE}) {
+        grid.GetCellData()->AddArray(ArrayOfType(type, grid.GetNumberOfCells(), 1));
+        grid.GetPointData()->AddArray(ArrayOfType(type, grid.GetNumberOfPoints(), 3));
+        grid.GetFieldData()->AddArray(ArrayOfType(type, 5, 2));
+    }
+    auto const special = ArrayOfType(VTK_DOUBLE, grid.GetNumberOfCells(), 1);
+    special->SetName("special");
+    special->SetComponent(0, 0, std::numeric_limits<double>::quiet_NaN());
+    special->SetComponent(1, 0, -std::numeric_limits<double>::infinity());
+    special->SetComponent(2, 0, std::numeric_limits<double>::denorm_min());
+    special->SetComponent(3, 0, -0.0);
+    grid.GetCellData()->SetScalars(special);
+    grid.GetPointData()->SetVectors(ArrayOfType(VTK_FLOAT, grid.GetNumberOfPoints(), 3));
+}
+
 } // namespace
+
+TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
+    for (char const* const name :
+         {"head_small_tet4.vtu", "head_small_tet10.vtu", "hex_matrix_fiber.vtu", "wedge_beam14.vtu"}) {
+        auto const source = ReadGrid(name);
+        AddForeignArrays(*source);
+        auto const mesh = MeshFromGrid(*source, {}, nullptr);
+        (*mesh->BeginSubVolume())->SetName(L"Sch\u00E4del \"<&>\" \u9AA8\t- 1 ");
+        auto const grid = GridFromMesh(*mesh, {}, source);
+        for (char const* const ending : {".vtu", ".vtk", ".VTK"}) {
+            SCOPED_TRACE(std::string(name) + " as " + ending);
+            auto const read = ReadGridFile(Write(*grid, ending), nullptr);
+            ExpectSameGrid(*read, *grid);
+            auto const again = MeshFromGrid(*read, {}, nullptr);
+            ExpectSameGrid(*GridFromMesh(*again, {}, read), *grid);
+            for (std::uint64_t i = 0; i < static_cast<std::uint64_t>(mesh->NumberOfPoints()); ++i) {
+                MMeshPoint const& p = *mesh->GetRandomPoint(i);
+                MMeshPoint const& q = *again->GetRandomPoint(i);
+                ASSERT_TRUE(p.x == q.x && p.y == q.y && p.z == q.z) << "node " << i;
+            }
+        }
+    }
+}
 
 TEST_F(GridFile, HoldsValuesOfElementMasks) {
     auto const mesh = MeshFromGrid(*ReadGrid("wedge_beam14.vtu"), {}, nullptr);
