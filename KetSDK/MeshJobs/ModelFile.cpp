@@ -87,11 +87,11 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
     }
     if (model.mesh->NumberOfElements() == 0)
         throw MeshVTK::Error("the mesh has no elements");
-    if (options.labels.empty()) {
+    std::ranges::for_each(model.arrays, MeshVTK::CheckArray);
+    if (options.labels.empty())
         CheckSubVolumes(*model.mesh);
-    } else {
+    else
         MeshVTK::SetSubvolumesByLabels(*model.mesh, model.arrays, options.labels);
-    }
     return model;
 }
 

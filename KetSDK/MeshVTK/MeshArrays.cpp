@@ -7,6 +7,7 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayCoding.h>
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
+#include <KetSDK/MeshVTK/detail/ArrayValues.h>
 #include <KetSDK/MeshVTK/detail/OwnArrays.h>
 
 #include <vtkAbstractArray.h>
@@ -17,8 +18,10 @@
 #include <vtkPolyData.h>
 #include <vtkUnstructuredGrid.h>
 
+#include <cstddef>
 #include <string>
 #include <utility>
+#include <variant>
 
 namespace KetSDK::MeshVTK {
 
@@ -105,6 +108,17 @@ std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh, vtkUnstructure
     auto const arrays = ArraysBesideMesh(mesh, grid);
     grid.Initialize();
     return TakeArrays(*arrays);
+}
+
+void CheckArray(MMeshArray const& array) {
+    std::string const name = ToUtf8(array.name);
+    std::size_t const values = std::visit([](auto const& v) { return v.size(); }, array.values);
+    Detail::CheckComponents(name, array.components, values);
+    if (HoldsStrings(array))
+        Detail::CheckComponents(name, ValuesPerRow(array), values);
+    if (array.components < 1 || values % array.components != 0)
+        throw Error("the array \"" + name + "\" holds " + std::to_string(values) + " values in rows of " +
+                    std::to_string(array.components));
 }
 
 std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh) {

@@ -27,6 +27,10 @@ KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysFromGrid(MMeshBase const& mesh,
 KETSDK_MESHVTK_API std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh,
                                                               vtkUnstructuredGrid& grid);
 
+// Throws Error for an array that no grid can hold: one that announces many components but has fewer values,
+// or whose values do not fill their rows. For arrays of a file that are handed on without a grid.
+KETSDK_MESHVTK_API void CheckArray(MMeshArray const& array);
+
 // What the mesh itself carries, as the arrays that GridFromMesh makes of it.
 KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh);
 

@@ -122,7 +122,9 @@ TEST_F(Ketmesh, MeshFilesGiveBackEveryBitOfAMeshAndItsArrays) {
                             {"first_difference", nullptr},
                             {"left_out", nullptr},
                             {"elements", {saved["elements"], saved["elements"]}},
-                            {"nodes", {saved["nodes"], saved["nodes"]}}}));
+                            {"nodes", {saved["nodes"], saved["nodes"]}},
+                            {"inputs", {in, Path("mesh.kmesh")}},
+                            {"warnings", Json::array()}}));
         }
     auto const back = ReadFile<vtkXMLUnstructuredGridReader>(Path("back.vtu"));
     ExpectSameArrays(*grid->GetCellData(), *back->GetCellData());

@@ -2,9 +2,9 @@
 
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
-#include <KetSDK/MeshVTK/detail/ArrayValues.h>
 
 #include <vtkBitArray.h>
 #include <vtkDataArray.h>
@@ -197,7 +197,6 @@ vtkSmartPointer<vtkAbstractArray> MakeNumbers(MMeshArray const& array, std::vect
 vtkSmartPointer<vtkAbstractArray> MakeStrings(MMeshArray const& array,
                                               std::vector<std::int32_t> const& values) {
     auto strings = vtkSmartPointer<vtkStringArray>::New();
-    CheckComponents(ToUtf8(array.name), ValuesPerRow(array), values.size());
     strings->SetNumberOfComponents(static_cast<int>(ValuesPerRow(array)));
     std::string text;
     for (std::size_t i = 1; i < values.size(); ++i) {
@@ -211,11 +210,7 @@ vtkSmartPointer<vtkAbstractArray> MakeStrings(MMeshArray const& array,
 
 template <typename V>
 vtkSmartPointer<vtkAbstractArray> MakeArray(MMeshArray const& array, std::vector<V> const& values) {
-    std::string const name = ToUtf8(array.name);
-    CheckComponents(name, array.components, values.size());
-    if (array.components < 1 || values.size() % array.components != 0)
-        throw Error("the array \"" + name + "\" holds " + std::to_string(values.size()) +
-                    " values in rows of " + std::to_string(array.components));
+    CheckArray(array);
     if constexpr (std::is_same_v<V, std::int32_t>)
         if (HoldsStrings(array))
             return MakeStrings(array, values);
