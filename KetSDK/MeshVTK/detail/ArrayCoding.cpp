@@ -5,6 +5,7 @@
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
+#include <KetSDK/MeshVTK/detail/ArrayValues.h>
 
 #include <vtkBitArray.h>
 #include <vtkDataArray.h>

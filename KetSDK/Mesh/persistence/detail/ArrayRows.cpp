@@ -169,7 +169,7 @@ void ArrayRows::Append(MMeshArray const& source, std::span<RowOrigin const> rows
             throw std::invalid_argument(
                 "an array beside a mesh has fewer rows than the mesh has elements or nodes");
     auto const append = [&]<typename T>(std::vector<T>& target) {
-        auto const between = [this](T const& a, T const& b) -> T {
+        auto const between = [&](T const& a, T const& b) -> T {
             if constexpr (!std::is_same_v<T, double>)
                 return std::min(a, b);
             else if (double const mean = 0.5 * a + 0.5 * b; m_rounds_to_float)
