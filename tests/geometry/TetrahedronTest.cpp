@@ -204,8 +204,7 @@ TEST(Tetrahedron, DegenerateElementsGiveTheirSentinels) {
 
 // Flat elements that lie askew are as flat as those that lie level: rounding does not make them inverted.
 TEST(Tetrahedron, OrientationHasTheSignOfTheVolume) {
-    constexpr unsigned int seed = 11;
-    std::mt19937 random(seed);
+    std::mt19937 random(11);
     std::uniform_int_distribution<int> small(-9, 9);
     int flat_elements = 0;
     for (int i = 0; i < 20000; ++i) {
