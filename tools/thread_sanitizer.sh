@@ -4,18 +4,27 @@
 parallel_tests=(test_platform test_operators)
 parallel_filter="ParallelWork.*:ParallelRuns.*"
 
+# origin_of PACKAGE: the address, the suite and the component that a package is installed from.
+origin_of() {
+    apt-cache policy "$1" | awk '$1 == 500 && $2 ~ /:/ { sub("/", " ", $3); print $2, $3; found = 1; exit }
+                                 END { exit !found }'
+}
+
 # build_tbb FOLDER: builds there, from Debian's own source, the oneTBB that is installed, with the sanitizer: one
 # without it would hide from the sanitizer that a task waits for another, and every such pair would be reported.
 build_tbb() {
-    local folder=$1 version
+    local folder=$1 version origin
     version=$(dpkg-query -W -f='${source:Version}' libtbb12)
     [ "$(cat "$folder/version" 2>/dev/null)" = "$version" ] && return
     step "building oneTBB $version for the thread sanitizer"
     rm -rf "$folder"
     mkdir -p "$folder/lists/partial" "$folder/cache" "$folder/source"
     folder=$(realpath "$folder")
-    # A list of sources of our own: a machine seldom has one, and nothing of its own is changed.
-    echo "deb-src http://deb.debian.org/debian bookworm main" >"$folder/sources.list"
+    # A list of sources of our own, from where the package came: a machine seldom has one, and nothing of its own is
+    # changed.
+    origin=$(origin_of libtbb12) || { apt-get update -qq && origin=$(origin_of libtbb12); } ||
+        fail "apt does not know where libtbb12 came from: apt-get update tells it"
+    echo "deb-src $origin" >"$folder/sources.list"
     local options=(-qq -o "Dir::Etc::sourcelist=$folder/sources.list" -o Dir::Etc::sourceparts=-
         -o "Dir::State::lists=$folder/lists" -o "Dir::Cache=$folder/cache" -o APT::Sandbox::User=root)
     apt-get "${options[@]}" update || fail "the list of Debian's sources cannot be fetched"

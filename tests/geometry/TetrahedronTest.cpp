@@ -226,7 +226,7 @@ TEST(Tetrahedron, OrientationHasTheSignOfTheVolume) {
         Vector corners[4];
         for (std::size_t k = 0; k < 4; ++k)
             corners[k] = Vector(p[k][0], p[k][1], p[k][2]) * 0x1p-10;
-        ASSERT_EQ(Tetrahedron(corners).OrientationOK(), exact >= 0) << "seed " << seed << ", element " << i;
+        ASSERT_EQ(Tetrahedron(corners).OrientationOK(), exact >= 0) << "element " << i;
     }
     EXPECT_GE(flat_elements, 10000);
     // Volumes beyond the range have their sign too.
