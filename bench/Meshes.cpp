@@ -55,13 +55,13 @@ public:
         std::array<MLong, 6> numbers{};
         for (std::size_t e = 0; e < 6; ++e) {
             auto const& edge = MMeshElementDescriptor::descr_tet4_tet10_point[e];
-            numbers[e] = _Number(cell[edge[0]], cell[edge[1]]);
+            numbers[e] = Number(cell[edge[0]], cell[edge[1]]);
         }
         return numbers;
     }
 
 private:
-    MLong _Number(MLong a, MLong b) {
+    MLong Number(MLong a, MLong b) {
         auto const [low, high] = std::minmax(a, b);
         std::uint64_t const key = static_cast<std::uint64_t>(low) << 32 | static_cast<std::uint64_t>(high);
         auto const [entry, is_new] = m_numbers.try_emplace(key, static_cast<MLong>(m_mesh.points.size()));

@@ -18,11 +18,11 @@ void RatioReporter::ReportRuns(std::vector<Run> const& runs) {
             continue;
         std::string const& name = run.run_name.function_name;
         if (auto const time = run.counters.find("s/element"); time != run.counters.end())
-            _Note(name, "ns", 1e9 * time->second.value);
+            Note(name, "ns", 1e9 * time->second.value);
         if (auto const memory = run.counters.find("bytes/element"); memory != run.counters.end())
-            _Note(name, "B", memory->second.value);
+            Note(name, "B", memory->second.value);
         if (auto const peak = run.counters.find("%ofloaded"); peak != run.counters.end())
-            _Note(name, "%", peak->second.value);
+            Note(name, "%", peak->second.value);
     }
 }
 
@@ -30,21 +30,21 @@ void RatioReporter::Finalize() {
     std::string mesh;
     for (Job const& job : m_jobs) {
         if (job.mesh != mesh)
-            _PrintHeader(mesh = job.mesh);
+            PrintHeader(mesh = job.mesh);
         for (auto const& [way, value] : job.vtk)
-            _PrintRow(job, way, value);
+            PrintRow(job, way, value);
         if (job.vtk.empty())
-            _PrintRow(job, "", NotMeasured);
+            PrintRow(job, "", NotMeasured);
     }
     GetOutputStream().flush();
 }
 
 // The name is mesh/job/way.
-void RatioReporter::_Note(std::string const& benchmark, std::string const& unit, double value) {
+void RatioReporter::Note(std::string const& benchmark, std::string const& unit, double value) {
     std::size_t const first = benchmark.find('/');
     std::size_t const second = benchmark.find('/', first + 1);
     std::string const way = benchmark.substr(second + 1);
-    Job& job = _FindJob(benchmark.substr(0, first), benchmark.substr(first + 1, second - first - 1), unit);
+    Job& job = FindJob(benchmark.substr(0, first), benchmark.substr(first + 1, second - first - 1), unit);
     if (way == Ours || way == OursParallel) {
         double& best = way == Ours ? job.ours : job.parallel;
         best = std::min(best, value);
@@ -57,8 +57,8 @@ void RatioReporter::_Note(std::string const& benchmark, std::string const& unit,
         known->second = std::min(known->second, value);
 }
 
-RatioReporter::Job& RatioReporter::_FindJob(std::string const& mesh, std::string const& name,
-                                            std::string const& unit) {
+RatioReporter::Job& RatioReporter::FindJob(std::string const& mesh, std::string const& name,
+                                           std::string const& unit) {
     auto const is_it = [&](Job const& job) { return job.mesh == mesh && job.name == name; };
     auto const found = std::find_if(m_jobs.begin(), m_jobs.end(), is_it);
     if (found != m_jobs.end())
@@ -70,7 +70,7 @@ RatioReporter::Job& RatioReporter::_FindJob(std::string const& mesh, std::string
     return m_jobs.emplace_back(std::move(job));
 }
 
-void RatioReporter::_PrintHeader(std::string const& mesh) {
+void RatioReporter::PrintHeader(std::string const& mesh) {
     GetOutputStream() << "\n"
                       << std::left << std::setw(32) << mesh + ", per element" << std::right << std::setw(12)
                       << "ours" << std::setw(12) << "VTK" << std::setw(9) << "ratio" << std::setw(12)
@@ -78,22 +78,22 @@ void RatioReporter::_PrintHeader(std::string const& mesh) {
                       << "  VTK's way\n";
 }
 
-void RatioReporter::_PrintRow(Job const& job, std::string const& way, double vtk) {
+void RatioReporter::PrintRow(Job const& job, std::string const& way, double vtk) {
     GetOutputStream() << std::left << std::setw(32) << job.name << std::right;
-    _PrintFigure(job.ours, job.unit);
-    _PrintFigure(vtk, job.unit);
-    _PrintRatio(vtk, job.ours);
-    _PrintFigure(job.parallel, job.unit);
-    _PrintRatio(job.ours, job.parallel);
+    PrintFigure(job.ours, job.unit);
+    PrintFigure(vtk, job.unit);
+    PrintRatio(vtk, job.ours);
+    PrintFigure(job.parallel, job.unit);
+    PrintRatio(job.ours, job.parallel);
     GetOutputStream() << way << "\n";
 }
 
-void RatioReporter::_PrintRatio(double slow, double fast) {
+void RatioReporter::PrintRatio(double slow, double fast) {
     bool const both = slow != NotMeasured && fast != NotMeasured;
-    _PrintFigure(both ? slow / fast : NotMeasured, "");
+    PrintFigure(both ? slow / fast : NotMeasured, "");
 }
 
-void RatioReporter::_PrintFigure(double value, std::string const& unit) {
+void RatioReporter::PrintFigure(double value, std::string const& unit) {
     std::ostream& out = GetOutputStream();
     if (value == NotMeasured)
         out << std::setw(9) << "-"

@@ -31,12 +31,12 @@ private:
         std::vector<std::pair<std::string, double>> vtk; // by the name of VTK's way
     };
 
-    void _Note(std::string const& benchmark, std::string const& unit, double value);
-    Job& _FindJob(std::string const& mesh, std::string const& name, std::string const& unit);
-    void _PrintHeader(std::string const& mesh);
-    void _PrintRow(Job const& job, std::string const& way, double vtk);
-    void _PrintRatio(double slow, double fast);
-    void _PrintFigure(double value, std::string const& unit);
+    void Note(std::string const& benchmark, std::string const& unit, double value);
+    Job& FindJob(std::string const& mesh, std::string const& name, std::string const& unit);
+    void PrintHeader(std::string const& mesh);
+    void PrintRow(Job const& job, std::string const& way, double vtk);
+    void PrintRatio(double slow, double fast);
+    void PrintFigure(double value, std::string const& unit);
 
     std::vector<Job> m_jobs;
 };

@@ -102,19 +102,19 @@ public:
         , m_largest(report.bins.counts.empty() ? 0 : *std::ranges::max_element(report.bins.counts)) {}
 
     void Draw() {
-        _Text(Left, 22.0, "title", "start", TitleOf(*m_report.metric));
-        _Text(Left, 40.0, "number", "start", _Subtitle());
+        Text(Left, 22.0, "title", "start", TitleOf(*m_report.metric));
+        Text(Left, 40.0, "number", "start", Subtitle());
         if (m_report.bins.min < m_report.bins.max)
-            _DrawPlot();
+            DrawPlot();
         else
-            _Text((Left + Right) / 2.0, (Top + Bottom) / 2.0, "", "middle",
-                  m_report.statistics.HasFinite()
-                      ? "all finite values are " + FormatGeneral(m_report.statistics.min)
-                      : "no value is finite");
+            Text((Left + Right) / 2.0, (Top + Bottom) / 2.0, "", "middle",
+                 m_report.statistics.HasFinite()
+                     ? "all finite values are " + FormatGeneral(m_report.statistics.min)
+                     : "no value is finite");
     }
 
 private:
-    std::string _Subtitle() const {
+    std::string Subtitle() const {
         Mesh::QualityStatistics const& statistics = m_report.statistics;
         std::string text = std::to_string(m_report.elements) + " elements, min " +
                            FormatNumber(statistics.min) + ", mean " + FormatNumber(statistics.mean) +
@@ -127,34 +127,34 @@ private:
         return text;
     }
 
-    double _X(double value) const {
+    double X(double value) const {
         return Left + (value - m_report.bins.min) / (m_report.bins.max - m_report.bins.min) * (Right - Left);
     }
-    double _Y(double count) const { return Bottom - count / m_top * (Bottom - Top); }
+    double Y(double count) const { return Bottom - count / m_top * (Bottom - Top); }
 
-    void _DrawPlot() {
+    void DrawPlot() {
         Ticks const counts = MakeTicks(0.0, std::max(m_largest, 1), 5.0, 1.0);
         m_top = std::max(counts.values.back(), static_cast<double>(m_largest));
         for (std::size_t i = 0; i < counts.values.size(); ++i) {
-            double const y = _Y(counts.values[i]);
-            _Line(Left, y, Right, y, "grid");
-            _Text(Left - 8.0, y + 4.0, "number", "end", counts.Label(i));
+            double const y = Y(counts.values[i]);
+            Line(Left, y, Right, y, "grid");
+            Text(Left - 8.0, y + 4.0, "number", "end", counts.Label(i));
         }
-        _DrawBars();
-        _Line(Left, Bottom, Right, Bottom, "axis");
+        DrawBars();
+        Line(Left, Bottom, Right, Bottom, "axis");
         Ticks const values = MakeTicks(m_report.bins.min, m_report.bins.max, 10.0);
         for (std::size_t i = 0; i < values.values.size(); ++i) {
-            double const x = _X(values.values[i]);
-            _Line(x, Bottom, x, Bottom + 5.0, "axis");
-            _Text(x, Bottom + 18.0, "number", "middle", values.Label(i));
+            double const x = X(values.values[i]);
+            Line(x, Bottom, x, Bottom + 5.0, "axis");
+            Text(x, Bottom + 18.0, "number", "middle", values.Label(i));
         }
-        _Text((Left + Right) / 2.0, Bottom + 36.0, "", "middle", TitleOf(*m_report.metric));
+        Text((Left + Right) / 2.0, Bottom + 36.0, "", "middle", TitleOf(*m_report.metric));
         m_out << "<text transform=\"translate(18 " << Pixel((Top + Bottom) / 2.0)
               << ") rotate(-90)\" text-anchor=\"middle\">elements</text>\n";
-        _DrawThreshold();
+        DrawThreshold();
     }
 
-    void _DrawBars() const {
+    void DrawBars() const {
         Mesh::QualityBins const& bins = m_report.bins;
         double const width = (Right - Left) / static_cast<double>(bins.counts.size());
         double const gap = width > 5.0 ? 1.0 : 0.0;
@@ -162,27 +162,27 @@ private:
         for (std::size_t i = 0; i < bins.counts.size(); ++i)
             if (bins.counts[i] > 0)
                 m_out << 'M' << Pixel(Left + width * static_cast<double>(i) + gap / 2.0) << ' '
-                      << Pixel(Bottom) << 'V' << Pixel(std::min(_Y(bins.counts[i]), Bottom - 1.0)) << 'h'
+                      << Pixel(Bottom) << 'V' << Pixel(std::min(Y(bins.counts[i]), Bottom - 1.0)) << 'h'
                       << Pixel(width - gap) << 'V' << Pixel(Bottom) << 'z';
         m_out << "\"/>\n";
     }
 
-    void _DrawThreshold() const {
+    void DrawThreshold() const {
         double const value = m_threshold.value;
         if (!m_shows_threshold || value < m_report.bins.min || value > m_report.bins.max)
             return;
-        double const x = _X(value);
+        double const x = X(value);
         bool const on_the_left = x > (Left + Right) / 2.0;
-        _Line(x, Top - 12.0, x, Bottom, "limit");
-        _Text(x + (on_the_left ? -6.0 : 6.0), Top - 3.0, "number limittext", on_the_left ? "end" : "start",
-              "bad: " + DescribeThreshold(m_threshold));
+        Line(x, Top - 12.0, x, Bottom, "limit");
+        Text(x + (on_the_left ? -6.0 : 6.0), Top - 3.0, "number limittext", on_the_left ? "end" : "start",
+             "bad: " + DescribeThreshold(m_threshold));
     }
 
-    void _Line(double x1, double y1, double x2, double y2, char const* style) const {
+    void Line(double x1, double y1, double x2, double y2, char const* style) const {
         m_out << "<line class=\"" << style << "\" x1=\"" << Pixel(x1) << "\" y1=\"" << Pixel(y1) << "\" x2=\""
               << Pixel(x2) << "\" y2=\"" << Pixel(y2) << "\"/>\n";
     }
-    void _Text(double x, double y, char const* style, char const* anchor, std::string const& text) const {
+    void Text(double x, double y, char const* style, char const* anchor, std::string const& text) const {
         m_out << "<text class=\"" << style << "\" x=\"" << Pixel(x) << "\" y=\"" << Pixel(y)
               << "\" text-anchor=\"" << anchor << "\">" << Escape(text) << "</text>\n";
     }

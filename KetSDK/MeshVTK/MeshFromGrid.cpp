@@ -31,10 +31,10 @@ namespace KetSDK::MeshVTK {
 
 namespace {
 
-// The sub-volumes of a mesh to be: the place of each cell in a list of names, each of which is used.
+// The sub-volumes of a mesh to be: the index of each cell in a list of names, each of which is used.
 struct Partition {
     std::vector<std::wstring> names; // empty: one sub-volume with the name that a new mesh gives it
-    std::vector<int> place;          // of each cell; empty when there is one sub-volume
+    std::vector<int> subvolume_of;   // each cell; empty when there is one sub-volume
 };
 
 // Numbers the values that occur by ascending value.
@@ -51,7 +51,7 @@ Partition MakePartition(std::vector<long long> values, auto const& name_of_value
     Partition partition;
     for (long long const value : ReplaceByRank(values))
         partition.names.push_back(name_of_value(value));
-    partition.place.assign(values.begin(), values.end());
+    partition.subvolume_of.assign(values.begin(), values.end());
     return partition;
 }
 
@@ -109,7 +109,7 @@ public:
     void AddNodes(std::vector<std::array<MLong, 3>> const& points) {
         for (std::array<MLong, 3> const& p : points) {
             m_mesh.AddPoint(p[0], p[1], p[2]);
-            _Step();
+            Step();
         }
     }
 
@@ -118,21 +118,21 @@ public:
             MMeshSubVolume* const part = i == 0 ? m_mesh.GetMainSubVolume() : m_mesh.AddSubVolume();
             part->SetName(partition.names[i]);
         }
-        m_parts.clear();
+        m_subvolumes.clear();
         for (auto it = m_mesh.BeginSubVolume(); it != m_mesh.EndSubVolume(); ++it)
-            m_parts.push_back(it->get());
+            m_subvolumes.push_back(it->get());
         for (vtkIdType cell = 0; cell < m_grid.GetNumberOfCells(); ++cell) {
-            std::size_t const place =
-                partition.place.empty()
+            std::size_t const index =
+                partition.subvolume_of.empty()
                     ? 0
-                    : static_cast<std::size_t>(partition.place[static_cast<std::size_t>(cell)]);
-            _AddElement(cell, *m_parts[place]);
-            _Step();
+                    : static_cast<std::size_t>(partition.subvolume_of[static_cast<std::size_t>(cell)]);
+            TakeElement(cell, *m_subvolumes[index]);
+            Step();
         }
     }
 
 private:
-    void _AddElement(vtkIdType cell, MMeshSubVolume& part) {
+    void TakeElement(vtkIdType cell, MMeshSubVolume& part) {
         vtkIdType count = 0;
         vtkIdType const* ids = nullptr;
         m_grid.GetCells()->GetCellAtId(cell, count, ids);
@@ -140,17 +140,17 @@ private:
         for (vtkIdType i = 0; i < count; ++i)
             nodes[static_cast<std::size_t>(i)] = m_mesh.GetRandomPoint(static_cast<std::uint64_t>(ids[i]));
         if (count == 6)
-            _TurnWedge(nodes.data());
+            TurnWedge(nodes.data());
         part.AddElement(static_cast<char>(count), nodes.data());
     }
 
     // Files hold wedges of either winding. Exchanging the triangles turns a wedge inside out.
-    static void _TurnWedge(MMeshPoint** nodes) {
+    static void TurnWedge(MMeshPoint** nodes) {
         if (GetElementVolume(MMeshElement(6, nodes)) < 0.0)
             std::swap_ranges(nodes, nodes + 3, nodes + 3);
     }
 
-    void _Step() {
+    void Step() {
         ++m_progress;
         if (++m_steps % 10000 == 0 && m_progress.IsCancelled())
             throw Cancelled();
@@ -159,7 +159,7 @@ private:
     MMeshBase& m_mesh;
     vtkUnstructuredGrid& m_grid;
     Common::IncrementalProgressReporter& m_progress;
-    std::vector<MMeshSubVolume*> m_parts;
+    std::vector<MMeshSubVolume*> m_subvolumes;
     std::uint64_t m_steps = 0;
 };
 
@@ -238,9 +238,9 @@ void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid, std::stri
         parts.push_back(mesh.AddSubVolume());
         parts.back()->SetName(name);
     }
-    auto place = partition.place.begin();
+    auto index = partition.subvolume_of.begin();
     for (MMeshElement& e : mesh.Elements())
-        parts[static_cast<std::size_t>(*place++)]->IncludeElement(e);
+        parts[static_cast<std::size_t>(*index++)]->IncludeElement(e);
 }
 
 void SetSubvolumesByLabels(MMeshBase& mesh, std::vector<MMeshArray> const& arrays,

@@ -51,7 +51,7 @@ void* MArena::Allocate(std::size_t bytes) {
     }
     bytes = RoundUp(bytes, alignof(std::max_align_t));
     if (bytes > m_left)
-        _AddChunk(bytes);
+        AddChunk(bytes);
     void* const block = m_next;
     m_next += bytes;
     m_left -= bytes;
@@ -68,7 +68,7 @@ void MArena::Deallocate(void* block, std::size_t bytes) noexcept {
         m_free = new (block) FreeBlock{m_free};
 }
 
-void MArena::_AddChunk(std::size_t bytes) {
+void MArena::AddChunk(std::size_t bytes) {
     std::size_t const wanted = std::max(bytes, std::min(m_total / 4, LargestChunk));
     std::size_t const size = wanted < SmallestInLargePages ? wanted : RoundUp(wanted, LargePage);
     m_chunks.reserve(m_chunks.size() + 1);

@@ -35,7 +35,7 @@ private:
         FreeBlock* next;
     };
 
-    void _AddChunk(std::size_t bytes);
+    void AddChunk(std::size_t bytes);
 
     std::vector<Chunk> m_chunks;
     std::byte* m_next = nullptr; // what is left of the last chunk

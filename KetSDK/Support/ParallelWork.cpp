@@ -62,8 +62,8 @@ public:
 
     bool Sequentially() const {
         for (std::uint64_t step = 0; step < m_count; ++step) {
-            _Compute(step);
-            if (!_Commit(step, step + 1))
+            ComputeStep(step);
+            if (!CommitSteps(step, step + 1))
                 return false;
         }
         return true;
@@ -72,14 +72,14 @@ public:
     // While a window is committed, the threads compute the next one.
     bool InParallel(tbb::task_group_context& context) const {
         Group group(context);
-        std::uint64_t end = _EndOfWindow(0);
-        _ComputeOnThreads(0, end, context);
+        std::uint64_t end = EndOfWindow(0);
+        ComputeOnThreads(0, end, context);
         bool going_on = true;
         for (std::uint64_t begin = 0; going_on && begin < m_count;) {
-            std::uint64_t const next_end = _EndOfWindow(end);
+            std::uint64_t const next_end = EndOfWindow(end);
             if (end < next_end)
-                group.Run([this, end, next_end, &context] { _ComputeOnThreads(end, next_end, context); });
-            going_on = _Commit(begin, end);
+                group.Run([this, end, next_end, &context] { ComputeOnThreads(end, next_end, context); });
+            going_on = CommitSteps(begin, end);
             if (!going_on)
                 group.Cancel();
             group.Wait();
@@ -90,31 +90,31 @@ public:
     }
 
 private:
-    std::uint64_t _EndOfWindow(std::uint64_t begin) const noexcept {
+    std::uint64_t EndOfWindow(std::uint64_t begin) const noexcept {
         return std::min(begin + m_steps.window, m_count);
     }
 
-    void _ComputeOnThreads(std::uint64_t begin, std::uint64_t end, tbb::task_group_context& context) const {
+    void ComputeOnThreads(std::uint64_t begin, std::uint64_t end, tbb::task_group_context& context) const {
         tbb::parallel_for(
             tbb::blocked_range<std::uint64_t>(begin, end, static_cast<std::size_t>(m_steps.grain)),
             [this](tbb::blocked_range<std::uint64_t> const& range) {
                 for (std::uint64_t step = range.begin(); step < range.end(); ++step)
-                    _Compute(step);
+                    ComputeStep(step);
             },
             tbb::simple_partitioner(), context);
     }
 
-    std::uint64_t _First(std::uint64_t step) const noexcept { return step * m_steps.step; }
-    std::uint64_t _Last(std::uint64_t step) const noexcept {
-        return _First(step) + std::min(m_steps.step, m_steps.items - _First(step));
+    std::uint64_t First(std::uint64_t step) const noexcept { return step * m_steps.step; }
+    std::uint64_t Last(std::uint64_t step) const noexcept {
+        return First(step) + std::min(m_steps.step, m_steps.items - First(step));
     }
     // Two windows that follow one another never share a slot.
-    std::size_t _Slot(std::uint64_t step) const noexcept { return static_cast<std::size_t>(step % m_slots); }
+    std::size_t Slot(std::uint64_t step) const noexcept { return static_cast<std::size_t>(step % m_slots); }
 
-    void _Compute(std::uint64_t step) const { m_compute(_First(step), _Last(step), _Slot(step)); }
-    bool _Commit(std::uint64_t begin, std::uint64_t end) const {
+    void ComputeStep(std::uint64_t step) const { m_compute(First(step), Last(step), Slot(step)); }
+    bool CommitSteps(std::uint64_t begin, std::uint64_t end) const {
         for (std::uint64_t step = begin; step < end; ++step)
-            if (!m_commit(_First(step), _Last(step), _Slot(step)))
+            if (!m_commit(First(step), Last(step), Slot(step)))
                 return false;
         return true;
     }

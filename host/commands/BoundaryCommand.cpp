@@ -46,13 +46,13 @@ private:
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
         m_output.Open();
-        _CheckHoldsColors();
+        CheckHoldsColors();
         KetSDK::MeshJobs::Model const model = m_input.Read(context);
         m_result = KetSDK::MeshJobs::Boundary(model, m_options, context);
         m_output.Write(m_result.surface, {m_input.GetUnit()}, context);
     }
 
-    void _CheckHoldsColors() const {
+    void CheckHoldsColors() const {
         std::string const ending = std::filesystem::path(m_output.GetFileName()).extension().string();
         if (m_options.colors && ending != ".vtp" && ending != ".ply")
             throw KetSDK::MeshJobs::FileError(m_output.GetFileName(),

@@ -14,15 +14,15 @@ void Command::Declare(CLI::App& app) {
 int Command::Run(Progress const& progress) {
     if (Answer())
         return Done;
-    Work(_MakeContext(progress));
+    Work(MakeContext(progress));
     if (m_json)
-        _PrintJson();
+        PrintObject();
     else
-        _PrintText();
+        PrintText();
     return Check();
 }
 
-KetSDK::MeshJobs::Context Command::_MakeContext(Progress const& progress) {
+KetSDK::MeshJobs::Context Command::MakeContext(Progress const& progress) {
     KetSDK::MeshJobs::Context context;
     context.progress = progress;
     context.warn = [this](std::string const& message) {
@@ -32,7 +32,7 @@ KetSDK::MeshJobs::Context Command::_MakeContext(Progress const& progress) {
     return context;
 }
 
-void Command::_PrintJson() const {
+void Command::PrintObject() const {
     Json report = Report();
     report["inputs"] = Json::array();
     for (std::string const* const name : m_inputs)
@@ -44,7 +44,7 @@ void Command::_PrintJson() const {
     PrintJson(report);
 }
 
-void Command::_PrintText() const {
+void Command::PrintText() const {
     Print(std::cout);
     if (NamesFiles())
         return;

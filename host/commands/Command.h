@@ -58,9 +58,9 @@ protected:
     bool IsJson() const noexcept { return m_json; }
 
 private:
-    KetSDK::MeshJobs::Context _MakeContext(Progress const& progress);
-    void _PrintJson() const;
-    void _PrintText() const;
+    KetSDK::MeshJobs::Context MakeContext(Progress const& progress);
+    void PrintObject() const;
+    void PrintText() const;
 
     char const* m_name;
     char const* m_description;

@@ -45,7 +45,7 @@ private:
 
     void Print(std::ostream& out) const override {
         out << m_input.GetFileName() << '\n'
-            << "elements        " << m_result.elements << " (" << _KindsText() << ")\n"
+            << "elements        " << m_result.elements << " (" << KindsText() << ")\n"
             << "nodes           " << m_result.nodes << '\n'
             << "volume          " << FormatNumber(m_result.volume) << " mm3\n"
             << "box             " << FormatBox(m_result.box) << " mm\n"
@@ -58,7 +58,7 @@ private:
         PrintSubVolumes(out, m_result.subvolumes);
     }
 
-    std::string _KindsText() const {
+    std::string KindsText() const {
         std::string text;
         for (KetSDK::MeshJobs::KindCount const& kind : m_result.kinds)
             if (kind.elements > 0)

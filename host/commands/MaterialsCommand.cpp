@@ -132,7 +132,7 @@ private:
                                            {"grey", {m.LowGrey(), m.HighGrey()}},
                                            {"color", FormatColor(m.color)}});
             if (m.subvolume >= 0)
-                report["materials"].back()["subvolume"] = _SubVolumeName(m);
+                report["materials"].back()["subvolume"] = SubVolumeName(m);
         }
         report["outside"] = m_result.sampling.outside;
         report["volume"] = m_result.volume;
@@ -157,10 +157,10 @@ private:
             << FormatNumber(sampling.largest) << ", mean " << FormatNumber(sampling.mean) << "\noutside  "
             << sampling.outside << " of " << m_result.elements << " elements ("
             << FormatShare(sampling.outside, m_result.elements) << ")\n\n";
-        _PrintMaterials(out);
+        PrintMaterials(out);
     }
 
-    void _PrintMaterials(std::ostream& out) const {
+    void PrintMaterials(std::ostream& out) const {
         bool const has_subvolumes = m_result.materials.front().subvolume >= 0;
         std::vector<Table::Column> columns = {{"id", Table::Align::Right}};
         if (has_subvolumes)
@@ -171,7 +171,7 @@ private:
         columns.push_back({"colour", Table::Align::Left});
         Table table(columns);
         for (AssignedMaterial const& m : m_result.materials)
-            table.AddRow(_Row(m, has_subvolumes));
+            table.AddRow(Row(m, has_subvolumes));
         table.AddRule();
         std::vector<std::string> total = {"all"};
         total.resize(has_subvolumes ? 7 : 6);
@@ -183,10 +183,10 @@ private:
         table.Print(out);
     }
 
-    std::vector<std::string> _Row(AssignedMaterial const& m, bool has_subvolumes) const {
+    std::vector<std::string> Row(AssignedMaterial const& m, bool has_subvolumes) const {
         std::vector<std::string> row = {std::to_string(m.id)};
         if (has_subvolumes)
-            row.push_back(_SubVolumeName(m));
+            row.push_back(SubVolumeName(m));
         for (std::string const& cell :
              {FormatGeneral(m.LowGrey()), FormatGeneral(m.HighGrey()), FormatGeneral(m.density, 4),
               FormatGeneral(m.emodulus, 5), FormatGeneral(m_result.law.poisson), std::to_string(m.elements),
@@ -196,7 +196,7 @@ private:
         return row;
     }
 
-    std::string const& _SubVolumeName(AssignedMaterial const& m) const {
+    std::string const& SubVolumeName(AssignedMaterial const& m) const {
         return m_result.subvolumes[static_cast<std::size_t>(m.subvolume)];
     }
 

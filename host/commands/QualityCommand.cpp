@@ -59,7 +59,7 @@ private:
                         "metrics; values below 0 are bad unless --below or --above says otherwise")
             ->type_name("N")
             ->check(Count());
-        _DeclareHistogram(command);
+        DeclareHistogram(command);
         command
             .add_option("--worst", m_options.worst,
                         "How many of the worst elements to name for each metric (10 unless given)")
@@ -76,7 +76,7 @@ private:
         });
     }
 
-    void _DeclareHistogram(CLI::App& command) {
+    void DeclareHistogram(CLI::App& command) {
         KetSDK::Mesh::QualityBinning& binning = m_options.binning;
         CLI::Option* const partitions =
             command.add_option("--partitions", binning.partitions, "Number of bins (10 unless given)")

@@ -36,12 +36,11 @@ private:
         m_input.Declare(*this, command);
         m_output.Declare(*this, command, "Volume mesh to write, with all arrays of the one that is read")
             ->required();
-        _DeclareThreshold(command, "--min-ratio", m_options.min_ratio,
-                          "Smallest Jacobian ratio that is good");
-        _DeclareThreshold(command, "--max-ratio", m_options.max_ratio, "Largest Jacobian ratio that is good");
-        _DeclareThreshold(command, "--min-alignment", m_options.min_alignment,
-                          "Smallest cosine of the angle at a mid-edge node between the halves of its edge, 1 "
-                          "when straight; nodes below are pulled back first");
+        DeclareThreshold(command, "--min-ratio", m_options.min_ratio, "Smallest Jacobian ratio that is good");
+        DeclareThreshold(command, "--max-ratio", m_options.max_ratio, "Largest Jacobian ratio that is good");
+        DeclareThreshold(command, "--min-alignment", m_options.min_alignment,
+                         "Smallest cosine of the angle at a mid-edge node between the halves of its edge, 1 "
+                         "when straight; nodes below are pulled back first");
         command
             .add_option("--fail-on", m_most_bad,
                         "End with exit status 2 when more than so many elements stay bad")
@@ -50,8 +49,8 @@ private:
         m_threads.Declare(command);
     }
 
-    static void _DeclareThreshold(CLI::App& command, char const* name, double& value,
-                                  std::string const& description) {
+    static void DeclareThreshold(CLI::App& command, char const* name, double& value,
+                                 std::string const& description) {
         command.add_option(name, value, description + " (" + FormatGeneral(value) + " unless given)")
             ->type_name("R")
             ->check(FiniteNumber());
@@ -76,12 +75,12 @@ private:
         report["thresholds"] = {m_options.min_ratio, m_options.max_ratio};
         report["bad_before"] = m_result.before.bad;
         report["bad_after"] = m_result.after.bad;
-        report["ratio_before"] = _ToJson(m_result.before);
-        report["ratio_after"] = _ToJson(m_result.after);
+        report["ratio_before"] = ToJson(m_result.before);
+        report["ratio_after"] = ToJson(m_result.after);
         return report;
     }
 
-    static Json _ToJson(RatioReport const& ratios) {
+    static Json ToJson(RatioReport const& ratios) {
         return {{"bad", ratios.bad},
                 {"folded", ratios.folded},
                 {"min", ratios.min},

@@ -44,17 +44,17 @@ private:
     }
 
     Json Report() const override {
-        return {{"elements", m_elements}, {"nodes", m_nodes}, {"bytes", m_bytes}, {"encoding", _Encoding()}};
+        return {{"elements", m_elements}, {"nodes", m_nodes}, {"bytes", m_bytes}, {"encoding", Encoding()}};
     }
 
     void Print(std::ostream& out) const override {
         out << m_output.GetFileName() << ": " << m_elements << " elements, " << m_nodes << " nodes, "
-            << FormatBytes(m_bytes) << ", " << _Encoding() << '\n';
+            << FormatBytes(m_bytes) << ", " << Encoding() << '\n';
     }
 
     bool NamesFiles() const override { return true; }
 
-    char const* _Encoding() const { return m_text ? "text" : "binary"; }
+    char const* Encoding() const { return m_text ? "text" : "binary"; }
 
     ModelInput m_input;
     ModelOutput m_output;

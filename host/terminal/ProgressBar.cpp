@@ -30,7 +30,7 @@ void ProgressBar::Advance(double fraction) {
     if (!m_visible || std::chrono::steady_clock::now() - m_drawn < Interval)
         return;
     m_drawn = std::chrono::steady_clock::now();
-    _Draw(fraction);
+    Draw(fraction);
 }
 
 void ProgressBar::End() {
@@ -42,7 +42,7 @@ bool ProgressBar::IsCancelled() const {
     return ketmesh::IsCancelled();
 }
 
-void ProgressBar::_Draw(double fraction) {
+void ProgressBar::Draw(double fraction) {
     std::size_t const filled = static_cast<std::size_t>(fraction * static_cast<double>(BarWidth));
     std::cerr << EraseLine << m_label << " [" << std::string(filled, '#')
               << std::string(BarWidth - filled, ' ') << "] " << static_cast<int>(fraction * 100.0) << " %"

@@ -19,7 +19,7 @@ public:
     bool IsCancelled() const override;
 
 private:
-    void _Draw(double fraction);
+    void Draw(double fraction);
 
     bool m_visible;
     std::string m_label;

@@ -16,10 +16,10 @@ struct FullMesh {
     std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>> fields;
 
     FullMesh() {
-        _AddElements();
-        _AddValues();
-        _AddMaterials();
-        _AddFields();
+        AddElements();
+        AddValues();
+        AddMaterials();
+        AddFields();
         mesh->SetGreyValuesFlag(true);
         mesh->SetVolumeIndexFlag(true);
         mesh->SetMeshType(MMeshBase::Quadratic);
@@ -28,7 +28,7 @@ struct FullMesh {
 
 private:
     // An element of each kind in three sub-volumes, the last of which is empty.
-    void _AddElements() {
+    void AddElements() {
         for (int const kind : {4, 6, 8, 10})
             TestMeshes::AddElementOfKind(*mesh, static_cast<unsigned char>(kind));
         mesh->AddPoint(std::numeric_limits<MLong>::max(), std::numeric_limits<MLong>::min(), 0);
@@ -39,7 +39,7 @@ private:
         mesh->AddSubVolume()->SetName(L"");
     }
 
-    void _AddValues() {
+    void AddValues() {
         MMeshElementMaskContainer& masks = *mesh->GetElementMasks();
         double const nan = std::numeric_limits<double>::quiet_NaN();
         double const grey[] = {-1024.5, nan, -0.0, std::numeric_limits<double>::denorm_min()};
@@ -60,7 +60,7 @@ private:
             mesh->GetPointMasks()->GetOriginalIDs()->SetValue(*node, 1000 - node->GetIndex());
     }
 
-    void _AddMaterials() {
+    void AddMaterials() {
         MMeshMaterial material; // one with nothing set
         for (unsigned int const id : {1u, 0u, 0xFFFFFFF0u}) {
             material.SetID(id);
@@ -72,7 +72,7 @@ private:
         }
     }
 
-    void _AddFields() {
+    void AddFields() {
         auto const add = [this](std::wstring const& id, std::wstring const& label, double default_value) {
             fields.push_back(
                 std::make_unique<MMeshNamedScalarMaskPoints>(id, label, mesh.get(), default_value));

@@ -21,36 +21,36 @@ public:
     void Run() {
         for (MMeshElement& e : m_mesh.Elements())
             for (unsigned int face = 0; e.GetNodeCount() >= 4 && face < 4; ++face)
-                _Count(e, face);
+                Count(e, face);
         for (auto const& [side, faces] : m_facing)
             m_counts.m_disagreeing += std::min(faces.with, faces.without);
     }
 
 private:
-    void _Count(MMeshElement& e, unsigned int face) {
+    void Count(MMeshElement& e, unsigned int face) {
         MMeshElement* const neighbour = m_mesh.GetNeighborsInfo()->GetNeighbor(&e, face);
         MStlTriangle const* const triangle = m_mapper.GetTriangle(&e, face);
-        int const own = _NumberOf(e);
-        int const other = neighbour ? _NumberOf(*neighbour) : own;
+        int const own = NumberOf(e);
+        int const other = neighbour ? NumberOf(*neighbour) : own;
         if (!neighbour) {
             m_counts.m_boundary.Add(triangle);
-            m_counts.m_disagreeing += triangle && !_FacesAway(*triangle, e, face);
+            m_counts.m_disagreeing += triangle && !FacesAway(*triangle, e, face);
         } else if (own < other) {
             m_counts.m_interface.Add(triangle);
             if (triangle)
-                m_facing[{triangle->GetSurface(), own, other}].Add(_FacesAway(*triangle, e, face));
+                m_facing[{triangle->GetSurface(), own, other}].Add(FacesAway(*triangle, e, face));
         } else if (own == other && std::less<>()(&e, neighbour)) {
             m_counts.m_inner.Add(triangle);
         }
     }
 
     // -1 for an element in no sub-volume.
-    int _NumberOf(MMeshElement const& e) const {
+    int NumberOf(MMeshElement const& e) const {
         MMeshSubVolume const* const sub_volume = m_mesh.GetSubVolume(e);
         return sub_volume ? sub_volume->GetID() : -1;
     }
 
-    static bool _FacesAway(MStlTriangle const& triangle, MMeshElement const& e, unsigned int face) {
+    static bool FacesAway(MStlTriangle const& triangle, MMeshElement const& e, unsigned int face) {
         auto const& at = MMeshElementDescriptor::descr_triangle_point_ORIENTED[face];
         auto const corner = [&](unsigned int i) {
             MMeshPoint const& p = *e.GetNode(at[i]);

@@ -46,35 +46,35 @@ bool ForEachSharedFace(MMeshElement const& e, MMeshElement const& other, Visit c
 MMeshCorrespondenceMapperBase::~MMeshCorrespondenceMapperBase() = default;
 
 void MMeshCorrespondenceMapperBase::Map() {
-    _Forget();
+    Forget();
     if (m_stl && m_mesh && m_stl->NumberOfTriangles() > 0) {
         try {
-            _Run();
+            Run();
         } catch (MappingCancelled const&) {
-            _Forget();
+            Forget();
             return;
         }
     }
     m_mapped = true;
 }
 
-void MMeshCorrespondenceMapperBase::_Forget() noexcept {
+void MMeshCorrespondenceMapperBase::Forget() noexcept {
     m_mapped = false;
-    m_place.clear();
+    m_entry_of_slot.clear();
     m_faces.clear();
     m_element_of.clear();
 }
 
-void MMeshCorrespondenceMapperBase::_Run() {
+void MMeshCorrespondenceMapperBase::Run() {
     KetSDK::Common::IndeterminateProgressReporter const reporter(m_delegate, "Mapping surface", true);
     MappingLoop const loop(m_parallel, reporter);
-    std::unique_ptr<SurfaceMatcher> const matcher = _MakeMatcher(*m_stl);
+    std::unique_ptr<SurfaceMatcher> const matcher = MakeMatcher(*m_stl);
     SurfaceFaces const faces(*m_mesh, *matcher, loop);
-    _Commit(faces, matcher->FindMatches(faces.Faces(), loop));
+    CommitSteps(faces, matcher->FindMatches(faces.Faces(), loop));
 }
 
-void MMeshCorrespondenceMapperBase::_Commit(SurfaceFaces const& faces,
-                                            std::vector<FaceMatch> const& matches) {
+void MMeshCorrespondenceMapperBase::CommitSteps(SurfaceFaces const& faces,
+                                                std::vector<FaceMatch> const& matches) {
     std::span<SurfaceFaces::Side const> const sides = faces.Sides();
     for (std::size_t i = 0; i < matches.size(); ++i) {
         FaceMatch const& match = matches[i];
@@ -87,7 +87,7 @@ void MMeshCorrespondenceMapperBase::_Commit(SurfaceFaces const& faces,
         for (std::size_t k = first; k < last; ++k) {
             // The other elements lie on the other side of the face.
             FaceMatch const seen = k == first ? match : FaceMatch{match.opposite, match.same};
-            _Enter(sides[k].element, sides[k].face, seen, last - first == 1);
+            Enter(sides[k].element, sides[k].face, seen, last - first == 1);
         }
     }
     // The first element of each triangle.
@@ -100,14 +100,14 @@ void MMeshCorrespondenceMapperBase::_Commit(SurfaceFaces const& faces,
                        m_element_of.end());
 }
 
-void MMeshCorrespondenceMapperBase::_Enter(std::uint32_t element, unsigned int face, FaceMatch const& match,
-                                           bool alone) {
+void MMeshCorrespondenceMapperBase::Enter(std::uint32_t element, unsigned int face, FaceMatch const& match,
+                                          bool alone) {
     std::uint64_t const slot = m_mesh->GetElement(element)->GetMaskIndex();
     if (slot == MDataMaskIndex::NotRegistered)
         return;
-    if (slot >= m_place.size())
-        m_place.resize(static_cast<std::size_t>(slot) + 1, None);
-    std::uint32_t& place = m_place[static_cast<std::size_t>(slot)];
+    if (slot >= m_entry_of_slot.size())
+        m_entry_of_slot.resize(static_cast<std::size_t>(slot) + 1, None);
+    std::uint32_t& place = m_entry_of_slot[static_cast<std::size_t>(slot)];
     if (place == None) {
         place = static_cast<std::uint32_t>(m_faces.size());
         m_faces.emplace_back();
@@ -122,24 +122,25 @@ void MMeshCorrespondenceMapperBase::_Enter(std::uint32_t element, unsigned int f
 }
 
 MMeshCorrespondenceMapperBase::ElementFaces const*
-MMeshCorrespondenceMapperBase::_FacesOf(MMeshElement const& e) const noexcept {
+MMeshCorrespondenceMapperBase::FacesOf(MMeshElement const& e) const noexcept {
     std::uint64_t const slot = e.GetMaskIndex();
-    std::uint32_t const place = slot < m_place.size() ? m_place[static_cast<std::size_t>(slot)] : None;
+    std::uint32_t const place =
+        slot < m_entry_of_slot.size() ? m_entry_of_slot[static_cast<std::size_t>(slot)] : None;
     return place != None ? &m_faces[place] : nullptr;
 }
 
 MStlTriangle* MMeshCorrespondenceMapperBase::GetTriangle(MMeshElement* e, unsigned int face) {
-    _MapOnce();
-    ElementFaces const* const faces = e && face < 4 ? _FacesOf(*e) : nullptr;
+    MapOnce();
+    ElementFaces const* const faces = e && face < 4 ? FacesOf(*e) : nullptr;
     return faces ? faces->triangle[face] : nullptr;
 }
 
 MStlTriangle* MMeshCorrespondenceMapperBase::GetSharedTriangle(MMeshElement* e1, MMeshElement* e2) {
-    _MapOnce();
+    MapOnce();
     if (!e1 || !e2)
         return nullptr;
     MStlTriangle* triangle = nullptr;
-    if (ElementFaces const* const faces = _FacesOf(*e1))
+    if (ElementFaces const* const faces = FacesOf(*e1))
         ForEachSharedFace(*e1, *e2, [&](unsigned int face) {
             triangle = faces->triangle[face];
             return triangle == nullptr;
@@ -148,7 +149,7 @@ MStlTriangle* MMeshCorrespondenceMapperBase::GetSharedTriangle(MMeshElement* e1,
 }
 
 MMeshElement* MMeshCorrespondenceMapperBase::GetElement(MStlTriangle const* triangle) {
-    _MapOnce();
+    MapOnce();
     auto const found = std::ranges::lower_bound(m_element_of, triangle, std::less<>(),
                                                 [](auto const& entry) { return entry.first; });
     bool const is_there = found != m_element_of.end() && found->first == triangle;
@@ -156,8 +157,8 @@ MMeshElement* MMeshCorrespondenceMapperBase::GetElement(MStlTriangle const* tria
 }
 
 bool MMeshCorrespondenceMapperBase::IsAssignedTo(MStlTriangle const* triangle, MMeshElement* e) {
-    _MapOnce();
-    ElementFaces const* const faces = triangle && e ? _FacesOf(*e) : nullptr;
+    MapOnce();
+    ElementFaces const* const faces = triangle && e ? FacesOf(*e) : nullptr;
     bool assigned = false;
     for (unsigned int face = 0; faces && face < 4; ++face)
         assigned = assigned || (faces->assigned[face] && faces->triangle[face] == triangle);
@@ -165,10 +166,10 @@ bool MMeshCorrespondenceMapperBase::IsAssignedTo(MStlTriangle const* triangle, M
 }
 
 int MMeshCorrespondenceMapperBase::IsBoundaryCrossing(MMeshElement* e1, MMeshElement* e2) {
-    _MapOnce();
+    MapOnce();
     if (!e1 || !e2)
         return -1;
-    ElementFaces const* const faces = _FacesOf(*e1);
+    ElementFaces const* const faces = FacesOf(*e1);
     bool crossing = false;
     bool const shared = ForEachSharedFace(*e1, *e2, [&](unsigned int face) {
         crossing = faces && faces->triangle[face];

@@ -54,8 +54,8 @@ public:
     // Whether some face of an element has a triangle, for walks over the mesh that ask no further where
     // none has.
     bool HasTriangle(MMeshElement const& e) {
-        _MapOnce();
-        return _FacesOf(e) != nullptr;
+        MapOnce();
+        return FacesOf(e) != nullptr;
     }
 
 protected:
@@ -75,27 +75,27 @@ private:
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
 
     // What knows the triangles of the surface; made anew for each mapping.
-    virtual std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> _MakeMatcher(MStlBase& stl) const = 0;
+    virtual std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> MakeMatcher(MStlBase& stl) const = 0;
 
-    void _Forget() noexcept;
-    void _Run();
-    void _Commit(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
-                 std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches);
-    void _Enter(std::uint32_t element, unsigned int face, KetSDK::Mesh::Detail::FaceMatch const& match,
-                bool alone);
-    void _MapOnce() {
+    void Forget() noexcept;
+    void Run();
+    void CommitSteps(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
+                     std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches);
+    void Enter(std::uint32_t element, unsigned int face, KetSDK::Mesh::Detail::FaceMatch const& match,
+               bool alone);
+    void MapOnce() {
         if (!m_mapped)
             Map();
     }
-    ElementFaces const* _FacesOf(MMeshElement const& e) const noexcept;
+    ElementFaces const* FacesOf(MMeshElement const& e) const noexcept;
 
     MStlBase* m_stl;
     MMeshBase* m_mesh;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;
     bool m_parallel = false;
     bool m_mapped = false;
-    std::vector<std::uint32_t> m_place; // by mask index of the element: its index below, or None
-    std::vector<ElementFaces> m_faces;  // of the elements with a triangle
+    std::vector<std::uint32_t> m_entry_of_slot; // by mask index of the element: its index below, or None
+    std::vector<ElementFaces> m_faces;          // of the elements with a triangle
     // By address of the triangle: the index of the element that it is assigned to.
     std::vector<std::pair<MStlTriangle const*, std::uint32_t>> m_element_of;
 };

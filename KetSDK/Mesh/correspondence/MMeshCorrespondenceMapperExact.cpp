@@ -22,7 +22,7 @@ public:
         std::uint32_t number = 0;
         for (MStlTriangle const& t : stl.Triangles()) {
             Corners const corners =
-                _Sort({_Find(*t.GetPoint(0)), _Find(*t.GetPoint(1)), _Find(*t.GetPoint(2))});
+                Sort({Lookup(*t.GetPoint(0)), Lookup(*t.GetPoint(1)), Lookup(*t.GetPoint(2))});
             std::uint32_t& first = corners.even ? m_triangles[corners.point].same //
                                                 : m_triangles[corners.point].opposite;
             first = std::min(first, number++);
@@ -38,7 +38,7 @@ public:
         std::vector<FaceMatch> matches(faces.size());
         loop(faces.size(), 512, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i)
-                matches[i] = _Match(faces[i]);
+                matches[i] = Match(faces[i]);
         });
         return matches;
     }
@@ -56,7 +56,7 @@ private:
         }
     };
 
-    static Corners _Sort(Points const& unsorted) {
+    static Corners Sort(Points const& unsorted) {
         Corners corners{unsorted};
         auto const order = [&corners](std::size_t a, std::size_t b) {
             if (corners.point[a] > corners.point[b]) {
@@ -70,17 +70,17 @@ private:
         return corners;
     }
 
-    MLong _Find(MStlPoint const& p) const {
+    MLong Lookup(MStlPoint const& p) const {
         return m_stl.FindPoint(p.GetX(), p.GetY(), p.GetZ())->GetIndex();
     }
 
-    FaceMatch _Match(SurfaceFace const& face) const {
+    FaceMatch Match(SurfaceFace const& face) const {
         Points points;
         for (std::size_t i = 0; i < 3; ++i) {
             MMeshPoint const& node = *face.corners[i];
             points[i] = m_stl.FindPoint(node.x, node.y, node.z)->GetIndex();
         }
-        Corners const corners = _Sort(points);
+        Corners const corners = Sort(points);
         auto const found = m_triangles.find(corners.point);
         if (found == m_triangles.end())
             return {};
@@ -99,6 +99,6 @@ private:
 
 MMeshCorrespondenceMapperExact::~MMeshCorrespondenceMapperExact() = default;
 
-std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperExact::_MakeMatcher(MStlBase& stl) const {
+std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperExact::MakeMatcher(MStlBase& stl) const {
     return std::make_unique<ExactMatcher>(stl);
 }

@@ -13,5 +13,5 @@ public:
     ~MMeshCorrespondenceMapperExact() override;
 
 private:
-    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> _MakeMatcher(MStlBase& stl) const override;
+    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> MakeMatcher(MStlBase& stl) const override;
 };

@@ -78,37 +78,37 @@ public:
         std::vector<Claims> claims(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i)
-                claims[i] = _ClaimByCorners(faces[i]);
+                claims[i] = ClaimByCorners(faces[i]);
         });
-        std::vector<double> const taken = _LeastCosts(claims);
+        std::vector<double> const taken = LeastCosts(claims);
         std::vector<FaceMatch> matches(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i) {
-                matches[i] = _Granted(claims[i], taken);
+                matches[i] = Granted(claims[i], taken);
                 if (matches[i].IsEmpty())
-                    matches[i] = _MatchByPlane(faces[i], taken);
+                    matches[i] = MatchByPlane(faces[i], taken);
             }
         });
         return matches;
     }
 
 private:
-    static Triangle _PositionsOf(SurfaceFace const& face) {
+    static Triangle PositionsOf(SurfaceFace const& face) {
         return {face.corners[0]->GetPosition(), face.corners[1]->GetPosition(),
                 face.corners[2]->GetPosition()};
     }
 
     // The triangles within the tolerance of the centroid.
-    Hits const& _Near(Triangle const& face) const {
+    Hits const& Near(Triangle const& face) const {
         thread_local Hits hits;
         m_tree.FindWithin((face[0] + face[1] + face[2]) / 3.0, m_tolerance, hits);
         return hits;
     }
 
-    Claims _ClaimByCorners(SurfaceFace const& face) const {
-        Triangle const corners = _PositionsOf(face);
+    Claims ClaimByCorners(SurfaceFace const& face) const {
+        Triangle const corners = PositionsOf(face);
         Claims claims;
-        for (MStlTriangleTree::Hit const& hit : _Near(corners)) {
+        for (MStlTriangleTree::Hit const& hit : Near(corners)) {
             CornerDistances const distances(corners, m_tree.GetPositions(hit.number));
             double const least = std::min(distances.same, distances.opposite);
             if (least <= m_tolerance)
@@ -119,7 +119,7 @@ private:
     }
 
     // What the best claim to each triangle costs.
-    std::vector<double> _LeastCosts(std::vector<Claims> const& claims) const {
+    std::vector<double> LeastCosts(std::vector<Claims> const& claims) const {
         std::vector<double> least(m_tree.NumberOfTriangles(), Unmatched);
         for (Claims const& both : claims)
             for (Claim const& claim : {both.same, both.opposite})
@@ -130,7 +130,7 @@ private:
 
     // The claims that are as good as any. Faces of parts that are not joined can lie at one place: all of
     // them have the triangle.
-    static FaceMatch _Granted(Claims const& claims, std::vector<double> const& taken) {
+    static FaceMatch Granted(Claims const& claims, std::vector<double> const& taken) {
         auto const granted = [&taken](Claim const& claim) {
             bool const best = claim.triangle != FaceMatch::None && claim.cost <= taken[claim.triangle];
             return best ? claim.triangle : FaceMatch::None;
@@ -138,12 +138,12 @@ private:
         return {granted(claims.same), granted(claims.opposite)};
     }
 
-    FaceMatch _MatchByPlane(SurfaceFace const& face, std::vector<double> const& taken) const {
-        Triangle const corners = _PositionsOf(face);
+    FaceMatch MatchByPlane(SurfaceFace const& face, std::vector<double> const& taken) const {
+        Triangle const corners = PositionsOf(face);
         Point const normal = corners.Normal();
         Claim same;
         Claim opposite;
-        for (MStlTriangleTree::Hit const& hit : _Near(corners)) {
+        for (MStlTriangleTree::Hit const& hit : Near(corners)) {
             if (!face.exterior && taken[hit.number] != Unmatched)
                 continue;
             double const cosine = normal.Dot(m_tree.GetPositions(hit.number).Normal());
@@ -169,6 +169,6 @@ private:
 
 MMeshCorrespondenceMapperProjection::~MMeshCorrespondenceMapperProjection() = default;
 
-std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperProjection::_MakeMatcher(MStlBase& stl) const {
+std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperProjection::MakeMatcher(MStlBase& stl) const {
     return std::make_unique<ProjectionMatcher>(stl, m_tolerance);
 }

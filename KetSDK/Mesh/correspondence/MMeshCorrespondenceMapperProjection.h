@@ -27,7 +27,7 @@ public:
     double GetTolerance() const noexcept { return m_tolerance; }
 
 private:
-    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> _MakeMatcher(MStlBase& stl) const override;
+    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> MakeMatcher(MStlBase& stl) const override;
 
     double m_tolerance;
 };

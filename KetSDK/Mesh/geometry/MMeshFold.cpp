@@ -61,7 +61,7 @@ public:
     explicit Form(MMeshElement const& e) {
         std::array<Columns, 4> const at = {ColumnsAt(e, 0), ColumnsAt(e, 1), ColumnsAt(e, 2),
                                            ColumnsAt(e, 3)};
-        _Fill([&at](std::size_t u, std::size_t v, std::size_t w) {
+        Fill([&at](std::size_t u, std::size_t v, std::size_t w) {
             std::size_t order[3] = {u, v, w};
             std::size_t const permutations[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2},
                                                     {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
@@ -75,7 +75,7 @@ public:
     // edge between corners 0 and `cut` where from[i] is Middle.
     static constexpr std::size_t Middle = 4;
     Form(Form const& whole, std::array<std::size_t, 4> const& from, std::size_t cut) {
-        _Fill([&](std::size_t u, std::size_t v, std::size_t w) {
+        Fill([&](std::size_t u, std::size_t v, std::size_t w) {
             std::size_t const corners[3] = {from[u], from[v], from[w]};
             Number sum = 0;
             for (unsigned int ends = 0; ends < 8; ++ends) { // one end or the other in each place
@@ -114,7 +114,7 @@ private:
 
     // Sets all values of a symmetric function of three corners.
     template <typename Value>
-    void _Fill(Value const& value) {
+    void Fill(Value const& value) {
         for (std::size_t u = 0; u < 4; ++u)
             for (std::size_t v = u; v < 4; ++v)
                 for (std::size_t w = v; w < 4; ++w)

@@ -45,7 +45,7 @@ public:
         mesh.GetElementMasks()->RegisterMask(&m_listed);
         for (MMeshElement& e : mesh.Elements())
             if (first.GetValue(e))
-                _Append(e);
+                Append(e);
     }
 
     // Appends the face neighbours of the ring that was added last. False when there is no such ring.
@@ -56,8 +56,8 @@ public:
         for (; m_ring < end; ++m_ring)
             for (unsigned int face = 0; face < 4; ++face) {
                 MMeshElement* const neighbour = m_neighbours.GetNeighbor(m_elements[m_ring], face);
-                if (neighbour && !_IsListed(*neighbour))
-                    _Append(*neighbour);
+                if (neighbour && !IsListed(*neighbour))
+                    Append(*neighbour);
             }
         return true;
     }
@@ -65,12 +65,12 @@ public:
     std::vector<MMeshElement*> const& Elements() const noexcept { return m_elements; }
 
 private:
-    bool _HasSlot(MMeshElement const& e) const { return e.GetMaskIndex() < m_listed.GetSize(); }
-    bool _IsListed(MMeshElement const& e) const {
-        return _HasSlot(e) ? m_listed.GetValue(e) : m_listed_without_slot.contains(&e);
+    bool HasSlot(MMeshElement const& e) const { return e.GetMaskIndex() < m_listed.GetSize(); }
+    bool IsListed(MMeshElement const& e) const {
+        return HasSlot(e) ? m_listed.GetValue(e) : m_listed_without_slot.contains(&e);
     }
-    void _Append(MMeshElement& e) {
-        if (_HasSlot(e))
+    void Append(MMeshElement& e) {
+        if (HasSlot(e))
             m_listed.SetValue(e, true);
         else
             m_listed_without_slot.insert(&e);
@@ -130,7 +130,7 @@ bool MMeshGrowBadTetsOperator::Operate() {
     IncrementalProgressReporter progress(m_progress, "MMeshGrowBadTetsOperator",
                                          static_cast<unsigned long long>(rings) + 1, true);
     GetMesh()->GetNeighborsInfo()->Enable();
-    if (!_AttachResult())
+    if (!AttachResult())
         return false;
     GrowingSet set(*GetMesh(), *m_bad);
     for (int ring = 0; ring < rings && set.AddRing(); ++ring) {
@@ -140,12 +140,12 @@ bool MMeshGrowBadTetsOperator::Operate() {
             return false;
         }
     }
-    _MarkBoundary(set.Elements());
+    MarkBoundary(set.Elements());
     progress = progress.GetMaxValue();
     return true;
 }
 
-bool MMeshGrowBadTetsOperator::_AttachResult() {
+bool MMeshGrowBadTetsOperator::AttachResult() {
     auto const masks = TriangleMasks(*m_stl);
     if (!masks)
         return false;
@@ -153,7 +153,7 @@ bool MMeshGrowBadTetsOperator::_AttachResult() {
     return masks->RegisterMask(m_result.get());
 }
 
-void MMeshGrowBadTetsOperator::_MarkBoundary(std::vector<MMeshElement*> const& elements) {
+void MMeshGrowBadTetsOperator::MarkBoundary(std::vector<MMeshElement*> const& elements) {
     NeighbourLists const lists(*m_stl);
     MMeshBaseNeighborsInfo& neighbours = *GetMesh()->GetNeighborsInfo();
     for (MMeshElement* const e : elements)

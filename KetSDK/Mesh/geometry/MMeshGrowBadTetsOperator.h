@@ -53,8 +53,8 @@ protected:
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
 
 private:
-    bool _AttachResult();
-    void _MarkBoundary(std::vector<MMeshElement*> const& elements);
+    bool AttachResult();
+    void MarkBoundary(std::vector<MMeshElement*> const& elements);
     MStlTriangle* _FindTriangle(MTriangle<double, 3> const& face) const;
 
     MStlBase* m_stl = nullptr;

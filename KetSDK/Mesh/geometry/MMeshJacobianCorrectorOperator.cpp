@@ -48,11 +48,11 @@ public:
         auto const rounded = [&p](std::size_t i) { return static_cast<MLong>(std::lround(p[i])); };
         return {rounded(0), rounded(1), rounded(2)};
     }
-    double AlignmentKeeping(double fraction) const { return _Alignment(Vector(Keeping(fraction))); }
-    double Alignment() const { return _Alignment(m_mid); }
+    double AlignmentKeeping(double fraction) const { return AlignmentOf(Vector(Keeping(fraction))); }
+    double Alignment() const { return AlignmentOf(m_mid); }
 
 private:
-    double _Alignment(Vector const& mid) const {
+    double AlignmentOf(Vector const& mid) const {
         Vector to = mid - m_a;
         Vector from = m_b - mid;
         return to.Normalize() && from.Normalize() ? to.Dot(from) : -1.0;
@@ -63,8 +63,8 @@ private:
 
 } // namespace
 
-struct MMeshJacobianCorrectorOperator::_Run {
-    explicit _Run(MMeshBase& m)
+struct MMeshJacobianCorrectorOperator::Run {
+    explicit Run(MMeshBase& m)
         : mesh(m)
         , mid_nodes(m)
         , moved_in(static_cast<std::size_t>(m.NumberOfPoints()), 0)
@@ -97,24 +97,24 @@ struct MMeshJacobianCorrectorOperator::_Run {
 MMeshJacobianCorrectorOperator::~MMeshJacobianCorrectorOperator() = default;
 
 bool MMeshJacobianCorrectorOperator::Operate() {
-    _ClearResults();
+    ClearResults();
     MMeshBase* const mesh = GetMesh();
     if (!mesh)
         return false;
-    _Run run(*mesh);
-    _CorrectMidNodes(run);
-    _CountOuterElements(run);
+    Run run(*mesh);
+    CorrectMidNodes(run);
+    CountOuterElements(run);
     do
-        _PassOverRatios(run);
+        PassOverRatios(run);
     while (m_modified_in_pass > 0);
     m_nb_modified = static_cast<int>(std::ranges::count(run.modified, true));
     if (run.anything_moved)
         mesh->NodesMoved();
-    _CloseStatistics(run);
+    CloseStatistics(run);
     return true;
 }
 
-void MMeshJacobianCorrectorOperator::_ClearResults() noexcept {
+void MMeshJacobianCorrectorOperator::ClearResults() noexcept {
     m_modified_in_pass = m_nb_modified = m_nb_corrections = m_nb_straightened = 0;
     m_nb_passes = m_nb_outer = 0;
     m_largest_deviation = m_largest_relative_deviation = -1.0;
@@ -122,10 +122,10 @@ void MMeshJacobianCorrectorOperator::_ClearResults() noexcept {
     m_smallest_ratio = m_largest_ratio = 0.0;
 }
 
-void MMeshJacobianCorrectorOperator::_CorrectMidNodes(_Run& run) {
+void MMeshJacobianCorrectorOperator::CorrectMidNodes(Run& run) {
     run.mid_nodes.ForEach(run.mesh, [this, &run](MMeshPoint& p, MMeshPoint const& a, MMeshPoint const& b) {
         MidNodeOnEdge const mid(Vector(PositionOf(p)), Vector(PositionOf(a)), Vector(PositionOf(b)));
-        _KeepStatistics(mid);
+        KeepStatistics(mid);
         auto const aligned = [this](double cosine) { return !(cosine < m_min_alignment); };
         if (aligned(mid.Alignment()) || !aligned(mid.AlignmentKeeping(0.0)))
             return;
@@ -137,7 +137,7 @@ void MMeshJacobianCorrectorOperator::_CorrectMidNodes(_Run& run) {
 }
 
 template <typename MidNode>
-void MMeshJacobianCorrectorOperator::_KeepStatistics(MidNode const& mid) noexcept {
+void MMeshJacobianCorrectorOperator::KeepStatistics(MidNode const& mid) noexcept {
     double const deviation = mid.Deviation();
     m_largest_deviation = std::max(m_largest_deviation, deviation / KetSDK::Common::MInternalUnits::Get());
     // No number (0 / 0) is not kept, where the whole edge is one point.
@@ -145,7 +145,7 @@ void MMeshJacobianCorrectorOperator::_KeepStatistics(MidNode const& mid) noexcep
     m_smallest_alignment = std::min(m_smallest_alignment, mid.Alignment());
 }
 
-void MMeshJacobianCorrectorOperator::_CountOuterElements(_Run& run) {
+void MMeshJacobianCorrectorOperator::CountOuterElements(Run& run) {
     MMeshOperatorLayers layers;
     layers.SetMesh(&run.mesh);
     layers.SetNbLayers(1);
@@ -153,7 +153,7 @@ void MMeshJacobianCorrectorOperator::_CountOuterElements(_Run& run) {
     m_nb_outer = layers.GetNbLayersElements();
 }
 
-void MMeshJacobianCorrectorOperator::_PassOverRatios(_Run& run) {
+void MMeshJacobianCorrectorOperator::PassOverRatios(Run& run) {
     int const pass = ++m_nb_passes;
     m_modified_in_pass = 0;
     m_smallest_ratio = DBL_MAX;
@@ -165,7 +165,7 @@ void MMeshJacobianCorrectorOperator::_PassOverRatios(_Run& run) {
         if (IsQuadratic(e) && run.MayHaveChanged(e, pass)) {
             Tetrahedron10Base<MLong> t(&e, true);
             ratio = t.JacobianRatio();
-            if (_IsBad(ratio) && run.mid_nodes.AreProperIn(e) && _Straighten(t)) {
+            if (IsBad(ratio) && run.mid_nodes.AreProperIn(e) && Straighten(t)) {
                 run.WriteMidNodes(e, t, pass);
                 run.modified[n] = true;
                 ++m_modified_in_pass;
@@ -182,7 +182,7 @@ void MMeshJacobianCorrectorOperator::_PassOverRatios(_Run& run) {
 // Pulls the mid nodes of a bad element back until it is good; false when even its straight form is not
 // well inside the thresholds. Every shape is judged after rounding, so that what is written is good.
 template <typename Tetrahedron>
-bool MMeshJacobianCorrectorOperator::_Straighten(Tetrahedron& t) {
+bool MMeshJacobianCorrectorOperator::Straighten(Tetrahedron& t) {
     auto const keeping = [&t](double fraction) {
         Tetrahedron shrunk(t);
         shrunk.ShrinkMidEdges(fraction);
@@ -192,14 +192,14 @@ bool MMeshJacobianCorrectorOperator::_Straighten(Tetrahedron& t) {
     if (!(straight > m_min_ratio && straight < m_max_ratio))
         return false;
     double const kept = LargestGoodFraction(
-        [this, &keeping](double fraction) { return !_IsBad(keeping(fraction).JacobianRatio()); });
+        [this, &keeping](double fraction) { return !IsBad(keeping(fraction).JacobianRatio()); });
     if (kept == 0.0)
         ++m_nb_straightened;
     t = keeping(kept);
     return true;
 }
 
-void MMeshJacobianCorrectorOperator::_CloseStatistics(_Run const& run) {
+void MMeshJacobianCorrectorOperator::CloseStatistics(Run const& run) {
     run.mesh.Elements().ForEachWithNodes([this](MMeshElement const& e, std::uint64_t) {
         if (IsQuadratic(e))
             m_smallest_jacobian = std::min(m_smallest_jacobian,

@@ -75,18 +75,18 @@ public:
     double GetSmallestJacobianDistortion() const noexcept { return m_smallest_jacobian; }
 
 private:
-    struct _Run;
+    struct Run;
 
-    void _ClearResults() noexcept;
-    void _CorrectMidNodes(_Run& run);
+    void ClearResults() noexcept;
+    void CorrectMidNodes(Run& run);
     template <typename MidNode>
-    void _KeepStatistics(MidNode const& mid) noexcept;
-    void _CountOuterElements(_Run& run);
-    void _PassOverRatios(_Run& run);
+    void KeepStatistics(MidNode const& mid) noexcept;
+    void CountOuterElements(Run& run);
+    void PassOverRatios(Run& run);
     template <typename Tetrahedron>
-    bool _Straighten(Tetrahedron& t);
-    void _CloseStatistics(_Run const& run);
-    bool _IsBad(double ratio) const noexcept { return ratio < m_min_ratio || ratio > m_max_ratio; }
+    bool Straighten(Tetrahedron& t);
+    void CloseStatistics(Run const& run);
+    bool IsBad(double ratio) const noexcept { return ratio < m_min_ratio || ratio > m_max_ratio; }
 
     int m_modified_in_pass = 0;
     double m_min_jacobian = 0.0;

@@ -186,7 +186,7 @@ void MMeshQualityAnalysisOperator::_DeleteMembers() noexcept {
     m_mask.reset();
 }
 
-void MMeshQualityAnalysisOperator::_CreateMembers(MMeshBase& mesh) {
+void MMeshQualityAnalysisOperator::CreateMembers(MMeshBase& mesh) {
     m_mask = std::make_unique<MDataMask<MMeshElement, double>>(0.0);
     mesh.GetElementMasks()->RegisterMask(m_mask.get());
     m_histogram = std::make_unique<QualityHistogram<int, double>>();
@@ -199,23 +199,23 @@ bool MMeshQualityAnalysisOperator::Operate() {
         return false;
     KetSDK::Common::IncrementalProgressReporter reporter(m_progress, "Mesh analyzer",
                                                          mesh->Elements().GetNumElements() / StepSize, true);
-    _CreateMembers(*mesh);
+    CreateMembers(*mesh);
     if (!KetSDK::Mesh::FindQualityMetric(m_metric) ||
         (m_metric == JacobianDistortion && mesh->GetMeshType() != MMeshBase::Quadratic)) {
         reporter = reporter.GetMaxValue();
         return false;
     }
     m_histogram->Reserve(mesh->Elements().GetNumElements());
-    if (!_Evaluate(*mesh, reporter))
+    if (!Evaluate(*mesh, reporter))
         return false;
-    _SetHistogramRange();
-    _ComputeHistogram();
+    SetHistogramRange();
+    FillHistogram();
     reporter = reporter.GetMaxValue();
     return true;
 }
 
-bool MMeshQualityAnalysisOperator::_Evaluate(MMeshBase& mesh,
-                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
+bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
+                                            KetSDK::Common::IncrementalProgressReporter& reporter) {
     using Values = std::array<double, StepSize>;
     Evaluator const evaluate = Evaluators[static_cast<std::size_t>(m_metric)].evaluate;
     auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
@@ -242,7 +242,7 @@ bool MMeshQualityAnalysisOperator::_Evaluate(MMeshBase& mesh,
     return KetSDK::Support::ComputeSteps<Values>(steps, compute, commit);
 }
 
-void MMeshQualityAnalysisOperator::_SetHistogramRange() {
+void MMeshQualityAnalysisOperator::SetHistogramRange() {
     switch (KetSDK::Mesh::FindQualityMetric(m_metric)->range) {
     case QualityMetric::Range::Unit:
         m_histogram->SetMaxRange(std::min(m_max_bound, 1.0));
@@ -258,7 +258,7 @@ void MMeshQualityAnalysisOperator::_SetHistogramRange() {
     }
 }
 
-void MMeshQualityAnalysisOperator::_ComputeHistogram() {
+void MMeshQualityAnalysisOperator::FillHistogram() {
     int partitions = m_partitions;
     if (m_partition_width > 0.0) {
         double const min_range = m_histogram->GetMinRange();

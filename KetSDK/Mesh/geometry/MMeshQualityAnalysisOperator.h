@@ -106,11 +106,11 @@ public:
 
 private:
     void _DeleteMembers() noexcept;
-    void _CreateMembers(MMeshBase& mesh);
+    void CreateMembers(MMeshBase& mesh);
     // False when the user cancelled.
-    bool _Evaluate(MMeshBase& mesh, KetSDK::Common::IncrementalProgressReporter& reporter);
-    void _SetHistogramRange();
-    void _ComputeHistogram();
+    bool Evaluate(MMeshBase& mesh, KetSDK::Common::IncrementalProgressReporter& reporter);
+    void SetHistogramRange();
+    void FillHistogram();
 
     QualityType m_metric = Spheres;
     std::unique_ptr<QualityHistogram<int, double>> m_histogram;

@@ -8,12 +8,12 @@
 
 namespace {
 
-using _Vector = MMVector<double, 3>;
+using DoubleVector = MMVector<double, 3>;
 
 // A double as a coordinate. Values that an integer type cannot hold stop at its limits (NaN at the
 // lower one) instead of being undefined.
 template <typename T>
-T _ToCoordinate(double value) {
+T ToCoordinate(double value) {
     if constexpr (std::is_integral_v<T>) {
         if (!(value > static_cast<double>(std::numeric_limits<T>::lowest())))
             return std::numeric_limits<T>::lowest();
@@ -24,11 +24,11 @@ T _ToCoordinate(double value) {
 }
 
 template <typename T>
-MMVector<T, 3> _ToVertex(_Vector const& v) {
-    return {_ToCoordinate<T>(v[0]), _ToCoordinate<T>(v[1]), _ToCoordinate<T>(v[2])};
+MMVector<T, 3> ToVertex(DoubleVector const& v) {
+    return {ToCoordinate<T>(v[0]), ToCoordinate<T>(v[1]), ToCoordinate<T>(v[2])};
 }
 
-double _RandomCoordinate() {
+double RandomCoordinate() {
     return std::rand() / 32767.0;
 }
 
@@ -37,9 +37,9 @@ double _RandomCoordinate() {
 template <typename T>
 MMVector<double, 3> PolyhedronInterface<T>::GetCentroid() {
     auto const count = static_cast<unsigned int>(GetNbVertices());
-    _Vector sum;
+    DoubleVector sum;
     for (unsigned int i = 0; i < count; ++i)
-        sum += _Vector(GetVertex(i));
+        sum += DoubleVector(GetVertex(i));
     return sum / static_cast<double>(count);
 }
 
@@ -53,10 +53,10 @@ template <typename T>
 void PolyhedronInterface<T>::SetRandomVertices() {
     auto const count = static_cast<unsigned int>(GetNbVertices());
     for (unsigned int i = 0; i < count; ++i) {
-        double const x = _RandomCoordinate();
-        double const y = _RandomCoordinate();
-        double const z = _RandomCoordinate();
-        SetVertex(i, _ToVertex<T>({x, y, z}));
+        double const x = RandomCoordinate();
+        double const y = RandomCoordinate();
+        double const z = RandomCoordinate();
+        SetVertex(i, ToVertex<T>({x, y, z}));
     }
 }
 
@@ -64,28 +64,28 @@ template <typename T>
 void PolyhedronInterface<T>::ShrinkTowardsCentroid(double f) {
     if (f == 0.0)
         return;
-    _Vector const centroid = GetCentroid();
+    DoubleVector const centroid = GetCentroid();
     auto const count = static_cast<unsigned int>(GetNbVertices());
     for (unsigned int i = 0; i < count; ++i)
-        SetVertex(i, _ToVertex<T>(_Vector(GetVertex(i)) * (1.0 - f) + centroid * f));
+        SetVertex(i, ToVertex<T>(DoubleVector(GetVertex(i)) * (1.0 - f) + centroid * f));
 }
 
 template <typename T>
-bool PolyhedronInterface<T>::LargerThanPlane(_Vector const& normal, _Vector point) const {
+bool PolyhedronInterface<T>::LargerThanPlane(DoubleVector const& normal, DoubleVector point) const {
     auto const count = static_cast<unsigned int>(GetNbVertices());
     double const offset = normal.Dot(point);
     for (unsigned int i = 0; i < count; ++i)
-        if (!(normal.Dot(_Vector(GetVertex(i))) - offset > 0.0))
+        if (!(normal.Dot(DoubleVector(GetVertex(i))) - offset > 0.0))
             return false;
     return true;
 }
 
 template <typename T>
-bool PolyhedronInterface<T>::SmallerThanPlane(_Vector const& normal, _Vector point) const {
+bool PolyhedronInterface<T>::SmallerThanPlane(DoubleVector const& normal, DoubleVector point) const {
     auto const count = static_cast<unsigned int>(GetNbVertices());
     double const offset = normal.Dot(point);
     for (unsigned int i = 0; i < count; ++i)
-        if (!(normal.Dot(_Vector(GetVertex(i))) - offset < 0.0))
+        if (!(normal.Dot(DoubleVector(GetVertex(i))) - offset < 0.0))
             return false;
     return true;
 }
@@ -95,7 +95,7 @@ void PolyhedronInterface<T>::_UpdateBoundingBox() {
     auto const count = static_cast<unsigned int>(GetNbVertices());
     m_bounding_box.SetEmpty();
     for (unsigned int i = 1; i < count; ++i)
-        m_bounding_box.Widen(_Vector(GetVertex(i)));
+        m_bounding_box.Widen(DoubleVector(GetVertex(i)));
 }
 
 template <typename T>
@@ -110,7 +110,7 @@ void PolyhedronInterface<T>::_CopyVerticesMMeshElement(MMeshElement& element) {
     auto const count =
         static_cast<unsigned int>(std::min<std::uint64_t>(GetNbVertices(), element.GetNodeCount()));
     for (unsigned int i = 0; i < count; ++i)
-        SetVertex(i, _NodePosition(*element.GetNode(i)));
+        SetVertex(i, NodePosition(*element.GetNode(i)));
 }
 
 template <typename T>

@@ -72,7 +72,7 @@ protected:
     virtual void _SetZeroVertices();
 
     // A node's position in model units, as a vertex.
-    static MMVector<T, 3> _NodePosition(MMeshPoint const& node) noexcept {
+    static MMVector<T, 3> NodePosition(MMeshPoint const& node) noexcept {
         return MMVector<T, 3>(node.GetPosition());
     }
 

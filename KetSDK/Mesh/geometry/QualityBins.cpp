@@ -61,10 +61,10 @@ QualityBins QualityBinning::GetBins(MMeshQualityAnalysisOperator const& analysis
     bool const usable = statistics.nonfinite == 0 && histogram.GetMinRange() <= histogram.GetMaxRange();
     if (GetFixedRange(metric) || (usable && width == 0.0))
         return BinsOf(histogram);
-    return _BinFinite(histogram.GetValues(), GetRange(metric, statistics));
+    return BinFinite(histogram.GetValues(), GetRange(metric, statistics));
 }
 
-QualityBins QualityBinning::_BinFinite(std::vector<double> const& values, Range range) const {
+QualityBins QualityBinning::BinFinite(std::vector<double> const& values, Range range) const {
     double count = CountBins(range);
     if (!(count <= MostBins))
         throw std::length_error("too many bins");

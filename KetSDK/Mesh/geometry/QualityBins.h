@@ -50,7 +50,7 @@ struct KETSDK_MESH_API QualityBinning {
                         QualityStatistics const& statistics) const;
 
 private:
-    QualityBins _BinFinite(std::vector<double> const& values, Range range) const;
+    QualityBins BinFinite(std::vector<double> const& values, Range range) const;
 };
 
 } // namespace KetSDK::Mesh

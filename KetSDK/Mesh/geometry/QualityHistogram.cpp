@@ -22,12 +22,12 @@ constexpr std::size_t smallest_block = 1u << 15;
 constexpr std::size_t tables = 4;
 constexpr std::size_t most_bins_in_tables = 2048;
 
-std::size_t _NumberOfBlocks(std::size_t values, bool parallel) {
+std::size_t NumberOfBlocks(std::size_t values, bool parallel) {
     return parallel ? std::clamp<std::size_t>(values / smallest_block, 1, most_blocks) : 1;
 }
 
 // Part `block` of `blocks` about equal ones.
-std::span<double const> _Block(std::span<double const> values, std::size_t block, std::size_t blocks) {
+std::span<double const> Block(std::span<double const> values, std::size_t block, std::size_t blocks) {
     std::size_t const begin = values.size() / blocks * block;
     std::size_t const end = block + 1 == blocks ? values.size() : values.size() / blocks * (block + 1);
     return values.subspan(begin, end - begin);
@@ -35,22 +35,22 @@ std::span<double const> _Block(std::span<double const> values, std::size_t block
 
 // work(block) for every block; on several threads when there are several.
 template <typename Work>
-void _ForEachBlock(std::size_t blocks, Work const& work) {
+void ForEachBlock(std::size_t blocks, Work const& work) {
     KetSDK::Support::ComputeSteps(
         {.items = blocks, .parallel = true},
         [&work](std::uint64_t block, std::uint64_t) { work(static_cast<std::size_t>(block)); });
 }
 
-DoublePair _Load(double const* values) {
+DoublePair Load(double const* values) {
     return DoublePair{values[0], values[1]};
 }
 
-struct _Extremes {
+struct Extremes {
     double smallest, largest;
 };
 
 // The extremes of `values`, NaN left out, beginning from a number `start`.
-_Extremes _ExtremesFrom(double start, std::span<double const> values) {
+Extremes ExtremesFrom(double start, std::span<double const> values) {
     // Four searches side by side, as each waits for its own last result.
     DoublePair low[4], high[4];
     std::fill(std::begin(low), std::end(low), DoublePair{start, start});
@@ -58,12 +58,12 @@ _Extremes _ExtremesFrom(double start, std::span<double const> values) {
     std::size_t i = 0;
     for (; i + 8 <= values.size(); i += 8)
         for (std::size_t k = 0; k < 4; ++k) {
-            DoublePair const pair = _Load(&values[i + 2 * k]);
+            DoublePair const pair = Load(&values[i + 2 * k]);
             low[k] = Min(low[k], pair);
             high[k] = Max(high[k], pair);
         }
-    _Extremes found{MinLane(Min(Min(low[0], low[1]), Min(low[2], low[3]))),
-                    MaxLane(Max(Max(high[0], high[1]), Max(high[2], high[3])))};
+    Extremes found{MinLane(Min(Min(low[0], low[1]), Min(low[2], low[3]))),
+                   MaxLane(Max(Max(high[0], high[1]), Max(high[2], high[3])))};
     for (; i < values.size(); ++i) {
         found.smallest = values[i] < found.smallest ? values[i] : found.smallest;
         found.largest = found.largest < values[i] ? values[i] : found.largest;
@@ -73,18 +73,18 @@ _Extremes _ExtremesFrom(double start, std::span<double const> values) {
 
 // As a search in order of the values finds them: from the first value, replaced by what compares less or
 // greater.
-_Extremes _FindExtremes(std::span<double const> values, bool parallel) {
+Extremes FindExtremes(std::span<double const> values, bool parallel) {
     if (values.empty())
         return {0.0, 0.0};
     double const first = values.front();
     if (std::isnan(first))
         return {first, first};
-    std::size_t const blocks = _NumberOfBlocks(values.size(), parallel);
-    _Extremes of_blocks[most_blocks];
-    _ForEachBlock(blocks,
-                  [&](std::size_t b) { of_blocks[b] = _ExtremesFrom(first, _Block(values, b, blocks)); });
-    _Extremes found = of_blocks[0];
-    for (_Extremes const& other : std::span(of_blocks, blocks).subspan(1)) {
+    std::size_t const blocks = NumberOfBlocks(values.size(), parallel);
+    Extremes of_blocks[most_blocks];
+    ForEachBlock(blocks,
+                 [&](std::size_t b) { of_blocks[b] = ExtremesFrom(first, Block(values, b, blocks)); });
+    Extremes found = of_blocks[0];
+    for (Extremes const& other : std::span(of_blocks, blocks).subspan(1)) {
         found.smallest = std::min(found.smallest, other.smallest);
         found.largest = std::max(found.largest, other.largest);
     }
@@ -99,17 +99,17 @@ _Extremes _FindExtremes(std::span<double const> values, bool parallel) {
 
 template <typename CountT, typename ValueT>
 ValueT QualityHistogram<CountT, ValueT>::GetMinValue() const {
-    return _FindExtremes(m_values, false).smallest;
+    return FindExtremes(m_values, false).smallest;
 }
 
 template <typename CountT, typename ValueT>
 ValueT QualityHistogram<CountT, ValueT>::GetMaxValue() const {
-    return _FindExtremes(m_values, false).largest;
+    return FindExtremes(m_values, false).largest;
 }
 
 template <typename CountT, typename ValueT>
 void QualityHistogram<CountT, ValueT>::_SetMinMax(bool parallel) {
-    _Extremes const extremes = _FindExtremes(m_values, parallel);
+    Extremes const extremes = FindExtremes(m_values, parallel);
     m_min_range = extremes.smallest;
     m_max_range = extremes.largest;
 }
@@ -131,10 +131,10 @@ CountT QualityHistogram<CountT, ValueT>::GetNbElementsLowerThanThreshold(ValueT 
 // What UpdateHistogram does with each value, two at once and without branches: a value that is in no bin
 // goes into one more behind the last. `counts` has room for all bins and that one.
 template <typename CountT, typename ValueT>
-void QualityHistogram<CountT, ValueT>::_CountBlock(std::span<ValueT const> values,
-                                                   unsigned int* counts) const {
+void QualityHistogram<CountT, ValueT>::CountBlock(std::span<ValueT const> values,
+                                                  unsigned int* counts) const {
     std::size_t const bins = m_counts.size();
-    ValueT const width = _Width();
+    ValueT const width = Width();
     auto const both = [](double v) { return DoublePair{v, v}; };
     DoublePair const none = both(static_cast<double>(bins));
     DoublePair const last = both(static_cast<double>(bins - 1));
@@ -154,8 +154,8 @@ void QualityHistogram<CountT, ValueT>::_CountBlock(std::span<ValueT const> value
 
     std::size_t i = 0;
     for (; i + 4 <= values.size(); i += 4) {
-        DoublePair const first = bins_of(_Load(&values[i]));
-        DoublePair const second = bins_of(_Load(&values[i + 2]));
+        DoublePair const first = bins_of(Load(&values[i]));
+        DoublePair const second = bins_of(Load(&values[i + 2]));
         ++table[0][static_cast<int>(first[0])];
         ++table[1][static_cast<int>(first[1])];
         ++table[2][static_cast<int>(second[0])];
@@ -179,12 +179,12 @@ void QualityHistogram<CountT, ValueT>::ComputeHistogram(bool parallel) {
         return;
     }
     // For each block there is a table, which should be small beside the block.
-    std::size_t const blocks = std::min(_NumberOfBlocks(m_values.size(), parallel),
+    std::size_t const blocks = std::min(NumberOfBlocks(m_values.size(), parallel),
                                         std::max<std::size_t>(m_values.size() / (8 * bins), 1));
     std::size_t const stride = bins + 1;
     std::vector<unsigned int> counts(blocks * stride);
-    _ForEachBlock(
-        blocks, [&](std::size_t b) { _CountBlock(_Block(m_values, b, blocks), counts.data() + b * stride); });
+    ForEachBlock(blocks,
+                 [&](std::size_t b) { CountBlock(Block(m_values, b, blocks), counts.data() + b * stride); });
     for (std::size_t b = 0; b < blocks; ++b)
         for (std::size_t k = 0; k < bins; ++k)
             m_counts[k] =

@@ -50,7 +50,7 @@ public:
         if (m_counts.empty())
             return false;
         // The quotient is tested before it becomes an integer, which could not hold every one.
-        ValueT const quotient = (value - m_min_range) / _Width();
+        ValueT const quotient = (value - m_min_range) / Width();
         if (!(quotient >= 0.0 && quotient <= std::numeric_limits<ValueT>::max()))
             return false;
         if (quotient < static_cast<ValueT>(m_counts.size()))
@@ -80,8 +80,8 @@ public:
     void SetPartitionCount(unsigned int i, CountT count) noexcept { m_counts[i] = count; }
     void IncreasePartitionCount(unsigned int i, CountT count) noexcept { m_counts[i] += count; }
     // The bounds of partition i.
-    ValueT GetPartitionMin(unsigned int i) const noexcept { return _Bound(static_cast<ValueT>(i)); }
-    ValueT GetPartitionMax(unsigned int i) const noexcept { return _Bound(static_cast<ValueT>(i) + 1.0); }
+    ValueT GetPartitionMin(unsigned int i) const noexcept { return Bound(static_cast<ValueT>(i)); }
+    ValueT GetPartitionMax(unsigned int i) const noexcept { return Bound(static_cast<ValueT>(i) + 1.0); }
 
     // The sum of the counts of all partitions.
     CountT GetTotalSum() const noexcept;
@@ -99,14 +99,14 @@ private:
     // Values up to so far beyond the upper bound are in the last bin, whatever the scale of the range.
     static constexpr ValueT upper_tolerance = 1e-14;
 
-    ValueT _Width() const noexcept {
+    ValueT Width() const noexcept {
         return (m_max_range - m_min_range) / static_cast<ValueT>(m_counts.size());
     }
-    ValueT _Bound(ValueT partition) const noexcept {
+    ValueT Bound(ValueT partition) const noexcept {
         return (m_max_range - m_min_range) * partition / static_cast<ValueT>(m_counts.size()) + m_min_range;
     }
     void _SetMinMax(bool parallel);
-    void _CountBlock(std::span<ValueT const> values, unsigned int* counts) const;
+    void CountBlock(std::span<ValueT const> values, unsigned int* counts) const;
 
     ValueT m_min_range = 0.0;
     ValueT m_max_range = 0.0;

@@ -85,16 +85,16 @@ protected:
                                        MMVector<double, 3>& g2, MMVector<double, 3>& g3);
 
 private:
-    using _Vector = MMVector<double, 3>;
-    using _Nodes = std::array<MMVector<T, 3>, 10>;
+    using DoubleVector = MMVector<double, 3>;
+    using NodeVectors = std::array<MMVector<T, 3>, 10>;
 
-    static std::array<MMVector<T, 3>, 6> _MidNodesOf(MMeshElement const& element,
-                                                     bool rawCoordinates) noexcept;
-    bool _IsPlain() const noexcept;
-    _Nodes _NodesOfVirtuals() const;
+    static std::array<MMVector<T, 3>, 6> MidNodesOf(MMeshElement const& element,
+                                                    bool rawCoordinates) noexcept;
+    bool IsPlain() const noexcept;
+    NodeVectors NodesOfVirtuals() const;
     template <typename Measure>
-    auto _OnNodes(Measure const& measure) const;
-    std::array<double, 11> _DeterminantsOfVirtuals();
+    auto OnNodes(Measure const& measure) const;
+    std::array<double, 11> DeterminantsOfVirtuals();
 
     bool m_true_quadratic = false;
     std::array<MMVector<T, 3>, 6> m_mid_points{};

@@ -15,17 +15,17 @@ using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
-using _Descriptor = MMeshElementDescriptor;
+using Descriptor = MMeshElementDescriptor;
 
 template <typename List>
-double _Smallest(List const& values) noexcept {
+double SmallestOf(List const& values) noexcept {
     double smallest = values[0];
     for (double const value : values)
         smallest = value < smallest ? value : smallest;
     return smallest;
 }
 template <typename List>
-double _Largest(List const& values) noexcept {
+double LargestOf(List const& values) noexcept {
     double largest = values[0];
     for (double const value : values)
         largest = largest < value ? value : largest;
@@ -33,7 +33,7 @@ double _Largest(List const& values) noexcept {
 }
 
 template <typename List>
-double _Sum(List const& values) noexcept {
+double SumOf(List const& values) noexcept {
     double sum = 0.0;
     for (double const value : values)
         sum += value;
@@ -42,45 +42,46 @@ double _Sum(List const& values) noexcept {
 
 // a - b, coordinate by coordinate: GCC keeps it in registers, where it copies the operands of the
 // operator through memory.
-MMVector<double, 3> _Difference(MMVector<double, 3> const& a, MMVector<double, 3> const& b) noexcept {
+MMVector<double, 3> Difference(MMVector<double, 3> const& a, MMVector<double, 3> const& b) noexcept {
     return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
 }
 
 // The signed volume on the differences d_k = P_k - P_0.
-[[gnu::always_inline]] inline double _Volume(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
-                                             MMVector<double, 3> const& d3) noexcept {
+[[gnu::always_inline]] inline double SignedVolume(MMVector<double, 3> const& d1,
+                                                  MMVector<double, 3> const& d2,
+                                                  MMVector<double, 3> const& d3) noexcept {
     return d1.Dot(d2.Cross(d3)) / 6.0;
 }
 
 // a - b modulo 2^32, as 32-bit integers subtract.
-double _WrappedDifference(MLong a, MLong b) noexcept {
+double WrappedDifference(MLong a, MLong b) noexcept {
     return static_cast<MLong>(static_cast<std::uint32_t>(a) - static_cast<std::uint32_t>(b));
 }
 
-MMVector<double, 3> _VolumeDifference(MMVector<MLong, 3> const& a, MMVector<MLong, 3> const& b) noexcept {
-    return {_WrappedDifference(a[0], b[0]), _WrappedDifference(a[1], b[1]), _WrappedDifference(a[2], b[2])};
+MMVector<double, 3> VolumeDifference(MMVector<MLong, 3> const& a, MMVector<MLong, 3> const& b) noexcept {
+    return {WrappedDifference(a[0], b[0]), WrappedDifference(a[1], b[1]), WrappedDifference(a[2], b[2])};
 }
 template <typename T>
-MMVector<double, 3> _VolumeDifference(MMVector<T, 3> const& a, MMVector<T, 3> const& b) noexcept {
-    return _Difference(MMVector<double, 3>(a), MMVector<double, 3>(b));
+MMVector<double, 3> VolumeDifference(MMVector<T, 3> const& a, MMVector<T, 3> const& b) noexcept {
+    return Difference(MMVector<double, 3>(a), MMVector<double, 3>(b));
 }
 
 // Six times the volume, by the edges that Verdict takes.
-double _VerdictJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
-    MMVector<double, 3> const side0 = _Difference(p[1], p[0]);
-    MMVector<double, 3> const side2 = _Difference(p[0], p[2]);
-    MMVector<double, 3> const side3 = _Difference(p[3], p[0]);
+double VerdictJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+    MMVector<double, 3> const side0 = Difference(p[1], p[0]);
+    MMVector<double, 3> const side2 = Difference(p[0], p[2]);
+    MMVector<double, 3> const side3 = Difference(p[3], p[0]);
     return side3.Dot(side2.Cross(side0));
 }
 
 // The six edge vectors P_b - P_a of a tetrahedron, opposite edges side by side: every two edges of
 // different pairs share a corner.
-struct _Edges {
+struct EdgeVectors {
     VectorPair e01_e23, e02_e13, e03_e12;
 
     // Always inline, as all that follows for the measures: edges that are handed on in memory cost more
     // than what is computed of them.
-    [[gnu::always_inline]] explicit _Edges(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+    [[gnu::always_inline]] explicit EdgeVectors(std::array<MMVector<double, 3>, 4> const& p) noexcept {
         VectorPair const p01 = VectorPair::Of(p[0], p[1]);
         VectorPair const p23 = VectorPair::Of(p[2], p[3]);
         e01_e23 = VectorPair::Of(p[1], p[3]) - VectorPair::Of(p[0], p[2]);
@@ -93,30 +94,30 @@ struct _Edges {
     MMVector<double, 3> E03() const noexcept { return First(e03_e12); }
 };
 
-struct _SquaredEdges {
+struct SquaredEdges {
     DoublePair l01_l23, l02_l13, l03_l12;
 
-    [[gnu::always_inline]] explicit _SquaredEdges(_Edges const& e) noexcept
+    [[gnu::always_inline]] explicit SquaredEdges(EdgeVectors const& e) noexcept
         : l01_l23(Dot(e.e01_e23, e.e01_e23))
         , l02_l13(Dot(e.e02_e13, e.e02_e13))
         , l03_l12(Dot(e.e03_e12, e.e03_e12)) {}
 
     double Largest() const noexcept { return MaxLane(Max(Max(l01_l23, l02_l13), l03_l12)); }
     double Smallest() const noexcept { return MinLane(Min(Min(l01_l23, l02_l13), l03_l12)); }
-    double Sum() const noexcept { return _Sum(List()); }
+    double Sum() const noexcept { return SumOf(List()); }
     // In the order (0,1), (0,2), (0,3), (1,2), (1,3), (2,3).
     std::array<double, 6> List() const noexcept {
         return {l01_l23[0], l02_l13[0], l03_l12[0], l03_l12[1], l02_l13[1], l01_l23[1]};
     }
 };
 
-double _VerdictScaledJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
+double VerdictScaledJacobian(std::array<MMVector<double, 3>, 4> const& p) noexcept {
     constexpr double smallest = 1e-30;
     constexpr double largest = 1e+30;
-    double const jacobian = _VerdictJacobian(p);
-    auto const [l01, l02, l03, l12, l13, l23] = _SquaredEdges(_Edges(p)).List();
+    double const jacobian = VerdictJacobian(p);
+    auto const [l01, l02, l03, l12, l13, l23] = SquaredEdges(EdgeVectors(p)).List();
     double const products[4] = {l01 * l02 * l03, l01 * l12 * l13, l12 * l02 * l23, l03 * l13 * l23};
-    double const denominator = std::max(std::sqrt(_Largest(products)), std::fabs(jacobian));
+    double const denominator = std::max(std::sqrt(LargestOf(products)), std::fabs(jacobian));
     if (denominator < smallest)
         return largest;
     return std::sqrt(2.0) * jacobian / denominator;
@@ -124,10 +125,10 @@ double _VerdictScaledJacobian(std::array<MMVector<double, 3>, 4> const& p) noexc
 
 // The cosines of the twelve angles between two edges at a corner, two by two. Each edge is normalised
 // once, from its lower corner: seen from the other one it has the same bits but for the signs.
-struct _CornerCosines {
+struct CornerCosines {
     DoublePair pairs[6];
 
-    explicit _CornerCosines(_Edges const& e) noexcept {
+    explicit CornerCosines(EdgeVectors const& e) noexcept {
         constexpr DoublePair second_reversed = {1.0, -1.0};
         VectorPair const a = Normalised(e.e01_e23);
         VectorPair const b = Normalised(e.e02_e13);
@@ -155,7 +156,7 @@ struct _CornerCosines {
         return MinLane(smallest);
     }
     // A cosine that rounding has put beyond 1 belongs to no angle: this replaces it by `other`.
-    _CornerCosines& ReplaceInvalid(double other) noexcept {
+    CornerCosines& ReplaceInvalid(double other) noexcept {
         for (DoublePair& pair : pairs)
             pair = Abs(pair) <= DoublePair{1.0, 1.0} ? pair : DoublePair{other, other};
         return *this;
@@ -163,10 +164,10 @@ struct _CornerCosines {
 };
 
 // The dot products of every two of four vectors (0, 1) and (2, 3).
-struct _MutualDots {
+struct MutualDots {
     DoublePair d02_d13, d03_d12, d01_d23;
 
-    [[gnu::always_inline]] _MutualDots(VectorPair const& v01, VectorPair const& v23) noexcept
+    [[gnu::always_inline]] MutualDots(VectorPair const& v01, VectorPair const& v23) noexcept
         : d02_d13(Dot(v01, v23))
         , d03_d12(Dot(v01, Swapped(v23)))
         , d01_d23(Dot(Firsts(v01, v23), Seconds(v01, v23))) {}
@@ -191,7 +192,7 @@ struct _MutualDots {
 //      \ | /           P2     12    01, 13
 //       \|/            P3     13    12, 01
 //        P1
-[[gnu::always_inline]] inline double _SmallestHeight(_Edges const& e) noexcept {
+[[gnu::always_inline]] inline double SmallestHeight(EdgeVectors const& e) noexcept {
     VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
     VectorPair const e12_e02 = Seconds(e.e03_e12, Swapped(e.e02_e13));
     VectorPair const e13_e03 = Seconds(e.e02_e13, Swapped(e.e03_e12));
@@ -204,7 +205,7 @@ struct _MutualDots {
 }
 
 // The sum of the areas of the faces (0,1,2), (0,1,3), (0,2,3), (1,2,3).
-[[gnu::always_inline]] inline double _Surface(_Edges const& e) noexcept {
+[[gnu::always_inline]] inline double Surface(EdgeVectors const& e) noexcept {
     VectorPair const e01_e01 = Firsts(e.e01_e23, e.e01_e23);
     VectorPair const e02_e03 = Firsts(e.e02_e13, e.e03_e12);
     VectorPair const e02_e12 = Firsts(e.e02_e13, Swapped(e.e03_e12));
@@ -215,19 +216,19 @@ struct _MutualDots {
 }
 
 // 0 where the volume is too small to mean anything.
-[[gnu::always_inline]] inline double _InsphereRadius(double volume, _Edges const& e) noexcept {
+[[gnu::always_inline]] inline double InsphereRadius(double volume, EdgeVectors const& e) noexcept {
     constexpr double smallest_volume = 1.4901161193847656e-08; // 2^-26
     double const magnitude = std::fabs(volume);
     if (magnitude < smallest_volume)
         return 0.0;
-    return 3.0 * magnitude / _Surface(e);
+    return 3.0 * magnitude / Surface(e);
 }
 
 // Centre, relative to P0, and squared radius; false for a flat element, which leaves both as they are.
 // The d_k are P_k - P_0.
-[[gnu::always_inline]] inline bool _Circumsphere(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
-                                                 MMVector<double, 3> const& d3, MMVector<double, 3>& x,
-                                                 double& squaredRadius) noexcept {
+[[gnu::always_inline]] inline bool Circumsphere(MMVector<double, 3> const& d1, MMVector<double, 3> const& d2,
+                                                MMVector<double, 3> const& d3, MMVector<double, 3>& x,
+                                                double& squaredRadius) noexcept {
     MMVector<double, 3> const b(d1.Dot(d1) / 2.0, d2.Dot(d2) / 2.0, d3.Dot(d3) / 2.0);
     if (!MMatrix3x3(d1, d2, d3).Solve(b, x))
         return false;
@@ -235,30 +236,30 @@ struct _MutualDots {
     return true;
 }
 
-[[gnu::always_inline]] inline double _CircumsphereRadius(MMVector<double, 3> const& d1,
-                                                         MMVector<double, 3> const& d2,
-                                                         MMVector<double, 3> const& d3) noexcept {
+[[gnu::always_inline]] inline double CircumsphereRadius(MMVector<double, 3> const& d1,
+                                                        MMVector<double, 3> const& d2,
+                                                        MMVector<double, 3> const& d3) noexcept {
     MMVector<double, 3> x;
     double squared_radius = DBL_MAX;
-    _Circumsphere(d1, d2, d3, x, squared_radius);
+    Circumsphere(d1, d2, d3, x, squared_radius);
     return Sqrt(squared_radius);
 }
 
-double _SpheresQuality(double insphere, double circumsphere) noexcept {
+double SpheresQuality(double insphere, double circumsphere) noexcept {
     return 3.0 * insphere / circumsphere;
 }
 
-double _InsphereEdgeQuality(double insphere, double longestEdge) noexcept {
+double InsphereEdgeQuality(double insphere, double longestEdge) noexcept {
     return 4.898979485566356 * insphere / longestEdge;
 }
 
-double _MeanRatio(double volume, double sumOfSquaredEdges) noexcept {
+double MeanRatio(double volume, double sumOfSquaredEdges) noexcept {
     return 12.0 * std::pow(3.0 * volume, 0.6666666666666666) / sumOfSquaredEdges;
 }
 
 // 1 - the larger of the relative deviations (largest angle - ideal) / rangeAbove and (ideal - smallest
 // angle) / ideal. Both arc cosines come first, so that they overlap.
-double _AngleQuality(double minCos, double maxCos, double ideal, double rangeAbove) noexcept {
+double AngleQuality(double minCos, double maxCos, double ideal, double rangeAbove) noexcept {
     double const largest = std::acos(minCos);
     double const smallest = std::acos(maxCos);
     return 1.0 - std::max((largest - ideal) / rangeAbove, (ideal - smallest) / ideal);
@@ -268,13 +269,13 @@ double _AngleQuality(double minCos, double maxCos, double ideal, double rangeAbo
 
 // The corners A, B, C of the four oriented faces, faces 0 and 1 in the first pair, 2 and 3 in the other.
 template <typename T>
-struct TetrahedronBase<T>::_Faces {
+struct TetrahedronBase<T>::Faces {
     VectorPair a[2], b[2], c[2];
 
     // What GetFaceOriented gives for these corners.
-    [[gnu::always_inline]] static _Faces Of(std::array<_Vector, 4> const& p) noexcept {
-        constexpr auto& corner = _Descriptor::descr_triangle_point_ORIENTED;
-        _Faces faces;
+    [[gnu::always_inline]] static Faces Of(std::array<DoubleVector, 4> const& p) noexcept {
+        constexpr auto& corner = Descriptor::descr_triangle_point_ORIENTED;
+        Faces faces;
         for (unsigned int i = 0; i < 2; ++i) {
             unsigned char const* first = corner[2 * i];
             unsigned char const* second = corner[2 * i + 1];
@@ -291,7 +292,7 @@ struct TetrahedronBase<T>::_Faces {
     // The smallest and the largest cosine of the dihedral angles; the normals point outwards, hence the
     // signs.
     [[gnu::always_inline]] std::pair<double, double> DihedralCosines() const noexcept {
-        _MutualDots const dots(Normalised(Normals(0)), Normalised(Normals(1)));
+        MutualDots const dots(Normalised(Normals(0)), Normalised(Normals(1)));
         return {-dots.Largest(-DBL_MAX), -dots.Smallest(DBL_MAX)};
     }
 };
@@ -302,14 +303,14 @@ struct TetrahedronBase<T>::_Faces {
 // computed in place, without its allocation. The addresses are compared because that is quick; where
 // the loader has made two of them, the virtual functions are called, which gives the same values.
 template <typename T>
-bool TetrahedronBase<T>::_IsPlain() const noexcept {
+bool TetrahedronBase<T>::IsPlain() const noexcept {
     return &typeid(*this) == &typeid(TetrahedronBase<T>);
 }
 
 // Several virtual functions that only read are not const in the interface; const measures call them through
 // this.
 template <typename T>
-TetrahedronBase<T>& TetrahedronBase<T>::_Virtuals() const noexcept {
+TetrahedronBase<T>& TetrahedronBase<T>::Virtuals() const noexcept {
     return const_cast<TetrahedronBase<T>&>(*this);
 }
 
@@ -319,26 +320,26 @@ TetrahedronBase<T>::TetrahedronBase(MMeshElement const* element)
 
 template <typename T>
 TetrahedronBase<T>::TetrahedronBase(MMeshElement const* element, bool rawCoordinates)
-    : m_points{_NodeOf(*element, 0, rawCoordinates), _NodeOf(*element, 1, rawCoordinates),
-               _NodeOf(*element, 2, rawCoordinates), _NodeOf(*element, 3, rawCoordinates)} {}
+    : m_points{NodeOf(*element, 0, rawCoordinates), NodeOf(*element, 1, rawCoordinates),
+               NodeOf(*element, 2, rawCoordinates), NodeOf(*element, 3, rawCoordinates)} {}
 
 // The corners in double: the points themselves where they are double already.
 template <typename T>
-decltype(auto) TetrahedronBase<T>::_Corners() const noexcept {
+decltype(auto) TetrahedronBase<T>::Corners() const noexcept {
     if constexpr (std::is_same_v<T, double>)
         return (m_points);
     else
-        return std::array<_Vector, 4>{_Corner(0), _Corner(1), _Corner(2), _Corner(3)};
+        return std::array<DoubleVector, 4>{Corner(0), Corner(1), Corner(2), Corner(3)};
 }
 
 template <typename T>
-[[gnu::always_inline]] inline typename TetrahedronBase<T>::_Faces TetrahedronBase<T>::_OrientedFaces() const {
-    if (_IsPlain())
-        return _Faces::Of(_Corners());
-    _Faces faces;
+[[gnu::always_inline]] inline typename TetrahedronBase<T>::Faces TetrahedronBase<T>::OrientedFaces() const {
+    if (IsPlain())
+        return Faces::Of(Corners());
+    Faces faces;
     for (unsigned int i = 0; i < 2; ++i) {
-        MTriangle<double, 3> const first = _Virtuals().GetFaceOriented(2 * i);
-        MTriangle<double, 3> const second = _Virtuals().GetFaceOriented(2 * i + 1);
+        MTriangle<double, 3> const first = Virtuals().GetFaceOriented(2 * i);
+        MTriangle<double, 3> const second = Virtuals().GetFaceOriented(2 * i + 1);
         faces.a[i] = VectorPair::Of(first[0], second[0]);
         faces.b[i] = VectorPair::Of(first[1], second[1]);
         faces.c[i] = VectorPair::Of(first[2], second[2]);
@@ -348,12 +349,12 @@ template <typename T>
 
 // The four corners as the virtual function that hands elements to Verdict writes them.
 template <typename T>
-std::array<MMVector<double, 3>, 4> TetrahedronBase<T>::_VerdictCorners() const {
+std::array<MMVector<double, 3>, 4> TetrahedronBase<T>::VerdictCorners() const {
     double rows[4][3];
     this->_ConvertToVerdictPoints(rows, 4);
-    std::array<_Vector, 4> corners;
+    std::array<DoubleVector, 4> corners;
     for (std::size_t i = 0; i < 4; ++i)
-        corners[i] = _Vector(rows[i][0], rows[i][1], rows[i][2]);
+        corners[i] = DoubleVector(rows[i][0], rows[i][1], rows[i][2]);
     return corners;
 }
 
@@ -382,67 +383,68 @@ std::uint64_t TetrahedronBase<T>::GetNbFaces() const {
 template <typename T>
 double TetrahedronBase<T>::Volume() const {
     // Integer differences wrap in 32 bits: in meshes that span more than 2^31 this decides the result.
-    return _Volume(_VolumeDifference(m_points[1], m_points[0]), _VolumeDifference(m_points[2], m_points[0]),
-                   _VolumeDifference(m_points[3], m_points[0]));
+    return SignedVolume(VolumeDifference(m_points[1], m_points[0]),
+                        VolumeDifference(m_points[2], m_points[0]),
+                        VolumeDifference(m_points[3], m_points[0]));
 }
 
 // The volume of a plain object, from its edges where they are the differences that Volume takes.
 template <typename T>
 template <typename Edges>
-[[gnu::always_inline]] inline double TetrahedronBase<T>::_PlainVolume(Edges const& e) const {
+[[gnu::always_inline]] inline double TetrahedronBase<T>::PlainVolume(Edges const& e) const {
     if constexpr (std::is_integral_v<T>)
         return TetrahedronBase::Volume();
     else
-        return _Volume(e.E01(), e.E02(), e.E03());
+        return SignedVolume(e.E01(), e.E02(), e.E03());
 }
 
 template <typename T>
 bool TetrahedronBase<T>::OrientationOK() const {
-    auto const& p = _Corners();
-    _Vector const d1 = _Difference(p[1], p[0]);
-    _Vector const d2 = _Difference(p[2], p[0]);
-    _Vector const d3 = _Difference(p[3], p[0]);
-    _Vector const normal = d1.Cross(d3);
+    auto const& p = Corners();
+    DoubleVector const d1 = Difference(p[1], p[0]);
+    DoubleVector const d2 = Difference(p[2], p[0]);
+    DoubleVector const d3 = Difference(p[3], p[0]);
+    DoubleVector const normal = d1.Cross(d3);
     // The sign of the volume as Volume computes it: what has none there is flat here, and not inverted by
     // the rounding of a unit normal.
     double const square = normal.Dot(normal);
-    double const volume = _Volume(d1, d2, d3);
+    double const volume = SignedVolume(d1, d2, d3);
     if (square >= smallest_safe_square && square <= largest_safe_square && std::isfinite(volume)) [[likely]]
         return volume >= 0.0;
     double const length = SafeLength(normal[0], normal[1], normal[2]); // a zero normal stays zero
-    _Vector const unit(normal[0] / length, normal[1] / length, normal[2] / length);
+    DoubleVector const unit(normal[0] / length, normal[1] / length, normal[2] / length);
     return d2.Dot(unit) <= 0.0;
 }
 
 template <typename T>
 MMVector<double, 3> TetrahedronBase<T>::GetCentroid() {
-    auto const& p = _Corners();
+    auto const& p = Corners();
     return {(p[0][0] + p[1][0] + p[2][0] + p[3][0]) * 0.25, (p[0][1] + p[1][1] + p[2][1] + p[3][1]) * 0.25,
             (p[0][2] + p[1][2] + p[2][2] + p[3][2]) * 0.25};
 }
 
 template <typename T>
 MTriangle<double, 3> TetrahedronBase<T>::GetFaceUnoriented(unsigned int i) {
-    unsigned char const* face = _Descriptor::descr_triangle_point[i];
-    return {_Corner(face[0]), _Corner(face[1]), _Corner(face[2])};
+    unsigned char const* face = Descriptor::descr_triangle_point[i];
+    return {Corner(face[0]), Corner(face[1]), Corner(face[2])};
 }
 
 template <typename T>
 MTriangle<double, 3> TetrahedronBase<T>::GetFaceOriented(unsigned int i) {
-    unsigned char const* face = _Descriptor::descr_triangle_point_ORIENTED[i];
-    return {_Corner(face[0]), _Corner(face[1]), _Corner(face[2])};
+    unsigned char const* face = Descriptor::descr_triangle_point_ORIENTED[i];
+    return {Corner(face[0]), Corner(face[1]), Corner(face[2])};
 }
 
 template <typename T>
 TriangularFace* TetrahedronBase<T>::GetFace(unsigned int i) const {
-    MTriangle<double, 3> const triangle = _Virtuals().GetFaceOriented(i);
+    MTriangle<double, 3> const triangle = Virtuals().GetFaceOriented(i);
     return new TriangularFace(triangle[0], triangle[1], triangle[2]);
 }
 
 template <typename T>
 MMVector<double, 3> TetrahedronBase<T>::GetMidEdgePoint(unsigned char e) {
-    unsigned char const* edge = _Descriptor::descr_tet4_tet10_point[e];
-    return (_Corner(edge[0]) + _Corner(edge[1])) * 0.5;
+    unsigned char const* edge = Descriptor::descr_tet4_tet10_point[e];
+    return (Corner(edge[0]) + Corner(edge[1])) * 0.5;
 }
 
 template <typename T>
@@ -476,35 +478,35 @@ bool TetrahedronBase<T>::SmallerThanXYZPlane(unsigned char axis, double value) c
 
 template <typename T>
 std::vector<double> TetrahedronBase<T>::_compute_sq_lengths() {
-    std::array<double, 6> const lengths = _SquaredEdges(_Edges(_Corners())).List();
+    std::array<double, 6> const lengths = SquaredEdges(EdgeVectors(Corners())).List();
     return {lengths.begin(), lengths.end()};
 }
 
 template <typename T>
 double TetrahedronBase<T>::_compute_sum_sq_lengths() const {
-    return _IsPlain() ? _SquaredEdges(_Edges(_Corners())).Sum() : _Sum(_Virtuals()._compute_sq_lengths());
+    return IsPlain() ? SquaredEdges(EdgeVectors(Corners())).Sum() : SumOf(Virtuals()._compute_sq_lengths());
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMaxEdgeLength() const {
-    return Sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Largest()
-                           : _Largest(_Virtuals()._compute_sq_lengths()));
+    return Sqrt(IsPlain() ? SquaredEdges(EdgeVectors(Corners())).Largest()
+                          : LargestOf(Virtuals()._compute_sq_lengths()));
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMinEdgeLength() const {
-    return Sqrt(_IsPlain() ? _SquaredEdges(_Edges(_Corners())).Smallest()
-                           : _Smallest(_Virtuals()._compute_sq_lengths()));
+    return Sqrt(IsPlain() ? SquaredEdges(EdgeVectors(Corners())).Smallest()
+                          : SmallestOf(Virtuals()._compute_sq_lengths()));
 }
 
 template <typename T>
 double TetrahedronBase<T>::GetMinHeight() const {
-    return _SmallestHeight(_Edges(_Corners()));
+    return SmallestHeight(EdgeVectors(Corners()));
 }
 
 template <typename T>
 void TetrahedronBase<T>::GetMinMaxArea(double& minArea, double& maxArea) const {
-    _Faces const faces = _OrientedFaces();
+    Faces const faces = OrientedFaces();
     DoublePair const first = Length(faces.Normals(0)) * 0.5;
     DoublePair const second = Length(faces.Normals(1)) * 0.5;
     minArea = MinLane(Min(Min(DoublePair{DBL_MAX, DBL_MAX}, first), second));
@@ -515,24 +517,24 @@ void TetrahedronBase<T>::GetMinMaxArea(double& minArea, double& maxArea) const {
 
 template <typename T>
 double TetrahedronBase<T>::RadiusCircumsphere() const {
-    auto const& p = _Corners();
-    return _CircumsphereRadius(_Difference(p[1], p[0]), _Difference(p[2], p[0]), _Difference(p[3], p[0]));
+    auto const& p = Corners();
+    return CircumsphereRadius(Difference(p[1], p[0]), Difference(p[2], p[0]), Difference(p[3], p[0]));
 }
 
 template <typename T>
 MMVector<double, 3> TetrahedronBase<T>::MidpointCircumsphere() {
-    auto const& p = _Corners();
-    _Vector x;
+    auto const& p = Corners();
+    DoubleVector x;
     double squared_radius;
-    if (!_Circumsphere(_Difference(p[1], p[0]), _Difference(p[2], p[0]), _Difference(p[3], p[0]), x,
-                       squared_radius))
-        return _Vector(DBL_MAX, DBL_MAX, DBL_MAX);
+    if (!Circumsphere(Difference(p[1], p[0]), Difference(p[2], p[0]), Difference(p[3], p[0]), x,
+                      squared_radius))
+        return DoubleVector(DBL_MAX, DBL_MAX, DBL_MAX);
     return {p[0][0] + x[0], p[0][1] + x[1], p[0][2] + x[2]};
 }
 
 template <typename T>
 double TetrahedronBase<T>::RadiusInsphere() const {
-    return _InsphereRadius(this->Volume(), _Edges(_Corners()));
+    return InsphereRadius(this->Volume(), EdgeVectors(Corners()));
 }
 
 // ---------------------------------------------------------------- angles
@@ -541,13 +543,13 @@ template <typename T>
 void TetrahedronBase<T>::GetMinMaxCos(double& minCos, double& maxCos) const {
     minCos = 2.0;
     maxCos = -2.0;
-    if (_IsPlain()) { // the corner angles of the faces are the angles at the corners
-        _CornerCosines const cosines{_Edges(_Corners())};
+    if (IsPlain()) { // the corner angles of the faces are the angles at the corners
+        CornerCosines const cosines{EdgeVectors(Corners())};
         minCos = cosines.Smallest(minCos);
         maxCos = cosines.Largest(maxCos);
         return;
     }
-    _Faces const faces = _OrientedFaces();
+    Faces const faces = OrientedFaces();
     for (unsigned int i = 0; i < 2; ++i) {
         VectorPair const ab = Normalised(faces.b[i] - faces.a[i]);
         VectorPair const bc = Normalised(faces.c[i] - faces.b[i]);
@@ -562,7 +564,7 @@ void TetrahedronBase<T>::GetMinMaxCos(double& minCos, double& maxCos) const {
 
 template <typename T>
 void TetrahedronBase<T>::GetMinMaxCosDihedralAngle(double& minCos, double& maxCos) const {
-    std::tie(minCos, maxCos) = _OrientedFaces().DihedralCosines();
+    std::tie(minCos, maxCos) = OrientedFaces().DihedralCosines();
 }
 
 template <typename T>
@@ -581,10 +583,10 @@ double TetrahedronBase<T>::GetMaxCosDihedralAngle() const {
 
 template <typename T>
 double TetrahedronBase<T>::GetCosLargestMidAngle() const {
-    _Vector const centre = _Virtuals().MidpointCircumsphere();
+    DoubleVector const centre = Virtuals().MidpointCircumsphere();
     VectorPair const c = VectorPair::Of(centre, centre);
-    auto const& p = _Corners();
-    return _MutualDots(Normalised(VectorPair::Of(p[0], p[1]) - c), Normalised(VectorPair::Of(p[2], p[3]) - c))
+    auto const& p = Corners();
+    return MutualDots(Normalised(VectorPair::Of(p[0], p[1]) - c), Normalised(VectorPair::Of(p[2], p[3]) - c))
         .Smallest(DBL_MAX);
 }
 
@@ -593,14 +595,14 @@ double TetrahedronBase<T>::GetCosLargestMidAngle() const {
 template <typename T>
 double TetrahedronBase<T>::QualityMinCornerAngle() const {
     constexpr double none = -2.0;
-    double const max_cos = _CornerCosines(_Edges(_Corners())).ReplaceInvalid(none).Largest(none);
+    double const max_cos = CornerCosines(EdgeVectors(Corners())).ReplaceInvalid(none).Largest(none);
     return max_cos == none ? DBL_MAX : std::acos(max_cos);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityMaxCornerAngle() const {
     constexpr double none = 2.0;
-    double const min_cos = _CornerCosines(_Edges(_Corners())).ReplaceInvalid(none).Smallest(none);
+    double const min_cos = CornerCosines(EdgeVectors(Corners())).ReplaceInvalid(none).Smallest(none);
     return min_cos == none ? 0.0 : std::acos(min_cos);
 }
 
@@ -622,48 +624,48 @@ double TetrahedronBase<T>::QualityMaxFacangle() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualitySpheres() const {
-    if (!_IsPlain())
-        return _SpheresQuality(RadiusInsphere(), RadiusCircumsphere());
-    _Edges const edges(_Corners());
-    double const circumsphere = _CircumsphereRadius(edges.E01(), edges.E02(), edges.E03());
-    return _SpheresQuality(_InsphereRadius(_PlainVolume(edges), edges), circumsphere);
+    if (!IsPlain())
+        return SpheresQuality(RadiusInsphere(), RadiusCircumsphere());
+    EdgeVectors const edges(Corners());
+    double const circumsphere = CircumsphereRadius(edges.E01(), edges.E02(), edges.E03());
+    return SpheresQuality(InsphereRadius(PlainVolume(edges), edges), circumsphere);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityInsphereEdge() const {
-    if (!_IsPlain())
-        return _InsphereEdgeQuality(RadiusInsphere(), GetMaxEdgeLength());
-    _Edges const edges(_Corners());
-    double const longest_edge = Sqrt(_SquaredEdges(edges).Largest());
-    return _InsphereEdgeQuality(_InsphereRadius(_PlainVolume(edges), edges), longest_edge);
+    if (!IsPlain())
+        return InsphereEdgeQuality(RadiusInsphere(), GetMaxEdgeLength());
+    EdgeVectors const edges(Corners());
+    double const longest_edge = Sqrt(SquaredEdges(edges).Largest());
+    return InsphereEdgeQuality(InsphereRadius(PlainVolume(edges), edges), longest_edge);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityMeanRatio() const {
-    if (!_IsPlain())
-        return _MeanRatio(this->Volume(), _compute_sum_sq_lengths());
-    _Edges const edges(_Corners());
-    return _MeanRatio(_PlainVolume(edges), _SquaredEdges(edges).Sum());
+    if (!IsPlain())
+        return MeanRatio(this->Volume(), _compute_sum_sq_lengths());
+    EdgeVectors const edges(Corners());
+    return MeanRatio(PlainVolume(edges), SquaredEdges(edges).Sum());
 }
 
 // GetMinHeight and GetMaxEdgeLength.
 template <typename T>
-std::pair<double, double> TetrahedronBase<T>::_HeightAndLongestEdge() const {
-    if (!_IsPlain())
+std::pair<double, double> TetrahedronBase<T>::HeightAndLongestEdge() const {
+    if (!IsPlain())
         return {GetMinHeight(), GetMaxEdgeLength()};
-    _Edges const edges(_Corners());
-    return {_SmallestHeight(edges), Sqrt(_SquaredEdges(edges).Largest())};
+    EdgeVectors const edges(Corners());
+    return {SmallestHeight(edges), Sqrt(SquaredEdges(edges).Largest())};
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityAspectRatio() const {
-    auto const [height, edge] = _HeightAndLongestEdge();
+    auto const [height, edge] = HeightAndLongestEdge();
     return 1.224744871391589 * height / edge;
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityAspectRatioTetgen() const {
-    auto const [height, edge] = _HeightAndLongestEdge();
+    auto const [height, edge] = HeightAndLongestEdge();
     return edge / height;
 }
 
@@ -679,7 +681,7 @@ double TetrahedronBase<T>::QualityEquiAngleSkew() const {
     constexpr double range_above = 2.0943951023931957;
     double min_cos, max_cos;
     GetMinMaxCos(min_cos, max_cos);
-    return _AngleQuality(min_cos, max_cos, ideal, range_above);
+    return AngleQuality(min_cos, max_cos, ideal, range_above);
 }
 
 template <typename T>
@@ -687,17 +689,17 @@ double TetrahedronBase<T>::QualityEquiDihedralAngleSkew() const {
     constexpr double ideal = 1.2309594173407747; // acos(1/3)
     constexpr double range_above = 1.9106332362490184;
     double min_cos, max_cos;
-    if (_IsPlain())
-        std::tie(min_cos, max_cos) = _Faces::Of(_Corners()).DihedralCosines();
+    if (IsPlain())
+        std::tie(min_cos, max_cos) = Faces::Of(Corners()).DihedralCosines();
     else
         GetMinMaxCosDihedralAngle(min_cos, max_cos);
-    return _AngleQuality(min_cos, max_cos, ideal, range_above);
+    return AngleQuality(min_cos, max_cos, ideal, range_above);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityEdgeMinMax() const {
-    if (_IsPlain()) {
-        _SquaredEdges const lengths{_Edges(_Corners())};
+    if (IsPlain()) {
+        SquaredEdges const lengths{EdgeVectors(Corners())};
         return Sqrt(lengths.Smallest()) / Sqrt(lengths.Largest());
     }
     return GetMinEdgeLength() / GetMaxEdgeLength();
@@ -705,8 +707,8 @@ double TetrahedronBase<T>::QualityEdgeMinMax() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualityEdgeMaxMin() const {
-    if (_IsPlain()) {
-        _SquaredEdges const lengths{_Edges(_Corners())};
+    if (IsPlain()) {
+        SquaredEdges const lengths{EdgeVectors(Corners())};
         return Sqrt(lengths.Largest()) / Sqrt(lengths.Smallest());
     }
     return GetMaxEdgeLength() / GetMinEdgeLength();
@@ -714,12 +716,12 @@ double TetrahedronBase<T>::QualityEdgeMaxMin() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualityJacobian() {
-    return _IsPlain() ? _VerdictJacobian(_Corners()) : _VerdictJacobian(_VerdictCorners());
+    return IsPlain() ? VerdictJacobian(Corners()) : VerdictJacobian(VerdictCorners());
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityScaledJacobian() {
-    return _IsPlain() ? _VerdictScaledJacobian(_Corners()) : _VerdictScaledJacobian(_VerdictCorners());
+    return IsPlain() ? VerdictScaledJacobian(Corners()) : VerdictScaledJacobian(VerdictCorners());
 }
 
 template <typename T>
@@ -744,9 +746,9 @@ double TetrahedronBase<T>::QualityAnsysElementQuality() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualityFluentOrthogonalQuality() const {
-    _Vector const centroid = _Virtuals().GetCentroid();
+    DoubleVector const centroid = Virtuals().GetCentroid();
     VectorPair const centre = VectorPair::Of(centroid, centroid);
-    _Faces const f = _OrientedFaces();
+    Faces const f = OrientedFaces();
     DoublePair cosines[2];
     for (unsigned int i = 0; i < 2; ++i) {
         VectorPair const to_face = (f.a[i] + f.b[i] + f.c[i]) * 0.3333333333333333 - centre;
@@ -757,13 +759,13 @@ double TetrahedronBase<T>::QualityFluentOrthogonalQuality() const {
 
 template <typename T>
 double TetrahedronBase<T>::FluentOrthogonalQualityForNeighbor(TetrahedronBase<T> const& neighbor) const {
-    _Vector shared[4];
+    DoubleVector shared[4];
     unsigned int count = 0;
     for (MMVector<T, 3> const& corner : neighbor.m_points)
         if (std::find(m_points.begin(), m_points.end(), corner) != m_points.end())
-            shared[count++] = _Vector(corner);
-    _Vector const normal = (shared[1] - shared[0]).Cross(shared[2] - shared[0]);
-    _Vector const line = neighbor._Virtuals().GetCentroid() - _Virtuals().GetCentroid();
+            shared[count++] = DoubleVector(corner);
+    DoubleVector const normal = (shared[1] - shared[0]).Cross(shared[2] - shared[0]);
+    DoubleVector const line = neighbor.Virtuals().GetCentroid() - Virtuals().GetCentroid();
     return normal.Dot(line) / SafeLength(normal[0], normal[1], normal[2]) /
            SafeLength(line[0], line[1], line[2]);
 }

@@ -152,29 +152,29 @@ protected:
     // The first four nodes of an element, in model units or as they are in the mesh.
     TetrahedronBase(MMeshElement const* element, bool rawCoordinates);
     // Node i of an element as a vertex, likewise; at the origin where the element has no such node.
-    static MMVector<T, 3> _NodeOf(MMeshElement const& element, unsigned int i, bool rawCoordinates) noexcept {
+    static MMVector<T, 3> NodeOf(MMeshElement const& element, unsigned int i, bool rawCoordinates) noexcept {
         if (i >= element.GetNodeCount())
             return {};
         MMeshPoint const& node = *element.GetNode(i);
         return rawCoordinates ? MMVector<T, 3>(MMVector<MLong, 3>(node.x, node.y, node.z))
-                              : TetrahedronBase::_NodePosition(node);
+                              : TetrahedronBase::NodePosition(node);
     }
     // The corners as they are stored here.
-    std::array<MMVector<T, 3>, 4> const& _Points() const noexcept { return m_points; }
+    std::array<MMVector<T, 3>, 4> const& Points() const noexcept { return m_points; }
 
 private:
-    using _Vector = MMVector<double, 3>;
-    struct _Faces;
+    using DoubleVector = MMVector<double, 3>;
+    struct Faces;
 
-    bool _IsPlain() const noexcept;
-    TetrahedronBase& _Virtuals() const noexcept;
-    _Vector _Corner(unsigned int i) const noexcept { return _Vector(m_points[i]); }
-    decltype(auto) _Corners() const noexcept;
-    _Faces _OrientedFaces() const;
-    std::array<_Vector, 4> _VerdictCorners() const;
-    std::pair<double, double> _HeightAndLongestEdge() const;
+    bool IsPlain() const noexcept;
+    TetrahedronBase& Virtuals() const noexcept;
+    DoubleVector Corner(unsigned int i) const noexcept { return DoubleVector(m_points[i]); }
+    decltype(auto) Corners() const noexcept;
+    Faces OrientedFaces() const;
+    std::array<DoubleVector, 4> VerdictCorners() const;
+    std::pair<double, double> HeightAndLongestEdge() const;
     template <typename Edges>
-    double _PlainVolume(Edges const& edges) const;
+    double PlainVolume(Edges const& edges) const;
 
     std::array<MMVector<T, 3>, 4> m_points{};
 };

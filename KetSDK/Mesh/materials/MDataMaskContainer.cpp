@@ -6,7 +6,7 @@
 
 template <typename T>
 MDataMaskContainer<T>::~MDataMaskContainer() {
-    _DropMasks();
+    DropMasks();
 }
 
 template <typename T>
@@ -71,7 +71,7 @@ bool MDataMaskContainer<T>::AddMask(IDataMask* mask) {
 }
 
 template <typename T>
-void MDataMaskContainer<T>::_AddSizedMask(MDataMaskBase<T>* mask) {
+void MDataMaskContainer<T>::AddSizedMask(MDataMaskBase<T>* mask) {
     m_masks.push_back(mask);
     mask->m_owner = this;
 }
@@ -112,19 +112,19 @@ std::size_t MDataMaskContainer<T>::MemoryUsed() const {
 }
 
 template <typename T>
-void MDataMaskContainer<T>::_ReleaseAllIDs() {
+void MDataMaskContainer<T>::ReleaseAllIDs() {
     m_free_count = 0;
     if (m_keep_objects)
         m_objects.Grow(m_capacity, nullptr);
     for (std::uint64_t index = m_capacity; index-- > 0;) {
         if (m_keep_objects)
             m_objects[index] = nullptr;
-        _Push(index);
+        Push(index);
     }
 }
 
 template <typename T>
-void MDataMaskContainer<T>::_DropMasks() noexcept {
+void MDataMaskContainer<T>::DropMasks() noexcept {
     for (MDataMaskBase<T>* mask : m_masks)
         mask->m_owner = nullptr;
     m_masks.clear();
@@ -134,21 +134,21 @@ void MDataMaskContainer<T>::_DropMasks() noexcept {
 template <typename T>
 std::uint64_t MDataMaskContainer<T>::_GetNewID() {
     if (m_free_count == 0)
-        _FreeFrom(_Grow(1));
+        FreeFrom(GrowBy(1));
     std::uint64_t const index = m_free[--m_free_count];
     _SetDefault(index);
     return index;
 }
 
 template <typename T>
-std::uint64_t MDataMaskContainer<T>::_GetNewIDs(std::uint64_t count) {
-    std::uint64_t const first = _Grow(count);
-    _FreeFrom(first + count);
+std::uint64_t MDataMaskContainer<T>::GetNewIDs(std::uint64_t count) {
+    std::uint64_t const first = GrowBy(count);
+    FreeFrom(first + count);
     return first;
 }
 
 template <typename T>
-std::uint64_t MDataMaskContainer<T>::_Grow(std::uint64_t count) {
+std::uint64_t MDataMaskContainer<T>::GrowBy(std::uint64_t count) {
     // Room everywhere first: when memory runs out, nothing has been handed out.
     std::uint64_t const capacity = m_capacity + (count + Batch - 1) / Batch * Batch;
     m_free.Grow(Batch, 0);
@@ -159,21 +159,21 @@ std::uint64_t MDataMaskContainer<T>::_Grow(std::uint64_t count) {
 }
 
 template <typename T>
-void MDataMaskContainer<T>::_FreeFrom(std::uint64_t index) {
+void MDataMaskContainer<T>::FreeFrom(std::uint64_t index) {
     // Descending, so that the lowest index lies on top.
     for (std::uint64_t i = m_capacity; i-- > index;)
-        _Push(i);
+        Push(i);
 }
 
 template <typename T>
 void MDataMaskContainer<T>::_ReleaseID(std::uint64_t index) {
-    _Push(index);
+    Push(index);
     if (m_free_count > m_optimise_threshold)
         Optimise();
 }
 
 template <typename T>
-void MDataMaskContainer<T>::_Push(std::uint64_t index) {
+void MDataMaskContainer<T>::Push(std::uint64_t index) {
     m_free.Grow(m_free_count + 1, 0);
     m_free[m_free_count++] = index;
 }

@@ -34,7 +34,7 @@ public:
     void RegisterMaskObjects(std::uint64_t count, Next&& next) {
         for (; count > 0 && m_free_count > 0; --count)
             RegisterMaskObject(next());
-        for (std::uint64_t index = _GetNewIDs(count); count > 0; --count, ++index) {
+        for (std::uint64_t index = GetNewIDs(count); count > 0; --count, ++index) {
             T& object = next();
             object.SetMaskIndex(index);
             if (m_keep_objects)
@@ -82,24 +82,24 @@ public:
 
 protected:
     // From now on records which object uses which index. Called before the first registration.
-    void _KeepObjectTable() noexcept { m_keep_objects = true; }
+    void KeepObjectTable() noexcept { m_keep_objects = true; }
     // Adds a new mask that has been sized to the capacity and filled, with its values.
-    void _AddSizedMask(MDataMaskBase<T>* mask);
+    void AddSizedMask(MDataMaskBase<T>* mask);
     // Takes every index back at once; masks stay registered.
-    void _ReleaseAllIDs();
+    void ReleaseAllIDs();
     // Lets go of every mask and name.
-    void _DropMasks() noexcept;
+    void DropMasks() noexcept;
 
 private:
     std::uint64_t _GetNewID();
     // So many indices that follow each other; returns the first. None may be free.
-    std::uint64_t _GetNewIDs(std::uint64_t count);
+    std::uint64_t GetNewIDs(std::uint64_t count);
     // Makes room for so many more indices, in whole batches; returns the first of them.
-    std::uint64_t _Grow(std::uint64_t count);
+    std::uint64_t GrowBy(std::uint64_t count);
     // Frees the indices from this one to the capacity.
-    void _FreeFrom(std::uint64_t index);
+    void FreeFrom(std::uint64_t index);
     void _ReleaseID(std::uint64_t index);
-    void _Push(std::uint64_t index);
+    void Push(std::uint64_t index);
     void _ReallocateMasks(std::uint64_t capacity);
     void _SetDefault(std::uint64_t index);
 

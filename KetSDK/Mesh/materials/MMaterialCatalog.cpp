@@ -51,13 +51,13 @@ MMeshMaterial* MMaterialCatalog::AddMaterial(MMeshMaterial& material) {
     if (MMeshMaterial* const present = GetMaterialWithID(material.GetID())) {
         return present;
     }
-    return _Store(std::make_shared<MMeshMaterial>(material));
+    return Store(std::make_shared<MMeshMaterial>(material));
 }
 
 MMeshMaterial* MMaterialCatalog::AddMaterialNewID(MMeshMaterial& material) {
     auto const copy = std::make_shared<MMeshMaterial>(material);
-    copy->SetID(_NextFreeID());
-    return _Store(copy);
+    copy->SetID(NextFreeID());
+    return Store(copy);
 }
 
 MMeshMaterial* MMaterialCatalog::GetMaterialWithID(unsigned int id) const {
@@ -141,13 +141,13 @@ void MMaterialCatalog::SaveState(MStreamMFileOut& out) {
 }
 
 // Enters a material under its identifier, in the density index too (see GetMaterialWithDensity).
-MMeshMaterial* MMaterialCatalog::_Store(std::shared_ptr<MMeshMaterial> const& material) {
+MMeshMaterial* MMaterialCatalog::Store(std::shared_ptr<MMeshMaterial> const& material) {
     m_materials.emplace(material->GetID(), material);
     m_density_index.emplace(static_cast<double>(material->GetID()), material);
     return material.get();
 }
 
-unsigned int MMaterialCatalog::_NextFreeID() const {
+unsigned int MMaterialCatalog::NextFreeID() const {
     unsigned int candidate = 1; // 0 is never handed out
     for (auto const& [id, material] : m_materials) {
         if (candidate < id) {

@@ -70,8 +70,8 @@ private:
         bool operator()(double a, double b) const noexcept { return std::isnan(b) ? !std::isnan(a) : a < b; }
     };
 
-    MMeshMaterial* _Store(std::shared_ptr<MMeshMaterial> const& material);
-    unsigned int _NextFreeID() const;
+    MMeshMaterial* Store(std::shared_ptr<MMeshMaterial> const& material);
+    unsigned int NextFreeID() const;
 
     MaterialMap m_materials;
     std::multimap<double, std::shared_ptr<MMeshMaterial>, DensityOrder> m_density_index;

@@ -13,21 +13,21 @@ using namespace KetSDK::Mesh::Detail;
 MMeshElementMaskContainer::~MMeshElementMaskContainer() = default;
 
 template <typename M>
-void MMeshElementMaskContainer::_Make(std::unique_ptr<M>& mask) {
+void MMeshElementMaskContainer::MakeMask(std::unique_ptr<M>& mask) {
     MakeBuiltInMask(*this, mask);
 }
 
-template void MMeshElementMaskContainer::_Make(std::unique_ptr<MDataMask<MMeshElement, double>>&);
-template void MMeshElementMaskContainer::_Make(std::unique_ptr<MDataMask<MMeshElement, int>>&);
-template void MMeshElementMaskContainer::_Make(std::unique_ptr<MDataMask<MMeshElement, VolumeList>>&);
+template void MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMask<MMeshElement, double>>&);
+template void MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMask<MMeshElement, int>>&);
+template void MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMask<MMeshElement, VolumeList>>&);
 template void
-MMeshElementMaskContainer::_Make(std::unique_ptr<MDataMask<MMeshElement, MMeshSurfaceTriangleList>>&);
-template void MMeshElementMaskContainer::_Make(std::unique_ptr<MDataMaskBits<MMeshElement>>&);
+MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMask<MMeshElement, MMeshSurfaceTriangleList>>&);
+template void MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMaskBits<MMeshElement>>&);
 
 void MMeshElementMaskContainer::Clear() {
     ReleaseBuiltInMasks(*this);
-    _DropMasks();
-    _ReleaseAllIDs();
+    DropMasks();
+    ReleaseAllIDs();
 }
 
 void MMeshElementMaskContainer::CopyBuiltInMasks(MMeshElementMaskContainer const& other,

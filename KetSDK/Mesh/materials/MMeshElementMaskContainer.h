@@ -34,38 +34,38 @@ public:
     ~MMeshElementMaskContainer() override;
 
     // Grey value of the image (Hounsfield units for CT); 0 by default.
-    MDataMask<MMeshElement, double>* GetGreyValueMask() { return _Get(m_grey_values); }
+    MDataMask<MMeshElement, double>* GetGreyValueMask() { return Get(m_grey_values); }
     MDataMask<MMeshElement, double> const* GetGreyValueMask() const { return m_grey_values.get(); }
     bool HasGreyValueMask() const noexcept { return m_grey_values != nullptr; }
     void ReleaseGreyValueMask() noexcept { m_grey_values.reset(); }
 
     // Material identifier; -1 (no material) by default.
-    MDataMask<MMeshElement, int>* GetMaterialMask() { return _Get(m_materials); }
+    MDataMask<MMeshElement, int>* GetMaterialMask() { return Get(m_materials); }
     MDataMask<MMeshElement, int> const* GetMaterialMask() const { return m_materials.get(); }
     bool HasMaterialMask() const noexcept { return m_materials != nullptr; }
     void ReleaseMaterialMask() noexcept { m_materials.reset(); }
 
     // Number of the sub-volume that the element belongs to; -1 (none) by default.
     // Not copied by CopyMaskInfo: sub-volumes count their elements.
-    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return _Get(m_subvolumes); }
+    MDataMask<MMeshElement, int>* GetSubvolumeMask() { return Get(m_subvolumes); }
     MDataMask<MMeshElement, int> const* GetSubvolumeMask() const { return m_subvolumes.get(); }
     bool HasSubvolumeMask() const noexcept { return m_subvolumes != nullptr; }
     void ReleaseSubvolumeMask() noexcept { m_subvolumes.reset(); }
 
     // Volumes that share the element, with weights; empty by default.
-    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() { return _Get(m_volume_lists); }
+    MDataMask<MMeshElement, VolumeList>* GetVolumeIndexMask() { return Get(m_volume_lists); }
     MDataMask<MMeshElement, VolumeList> const* GetVolumeIndexMask() const { return m_volume_lists.get(); }
     bool HasVolumeIndexMask() const noexcept { return m_volume_lists != nullptr; }
     void ReleaseVolumeIndexMask() noexcept { m_volume_lists.reset(); }
 
     // Identifier that the element had where it came from; -1 by default.
-    MDataMask<MMeshElement, int>* GetOriginalIDs() { return _Get(m_original_ids); }
+    MDataMask<MMeshElement, int>* GetOriginalIDs() { return Get(m_original_ids); }
     MDataMask<MMeshElement, int> const* GetOriginalIDs() const { return m_original_ids.get(); }
     bool HasOriginalIDs() const noexcept { return m_original_ids != nullptr; }
     void ReleaseOriginalIDs() noexcept { m_original_ids.reset(); }
 
     // Faces of the element on a boundary; empty by default.
-    MDataMask<MMeshElement, MMeshSurfaceTriangleList>* GetSurfaceMask() { return _Get(m_surface_triangles); }
+    MDataMask<MMeshElement, MMeshSurfaceTriangleList>* GetSurfaceMask() { return Get(m_surface_triangles); }
     MDataMask<MMeshElement, MMeshSurfaceTriangleList> const* GetSurfaceMask() const {
         return m_surface_triangles.get();
     }
@@ -73,7 +73,7 @@ public:
     void ReleaseSurfaceMask() noexcept { m_surface_triangles.reset(); }
 
     // Whether the element is shown; true by default.
-    MDataMaskBits<MMeshElement>* GetVisibleMask() { return _Get(m_visible); }
+    MDataMaskBits<MMeshElement>* GetVisibleMask() { return Get(m_visible); }
     MDataMaskBits<MMeshElement> const* GetVisibleMask() const { return m_visible.get(); }
     bool HasVisibleMask() const noexcept { return m_visible != nullptr; }
     void ReleaseVisibleMask() noexcept { m_visible.reset(); }
@@ -105,16 +105,16 @@ private:
     friend struct KetSDK::Mesh::Detail::BuiltInMasks;
     template <typename C, typename M, typename V>
     friend struct KetSDK::Mesh::Detail::BuiltInMask;
-    MMeshElementMaskContainer() { _KeepObjectTable(); }
+    MMeshElementMaskContainer() { KeepObjectTable(); }
 
     template <typename M>
-    M* _Get(std::unique_ptr<M>& mask) {
+    M* Get(std::unique_ptr<M>& mask) {
         if (!mask)
-            _Make(mask);
+            MakeMask(mask);
         return mask.get();
     }
     template <typename M>
-    void _Make(std::unique_ptr<M>& mask);
+    void MakeMask(std::unique_ptr<M>& mask);
 
     std::unique_ptr<MDataMask<MMeshElement, double>> m_grey_values;
     std::unique_ptr<MDataMask<MMeshElement, int>> m_materials;

@@ -56,7 +56,7 @@ MMeshOperatorMaterialAssign::~MMeshOperatorMaterialAssign() = default;
 
 bool MMeshOperatorMaterialAssign::Operate() {
     m_settings = dynamic_cast<Settings*>(GetSettings());
-    if (!_IsSuitable())
+    if (!IsSuitable())
         return false;
     MMaterialCatalog& catalog = GetMesh()->GetMaterialCatalog();
     ReplaceMaterials(catalog, *_MergeMaterialCatalogs(catalog, *m_settings->GetMatCatalog()));
@@ -66,7 +66,7 @@ bool MMeshOperatorMaterialAssign::Operate() {
     return true;
 }
 
-bool MMeshOperatorMaterialAssign::_IsSuitable() {
+bool MMeshOperatorMaterialAssign::IsSuitable() {
     if (!GetMesh() || !m_settings || !m_settings->GetMatCatalog())
         return false;
     Settings::EAssignType const type = m_settings->GetAssignType();
@@ -107,13 +107,13 @@ bool MMeshOperatorMaterialAssign::_AssignMaterials() {
     KetSDK::Common::IndeterminateProgressReporter const reporter(m_progress, "Assigning Materials...", true);
     switch (m_settings->GetAssignType()) {
     case Settings::FirstMaterial:
-        return _AssignFirstMaterial(reporter);
+        return AssignFirstMaterial(reporter);
     case Settings::GreyValueInFirstVolume:
-        return _AssignByGreyValueInFirstVolume(reporter);
+        return AssignByGreyValueInFirstVolume(reporter);
     case Settings::GreyValuePerMaterialIndex:
-        return _AssignByGreyValuePerMaterialIndex(reporter);
+        return AssignByGreyValuePerMaterialIndex(reporter);
     case Settings::MaterialIndex:
-        return _AssignByMaterialIndex(reporter);
+        return AssignByMaterialIndex(reporter);
     case Settings::ReplaceMaterial:
         return _AssignReplaceMaterial(reporter);
     default:
@@ -122,7 +122,7 @@ bool MMeshOperatorMaterialAssign::_AssignMaterials() {
 }
 
 template <typename MaterialOf>
-bool MMeshOperatorMaterialAssign::_AssignEach(Reporter const& reporter, MaterialOf const& material_of) {
+bool MMeshOperatorMaterialAssign::AssignEach(Reporter const& reporter, MaterialOf const& material_of) {
     // Part of the result, also where a type does not read them: all three masks exist afterwards.
     MMeshElementMaskContainer& masks = *GetMesh()->GetElementMasks();
     masks.GetGreyValueMask();
@@ -134,62 +134,62 @@ bool MMeshOperatorMaterialAssign::_AssignEach(Reporter const& reporter, Material
     });
 }
 
-bool MMeshOperatorMaterialAssign::_AssignFirstMaterial(Reporter const& reporter) {
+bool MMeshOperatorMaterialAssign::AssignFirstMaterial(Reporter const& reporter) {
     unsigned int const first = m_index_map[0];
-    return _AssignEach(reporter, [first](std::uint64_t) { return first; });
+    return AssignEach(reporter, [first](std::uint64_t) { return first; });
 }
 
-bool MMeshOperatorMaterialAssign::_AssignByGreyValueInFirstVolume(Reporter const& reporter) {
+bool MMeshOperatorMaterialAssign::AssignByGreyValueInFirstVolume(Reporter const& reporter) {
     std::vector<bool> const& used = m_settings->GetMaskUsed();
     auto const first_used =
         static_cast<std::size_t>(std::find(used.begin(), used.end(), true) - used.begin());
     bool const everywhere = first_used == used.size();
     unsigned int const outside = m_index_map[0];
-    std::vector<MDensityLookup::Entry> const inside = _RemappedMaterials(0);
-    MDataMask<MMeshElement, double> const& values = _Values();
+    std::vector<MDensityLookup::Entry> const inside = RemappedMaterials(0);
+    MDataMask<MMeshElement, double> const& values = ValuesOf();
     auto const& lists = *GetMesh()->GetElementMasks()->GetVolumeIndexMask();
     auto const is_inside = [&](VolumeList const& list) {
         return std::ranges::any_of(
             list, [first_used](auto const& entry) { return entry.volume_index == first_used; });
     };
-    return _AssignEach(reporter, [&](std::uint64_t index) {
+    return AssignEach(reporter, [&](std::uint64_t index) {
         return everywhere || is_inside(lists.GetValueAt(index))
                    ? MDensityLookup::FindMaterialId(inside, values.GetValueAt(index))
                    : outside;
     });
 }
 
-bool MMeshOperatorMaterialAssign::_AssignByGreyValuePerMaterialIndex(Reporter const& reporter) {
+bool MMeshOperatorMaterialAssign::AssignByGreyValuePerMaterialIndex(Reporter const& reporter) {
     MaterialIndexTable const indices(m_settings->GetMaskUsed());
     std::vector<std::vector<MDensityLookup::Entry>> materials;
     for (unsigned int index = 0; index <= indices.Largest(); ++index) {
         if (index == m_settings->GetMaskUsed().size())
             materials.push_back({{m_index_map[0], 0.0}}); // for every grey value
         else
-            materials.push_back(_RemappedMaterials(static_cast<unsigned short>(index)));
+            materials.push_back(RemappedMaterials(static_cast<unsigned short>(index)));
     }
-    MDataMask<MMeshElement, double> const& values = _Values();
+    MDataMask<MMeshElement, double> const& values = ValuesOf();
     auto const& lists = *GetMesh()->GetElementMasks()->GetVolumeIndexMask();
-    return _AssignEach(reporter, [&](std::uint64_t index) {
+    return AssignEach(reporter, [&](std::uint64_t index) {
         return MDensityLookup::FindMaterialId(materials[indices.IndexOf(lists.GetValueAt(index))],
                                               values.GetValueAt(index));
     });
 }
 
-bool MMeshOperatorMaterialAssign::_AssignByMaterialIndex(Reporter const& reporter) {
+bool MMeshOperatorMaterialAssign::AssignByMaterialIndex(Reporter const& reporter) {
     MaterialIndexTable const indices(m_settings->GetMaskUsed());
     std::vector<unsigned int> materials;
     for (unsigned int index = 0; index <= indices.Largest(); ++index)
         materials.push_back(m_index_map[static_cast<unsigned short>(index + 1)]); // 65535 wraps to 0
     auto const& lists = *GetMesh()->GetElementMasks()->GetVolumeIndexMask();
-    return _AssignEach(
+    return AssignEach(
         reporter, [&](std::uint64_t index) { return materials[indices.IndexOf(lists.GetValueAt(index))]; });
 }
 
 bool MMeshOperatorMaterialAssign::_AssignReplaceMaterial(Reporter const& reporter) {
     auto const& materials = *GetMesh()->GetElementMasks()->GetMaterialMask();
     tsl::robin_map<unsigned int, unsigned int> const remapping(m_remapping.begin(), m_remapping.end());
-    return _AssignEach(reporter, [&](std::uint64_t index) {
+    return AssignEach(reporter, [&](std::uint64_t index) {
         auto const id = static_cast<unsigned int>(materials.GetValueAt(index));
         auto const found = remapping.find(id);
         return found == remapping.end() ? id : found->second;
@@ -206,25 +206,25 @@ void MMeshOperatorMaterialAssign::_CleanupUnusedMaterials() {
     ReplaceMaterials(catalog, kept);
 }
 
-MDataMask<MMeshElement, double> const& MMeshOperatorMaterialAssign::_Values() {
+MDataMask<MMeshElement, double> const& MMeshOperatorMaterialAssign::ValuesOf() {
     auto const* const values = m_settings->GetValues();
     return values ? *values : *GetMesh()->GetElementMasks()->GetGreyValueMask();
 }
 
-unsigned int MMeshOperatorMaterialAssign::_RemappedId(unsigned int id) const {
+unsigned int MMeshOperatorMaterialAssign::RemappedId(unsigned int id) const {
     auto const found = m_remapping.find(id);
     return found == m_remapping.end() ? id : found->second;
 }
 
 // Not an empty list: an index without materials gives "no material" for every grey value, remapped as well.
 std::vector<MDensityLookup::Entry>
-MMeshOperatorMaterialAssign::_RemappedMaterials(unsigned short index) const {
+MMeshOperatorMaterialAssign::RemappedMaterials(unsigned short index) const {
     auto const list = m_settings->GetGrey2dens()->GetMaterials(index);
     std::vector<MDensityLookup::Entry> materials(list.begin(), list.end());
     if (materials.empty())
         materials.emplace_back(MDensityLookup::NoMaterial, 0.0);
     for (auto& entry : materials)
-        entry.first = _RemappedId(entry.first);
+        entry.first = RemappedId(entry.first);
     return materials;
 }
 

@@ -51,26 +51,26 @@ public:
 private:
     using Reporter = KetSDK::Common::BaseProgressReporter;
 
-    bool _IsSuitable();
+    bool IsSuitable();
     std::unique_ptr<MMaterialCatalog> _MergeMaterialCatalogs(MMaterialCatalog const& mesh_catalog,
                                                              MMaterialCatalog const& settings_catalog);
     // All false when cancelled.
     bool _AssignMaterials();
-    bool _AssignFirstMaterial(Reporter const& reporter);
-    bool _AssignByGreyValueInFirstVolume(Reporter const& reporter);
-    bool _AssignByGreyValuePerMaterialIndex(Reporter const& reporter);
-    bool _AssignByMaterialIndex(Reporter const& reporter);
+    bool AssignFirstMaterial(Reporter const& reporter);
+    bool AssignByGreyValueInFirstVolume(Reporter const& reporter);
+    bool AssignByGreyValuePerMaterialIndex(Reporter const& reporter);
+    bool AssignByMaterialIndex(Reporter const& reporter);
     bool _AssignReplaceMaterial(Reporter const& reporter);
     // Gives each selected element the material identifier material_of(mask index).
     template <typename MaterialOf>
-    bool _AssignEach(Reporter const& reporter, MaterialOf const& material_of);
+    bool AssignEach(Reporter const& reporter, MaterialOf const& material_of);
     void _CleanupUnusedMaterials();
 
     // What the lookup is asked with.
-    MDataMask<MMeshElement, double> const& _Values();
-    unsigned int _RemappedId(unsigned int id) const;
+    MDataMask<MMeshElement, double> const& ValuesOf();
+    unsigned int RemappedId(unsigned int id) const;
     // The lookup's list of a material index with identifiers of the merged catalog.
-    std::vector<MDensityLookup::Entry> _RemappedMaterials(unsigned short index) const;
+    std::vector<MDensityLookup::Entry> RemappedMaterials(unsigned short index) const;
     static bool _IsMaterialsEqual(MMeshMaterial const& a, MMeshMaterial const& b);
 
     MMeshOperatorSettingsMaterialAssign* m_settings = nullptr;

@@ -15,7 +15,7 @@ struct MMeshPointMaskContainer::NeighbourMask {
 
 MMeshPointMaskContainer::MMeshPointMaskContainer(MMeshBase* mesh)
     : m_mesh(mesh) {
-    _KeepObjectTable();
+    KeepObjectTable();
 }
 
 MMeshPointMaskContainer::~MMeshPointMaskContainer() = default;
@@ -27,8 +27,8 @@ MDataMask<MMeshPoint, int>* MMeshPointMaskContainer::GetOriginalIDs() {
 void MMeshPointMaskContainer::Clear() {
     ReleaseBuiltInMasks(*this);
     ReleaseNeighbourMask();
-    _DropMasks();
-    _ReleaseAllIDs();
+    DropMasks();
+    ReleaseAllIDs();
 }
 
 bool MMeshPointMaskContainer::RecalculateNeighbourMask(bool surface_only) {
@@ -86,8 +86,8 @@ void MMeshPointMaskContainer::GetNeighbourMaskPointInfo(MMeshPoint const& point,
     const_cast<MMeshPointMaskContainer*>(this)->GetNeighbourMaskPointInfo(point, triangles, count);
 }
 
-void MMeshPointMaskContainer::_CopyBuiltInMasks(MMeshPointMaskContainer const& other,
-                                                MMeshBase const& source) {
+void MMeshPointMaskContainer::CopyBuiltInMasksOf(MMeshPointMaskContainer const& other,
+                                                 MMeshBase const& source) {
     ForEachBuiltInMask<MMeshPointMaskContainer>([&](auto const& row) {
         auto const* const values = row.Find(other);
         if (!values)

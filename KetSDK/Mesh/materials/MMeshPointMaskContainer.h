@@ -64,7 +64,7 @@ private:
 
     std::vector<MDataMaskBase<MMeshPoint>*> const& GetMasks() const noexcept { return Masks(); }
     // Copies the built-in values of another mesh, node by node.
-    void _CopyBuiltInMasks(MMeshPointMaskContainer const& other, MMeshBase const& source);
+    void CopyBuiltInMasksOf(MMeshPointMaskContainer const& other, MMeshBase const& source);
 
     using TriangleList = std::vector<MMeshTriangleIterator*>;
     struct NeighbourMask;

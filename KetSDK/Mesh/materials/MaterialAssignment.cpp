@@ -84,7 +84,7 @@ public:
         : m_how(how) {}
 
     // A material that nothing gets.
-    void AddUnused() { _Enter({}); }
+    void AddUnused() { Enter({}); }
 
     // Materials for bins of equal width: one bin where all values are the same.
     void AddBins(Spread const& spread, int subvolume) {
@@ -102,7 +102,7 @@ public:
             material.low = list.GetStart(i);
             material.high = i + 1 < n ? list.GetStart(i + 1) : spread.max;
             material.color = colors.GetColor(i);
-            unsigned int const id = _Add(material, _DensityAt(list.GetValue(i).value));
+            unsigned int const id = Append(material, DensityFor(list.GetValue(i).value));
             m_lookup.AddMaterial(static_cast<unsigned short>(std::max(subvolume, 0)), id, material.low);
         }
     }
@@ -111,7 +111,7 @@ public:
     void AddMean(Spread const& spread, int subvolume) {
         AssignedMaterial material;
         material.subvolume = subvolume;
-        _Add(material, _DensityAt(spread.Mean()));
+        Append(material, DensityFor(spread.Mean()));
     }
 
     // Gives out the materials; false when cancelled.
@@ -134,19 +134,19 @@ public:
     std::vector<AssignedMaterial> const& GetMaterials() const { return m_materials; }
 
 private:
-    double _DensityAt(double value) const { return m_how.densities ? value : m_how.law.DensityAt(value); }
+    double DensityFor(double value) const { return m_how.densities ? value : m_how.law.DensityAt(value); }
 
     // Completes a material with the density that the law gives it and adds it; returns its identifier.
-    unsigned int _Add(AssignedMaterial& material, double density) {
+    unsigned int Append(AssignedMaterial& material, double density) {
         material.id = static_cast<unsigned int>(m_materials.size()) + 1;
         material.density = m_how.law.RaisedDensity(density);
         material.is_raised = material.density != density;
         material.emodulus = m_how.law.ModulusAt(material.density);
         m_materials.push_back(material);
-        _Enter(material);
+        Enter(material);
         return material.id;
     }
-    void _Enter(AssignedMaterial const& planned) {
+    void Enter(AssignedMaterial const& planned) {
         MMeshMaterial material;
         material.SetID(planned.id);
         material.SetDensity(planned.density);

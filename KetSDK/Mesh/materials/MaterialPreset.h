@@ -23,12 +23,12 @@ struct MaterialPreset {
     std::string_view compared;
 
     // The Hounsfield units that the law turns into those densities.
-    double LowestGrey() const { return _GreyOf(lowest_density); }
-    double HighestGrey() const { return _GreyOf(highest_density); }
+    double LowestGrey() const { return GreyOf(lowest_density); }
+    double HighestGrey() const { return GreyOf(highest_density); }
 
 private:
     // The laws are linear.
-    double _GreyOf(double density) const { return (density - law[0]) / law[1]; }
+    double GreyOf(double density) const { return (density - law[0]) / law[1]; }
 };
 
 // All presets.

@@ -44,14 +44,14 @@ MMeshBase::MMeshBase(MMeshBase const& other)
     m_point_masks.reset(new MMeshPointMaskContainer(this));
     m_element_masks.reset(new MMeshElementMaskContainer);
     m_neighbors = std::make_unique<MMeshBaseNeighborsInfo>(this);
-    _CopyFrom(other);
+    CopyFrom(other);
 }
 
 MMeshBase& MMeshBase::operator=(MMeshBase const& other) {
     if (this != &other) {
         ClearMesh();
         RemoveCorrespondenceMapper();
-        _CopyFrom(other);
+        CopyFrom(other);
     }
     return *this;
 }
@@ -62,23 +62,23 @@ MMeshBase::~MMeshBase() {
         sub_volume->SetParent(nullptr);
 }
 
-void MMeshBase::_CopyFrom(MMeshBase const& other) {
+void MMeshBase::CopyFrom(MMeshBase const& other) {
     m_points = std::make_unique<MMeshPointContainer>(*other.m_points);
     m_elements = _CreateElementContainerFromOther(*m_points, *other.m_elements);
-    _RegisterAll();
+    RegisterAll();
     m_box = other.m_box;
     CopyMetadata(other);
-    _CopySubVolumes(other);
+    CopySubVolumes(other);
 
     MMeshElementMaskContainer::CopiedElements copies;
     copies.reserve(static_cast<std::size_t>(m_elements->GetNumElements()));
     for (std::uint64_t i = 0; i < m_elements->GetNumElements(); ++i)
         copies.emplace_back(other.GetElement(i), GetElement(i));
     m_element_masks->CopyBuiltInMasks(*other.m_element_masks, copies, true);
-    m_point_masks->_CopyBuiltInMasks(*other.m_point_masks, other);
+    m_point_masks->CopyBuiltInMasksOf(*other.m_point_masks, other);
 }
 
-void MMeshBase::_CopySubVolumes(MMeshBase const& other) {
+void MMeshBase::CopySubVolumes(MMeshBase const& other) {
     m_subvolumes.clear();
     for (auto const& source : other.m_subvolumes) {
         MMeshSubVolume* const copy = AddSubVolume();
@@ -103,7 +103,7 @@ MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points,
     return copies;
 }
 
-void MMeshBase::_RegisterAll() {
+void MMeshBase::RegisterAll() {
     std::uint64_t i = 0;
     m_point_masks->RegisterMaskObjects(m_points->GetNumPoints(),
                                        [this, &i]() -> MMeshPoint& { return *m_points->GetPointPtrAt(i++); });
@@ -158,11 +158,11 @@ void MMeshBase::SaveState(MStreamMFileOut& out) {
 
 void MMeshBase::LoadState(MStreamMFileIn& in) {
     MMeshBase loaded;
-    loaded._ReadState(in);
+    loaded.ReadState(in);
     TakeContent(loaded);
 }
 
-void MMeshBase::_ReadState(MStreamMFileIn& in) {
+void MMeshBase::ReadState(MStreamMFileIn& in) {
     auto const read = [&in]<typename T>(T value) {
         in.Read(value);
         return value;
@@ -330,7 +330,7 @@ std::uint64_t MMeshBase::RemoveEmptySubVolumes() {
         kept.push_back(sub_volume);
     }
     std::uint64_t const removed = m_subvolumes.size() - kept.size();
-    _RenumberElements(new_number);
+    RenumberElements(new_number);
     m_subvolumes = std::move(kept);
     return removed;
 }
@@ -362,10 +362,10 @@ void MMeshBase::SortSubvolumes(SubvolumesSortMode mode, SortDirection direction)
         sub_volume.SetID(static_cast<int>(i));
         m_subvolumes[i] = sorted[i].second;
     }
-    _RenumberElements(new_number);
+    RenumberElements(new_number);
 }
 
-void MMeshBase::_RenumberElements(std::map<int, int> const& new_number) {
+void MMeshBase::RenumberElements(std::map<int, int> const& new_number) {
     if (!m_element_masks->HasSubvolumeMask())
         return;
     MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
@@ -395,7 +395,7 @@ void MMeshBase::ClearMesh() {
 }
 
 void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
-    _Replace(nodes, elements);
+    Replace(nodes, elements);
     // Slots that the new objects may have had are free now.
     for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
         p->SetMaskIndex(MDataMaskIndex::NotRegistered);
@@ -403,11 +403,11 @@ void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* e
         e.SetMaskIndex(MDataMaskIndex::NotRegistered);
 }
 
-void MMeshBase::_Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
+void MMeshBase::Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
     m_neighbors->Disable();
     m_element_masks->Clear();
     m_point_masks->ReleaseNeighbourMask();
-    m_point_masks->_ReleaseAllIDs();
+    m_point_masks->ReleaseAllIDs();
     m_elements.reset(elements);
     m_points.reset(nodes);
     for (auto const& sub_volume : m_subvolumes)
@@ -416,8 +416,8 @@ void MMeshBase::_Replace(MMeshPointContainer* nodes, MMeshElementContainer* elem
 }
 
 void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
-    _Replace(nodes, elements);
-    _RegisterAll();
+    Replace(nodes, elements);
+    RegisterAll();
 }
 
 void MMeshBase::TakeContent(MMeshBase& other) {

@@ -216,16 +216,16 @@ private:
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>
     _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);
-    void _CopyFrom(MMeshBase const& other);
-    void _CopySubVolumes(MMeshBase const& other);
-    void _RegisterAll();
+    void CopyFrom(MMeshBase const& other);
+    void CopySubVolumes(MMeshBase const& other);
+    void RegisterAll();
     // Reads a state into this mesh, which is new.
-    void _ReadState(MStreamMFileIn& in);
+    void ReadState(MStreamMFileIn& in);
     // Takes over the containers, whose objects have no slots in the masks.
-    void _Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    void Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements);
     // Replaces the sub-volume number of every element through a table from old to new number; a
     // number that the table does not have stays.
-    void _RenumberElements(std::map<int, int> const& new_number);
+    void RenumberElements(std::map<int, int> const& new_number);
 
     std::unique_ptr<MMeshPointContainer> m_points;
     std::unique_ptr<MMeshElementContainer> m_elements;

@@ -108,19 +108,19 @@ MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshEle
 MMeshElement* MMeshBaseNeighborsInfo::GetNeighbor(MMeshElement* e, unsigned int f) {
     if (f > 3 || CornersInUse(*e) < 4)
         return nullptr;
-    FaceLists const face = _ListsAround(*e, f);
+    FaceLists const face = ListsAround(*e, f);
     MMeshElement* lowest = nullptr;
-    _ForEachCandidate(face, [&](std::uint32_t number) {
+    ForEachCandidate(face, [&](std::uint32_t number) {
         MMeshElement* const other = m_parent->GetElement(number);
-        if (other != e && _Contains(face.list[1], number) && _Contains(face.list[2], number) &&
+        if (other != e && Contains(face.list[1], number) && Contains(face.list[2], number) &&
             (!lowest || std::less<>()(other, lowest)))
             lowest = other;
     });
     return lowest;
 }
 
-MMeshBaseNeighborsInfo::FaceLists MMeshBaseNeighborsInfo::_ListsAround(MMeshElement const& e,
-                                                                       unsigned int f) const {
+MMeshBaseNeighborsInfo::FaceLists MMeshBaseNeighborsInfo::ListsAround(MMeshElement const& e,
+                                                                      unsigned int f) const {
     FaceLists face;
     for (unsigned int i = 0; i < 3; ++i) {
         face.node[i] = e.GetNode(Descriptor::descr_triangle_point[f][i]);
@@ -138,7 +138,7 @@ MMeshBaseNeighborsInfo::FaceLists MMeshBaseNeighborsInfo::_ListsAround(MMeshElem
 // The candidates are found by signature and as bits: whether a block has one cannot be foreseen. The elements
 // themselves, which lie anywhere in memory, are not looked at.
 template <typename Visit>
-void MMeshBaseNeighborsInfo::_ForEachCandidate(FaceLists const& face, Visit&& visit) const {
+void MMeshBaseNeighborsInfo::ForEachCandidate(FaceLists const& face, Visit&& visit) const {
     // A node that the face repeats is in no signature of its own list.
     std::uint32_t wanted = 0;
     for (unsigned int i = 1; i < 3; ++i)
@@ -158,7 +158,7 @@ void MMeshBaseNeighborsInfo::_ForEachCandidate(FaceLists const& face, Visit&& vi
     }
 }
 
-bool MMeshBaseNeighborsInfo::_Contains(ElementList const& list, std::uint32_t element) const noexcept {
+bool MMeshBaseNeighborsInfo::Contains(ElementList const& list, std::uint32_t element) const noexcept {
     // An entry that is not used may hold the number 0, but never the signature of an element.
     FourNumbers found{};
     for (std::uint32_t i = list.first_block; i < list.first_block + list.Blocks(); ++i)
@@ -192,12 +192,12 @@ void MMeshBaseNeighborsInfo::GetEdgeNeighbors(MMeshElement* e, char edge, std::v
     MMeshPoint* const p = e->GetNode(Descriptor::descr_tet4_tet10_point[number][0]);
     MMeshPoint* const q = e->GetNode(Descriptor::descr_tet4_tet10_point[number][1]);
     auto const& faces = Descriptor::descr_tet4_edge_faces[number];
-    if (!_WalkAroundEdge(e, faces[0], p, q, out, first))
-        _WalkAroundEdge(e, faces[1], p, q, out, first);
+    if (!WalkAroundEdge(e, faces[0], p, q, out, first))
+        WalkAroundEdge(e, faces[1], p, q, out, first);
 }
 
-bool MMeshBaseNeighborsInfo::_WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
-                                             std::vector<MMeshElement*>& out, std::size_t first) {
+bool MMeshBaseNeighborsInfo::WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
+                                            std::vector<MMeshElement*>& out, std::size_t first) {
     MMeshElement* before = e;
     MMeshElement* current = GetNeighbor(e, f);
     while (current) {

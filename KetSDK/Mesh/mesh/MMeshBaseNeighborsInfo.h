@@ -72,17 +72,17 @@ private:
         MMeshPoint const* node[3];
         ElementList list[3];
     };
-    FaceLists _ListsAround(MMeshElement const& e, unsigned int f) const;
+    FaceLists ListsAround(MMeshElement const& e, unsigned int f) const;
     // Calls visit(number) for the elements of the first list that seem to use the other nodes as well: all
     // that do, and few others.
     template <typename Visit>
-    void _ForEachCandidate(FaceLists const& face, Visit&& visit) const;
-    bool _Contains(ElementList const& list, std::uint32_t element) const noexcept;
+    void ForEachCandidate(FaceLists const& face, Visit&& visit) const;
+    bool Contains(ElementList const& list, std::uint32_t element) const noexcept;
 
     // Walks round the edge p-q from e across face f, appending to out, until the boundary or an
     // element that the walk has met since `first`. True when the ring closed.
-    bool _WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
-                         std::vector<MMeshElement*>& out, std::size_t first);
+    bool WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
+                        std::vector<MMeshElement*>& out, std::size_t first);
 
     // One list after another; the mask says where the list of each node lies.
     std::vector<Block> m_blocks;

@@ -71,10 +71,10 @@ void MMeshElementContainer::LoadElementsFromFile(MMeshBase* mesh, MFile* file) {
     }
     if (!file->IsGood())
         throw std::runtime_error("invalid state");
-    _TakeRegistered(loaded, *mesh->GetElementMasks());
+    TakeRegistered(loaded, *mesh->GetElementMasks());
 }
 
-void MMeshElementContainer::_TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks) {
+void MMeshElementContainer::TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks) {
     std::uint64_t const count = others.GetNumElements();
     if (m_elements.empty())
         m_elements.swap(others.m_elements);

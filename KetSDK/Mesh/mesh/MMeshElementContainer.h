@@ -107,7 +107,7 @@ private:
         MMeshElement, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
 
     // Appends the elements of another container, which is left empty, and registers each.
-    void _TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
+    void TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
 
     Storage m_elements;
 };

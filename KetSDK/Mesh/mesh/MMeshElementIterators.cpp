@@ -39,7 +39,7 @@ std::size_t MMeshTetrahedronIterator::GetCloneSize() const {
 }
 
 template <typename T>
-T* MMeshTetrahedronIterator::_CloneAs(void* storage) const {
+T* MMeshTetrahedronIterator::CloneAs(void* storage) const {
     static_assert(sizeof(T) == sizeof(MMeshTetrahedronIterator), "GetCloneSize counts on it");
     T const& self = static_cast<T const&>(*this);
     T* const copy = storage ? new (storage) T(self) : new T(self);
@@ -48,7 +48,7 @@ T* MMeshTetrahedronIterator::_CloneAs(void* storage) const {
 }
 
 MMeshTetrahedronIterator* MMeshTetrahedronIterator::Clone(void* storage) const {
-    return _CloneAs<MMeshTetrahedronIterator>(storage);
+    return CloneAs<MMeshTetrahedronIterator>(storage);
 }
 
 MMeshTetrahedronIterator& MMeshTetrahedronIterator::operator++() {
@@ -87,7 +87,7 @@ void MMeshTetrahedronIterator::GetTriangle(MMeshPoint** const out, char f) {
 // MMeshSuperTetrahedronIterator
 
 MMeshSuperTetrahedronIterator* MMeshSuperTetrahedronIterator::Clone(void* storage) const {
-    return _CloneAs<MMeshSuperTetrahedronIterator>(storage);
+    return CloneAs<MMeshSuperTetrahedronIterator>(storage);
 }
 
 MMeshSuperTetrahedronIterator& MMeshSuperTetrahedronIterator::operator++() {
@@ -116,7 +116,7 @@ void MMeshSuperTetrahedronIterator::GetTriangle(MMeshPoint** const out, char f) 
 // MMeshOnElementTetraIterator
 
 MMeshOnElementTetraIterator* MMeshOnElementTetraIterator::Clone(void* storage) const {
-    return _CloneAs<MMeshOnElementTetraIterator>(storage);
+    return CloneAs<MMeshOnElementTetraIterator>(storage);
 }
 
 MMeshOnElementTetraIterator& MMeshOnElementTetraIterator::operator++() {
@@ -143,7 +143,7 @@ std::size_t MMeshTriangleIterator::GetCloneSize() const {
 }
 
 template <typename T>
-T* MMeshTriangleIterator::_CloneAs(void* storage) const {
+T* MMeshTriangleIterator::CloneAs(void* storage) const {
     static_assert(sizeof(T) == sizeof(MMeshTriangleIterator), "GetCloneSize counts on it");
     T const& self = static_cast<T const&>(*this);
     T* const copy = storage ? new (storage) T(self) : new T(self);
@@ -152,7 +152,7 @@ T* MMeshTriangleIterator::_CloneAs(void* storage) const {
 }
 
 MMeshTriangleIterator* MMeshTriangleIterator::Clone(void* storage) const {
-    return _CloneAs<MMeshTriangleIterator>(storage);
+    return CloneAs<MMeshTriangleIterator>(storage);
 }
 
 MMeshTriangleIterator& MMeshTriangleIterator::operator++() {
@@ -184,7 +184,7 @@ void MMeshTriangleIterator::GetTriangle(MMeshPoint** const out) const {
 // MMeshOnTetraTriangleIterator
 
 MMeshOnTetraTriangleIterator* MMeshOnTetraTriangleIterator::Clone(void* storage) const {
-    return _CloneAs<MMeshOnTetraTriangleIterator>(storage);
+    return CloneAs<MMeshOnTetraTriangleIterator>(storage);
 }
 
 MMeshOnTetraTriangleIterator& MMeshOnTetraTriangleIterator::operator++() {

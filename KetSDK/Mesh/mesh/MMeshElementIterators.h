@@ -27,21 +27,21 @@ public:
         : m_it(other.m_it) {}
     IteratorBelow(IteratorBelow&& other) noexcept
         : m_it(other.m_it) {
-        _TakeOver(other);
+        TakeOver(other);
     }
     IteratorBelow& operator=(IteratorBelow const& other) noexcept {
         if (this != &other)
-            _Replace(other.m_it, Ownership::Borrowed);
+            Replace(other.m_it, Ownership::Borrowed);
         return *this;
     }
     IteratorBelow& operator=(IteratorBelow&& other) noexcept {
         if (this != &other) {
-            _Replace(other.m_it, Ownership::Borrowed);
-            _TakeOver(other);
+            Replace(other.m_it, Ownership::Borrowed);
+            TakeOver(other);
         }
         return *this;
     }
-    ~IteratorBelow() { _Replace(nullptr, Ownership::Borrowed); }
+    ~IteratorBelow() { Replace(nullptr, Ownership::Borrowed); }
 
     Iterator* Get() const noexcept { return m_it; }
     Iterator& operator*() const noexcept { return *m_it; }
@@ -50,17 +50,17 @@ public:
     // Puts a copy in the place of the iterator: in `storage`, or on the heap when null.
     void Separate(void* storage) {
         if (storage)
-            _Replace(m_it->Clone(storage), Ownership::InPlace);
+            Replace(m_it->Clone(storage), Ownership::InPlace);
         else if constexpr (requires(Iterator const& it) { it.GetElementIt(); })
-            _Replace(m_it->Clone(nullptr), Ownership::Heap);
+            Replace(m_it->Clone(nullptr), Ownership::Heap);
         else // an element iterator clones itself into storage only
-            _Replace(new Iterator(*m_it), Ownership::Heap);
+            Replace(new Iterator(*m_it), Ownership::Heap);
     }
 
 private:
     enum class Ownership : unsigned char { Borrowed, Heap, InPlace };
 
-    void _Replace(Iterator* it, Ownership owns) noexcept {
+    void Replace(Iterator* it, Ownership owns) noexcept {
         if (m_owns == Ownership::Heap)
             delete m_it;
         else if (m_owns == Ownership::InPlace)
@@ -69,7 +69,7 @@ private:
         m_owns = owns;
     }
     // A block that the other shares with its iterator cannot change hands.
-    void _TakeOver(IteratorBelow& other) noexcept {
+    void TakeOver(IteratorBelow& other) noexcept {
         if (other.m_owns == Ownership::Heap)
             m_owns = std::exchange(other.m_owns, Ownership::Borrowed);
     }
@@ -104,7 +104,7 @@ public:
     virtual ~MMeshTetrahedronIterator();
     virtual MMeshTetrahedronIterator& operator++();
     // The state before advancing, with an element iterator of its own.
-    MMeshTetrahedronIterator operator++(int) { return _Postfix(*this); }
+    MMeshTetrahedronIterator operator++(int) { return Postfix(*this); }
     virtual void First();
     virtual bool IsDone();
     // Vertex 0..3 of the current tetrahedron.
@@ -123,10 +123,10 @@ public:
 protected:
     // Clone of this object as the most derived class T.
     template <typename T>
-    T* _CloneAs(void* storage) const;
+    T* CloneAs(void* storage) const;
     // Advances an iterator of the family; its state before, with an element iterator of its own.
     template <typename T>
-    static T _Postfix(T& it) {
+    static T Postfix(T& it) {
         T prior(it);
         static_cast<MMeshTetrahedronIterator&>(prior).m_element_it.Separate(nullptr);
         ++it;
@@ -146,7 +146,7 @@ public:
         : MMeshTetrahedronIterator(it) {}
     MMeshSuperTetrahedronIterator* Clone(void* storage) const override;
     MMeshSuperTetrahedronIterator& operator++() override;
-    MMeshSuperTetrahedronIterator operator++(int) { return _Postfix(*this); }
+    MMeshSuperTetrahedronIterator operator++(int) { return Postfix(*this); }
     MMeshPoint* GetPoint(char v) override;
     void GetTriangle(MMeshPoint** const out, char f) override;
 };
@@ -158,7 +158,7 @@ public:
         : MMeshTetrahedronIterator(it) {}
     MMeshOnElementTetraIterator* Clone(void* storage) const override;
     MMeshOnElementTetraIterator& operator++() override;
-    MMeshOnElementTetraIterator operator++(int) { return _Postfix(*this); }
+    MMeshOnElementTetraIterator operator++(int) { return Postfix(*this); }
     void First() override;
     bool IsDone() override;
 };
@@ -182,7 +182,7 @@ public:
     virtual MMeshTriangleIterator* Clone(void* storage) const;
     virtual ~MMeshTriangleIterator();
     virtual MMeshTriangleIterator& operator++();
-    MMeshTriangleIterator operator++(int) { return _Postfix(*this); }
+    MMeshTriangleIterator operator++(int) { return Postfix(*this); }
     // Back to the first tetrahedron. The current face is kept, unlike in every other iterator: callers
     // that want face 0 start a new iterator.
     virtual void First();
@@ -201,9 +201,9 @@ public:
 
 protected:
     template <typename T>
-    T* _CloneAs(void* storage) const;
+    T* CloneAs(void* storage) const;
     template <typename T>
-    static T _Postfix(T& it) {
+    static T Postfix(T& it) {
         T prior(it);
         static_cast<MMeshTriangleIterator&>(prior).m_tetra_it.Separate(nullptr);
         ++it;
@@ -223,7 +223,7 @@ public:
         : MMeshTriangleIterator(it) {}
     MMeshOnTetraTriangleIterator* Clone(void* storage) const override;
     MMeshOnTetraTriangleIterator& operator++() override;
-    MMeshOnTetraTriangleIterator operator++(int) { return _Postfix(*this); }
+    MMeshOnTetraTriangleIterator operator++(int) { return Postfix(*this); }
     void First() override;
     bool IsDone() override;
 };

@@ -28,15 +28,15 @@ public:
 
     CoordinateIndex() { Clear(); }
 
-    void Prefetch(Position const& p) const noexcept { KetSDK::Support::Prefetch(&m_entries[_EntryOf(p)]); }
+    void Prefetch(Position const& p) const noexcept { KetSDK::Support::Prefetch(&m_entries[EntryOf(p)]); }
 
     // The number that was entered for a position; None when there is none.
-    Number Find(Position const& p) const noexcept { return m_entries[_Find(p)].node; }
+    Number Find(Position const& p) const noexcept { return m_entries[Lookup(p)].node; }
     // Enters a number for a position that has none yet.
     void Enter(Position const& p, Number node) {
         if (2 * (m_count + 1) > m_entries.size())
-            _Grow();
-        m_entries[_Find(p)] = {p, node};
+            GrowBy();
+        m_entries[Lookup(p)] = {p, node};
         ++m_count;
     }
     // The numbers that were entered, ascending.
@@ -61,27 +61,27 @@ private:
     };
     static constexpr Entry FreeEntry{{0, 0, 0}, None};
 
-    std::size_t _EntryOf(Position const& p) const noexcept {
+    std::size_t EntryOf(Position const& p) const noexcept {
         return static_cast<std::size_t>(KetSDK::Support::HashOfPosition(p[0], p[1], p[2])) &
                (m_entries.size() - 1);
     }
     // Comparing the arrays would call a function.
-    static bool _IsSame(Position const& p, Position const& q) noexcept {
+    static bool IsSame(Position const& p, Position const& q) noexcept {
         return p[0] == q[0] && p[1] == q[1] && p[2] == q[2];
     }
     // The entry in which a position stands, or the free one where it belongs.
-    std::size_t _Find(Position const& p) const noexcept {
-        std::size_t entry = _EntryOf(p);
-        while (m_entries[entry].node != None && !_IsSame(m_entries[entry].position, p))
+    std::size_t Lookup(Position const& p) const noexcept {
+        std::size_t entry = EntryOf(p);
+        while (m_entries[entry].node != None && !IsSame(m_entries[entry].position, p))
             entry = (entry + 1) & (m_entries.size() - 1);
         return entry;
     }
-    void _Grow() {
+    void GrowBy() {
         std::vector<Entry> larger(2 * m_entries.size(), FreeEntry);
         m_entries.swap(larger);
         for (Entry const& entry : larger)
             if (entry.node != None)
-                m_entries[_Find(entry.position)] = entry;
+                m_entries[Lookup(entry.position)] = entry;
     }
 
     std::vector<Entry> m_entries; // a power of two, half of which at least is free
@@ -93,17 +93,17 @@ MMeshPointContainer::~MMeshPointContainer() = default;
 
 MMeshPointContainer::MMeshPointContainer(MMeshPointContainer const& other) {
     for (MMeshPoint const& p : other.m_points)
-        _Append(p.x, p.y, p.z);
+        Append(p.x, p.y, p.z);
 }
 
 MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     if (!m_index)
-        return _Append(x, y, z);
+        return Append(x, y, z);
     Position const position{x, y, z};
     CoordinateIndex::Number const known = m_index->Find(position);
     if (known != CoordinateIndex::None)
         return m_points[known];
-    MMeshPoint& node = _Append(x, y, z);
+    MMeshPoint& node = Append(x, y, z);
     m_index->Enter(position, static_cast<CoordinateIndex::Number>(node.GetIndex()));
     return node;
 }
@@ -180,14 +180,14 @@ void MMeshPointContainer::LoadPointsFromFile(MMeshBase* mesh, MFile* file) {
     if (!file->IsGood() || count > file->BytesLeft() / bytes_per_node)
         throw std::runtime_error("invalid state");
     if (m_index)
-        _LoadUnderIndex(count, mesh, file);
+        LoadUnderIndex(count, mesh, file);
     else
-        _LoadAppending(count, mesh, file);
+        LoadAppending(count, mesh, file);
 }
 
 // Every node goes through the index. Read before anything is appended: a block that is cut off changes
 // nothing.
-void MMeshPointContainer::_LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file) {
+void MMeshPointContainer::LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file) {
     std::vector<Position> positions(count);
     for (Position& p : positions)
         for (MLong& c : p)
@@ -203,7 +203,7 @@ void MMeshPointContainer::_LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, 
 }
 
 // Nothing is registered before all nodes are there; those of a block that is cut off go again.
-void MMeshPointContainer::_LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file) {
+void MMeshPointContainer::LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file) {
     std::size_t const size_before = m_points.size();
     std::array<MLong, 3 * NodesAtOnce> coordinates;
     for (std::size_t left = count; left > 0;) {
@@ -213,7 +213,7 @@ void MMeshPointContainer::_LoadAppending(std::uint32_t count, MMeshBase* mesh, M
             throw std::runtime_error("invalid state");
         }
         for (std::size_t i = 0; i < nodes; ++i)
-            _Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
+            Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
         left -= nodes;
     }
     auto node = m_points.begin() + static_cast<std::ptrdiff_t>(size_before);
@@ -226,7 +226,7 @@ std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
     return m_index ? bytes + m_index->MemoryUsed() : bytes;
 }
 
-MMeshPoint& MMeshPointContainer::_Append(MLong x, MLong y, MLong z) {
+MMeshPoint& MMeshPointContainer::Append(MLong x, MLong y, MLong z) {
     MMeshPoint& node = m_points.emplace_back(x, y, z);
     node.m_index = static_cast<MLong>(m_points.size() - 1);
     return node;

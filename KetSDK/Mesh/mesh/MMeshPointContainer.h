@@ -71,9 +71,9 @@ private:
     using Storage = boost::container::deque<
         MMeshPoint, void, boost::container::deque_options<boost::container::block_size<NodesPerBlock>>::type>;
 
-    MMeshPoint& _Append(MLong x, MLong y, MLong z);
-    void _LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);
-    void _LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);
+    MMeshPoint& Append(MLong x, MLong y, MLong z);
+    void LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);
+    void LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);
 
     Storage m_points;
     std::unique_ptr<CoordinateIndex> m_index;

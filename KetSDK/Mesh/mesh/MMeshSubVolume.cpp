@@ -40,12 +40,12 @@ double MMeshSubVolume::GetVolume() const {
 
 void MMeshSubVolume::IncludeElement(MMeshElement& e) {
     m_parent->GetElementMasks()->GetSubvolumeMask()->SetValue(e, m_number);
-    _Count(1);
+    Count(1);
 }
 
 void MMeshSubVolume::MoveElement(MMeshElement& e, MMeshSubVolume* target) {
     target->IncludeElement(e);
-    _Count(-1U);
+    Count(-1U);
 }
 
 void MMeshSubVolume::MoveAllElements(MMeshSubVolume* target) {
@@ -60,7 +60,7 @@ void MMeshSubVolume::MoveAllElements(MMeshSubVolume* target) {
 MMeshElement* MMeshSubVolume::AddElement(char n, MMeshPoint** nodes) {
     MMeshElement* const e = m_parent->AddElement(n, nodes);
     IncludeElement(*e);
-    m_parent->GetMainSubVolume()->_Count(-1U);
+    m_parent->GetMainSubVolume()->Count(-1U);
     return e;
 }
 

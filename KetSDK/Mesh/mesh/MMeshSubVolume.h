@@ -77,7 +77,7 @@ private:
     friend class KetSDK::Mesh::Detail::MeshTagsReader; // reads counts from a file
 
     // A count that came out of a file may be any number: it wraps round.
-    void _Count(unsigned int change) noexcept {
+    void Count(unsigned int change) noexcept {
         m_element_count = static_cast<int>(static_cast<unsigned int>(m_element_count) + change);
     }
 

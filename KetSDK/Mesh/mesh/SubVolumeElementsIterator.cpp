@@ -12,7 +12,7 @@ SubVolumeElementsIterator<IsConst> SubVolumeElementsIterator<IsConst>::Begin(Sub
         return End(sub_volume);
     std::unique_ptr<MeshElementsIterator<IsConst>> it(sub_volume->GetParent()->CreateBeginElementIter());
     SubVolumeElementsIterator begin(sub_volume, std::move(it));
-    begin._FindMember();
+    begin.FindMember();
     return begin;
 }
 
@@ -37,7 +37,7 @@ SubVolumeElementsIterator<IsConst>::operator=(SubVolumeElementsIterator const& o
 template <int IsConst>
 SubVolumeElementsIterator<IsConst>& SubVolumeElementsIterator<IsConst>::operator++() {
     ++*m_element_it;
-    _FindMember();
+    FindMember();
     return *this;
 }
 
@@ -49,7 +49,7 @@ bool SubVolumeElementsIterator<IsConst>::operator==(SubVolumeElementsIterator co
 }
 
 template <int IsConst>
-void SubVolumeElementsIterator<IsConst>::_FindMember() {
+void SubVolumeElementsIterator<IsConst>::FindMember() {
     MMeshElementMaskContainer const& masks = *m_sub_volume->GetParent()->GetElementMasks();
     MDataMask<MMeshElement, int> const* const numbers = masks.GetSubvolumeMask();
     while (!m_element_it->IsDone() &&

@@ -53,7 +53,7 @@ private:
         , m_element_it(std::move(it))
         , m_at_end(!m_element_it) {}
     // On from the current element to the next member, the current one included.
-    void _FindMember();
+    void FindMember();
 
     SubVolume* m_sub_volume;
     std::unique_ptr<MeshElementsIterator<IsConst>> m_element_it;

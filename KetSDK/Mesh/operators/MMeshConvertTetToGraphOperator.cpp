@@ -64,15 +64,15 @@ public:
     }
 
     // Fetches ahead what AddVertex and AddEdge read; the node must have been fetched before.
-    void Fetch(MMeshPoint const& node) const { Prefetch(&m_vertices[_Place(node)]); }
+    void Fetch(MMeshPoint const& node) const { Prefetch(&m_vertices[Place(node)]); }
     void FetchEnds(MMeshPoint const& node) const {
-        if (Vertex const& vertex = m_vertices[_Place(node)]; vertex.graph_number == m_graph_number)
+        if (Vertex const& vertex = m_vertices[Place(node)]; vertex.graph_number == m_graph_number)
             Prefetch(&m_ends[vertex.index]);
     }
 
     // The node's vertex, added when there is none.
     Vertex AddVertex(MMeshPoint const& node) {
-        Vertex& vertex = m_vertices[_Place(node)];
+        Vertex& vertex = m_vertices[Place(node)];
         if (vertex.graph_number != m_graph_number) {
             MStlPoint* const point = m_graph->AddVertex(node.x, node.y, node.z);
             vertex = {point, static_cast<std::uint32_t>(point->GetIndex()), m_graph_number};
@@ -85,7 +85,7 @@ public:
     // Adds the edge unless there is one between the two vertices, in either direction.
     void AddEdge(Vertex const& p, Vertex const& q) {
         auto const [low, high] = std::minmax({p.index, q.index});
-        if (low != high && _Enter(low, high))
+        if (low != high && Enter(low, high))
             m_graph->AddEdge(p.point, q.point);
     }
 
@@ -97,10 +97,10 @@ private:
         std::uint32_t more = 0;
     };
 
-    static std::size_t _Place(MMeshPoint const& node) { return static_cast<std::size_t>(node.GetIndex()); }
+    static std::size_t Place(MMeshPoint const& node) { return static_cast<std::size_t>(node.GetIndex()); }
 
     // False when the edge is there.
-    bool _Enter(std::uint32_t low, std::uint32_t high) {
+    bool Enter(std::uint32_t low, std::uint32_t high) {
         Ends* ends = &m_ends[low];
         while (true) {
             for (std::uint32_t& vertex : ends->vertex) {
@@ -149,7 +149,7 @@ MMeshConvertTetToGraphOperator::MMeshConvertTetToGraphOperator(MMeshBase& mesh, 
 MMeshConvertTetToGraphOperator::~MMeshConvertTetToGraphOperator() = default;
 
 bool MMeshConvertTetToGraphOperator::Operate() {
-    _FindBoundaryEdges();
+    FindBoundaryEdges();
     auto const members = MembersOf(*m_mesh);
     GraphWriter writer(*m_mesh);
     for (auto it = m_mesh->BeginSubVolume(); it != m_mesh->EndSubVolume(); ++it) {
@@ -171,7 +171,7 @@ bool MMeshConvertTetToGraphOperator::Operate() {
     return true;
 }
 
-void MMeshConvertTetToGraphOperator::_FindBoundaryEdges() {
+void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     m_boundary_edges = std::make_unique<BoundaryEdges>();
     m_mesh->GetPointMasks()->RegisterMask(m_boundary_edges.get());
     if (!m_only_interior_edges)
@@ -181,19 +181,19 @@ void MMeshConvertTetToGraphOperator::_FindBoundaryEdges() {
     SubVolumeIDs const ids(*m_mesh);
     FaceMatcher<false> matcher(m_mesh->Elements(), ids);
     matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int, int, bool) {
-        _JoinCorners(*m_mesh->GetElement(element), face);
+        JoinCorners(*m_mesh->GetElement(element), face);
     });
     // The others are all told apart at once; collapsed ones, which are rare, are asked for one by one.
     for (auto const& [element, face] : matcher.CollapsedFaces()) {
         MMeshElement* const e = m_mesh->GetElement(element);
         MMeshElement const* const neighbor = neighbors.GetNeighbor(e, face);
         if (!neighbor || ids(*neighbor) != ids(*e))
-            _JoinCorners(*e, face);
+            JoinCorners(*e, face);
     }
 }
 
 // Enters the edges of a face of an element that is in a sub-volume.
-void MMeshConvertTetToGraphOperator::_JoinCorners(MMeshElement const& e, unsigned int face) {
+void MMeshConvertTetToGraphOperator::JoinCorners(MMeshElement const& e, unsigned int face) {
     if (!m_mesh->GetSubVolume(e))
         return;
     for (unsigned char const i : Descriptor::descr_triangle_point_ORIENTED[face])

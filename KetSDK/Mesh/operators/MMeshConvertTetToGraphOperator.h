@@ -42,8 +42,8 @@ private:
     using NodeSet = boost::container::flat_set<MMeshPoint*>;
     using BoundaryEdges = MDataMask<MMeshPoint, NodeSet>;
 
-    void _FindBoundaryEdges();
-    void _JoinCorners(MMeshElement const& e, unsigned int face);
+    void FindBoundaryEdges();
+    void JoinCorners(MMeshElement const& e, unsigned int face);
 
     MMeshBase* m_mesh;
     MStlFeature* m_feature;

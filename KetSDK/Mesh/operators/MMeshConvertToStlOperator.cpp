@@ -69,7 +69,7 @@ public:
     // Writes those that wait.
     void Flush() {
         for (std::size_t i = 0; i < m_count; ++i)
-            _Write(m_waiting[i]);
+            WriteOne(m_waiting[i]);
         m_count = 0;
     }
     // To be called after the last one.
@@ -88,7 +88,7 @@ private:
         std::array<Position, 4> positions; // in internal units
     };
 
-    void _Write(Waiting const& tetrahedron) {
+    void WriteOne(Waiting const& tetrahedron) {
         // Each corner lies on three faces, but is looked up once, in the order in which the faces first meet
         // it.
         MStlPoint* points[4];

@@ -40,9 +40,9 @@ public:
     TakenFaces(MMeshBase& mesh, bool interfaces)
         : m_first(static_cast<std::size_t>(mesh.Elements().GetNumElements()), NoFace) {
         if (HasTrianglesOnly(mesh.Elements()))
-            _Find<false>(mesh, interfaces);
+            Find<false>(mesh, interfaces);
         else
-            _Find<true>(mesh, interfaces);
+            Find<true>(mesh, interfaces);
     }
 
     // The faces of an element by ascending face number.
@@ -56,7 +56,7 @@ public:
 
 private:
     template <bool WithQuadrilaterals>
-    void _Find(MMeshBase& mesh, bool interfaces) {
+    void Find(MMeshBase& mesh, bool interfaces) {
         using Matcher = FaceMatcher<WithQuadrilaterals>;
         static_assert(Matcher::NoNeighbour == Exterior);
         SubVolumeIDs const ids(mesh);
@@ -64,7 +64,7 @@ private:
         auto const take = [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other,
                                              bool has_neighbour) {
             if (interfaces ? id < other : !has_neighbour)
-                _Add(element, {id, other, m_first[element], face});
+                Add(element, {id, other, m_first[element], face});
         };
         matcher.ForEachBoundaryFace(take);
         if constexpr (!WithQuadrilaterals) {
@@ -77,7 +77,7 @@ private:
         }
     }
 
-    void _Add(std::uint32_t element, TakenFace const& face) {
+    void Add(std::uint32_t element, TakenFace const& face) {
         m_first[element] = static_cast<std::uint32_t>(m_faces.size());
         m_faces.push_back(face);
     }
@@ -96,11 +96,11 @@ public:
         , m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
 
     void Write(MMeshElement const& e, std::size_t index, TakenFace const& taken) {
-        MStlSurface& surface = _Surface(taken.id, taken.other);
+        MStlSurface& surface = Surface(taken.id, taken.other);
         ElementFace const& corners = FacesOfElement(e.GetNodeCount())[taken.face];
         for (unsigned int last = 2; last < corners.corners; ++last)
-            if (_WriteTriangle(surface, *e.GetNode(corners.node[0]), *e.GetNode(corners.node[last - 1]),
-                               *e.GetNode(corners.node[last])))
+            if (WriteTriangle(surface, *e.GetNode(corners.node[0]), *e.GetNode(corners.node[last - 1]),
+                              *e.GetNode(corners.node[last])))
                 m_record.AddTriangle(static_cast<MLong>(index), e.GetNodeCount(),
                                      NodesOnFace(e.GetNodeCount(), corners));
     }
@@ -108,7 +108,7 @@ public:
     void Finish() { m_record.Finish(); }
 
 private:
-    MStlSurface& _Surface(int id, int other) {
+    MStlSurface& Surface(int id, int other) {
         MStlSurface*& surface = m_surfaces[{id, other}];
         if (!surface) {
             surface = m_stl.AddSurface(nullptr);
@@ -124,11 +124,11 @@ private:
     }
 
     // False for a triangle that nodes at one place collapse.
-    bool _WriteTriangle(MStlSurface& surface, MMeshPoint const& a, MMeshPoint const& b, MMeshPoint const& c) {
+    bool WriteTriangle(MStlSurface& surface, MMeshPoint const& a, MMeshPoint const& b, MMeshPoint const& c) {
         MMVector<double, 3> const normal = UnitNormal(a.GetPosition(), b.GetPosition(), c.GetPosition());
-        MStlPoint* const pa = _Point(a);
-        MStlPoint* const pb = _Point(b);
-        MStlPoint* const pc = _Point(c);
+        MStlPoint* const pa = SurfacePoint(a);
+        MStlPoint* const pb = SurfacePoint(b);
+        MStlPoint* const pc = SurfacePoint(c);
         auto* const item = surface.AddTriangle(pa, pb, pc);
         if (item)
             item->GetData().SetNormalFloat(MMVector<float, 3>(normal));
@@ -137,7 +137,7 @@ private:
 
     // Model units times the unit factor, rounded, are the node's own integers again: the factor is a
     // power of two. Each node is looked up in the container once.
-    MStlPoint* _Point(MMeshPoint const& p) {
+    MStlPoint* SurfacePoint(MMeshPoint const& p) {
         MStlPoint*& point = m_points[static_cast<std::size_t>(p.GetIndex())];
         if (!point) {
             point = m_stl.AddPoint(p.x, p.y, p.z, false);

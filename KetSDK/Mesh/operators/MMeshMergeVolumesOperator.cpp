@@ -93,7 +93,7 @@ public:
             m_known.insert(id);
             m_identifiers.try_emplace(PropertiesOf(*material), id);
         }
-        _Merge(second);
+        Merge(second);
     }
 
     // Gives the copies of the second mesh's elements the identifiers of the merged catalog.
@@ -107,18 +107,18 @@ public:
     }
 
 private:
-    void _Merge(MMeshBase const& second) {
+    void Merge(MMeshBase const& second) {
         std::set<unsigned int> used = UsedIdentifiers(second);
         std::map<unsigned int, MMeshMaterial const*> displaced; // null without a material
         for (auto const& [id, material] : second.GetMaterialCatalog()) {
             used.erase(id);
             auto const equal = m_identifiers.find(PropertiesOf(*material));
             if (equal != m_identifiers.end())
-                _Replace(id, equal->second);
+                Replace(id, equal->second);
             else if (m_taken.contains(id))
                 displaced[id] = material.get();
             else
-                _Add(*material, id);
+                Append(*material, id);
         }
         for (unsigned int const id : used) // what no catalog knows
             if (m_known.contains(id))
@@ -131,18 +131,18 @@ private:
             while (m_taken.contains(free))
                 ++free;
             if (material)
-                _Add(*material, free);
+                Append(*material, free);
             m_taken.insert(free);
-            _Replace(id, free);
+            Replace(id, free);
         }
     }
 
-    void _Replace(unsigned int id, unsigned int by) {
+    void Replace(unsigned int id, unsigned int by) {
         // A catalog may hold a material that was given no identifier; elements without one mean none.
         if (id != by && id != Unset)
             m_new[id] = by;
     }
-    void _Add(MMeshMaterial const& material, unsigned int id) {
+    void Append(MMeshMaterial const& material, unsigned int id) {
         MMeshMaterial copy(material);
         copy.SetID(id);
         m_catalog.AddMaterial(copy);

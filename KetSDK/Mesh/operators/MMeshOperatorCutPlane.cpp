@@ -83,13 +83,13 @@ public:
         auto const corners = m_section.GetCorners(polygon);
         std::size_t written = 0;
         for (std::size_t last = 2; last < corners.size(); ++last)
-            if (auto* const item = surface.AddTriangle(_Point(corners[0]), _Point(corners[last - 1]),
-                                                       _Point(corners[last]))) {
+            if (auto* const item = surface.AddTriangle(
+                    SurfacePoint(corners[0]), SurfacePoint(corners[last - 1]), SurfacePoint(corners[last]))) {
                 item->GetData().SetNormalFloat(MMVector<float, 3>(m_section.GetNormal()));
                 ++written;
             }
         if (!m_indices.empty())
-            _Record(polygon, written);
+            Record(polygon, written);
         return written;
     }
     void AddSurface(MMeshSubVolume const* sub_volume) {
@@ -100,7 +100,7 @@ public:
 
 private:
     // A polygon is a face of its element when all its corners are nodes of that.
-    void _Record(std::uint64_t polygon, std::size_t triangles) {
+    void Record(std::uint64_t polygon, std::size_t triangles) {
         MMeshElement const& e = *m_section.GetElement(polygon);
         NodeBits nodes = 0;
         bool is_face = true;
@@ -115,7 +115,7 @@ private:
             m_record.AddTriangle(m_indices.at(&e), face);
     }
 
-    MStlPoint* _Point(std::uint32_t number) {
+    MStlPoint* SurfacePoint(std::uint32_t number) {
         MStlPoint*& point = m_points[number];
         if (!point) {
             Point const& p = m_section.GetPoint(number);

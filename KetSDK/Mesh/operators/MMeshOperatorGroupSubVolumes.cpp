@@ -25,8 +25,8 @@ public:
             parts.first = name.substr(0, separator);
             if (separator != std::wstring::npos)
                 parts.second = name.substr(separator + 1);
-            _Enter(parts.first);
-            _Enter(parts.second);
+            Enter(parts.first);
+            Enter(parts.second);
         }
     }
 
@@ -46,7 +46,7 @@ private:
         std::wstring second;
     };
 
-    void _Enter(std::wstring const& part) { m_numbers.try_emplace(part, static_cast<int>(m_numbers.size())); }
+    void Enter(std::wstring const& part) { m_numbers.try_emplace(part, static_cast<int>(m_numbers.size())); }
 
     std::map<std::wstring, int> m_numbers{{L"", 0}};
     std::map<MStlSurface const*, Parts> m_parts;

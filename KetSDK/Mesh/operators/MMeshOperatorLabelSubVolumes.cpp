@@ -36,9 +36,9 @@ public:
             return e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
         });
         if (tetrahedra_only)
-            _MatchFaces(mesh);
+            MatchFaces(mesh);
         else
-            _Ask(mesh);
+            Ask(mesh);
     }
     std::array<std::uint32_t, 4> const& Of(std::uint32_t element) const noexcept {
         return m_numbers[element];
@@ -47,7 +47,7 @@ public:
 private:
     using Matcher = FaceMatcher<false>;
 
-    void _MatchFaces(MMeshBase& mesh) {
+    void MatchFaces(MMeshBase& mesh) {
         // Every element is a group of its own, so that all faces between elements are visited.
         int number = 0;
         Matcher matcher(mesh.Elements(), [&number](MMeshElement const&) { return number++; });
@@ -57,18 +57,18 @@ private:
                     m_numbers[element][face] = static_cast<std::uint32_t>(neighbor);
             });
         if (!matcher.CollapsedFaces().empty())
-            _Ask(mesh, matcher.CollapsedFaces());
+            Ask(mesh, matcher.CollapsedFaces());
     }
 
     // By asking for one neighbour after another, of faces that cannot be matched by three corners.
-    void _Ask(MMeshBase& mesh) {
+    void Ask(MMeshBase& mesh) {
         std::vector<Matcher::Face> faces;
         for (std::uint32_t element = 0; element < m_numbers.size(); ++element)
             for (std::uint32_t face = 0; face < 4; ++face)
                 faces.push_back({element, face});
-        _Ask(mesh, faces);
+        Ask(mesh, faces);
     }
-    void _Ask(MMeshBase& mesh, std::vector<Matcher::Face> const& faces) {
+    void Ask(MMeshBase& mesh, std::vector<Matcher::Face> const& faces) {
         tsl::robin_map<MMeshElement const*, std::uint32_t> number_of;
         for (std::uint32_t number = 0; number < m_numbers.size(); ++number)
             number_of[mesh.GetElement(number)] = number;
@@ -116,10 +116,10 @@ public:
         while (m_mesh.GetElement(m_seed) != &seed)
             ++m_seed; // each seed comes later in the mesh than the one before
         m_region.clear();
-        _Append(m_seed);
+        Append(m_seed);
         for (std::size_t i = 0; i < m_region.size(); ++i) {
-            _Fetch(i);
-            if (!_AppendNeighborsOf(m_region[i]))
+            Fetch(i);
+            if (!AppendNeighborsOf(m_region[i]))
                 return false;
         }
         return true;
@@ -136,14 +136,14 @@ public:
     }
 
 private:
-    bool _AppendNeighborsOf(std::uint32_t number) {
+    bool AppendNeighborsOf(std::uint32_t number) {
         MMeshElement* const e = m_mesh.GetElement(number);
         bool const is_far = m_is_far(*e);
         for (std::uint32_t const next : m_neighbors.Of(number)) {
             if (next == NoElement || m_reached[next] ||
                 (!is_far && m_mapper.IsBoundaryCrossing(e, m_mesh.GetElement(next)) == 1))
                 continue;
-            _Append(next);
+            Append(next);
             // Every 1001st: the count is compared before it grows.
             if (m_appended++ != 1000)
                 continue;
@@ -155,13 +155,13 @@ private:
         return true;
     }
 
-    void _Append(std::uint32_t number) {
+    void Append(std::uint32_t number) {
         m_region.push_back(number);
         m_reached[number] = true;
     }
 
     // Fetches what the walk will need some elements later, which may lie anywhere in memory.
-    void _Fetch(std::size_t i) const {
+    void Fetch(std::size_t i) const {
         constexpr std::size_t distance = 16;
         if (i + distance >= m_region.size())
             return;
@@ -215,7 +215,7 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
             return false;
         filling.Label(visited, labels, m_regions);
     }
-    _RebuildSubVolumes(labels);
+    RebuildSubVolumes(labels);
     reporter = reporter.GetMaxValue();
     return true;
 }
@@ -227,7 +227,7 @@ MMeshElement* MMeshOperatorLabelSubVolumes::_FindSeed(MDataMask<MMeshElement, bo
     return nullptr;
 }
 
-void MMeshOperatorLabelSubVolumes::_RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels) {
+void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels) {
     MMeshBase& mesh = *GetMesh();
     std::vector<MMeshSubVolume*> sub_volumes(static_cast<std::size_t>(m_regions) + 1, nullptr);
     mesh.ClearSubVolumes();

@@ -48,7 +48,7 @@ private:
 
     // The first element in mesh order that is not visited; null when all are. Begins anew each time.
     MMeshElement* _FindSeed(MDataMask<MMeshElement, bool>& visited);
-    void _RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels);
+    void RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels);
 
     MStlBase* m_stl = nullptr;
     int m_regions = 0;

@@ -19,18 +19,18 @@ public:
 
     void Add(MMeshPoint const& p) { m_held[static_cast<std::size_t>(p.GetIndex())] = true; }
     void AddCornersOf(MMeshElement const& e) {
-        for (unsigned int i = 0; i < _Corners(e); ++i)
+        for (unsigned int i = 0; i < Corners(e); ++i)
             Add(*e.GetNode(i));
     }
     bool HoldsCornerOf(MMeshElement const& e) const {
-        for (unsigned int i = 0; i < _Corners(e); ++i)
+        for (unsigned int i = 0; i < Corners(e); ++i)
             if (m_held[static_cast<std::size_t>(e.GetNode(i)->GetIndex())])
                 return true;
         return false;
     }
 
 private:
-    static unsigned int _Corners(MMeshElement const& e) noexcept {
+    static unsigned int Corners(MMeshElement const& e) noexcept {
         return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount());
     }
 

@@ -168,7 +168,7 @@ public:
             if (MMeshSurfaceTriangleList const& of_element = marks.GetValue(e); !of_element.IsEmpty())
                 ForEachTriangle(e, simplify, [&](Triangle const& triangle) {
                     if (HasArea(e, triangle) && IsMarked(of_element, e.GetNodeCount(), triangle, simplify))
-                        _Add(e, {index, triangle, ids(e)});
+                        Add(e, {index, triangle, ids(e)});
                 });
             ++index;
         }
@@ -177,7 +177,7 @@ public:
     void Write(TriangleWriter& writer) const {
         for (Marked const& marked : m_marked) {
             MMeshElement const& e = *m_mesh.GetElement(marked.element);
-            if (_IsSeenFrom(e, marked))
+            if (IsSeenFrom(e, marked))
                 writer.Write(e, marked.element, marked.triangle);
         }
     }
@@ -192,7 +192,7 @@ private:
     // The corners of the triangle and those of the element's face on which it lies: the neighbour across a
     // quadrilateral may be cut along the other diagonal. Twice the same where the face is the triangle, or
     // where ten-node elements match by the parts of their faces.
-    static std::array<Corners, 2> _KeysOf(MMeshElement const& e, Triangle const& triangle) {
+    static std::array<Corners, 2> KeysOf(MMeshElement const& e, Triangle const& triangle) {
         Corners const own = CornersAt(e, triangle.node);
         unsigned char const n = e.GetNodeCount();
         int const number = n == 10 ? 0 : SolverFaceOf(n, triangle.Nodes());
@@ -202,16 +202,16 @@ private:
         return {own, CornersAt(e, std::span(face.node, face.corners))};
     }
 
-    void _Add(MMeshElement const& e, Marked const& marked) {
+    void Add(MMeshElement const& e, Marked const& marked) {
         m_marked.push_back(marked);
-        for (Corners const& key : _KeysOf(e, marked.triangle)) {
+        for (Corners const& key : KeysOf(e, marked.triangle)) {
             auto const lowest = m_lowest.try_emplace(key, marked.sub_volume).first;
             lowest.value() = std::min(lowest.value(), marked.sub_volume);
         }
     }
 
-    bool _IsSeenFrom(MMeshElement const& e, Marked const& marked) const {
-        return std::ranges::all_of(_KeysOf(e, marked.triangle),
+    bool IsSeenFrom(MMeshElement const& e, Marked const& marked) const {
+        return std::ranges::all_of(KeysOf(e, marked.triangle),
                                    [&](Corners const& key) { return m_lowest.at(key) == marked.sub_volume; });
     }
 

@@ -93,7 +93,7 @@ public:
     Mover(MMeshBase& mesh, std::vector<Move>& moves)
         : m_mesh(mesh)
         , m_moves(moves) {
-        _FindElements(mesh);
+        FindElements(mesh);
         if (std::ranges::any_of(mesh.Elements(), IsQuadratic)) {
             m_mid_nodes.emplace(mesh);
             m_origins.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
@@ -106,12 +106,12 @@ public:
     bool Run(IncrementalProgressReporter& reporter) {
         for (std::size_t i = 0; i < m_moves.size() && !reporter.IsCancelled(); ++i, ++reporter)
             if (m_moves[i].state == Move::Held)
-                _MoveAsFarAsGoes(i);
-        while (!reporter.IsCancelled() && _GoTheRest(reporter)) {
+                MoveAsFarAsGoes(i);
+        while (!reporter.IsCancelled() && GoTheRest(reporter)) {
         }
         bool const is_cancelled = reporter.IsCancelled(); // asked once: it may change at any moment
         if (is_cancelled)
-            _GoBack();
+            GoBack();
         return !is_cancelled;
     }
 
@@ -125,7 +125,7 @@ private:
     };
 
     // The elements at each node that has a way to go, by ascending number.
-    void _FindElements(MMeshBase const& mesh) {
+    void FindElements(MMeshBase const& mesh) {
         std::vector<std::uint32_t> move_of(static_cast<std::size_t>(mesh.NumberOfPoints()), None);
         for (std::size_t i = 0; i < m_moves.size(); ++i)
             if (m_moves[i].state == Move::Held)
@@ -146,18 +146,18 @@ private:
         for_each_use([&](std::uint32_t move, MMeshElement const& e) { m_elements[next[move]++] = &e; });
     }
 
-    std::span<MMeshElement const* const> _ElementsOf(std::size_t move) const noexcept {
+    std::span<MMeshElement const* const> ElementsOf(std::size_t move) const noexcept {
         return {m_elements.data() + m_first[move], m_first[move + 1] - m_first[move]};
     }
 
-    void _MoveAsFarAsGoes(std::size_t i) {
+    void MoveAsFarAsGoes(std::size_t i) {
         Move& move = m_moves[i];
-        _LookAt(i);
+        LookAt(i);
         for (double fraction = 1.0;; fraction /= 2.0) {
             Position const to = move.At(fraction);
             if (to == move.from)
                 return;
-            if (_Try(i, to)) {
+            if (Try(i, to)) {
                 move.state = to == move.target ? Move::Done : Move::Shortened;
                 return;
             }
@@ -165,13 +165,13 @@ private:
     }
 
     // The rest of the way for nodes that were held up. Whether some node went it: others may be free then.
-    bool _GoTheRest(IncrementalProgressReporter const& reporter) {
+    bool GoTheRest(IncrementalProgressReporter const& reporter) {
         bool any = false;
         for (std::size_t i = 0; i < m_moves.size() && !reporter.IsCancelled(); ++i) {
             if (m_moves[i].state != Move::Held && m_moves[i].state != Move::Shortened)
                 continue;
-            _LookAt(i);
-            if (_Try(i, m_moves[i].target)) {
+            LookAt(i);
+            if (Try(i, m_moves[i].target)) {
                 m_moves[i].state = Move::Done;
                 any = true;
             }
@@ -179,7 +179,7 @@ private:
         return any;
     }
 
-    void _GoBack() {
+    void GoBack() {
         for (Move const& move : m_moves)
             MoveTo(*move.node, move.from);
         for (std::size_t i = 0; i < m_origins.size(); ++i)
@@ -187,20 +187,20 @@ private:
     }
 
     // Notes the shapes of the elements at a node, and the mid nodes that follow it.
-    void _LookAt(std::size_t i) {
+    void LookAt(std::size_t i) {
         m_shapes.clear();
         m_following.clear();
-        for (MMeshElement const* const e : _ElementsOf(i)) {
+        for (MMeshElement const* const e : ElementsOf(i)) {
             m_shapes.emplace_back(*e);
             if (IsQuadratic(*e))
-                _AddFollowing(*e, m_moves[i].node);
+                AddFollowing(*e, m_moves[i].node);
         }
         std::ranges::sort(m_following, {}, [](MidNode const& m) { return IndexOf(*m.mid); });
         auto const is_again = [](MidNode const& m, MidNode const& o) { return m.mid == o.mid; };
         m_following.erase(std::unique(m_following.begin(), m_following.end(), is_again), m_following.end());
     }
 
-    void _AddFollowing(MMeshElement const& e, MMeshPoint const* node) {
+    void AddFollowing(MMeshElement const& e, MMeshPoint const* node) {
         for (unsigned int m = 0; m < MidNodes::OfElement; ++m) {
             auto const& ends = MMeshElementDescriptor::descr_tet4_tet10_point[m];
             MMeshPoint const* const a = e.GetNode(ends[0]);
@@ -211,12 +211,12 @@ private:
     }
 
     // Puts the node there unless that spoils an element; then nothing changes.
-    bool _Try(std::size_t i, Position const& to) {
+    bool Try(std::size_t i, Position const& to) {
         m_undo.clear();
-        _Put(*m_moves[i].node, to);
+        MoveTo(*m_moves[i].node, to);
         for (MidNode const& m : m_following)
-            _Put(*m.mid, Rounded(_Origin(*m.mid) + (_Way(*m.a) + _Way(*m.b)) / 2.0));
-        auto const elements = _ElementsOf(i);
+            MoveTo(*m.mid, Rounded(Origin(*m.mid) + (Way(*m.a) + Way(*m.b)) / 2.0));
+        auto const elements = ElementsOf(i);
         for (std::size_t k = 0; k < elements.size(); ++k) {
             if (m_shapes[k].MayBecome(Shape(*elements[k])))
                 continue;
@@ -227,12 +227,12 @@ private:
         return true;
     }
 
-    void _Put(MMeshPoint& node, Position const& to) {
+    void MoveTo(MMeshPoint& node, Position const& to) {
         m_undo.emplace_back(&node, PositionOf(node));
         MoveTo(node, to);
     }
-    Vector _Origin(MMeshPoint const& p) const { return Vector(m_origins[IndexOf(p)]); }
-    Vector _Way(MMeshPoint const& p) const { return Vector(PositionOf(p)) - _Origin(p); }
+    Vector Origin(MMeshPoint const& p) const { return Vector(m_origins[IndexOf(p)]); }
+    Vector Way(MMeshPoint const& p) const { return Vector(PositionOf(p)) - Origin(p); }
 
     MMeshBase& m_mesh;
     std::vector<Move>& m_moves;
@@ -271,27 +271,27 @@ std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
 
 bool MMeshProjectTetOnStlOperator::Operate() {
     m_counts = {};
-    if (!_CanRun())
+    if (!CanRun())
         return false;
     std::vector<MMeshPoint*> const nodes = FindNodes();
     IncrementalProgressReporter reporter(m_delegate, "Moving boundary", 2 * nodes.size(), true);
-    std::vector<Move> moves = _FindMoves(nodes, reporter);
+    std::vector<Move> moves = FindMoves(nodes, reporter);
     if (moves.size() < nodes.size() || !Mover(*GetMesh(), moves).Run(reporter))
         return false;
-    _Count(moves);
+    Count(moves);
     if (m_counts.moved + m_counts.shortened > 0)
         GetMesh()->NodesMoved();
     return true;
 }
 
-bool MMeshProjectTetOnStlOperator::_CanRun() {
+bool MMeshProjectTetOnStlOperator::CanRun() {
     return GetMesh() && m_stl && m_stl->NumberOfTriangles() > 0 && std::isfinite(m_distance) &&
            m_distance >= 0.0 && HasTetrahedraOnly(*GetMesh());
 }
 
 std::vector<MMeshProjectTetOnStlOperator::Move>
-MMeshProjectTetOnStlOperator::_FindMoves(std::vector<MMeshPoint*> const& nodes,
-                                         IncrementalProgressReporter& reporter) {
+MMeshProjectTetOnStlOperator::FindMoves(std::vector<MMeshPoint*> const& nodes,
+                                        IncrementalProgressReporter& reporter) {
     MStlTriangleTree const tree(*m_stl);
     auto const find = [&](MMeshPoint& node) -> Move {
         Position const from = PositionOf(node);
@@ -316,7 +316,7 @@ MMeshProjectTetOnStlOperator::_FindMoves(std::vector<MMeshPoint*> const& nodes,
     return moves;
 }
 
-void MMeshProjectTetOnStlOperator::_Count(std::vector<Move> const& moves) {
+void MMeshProjectTetOnStlOperator::Count(std::vector<Move> const& moves) {
     std::uint64_t* const counter[] = {&m_counts.far, &m_counts.on_surface, &m_counts.held,
                                       &m_counts.shortened, &m_counts.moved};
     for (Move const& move : moves) {

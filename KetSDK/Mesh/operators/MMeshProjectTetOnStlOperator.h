@@ -93,11 +93,11 @@ private:
     struct Move;
     class Mover;
 
-    bool _CanRun();
+    bool CanRun();
     // One for each node; none when the user cancels.
-    std::vector<Move> _FindMoves(std::vector<MMeshPoint*> const& nodes,
-                                 KetSDK::Common::IncrementalProgressReporter& reporter);
-    void _Count(std::vector<Move> const& moves);
+    std::vector<Move> FindMoves(std::vector<MMeshPoint*> const& nodes,
+                                KetSDK::Common::IncrementalProgressReporter& reporter);
+    void Count(std::vector<Move> const& moves);
 
     MStlBase* m_stl = nullptr;
     double m_distance = 0.0;

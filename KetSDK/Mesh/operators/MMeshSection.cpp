@@ -61,10 +61,10 @@ public:
         auto const element_at = [elements](std::size_t i) { return elements[i]; };
         for (std::size_t i = 0; i < elements.size(); ++i) {
             KetSDK::Mesh::PrefetchWithNodes<8>(i, elements.size(), element_at);
-            _CutElement(*elements[i]);
+            CutElement(*elements[i]);
         }
         for (FaceInPlane const& face : m_faces_above)
-            _AddFaceUnlessThere(face);
+            AddFaceUnlessThere(face);
     }
 
 private:
@@ -76,7 +76,7 @@ private:
         unsigned int corners;
     };
 
-    void _CutElement(MMeshElement const& e) {
+    void CutElement(MMeshElement const& e) {
         std::array<double, 10> distance;
         unsigned char const kind = e.GetNodeCount();
         if (FacesOfElement(kind).empty())
@@ -87,32 +87,32 @@ private:
             Cell cell;
             for (unsigned int i = 0; i < kind; ++i)
                 cell.Add(e.GetNode(i), distance[i]);
-            _CutCell(e, cell, FacesOfElement(kind));
+            CutCell(e, cell, FacesOfElement(kind));
             return;
         }
         for (auto const& indices : MMeshElementDescriptor::descr_8tetra_point) {
             Cell cell;
             for (unsigned char const index : indices)
                 cell.Add(e.GetNode(index), distance[index]);
-            _CutCell(e, cell, TetrahedronFaces);
+            CutCell(e, cell, TetrahedronFaces);
         }
     }
 
-    void _CutCell(MMeshElement const& e, Cell const& cell, std::span<ElementFace const> faces) {
+    void CutCell(MMeshElement const& e, Cell const& cell, std::span<ElementFace const> faces) {
         if (cell.below == 0) {
-            _FindFacesInPlane(e, cell, faces);
+            FindFacesInPlane(e, cell, faces);
         } else if (cell.count == 4) {
-            _AddLoops(e, cell, TetrahedronLoops[cell.below]);
+            AddLoops(e, cell, TetrahedronLoops[cell.below]);
         } else {
             // The middle of the face decides; the sum is the same from whichever corner one begins.
             auto const joins_above = [&d = cell.distance](ElementFace const& face) {
                 return (d[face.node[0]] + d[face.node[2]]) + (d[face.node[1]] + d[face.node[3]]) >= 0.0;
             };
-            _AddLoops(e, cell, TraceLoops(faces, cell.below, joins_above));
+            AddLoops(e, cell, TraceLoops(faces, cell.below, joins_above));
         }
     }
 
-    void _AddLoops(MMeshElement const& e, Cell const& cell, CellLoops const& loops) {
+    void AddLoops(MMeshElement const& e, Cell const& cell, CellLoops const& loops) {
         auto const* edge = loops.edges.data();
         for (unsigned int loop = 0; loop < loops.count; edge += loops.length[loop++]) {
             // Edges that meet in a node on the plane give one corner.
@@ -128,19 +128,19 @@ private:
             std::array<std::uint32_t, 12> corners;
             unsigned int count = 0;
             for (unsigned int i = 0; i < loops.length[loop]; ++i) {
-                std::uint32_t const corner = _PointOn(cell, edge[i]);
+                std::uint32_t const corner = PointOn(cell, edge[i]);
                 if (count == 0 || (corner != corners[count - 1] && corner != corners[0]))
                     corners[count++] = corner;
             }
             if (count < 3)
                 continue; // a collapsed cell
-            _AddPolygon(e, {corners.data(), count});
+            AddPolygon(e, {corners.data(), count});
             if (crossed == 0 && count <= 4)
-                m_faces.insert(_KeyOf({corners.data(), count}));
+                m_faces.insert(KeyOf({corners.data(), count}));
         }
     }
 
-    void _AddPolygon(MMeshElement const& e, std::span<std::uint32_t const> corners) {
+    void AddPolygon(MMeshElement const& e, std::span<std::uint32_t const> corners) {
         auto& all = m_section.m_corners;
         auto const first = static_cast<std::ptrdiff_t>(all.size());
         all.insert(all.end(), corners.begin(), corners.end());
@@ -150,13 +150,13 @@ private:
             std::reverse(all.begin() + first, all.end());
     }
 
-    std::uint32_t _PointOn(Cell const& cell, CrossedEdge const& edge) {
+    std::uint32_t PointOn(Cell const& cell, CrossedEdge const& edge) {
         MMeshPoint const& a = *cell.node[edge.above];
         MMeshPoint const& b = *cell.node[edge.below];
         double const da = cell.distance[edge.above];
         if (da == 0.0)
-            return _PointAt(a);
-        auto const [entry, is_new] = m_points.try_emplace(_Key(a, b), _NextPoint());
+            return PointAt(a);
+        auto const [entry, is_new] = m_points.try_emplace(Key(a, b), NextPoint());
         if (is_new) {
             Point const pa = a.GetPosition();
             m_section.m_points.push_back(pa + da / (da - cell.distance[edge.below]) * (b.GetPosition() - pa));
@@ -164,22 +164,22 @@ private:
         }
         return entry->second;
     }
-    std::uint32_t _PointAt(MMeshPoint const& node) {
-        auto const [entry, is_new] = m_points.try_emplace(_Key(node, node), _NextPoint());
+    std::uint32_t PointAt(MMeshPoint const& node) {
+        auto const [entry, is_new] = m_points.try_emplace(Key(node, node), NextPoint());
         if (is_new) {
             m_section.m_points.push_back(node.GetPosition());
             m_section.m_nodes.push_back(node.GetIndex());
         }
         return entry->second;
     }
-    std::uint32_t _NextPoint() const { return static_cast<std::uint32_t>(m_section.m_points.size()); }
+    std::uint32_t NextPoint() const { return static_cast<std::uint32_t>(m_section.m_points.size()); }
     // The end above comes first, so that all elements at an edge have the same key.
-    static std::uint64_t _Key(MMeshPoint const& a, MMeshPoint const& b) {
+    static std::uint64_t Key(MMeshPoint const& a, MMeshPoint const& b) {
         return std::uint64_t{static_cast<std::uint32_t>(a.GetIndex())} << 32 |
                static_cast<std::uint32_t>(b.GetIndex());
     }
 
-    void _FindFacesInPlane(MMeshElement const& e, Cell const& cell, std::span<ElementFace const> faces) {
+    void FindFacesInPlane(MMeshElement const& e, Cell const& cell, std::span<ElementFace const> faces) {
         auto const is_in_plane = [&cell](unsigned int i) { return cell.distance[i] == 0.0; };
         unsigned int in_plane = 0;
         for (unsigned int i = 0; i < cell.count; ++i)
@@ -195,19 +195,19 @@ private:
         }
     }
 
-    void _AddFaceUnlessThere(FaceInPlane const& face) {
+    void AddFaceUnlessThere(FaceInPlane const& face) {
         std::array<std::uint32_t, 4> corners;
         unsigned int count = 0;
         for (unsigned int i = 0; i < face.corners; ++i) {
-            std::uint32_t const corner = _PointAt(*face.corner[i]);
+            std::uint32_t const corner = PointAt(*face.corner[i]);
             if (std::find(corners.data(), corners.data() + count, corner) == corners.data() + count)
                 corners[count++] = corner;
         }
-        if (count >= 3 && m_faces.insert(_KeyOf({corners.data(), count})).second)
-            _AddPolygon(*face.element, {corners.data(), count});
+        if (count >= 3 && m_faces.insert(KeyOf({corners.data(), count})).second)
+            AddPolygon(*face.element, {corners.data(), count});
     }
 
-    static FaceKey _KeyOf(std::span<std::uint32_t const> corners) {
+    static FaceKey KeyOf(std::span<std::uint32_t const> corners) {
         FaceKey key;
         key.fill(std::numeric_limits<std::uint32_t>::max());
         std::ranges::copy(corners, key.begin());
@@ -277,7 +277,7 @@ public:
         for (std::size_t i = 0; i < m_edges.size(); ++i) {
             std::vector<Point> points;
             for (std::size_t at = i; at < m_edges.size() && !m_is_used[at];
-                 at = _Next(m_edges[at], m_edges[i].from)) {
+                 at = Next(m_edges[at], m_edges[i].from)) {
                 m_is_used[at] = true;
                 points.push_back(m_section.GetPoint(m_edges[at].from));
             }
@@ -289,7 +289,7 @@ public:
 private:
     // The edge with which a contour goes on; none at its first point. Where parts of the section touch in a
     // point there are several: that furthest to the left stays with the part that the edge belongs to.
-    std::size_t _Next(Edge const& edge, std::uint32_t first) const {
+    std::size_t Next(Edge const& edge, std::uint32_t first) const {
         std::size_t best = m_edges.size();
         if (edge.to == first)
             return best;
@@ -297,7 +297,7 @@ private:
         auto const begin = std::ranges::lower_bound(m_edges, edge.to, {}, &Edge::from);
         for (auto i = static_cast<std::size_t>(begin - m_edges.begin());
              i < m_edges.size() && m_edges[i].from == edge.to; ++i) {
-            double const turn = m_is_used[i] ? 0.0 : _Turn(edge, m_edges[i]);
+            double const turn = m_is_used[i] ? 0.0 : Turn(edge, m_edges[i]);
             if (!m_is_used[i] && (best == m_edges.size() || turn > best_turn)) {
                 best = i;
                 best_turn = turn;
@@ -307,7 +307,7 @@ private:
     }
 
     // The angle, positive to the left, by which a contour turns.
-    double _Turn(Edge const& a, Edge const& b) const {
+    double Turn(Edge const& a, Edge const& b) const {
         Point const in = m_section.GetPoint(a.to) - m_section.GetPoint(a.from);
         Point const out = m_section.GetPoint(b.to) - m_section.GetPoint(b.from);
         return std::atan2(m_normal.Dot(in.Cross(out)), in.Dot(out));

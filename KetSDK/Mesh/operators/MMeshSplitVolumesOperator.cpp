@@ -26,9 +26,9 @@ public:
         : m_first(static_cast<std::size_t>(mesh.NumberOfElements())) {
         std::iota(m_first.begin(), m_first.end(), Number{0});
         if (HasTrianglesOnly(mesh.Elements()))
-            _Connect<false>(mesh);
+            Connect<false>(mesh);
         else
-            _Connect<true>(mesh);
+            Connect<true>(mesh);
     }
 
     // The first element of the component that an element is in.
@@ -42,7 +42,7 @@ public:
 
 private:
     template <bool WithQuadrilaterals>
-    void _Connect(MMeshBase const& mesh) {
+    void Connect(MMeshBase const& mesh) {
         auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
         FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), [numbers](MMeshElement const& e) {
             return numbers ? numbers->GetValue(e) : -1;

@@ -75,30 +75,30 @@ MMeshBaseManager::~MMeshBaseManager() = default;
 
 bool MMeshBaseManager::Add(std::wstring const& name, std::unique_ptr<MMeshBase>&& mesh) {
     if (!mesh)
-        return _Report(NoMesh);
+        return Report(NoMesh);
     auto const [entry, is_new] = m_meshes.try_emplace(name);
     if (is_new)
         entry->second.mesh = std::move(mesh);
-    return _Report(is_new ? NoFault : NameTaken);
+    return Report(is_new ? NoFault : NameTaken);
 }
 
 MMeshBase* MMeshBaseManager::Get(std::wstring const& name) {
-    Entry* const entry = _Find(name);
-    if (!_Report(!entry ? UnknownName : entry->file.IsEmpty() ? NoFault : _Restore(*entry)))
+    Entry* const entry = Lookup(name);
+    if (!Report(!entry ? UnknownName : entry->file.IsEmpty() ? NoFault : BringBack(*entry)))
         return nullptr;
     return entry->mesh.get();
 }
 
 bool MMeshBaseManager::SwapOut(std::wstring const& name) {
-    Entry* const entry = _Find(name);
+    Entry* const entry = Lookup(name);
     if (!entry)
-        return _Report(UnknownName);
+        return Report(UnknownName);
     if (!entry->file.IsEmpty())
-        return _Report(NoFault);
+        return Report(NoFault);
     try {
-        return _Report(_Write(*entry) ? NoFault : CannotWrite);
+        return Report(WriteOne(*entry) ? NoFault : CannotWrite);
     } catch (std::bad_alloc const&) {
-        return _Report(NoMemory);
+        return Report(NoMemory);
     }
 }
 
@@ -109,13 +109,13 @@ std::unique_ptr<MMeshBase> MMeshBaseManager::Take(std::wstring const& name) {
 }
 
 bool MMeshBaseManager::Remove(std::wstring const& name) {
-    Entry* const entry = _Find(name);
+    Entry* const entry = Lookup(name);
     if (!entry)
-        return _Report(UnknownName);
+        return Report(UnknownName);
     if (!entry->file.IsEmpty())
         RemoveFile(entry->file);
     m_meshes.erase(name);
-    return _Report(NoFault);
+    return Report(NoFault);
 }
 
 bool MMeshBaseManager::IsInMemory(std::wstring const& name) const {
@@ -137,18 +137,18 @@ std::size_t MMeshBaseManager::MemoryUsed() const {
     return bytes;
 }
 
-MMeshBaseManager::Entry* MMeshBaseManager::_Find(std::wstring const& name) noexcept {
+MMeshBaseManager::Entry* MMeshBaseManager::Lookup(std::wstring const& name) noexcept {
     auto const found = m_meshes.find(name);
     return found == m_meshes.end() ? nullptr : &found->second;
 }
 
-bool MMeshBaseManager::_Report(Fault fault) noexcept {
+bool MMeshBaseManager::Report(Fault fault) noexcept {
     m_fault = fault;
     return fault == NoFault;
 }
 
 // The mesh is touched last, once the file has its name and reads back whole.
-bool MMeshBaseManager::_Write(Entry& entry) {
+bool MMeshBaseManager::WriteOne(Entry& entry) {
     MFileName const path = GetFolder() / (std::to_string(m_files++) + ".mesh");
     MFileName const beside = path.WithExtension(".part");
     Checksum checksum;
@@ -177,7 +177,7 @@ bool MMeshBaseManager::_Write(Entry& entry) {
     return true;
 }
 
-MMeshBaseManager::Fault MMeshBaseManager::_Restore(Entry& entry) noexcept {
+MMeshBaseManager::Fault MMeshBaseManager::BringBack(Entry& entry) noexcept {
     try {
         if (!MeshSwap::IsReleased(*entry.mesh))
             return MeshChanged;

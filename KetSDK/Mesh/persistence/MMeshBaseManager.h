@@ -81,10 +81,10 @@ private:
         std::uint64_t hash = 0; // of the file
     };
 
-    Entry* _Find(std::wstring const& name) noexcept;
-    bool _Report(Fault fault) noexcept;
-    bool _Write(Entry& entry);
-    Fault _Restore(Entry& entry) noexcept;
+    Entry* Lookup(std::wstring const& name) noexcept;
+    bool Report(Fault fault) noexcept;
+    bool WriteOne(Entry& entry);
+    Fault BringBack(Entry& entry) noexcept;
 
     MTemporaryDirectory m_folder;
     std::map<std::wstring, Entry> m_meshes;

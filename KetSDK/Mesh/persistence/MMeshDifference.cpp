@@ -114,31 +114,31 @@ public:
         , m_b(b) {}
 
     Difference Find() const {
-        return FirstOf([this] { return _Nodes(); }, [this] { return _Elements(); },
-                       [this] { return _BuiltInValues(); }, [this] { return _Catalog(); },
-                       [this] { return _SubVolumes(); }, [this] { return _Properties(); },
-                       [this] { return _Box(); }, [this] { return _Fields(); });
+        return FirstOf([this] { return AllNodes(); }, [this] { return AllElements(); },
+                       [this] { return BuiltInValues(); }, [this] { return Catalog(); },
+                       [this] { return SubVolumes(); }, [this] { return Properties(); },
+                       [this] { return Box(); }, [this] { return Fields(); });
     }
 
 private:
-    Difference _Nodes() const {
+    Difference AllNodes() const {
         if (m_a.NumberOfPoints() != m_b.NumberOfPoints())
             return Compare("the numbers of nodes are", m_a.NumberOfPoints(), m_b.NumberOfPoints());
         for (auto a = m_a.BeginPoint(), b = m_b.BeginPoint(); a != m_a.EndPoint(); ++a, ++b)
             if (a->x != b->x || a->y != b->y || a->z != b->z)
-                return _Position(Nth("node", static_cast<std::uint64_t>(a->GetIndex())), {a->x, a->y, a->z},
-                                 {b->x, b->y, b->z});
+                return Position(Nth("node", static_cast<std::uint64_t>(a->GetIndex())), {a->x, a->y, a->z},
+                                {b->x, b->y, b->z});
         return std::nullopt;
     }
 
-    static Difference _Position(std::string const& what, MMVector<MLong, 3> const& a,
-                                MMVector<MLong, 3> const& b) {
+    static Difference Position(std::string const& what, MMVector<MLong, 3> const& a,
+                               MMVector<MLong, 3> const& b) {
         return FirstOf([&] { return Compare<MLong>(what + "x is", a[0], b[0], Length); },
                        [&] { return Compare<MLong>(what + "y is", a[1], b[1], Length); },
                        [&] { return Compare<MLong>(what + "z is", a[2], b[2], Length); });
     }
 
-    Difference _Elements() const {
+    Difference AllElements() const {
         if (m_a.NumberOfElements() != m_b.NumberOfElements())
             return Compare("the numbers of elements are", m_a.NumberOfElements(), m_b.NumberOfElements());
         Difference found;
@@ -146,12 +146,12 @@ private:
         m_a.Elements().ForEachWithNodes([&](MMeshElement const& a, std::uint64_t number) {
             MMeshElement const& b = *other++;
             if (!found)
-                found = _Element(a, b, number);
+                found = OneElement(a, b, number);
         });
         return found;
     }
 
-    static Difference _Element(MMeshElement const& a, MMeshElement const& b, std::uint64_t number) {
+    static Difference OneElement(MMeshElement const& a, MMeshElement const& b, std::uint64_t number) {
         if (a.GetNodeCount() != b.GetNodeCount())
             return Compare(Nth("element", number) + "the numbers of its nodes are", a.GetNodeCount(),
                            b.GetNodeCount());
@@ -164,7 +164,7 @@ private:
 
     // Compares the built-in values of all elements and nodes; a mask that does not exist has the default
     // ones.
-    Difference _BuiltInValues() const {
+    Difference BuiltInValues() const {
         Difference found;
         ForEachBuiltInMaskBy(&BuiltInMaskTraits::compared_rank, [&](auto const& row) {
             auto const* const a = row.FindIn(m_a);
@@ -174,24 +174,26 @@ private:
             std::string const what = std::string("its ") + row.compared_as;
             using Masks = typename std::decay_t<decltype(row)>::Container;
             if constexpr (std::is_same_v<Masks, MMeshElementMaskContainer>)
-                found = _Values("element", m_a.Elements().begin(), m_a.Elements().end(),
-                                m_b.Elements().begin(), a, b, row.default_value, what);
+                found = MaskValues("element", m_a.Elements().begin(), m_a.Elements().end(),
+                                   m_b.Elements().begin(), a, b, row.default_value, what);
             else
-                found = _NodeValues(a, b, row.default_value, what);
+                found = NodeValues(a, b, row.default_value, what);
         });
         return found;
     }
 
     template <typename Mask, typename T>
-    Difference _NodeValues(Mask const* a, Mask const* b, T const& default_value,
-                           std::string const& what) const {
-        return _Values("node", m_a.BeginPoint(), m_a.EndPoint(), m_b.BeginPoint(), a, b, default_value, what);
+    Difference NodeValues(Mask const* a, Mask const* b, T const& default_value,
+                          std::string const& what) const {
+        return MaskValues("node", m_a.BeginPoint(), m_a.EndPoint(), m_b.BeginPoint(), a, b, default_value,
+                          what);
     }
 
     // Compares the values that two masks, null for the default everywhere, have for the objects of one kind.
     template <typename Iterator, typename Mask, typename T>
-    static Difference _Values(char const* kind, Iterator object, Iterator const& end, Iterator other,
-                              Mask const* a, Mask const* b, T const& default_value, std::string const& what) {
+    static Difference MaskValues(char const* kind, Iterator object, Iterator const& end, Iterator other,
+                                 Mask const* a, Mask const* b, T const& default_value,
+                                 std::string const& what) {
         for (std::uint64_t number = 0; object != end; ++object, ++other, ++number) {
             T const& value = a ? a->GetValue(*object) : default_value;
             T const& other_value = b ? b->GetValue(*other) : default_value;
@@ -201,12 +203,12 @@ private:
         return std::nullopt;
     }
 
-    Difference _Catalog() const {
+    Difference Catalog() const {
         MMaterialCatalog const& a = m_a.GetMaterialCatalog();
         MMaterialCatalog const& b = m_b.GetMaterialCatalog();
         auto p = a.begin(), q = b.begin();
         for (; p != a.end() && q != b.end() && p->first == q->first; ++p, ++q)
-            if (Difference found = _Material(p->first, *p->second, *q->second))
+            if (Difference found = Material(p->first, *p->second, *q->second))
                 return found;
         if (p == a.end() && q == b.end())
             return std::nullopt;
@@ -215,7 +217,7 @@ private:
                (first ? "first" : "second") + " mesh only";
     }
 
-    static Difference _Material(unsigned int id, MMeshMaterial const& a, MMeshMaterial const& b) {
+    static Difference Material(unsigned int id, MMeshMaterial const& a, MMeshMaterial const& b) {
         auto const property = [&](char const* name, double (MMeshMaterial::*get)() const noexcept) {
             return Compare<double>(Nth("material", id) + name, (a.*get)(), (b.*get)(), Property);
         };
@@ -228,7 +230,7 @@ private:
                        });
     }
 
-    Difference _SubVolumes() const {
+    Difference SubVolumes() const {
         if (m_a.NumberOfSubVolumes() != m_b.NumberOfSubVolumes())
             return Compare("the numbers of sub-volumes are", m_a.NumberOfSubVolumes(),
                            m_b.NumberOfSubVolumes());
@@ -251,7 +253,7 @@ private:
         return std::nullopt;
     }
 
-    Difference _Properties() const {
+    Difference Properties() const {
         return FirstOf(
             [this] {
                 return Compare("the flag for grey values is", m_a.HasGreyValues(), m_b.HasGreyValues());
@@ -264,43 +266,43 @@ private:
             [this] { return Compare<int>("the state is", m_a.GetMeshState(), m_b.GetMeshState()); });
     }
 
-    Difference _Box() const {
+    Difference Box() const {
         auto const& a = m_a.GetBoundingBox();
         auto const& b = m_b.GetBoundingBox();
-        return FirstOf([&] { return _Position("the lower corner of the box: ", a.GetMin(), b.GetMin()); },
-                       [&] { return _Position("the upper corner of the box: ", a.GetMax(), b.GetMax()); });
+        return FirstOf([&] { return Position("the lower corner of the box: ", a.GetMin(), b.GetMin()); },
+                       [&] { return Position("the upper corner of the box: ", a.GetMax(), b.GetMax()); });
     }
 
-    using _FieldList = std::vector<MMeshNamedScalarMaskPoints const*>;
+    using FieldList = std::vector<MMeshNamedScalarMaskPoints const*>;
 
-    static _FieldList _FieldsOf(MMeshBase const& mesh) {
+    static FieldList FieldsOf(MMeshBase const& mesh) {
         using Iterator = MMeshMaskIterator<MMeshNamedScalarMaskPoints const>;
-        _FieldList fields;
+        FieldList fields;
         for (auto it = Iterator::Begin(&mesh); it != Iterator::End(&mesh); ++it)
             fields.push_back(it);
         return fields;
     }
 
-    Difference _Fields() const {
-        _FieldList const a = _FieldsOf(m_a);
-        _FieldList const b = _FieldsOf(m_b);
+    Difference Fields() const {
+        FieldList const a = FieldsOf(m_a);
+        FieldList const b = FieldsOf(m_b);
         if (a.size() != b.size())
             return Compare("the numbers of scalar fields are", a.size(), b.size());
         for (std::size_t i = 0; i < a.size(); ++i)
-            if (Difference found = _Field(Nth("scalar field", i), *a[i], *b[i]))
+            if (Difference found = Field(Nth("scalar field", i), *a[i], *b[i]))
                 return found;
         return std::nullopt;
     }
 
-    Difference _Field(std::string const& what, MMeshNamedScalarMaskPoints const& a,
-                      MMeshNamedScalarMaskPoints const& b) const {
+    Difference Field(std::string const& what, MMeshNamedScalarMaskPoints const& a,
+                     MMeshNamedScalarMaskPoints const& b) const {
         using Values = MDataMask<MMeshPoint, double>;
         return FirstOf(
             [&] { return Compare(what + "its identifier is", a.GetID(), b.GetID()); },
             [&] { return Compare(what + "its label is", a.GetUserLabel(), b.GetUserLabel()); },
             [&] { return Compare(what + "its default is", a.GetDefaultValue(), b.GetDefaultValue()); },
             [&] {
-                return _NodeValues<Values>(&a, &b, 0.0, "the scalar field " + InWords(a.GetID()) + " is");
+                return NodeValues<Values>(&a, &b, 0.0, "the scalar field " + InWords(a.GetID()) + " is");
             });
     }
 

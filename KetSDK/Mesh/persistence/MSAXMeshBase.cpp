@@ -120,7 +120,7 @@ public:
         ForEachBuiltInMaskBy(&BuiltInMaskTraits::tag_rank, [this](auto const& row) {
             std::wstring const type(row.types, std::wcscspn(row.types, L" "));
             if (auto const* const mask = row.FindIn(m_mesh))
-                _Write(row.tag, type, *mask);
+                WriteOne(row.tag, type, *mask);
             else if ((row.flags & AlwaysTagged) != 0)
                 Block const empty(m_writer, row.tag, 1, type, 0);
         });
@@ -128,22 +128,22 @@ public:
     }
 
 private:
-    using _Tag = wchar_t const*;
-    using _VolumeLists = MDataMask<MMeshElement, MMeshElementMaskContainer::VolumeList>;
-    using _Faces = MDataMask<MMeshElement, MMeshSurfaceTriangleList>;
+    using Tag = wchar_t const*;
+    using VolumeLists = MDataMask<MMeshElement, MMeshElementMaskContainer::VolumeList>;
+    using Faces = MDataMask<MMeshElement, MMeshSurfaceTriangleList>;
 
-    MaskOrder const& _Order(MDataMaskBase<MMeshElement> const&) const { return m_elements; }
-    MaskOrder const& _Order(MDataMaskBase<MMeshPoint> const&) const { return m_nodes; }
+    MaskOrder const& Order(MDataMaskBase<MMeshElement> const&) const { return m_elements; }
+    MaskOrder const& Order(MDataMaskBase<MMeshPoint> const&) const { return m_nodes; }
 
     template <typename T, typename V>
-    void _Write(_Tag tag, std::wstring const& type, MDataMask<T, V> const& mask) {
-        Block const block(m_writer, tag, 1, type, _Order(mask).GetCount());
-        ForEachRun(mask, _Order(mask),
+    void WriteOne(Tag tag, std::wstring const& type, MDataMask<T, V> const& mask) {
+        Block const block(m_writer, tag, 1, type, Order(mask).GetCount());
+        ForEachRun(mask, Order(mask),
                    [this](std::uint64_t, std::span<V const> values) { m_writer.WriteArray(values); });
     }
-    void _Write(_Tag tag, std::wstring const& type, _VolumeLists const& lists);
-    void _Write(_Tag tag, std::wstring const& type, _Faces const& lists);
-    void _Write(_Tag tag, std::wstring const& type, MDataMaskBits<MMeshElement> const& visible);
+    void WriteOne(Tag tag, std::wstring const& type, VolumeLists const& lists);
+    void WriteOne(Tag tag, std::wstring const& type, Faces const& lists);
+    void WriteOne(Tag tag, std::wstring const& type, MDataMaskBits<MMeshElement> const& visible);
 
     MSAXWriter& m_writer;
     MMeshBase const& m_mesh;
@@ -153,7 +153,7 @@ private:
 };
 
 // Each list as its length and its volumes; the weights follow in a block of their own.
-void MaskBlocks::_Write(_Tag tag, std::wstring const& type, _VolumeLists const& lists) {
+void MaskBlocks::WriteOne(Tag tag, std::wstring const& type, VolumeLists const& lists) {
     std::uint64_t weights = 0;
     {
         Block const block(m_writer, tag, 1, type, m_elements.GetCount());
@@ -177,7 +177,7 @@ void MaskBlocks::_Write(_Tag tag, std::wstring const& type, _VolumeLists const& 
 }
 
 // Each list as its length and its faces.
-void MaskBlocks::_Write(_Tag tag, std::wstring const& type, _Faces const& lists) {
+void MaskBlocks::WriteOne(Tag tag, std::wstring const& type, Faces const& lists) {
     Block const block(m_writer, tag, 1, type, m_elements.GetCount());
     Integers integers(m_writer);
     for (std::uint64_t i = 0; i < m_elements.GetCount(); ++i) {
@@ -196,7 +196,7 @@ void MaskBlocks::_Write(_Tag tag, std::wstring const& type, _Faces const& lists)
 }
 
 // How many elements are shown, then how many are hidden, then shown ...
-void MaskBlocks::_Write(_Tag tag, std::wstring const& type, MDataMaskBits<MMeshElement> const& visible) {
+void MaskBlocks::WriteOne(Tag tag, std::wstring const& type, MDataMaskBits<MMeshElement> const& visible) {
     Block const block(m_writer, tag, 1, type, m_elements.GetCount());
     Integers integers(m_writer);
     bool shown = true;

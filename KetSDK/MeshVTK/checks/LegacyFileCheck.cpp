@@ -115,47 +115,45 @@ public:
         : m_content(std::move(content)) {}
 
     void Check() {
-        _Header();
-        while (_SkipSpace(), m_at < m_content.size())
-            _Section(Upper(_Word()));
+        Header();
+        while (SkipSpace(), m_at < m_content.size())
+            Section(Upper(Word()));
         if (m_attributes_announced)
-            _CutOff();
+            CutOff();
         if (m_cells != Unknown && m_types != m_cells)
             throw Error("the file has " + std::to_string(m_cells) + " cells, but no type for each");
     }
 
 private:
-    [[noreturn]] static void _CutOff() {
-        throw Error("the file is cut off: it announces more than it holds");
-    }
+    [[noreturn]] static void CutOff() { throw Error("the file is cut off: it announces more than it holds"); }
 
     // Words and numbers
 
-    void _SkipSpace() {
+    void SkipSpace() {
         while (m_at < m_content.size() && IsSpace(m_content[m_at]))
             ++m_at;
     }
-    std::string_view _Word() {
-        _SkipSpace();
+    std::string_view Word() {
+        SkipSpace();
         std::size_t const begin = m_at;
         while (m_at < m_content.size() && !IsSpace(m_content[m_at]))
             ++m_at;
         if (begin == m_at)
-            _CutOff();
+            CutOff();
         if (m_at - begin > LongestLine) // VTK's reader would go on behind the first part
             throw Error("the file holds a word of " + std::to_string(m_at - begin) + " characters");
         return std::string_view(m_content).substr(begin, m_at - begin);
     }
-    std::string_view _Line() {
+    std::string_view Line() {
         std::size_t const end = m_content.find('\n', m_at);
         if (end == std::string::npos)
-            _CutOff();
+            CutOff();
         std::string_view const line = std::string_view(m_content).substr(m_at, end - m_at);
         m_at = end + 1;
         return line;
     }
-    Count _Number() {
-        std::string_view const word = _Word();
+    Count Number() {
+        std::string_view const word = Word();
         Count number = 0;
         auto const result = std::from_chars(word.data(), word.data() + word.size(), number);
         // A count that the file cannot hold in any encoding is as good as none.
@@ -169,60 +167,60 @@ private:
     // Blocks of values
 
     // `values` numbers of a type; in binary they begin behind the end of the current line.
-    void _Values(Count values, std::string_view type) {
+    void Values(Count values, std::string_view type) {
         ValueType const* const known = FindType(type);
         if (!known)
             throw Error("the file holds values of the unknown type \"" + std::string(type.substr(0, 30)) +
                         "\"");
         if (m_binary)
-            _Bytes((values * known->bits + 7) / 8);
+            Bytes((values * known->bits + 7) / 8);
         else
             for (Count i = 0; i < values; ++i)
-                _Value(*known);
+                Value(*known);
     }
-    std::string_view _Value(ValueType const& type) {
-        std::string_view const word = _Word();
+    std::string_view Value(ValueType const& type) {
+        std::string_view const word = Word();
         if (!IsValue(word, type))
             throw Error("\"" + std::string(word.substr(0, 30)) + "\" is no " +
                         (type.largest > 0 ? "whole " : "") + "number that can be read");
         return word;
     }
-    void _Tuples(Count tuples, Count components, std::string_view type) {
+    void Tuples(Count tuples, Count components, std::string_view type) {
         CheckComponents("", components, tuples * components);
         m_components = components;
-        _Values(tuples * components, type);
+        Values(tuples * components, type);
     }
-    void _Bytes(Count bytes) {
-        _Line();
+    void Bytes(Count bytes) {
+        Line();
         if (bytes > m_content.size() - m_at)
-            _CutOff();
+            CutOff();
         m_at += static_cast<std::size_t>(bytes);
     }
     // One string a line; in binary each behind its length, which is 1, 2, 4 or 8 bytes long.
-    void _Strings(Count values) {
-        _Line();
+    void Strings(Count values) {
+        Line();
         for (Count i = 0; i < values; ++i) {
             if (!m_binary) {
-                _Line();
+                Line();
                 continue;
             }
             if (m_at >= m_content.size())
-                _CutOff();
+                CutOff();
             std::size_t const length_bytes =
                 std::size_t{8} >> (static_cast<unsigned char>(m_content[m_at]) >> 6);
             Count length = static_cast<unsigned char>(m_content[m_at]) & 0x3Fu;
             for (std::size_t k = 1; k < length_bytes && m_at + k < m_content.size(); ++k)
                 length = length << 8 | static_cast<unsigned char>(m_content[m_at + k]);
             if (length > m_content.size() || m_at + length_bytes + length > m_content.size())
-                _CutOff();
+                CutOff();
             m_at += length_bytes + static_cast<std::size_t>(length);
         }
     }
 
     // Sections
 
-    void _Header() {
-        std::string_view first = _Line();
+    void Header() {
+        std::string_view first = Line();
         while (!first.empty() && IsSpace(first.back()))
             first.remove_suffix(1);
         // Nothing else may stand there: VTK's reader would find another version, and other blocks.
@@ -234,57 +232,57 @@ private:
             std::sscanf(version.c_str(), "%d.%d", &major, &minor) != 2)
             throw Error("the first line of the file does not end with its version");
         m_version_5 = major >= 5;
-        _Line(); // title
-        m_binary = Upper(_Word()) == "BINARY";
-        if (Upper(_Word()) != "DATASET" || Upper(_Word()) != "UNSTRUCTURED_GRID")
+        Line(); // title
+        m_binary = Upper(Word()) == "BINARY";
+        if (Upper(Word()) != "DATASET" || Upper(Word()) != "UNSTRUCTURED_GRID")
             throw Error("the file holds another kind of data; an UNSTRUCTURED_GRID is needed");
     }
 
     // What comes twice would be counted once here and read twice.
-    static void _Once(Count known, std::string const& keyword) {
+    static void Once(Count known, std::string const& keyword) {
         if (known != Unknown)
             throw Error("the file has " + keyword + " twice");
     }
 
-    void _Section(std::string const& keyword) {
+    void Section(std::string const& keyword) {
         if (keyword == "POINTS") {
-            _Once(m_points, keyword);
-            m_points = _Number();
-            _Tuples(m_points, 3, _Word());
+            Once(m_points, keyword);
+            m_points = Number();
+            Tuples(m_points, 3, Word());
         } else if (keyword == "CELLS") {
-            _Cells();
+            Cells();
         } else if (keyword == "CELL_TYPES") {
-            _Once(m_types, keyword);
-            m_types = _Number();
-            if (std::ranges::count(_Integers(m_types), VTK_POLYHEDRON) > 0) // VTK's reader trusts their faces
+            Once(m_types, keyword);
+            m_types = Number();
+            if (std::ranges::count(Integers(m_types), VTK_POLYHEDRON) > 0) // VTK's reader trusts their faces
                 throw Error("there are polyhedra; meshes are made of tetrahedra, hexahedra and wedges");
         } else if (keyword == "POINT_DATA" || keyword == "CELL_DATA") {
-            _Announce(keyword == "POINT_DATA" ? m_points : m_cells, keyword);
+            Announce(keyword == "POINT_DATA" ? m_points : m_cells, keyword);
         } else if (keyword == "METADATA") {
-            _Metadata();
+            Metadata();
         } else {
-            _Attribute(keyword);
+            Attribute(keyword);
             m_attributes_announced = false;
         }
     }
 
     // What is known of the array before, to an empty line: names of its components, or facts under keys.
-    void _Metadata() {
-        _Line();
+    void Metadata() {
+        Line();
         while (m_at < m_content.size()) {
-            std::string const line = Upper(_TextLine());
+            std::string const line = Upper(TextLine());
             if (line.empty())
                 return;
             if (line.starts_with("INFORMATION"))
-                _Facts(std::string_view(line).substr(std::size("INFORMATION") - 1));
+                Facts(std::string_view(line).substr(std::size("INFORMATION") - 1));
             else if (line.starts_with("COMPONENT_NAMES"))
                 for (Count i = 0; i < m_components; ++i)
-                    _TextLine();
+                    TextLine();
         }
     }
     // A line of text, which VTK's reader takes for the same line.
-    std::string_view _TextLine() {
-        std::string_view line = _Line();
+    std::string_view TextLine() {
+        std::string_view line = Line();
         if (line.ends_with('\r'))
             line.remove_suffix(1);
         if (line.size() >= LongestLine || std::ranges::any_of(line, [](unsigned char c) { return c < ' '; }))
@@ -295,7 +293,7 @@ private:
     // "NAME key LOCATION class" and "DATA value", each on a line. VTK's reader waits forever for facts that
     // are not there, and for the rest of numbers that it cannot read, so these are the keys of arrays that it
     // writes: a vector of numbers behind their count, or a word.
-    void _Facts(std::string_view count) {
+    void Facts(std::string_view count) {
         static std::map<std::string, bool, std::less<>> const is_vector = {
             {"L2_NORM_RANGE", true}, {"L2_NORM_FINITE_RANGE", true}, {"UNITS_LABEL", false}};
         TextLines number(count);
@@ -304,8 +302,8 @@ private:
         if (!facts || *facts < 0)
             throw Error("the metadata of an array is damaged");
         for (long long i = 0; i < *facts; ++i) {
-            std::vector<std::string_view> const name = _WordsOfLine();
-            std::vector<std::string_view> const data = _WordsOfLine();
+            std::vector<std::string_view> const name = WordsOfLine();
+            std::vector<std::string_view> const data = WordsOfLine();
             if (name.size() != 4 || name[0] != "NAME" || name[2] != "LOCATION" || data.size() < 2 ||
                 data[0] != "DATA")
                 throw Error("the metadata of an array is damaged");
@@ -321,34 +319,34 @@ private:
                 throw Error("the metadata of an array is damaged");
         }
     }
-    std::vector<std::string_view> _WordsOfLine() {
-        TextLines line(_TextLine());
+    std::vector<std::string_view> WordsOfLine() {
+        TextLines line(TextLine());
         line.Next();
         return line.Words();
     }
 
-    void _Announce(Count expected, std::string const& keyword) {
-        m_tuples = _Number();
+    void Announce(Count expected, std::string const& keyword) {
+        m_tuples = Number();
         if (m_tuples != expected)
             throw Error(keyword + " is given for " + std::to_string(m_tuples) + " instead of " +
                         (expected == Unknown ? "none" : std::to_string(expected)));
         m_attributes_announced = m_tuples > 0;
     }
 
-    void _Cells() {
-        _Once(m_cells, "CELLS");
-        Count const first = _Number();
-        Count const second = _Number();
+    void Cells() {
+        Once(m_cells, "CELLS");
+        Count const first = Number();
+        Count const second = Number();
         if (m_version_5) { // offsets, one more than cells, and connectivity
             for (Count const values : {first, second}) {
-                _Word();
-                _Values(values, _Word());
+                Word();
+                Values(values, Word());
             }
             m_cells = first == 0 ? 0 : first - 1;
             return;
         }
         m_cells = first;
-        std::vector<std::int64_t> const list = _Integers(second);
+        std::vector<std::int64_t> const list = Integers(second);
         std::size_t at = 0;
         for (Count i = 0; i < m_cells; ++i) {
             if (at >= list.size() || list[at] < 0 || static_cast<Count>(list[at]) >= list.size() - at)
@@ -359,10 +357,10 @@ private:
             throw Error("the list of cells is longer than its cells");
     }
 
-    std::vector<std::int64_t> _Integers(Count values) {
+    std::vector<std::int64_t> Integers(Count values) {
         std::vector<std::int64_t> integers;
         if (m_binary) {
-            _Bytes(4 * values);
+            Bytes(4 * values);
             for (std::size_t at = m_at - static_cast<std::size_t>(4 * values); at < m_at; at += 4) {
                 std::uint32_t bits = 0; // most significant byte first
                 for (std::size_t k = 0; k < 4; ++k)
@@ -372,32 +370,32 @@ private:
             return integers;
         }
         for (Count i = 0; i < values; ++i) {
-            integers.push_back(*AsWholeNumber(_Value(*FindType("INT"))));
+            integers.push_back(*AsWholeNumber(Value(*FindType("INT"))));
         }
         return integers;
     }
 
     // The attributes that have a fixed number of values for each point or cell, behind name and type.
-    void _Attribute(std::string const& keyword) {
+    void Attribute(std::string const& keyword) {
         static std::map<std::string, Count> const components = {
             {"VECTORS", 3},    {"NORMALS", 3},      {"TENSORS", 9},   {"TENSORS6", 6},
             {"GLOBAL_IDS", 1}, {"PEDIGREE_IDS", 1}, {"EDGE_FLAGS", 1}};
         if (keyword == "FIELD")
-            return _Field();
-        std::string_view const name = _Word();
+            return Field();
+        std::string_view const name = Word();
         if (keyword == "SCALARS") {
-            _Scalars();
+            Scalars();
         } else if (keyword == "COLOR_SCALARS") {
-            Count const values = m_tuples * _Number();
-            _Values(values, m_binary ? "unsigned_char" : "float");
+            Count const values = m_tuples * Number();
+            Values(values, m_binary ? "unsigned_char" : "float");
         } else if (keyword == "LOOKUP_TABLE") {
-            Count const values = 4 * _Number();
-            _Values(values, m_binary ? "unsigned_char" : "float");
+            Count const values = 4 * Number();
+            Values(values, m_binary ? "unsigned_char" : "float");
         } else if (keyword == "TEXTURE_COORDINATES") {
-            Count const per_tuple = _Number();
-            _Tuples(m_tuples, per_tuple, _Word());
+            Count const per_tuple = Number();
+            Tuples(m_tuples, per_tuple, Word());
         } else if (auto const found = components.find(keyword); found != components.end()) {
-            _Tuples(m_tuples, found->second, _Word());
+            Tuples(m_tuples, found->second, Word());
         } else {
             throw Error("the file holds the unknown section \"" + keyword.substr(0, 30) + " " +
                         std::string(name.substr(0, 30)) + "\"");
@@ -405,46 +403,46 @@ private:
     }
 
     // "SCALARS name type [components]", then "LOOKUP_TABLE name", then the values.
-    void _Scalars() {
-        std::string const type(_Word());
+    void Scalars() {
+        std::string const type(Word());
         Count per_tuple = 1;
-        std::string_view word = _Word();
+        std::string_view word = Word();
         if (Upper(word) != "LOOKUP_TABLE") {
             m_at -= word.size();
-            per_tuple = _Number();
-            word = _Word();
+            per_tuple = Number();
+            word = Word();
         }
         if (Upper(word) != "LOOKUP_TABLE")
             throw Error("SCALARS are not followed by LOOKUP_TABLE");
-        _Word();
-        _Tuples(m_tuples, per_tuple, type);
+        Word();
+        Tuples(m_tuples, per_tuple, type);
     }
 
     // "FIELD name arrays", then for each array "name components tuples type" and the values.
-    void _Field() {
-        _Word();
-        Count const arrays = _Number();
+    void Field() {
+        Word();
+        Count const arrays = Number();
         for (Count i = 0; i < arrays; ++i) {
-            std::string name(_Word());
+            std::string name(Word());
             if (Upper(name) == "METADATA") { // of the array before
                 m_at -= name.size();
-                _Section(Upper(_Word()));
-                name = _Word();
+                Section(Upper(Word()));
+                name = Word();
             }
             if (name == "NULL_ARRAY")
                 continue;
-            Count const per_tuple = _Number();
-            Count const tuples = _Number();
-            std::string const type(_Word());
+            Count const per_tuple = Number();
+            Count const tuples = Number();
+            std::string const type(Word());
             if (m_tuples != Unknown && tuples != m_tuples)
                 throw Error("the array \"" + name + "\" has " + std::to_string(tuples) +
                             " values instead of " + std::to_string(m_tuples));
             CheckComponents(name, per_tuple, tuples * per_tuple);
             m_components = per_tuple;
             if (Upper(type) == "STRING" || Upper(type) == "UTF8_STRING")
-                _Strings(per_tuple * tuples);
+                Strings(per_tuple * tuples);
             else
-                _Tuples(tuples, per_tuple, type);
+                Tuples(tuples, per_tuple, type);
         }
     }
 

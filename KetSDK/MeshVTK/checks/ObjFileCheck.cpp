@@ -36,7 +36,7 @@ public:
             if (m_lines.Line().size() > LongestLine || m_lines.Line().ends_with('\\'))
                 m_lines.Refuse("is too long or goes on in the next one; at most " +
                                std::to_string(LongestLine) + " characters are read");
-            _CheckLine(m_lines.Words()[0]);
+            CheckLine(m_lines.Words()[0]);
         }
         for (std::size_t kind = 0; kind < m_counts.size(); ++kind)
             if (m_largest[kind] > m_counts[kind])
@@ -47,46 +47,46 @@ public:
     }
 
 private:
-    void _CheckLine(std::string_view keyword) {
+    void CheckLine(std::string_view keyword) {
         if (keyword == "v")
-            _Values(0, 3);
+            Values(0, 3);
         else if (keyword == "vt")
-            _Values(1, 1);
+            Values(1, 1);
         else if (keyword == "vn")
-            _Values(2, 3);
+            Values(2, 3);
         else if (keyword == "f")
-            _Corners(3);
+            Corners(3);
         else if (keyword == "l")
-            _Corners(2);
+            Corners(2);
         else if (keyword == "p")
-            _Corners(1);
+            Corners(1);
     }
 
-    void _Values(std::size_t kind, std::size_t least) {
+    void Values(std::size_t kind, std::size_t least) {
         auto const& words = m_lines.Words();
         if (words.size() < 1 + least || !std::all_of(words.begin() + 1, words.end(), AsNumber))
             m_lines.Refuse("needs " + std::to_string(least) + " numbers");
         ++m_counts[kind];
     }
 
-    void _Corners(std::size_t least) {
+    void Corners(std::size_t least) {
         auto const& words = m_lines.Words();
         if (words.size() < 1 + least)
             m_lines.Refuse("needs " + std::to_string(least) + " corners");
         for (std::size_t i = 1; i < words.size(); ++i)
-            _Corner(words[i]);
+            Corner(words[i]);
         m_faces += least == 3;
     }
 
     // "vertex", "vertex/texture", "vertex//normal" or "vertex/texture/normal"
-    void _Corner(std::string_view word) {
+    void Corner(std::string_view word) {
         if (word.ends_with('/'))
             m_lines.Refuse("has a corner that ends with \"/\"");
         for (std::size_t kind = 0; kind < m_counts.size(); ++kind) {
             std::size_t const end = std::min(word.find('/'), word.size());
             std::string_view const number = word.substr(0, end);
             if (!number.empty() || kind == 0)
-                _Number(kind, number);
+                Number(kind, number);
             if (end == word.size())
                 return;
             word.remove_prefix(end + 1);
@@ -95,7 +95,7 @@ private:
     }
 
     // Numbers count from 1 or, below 0, back from what has been read.
-    void _Number(std::size_t kind, std::string_view word) {
+    void Number(std::size_t kind, std::string_view word) {
         long long const number = AsWholeNumber(word).value_or(0);
         if (number == 0 || number < -m_counts[kind])
             m_lines.Refuse("has a corner \"" + std::string(word.substr(0, 30)) + "\" that does not exist");

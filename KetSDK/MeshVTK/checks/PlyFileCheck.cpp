@@ -70,24 +70,22 @@ public:
 
     // Returns the number of faces.
     std::uint64_t Check() {
-        _Header();
-        _CheckElements();
+        Header();
+        CheckElements();
         m_at = m_lines.Position();
         for (Element const& element : m_elements)
-            _Body(element);
-        if (m_text ? _NextLine() : m_at != m_content.size())
+            Body(element);
+        if (m_text ? NextLine() : m_at != m_content.size())
             throw Error("the file is longer than its header announces");
         return m_elements[1].count;
     }
 
 private:
-    [[noreturn]] static void _CutOff() {
-        throw Error("the file is cut off: it announces more than it holds");
-    }
+    [[noreturn]] static void CutOff() { throw Error("the file is cut off: it announces more than it holds"); }
 
     // Header
 
-    void _Header() {
+    void Header() {
         if (!m_lines.Next() || m_lines.Line() != "ply")
             throw Error("this is no PLY file, though its name ends with .ply");
         while (m_lines.Next()) {
@@ -99,18 +97,18 @@ private:
             if (words[0] == "end_header" && m_lines.IsComplete())
                 return;
             if (words[0] == "format" && words.size() == 3)
-                _Format(words[1]);
+                Format(words[1]);
             else if (words[0] == "element" && words.size() == 3)
-                _Element(words);
+                ElementLine(words);
             else if (words[0] == "property" && words.size() > 2 && !m_elements.empty())
-                _Property(words);
+                PropertyLine(words);
             else
                 m_lines.Refuse("does not belong into the header of a PLY file");
         }
         throw Error("the file is cut off within its header");
     }
 
-    void _Format(std::string_view name) {
+    void Format(std::string_view name) {
         m_text = name == "ascii";
         m_big_endian = name == "binary_big_endian";
         if (!m_text && !m_big_endian && name != "binary_little_endian")
@@ -118,14 +116,14 @@ private:
         m_has_format = true;
     }
 
-    void _Element(std::vector<std::string_view> const& words) {
+    void ElementLine(std::vector<std::string_view> const& words) {
         long long const count = AsWholeNumber(words[2]).value_or(-1);
         if (count < 0 || static_cast<std::uint64_t>(count) > m_content.size())
             m_lines.Refuse("has a count that cannot be right for a file of this size");
         m_elements.push_back({std::string(words[1]), static_cast<std::uint64_t>(count), {}});
     }
 
-    void _Property(std::vector<std::string_view> const& words) {
+    void PropertyLine(std::vector<std::string_view> const& words) {
         bool const list = words[1] == "list";
         if (words.size() != (list ? 5u : 3u))
             m_lines.Refuse("has another number of words than a property");
@@ -137,7 +135,7 @@ private:
     }
 
     // VTK's reader looks for vertices and faces one after the other and cannot pass over anything else.
-    void _CheckElements() {
+    void CheckElements() {
         if (!m_has_format)
             throw Error("the header does not tell the format");
         bool const in_order =
@@ -164,29 +162,29 @@ private:
 
     // Body
 
-    void _Body(Element const& element) {
+    void Body(Element const& element) {
         if (element.properties.empty())
             throw Error("the element \"" + element.name + "\" has no properties");
         bool const faces = &element == &m_elements[1];
         for (std::uint64_t i = 0; i < element.count; ++i) {
-            if (m_text && !(_NextLine() && m_lines.IsComplete()))
-                _CutOff();
+            if (m_text && !(NextLine() && m_lines.IsComplete()))
+                CutOff();
             if (m_text && m_lines.Line().size() > LongestLine)
                 m_lines.Refuse("is too long");
             m_corners = 0;
             for (Property const& property : element.properties)
-                _Value(property, faces);
+                Value(property, faces);
             if (m_text && m_word != m_lines.Words().size())
                 m_lines.Refuse("has more values than there are properties");
         }
     }
 
-    void _Value(Property const& property, bool of_face) {
+    void Value(Property const& property, bool of_face) {
         if (!property.length) {
-            _Number(property.type);
+            Number(property.type);
             return;
         }
-        double const length = _Number(*property.length);
+        double const length = Number(*property.length);
         if (!(length >= 0 && length <= LongestList))
             throw Error("there is a list of " + std::to_string(static_cast<long long>(length)) +
                         " values; at most 255 are read");
@@ -196,16 +194,16 @@ private:
         if (of_face && property.name == "texcoord" && length != 2 * m_corners)
             throw Error("there are texture coordinates for another number of corners");
         for (double i = 0; i < length; ++i) {
-            double const value = _Number(property.type);
+            double const value = Number(property.type);
             if (corners && !(value >= 0 && value < static_cast<double>(m_elements[0].count)))
                 throw Error("a face uses vertex " + std::to_string(static_cast<long long>(value)) +
                             ", but there are " + std::to_string(m_elements[0].count) + " (from 0)");
         }
     }
 
-    double _Number(Type const& type) {
+    double Number(Type const& type) {
         if (!m_text)
-            return _BinaryNumber(type);
+            return BinaryNumber(type);
         auto const& words = m_lines.Words();
         if (m_word == words.size())
             m_lines.Refuse("has fewer values than there are properties");
@@ -216,9 +214,9 @@ private:
         return *number;
     }
 
-    double _BinaryNumber(Type const& type) {
+    double BinaryNumber(Type const& type) {
         if (type.bytes > m_content.size() - m_at)
-            _CutOff();
+            CutOff();
         std::uint64_t bits = 0;
         for (std::size_t i = 0; i < type.bytes; ++i)
             bits = bits << 8 |
@@ -232,7 +230,7 @@ private:
         return static_cast<double>(bits);
     }
 
-    bool _NextLine() {
+    bool NextLine() {
         m_word = 0;
         return m_lines.Next();
     }

@@ -144,65 +144,65 @@ public:
             m_appended_base64 = Attribute(*appended, "encoding") != "raw";
         }
         if (vtkXMLDataElement* const image = root.FindNestedElementWithName("ImageData"))
-            _CheckPiecesOfImage(*image);
-        _CheckBelow(root, root);
+            CheckPiecesOfImage(*image);
+        CheckBelow(root, root);
     }
 
 private:
     // Looks at the arrays in `parent` and below; `piece` is the Piece around them.
-    void _CheckBelow(vtkXMLDataElement& parent, vtkXMLDataElement& piece) {
+    void CheckBelow(vtkXMLDataElement& parent, vtkXMLDataElement& piece) {
         for (int i = 0; i < parent.GetNumberOfNestedElements(); ++i) {
             vtkXMLDataElement& element = *parent.GetNestedElement(i);
             std::string const name = element.GetName();
             if (name == "DataArray" || name == "Array" || HoldsArraysOnly(parent.GetName()))
-                _CheckArray(element, parent.GetName(), piece);
+                CheckArray(element, parent.GetName(), piece);
             else
-                _CheckBelow(element, name == "Piece" ? element : piece);
+                CheckBelow(element, name == "Piece" ? element : piece);
         }
         if (std::string const section = parent.GetName(); section == "Cells" || IsCellSection(section))
-            _CheckCellList(parent);
+            CheckCellList(parent);
     }
 
     // VTK's reader makes room for as many point numbers as the last offset says.
-    void _CheckCellList(vtkXMLDataElement& section) const {
-        vtkXMLDataElement* const offsets = _FindArray(section, "offsets");
-        vtkXMLDataElement* const points = _FindArray(section, "connectivity");
+    void CheckCellList(vtkXMLDataElement& section) const {
+        vtkXMLDataElement* const offsets = FindArray(section, "offsets");
+        vtkXMLDataElement* const points = FindArray(section, "connectivity");
         if (!offsets || !points)
             return; // it says that itself
-        if (_LastNumber(*offsets) != _ValuesIn(*points))
+        if (LastNumber(*offsets) != ValuesIn(*points))
             throw Error(std::string("the offsets of the ") +
                         (IsCellSection(section.GetName()) ? "polygons" : "cells") +
                         " do not fit the list of their points");
         for (char const* const name : {"faces", "faceoffsets"})
-            if (vtkXMLDataElement* const faces = _FindArray(section, name); faces && _ValuesIn(*faces) > 0)
+            if (vtkXMLDataElement* const faces = FindArray(section, name); faces && ValuesIn(*faces) > 0)
                 throw Error("there are polyhedra; meshes are made of tetrahedra, hexahedra and wedges");
     }
 
     // The array that VTK's reader takes.
-    static vtkXMLDataElement* _FindArray(vtkXMLDataElement& section, std::string const& name) {
+    static vtkXMLDataElement* FindArray(vtkXMLDataElement& section, std::string const& name) {
         for (int i = 0; i < section.GetNumberOfNestedElements(); ++i)
             if (vtkXMLDataElement& array = *section.GetNestedElement(i); Attribute(array, "Name") == name)
                 return &array;
         return nullptr;
     }
 
-    void _CheckArray(vtkXMLDataElement& array, std::string const& section, vtkXMLDataElement& piece) {
+    void CheckArray(vtkXMLDataElement& array, std::string const& section, vtkXMLDataElement& piece) {
         Count const components =
-            Attribute(array, "NumberOfComponents").empty() ? 1 : _Required(array, "NumberOfComponents");
+            Attribute(array, "NumberOfComponents").empty() ? 1 : Required(array, "NumberOfComponents");
         std::optional<Count> tuples;
         std::string const name = Attribute(array, "Name");
         if (section == "Points" || section == "PointData")
-            tuples = _Points(piece);
+            tuples = Points(piece);
         else if (section == "CellData")
-            tuples = _Cells(piece);
+            tuples = Cells(piece);
         else if (section == "Cells" && (name == "offsets" || name == "types"))
-            tuples = _Required(piece, "NumberOfCells");
+            tuples = Required(piece, "NumberOfCells");
         else if (name == "offsets" && IsCellSection(section))
             tuples = CountAttribute(piece, ("NumberOf" + section).c_str()).value_or(0);
         else if (section == "FieldData")
-            tuples = _Required(array, "NumberOfTuples");
+            tuples = Required(array, "NumberOfTuples");
 
-        Count const values = _ValuesIn(array);
+        Count const values = ValuesIn(array);
         CheckComponents(name, components, values);
         bool const is_bits = Attribute(array, "type") == "Bit"; // up to eight of them are one value
         if (tuples && is_bits && *tuples > 8 * values / std::max<Count>(components, 1))
@@ -213,68 +213,68 @@ private:
     }
 
     // Whether the values of an array stand in its tag as text.
-    static bool _IsText(vtkXMLDataElement& array) {
+    static bool IsText(vtkXMLDataElement& array) {
         std::string const format = Attribute(array, "format");
-        return (format == "ascii" || format.empty()) && !_Offset(array);
+        return (format == "ascii" || format.empty()) && !Offset(array);
     }
 
-    Stretch _DataOf(vtkXMLDataElement& array) const {
-        std::optional<Count> const offset = _Offset(array);
-        return offset ? _Appended(*offset) : _Inline(array);
+    Stretch DataOf(vtkXMLDataElement& array) const {
+        std::optional<Count> const offset = Offset(array);
+        return offset ? Appended(*offset) : Inline(array);
     }
 
-    Count _ValuesIn(vtkXMLDataElement& array) const {
+    Count ValuesIn(vtkXMLDataElement& array) const {
         std::string const name = Attribute(array, "Name");
         std::string const type = Attribute(array, "type");
         Count const value_bytes = BytesOfType(type);
         if (value_bytes == 0 && type != "String" && type != "Bit") // VTK's reader crashes
             throw Error("the array \"" + name + "\" is of the unknown type \"" + type + "\"");
-        if (_IsText(array))
-            return type == "String" ? _TerminatorsInline(array) : _WordsInline(array);
-        Stretch const data = _DataOf(array);
-        Count const bytes = _BytesOfData(data, name);
+        if (IsText(array))
+            return type == "String" ? TerminatorsInline(array) : WordsInline(array);
+        Stretch const data = DataOf(array);
+        Count const bytes = BytesOfData(data, name);
         if (type != "String")
             return bytes / std::max<Count>(value_bytes, 1);
         if (bytes > LargestNames)
-            _Damaged(name);
-        return _Terminators(_Unpacked(data, bytes, name));
+            Damaged(name);
+        return Terminators(Unpacked(data, bytes, name));
     }
 
     // The last value of an array of whole numbers, 0 for an empty one; a negative one becomes too large for
     // any use.
-    Count _LastNumber(vtkXMLDataElement& array) const {
+    Count LastNumber(vtkXMLDataElement& array) const {
         std::string const name = Attribute(array, "Name");
         std::string const type = Attribute(array, "type");
         if (type.find("Int") == std::string::npos)
             throw Error("the array \"" + name + "\" holds no whole numbers");
-        if (_ValuesIn(array) == 0)
+        if (ValuesIn(array) == 0)
             return 0;
-        if (_IsText(array)) {
-            std::string_view const text = _Inline(array).text;
+        if (IsText(array)) {
+            std::string_view const text = Inline(array).text;
             std::size_t const end = text.find_last_not_of(" \t\r\n\v\f") + 1;
             std::size_t const begin = text.find_last_of(" \t\r\n\v\f", end - 1) + 1;
             return static_cast<Count>(AsWholeNumber(text.substr(begin, end - begin)).value_or(-1));
         }
-        Stretch const data = _DataOf(array);
-        Count const bytes = _BytesOfData(data, name);
+        Stretch const data = DataOf(array);
+        Count const bytes = BytesOfData(data, name);
         auto const value_bytes = static_cast<std::size_t>(BytesOfType(type));
-        std::string const end = _Unpacked(data, bytes - bytes % value_bytes, name, 2);
+        std::string const end = Unpacked(data, bytes - bytes % value_bytes, name, 2);
         if (end.size() < value_bytes)
-            _Damaged(name);
-        return _Word(std::string_view(end).substr(end.size() - value_bytes));
+            Damaged(name);
+        return Word(std::string_view(end).substr(end.size() - value_bytes));
     }
 
-    static Count _Required(vtkXMLDataElement& element, char const* name) {
+    static Count Required(vtkXMLDataElement& element, char const* name) {
         std::optional<Count> const count = CountAttribute(element, name);
         if (!count)
             throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
         return *count;
     }
 
-    using _Extent = std::array<int, 6>; // first and last index along each axis
+    using Extent = std::array<int, 6>; // first and last index along each axis
 
-    static _Extent _ExtentOf(vtkXMLDataElement& element, char const* name) {
-        _Extent extent{};
+    static Extent ExtentOf(vtkXMLDataElement& element, char const* name) {
+        Extent extent{};
         if (element.GetVectorAttribute(name, 6, extent.data()) != 6)
             throw Error(std::string("the file has no valid ") + name + " for " + element.GetName());
         return extent;
@@ -282,8 +282,8 @@ private:
 
     // How much a piece of an image holds: `ends` is 1 for its points and 0 for its cells, of which a flat
     // one has a layer.
-    static Count _InExtent(vtkXMLDataElement& piece, int ends) {
-        _Extent const extent = _ExtentOf(piece, "Extent");
+    static Count InExtent(vtkXMLDataElement& piece, int ends) {
+        Extent const extent = ExtentOf(piece, "Extent");
         Count count = 1;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             long long const length = static_cast<long long>(extent[2 * axis + 1]) - extent[2 * axis];
@@ -294,30 +294,30 @@ private:
         return count;
     }
 
-    static Count _Points(vtkXMLDataElement& piece) {
-        return piece.GetAttribute("Extent") ? _InExtent(piece, 1) : _Required(piece, "NumberOfPoints");
+    static Count Points(vtkXMLDataElement& piece) {
+        return piece.GetAttribute("Extent") ? InExtent(piece, 1) : Required(piece, "NumberOfPoints");
     }
 
     // VTK's reader makes an image as large as its whole extent, whatever the pieces hold.
-    static void _CheckPiecesOfImage(vtkXMLDataElement& image) {
+    static void CheckPiecesOfImage(vtkXMLDataElement& image) {
         if (image.GetNumberOfNestedElements() != 1 ||
-            _ExtentOf(*image.GetNestedElement(0), "Extent") != _ExtentOf(image, "WholeExtent"))
+            ExtentOf(*image.GetNestedElement(0), "Extent") != ExtentOf(image, "WholeExtent"))
             throw Error("the file does not hold the whole image in one piece");
     }
 
     // A piece of a surface has a count for each sort of cell that it may have.
-    static Count _Cells(vtkXMLDataElement& piece) {
+    static Count Cells(vtkXMLDataElement& piece) {
         if (piece.GetAttribute("Extent"))
-            return _InExtent(piece, 0);
+            return InExtent(piece, 0);
         if (piece.GetAttribute("NumberOfCells"))
-            return _Required(piece, "NumberOfCells");
+            return Required(piece, "NumberOfCells");
         Count cells = 0;
         for (char const* const section : CellSections)
             cells += CountAttribute(piece, (std::string("NumberOf") + section).c_str()).value_or(0);
         return cells;
     }
 
-    static std::optional<Count> _Offset(vtkXMLDataElement& array) {
+    static std::optional<Count> Offset(vtkXMLDataElement& array) {
         if (Attribute(array, "offset").empty())
             return std::nullopt;
         long long offset = -1;
@@ -325,15 +325,15 @@ private:
         return static_cast<Count>(offset); // a negative one is beyond every file
     }
 
-    Stretch _Appended(Count offset) const {
+    Stretch Appended(Count offset) const {
         if (m_appended == 0 || offset >= m_content.size() - std::min(m_appended, m_content.size()))
             throw Error("the file is cut off: there is no data where it should be");
         return {std::string_view(m_content).substr(m_appended + static_cast<std::size_t>(offset)),
                 m_appended_base64};
     }
 
-    Stretch _Inline(vtkXMLDataElement& array) const {
-        std::size_t begin = _EndOfTag(static_cast<std::size_t>(array.GetXMLByteIndex()));
+    Stretch Inline(vtkXMLDataElement& array) const {
+        std::size_t begin = EndOfTag(static_cast<std::size_t>(array.GetXMLByteIndex()));
         while (begin < m_content.size() && std::isspace(static_cast<unsigned char>(m_content[begin])))
             ++begin;
         std::size_t const end = std::min(m_content.find('<', begin), m_content.size());
@@ -341,7 +341,7 @@ private:
     }
 
     // Where the tag that begins at a place ends; a ">" between quotes does not end it.
-    std::size_t _EndOfTag(std::size_t at) const {
+    std::size_t EndOfTag(std::size_t at) const {
         char quote = '\0';
         for (; at < m_content.size(); ++at) {
             char const c = m_content[at];
@@ -355,10 +355,10 @@ private:
         return at;
     }
 
-    Count _WordsInline(vtkXMLDataElement& array) const {
+    Count WordsInline(vtkXMLDataElement& array) const {
         Count words = 0;
         bool in_word = false;
-        for (char const character : _Inline(array).text) {
+        for (char const character : Inline(array).text) {
             bool const space = std::isspace(static_cast<unsigned char>(character)) != 0;
             words += !space && !in_word;
             in_word = !space;
@@ -367,23 +367,23 @@ private:
     }
 
     // Strings end with a byte of 0 each. What stands behind the last one counts as another.
-    static Count _Terminators(std::string_view bytes) {
+    static Count Terminators(std::string_view bytes) {
         auto const ends = static_cast<Count>(std::ranges::count(bytes, '\0'));
         return ends + (!bytes.empty() && bytes.back() != '\0');
     }
 
     // The same where each byte is written as a number.
-    Count _TerminatorsInline(vtkXMLDataElement& array) const {
+    Count TerminatorsInline(vtkXMLDataElement& array) const {
         std::string bytes;
-        TextLines lines(_Inline(array).text);
+        TextLines lines(Inline(array).text);
         while (lines.Next())
             for (std::string_view const word : lines.Words())
                 bytes.push_back(AsWholeNumber(word).value_or(0) == 0 ? '\0' : 'x');
-        return _Terminators(bytes);
+        return Terminators(bytes);
     }
 
     // What stands in front of packed data.
-    struct _BlockHeader {
+    struct BlockHeader {
         Count block_bytes;         // of a block, once unpacked
         Count last_bytes;          // of the last one; 0: as the others
         std::vector<Count> packed; // bytes of each block in the file
@@ -398,57 +398,57 @@ private:
         std::size_t Words() const { return 3 + packed.size(); }
     };
 
-    _BlockHeader _HeaderOf(Stretch const& data, std::string const& name) const {
-        std::vector<Count> words = _Words(data, 3);
+    BlockHeader HeaderOf(Stretch const& data, std::string const& name) const {
+        std::vector<Count> words = Words(data, 3);
         if (words.size() < 3 || words[0] > data.Capacity())
-            _Damaged(name);
+            Damaged(name);
         Count const blocks = words[0];
         if (words[1] > LargestBlock || words[2] > words[1] || (blocks == 0 && words[2] != 0))
-            _Damaged(name);
-        words = _Words(data, 3 + blocks);
+            Damaged(name);
+        words = Words(data, 3 + blocks);
         if (words.size() < 3 + blocks)
-            _Damaged(name);
+            Damaged(name);
         return {words[1], words[2], {words.begin() + 3, words.end()}};
     }
 
     // The packed bytes of all blocks; fewer when the file ends before.
-    std::string _PackedBytes(Stretch const& data, _BlockHeader const& header) const {
+    std::string PackedBytes(Stretch const& data, BlockHeader const& header) const {
         std::size_t const bytes = header.Words() * m_word_bytes;
         std::size_t const begin = data.base64 ? (bytes + 2) / 3 * 4 : bytes;
         return Stretch{data.text.substr(std::min(begin, data.text.size())), data.base64}.First(
             std::accumulate(header.packed.begin(), header.packed.end(), Count{0}));
     }
 
-    void _AppendUnpacked(std::string& bytes, std::string_view packed, Count count,
-                         std::string const& name) const {
+    void AppendUnpacked(std::string& bytes, std::string_view packed, Count count,
+                        std::string const& name) const {
         auto const size = static_cast<std::size_t>(count);
         std::size_t const to = bytes.size();
         bytes.resize(to + size);
         auto const* const in = reinterpret_cast<unsigned char const*>(packed.data());
         auto* const out = reinterpret_cast<unsigned char*>(bytes.data()) + to;
         if (m_packing.compressor->Uncompress(in, packed.size(), out, size) != size)
-            _Damaged(name);
+            Damaged(name);
     }
 
     // The first `size` bytes of an array, once unpacked; of packed data only those in the last `blocks`
     // blocks of it, which are checked on the way.
-    std::string _Unpacked(Stretch const& data, Count size, std::string const& name,
-                          std::size_t blocks = ~std::size_t{0}) const {
+    std::string Unpacked(Stretch const& data, Count size, std::string const& name,
+                         std::size_t blocks = ~std::size_t{0}) const {
         if (!m_compressed) {
             std::string const bytes = data.First(m_word_bytes + size);
             return bytes.substr(std::min<std::size_t>(m_word_bytes, bytes.size()));
         }
-        _BlockHeader const header = _HeaderOf(data, name);
-        std::string const packed = _PackedBytes(data, header);
+        BlockHeader const header = HeaderOf(data, name);
+        std::string const packed = PackedBytes(data, header);
         std::size_t const skipped = header.packed.size() - std::min(blocks, header.packed.size());
         std::string_view left = packed;
         std::string bytes;
         for (std::size_t i = 0; i < header.packed.size(); ++i) {
             auto const length = static_cast<std::size_t>(header.packed[i]);
             if (length > left.size())
-                _Damaged(name);
+                Damaged(name);
             if (i >= skipped)
-                _AppendUnpacked(bytes, left.substr(0, length), header.UnpackedBytes(i), name);
+                AppendUnpacked(bytes, left.substr(0, length), header.UnpackedBytes(i), name);
             left.remove_prefix(length);
         }
         Count const before = skipped * header.block_bytes;
@@ -457,44 +457,44 @@ private:
     }
 
     // Bytes of an array, once unpacked, by the header in front of its data.
-    Count _BytesOfData(Stretch const& data, std::string const& name) const {
+    Count BytesOfData(Stretch const& data, std::string const& name) const {
         Count const capacity = data.Capacity();
         if (!m_compressed) {
-            std::vector<Count> const bytes = _Words(data, 1);
+            std::vector<Count> const bytes = Words(data, 1);
             if (bytes.empty() || bytes[0] > capacity)
-                _Damaged(name);
+                Damaged(name);
             return bytes[0];
         }
-        _BlockHeader const header = _HeaderOf(data, name);
+        BlockHeader const header = HeaderOf(data, name);
         // VTK's reader makes room for what a block claims to become.
         Count packed = header.Words() * m_word_bytes;
         for (std::size_t i = 0; i < header.packed.size(); ++i) {
             Count const length = header.packed[i];
             if (length > capacity || (packed += length) > capacity ||
                 header.UnpackedBytes(i) > m_packing.most_per_byte * length)
-                _Damaged(name);
+                Damaged(name);
         }
         return header.UnpackedBytes();
     }
 
     // The header words that data begins with; fewer when it ends before.
-    std::vector<Count> _Words(Stretch const& data, Count count) const {
+    std::vector<Count> Words(Stretch const& data, Count count) const {
         std::string const bytes = data.First(count * m_word_bytes);
         std::vector<Count> words;
         for (std::size_t at = 0; at + m_word_bytes <= bytes.size(); at += m_word_bytes)
-            words.push_back(_Word(std::string_view(bytes).substr(at, m_word_bytes)));
+            words.push_back(Word(std::string_view(bytes).substr(at, m_word_bytes)));
         return words;
     }
 
     // The bytes as one number without sign.
-    Count _Word(std::string_view bytes) const {
+    Count Word(std::string_view bytes) const {
         Count word = 0;
         for (std::size_t k = 0; k < bytes.size(); ++k)
             word = word << 8 | static_cast<unsigned char>(bytes[m_big_endian ? k : bytes.size() - 1 - k]);
         return word;
     }
 
-    [[noreturn]] static void _Damaged(std::string const& name) {
+    [[noreturn]] static void Damaged(std::string const& name) {
         throw Error("the data of the array \"" + name + "\" is damaged or cut off");
     }
 

@@ -73,23 +73,24 @@ CurvedInterior::CurvedInterior(CurvedTetrahedron const& element) noexcept
     : m_element(element)
     , m_deviations{} {
     auto const& nodes = element.Nodes();
-    _Vector const a = nodes[1] - nodes[0];
-    _Vector const b = nodes[2] - nodes[0];
-    _Vector const c = nodes[3] - nodes[0];
+    DoubleVector const a = nodes[1] - nodes[0];
+    DoubleVector const b = nodes[2] - nodes[0];
+    DoubleVector const c = nodes[3] - nodes[0];
     double const determinant = a.Dot(b.Cross(c));
     m_gradients[1] = b.Cross(c) / determinant;
     m_gradients[2] = c.Cross(a) / determinant;
     m_gradients[3] = a.Cross(b) / determinant;
     m_gradients[0] = -(m_gradients[1] + m_gradients[2] + m_gradients[3]);
     for (std::size_t edge = 0; edge < 6; ++edge) {
-        _Vector const deviation = nodes[4 + edge] - (nodes[Edges[edge][0]] + nodes[Edges[edge][1]]) * 0.5;
+        DoubleVector const deviation =
+            nodes[4 + edge] - (nodes[Edges[edge][0]] + nodes[Edges[edge][1]]) * 0.5;
         for (std::size_t i = 0; i < 4; ++i)
             m_deviations[i] = std::max(m_deviations[i], 1.5 * std::fabs(m_gradients[i].Dot(deviation)));
     }
 }
 
 // Newton's method from a first guess. False when it does not get there.
-bool CurvedInterior::_FindPlace(_Vector const& position, _Barycentric& place) const noexcept {
+bool CurvedInterior::FindPlace(DoubleVector const& position, Weights& place) const noexcept {
     constexpr int most_steps = 30;
     for (int step = 0; step < most_steps; ++step) {
         auto const point = m_element.At(place);
@@ -108,9 +109,9 @@ bool CurvedInterior::_FindPlace(_Vector const& position, _Barycentric& place) co
     return false;
 }
 
-bool CurvedInterior::Contains(_Vector const& position) const noexcept {
-    _Vector const from_corner = position - m_element.Nodes()[0];
-    _Barycentric straight;
+bool CurvedInterior::Contains(DoubleVector const& position) const noexcept {
+    DoubleVector const from_corner = position - m_element.Nodes()[0];
+    Weights straight;
     bool surely_inside = true;
     for (std::size_t i = 0; i < 4; ++i) {
         straight[i] = m_gradients[i].Dot(from_corner) + (i == 0 ? 1.0 : 0.0);
@@ -122,9 +123,9 @@ bool CurvedInterior::Contains(_Vector const& position) const noexcept {
     if (surely_inside)
         return true;
     // Where the map from coordinates to positions folds beyond a face, another start finds other places.
-    _Barycentric const starts[] = {straight, {0.25, 0.25, 0.25, 0.25}};
-    for (_Barycentric place : starts)
-        if (_FindPlace(position, place) && Smallest(place) >= Inside)
+    Weights const starts[] = {straight, {0.25, 0.25, 0.25, 0.25}};
+    for (Weights place : starts)
+        if (FindPlace(position, place) && Smallest(place) >= Inside)
             return true;
     return false;
 }

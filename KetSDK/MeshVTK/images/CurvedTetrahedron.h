@@ -43,14 +43,14 @@ public:
     bool Contains(CurvedTetrahedron::Vector const& position) const noexcept;
 
 private:
-    using _Vector = CurvedTetrahedron::Vector;
-    using _Barycentric = CurvedTetrahedron::Barycentric;
+    using DoubleVector = CurvedTetrahedron::Vector;
+    using Weights = CurvedTetrahedron::Barycentric;
 
-    bool _FindPlace(_Vector const& position, _Barycentric& place) const noexcept;
+    bool FindPlace(DoubleVector const& position, Weights& place) const noexcept;
 
     CurvedTetrahedron const& m_element;
-    std::array<_Vector, 4> m_gradients; // of the barycentric coordinates in the straight tetrahedron
-    std::array<double, 4> m_deviations; // how far they are from those in the curved one at most
+    std::array<DoubleVector, 4> m_gradients; // of the barycentric coordinates in the straight tetrahedron
+    std::array<double, 4> m_deviations;      // how far they are from those in the curved one at most
 };
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -69,13 +69,13 @@ public:
 
     // The next element; goes past it. What is in a sequence of undefined length is passed over.
     Element Next() {
-        Element element = _Header();
+        Element element = Header();
         if (element.length != Undefined) {
-            element.value = _Take(element.length);
+            element.value = Take(element.length);
             return element;
         }
         if (element.tag != PixelData)
-            _PassSequence(m_unknown_type, 0);
+            PassSequence(m_unknown_type, 0);
         return element;
     }
 
@@ -87,20 +87,20 @@ public:
     }
 
 private:
-    std::string_view _Take(std::size_t count) {
+    std::string_view Take(std::size_t count) {
         if (count > m_bytes.size() - m_at)
             throw Error("the file is cut off");
         m_at += count;
         return m_bytes.substr(m_at - count, count);
     }
 
-    Element _Header() {
-        std::uint32_t const group = Number(_Take(2));
-        std::uint32_t const tag = Tag(group, Number(_Take(2)));
+    Element Header() {
+        std::uint32_t const group = Number(Take(2));
+        std::uint32_t const tag = Tag(group, Number(Take(2)));
         m_unknown_type = false;
         if (!m_explicit || group == 0xFFFE)
-            return {tag, Number(_Take(4)), {}};
-        std::string_view const type = _Take(2);
+            return {tag, Number(Take(4)), {}};
+        std::string_view const type = Take(2);
         if (!std::ranges::all_of(type, [](char c) { return c >= 'A' && c <= 'Z'; }))
             Refuse("an element has no valid type");
         m_unknown_type = type == "UN";
@@ -108,33 +108,33 @@ private:
                                                                  "SV", "UC", "UN", "UR", "UT", "UV"};
         bool const is_long = std::ranges::find(long_types, type) != long_types.end();
         if (is_long)
-            _Take(2);
-        return {tag, Number(_Take(is_long ? 4 : 2)), {}};
+            Take(2);
+        return {tag, Number(Take(is_long ? 4 : 2)), {}};
     }
 
     // Sequences of unknown type are written without types inside.
-    void _PassSequence(bool untyped, int depth) {
+    void PassSequence(bool untyped, int depth) {
         if (depth > DeepestSequence)
             Refuse("its sequences are nested too deeply");
         bool const was_explicit = m_explicit;
         m_explicit = m_explicit && !untyped;
-        for (Element item = _Header(); item.tag != SequenceEnd; item = _Header()) {
+        for (Element item = Header(); item.tag != SequenceEnd; item = Header()) {
             if (item.tag != Item)
                 Refuse("a sequence holds something that is no item");
             if (item.length != Undefined)
-                _Take(item.length);
+                Take(item.length);
             else
-                _PassItem(depth);
+                PassItem(depth);
         }
         m_explicit = was_explicit;
     }
 
-    void _PassItem(int depth) {
-        for (Element element = _Header(); element.tag != ItemEnd; element = _Header()) {
+    void PassItem(int depth) {
+        for (Element element = Header(); element.tag != ItemEnd; element = Header()) {
             if (element.length == Undefined)
-                _PassSequence(m_unknown_type, depth + 1);
+                PassSequence(m_unknown_type, depth + 1);
             else
-                _Take(element.length);
+                Take(element.length);
         }
     }
 

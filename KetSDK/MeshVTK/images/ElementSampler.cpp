@@ -10,7 +10,7 @@ constexpr double Inside = -1e-9;
 constexpr double BoxMargin = 1e-6;
 
 // Positions in internal units: differences and sums of a few are exact.
-VoxelPlace PositionOf(MMeshPoint const& p) {
+VoxelPosition PositionOf(MMeshPoint const& p) {
     return {static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)};
 }
 
@@ -29,15 +29,15 @@ void SamplingSums::Add(SamplingSums const& other) noexcept {
 }
 
 ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
-    auto const six_volumes = [](VoxelPlace const& a, VoxelPlace const& b, VoxelPlace const& c,
-                                VoxelPlace const& d) { return (b - a).Dot((c - a).Cross(d - a)); };
+    auto const six_volumes = [](VoxelPosition const& a, VoxelPosition const& b, VoxelPosition const& c,
+                                VoxelPosition const& d) { return (b - a).Dot((c - a).Cross(d - a)); };
     auto const node = [&element](unsigned int i) { return PositionOf(*element.GetNode(i)); };
     unsigned char const count = MMeshElementDescriptor::GetNumSimpleNodes(element.GetNodeCount());
     if (count == 4) { // most elements, and much faster than by the tables
-        VoxelPlace const a = node(0), b = node(1), c = node(2), d = node(3);
+        VoxelPosition const a = node(0), b = node(1), c = node(2), d = node(3);
         return {(a + b + c + d) * 0.25, std::fabs(six_volumes(a, b, c, d))};
     }
-    VoxelPlace sum;
+    VoxelPosition sum;
     for (unsigned int i = 0; i < count; ++i)
         sum += node(i);
     double volumes = 0.0;
@@ -50,27 +50,27 @@ ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
     return {sum / static_cast<double>(count), std::fabs(volumes)};
 }
 
-PlacedElement::PlacedElement(MMeshElement const& element, ImageFrame const& frame) noexcept
+ElementInVoxels::ElementInVoxels(MMeshElement const& element, ImageFrame const& frame) noexcept
     : m_count(element.GetNodeCount()) {
     for (unsigned int i = 0; i < m_count; ++i) {
         m_places[i] = frame.Place(PositionOf(*element.GetNode(i)));
     }
 }
 
-std::array<VoxelPlace, 4> PlacedElement::Tetrahedron(unsigned int i) const noexcept {
-    auto const corner = [&](unsigned char vertex) -> VoxelPlace const& {
+std::array<VoxelPosition, 4> ElementInVoxels::Tetrahedron(unsigned int i) const noexcept {
+    auto const corner = [&](unsigned char vertex) -> VoxelPosition const& {
         return m_places[MMeshElementDescriptor::GetOffsetForTetra(m_count, static_cast<unsigned char>(i),
                                                                   vertex)];
     };
     return {corner(0), corner(1), corner(2), corner(3)};
 }
 
-TetrahedronRows::TetrahedronRows(std::array<VoxelPlace, 4> const& corners) noexcept
+TetrahedronRows::TetrahedronRows(std::array<VoxelPosition, 4> const& corners) noexcept
     : m_origin(corners[0])
     , m_flat(false) {
-    VoxelPlace const a = corners[1] - corners[0];
-    VoxelPlace const b = corners[2] - corners[0];
-    VoxelPlace const c = corners[3] - corners[0];
+    VoxelPosition const a = corners[1] - corners[0];
+    VoxelPosition const b = corners[2] - corners[0];
+    VoxelPosition const c = corners[3] - corners[0];
     double const determinant = a.Dot(b.Cross(c));
     m_flat = !(std::fabs(determinant) > std::numeric_limits<double>::min());
     m_gradients[1] = b.Cross(c) / determinant;
@@ -85,7 +85,7 @@ VoxelRun TetrahedronRows::InRow(double j, double k) const noexcept {
     double lower = -std::numeric_limits<double>::infinity();
     double upper = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < 4; ++i) {
-        VoxelPlace const& g = m_gradients[i];
+        VoxelPosition const& g = m_gradients[i];
         double const at_zero = g[1] * (j - m_origin[1]) + g[2] * (k - m_origin[2]) - g[0] * m_origin[0] +
                                (i == 0 ? 1.0 : 0.0) - Inside;
         double const zero = -at_zero / g[0];
@@ -99,7 +99,7 @@ VoxelRun TetrahedronRows::InRow(double j, double k) const noexcept {
     return {std::ceil(lower), std::floor(upper)};
 }
 
-VoxelBox::VoxelBox(VoxelPlace const& lower, VoxelPlace const& upper, ImageFrame const& frame) noexcept {
+VoxelBox::VoxelBox(VoxelPosition const& lower, VoxelPosition const& upper, ImageFrame const& frame) noexcept {
     for (std::size_t i = 0; i < 3; ++i) {
         double const end = static_cast<double>(frame.Size()[i]);
         first[i] = static_cast<std::int64_t>(std::clamp(std::ceil(lower[i] - BoxMargin), 0.0, end));
@@ -107,18 +107,18 @@ VoxelBox::VoxelBox(VoxelPlace const& lower, VoxelPlace const& upper, ImageFrame 
     }
 }
 
-VoxelsOfElement::VoxelsOfElement(PlacedElement const& element, ImageFrame const& frame) noexcept
-    : m_box(_BoxOf(element, frame))
+VoxelsOfElement::VoxelsOfElement(ElementInVoxels const& element, ImageFrame const& frame) noexcept
+    : m_box(BoxOf(element, frame))
     , m_count(element.TetrahedronCount()) {
     for (unsigned int t = 0; t < m_count; ++t)
         m_tetrahedra[t] = TetrahedronRows(element.Tetrahedron(t));
 }
 
-VoxelBox VoxelsOfElement::_BoxOf(PlacedElement const& element, ImageFrame const& frame) noexcept {
-    VoxelPlace lower = element.Tetrahedron(0)[0];
-    VoxelPlace upper = lower;
+VoxelBox VoxelsOfElement::BoxOf(ElementInVoxels const& element, ImageFrame const& frame) noexcept {
+    VoxelPosition lower = element.Tetrahedron(0)[0];
+    VoxelPosition upper = lower;
     for (unsigned int t = 0; t < element.TetrahedronCount(); ++t)
-        for (VoxelPlace const& corner : element.Tetrahedron(t))
+        for (VoxelPosition const& corner : element.Tetrahedron(t))
             for (std::size_t i = 0; i < 3; ++i) {
                 lower[i] = std::min(lower[i], corner[i]);
                 upper[i] = std::max(upper[i], corner[i]);
@@ -126,7 +126,7 @@ VoxelBox VoxelsOfElement::_BoxOf(PlacedElement const& element, ImageFrame const&
     return VoxelBox(lower, upper, frame);
 }
 
-unsigned int VoxelsOfElement::_RunsInRow(double j, double k, _Runs& runs) const noexcept {
+unsigned int VoxelsOfElement::RunsInRow(double j, double k, Runs& runs) const noexcept {
     unsigned int count = 0;
     for (unsigned int t = 0; t < m_count; ++t) {
         VoxelRun const run = m_tetrahedra[t].InRow(j, k);

@@ -36,16 +36,16 @@ struct SamplingSums {
 
 // What tells whether an element is outside, and how much of the mesh it is.
 struct ElementMeasure {
-    VoxelPlace centroid; // of the corners, in internal units
+    VoxelPosition centroid; // of the corners, in internal units
     // Six times the volume in cubic internal units, without sign; of a curved element that of its corners.
     double six_volumes;
 };
 ElementMeasure MeasureOf(MMeshElement const& element) noexcept;
 
 // An element in the image: its nodes as places there.
-class PlacedElement {
+class ElementInVoxels {
 public:
-    PlacedElement(MMeshElement const& element, ImageFrame const& frame) noexcept;
+    ElementInVoxels(MMeshElement const& element, ImageFrame const& frame) noexcept;
 
     bool IsCurved() const noexcept { return m_count == 10; }
     CurvedTetrahedron Curved() const noexcept { return CurvedTetrahedron(m_places); }
@@ -53,17 +53,17 @@ public:
     unsigned int TetrahedronCount() const noexcept {
         return MMeshElementDescriptor::GetNumTetraOfElement(m_count);
     }
-    std::array<VoxelPlace, 4> Tetrahedron(unsigned int i) const noexcept;
+    std::array<VoxelPosition, 4> Tetrahedron(unsigned int i) const noexcept;
 
 private:
     unsigned char m_count;
-    std::array<VoxelPlace, 10> m_places;
+    std::array<VoxelPosition, 10> m_places;
 };
 
 // The voxels that lie in a box, which may reach out of the image.
 struct VoxelBox {
     std::array<std::int64_t, 3> first, last;
-    VoxelBox(VoxelPlace const& lower, VoxelPlace const& upper, ImageFrame const& frame) noexcept;
+    VoxelBox(VoxelPosition const& lower, VoxelPosition const& upper, ImageFrame const& frame) noexcept;
 };
 
 // Some voxels of a row along the first axis, those from first to last; none when last comes before first.
@@ -76,19 +76,19 @@ struct VoxelRun {
 class TetrahedronRows {
 public:
     TetrahedronRows() = default; // of no tetrahedron
-    explicit TetrahedronRows(std::array<VoxelPlace, 4> const& corners) noexcept;
+    explicit TetrahedronRows(std::array<VoxelPosition, 4> const& corners) noexcept;
     VoxelRun InRow(double j, double k) const noexcept;
 
 private:
-    std::array<VoxelPlace, 4> m_gradients; // of the barycentric coordinates
-    VoxelPlace m_origin;
+    std::array<VoxelPosition, 4> m_gradients; // of the barycentric coordinates
+    VoxelPosition m_origin;
     bool m_flat = true;
 };
 
 // The voxels whose centres are in a straight-sided element.
 class VoxelsOfElement {
 public:
-    VoxelsOfElement(PlacedElement const& element, ImageFrame const& frame) noexcept;
+    VoxelsOfElement(ElementInVoxels const& element, ImageFrame const& frame) noexcept;
 
     // Calls visit(first, last, j, k) for runs of voxels in rows; each voxel is in one run only, also when
     // it is in several of the element's tetrahedra.
@@ -96,8 +96,8 @@ public:
     void ForEachRun(Visit const& visit) const {
         for (std::int64_t k = m_box.first[2]; k <= m_box.last[2]; ++k)
             for (std::int64_t j = m_box.first[1]; j <= m_box.last[1]; ++j) {
-                _Runs runs;
-                unsigned int const count = _RunsInRow(static_cast<double>(j), static_cast<double>(k), runs);
+                Runs runs;
+                unsigned int const count = RunsInRow(static_cast<double>(j), static_cast<double>(k), runs);
                 std::int64_t next = m_box.first[0];
                 for (unsigned int i = 0; i < count; ++i) {
                     auto const first =
@@ -113,11 +113,11 @@ public:
 
 private:
     static constexpr unsigned int MostTetrahedra = 6; // of a hexahedron
-    using _Runs = std::array<VoxelRun, MostTetrahedra>;
+    using Runs = std::array<VoxelRun, MostTetrahedra>;
 
-    static VoxelBox _BoxOf(PlacedElement const& element, ImageFrame const& frame) noexcept;
+    static VoxelBox BoxOf(ElementInVoxels const& element, ImageFrame const& frame) noexcept;
     // The runs in the tetrahedra that touch the box, sorted by their first voxels; returns how many.
-    unsigned int _RunsInRow(double j, double k, _Runs& runs) const noexcept;
+    unsigned int RunsInRow(double j, double k, Runs& runs) const noexcept;
 
     VoxelBox m_box;
     unsigned int m_count;
@@ -140,17 +140,17 @@ public:
         SamplingSums sums;
         if (m_options.mode == SamplingMode::Centroid)
             for (std::uint64_t batch = first; batch < last; batch += BatchSize, grey += BatchSize) {
-                _SampleCentroids(mesh, batch, std::min(batch + BatchSize, last), grey, law, sums);
+                SampleCentroids(mesh, batch, std::min(batch + BatchSize, last), grey, law, sums);
                 law = law ? law + BatchSize : nullptr;
             }
         else
             mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
                 Mean mean{m_options.law};
                 ElementMeasure const measure = MeasureOf(e);
-                VoxelPlace const centroid = m_frame.Place(measure.centroid);
-                if (_Enter(centroid, measure.six_volumes, sums))
-                    _AddElement(e, centroid, mean, sums);
-                _Finish(mean, grey++, law ? law++ : nullptr, sums);
+                VoxelPosition const centroid = m_frame.Place(measure.centroid);
+                if (Enter(centroid, measure.six_volumes, sums))
+                    TakeElement(e, centroid, mean, sums);
+                Finish(mean, grey++, law ? law++ : nullptr, sums);
             });
         return sums;
     }
@@ -177,9 +177,9 @@ private:
     };
 
     // The voxels that are needed lie anywhere in memory: all are asked for before the first is used.
-    void _SampleCentroids(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, double* grey,
-                          double* law, SamplingSums& sums) const {
-        std::array<VoxelPlace, BatchSize> places;
+    void SampleCentroids(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, double* grey,
+                         double* law, SamplingSums& sums) const {
+        std::array<VoxelPosition, BatchSize> places;
         std::array<double, BatchSize> volumes;
         mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
             auto const i = static_cast<std::size_t>(number - first);
@@ -190,16 +190,16 @@ private:
         });
         for (std::size_t i = 0; i < last - first; ++i) {
             Mean mean{m_options.law};
-            if (_Enter(places[i], volumes[i], sums)) {
+            if (Enter(places[i], volumes[i], sums)) {
                 mean.Add(1.0, m_field.At(places[i]));
                 sums.not_finite += !mean.HasValue();
             }
-            _Finish(mean, grey++, law ? law++ : nullptr, sums);
+            Finish(mean, grey++, law ? law++ : nullptr, sums);
         }
     }
 
     // Counts an element in. False when it is outside.
-    bool _Enter(VoxelPlace const& centroid, double volume, SamplingSums& sums) const {
+    bool Enter(VoxelPosition const& centroid, double volume, SamplingSums& sums) const {
         bool const inside = m_frame.Contains(centroid);
         sums.volume += volume;
         sums.outside += !inside;
@@ -207,22 +207,22 @@ private:
         return inside;
     }
 
-    void _AddElement(MMeshElement const& e, VoxelPlace const& centroid, Mean& mean,
+    void TakeElement(MMeshElement const& e, VoxelPosition const& centroid, Mean& mean,
                      SamplingSums& sums) const {
-        PlacedElement const element(e, m_frame);
+        ElementInVoxels const element(e, m_frame);
         if (m_options.mode == SamplingMode::Voxels)
-            _AddVoxels(element, mean);
+            AddVoxels(element, mean);
         else
-            _AddByRule(element, mean);
+            AddByRule(element, mean);
         if (mean.HasValue())
             return;
-        _AddByRule(element, mean);
+        AddByRule(element, mean);
         if (!mean.HasValue())
             mean.Add(1.0, m_field.At(centroid));
         ++(mean.HasValue() ? sums.fallbacks : sums.not_finite);
     }
 
-    void _Finish(Mean const& mean, double* grey, double* law, SamplingSums& sums) const {
+    void Finish(Mean const& mean, double* grey, double* law, SamplingSums& sums) const {
         bool const has_value = mean.HasValue();
         *grey = has_value ? mean.grey / mean.weight : m_options.outside_value;
         if (law)
@@ -236,18 +236,18 @@ private:
         sums.largest = std::max(sums.largest, *grey);
     }
 
-    void _AddPoint(VoxelPlace const& place, double weight, Mean& mean) const {
+    void AddPoint(VoxelPosition const& place, double weight, Mean& mean) const {
         if (m_frame.Contains(place))
             mean.Add(weight, m_field.At(place));
     }
 
-    void _AddByRule(PlacedElement const& element, Mean& mean) const {
+    void AddByRule(ElementInVoxels const& element, Mean& mean) const {
         if (element.IsCurved()) {
             CurvedTetrahedron const curved = element.Curved();
             for (RulePoint const& p : m_rule) {
                 // A folded element has determinants of both signs: all of them take up volume.
                 auto const point = curved.At(p.place);
-                _AddPoint(point.position, p.weight * std::fabs(point.Determinant()), mean);
+                AddPoint(point.position, p.weight * std::fabs(point.Determinant()), mean);
             }
             return;
         }
@@ -255,19 +255,19 @@ private:
             auto const c = element.Tetrahedron(t);
             double const volume = std::fabs((c[1] - c[0]).Dot((c[2] - c[0]).Cross(c[3] - c[0])));
             for (RulePoint const& p : m_rule)
-                _AddPoint(c[0] * p.place[0] + c[1] * p.place[1] + c[2] * p.place[2] + c[3] * p.place[3],
-                          p.weight * volume, mean);
+                AddPoint(c[0] * p.place[0] + c[1] * p.place[1] + c[2] * p.place[2] + c[3] * p.place[3],
+                         p.weight * volume, mean);
         }
     }
 
-    void _AddRun(T const* row, std::int64_t first, std::int64_t last, Mean& mean) const {
+    void AddRun(T const* row, std::int64_t first, std::int64_t last, Mean& mean) const {
         for (std::int64_t i = first; i <= last; ++i)
             mean.Add(1.0, static_cast<double>(row[i]));
     }
 
-    void _AddVoxels(PlacedElement const& element, Mean& mean) const {
+    void AddVoxels(ElementInVoxels const& element, Mean& mean) const {
         auto const add = [&](std::int64_t first, std::int64_t last, std::int64_t j, std::int64_t k) {
-            _AddRun(m_field.Row(j, k), first, last, mean);
+            AddRun(m_field.Row(j, k), first, last, mean);
         };
         if (!element.IsCurved())
             return VoxelsOfElement(element, m_frame).ForEachRun(add);
@@ -278,8 +278,8 @@ private:
         for (std::int64_t k = box.first[2]; k <= box.last[2]; ++k)
             for (std::int64_t j = box.first[1]; j <= box.last[1]; ++j)
                 for (std::int64_t i = box.first[0]; i <= box.last[0]; ++i)
-                    if (interior.Contains(VoxelPlace(static_cast<double>(i), static_cast<double>(j),
-                                                     static_cast<double>(k))))
+                    if (interior.Contains(VoxelPosition(static_cast<double>(i), static_cast<double>(j),
+                                                        static_cast<double>(k))))
                         add(i, i, j, k);
     }
 

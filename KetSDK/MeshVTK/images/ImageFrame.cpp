@@ -52,7 +52,7 @@ ImageFrame::ImageFrame(vtkImageData& image, LengthUnit unit) {
     Matrix const steps = StepsOf(image, unit);
     Matrix const inverse = Inverse(steps);
     int const* const extent = image.GetExtent(); // voxels are counted from the image's own first one
-    VoxelPlace origin;
+    VoxelPosition origin;
     for (std::size_t i = 0; i < 3; ++i) {
         origin[i] = image.GetOrigin()[i] * unit.millimetres;
         for (std::size_t j = 0; j < 3; ++j)

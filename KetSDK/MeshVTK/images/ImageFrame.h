@@ -12,7 +12,7 @@ class vtkImageData;
 namespace KetSDK::MeshVTK::Detail {
 
 // A place counted in voxels from the centre of the first one along each axis of an image.
-using VoxelPlace = MMVector<double, 3>;
+using VoxelPosition = MMVector<double, 3>;
 
 // Where an image lies in the space of a mesh.
 class ImageFrame {
@@ -21,14 +21,14 @@ public:
     ImageFrame(vtkImageData& image, LengthUnit unit);
 
     // The place of a position in internal units.
-    VoxelPlace Place(MMVector<double, 3> const& p) const noexcept {
-        VoxelPlace place;
+    VoxelPosition Place(MMVector<double, 3> const& p) const noexcept {
+        VoxelPosition place;
         for (std::size_t i = 0; i < 3; ++i)
             place[i] = m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2] + m_shift[i];
         return place;
     }
     // Whether a place lies between the outermost voxel centres, or beyond them by rounding only.
-    bool Contains(VoxelPlace const& place) const noexcept {
+    bool Contains(VoxelPosition const& place) const noexcept {
         bool inside = true;
         for (std::size_t i = 0; i < 3; ++i)
             inside &= place[i] >= -Tolerance && place[i] <= m_last[i] + Tolerance;
@@ -43,8 +43,8 @@ private:
     static constexpr double Tolerance = 1e-9; // voxels
 
     std::array<std::array<double, 3>, 3> m_inverse{};
-    VoxelPlace m_shift{};
-    VoxelPlace m_last{};
+    VoxelPosition m_shift{};
+    VoxelPosition m_last{};
     std::array<std::int64_t, 3> m_size{};
     std::array<double, 6> m_box{};
 };

@@ -28,29 +28,29 @@ public:
 
     // The trilinear value at a place in the image. Voxels without weight have no say, whatever they hold;
     // not finite when another voxel is not.
-    double At(VoxelPlace const& place) const noexcept {
+    double At(VoxelPosition const& place) const noexcept {
         double f[3];
-        T const* const v = _Cell(place, f);
+        T const* const v = Cell(place, f);
         double const value =
-            _Between(f[2], _Between(f[1], _Along(v, f[0]), _Along(v + m_row, f[0])),
-                     _Between(f[1], _Along(v + m_slice, f[0]), _Along(v + m_slice + m_row, f[0])));
+            Between(f[2], Between(f[1], Along(v, f[0]), Along(v + m_row, f[0])),
+                    Between(f[1], Along(v + m_slice, f[0]), Along(v + m_slice + m_row, f[0])));
         if constexpr (std::is_floating_point_v<T>)
             if (!std::isfinite(value))
-                return _ByWeights(v, f);
+                return ByWeights(v, f);
         return value;
     }
 
     // Fetches ahead what At needs.
-    void Prefetch(VoxelPlace const& place) const noexcept {
+    void Prefetch(VoxelPosition const& place) const noexcept {
         double f[3];
-        T const* const v = _Cell(place, f);
+        T const* const v = Cell(place, f);
         for (T const* const row : {v, v + m_row, v + m_slice, v + m_slice + m_row})
             Support::Prefetch(row);
     }
 
 private:
     // The first of the eight voxels around a place, and where the place is between them.
-    T const* _Cell(VoxelPlace const& place, double (&f)[3]) const noexcept {
+    T const* Cell(VoxelPosition const& place, double (&f)[3]) const noexcept {
         std::int64_t cell[3];
         for (std::size_t i = 0; i < 3; ++i) {
             double const inside = std::min(std::max(place[i], 0.0), static_cast<double>(m_size[i] - 1));
@@ -59,11 +59,11 @@ private:
         }
         return m_values + (cell[0] + cell[1] * m_row + cell[2] * m_slice);
     }
-    static double _Between(double f, double a, double b) noexcept { return a + f * (b - a); }
-    static double _Along(T const* v, double f) noexcept {
-        return _Between(f, static_cast<double>(v[0]), static_cast<double>(v[1]));
+    static double Between(double f, double a, double b) noexcept { return a + f * (b - a); }
+    static double Along(T const* v, double f) noexcept {
+        return Between(f, static_cast<double>(v[0]), static_cast<double>(v[1]));
     }
-    double _ByWeights(T const* v, double const (&f)[3]) const noexcept {
+    double ByWeights(T const* v, double const (&f)[3]) const noexcept {
         double sum = 0.0;
         for (std::int64_t corner = 0; corner < 8; ++corner) {
             std::int64_t const i = corner & 1, j = corner >> 1 & 1, k = corner >> 2;

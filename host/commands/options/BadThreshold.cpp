@@ -19,8 +19,8 @@ void BadThreshold::Declare(CLI::App& command) {
 
 KetSDK::Mesh::QualityThreshold BadThreshold::Get() const {
     using Side = KetSDK::Mesh::QualityThreshold::Side;
-    return _IsAbove() ? KetSDK::Mesh::QualityThreshold{Side::Above, m_above}
-                      : KetSDK::Mesh::QualityThreshold{Side::Below, m_below};
+    return IsAbove() ? KetSDK::Mesh::QualityThreshold{Side::Above, m_above}
+                     : KetSDK::Mesh::QualityThreshold{Side::Below, m_below};
 }
 
 std::string BadThreshold::Describe() const {
@@ -28,7 +28,7 @@ std::string BadThreshold::Describe() const {
 }
 
 void BadThreshold::AddTo(Json& report) const {
-    report[_IsAbove() ? "above" : "below"] = Get().value;
+    report[IsAbove() ? "above" : "below"] = Get().value;
 }
 
 } // namespace ketmesh

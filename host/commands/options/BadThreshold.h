@@ -22,7 +22,7 @@ public:
     void AddTo(Json& report) const;
 
 private:
-    bool _IsAbove() const { return m_above_option->count() > 0; }
+    bool IsAbove() const { return m_above_option->count() > 0; }
 
     CLI::Option* m_below_option = nullptr;
     CLI::Option* m_above_option = nullptr;

@@ -17,13 +17,13 @@ SurfaceFaces::SurfaceFaces(MMeshBase const& mesh, SurfaceMatcher const& matcher,
         for (std::size_t i = first; i < last; ++i)
             near[i] = matcher.IsNear(*mesh.GetRandomPoint(i));
     });
-    _FindSides(mesh, near, loop);
+    FindSides(mesh, near, loop);
     // By corners and then by element: the order does not tell who found them.
     Sort(m_sides, std::less<>(), loop.IsParallel());
-    _JoinSides(mesh);
+    JoinSides(mesh);
 }
 
-void SurfaceFaces::_FindSides(MMeshBase const& mesh, std::vector<char> const& near, MappingLoop const& loop) {
+void SurfaceFaces::FindSides(MMeshBase const& mesh, std::vector<char> const& near, MappingLoop const& loop) {
     constexpr std::size_t block = 4096;
     auto const count = static_cast<std::size_t>(mesh.Elements().GetNumElements());
     std::vector<std::vector<Side>> found((count + block - 1) / block);
@@ -52,7 +52,7 @@ void SurfaceFaces::_FindSides(MMeshBase const& mesh, std::vector<char> const& ne
         m_sides.insert(m_sides.end(), some.begin(), some.end());
 }
 
-void SurfaceFaces::_JoinSides(MMeshBase const& mesh) {
+void SurfaceFaces::JoinSides(MMeshBase const& mesh) {
     // By corners, the elements come in any order. Of their nodes only the addresses are read.
     auto const element_at = [&](std::size_t i) { return mesh.GetElement(m_sides[i].element); };
     for (std::size_t i = 0; i < m_sides.size(); ++i) {

@@ -38,8 +38,8 @@ public:
     std::size_t FirstSide(std::size_t face) const noexcept { return m_first_side[face]; }
 
 private:
-    void _FindSides(MMeshBase const& mesh, std::vector<char> const& near, MappingLoop const& loop);
-    void _JoinSides(MMeshBase const& mesh);
+    void FindSides(MMeshBase const& mesh, std::vector<char> const& near, MappingLoop const& loop);
+    void JoinSides(MMeshBase const& mesh);
 
     std::vector<Side> m_sides;
     std::vector<std::size_t> m_first_side;

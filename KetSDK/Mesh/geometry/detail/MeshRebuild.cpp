@@ -15,7 +15,7 @@ MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigin
     , m_origins(origins) {
     target.ClearSubVolumes();
     if (origins)
-        _BeginRecord();
+        BeginRecord();
 }
 
 int MeshRebuild::Orient() {
@@ -25,7 +25,7 @@ int MeshRebuild::Orient() {
     return orient.GetNbCorrected();
 }
 
-void MeshRebuild::_BeginRecord() {
+void MeshRebuild::BeginRecord() {
     *m_origins = {};
     m_origins->elements.assign(static_cast<std::size_t>(m_target.NumberOfElements()), -1);
     m_origins->nodes.resize(static_cast<std::size_t>(m_target.NumberOfPoints()));
@@ -39,49 +39,49 @@ void MeshRebuild::_BeginRecord() {
     }
 }
 
-void MeshRebuild::_RecordElements(std::uint64_t mask_index) {
+void MeshRebuild::RecordElements(std::uint64_t mask_index) {
     m_origins->elements.resize(static_cast<std::size_t>(m_target.NumberOfElements()),
                                m_index_at[static_cast<std::size_t>(mask_index)]);
 }
 
-MMeshOrigins::Node& MeshRebuild::_OriginOf(MMeshPoint const& node) {
+MMeshOrigins::Node& MeshRebuild::OriginOf(MMeshPoint const& node) {
     auto const index = static_cast<std::size_t>(node.GetIndex());
     if (index >= m_origins->nodes.size())
         m_origins->nodes.resize(index + 1);
     return m_origins->nodes[index];
 }
 
-void MeshRebuild::_RecordNode(MMeshPoint const& node, MLong parent) {
+void MeshRebuild::RecordNode(MMeshPoint const& node, MLong parent) {
     // What was taken for new in the middle of an edge may be found to be a node.
-    if (MMeshOrigins::Node& origin = _OriginOf(node); origin.a < 0 || !origin.IsOne())
+    if (MMeshOrigins::Node& origin = OriginOf(node); origin.a < 0 || !origin.IsOne())
         origin = {parent, parent};
 }
 
-void MeshRebuild::_RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b) {
+void MeshRebuild::RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b) {
     // Of several nodes at the end of the edge that one whose values the end has.
     auto const parent = [this](MMeshPoint const& end) {
         auto const index = static_cast<std::size_t>(end.GetIndex());
-        return index < m_node_of.size() ? _OriginOf(*m_node_of[index]).a : -1;
+        return index < m_node_of.size() ? OriginOf(*m_node_of[index]).a : -1;
     };
     MMeshOrigins::Node const ends{parent(a), parent(b)};
-    if (MMeshOrigins::Node& origin = _OriginOf(node); origin.a < 0)
+    if (MMeshOrigins::Node& origin = OriginOf(node); origin.a < 0)
         origin = ends;
 }
 
-void MeshRebuild::_CountJoinedNodes() {
+void MeshRebuild::CountJoinedNodes() {
     auto const used = m_node_of.size() - static_cast<std::size_t>(std::ranges::count(m_node_of, nullptr));
     auto const is_one = [](MMeshOrigins::Node const& node) { return node.a >= 0 && node.IsOne(); };
     m_origins->joined_nodes =
         used - static_cast<std::uint64_t>(std::ranges::count_if(m_origins->nodes, is_one));
 }
 
-void MeshRebuild::_RegisterUsed() {
+void MeshRebuild::RegisterUsed() {
     auto next = m_used.begin();
     m_target.GetPointMasks()->RegisterMaskObjects(std::exchange(m_used_count, 0),
                                                   [&next]() -> MMeshPoint& { return **next++; });
 }
 
-MMeshSubVolume& MeshRebuild::_AddSubVolumeLike(MMeshSubVolume const& source) {
+MMeshSubVolume& MeshRebuild::AddSubVolumeLike(MMeshSubVolume const& source) {
     MMeshSubVolume& sub_volume = *m_target.AddSubVolume();
     sub_volume.SetName(source.GetName());
     sub_volume.SetMatID(source.GetMatID());

@@ -26,10 +26,10 @@ public:
     template <typename Visit>
     bool ForEachSubVolume(Visit&& visit) {
         for (auto it = m_source.BeginSubVolume(); it != m_source.EndSubVolume(); ++it)
-            if (!visit(**it, _AddSubVolumeLike(**it)))
+            if (!visit(**it, AddSubVolumeLike(**it)))
                 return false;
         if (m_origins)
-            _CountJoinedNodes();
+            CountJoinedNodes();
         return true;
     }
 
@@ -43,14 +43,14 @@ public:
         bool going_on = true;
         for (std::size_t i = 0; i < indices.size() && going_on; ++i) {
             if (i + far < indices.size())
-                PrefetchNodes(_ElementAt(indices[i + far]));
+                PrefetchNodes(ElementAt(indices[i + far]));
             if (i + near < indices.size())
-                prefetch(_ElementAt(indices[i + near]));
-            going_on = visit(_ElementAt(indices[i]));
+                prefetch(ElementAt(indices[i + near]));
+            going_on = visit(ElementAt(indices[i]));
             if (m_origins)
-                _RecordElements(indices[i]);
+                RecordElements(indices[i]);
         }
-        _RegisterUsed();
+        RegisterUsed();
         return going_on;
     }
     template <typename Visit>
@@ -65,13 +65,13 @@ public:
     MMeshPoint* NodeFor(MMeshPoint const& source) {
         auto const number = static_cast<std::size_t>(source.GetIndex());
         if (number >= m_node_of.size())
-            return _Enter(source.x, source.y, source.z);
+            return Enter(source.x, source.y, source.z);
         MMeshPoint*& node = m_node_of[number];
         if (node)
-            return _Use(*node);
-        node = _Enter(source.x, source.y, source.z);
+            return Use(*node);
+        node = Enter(source.x, source.y, source.z);
         if (m_origins)
-            _RecordNode(*node, source.GetIndex());
+            RecordNode(*node, source.GetIndex());
         return node;
     }
     // Node i of an element seen as a tetrahedron: a node at the origin where the element has none, and in
@@ -86,48 +86,48 @@ public:
     // The target's node in the middle between two nodes of the source that NodeFor was asked for, halves
     // rounded away from zero.
     MMeshPoint* MiddleOf(MMeshPoint const& a, MMeshPoint const& b) {
-        MMeshPoint* const node = _Enter(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+        MMeshPoint* const node = Enter(Middle(a.x, b.x), Middle(a.y, b.y), Middle(a.z, b.z));
         if (m_origins)
-            _RecordMiddle(*node, a, b);
+            RecordMiddle(*node, a, b);
         return node;
     }
     // Fetches what MiddleOf of the nodes there will look up.
     void PrefetchMiddleOf(MMeshPoint const& a, MMeshPoint const& b) const noexcept {
-        m_target.PrefetchPoint(_Middle(a.x, b.x), _Middle(a.y, b.y), _Middle(a.z, b.z));
+        m_target.PrefetchPoint(Middle(a.x, b.x), Middle(a.y, b.y), Middle(a.z, b.z));
     }
     // Turns the inverted tetrahedra of the target, those that it had before too; returns how many.
     int Orient();
 
 private:
-    static MLong _Middle(MLong a, MLong b) noexcept {
+    static MLong Middle(MLong a, MLong b) noexcept {
         std::int64_t const sum = std::int64_t{a} + b;
         return static_cast<MLong>((sum + (sum > 0) - (sum < 0)) / 2);
     }
-    MMeshPoint* _Enter(MLong x, MLong y, MLong z) {
+    MMeshPoint* Enter(MLong x, MLong y, MLong z) {
         m_target.ForbidDuplicatePoints();
         m_target.m_box.Widen({x, y, z});
-        return _Use(m_target.m_points->AddPoint(x, y, z));
+        return Use(m_target.m_points->AddPoint(x, y, z));
     }
     // Notes that the node is to be registered. Such nodes lie anywhere in memory: waiting for one after the
     // other would double the time of a conversion.
-    MMeshPoint* _Use(MMeshPoint& node) {
+    MMeshPoint* Use(MMeshPoint& node) {
         Support::PrefetchToWrite(&node);
         if (m_used_count == m_used.size())
-            _RegisterUsed();
+            RegisterUsed();
         return m_used[m_used_count++] = &node;
     }
-    void _RegisterUsed();
-    void _BeginRecord();
+    void RegisterUsed();
+    void BeginRecord();
     // What the target got last came from the element with that mask index.
-    void _RecordElements(std::uint64_t mask_index);
-    void _RecordNode(MMeshPoint const& node, MLong parent);
-    void _RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b);
-    MMeshOrigins::Node& _OriginOf(MMeshPoint const& node);
-    void _CountJoinedNodes();
-    MMeshElement const& _ElementAt(std::uint64_t index) const noexcept {
+    void RecordElements(std::uint64_t mask_index);
+    void RecordNode(MMeshPoint const& node, MLong parent);
+    void RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b);
+    MMeshOrigins::Node& OriginOf(MMeshPoint const& node);
+    void CountJoinedNodes();
+    MMeshElement const& ElementAt(std::uint64_t index) const noexcept {
         return *m_source.GetElementMasks()->GetObjectAt(index);
     }
-    MMeshSubVolume& _AddSubVolumeLike(MMeshSubVolume const& source);
+    MMeshSubVolume& AddSubVolumeLike(MMeshSubVolume const& source);
 
     MMeshBase const& m_source;
     MMeshBase& m_target;

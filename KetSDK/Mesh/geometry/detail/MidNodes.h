@@ -46,7 +46,7 @@ public:
                 m_edges[IndexOf(*e.GetNode(i))] = Improper;
             for (unsigned int m = 0; quadratic && m < OfElement; ++m) {
                 auto const& [a, b] = MMeshElementDescriptor::descr_tet4_tet10_point[m];
-                _Enter(*e.GetNode(4 + m), std::minmax({e.GetNode(a)->GetIndex(), e.GetNode(b)->GetIndex()}));
+                Enter(*e.GetNode(4 + m), std::minmax({e.GetNode(a)->GetIndex(), e.GetNode(b)->GetIndex()}));
             }
         });
     }
@@ -76,7 +76,7 @@ private:
     static constexpr Edge Unused{-1, -1};
     static constexpr Edge Improper{-2, -2};
 
-    void _Enter(MMeshPoint const& mid, Edge const& edge) {
+    void Enter(MMeshPoint const& mid, Edge const& edge) {
         Edge& known = m_edges[IndexOf(mid)];
         if (known == Unused)
             known = edge;

@@ -45,26 +45,26 @@ struct BuiltInMask : BuiltInMaskTraits {
     M const* Find(C const& masks) const noexcept { return (masks.*member).get(); }
     template <typename Mesh>
     M const* FindIn(Mesh const& mesh) const noexcept {
-        return Find(_MasksOf(mesh));
+        return Find(MasksOf(mesh));
     }
 
     // Makes it unless it exists.
     M* Make(C& masks) const {
         std::unique_ptr<M>& mask = masks.*member;
         if (!mask) {
-            mask = _New();
+            mask = New();
             masks.AddMask(mask.get());
         }
         return mask.get();
     }
     template <typename Mesh>
     M* MakeIn(Mesh& mesh) const {
-        return Make(_MasksOf(mesh));
+        return Make(MasksOf(mesh));
     }
 
     // A mask with as many slots, in no container.
     std::unique_ptr<M> MakeAside(C const& masks) const {
-        std::unique_ptr<M> mask = _New();
+        std::unique_ptr<M> mask = New();
         mask->Resize(masks.GetCapacity());
         return mask;
     }
@@ -78,7 +78,7 @@ struct BuiltInMask : BuiltInMaskTraits {
             mask->SwapValues(*aside);
             return;
         }
-        masks._AddSizedMask(aside.get());
+        masks.AddSizedMask(aside.get());
         mask = std::move(aside);
     }
 
@@ -88,14 +88,14 @@ struct BuiltInMask : BuiltInMaskTraits {
     V default_value;
 
 private:
-    std::unique_ptr<M> _New() const {
+    std::unique_ptr<M> New() const {
         auto mask = std::make_unique<M>(default_value);
         mask->SetCopyFlag((flags & Copied) != 0);
         return mask;
     }
 
     template <typename Mesh>
-    static auto& _MasksOf(Mesh& mesh) {
+    static auto& MasksOf(Mesh& mesh) {
         if constexpr (std::is_same_v<C, MMeshElementMaskContainer>)
             return *mesh.GetElementMasks();
         else

@@ -51,7 +51,7 @@ public:
             --m_bin_shift;
         }
         m_bins.resize(bins);
-        _Spread(group);
+        Spread(group);
     }
 
     // Calls visit(element, face, group, group of the neighbour, whether there is a neighbour) for every
@@ -60,8 +60,8 @@ public:
     template <typename Visit>
     void ForEachBoundaryFace(Visit&& visit) {
         for (Bin& bin : m_bins) {
-            _MatchRecords(
-                bin, [&](Bin const& records, std::uint32_t first) { _VisitChain(records, first, visit); });
+            MatchRecords(
+                bin, [&](Bin const& records, std::uint32_t first) { VisitRecords(records, first, visit); });
             bin = Bin();
         }
     }
@@ -71,7 +71,7 @@ public:
     template <typename Visit>
     void ForEachConnection(Visit&& visit) {
         for (Bin& bin : m_bins) {
-            _MatchRecords(bin, [&](Bin const& records, std::uint32_t first) {
+            MatchRecords(bin, [&](Bin const& records, std::uint32_t first) {
                 for (std::uint32_t own = m_next[first]; own != End; own = m_next[own]) {
                     std::uint32_t other = first;
                     while (other != own && records[other].group != records[own].group)
@@ -135,14 +135,14 @@ private:
     };
 
     template <typename Group>
-    void _Spread(Group& group) {
+    void Spread(Group& group) {
         Record record{};
         m_elements.ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
             record.element = static_cast<Number>(number);
             record.group = group(e);
-            auto const faces = _FacesOf(e.GetNodeCount());
+            auto const faces = FacesOf(e.GetNodeCount());
             for (record.face = 0; record.face < faces.size(); ++record.face) {
-                if (_SetCorners(record, e, faces[record.face]))
+                if (SetCorners(record, e, faces[record.face]))
                     m_bins[m_bin_shift < 64 ? record.Hash() >> m_bin_shift : 0].Add(record);
                 else
                     m_collapsed.push_back({record.element, record.face});
@@ -150,7 +150,7 @@ private:
         });
     }
 
-    static std::span<ElementFace const> _FacesOf(unsigned char n) noexcept {
+    static std::span<ElementFace const> FacesOf(unsigned char n) noexcept {
         if constexpr (!WithQuadrilaterals)
             if (MMeshElementDescriptor::GetNumSimpleNodes(n) > 0)
                 return TetrahedronFaces;
@@ -158,7 +158,7 @@ private:
     }
 
     // False for a face with fewer than three different corners.
-    static bool _SetCorners(Record& record, MMeshElement const& e, ElementFace const& face) noexcept {
+    static bool SetCorners(Record& record, MMeshElement const& e, ElementFace const& face) noexcept {
         std::uint32_t corner[4];
         for (unsigned int i = 0; i < face.corners; ++i)
             corner[i] = static_cast<std::uint32_t>(e.GetNode(face.node[i])->GetIndex());
@@ -189,7 +189,7 @@ private:
 
     // Links records with the same corners to chains and calls visit_chain(records, first of the chain).
     template <typename VisitChain>
-    void _MatchRecords(Bin const& records, VisitChain const& visit_chain) {
+    void MatchRecords(Bin const& records, VisitChain const& visit_chain) {
         std::size_t size = 64;
         while (size < 2 * records.Size())
             size *= 2;
@@ -215,21 +215,21 @@ private:
     }
 
     template <typename Visit>
-    void _VisitChain(Bin const& records, std::uint32_t first, Visit& visit) const {
+    void VisitRecords(Bin const& records, std::uint32_t first, Visit& visit) const {
         std::uint32_t const second = m_next[first];
         if (second != End && m_next[second] == End && records[first].group == records[second].group &&
             records[first].element != records[second].element)
             return; // what most faces are
         for (std::uint32_t own = first; own != End; own = m_next[own]) {
             Record const& r = records[own];
-            Record const* const other = _Neighbour(records, first, r.element);
+            Record const* const other = Neighbour(records, first, r.element);
             int const other_group = other ? other->group : NoNeighbour;
             if (!other || r.group != other_group)
                 visit(r.element, r.face, r.group, other_group, other != nullptr);
         }
     }
 
-    Record const* _Neighbour(Bin const& records, std::uint32_t first, Number own) const {
+    Record const* Neighbour(Bin const& records, std::uint32_t first, Number own) const {
         Record const* lowest = nullptr;
         for (std::uint32_t i = first; i != End; i = m_next[i]) {
             Record const& r = records[i];

@@ -33,7 +33,7 @@ public:
 
     // Says that a node of the target, which is there already, stands for one of the source.
     void JoinNode(MMeshPoint const& node, MMeshPoint* stand_in) {
-        m_nodes[_Index(node)] = stand_in;
+        m_nodes[Index(node)] = stand_in;
         if (m_origins)
             ++m_origins->joined_nodes;
     }
@@ -41,7 +41,7 @@ public:
     MMeshPoint* AddNode(MMeshPoint const& node) {
         MMeshPoint* const copy = m_target.AddPoint(node.x, node.y, node.z);
         CopyBuiltInValues(*m_source.GetPointMasks(), node, *m_target.GetPointMasks(), *copy);
-        m_nodes[_Index(node)] = copy;
+        m_nodes[Index(node)] = copy;
         if (m_origins)
             m_origins->nodes.push_back({node.GetIndex(), node.GetIndex()});
         return copy;
@@ -54,7 +54,7 @@ public:
     void AddElement(MMeshElement const& e, MLong index, MMeshSubVolume* sub_volume) {
         m_node_list.clear();
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-            m_node_list.push_back(m_nodes[_Index(*e.GetNode(i))]);
+            m_node_list.push_back(m_nodes[Index(*e.GetNode(i))]);
         MMeshElementContainer& elements = m_target.Elements();
         MMeshElement* const copy = elements.GetElementPtrAt(elements.AddElement(m_node_list));
         m_target.GetElementMasks()->RegisterMaskObject(*copy);
@@ -73,7 +73,7 @@ public:
     }
 
 private:
-    static std::size_t _Index(MMeshPoint const& node) noexcept {
+    static std::size_t Index(MMeshPoint const& node) noexcept {
         return static_cast<std::size_t>(node.GetIndex());
     }
 

@@ -17,7 +17,7 @@ SurfaceRecord::SurfaceRecord(MSurfaceOrigins* origins, MStlBase const& stl)
     origins->surfaces.resize(static_cast<std::size_t>(stl.NumberOfSurfaces()));
 }
 
-void SurfaceRecord::_SetPoint(MStlPoint const& point, MLong node) {
+void SurfaceRecord::SetPoint(MStlPoint const& point, MLong node) {
     auto const index = static_cast<std::size_t>(point.GetIndex());
     if (index >= m_origins->points.size())
         m_origins->points.resize(index + 1, -1);

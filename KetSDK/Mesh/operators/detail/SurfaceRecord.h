@@ -27,7 +27,7 @@ public:
     // A point of the container stands for a node, unless it stands for another one already.
     void AddPoint(MStlPoint const& point, MLong node) {
         if (m_origins)
-            _SetPoint(point, node);
+            SetPoint(point, node);
     }
     void AddSurface(MSurfaceOrigins::Surface const& bounds) {
         if (m_origins)
@@ -38,7 +38,7 @@ public:
     void Finish();
 
 private:
-    void _SetPoint(MStlPoint const& point, MLong node);
+    void SetPoint(MStlPoint const& point, MLong node);
 
     MSurfaceOrigins* m_origins;
     MStlBase const& m_stl;

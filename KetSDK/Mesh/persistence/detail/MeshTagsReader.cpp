@@ -100,42 +100,42 @@ struct MeshTagsReader::Rule {
 };
 
 template <typename Masks, std::size_t... Row>
-void MeshTagsReader::_AddMaskRules(std::vector<Rule>& rules, std::index_sequence<Row...>) {
+void MeshTagsReader::AddMaskRules(std::vector<Rule>& rules, std::index_sequence<Row...>) {
     auto const add = [&rules](BuiltInMaskTraits const& mask, void (MeshTagsReader::*read)(MSAXReader&)) {
-        rules.push_back({nullptr, mask.tag, &MeshTagsReader::_OpenBlock, 1, mask.types});
+        rules.push_back({nullptr, mask.tag, &MeshTagsReader::OpenBlock, 1, mask.types});
         rules.push_back({mask.tag, Tags::Data, read});
     };
-    (add(std::get<Row>(BuiltInMasks<Masks>::Table()), &MeshTagsReader::_ReadMask<Masks, Row>), ...);
+    (add(std::get<Row>(BuiltInMasks<Masks>::Table()), &MeshTagsReader::ReadMask<Masks, Row>), ...);
 }
 
-std::vector<MeshTagsReader::Rule> const& MeshTagsReader::_Rules() {
+std::vector<MeshTagsReader::Rule> const& MeshTagsReader::Rules() {
     static std::vector<Rule> const rules = [] {
         std::vector<Rule> all = {
-            {nullptr, Tags::Points, &MeshTagsReader::_OpenBlock, 3, L"long MeshPoint"},
-            {Tags::Points, Tags::Data, &MeshTagsReader::_ReadPoints},
-            {nullptr, Tags::Elements, &MeshTagsReader::_OpenBlock, 1, L"long MeshElement"},
-            {Tags::Elements, Tags::Data, &MeshTagsReader::_ReadElements},
-            {nullptr, Tags::VolumeWeights, &MeshTagsReader::_OpenBlock, 1, L"double"},
-            {Tags::VolumeWeights, Tags::Data, &MeshTagsReader::_ReadVolumeWeights},
-            {nullptr, Tags::SubVolumeList, &MeshTagsReader::_OpenSubVolumeList},
-            {Tags::SubVolumeList, Tags::SubVolume, &MeshTagsReader::_OpenSubVolume},
-            {Tags::SubVolume, Tags::Name, &MeshTagsReader::_ReadName},
-            {Tags::SubVolume, Tags::Number, &MeshTagsReader::_ReadNumber},
-            {Tags::SubVolume, Tags::MaterialNumber, &MeshTagsReader::_ReadMaterialNumber},
-            {Tags::SubVolume, Tags::ElementCount, &MeshTagsReader::_ReadElementCount},
+            {nullptr, Tags::Points, &MeshTagsReader::OpenBlock, 3, L"long MeshPoint"},
+            {Tags::Points, Tags::Data, &MeshTagsReader::ReadPoints},
+            {nullptr, Tags::Elements, &MeshTagsReader::OpenBlock, 1, L"long MeshElement"},
+            {Tags::Elements, Tags::Data, &MeshTagsReader::ReadElements},
+            {nullptr, Tags::VolumeWeights, &MeshTagsReader::OpenBlock, 1, L"double"},
+            {Tags::VolumeWeights, Tags::Data, &MeshTagsReader::ReadVolumeWeights},
+            {nullptr, Tags::SubVolumeList, &MeshTagsReader::OpenSubVolumeList},
+            {Tags::SubVolumeList, Tags::SubVolume, &MeshTagsReader::OpenSubVolume},
+            {Tags::SubVolume, Tags::Name, &MeshTagsReader::ReadName},
+            {Tags::SubVolume, Tags::Number, &MeshTagsReader::ReadNumber},
+            {Tags::SubVolume, Tags::MaterialNumber, &MeshTagsReader::ReadMaterialNumber},
+            {Tags::SubVolume, Tags::ElementCount, &MeshTagsReader::ReadElementCount},
             {nullptr, Tags::MaterialCatalog, nullptr}, // an object of its own
-            {nullptr, Tags::HasGreyValues, &MeshTagsReader::_ReadHasGreyValues},
-            {nullptr, Tags::HasVolumeIndexValues, &MeshTagsReader::_ReadHasVolumeIndexValues},
-            {nullptr, Tags::MeshType, &MeshTagsReader::_ReadMeshType},
-            {nullptr, Tags::MeshState, &MeshTagsReader::_ReadMeshState},
-            {nullptr, Tags::ScalarField, &MeshTagsReader::_OpenField},
-            {Tags::ScalarField, Tags::ID, &MeshTagsReader::_ReadFieldID},
-            {Tags::ScalarField, Tags::Label, &MeshTagsReader::_ReadFieldLabel},
-            {Tags::ScalarField, Tags::Default, &MeshTagsReader::_ReadFieldDefault},
-            {Tags::ScalarField, Tags::Data, &MeshTagsReader::_ReadFieldValues},
+            {nullptr, Tags::HasGreyValues, &MeshTagsReader::ReadHasGreyValues},
+            {nullptr, Tags::HasVolumeIndexValues, &MeshTagsReader::ReadHasVolumeIndexValues},
+            {nullptr, Tags::MeshType, &MeshTagsReader::ReadMeshType},
+            {nullptr, Tags::MeshState, &MeshTagsReader::ReadMeshState},
+            {nullptr, Tags::ScalarField, &MeshTagsReader::OpenField},
+            {Tags::ScalarField, Tags::ID, &MeshTagsReader::ReadFieldID},
+            {Tags::ScalarField, Tags::Label, &MeshTagsReader::ReadFieldLabel},
+            {Tags::ScalarField, Tags::Default, &MeshTagsReader::ReadFieldDefault},
+            {Tags::ScalarField, Tags::Data, &MeshTagsReader::ReadFieldValues},
         };
-        _AddMaskRules<MMeshElementMaskContainer>(all, BuiltInMaskRows<MMeshElementMaskContainer>());
-        _AddMaskRules<MMeshPointMaskContainer>(all, BuiltInMaskRows<MMeshPointMaskContainer>());
+        AddMaskRules<MMeshElementMaskContainer>(all, BuiltInMaskRows<MMeshElementMaskContainer>());
+        AddMaskRules<MMeshPointMaskContainer>(all, BuiltInMaskRows<MMeshPointMaskContainer>());
         return all;
     }();
     return rules;
@@ -147,10 +147,10 @@ MeshTagsReader::MeshTagsReader()
 MeshTagsReader::~MeshTagsReader() = default;
 
 bool MeshTagsReader::HandleTag(std::wstring const& tag, MSAXReader& reader) {
-    auto const rule = std::find_if(_Rules().begin(), _Rules().end(), [&](Rule const& r) {
+    auto const rule = std::find_if(Rules().begin(), Rules().end(), [&](Rule const& r) {
         return r.tag == tag && (r.parent ? !m_path.empty() && m_path.back() == r.parent : m_path.empty());
     });
-    if (rule == _Rules().end())
+    if (rule == Rules().end())
         return false;
     // Each tag of the mesh comes once, but for the fields.
     Require(!m_path.empty() || m_seen.insert(tag).second || tag == Tags::ScalarField);
@@ -178,12 +178,12 @@ void MeshTagsReader::Finish() {
     Require(m_seen.contains(Tags::Points) && m_seen.contains(Tags::Elements) &&
             m_seen.contains(VolumeListsTag()) == m_seen.contains(Tags::VolumeWeights));
     if (!m_seen.contains(Tags::SubVolumeList))
-        _MakeSubVolumes();
+        MakeSubVolumes();
 }
 
 // The seven blocks alone say only which sub-volume an element belongs to: they get default names. A mesh
 // without that goes into the main one.
-void MeshTagsReader::_MakeSubVolumes() {
+void MeshTagsReader::MakeSubVolumes() {
     MDataMask<MMeshElement, int> const* const numbers =
         std::as_const(*m_mesh->GetElementMasks()).GetSubvolumeMask();
     for (MMeshElement& e : m_mesh->Elements()) {
@@ -198,12 +198,12 @@ void MeshTagsReader::_MakeSubVolumes() {
 
 // Blocks
 
-void MeshTagsReader::_OpenBlock(MSAXReader& reader) {
+void MeshTagsReader::OpenBlock(MSAXReader& reader) {
     Require(reader.ReadAttribute(Tags::Count, m_count));
     m_data_read = false;
 }
 
-void MeshTagsReader::_ReadPoints(MSAXReader& reader) {
+void MeshTagsReader::ReadPoints(MSAXReader& reader) {
     m_points = std::make_unique<MMeshPointContainer>();
     std::array<MLong, 3 * 1024> coordinates;
     std::size_t size = coordinates.size();
@@ -216,7 +216,7 @@ void MeshTagsReader::_ReadPoints(MSAXReader& reader) {
     Require(m_points->GetNumPoints() == m_count && m_count < AnyLength);
 }
 
-void MeshTagsReader::_ReadElements(MSAXReader& reader) {
+void MeshTagsReader::ReadElements(MSAXReader& reader) {
     Require(m_points != nullptr);
     auto elements = std::make_unique<MMeshElementContainer>();
     auto const nodes = static_cast<std::int64_t>(m_points->GetNumPoints());
@@ -239,13 +239,13 @@ void MeshTagsReader::_ReadElements(MSAXReader& reader) {
     m_mesh->_Set(m_points.release(), elements.release());
 }
 
-MaskOrder MeshTagsReader::_Order(std::uint64_t objects) const {
+MaskOrder MeshTagsReader::Order(std::uint64_t objects) const {
     Require(m_count == 0 || m_count == objects);
     return {m_count, [](std::uint64_t i) { return i; }};
 }
 
 template <typename Make>
-void MeshTagsReader::_ReadNumbers(MSAXReader& reader, MaskOrder const& order, Make&& make) {
+void MeshTagsReader::ReadNumbers(MSAXReader& reader, MaskOrder const& order, Make&& make) {
     using Mask = std::remove_pointer_t<decltype(make())>;
     using Number = std::decay_t<decltype(std::declval<Mask&>().GetDefaultValue())>;
     if (order.GetCount() > 0)
@@ -257,19 +257,19 @@ void MeshTagsReader::_ReadNumbers(MSAXReader& reader, MaskOrder const& order, Ma
 }
 
 template <typename Masks, std::size_t Row>
-void MeshTagsReader::_ReadMask(MSAXReader& reader) {
+void MeshTagsReader::ReadMask(MSAXReader& reader) {
     auto const& row = std::get<Row>(BuiltInMasks<Masks>::Table());
-    MaskOrder const order = std::is_same_v<Masks, MMeshElementMaskContainer> ? _Elements() : _Nodes();
+    MaskOrder const order = std::is_same_v<Masks, MMeshElementMaskContainer> ? ElementOrder() : NodeOrder();
     auto const make = [&] { return row.MakeIn(*m_mesh); };
-    if constexpr (requires { _ReadValues(reader, order, *make()); })
-        _ReadValues(reader, order, *make());
+    if constexpr (requires { ReadValues(reader, order, *make()); })
+        ReadValues(reader, order, *make());
     else
-        _ReadNumbers(reader, order, make);
+        ReadNumbers(reader, order, make);
 }
 
 // Lists grow with the entries that are there.
 
-void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order, VolumeListMask& lists) {
+void MeshTagsReader::ReadValues(MSAXReader& reader, MaskOrder const& order, VolumeListMask& lists) {
     Integers integers(reader);
     for (std::uint64_t i = 0; i < order.GetCount(); ++i)
         for (std::int32_t left = integers.TakeBelow(AnyLength); left > 0; --left) {
@@ -279,7 +279,7 @@ void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order, Vol
     Require(integers.IsAtEnd());
 }
 
-void MeshTagsReader::_ReadVolumeWeights(MSAXReader& reader) {
+void MeshTagsReader::ReadVolumeWeights(MSAXReader& reader) {
     Require(m_seen.contains(VolumeListsTag()));
     auto& lists = *m_mesh->GetElementMasks()->GetVolumeIndexMask();
     std::uint64_t weights = 0;
@@ -292,7 +292,7 @@ void MeshTagsReader::_ReadVolumeWeights(MSAXReader& reader) {
     Require(weights == m_count && reader.ReadPart(std::span(&weight, 1)) == 0);
 }
 
-void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order, SurfaceMask& lists) {
+void MeshTagsReader::ReadValues(MSAXReader& reader, MaskOrder const& order, SurfaceMask& lists) {
     Integers integers(reader);
     for (std::uint64_t i = 0; i < order.GetCount(); ++i)
         for (std::int32_t left = integers.TakeBelow(AnyLength); left > 0; --left) {
@@ -305,8 +305,8 @@ void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order, Sur
     Require(integers.IsAtEnd());
 }
 
-void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order,
-                                 MDataMaskBits<MMeshElement>& visible) {
+void MeshTagsReader::ReadValues(MSAXReader& reader, MaskOrder const& order,
+                                MDataMaskBits<MMeshElement>& visible) {
     Integers integers(reader);
     bool shown = true;
     std::uint64_t element = 0;
@@ -320,47 +320,47 @@ void MeshTagsReader::_ReadValues(MSAXReader& reader, MaskOrder const& order,
 
 // Sub-volumes
 
-void MeshTagsReader::_OpenSubVolumeList(MSAXReader&) {
+void MeshTagsReader::OpenSubVolumeList(MSAXReader&) {
     m_mesh->ClearSubVolumes();
 }
-void MeshTagsReader::_OpenSubVolume(MSAXReader&) {
+void MeshTagsReader::OpenSubVolume(MSAXReader&) {
     m_mesh->AddSubVolume();
 }
 
-MMeshSubVolume& MeshTagsReader::_SubVolume() {
+MMeshSubVolume& MeshTagsReader::CurrentSubVolume() {
     return **(m_mesh->EndSubVolume() - 1);
 }
-void MeshTagsReader::_ReadName(MSAXReader& reader) {
-    _SubVolume().SetName(Value<std::wstring>(reader));
+void MeshTagsReader::ReadName(MSAXReader& reader) {
+    CurrentSubVolume().SetName(Value<std::wstring>(reader));
 }
-void MeshTagsReader::_ReadNumber(MSAXReader& reader) {
-    _SubVolume().SetID(Value<std::int32_t>(reader));
+void MeshTagsReader::ReadNumber(MSAXReader& reader) {
+    CurrentSubVolume().SetID(Value<std::int32_t>(reader));
 }
-void MeshTagsReader::_ReadMaterialNumber(MSAXReader& reader) {
-    _SubVolume().SetMatID(Value<std::int32_t>(reader));
+void MeshTagsReader::ReadMaterialNumber(MSAXReader& reader) {
+    CurrentSubVolume().SetMatID(Value<std::int32_t>(reader));
 }
-void MeshTagsReader::_ReadElementCount(MSAXReader& reader) {
-    _SubVolume().m_element_count = Value<std::int32_t>(reader);
+void MeshTagsReader::ReadElementCount(MSAXReader& reader) {
+    CurrentSubVolume().m_element_count = Value<std::int32_t>(reader);
 }
 
 // Flags
 
-void MeshTagsReader::_ReadHasGreyValues(MSAXReader& reader) {
+void MeshTagsReader::ReadHasGreyValues(MSAXReader& reader) {
     m_mesh->SetGreyValuesFlag(Value<bool>(reader));
 }
-void MeshTagsReader::_ReadHasVolumeIndexValues(MSAXReader& reader) {
+void MeshTagsReader::ReadHasVolumeIndexValues(MSAXReader& reader) {
     m_mesh->SetVolumeIndexFlag(Value<bool>(reader));
 }
-void MeshTagsReader::_ReadMeshType(MSAXReader& reader) {
+void MeshTagsReader::ReadMeshType(MSAXReader& reader) {
     m_mesh->SetMeshType(static_cast<MMeshBase::TetMeshType>(Value<std::int32_t>(reader)));
 }
-void MeshTagsReader::_ReadMeshState(MSAXReader& reader) {
+void MeshTagsReader::ReadMeshState(MSAXReader& reader) {
     m_mesh->SetMeshState(static_cast<MMeshBase::MeshStateType>(Value<std::int32_t>(reader)));
 }
 
 // Fields
 
-void MeshTagsReader::_OpenField(MSAXReader&) {
+void MeshTagsReader::OpenField(MSAXReader&) {
     Require(m_seen.contains(Tags::Elements)); // a field is made for the nodes that are there
     m_field_id.clear();
     m_field_label.clear();
@@ -368,20 +368,20 @@ void MeshTagsReader::_OpenField(MSAXReader&) {
     m_data_read = false;
     m_count = static_cast<std::uint64_t>(m_mesh->NumberOfPoints());
 }
-void MeshTagsReader::_ReadFieldID(MSAXReader& reader) {
+void MeshTagsReader::ReadFieldID(MSAXReader& reader) {
     m_field_id = Value<std::wstring>(reader);
 }
-void MeshTagsReader::_ReadFieldLabel(MSAXReader& reader) {
+void MeshTagsReader::ReadFieldLabel(MSAXReader& reader) {
     m_field_label = Value<std::wstring>(reader);
 }
-void MeshTagsReader::_ReadFieldDefault(MSAXReader& reader) {
+void MeshTagsReader::ReadFieldDefault(MSAXReader& reader) {
     m_field_default = Value<double>(reader);
 }
-void MeshTagsReader::_ReadFieldValues(MSAXReader& reader) {
+void MeshTagsReader::ReadFieldValues(MSAXReader& reader) {
     m_fields.push_back(std::make_unique<MMeshNamedScalarMaskPoints>(m_field_id, m_field_label, m_mesh.get(),
                                                                     m_field_default));
-    _ReadNumbers(reader, _Nodes(),
-                 [this]() -> MDataMask<MMeshPoint, double>* { return m_fields.back().get(); });
+    ReadNumbers(reader, NodeOrder(),
+                [this]() -> MDataMask<MMeshPoint, double>* { return m_fields.back().get(); });
 }
 
 } // namespace KetSDK::Mesh::Detail

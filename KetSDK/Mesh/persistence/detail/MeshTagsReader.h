@@ -39,46 +39,46 @@ private:
     using SurfaceMask = MDataMask<MMeshElement, MMeshSurfaceTriangleList>;
 
     struct Rule;
-    static std::vector<Rule> const& _Rules();
+    static std::vector<Rule> const& Rules();
 
-    void _OpenBlock(MSAXReader& reader);
-    void _ReadPoints(MSAXReader& reader);
-    void _ReadElements(MSAXReader& reader);
-    void _ReadVolumeWeights(MSAXReader& reader);
-    void _OpenSubVolumeList(MSAXReader& reader);
-    void _OpenSubVolume(MSAXReader& reader);
-    void _ReadName(MSAXReader& reader);
-    void _ReadNumber(MSAXReader& reader);
-    void _ReadMaterialNumber(MSAXReader& reader);
-    void _ReadElementCount(MSAXReader& reader);
-    void _ReadHasGreyValues(MSAXReader& reader);
-    void _ReadHasVolumeIndexValues(MSAXReader& reader);
-    void _ReadMeshType(MSAXReader& reader);
-    void _ReadMeshState(MSAXReader& reader);
-    void _OpenField(MSAXReader& reader);
-    void _ReadFieldID(MSAXReader& reader);
-    void _ReadFieldLabel(MSAXReader& reader);
-    void _ReadFieldDefault(MSAXReader& reader);
-    void _ReadFieldValues(MSAXReader& reader);
+    void OpenBlock(MSAXReader& reader);
+    void ReadPoints(MSAXReader& reader);
+    void ReadElements(MSAXReader& reader);
+    void ReadVolumeWeights(MSAXReader& reader);
+    void OpenSubVolumeList(MSAXReader& reader);
+    void OpenSubVolume(MSAXReader& reader);
+    void ReadName(MSAXReader& reader);
+    void ReadNumber(MSAXReader& reader);
+    void ReadMaterialNumber(MSAXReader& reader);
+    void ReadElementCount(MSAXReader& reader);
+    void ReadHasGreyValues(MSAXReader& reader);
+    void ReadHasVolumeIndexValues(MSAXReader& reader);
+    void ReadMeshType(MSAXReader& reader);
+    void ReadMeshState(MSAXReader& reader);
+    void OpenField(MSAXReader& reader);
+    void ReadFieldID(MSAXReader& reader);
+    void ReadFieldLabel(MSAXReader& reader);
+    void ReadFieldDefault(MSAXReader& reader);
+    void ReadFieldValues(MSAXReader& reader);
 
     // The block's numbers belong to so many objects, in order; in an empty block there are none.
-    MaskOrder _Order(std::uint64_t objects) const;
-    MaskOrder _Elements() const { return _Order(m_mesh->Elements().GetNumElements()); }
-    MaskOrder _Nodes() const { return _Order(static_cast<std::uint64_t>(m_mesh->NumberOfPoints())); }
+    MaskOrder Order(std::uint64_t objects) const;
+    MaskOrder ElementOrder() const { return Order(m_mesh->Elements().GetNumElements()); }
+    MaskOrder NodeOrder() const { return Order(static_cast<std::uint64_t>(m_mesh->NumberOfPoints())); }
     // Reads the numbers of a mask, which make() makes unless the block is empty.
     template <typename Make>
-    void _ReadNumbers(MSAXReader& reader, MaskOrder const& order, Make&& make);
+    void ReadNumbers(MSAXReader& reader, MaskOrder const& order, Make&& make);
     // Reads the values of the built-in mask that is this row of the table of its container.
     template <typename Masks, std::size_t Row>
-    void _ReadMask(MSAXReader& reader);
-    void _ReadValues(MSAXReader& reader, MaskOrder const& order, VolumeListMask& lists);
-    void _ReadValues(MSAXReader& reader, MaskOrder const& order, SurfaceMask& lists);
-    void _ReadValues(MSAXReader& reader, MaskOrder const& order, MDataMaskBits<MMeshElement>& visible);
+    void ReadMask(MSAXReader& reader);
+    void ReadValues(MSAXReader& reader, MaskOrder const& order, VolumeListMask& lists);
+    void ReadValues(MSAXReader& reader, MaskOrder const& order, SurfaceMask& lists);
+    void ReadValues(MSAXReader& reader, MaskOrder const& order, MDataMaskBits<MMeshElement>& visible);
     template <typename Masks, std::size_t... Row>
-    static void _AddMaskRules(std::vector<Rule>& rules, std::index_sequence<Row...>);
+    static void AddMaskRules(std::vector<Rule>& rules, std::index_sequence<Row...>);
 
-    void _MakeSubVolumes();
-    MMeshSubVolume& _SubVolume();
+    void MakeSubVolumes();
+    MMeshSubVolume& CurrentSubVolume();
 
     std::unique_ptr<MMeshBase> m_mesh;
     std::unique_ptr<MMeshPointContainer> m_points; // until the elements have been read

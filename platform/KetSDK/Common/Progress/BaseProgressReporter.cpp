@@ -115,11 +115,11 @@ std::shared_ptr<IProgressDelegate> BaseProgressReporter::CreateNestedDelegate(do
     return std::make_shared<NestedDelegate>(m_phase, begin, end);
 }
 
-bool BaseProgressReporter::_HasDelegate() const noexcept {
+bool BaseProgressReporter::HasDelegate() const noexcept {
     return m_phase->m_delegate != nullptr;
 }
 
-void BaseProgressReporter::_Advance(double fraction) {
+void BaseProgressReporter::AdvanceTo(double fraction) {
     m_phase->Advance(fraction);
 }
 

@@ -37,9 +37,9 @@ protected:
                          bool determinate, bool cancellable);
 
     // True when somebody listens.
-    bool _HasDelegate() const noexcept;
+    bool HasDelegate() const noexcept;
     // Moves the phase to a fraction, 0 to 1; a fraction already passed is ignored.
-    void _Advance(double fraction);
+    void AdvanceTo(double fraction);
 
 private:
     struct Phase;

@@ -16,12 +16,12 @@ IncrementalProgressReporter::IncrementalProgressReporter(std::shared_ptr<IProgre
                                                          unsigned long long max_value, bool cancellable)
     : BaseProgressReporter(delegate, label, true, cancellable)
     , m_max_value(max_value)
-    , m_next_report(_HasDelegate() ? std::min<std::uint64_t>(1, max_value) : Never) {}
+    , m_next_report(HasDelegate() ? std::min<std::uint64_t>(1, max_value) : Never) {}
 
 IncrementalProgressReporter::~IncrementalProgressReporter() {
     try {
         if (m_max_value == 0 ? !IsCancelled() : m_position > 0) {
-            _Report();
+            Report();
         }
     } catch (...) {
         // As in the base: the job is over.
@@ -30,22 +30,22 @@ IncrementalProgressReporter::~IncrementalProgressReporter() {
 
 IncrementalProgressReporter& IncrementalProgressReporter::operator=(unsigned long long position) {
     m_position = std::min<std::uint64_t>(position, m_max_value);
-    _Report();
+    Report();
     return *this;
 }
 
-void IncrementalProgressReporter::_Report() {
-    if (!_HasDelegate()) {
+void IncrementalProgressReporter::Report() {
+    if (!HasDelegate()) {
         return;
     }
     if (m_position >= m_max_value) {
         m_next_report = Never;
-        _Advance(1.0);
+        AdvanceTo(1.0);
         return;
     }
     std::uint64_t const step = std::max<std::uint64_t>(1, m_max_value / ReportsPerPhase);
     m_next_report = m_position + std::min(step, m_max_value - m_position);
-    _Advance(static_cast<double>(m_position) / static_cast<double>(m_max_value));
+    AdvanceTo(static_cast<double>(m_position) / static_cast<double>(m_max_value));
 }
 
 } // namespace KetSDK::Common

@@ -23,7 +23,7 @@ public:
             ++m_position;
         }
         if (m_position >= m_next_report) {
-            _Report();
+            Report();
         }
         return *this;
     }
@@ -35,7 +35,7 @@ public:
     unsigned long long GetMaxValue() const noexcept { return m_max_value; }
 
 private:
-    void _Report();
+    void Report();
 
     std::uint64_t m_position = 0;
     std::uint64_t m_max_value;

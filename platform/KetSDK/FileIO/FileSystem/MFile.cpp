@@ -37,7 +37,7 @@ bool MFile::Open(MFileName const& path, Mode mode) {
         std::fclose(file);
         return false;
     }
-    std::setvbuf(file, nullptr, _IONBF, 0); // the buffer here is the only one
+    std::setvbuf(file, nullptr, IONBF, 0); // the buffer here is the only one
     if (!m_buffer) {
         m_buffer = std::make_unique_for_overwrite<std::byte[]>(BufferSize);
     }
@@ -77,13 +77,13 @@ std::size_t MFile::Read(void* data, std::size_t size) {
         if (buffered == 0 && missing >= BufferSize && m_read != nullptr && m_good) {
             std::size_t const got = std::fread(out, 1, missing, m_file); // large blocks need no buffer
             m_fetched += got;
-            _Tell(out, got);
+            Tell(out, got);
             out += got;
             missing -= got;
             break;
         }
         if (buffered == 0) {
-            if (!_Fill()) {
+            if (!Fill()) {
                 break;
             }
             continue;
@@ -108,7 +108,7 @@ bool MFile::Write(void const* data, std::size_t size) {
         return m_good;
     }
     if (static_cast<std::size_t>(m_write_end - m_write) < size && Flush() && size >= BufferSize) {
-        _Tell(in, size);
+        Tell(in, size);
         m_good = m_good && std::fwrite(in, 1, size, m_file) == size;
         return m_good;
     }
@@ -129,7 +129,7 @@ bool MFile::Write(void const* data, std::size_t size) {
 bool MFile::Flush() {
     if (m_write != nullptr) {
         std::size_t const size = static_cast<std::size_t>(m_write - m_buffer.get());
-        _Tell(m_buffer.get(), size);
+        Tell(m_buffer.get(), size);
         m_good = m_good && std::fwrite(m_buffer.get(), 1, size, m_file) == size;
         m_write = m_buffer.get();
     }
@@ -137,7 +137,7 @@ bool MFile::Flush() {
 }
 
 // Fetches the next bytes into the empty buffer. False when there are none.
-bool MFile::_Fill() {
+bool MFile::Fill() {
     if (m_read == nullptr || !m_good) {
         return false;
     }
@@ -145,6 +145,6 @@ bool MFile::_Fill() {
     m_fetched += got;
     m_read = m_buffer.get();
     m_read_end = m_read + got;
-    _Tell(m_read, got);
+    Tell(m_read, got);
     return got > 0;
 }

@@ -86,12 +86,12 @@ public:
     }
 
 private:
-    void _Tell(std::byte const* bytes, std::size_t size) {
+    void Tell(std::byte const* bytes, std::size_t size) {
         if (m_observer != nullptr && m_good) {
             m_good = m_observer->OnBytes(bytes, size);
         }
     }
-    bool _Fill();
+    bool Fill();
 
     template <typename T>
     static constexpr bool IsValue = std::disjunction_v<std::is_arithmetic<T>, std::is_enum<T>> &&

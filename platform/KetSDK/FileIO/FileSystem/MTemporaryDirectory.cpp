@@ -147,7 +147,7 @@ MTemporaryDirectory::MTemporaryDirectory(MTemporaryDirectory&& other) noexcept
 
 MTemporaryDirectory& MTemporaryDirectory::operator=(MTemporaryDirectory&& other) noexcept {
     if (this != &other) {
-        _Remove();
+        Remove();
         m_path = std::exchange(other.m_path, MFileName());
         m_folder = std::exchange(other.m_folder, -1);
         m_process = other.m_process;
@@ -156,10 +156,10 @@ MTemporaryDirectory& MTemporaryDirectory::operator=(MTemporaryDirectory&& other)
 }
 
 MTemporaryDirectory::~MTemporaryDirectory() {
-    _Remove();
+    Remove();
 }
 
-void MTemporaryDirectory::_Remove() noexcept {
+void MTemporaryDirectory::Remove() noexcept {
     if (m_folder < 0)
         return;
     try {

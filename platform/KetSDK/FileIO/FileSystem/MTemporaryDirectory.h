@@ -31,7 +31,7 @@ public:
     static int RemoveStale(MFileName const& parent);
 
 private:
-    void _Remove() noexcept;
+    void Remove() noexcept;
 
     MFileName m_path;
     int m_folder = -1;  // the open folder, which holds the lock

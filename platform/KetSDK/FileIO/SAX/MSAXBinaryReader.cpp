@@ -25,56 +25,56 @@ MSAXBinaryReader::MSAXBinaryReader(MFile& file)
     auto signature = KetSAX::Detail::BinarySignature;
     Require(m_file.Read(signature.data(), signature.size()) == signature.size() &&
             signature == KetSAX::Detail::BinarySignature);
-    _NextRecord();
-    _Expect(Record::Open);
+    NextRecord();
+    Expect(Record::Open);
 }
 
 MSAXBinaryReader::~MSAXBinaryReader() = default;
 
 void MSAXBinaryReader::Read(bool& value) {
-    _Expect(Record::Bool);
-    auto const byte = _Take<std::uint8_t>();
+    Expect(Record::Bool);
+    auto const byte = Take<std::uint8_t>();
     Require(byte <= 1);
     value = byte == 1;
-    _NextRecord();
+    NextRecord();
 }
 
 void MSAXBinaryReader::Read(std::int32_t& value) {
-    _ReadInteger(value);
+    ReadInteger(value);
 }
 void MSAXBinaryReader::Read(std::uint32_t& value) {
-    _ReadInteger(value);
+    ReadInteger(value);
 }
 void MSAXBinaryReader::Read(std::int64_t& value) {
-    _ReadInteger(value);
+    ReadInteger(value);
 }
 void MSAXBinaryReader::Read(std::uint64_t& value) {
-    _ReadInteger(value);
+    ReadInteger(value);
 }
 
 void MSAXBinaryReader::Read(double& value) {
-    _Expect(Record::Double);
-    value = _Take<double>();
-    _NextRecord();
+    Expect(Record::Double);
+    value = Take<double>();
+    NextRecord();
 }
 
 void MSAXBinaryReader::Read(std::wstring& value) {
-    _Expect(Record::Text);
-    value = _TakeText();
-    _NextRecord();
+    Expect(Record::Text);
+    value = TakeText();
+    NextRecord();
 }
 
 void MSAXBinaryReader::ReadArray(std::vector<std::int32_t>& values) {
-    _ReadArray(Record::Int32Array, values);
+    ReadNumbersOf(Record::Int32Array, values);
 }
 void MSAXBinaryReader::ReadArray(std::vector<double>& values) {
-    _ReadArray(Record::DoubleArray, values);
+    ReadNumbersOf(Record::DoubleArray, values);
 }
 std::size_t MSAXBinaryReader::ReadPart(std::span<std::int32_t> values) {
-    return _ReadPart(Record::Int32Array, values);
+    return ReadSome(Record::Int32Array, values);
 }
 std::size_t MSAXBinaryReader::ReadPart(std::span<double> values) {
-    return _ReadPart(Record::DoubleArray, values);
+    return ReadSome(Record::DoubleArray, values);
 }
 
 bool MSAXBinaryReader::ReadAttribute(std::wstring const& name, std::wstring& value) {
@@ -104,85 +104,85 @@ bool MSAXBinaryReader::ReadAttribute(std::wstring const& name, std::uint64_t& va
     return true;
 }
 
-bool MSAXBinaryReader::_EnterTag(std::wstring& name) {
+bool MSAXBinaryReader::EnterTag(std::wstring& name) {
     if (m_finished) {
         return false;
     }
     // A value that was not asked for. An object is told that it has all its tags only when its own has
     // closed.
     while (m_record != Record::Open && m_record != Record::Close) {
-        _SkipRecord();
-        _NextRecord();
+        SkipRecord();
+        NextRecord();
     }
     if (m_record == Record::Close) {
         return false;
     }
     Require(m_open.size() < MaxDepth);
-    name = _TakeName();
+    name = TakeName();
     Attributes attributes;
-    for (_NextRecord(); m_record == Record::Attribute; _NextRecord()) {
-        std::wstring attribute = _TakeName();
-        attributes.emplace_back(std::move(attribute), _TakeText());
+    for (NextRecord(); m_record == Record::Attribute; NextRecord()) {
+        std::wstring attribute = TakeName();
+        attributes.emplace_back(std::move(attribute), TakeText());
     }
     m_open.push_back(std::move(attributes));
     return true;
 }
 
-void MSAXBinaryReader::_LeaveTag() {
-    for (std::size_t depth = 0; depth > 0 || m_record != Record::Close; _NextRecord()) {
+void MSAXBinaryReader::LeaveTag() {
+    for (std::size_t depth = 0; depth > 0 || m_record != Record::Close; NextRecord()) {
         depth += m_record == Record::Open ? 1 : 0;
         depth -= m_record == Record::Close ? 1 : 0;
-        _SkipRecord();
+        SkipRecord();
     }
     m_open.pop_back();
     m_finished = m_open.empty();
     if (!m_finished) {
-        _NextRecord();
+        NextRecord();
     }
 }
 
 template <typename T>
-T MSAXBinaryReader::_Take() {
+T MSAXBinaryReader::Take() {
     T value;
     Require(m_file.READ(value));
     return value;
 }
 
-std::wstring MSAXBinaryReader::_TakeName() {
-    std::string name(_Take<std::uint8_t>(), '\0');
+std::wstring MSAXBinaryReader::TakeName() {
+    std::string name(Take<std::uint8_t>(), '\0');
     Require(m_file.Read(name.data(), name.size()) == name.size() && KetSAX::Detail::IsName(name));
     return {name.begin(), name.end()};
 }
 
-std::wstring MSAXBinaryReader::_TakeText() {
-    auto const size = _Take<std::uint64_t>();
+std::wstring MSAXBinaryReader::TakeText() {
+    auto const size = Take<std::uint64_t>();
     Require(size <= m_file.BytesLeft() / sizeof(std::uint32_t));
     std::wstring text;
     text.reserve(static_cast<std::size_t>(size));
     for (std::uint64_t i = 0; i < size; ++i) {
-        text.push_back(static_cast<wchar_t>(_Take<std::uint32_t>()));
+        text.push_back(static_cast<wchar_t>(Take<std::uint32_t>()));
     }
     return text;
 }
 
-void MSAXBinaryReader::_NextRecord() {
+void MSAXBinaryReader::NextRecord() {
     do {
-        m_record = _Take<Record>();
+        m_record = Take<Record>();
         Require(m_record <= Record::DoubleArray);
         if (m_record == Record::Int32Array) {
-            _BeginArray(sizeof(std::int32_t));
+            BeginArray(sizeof(std::int32_t));
         } else if (m_record == Record::DoubleArray) {
-            _BeginArray(sizeof(double));
+            BeginArray(sizeof(double));
         }
     } while ((m_record == Record::Int32Array || m_record == Record::DoubleArray) && m_numbers_left == 0);
 }
 
-void MSAXBinaryReader::_BeginArray(std::size_t number_size) {
-    m_numbers_left = _Take<std::uint64_t>();
+void MSAXBinaryReader::BeginArray(std::size_t number_size) {
+    m_numbers_left = Take<std::uint64_t>();
     Require(m_numbers_left <= m_file.BytesLeft() / number_size);
 }
 
-void MSAXBinaryReader::_Skip(std::uint64_t bytes) {
+void MSAXBinaryReader::Skip(std::uint64_t bytes) {
     std::byte skipped[4096];
     while (bytes > 0) {
         auto const part = static_cast<std::size_t>(std::min<std::uint64_t>(bytes, sizeof skipped));
@@ -191,50 +191,50 @@ void MSAXBinaryReader::_Skip(std::uint64_t bytes) {
     }
 }
 
-void MSAXBinaryReader::_SkipRecord() {
+void MSAXBinaryReader::SkipRecord() {
     switch (m_record) {
     case Record::Close:
         break;
     case Record::Open:
-        _TakeName();
+        TakeName();
         break;
     case Record::Attribute:
-        _TakeName();
+        TakeName();
         [[fallthrough]];
     case Record::Text:
-        _TakeText();
+        TakeText();
         break;
     case Record::Bool:
-        _Skip(1);
+        Skip(1);
         break;
     case Record::Int32:
     case Record::UInt32:
-        _Skip(sizeof(std::int32_t));
+        Skip(sizeof(std::int32_t));
         break;
     case Record::Int64:
     case Record::UInt64:
     case Record::Double:
-        _Skip(sizeof(std::int64_t));
+        Skip(sizeof(std::int64_t));
         break;
     case Record::Int32Array:
-        _Skip(m_numbers_left * sizeof(std::int32_t));
+        Skip(m_numbers_left * sizeof(std::int32_t));
         break;
     case Record::DoubleArray:
-        _Skip(m_numbers_left * sizeof(double));
+        Skip(m_numbers_left * sizeof(double));
         break;
     }
 }
 
 // The open tag's value; outside of a tag there is nothing to read.
-void MSAXBinaryReader::_Expect(Record record) const {
+void MSAXBinaryReader::Expect(Record record) const {
     Require(m_record == record && (record == Record::Open || !m_open.empty()));
 }
 
 template <typename Integer>
-void MSAXBinaryReader::_ReadInteger(Integer& value) {
+void MSAXBinaryReader::ReadInteger(Integer& value) {
     Require(!m_open.empty());
     auto const take = [this, &value]<typename Stored>(Stored) {
-        auto const stored = this->template _Take<Stored>(); // Clang 14 does not see "this" otherwise
+        auto const stored = this->template Take<Stored>(); // Clang 14 does not see "this" otherwise
         Require(std::in_range<Integer>(stored));
         value = static_cast<Integer>(stored);
     };
@@ -254,23 +254,23 @@ void MSAXBinaryReader::_ReadInteger(Integer& value) {
     default:
         Require(false);
     }
-    _NextRecord();
+    NextRecord();
 }
 
 template <typename Number>
-void MSAXBinaryReader::_ReadArray(Record record, std::vector<Number>& values) {
+void MSAXBinaryReader::ReadNumbersOf(Record record, std::vector<Number>& values) {
     values.clear();
     std::size_t size = 0;
     do {
-        // The numbers of a piece are in the file, as _BeginArray has seen.
+        // The numbers of a piece are in the file, as BeginArray has seen.
         std::size_t const piece = m_record == record ? static_cast<std::size_t>(m_numbers_left) : 0;
         values.resize(size + piece);
-        size += _ReadPart(record, std::span(values).subspan(size));
+        size += ReadSome(record, std::span(values).subspan(size));
     } while (m_record == record);
 }
 
 template <typename Number>
-std::size_t MSAXBinaryReader::_ReadPart(Record record, std::span<Number> values) {
+std::size_t MSAXBinaryReader::ReadSome(Record record, std::span<Number> values) {
     Require(!m_open.empty() && (m_record == record || m_record == Record::Close));
     std::size_t count = 0;
     while (count < values.size() && m_record == record) {
@@ -280,7 +280,7 @@ std::size_t MSAXBinaryReader::_ReadPart(Record record, std::span<Number> values)
         count += part;
         m_numbers_left -= part;
         if (m_numbers_left == 0) {
-            _NextRecord();
+            NextRecord();
         }
     }
     return count;

@@ -37,30 +37,30 @@ public:
     bool ReadAttribute(std::wstring const& name, std::uint64_t& value) override;
 
 protected:
-    bool _EnterTag(std::wstring& name) override;
-    void _LeaveTag() override;
+    bool EnterTag(std::wstring& name) override;
+    void LeaveTag() override;
 
 private:
     using Record = KetSAX::Detail::Record;
     using Attributes = std::vector<std::pair<std::wstring, std::wstring>>;
 
     template <typename T>
-    T _Take();
-    std::wstring _TakeName();
-    std::wstring _TakeText();
+    T Take();
+    std::wstring TakeName();
+    std::wstring TakeText();
     // Goes to the next record, which is m_record from then on; arrays without numbers are passed over.
-    void _NextRecord();
-    void _BeginArray(std::size_t number_size);
-    void _Skip(std::uint64_t bytes);
+    void NextRecord();
+    void BeginArray(std::size_t number_size);
+    void Skip(std::uint64_t bytes);
     // Skips the record, but for a tag what it holds.
-    void _SkipRecord();
-    void _Expect(Record record) const;
+    void SkipRecord();
+    void Expect(Record record) const;
     template <typename Integer>
-    void _ReadInteger(Integer& value);
+    void ReadInteger(Integer& value);
     template <typename Number>
-    void _ReadArray(Record record, std::vector<Number>& values);
+    void ReadNumbersOf(Record record, std::vector<Number>& values);
     template <typename Number>
-    std::size_t _ReadPart(Record record, std::span<Number> values);
+    std::size_t ReadSome(Record record, std::span<Number> values);
 
     MFile& m_file;
     std::vector<Attributes> m_open;   // of the open tags, from the outermost on

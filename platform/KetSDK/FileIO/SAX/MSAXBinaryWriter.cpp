@@ -32,7 +32,7 @@ void MSAXBinaryWriter::OpenTag(std::wstring const& name) {
     }
     m_opened.Open(tag);
     m_file.WRITE(Record::Open);
-    _PutName(tag);
+    PutName(tag);
 }
 
 // Called from destructors: it throws nothing, and closing what is not open shows in IsGood().
@@ -53,8 +53,8 @@ void MSAXBinaryWriter::WriteAttribute(std::wstring const& name, std::wstring con
     std::string const attribute = ShortName(name);
     m_opened.PutAttribute();
     m_file.WRITE(Record::Attribute);
-    _PutName(attribute);
-    _PutText(value);
+    PutName(attribute);
+    PutText(value);
 }
 
 void MSAXBinaryWriter::WriteAttribute(std::wstring const& name, std::uint64_t value) {
@@ -62,58 +62,58 @@ void MSAXBinaryWriter::WriteAttribute(std::wstring const& name, std::uint64_t va
 }
 
 void MSAXBinaryWriter::Write(bool value) {
-    _PutValue(Record::Bool, value);
+    PutValue(Record::Bool, value);
 }
 void MSAXBinaryWriter::Write(std::int32_t value) {
-    _PutValue(Record::Int32, value);
+    PutValue(Record::Int32, value);
 }
 void MSAXBinaryWriter::Write(std::uint32_t value) {
-    _PutValue(Record::UInt32, value);
+    PutValue(Record::UInt32, value);
 }
 void MSAXBinaryWriter::Write(std::int64_t value) {
-    _PutValue(Record::Int64, value);
+    PutValue(Record::Int64, value);
 }
 void MSAXBinaryWriter::Write(std::uint64_t value) {
-    _PutValue(Record::UInt64, value);
+    PutValue(Record::UInt64, value);
 }
 void MSAXBinaryWriter::Write(double value, int) {
-    _PutValue(Record::Double, value);
+    PutValue(Record::Double, value);
 }
 
 void MSAXBinaryWriter::Write(std::wstring const& value) {
     m_opened.Put(Content::Value);
     m_file.WRITE(Record::Text);
-    _PutText(value);
+    PutText(value);
 }
 
 void MSAXBinaryWriter::WriteArray(std::span<std::int32_t const> values) {
-    _PutArray(Record::Int32Array, values);
+    PutArray(Record::Int32Array, values);
 }
 void MSAXBinaryWriter::WriteArray(std::span<double const> values) {
-    _PutArray(Record::DoubleArray, values);
+    PutArray(Record::DoubleArray, values);
 }
 
 template <typename T>
-void MSAXBinaryWriter::_PutValue(Record record, T value) {
+void MSAXBinaryWriter::PutValue(Record record, T value) {
     m_opened.Put(Content::Value);
     m_file.WRITE(record);
     m_file.WRITE(value);
 }
 
 template <typename T>
-void MSAXBinaryWriter::_PutArray(Record record, std::span<T const> values) {
+void MSAXBinaryWriter::PutArray(Record record, std::span<T const> values) {
     m_opened.Put(Content::Array);
     m_file.WRITE(record);
     m_file.WRITE(std::uint64_t{values.size()});
     m_file.WriteArray(values);
 }
 
-void MSAXBinaryWriter::_PutName(std::string_view name) {
+void MSAXBinaryWriter::PutName(std::string_view name) {
     m_file.WRITE(static_cast<std::uint8_t>(name.size()));
     m_file.Write(name.data(), name.size());
 }
 
-void MSAXBinaryWriter::_PutText(std::wstring const& text) {
+void MSAXBinaryWriter::PutText(std::wstring const& text) {
     m_file.WRITE(std::uint64_t{text.size()});
     for (wchar_t const c : text) {
         m_file.WRITE(static_cast<std::uint32_t>(c));

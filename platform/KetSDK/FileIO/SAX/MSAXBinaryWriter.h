@@ -39,11 +39,11 @@ public:
 
 private:
     template <typename T>
-    void _PutValue(KetSAX::Detail::Record record, T value);
+    void PutValue(KetSAX::Detail::Record record, T value);
     template <typename T>
-    void _PutArray(KetSAX::Detail::Record record, std::span<T const> values);
-    void _PutName(std::string_view name);
-    void _PutText(std::wstring const& text);
+    void PutArray(KetSAX::Detail::Record record, std::span<T const> values);
+    void PutName(std::string_view name);
+    void PutText(std::wstring const& text);
 
     MFile& m_file;
     bool m_good = true;

@@ -13,11 +13,11 @@ void MSAXReader::ReadDocument(std::wstring const& tag, ISAXPersistBase& object) 
     m_objects.clear();
     m_references.clear();
     std::wstring name;
-    if (!_EnterTag(name) || name != tag) {
+    if (!EnterTag(name) || name != tag) {
         throw std::runtime_error("invalid state");
     }
     Read(object);
-    _LeaveTag();
+    LeaveTag();
 
     // An object that took several tags in turn is asked once.
     std::unordered_set<ISAXPersistBase*> resolved;
@@ -30,8 +30,8 @@ void MSAXReader::ReadDocument(std::wstring const& tag, ISAXPersistBase& object) 
 
 void MSAXReader::Read(ISAXPersistBase& child) {
     child.SetDefaults();
-    _RegisterReference(child);
-    _ReadTags(child);
+    RegisterReference(child);
+    ReadTags(child);
     child.InitAfterLoading();
     if (m_objects.empty() || m_objects.back() != &child) {
         m_objects.push_back(&child);
@@ -44,18 +44,18 @@ ISAXReference* MSAXReader::FindReference(unsigned int id) const {
 }
 
 // A tag whose value or child object has been read has no tags left; the inner call then does nothing.
-void MSAXReader::_ReadTags(ISAXPersistBase& object) {
+void MSAXReader::ReadTags(ISAXPersistBase& object) {
     std::wstring name;
-    while (_EnterTag(name)) {
+    while (EnterTag(name)) {
         if (object.HandleTag(name, *this)) {
-            _ReadTags(object);
+            ReadTags(object);
             object.HandleEndTag(name);
         }
-        _LeaveTag();
+        LeaveTag();
     }
 }
 
-void MSAXReader::_RegisterReference(ISAXPersistBase& object) {
+void MSAXReader::RegisterReference(ISAXPersistBase& object) {
     std::uint64_t id = 0;
     auto* const persist = dynamic_cast<ISAXPersist*>(&object);
     if (persist == nullptr || !ReadAttribute(MSAXWriter::IdAttribute, id)) {

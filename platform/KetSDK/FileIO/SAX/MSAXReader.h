@@ -60,13 +60,13 @@ protected:
 
     // The encoding's part: goes into the next tag inside the open one (first: the outermost tag).
     // False when there is no further one.
-    virtual bool _EnterTag(std::wstring& name) = 0;
+    virtual bool EnterTag(std::wstring& name) = 0;
     // Closes the open tag, skipping what was not read of it.
-    virtual void _LeaveTag() = 0;
+    virtual void LeaveTag() = 0;
 
 private:
-    void _ReadTags(ISAXPersistBase& object);
-    void _RegisterReference(ISAXPersistBase& object);
+    void ReadTags(ISAXPersistBase& object);
+    void RegisterReference(ISAXPersistBase& object);
 
     std::vector<ISAXPersistBase*> m_objects; // those that were read, in order
     std::unordered_map<unsigned int, ISAXReference*> m_references;

@@ -41,10 +41,10 @@ public:
             throw std::bad_alloc();
         }
         XML_SetUserData(m_parser.get(), this);
-        XML_SetStartDoctypeDeclHandler(m_parser.get(), &_OnDoctype);
-        XML_SetElementHandler(m_parser.get(), &_OnStart, &_OnEnd);
-        XML_SetCharacterDataHandler(m_parser.get(), &_OnText);
-        _Fetch();
+        XML_SetStartDoctypeDeclHandler(m_parser.get(), &OnDoctype);
+        XML_SetElementHandler(m_parser.get(), &OnStart, &OnEnd);
+        XML_SetCharacterDataHandler(m_parser.get(), &OnText);
+        Fetch();
     }
 
     // What comes next; the text of a text is what of it was not taken.
@@ -57,26 +57,26 @@ public:
     void TakeText(std::size_t size) { Next().begin += size; }
     void Take() {
         if (Next().kind != Kind::Finished && ++m_next == m_pieces.size()) {
-            _Fetch();
+            Fetch();
         }
     }
 
 private:
     // Parses on until there is something to take.
-    void _Fetch() {
+    void Fetch() {
         m_pieces.clear();
         m_text.clear();
         m_next = 0;
         while (m_pieces.empty()) {
             if (m_has_all) {
-                _Add(Kind::Finished);
+                Add(Kind::Finished);
                 return;
             }
-            _ParseChunk();
+            ParseChunk();
         }
     }
 
-    void _ParseChunk() {
+    void ParseChunk() {
         void* const buffer = XML_GetBuffer(m_parser.get(), static_cast<int>(ChunkSize));
         if (buffer == nullptr) {
             throw std::bad_alloc();
@@ -96,7 +96,7 @@ private:
 
     // The parser is C code, through which no exception may pass: it is stopped, and thrown for later.
     template <typename Action>
-    static void _Guard(void* data, Action const& action) {
+    static void Guard(void* data, Action const& action) {
         auto& self = *static_cast<Parser*>(data);
         if (self.m_failure) {
             return;
@@ -109,46 +109,44 @@ private:
         }
     }
 
-    static void XMLCALL _OnDoctype(void* data, XML_Char const*, XML_Char const*, XML_Char const*, int) {
-        _Guard(data, [](Parser&) { ThrowInvalid(); });
+    static void XMLCALL OnDoctype(void* data, XML_Char const*, XML_Char const*, XML_Char const*, int) {
+        Guard(data, [](Parser&) { ThrowInvalid(); });
     }
-    static void XMLCALL _OnStart(void* data, XML_Char const* name, XML_Char const** attributes) {
-        _Guard(data, [&](Parser& self) { self._Start(name, attributes); });
+    static void XMLCALL OnStart(void* data, XML_Char const* name, XML_Char const** attributes) {
+        Guard(data, [&](Parser& self) { self.StartTag(name, attributes); });
     }
-    static void XMLCALL _OnEnd(void* data, XML_Char const*) {
-        _Guard(data, [](Parser& self) { self._End(); });
+    static void XMLCALL OnEnd(void* data, XML_Char const*) {
+        Guard(data, [](Parser& self) { self.EndTag(); });
     }
-    static void XMLCALL _OnText(void* data, XML_Char const* text, int size) {
-        _Guard(data, [&](Parser& self) { self._Text({text, static_cast<std::size_t>(size)}); });
+    static void XMLCALL OnText(void* data, XML_Char const* text, int size) {
+        Guard(data, [&](Parser& self) { self.TextOf({text, static_cast<std::size_t>(size)}); });
     }
 
-    void _Start(XML_Char const* name, XML_Char const** attributes) {
+    void StartTag(XML_Char const* name, XML_Char const** attributes) {
         if (++m_depth > MaxDepth) {
             ThrowInvalid();
         }
-        Piece& piece = _Add(Kind::Start);
+        Piece& piece = Add(Kind::Start);
         piece.name = KetSAX::Detail::Unescape(name);
         for (; *attributes != nullptr; attributes += 2) {
             piece.attributes.emplace_back(KetSAX::Detail::Unescape(attributes[0]), attributes[1]);
         }
     }
 
-    void _End() {
+    void EndTag() {
         --m_depth;
-        _Add(Kind::End);
+        Add(Kind::End);
     }
 
     // A text comes in parts.
-    void _Text(std::string_view text) {
+    void TextOf(std::string_view text) {
         Piece& piece =
-            !m_pieces.empty() && m_pieces.back().kind == Kind::Text ? m_pieces.back() : _Add(Kind::Text);
+            !m_pieces.empty() && m_pieces.back().kind == Kind::Text ? m_pieces.back() : Add(Kind::Text);
         m_text.append(text);
         piece.end = m_text.size();
     }
 
-    Piece& _Add(Kind kind) {
-        return m_pieces.emplace_back(Piece{kind, {}, {}, m_text.size(), m_text.size()});
-    }
+    Piece& Add(Kind kind) { return m_pieces.emplace_back(Piece{kind, {}, {}, m_text.size(), m_text.size()}); }
 
     struct FreeParser {
         void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
@@ -170,7 +168,7 @@ MSAXTextReader::MSAXTextReader(MFile& file)
 MSAXTextReader::~MSAXTextReader() = default;
 
 void MSAXTextReader::Read(bool& value) {
-    std::string_view const text = _TrimmedValue();
+    std::string_view const text = TrimmedValue();
     if (text != "true" && text != "false") {
         ThrowInvalid();
     }
@@ -178,59 +176,59 @@ void MSAXTextReader::Read(bool& value) {
 }
 
 void MSAXTextReader::Read(std::int32_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::int32_t>(_TrimmedValue());
+    value = KetSAX::Detail::ParseInteger<std::int32_t>(TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::uint32_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::uint32_t>(_TrimmedValue());
+    value = KetSAX::Detail::ParseInteger<std::uint32_t>(TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::int64_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::int64_t>(_TrimmedValue());
+    value = KetSAX::Detail::ParseInteger<std::int64_t>(TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::uint64_t& value) {
-    value = KetSAX::Detail::ParseInteger<std::uint64_t>(_TrimmedValue());
+    value = KetSAX::Detail::ParseInteger<std::uint64_t>(TrimmedValue());
 }
 
 void MSAXTextReader::Read(double& value) {
-    value = KetSAX::Detail::ParseDouble(_TrimmedValue());
+    value = KetSAX::Detail::ParseDouble(TrimmedValue());
 }
 
 void MSAXTextReader::Read(std::wstring& value) {
-    value = KetSAX::Detail::Unescape(_Value());
+    value = KetSAX::Detail::Unescape(Value());
 }
 
 void MSAXTextReader::ReadArray(std::vector<std::int32_t>& values) {
-    _ReadArray(values);
+    ReadNumbersOf(values);
 }
 void MSAXTextReader::ReadArray(std::vector<double>& values) {
-    _ReadArray(values);
+    ReadNumbersOf(values);
 }
 
 std::size_t MSAXTextReader::ReadPart(std::span<std::int32_t> values) {
-    return _ReadPart(values);
+    return ReadSome(values);
 }
 std::size_t MSAXTextReader::ReadPart(std::span<double> values) {
-    return _ReadPart(values);
+    return ReadSome(values);
 }
 
 template <typename Number>
-void MSAXTextReader::_ReadArray(std::vector<Number>& values) {
+void MSAXTextReader::ReadNumbersOf(std::vector<Number>& values) {
     constexpr std::size_t piece = 1024;
     values.clear();
     for (std::size_t size = piece; size == piece;) {
         std::size_t const before = values.size();
         values.resize(before + piece);
-        size = _ReadPart(std::span(values).subspan(before));
+        size = ReadSome(std::span(values).subspan(before));
         values.resize(before + size);
     }
 }
 
 template <typename Number>
-std::size_t MSAXTextReader::_ReadPart(std::span<Number> values) {
+std::size_t MSAXTextReader::ReadSome(std::span<Number> values) {
     for (std::size_t i = 0; i < values.size(); ++i) {
-        std::string_view const word = _NextWord();
+        std::string_view const word = NextWord();
         if (word.empty()) {
             return i;
         }
@@ -244,7 +242,7 @@ std::size_t MSAXTextReader::_ReadPart(std::span<Number> values) {
 }
 
 bool MSAXTextReader::ReadAttribute(std::wstring const& name, std::wstring& value) {
-    std::string const* const text = _FindAttribute(name);
+    std::string const* const text = FindAttribute(name);
     if (text != nullptr) {
         value = KetSAX::Detail::Unescape(*text);
     }
@@ -252,14 +250,14 @@ bool MSAXTextReader::ReadAttribute(std::wstring const& name, std::wstring& value
 }
 
 bool MSAXTextReader::ReadAttribute(std::wstring const& name, std::uint64_t& value) {
-    std::string const* const text = _FindAttribute(name);
+    std::string const* const text = FindAttribute(name);
     if (text != nullptr) {
         value = KetSAX::Detail::ParseInteger<std::uint64_t>(KetSAX::Detail::Trim(*text));
     }
     return text != nullptr;
 }
 
-bool MSAXTextReader::_EnterTag(std::wstring& name) {
+bool MSAXTextReader::EnterTag(std::wstring& name) {
     while (m_parser->Next().kind == Parser::Kind::Text) {
         m_parser->Take();
     }
@@ -277,7 +275,7 @@ bool MSAXTextReader::_EnterTag(std::wstring& name) {
     return true;
 }
 
-void MSAXTextReader::_LeaveTag() {
+void MSAXTextReader::LeaveTag() {
     for (std::size_t depth = 1; depth > 0; m_parser->Take()) {
         Parser::Kind const kind = m_parser->Next().kind;
         depth += kind == Parser::Kind::Start ? 1 : 0;
@@ -292,28 +290,28 @@ void MSAXTextReader::_LeaveTag() {
 }
 
 // Outside of a tag there is nothing to read.
-MSAXTextReader::OpenTag const& MSAXTextReader::_Current() const {
+MSAXTextReader::OpenTag const& MSAXTextReader::Current() const {
     if (m_open.empty()) {
         ThrowInvalid();
     }
     return m_open.back();
 }
 
-std::string_view MSAXTextReader::_Value() {
+std::string_view MSAXTextReader::Value() {
     for (; m_parser->Next().kind == Parser::Kind::Text; m_parser->Take()) {
         m_value.append(m_parser->Text());
     }
-    if (_Current().has_tags || m_parser->Next().kind == Parser::Kind::Start) {
+    if (Current().has_tags || m_parser->Next().kind == Parser::Kind::Start) {
         ThrowInvalid();
     }
     return m_value;
 }
 
-std::string_view MSAXTextReader::_TrimmedValue() {
-    return KetSAX::Detail::Trim(_Value());
+std::string_view MSAXTextReader::TrimmedValue() {
+    return KetSAX::Detail::Trim(Value());
 }
 
-std::string_view MSAXTextReader::_NextWord() {
+std::string_view MSAXTextReader::NextWord() {
     auto const is_space = [](char c) { return c == ' ' || c == '\n' || c == '\t' || c == '\r'; };
     m_value.clear(); // what of the word stood at the end of a piece
     for (; m_parser->Next().kind == Parser::Kind::Text; m_parser->Take()) {
@@ -333,14 +331,14 @@ std::string_view MSAXTextReader::_NextWord() {
         }
         m_value.append(word);
     }
-    if (_Current().has_tags || m_parser->Next().kind == Parser::Kind::Start) {
+    if (Current().has_tags || m_parser->Next().kind == Parser::Kind::Start) {
         ThrowInvalid();
     }
     return m_value;
 }
 
-std::string const* MSAXTextReader::_FindAttribute(std::wstring const& name) const {
-    for (auto const& [attribute, value] : _Current().attributes) {
+std::string const* MSAXTextReader::FindAttribute(std::wstring const& name) const {
+    for (auto const& [attribute, value] : Current().attributes) {
         if (attribute == name) {
             return &value;
         }

@@ -40,8 +40,8 @@ public:
     bool ReadAttribute(std::wstring const& name, std::uint64_t& value) override;
 
 protected:
-    bool _EnterTag(std::wstring& name) override;
-    void _LeaveTag() override;
+    bool EnterTag(std::wstring& name) override;
+    void LeaveTag() override;
 
 private:
     class Parser;
@@ -52,17 +52,17 @@ private:
         bool has_tags; // inside
     };
 
-    OpenTag const& _Current() const;
+    OpenTag const& Current() const;
     // The text of the open tag, which must have no tags inside; and its text without white space around it.
-    std::string_view _Value();
-    std::string_view _TrimmedValue();
+    std::string_view Value();
+    std::string_view TrimmedValue();
     // The next word of the open tag's text, for as long as nothing else is read; empty when there is none.
-    std::string_view _NextWord();
-    std::string const* _FindAttribute(std::wstring const& name) const;
+    std::string_view NextWord();
+    std::string const* FindAttribute(std::wstring const& name) const;
     template <typename Number>
-    void _ReadArray(std::vector<Number>& values);
+    void ReadNumbersOf(std::vector<Number>& values);
     template <typename Number>
-    std::size_t _ReadPart(std::span<Number> values);
+    std::size_t ReadSome(std::span<Number> values);
 
     std::unique_ptr<Parser> m_parser;
     std::vector<OpenTag> m_open; // from the outermost on

@@ -27,7 +27,7 @@ void AppendNumber(std::string& out, double value) {
 
 MSAXTextWriter::MSAXTextWriter(MFile& file)
     : m_file(file) {
-    _Put("<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
+    PutText("<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
 }
 
 MSAXTextWriter::~MSAXTextWriter() = default;
@@ -36,12 +36,12 @@ void MSAXTextWriter::OpenTag(std::wstring const& name) {
     std::string const tag = CheckedName(name);
     std::size_t const depth = m_opened.GetDepth();
     if (depth > 0) {
-        _EndStartTag(Content::Tags);
+        EndStartTag(Content::Tags);
     }
     m_opened.Open(tag);
-    _PutLineBreak(depth);
-    _Put("<");
-    _Put(tag);
+    PutLineBreak(depth);
+    PutText("<");
+    PutText(tag);
 }
 
 // Called from destructors: it throws nothing, and closing what is not open shows in IsGood().
@@ -51,18 +51,18 @@ void MSAXTextWriter::CloseTag() {
         return;
     }
     if (m_opened.GetContent() == Content::Nothing) {
-        _Put("/>");
+        PutText("/>");
     } else {
         if (m_opened.GetContent() == Content::Tags) {
-            _PutLineBreak(m_opened.GetDepth() - 1);
+            PutLineBreak(m_opened.GetDepth() - 1);
         }
-        _Put("</");
-        _Put(m_opened.GetName());
-        _Put(">");
+        PutText("</");
+        PutText(m_opened.GetName());
+        PutText(">");
     }
     m_opened.Close();
     if (m_opened.GetDepth() == 0) {
-        _Put("\n");
+        PutText("\n");
     }
 }
 
@@ -73,77 +73,77 @@ bool MSAXTextWriter::IsGood() const {
 void MSAXTextWriter::WriteAttribute(std::wstring const& name, std::wstring const& value) {
     m_scratch.clear();
     KetSAX::Detail::AppendEscaped(m_scratch, value);
-    _PutAttribute(name, m_scratch);
+    PutAttributeText(name, m_scratch);
 }
 
 void MSAXTextWriter::WriteAttribute(std::wstring const& name, std::uint64_t value) {
     m_scratch.clear();
     AppendNumber(m_scratch, value);
-    _PutAttribute(name, m_scratch);
+    PutAttributeText(name, m_scratch);
 }
 
 void MSAXTextWriter::Write(bool value) {
-    _PutValue(value ? "true" : "false");
+    PutValue(value ? "true" : "false");
 }
 void MSAXTextWriter::Write(std::int32_t value) {
-    _PutInteger(value);
+    PutInteger(value);
 }
 void MSAXTextWriter::Write(std::uint32_t value) {
-    _PutInteger(value);
+    PutInteger(value);
 }
 void MSAXTextWriter::Write(std::int64_t value) {
-    _PutInteger(value);
+    PutInteger(value);
 }
 void MSAXTextWriter::Write(std::uint64_t value) {
-    _PutInteger(value);
+    PutInteger(value);
 }
 
 void MSAXTextWriter::Write(double value, int precision) {
     m_scratch.clear();
     KetSAX::Detail::AppendDouble(m_scratch, value, precision);
-    _PutValue(m_scratch);
+    PutValue(m_scratch);
 }
 
 void MSAXTextWriter::Write(std::wstring const& value) {
     m_scratch.clear();
     KetSAX::Detail::AppendEscaped(m_scratch, value);
-    _PutValue(m_scratch);
+    PutValue(m_scratch);
 }
 
 void MSAXTextWriter::WriteArray(std::span<std::int32_t const> values) {
-    _PutArray(values);
+    PutArray(values);
 }
 void MSAXTextWriter::WriteArray(std::span<double const> values) {
-    _PutArray(values);
+    PutArray(values);
 }
 
-void MSAXTextWriter::_Put(std::string_view text) {
+void MSAXTextWriter::PutText(std::string_view text) {
     m_file.Write(text.data(), text.size());
 }
 
-void MSAXTextWriter::_PutLineBreak(std::size_t depth) {
-    _Put("\n");
+void MSAXTextWriter::PutLineBreak(std::size_t depth) {
+    PutText("\n");
     for (; depth > 0; --depth) {
-        _Put("  ");
+        PutText("  ");
     }
 }
 
-void MSAXTextWriter::_PutValue(std::string_view text) {
-    _EndStartTag(Content::Value);
-    _Put(text);
+void MSAXTextWriter::PutValue(std::string_view text) {
+    EndStartTag(Content::Value);
+    PutText(text);
 }
 
 template <typename Number>
-void MSAXTextWriter::_PutInteger(Number value) {
+void MSAXTextWriter::PutInteger(Number value) {
     m_scratch.clear();
     AppendNumber(m_scratch, value);
-    _PutValue(m_scratch);
+    PutValue(m_scratch);
 }
 
 template <typename Number>
-void MSAXTextWriter::_PutArray(std::span<Number const> values) {
+void MSAXTextWriter::PutArray(std::span<Number const> values) {
     constexpr std::size_t piece = 4096;
-    _EndStartTag(Content::Array);
+    EndStartTag(Content::Array);
     m_scratch.clear();
     for (Number const value : values) {
         if (m_array_size > 0) {
@@ -152,27 +152,27 @@ void MSAXTextWriter::_PutArray(std::span<Number const> values) {
         AppendNumber(m_scratch, value);
         ++m_array_size;
         if (m_scratch.size() >= piece) {
-            _Put(m_scratch);
+            PutText(m_scratch);
             m_scratch.clear();
         }
     }
-    _Put(m_scratch);
+    PutText(m_scratch);
 }
 
 // Goes on from the name and attributes of the open tag to its content: tags or numbers of an array,
 // of which there may be many, or one value.
-void MSAXTextWriter::_EndStartTag(Content content) {
+void MSAXTextWriter::EndStartTag(Content content) {
     if (m_opened.Put(content)) {
         m_array_size = 0;
-        _Put(">");
+        PutText(">");
     }
 }
 
-void MSAXTextWriter::_PutAttribute(std::wstring const& name, std::string_view escaped) {
+void MSAXTextWriter::PutAttributeText(std::wstring const& name, std::string_view escaped) {
     m_opened.PutAttribute();
-    _Put(" ");
-    _Put(CheckedName(name));
-    _Put("=\"");
-    _Put(escaped);
-    _Put("\"");
+    PutText(" ");
+    PutText(CheckedName(name));
+    PutText("=\"");
+    PutText(escaped);
+    PutText("\"");
 }

@@ -35,15 +35,15 @@ public:
     void WriteArray(std::span<double const> values) override;
 
 private:
-    void _Put(std::string_view text);
-    void _PutLineBreak(std::size_t depth);
-    void _PutValue(std::string_view text);
+    void PutText(std::string_view text);
+    void PutLineBreak(std::size_t depth);
+    void PutValue(std::string_view text);
     template <typename Number>
-    void _PutInteger(Number value);
+    void PutInteger(Number value);
     template <typename Number>
-    void _PutArray(std::span<Number const> values);
-    void _EndStartTag(KetSAX::Detail::OpenTags::Content content);
-    void _PutAttribute(std::wstring const& name, std::string_view escaped);
+    void PutArray(std::span<Number const> values);
+    void EndStartTag(KetSAX::Detail::OpenTags::Content content);
+    void PutAttributeText(std::wstring const& name, std::string_view escaped);
 
     MFile& m_file;
     bool m_good = true;

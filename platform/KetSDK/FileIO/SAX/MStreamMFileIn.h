@@ -15,12 +15,12 @@ public:
     explicit MStreamMFileIn(MFile& file)
         : m_file(file) {}
 
-    void Read(std::uint8_t& value) { _Read(value); }
-    void Read(std::uint16_t& value) { _Read(value); }
-    void Read(std::uint32_t& value) { _Read(value); }
-    void Read(std::int32_t& value) { _Read(value); }
-    void Read(std::uint64_t& value) { _Read(value); }
-    void Read(double& value) { _Read(value); }
+    void Read(std::uint8_t& value) { ReadInteger(value); }
+    void Read(std::uint16_t& value) { ReadInteger(value); }
+    void Read(std::uint32_t& value) { ReadInteger(value); }
+    void Read(std::int32_t& value) { ReadInteger(value); }
+    void Read(std::uint64_t& value) { ReadInteger(value); }
+    void Read(double& value) { ReadInteger(value); }
     void Read(std::wstring& value);
 
     // Reads a 64-bit count of things that take at least so many bytes each; throws when the file
@@ -34,7 +34,7 @@ public:
 
 private:
     template <typename T>
-    void _Read(T& value) {
+    void ReadInteger(T& value) {
         if (!m_file.READ(value)) {
             throw std::runtime_error("invalid state");
         }

@@ -5,7 +5,7 @@
 namespace {
 
 template <int N>
-double _Determinant(double const* entries) {
+double DeterminantOf(double const* entries) {
     return Eigen::Map<Eigen::Matrix<double, N, N> const>(entries).determinant();
 }
 
@@ -25,14 +25,14 @@ double MGeneralMatrix::Determinant() const {
     case 1:
         return m_small[0];
     case 2:
-        return _Determinant<2>(_Data());
+        return DeterminantOf<2>(Data());
     case 3:
-        return _Determinant<3>(_Data());
+        return DeterminantOf<3>(Data());
     case 4:
-        return _Determinant<4>(_Data());
+        return DeterminantOf<4>(Data());
     default: {
         auto const n = static_cast<Eigen::Index>(m_size);
-        return Eigen::Map<Eigen::MatrixXd const>(_Data(), n, n).determinant();
+        return Eigen::Map<Eigen::MatrixXd const>(Data(), n, n).determinant();
     }
     }
 }

@@ -16,11 +16,9 @@ public:
     std::size_t GetSize() const noexcept { return m_size; }
 
     // The entry in a row and a column, counted from 0; not range-checked.
-    double& operator()(std::size_t row, std::size_t column) noexcept {
-        return _Data()[row * m_size + column];
-    }
+    double& operator()(std::size_t row, std::size_t column) noexcept { return Data()[row * m_size + column]; }
     double operator()(std::size_t row, std::size_t column) const noexcept {
-        return _Data()[row * m_size + column];
+        return Data()[row * m_size + column];
     }
 
     // By cofactors up to 4 x 4, by LU decomposition with partial pivoting beyond; 1 for the empty matrix.
@@ -29,8 +27,8 @@ public:
 private:
     static constexpr std::size_t small_size = 4;
 
-    double* _Data() noexcept { return m_size <= small_size ? m_small.data() : m_large.data(); }
-    double const* _Data() const noexcept { return m_size <= small_size ? m_small.data() : m_large.data(); }
+    double* Data() noexcept { return m_size <= small_size ? m_small.data() : m_large.data(); }
+    double const* Data() const noexcept { return m_size <= small_size ? m_small.data() : m_large.data(); }
 
     std::size_t m_size;
     std::array<double, small_size * small_size> m_small{}; // by rows

@@ -6,14 +6,14 @@
 
 namespace {
 
-using _Matrix = Eigen::Matrix<double, 4, 4, Eigen::RowMajor>;
-using _Vector = MMVector<double, 3>;
+using EigenMatrix = Eigen::Matrix<double, 4, 4, Eigen::RowMajor>;
+using DoubleVector = MMVector<double, 3>;
 
-Eigen::Vector3d _ToEigen(_Vector const& v) {
+Eigen::Vector3d ToEigen(DoubleVector const& v) {
     return {v[0], v[1], v[2]};
 }
 
-MMTransformMatrix _FromEigen(_Matrix const& matrix) {
+MMTransformMatrix FromEigen(EigenMatrix const& matrix) {
     MMTransformMatrix result;
     for (std::size_t row = 0; row < 4; ++row)
         for (std::size_t column = 0; column < 4; ++column)
@@ -26,40 +26,41 @@ MMTransformMatrix _FromEigen(_Matrix const& matrix) {
 MMTransformMatrix::MMTransformMatrix()
     : m_entries{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1} {}
 
-MMTransformMatrix MMTransformMatrix::Translation(_Vector const& offset) {
+MMTransformMatrix MMTransformMatrix::Translation(DoubleVector const& offset) {
     MMTransformMatrix result;
     for (std::size_t i = 0; i < 3; ++i)
         result(i, 3) = offset[i];
     return result;
 }
 
-MMTransformMatrix MMTransformMatrix::Scaling(_Vector const& factors) {
+MMTransformMatrix MMTransformMatrix::Scaling(DoubleVector const& factors) {
     MMTransformMatrix result;
     for (std::size_t i = 0; i < 3; ++i)
         result(i, i) = factors[i];
     return result;
 }
 
-MMTransformMatrix MMTransformMatrix::Rotation(_Vector const& axis, double angle, _Vector const& origin) {
-    _Vector direction = axis;
+MMTransformMatrix MMTransformMatrix::Rotation(DoubleVector const& axis, double angle,
+                                              DoubleVector const& origin) {
+    DoubleVector direction = axis;
     if (!direction.Normalize())
         return {};
-    Eigen::Affine3d const map = Eigen::Translation3d(_ToEigen(origin)) *
-                                Eigen::AngleAxisd(angle, _ToEigen(direction)) *
-                                Eigen::Translation3d(-_ToEigen(origin));
-    return _FromEigen(map.matrix());
+    Eigen::Affine3d const map = Eigen::Translation3d(ToEigen(origin)) *
+                                Eigen::AngleAxisd(angle, ToEigen(direction)) *
+                                Eigen::Translation3d(-ToEigen(origin));
+    return FromEigen(map.matrix());
 }
 
 MMTransformMatrix MMTransformMatrix::operator*(MMTransformMatrix const& first) const {
-    return _FromEigen(Eigen::Map<_Matrix const>(m_entries.data()) *
-                      Eigen::Map<_Matrix const>(first.m_entries.data()));
+    return FromEigen(Eigen::Map<EigenMatrix const>(m_entries.data()) *
+                     Eigen::Map<EigenMatrix const>(first.m_entries.data()));
 }
 
-MMVector<double, 3> MMTransformMatrix::Apply(_Vector const& point) const noexcept {
-    return ApplyToDirection(point) + _Vector(m_entries[3], m_entries[7], m_entries[11]);
+MMVector<double, 3> MMTransformMatrix::Apply(DoubleVector const& point) const noexcept {
+    return ApplyToDirection(point) + DoubleVector(m_entries[3], m_entries[7], m_entries[11]);
 }
 
-MMVector<double, 3> MMTransformMatrix::ApplyToDirection(_Vector const& d) const noexcept {
+MMVector<double, 3> MMTransformMatrix::ApplyToDirection(DoubleVector const& d) const noexcept {
     auto const& m = m_entries;
     return {m[0] * d[0] + m[1] * d[1] + m[2] * d[2], m[4] * d[0] + m[5] * d[1] + m[6] * d[2],
             m[8] * d[0] + m[9] * d[1] + m[10] * d[2]};
@@ -73,11 +74,12 @@ double MMTransformMatrix::Determinant() const noexcept {
 bool MMTransformMatrix::Invert(MMTransformMatrix& inverse) const {
     auto const& m = m_entries;
     MMatrix3x3 const linear({m[0], m[1], m[2]}, {m[4], m[5], m[6]}, {m[8], m[9], m[10]});
-    _Vector ignored;
+    DoubleVector ignored;
     if (!linear.Solve({}, ignored))
         return false;
-    _Matrix const result =
-        Eigen::Affine3d(_Matrix(Eigen::Map<_Matrix const>(m_entries.data()))).inverse(Eigen::Affine).matrix();
-    inverse = _FromEigen(result);
+    EigenMatrix const result = Eigen::Affine3d(EigenMatrix(Eigen::Map<EigenMatrix const>(m_entries.data())))
+                                   .inverse(Eigen::Affine)
+                                   .matrix();
+    inverse = FromEigen(result);
     return true;
 }

@@ -43,7 +43,7 @@ public:
         double const c00 = a11 * a22 - a12 * a21, c01 = a12 * a20 - a10 * a22, c02 = a10 * a21 - a11 * a20;
         double const det = a00 * c00 + a01 * c01 + a02 * c02;
         if (std::fabs(det) <=
-            noise * _Largest(a00, a01, a02) * _Largest(a10, a11, a12) * _Largest(a20, a21, a22))
+            noise * LargestOf(a00, a01, a02) * LargestOf(a10, a11, a12) * LargestOf(a20, a21, a22))
             return false;
         double const c10 = a21 * a02 - a22 * a01, c11 = a22 * a00 - a20 * a02, c12 = a20 * a01 - a21 * a00;
         double const c20 = a01 * a12 - a02 * a11, c21 = a02 * a10 - a00 * a12, c22 = a00 * a11 - a01 * a10;
@@ -56,7 +56,7 @@ public:
     }
 
 private:
-    static double _Largest(double x, double y, double z) noexcept {
+    static double LargestOf(double x, double y, double z) noexcept {
         x = std::fabs(x);
         y = std::fabs(y);
         z = std::fabs(z);

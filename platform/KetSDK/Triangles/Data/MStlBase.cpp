@@ -20,10 +20,10 @@ public:
     // A list with room for more than `count` triangles that begins with those of a full list, which is
     // given back.
     MStlTriangle** Grow(MStlTriangle** list, std::uint32_t count) {
-        MStlTriangle** const larger = _Take(count == 0 ? SmallestList : std::size_t{2} * count);
+        MStlTriangle** const larger = Take(count == 0 ? SmallestList : std::size_t{2} * count);
         if (count > 0) {
             std::copy_n(list, count, larger);
-            m_returned[_Class(count)].push_back(list);
+            m_returned[Class(count)].push_back(list);
         }
         return larger;
     }
@@ -32,28 +32,28 @@ private:
     static constexpr std::size_t SmallestList = 4;
     static constexpr std::size_t BlockSize = 8192;
 
-    static std::size_t _Class(std::size_t size) noexcept {
+    static std::size_t Class(std::size_t size) noexcept {
         return static_cast<std::size_t>(std::countr_zero(size));
     }
 
-    MStlTriangle** _Take(std::size_t size) {
-        auto& returned = m_returned[_Class(size)];
+    MStlTriangle** Take(std::size_t size) {
+        auto& returned = m_returned[Class(size)];
         if (!returned.empty()) {
             MStlTriangle** const list = returned.back();
             returned.pop_back();
             return list;
         }
         if (size > BlockSize / 4)
-            return _Allocate(size);
+            return Allocate(size);
         if (m_used + size > BlockSize) {
-            m_block = _Allocate(BlockSize);
+            m_block = Allocate(BlockSize);
             m_used = 0;
         }
         m_used += size;
         return m_block + (m_used - size);
     }
 
-    MStlTriangle** _Allocate(std::size_t size) {
+    MStlTriangle** Allocate(std::size_t size) {
         m_blocks.push_back(std::make_unique_for_overwrite<MStlTriangle*[]>(size));
         return m_blocks.back().get();
     }
@@ -89,7 +89,7 @@ private:
 
 // Removes all objects and gives their memory back.
 template <typename Storage>
-void _Empty(Storage& storage) {
+void Empty(Storage& storage) {
     Storage().swap(storage);
 }
 
@@ -136,11 +136,11 @@ MStlSurface* MStlBase::AddSurface(MStlSurface const* source) {
     auto const index = static_cast<std::uint32_t>(m_surfaces.size());
     MStlSurface& surface = m_surfaces.emplace_back(MStlSurface::Access(), *this, index);
     if (source)
-        _CopySurface(*source, surface);
+        CopySurface(*source, surface);
     return &surface;
 }
 
-void MStlBase::_CopySurface(MStlSurface const& source, MStlSurface& target) {
+void MStlBase::CopySurface(MStlSurface const& source, MStlSurface& target) {
     target.SetName(source.GetName().c_str());
     for (MStlTriangle const& triangle : source.Triangles()) {
         std::array<MStlPoint*, 3> corners{};
@@ -162,25 +162,25 @@ DLIST_ELEMENT<MStlTriangle>* MStlBase::AddTriangle(MStlPoint* p, MStlPoint* q, M
     DLIST_ELEMENT<MStlTriangle>& triangle = m_triangles.emplace_back(p, q, r, surface);
     surface->m_triangles.Append(triangle);
     if (m_keep_neighbours)
-        _AddNeighbours(triangle);
+        AddNeighbours(triangle);
     return &triangle;
 }
 
-void MStlBase::_AddNeighbour(MStlPoint& point, MStlTriangle& triangle) {
+void MStlBase::AddNeighbour(MStlPoint& point, MStlTriangle& triangle) {
     if (NeighbourPool::IsFull(point.m_triangle_count))
         point.m_triangles = m_neighbours->Grow(point.m_triangles, point.m_triangle_count);
     point.m_triangles[point.m_triangle_count++] = &triangle;
 }
 
-void MStlBase::_AddNeighbours(MStlTriangle& triangle) {
+void MStlBase::AddNeighbours(MStlTriangle& triangle) {
     MStlPoint* const p = triangle.GetPoint(0);
     MStlPoint* const q = triangle.GetPoint(1);
     MStlPoint* const r = triangle.GetPoint(2);
-    _AddNeighbour(*p, triangle);
+    AddNeighbour(*p, triangle);
     if (q != p)
-        _AddNeighbour(*q, triangle);
+        AddNeighbour(*q, triangle);
     if (r != p && r != q)
-        _AddNeighbour(*r, triangle);
+        AddNeighbour(*r, triangle);
 }
 
 MStlFeature* MStlBase::AddFeature() {
@@ -188,19 +188,19 @@ MStlFeature* MStlBase::AddFeature() {
 }
 
 void MStlBase::ClearStl(bool clear_features) {
-    _Clear(clear_features);
+    Clear(clear_features);
 }
 
-void MStlBase::_Clear(bool clear_features) {
+void MStlBase::Clear(bool clear_features) {
     auto neighbours = std::make_unique<NeighbourPool>();
     m_mask_owner.reset();
     m_lookup.reset();
-    _Empty(m_surfaces);
-    _Empty(m_triangles);
-    _Empty(m_points);
+    Empty(m_surfaces);
+    Empty(m_triangles);
+    Empty(m_points);
     m_neighbours = std::move(neighbours);
     if (clear_features)
-        _Empty(m_features);
+        Empty(m_features);
 }
 
 void MStlBase::SetKeepNeighbourInfo(bool keep) {
@@ -209,7 +209,7 @@ void MStlBase::SetKeepNeighbourInfo(bool keep) {
     m_keep_neighbours = keep;
     if (keep) {
         for (MStlTriangle& triangle : m_triangles)
-            _AddNeighbours(triangle);
+            AddNeighbours(triangle);
         return;
     }
     for (MStlPoint& point : m_points)
@@ -263,7 +263,7 @@ bool MStlBase::MoveTo(MStlBase& target, std::shared_ptr<KetSDK::Common::IProgres
     if (phase.IsCancelled())
         return false;
     if (&target != this) {
-        target._Clear(true);
+        target.Clear(true);
         m_points.swap(target.m_points);
         m_triangles.swap(target.m_triangles);
         m_surfaces.swap(target.m_surfaces);

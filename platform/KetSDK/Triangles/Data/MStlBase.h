@@ -149,10 +149,10 @@ public:
 private:
     class NeighbourPool;
 
-    void _AddNeighbour(MStlPoint& point, MStlTriangle& triangle);
-    void _AddNeighbours(MStlTriangle& triangle);
-    void _CopySurface(MStlSurface const& source, MStlSurface& target);
-    void _Clear(bool clear_features);
+    void AddNeighbour(MStlPoint& point, MStlTriangle& triangle);
+    void AddNeighbours(MStlTriangle& triangle);
+    void CopySurface(MStlSurface const& source, MStlSurface& target);
+    void Clear(bool clear_features);
 
     PointStorage m_points;
     TriangleStorage m_triangles;

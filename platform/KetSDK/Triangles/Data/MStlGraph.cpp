@@ -14,17 +14,17 @@ namespace {
 using EdgeElement = DLIST_ELEMENT<MStlEdge>;
 using Ends = std::pair<MStlPoint const*, MStlPoint const*>;
 
-Ends _EndsOf(Ends const& ends) noexcept {
+Ends EndsOf(Ends const& ends) noexcept {
     return ends;
 }
-Ends _EndsOf(EdgeElement const* edge) noexcept {
+Ends EndsOf(EdgeElement const* edge) noexcept {
     return {edge->GetPoint(0), edge->GetPoint(1)};
 }
 
 struct Hash {
     template <typename K>
     std::size_t operator()(K const& key) const noexcept {
-        Ends const ends = _EndsOf(key);
+        Ends const ends = EndsOf(key);
         return static_cast<std::size_t>(KetSDK::Support::HashOfPair(
             reinterpret_cast<std::uintptr_t>(ends.first), reinterpret_cast<std::uintptr_t>(ends.second)));
     }
@@ -34,7 +34,7 @@ struct Equal {
     using is_transparent = void;
     template <typename A, typename B>
     bool operator()(A const& a, B const& b) const noexcept {
-        return _EndsOf(a) == _EndsOf(b);
+        return EndsOf(a) == EndsOf(b);
     }
 };
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-void MStlPointLookup::_Grow(std::size_t points) {
+void MStlPointLookup::GrowBy(std::size_t points) {
     std::size_t size = std::max(m_lines.size(), std::size_t{2});
-    while (!_HasRoomFor(points, size))
+    while (!HasRoomFor(points, size))
         size *= 2;
     Lines const old = std::exchange(m_lines, Lines(size));
     m_shift = 32 - static_cast<unsigned int>(std::countr_zero(size));
@@ -14,7 +14,7 @@ void MStlPointLookup::_Grow(std::size_t points) {
             std::size_t at = line.bits[i] >> m_shift;
             unsigned int free = m_lines[at].SlotsWith(Free);
             for (; free == 0; free = m_lines[at].SlotsWith(Free))
-                at = _Next(at);
+                at = Next(at);
             auto const place = static_cast<std::size_t>(std::countr_zero(free));
             m_lines[at].bits[place] = line.bits[i];
             m_lines[at].points[place] = line.points[i];

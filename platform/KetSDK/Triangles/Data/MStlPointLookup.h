@@ -28,8 +28,8 @@ class MStlPointLookup {
 public:
     // Makes room for so many points in all.
     void Reserve(std::size_t points) {
-        if (!_HasRoomFor(points, m_lines.size()))
-            _Grow(points);
+        if (!HasRoomFor(points, m_lines.size()))
+            GrowBy(points);
     }
 
     // Enters the points of the sequence that came after the last one entered.
@@ -39,16 +39,16 @@ public:
             MStlPoint const& p = points[m_entered];
             Reserve(m_filled + 1);
             // The first one at a position is found, so a later one is not entered.
-            std::uint32_t const bits = _BitsOf(p.GetX(), p.GetY(), p.GetZ());
-            if (Slot const slot = _FindSlot(points, bits, p.GetX(), p.GetY(), p.GetZ()); _IsFree(slot))
-                _Fill(slot, bits);
+            std::uint32_t const bits = BitsOf(p.GetX(), p.GetY(), p.GetZ());
+            if (Slot const slot = FindSlot(points, bits, p.GetX(), p.GetY(), p.GetZ()); IsFree(slot))
+                Fill(slot, bits);
         }
     }
 
     // Fetches the line that a look-up of the position begins with.
     [[gnu::always_inline]] void Prefetch(MLong x, MLong y, MLong z) const noexcept {
         if (!m_lines.empty())
-            KetSDK::Support::Prefetch(&m_lines[_BitsOf(x, y, z) >> m_shift]);
+            KetSDK::Support::Prefetch(&m_lines[BitsOf(x, y, z) >> m_shift]);
     }
 
     // The point at the position among those entered; null when none is there.
@@ -57,8 +57,8 @@ public:
         using Found = decltype(&points[0]);
         if (m_lines.empty())
             return Found();
-        Slot const slot = _FindSlot(points, _BitsOf(x, y, z), x, y, z);
-        return _IsFree(slot) ? Found() : &points[m_lines[slot.line].points[slot.place]];
+        Slot const slot = FindSlot(points, BitsOf(x, y, z), x, y, z);
+        return IsFree(slot) ? Found() : &points[m_lines[slot.line].points[slot.place]];
     }
 
     // The point at the position, appended to the sequence with the next index when none is there.
@@ -66,12 +66,12 @@ public:
     MStlPoint* FindOrAppend(Points& points, MLong x, MLong y, MLong z) {
         Update(points);
         Reserve(m_filled + 1);
-        std::uint32_t const bits = _BitsOf(x, y, z);
-        Slot const slot = _FindSlot(points, bits, x, y, z);
-        if (!_IsFree(slot))
+        std::uint32_t const bits = BitsOf(x, y, z);
+        Slot const slot = FindSlot(points, bits, x, y, z);
+        if (!IsFree(slot))
             return &points[m_lines[slot.line].points[slot.place]];
         MStlPoint& added = points.emplace_back(x, y, z, static_cast<MLong>(m_entered));
-        _Fill(slot, bits);
+        Fill(slot, bits);
         ++m_entered;
         return &added;
     }
@@ -108,15 +108,15 @@ private:
         unsigned int place;
     };
 
-    static std::uint32_t _BitsOf(MLong x, MLong y, MLong z) noexcept {
+    static std::uint32_t BitsOf(MLong x, MLong y, MLong z) noexcept {
         auto const bits = static_cast<std::uint32_t>(KetSDK::Support::HashOfPosition(x, y, z) >> 32);
         return bits == Free ? 1 : bits;
     }
 
     // The slot of the point at the position, or the free one where it would be entered.
     template <typename Points>
-    Slot _FindSlot(Points& points, std::uint32_t bits, MLong x, MLong y, MLong z) const noexcept {
-        for (std::size_t at = bits >> m_shift;; at = _Next(at)) {
+    Slot FindSlot(Points& points, std::uint32_t bits, MLong x, MLong y, MLong z) const noexcept {
+        for (std::size_t at = bits >> m_shift;; at = Next(at)) {
             Line const& line = m_lines[at];
             for (unsigned int same = line.SlotsWith(bits); same != 0; same &= same - 1) {
                 auto const place = static_cast<unsigned int>(std::countr_zero(same));
@@ -128,24 +128,24 @@ private:
                 return {at, static_cast<unsigned int>(std::countr_zero(free))};
         }
     }
-    bool _IsFree(Slot const& slot) const noexcept {
+    bool IsFree(Slot const& slot) const noexcept {
         return m_lines[slot.line].bits[slot.place] == Free;
     }
 
     // Enters the next point of the sequence.
-    void _Fill(Slot const& slot, std::uint32_t bits) noexcept {
+    void Fill(Slot const& slot, std::uint32_t bits) noexcept {
         m_lines[slot.line].bits[slot.place] = bits;
         m_lines[slot.line].points[slot.place] = static_cast<std::uint32_t>(m_entered);
         ++m_filled;
     }
     // At three quarters of the slots at most.
-    static bool _HasRoomFor(std::size_t points, std::size_t lines) noexcept {
+    static bool HasRoomFor(std::size_t points, std::size_t lines) noexcept {
         return 4 * points <= 3 * SlotsPerLine * lines;
     }
-    std::size_t _Next(std::size_t line) const noexcept {
+    std::size_t Next(std::size_t line) const noexcept {
         return (line + 1) & (m_lines.size() - 1);
     }
-    void _Grow(std::size_t points);
+    void GrowBy(std::size_t points);
 
     Lines m_lines;             // a power of two
     unsigned int m_shift = 32; // from the bits of a hash to the number of a line

@@ -7,7 +7,7 @@
 
 namespace {
 
-bool _SamePosition(MLong const* p, MLong const* q) noexcept {
+bool SamePosition(MLong const* p, MLong const* q) noexcept {
     return std::equal(p, p + 3, q);
 }
 
@@ -26,7 +26,7 @@ DLIST_ELEMENT<MStlTriangle>* MStlSurface::AddTriangle(MStlPoint* p, MStlPoint* q
 }
 
 DLIST_ELEMENT<MStlTriangle>* MStlSurface::AddTriangle(MLong const* p, MLong const* q, MLong const* r) {
-    if (_SamePosition(p, q) || _SamePosition(q, r) || _SamePosition(r, p))
+    if (SamePosition(p, q) || SamePosition(q, r) || SamePosition(r, p))
         return nullptr;
     MStlPoint* const first = m_base->AddPoint(p, false);
     MStlPoint* const second = m_base->AddPoint(q, false);

@@ -76,9 +76,9 @@ MStlTriangleTree::Hit MStlTriangleTree::FindNearest(Point const& p, double max_d
     // The triangle whose box is nearest bounds the distance; the nearest one may have another box.
     auto const nearest_box = boost::geometry::index::nearest(TreePoint(p[0], p[1], p[2]), 1);
     m_tree->entries.query(nearest_box, boost::make_function_output_iterator([&](TreeEntry const& entry) {
-                              max_distance = std::min(max_distance, _Hit(entry.second, p).distance);
+                              max_distance = std::min(max_distance, HitOf(entry.second, p).distance);
                           }));
-    _ForEachWithin(p, max_distance, [&nearest](Hit const& hit) {
+    ForEachWithin(p, max_distance, [&nearest](Hit const& hit) {
         if (std::pair(hit.distance, hit.number) < std::pair(nearest.distance, nearest.number))
             nearest = hit;
     });
@@ -89,20 +89,20 @@ void MStlTriangleTree::FindWithin(Point const& p, double distance, std::vector<H
     hits.clear();
     if (!IsFinite(p))
         return;
-    _ForEachWithin(p, distance, [&hits](Hit const& hit) { hits.push_back(hit); });
+    ForEachWithin(p, distance, [&hits](Hit const& hit) { hits.push_back(hit); });
     std::ranges::sort(hits, {}, &Hit::number);
 }
 
 template <typename Visit>
-void MStlTriangleTree::_ForEachWithin(Point const& p, double distance, Visit const& visit) const {
+void MStlTriangleTree::ForEachWithin(Point const& p, double distance, Visit const& visit) const {
     auto const in_box = boost::geometry::index::intersects(BoxAround(p, distance));
     m_tree->entries.query(in_box, boost::make_function_output_iterator([&](TreeEntry const& entry) {
-                              if (Hit const hit = _Hit(entry.second, p); hit.distance <= distance)
+                              if (Hit const hit = HitOf(entry.second, p); hit.distance <= distance)
                                   visit(hit);
                           }));
 }
 
-MStlTriangleTree::Hit MStlTriangleTree::_Hit(std::uint32_t number, Point const& p) const noexcept {
+MStlTriangleTree::Hit MStlTriangleTree::HitOf(std::uint32_t number, Point const& p) const noexcept {
     Hit hit;
     hit.triangle = m_stl.GetTriangle(number);
     hit.number = number;

@@ -55,10 +55,10 @@ public:
 private:
     struct Tree;
 
-    Hit _Hit(std::uint32_t number, Point const& p) const noexcept;
+    Hit HitOf(std::uint32_t number, Point const& p) const noexcept;
     // Calls visit(hit) for the triangles no farther than `distance`, in no particular order.
     template <typename Visit>
-    void _ForEachWithin(Point const& p, double distance, Visit const& visit) const;
+    void ForEachWithin(Point const& p, double distance, Visit const& visit) const;
 
     MStlBase const& m_stl;
     std::vector<MTriangle<double, 3>> m_positions; // by number
