@@ -213,9 +213,9 @@ private:
     // Puts the node there unless that spoils an element; then nothing changes.
     bool Try(std::size_t i, Position const& to) {
         m_undo.clear();
-        MoveTo(*m_moves[i].node, to);
+        MoveWithUndo(*m_moves[i].node, to);
         for (MidNode const& m : m_following)
-            MoveTo(*m.mid, Rounded(Origin(*m.mid) + (Way(*m.a) + Way(*m.b)) / 2.0));
+            MoveWithUndo(*m.mid, Rounded(Origin(*m.mid) + (Way(*m.a) + Way(*m.b)) / 2.0));
         auto const elements = ElementsOf(i);
         for (std::size_t k = 0; k < elements.size(); ++k) {
             if (m_shapes[k].MayBecome(Shape(*elements[k])))
@@ -227,7 +227,7 @@ private:
         return true;
     }
 
-    void MoveTo(MMeshPoint& node, Position const& to) {
+    void MoveWithUndo(MMeshPoint& node, Position const& to) {
         m_undo.emplace_back(&node, PositionOf(node));
         MoveTo(node, to);
     }

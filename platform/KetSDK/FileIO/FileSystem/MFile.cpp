@@ -37,7 +37,7 @@ bool MFile::Open(MFileName const& path, Mode mode) {
         std::fclose(file);
         return false;
     }
-    std::setvbuf(file, nullptr, IONBF, 0); // the buffer here is the only one
+    std::setvbuf(file, nullptr, _IONBF, 0); // the buffer here is the only one
     if (!m_buffer) {
         m_buffer = std::make_unique_for_overwrite<std::byte[]>(BufferSize);
     }
