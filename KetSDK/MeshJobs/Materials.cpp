@@ -9,7 +9,11 @@
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <set>
 #include <stdexcept>
 
 namespace KetSDK::MeshJobs {
@@ -24,6 +28,8 @@ namespace {
 
 // No solid is denser [g/cm3].
 constexpr double DensestSolid = 23.0;
+// How far materials may move the mass without a warning.
+constexpr double MostMassMoved = 0.01;
 constexpr int MostMaterialBins = 65535;
 
 // --- The law -----------------------------------------------------------------------------------------
@@ -38,6 +44,11 @@ MaterialPreset const* FindPreset(std::string const& name) {
     for (MaterialPreset const& preset : Mesh::MaterialPresets())
         names += (names.empty() ? "" : ", ") + std::string(preset.name);
     throw Error("there is no preset \"" + name + "\"; there are " + names);
+}
+
+void RequirePoissonsRatio(double poisson) {
+    if (!(poisson > -1.0 && poisson < 0.5))
+        throw Error("\"" + FormatGeneral(poisson) + "\" is no Poisson's ratio; it lies between -1 and 0.5");
 }
 
 MaterialLaw MakeLaw(MaterialsOptions const& options) {
@@ -71,21 +82,101 @@ std::string Term(double factor, double exponent) {
     return (factor < 0.0 ? " - " : " + ") + FormatGeneral(std::fabs(factor)) + power;
 }
 
+// --- Sub-volumes -------------------------------------------------------------------------------------
+
+void CheckConstants(MaterialsOptions const& options) {
+    std::set<std::string> names(options.only.begin(), options.only.end());
+    for (auto const& [subvolume, density, emodulus, poisson] : options.constants) {
+        std::string const of = "the constants of \"" + subvolume + "\": ";
+        if (!names.insert(subvolume).second)
+            throw Error(of + "the sub-volume stands in --set twice, or in --only as well");
+        if (!(density > 0.0) || !std::isfinite(density))
+            throw Error(of + "the density must be above 0, not " + FormatGeneral(density));
+        if (!(emodulus > 0.0) || !std::isfinite(emodulus))
+            throw Error(of + "the modulus must be above 0, not " + FormatGeneral(emodulus));
+        RequirePoissonsRatio(poisson);
+    }
+}
+
+// Which sub-volumes get their materials how.
+struct Shares {
+    std::set<int> kept;
+    std::vector<Mesh::ConstantMaterial> constants;
+    std::uint64_t elements_by_law = 0;
+};
+
+Shares ShareOut(Model const& model, MaterialsOptions const& options) {
+    Shares shares;
+    std::set<int> others;
+    for (auto const& [name, density, emodulus, poisson] : options.constants)
+        for (MMeshSubVolume const* const subvolume : FindSubVolumes(model, {name})) {
+            shares.constants.push_back({subvolume->GetID(), density, emodulus, poisson});
+            others.insert(subvolume->GetID());
+        }
+    std::vector<MMeshSubVolume*> const only = FindSubVolumes(model, options.only);
+    bool const keeps = options.constants_only || !only.empty();
+    for (auto it = model.mesh->BeginSubVolume(); it != model.mesh->EndSubVolume(); ++it) {
+        if (others.contains((*it)->GetID()))
+            continue;
+        if (keeps && std::ranges::find(only, it->get()) == only.end())
+            shares.kept.insert((*it)->GetID());
+        else
+            shares.elements_by_law += static_cast<std::uint64_t>((*it)->GetNbElements());
+    }
+    return shares;
+}
+
+// The grey values of a mesh, kept for sub-volumes that the image does not concern.
+class KeptGreyValues {
+public:
+    KeptGreyValues(MMeshBase& mesh, std::set<int> const& subvolumes)
+        : m_mesh(mesh)
+        , m_subvolumes(subvolumes) {
+        if (!subvolumes.empty() && mesh.GetElementMasks()->HasGreyValueMask())
+            Each([this](MMeshElement const& e) { m_values.push_back(Grey().GetValue(e)); });
+    }
+    void Restore() {
+        auto value = m_values.begin();
+        if (!m_values.empty())
+            Each([&](MMeshElement const& e) { Grey().SetValue(e, *value++); });
+    }
+
+private:
+    MDataMask<MMeshElement, double>& Grey() { return *m_mesh.GetElementMasks()->GetGreyValueMask(); }
+    template <typename Visit>
+    void Each(Visit const& visit) {
+        auto const& numbers = *m_mesh.GetElementMasks()->GetSubvolumeMask();
+        for (MMeshElement const& e : m_mesh.Elements())
+            if (m_subvolumes.contains(numbers.GetValue(e)))
+                visit(e);
+    }
+
+    MMeshBase& m_mesh;
+    std::set<int> const& m_subvolumes;
+    std::vector<double> m_values;
+};
+
 // --- The work ----------------------------------------------------------------------------------------
 
 bool HasBins(MaterialsOptions const& options) {
     return options.by == MaterialsBy::Grey || options.by == MaterialsBy::Mask;
 }
 
+bool IsByLaw(AssignedMaterial const& material) {
+    return material.source == AssignedMaterial::Source::Law;
+}
+
 bool IsPerSubVolume(MaterialsOptions const& options) {
     return options.by == MaterialsBy::Mask || options.by == MaterialsBy::Index;
 }
 
-void RequireEnoughElements(Model const& model, MaterialsOptions const& options) {
-    if (HasBins(options) && options.bins > model.mesh->NumberOfElements())
-        throw FileError(model.file, "it has " + std::to_string(model.mesh->NumberOfElements()) +
-                                        " elements, too few for " + std::to_string(options.bins) +
-                                        " bins (--bins)");
+void RequireEnoughElements(Model const& model, MaterialsOptions const& options, Shares const& shares) {
+    if (shares.elements_by_law == 0)
+        return;
+    if (HasBins(options) && static_cast<std::uint64_t>(options.bins) > shares.elements_by_law)
+        throw FileError(model.file, "it has " + std::to_string(shares.elements_by_law) + " elements" +
+                                        (options.only.empty() ? "" : " in the sub-volumes of --only") +
+                                        ", too few for " + std::to_string(options.bins) + " bins (--bins)");
     std::uint64_t const subvolumes = model.mesh->NumberOfSubVolumes();
     if (IsPerSubVolume(options) && subvolumes > Mesh::MostSubVolumesWithMaterials)
         throw Error("there are " + std::to_string(subvolumes) + " sub-volumes; materials can be given to " +
@@ -103,13 +194,25 @@ void RequireOverlap(Image const& image, SamplingReport const& report) {
                         "unit (--unit, --image-unit)");
 }
 
-double DensityOfSample(double grey, void const* law) {
-    return static_cast<MaterialLaw const*>(law)->DensityAt(grey);
-}
+// The law at single samples, on several threads.
+struct SampleLaw {
+    MaterialLaw const& law;
+    std::atomic<std::uint64_t> raised{0}; // how many got the least density
+
+    // A sample of air must not take mass from the bone beside it.
+    static double DensityAt(double grey, void const* context) {
+        auto& self = *static_cast<SampleLaw*>(const_cast<void*>(context));
+        double const density = self.law.DensityAt(grey);
+        double const raised = self.law.RaisedDensity(density);
+        if (raised != density)
+            self.raised.fetch_add(1, std::memory_order_relaxed);
+        return raised;
+    }
+};
 
 // Gives the elements grey values. With the mean of the law, `densities` receives one for each element.
-SamplingReport Sample(Model& model, Image const& image, MaterialsOptions const& options,
-                      MaterialLaw const& law, std::vector<double>& densities, Context const& context) {
+SamplingReport Sample(Model& model, Image const& image, MaterialsOptions const& options, SampleLaw& law,
+                      std::vector<double>& densities, Context const& context) {
     return Detail::ForFile(image.file, [&] {
         MeshVTK::SamplingOptions how;
         how.unit = image.unit;
@@ -117,7 +220,7 @@ SamplingReport Sample(Model& model, Image const& image, MaterialsOptions const& 
         how.order = options.order;
         how.outside_value = options.outside_value;
         if (options.average == MaterialsOptions::Average::Law) {
-            how.law = {DensityOfSample, &law};
+            how.law = {SampleLaw::DensityAt, &law};
             how.law_values = &densities;
         }
         SamplingReport report;
@@ -131,10 +234,12 @@ SamplingReport Sample(Model& model, Image const& image, MaterialsOptions const& 
     });
 }
 
-std::vector<AssignedMaterial> Assign(Model& model, MaterialsOptions const& options, MaterialLaw const& law,
-                                     std::vector<double> const& densities, Context const& context) {
+std::vector<AssignedMaterial> Assign(Model& model, MaterialsOptions const& options, Shares const& shares,
+                                     MaterialLaw const& law, std::vector<double> const& densities,
+                                     Context const& context) {
     MMeshBase& mesh = *model.mesh;
-    Mesh::MaterialAssignment how{options.by, static_cast<unsigned int>(options.bins), law, nullptr};
+    Mesh::MaterialAssignment how{
+        options.by, static_cast<unsigned int>(options.bins), law, nullptr, shares.kept, shares.constants};
     MDataMask<MMeshElement, double> values(0.0);
     if (!densities.empty()) {
         mesh.GetElementMasks()->RegisterMask(&values);
@@ -150,10 +255,20 @@ std::vector<AssignedMaterial> Assign(Model& model, MaterialsOptions const& optio
     return materials;
 }
 
+void Sum(MaterialsResult& result) {
+    result.without_material = result.elements;
+    for (AssignedMaterial const& material : result.materials) {
+        result.without_material -= material.elements;
+        result.volume += material.volume;
+        result.mass += material.Mass();
+        result.mass_of_elements += material.mass_of_elements;
+    }
+}
+
 // Solvers take no others.
 void RequireModuli(std::vector<AssignedMaterial> const& materials, MaterialLaw const& law) {
     for (AssignedMaterial const& material : materials)
-        if (!std::isfinite(material.emodulus) || material.emodulus <= 0.0)
+        if (IsByLaw(material) && (!std::isfinite(material.emodulus) || material.emodulus <= 0.0))
             throw Error("the modulus " + DescribeModulus(law) + " is " + FormatGeneral(material.emodulus) +
                         " MPa for a density of " + FormatGeneral(material.density, 4) +
                         " g/cm3; it must be above 0 and finite");
@@ -197,16 +312,21 @@ void WarnOfPresetRange(MaterialLaw const& law, double lowest, double highest, Co
                      "; are they Hounsfield units (--unit-offset)?");
 }
 
-void WarnOfDensities(MaterialsResult const& result, Context const& context) {
+void WarnOfDensities(MaterialsOptions const& options, MaterialsResult const& result,
+                     std::uint64_t raised_samples, Context const& context) {
     MaterialLaw const& law = result.law;
     std::uint64_t raised = 0;
     double densest = 0.0;
     for (AssignedMaterial const& material : result.materials) {
         raised += material.is_raised ? material.elements : 0;
-        densest = std::max(densest, material.density);
+        densest = std::max(densest, IsByLaw(material) ? material.density : 0.0);
     }
     std::string const least = FormatGeneral(law.least_density);
-    if (raised > 0)
+    if (raised_samples > 0)
+        context.Warn("the law gives " + std::to_string(raised_samples) +
+                     " samples in elements a density below " + least + " g/cm3 or none; they count as " +
+                     least + " g/cm3 in the means (--min-density)");
+    else if (raised > 0 && options.average == MaterialsOptions::Average::Grey)
         context.Warn("the law gives " + ShareText(raised, result.elements) + " a density below " + least +
                      " g/cm3 or none; they got " + least + " g/cm3 and E = " +
                      FormatGeneral(law.ModulusAt(law.least_density), 4) + " MPa (--min-density)");
@@ -214,8 +334,30 @@ void WarnOfDensities(MaterialsResult const& result, Context const& context) {
         context.Warn("densities go up to " + FormatGeneral(densest, 4) + " g/cm3; is the law one for kg/m3?");
 }
 
-void WarnOfMaterials(MaterialsOptions const& options, MaterialsResult const& result, Context const& context) {
-    auto const& materials = result.materials;
+void WarnOfMass(MaterialsOptions const& options, MaterialsResult const& result, Context const& context) {
+    double const moved = result.mass - result.mass_of_elements;
+    if (!(std::fabs(moved) > MostMassMoved * result.mass_of_elements))
+        return;
+    std::string const advice = HasBins(options) ? "take more bins (--bins)" : "bins keep it (--by grey)";
+    context.Warn("the mass is " + FormatGeneral(result.mass, 4) + " g by materials, but " +
+                 FormatGeneral(result.mass_of_elements, 4) +
+                 " g by the density of each element: sharing materials moves it by " +
+                 FormatGeneral(100.0 * moved / result.mass_of_elements, 3) + " %; " + advice);
+}
+
+void WarnOfElementsWithout(MaterialsResult const& result, Context const& context) {
+    if (result.without_material > 0)
+        context.Warn(ShareText(result.without_material, result.elements) +
+                     " have no material: they had none before, and neither --only nor --set names their "
+                     "sub-volumes");
+}
+
+void WarnOfMaterials(MaterialsOptions const& options, MaterialsResult const& result,
+                     std::uint64_t raised_samples, Context const& context) {
+    std::vector<AssignedMaterial> materials;
+    std::ranges::copy_if(result.materials, std::back_inserter(materials), IsByLaw);
+    if (materials.empty())
+        return;
     double const lowest = std::ranges::min(materials, {}, &AssignedMaterial::smallest_grey).smallest_grey;
     double const highest = std::ranges::max(materials, {}, &AssignedMaterial::largest_grey).largest_grey;
     if (lowest == highest)
@@ -224,18 +366,20 @@ void WarnOfMaterials(MaterialsOptions const& options, MaterialsResult const& res
     if (materials.size() == 1 && MostMaterials(options, result) > 1)
         context.Warn("all elements got one material");
     WarnOfPresetRange(result.law, lowest, highest, context);
-    WarnOfDensities(result, context);
+    WarnOfDensities(options, result, raised_samples, context);
+    WarnOfMass(options, result, context);
 }
 
 } // namespace
 
 void CheckMaterialsOptions(MaterialsOptions const& options) {
+    CheckConstants(options);
+    if (options.constants_only)
+        return;
     MaterialLaw const law = MakeLaw(options);
     if (!(law.modulus[0] > 0.0))
         throw Error("--modulus: p must be above 0, not " + FormatGeneral(law.modulus[0]));
-    if (!(law.poisson > -1.0 && law.poisson < 0.5))
-        throw Error("\"" + FormatGeneral(law.poisson) +
-                    "\" is no Poisson's ratio; it lies between -1 and 0.5");
+    RequirePoissonsRatio(law.poisson);
     if (!(law.least_density > 0.0))
         throw Error("the least density must be above 0, not " + FormatGeneral(law.least_density));
     if (HasBins(options) && (options.bins < 1 || options.bins > MostMaterialBins))
@@ -246,22 +390,28 @@ void CheckMaterialsOptions(MaterialsOptions const& options) {
 MaterialsResult Materials(Model& model, Image const& image, MaterialsOptions const& options,
                           Context const& context) {
     CheckMaterialsOptions(options);
-    RequireEnoughElements(model, options);
+    Shares const shares = ShareOut(model, options);
+    RequireEnoughElements(model, options, shares);
     MaterialsResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
-    result.law = MakeLaw(options);
+    if (!options.constants_only)
+        result.law = MakeLaw(options);
     for (auto it = model.mesh->BeginSubVolume(); it != model.mesh->EndSubVolume(); ++it)
         result.subvolumes.push_back(MeshVTK::ToUtf8((*it)->GetName()));
     std::vector<double> densities;
-    result.sampling = Sample(model, image, options, result.law, densities, context);
-    result.materials = Assign(model, options, result.law, densities, context);
-    RequireModuli(result.materials, result.law);
-    for (AssignedMaterial const& material : result.materials) {
-        result.volume += material.volume;
-        result.mass += material.Mass();
+    SampleLaw samples{result.law};
+    if (!options.constants_only) {
+        KeptGreyValues kept(*model.mesh, shares.kept);
+        result.sampling = Sample(model, image, options, samples, densities, context);
+        kept.Restore();
     }
-    WarnOfImage(image, result.sampling, context);
-    WarnOfMaterials(options, result, context);
+    result.materials = Assign(model, options, shares, result.law, densities, context);
+    RequireModuli(result.materials, result.law);
+    Sum(result);
+    if (!options.constants_only)
+        WarnOfImage(image, result.sampling, context);
+    WarnOfMaterials(options, result, samples.raised, context);
+    WarnOfElementsWithout(result, context);
     return result;
 }
 

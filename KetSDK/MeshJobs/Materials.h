@@ -17,7 +17,8 @@ namespace KetSDK::MeshJobs {
 
 struct MaterialsOptions {
     // What is averaged over an element: grey values, whose mean is put into a bin, the middle of which the
-    // law turns into a density; or the densities that the law turns each sample into, which are then binned.
+    // law turns into a density; or the densities that the law turns each sample into, at least the least
+    // one, which are then binned.
     enum class Average { Grey, Law };
 
     // A published law and modulus (Mesh::MaterialPresets); what is given beside it comes before its part.
@@ -27,6 +28,20 @@ struct MaterialsOptions {
     double poisson = 0.3;                         // -1 to 0.5
     double least_density = 0.01; // g/cm3 of materials for which the law gives less, or no number; above 0
     bool unit_offset = false;    // the grey values lie 1024 above Hounsfield units
+
+    // Sub-volumes, by name, whose elements get materials from the image; empty: all without constants. The
+    // elements of the others keep their materials and their grey values.
+    std::vector<std::string> only;
+    // Constants of sub-volumes, whatever their grey values are.
+    struct Constants {
+        std::string subvolume; // name
+        double density;        // g/cm3, above 0
+        double emodulus;       // MPa, above 0
+        double poisson;        // -1 to 0.5
+    };
+    std::vector<Constants> constants;
+    // Without an image: only constants are given, and all other elements keep their materials.
+    bool constants_only = false;
 
     Mesh::MaterialsBy by = Mesh::MaterialsBy::Grey;
     int bins = 0; // by Grey and Mask: 1 to 65535
@@ -43,15 +58,18 @@ struct MaterialsResult {
     std::vector<Mesh::AssignedMaterial> materials; // those in use, by ascending identifier
     std::vector<std::string> subvolumes;           // names in UTF-8, by number
     MeshVTK::SamplingReport sampling;
-    double volume = 0.0; // of all materials, mm3
-    double mass = 0.0;   // g
+    std::uint64_t without_material = 0; // elements
+    double volume = 0.0;                // of all materials, mm3
+    double mass = 0.0;                  // g
+    double mass_of_elements = 0.0;      // g, with each element's own density in place of its material's
 };
 
 // Gives the elements of a model grey values by an image and materials by the grey values; the materials that
-// are in use become the catalog of its mesh. Warns of an image that hardly fits and of what hardly can be
-// meant. Throws Error for options that CheckMaterialsOptions refuses and for moduli that no solver takes,
-// FileError for a model with fewer elements than bins and for an image that lies elsewhere or cannot be
-// sampled; Cancelled. The model may have grey values and materials then.
+// are in use become the catalog of its mesh. With constants only the image is not looked at. Warns of an
+// image that hardly fits, of a mass that materials move by more than 1 %, and of what hardly can be meant.
+// Throws Error for options that CheckMaterialsOptions refuses and for moduli that no solver takes, FileError
+// for sub-volumes that the model does not have, for one with fewer elements than bins and for an image that
+// lies elsewhere or cannot be sampled; Cancelled. The model may have grey values and materials then.
 KETSDK_MESHJOBS_API MaterialsResult Materials(Model& model, Image const& image,
                                               MaterialsOptions const& options, Context const& context);
 

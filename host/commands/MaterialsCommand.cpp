@@ -2,6 +2,7 @@
 #include <host/commands/Command.h>
 #include <host/commands/PresetTable.h>
 #include <host/commands/options/CatalogOutput.h>
+#include <host/commands/options/ConstantsInput.h>
 #include <host/commands/options/ImageInput.h>
 #include <host/commands/options/MaterialLawInput.h>
 #include <host/commands/options/ModelInput.h>
@@ -11,6 +12,7 @@
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <iostream>
@@ -22,6 +24,7 @@ namespace ketmesh {
 namespace {
 
 using KetSDK::Mesh::AssignedMaterial;
+using Source = AssignedMaterial::Source;
 using KetSDK::Mesh::MaterialsBy;
 using KetSDK::MeshJobs::DescribeDensity;
 using KetSDK::MeshJobs::DescribeModulus;
@@ -43,12 +46,17 @@ constexpr char const* MaterialsHelp =
     "density.\n\n"
     "Written are the cell arrays grey, material, density [g/cm3], emodulus [MPa] and poisson.\n"
     "Identifiers count the bins from 1, with --by mask on through the sub-volumes; bins without\n"
-    "elements have no material.\n"
+    "elements have no material. mass sums up materials, mass_of_elements the elements by\n"
+    "densities of their own; a warning says when they differ by more than 1 %.\n\n"
+    "--set gives a sub-volume constants, --only leaves all sub-volumes but those named as they\n"
+    "are: a second image or law is for a second run. Without --image only constants are given.\n\n"
     "Lengths in reports are in mm, masses in g.\n\n"
     "Examples:\n"
     "  ketmesh materials femur.vtu --image ct.nii.gz --preset femur --bins 100 -o model.vtu\n"
     "  ketmesh materials spine.vtu --image dicom/ --law 0.047,0.001122,1,0,1 \\\n"
     "      --modulus 4730,1.56 --by mask --bins 50 --sampling mean -o model.vtu\n"
+    "  ketmesh materials hip.vtu --image ct.nii.gz --preset femur --bins 100 \\\n"
+    "      --set Stem=4.43,110000,0.34 -o model.vtu\n"
     "  ketmesh materials --list-presets";
 
 // Gives elements materials by the grey values of a CT image.
@@ -63,12 +71,22 @@ private:
         CLI::Option* const file = m_input.Declare(*this, command)->required(false);
         CLI::Option* const image = m_image.Declare(*this, command);
         CLI::Option* const bins =
-            command.add_option("--bins", m_options.bins, "Number of bins, for --by grey and mask")
+            command.add_option("--bins", m_options.bins, "Number of bins; needed with --by grey and mask")
                 ->type_name("N")
                 ->check(CLI::Range(1, 65535));
         m_law.Declare(command);
-        m_by.Declare(command, "--by", "What decides which material an element gets; see below");
-        m_average.Declare(command, "--average", "What is averaged over an element; see below");
+        m_by.Declare(command, "--by",
+                     "What decides which material an element gets, see below (grey unless given)");
+        m_average.Declare(command, "--average",
+                          "What is averaged over an element, see below (grey unless given)");
+        CLI::Option* const set = m_constants.Declare(command);
+        command
+            .add_option("--only", m_options.only,
+                        "Sub-volume whose elements get materials from the image; give it again for more. "
+                        "Elements of others keep their grey values and materials")
+            ->type_name("NAME")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
         CLI::Option* const output =
             m_output.Declare(*this, command, "Volume mesh to write with the materials as cell arrays");
         m_catalog.Declare(*this, command);
@@ -77,14 +95,29 @@ private:
             command.add_flag("--list-presets", m_list, "Show all presets with their sources; needs no files");
         command.add_flag("--markdown", m_markdown, "With --list-presets: as a table in Markdown")
             ->needs(list);
-        command.callback([this, file, image, bins, output] {
+        command.callback([this, &command, file, image, bins, output, set] {
+            if (m_list)
+                return;
+            m_options.constants_only = set->count() > 0 && image->count() == 0;
             for (CLI::Option const* const option : {file, image, output})
-                if (!m_list && option->count() == 0)
+                if (option->count() == 0 && !(option == image && m_options.constants_only))
                     throw CLI::RequiredError(option->get_name());
-            bool const has_bins = m_by.Get() == MaterialsBy::Grey || m_by.Get() == MaterialsBy::Mask;
-            if (!m_list && has_bins && bins->count() == 0)
-                throw CLI::RequiredError("--bins");
+            if (m_options.constants_only)
+                RefuseOptionsOfImage(command);
+            else if (HasBins() && bins->count() == 0)
+                throw CLI::RequiredError("--by " + m_by.GetWord() + ": --bins");
         });
+    }
+
+    bool HasBins() const { return m_by.Get() == MaterialsBy::Grey || m_by.Get() == MaterialsBy::Mask; }
+
+    // What would be without effect.
+    static void RefuseOptionsOfImage(CLI::App const& command) {
+        for (char const* const name :
+             {"--bins", "--only", "--by", "--average", "--sampling", "--order", "--outside", "--image-unit",
+              "--law", "--modulus", "--preset", "--poisson", "--unit-offset", "--min-density"})
+            if (command.get_option(name)->count() > 0)
+                throw CLI::RequiresError(name, "--image");
     }
 
     bool Answer() override {
@@ -101,6 +134,7 @@ private:
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
         m_law.SetLaw(m_options);
+        m_constants.SetConstants(m_options);
         m_options.by = m_by.Get();
         m_options.average = m_average.Get();
         m_image.SetSampling(m_options);
@@ -108,8 +142,9 @@ private:
         m_output.Open({m_input.GetUnit()});
         m_catalog.Open(m_output.GetFileName());
         Model model = m_input.Read(context);
-        m_result =
-            KetSDK::MeshJobs::Materials(model, m_image.Read(context), m_options, m_threads.Limit(context));
+        KetSDK::MeshJobs::Image const image =
+            m_options.constants_only ? KetSDK::MeshJobs::Image() : m_image.Read(context);
+        m_result = KetSDK::MeshJobs::Materials(model, image, m_options, m_threads.Limit(context));
         // Both files or none.
         m_catalog.Write(model.mesh->GetMaterialCatalog());
         context.ThrowIfCancelled();
@@ -123,9 +158,10 @@ private:
         report["materials"] = Json::array();
         for (AssignedMaterial const& m : m_result.materials) {
             report["materials"].push_back({{"id", m.id},
+                                           {"source", SourceOf(m)},
                                            {"density", m.density},
                                            {"emodulus", m.emodulus},
-                                           {"poisson", m_result.law.poisson},
+                                           {"poisson", m.poisson},
                                            {"elements", m.elements},
                                            {"volume", m.volume},
                                            {"mass", m.Mass()},
@@ -134,9 +170,13 @@ private:
             if (m.subvolume >= 0)
                 report["materials"].back()["subvolume"] = SubVolumeName(m);
         }
-        report["outside"] = m_result.sampling.outside;
+        report["without_material"] = m_result.without_material;
         report["volume"] = m_result.volume;
         report["mass"] = m_result.mass;
+        report["mass_of_elements"] = m_result.mass_of_elements;
+        if (m_options.constants_only)
+            return report;
+        report["outside"] = m_result.sampling.outside;
         report["law"] = m_result.law.density;
         report["modulus"] = m_result.law.modulus;
         report["by"] = m_by.GetWord();
@@ -148,20 +188,31 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        KetSDK::MeshVTK::SamplingReport const& sampling = m_result.sampling;
-        out << m_input.GetFileName() << " with " << m_image.GetFileName() << ": " << m_result.elements
-            << " elements, " << m_result.materials.size()
-            << (m_result.materials.size() == 1 ? " material\n" : " materials\n") << "law      "
-            << DescribeDensity(m_result.law) << " [g/cm3]\nmodulus  " << DescribeModulus(m_result.law)
-            << " [MPa]\ngrey     " << FormatNumber(sampling.smallest) << " to "
-            << FormatNumber(sampling.largest) << ", mean " << FormatNumber(sampling.mean) << "\noutside  "
-            << sampling.outside << " of " << m_result.elements << " elements ("
-            << FormatShare(sampling.outside, m_result.elements) << ")\n\n";
+        out << m_input.GetFileName()
+            << (m_options.constants_only ? std::string() : " with " + m_image.GetFileName()) << ": "
+            << m_result.elements << " elements, " << m_result.materials.size()
+            << (m_result.materials.size() == 1 ? " material\n" : " materials\n");
+        if (!m_options.constants_only)
+            PrintSampling(out);
+        out << '\n';
         PrintMaterials(out);
+        out << "\nmass by the density of each element: "
+            << FormatNumber(m_result.mass_of_elements, m_result.mass) << " g\n";
+    }
+
+    void PrintSampling(std::ostream& out) const {
+        KetSDK::MeshVTK::SamplingReport const& sampling = m_result.sampling;
+        out << "law      " << DescribeDensity(m_result.law) << " [g/cm3]\nmodulus  "
+            << DescribeModulus(m_result.law) << " [MPa]\ngrey     " << FormatNumber(sampling.smallest)
+            << " to " << FormatNumber(sampling.largest) << ", mean " << FormatNumber(sampling.mean)
+            << "\noutside  " << sampling.outside << " of " << m_result.elements << " elements ("
+            << FormatShare(sampling.outside, m_result.elements) << ")\n";
     }
 
     void PrintMaterials(std::ostream& out) const {
-        bool const has_subvolumes = m_result.materials.front().subvolume >= 0;
+        bool const has_subvolumes = std::ranges::any_of(m_result.materials, [](AssignedMaterial const& m) {
+            return m.subvolume >= 0 || m.source == Source::Kept;
+        });
         std::vector<Table::Column> columns = {{"id", Table::Align::Right}};
         if (has_subvolumes)
             columns.push_back({"sub-volume", Table::Align::Left});
@@ -189,20 +240,26 @@ private:
             row.push_back(SubVolumeName(m));
         for (std::string const& cell :
              {FormatGeneral(m.LowGrey()), FormatGeneral(m.HighGrey()), FormatGeneral(m.density, 4),
-              FormatGeneral(m.emodulus, 5), FormatGeneral(m_result.law.poisson), std::to_string(m.elements),
+              FormatGeneral(m.emodulus, 5), FormatGeneral(m.poisson), std::to_string(m.elements),
               FormatNumber(m.volume, m_result.volume), FormatNumber(m.Mass(), m_result.mass),
               FormatColor(m.color)})
             row.push_back(cell);
         return row;
     }
 
-    std::string const& SubVolumeName(AssignedMaterial const& m) const {
+    std::string SubVolumeName(AssignedMaterial const& m) const {
+        if (m.subvolume < 0)
+            return m.source == Source::Kept ? "(kept)" : "";
         return m_result.subvolumes[static_cast<std::size_t>(m.subvolume)];
+    }
+    static char const* SourceOf(AssignedMaterial const& m) {
+        return m.source == Source::Law ? "image" : m.source == Source::Constant ? "set" : "kept";
     }
 
     ModelInput m_input;
     ImageInput m_image;
     MaterialLawInput m_law;
+    ConstantsInput m_constants;
     ModelOutput m_output;
     CatalogOutput m_catalog;
     ThreadsOption m_threads;

@@ -133,7 +133,9 @@ TEST_F(Materials, FollowFromTheGreyValuesOfThePhantom) {
               {{1, {6, 3 * both, 2 - 0.257333333333 + 1e-6 * 257.333333333 * 257.333333333, 100, 1500, ""}}},
               {1, 1, 1, 1, 1, 1}}}) {
         SCOPED_TRACE(Json(c.options).dump());
-        Json const report = RunJson(Command(c.options));
+        std::vector<std::string> arguments = Command(c.options);
+        arguments.push_back("--json");
+        Json const report = Json::parse(Run(arguments).out);
         ASSERT_EQ(report["materials"].size(), c.materials.size());
         double mass = 0.0;
         for (Json const& material : report["materials"]) {
@@ -188,6 +190,132 @@ TEST_F(Materials, MeanOfTheLawIsNotTheLawOfTheMean) {
         Json const report = Json::parse(result.out);
         EXPECT_NEAR(report["materials"][0]["density"], density, 1e-12);
         EXPECT_NEAR(report["materials"][0]["grey"][0], 500.0, 1e-9);
+    }
+    // A density below the least one takes nothing from the samples beside it.
+    Result const result = Run(Command({"--by", "single", "--law", "-0.3,0.001,1,0,0", "--sampling", "voxels",
+                                       "--average", "law", "--json"}));
+    Json const report = Json::parse(result.out);
+    EXPECT_NEAR(report["materials"][0]["density"], (0.01 + 2 * 0.4) / 3.0, 1e-12);
+    EXPECT_NE(result.err.find("samples in elements a density below 0.01"), std::string::npos) << result.err;
+}
+
+TEST_F(Materials, MassOfElementsTakesEachByItself) {
+    struct Case {
+        std::vector<std::string> options;
+        bool is_warned_of; // binning moves the mass by more than 1 %
+    };
+    for (Case const& c :
+         std::vector<Case>{{{"--bins", "100"}, false},
+                           {{"--bins", "2"}, true},
+                           {{"--by", "single"}, true},
+                           {{"--bins", "2", "--average", "law", "--sampling", "mean"}, true}}) {
+        SCOPED_TRACE(Json(c.options).dump());
+        std::vector<std::string> arguments = {
+            "materials", Head,  "--image", Ct,    "--law", "0.1,0,0,0.000001,2",
+            "--modulus", "1,1", "-o",      m_out, "--json"};
+        arguments.insert(arguments.end(), c.options.begin(), c.options.end());
+        Json const report = Json::parse(Run(arguments).out);
+        auto const written = ReadFile<vtkXMLUnstructuredGridReader>(m_out);
+        auto const grey = CellValues(*written, "grey"), density = CellValues(*written, "density");
+        double mass = 0.0, mass_of_elements = 0.0;
+        for (std::size_t i = 0; i < grey.size(); ++i) {
+            double p[4][3];
+            for (int corner = 0; corner < 4; ++corner)
+                written->GetPoint(written->GetCell(static_cast<vtkIdType>(i))->GetPointId(corner), p[corner]);
+            double const volume = std::fabs(vtkTetra::ComputeVolume(p[0], p[1], p[2], p[3])) / 1000.0;
+            mass += density[i] * volume;
+            mass_of_elements += (0.1 + 1e-6 * grey[i] * grey[i]) * volume;
+        }
+        EXPECT_NEAR(report["mass"], mass, 1e-9 * mass);
+        if (std::ranges::find(c.options, "law") == c.options.end()) {
+            EXPECT_NEAR(report["mass_of_elements"], mass_of_elements, 1e-9 * mass);
+        } else { // x^2 is convex: its mean lies above the square of the mean
+            EXPECT_GT(report["mass_of_elements"], mass_of_elements);
+        }
+        double const moved = mass / report["mass_of_elements"].get<double>() - 1.0;
+        EXPECT_EQ(std::fabs(moved) > 0.01, c.is_warned_of) << moved;
+        std::string const warnings = report["warnings"].dump();
+        EXPECT_EQ(warnings.find("the mass is") != std::string::npos, c.is_warned_of) << warnings;
+    }
+}
+
+TEST_F(Materials, SubVolumesCanHaveConstantsOrKeepWhatTheyHave) {
+    using Rows = std::vector<std::array<double, 4>>; // id, density, modulus, Poisson's ratio
+    struct Step {
+        std::vector<std::string> options;
+        Rows rows;
+        std::string sources;
+        std::vector<double> ids;
+        std::vector<double> grey;
+        double mass; // of elements, for a volume of 1000 mm3 each box and tetrahedron together
+    };
+    WritePhantom(Path("other.vti"), {0.0, 0.0, 900.0});
+    std::string file = m_mesh;
+    int number = 0;
+    std::vector<std::string> const by_image = {"--image",   m_image,   "--law",  "0.1,0.001,1,0,0",
+                                               "--modulus", "10000,2", "--bins", "2"};
+    // Each step works on what the one before wrote. A file without materials has none to keep.
+    for (Step const& step : std::vector<Step>{
+             {{"--only", "Label 1"},
+              {{1, 0.35, 1225, 0.3}, {2, 0.65, 4225, 0.3}},
+              "image image ",
+              {1, 1, 2, 2, -1, -1},
+              {100, 100, 700, 700, 1500, 1500},
+              0.2 + 0.8},
+             {{"--only", "Label 2", "--image", Path("other.vti"), "--law", "0,0.002,1,0,0", "--by", "single"},
+              {{1, 0.35, 1225, 0.3}, {2, 0.65, 4225, 0.3}, {3, 1.8, 32400, 0.3}},
+              "kept kept image ",
+              {1, 1, 2, 2, 3, 3},
+              {100, 100, 700, 700, 900, 900},
+              0.35 + 0.65 + 1.8},
+             {{"--set", "Label 1=4.43,110000,0.34"},
+              {{3, 1.8, 32400, 0.3}, {4, 4.43, 110000, 0.34}},
+              "kept set ",
+              {4, 4, 4, 4, 3, 3},
+              {100, 100, 700, 700, 900, 900},
+              4.43 + 4.43 + 1.8},
+             {{"--set", "Label 2=2,5,-0.1", "--image", m_image, "--by", "index"},
+              {{1, 0.5, 2500, 0.3}, {3, 2, 5, -0.1}},
+              "image set ",
+              {1, 1, 1, 1, 3, 3},
+              {100, 100, 700, 700, 1500, 1500},
+              0.2 + 0.8 + 2},
+             {{"--set", "Label 2=2,5,-0.1", "--set", "Label 1=1,5,0"},
+              {{1, 2, 5, -0.1}, {2, 1, 5, 0}},
+              "set set ",
+              {2, 2, 2, 2, 1, 1},
+              {100, 100, 700, 700, 1500, 1500},
+              1 + 1 + 2}}) {
+        SCOPED_TRACE(Json(step.options).dump());
+        std::string const out = Path("step" + std::to_string(number++) + ".vtu");
+        std::vector<std::string> arguments = {"materials", file, "-o", out, "--json"};
+        bool const has_image = number <= 2 || number == 4;
+        for (std::size_t i = 0; has_image && i < by_image.size(); i += 2)
+            if (std::ranges::find(step.options, by_image[i]) == step.options.end())
+                arguments.insert(arguments.end(), {by_image[i], by_image[i + 1]});
+        arguments.insert(arguments.end(), step.options.begin(), step.options.end());
+        Result const result = Run(arguments);
+        ASSERT_EQ(result.status, 0) << result.err;
+        Json const report = Json::parse(result.out);
+        Rows rows;
+        std::string sources;
+        for (Json const& m : report["materials"]) {
+            rows.push_back({m["id"], m["density"], m["emodulus"], m["poisson"]});
+            sources += m["source"].get<std::string>() + " ";
+        }
+        EXPECT_EQ(sources, step.sources);
+        ASSERT_EQ(rows.size(), step.rows.size()) << report.dump();
+        for (std::size_t i = 0; i < rows.size(); ++i)
+            for (std::size_t k = 0; k < 4; ++k)
+                EXPECT_NEAR(rows[i][k], step.rows[i][k], 1e-9 * std::fabs(step.rows[i][k])) << i << " " << k;
+        double const both = (BoxVolume + TetrahedronVolume) / 1000.0;
+        EXPECT_NEAR(report["mass_of_elements"], both * step.mass, 1e-9);
+        EXPECT_EQ(report["without_material"], std::ranges::count(step.ids, -1.0));
+        EXPECT_EQ(result.err.find("have no material") != std::string::npos, step.ids.back() == -1.0);
+        auto const written = ReadFile<vtkXMLUnstructuredGridReader>(out);
+        EXPECT_EQ(CellValues(*written, "material"), step.ids);
+        EXPECT_EQ(CellValues(*written, "grey"), step.grey);
+        file = out;
     }
 }
 
@@ -253,14 +381,16 @@ TEST_F(Materials, WarnOfWhatIsHardlyMeant) {
     for (Case const& c : std::vector<Case>{
              {{"--bins", "5", "--image", Path("constant.vti")}, {"grey value 3000", "one material"}},
              {{"--by", "single", "--image", Path("constant.vti")}, {"grey value 3000"}},
-             {{"--bins", "2", "--image", Path("holes.vti")}, {"2 of 6 elements (33.3 %) have no finite"}},
+             {{"--bins", "2", "--image", Path("holes.vti")},
+              {"2 of 6 elements (33.3 %) have no finite", "the mass is 0.2741 g"}},
              {{"--by", "single", "--preset", "vertebra", "--image", Path("constant.vti")},
               {"grey value 3000", "56.15 to 270.1"}},
              {{"--bins", "6", "--preset", "femur", "--unit-offset"},
-              {"4 of 6 elements (66.7 %)"}}, // 1500 is 476 HU
-             {{"--bins", "6", "--law", "-1,0.001,1,0,0"}, {"4 of 6 elements (66.7 %) a density below 0.01"}},
+              {"4 of 6 elements (66.7 %)", "the mass is"}}, // 1500 is 476 HU
+             {{"--bins", "6", "--law", "-1,0.001,1,0,0"},
+              {"4 of 6 elements (66.7 %) a density below 0.01", "the mass is"}},
              {{"--bins", "6", "--law", "0,0.001,1.5,0,0", "--unit-offset", "--min-density", "0.2"},
-              {"4 of 6 elements (66.7 %) a density below 0.2"}},
+              {"4 of 6 elements (66.7 %) a density below 0.2", "the mass is"}},
              {{"--bins", "6", "--law", "100,1,1,0,0"}, {"g/cm3; is the law one for kg/m3"}},
              {{"--bins", "6"}, {}}}) {
         SCOPED_TRACE(Json(c.options).dump());
@@ -308,7 +438,19 @@ TEST_F(Materials, WhatCannotBeAssignedEndsInOneLineAndLeavesNothing) {
              {with({"--bins", "2", "--law", "0,1,1,0,0"}), "a modulus is missing"},
              {with({"--bins", "2", "--modulus", "1,1"}), "a law for densities is missing"},
              {Command({"--bins", "0"}), "--bins"},
-             {Command({}), "--bins is required"},
+             {Command({}), "--by grey: --bins is required"},
+             {Command({"--bins", "2", "--only", "Label 3"}), "no sub-volume \"Label 3\""},
+             {Command({"--bins", "2", "--set", "Label 3=1,1,0"}), "no sub-volume \"Label 3\""},
+             {Command({"--bins", "2", "--set", "Label 1=1,1,0", "--only", "Label 1"}), "in --only as well"},
+             {Command({"--bins", "2", "--set", "Label 1=1,1,0", "--set", "Label 1=1,1,0"}), "twice"},
+             {Command({"--bins", "2", "--set", "Label 1=0,1,0"}), "density must be above 0, not 0"},
+             {Command({"--bins", "2", "--set", "Label 1=1,-1,0"}), "modulus must be above 0, not -1"},
+             {Command({"--bins", "2", "--set", "Label 1=1,1,0.5"}), "between -1 and 0.5"},
+             {Command({"--bins", "2", "--set", "Label 1=1,1"}), "2 numbers instead of 3"},
+             {Command({"--bins", "2", "--set", "Label 1"}), "NAME=DENSITY,E,NU"},
+             {Command({"--bins", "3", "--only", "Label 2"}), "2 elements in the sub-volumes of --only"},
+             {{"materials", m_mesh, "--set", "Label 1=1,1,0", "--bins", "2", "-o", m_out},
+              "--bins requires --image"},
              {Command({"--bins", "7"}), "6 elements, too few for 7 bins"},
              {Command({"--bins", "2", "--poisson", "0.5"}), "between -1 and 0.5"},
              {Command({"--bins", "2", "--poisson", "-1"}), "between -1 and 0.5"},
@@ -365,7 +507,7 @@ TEST_F(Materials, PresetsAreThoseOfThePageAndOfThePapers) {
 }
 
 TEST_F(Materials, ColoursAreThoseThatViewersGet) {
-    Json const report = RunJson(Command({"--bins", "3"}));
+    Json const report = Json::parse(Run(Command({"--bins", "3", "--json"})).out);
     std::map<double, std::string> color_of;
     for (Json const& material : report["materials"])
         color_of[material["grey"][0]] = material["color"];

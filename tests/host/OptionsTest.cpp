@@ -46,7 +46,8 @@ std::map<std::string, std::vector<std::string>> const Runs = {
       "1,0.001,1,0,0 "
       "--modulus 3000,2 --poisson 0.4 --unit-offset --min-density 0.02 --by grey --average law -o out.vtu "
       "--catalog out.xml --threads 2",
-      "HEAD --image CT --preset femur --by single -o out.vtu", "--list-presets --markdown"}},
+      "HEAD --image CT --preset femur --by single -o out.vtu --only ONE --set TWO=1.9,17000,0.3",
+      "--list-presets --markdown"}},
     {"colors",
      {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
 
@@ -74,8 +75,10 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
     RunJson({"surfaces", Path("tet4.vtu"), "--interfaces", "--names", "volumes", "-o", skin});
     Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset", "femur", "--bins", "2", "-o",
          model});
-    std::map<std::string, std::string> const places = {
-        {"HEAD", Head}, {"CT", Data + "head_ct.nii.gz"}, {"ONE", "Label 1"}};
+    std::map<std::string, std::string> const places = {{"HEAD", Head},
+                                                       {"CT", Data + "head_ct.nii.gz"},
+                                                       {"ONE", "Label 1"},
+                                                       {"TWO=1.9,17000,0.3", "Label 2=1.9,17000,0.3"}};
     auto const place = [&](std::string const& word) {
         bool const is_file = word.find(".vt") != std::string::npos || word.starts_with("out.");
         return places.contains(word) ? places.at(word) : is_file ? Path(word) : word;

@@ -11,7 +11,11 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <limits>
+#include <map>
+#include <set>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace KetSDK::Mesh {
@@ -20,6 +24,10 @@ namespace {
 
 using Settings = MMeshOperatorSettingsMaterialAssign;
 using Values = MDataMask<MMeshElement, double>;
+
+// Identifiers are 32 bits wide, and up to 65535 bins for each of 65534 sub-volumes follow; more elements than
+// 2^30 no mesh has.
+constexpr unsigned int LargestKeptId = 0x3FFFFFFF;
 
 // What each way of assigning comes to.
 struct Way {
@@ -62,11 +70,51 @@ std::size_t SubVolumeOf(MMeshBase const& mesh, MMeshElement const& e) {
     return static_cast<std::size_t>(std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask()->GetValue(e));
 }
 
-// Of each sub-volume, or of all elements.
-std::vector<Spread> SpreadsOf(MMeshBase const& mesh, Values const& values, bool per_subvolume) {
+// Where the material of an element comes from, by its sub-volume.
+class Sources {
+public:
+    using Source = AssignedMaterial::Source;
+
+    Sources(MMeshBase const& mesh, MaterialAssignment const& how)
+        : m_mesh(mesh) {
+        for (int const number : how.kept)
+            m_others[number] = Source::Kept;
+        for (ConstantMaterial const& constant : how.constants)
+            m_others[constant.subvolume] = Source::Constant;
+    }
+
+    // Whether the law gives all elements their materials.
+    bool IsLawAlone() const noexcept { return m_others.empty(); }
+    Source Of(int subvolume) const {
+        auto const found = m_others.find(subvolume);
+        return found == m_others.end() ? Source::Law : found->second;
+    }
+    Source Of(MMeshElement const& e) const {
+        return IsLawAlone() ? Source::Law : Of(static_cast<int>(SubVolumeOf(m_mesh, e)));
+    }
+    // The sub-volumes whose elements get materials by the law.
+    Settings::SubVolumes UnderLaw() const {
+        Settings::SubVolumes under_law;
+        for (auto it = m_mesh.BeginSubVolume(); it != m_mesh.EndSubVolume(); ++it)
+            if (Of((*it)->GetID()) == Source::Law)
+                under_law.insert(it->get());
+        return under_law;
+    }
+
+private:
+    MMeshBase const& m_mesh;
+    std::map<int, Source> m_others;
+};
+
+using Source = Sources::Source;
+
+// Of each sub-volume, or of all elements, as far as they are under the law.
+std::vector<Spread> SpreadsOf(MMeshBase const& mesh, Sources const& sources, Values const& values,
+                              bool per_subvolume) {
     std::vector<Spread> spreads(per_subvolume ? mesh.NumberOfSubVolumes() : 1);
     for (MMeshElement const& e : mesh.Elements())
-        spreads[per_subvolume ? SubVolumeOf(mesh, e) : 0].Add(values.GetValue(e));
+        if (sources.Of(e) == Source::Law)
+            spreads[per_subvolume ? SubVolumeOf(mesh, e) : 0].Add(values.GetValue(e));
     return spreads;
 }
 
@@ -77,13 +125,26 @@ void MakeVolumeLists(MMeshBase& mesh) {
         lists.SetValue(e, {{static_cast<unsigned short>(SubVolumeOf(mesh, e)), 1.0}});
 }
 
+MMeshMaterial MaterialOf(AssignedMaterial const& assigned) {
+    MMeshMaterial material;
+    material.SetID(assigned.id);
+    material.SetDensity(assigned.density);
+    material.SetEmodulus(assigned.emodulus);
+    material.SetPoisson(assigned.poisson);
+    return material;
+}
+
 // The materials that elements may get, in the form in which the operator takes them.
 class Plan {
 public:
-    explicit Plan(MaterialAssignment const& how)
-        : m_how(how) {}
+    // Identifiers count from the first one.
+    Plan(MaterialAssignment const& how, unsigned int first_id)
+        : m_how(how)
+        , m_first_id(first_id) {}
 
-    // A material that nothing gets.
+    unsigned int GetFirstId() const noexcept { return m_first_id; }
+
+    // A material that nothing gets, before all others.
     void AddUnused() { Enter({}); }
 
     // Materials for bins of equal width: one bin where all values are the same.
@@ -114,8 +175,20 @@ public:
         Append(material, DensityFor(spread.Mean()));
     }
 
-    // Gives out the materials; false when cancelled.
-    bool Assign(MMeshBase& mesh, Way const& way, std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    void AddConstant(ConstantMaterial const& constant) {
+        AssignedMaterial material;
+        material.source = Source::Constant;
+        material.subvolume = constant.subvolume;
+        material.density = constant.density;
+        material.emodulus = constant.emodulus;
+        material.poisson = constant.poisson;
+        Append(material);
+    }
+
+    // Gives out those of the law to the elements of the sub-volumes, all when there are none; false when
+    // cancelled.
+    bool Assign(MMeshBase& mesh, Way const& way, Settings::SubVolumes const& subvolumes,
+                std::shared_ptr<Common::IProgressDelegate> const& progress) {
         m_lookup.Sort();
         Settings settings;
         settings.SetAssignType(way.type);
@@ -123,6 +196,7 @@ public:
         settings.SetMatCatalog(&m_catalog);
         settings.SetMaskUsed(std::vector<bool>(way.per_subvolume ? mesh.NumberOfSubVolumes() : 0, true));
         settings.SetValues(m_how.densities);
+        settings.SetSubVolumes(subvolumes);
         MMeshOperatorMaterialAssign assign;
         assign.SetMesh(&mesh);
         assign.SetSettings(&settings);
@@ -130,7 +204,7 @@ public:
         return assign.Operate();
     }
 
-    // In the order of their identifiers, which count from 1.
+    // In the order of their identifiers.
     std::vector<AssignedMaterial> const& GetMaterials() const { return m_materials; }
 
 private:
@@ -138,34 +212,35 @@ private:
 
     // Completes a material with the density that the law gives it and adds it; returns its identifier.
     unsigned int Append(AssignedMaterial& material, double density) {
-        material.id = static_cast<unsigned int>(m_materials.size()) + 1;
         material.density = m_how.law.RaisedDensity(density);
         material.is_raised = material.density != density;
         material.emodulus = m_how.law.ModulusAt(material.density);
+        material.poisson = m_how.law.poisson;
+        return Append(material);
+    }
+    unsigned int Append(AssignedMaterial& material) {
+        material.id = m_first_id + static_cast<unsigned int>(m_materials.size());
         m_materials.push_back(material);
         Enter(material);
         return material.id;
     }
     void Enter(AssignedMaterial const& planned) {
-        MMeshMaterial material;
-        material.SetID(planned.id);
-        material.SetDensity(planned.density);
-        material.SetEmodulus(planned.emodulus);
-        material.SetPoisson(m_how.law.poisson);
+        MMeshMaterial material = MaterialOf(planned);
         m_catalog.AddMaterial(material);
     }
 
     MaterialAssignment const& m_how;
+    unsigned int m_first_id;
     std::vector<AssignedMaterial> m_materials;
     MMaterialCatalog m_catalog;
     MDensityLookup m_lookup;
 };
 
-Plan MakePlan(MMeshBase& mesh, MaterialAssignment const& how, Way const& way) {
+void PlanByLaw(Plan& plan, MMeshBase& mesh, MaterialAssignment const& how, Sources const& sources,
+               Way const& way) {
     Values const& grey = *mesh.GetElementMasks()->GetGreyValueMask();
     std::vector<Spread> const spreads =
-        SpreadsOf(mesh, how.densities ? *how.densities : grey, way.per_subvolume);
-    Plan plan(how);
+        SpreadsOf(mesh, sources, how.densities ? *how.densities : grey, way.per_subvolume);
     if (way.type == Settings::MaterialIndex)
         plan.AddUnused(); // the operator counts from the second material
     for (std::size_t i = 0; i < spreads.size(); ++i) {
@@ -175,18 +250,96 @@ Plan MakePlan(MMeshBase& mesh, MaterialAssignment const& how, Way const& way) {
         else
             plan.AddMean(spreads[i], subvolume);
     }
-    return plan;
 }
 
-// Counts the elements of each material, with their volumes and grey values.
-void CountElements(MMeshBase const& mesh, std::vector<AssignedMaterial>& materials) {
+// A property of a material: not a number when it is unset.
+double ValueOf(double property) {
+    return property == DBL_MAX ? std::numeric_limits<double>::quiet_NaN() : property;
+}
+
+// The materials that elements keep, by ascending identifier.
+std::vector<AssignedMaterial> KeptMaterials(MMeshBase const& mesh, Sources const& sources) {
+    std::vector<AssignedMaterial> kept;
+    auto const* const ids = std::as_const(*mesh.GetElementMasks()).GetMaterialMask();
+    if (!ids || sources.IsLawAlone())
+        return kept;
+    std::set<unsigned int> used;
+    for (MMeshElement const& e : mesh.Elements())
+        if (sources.Of(e) == Source::Kept)
+            used.insert(static_cast<unsigned int>(ids->GetValue(e)));
+    for (unsigned int const id : used)
+        if (MMeshMaterial const* const stored = mesh.GetMaterialCatalog().GetMaterialWithID(id)) {
+            AssignedMaterial material;
+            material.id = id;
+            material.source = Source::Kept;
+            material.density = ValueOf(stored->GetDensity());
+            material.emodulus = ValueOf(stored->GetEmodulus());
+            material.poisson = ValueOf(stored->GetPoisson());
+            material.color = stored->GetColor() & 0xFFFFFFu;
+            kept.push_back(material);
+        }
+    return kept;
+}
+
+// Elements of constants get the identifiers; with `none` they lose theirs.
+void AssignConstants(MMeshBase& mesh, Sources const& sources, std::vector<AssignedMaterial> const& materials,
+                     bool none) {
+    std::map<int, int> id_of;
+    for (AssignedMaterial const& material : materials)
+        if (material.source == Source::Constant)
+            id_of[material.subvolume] = none ? -1 : static_cast<int>(material.id);
+    if (id_of.empty())
+        return;
+    MDataMask<MMeshElement, int>& ids = *mesh.GetElementMasks()->GetMaterialMask();
+    for (MMeshElement const& e : mesh.Elements())
+        if (sources.Of(e) == Source::Constant)
+            ids.SetValue(e, id_of.at(static_cast<int>(SubVolumeOf(mesh, e))));
+}
+
+// Finds the place of an identifier in a list: kept materials, and behind them those of a plan.
+class MaterialPlaces {
+public:
+    MaterialPlaces(std::vector<AssignedMaterial> const& kept, Plan const& plan)
+        : m_kept(kept)
+        , m_first_id(plan.GetFirstId())
+        , m_count(kept.size() + plan.GetMaterials().size()) {}
+
+    // Of no material: the number of all.
+    std::size_t Find(unsigned int id) const {
+        if (id >= m_first_id)
+            return std::min(m_kept.size() + (id - m_first_id), m_count);
+        auto const found = std::ranges::lower_bound(m_kept, id, {}, &AssignedMaterial::id);
+        return found != m_kept.end() && found->id == id ? static_cast<std::size_t>(found - m_kept.begin())
+                                                        : m_count;
+    }
+
+private:
+    std::vector<AssignedMaterial> const& m_kept;
+    unsigned int m_first_id;
+    std::size_t m_count;
+};
+
+// Counts the elements of each material, with their volumes, grey values and masses.
+void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, MaterialPlaces const& places,
+                   std::vector<AssignedMaterial>& materials) {
     MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
+    auto const* const grey_values = masks.GetGreyValueMask();
     std::vector<Spread> spreads(materials.size());
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        auto const i = static_cast<std::size_t>(masks.GetMaterialMask()->GetValue(e)) - 1;
-        ++materials[i].elements;
-        materials[i].volume += std::fabs(GetElementVolume(e));
-        spreads[i].Add(masks.GetGreyValueMask()->GetValue(e));
+        std::size_t const i = places.Find(static_cast<unsigned int>(masks.GetMaterialMask()->GetValue(e)));
+        if (i == materials.size())
+            return;
+        AssignedMaterial& material = materials[i];
+        double const volume = std::fabs(GetElementVolume(e));
+        double const grey = grey_values ? grey_values->GetValue(e) : 0.0;
+        double const density = material.source != Source::Law ? material.density
+                               : how.densities                ? how.densities->GetValue(e)
+                                                              : how.law.DensityAt(grey);
+        ++material.elements;
+        material.volume += volume;
+        material.mass_of_elements +=
+            (material.source == Source::Law ? how.law.RaisedDensity(density) : density) * volume / 1000.0;
+        spreads[i].Add(grey);
     });
     for (std::size_t i = 0; i < materials.size(); ++i) {
         materials[i].smallest_grey = spreads[i].min;
@@ -214,16 +367,41 @@ std::vector<AssignedMaterial> AssignMaterials(MMeshBase& mesh, MaterialAssignmen
             throw std::length_error("too many sub-volumes");
         MakeVolumeLists(mesh);
     }
-    Plan plan = MakePlan(mesh, how, way);
-    if (!plan.Assign(mesh, way, progress))
+    Sources const sources(mesh, how);
+    std::vector<AssignedMaterial> const kept = KeptMaterials(mesh, sources);
+    if (!kept.empty() && kept.back().id > LargestKeptId)
+        throw std::length_error("identifiers of materials that are kept go up to " +
+                                std::to_string(LargestKeptId));
+    Plan plan(how, kept.empty() ? 1 : kept.back().id + 1);
+    Settings::SubVolumes const under_law = sources.UnderLaw();
+    bool const has_law = sources.IsLawAlone() || !under_law.empty();
+    if (has_law)
+        PlanByLaw(plan, mesh, how, sources, way);
+    for (ConstantMaterial const& constant : how.constants)
+        plan.AddConstant(constant);
+    AssignConstants(mesh, sources, plan.GetMaterials(), true);
+    // With an empty catalog the operator leaves identifiers as they are planned.
+    MMaterialCatalog& catalog = mesh.GetMaterialCatalog();
+    MMaterialCatalog const before = catalog;
+    catalog.Clear();
+    if (has_law &&
+        !plan.Assign(mesh, way, sources.IsLawAlone() ? Settings::SubVolumes() : under_law, progress))
         return {};
-    std::vector<AssignedMaterial> materials = plan.GetMaterials();
-    CountElements(mesh, materials);
+    AssignConstants(mesh, sources, plan.GetMaterials(), false);
+    std::vector<AssignedMaterial> materials = kept;
+    materials.insert(materials.end(), plan.GetMaterials().begin(), plan.GetMaterials().end());
+    CountElements(mesh, how, MaterialPlaces(kept, plan), materials);
     std::erase_if(materials, [](AssignedMaterial const& material) { return material.elements == 0; });
+    catalog.Clear(); // the operator knows those of the law alone
     for (AssignedMaterial& material : materials) {
+        if (material.source == Source::Kept) {
+            catalog.AddMaterial(*before.GetMaterialWithID(material.id));
+            continue;
+        }
         if (!material.has_interval)
             material.color = ColorOf(material.mean_grey);
-        mesh.GetMaterialCatalog().GetMaterialWithID(material.id)->SetColor(0xFF000000 | material.color);
+        MMeshMaterial entry = MaterialOf(material);
+        catalog.AddMaterial(entry)->SetColor(0xFF000000 | material.color);
     }
     return materials;
 }

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <vector>
 
 class MMeshBase;
@@ -23,6 +24,14 @@ enum class MaterialsBy : int {
     Single, // nothing: one material for all
 };
 
+// One material for all elements of a sub-volume, whatever their grey values are.
+struct ConstantMaterial {
+    int subvolume = -1;    // number
+    double density = 0.0;  // g/cm3
+    double emodulus = 0.0; // MPa
+    double poisson = 0.0;
+};
+
 // How the elements of a mesh get materials.
 struct MaterialAssignment {
     MaterialsBy by = MaterialsBy::Grey;
@@ -31,14 +40,22 @@ struct MaterialAssignment {
     // A density [g/cm3] of each element: these are then binned or averaged. Without, it is grey values, and
     // the law turns the middle of a bin, or the mean, into a density. Registered with the mesh.
     MDataMask<MMeshElement, double> const* densities = nullptr;
+    // The sub-volumes that are left out: their elements keep their materials ...
+    std::set<int> kept;
+    // ... and those that get a constant one; no number stands twice.
+    std::vector<ConstantMaterial> constants;
 };
 
 // A material that elements have, and what they are together.
 struct AssignedMaterial {
+    enum class Source { Law, Constant, Kept };
+
     unsigned int id = 0;
-    int subvolume = -1;        // number of the sub-volume that the material is of; -1 for all
-    double density = 0.0;      // g/cm3
-    double emodulus = 0.0;     // MPa
+    Source source = Source::Law;
+    int subvolume = -1;    // number of the sub-volume that the material is of; -1 for several
+    double density = 0.0;  // g/cm3
+    double emodulus = 0.0; // MPa
+    double poisson = 0.0;
     bool is_raised = false;    // the density, to the least one
     bool has_interval = false; // of grey values: from low up to high
     double low = 0.0;
@@ -46,7 +63,9 @@ struct AssignedMaterial {
     unsigned int color = 0; // 0x00RRGGBB
 
     std::uint64_t elements = 0;
-    double volume = 0.0;        // mm3, of inverted elements too
+    double volume = 0.0; // mm3, of inverted elements too
+    // g: each element with the density that the law gives it alone, not that of its bin or of the mean
+    double mass_of_elements = 0.0;
     double smallest_grey = 0.0; // of the elements
     double largest_grey = 0.0;
     double mean_grey = 0.0;
@@ -61,11 +80,13 @@ struct AssignedMaterial {
 // Material indices, one for each sub-volume, are 16 bits wide.
 inline constexpr std::size_t MostSubVolumesWithMaterials = 65534;
 
-// Gives every element of a mesh with grey values a material, and leaves in the catalog of the mesh the
-// materials that are in use; returns these by ascending identifier. By Mask and Index the only entry in the
-// volume list of an element is then its sub-volume. Empty when the user cancelled; elements may have got
-// materials before. Throws std::length_error("too many sub-volumes") where materials are those of sub-volumes
-// and there are more than can have some. The delegate may be null.
+// Gives the elements of a mesh materials, by their grey values where there is no constant one, and leaves in
+// the catalog of the mesh the materials that are in use; returns these by ascending identifier. Identifiers
+// count from 1: bins or sub-volumes first, constants then. Kept materials keep theirs, and the others count
+// on from the largest of them. By Mask and Index the only entry in the volume list of an element is then its
+// sub-volume. Empty when the user cancelled; elements may have lost or got materials before. Throws
+// std::length_error("too many sub-volumes") where materials are those of sub-volumes and there are more than
+// can have some. The delegate may be null.
 KETSDK_MESH_API std::vector<AssignedMaterial>
 AssignMaterials(MMeshBase& mesh, MaterialAssignment const& how,
                 std::shared_ptr<Common::IProgressDelegate> const& progress);

@@ -17,7 +17,7 @@ CLI::Option* ImageInput::Declare(Command& owner, CLI::App& command) {
         ->check(CLI::IsMember({"m", "mm", "um"}));
     m_mode.Declare(command, "--sampling",
                    "Grey value of an element: that at its centroid, the mean over it by a quadrature rule, "
-                   "or the mean of the voxels in it");
+                   "or the mean of the voxels in it (centroid unless given)");
     command
         .add_option("--order", m_order,
                     "With --sampling mean: polynomials of so high a degree are averaged exactly (2 unless "
