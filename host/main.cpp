@@ -88,7 +88,9 @@ int Main(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (CLI::Success const& request) { // help or version
-        return app.exit(request);
+        int const status = app.exit(request);
+        FinishOutput();
+        return status;
     } catch (CLI::Error const& e) {
         return Fail(std::string(e.what()) + " (see ketmesh --help)");
     }
@@ -107,5 +109,11 @@ int Main(int argc, char** argv) {
 int main(int argc, char** argv) {
     ketmesh::InstallSignalHandlers();
     vtkLogger::SetStderrVerbosity(vtkLogger::VERBOSITY_OFF); // one line is enough, and it is ours
-    return ketmesh::Main(argc, argv);
+    try {
+        return ketmesh::Main(argc, argv);
+    } catch (std::bad_alloc const&) {
+        return ketmesh::Fail("there is not enough memory");
+    } catch (std::exception const& e) {
+        return ketmesh::Fail(e.what());
+    }
 }

@@ -3,6 +3,7 @@
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 
 #include <filesystem>
 
@@ -16,7 +17,7 @@ std::string CatalogFileName(std::string const& mesh_file) {
 MeshVTK::OutputFile OpenCatalogFile(std::string const& path) {
     return Detail::ForFile(path, [&path] {
         // No mesh and no image has this ending, so that none can be overwritten by mistake.
-        if (std::filesystem::path(path).extension() != ".xml")
+        if (MeshVTK::LowerCaseEnding(path) != ".xml")
             throw MeshVTK::Error("catalogs of materials are written to .xml files only");
         return MeshVTK::OutputFile(path);
     });

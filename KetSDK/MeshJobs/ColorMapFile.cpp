@@ -9,8 +9,6 @@
 #include <vtkXMLDataElement.h>
 
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <vector>
 
@@ -101,12 +99,8 @@ MeshVTK::OutputFile OpenColorMapFile(std::string const& path) {
 void WriteColorMap(ColorsResult const& colors, std::string const& name, MeshVTK::OutputFile& file) {
     Detail::ForFile(file.GetPath().string(), [&] {
         std::vector<ColorPoint> const points = Points(colors);
-        std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
-        out << (MeshVTK::LowerCaseEnding(file.GetPath()) == ".json" ? AsJson(points, name)
-                                                                    : AsXml(points, name));
-        out.close();
-        if (!out)
-            throw MeshVTK::Error("it cannot be written: the disk is full");
+        file.Write(MeshVTK::LowerCaseEnding(file.GetPath()) == ".json" ? AsJson(points, name)
+                                                                       : AsXml(points, name));
         file.Commit();
     });
 }

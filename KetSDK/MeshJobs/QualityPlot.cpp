@@ -3,13 +3,13 @@
 #include <KetSDK/MeshJobs/Metrics.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <sstream>
 
 namespace KetSDK::MeshJobs {
 
@@ -216,7 +216,7 @@ void Draw(std::ostream& out, QualityResult const& quality, QualityPlotOptions co
 
 MeshVTK::OutputFile OpenQualityPlot(std::string const& path) {
     return Detail::ForFile(path, [&path] {
-        if (std::filesystem::path(path).extension() != ".svg")
+        if (MeshVTK::LowerCaseEnding(path) != ".svg")
             throw MeshVTK::Error("histograms are drawn into .svg files only");
         return MeshVTK::OutputFile(path);
     });
@@ -225,11 +225,9 @@ MeshVTK::OutputFile OpenQualityPlot(std::string const& path) {
 void WriteQualityPlot(QualityResult const& quality, MeshVTK::OutputFile& file,
                       QualityPlotOptions const& options) {
     Detail::ForFile(file.GetPath().string(), [&] {
-        std::ofstream out(file.GetTemporaryPath(), std::ios::binary);
+        std::ostringstream out;
         Draw(out, quality, options);
-        out.close();
-        if (!out)
-            throw MeshVTK::Error("it cannot be written: the disk is full");
+        file.Write(out.str());
         file.Commit();
     });
 }

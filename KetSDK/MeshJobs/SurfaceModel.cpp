@@ -23,6 +23,10 @@ void CheckSurfaceFileName(std::string const& path) {
     Detail::ForFile(path, [&path] { MeshVTK::CheckSurfaceFileName(path); });
 }
 
+void CheckSurfaceFileNames(std::string const& path) {
+    Detail::ForFile(path, [&path] { MeshVTK::CheckSurfaceFileNames(path); });
+}
+
 MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
     return Detail::ForFile(path, [&path] {
         MeshVTK::CheckSurfaceFileName(path);

@@ -37,6 +37,8 @@ struct SurfaceWriteOptions {
 
 // Throws FileError for a name with another ending than those above.
 KETSDK_MESHJOBS_API void CheckSurfaceFileName(std::string const& path);
+// The same for a name that WriteSurfaces is given; its stem must leave room for the names of surfaces.
+KETSDK_MESHJOBS_API void CheckSurfaceFileNames(std::string const& path);
 // Opens the file that a surface is to be written to, before the work. Throws FileError for another ending and
 // for a place that cannot be written to.
 KETSDK_MESHJOBS_API MeshVTK::OutputFile OpenSurfaceFile(std::string const& path);

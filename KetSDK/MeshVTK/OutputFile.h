@@ -3,16 +3,20 @@
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 
 #include <filesystem>
+#include <string_view>
 
 namespace KetSDK::MeshVTK {
 
-// A file that appears whole or not at all. It is written under a temporary name in the same folder and
-// with the same ending, and takes its own name with Commit(); without, it is removed and whatever had
-// the name stays as it was. One thread at a time makes output files.
+// A file that appears whole or not at all. It is written under a temporary name in the same folder, and takes
+// its own name with Commit(); without, it is removed and whatever had the name stays as it was. A file that
+// had the name before hands on its permissions; where the name is that of a symbolic link, the file goes
+// where the link leads. Temporary files that ended processes have left in the folder are removed. One thread
+// at a time makes output files.
 class KETSDK_MESHVTK_API OutputFile {
 public:
-    // Makes the temporary file, empty. Throws Error when the folder does not exist or cannot be written
-    // to, or when the name belongs to something else than a file.
+    // Makes the temporary file, empty. Throws Error when the folder does not exist or cannot be written to,
+    // when the name is too long or belongs to something else than a file, and when the file that has it may
+    // not be written to.
     explicit OutputFile(std::filesystem::path const& path);
     OutputFile(OutputFile const&) = delete;
     OutputFile& operator=(OutputFile const&) = delete;
@@ -22,9 +26,15 @@ public:
 
     // The name that the file gets in the end.
     std::filesystem::path const& GetPath() const noexcept { return m_path; }
-    // The name to write to.
+    // The name to write to, which has no ending. It leads to the open file and not through the folder, where
+    // somebody else could put another file; but where the system has no /dev/fd.
     std::filesystem::path const& GetTemporaryPath() const noexcept;
-    // Renames the file, in place of one that has the name. Throws Error when that fails.
+    // Writes bytes behind what this operation wrote before. Throws Error when that fails.
+    void Write(std::string_view bytes);
+    // Waits until the disk has the file; only the renaming is left then. Throws Error when that fails.
+    void Finish();
+    // Renames the file, in place of one that has the name; Finish() comes before, unless that was done.
+    // Throws Error when that fails.
     void Commit();
 
     // Removes all temporary files of the process that were not committed. May be called from a signal
@@ -33,6 +43,8 @@ public:
 
 private:
     struct Entry;
+
+    OutputFile(std::filesystem::path const& path, Entry* entry);
 
     std::filesystem::path m_path;
     Entry* m_entry; // null once committed or moved from

@@ -17,25 +17,30 @@
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
+#include <vtkIdList.h>
 #include <vtkNew.h>
 #include <vtkOBJReader.h>
 #include <vtkOBJWriter.h>
 #include <vtkObjectFactory.h>
 #include <vtkPLYReader.h>
-#include <vtkPLYWriter.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
 #include <vtkPolyData.h>
 #include <vtkSTLReader.h>
 #include <vtkSTLWriter.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
 
+#include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <numeric>
 #include <set>
+#include <span>
 #include <string>
 #include <unordered_set>
 
@@ -45,37 +50,75 @@ namespace {
 
 constexpr char const* CannotWrite = "it cannot be written";
 
-void WriteVtp(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
+void WriteVtp(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
     vtkNew<vtkXMLPolyDataWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
-    writer->SetFileName(path);
+    writer->SetFileName(file.GetTemporaryPath().c_str());
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
 }
 
-void WriteStl(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
+void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
     vtkNew<vtkSTLWriter> writer;
     writer->SetFileTypeToBinary();
-    writer->SetFileName(path);
+    writer->SetFileName(file.GetTemporaryPath().c_str());
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
 }
 
-void WritePly(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
-    vtkNew<vtkPLYWriter> writer;
-    writer->SetFileTypeToBinary();
-    writer->SetDataByteOrderToLittleEndian();
-    if (data.GetCellData()->HasArray(ArrayNames::Color))
-        writer->SetArrayName(ArrayNames::Color);
-    writer->SetFileName(path);
-    writer->SetInputData(&data);
-    session.Run(*writer, CannotWrite);
+// VTK's writer of these files takes names with their ending only, and gives nothing when asked for a string.
+class PlyBytes {
+public:
+    PlyBytes(vtkPolyData& data, vtkUnsignedCharArray* colors) {
+        Header(data.GetNumberOfPoints(), data.GetNumberOfPolys(), colors != nullptr);
+        for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i)
+            for (double const coordinate : std::span(data.GetPoint(i), 3))
+                Add(static_cast<float>(coordinate));
+        vtkNew<vtkIdList> corners;
+        for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+            data.GetPolys()->GetCellAtId(i, corners);
+            Add(static_cast<std::uint8_t>(corners->GetNumberOfIds()));
+            for (vtkIdType const corner : *corners)
+                Add(static_cast<std::int32_t>(corner));
+            for (int channel = 0; colors && channel < 3; ++channel)
+                Add(colors->GetTypedComponent(i, channel));
+        }
+    }
+    std::string const& Get() const noexcept { return m_bytes; }
+
+private:
+    void Header(vtkIdType points, vtkIdType faces, bool has_colors) {
+        m_bytes = "ply\nformat binary_little_endian 1.0\ncomment VTK generated PLY File\n"
+                  "obj_info vtkPolyData points and polygons: vtk4.0\nelement vertex " +
+                  std::to_string(points) +
+                  "\nproperty float x\nproperty float y\nproperty float z\nelement face " +
+                  std::to_string(faces) + "\nproperty list uchar int vertex_indices\n";
+        if (has_colors)
+            m_bytes += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
+        m_bytes += "end_header\n";
+    }
+    // Least significant byte first.
+    template <typename T>
+    void Add(T value) {
+        auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
+        if constexpr (std::endian::native == std::endian::big)
+            std::ranges::reverse(bytes);
+        m_bytes.append(bytes.data(), bytes.size());
+    }
+
+    std::string m_bytes;
+};
+
+void WritePly(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
+    auto* const colors =
+        vtkUnsignedCharArray::SafeDownCast(data.GetCellData()->GetAbstractArray(ArrayNames::Color));
+    file.Write(PlyBytes(data, colors && colors->GetNumberOfComponents() == 3 ? colors : nullptr).Get());
 }
 
-void WriteObj(vtkPolyData& data, char const* path, Detail::VtkSession& session) {
+void WriteObj(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
     vtkNew<vtkOBJWriter> writer;
-    writer->SetFileName(path);
+    writer->SetFileName(file.GetTemporaryPath().c_str());
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
 }
@@ -84,22 +127,12 @@ void WriteObj(vtkPolyData& data, char const* path, Detail::VtkSession& session) 
 // `triangles` and `points` is there.
 
 bool IsComplete(std::ifstream&, std::uint64_t, std::uint64_t) {
-    return true; // this writer notices
+    return true; // what writes these notices
 }
 
 bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) {
     file.seekg(0, std::ios::end);
     return static_cast<std::uint64_t>(file.tellg()) == 84 + 50 * triangles;
-}
-
-bool IsCompletePly(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
-    std::string line;
-    std::uint64_t face = 13;
-    while (std::getline(file, line) && line != "end_header")
-        face += line.starts_with("property uchar "); // a channel of the faces' colour
-    auto const begin = file.tellg();
-    file.seekg(0, std::ios::end);
-    return begin > 0 && static_cast<std::uint64_t>(file.tellg() - begin) == 12 * points + face * triangles;
 }
 
 bool IsCompleteObj(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
@@ -190,13 +223,13 @@ vtkSmartPointer<vtkPolyData> ReadObj(std::filesystem::path const& path, Detail::
 struct SurfaceFormat {
     char const* ending;
     vtkSmartPointer<vtkPolyData> (*read)(std::filesystem::path const& path, Detail::VtkSession& session);
-    void (*write)(vtkPolyData& data, char const* path, Detail::VtkSession& session);
+    void (*write)(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session);
     bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
 
 constexpr SurfaceFormat Formats[] = {{".vtp", ReadVtp, WriteVtp, IsComplete},
                                      {".stl", ReadStl, WriteStl, IsCompleteStl},
-                                     {".ply", ReadPly, WritePly, IsCompletePly},
+                                     {".ply", ReadPly, WritePly, IsComplete},
                                      {".obj", ReadObj, WriteObj, IsCompleteObj}};
 
 // `use` is what the file is for: "read from" or "written to".
@@ -208,16 +241,19 @@ SurfaceFormat const& FormatOf(std::filesystem::path const& path, char const* use
     throw Error(std::string("surfaces are ") + use + " .vtp, .stl, .ply and .obj files only");
 }
 
-void Write(vtkPolyData& data, std::filesystem::path const& path,
-           std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    SurfaceFormat const& format = FormatOf(path, "written to");
+void Write(vtkPolyData& data, OutputFile& file, std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    SurfaceFormat const& format = FormatOf(file.GetPath(), "written to");
     Detail::VtkSession session(progress, "Writing file");
-    format.write(data, path.c_str(), session);
-    std::ifstream file(path, std::ios::binary);
-    if (!format.is_complete(file, static_cast<std::uint64_t>(data.GetNumberOfPolys()),
+    format.write(data, file, session);
+    std::ifstream written(file.GetTemporaryPath(), std::ios::binary);
+    if (!format.is_complete(written, static_cast<std::uint64_t>(data.GetNumberOfPolys()),
                             static_cast<std::uint64_t>(data.GetNumberOfPoints())))
         throw Error("it cannot be written: the disk is full or the file came out too short");
 }
+
+// Of the name of a file that is split into several; what the name of a surface adds has room behind it.
+constexpr std::size_t LongestStem = 100;
+constexpr std::size_t LongestPart = 140;
 
 std::string FileNamePart(std::wstring const& name) {
     std::string part = ToUtf8(name);
@@ -225,9 +261,9 @@ std::string FileNamePart(std::wstring const& name) {
         if (static_cast<unsigned char>(character) < ' ' ||
             std::string("/\\:*?\"<>|\x7F").find(character) != std::string::npos)
             character = '_';
-    if (part.size() <= 150) // a file name has 255 bytes at most
+    if (part.size() <= LongestPart)
         return part;
-    std::size_t end = 150;
+    std::size_t end = LongestPart;
     while ((static_cast<unsigned char>(part[end]) & 0xC0u) == 0x80u) // not within a character
         --end;
     return part.substr(0, end);
@@ -297,8 +333,15 @@ void WriteSurfaceFile(MStlBase const& stl, std::vector<MMeshArray> const& arrays
 void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                       std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
     CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()), empty);
-    Write(data, file.GetTemporaryPath(), progress);
+    Write(data, file, progress);
     file.Commit();
+}
+
+void CheckSurfaceFileNames(std::filesystem::path const& path) {
+    CheckSurfaceFileName(path);
+    if (path.stem().native().size() > LongestStem)
+        throw Error("its name has more than " + std::to_string(LongestStem) +
+                    " bytes before its ending, which leaves no room for the names of surfaces");
 }
 
 void CheckGraphFileName(std::filesystem::path const& path) {
@@ -311,7 +354,7 @@ void WriteGraphFile(vtkPolyData& data, OutputFile& file,
     if (data.GetNumberOfLines() == 0)
         throw Error("there are no edges to write");
     Detail::VtkSession session(progress, "Writing file");
-    WriteVtp(data, file.GetTemporaryPath().c_str(), session);
+    WriteVtp(data, file, session);
     file.Commit();
 }
 
@@ -325,6 +368,7 @@ std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, LengthUnit unit,
                   std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    CheckSurfaceFileNames(path);
     CheckTriangles(stl.NumberOfTriangles(), EmptySurface::Refused);
     vtkSmartPointer<vtkPolyData> all; // with the arrays of all
     if (!arrays.empty()) {
@@ -347,7 +391,7 @@ WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, Le
         for (int number = 2; !taken.insert(name).second; ++number)
             name = stem + "-" + std::to_string(number);
         files.emplace_back(path.parent_path() / (name + path.extension().string()));
-        Write(*data, files.back().GetTemporaryPath(),
+        Write(*data, files.back(),
               reporter.CreateNestedDelegate(1.0 / static_cast<double>(stl.NumberOfSurfaces())));
     }
     std::vector<std::filesystem::path> paths;

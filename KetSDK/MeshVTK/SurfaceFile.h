@@ -34,6 +34,8 @@ ReadSurfaceFile(std::filesystem::path const& path, SurfaceFromPolyDataOptions co
 
 // Throws Error for a name with another ending.
 KETSDK_MESHVTK_API void CheckSurfaceFileName(std::filesystem::path const& path);
+// The same for a name that names of surfaces are added to, which must have room for them.
+KETSDK_MESHVTK_API void CheckSurfaceFileNames(std::filesystem::path const& path);
 
 // What becomes of a surface without triangles: mostly a mistake, sometimes a result.
 enum class EmptySurface { Refused, Written };

@@ -1,11 +1,11 @@
 #include <KetSDK/MeshJobs/Boundary.h>
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
 
-#include <filesystem>
 #include <ostream>
 #include <string>
 
@@ -53,7 +53,7 @@ private:
     }
 
     void CheckHoldsColors() const {
-        std::string const ending = std::filesystem::path(m_output.GetFileName()).extension().string();
+        std::string const ending = KetSDK::MeshVTK::LowerCaseEnding(m_output.GetFileName());
         if (m_options.colors && ending != ".vtp" && ending != ".ply")
             throw KetSDK::MeshJobs::FileError(m_output.GetFileName(),
                                               "only .vtp and .ply files hold the colours of --colors");

@@ -1,5 +1,6 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Grow.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/BadThreshold.h>
 #include <host/commands/options/ModelInput.h>
@@ -9,7 +10,6 @@
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
 
-#include <filesystem>
 #include <limits>
 #include <optional>
 #include <ostream>
@@ -64,7 +64,7 @@ private:
     void Work(KetSDK::MeshJobs::Context const& context) override {
         m_options.threshold = m_threshold.Get();
         KetSDK::MeshJobs::RequireValid(m_options);
-        if (std::filesystem::path(m_output.GetFileName()).extension() != ".vtp")
+        if (KetSDK::MeshVTK::LowerCaseEnding(m_output.GetFileName()) != ".vtp")
             throw KetSDK::MeshJobs::FileError(
                 m_output.GetFileName(),
                 "marked surfaces are written to .vtp files only; files of other kinds hold no marks");

@@ -23,16 +23,30 @@ extern "C" void OnSignal(int) {
     }
 }
 
+extern "C" void OnFailureToWrite(int) {}
+
+// What the parent process lets the program ignore, as nohup does, stays ignored.
+void Handle(int signal, void (*handler)(int)) {
+    struct sigaction action = {};
+    ::sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN)
+        return;
+    action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART; // reading and writing go on until the job looks at the flag
+    ::sigemptyset(&action.sa_mask);
+    ::sigaction(signal, &action, nullptr);
+}
+
 } // namespace
 
 void InstallSignalHandlers() {
-    struct sigaction action = {};
-    action.sa_handler = OnSignal;
-    action.sa_flags = SA_RESTART; // reading and writing go on until the job looks at the flag
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    ::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a failure to write like others
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP})
+        Handle(signal, OnSignal);
+    // A reader that has gone and a file that may not grow are failures to write like others. They are handled
+    // and not ignored, because programs that this one starts would inherit that.
+    for (int const signal : {SIGPIPE, SIGXFSZ})
+        Handle(signal, OnFailureToWrite);
 }
 
 bool IsCancelled() noexcept {

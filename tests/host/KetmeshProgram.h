@@ -57,8 +57,10 @@ class Ketmesh : public ::testing::Test {
 protected:
     Ketmesh() { fs::create_directory(m_folder / "out"); }
 
-    // Starts the program with standard output and error going to files.
-    pid_t Start(std::vector<std::string> arguments) const {
+    // Starts the program with standard output and error going to files, unless `prepare`, which its process
+    // calls first, leads them elsewhere.
+    pid_t Start(
+        std::vector<std::string> arguments, void (*prepare)() = [] {}) const {
         arguments.insert(arguments.begin(), "ketmesh");
         std::vector<char*> argv;
         for (std::string& argument : arguments)
@@ -70,6 +72,7 @@ protected:
         if (child == 0) {
             ::dup2(::open(out.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDOUT_FILENO);
             ::dup2(::open(err.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600), STDERR_FILENO);
+            prepare();
             ::execv(KETMESH_PROGRAM, argv.data());
             ::_exit(127);
         }

@@ -16,6 +16,7 @@
 #include <vtkXMLPolyDataReader.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <limits>
@@ -339,7 +340,7 @@ TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
             std::this_thread::sleep_for(whole_run * attempt / 5);
             for (int i = 0; i <= attempt % 2; ++i) // a second one must not do harm either
-                ::kill(child, attempt % 3 == 0 ? SIGTERM : SIGINT);
+                ::kill(child, std::array{SIGTERM, SIGINT, SIGHUP}[static_cast<std::size_t>(attempt % 3)]);
             Result const result = Finish(child);
             if (result.status == 0) { // the last ones may come too late
                 EXPECT_EQ(Outputs(), std::vector<std::string>{c.output});
@@ -352,6 +353,49 @@ TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
             EXPECT_TRUE(Outputs().empty());
         }
         EXPECT_GT(cancelled, 0) << "the first signal comes before the mesh is read";
+    }
+}
+
+// Leads a stream to a pipe that nobody reads.
+void Break(int stream) {
+    int ends[2];
+    if (::pipe(ends) == 0 && ::close(ends[0]) == 0)
+        ::dup2(ends[1], stream);
+}
+
+TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
+    struct Case {
+        char const* what;
+        std::vector<std::string> arguments;
+        void (*prepare)();
+        int signal; // that is sent as soon as there is a temporary file; 0: none
+        int status;
+        std::string err; // the beginning
+    };
+    std::vector<std::string> const surfaces = {"surfaces", Head, "-o", Path("out/a.stl")};
+    std::vector<std::string> const warns = {"cut",      Head,     "--normal", "0,0,1",          "--point",
+                                            "0,0,9000", "--json", "-o",       Path("out/a.stl")};
+    std::string const lost = "ketmesh: the results could not be written";
+    auto const full = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); };
+    for (Case const& c :
+         std::vector<Case>{{"ignored", surfaces, [] { ::signal(SIGINT, SIG_IGN); }, SIGINT, 0, ""},
+                           {"nohup", surfaces, [] { ::signal(SIGHUP, SIG_IGN); }, SIGHUP, 0, ""},
+                           {"no reader", surfaces, [] { Break(STDOUT_FILENO); }, 0, 1, lost},
+                           {"no reader of warnings", warns, [] { Break(STDERR_FILENO); }, 0, 0, ""},
+                           {"help to a full device", {"--help"}, full, 0, 1, lost},
+                           {"version to a full device", {"--version"}, full, 0, 1, lost}}) {
+        SCOPED_TRACE(c.what);
+        pid_t const child = Start(c.arguments, c.prepare);
+        while (c.signal != 0 && Outputs().empty())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (c.signal != 0)
+            ::kill(child, c.signal);
+        Result const result = Finish(child);
+        EXPECT_EQ(result.status, c.status) << result.err;
+        EXPECT_TRUE(result.err.starts_with(c.err) && c.err.empty() == result.err.empty()) << result.err;
+        for (std::string const& name : Outputs())
+            EXPECT_EQ(name, "a.stl");
+        fs::remove(Path("out/a.stl"));
     }
 }
 

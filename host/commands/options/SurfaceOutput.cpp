@@ -15,7 +15,7 @@ void SurfaceOutput::Open(Files files) {
     if (files == Files::One)
         m_output.emplace(KetSDK::MeshJobs::OpenSurfaceFile(m_file));
     else
-        KetSDK::MeshJobs::CheckSurfaceFileName(m_file);
+        KetSDK::MeshJobs::CheckSurfaceFileNames(m_file);
 }
 
 void SurfaceOutput::Write(KetSDK::MeshJobs::SurfaceModel const& surface,
