@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
+#include <KetSDK/Mesh/meshing/MMeshFromLabelsOperator.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
@@ -101,6 +102,32 @@ Numbers ProjectionOf(bool parallel) {
     return numbers;
 }
 
+Numbers MeshingOf(bool parallel) {
+    MLabelImage image;
+    image.size = {24, 20, 16};
+    std::mt19937 random(11);
+    for (std::int64_t i = 0; i < 24 * 20 * 16; ++i) // smooth enough for interfaces, rough enough for repairs
+        image.labels.push_back(random() % 8 == 0 ? 2 : i % 24 > 12 ? 1 : 0);
+    MMeshFromLabelsSettings settings;
+    settings.size = 1.0;
+    settings.largest_size = 4.0;
+    MMeshBase mesh;
+    MMeshFromLabelsOperator meshing;
+    meshing.SetMesh(&mesh);
+    meshing.SetImage(&image);
+    meshing.SetMeshingSettings(settings);
+    meshing.SetParallel(parallel);
+    EXPECT_TRUE(meshing.Operate());
+    Numbers numbers = {meshing.GetSmallestDihedral()};
+    for (MMeshElement const& e : mesh.Elements()) {
+        numbers.push_back(mesh.GetSubVolume(e)->GetID());
+        for (unsigned int k = 0; k < 4; ++k)
+            for (MLong const coordinate : {e.GetNode(k)->x, e.GetNode(k)->y, e.GetNode(k)->z})
+                numbers.push_back(coordinate);
+    }
+    return numbers;
+}
+
 struct Case {
     char const* name;
     std::function<Numbers(bool parallel)> run;
@@ -112,6 +139,7 @@ Case const Cases[] = {
     {"projection mapper",
      [](bool parallel) { return MappingOf<MMeshCorrespondenceMapperProjection>(parallel, 0.001); }},
     {"projection", ProjectionOf},
+    {"meshing", MeshingOf},
 };
 
 } // namespace

@@ -1,0 +1,417 @@
+#include <KetSDK/Mesh/meshing/MMeshFromLabelsOperator.h>
+
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/meshing/detail/DihedralAngles.h>
+#include <KetSDK/Mesh/meshing/detail/ImageSpace.h>
+#include <KetSDK/Mesh/meshing/detail/InterfaceTargets.h>
+#include <KetSDK/Mesh/meshing/detail/KeptVoxels.h>
+#include <KetSDK/Mesh/meshing/detail/LabelWeights.h>
+#include <KetSDK/Mesh/meshing/detail/LatticeLabels.h>
+#include <KetSDK/Mesh/meshing/detail/ManifoldLabels.h>
+#include <KetSDK/Mesh/meshing/detail/NodeMoves.h>
+#include <KetSDK/Mesh/meshing/detail/SmoothingKernel.h>
+#include <KetSDK/Support/ParallelWork.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <numbers>
+#include <optional>
+
+using KetSDK::Common::MInternalUnits;
+using namespace KetSDK::Mesh::Detail;
+
+namespace {
+
+using Vector = MMVector<double, 3>;
+using Number = std::uint32_t;
+
+// With shorter edges rounding would be felt in the angles of the lattice.
+constexpr double ShortestEdge = 128.0; // internal units
+// The lattice's own angles are 45 degrees, before its nodes are rounded.
+constexpr double LargestLimit = 30.0;
+constexpr double LargestCoordinate = 2147483000.0; // internal units
+constexpr double MostCubes = 1 << 19;              // along an axis
+constexpr std::size_t MostLabels = 65534;
+// In voxels. A single voxel is still there after smoothing, and steps between slices are hardly seen.
+constexpr double UsualSigma = 0.6;
+// Rings of nodes around the interfaces that are moved for better angles.
+constexpr std::uint8_t Rings = 3;
+
+double VoxelVolume(MLabelImage const& image) noexcept {
+    return image.spacing[0] * image.spacing[1] * image.spacing[2];
+}
+
+double SmallestSpacing(MLabelImage const& image) noexcept {
+    return std::min({image.spacing[0], image.spacing[1], image.spacing[2]});
+}
+
+bool IsOrthonormal(MLabelImage const& image) noexcept {
+    double largest = 0.0;
+    for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t j = 0; j < 3; ++j) {
+            double product = i == j ? -1.0 : 0.0;
+            for (std::size_t k = 0; k < 3; ++k)
+                product += image.direction[k][i] * image.direction[k][j];
+            largest = std::isfinite(product) ? std::max(largest, std::fabs(product)) : 1.0;
+        }
+    return largest < 1e-3;
+}
+
+// Area of the voxel faces between each label, by index, and others.
+std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& image) {
+    std::vector<double> areas(labels.Counts().size(), 0.0);
+    double const voxel = VoxelVolume(image);
+    for (std::int64_t k = labels.First()[2] - 1; k <= labels.Last()[2]; ++k)
+        for (std::int64_t j = labels.First()[1] - 1; j <= labels.Last()[1]; ++j)
+            for (std::int64_t i = labels.First()[0] - 1; i <= labels.Last()[0]; ++i) {
+                LabelIndex const label = labels.At(i, j, k);
+                LabelIndex const next[3] = {labels.At(i + 1, j, k), labels.At(i, j + 1, k),
+                                            labels.At(i, j, k + 1)};
+                for (std::size_t axis = 0; axis < 3; ++axis)
+                    if (next[axis] != label) {
+                        areas[label] += voxel / image.spacing[axis];
+                        areas[next[axis]] += voxel / image.spacing[axis];
+                    }
+            }
+    return areas;
+}
+
+} // namespace
+
+// One run: the steps from labels to a mesh, each of which leaves what the next one needs.
+class MMeshFromLabelsOperator::Run {
+public:
+    Run(MMeshFromLabelsOperator& owner, KetSDK::Common::IncrementalProgressReporter& reporter)
+        : m_owner(owner)
+        , m_image(*owner.m_image)
+        , m_settings(owner.m_settings)
+        , m_reporter(reporter)
+        , m_label_values(owner.LabelsToMesh())
+        , m_labels(m_image, m_label_values)
+        , m_grid(m_labels, m_image.spacing, m_settings.size, m_settings.largest_size)
+        , m_space(m_image) {}
+
+    // False when the user cancelled.
+    bool Do(MMeshBase& mesh) {
+        m_weights.emplace(m_labels, Kernel(), m_owner.m_parallel);
+        if (!Advance(80))
+            return false;
+        MakeLabelledLattice();
+        if (!Advance(200))
+            return false;
+        MakeMovingMesh();
+        InterfaceTargets const targets(*m_weights, m_space, 0.5 * Units(SmallestSpacing(m_image)));
+        NodeTetrahedra const around(m_moving.positions.size(), m_moving.tetrahedra);
+        MakeGroups(m_moving, around, m_moves);
+        if (!Advance(300) || !MoveAll(targets, around))
+            return false;
+        Report(targets, around);
+        if (!Advance(920))
+            return false;
+        Fill(mesh);
+        m_owner.m_reports = std::move(m_reports);
+        m_owner.m_smallest_dihedral = m_smallest_dihedral;
+        m_owner.m_relabelled = m_relabelled;
+        return true;
+    }
+
+private:
+    static double Units(double length) noexcept { return length * MInternalUnits::Get(); }
+
+    bool Advance(unsigned long long thousandths) {
+        m_reporter = thousandths;
+        return !m_reporter.IsCancelled();
+    }
+
+    SmoothingKernel Kernel() const {
+        std::array<double, 3> sigmas = {UsualSigma, UsualSigma, UsualSigma};
+        if (m_settings.smoothing >= 0.0)
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                sigmas[axis] = m_settings.smoothing / m_image.spacing[axis];
+        return SmoothingKernel(sigmas);
+    }
+
+    // The lattice with a label for each tetrahedron, all boundaries manifold.
+    void MakeLabelledLattice() {
+        m_lattice.emplace(MakeLattice(MakeTree(m_labels, m_grid), m_grid, *m_weights));
+        m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.m_parallel);
+        NodeTetrahedra const around(m_lattice->nodes.size(), m_lattice->tetrahedra);
+        m_relabelled = MakeManifold(*m_lattice, around, m_owner.m_parallel, m_tetrahedron_labels);
+        FindInterfaces(around);
+    }
+
+    // Which labels meet at each node, as long as all tetrahedra outside are there.
+    void FindInterfaces(NodeTetrahedra const& around) {
+        m_moving.interface.assign(m_lattice->nodes.size(), MovingMesh::NoInterface);
+        for (std::size_t node = 0; node < m_lattice->nodes.size(); ++node) {
+            Junction labels;
+            for (std::uint64_t i = around.first[node]; i < around.first[node + 1]; ++i)
+                labels.Add(m_tetrahedron_labels[around.tetrahedra[static_cast<std::size_t>(i)]]);
+            if (labels.count < 2)
+                continue;
+            m_moving.interface[node] = static_cast<Number>(m_moving.junctions.size());
+            m_moving.junctions.push_back(labels);
+        }
+    }
+
+    bool IsOnInterface(Number node) const noexcept {
+        return m_moving.interface[node] != MovingMesh::NoInterface;
+    }
+
+    // Keeps the tetrahedra that the moves need, and places the nodes.
+    void MakeMovingMesh() {
+        for (std::size_t t = 0; t < m_tetrahedron_labels.size(); ++t) {
+            Lattice::Tetrahedron nodes = m_lattice->tetrahedra[t];
+            LabelIndex const label = m_tetrahedron_labels[t];
+            if (label == 0 && std::ranges::none_of(nodes, [&](Number n) { return IsOnInterface(n); }))
+                continue;
+            if (m_space.IsMirrored())
+                std::swap(nodes[2], nodes[3]);
+            m_moving.tetrahedra.push_back(nodes);
+            m_moving.labels.push_back(label);
+        }
+        m_tetrahedron_labels = {};
+        m_lattice->tetrahedra = {};
+        m_moving.positions.resize(m_lattice->nodes.size());
+        KetSDK::Support::WorkSteps steps;
+        steps.items = m_moving.positions.size();
+        steps.step = 4096;
+        steps.parallel = m_owner.m_parallel;
+        KetSDK::Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i)
+                m_moving.positions[i] = m_space.PositionOf(m_grid.PlaceOf(m_lattice->nodes[i]));
+        });
+        m_lattice.reset();
+        FindMovingNodes();
+    }
+
+    void FindMovingNodes() {
+        m_moves.assign(m_moving.positions.size(), 0);
+        for (std::size_t node = 0; node < m_moves.size(); ++node)
+            m_moves[node] = IsOnInterface(static_cast<Number>(node));
+        for (std::uint8_t ring = 1; ring < Rings; ++ring)
+            for (Lattice::Tetrahedron const& nodes : m_moving.tetrahedra)
+                if (std::ranges::any_of(nodes, [&](Number n) { return m_moves[n] == ring; }))
+                    for (Number const n : nodes)
+                        if (m_moves[n] == 0)
+                            m_moves[n] = static_cast<std::uint8_t>(ring + 1);
+    }
+
+    bool MoveAll(InterfaceTargets const& targets, NodeTetrahedra const& around) {
+        MoveLimits limits;
+        limits.smallest_dihedral = m_settings.smallest_dihedral;
+        limits.reach = Units(m_settings.size);
+        limits.largest_bulge = Units(std::min(0.05 * m_settings.size, 0.25 * SmallestSpacing(m_image)));
+        limits.rounds = m_settings.rounds;
+        limits.parallel = m_owner.m_parallel;
+        return MoveNodes(m_moving, around, targets, limits, [&](double fraction) {
+            return Advance(300 + static_cast<unsigned long long>(600.0 * fraction));
+        });
+    }
+
+    // --- What is said about the result ---------------------------------------------------------------
+
+    void Report(InterfaceTargets const& targets, NodeTetrahedra const& around) {
+        m_reports.resize(m_label_values.size());
+        std::vector<double> const areas = VoxelAreas(m_labels, m_image);
+        for (std::size_t i = 0; i < m_reports.size(); ++i) {
+            MMeshLabelReport& report = m_reports[i];
+            report.label = m_label_values[i];
+            report.voxel_volume = static_cast<double>(m_labels.Counts()[i + 1]) * VoxelVolume(m_image);
+            report.thickness = areas[i + 1] > 0.0 ? 3.0 * report.voxel_volume / areas[i + 1] : 0.0;
+        }
+        ReportElements();
+        ReportDistances(DistancesToInterface(m_moving, around, targets, 2.0 * Units(m_settings.size),
+                                             m_owner.m_parallel));
+        std::vector<std::uint64_t> const lost =
+            CountLostVoxels(m_labels, m_moving, m_space, *m_weights, m_settings.size, m_image.spacing);
+        for (std::size_t i = 0; i < m_reports.size(); ++i)
+            m_reports[i].lost_volume = static_cast<double>(lost[i + 1]) * VoxelVolume(m_image);
+    }
+
+    void ReportElements() {
+        double const cubic = MInternalUnits::Get() * MInternalUnits::Get() * MInternalUnits::Get();
+        double worst = -1.0;
+        for (std::size_t t = 0; t < m_moving.labels.size(); ++t) {
+            if (m_moving.labels[t] == 0)
+                continue;
+            Vector p[4];
+            for (std::size_t k = 0; k < 4; ++k)
+                p[k] = m_moving.positions[m_moving.tetrahedra[t][k]];
+            worst = std::max(worst, CosineOfSmallestDihedral(p[0], p[1], p[2], p[3]));
+            MMeshLabelReport& report = m_reports[m_moving.labels[t] - 1u];
+            ++report.elements;
+            report.volume += (p[1] - p[0]).Dot((p[2] - p[0]).Cross(p[3] - p[0])) / 6.0 / cubic;
+        }
+        m_smallest_dihedral = std::acos(std::clamp(worst, -1.0, 1.0)) * 180.0 / std::numbers::pi;
+    }
+
+    void ReportDistances(std::vector<double> const& distances) {
+        for (std::size_t node = 0; node < distances.size(); ++node) {
+            if (!IsOnInterface(static_cast<Number>(node)))
+                continue;
+            Junction const& labels = m_moving.junctions[m_moving.interface[node]];
+            double const distance = distances[node] / MInternalUnits::Get();
+            for (std::size_t k = 0; k < labels.count; ++k) {
+                if (labels.labels[k] == 0)
+                    continue;
+                MMeshLabelReport& report = m_reports[labels.labels[k] - 1u];
+                ++report.interface_nodes;
+                report.not_found += distance < 0.0;
+                if (distance >= 0.0) {
+                    report.mean_distance += distance;
+                    report.largest_distance = std::max(report.largest_distance, distance);
+                }
+            }
+        }
+        for (MMeshLabelReport& report : m_reports)
+            if (report.interface_nodes > report.not_found)
+                report.mean_distance /= static_cast<double>(report.interface_nodes - report.not_found);
+    }
+
+    // --- The mesh ------------------------------------------------------------------------------------
+
+    // The nodes that elements use, in the order of their first use.
+    void Fill(MMeshBase& mesh) {
+        mesh.ClearMesh();
+        mesh.AllowDuplicatePoints();
+        std::vector<MMeshSubVolume*> sub_volumes(m_reports.size() + 1, nullptr);
+        for (std::size_t i = 0; i < m_reports.size(); ++i)
+            if (m_reports[i].elements > 0) {
+                sub_volumes[i + 1] = mesh.AddSubVolume();
+                sub_volumes[i + 1]->SetName(L"Label " + std::to_wstring(m_reports[i].label));
+            }
+        std::vector<MMeshPoint*> points(m_moving.positions.size(), nullptr);
+        for (std::size_t t = 0; t < m_moving.labels.size(); ++t) {
+            if (m_moving.labels[t] == 0)
+                continue;
+            MMeshPoint* nodes[4];
+            for (std::size_t k = 0; k < 4; ++k) {
+                Number const node = m_moving.tetrahedra[t][k];
+                if (!points[node]) {
+                    Vector const& p = m_moving.positions[node];
+                    points[node] = mesh.AddPoint(static_cast<MLong>(p[0]), static_cast<MLong>(p[1]),
+                                                 static_cast<MLong>(p[2]));
+                }
+                nodes[k] = points[node];
+            }
+            sub_volumes[m_moving.labels[t]]->AddElement(4, nodes);
+        }
+        mesh.CalcBoundingBox();
+    }
+
+    MMeshFromLabelsOperator& m_owner;
+    MLabelImage const& m_image;
+    MMeshFromLabelsSettings const& m_settings;
+    KetSDK::Common::IncrementalProgressReporter& m_reporter;
+    std::vector<std::int32_t> const m_label_values;
+    IndexedLabels const m_labels;
+    LatticeGrid const m_grid;
+    ImageSpace const m_space;
+    std::optional<LabelWeights> m_weights;
+    std::optional<Lattice> m_lattice;
+    std::vector<LabelIndex> m_tetrahedron_labels;
+    MovingMesh m_moving;
+    std::vector<std::uint8_t> m_moves;
+    std::uint64_t m_relabelled = 0;
+    std::vector<MMeshLabelReport> m_reports;
+    double m_smallest_dihedral = 0.0;
+};
+
+std::vector<std::int32_t> MMeshFromLabelsOperator::LabelsToMesh() const {
+    if (!m_settings.labels.empty())
+        return m_settings.labels;
+    std::vector<std::int32_t> labels;
+    std::int32_t last = 0;
+    for (std::int32_t const label : m_image->labels) {
+        if (label == last)
+            continue;
+        last = label;
+        auto const place = std::ranges::lower_bound(labels, label);
+        if (label != 0 && (place == labels.end() || *place != label))
+            labels.insert(place, label);
+    }
+    return labels;
+}
+
+std::string MMeshFromLabelsOperator::FindFault() const {
+    if (!m_image)
+        return "there is no image";
+    MLabelImage const& image = *m_image;
+    double voxels = 1.0, farthest = 0.0;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        if (image.size[axis] < 1)
+            return "the image has no voxels";
+        if (!(image.spacing[axis] > 0.0) || !std::isfinite(image.spacing[axis]))
+            return "the voxels of the image have no size";
+        double const length = image.spacing[axis] * static_cast<double>(image.size[axis]);
+        voxels *= static_cast<double>(image.size[axis]);
+        farthest += std::fabs(image.origin[axis]) + length + 16.0 * std::fabs(m_settings.size);
+        if (length / m_settings.size > MostCubes)
+            return "the size is too small for an image of this length";
+    }
+    if (voxels != static_cast<double>(image.labels.size()))
+        return "the image has another number of labels than of voxels";
+    if (!IsOrthonormal(image))
+        return "the axes of the image are not perpendicular";
+    if (!(m_settings.size * MInternalUnits::Get() >= ShortestEdge))
+        return "the size must be " + std::to_string(ShortestEdge / MInternalUnits::Get()) + " at least";
+    if (!(m_settings.largest_size >= m_settings.size))
+        return "the largest size must not be smaller than the size";
+    if (!(farthest * MInternalUnits::Get() < LargestCoordinate))
+        return "the image lies too far away for integer coordinates";
+    if (!(m_settings.smallest_dihedral >= 0.0 && m_settings.smallest_dihedral <= LargestLimit))
+        return "the smallest dihedral angle must lie between 0 and 30 degrees";
+    if (std::isnan(m_settings.smoothing) || m_settings.smoothing > 20.0 * SmallestSpacing(image))
+        return "the smoothing must not exceed 20 voxels";
+    auto const labels = LabelsToMesh();
+    if (labels.empty())
+        return "there are no labels: every voxel is 0";
+    if (labels.size() > MostLabels)
+        return "there are " + std::to_string(labels.size()) + " labels; " + std::to_string(MostLabels) +
+               " can be meshed";
+    for (std::size_t i = 0; i < m_settings.labels.size(); ++i) {
+        if (labels[i] == 0 || (i > 0 && labels[i] <= labels[i - 1]))
+            return "the labels to mesh must be ascending and not 0";
+        if (std::ranges::find(image.labels, labels[i]) == image.labels.end())
+            return "there is no label " + std::to_string(labels[i]);
+    }
+    return {};
+}
+
+MMeshFromLabelsOperator::Forecast MMeshFromLabelsOperator::Predict(double size) const {
+    IndexedLabels const labels(*m_image, LabelsToMesh());
+    double volume = 0.0, area = 0.0;
+    auto const areas = VoxelAreas(labels, *m_image);
+    for (std::size_t i = 1; i < areas.size(); ++i) {
+        volume += static_cast<double>(labels.Counts()[i]) * VoxelVolume(*m_image);
+        area += areas[i] * 2.0 / 3.0;
+    }
+    double const largest = m_settings.largest_size / m_settings.size * size;
+    double const voxel = std::cbrt(VoxelVolume(*m_image));
+    double const coarse = std::exp2(std::floor(std::log2(std::max(1.0, largest / size)) + 1e-9)) * size;
+    // Twelve tetrahedra a cube; of those at interfaces so thick a layer on either side.
+    double const fine_volume = coarse > size ? std::min(volume, area * (1.5 * size + 1.2 * voxel)) : volume;
+    Forecast forecast;
+    forecast.elements =
+        12.0 * (fine_volume / (size * size * size) + (volume - fine_volume) / (coarse * coarse * coarse));
+    LatticeGrid const grid(labels, m_image->spacing, size, largest);
+    forecast.bytes = 450.0 * forecast.elements + grid.NumberOfSmallest() / 4.0 +
+                     20.0 * static_cast<double>(m_image->labels.size());
+    return forecast;
+}
+
+bool MMeshFromLabelsOperator::Operate() {
+    MMeshBase* const mesh = GetMesh();
+    if (!mesh || !FindFault().empty())
+        return false;
+    KetSDK::Common::IncrementalProgressReporter reporter(m_progress, "Meshing", 1000, true);
+    bool const done = Run(*this, reporter).Do(*mesh);
+    if (done)
+        reporter = 1000;
+    return done;
+}

@@ -1,0 +1,78 @@
+#include <KetSDK/Mesh/meshing/detail/KeptVoxels.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+
+namespace KetSDK::Mesh::Detail {
+
+namespace {
+
+class KeptVoxels {
+public:
+    explicit KeptVoxels(IndexedLabels const& labels)
+        : m_labels(labels)
+        , m_kept(static_cast<std::size_t>(labels.Size()[0] * labels.Size()[1] * labels.Size()[2]), 0) {}
+
+    // Keeps the voxels of a label whose centres lie in a box of places.
+    void Keep(LabelIndex label, LabelWeights::Place const& low, LabelWeights::Place const& high) {
+        std::int64_t first[3], last[3];
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            first[axis] = std::max<std::int64_t>(static_cast<std::int64_t>(std::ceil(low[axis])), 0);
+            last[axis] =
+                std::min(static_cast<std::int64_t>(std::floor(high[axis])), m_labels.Size()[axis] - 1);
+        }
+        for (std::int64_t k = first[2]; k <= last[2]; ++k)
+            for (std::int64_t j = first[1]; j <= last[1]; ++j)
+                for (std::int64_t i = first[0]; i <= last[0]; ++i)
+                    if (m_labels.At(i, j, k) == label)
+                        m_kept[At(i, j, k)] = 1;
+    }
+    bool IsKept(std::int64_t i, std::int64_t j, std::int64_t k) const noexcept { return m_kept[At(i, j, k)]; }
+
+private:
+    std::size_t At(std::int64_t i, std::int64_t j, std::int64_t k) const noexcept {
+        return static_cast<std::size_t>((k * m_labels.Size()[1] + j) * m_labels.Size()[0] + i);
+    }
+
+    IndexedLabels const& m_labels;
+    std::vector<std::uint8_t> m_kept;
+};
+
+} // namespace
+
+std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMesh const& mesh,
+                                           ImageSpace const& space, LabelWeights const& weights, double size,
+                                           MMVector<double, 3> const& spacing) {
+    KeptVoxels kept(labels);
+    for (std::size_t t = 0; t < mesh.labels.size(); ++t) {
+        LabelWeights::Place low = space.PlaceOf(mesh.positions[mesh.tetrahedra[t][0]]), high = low;
+        for (std::uint32_t const node : mesh.tetrahedra[t]) {
+            LabelWeights::Place const place = space.PlaceOf(mesh.positions[node]);
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                low[axis] = std::min(low[axis], place[axis]);
+                high[axis] = std::max(high[axis], place[axis]);
+            }
+        }
+        // Far from all interfaces nothing is lost.
+        if (mesh.labels[t] == 0 || weights.IsPureAt((low + high) * 0.5))
+            continue;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] -= 0.5 * size / spacing[axis];
+            high[axis] += 0.5 * size / spacing[axis];
+        }
+        kept.Keep(mesh.labels[t], low, high);
+    }
+    std::vector<std::uint64_t> lost(labels.Counts().size(), 0);
+    for (std::int64_t k = labels.First()[2]; k <= labels.Last()[2]; ++k)
+        for (std::int64_t j = labels.First()[1]; j <= labels.Last()[1]; ++j)
+            for (std::int64_t i = labels.First()[0]; i <= labels.Last()[0]; ++i) {
+                LabelIndex const label = labels.At(i, j, k);
+                if (label != 0 && !kept.IsKept(i, j, k) &&
+                    !weights.IsPureAt({double(i), double(j), double(k)}))
+                    ++lost[label];
+            }
+    return lost;
+}
+
+} // namespace KetSDK::Mesh::Detail

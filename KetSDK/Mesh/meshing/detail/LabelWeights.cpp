@@ -1,0 +1,304 @@
+#include <KetSDK/Mesh/meshing/detail/LabelWeights.h>
+
+#include <KetSDK/Support/ParallelWork.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace KetSDK::Mesh::Detail {
+
+IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t> const& labels)
+    : m_size(image.size)
+    , m_indices(image.labels.size(), 0)
+    , m_counts(labels.size() + 1, 0) {
+    m_first = {m_size[0], m_size[1], m_size[2]};
+    m_last = {-1, -1, -1};
+    std::int32_t last_label = 0; // neighbours mostly agree
+    LabelIndex last_index = 0;
+    std::size_t voxel = 0;
+    for (std::int64_t k = 0; k < m_size[2]; ++k)
+        for (std::int64_t j = 0; j < m_size[1]; ++j)
+            for (std::int64_t i = 0; i < m_size[0]; ++i, ++voxel) {
+                std::int32_t const label = image.labels[voxel];
+                if (label != last_label) {
+                    auto const found = std::ranges::lower_bound(labels, label);
+                    last_label = label;
+                    last_index = found != labels.end() && *found == label
+                                     ? static_cast<LabelIndex>(found - labels.begin() + 1)
+                                     : LabelIndex{0};
+                }
+                m_indices[voxel] = last_index;
+                ++m_counts[last_index];
+                if (last_index == 0)
+                    continue;
+                std::array<std::int64_t, 3> const at = {i, j, k};
+                for (std::size_t axis = 0; axis < 3; ++axis) {
+                    m_first[axis] = std::min(m_first[axis], at[axis]);
+                    m_last[axis] = std::max(m_last[axis], at[axis]);
+                }
+            }
+}
+
+namespace {
+
+// The weights of one brick as they are computed.
+struct BrickWork {
+    std::vector<LabelIndex> labels; // one only: no weights
+    std::vector<float> weights;
+    // Scratch: the labels around the brick, and the sums along the first and second axis.
+    std::vector<LabelIndex> around;
+    std::vector<float> along_first;
+    std::vector<float> along_second;
+};
+
+// Smooths the indicator functions of the labels within a brick, one axis after another.
+class BrickSmoother {
+public:
+    BrickSmoother(IndexedLabels const& labels, SmoothingKernel const& kernel)
+        : m_labels(labels) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            m_radius[axis] = static_cast<std::int64_t>(kernel.narrow[axis].size() / 2);
+            m_narrow[axis].assign(kernel.narrow[axis].begin(), kernel.narrow[axis].end());
+            m_wide[axis].assign(kernel.wide[axis].begin(), kernel.wide[axis].end());
+        }
+        // The share goes with the last axis.
+        for (float& weight : m_narrow[2])
+            weight *= static_cast<float>(kernel.share);
+        for (float& weight : m_wide[2])
+            weight *= static_cast<float>(1.0 - kernel.share);
+    }
+
+    // The brick whose first sample is voxel `first`.
+    void Smooth(std::array<std::int64_t, 3> const& first, BrickWork& work) const {
+        work.labels.clear();
+        work.weights.clear();
+        Gather(first, work);
+        if (work.labels.size() < 2)
+            return;
+        std::ranges::sort(work.labels);
+        work.weights.assign(work.labels.size() * Samples, 0.0F);
+        // All weights add up to 1, so those of the last label are the rest.
+        float* const rest = &work.weights[(work.labels.size() - 1) * Samples];
+        std::fill(rest, rest + Samples, 1.0F);
+        for (std::size_t i = 0; i + 1 < work.labels.size(); ++i) {
+            float* const target = &work.weights[i * Samples];
+            AddSmoothed(work.labels[i], m_narrow, work, target);
+            if (m_radius[0] + m_radius[1] + m_radius[2] > 0)
+                AddSmoothed(work.labels[i], m_wide, work, target);
+            for (std::size_t k = 0; k < Samples; ++k)
+                rest[k] -= target[k];
+        }
+    }
+
+private:
+    static constexpr std::int64_t Count = 9;
+    static constexpr std::size_t Samples = 729;
+    using Kernels = std::array<std::vector<float>, 3>;
+
+    std::int64_t Wide(std::size_t axis) const noexcept { return Count + 2 * m_radius[axis]; }
+
+    void Gather(std::array<std::int64_t, 3> const& first, BrickWork& work) const {
+        work.around.clear();
+        for (std::int64_t k = 0; k < Wide(2); ++k)
+            for (std::int64_t j = 0; j < Wide(1); ++j)
+                for (std::int64_t i = 0; i < Wide(0); ++i) {
+                    LabelIndex const label = m_labels.At(
+                        first[0] + i - m_radius[0], first[1] + j - m_radius[1], first[2] + k - m_radius[2]);
+                    if (work.around.empty() || label != work.around.back())
+                        if (std::ranges::find(work.labels, label) == work.labels.end())
+                            work.labels.push_back(label);
+                    work.around.push_back(label);
+                }
+    }
+
+    void AddSmoothed(LabelIndex label, Kernels const& kernels, BrickWork& work, float* target) const {
+        std::size_t const rows = static_cast<std::size_t>(Wide(1) * Wide(2));
+        work.along_first.assign(rows * Count, 0.0F);
+        for (std::size_t row = 0; row < rows; ++row) {
+            LabelIndex const* const source = &work.around[row * static_cast<std::size_t>(Wide(0))];
+            float* const sums = &work.along_first[row * Count];
+            for (std::int64_t i = 0; i < Wide(0); ++i)
+                if (source[i] == label)
+                    for (std::int64_t t = std::max<std::int64_t>(0, i - 2 * m_radius[0]);
+                         t <= std::min(i, Count - 1); ++t)
+                        sums[t] += kernels[0][static_cast<std::size_t>(i - t)];
+        }
+        work.along_second.assign(static_cast<std::size_t>(Wide(2)) * Count * Count, 0.0F);
+        AddAlong(work.along_first.data(), work.along_second.data(), kernels[1], Wide(2), Wide(1), Count);
+        AddAlong(work.along_second.data(), target, kernels[2], 1, Wide(2), Count * Count);
+    }
+
+    // Of `blocks` blocks of `wide` rows of `length` numbers each, smoothed across the rows.
+    static void AddAlong(float const* source, float* target, std::vector<float> const& kernel,
+                         std::int64_t blocks, std::int64_t wide, std::int64_t length) {
+        for (std::int64_t block = 0; block < blocks; ++block)
+            for (std::int64_t row = 0; row < Count; ++row)
+                for (std::size_t tap = 0; tap < kernel.size(); ++tap) {
+                    float const weight = kernel[tap];
+                    float const* const from =
+                        source + (block * wide + row + static_cast<std::int64_t>(tap)) * length;
+                    float* const to = target + (block * Count + row) * length;
+                    for (std::int64_t i = 0; i < length; ++i)
+                        to[i] += weight * from[i];
+                }
+    }
+
+    IndexedLabels const& m_labels;
+    Kernels m_narrow;
+    Kernels m_wide;
+    std::array<std::int64_t, 3> m_radius{};
+};
+
+} // namespace
+
+struct LabelWeights::Cell {
+    std::size_t offset; // of the first of eight samples
+    double f[3];        // where the place is between them
+};
+
+LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel) {
+    std::size_t const widest =
+        std::max({kernel.narrow[0].size(), kernel.narrow[1].size(), kernel.narrow[2].size()}) / 2 + 1;
+    m_padding = (static_cast<std::int64_t>(widest) / Side + 1) * Side;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        m_bricks[axis] = (labels.Size()[axis] + 2 * m_padding + Side - 1) / Side;
+    BrickSmoother const smoother(labels, kernel);
+    Support::WorkSteps steps;
+    steps.items = static_cast<std::uint64_t>(m_bricks[0] * m_bricks[1] * m_bricks[2]);
+    steps.parallel = parallel;
+    steps.grain = 4;
+    m_all.reserve(static_cast<std::size_t>(steps.items));
+    Support::ComputeSteps<BrickWork>(
+        steps,
+        [&](std::uint64_t brick, std::uint64_t, BrickWork& work) {
+            std::int64_t const number = static_cast<std::int64_t>(brick);
+            smoother.Smooth({number % m_bricks[0] * Side - m_padding,
+                             number / m_bricks[0] % m_bricks[1] * Side - m_padding,
+                             number / (m_bricks[0] * m_bricks[1]) * Side - m_padding},
+                            work);
+        },
+        [&](std::uint64_t, std::uint64_t, BrickWork const& work) {
+            Brick brick;
+            brick.only = work.labels.front();
+            if (work.labels.size() > 1) {
+                brick.first = static_cast<std::uint32_t>(m_brick_labels.size());
+                brick.count = static_cast<std::uint16_t>(work.labels.size());
+                m_brick_labels.insert(m_brick_labels.end(), work.labels.begin(), work.labels.end());
+                m_weights.insert(m_weights.end(), work.weights.begin(), work.weights.end());
+            }
+            m_all.push_back(brick);
+            return true;
+        });
+}
+
+LabelWeights::Brick const* LabelWeights::Find(Place const& place, Cell& cell) const noexcept {
+    std::int64_t brick[3], sample[3];
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        double const from_first = place[axis] + static_cast<double>(m_padding);
+        if (!(from_first >= 0.0) || from_first >= static_cast<double>(m_bricks[axis] * Side))
+            return nullptr;
+        std::int64_t const voxel = static_cast<std::int64_t>(from_first);
+        brick[axis] = voxel / Side;
+        sample[axis] = voxel % Side;
+        cell.f[axis] = from_first - static_cast<double>(voxel);
+    }
+    cell.offset = static_cast<std::size_t>((sample[2] * 9 + sample[1]) * 9 + sample[0]);
+    return &m_all[static_cast<std::size_t>((brick[2] * m_bricks[1] + brick[1]) * m_bricks[0] + brick[0])];
+}
+
+namespace {
+
+double Interpolate(float const* w, double const (&f)[3], MMVector<double, 3>* gradient) noexcept {
+    double const c000 = w[0], c100 = w[1], c010 = w[9], c110 = w[10];
+    double const c001 = w[81], c101 = w[82], c011 = w[90], c111 = w[91];
+    double const x00 = c000 + f[0] * (c100 - c000), x10 = c010 + f[0] * (c110 - c010);
+    double const x01 = c001 + f[0] * (c101 - c001), x11 = c011 + f[0] * (c111 - c011);
+    double const y0 = x00 + f[1] * (x10 - x00), y1 = x01 + f[1] * (x11 - x01);
+    if (gradient) {
+        double const a = (c100 - c000) + f[1] * ((c110 - c010) - (c100 - c000));
+        double const b = (c101 - c001) + f[1] * ((c111 - c011) - (c101 - c001));
+        (*gradient)[0] += a + f[2] * (b - a);
+        (*gradient)[1] += (x10 - x00) + f[2] * ((x11 - x01) - (x10 - x00));
+        (*gradient)[2] += y1 - y0;
+    }
+    return y0 + f[2] * (y1 - y0);
+}
+
+} // namespace
+
+double LabelWeights::WeightOf(Brick const& brick, Cell const& cell, LabelIndex label,
+                              Place* gradient) const noexcept {
+    for (std::size_t i = brick.first; i < std::size_t{brick.first} + brick.count; ++i)
+        if (m_brick_labels[i] == label)
+            return Interpolate(&m_weights[i * Samples + cell.offset], cell.f, gradient);
+    return 0.0;
+}
+
+LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
+    Cell cell;
+    Brick const* const brick = Find(place, cell);
+    if (!brick)
+        return 0;
+    LabelIndex best = brick->only;
+    double largest = -1e300;
+    for (std::size_t i = brick->first; i < std::size_t{brick->first} + brick->count; ++i) {
+        double const weight = Interpolate(&m_weights[i * Samples + cell.offset], cell.f, nullptr);
+        if (weight > largest) {
+            largest = weight;
+            best = m_brick_labels[i];
+        }
+    }
+    return best;
+}
+
+void LabelWeights::AddTo(Place const& place, LabelSums& sums) const {
+    Cell cell;
+    Brick const* const brick = Find(place, cell);
+    if (!brick || brick->count == 0) {
+        sums.Add(brick ? brick->only : LabelIndex{0}, 1.0);
+        return;
+    }
+    for (std::size_t i = brick->first; i < std::size_t{brick->first} + brick->count; ++i)
+        sums.Add(m_brick_labels[i], Interpolate(&m_weights[i * Samples + cell.offset], cell.f, nullptr));
+}
+
+double LabelWeights::WeightAt(Place const& place, LabelIndex label) const noexcept {
+    Cell cell;
+    Brick const* const brick = Find(place, cell);
+    if (!brick || brick->count == 0)
+        return (brick ? brick->only : LabelIndex{0}) == label ? 1.0 : 0.0;
+    return WeightOf(*brick, cell, label, nullptr);
+}
+
+bool LabelWeights::IsPureAt(Place const& place) const noexcept {
+    Cell cell;
+    Brick const* const brick = Find(place, cell);
+    return !brick || brick->count == 0;
+}
+
+double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b,
+                                Place& gradient) const noexcept {
+    gradient = {0.0, 0.0, 0.0};
+    Cell cell;
+    Brick const* const brick = Find(place, cell);
+    if (!brick || brick->count == 0) {
+        LabelIndex const only = brick ? brick->only : LabelIndex{0};
+        return (only == a ? 1.0 : 0.0) - (only == b ? 1.0 : 0.0);
+    }
+    Place of_b = {0.0, 0.0, 0.0};
+    double const difference = WeightOf(*brick, cell, a, &gradient) - WeightOf(*brick, cell, b, &of_b);
+    gradient -= of_b;
+    return difference;
+}
+
+double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b) const noexcept {
+    Cell cell;
+    Brick const* const brick = Find(place, cell);
+    if (!brick || brick->count == 0) {
+        LabelIndex const only = brick ? brick->only : LabelIndex{0};
+        return (only == a ? 1.0 : 0.0) - (only == b ? 1.0 : 0.0);
+    }
+    return WeightOf(*brick, cell, a, nullptr) - WeightOf(*brick, cell, b, nullptr);
+}
+
+} // namespace KetSDK::Mesh::Detail

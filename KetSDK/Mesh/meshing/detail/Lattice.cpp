@@ -1,0 +1,176 @@
+#include <KetSDK/Mesh/meshing/detail/Lattice.h>
+
+#include <tsl/robin_map.h>
+
+#include <utility>
+
+namespace KetSDK::Mesh::Detail {
+
+namespace {
+
+using Cube = LatticeTree::Cube;
+using Node = Lattice::Node;
+using Number = std::uint32_t;
+
+struct NodeHash {
+    std::size_t operator()(std::uint64_t key) const noexcept {
+        key *= 0x9E3779B97F4A7C15u;
+        return static_cast<std::size_t>(key ^ (key >> 32));
+    }
+};
+
+class LatticeBuilder {
+public:
+    LatticeBuilder(LatticeTree const& tree, std::function<bool(int, Cube const&)> const& is_wanted,
+                   Lattice& lattice)
+        : m_tree(tree)
+        , m_is_wanted(is_wanted)
+        , m_lattice(lattice) {}
+
+    void Build() {
+        m_tree.ForEach([this](int level, Cube const& cube) {
+            if (m_is_wanted(level, cube))
+                AddCube(level, cube);
+        });
+    }
+
+private:
+    void AddCube(int level, Cube const& cube) {
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            for (int const side : {0, 1}) {
+                Cube neighbour = cube;
+                neighbour[axis] += 2 * side - 1;
+                if (!m_tree.Contains(level, neighbour))
+                    continue;
+                if (m_tree.IsRefined(level, neighbour))
+                    AddBesideSmaller(level, cube, axis, side);
+                else if (!m_tree.Exists(level, neighbour))
+                    AddBesideLarger(level, cube, axis, side);
+                else if (side == 1 && m_is_wanted(level, neighbour))
+                    AddBetween(level, cube, neighbour, axis);
+            }
+    }
+
+    // The corners of a face of a cube, one after another around it.
+    static std::array<Node, 4> Face(int level, Cube const& cube, std::size_t axis, int side) {
+        std::array<Node, 4> face;
+        for (std::size_t i = 0; i < 4; ++i) {
+            int const along[2] = {i == 1 || i == 2, i >= 2};
+            Cube corner = cube;
+            corner[axis] += side;
+            corner[(axis + 1) % 3] += along[0];
+            corner[(axis + 2) % 3] += along[1];
+            for (std::size_t k = 0; k < 3; ++k)
+                face[i][k] = corner[k] << (level + 1);
+        }
+        return face;
+    }
+    static Node Centre(int level, Cube const& cube) {
+        Node centre;
+        for (std::size_t k = 0; k < 3; ++k)
+            centre[k] = (2 * cube[k] + 1) << level;
+        return centre;
+    }
+    static Node Middle(Node const& a, Node const& b) {
+        return {(a[0] + b[0]) / 2, (a[1] + b[1]) / 2, (a[2] + b[2]) / 2};
+    }
+
+    // The cubes on the other side of edge i of the face between two cubes.
+    bool HasMiddle(int level, Cube const& cube, Cube const& neighbour, std::size_t axis,
+                   std::size_t i) const {
+        // Edges 0 and 2 run along the first axis of the face, at the lower and upper end of the second.
+        std::size_t const across = i % 2 == 0 ? (axis + 2) % 3 : (axis + 1) % 3;
+        int const step = i == 0 || i == 3 ? -1 : 1;
+        Cube a = cube, b = neighbour;
+        a[across] += step;
+        b[across] += step;
+        return m_tree.IsRefined(level, a) || m_tree.IsRefined(level, b);
+    }
+
+    void AddBetween(int level, Cube const& cube, Cube const& neighbour, std::size_t axis) {
+        auto const face = Face(level, cube, axis, 1);
+        Node const centre = Centre(level, cube), other = Centre(level, neighbour);
+        for (std::size_t i = 0; i < 4; ++i) {
+            Node const &a = face[i], &b = face[(i + 1) % 4];
+            if (HasMiddle(level, cube, neighbour, axis, i)) {
+                Add(centre, other, a, Middle(a, b));
+                Add(centre, other, Middle(a, b), b);
+            } else
+                Add(centre, other, a, b);
+        }
+    }
+
+    void AddBesideSmaller(int level, Cube const& cube, std::size_t axis, int side) {
+        auto const face = Face(level, cube, axis, side);
+        Node const centre = Centre(level, cube), middle = Middle(face[0], face[2]);
+        for (std::size_t i = 0; i < 4; ++i) {
+            Node const &a = face[i], &b = face[(i + 1) % 4];
+            Add(centre, middle, a, Middle(a, b));
+            Add(centre, middle, Middle(a, b), b);
+        }
+    }
+
+    // The face is a quarter of the larger cube's: cut where that one cuts it, from its corner to its middle.
+    void AddBesideLarger(int level, Cube const& cube, std::size_t axis, int side) {
+        auto const face = Face(level, cube, axis, side);
+        Node const centre = Centre(level, cube);
+        bool const upper[2] = {(cube[(axis + 1) % 3] & 1) != 0, (cube[(axis + 2) % 3] & 1) != 0};
+        std::size_t const corner = upper[1] ? (upper[0] ? 2u : 3u) : (upper[0] ? 1u : 0u);
+        Node const &a = face[corner], &middle = face[(corner + 2) % 4];
+        Add(centre, a, face[(corner + 1) % 4], middle);
+        Add(centre, a, face[(corner + 3) % 4], middle);
+    }
+
+    void Add(Node const& a, Node const& b, Node const& c, Node const& d) {
+        std::int64_t u[3], v[3], w[3];
+        for (std::size_t k = 0; k < 3; ++k) {
+            u[k] = b[k] - a[k];
+            v[k] = c[k] - a[k];
+            w[k] = d[k] - a[k];
+        }
+        std::int64_t const volume = u[0] * (v[1] * w[2] - v[2] * w[1]) + u[1] * (v[2] * w[0] - v[0] * w[2]) +
+                                    u[2] * (v[0] * w[1] - v[1] * w[0]);
+        Lattice::Tetrahedron t = {NumberOf(a), NumberOf(b), NumberOf(c), NumberOf(d)};
+        if (volume < 0)
+            std::swap(t[2], t[3]);
+        m_lattice.tetrahedra.push_back(t);
+    }
+
+    Number NumberOf(Node const& node) {
+        std::uint64_t key = 0;
+        for (std::int32_t const coordinate : node)
+            key = key << 21 | static_cast<std::uint64_t>(coordinate);
+        auto const [entry, is_new] = m_numbers.try_emplace(key, static_cast<Number>(m_lattice.nodes.size()));
+        if (is_new)
+            m_lattice.nodes.push_back(node);
+        return entry->second;
+    }
+
+    LatticeTree const& m_tree;
+    std::function<bool(int, Cube const&)> const& m_is_wanted;
+    Lattice& m_lattice;
+    tsl::robin_map<std::uint64_t, Number, NodeHash> m_numbers;
+};
+
+} // namespace
+
+Lattice::Lattice(LatticeTree const& tree,
+                 std::function<bool(int, LatticeTree::Cube const&)> const& is_wanted) {
+    LatticeBuilder(tree, is_wanted, *this).Build();
+}
+
+NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all)
+    : first(nodes + 1, 0)
+    , tetrahedra(4 * all.size()) {
+    for (Lattice::Tetrahedron const& t : all)
+        for (std::uint32_t const node : t)
+            ++first[node + 1];
+    for (std::size_t node = 0; node < nodes; ++node)
+        first[node + 1] += first[node];
+    std::vector<std::uint64_t> next(first.begin(), first.end() - 1);
+    for (std::size_t i = 0; i < all.size(); ++i)
+        for (std::uint32_t const node : all[i])
+            tetrahedra[static_cast<std::size_t>(next[node]++)] = static_cast<std::uint32_t>(i);
+}
+
+} // namespace KetSDK::Mesh::Detail

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <KetSDK/Mesh/meshing/detail/LatticeTree.h>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace KetSDK::Mesh::Detail {
+
+// The tetrahedra of a graded body-centred cubic lattice. Nodes are the corners and the centres of the cubes
+// of an octree; every dihedral angle is 45, 60, 90 or 120 degrees. Tetrahedra share whole faces: two cubes of
+// one size have four tetrahedra around the line between their centres, cut in two where smaller cubes have a
+// node on an edge of their face; a larger cube has eight at the face of a smaller neighbour, and each smaller
+// one two (Labelle, Shewchuk, Isosurface stuffing, 2007, figure 5).
+struct Lattice {
+    using Node = std::array<std::int32_t, 3>; // in halves of the edge of the smallest cubes
+    using Tetrahedron = std::array<std::uint32_t, 4>;
+
+    std::vector<Node> nodes;
+    std::vector<Tetrahedron> tetrahedra; // of positive volume
+
+    // is_wanted(level, cube) says of which cubes there are tetrahedra; between two cubes of one size they are
+    // made when both are wanted.
+    Lattice(LatticeTree const& tree,
+            std::function<bool(int level, LatticeTree::Cube const&)> const& is_wanted);
+};
+
+// Which tetrahedra have each node: those of node n are tetrahedra[first[n]] to tetrahedra[first[n + 1] - 1],
+// ascending.
+struct NodeTetrahedra {
+    std::vector<std::uint64_t> first;
+    std::vector<std::uint32_t> tetrahedra;
+
+    NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all);
+};
+
+} // namespace KetSDK::Mesh::Detail

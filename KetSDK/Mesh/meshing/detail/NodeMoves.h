@@ -1,0 +1,51 @@
+#pragma once
+
+#include <KetSDK/Mesh/meshing/detail/InterfaceTargets.h>
+#include <KetSDK/Mesh/meshing/detail/Lattice.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace KetSDK::Mesh::Detail {
+
+// Tetrahedra whose nodes are moved. Those outside (label 0) are only kept where they have a node on an
+// interface: they keep the surface from passing through itself.
+struct MovingMesh {
+    using Position = MMVector<double, 3>;
+    static constexpr std::uint32_t NoInterface = UINT32_MAX;
+
+    std::vector<Position> positions; // whole internal units
+    std::vector<Lattice::Tetrahedron> tetrahedra;
+    std::vector<LabelIndex> labels;       // of the tetrahedra
+    std::vector<std::uint32_t> interface; // by node: its place in junctions, or NoInterface
+    std::vector<Junction> junctions;      // of the nodes on interfaces
+    // By node: which nodes may move, in groups of which no two share a tetrahedron.
+    std::vector<std::vector<std::uint32_t>> groups;
+};
+
+// Puts the nodes that are asked for into the groups of the mesh, each into the first that has none of its
+// neighbours.
+void MakeGroups(MovingMesh& mesh, NodeTetrahedra const& around, std::vector<std::uint8_t> const& moves);
+
+struct MoveLimits {
+    double smallest_dihedral; // degrees; of every tetrahedron with a label, after every single move
+    double reach;             // how far from a node its interface may lie, internal units
+    double largest_bulge;     // how far nodes may be moved beyond it to keep volumes, internal units
+    int rounds;               // 0: no node is moved
+    bool parallel;
+};
+
+// Moves nodes on interfaces there and all nodes around for better angles, one group after another. No move is
+// taken that leaves a tetrahedron below the limit, on the coordinates as they are stored; so the limit holds
+// always when it holds at the beginning. advance(fraction) is called between the groups; when it returns
+// false the work ends early, and so does this with false.
+bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets const& targets,
+               MoveLimits const& limits, std::function<bool(double fraction)> const& advance);
+
+// How far the nodes on interfaces are from where their labels meet; negative where that was not found.
+std::vector<double> DistancesToInterface(MovingMesh const& mesh, NodeTetrahedra const& around,
+                                         InterfaceTargets const& targets, double reach, bool parallel);
+
+} // namespace KetSDK::Mesh::Detail
