@@ -1,6 +1,6 @@
 #include <KetSDK/MeshJobs/Convert.h>
 
-#include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
+#include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
@@ -20,7 +20,7 @@ namespace {
 using Target = ConvertOptions::Target;
 
 // One operator's share of a conversion.
-enum class Step { CutHexahedra, Straighten, Split, Curve };
+enum class Step { Cut, Straighten, Split, Curve };
 
 // How many elements of so many nodes there are.
 using Kinds = std::map<unsigned int, std::uint64_t>;
@@ -32,8 +32,12 @@ Kinds KindsOf(MMeshBase const& mesh) {
     return kinds;
 }
 
+std::uint64_t LinearElements(Kinds& kinds) {
+    return kinds[4] + kinds[6] + kinds[8];
+}
+
 std::string WhyNotCurved(Kinds& kinds) {
-    if (kinds[10] > 0 && kinds[4] + kinds[8] > 0)
+    if (kinds[10] > 0 && LinearElements(kinds) > 0)
         return "quadratic tetrahedra (" + std::to_string(kinds[10]) +
                ") and linear elements are mixed; convert to tet4 first";
     return kinds[10] > 0 ? "all elements are quadratic tetrahedra already; there is nothing to convert" : "";
@@ -42,30 +46,27 @@ std::string WhyNotCurved(Kinds& kinds) {
 std::string WhyNotSplit(Kinds& kinds) {
     if (kinds[10] == 0)
         return "there are no quadratic tetrahedra, which could be split; convert to tet10 first";
-    if (kinds[4] + kinds[8] > 0)
-        return "there are linear elements (" + std::to_string(kinds[4] + kinds[8]) +
+    if (LinearElements(kinds) > 0)
+        return "there are linear elements (" + std::to_string(LinearElements(kinds)) +
                ") beside the quadratic tetrahedra, and neighbours would not fit; leave out --split";
     return {};
 }
 
 // Why elements of these kinds cannot become what is asked for; empty when they can.
 std::string WhyNot(Kinds& kinds, Target target) {
-    if (kinds[6] > 0)
-        return "there are " + std::to_string(kinds[6]) +
-               " wedges, which cannot be converted; hexahedra and tetrahedra can";
     if (target == Target::Tet10)
         return WhyNotCurved(kinds);
     if (target == Target::Tet4Split)
         return WhyNotSplit(kinds);
-    return kinds[8] + kinds[10] == 0
+    return kinds[6] + kinds[8] + kinds[10] == 0
                ? "all elements are linear tetrahedra already; there is nothing to convert"
                : "";
 }
 
 std::vector<Step> Plan(Kinds& kinds, Target target) {
     std::vector<Step> steps;
-    if (kinds[8] > 0)
-        steps.push_back(Step::CutHexahedra);
+    if (kinds[6] + kinds[8] > 0)
+        steps.push_back(Step::Cut);
     if (target == Target::Tet10)
         steps.push_back(Step::Curve);
     else if (kinds[10] > 0)
@@ -73,9 +74,9 @@ std::vector<Step> Plan(Kinds& kinds, Target target) {
     return steps;
 }
 
-// Fills the target with the converted elements of the source; returns how many were turned.
-int RunStep(Step step, Model const& source, MMeshBase& target, MMeshOrigins& origins,
-            Context const& context) {
+// Fills the target with the converted elements of the source and notes what was turned and cut.
+void RunStep(Step step, Model const& source, MMeshBase& target, MMeshOrigins& origins, ConvertResult& result,
+             Context const& context) {
     auto const run = [&](auto& convert) {
         convert.SetOrigins(&origins);
         Detail::RunOperator(convert, source, "it could not be converted", context);
@@ -85,19 +86,21 @@ int RunStep(Step step, Model const& source, MMeshBase& target, MMeshOrigins& ori
         convert.SetTet10Mesh(&target);
         convert.SetProgressDelegate(context.progress);
         run(convert);
-        return 0;
-    }
-    if (step == Step::CutHexahedra) {
-        MMeshConvertHex8ToTet4Operator convert;
+    } else if (step == Step::Cut) {
+        MMeshConformingCutOperator cut;
+        cut.SetTet4Mesh(&target);
+        cut.SetProgressDelegate(context.progress);
+        run(cut);
+        auto const& counts = cut.GetCounts();
+        result.reoriented += counts.turned;
+        result.cut = {counts.shared_faces, counts.mismatches, counts.nodes_inside, counts.folded};
+    } else {
+        MMeshConvertTet10ToTet4Operator convert;
         convert.SetTet4Mesh(&target);
+        convert.SetMultipleElements(step == Step::Split);
         run(convert);
-        return convert.GetNbCorrected();
+        result.reoriented += static_cast<std::uint64_t>(convert.GetNbCorrected());
     }
-    MMeshConvertTet10ToTet4Operator convert;
-    convert.SetTet4Mesh(&target);
-    convert.SetMultipleElements(step == Step::Split);
-    run(convert);
-    return convert.GetNbCorrected();
 }
 
 ConvertResult RunSteps(Model const& model, std::vector<Step> const& steps, Context const& context) {
@@ -106,7 +109,7 @@ ConvertResult RunSteps(Model const& model, std::vector<Step> const& steps, Conte
         Model const& source = result.model.mesh ? result.model : model;
         auto target = std::make_unique<MMeshBase>();
         MMeshOrigins origins;
-        result.reoriented += static_cast<std::uint64_t>(RunStep(step, source, *target, origins, context));
+        RunStep(step, source, *target, origins, result, context);
         result.origins = result.model.mesh ? ComposeOrigins(result.origins, origins) : std::move(origins);
         result.model.mesh = std::move(target);
     }
@@ -118,13 +121,10 @@ ConvertResult::Size SizeOf(MMeshBase const& mesh) {
             static_cast<std::uint64_t>(mesh.NumberOfPoints()), mesh.GetVolume()};
 }
 
-ConvertResult::Faces CompareDiagonals(Model const& model, Context const& context) {
-    auto const [interior, different] = MMeshConvertHex8ToTet4Operator::CompareDiagonals(*model.mesh);
-    if (different > 0)
-        context.Warn(Detail::NameOf(model) + ": at " + std::to_string(different) + " of " +
-                     std::to_string(interior) +
-                     " faces between hexahedra the tetrahedra do not fit together: their diagonals differ");
-    return {interior, different};
+void WarnOfFolds(Model const& model, ConvertResult const& result, Context const& context) {
+    if (result.cut && result.cut->folded > 0)
+        context.Warn(Detail::NameOf(model) + ": " + std::to_string(result.cut->folded) +
+                     " hexahedra or wedges are folded: some of their tetrahedra are inverted");
 }
 
 } // namespace
@@ -141,8 +141,7 @@ ConvertResult Convert(Model const& model, ConvertOptions const& options, Context
     result.before = SizeOf(*model.mesh);
     result.after = SizeOf(mesh);
     result.subvolumes = ReportSubVolumes(mesh);
-    if (kinds[8] > 0)
-        result.faces = CompareDiagonals(model, context);
+    WarnOfFolds(model, result, context);
     return result;
 }
 

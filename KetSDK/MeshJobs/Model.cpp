@@ -49,19 +49,12 @@ std::uint64_t CountTenNodeTetrahedra(MMeshBase const& mesh) {
 
 void RequireTetrahedra(Model const& model) {
     std::string others;
-    bool all_convertible = true; // hexahedra are, wedges are not
     for (KindCount const& kind : CountKinds(*model.mesh))
-        if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0) {
+        if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0)
             others += (others.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
-            all_convertible &= kind.nodes == 8;
-        }
     if (!others.empty())
-        throw FileError(
-            model.file,
-            "tetrahedra alone are needed, but there are other elements (" + others + ")" +
-                (all_convertible
-                     ? "; cut them into tetrahedra first (ketmesh convert)"
-                     : "; hexahedra can be cut into tetrahedra (ketmesh convert), wedges cannot"));
+        throw FileError(model.file, "tetrahedra alone are needed, but there are other elements (" + others +
+                                        "); cut them into tetrahedra first (ketmesh convert --to tet4)");
 }
 
 std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh) {

@@ -21,16 +21,17 @@ using Target = KetSDK::MeshJobs::ConvertOptions::Target;
 class ConvertCommand : public Command {
 public:
     ConvertCommand()
-        : Command("convert", "Convert hexahedra and tetrahedra to other tetrahedra",
-                  "A hexahedron is cut into five tetrahedra by the order of its nodes. Where neighbours cut\n"
-                  "their common face along different diagonals the tetrahedra do not fit together there;\n"
-                  "such faces are counted. A linear tetrahedron becomes quadratic with nodes in the middles\n"
-                  "of its edges, a quadratic one linear by its corners alone or, with --split, as eight.\n"
-                  "Inverted tetrahedra are turned when the result is linear.\n\n"
+        : Command("convert", "Convert hexahedra, wedges and tetrahedra to other tetrahedra",
+                  "Hexahedra and wedges are cut into tetrahedra that fit together: five or six, or three.\n"
+                  "Where an element is too warped for that, it gets a node inside; no node is added on its\n"
+                  "faces. A linear tetrahedron becomes quadratic with nodes in the middles of its edges, a\n"
+                  "quadratic one linear by its corners alone or, with --split, as eight.\n"
+                  "Inverted elements are turned when the result is linear.\n\n"
                   "Elements come sub-volume by sub-volume, and nodes at one place become one. New elements\n"
                   "have the values of those that they came from in all cell arrays. In point arrays a new\n"
                   "mid-edge node has the mean of the ends of its edge when the numbers are floating-point,\n"
-                  "and the smaller of both values otherwise; original_id is -1 there.\n\n"
+                  "and the smaller of both values otherwise; a node inside an element has those of its\n"
+                  "corners. original_id is -1 at new nodes.\n\n"
                   "Examples:\n"
                   "  ketmesh convert head.vtu -o head_tet10.vtu --to tet10\n"
                   "  ketmesh convert head_tet10.vtu -o head_fine.vtu --to tet4 --split\n"
@@ -67,9 +68,11 @@ private:
         report["volume_after"] = m_result.after.volume;
         report["reoriented"] = m_result.reoriented;
         report["subvolumes"] = ToJson(m_result.subvolumes);
-        if (m_result.faces) {
-            report["interior_faces"] = m_result.faces->interior;
-            report["nonmatching_faces"] = m_result.faces->nonmatching;
+        if (auto const& cut = m_result.cut) {
+            report["interior_faces"] = cut->interior_faces;
+            report["nonmatching_faces"] = cut->nonmatching_faces;
+            report["nodes_inside"] = cut->nodes_inside;
+            report["folded"] = cut->folded;
         }
         return report;
     }
@@ -88,9 +91,10 @@ private:
         PrintSubVolumes(out, m_result.subvolumes);
         out << "\nre-oriented elements        " << m_result.reoriented << "\nnodes joined at one place   "
             << m_result.origins.joined_nodes << '\n';
-        if (m_result.faces)
-            out << "faces that do not match     " << m_result.faces->nonmatching << " of "
-                << m_result.faces->interior << " between hexahedra\n";
+        if (auto const& cut = m_result.cut)
+            out << "nodes added inside elements " << cut->nodes_inside << "\nfolded elements             "
+                << cut->folded << "\nfaces that do not match     " << cut->nonmatching_faces << " of "
+                << cut->interior_faces << " with four corners\n";
     }
 
     ModelInput m_input;

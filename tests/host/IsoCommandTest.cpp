@@ -98,8 +98,7 @@ TEST_F(Ketmesh, IsosurfaceOfPointArraysAndTheirComponents) {
               "the point arrays are distance, vectors, original_id; the cell arrays are"},
              {{head, "--field", "vectors"}, "3 components; say which one"},
              {{head, "--field", "vectors", "--component", "3"}, "none with the number 3"},
-             {{Data + "wedge_beam14.vtu", "--field", "x"},
-              "14 wedge6); hexahedra can be cut into tetrahedra"},
+             {{Data + "wedge_beam14.vtu", "--field", "x"}, "14 wedge6); cut them into tetrahedra first"},
              {{head, "--field", "grey", "-o", Path("out/x.vtu")}, "surfaces are written to"}}) {
         std::vector<std::string> all = {"iso", "--level", "0"};
         all.insert(all.end(), arguments.begin(), arguments.end());

@@ -242,10 +242,13 @@ TEST(Convert, CutsHexahedraAndCurvesTetrahedra) {
     Model const hexahedra = Load(DataFolder + "hex_matrix_fiber.vtu");
     Listening listening;
     ConvertResult const cut = Convert(hexahedra, {ConvertOptions::Target::Tet4}, listening.context);
-    EXPECT_EQ(cut.after.elements, 5 * cut.before.elements);
+    EXPECT_GE(cut.after.elements, 5 * cut.before.elements);
+    EXPECT_LE(cut.after.elements, 6 * cut.before.elements);
     EXPECT_NEAR(cut.after.volume, cut.before.volume, 1e-6 * cut.before.volume);
-    ASSERT_TRUE(cut.faces);
-    EXPECT_EQ(listening.warnings.size(), cut.faces->nonmatching > 0 ? 1u : 0u);
+    ASSERT_TRUE(cut.cut);
+    EXPECT_GT(cut.cut->interior_faces, 0u);
+    EXPECT_EQ(cut.cut->nonmatching_faces, 0u);
+    EXPECT_TRUE(listening.warnings.empty());
     std::vector<double> volumes(static_cast<std::size_t>(cut.before.elements), 0.0);
     for (std::uint64_t i = 0; i < cut.after.elements; ++i)
         volumes[static_cast<std::size_t>(cut.origins.elements[i])] +=
@@ -381,9 +384,6 @@ TEST(ModelJobs, SayWhyTheyRefuse) {
          [&] { Convert(cubes, {Target::Tet4}, {}); }},
         {"cubes: there are no quadratic tetrahedra, which could be split; convert to tet10 first",
          [&] { Convert(cubes, {Target::Tet4Split}, {}); }},
-        {"wedges: there are " + wedge_count +
-             " wedges, which cannot be converted; hexahedra and tetrahedra can",
-         [&] { Convert(wedges, {Target::Tet10}, {}); }},
         {"cubes: it could not be moved onto the surface", [&] { Project(changed, nothing, {1.0}, {}); }},
     };
     for (Refusal const& refusal : refusals)
@@ -392,7 +392,7 @@ TEST(ModelJobs, SayWhyTheyRefuse) {
              [&] { Label(wedges, nullptr, {}, {}); }, [&] { Group(wedges, surface, {}, {}); },
              [&] { Match(wedges, surface, {}, {}); }, [&] { Project(wedges, surface, {1.0}, {}); }})
         ExpectError("wedges: tetrahedra alone are needed, but there are other elements (" + wedge_count +
-                        " wedge6); hexahedra can be cut into tetrahedra (ketmesh convert), wedges cannot",
+                        " wedge6); cut them into tetrahedra first (ketmesh convert --to tet4)",
                     job);
     EXPECT_EQ(Diff(changed, Cubes(1, 1), {}, {}).first_difference, std::nullopt);
 }

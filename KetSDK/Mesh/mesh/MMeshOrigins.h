@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 
 #include <cstdint>
+#include <map>
 #include <vector>
 
 // What the elements and nodes of a mesh came from that was made of another one, its parent. Whatever makes
@@ -21,6 +22,9 @@ struct MMeshOrigins {
 
     std::vector<MLong> elements; // by element: its index in the parent
     std::vector<Node> nodes;     // by node; of several parent nodes at its position the first that was used
+    // By node that is new elsewhere in an element, whose row above is empty: the nodes of the parent of whose
+    // values it has the mean, repeated by weight.
+    std::map<MLong, std::vector<MLong>> inside;
     // How many nodes of the parent went into one with others, because they are at one position.
     std::uint64_t joined_nodes = 0;
 

@@ -34,3 +34,10 @@ bool MMeshOrientOperator::Operate() {
     });
     return true;
 }
+
+bool MMeshOrientOperator::TurnIfInverted(MMeshElement& e) {
+    bool const inverted = IsInverted(e);
+    if (inverted)
+        Invert(e);
+    return inverted;
+}

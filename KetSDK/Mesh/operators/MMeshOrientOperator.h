@@ -3,6 +3,8 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
+class MMeshElement;
+
 // Repairs inverted tetrahedra, linear and quadratic: exchanges corners 2 and 3, on a ten-node element
 // together with the mid-edge nodes of their edges (5 with 8 and 6 with 7), so that every mid-edge node
 // stays on its edge. Flat elements have no orientation and stay, and so does every other kind of element.
@@ -19,6 +21,9 @@ public:
     // Number of elements repaired, of all runs together (kept: callers sum over meshes in this way); a new
     // operator starts at 0.
     int GetNbCorrected() const noexcept { return m_corrected; }
+
+    // Repairs one element where it needs that, and says whether it did.
+    static bool TurnIfInverted(MMeshElement& e);
 
 private:
     int m_corrected = 0;

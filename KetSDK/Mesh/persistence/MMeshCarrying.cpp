@@ -39,6 +39,12 @@ std::vector<MMeshOrigins::Node> RowsOf(MMeshOrigins const& origins, MMeshArray::
     return rows;
 }
 
+// Of those, the ones that are a mean of several rows.
+MeanRows const& MeansOf(MMeshOrigins const& origins, MMeshArray::Place place) {
+    static MeanRows const none;
+    return place == MMeshArray::OnNodes ? origins.inside : none;
+}
+
 MMeshArray const* Find(std::vector<MMeshArray> const& arrays, MMeshArray const& like) {
     auto const found = std::ranges::find_if(arrays, [&like](MMeshArray const& array) {
         return array.name == like.name && PlaceOfValues(array) == PlaceOfValues(like);
@@ -79,7 +85,8 @@ std::optional<MMeshArray> CarryFromAll(MMeshArray const& first, std::span<MParen
         return std::nullopt;
     ArrayRows values(sources);
     for (std::size_t i = 0; i < sources.size(); ++i)
-        values.Append(*sources[i], rows.Of(i, PlaceOfValues(first)));
+        values.Append(*sources[i], rows.Of(i, PlaceOfValues(first)),
+                      MeansOf(*parents[i].origins, PlaceOfValues(first)));
     return values.Take();
 }
 
@@ -110,7 +117,7 @@ std::vector<MMeshArray> CarryArrays(std::vector<MMeshArray> const& arrays, MMesh
         if (MMeshArray::Place const place = PlaceOfValues(array); place == MMeshArray::OnMesh)
             carried.push_back(array);
         else
-            carried.push_back(GatherRows(array, rows.Of(0, place)));
+            carried.push_back(GatherRows(array, rows.Of(0, place), MeansOf(origins, place)));
     return carried;
 }
 
@@ -135,6 +142,6 @@ std::vector<MMeshArray> CarryArrays(std::vector<MMeshArray> const& arrays, MSurf
     std::vector<MMeshArray> carried;
     for (MMeshArray const& array : arrays)
         if (PlaceOfValues(array) == MMeshArray::OnElements)
-            carried.push_back(GatherRows(array, rows));
+            carried.push_back(GatherRows(array, rows, {}));
     return carried;
 }

@@ -22,9 +22,9 @@ KETSDK_MESH_API void CarryMasks(MMeshBase const& parent, MMeshOrigins const& ori
 // The arrays of a mesh for one that was made of it, in their order and with their types. Elements and nodes
 // have the values of what they came from. A node that is new in the middle of an edge has the mean of both
 // ends in floating-point arrays, and the smaller of both values, component by component, in other ones: so
-// flags of 0 and 1 are set where both ends have them. What has no origin has 0, or an empty string. Arrays of
-// the mesh as a whole stay as they are. Throws std::invalid_argument for an array with fewer rows than the
-// origins speak of.
+// flags of 0 and 1 are set where both ends have them. So has a node that is new elsewhere in an element, of
+// the corners of that element. What has no origin has 0, or an empty string. Arrays of the mesh as a whole
+// stay as they are. Throws std::invalid_argument for an array with fewer rows than the origins speak of.
 KETSDK_MESH_API std::vector<MMeshArray> CarryArrays(std::vector<MMeshArray> const& arrays,
                                                     MMeshOrigins const& origins);
 

@@ -68,6 +68,15 @@ void MeshRebuild::RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMes
         origin = ends;
 }
 
+void MeshRebuild::RecordInside(MMeshPoint const& node, MMeshElement const& e) {
+    if (OriginOf(node).a >= 0) // a node of the parent lies there
+        return;
+    auto& corners = m_origins->inside[node.GetIndex()];
+    corners.clear();
+    for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+        corners.push_back(e.GetNode(i)->GetIndex());
+}
+
 void MeshRebuild::CountJoinedNodes() {
     auto const used = m_node_of.size() - static_cast<std::size_t>(std::ranges::count(m_node_of, nullptr));
     auto const is_one = [](MMeshOrigins::Node const& node) { return node.a >= 0 && node.IsOne(); };

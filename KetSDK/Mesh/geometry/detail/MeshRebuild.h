@@ -91,6 +91,13 @@ public:
             RecordMiddle(*node, a, b);
         return node;
     }
+    // The target's node at a place inside an element, for the corners of which its values stand.
+    MMeshPoint* NodeInside(MMeshElement const& e, MMVector<MLong, 3> const& place) {
+        MMeshPoint* const node = Enter(place[0], place[1], place[2]);
+        if (m_origins)
+            RecordInside(*node, e);
+        return node;
+    }
     // Fetches what MiddleOf of the nodes there will look up.
     void PrefetchMiddleOf(MMeshPoint const& a, MMeshPoint const& b) const noexcept {
         m_target.PrefetchPoint(Middle(a.x, b.x), Middle(a.y, b.y), Middle(a.z, b.z));
@@ -122,6 +129,7 @@ private:
     void RecordElements(std::uint64_t mask_index);
     void RecordNode(MMeshPoint const& node, MLong parent);
     void RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b);
+    void RecordInside(MMeshPoint const& node, MMeshElement const& e);
     MMeshOrigins::Node& OriginOf(MMeshPoint const& node);
     void CountJoinedNodes();
     MMeshElement const& ElementAt(std::uint64_t index) const noexcept {

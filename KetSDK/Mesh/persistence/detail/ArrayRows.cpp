@@ -162,12 +162,15 @@ ArrayRows::ArrayRows(std::span<MMeshArray const* const> sources)
     m_rounds_to_float = WordsOfType(m_array).front() == L"float32";
 }
 
-void ArrayRows::Append(MMeshArray const& source, std::span<RowOrigin const> rows) {
+void ArrayRows::Append(MMeshArray const& source, std::span<RowOrigin const> rows, MeanRows const& means) {
     auto const count = static_cast<MLong>(NumberOfRows(source));
-    for (RowOrigin const& row : rows)
-        if (row.a >= count || row.b >= count)
-            throw std::invalid_argument(
-                "an array beside a mesh has fewer rows than the mesh has elements or nodes");
+    bool too_few =
+        std::ranges::any_of(rows, [count](RowOrigin const& row) { return row.a >= count || row.b >= count; });
+    for (auto const& [row, of] : means)
+        too_few |= std::ranges::max(of) >= count || std::ranges::min(of) < 0;
+    if (too_few)
+        throw std::invalid_argument(
+            "an array beside a mesh has fewer rows than the mesh has elements or nodes");
     auto const append = [&]<typename T>(std::vector<T>& target) {
         auto const between = [&](T const& a, T const& b) -> T {
             if constexpr (!std::is_same_v<T, double>)
@@ -177,8 +180,23 @@ void ArrayRows::Append(MMeshArray const& source, std::span<RowOrigin const> rows
             else
                 return mean;
         };
+        // The mean is summed up in double precision and rounded once.
+        auto const among = [&](std::vector<MLong> const& of, auto const& at) -> T {
+            if constexpr (!std::is_same_v<T, double>) {
+                T least = at(of.front());
+                for (MLong const row : of)
+                    least = std::min(least, at(row));
+                return least;
+            } else {
+                double mean = 0.0;
+                for (MLong const row : of)
+                    mean += at(row) / static_cast<double>(of.size());
+                return m_rounds_to_float ? static_cast<double>(static_cast<float>(mean)) : mean;
+            }
+        };
         WithValues<T>(source, [&](std::vector<T> const& values) {
-            target.reserve(target.size() + rows.size() * m_width);
+            std::size_t const first = target.size();
+            target.reserve(first + rows.size() * m_width);
             for (auto const [a, b] : rows)
                 for (std::size_t k = 0; k < m_width; ++k) {
                     auto const at = [&](MLong row) -> T const& {
@@ -186,6 +204,12 @@ void ArrayRows::Append(MMeshArray const& source, std::span<RowOrigin const> rows
                     };
                     target.push_back(a < 0 || b < 0 ? T() : a == b ? at(a) : between(at(a), at(b)));
                 }
+            for (auto const& mean : means)
+                for (std::size_t k = 0; k < m_width; ++k)
+                    target[first + static_cast<std::size_t>(mean.first) * m_width + k] =
+                        among(mean.second, [&values, this, k](MLong row) -> T const& {
+                            return values[static_cast<std::size_t>(row) * m_width + k];
+                        });
         });
     };
     std::visit(append, m_values);
@@ -196,10 +220,10 @@ MMeshArray ArrayRows::Take() {
     return std::move(m_array);
 }
 
-MMeshArray GatherRows(MMeshArray const& source, std::span<RowOrigin const> rows) {
+MMeshArray GatherRows(MMeshArray const& source, std::span<RowOrigin const> rows, MeanRows const& means) {
     MMeshArray const* const sources[] = {&source};
     ArrayRows values(sources);
-    values.Append(source, rows);
+    values.Append(source, rows, means);
     return values.Take();
 }
 

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <variant>
@@ -13,6 +14,8 @@ namespace KetSDK::Mesh::Detail {
 
 // Which rows of an array a row of another one comes from: one, what lies between two of them, or none.
 using RowOrigin = MMeshOrigins::Node;
+// The rows of which others are the mean, by these.
+using MeanRows = std::map<MLong, std::vector<MLong>>;
 
 // Whether the values of both can follow one another in one array: strings or numbers, as many in a row.
 bool GoTogether(MMeshArray const& a, MMeshArray const& b);
@@ -24,10 +27,10 @@ public:
     // Of these arrays, which go together.
     explicit ArrayRows(std::span<MMeshArray const* const> sources);
 
-    // Between two rows lies their mean in an array of floating-point numbers, and the smaller value in each
+    // Between rows lies their mean in an array of floating-point numbers, and the smallest value in each
     // place of the row otherwise. Rows from nowhere are 0 or empty strings. Throws std::invalid_argument when
     // the array does not have all the rows.
-    void Append(MMeshArray const& source, std::span<RowOrigin const> rows);
+    void Append(MMeshArray const& source, std::span<RowOrigin const> rows, MeanRows const& means);
 
     MMeshArray Take();
 
@@ -44,6 +47,6 @@ private:
 };
 
 // An array of rows of one other.
-MMeshArray GatherRows(MMeshArray const& source, std::span<RowOrigin const> rows);
+MMeshArray GatherRows(MMeshArray const& source, std::span<RowOrigin const> rows, MeanRows const& means);
 
 } // namespace KetSDK::Mesh::Detail

@@ -1,0 +1,286 @@
+#include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
+
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
+#include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
+#include <KetSDK/Mesh/operators/detail/ElementCut.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <map>
+#include <set>
+#include <unordered_set>
+#include <vector>
+
+using namespace KetSDK::Mesh::Detail;
+using KetSDK::Common::IncrementalProgressReporter;
+
+namespace {
+
+using Face = ElementToCut::Face;
+using FaceKey = std::array<MLong, 4>;
+using Edge = ElementToCut::Edge;
+
+bool IsCut(MMeshElement const& e) noexcept {
+    return e.GetNodeCount() == 6 || e.GetNodeCount() == 8;
+}
+
+// Whether all corners of what is to be cut are nodes of the mesh.
+bool HasItsNodes(MMeshBase const& mesh) {
+    auto const count = static_cast<std::uint32_t>(mesh.NumberOfPoints());
+    return std::ranges::all_of(mesh.Elements(), [count](MMeshElement const& e) {
+        bool all = true;
+        for (unsigned int i = 0; IsCut(e) && i < e.GetNodeCount(); ++i)
+            all &= static_cast<std::uint32_t>(e.GetNode(i)->GetIndex()) < count;
+        return all;
+    });
+}
+
+// Chooses the diagonals of all faces with four corners.
+class Diagonals {
+public:
+    explicit Diagonals(MMeshBase const& mesh)
+        : m_mesh(mesh) {
+        NumberPlaces();
+        CollectEdges();
+    }
+
+    // Looks at all elements and chooses other diagonals where that saves one. False when the user cancelled.
+    bool Choose(IncrementalProgressReporter& progress) {
+        std::vector<std::uint64_t> folded;
+        for (std::uint64_t i = 0; i < m_mesh.Elements().GetNumElements(); ++i, ++progress) {
+            if (progress.IsCancelled())
+                return false;
+            if (MMeshElement const& e = *m_mesh.GetElement(i); IsCut(e) && !CutOf(e).positive)
+                folded.push_back(i);
+        }
+        FindElementsAt(folded);
+        for (std::uint64_t const i : folded) {
+            if (progress.IsCancelled())
+                return false;
+            TryOtherDiagonals(*m_mesh.GetElement(i));
+        }
+        return true;
+    }
+
+    ElementToCut ToCut(MMeshElement const& e) const {
+        ElementToCut::Numbers numbers{};
+        for (unsigned int k = 0; k < e.GetNodeCount(); ++k)
+            numbers[k] = NumberOf(e, k);
+        ElementToCut element(e, numbers);
+        for (Face& face : element.GetFaces())
+            face.flipped = IsFlipped(face);
+        return element;
+    }
+
+private:
+    ElementCut CutOf(MMeshElement const& e) const { return ToCut(e).Cut(); }
+    ElementToCut::Faces FacesOf(MMeshElement const& e) const { return ToCut(e).GetFaces(); }
+
+    bool IsFlipped(Face const& face) const {
+        bool const beside_triangles =
+            !m_edges.empty() && m_edges.contains(Key(face.other)) && !m_edges.contains(Key(face.diagonal));
+        return beside_triangles != (!m_flipped.empty() && m_flipped.contains(face.key));
+    }
+
+    // Numbers the places of nodes in the order of the first node at each.
+    void NumberPlaces() {
+        MMeshPointContainer places;
+        places.CreateCoordinateIndex();
+        m_number.reserve(static_cast<std::size_t>(m_mesh.NumberOfPoints()));
+        for (MMeshPointConstIterator p = m_mesh.BeginPoint(); p != m_mesh.EndPoint(); ++p)
+            m_number.push_back(places.AddPoint(p->x, p->y, p->z).GetIndex());
+    }
+
+    // The edges of faces with three corners, where there may be some beside faces with four.
+    void CollectEdges() {
+        std::array<std::uint64_t, 256> kinds{};
+        for (MMeshElement const& e : m_mesh.Elements())
+            ++kinds[e.GetNodeCount()];
+        bool const has_quadrilaterals = kinds[6] + kinds[8] > 0;
+        for (MMeshElement const& e : m_mesh.Elements()) {
+            unsigned char const n = e.GetNodeCount();
+            if (n == 8 || (n == 6 && kinds[8] > 0))
+                for (Edge const& edge : ToCut(e).GetEdgesOfTriangles())
+                    m_edges.insert(Key(edge));
+            if (has_quadrilaterals && (n == 4 || n == 10))
+                for (auto const& edge : MMeshElementDescriptor::descr_tet4_tet10_point)
+                    m_edges.insert(Key(NumberOf(e, edge[0]), NumberOf(e, edge[1])));
+        }
+    }
+
+    // -1 for a node of another mesh.
+    MLong NumberOf(MMeshElement const& e, unsigned int k) const {
+        auto const index = static_cast<std::size_t>(e.GetNode(k)->GetIndex());
+        return index < m_number.size() ? m_number[index] : -1;
+    }
+    static std::uint64_t Key(MLong a, MLong b) noexcept {
+        return std::uint64_t{static_cast<std::uint32_t>(std::min(a, b))} << 32 |
+               static_cast<std::uint32_t>(std::max(a, b));
+    }
+    static std::uint64_t Key(Edge const& edge) noexcept { return Key(edge[0], edge[1]); }
+
+    // Notes the elements at the faces of these.
+    void FindElementsAt(std::vector<std::uint64_t> const& elements) {
+        for (std::uint64_t const i : elements)
+            for (Face const& face : FacesOf(*m_mesh.GetElement(i)))
+                m_elements_at[face.key];
+        if (m_elements_at.empty())
+            return;
+        for (MMeshElement const& e : m_mesh.Elements())
+            if (IsCut(e))
+                for (Face const& face : FacesOf(e))
+                    if (auto const found = m_elements_at.find(face.key); found != m_elements_at.end())
+                        found->second.push_back(&e);
+    }
+
+    // Flips the fewest faces of an element with which it is positive and no neighbour becomes worse.
+    // Diagonals of tetrahedra stay.
+    void TryOtherDiagonals(MMeshElement const& e) {
+        if (CutOf(e).positive) // since a neighbour was
+            return;
+        std::vector<FaceKey> faces;
+        for (Face const& face : FacesOf(e))
+            if (!m_edges.contains(Key(face.diagonal)) && !m_edges.contains(Key(face.other)))
+                faces.push_back(face.key);
+        unsigned int const all = 1U << faces.size();
+        for (int flips = 1; flips <= static_cast<int>(faces.size()); ++flips)
+            for (unsigned int chosen = 1; chosen < all; ++chosen)
+                if (std::popcount(chosen) == flips && TryFlips(e, faces, chosen))
+                    return;
+    }
+
+    bool TryFlips(MMeshElement const& e, std::vector<FaceKey> const& faces, unsigned int chosen) {
+        std::set<MMeshElement const*> positive_neighbours;
+        for (std::size_t f = 0; f < faces.size(); ++f)
+            for (MMeshElement const* const other : m_elements_at[faces[f]])
+                if ((chosen >> f & 1U) != 0 && other != &e && CutOf(*other).positive)
+                    positive_neighbours.insert(other);
+        auto const flip = [&] {
+            for (std::size_t f = 0; f < faces.size(); ++f)
+                if ((chosen >> f & 1U) != 0 && m_flipped.erase(faces[f]) == 0)
+                    m_flipped.insert(faces[f]);
+        };
+        flip();
+        bool const helps = CutOf(e).positive &&
+                           std::ranges::all_of(positive_neighbours,
+                                               [this](MMeshElement const* n) { return CutOf(*n).positive; });
+        if (!helps)
+            flip();
+        return helps;
+    }
+
+    MMeshBase const& m_mesh;
+    std::vector<MLong> m_number;               // by node
+    std::unordered_set<std::uint64_t> m_edges; // of triangles
+    std::set<FaceKey> m_flipped;
+    std::map<FaceKey, std::vector<MMeshElement const*>> m_elements_at; // of elements without a positive cut
+};
+
+// A face with four corners, and how an element halves it.
+struct HalvedFace {
+    FaceKey key;
+    Edge diagonal;
+
+    friend auto operator<=>(HalvedFace const&, HalvedFace const&) = default;
+};
+
+// Puts the pieces of the elements into the target.
+class Cutter {
+public:
+    Cutter(MeshRebuild& rebuild, Diagonals const& diagonals, MMeshConformingCutOperator::Counts& counts)
+        : m_rebuild(rebuild)
+        , m_diagonals(diagonals)
+        , m_counts(counts) {}
+
+    void Add(MMeshElement const& e, MMeshSubVolume& target) {
+        if (IsCut(e))
+            AddPieces(e, target);
+        else
+            AddCopy(e, target);
+    }
+
+    // Counts the faces that two elements share, and compares how they halve them.
+    void CompareFaces() {
+        std::ranges::sort(m_faces);
+        for (std::size_t i = 0; i < m_faces.size(); ++i)
+            if (i == 0 || m_faces[i].key != m_faces[i - 1].key) {
+                m_counts.other_diagonals += m_faces[i].diagonal[0] != m_faces[i].key[0];
+            } else {
+                ++m_counts.shared_faces;
+                m_counts.mismatches += m_faces[i].diagonal != m_faces[i - 1].diagonal;
+            }
+    }
+
+private:
+    void AddPieces(MMeshElement const& e, MMeshSubVolume& target) {
+        ElementToCut const element = m_diagonals.ToCut(e);
+        ElementCut const cut = element.Cut();
+        MMeshPoint* const inside = cut.inside ? m_rebuild.NodeInside(e, *cut.inside) : nullptr;
+        for (ElementCut::Tetrahedron const& t : cut.tetrahedra) {
+            MMeshPoint* nodes[4];
+            for (unsigned int i = 0; i < 4; ++i)
+                nodes[i] = t[i] == ElementCut::Inside ? inside : m_rebuild.NodeFor(*e.GetNode(t[i]));
+            target.AddElement(4, nodes);
+        }
+        m_counts.nodes_inside += inside != nullptr;
+        m_counts.turned += cut.turned;
+        m_counts.folded += !cut.positive;
+        for (Face const& face : element.GetFaces())
+            AddFace(face, cut);
+    }
+
+    // Notes the diagonal that the pieces really have.
+    void AddFace(Face const& face, ElementCut const& cut) {
+        auto const has_edge = [&](unsigned char a, unsigned char b) {
+            return std::ranges::any_of(cut.tetrahedra, [&](ElementCut::Tetrahedron const& t) {
+                return std::ranges::count(t, a) + std::ranges::count(t, b) == 2;
+            });
+        };
+        bool const first = has_edge(face.corners[0], face.corners[2]);
+        m_faces.push_back({face.key, first ? face.diagonal : face.other});
+    }
+
+    void AddCopy(MMeshElement const& e, MMeshSubVolume& target) {
+        MMeshPoint* nodes[255];
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+            nodes[i] = m_rebuild.NodeFor(*e.GetNode(i));
+        MMeshElement* const copy = target.AddElement(static_cast<char>(e.GetNodeCount()), nodes);
+        m_counts.turned += MMeshOrientOperator::TurnIfInverted(*copy);
+    }
+
+    MeshRebuild& m_rebuild;
+    Diagonals const& m_diagonals;
+    MMeshConformingCutOperator::Counts& m_counts;
+    std::vector<HalvedFace> m_faces;
+};
+
+} // namespace
+
+MMeshConformingCutOperator::~MMeshConformingCutOperator() = default;
+
+bool MMeshConformingCutOperator::Operate() {
+    m_counts = {};
+    MMeshBase const* const mesh = GetMesh();
+    if (!mesh || !m_target || mesh == m_target || !HasItsNodes(*mesh))
+        return false;
+    auto const elements = static_cast<unsigned long long>(mesh->NumberOfElements());
+    IncrementalProgressReporter progress(m_delegate, "Cutting elements", 2 * elements, true);
+    Diagonals diagonals(*mesh);
+    if (!diagonals.Choose(progress))
+        return false;
+    m_target->SetMeshType(MMeshBase::Linear);
+    MeshRebuild rebuild(*mesh, *m_target, m_origins);
+    Cutter cutter(rebuild, diagonals, m_counts);
+    bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
+        return rebuild.ForEachElement(source, [&](MMeshElement const& e) {
+            cutter.Add(e, target);
+            ++progress;
+            return !progress.IsCancelled();
+        });
+    });
+    if (done)
+        cutter.CompareFaces();
+    return done;
+}
