@@ -30,7 +30,7 @@ void RatioReporter::Finalize() {
     std::string mesh;
     for (Job const& job : m_jobs) {
         if (job.mesh != mesh)
-            PrintHeader(mesh = job.mesh);
+            PrintTableHeader(mesh = job.mesh);
         for (auto const& [way, value] : job.vtk)
             PrintRow(job, way, value);
         if (job.vtk.empty())
@@ -70,7 +70,7 @@ RatioReporter::Job& RatioReporter::FindJob(std::string const& mesh, std::string 
     return m_jobs.emplace_back(std::move(job));
 }
 
-void RatioReporter::PrintHeader(std::string const& mesh) {
+void RatioReporter::PrintTableHeader(std::string const& mesh) {
     GetOutputStream() << "\n"
                       << std::left << std::setw(32) << mesh + ", per element" << std::right << std::setw(12)
                       << "ours" << std::setw(12) << "VTK" << std::setw(9) << "ratio" << std::setw(12)

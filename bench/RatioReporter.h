@@ -33,7 +33,7 @@ private:
 
     void Note(std::string const& benchmark, std::string const& unit, double value);
     Job& FindJob(std::string const& mesh, std::string const& name, std::string const& unit);
-    void PrintHeader(std::string const& mesh);
+    void PrintTableHeader(std::string const& mesh);
     void PrintRow(Job const& job, std::string const& way, double vtk);
     void PrintRatio(double slow, double fast);
     void PrintFigure(double value, std::string const& unit);

@@ -85,7 +85,7 @@ std::size_t CountEdgesOfMesh(MStlFeature const& graphs) {
         for (MStlEdge const& edge : graph.Edges())
             edges.push_back(std::minmax({position(*edge.GetPoint(0)), position(*edge.GetPoint(1))}));
     std::ranges::sort(edges);
-    return static_cast<std::size_t>(std::ranges::unique(edges).begin() - edges.begin());
+    return static_cast<std::size_t>(std::unique(edges.begin(), edges.end()) - edges.begin());
 }
 
 } // namespace
