@@ -77,40 +77,6 @@ TEST_F(Ketmesh, IsosurfaceOfTheHeadIsThatOfVtk) {
     }
 }
 
-TEST_F(Ketmesh, IsosurfaceOfPointArraysAndTheirComponents) {
-    auto const grid = HeadWithDistance();
-    WriteGrid(Path("head.vtu"), *grid);
-    std::string const head = Path("head.vtu");
-    std::vector<std::string> const sphere = {"iso", head, "--field", "distance", "--level", "30"};
-    Json const report = RunJson(sphere);
-    EXPECT_TRUE(report["closed"]);
-    // The mesh is coarse there: about 7 % are missing from the ball, in VTK's surface too.
-    double const volume = std::fabs(MeasureAll(*Contour(*grid, "distance", 30.0)).enclosed);
-    EXPECT_NEAR(report["enclosed_volume"], volume, 1e-6 * volume);
-    EXPECT_NEAR(volume, 4.0 / 3.0 * vtkMath::Pi() * 30.0 * 30.0 * 30.0, 0.1 * volume);
-    Json const component = RunJson({"iso", head, "--field", "vectors", "--component", "1", "--level", "30"});
-    EXPECT_NEAR(component["area"], report["area"], 1e-6 * report["area"].get<double>());
-    Result const text = Run(sphere);
-    EXPECT_NE(text.out.find("closed     yes\n"), std::string::npos) << text.out;
-
-    for (auto const& [arguments, reason] : std::vector<std::pair<std::vector<std::string>, std::string>>{
-             {{head, "--field", "none"},
-              "the point arrays are distance, vectors, original_id; the cell arrays are"},
-             {{head, "--field", "vectors"}, "3 components; say which one"},
-             {{head, "--field", "vectors", "--component", "3"}, "none with the number 3"},
-             {{Data + "wedge_beam14.vtu", "--field", "x"}, "14 wedge6); cut them into tetrahedra first"},
-             {{head, "--field", "grey", "-o", Path("out/x.vtu")}, "surfaces are written to"}}) {
-        std::vector<std::string> all = {"iso", "--level", "0"};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        ExpectRefused(all, reason);
-    }
-    vtkNew<vtkUnstructuredGrid> few;
-    few->SetPoints(grid->GetPoints());
-    few->InsertNextCell(VTK_TETRA, grid->GetCell(0)->GetPointIds());
-    WriteGrid(Path("few.vtu"), *few);
-    ExpectRefused({"iso", Path("few.vtu"), "--field", "grey", "--level", "0"}, "1000 elements or more");
-}
-
 TEST_F(Ketmesh, IsosurfaceSaysWhatIsMissing) {
     // Everything in the file of a quadratic mesh is read through the corners.
     Result const empty = Run({"iso", Data + "head_small_tet10.vtu", "--field", "grey", "--level", "99999"});

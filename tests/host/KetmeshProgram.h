@@ -20,8 +20,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <map>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -105,6 +109,25 @@ protected:
         EXPECT_TRUE(Outputs().empty());
     }
 
+    // The words of a command line: TET4 and its like are the sample meshes, what has the ending of a file
+    // lies in the folder of this run, and ~ is a space.
+    std::vector<std::string> Words(std::string const& line) const {
+        static std::map<std::string, std::string> const samples = {{"TET4", Head},
+                                                                   {"TET10", Data + "head_small_tet10.vtu"},
+                                                                   {"HEX8", Data + "hex_matrix_fiber.vtu"},
+                                                                   {"WEDGE6", Data + "wedge_beam14.vtu"},
+                                                                   {"CT", Data + "head_ct.nii.gz"}};
+        std::vector<std::string> words;
+        std::istringstream stream(line);
+        for (std::string word; stream >> word;) {
+            std::ranges::replace(word, '~', ' ');
+            std::string const ending = fs::path(word).extension().string();
+            bool const is_file =
+                ending.size() > 1 && std::isalpha(static_cast<unsigned char>(ending[1])) != 0;
+            words.push_back(samples.contains(word) ? samples.at(word) : is_file ? Path(word) : word);
+        }
+        return words;
+    }
     std::string Path(std::string const& name) const { return (m_folder / name).string(); }
     std::vector<std::string> Outputs() const {
         std::vector<std::string> names;

@@ -2,15 +2,9 @@
 #include "MeasuredSurface.h"
 
 #include <vtkAppendFilter.h>
-#include <vtkCell.h>
-#include <vtkCellData.h>
 #include <vtkCellSizeFilter.h>
-#include <vtkFieldData.h>
 #include <vtkIntArray.h>
-#include <vtkOBJReader.h>
-#include <vtkPLYReader.h>
 #include <vtkPolyData.h>
-#include <vtkSTLReader.h>
 #include <vtkStringArray.h>
 #include <vtkUnstructuredGridWriter.h>
 #include <vtkXMLPolyDataReader.h>
@@ -127,30 +121,6 @@ TEST_F(Ketmesh, SurfacesBoundTheHead) {
     EXPECT_NEAR(ids["surfaces"][0]["area"], 0.3, 1e-4);
     EXPECT_TRUE(ids["surfaces"][0]["closed"]);
     EXPECT_EQ(Outputs().size(), 2u);
-}
-
-TEST_F(Ketmesh, EveryFormatHoldsAllTriangles) {
-    std::map<std::string, vtkSmartPointer<vtkPolyData> (*)(std::string const&)> const formats = {
-        {".vtp", ReadFile<vtkXMLPolyDataReader>},
-        {".stl", ReadFile<vtkSTLReader>},
-        {".ply", ReadFile<vtkPLYReader>},
-        {".obj", ReadFile<vtkOBJReader>}};
-    for (auto const& [ending, read] : formats) {
-        SCOPED_TRACE(ending);
-        std::string const out = Path("out/fiber" + ending);
-        Json const report = RunJson({"surfaces", Data + "hex_matrix_fiber.vtu", "-o", out, "--interfaces"});
-        std::uint64_t triangles = 0;
-        for (Json const& surface : report["surfaces"])
-            triangles += surface["triangles"].get<std::uint64_t>();
-        EXPECT_EQ(static_cast<std::uint64_t>(read(out)->GetNumberOfCells()), triangles);
-    }
-    Json const split =
-        RunJson({"surfaces", Data + "hex_matrix_fiber.vtu", "-o", Path("out/part.stl"), "--split-surfaces"});
-    ASSERT_EQ(split["files"].size(), split["surfaces"].size());
-    for (std::size_t i = 0; i < split["files"].size(); ++i)
-        EXPECT_EQ(ReadFile<vtkSTLReader>(split["files"][i])->GetNumberOfCells(),
-                  split["surfaces"][i]["triangles"]);
-    EXPECT_EQ(Outputs().size(), formats.size() + split["files"].size());
 }
 
 // Bad input

@@ -51,6 +51,68 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"colors",
      {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
 
+// The keys of the report of the first run, beside those of all: a dot leads to the first of a list or the
+// value of a key.
+std::map<std::string, std::string> const Keys = {
+    {"info", "elements nodes kinds.tet4 subvolumes.number subvolumes.name subvolumes.elements "
+             "subvolumes.volume volume "
+             "box rounding_error merged_nodes nodes_out_of_range memory"},
+    {"save", "elements nodes bytes encoding files"},
+    {"diff", "equal first_difference left_out elements nodes"},
+    {"surfaces", "surfaces.name surfaces.triangles surfaces.area surfaces.closed triangles points box "
+                 "rounding_error files"},
+    {"iso", "field from range nodes_without_value level triangles points collapsed area closed "
+            "enclosed_volume files"},
+    {"boundary", "elements nodes boundary_elements boundary_nodes triangles area closed files"},
+    {"explode", "elements elements_taken triangles points shrink volume_factor files"},
+    {"graph", "elements graphs.name graphs.vertices graphs.edges vertices edges all_edges files"},
+    {"quality",
+     "elements below metrics.Volume.unit metrics.Volume.min metrics.Volume.mean metrics.Volume.max "
+     "metrics.Volume.percentiles.50 metrics.Volume.nonfinite metrics.Volume.bad "
+     "metrics.Volume.histogram.range "
+     "metrics.Volume.histogram.counts metrics.Volume.worst.element metrics.Volume.worst.value "
+     "metrics.Volume.worst.centre metrics.Volume.worst.subvolume files"},
+    {"check",
+     "elements quadratic tolerance wrong_orientation folded zero_volume wrong_mid_edges wrong_mid_faces"},
+    {"repair",
+     "elements modified straightened mid_nodes_aligned passes outer thresholds bad_before bad_after "
+     "ratio_before.folded ratio_after.median files"},
+    {"orient", "elements tetrahedra flat corrected volume_before volume_after files"},
+    {"grow", "elements bad rings below surfaces.name surfaces.triangles surfaces.marked surfaces.area "
+             "triangles on_mesh "
+             "marked area files"},
+    {"layers", "elements layers.number layers.elements layers.volume elements_in_layers inside.elements "
+               "inside.volume files"},
+    {"convert",
+     "to elements_before elements_after nodes_before nodes_after nodes_joined volume_before volume_after "
+     "reoriented subvolumes.name files"},
+    {"label", "elements subvolumes.name files"},
+    {"group",
+     "elements groups_of subvolumes.name boundary_faces.with_triangle interface_faces.without_triangle "
+     "inner_faces.with_triangle triangles.with_face wrong_way files"},
+    {"match", "elements tolerance boundary_faces.with_triangle interface_faces.without_triangle "
+              "inner_faces.with_triangle "
+              "triangles.without_face wrong_way mismatches"},
+    {"remove", "elements nodes removed_elements removed_nodes subvolumes.name files"},
+    {"split", "elements nodes new_subvolumes subvolumes.name files"},
+    {"merge", "elements nodes joined_nodes subvolumes.name files"},
+    {"cut", "area above below cut contours contour_length subvolumes.area files"},
+    {"project", "nodes moved shortened left too_far on_surface held largest_move volume_before volume_after "
+                "distance_before.mean distance_after.max files"}};
+
+bool HasKey(Json const& report, std::string const& path) {
+    Json const* at = &report;
+    std::istringstream keys(path);
+    for (std::string key; std::getline(keys, key, '.');) {
+        if (at->is_array())
+            at = at->empty() ? nullptr : &at->front();
+        if (!at || !at->contains(key))
+            return false;
+        at = &at->at(key);
+    }
+    return true;
+}
+
 // What follows a title in a help text, up to the next empty line: the names that its lines begin with.
 std::set<std::string> Listed(std::string const& help, std::string const& title) {
     std::istringstream lines(help.substr(std::min(help.find("\n" + title + ":\n"), help.size())));
@@ -101,12 +163,18 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
             for (std::string word; words >> word;)
                 arguments.push_back(place(word));
             arguments.insert(arguments.end(), common.begin(), common.end());
+            bool const reports = !common.empty();
             common.clear();
             for (std::string const& argument : arguments)
                 used.insert(argument == "-o" ? "--output" : argument);
             Result const result = Run(arguments);
             EXPECT_EQ(result.status, 0) << run << ": " << result.err;
             EXPECT_NE(result.out, "") << run;
+            Json const report = reports ? Json::parse(result.out, nullptr, false) : Json();
+            std::istringstream keys(Keys.contains(command) ? Keys.at(command) + " inputs warnings"
+                                                           : "inputs warnings");
+            for (std::string key; reports && keys >> key;)
+                EXPECT_TRUE(HasKey(report, key)) << key << " is missing: " << report;
         }
         for (std::string const& option : Listed(help, "Options"))
             EXPECT_TRUE(used.contains(option)) << option << " is never used";

@@ -6,22 +6,6 @@
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/Mesh/persistence/MMeshFile.h>
 
-#include <vtkBitArray.h>
-#include <vtkDoubleArray.h>
-#include <vtkFloatArray.h>
-#include <vtkIdTypeArray.h>
-#include <vtkIntArray.h>
-#include <vtkLongLongArray.h>
-#include <vtkPointData.h>
-#include <vtkShortArray.h>
-#include <vtkSignedCharArray.h>
-#include <vtkStringArray.h>
-#include <vtkUnsignedCharArray.h>
-#include <vtkUnsignedIntArray.h>
-#include <vtkUnsignedLongLongArray.h>
-#include <vtkUnsignedShortArray.h>
-#include <vtkVariant.h>
-
 #include <sys/resource.h>
 
 #include <cmath>
@@ -30,109 +14,6 @@
 #include <memory>
 
 namespace {
-
-// An array of two components a tuple with the least and the largest value of its type among the values.
-template <typename Array>
-vtkSmartPointer<vtkAbstractArray> Extremes(std::string const& name, vtkIdType tuples) {
-    using Value = decltype(Array::New()->GetValue(0));
-    auto array = vtkSmartPointer<Array>::New();
-    array->SetName(name.c_str());
-    array->SetNumberOfComponents(2);
-    array->SetNumberOfTuples(tuples);
-    for (vtkIdType i = 0; i < 2 * tuples; ++i)
-        array->SetValue(i, static_cast<Value>(i));
-    array->SetValue(0, std::numeric_limits<Value>::lowest());
-    array->SetValue(1, std::numeric_limits<Value>::max());
-    if constexpr (std::numeric_limits<Value>::has_quiet_NaN)
-        array->SetValue(2, std::numeric_limits<Value>::quiet_NaN());
-    return array;
-}
-
-vtkSmartPointer<vtkStringArray> Strings(std::string const& name, vtkIdType count) {
-    auto strings = vtkSmartPointer<vtkStringArray>::New();
-    strings->SetName(name.c_str());
-    for (vtkIdType i = 0; i < count; ++i)
-        strings->InsertNextValue(i == 1 ? "" : "Z\u00e4hler <" + std::to_string(i) + ">");
-    return strings;
-}
-
-// Every type of values and strings in every place.
-void AddArraysOfEveryType(vtkUnstructuredGrid& grid) {
-    vtkFieldData* const places[] = {grid.GetCellData(), grid.GetPointData(), grid.GetFieldData()};
-    vtkIdType const tuples[] = {grid.GetNumberOfCells(), grid.GetNumberOfPoints(), 3};
-    for (int place = 0; place < 3; ++place) {
-        int number = 0;
-        for (auto const make :
-             {Extremes<vtkSignedCharArray>, Extremes<vtkUnsignedCharArray>, Extremes<vtkShortArray>,
-              Extremes<vtkUnsignedShortArray>, Extremes<vtkIntArray>, Extremes<vtkUnsignedIntArray>,
-              Extremes<vtkLongLongArray>, Extremes<vtkUnsignedLongLongArray>, Extremes<vtkIdTypeArray>,
-              Extremes<vtkFloatArray>, Extremes<vtkDoubleArray>})
-            places[place]->AddArray(make("array " + std::to_string(number++), tuples[place]));
-        places[place]->AddArray(Strings("strings", tuples[place]));
-    }
-    grid.GetPointData()->SetActiveAttribute("array 10", vtkDataSetAttributes::TCOORDS);
-    grid.GetCellData()->SetActiveScalars("array 3");
-}
-
-void ExpectSameArrays(vtkFieldData& a, vtkFieldData& b) {
-    for (int i = 0; i < a.GetNumberOfArrays(); ++i) {
-        vtkAbstractArray& one = *a.GetAbstractArray(i);
-        SCOPED_TRACE(one.GetName());
-        vtkAbstractArray* const other = b.GetAbstractArray(one.GetName());
-        ASSERT_NE(other, nullptr);
-        EXPECT_EQ(one.GetDataType(), other->GetDataType());
-        EXPECT_EQ(one.GetNumberOfComponents(), other->GetNumberOfComponents());
-        ASSERT_EQ(one.GetNumberOfValues(), other->GetNumberOfValues());
-        if (vtkDataArray::SafeDownCast(&one))
-            EXPECT_EQ(std::memcmp(one.GetVoidPointer(0), other->GetVoidPointer(0),
-                                  static_cast<std::size_t>(one.GetDataSize() * one.GetDataTypeSize())),
-                      0);
-        else
-            for (vtkIdType k = 0; k < one.GetNumberOfValues(); ++k)
-                EXPECT_EQ(one.GetVariantValue(k), other->GetVariantValue(k));
-    }
-}
-
-TEST_F(Ketmesh, MeshFilesGiveBackEveryBitOfAMeshAndItsArrays) {
-    auto const grid = ReadGrid("wedge_beam14.vtu");
-    AddArraysOfEveryType(*grid);
-    WriteGrid(Path("types.vtu"), *grid);
-    for (std::string const& in :
-         std::vector<std::string>{Data + "head_small_tet4.vtu", Data + "head_small_tet10.vtu",
-                                  Data + "hex_matrix_fiber.vtu", Path("types.vtu")})
-        for (bool const text : {false, true}) {
-            SCOPED_TRACE(in + (text ? " as text" : ""));
-            std::vector<std::string> save = {"save", in, "-o", Path("mesh.kmesh")};
-            if (text)
-                save.push_back("--text");
-            Json const saved = RunJson(save);
-            std::string const content = Content(Path("mesh.kmesh"));
-            EXPECT_EQ(saved["bytes"], content.size());
-            EXPECT_EQ(saved["encoding"], text ? "text" : "binary");
-            EXPECT_EQ(content.find("<?xml") == 0, text);
-            Json const info = RunJson({"info", Path("mesh.kmesh")});
-            EXPECT_EQ(info["elements"], saved["elements"]);
-            EXPECT_EQ(info["subvolumes"], RunJson({"info", in})["subvolumes"]);
-
-            EXPECT_EQ(Run({"save", in, "-o", Path("direct.vtu")}).status, 0);
-            EXPECT_EQ(Run({"save", Path("mesh.kmesh"), "-o", Path("back.vtu")}).status, 0);
-            EXPECT_TRUE(Content(Path("direct.vtu")) == Content(Path("back.vtu")));
-            EXPECT_EQ(RunJson({"diff", in, Path("mesh.kmesh")}),
-                      Json({{"equal", true},
-                            {"first_difference", nullptr},
-                            {"left_out", nullptr},
-                            {"elements", {saved["elements"], saved["elements"]}},
-                            {"nodes", {saved["nodes"], saved["nodes"]}},
-                            {"inputs", {in, Path("mesh.kmesh")}},
-                            {"warnings", Json::array()}}));
-        }
-    auto const back = ReadFile<vtkXMLUnstructuredGridReader>(Path("back.vtu"));
-    ExpectSameArrays(*grid->GetCellData(), *back->GetCellData());
-    ExpectSameArrays(*grid->GetPointData(), *back->GetPointData());
-    ExpectSameArrays(*grid->GetFieldData(), *back->GetFieldData());
-    EXPECT_STREQ(back->GetCellData()->GetScalars()->GetName(), "array 3");
-    EXPECT_STREQ(back->GetPointData()->GetTCoords()->GetName(), "array 10");
-}
 
 TEST_F(Ketmesh, CommandsKeepWhatOnlyMeshFilesHold) {
     FullMesh full;

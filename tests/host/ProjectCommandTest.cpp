@@ -1,7 +1,6 @@
 // The boundary of the real head on a larger copy of its own surface, and what is refused.
 #include "KetmeshProgram.h"
 
-#include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
@@ -35,16 +34,4 @@ TEST_F(Ketmesh, ProjectPutsTheHeadOnASurface) {
     EXPECT_EQ(RunJson({"check", out})["wrong_orientation"], 0);
     EXPECT_EQ(CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(out), "label"),
               CellValues(*ReadGrid("head_small_tet4.vtu"), "label"));
-}
-
-TEST_F(Ketmesh, ProjectRefusesWhatItCannotUse) {
-    std::string const own = Path("own.vtp"), out = Path("out/projected.vtu");
-    RunJson({"surfaces", Head, "-o", own});
-    auto const refuse = [&](std::string const& mesh, std::string const& surface, char const* distance,
-                            char const* reason) {
-        ExpectRefused({"project", mesh, "--surface", surface, "--distance", distance, "-o", out}, reason);
-    };
-    refuse(Head, Path("none.stl"), "1", "none.stl: there is no such file");
-    refuse(Data + "hex_matrix_fiber.vtu", own, "1", "tetrahedra alone are needed");
-    refuse(Head, own, "0", "no positive number");
 }

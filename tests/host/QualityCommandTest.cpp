@@ -2,19 +2,8 @@
 // write.
 #include "KetmeshProgram.h"
 
-#include <vtkCellArray.h>
-#include <vtkCellData.h>
-#include <vtkDoubleArray.h>
-#include <vtkFieldData.h>
-#include <vtkMeshQuality.h>
-#include <vtkPointData.h>
-#include <vtkPolyData.h>
 #include <vtkQuadraticTetra.h>
-#include <vtkStringArray.h>
-#include <vtkTetra.h>
-#include <vtkTriangle.h>
 #include <vtkXMLDataElement.h>
-#include <vtkXMLPolyDataReader.h>
 #include <vtkXMLUtilities.h>
 
 #include <algorithm>
@@ -28,14 +17,6 @@
 namespace {
 
 std::string const Head10 = Data + "head_small_tet10.vtu";
-
-std::vector<double> VtkQuality(vtkUnstructuredGrid& grid, int measure) {
-    vtkNew<vtkMeshQuality> quality;
-    quality->SetTetQualityMeasure(measure);
-    quality->SetInputData(&grid);
-    quality->Update();
-    return CellValues(*quality->GetOutput(), "Quality");
-}
 
 // With the points where reading them puts the nodes, so that figures agree to the last digits.
 vtkSmartPointer<vtkUnstructuredGrid> ReadRounded(std::string const& name) {
@@ -75,84 +56,6 @@ vtkSmartPointer<vtkUnstructuredGrid> FaultyElements() {
         x += 10.0;
     }
     return Tetrahedra(points);
-}
-
-// What the figures of one metric must be, from its values.
-void CheckFigures(Json const& figures, std::vector<double> const& values, double below) {
-    std::vector<double> sorted = values;
-    std::sort(sorted.begin(), sorted.end());
-    EXPECT_EQ(figures["min"], sorted.front());
-    EXPECT_EQ(figures["max"], sorted.back());
-    double const mean =
-        std::accumulate(values.begin(), values.end(), 0.0) / static_cast<double>(values.size());
-    EXPECT_NEAR(figures["mean"], mean, 1e-10 * std::max(std::fabs(mean), 1.0));
-    EXPECT_EQ(figures["nonfinite"], 0);
-    for (auto const& [percent, value] : figures["percentiles"].items()) {
-        auto const within =
-            std::upper_bound(sorted.begin(), sorted.end(), value.get<double>()) - sorted.begin();
-        auto const less =
-            std::lower_bound(sorted.begin(), sorted.end(), value.get<double>()) - sorted.begin();
-        double const part = std::stod(percent) / 100.0 * static_cast<double>(values.size());
-        EXPECT_GE(static_cast<double>(within), part);
-        EXPECT_LT(static_cast<double>(less), part);
-    }
-    EXPECT_EQ(figures["bad"],
-              std::count_if(values.begin(), values.end(), [&](double v) { return v < below; }));
-}
-
-void CheckHistogram(Json const& histogram, std::vector<double> const& values, double low, double high,
-                    std::size_t bins) {
-    EXPECT_EQ(histogram["range"], (Json{low, high}));
-    ASSERT_EQ(histogram["counts"].size(), bins);
-    std::vector<int> counts(bins);
-    for (double const v : values)
-        if (v >= low && v <= high)
-            ++counts[std::min(
-                static_cast<std::size_t>((v - low) / ((high - low) / static_cast<double>(bins))), bins - 1)];
-    EXPECT_EQ(histogram["counts"], Json(counts));
-}
-
-TEST_F(Ketmesh, QualityFiguresFollowFromTheValuesInTheFile) {
-    std::string const out = Path("out/quality.vtu");
-    Json const report =
-        RunJson({"quality", Head, "--metric", "ScaledJacobian,Volume,MinDihedralAngle", "--below", "0.25",
-                 "--partitions", "7", "--max-bound", "60", "--worst", "25", "-o", out});
-    auto const written = ReadFile<vtkXMLUnstructuredGridReader>(out);
-    auto const read = ReadRounded("head_small_tet4.vtu");
-    EXPECT_EQ(report["elements"], read->GetNumberOfCells());
-    EXPECT_EQ(report["below"], 0.25);
-    for (auto const& [name, figures] : report["metrics"].items()) {
-        SCOPED_TRACE(name);
-        std::vector<double> const values = CellValues(*written, name.c_str());
-        CheckFigures(figures, values, 0.25);
-        bool const is_volume = name == "Volume";
-        CheckHistogram(figures["histogram"], values, is_volume ? figures["min"].get<double>() : 0.0,
-                       is_volume                  ? figures["max"].get<double>()
-                       : name == "ScaledJacobian" ? 1.0
-                                                  : 60.0,
-                       7);
-        std::vector<std::size_t> order(values.size());
-        std::iota(order.begin(), order.end(), std::size_t{0});
-        std::stable_sort(order.begin(), order.end(), [&](auto a, auto b) { return values[a] < values[b]; });
-        ASSERT_EQ(figures["worst"].size(), 25u);
-        for (std::size_t i = 0; i < 25; ++i) {
-            Json const& worst = figures["worst"][i];
-            EXPECT_EQ(worst["element"], order[i]);
-            EXPECT_EQ(worst["value"], values[order[i]]);
-            double const label =
-                read->GetCellData()->GetArray("label")->GetTuple1(static_cast<vtkIdType>(order[i]));
-            EXPECT_EQ(worst["subvolume"], "Label " + std::to_string(static_cast<int>(label)));
-            double p[4][3], centre[3];
-            for (int corner = 0; corner < 4; ++corner)
-                read->GetPoint(read->GetCell(static_cast<vtkIdType>(order[i]))->GetPointId(corner),
-                               p[corner]);
-            vtkTetra::TetraCenter(p[0], p[1], p[2], p[3], centre);
-            for (std::size_t axis = 0; axis < 3; ++axis)
-                EXPECT_NEAR(worst["centre"][axis], centre[axis], 1e-9);
-        }
-    }
-    for (char const* const carried : {"label", "grey"})
-        EXPECT_EQ(CellValues(*written, carried), CellValues(*read, carried));
 }
 
 TEST_F(Ketmesh, QualitySortsOutValuesThatAreNotFinite) {
@@ -212,48 +115,6 @@ TEST_F(Ketmesh, ChecksThatDoNotHoldEndWithStatusTwo) {
         EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), c.status == 2 ? 1 : 0)
             << result.err;
         EXPECT_EQ(result.err.starts_with("ketmesh: " + c.arguments[1]), c.status == 2) << result.err;
-    }
-}
-
-TEST_F(Ketmesh, WhatCannotBeMeasuredEndsInOneLine) {
-    struct Case {
-        std::vector<std::string> arguments;
-        std::string reason;
-    };
-    std::string const hex = Data + "hex_matrix_fiber.vtu";
-    std::string const out = Path("out/out.vtu");
-    for (Case const& c : std::vector<Case>{
-             {{"quality", hex}, "1952 hex8"},
-             {{"check", Data + "wedge_beam14.vtu"}, "14 wedge6"},
-             {{"grow", hex, "--below", "0", "-o", Path("out/out.vtp")}, "1952 hex8"},
-             {{"repair", Head, "-o", out}, "no quadratic tetrahedra"},
-             {{"quality", Head, "--metric", "JacobianDistortion", "-o", out}, "JacobianDistortion"},
-             {{"quality", Head, "--metric", "scaledJacobien"}, "near it are ScaledJacobian"},
-             {{"quality", Head, "--metric", "Volume,,Spheres"}, "\"\""},
-             {{"quality", Head, "--width", "1e-9", "--metric", "Volume", "-o", out}, "10000"},
-             {{"quality", Head, "--width", "1e-5"}, "10000"},
-             {{"quality", Head, "--width", "nan"}, "--width"},
-             {{"quality", Head, "--width", "0"}, "--width"},
-             {{"quality", Head, "--partitions", "0"}, "--partitions"},
-             {{"quality", Head, "--max-bound", "0"}, "--max-bound"},
-             {{"quality", Head, "--below", "inf"}, "--below"},
-             {{"quality", Head, "--below", "0", "--above", "1"}, "excludes"},
-             {{"quality", Head, "--fail-on", "-1"}, "--fail-on"},
-             {{"quality", Head, "--worst", "1.5"}, "--worst"},
-             {{"quality", Head, "--threads", "0"}, "--threads"},
-             {{"quality", Head, "--plot", Path("out/a.png")}, ".svg"},
-             {{"quality", Head, "-o", Path("out/a.stl")}, ".vtu and .vtk"},
-             {{"quality"}, "file is required"},
-             {{"check", Head, "--tolerance", "-1"}, "--tolerance"},
-             {{"repair", Head, "-o", out, "--min-ratio", "5", "--max-ratio", "2"}, "--min-ratio 5"},
-             {{"repair", Head, "-o", out, "--min-alignment", "7"}, "no cosine"},
-             {{"layers", Head, "--layers", "0"}, "--layers"},
-             {{"grow", Head, "-o", Path("out/a.vtp")}, "--below or --above"},
-             {{"grow", Head, "--metric", "all", "--below", "0", "-o", Path("out/a.vtp")}, "one metric"},
-             {{"grow", Head, "--below", "0", "-o", Path("out/a.stl")}, ".vtp"},
-             {{"grow", Head, "--below", "0", "-o", Path("out/a.vtp"), "--surface", Path("no.stl")},
-              "no.stl"}}) {
-        ExpectRefused(c.arguments, c.reason);
     }
 }
 
@@ -407,112 +268,6 @@ TEST_F(Ketmesh, RepairLeavesNoFoldedElement) {
     EXPECT_GE(moved, report["modified"].get<int>()); // neighbours share nodes
     for (char const* const carried : {"label", "grey"})
         EXPECT_EQ(CellValues(*written, carried), CellValues(*read, carried));
-}
-
-// The faces of a mesh by their corners, with the elements that they belong to.
-std::map<std::set<vtkIdType>, std::vector<vtkIdType>> FacesOf(vtkUnstructuredGrid& grid) {
-    std::map<std::set<vtkIdType>, std::vector<vtkIdType>> faces;
-    for (vtkIdType i = 0; i < grid.GetNumberOfCells(); ++i) {
-        vtkIdList& ids = *grid.GetCell(i)->GetPointIds();
-        for (int left_out = 0; left_out < 4; ++left_out) {
-            std::set<vtkIdType> corners;
-            for (int corner = 0; corner < 4; ++corner)
-                if (corner != left_out)
-                    corners.insert(ids.GetId(corner));
-            faces[corners].push_back(i);
-        }
-    }
-    return faces;
-}
-
-TEST_F(Ketmesh, LayersAreCountedFromTheBoundary) {
-    auto const grid = ReadRounded("head_small_tet4.vtu");
-    std::vector<double> expected(static_cast<std::size_t>(grid->GetNumberOfCells()));
-    std::set<vtkIdType> nodes;
-    for (auto const& [corners, elements] : FacesOf(*grid))
-        if (elements.size() == 1)
-            nodes.insert(corners.begin(), corners.end());
-    Json layers = Json::array();
-    for (int number = 1; number <= 3; ++number) {
-        std::set<vtkIdType> next;
-        int count = 0;
-        for (std::size_t i = 0; i < expected.size(); ++i) {
-            vtkIdList& ids = *grid->GetCell(static_cast<vtkIdType>(i))->GetPointIds();
-            if (expected[i] != 0.0 ||
-                std::none_of(ids.begin(), ids.end(), [&](vtkIdType id) { return nodes.contains(id); }))
-                continue;
-            expected[i] = number;
-            next.insert(ids.begin(), ids.end());
-            ++count;
-        }
-        nodes = next;
-        layers.push_back(count);
-    }
-    std::string const out = Path("out/layers.vtu");
-    Json const report = RunJson({"layers", Head, "--layers", "3", "-o", out});
-    EXPECT_EQ(CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(out), "layer"), expected);
-    double volume = report["inside"]["volume"];
-    ASSERT_EQ(report["layers"].size(), 3u);
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(report["layers"][i]["number"], i + 1);
-        EXPECT_EQ(report["layers"][i]["elements"], layers[i]);
-        volume += report["layers"][i]["volume"].get<double>();
-    }
-    EXPECT_EQ(report["elements_in_layers"].get<int>() + report["inside"]["elements"].get<int>(),
-              grid->GetNumberOfCells());
-    EXPECT_NEAR(volume, RunJson({"info", Head})["volume"], 1e-9 * volume);
-}
-
-TEST_F(Ketmesh, GrowMarksTheSurfaceAtBadElements) {
-    auto const grid = ReadRounded("head_small_tet4.vtu");
-    auto const faces = FacesOf(*grid);
-    std::vector<double> const values = VtkQuality(*grid, VTK_QUALITY_SCALED_JACOBIAN);
-    std::set<vtkIdType> bad;
-    for (std::size_t i = 0; i < values.size(); ++i)
-        if (values[i] < 0.2)
-            bad.insert(static_cast<vtkIdType>(i));
-    std::set<vtkIdType> grown = bad;
-    for (auto const& [corners, elements] : faces)
-        if (std::any_of(elements.begin(), elements.end(), [&](vtkIdType e) { return bad.contains(e); }))
-            grown.insert(elements.begin(), elements.end());
-    int marked = 0;
-    double area = 0.0;
-    for (auto const& [corners, elements] : faces)
-        if (elements.size() == 1 && grown.contains(elements[0])) {
-            double p[3][3];
-            std::size_t i = 0;
-            for (vtkIdType const corner : corners)
-                grid->GetPoint(corner, p[i++]);
-            ++marked;
-            area += vtkTriangle::TriangleArea(p[0], p[1], p[2]);
-        }
-    EXPECT_GT(marked, 10);
-
-    std::string const skin = Path("skin.vtp");
-    std::string const out = Path("out/bad.vtp");
-    ASSERT_EQ(Run({"surfaces", Head, "-o", skin}).status, 0);
-    for (bool const with_surface : {false, true}) {
-        std::vector<std::string> arguments = {"grow", Head, "--below", "0.2", "--rings", "1", "-o", out};
-        if (with_surface)
-            arguments.insert(arguments.end(), {"--surface", skin});
-        Json const report = RunJson(arguments);
-        EXPECT_EQ(report["bad"], bad.size());
-        EXPECT_EQ(report["marked"], marked);
-        EXPECT_NEAR(report["area"], area, 1e-9 * area);
-        EXPECT_EQ(report["on_mesh"], report["triangles"]);
-        auto const surface = ReadFile<vtkXMLPolyDataReader>(out);
-        double marked_area = 0.0;
-        for (vtkIdType i = 0; i < surface->GetNumberOfCells(); ++i)
-            if (surface->GetCellData()->GetArray("bad")->GetTuple1(i) == 1.0)
-                marked_area += dynamic_cast<vtkTriangle&>(*surface->GetCell(i)).ComputeArea();
-        EXPECT_NEAR(marked_area, area, 1e-9 * area);
-        EXPECT_NE(surface->GetFieldData()->GetAbstractArray("surface_names"), nullptr);
-    }
-    // A surface of another mesh.
-    ASSERT_EQ(Run({"surfaces", Data + "wedge_beam14.vtu", "-o", skin}).status, 0);
-    Result const elsewhere = Run({"grow", Head, "--below", "0.1", "--surface", skin, "-o", out});
-    EXPECT_EQ(elsewhere.status, 0);
-    EXPECT_NE(elsewhere.err.find("ketmesh: warning: "), std::string::npos) << elsewhere.err;
 }
 
 } // namespace

@@ -161,14 +161,3 @@ TEST_F(Ketmesh, ProjectsTheHeadOntoARemeshedSurface) {
     }
     EXPECT_GT(together, 0.95 * static_cast<double>(given.size()));
 }
-
-TEST_F(Ketmesh, LabelAndItsKinRefuseWhatTheyCannotUse) {
-    std::string const surface = Path("head.vtp");
-    RunJson({"surfaces", Head, "-o", surface});
-    ExpectRefused({"group", Head}, "--surface");
-    ExpectRefused({"match", Head, "--surface", Path("none.vtp")}, "none.vtp");
-    ExpectRefused({"label", Head, "--surface", surface, "--tolerance", "0"}, "--tolerance");
-    ExpectRefused({"label", Data + "hex_matrix_fiber.vtu"}, "tetrahedra");
-    Json const parts = RunJson({"label", Head});
-    EXPECT_EQ(parts["subvolumes"].size(), 1u) << "without a surface the head hangs together";
-}

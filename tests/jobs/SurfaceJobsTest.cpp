@@ -295,29 +295,6 @@ TEST(SurfaceJobs, AnIsosurfaceOfHeightsIsAPlane) {
     }
 }
 
-TEST(SurfaceJobs, AGraphHasEveryEdgeOnce) {
-    Model const model = Read(Tet10);
-    GraphResult const result = Graph(model, {true}, {});
-    std::map<int, std::set<std::pair<MLong, MLong>>> edges;
-    std::map<int, std::set<MLong>> corners;
-    for (MMeshElement const& e : model.mesh->Elements()) {
-        int const number = model.mesh->GetSubVolume(e)->GetID();
-        for (unsigned int i = 0; i < 4; ++i)
-            for (unsigned int j = 0; j < 4; ++j) {
-                corners[number].insert(e.GetNode(i)->GetIndex());
-                if (e.GetNode(i)->GetIndex() < e.GetNode(j)->GetIndex())
-                    edges[number].insert({e.GetNode(i)->GetIndex(), e.GetNode(j)->GetIndex()});
-            }
-    }
-    ASSERT_EQ(result.graphs.size(), edges.size());
-    for (int i = 0; i < static_cast<int>(edges.size()); ++i) {
-        EXPECT_EQ(result.graphs[static_cast<std::size_t>(i)].edges, edges[i].size());
-        EXPECT_EQ(result.graphs[static_cast<std::size_t>(i)].vertices, corners[i].size());
-    }
-    EXPECT_EQ(result.taken_by_corners, result.elements);
-    EXPECT_LT(Graph(model, {false}, {}).edges, result.edges);
-}
-
 TEST(SurfaceJobs, ALayerTouchesTheOneBefore) {
     Model model = Read(Tet4);
     LayersResult const result = Layers(model, {3}, {});

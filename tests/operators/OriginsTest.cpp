@@ -6,12 +6,9 @@
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
 #include <KetSDK/Mesh/mesh/MMeshSolverFaces.h>
-#include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshIsosurfaceOperator.h>
-#include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
-#include <KetSDK/Mesh/operators/MMeshOperatorRemoveSubVolume.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSTL.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSettingsSTL.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorSettingsSurface.h>
@@ -43,15 +40,13 @@ void FillWithTetrahedra(MMeshBase& mesh, int n) {
         MoveTo(mesh, *mesh.GetElement(i), 1);
 }
 
-// A hexahedron in "left", and beside it a wedge and a tetrahedron in "right", which share quadrilaterals or
-// have doubled nodes.
-void FillWithMixed(MMeshBase& mesh, bool doubled) {
+// A hexahedron in "left", and beside it a wedge and a tetrahedron in "right".
+void FillWithMixed(MMeshBase& mesh) {
     mesh.GetMainSubVolume()->SetName(L"left");
     mesh.AddSubVolume()->SetName(L"right");
     Nodes const hexahedron = TestMeshes::AddNodes(mesh, TestMeshes::Corners(8));
     TestMeshes::AddElement(mesh, hexahedron);
-    Nodes const side = doubled ? TestMeshes::AddNodes(mesh, {{6, 0, 0}, {6, 6, 0}, {6, 0, 6}, {6, 6, 6}})
-                               : Nodes{hexahedron[1], hexahedron[2], hexahedron[5], hexahedron[6]};
+    Nodes const side = {hexahedron[1], hexahedron[2], hexahedron[5], hexahedron[6]};
     Nodes const far = TestMeshes::AddNodes(mesh, {{12, 0, 0}, {12, 0, 6}, {6, 0, 12}});
     MMeshElement& wedge = *TestMeshes::AddElement(mesh, {side[0], far[0], side[1], side[2], far[1], side[3]});
     MMeshElement& top = *TestMeshes::AddElement(mesh, {side[2], far[1], side[3], far[2]});
@@ -139,23 +134,6 @@ TEST(SolverFaces, AreThoseOfDecks) {
     EXPECT_TRUE(MMeshSolverFacesOf(5).empty());
 }
 
-TEST(Origins, OfConvertedMeshes) {
-    MMeshBase linear;
-    FillWithTetrahedra(linear, 2);
-    MMeshOrigins origins;
-    auto const quadratic = ToQuadratic(linear, &origins);
-    CheckMesh(linear, *quadratic, origins);
-    EXPECT_EQ(origins.elements.size(), 48u);
-    EXPECT_EQ(std::ranges::count_if(origins.nodes, &MMeshOrigins::Node::IsOne), 27);
-    EXPECT_EQ(origins.joined_nodes, 0u);
-    for (bool const multiple : {false, true}) {
-        auto const back = ToLinear(*quadratic, multiple, &origins);
-        CheckMesh(*quadratic, *back, origins);
-        EXPECT_EQ(origins.elements.size(), multiple ? 8 * 48u : 48u);
-        EXPECT_TRUE(std::ranges::all_of(origins.nodes, &MMeshOrigins::Node::IsOne));
-    }
-}
-
 TEST(Origins, TellJoinedNodesAndBothStepsOfAConversion) {
     MMeshBase mixed;
     mixed.GetMainSubVolume()->SetName(L"left");
@@ -195,55 +173,12 @@ TEST(Origins, OfANodeThatIsFoundInTheMiddleOfAnEdge) {
     EXPECT_EQ(origins.joined_nodes, 0u);
 }
 
-TEST(Origins, OfCopiedSubVolumes) {
-    MMeshBase mesh;
-    FillWithMixed(mesh, true);
-    MMeshOrigins origins;
-    std::unique_ptr<MMeshBase> const part(mesh.GetSubVolumeAsMMeshBase(*mesh.BeginSubVolume()[1], &origins));
-    CheckMesh(mesh, *part, origins);
-    EXPECT_EQ(origins.elements, (std::vector<MLong>{1, 2}));
-    EXPECT_EQ(origins.nodes.size(), 7u);
-    EXPECT_EQ(origins.joined_nodes, 0u);
-
-    MMeshOperatorRemoveSubVolume remove;
-    remove.SetMesh(&mesh);
-    remove.AddSubVolumeToRemove(mesh.GetMainSubVolume());
-    MMeshOrigins of_rest;
-    remove.SetOrigins(&of_rest);
-    ASSERT_TRUE(remove.Operate());
-    std::unique_ptr<MMeshBase> const rest(remove.GetNewMesh());
-    CheckMesh(mesh, *rest, of_rest);
-    EXPECT_EQ(of_rest.elements, remove.GetKeptElements());
-    EXPECT_EQ(of_rest.nodes.size(), 7u);
-
-    MoveTo(mesh, *mesh.GetElement(0), 1);
-    std::unique_ptr<MMeshBase> const all(mesh.GetSubVolumeAsMMeshBase(*mesh.BeginSubVolume()[1], &origins));
-    CheckMesh(mesh, *all, origins);
-    EXPECT_EQ(origins.joined_nodes, 4u);
-}
-
-TEST(Origins, OfMergedMeshes) {
-    MMeshBase mesh, second;
-    FillWithMixed(mesh, false);
-    FillWithTetrahedra(second, 6);
-    MMeshBase const first(mesh);
-    MMeshMergeVolumesOperator merge(&mesh, &second);
-    MMeshOrigins of_first, of_second;
-    merge.SetOrigins(&of_first, &of_second);
-    ASSERT_TRUE(merge.Operate());
-    CheckMesh(first, mesh, of_first);
-    CheckMesh(second, mesh, of_second, 3, 11);
-    EXPECT_EQ(of_first.elements.size() + of_second.elements.size(), mesh.Elements().GetNumElements());
-    EXPECT_EQ(static_cast<MLong>(of_first.nodes.size() + of_second.nodes.size()), mesh.NumberOfPoints());
-    EXPECT_EQ(of_second.joined_nodes, 8u);
-}
-
 TEST(Origins, OfExtractedSurfaces) {
     for (bool const interfaces : {false, true})
         for (int const kind : {4, 8, 10}) {
             SCOPED_TRACE(kind);
             MMeshBase mesh;
-            kind == 8 ? FillWithMixed(mesh, false) : FillWithTetrahedra(mesh, 2);
+            kind == 8 ? FillWithMixed(mesh) : FillWithTetrahedra(mesh, 2);
             auto const curved = kind == 10 ? ToQuadratic(mesh) : nullptr;
             MStlBase stl;
             // What is there already has no origin, and shares a point.
@@ -276,7 +211,7 @@ TEST(Origins, OfTheMarkedBoundary) {
             for (int const kind : {4, 8, 10}) {
                 SCOPED_TRACE(kind);
                 MMeshBase linear;
-                kind == 8 ? FillWithMixed(linear, false) : FillWithTetrahedra(linear, 2);
+                kind == 8 ? FillWithMixed(linear) : FillWithTetrahedra(linear, 2);
                 auto const curved = kind == 10 ? ToQuadratic(linear) : nullptr;
                 MMeshBase& mesh = curved ? *curved : linear;
                 MarkBoundary(mesh, interfaces);
@@ -294,25 +229,6 @@ TEST(Origins, OfTheMarkedBoundary) {
             }
 }
 
-TEST(Origins, OfAllTriangles) {
-    struct Counts {
-        unsigned char kind;
-        std::uint64_t all, on_faces;
-    };
-    for (auto const [kind, all, on_faces] : {Counts{4, 4, 4}, {6, 12, 8}, {8, 24, 12}, {10, 32, 16}}) {
-        MMeshBase mesh;
-        TestMeshes::AddElementOfKind(mesh, kind);
-        MStlBase stl;
-        MSurfaceOrigins origins;
-        WriteTriangles(mesh, false, false, stl, origins);
-        CheckSurface(mesh, stl, origins);
-        EXPECT_EQ(stl.NumberOfTriangles(), all);
-        EXPECT_EQ(static_cast<std::uint64_t>(
-                      std::ranges::count_if(origins.triangles, [](auto const& t) { return t.face > 0; })),
-                  on_faces);
-    }
-}
-
 // Triangles that nodes at one position collapse are not there, and leave no origin.
 TEST(Origins, OfCollapsedFaces) {
     MMeshBase mesh;
@@ -325,42 +241,6 @@ TEST(Origins, OfCollapsedFaces) {
     WriteTriangles(mesh, false, false, stl, origins);
     EXPECT_EQ(stl.NumberOfTriangles(), 2u);
     EXPECT_EQ(origins.triangles.size(), 2u);
-}
-
-TEST(Origins, OfExplodedElements) {
-    MMeshBase mesh;
-    FillWithTetrahedra(mesh, 2);
-    for (double const shrink : {0.0, 0.5}) {
-        MDataMask<MMeshElement, bool> selection(true);
-        mesh.GetElementMasks()->RegisterMask(&selection);
-        selection.SetValue(*mesh.GetElement(0), false);
-        MStlBase stl;
-        MSurfaceOrigins origins;
-        MMeshConvertToStlOperator convert;
-        convert.SetMesh(&mesh);
-        convert.SetStl(&stl);
-        convert.SetEpsilon(shrink);
-        convert.SetSelectionMask(&selection);
-        convert.SetOrigins(&origins);
-        ASSERT_TRUE(convert.Operate());
-        if (shrink == 0.0)
-            CheckSurface(mesh, stl, origins);
-        ElementsAndFaces expected;
-        for (MLong element = 1; element < mesh.NumberOfElements(); ++element)
-            for (int face = 1; face <= 4; ++face)
-                expected.emplace(element, face);
-        EXPECT_EQ(FacesOf(origins), expected);
-        ASSERT_EQ(origins.triangles.size(), stl.NumberOfTriangles());
-        for (std::size_t i = 0; i < origins.triangles.size(); ++i) {
-            MMeshElement const& e =
-                *mesh.GetElement(static_cast<std::uint64_t>(origins.triangles[i].element));
-            Places nodes;
-            for (std::size_t k = 0; k < 3; ++k)
-                nodes.insert(PlaceOf(*mesh.GetRandomPoint(static_cast<std::uint64_t>(
-                    origins.points[static_cast<std::size_t>(stl.GetTriangle(i)->GetPoint(k)->GetIndex())]))));
-            ASSERT_TRUE(Contains(PlacesOfFace(e, origins.triangles[i].face), nodes)) << shrink;
-        }
-    }
 }
 
 namespace {
@@ -399,7 +279,7 @@ TEST(Origins, OfSections) {
         for (double const z : {kind == 8 ? 6.0 : 1.0, 0.0, 0.7}) {
             SCOPED_TRACE(kind);
             MMeshBase linear;
-            kind == 8 ? FillWithMixed(linear, false) : FillWithTetrahedra(linear, 2);
+            kind == 8 ? FillWithMixed(linear) : FillWithTetrahedra(linear, 2);
             auto const curved = kind == 10 ? ToQuadratic(linear) : nullptr;
             MMeshBase& mesh = curved ? *curved : linear;
             MMeshOperatorCutPlane cut;

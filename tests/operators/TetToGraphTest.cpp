@@ -39,23 +39,3 @@ TEST(TetToGraph, SmallMeshes) {
         EXPECT_EQ(feature.NumberOfGraphs(), 2u) << "no sub-volume, no graph";
     }
 }
-
-// Euler's formula for a block: vertices - edges + faces - tetrahedra is 1.
-TEST(TetToGraph, EdgesOfABlockFollowFromEulersFormula) {
-    for (int const n : {1, 2, 5}) {
-        MMeshBase mesh;
-        TestMeshes::FillWithCubes(mesh, n);
-        MStlFeature feature;
-        MMeshConvertTetToGraphOperator convert(mesh, feature);
-        convert.SetOnlyInteriorEdges(false);
-        ASSERT_TRUE(convert.Operate());
-        int const tetrahedra = 6 * n * n * n;
-        int const faces = (4 * tetrahedra + 12 * n * n) / 2;
-        int const edges = mesh.NumberOfPoints() + faces - tetrahedra - 1;
-        EXPECT_EQ(feature.GetGraph(0)->NumberOfEdges(), static_cast<std::uint64_t>(edges));
-        // The 12 n^2 triangles around the block have 18 n^2 edges.
-        convert.SetOnlyInteriorEdges(true);
-        ASSERT_TRUE(convert.Operate());
-        EXPECT_EQ(feature.GetGraph(1)->NumberOfEdges(), static_cast<std::uint64_t>(edges - 18 * n * n));
-    }
-}

@@ -3,15 +3,12 @@
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
-#include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/MeshVTK/PolyDataFromGraphs.h>
-#include <KetSDK/Triangles/Data/MStlBase.h>
+#include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <vtkExtractEdges.h>
 #include <vtkNew.h>
-#include <vtkPolyData.h>
 #include <vtkThreshold.h>
-#include <vtkUnstructuredGrid.h>
 
 #include <gtest/gtest.h>
 
@@ -19,34 +16,6 @@
 #include <cmath>
 #include <memory>
 #include <vector>
-
-TEST(BoundaryRealMesh, ExplodedElementsKeepTheirShapeAndOrientation) {
-    auto const mesh = ReadMesh("head_small_tet4.vtu");
-    double const epsilon = 0.3;
-    MStlBase stl;
-    MMeshConvertToStlOperator convert;
-    convert.SetMesh(mesh.get());
-    convert.SetStl(&stl);
-    convert.SetEpsilon(epsilon);
-    ASSERT_TRUE(convert.Operate());
-    ASSERT_EQ(stl.NumberOfTriangles(), 4u * static_cast<unsigned>(mesh->NumberOfElements()));
-    double const factor = std::pow(1.0 - epsilon, 3.0);
-    auto triangle = stl.Triangles().begin();
-    for (MMeshElement const& e : mesh->Elements()) {
-        TetrahedronBase<double> whole(&e);
-        auto const centre = whole.GetCentroid();
-        double volume = 0.0;
-        double area = 0.0;
-        for (int f = 0; f < 4; ++f, ++triangle) {
-            auto const p = triangle->GetPositions();
-            volume += (p[0] - centre).Dot((p[1] - centre).Cross(p[2] - centre)) / 6.0;
-            area += p.Area();
-            ASSERT_GT((MMVector<double, 3>(triangle->GetNormalFloat()).Dot(p[0] - centre)), 0.0);
-        }
-        // Corners are off by half a unit along each axis at most.
-        ASSERT_NEAR(volume, factor * whole.Volume(), area / 65536.0);
-    }
-}
 
 TEST(BoundaryRealMesh, GraphsHaveTheEdgesThatVtkExtracts) {
     auto const grid = ReadGrid("head_small_tet4.vtu");

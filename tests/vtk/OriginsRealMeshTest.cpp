@@ -5,10 +5,7 @@
 #include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
-#include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
-#include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
-#include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorRemoveSubVolume.h>
 
 #include <memory>
@@ -18,11 +15,6 @@ namespace OriginsTests {
 using namespace OriginsWitness;
 
 namespace {
-
-MMVector<double, 3> CentreOf(MMeshBase const& mesh) {
-    std::unique_ptr<MMeshBase::BoundingBoxDouble> const box(mesh.GetBoundingBoxDouble());
-    return (box->GetMin() + box->GetMax()) * 0.5;
-}
 
 template <typename Convert>
 void RunConversion(Convert& convert, MMeshBase& source, MMeshBase& target) {
@@ -34,8 +26,6 @@ void RunConversion(Convert& convert, MMeshBase& source, MMeshBase& target) {
     ASSERT_EQ(static_cast<MLong>(origins.nodes.size()), target.NumberOfPoints());
     CheckMesh(source, target, origins);
 }
-
-class OriginsRealMesh : public testing::TestWithParam<char const*> {};
 
 } // namespace
 
@@ -59,48 +49,6 @@ TEST(OriginsRealMesh, OfConvertedMeshes) {
     MMeshConvertHex8ToTet4Operator five;
     five.SetTet4Mesh(&cut);
     RunConversion(five, *hexahedra, cut);
-}
-
-TEST_P(OriginsRealMesh, OfSurfacesAndSections) {
-    auto const mesh = ReadMesh(GetParam());
-    MSurfaceOrigins origins;
-    {
-        MStlBase stl;
-        MMeshExtractStlSurfaceOperator extract;
-        extract.SetMesh(mesh.get());
-        extract.SetStl(&stl);
-        extract.SetExtractInterfacesBetweenSubVolumes(true);
-        extract.SetOrigins(&origins);
-        ASSERT_TRUE(extract.Operate());
-        ASSERT_FALSE(origins.triangles.empty());
-        CheckSurface(*mesh, stl, origins);
-    }
-    MStlBase stl;
-    MMeshOperatorCutPlane cut;
-    cut.SetMesh(mesh.get());
-    cut.SetPlane({1, 2, 3}, CentreOf(*mesh));
-    ASSERT_TRUE(cut.Operate());
-    auto const elements = cut.AddSurfaces(stl, &origins);
-    CheckSurface(*mesh, stl, origins);
-    for (std::size_t i = 0; i < elements.size(); ++i)
-        ASSERT_EQ(mesh->GetElement(static_cast<std::uint64_t>(origins.triangles[i].element)), elements[i]);
-}
-
-INSTANTIATE_TEST_SUITE_P(Meshes, OriginsRealMesh,
-                         testing::Values("head_small_tet4.vtu", "head_small_tet10.vtu",
-                                         "hex_matrix_fiber.vtu", "wedge_beam14.vtu"));
-
-TEST(OriginsRealMesh, OfExplodedElements) {
-    auto const mesh = ReadMesh("head_small_tet10.vtu");
-    MStlBase stl;
-    MSurfaceOrigins origins;
-    MMeshConvertToStlOperator convert;
-    convert.SetMesh(mesh.get());
-    convert.SetStl(&stl);
-    convert.SetOrigins(&origins);
-    ASSERT_TRUE(convert.Operate());
-    ASSERT_EQ(origins.triangles.size(), 4 * mesh->Elements().GetNumElements());
-    CheckSurface(*mesh, stl, origins);
 }
 
 // What is taken out of a mesh and added again is joined with it at the nodes between both.

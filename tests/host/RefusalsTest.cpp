@@ -1,0 +1,112 @@
+// What a command cannot do ends in one line that says why, and leaves nothing. Bad files: KetmeshTest.cpp.
+#include "KetmeshProgram.h"
+
+#include <vtkCell.h>
+#include <vtkDoubleArray.h>
+#include <vtkPoints.h>
+
+namespace {
+
+struct Refusal {
+    char const* command;
+    char const* reason; // a part of the line
+};
+
+constexpr Refusal Refusals[] = {
+    {"explode TET4 --shrink 1 -o out/e.vtp", "--shrink"},
+    {"explode TET4 --shrink nan -o out/e.vtp", "--shrink"},
+    {"explode TET4 --shrink x -o out/e.vtp", "--shrink"},
+    {"explode TET4 --shrink 0 --select none -o out/e.vtp", "the cell arrays are"},
+    {"explode TET4 --shrink 0 -o out/e.vtu", ".vtp"},
+    {"explode HEX8 --shrink 0.2 -o out/e.vtp", "ketmesh convert"},
+    {"graph HEX8 -o out/g.vtp", "ketmesh convert"},
+    {"graph TET4 -o out/g.stl", ".vtp"},
+    {"boundary HEX8 --colors -o out/b.vtp", "no materials"},
+    {"boundary TET4 --colors -o out/b.stl", ".vtp and .ply"},
+    {"boundary TET4 --all-faces --interfaces -o out/b.vtp", "--interfaces"},
+
+    {"convert TET4 -o out/c.vtu", "--to is required"},
+    {"convert TET4 -o out/c.vtu --to hex8", "--to"},
+    {"convert TET4 -o out/c.vtu --to tet10 --split", "goes with --to tet4"},
+    {"convert TET4 -o out/c.vtu --to tet4", "nothing to convert"},
+    {"convert HEX8 -o out/c.vtu --to tet4 --split", "no quadratic tetrahedra"},
+    {"convert TET10 -o out/c.vtu --to tet10", "nothing to convert"},
+    {"convert mixed.vtu -o out/c.vtu --to tet10", "convert to tet4 first"},
+    {"convert mixed.vtu -o out/c.vtu --to tet4 --split", "leave out --split"},
+    {"convert WEDGE6 -o out/c.vtu --to tet4 --split", "no quadratic tetrahedra"},
+    {"orient WEDGE6 -o out/c.vtu", "there are no tetrahedra"},
+
+    {"iso TET4 --level 0 --field none", "the cell arrays are"},
+    {"iso WEDGE6 --level 0 --field x", "14 wedge6); cut them into tetrahedra first"},
+    {"iso TET4 --level 0 --field grey -o out/i.vtu", "surfaces are written to"},
+    {"iso mixed.vtu --level 0 --field cell", "1000 elements or more"},
+
+    {"quality HEX8", "1952 hex8"},
+    {"quality TET4 --metric JacobianDistortion -o out/q.vtu", "JacobianDistortion"},
+    {"quality TET4 --metric scaledJacobien", "near it are ScaledJacobian"},
+    {"quality TET4 --metric Volume,,Spheres", "\"\""},
+    {"quality TET4 --width 1e-9 --metric Volume -o out/q.vtu", "10000"},
+    {"quality TET4 --width nan", "--width"},
+    {"quality TET4 --width 0", "--width"},
+    {"quality TET4 --partitions 0", "--partitions"},
+    {"quality TET4 --max-bound 0", "--max-bound"},
+    {"quality TET4 --below inf", "--below"},
+    {"quality TET4 --below 0 --above 1", "excludes"},
+    {"quality TET4 --fail-on -1", "--fail-on"},
+    {"quality TET4 --worst 1.5", "--worst"},
+    {"quality TET4 --threads 0", "--threads"},
+    {"quality TET4 --plot out/q.png", ".svg"},
+    {"quality TET4 -o out/q.stl", ".vtu and .vtk"},
+    {"quality", "file is required"},
+    {"check WEDGE6", "14 wedge6"},
+    {"check TET4 --tolerance -1", "--tolerance"},
+    {"repair TET4 -o out/r.vtu", "no quadratic tetrahedra"},
+    {"repair TET4 -o out/r.vtu --min-ratio 5 --max-ratio 2", "--min-ratio 5"},
+    {"repair TET4 -o out/r.vtu --min-alignment 7", "no cosine"},
+    {"layers TET4 --layers 0", "--layers"},
+    {"grow HEX8 --below 0 -o out/g.vtp", "1952 hex8"},
+    {"grow TET4 -o out/g.vtp", "--below or --above"},
+    {"grow TET4 --metric all --below 0 -o out/g.vtp", "one metric"},
+    {"grow TET4 --below 0 -o out/g.stl", ".vtp"},
+    {"grow TET4 --below 0 -o out/g.vtp --surface no.stl", "no.stl"},
+
+    {"group TET4", "--surface"},
+    {"match TET4 --surface none.vtp", "none.vtp"},
+    {"label TET4 --surface skin.vtp --tolerance 0", "--tolerance"},
+    {"label HEX8", "tetrahedra"},
+    {"project TET4 --surface none.stl --distance 1 -o out/p.vtu", "none.stl: there is no such file"},
+    {"project HEX8 --surface skin.vtp --distance 1 -o out/p.vtu", "tetrahedra alone are needed"},
+    {"project TET4 --surface skin.vtp --distance 0 -o out/p.vtu", "no positive number"},
+
+    {"remove TET4 --name Label~4 -o out/x.vtu",
+     "there is no sub-volume \"Label 4\"; the sub-volumes are Label 1, Label 2, Label 3"},
+    {"remove WEDGE6 --name Label~1 -o out/x.vtu", "nothing would be left"},
+    {"remove TET4 -o out/x.vtu", "--name"},
+    {"split TET4 --name label~1 -o out/x.vtu", "no sub-volume \"label 1\""},
+    {"merge TET4 missing.vtu -o out/x.vtu", "missing.vtu"},
+    {"merge TET4 -o out/x.vtu", "other"},
+    {"cut TET4 --normal 0,0,0 --point 0,0,0", "--normal 0,0,0 has no direction"},
+    {"cut TET4 --normal 0,1 --point 0,0,0", "2 numbers instead of 3"},
+    {"cut TET4 --normal 0,0,1 --point 0,0,80 -o out/x.vtu", ".vtp, .stl, .ply and .obj"},
+};
+
+} // namespace
+
+TEST_F(Ketmesh, WhatCannotBeDoneEndsInOneLine) {
+    auto const curved = ReadGrid("head_small_tet10.vtu");
+    vtkIdType const corners[] = {0, 1, 2, 3};
+    vtkNew<vtkUnstructuredGrid> mixed;
+    mixed->SetPoints(curved->GetPoints());
+    mixed->InsertNextCell(VTK_TETRA, 4, corners);
+    mixed->InsertNextCell(VTK_QUADRATIC_TETRA, curved->GetCell(0)->GetPointIds());
+    vtkNew<vtkDoubleArray> cell;
+    cell->SetName("cell");
+    cell->InsertNextValue(0.0);
+    cell->InsertNextValue(1.0);
+    mixed->GetCellData()->AddArray(cell);
+    WriteGrid(Path("mixed.vtu"), *mixed);
+    RunJson({"surfaces", Head, "-o", Path("skin.vtp")});
+    for (Refusal const& refusal : Refusals)
+        ExpectRefused(Words(refusal.command), refusal.reason);
+    EXPECT_EQ(RunJson(Words("convert mixed.vtu -o out/c.vtu --to tet4"))["elements_after"], 2);
+}
