@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, turns the sample head mesh, made from a CT image, into named surfaces,
-# measures its elements, repairs its curved sibling, extracts an isosurface, makes a quadratic mesh, and gives its
+# Installs what is missing, builds, makes a mesh of the labels of a real head, turns the sample head mesh, made from a
+# CT image, into named surfaces, measures its elements, repairs its curved sibling, extracts an isosurface, makes a quadratic mesh, and gives its
 # elements densities from the CT image.
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -13,6 +13,12 @@ mesh=data/head_small_tet4.vtu
 out=demo-output
 ketmesh=build/release/host/ketmesh
 mkdir -p "$out"
+
+labels=data/head_labels.nii.gz
+step "a mesh made of the labels in $labels, and whether anything is wrong with it"
+"$ketmesh" mesh "$labels" -o "$out/head_mesh.vtu" --size 6
+"$ketmesh" check "$out/head_mesh.vtu" --fail-on 0
+"$ketmesh" quality "$out/head_mesh.vtu" --metric MinDihedralAngle
 
 step "what is in $mesh"
 "$ketmesh" info "$mesh"

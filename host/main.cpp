@@ -22,11 +22,12 @@ namespace {
 
 // All commands, in the order of the help.
 constexpr std::unique_ptr<Command> (*Commands[])() = {
-    MakeInfoCommand,     MakeSaveCommand,    MakeDiffCommand,    MakeSurfacesCommand,  MakeIsoCommand,
-    MakeBoundaryCommand, MakeExplodeCommand, MakeGraphCommand,   MakeQualityCommand,   MakeCheckCommand,
-    MakeRepairCommand,   MakeOrientCommand,  MakeGrowCommand,    MakeLayersCommand,    MakeConvertCommand,
-    MakeLabelCommand,    MakeGroupCommand,   MakeMatchCommand,   MakeRemoveCommand,    MakeSplitCommand,
-    MakeMergeCommand,    MakeCutCommand,     MakeProjectCommand, MakeMaterialsCommand, MakeColorsCommand,
+    MakeMeshCommand,    MakeInfoCommand,     MakeSaveCommand,    MakeDiffCommand,    MakeSurfacesCommand,
+    MakeIsoCommand,     MakeBoundaryCommand, MakeExplodeCommand, MakeGraphCommand,   MakeQualityCommand,
+    MakeCheckCommand,   MakeRepairCommand,   MakeOrientCommand,  MakeGrowCommand,    MakeLayersCommand,
+    MakeConvertCommand, MakeLabelCommand,    MakeGroupCommand,   MakeMatchCommand,   MakeRemoveCommand,
+    MakeSplitCommand,   MakeMergeCommand,    MakeCutCommand,     MakeProjectCommand, MakeMaterialsCommand,
+    MakeColorsCommand,
 };
 
 // An option without its value would otherwise count as not given.

@@ -7,6 +7,7 @@
 namespace ketmesh {
 
 // The commands, each in the source file of its name.
+std::unique_ptr<Command> MakeMeshCommand();
 std::unique_ptr<Command> MakeInfoCommand();
 std::unique_ptr<Command> MakeSaveCommand();
 std::unique_ptr<Command> MakeDiffCommand();

@@ -10,6 +10,9 @@ namespace {
 // The runs of each command, without the options that all of them have. tet4.vtu and tet10.vtu are made of the
 // hexahedra; every run writes out.* .
 std::map<std::string, std::vector<std::string>> const Runs = {
+    {"mesh",
+     {"LABELS -o out.vtu --size 12 --max-size 20 --labels 1,2 --min-dihedral 12 --smooth 1 --rounds 2 "
+      "--image-unit mm --unit mm --threads 2"}},
     {"info", {"tet4.vtu"}},
     {"save", {"tet4.vtu -o out.kmesh --text"}},
     {"diff", {"tet4.vtu tet4.vtu"}},
@@ -57,6 +60,9 @@ std::map<std::string, std::string> const Keys = {
     {"info", "elements nodes kinds.tet4 subvolumes.number subvolumes.name subvolumes.elements "
              "subvolumes.volume volume "
              "box rounding_error merged_nodes nodes_out_of_range memory"},
+    {"mesh", "elements nodes subvolumes.name size max_size min_dihedral relabelled labels.label "
+             "labels.elements labels.voxel_volume labels.volume labels.distance.mean labels.distance.max "
+             "labels.interface_nodes labels.not_found labels.thickness labels.lost_volume files"},
     {"save", "elements nodes bytes encoding files"},
     {"diff", "equal first_difference left_out elements nodes"},
     {"surfaces", "surfaces.name surfaces.triangles surfaces.area surfaces.closed triangles points box "
@@ -139,6 +145,7 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
          model});
     std::map<std::string, std::string> const places = {{"HEAD", Head},
                                                        {"CT", Data + "head_ct.nii.gz"},
+                                                       {"LABELS", Data + "head_labels.nii.gz"},
                                                        {"ONE", "Label 1"},
                                                        {"TWO=1.9,17000,0.3", "Label 2=1.9,17000,0.3"}};
     auto const place = [&](std::string const& word) {
@@ -157,6 +164,8 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
         std::set<std::string> used = {"--help"};
         std::vector<std::string> common = {
             "--labels", "label", "--unit", "mm", "--allow-merged", "--allow-out-of-range", "--json"};
+        if (command == "mesh") // reads an image, and no mesh
+            common = {"--json"};
         for (std::string const& run : Runs.at(command)) {
             std::vector<std::string> arguments = {command};
             std::istringstream words(run);

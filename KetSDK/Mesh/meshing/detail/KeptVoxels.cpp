@@ -54,10 +54,13 @@ std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMe
                 high[axis] = std::max(high[axis], place[axis]);
             }
         }
-        // Far from all interfaces nothing is lost.
-        if (mesh.labels[t] == 0 || weights.IsPureAt((low + high) * 0.5))
+        if (mesh.labels[t] == 0)
             continue;
-        for (std::size_t axis = 0; axis < 3; ++axis) {
+        // Inside a label the boxes of tetrahedra cover all voxels as they are.
+        bool const at_interface = std::ranges::any_of(mesh.tetrahedra[t], [&](std::uint32_t node) {
+            return mesh.interface[node] != MovingMesh::NoInterface;
+        });
+        for (std::size_t axis = 0; at_interface && axis < 3; ++axis) {
             low[axis] -= 0.5 * size / spacing[axis];
             high[axis] += 0.5 * size / spacing[axis];
         }

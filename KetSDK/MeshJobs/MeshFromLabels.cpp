@@ -1,0 +1,126 @@
+#include <KetSDK/MeshJobs/MeshFromLabels.h>
+
+#include <KetSDK/Mesh/meshing/MMeshFromLabelsOperator.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/ImageVoxels.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/MeshVTK/LabelsFromImage.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+// Elements are numbered in 32 bits.
+constexpr double MostElements = 2e9;
+constexpr double UsualGrading = 4.0;
+
+double MemoryOfMachine() {
+    long const pages = sysconf(_SC_PHYS_PAGES), size = sysconf(_SC_PAGESIZE);
+    return pages > 0 && size > 0 ? static_cast<double>(pages) * static_cast<double>(size) : 1e10;
+}
+
+MMeshFromLabelsSettings SettingsOf(MeshFromLabelsOptions const& options) {
+    MMeshFromLabelsSettings settings;
+    settings.size = options.size;
+    settings.largest_size = options.largest_size.value_or(UsualGrading * options.size);
+    settings.smallest_dihedral = options.min_dihedral;
+    settings.smoothing = options.smoothing.value_or(-1.0);
+    settings.rounds = options.rounds;
+    settings.labels = options.labels;
+    std::ranges::sort(settings.labels);
+    return settings;
+}
+
+// Two digits, upwards: with this size or a larger one it fits.
+std::string SizeText(double size) {
+    double const digit = std::pow(10.0, std::floor(std::log10(size)) - 1.0);
+    return FormatGeneral(std::ceil(size / digit) * digit, 3);
+}
+
+// Throws FileError when the mesh would not fit into memory.
+void CheckMemory(MMeshFromLabelsOperator const& meshing, Image const& image,
+                 MeshFromLabelsOptions const& options) {
+    double const memory = options.memory > 0.0 ? options.memory : MemoryOfMachine();
+    auto const excess = [&](MMeshFromLabelsOperator::Forecast const& forecast) {
+        return std::max(forecast.bytes / memory, forecast.elements / MostElements);
+    };
+    auto const forecast = meshing.Predict(options.size);
+    if (excess(forecast) <= 1.0)
+        return;
+    double size = options.size;
+    for (double over = excess(forecast); over > 1.0 && size < 1e6; over = excess(meshing.Predict(size)))
+        size *= std::max(1.03, std::cbrt(std::min(over, 1e6)) * 0.98);
+    throw FileError(image.file, "a size of " + FormatGeneral(options.size) + " mm would make about " +
+                                    FormatGeneral(forecast.elements, 2) + " elements, which take " +
+                                    FormatGeneral(forecast.bytes / 1e9, 2) +
+                                    " GB of memory where there are " + FormatGeneral(memory / 1e9, 2) +
+                                    "; a size of " + SizeText(size) + " mm fits");
+}
+
+void Warn(MeshedLabel const& label, Image const& image, double size, Context const& context) {
+    std::string const name = image.file + ": label " + std::to_string(label.label);
+    std::string const share = FormatGeneral(100.0 * label.lost_volume / label.voxel_volume, 2) + " %";
+    if (label.elements == 0)
+        context.Warn(name + " is too thin for a size of " + FormatGeneral(size) + " mm: it has no element");
+    else if (label.thickness < size)
+        context.Warn(name + " is thinner than the size: as a plate it would be " +
+                     FormatGeneral(label.thickness, 2) + " mm thick; " + FormatGeneral(label.lost_volume, 3) +
+                     " mm3 of it (" + share + ") are lost");
+    else if (label.lost_volume > 0.0)
+        context.Warn(name + " has places too thin for the size: " + FormatGeneral(label.lost_volume, 3) +
+                     " mm3 of it (" + share + ") are lost");
+}
+
+MeshedLabel LabelOf(MMeshLabelReport const& report) {
+    return {report.label,           report.elements,      report.voxel_volume,     report.volume,
+            report.interface_nodes, report.mean_distance, report.largest_distance, report.not_found,
+            report.thickness,       report.lost_volume};
+}
+
+} // namespace
+
+MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions const& options,
+                                    Context const& context) {
+    MLabelImage const labels = Detail::ForFile(
+        image.file, [&] { return MeshVTK::LabelsFromImage(*image.voxels->data, image.unit); });
+    MMeshFromLabelsOperator meshing;
+    meshing.SetImage(&labels);
+    meshing.SetMeshingSettings(SettingsOf(options));
+    meshing.SetProgressDelegate(context.progress);
+    if (std::string const fault = meshing.FindFault(); !fault.empty())
+        throw FileError(image.file, fault);
+    CheckMemory(meshing, image, options);
+    MeshFromLabelsResult result;
+    result.model.mesh = std::make_unique<MMeshBase>();
+    meshing.SetMesh(result.model.mesh.get());
+    bool done = false;
+    Detail::WithThreads(context, [&](bool parallel) {
+        meshing.SetParallel(parallel);
+        done = meshing.Operate();
+    });
+    context.ThrowIfCancelled();
+    if (!done)
+        throw FileError(image.file, "its labels could not be meshed");
+    for (MMeshLabelReport const& report : meshing.GetReports()) {
+        result.labels.push_back(LabelOf(report));
+        Warn(result.labels.back(), image, options.size, context);
+    }
+    if (result.model.mesh->NumberOfElements() == 0)
+        throw FileError(image.file, "no label is thick enough for a size of " + FormatGeneral(options.size) +
+                                        " mm: the mesh would be empty");
+    result.min_dihedral = meshing.GetSmallestDihedral();
+    result.largest_size = SettingsOf(options).largest_size;
+    result.relabelled = meshing.GetNbRelabelled();
+    result.subvolumes = ReportSubVolumes(*result.model.mesh);
+    return result;
+}
+
+} // namespace KetSDK::MeshJobs

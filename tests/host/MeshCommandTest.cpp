@@ -1,0 +1,85 @@
+// From an image of labels to a mesh that the other commands take.
+#include "KetmeshProgram.h"
+
+namespace {
+
+// A .mha image of 4 x 4 x 4 voxels, all outside but one.
+template <typename T>
+std::string SmallImage(char const* type, T value) {
+    std::string text =
+        std::string("ObjectType = Image\nNDims = 3\nBinaryData = True\nBinaryDataByteOrderMSB = False\n") +
+        "DimSize = 4 4 4\nElementSpacing = 2 2 2\nOffset = 0 0 0\nElementType = " + type +
+        "\nElementDataFile = LOCAL\n";
+    T voxels[64] = {};
+    voxels[21] = value;
+    text.append(reinterpret_cast<char const*>(voxels), sizeof(voxels));
+    return text;
+}
+
+} // namespace
+
+TEST_F(Ketmesh, MakesAMeshOfTheRealHeadThatOtherCommandsTake) {
+    std::string const labels = Data + "head_labels.nii.gz", mesh = Path("mesh.vtu"),
+                      again = Path("again.vtu");
+    Result const result = Run({"mesh", labels, "--size", "8", "--threads", "2", "-o", mesh, "--json"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    Json const report = Json::parse(result.out);
+    EXPECT_GE(report["min_dihedral"].get<double>(), 10.0);
+    ASSERT_EQ(report["labels"].size(), 3u);
+    double const voxels[] = {202908, 108256, 271314};
+    for (std::size_t i = 0; i < 3; ++i) {
+        Json const& label = report["labels"][i];
+        EXPECT_EQ(label["label"], i + 1);
+        EXPECT_NEAR(label["voxel_volume"].get<double>(), voxels[i] * 1.9140624 * 1.9140624 * 1.5, 1.0);
+        EXPECT_NEAR(label["volume"].get<double>() / label["voxel_volume"].get<double>(), 1.0, 0.1);
+        EXPECT_LT(label["distance"]["mean"].get<double>(), 1.0);
+        EXPECT_EQ(report["subvolumes"][i]["name"], "Label " + std::to_string(i + 1));
+    }
+    EXPECT_FALSE(report["warnings"].empty()) << "bone is thinner than 8 mm";
+    Json const checked = RunJson({"check", mesh});
+    for (char const* const fault : {"wrong_orientation", "zero_volume"})
+        EXPECT_EQ(checked[fault], 0) << fault;
+    Json const info = RunJson({"info", mesh});
+    EXPECT_EQ(info["elements"], report["elements"]);
+    EXPECT_EQ(info["nodes"], report["nodes"]);
+    Json const quality = RunJson({"quality", mesh, "--metric", "MinDihedralAngle"});
+    double const smallest = quality["metrics"]["MinDihedralAngle"]["min"];
+    EXPECT_NEAR(smallest, report["min_dihedral"].get<double>(), 1e-9);
+    EXPECT_GE(smallest, 10.0);
+    for (Json const& surface : RunJson({"surfaces", mesh, "-o", Path("skin.vtp")})["surfaces"])
+        EXPECT_TRUE(surface["closed"].get<bool>()) << surface;
+    Run({"mesh", labels, "--size", "8", "--threads", "1", "-o", again});
+    EXPECT_EQ(Content(mesh), Content(again)) << "on any number of threads";
+}
+
+TEST_F(Ketmesh, RefusesWhatNoMeshCanBeMadeOf) {
+    Save(Path("none.mha"), SmallImage<short>("MET_SHORT", 0));
+    Save(Path("half.mha"), SmallImage<float>("MET_FLOAT", 1.5F));
+    Save(Path("whole.mha"), SmallImage<float>("MET_FLOAT", 3.0F));
+    std::string const out = Path("out/mesh.vtu"), head = Data + "head_labels.nii.gz";
+    struct Row {
+        std::vector<std::string> words;
+        char const* reason;
+    };
+    Row const rows[] = {
+        {{Path("none.mha"), "--size", "1"}, "there are no labels"},
+        {{Path("half.mha"), "--size", "1"}, "labels are whole numbers"},
+        {{head, "--size", "0.05"}, "mm fits"},
+        {{head, "--size", "4", "--labels", "9"}, "there is no label 9"},
+        {{head, "--size", "4", "--labels", "1.5"}, "whole numbers"},
+        {{head, "--size", "-1"}, "--size"},
+        {{head, "--size", "4", "--max-size", "3"}, "largest size"},
+        {{head, "--size", "4", "--min-dihedral", "40"}, "--min-dihedral"},
+        {{head, "--size", "200"}, "no label is thick enough"},
+    };
+    for (Row const& row : rows) {
+        std::vector<std::string> words = {"mesh", "-o", out};
+        words.insert(words.end(), row.words.begin(), row.words.end());
+        Result const result = Run(words);
+        EXPECT_EQ(result.status, 1) << row.reason;
+        EXPECT_NE(result.err.find(row.reason), std::string::npos) << result.err;
+        EXPECT_TRUE(Outputs().empty());
+    }
+    Json const report = Json::parse(Run({"mesh", Path("whole.mha"), "--size", "1", "-o", out, "--json"}).out);
+    EXPECT_EQ(report["labels"][0]["label"], 3);
+}
