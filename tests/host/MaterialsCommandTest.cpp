@@ -7,7 +7,6 @@
 #include <vtkCellData.h>
 #include <vtkImageData.h>
 #include <vtkIntArray.h>
-#include <vtkPointData.h>
 #include <vtkTetra.h>
 #include <vtkXMLDataElement.h>
 #include <vtkXMLImageDataWriter.h>
@@ -316,57 +315,6 @@ TEST_F(Materials, SubVolumesCanHaveConstantsOrKeepWhatTheyHave) {
         EXPECT_EQ(CellValues(*written, "material"), step.ids);
         EXPECT_EQ(CellValues(*written, "grey"), step.grey);
         file = out;
-    }
-}
-
-TEST_F(Materials, MassOfTheHeadIsThatOfItsElements) {
-    Json const report = Json::parse(
-        Run({"materials", Head, "--image", Ct, "--preset", "femur", "--bins", "200", "-o", m_out, "--json"})
-            .out);
-    auto const written = ReadFile<vtkXMLUnstructuredGridReader>(m_out);
-    auto const ids = CellValues(*written, "material"), density = CellValues(*written, "density"),
-               emodulus = CellValues(*written, "emodulus"), grey = CellValues(*written, "grey");
-    EXPECT_EQ(CellValues(*written, "label"), CellValues(*ReadGrid("head_small_tet4.vtu"), "label"));
-    std::map<double, Json> by_id;
-    for (Json const& material : report["materials"])
-        by_id[material["id"]] = material;
-    double mass = 0.0;
-    std::map<double, int> elements;
-    for (vtkIdType i = 0; i < written->GetNumberOfCells(); ++i) {
-        auto const at = static_cast<std::size_t>(i);
-        double p[4][3];
-        for (int corner = 0; corner < 4; ++corner)
-            written->GetPoint(written->GetCell(i)->GetPointId(corner), p[corner]);
-        mass += std::fabs(vtkTetra::ComputeVolume(p[0], p[1], p[2], p[3])) * density[at] / 1000.0;
-        Json const& material = by_id.at(ids[at]);
-        ++elements[ids[at]];
-        EXPECT_EQ(density[at], material["density"]);
-        EXPECT_EQ(emodulus[at], material["emodulus"]);
-        EXPECT_NEAR(emodulus[at], 6850.0 * std::pow(density[at], 1.49), 1e-9 * emodulus[at]);
-        EXPECT_GE(grey[at], material["grey"][0]);
-        EXPECT_LE(grey[at], material["grey"][1]);
-        double const middle = (material["grey"][0].get<double>() + material["grey"][1].get<double>()) / 2.0;
-        EXPECT_NEAR(density[at], std::max(0.131 + 0.001067 * middle, 0.01), 1e-9);
-    }
-    EXPECT_NEAR(report["mass"], mass, 1e-9 * mass);
-    EXPECT_EQ(elements.size(), by_id.size());
-    for (auto const& [id, material] : by_id)
-        EXPECT_EQ(material["elements"], elements[id]);
-
-    // The catalog that stands beside the mesh.
-    MFile file(Path("out/model.materials.xml"), MFile::Mode::Read);
-    MSAXTextReader reader(file);
-    MMaterialCatalog catalog;
-    reader.ReadDocument(L"MaterialCatalog", catalog);
-    EXPECT_EQ(catalog.NumberOfMaterials(), by_id.size());
-    for (auto const& [id, material] : catalog) {
-        Json const& reported = by_id.at(id);
-        EXPECT_EQ(material->GetDensity(), reported["density"]);
-        EXPECT_EQ(material->GetEmodulus(), reported["emodulus"]);
-        EXPECT_EQ(material->GetPoisson(), reported["poisson"]);
-        std::ostringstream color;
-        color << std::hex << material->GetColor();
-        EXPECT_EQ("#" + color.str().substr(2), reported["color"]);
     }
 }
 

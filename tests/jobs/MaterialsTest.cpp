@@ -108,25 +108,6 @@ TEST(QualityJob, FiguresAreThoseOfTheValuesThatItKeeps) {
     std::filesystem::remove(file);
 }
 
-TEST(QualityJob, AllMetricsAreThoseThatTheModelHas) {
-    QualityOptions options;
-    options.metrics = "all";
-    Model const linear = ReadData("head_small_tet4.vtu");
-    EXPECT_EQ(Quality(linear, options, {}).metrics.size(), 32u);
-    QualityResult const result = Quality(ReadData("head_small_tet10.vtu"), options, {});
-    EXPECT_EQ(result.metrics.size(), 33u);
-
-    std::string const file = TemporaryPath("quality.svg").string();
-    WriteQualityPlot(result, file, {true});
-    std::string const picture = Content(file);
-    std::size_t panels = 0;
-    for (std::size_t at = picture.find("<g "); at != std::string::npos; at = picture.find("<g ", at + 1))
-        ++panels;
-    EXPECT_EQ(panels, 33u);
-    EXPECT_NE(picture.find("bad: below 0"), std::string::npos);
-    std::filesystem::remove(file);
-}
-
 TEST(QualityJob, RefusesInOneLine) {
     Model const model = ReadData("head_small_tet4.vtu");
     Model const boxes = ReadData("hex_matrix_fiber.vtu");
@@ -187,28 +168,6 @@ TEST(MaterialsJob, MassAndDensitiesFollowFromTheModelAfterwards) {
             EXPECT_NEAR(material.density, std::max(0.131 + 0.001067 * grey, 0.01), 1e-9);
             EXPECT_NEAR(material.emodulus, 6850.0 * std::pow(material.density, 1.49), 1e-6);
         }
-    }
-}
-
-TEST(MaterialsJob, MeansOfALinearLawAreTheLawOfTheMeans) {
-    MaterialsOptions options = Femur(MaterialsBy::Index);
-    options.sampling = KetSDK::MeshVTK::SamplingMode::Mean;
-    options.least_density = 1e-9;
-    options.law = {2.0, 0.001, 1.0, 0.0, 0.0};
-    Model by_grey = ReadData("head_small_tet10.vtu");
-    Model by_law = ReadData("head_small_tet10.vtu");
-    Image const image = HeadCt();
-    Context three;
-    three.threads = 3;
-    MaterialsResult const greys = Materials(by_grey, image, options, {});
-    options.average = MaterialsOptions::Average::Law;
-    MaterialsResult const laws = Materials(by_law, image, options, three);
-    ASSERT_EQ(greys.materials.size(), 3u);
-    ASSERT_EQ(laws.materials.size(), 3u);
-    for (std::size_t i = 0; i < 3; ++i) {
-        EXPECT_NEAR(greys.materials[i].density, laws.materials[i].density, 1e-9);
-        EXPECT_EQ(greys.materials[i].mean_grey,
-                  laws.materials[i].mean_grey); // grey values stay what they are
     }
 }
 

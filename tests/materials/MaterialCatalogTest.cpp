@@ -188,9 +188,8 @@ TEST_F(MaterialFiles, BinaryStateIsTakenAsAWholeOrNotAtAll) {
     LoadState(read);
     EXPECT_EQ(read.NumberOfMaterials(), 3U);
     MMaterialCatalog const before(read);
-    std::vector<std::string> bad = {std::string(8, '\xFF'), std::string("\0\0\0\0\0\0\0\x08", 8) + state};
-    for (std::size_t size = 0; size < state.size(); ++size)
-        bad.push_back(state.substr(0, size));
+    std::vector<std::string> bad = CutAtEveryByte(state);
+    bad.insert(bad.end(), {std::string(8, '\xFF'), std::string("\0\0\0\0\0\0\0\x08", 8) + state});
     for (std::string const& content : bad) {
         Save(m_name.GetPath(), content);
         EXPECT_THROW(LoadState(read), std::runtime_error) << content.size();

@@ -1,3 +1,4 @@
+#include "TestFiles.h"
 #include "TestMeshes.h"
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
@@ -6,23 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
-
-namespace {
-
-std::string ReadAll(std::string const& path) {
-    MFile file(path, MFile::Mode::Read);
-    std::string bytes(static_cast<std::size_t>(file.Size()), '\0');
-    file.Read(bytes.data(), bytes.size());
-    return bytes;
-}
-
-void WriteAll(std::string const& path, std::string const& bytes) {
-    MFile file(path, MFile::Mode::Write);
-    file.Write(bytes.data(), bytes.size());
-    ASSERT_TRUE(file.Close());
-}
-
-} // namespace
 
 TEST(PointContainer, KeepsAddressesWhileItGrows) {
     MMeshPointContainer container;
@@ -68,7 +52,7 @@ TEST(ContainerFiles, BlocksReadBackAndHaveTheStatedLayout) {
     nodes.SavePointsToFile(&out);
     mesh.Elements().SaveElementsToFile(&out);
     ASSERT_TRUE(out.Close());
-    std::string const bytes = ReadAll(path);
+    std::string const bytes = Content(path);
     EXPECT_EQ(bytes.size(), (4u + 28 * 12) + (4 + 4 + 28 * 4));
     EXPECT_EQ(bytes.substr(0, 4), std::string("\x1c\0\0\0", 4)) << "28 nodes, little-endian";
 
@@ -99,11 +83,9 @@ TEST(ContainerFiles, DamagedBlocksChangeNothing) {
     MFile out(path, MFile::Mode::Write);
     mesh.Elements().SaveElementsToFile(&out);
     out.Close();
-    std::string const elements = ReadAll(path);
+    std::string const elements = Content(path);
 
-    std::vector<std::string> damaged;
-    for (std::size_t length = 0; length < elements.size(); ++length)
-        damaged.push_back(elements.substr(0, length));
+    std::vector<std::string> damaged = CutAtEveryByte(elements);
     auto const with = [&elements](std::size_t at, char value) {
         std::string bytes = elements;
         bytes[at] = value;
@@ -114,7 +96,7 @@ TEST(ContainerFiles, DamagedBlocksChangeNothing) {
     damaged.push_back(with(5, '\x40')); // node 64 of 8
     damaged.push_back(with(8, '\x80')); // a negative node number
     for (std::string const& bytes : damaged) {
-        WriteAll(path, bytes);
+        Save(path, bytes);
         MFile in(path, MFile::Mode::Read);
         EXPECT_THROW(mesh.Elements().LoadElementsFromFile(&mesh, &in), std::runtime_error) << bytes.size();
         ASSERT_EQ(mesh.NumberOfElements(), 6);
@@ -123,7 +105,7 @@ TEST(ContainerFiles, DamagedBlocksChangeNothing) {
     MMeshPointContainer nodes;
     for (std::string const& bytes :
          {std::string("\xff\xff\xff\xff", 4), std::string("\1\0\0\0\1\0\0\0\2\0\0", 11)}) {
-        WriteAll(path, bytes);
+        Save(path, bytes);
         MFile in(path, MFile::Mode::Read);
         EXPECT_THROW(nodes.LoadPointsFromFile(&mesh, &in), std::runtime_error);
         EXPECT_EQ(nodes.GetNumPoints(), 0u);

@@ -4,7 +4,6 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
-#include <KetSDK/Triangles/Data/MStlPoint.h>
 #include <KetSDK/Triangles/Data/MStlSurface.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>
 
@@ -70,28 +69,6 @@ double InterfaceNormalX(MStlBase& stl) {
 }
 
 } // namespace
-
-TEST(ExtractSurface, RefusesOnlyAMissingMesh) {
-    MMeshExtractStlSurfaceOperator extract;
-    EXPECT_FALSE(extract.Operate());
-    MMeshBase empty;
-    EXPECT_EQ(Extract(empty, true)->NumberOfSurfaces(), 0u);
-}
-
-TEST(ExtractSurface, OneTetrahedronHasFourOutwardTriangles) {
-    MMeshBase mesh;
-    TestMeshes::AddElementOfKind(mesh, 4);
-    auto const stl = Extract(mesh, false);
-    EXPECT_EQ(TrianglesByName(*stl), (std::map<std::wstring, int>{{L"Exterior Surface-0", 4}}));
-    EXPECT_EQ(stl->NumberOfPoints(), 4u);
-    for (MStlTriangle& t : stl->GetSurface(0)->Triangles()) {
-        MMVector<float, 3> const normal = t.GetNormalFloat();
-        EXPECT_NEAR(normal.Length(), 1.0, 1e-6);
-        auto const outwards = Corners(t)[0] - MMVector<double, 3>(1.5, 1.5, 1.5);
-        EXPECT_GT((MMVector<double, 3>(normal).Dot(outwards)), 0.0);
-    }
-    EXPECT_NEAR(EnclosedVolume(*stl), 36.0, 1e-12);
-}
 
 TEST(ExtractSurface, NamesAndSidesOfInterfaces) {
     MMeshBase mesh;

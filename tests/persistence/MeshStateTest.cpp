@@ -79,8 +79,8 @@ TEST_F(MeshState, RefusesWhatIsCutOffOrDamagedAndKeepsTheMesh) {
         EXPECT_THROW(LoadState(*target.mesh, m_path), std::runtime_error) << what;
         EXPECT_EQ(FindMeshDifference(*kept.mesh, *target.mesh), std::nullopt) << what;
     };
-    for (std::size_t length = 0; length < whole.size(); ++length)
-        refuse(whole.substr(0, length), "length " + std::to_string(length));
+    for (std::string const& cut : CutAtEveryByte(whole))
+        refuse(cut, "length " + std::to_string(cut.size()));
     for (std::size_t bit = 0; bit < 64; ++bit) {
         std::string flipped = whole;
         flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));

@@ -244,12 +244,10 @@ TEST_F(SurfaceFile, FilesCutOffAnywhereAreNoticed) {
         std::size_t const whole = content == Stl   ? content.size() - 5 // the solid's name
                                   : content == Obj ? content.rfind("f") // the face before is not missed
                                                    : end;
-        for (std::size_t size = 0; size < content.size(); ++size) {
-            std::string const message = Message(content.substr(0, size), ending);
-            bool const ends_a_line = size > 0 && content[size - 1] == '\n';
-            bool const may_pass = size >= whole || (content == Obj && ends_a_line);
-            EXPECT_TRUE(may_pass || !message.empty())
-                << ending << " cut to " << size << " of " << content.size();
+        for (std::string const& cut : CutAtEveryByte(content)) {
+            bool const may_pass = cut.size() >= whole || (content == Obj && cut.ends_with('\n'));
+            EXPECT_TRUE(!Message(cut, ending).empty() || may_pass)
+                << ending << " cut to " << cut.size() << " of " << content.size();
         }
     }
 }
