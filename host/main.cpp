@@ -1,5 +1,6 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Commands.h>
 #include <host/terminal/Cancellation.h>
 #include <host/terminal/HelpFormatter.h>
@@ -43,9 +44,8 @@ void RefuseEmptyValues(CLI::App& app) {
 
 // One line on standard error, whatever the message is made of.
 int Fail(std::string message) {
-    std::ranges::replace_if(
-        message, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    std::cerr << "ketmesh: " << message << '\n';
+    std::ranges::replace(message, '\n', ' ');
+    std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(message) << '\n';
     return Failed;
 }
 

@@ -1,12 +1,13 @@
 #include <KetSDK/MeshJobs/Context.h>
 
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshVTK/Text.h>
 
 namespace KetSDK::MeshJobs {
 
 void Context::Warn(std::string const& message) const {
     if (warn)
-        warn(message);
+        warn(MeshVTK::Printable(message));
 }
 
 bool Context::IsCancelled() const {

@@ -1,7 +1,11 @@
 #include <KetSDK/MeshJobs/Error.h>
 
+#include <KetSDK/MeshVTK/Text.h>
+
 namespace KetSDK::MeshJobs {
 
+Error::Error(std::string const& message)
+    : std::runtime_error(MeshVTK::Printable(message)) {}
 Error::~Error() = default;
 
 FileError::FileError(std::string const& file, std::string const& message)

@@ -8,11 +8,11 @@
 namespace KetSDK::MeshJobs {
 
 // What every job throws for input that it cannot use and for a job that failed. The message is one line in
-// UTF-8 that says what is wrong and, where that helps, what would be right. What a job was making is gone;
-// its inputs are as they were unless the job says otherwise.
+// UTF-8 that says what is wrong and, where that helps, what would be right; names in it are made printable.
+// What a job was making is gone; its inputs are as they were unless the job says otherwise.
 class KETSDK_MESHJOBS_API Error : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit Error(std::string const& message);
     ~Error() override;
 };
 

@@ -11,9 +11,13 @@ SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Co
         MeshVTK::SurfaceFromPolyDataOptions how;
         how.unit = options.unit;
         how.limits = options.limits;
+        MeshVTK::SurfaceReport report;
         SurfaceModel model;
         model.file = path;
-        model.surfaces = MeshVTK::ReadSurfaceFile(path, how, context.progress, nullptr, model.arrays);
+        model.surfaces = MeshVTK::ReadSurfaceFile(path, how, context.progress, &report, model.arrays);
+        if (report.uncut_polygons > 0)
+            context.Warn(path + ": " + std::to_string(report.uncut_polygons) +
+                         " polygons could not be cut into triangles and are missing, at least in part");
         context.ThrowIfCancelled();
         return model;
     });

@@ -1,6 +1,11 @@
 #include <KetSDK/MeshVTK/Error.h>
 
+#include <KetSDK/MeshVTK/Text.h>
+
 namespace KetSDK::MeshVTK {
+
+Error::Error(std::string const& message)
+    : std::runtime_error(Printable(message)) {}
 
 Error::~Error() = default;
 

@@ -3,15 +3,17 @@
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 
 #include <stdexcept>
+#include <string>
 
 namespace KetSDK::MeshVTK {
 
 // Thrown by the bridge for input that it cannot use and for files that it cannot read or write. The
-// message is one line in UTF-8 that says what is wrong and, where that helps, what would be right. It
-// does not name the file. Whatever was being made is gone; inputs are as they were.
+// message is one line in UTF-8 that says what is wrong and, where that helps, what would be right; what of it
+// comes from a file is made printable. It does not name the file. Whatever was being made is gone; inputs are
+// as they were.
 class KETSDK_MESHVTK_API Error : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit Error(std::string const& message);
     ~Error() override;
 };
 

@@ -6,8 +6,10 @@
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
+#include <KetSDK/MeshVTK/detail/XmlReader.h>
 
 #include <vtkCellData.h>
+#include <vtkCharArray.h>
 #include <vtkDataArray.h>
 #include <vtkNew.h>
 #include <vtkObjectFactory.h>
@@ -23,6 +25,7 @@
 #include <ios>
 #include <limits>
 #include <string>
+#include <string_view>
 
 namespace KetSDK::MeshVTK {
 
@@ -31,24 +34,28 @@ namespace {
 constexpr char const* CannotRead = "it cannot be read";
 constexpr char const* CannotWrite = "it cannot be written";
 
-vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::filesystem::path const& path,
+vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::string_view bytes,
                                              std::shared_ptr<Common::IProgressDelegate> const& progress) {
     Detail::VtkSession session(progress, "Reading file");
-    Detail::CheckXmlFile(path, "UnstructuredGrid");
-    vtkNew<vtkXMLUnstructuredGridReader> reader;
-    reader->SetFileName(path.c_str());
+    Detail::XmlCounts const counts = Detail::CheckXmlFile(bytes, "UnstructuredGrid");
+    vtkNew<Detail::XmlReader<vtkXMLUnstructuredGridReader>> reader;
+    reader->SetBytes(bytes);
     session.Run(*reader, CannotRead);
+    Detail::CheckCounts(*reader->GetOutput(), counts);
     return reader->GetOutput();
 }
 
-vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::filesystem::path const& path,
+vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::string_view bytes,
                                                 std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    if (!Detail::FirstBytes(path, 64).starts_with("# vtk DataFile Version"))
+    if (!bytes.starts_with("# vtk DataFile Version"))
         throw Error("this is no VTK file, though its name ends with .vtk");
-    Detail::CheckLegacyFile(path);
+    Detail::CheckLegacyFile(bytes);
     Detail::VtkSession session(progress, "Reading file");
+    vtkNew<vtkCharArray> borrowed; // the reader copies it
+    borrowed->SetArray(const_cast<char*>(bytes.data()), static_cast<vtkIdType>(bytes.size()), 1);
     vtkNew<vtkUnstructuredGridReader> reader;
-    reader->SetFileName(path.c_str());
+    reader->ReadFromInputStringOn();
+    reader->SetInputArray(borrowed);
     reader->ReadAllScalarsOn();
     reader->ReadAllVectorsOn();
     reader->ReadAllNormalsOn();
@@ -127,7 +134,7 @@ void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession
 
 struct GridFormat {
     char const* ending;
-    vtkSmartPointer<vtkUnstructuredGrid> (*read)(std::filesystem::path const& path,
+    vtkSmartPointer<vtkUnstructuredGrid> (*read)(std::string_view bytes,
                                                  std::shared_ptr<Common::IProgressDelegate> const& progress);
     void (*write)(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session);
 };
@@ -147,8 +154,10 @@ GridFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
 
 vtkSmartPointer<vtkUnstructuredGrid>
 ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckInputFile(path, ".vtu or .vtk");
-    return FormatOf(path, "read from").read(path, progress);
+    Detail::OpenFile const file(path, ".vtu or .vtk");
+    GridFormat const& format = FormatOf(path, "read from");
+    Detail::FileBytes const bytes = file.All(progress);
+    return format.read(bytes.View(), progress);
 }
 
 void CheckGridFileName(std::filesystem::path const& path) {

@@ -18,7 +18,7 @@ constexpr char const* Kinds = ".nii, .nii.gz, .mha, .mhd or .vti";
 
 struct ImageFormat {
     char const* ending;
-    vtkSmartPointer<vtkImageData> (*read)(std::filesystem::path const& path,
+    vtkSmartPointer<vtkImageData> (*read)(std::filesystem::path const& path, Detail::OpenFile const& file,
                                           std::shared_ptr<Common::IProgressDelegate> const& progress,
                                           ImageFileReport& report);
 };
@@ -35,12 +35,12 @@ std::string FullEnding(std::filesystem::path const& path) {
     return ending == ".gz" ? LowerCaseEnding(path.stem()) + ending : ending;
 }
 
-ImageFormat const& FormatOf(std::filesystem::path const& path) {
+ImageFormat const& FormatOf(std::filesystem::path const& path, Detail::OpenFile const& file) {
     std::string const ending = FullEnding(path);
     for (ImageFormat const& format : Formats)
         if (ending == format.ending)
             return format;
-    if (Detail::FirstBytes(path, 132).ends_with("DICM"))
+    if (file.First(132).ends_with("DICM"))
         throw Error("this is a single DICOM file; the folder with all slices is needed");
     throw Error(std::string("images are read from ") + Kinds + " files and from folders of DICOM slices");
 }
@@ -56,8 +56,8 @@ vtkSmartPointer<vtkImageData> ReadImageFile(std::filesystem::path const& path,
     std::error_code error;
     if (std::filesystem::is_directory(path, error))
         return Detail::ReadDicomFolder(path, progress, result);
-    CheckInputFile(path, Kinds);
-    return FormatOf(path).read(path, progress, result);
+    Detail::OpenFile const file(path, Kinds);
+    return FormatOf(path, file).read(path, file, progress, result);
 }
 
 } // namespace KetSDK::MeshVTK

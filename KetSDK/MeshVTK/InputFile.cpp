@@ -1,11 +1,9 @@
 #include <KetSDK/MeshVTK/InputFile.h>
 
-#include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
 
 #include <algorithm>
 #include <cctype>
-#include <fstream>
-#include <system_error>
 
 namespace KetSDK::MeshVTK {
 
@@ -17,16 +15,7 @@ std::string LowerCaseEnding(std::filesystem::path const& path) {
 }
 
 void CheckInputFile(std::filesystem::path const& path, char const* endings) {
-    std::error_code error;
-    if (!std::filesystem::exists(path, error))
-        throw Error("there is no such file");
-    if (std::filesystem::is_directory(path, error))
-        throw Error(std::string("it is a folder; a ") + endings + " file is needed");
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw Error("it cannot be opened for reading");
-    if (file.peek() == std::ifstream::traits_type::eof())
-        throw Error("the file is empty");
+    Detail::OpenFile(path, endings);
 }
 
 } // namespace KetSDK::MeshVTK

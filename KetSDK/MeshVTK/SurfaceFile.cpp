@@ -7,26 +7,23 @@
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/Text.h>
-#include <KetSDK/MeshVTK/checks/ObjFileCheck.h>
-#include <KetSDK/MeshVTK/checks/PlyFileCheck.h>
-#include <KetSDK/MeshVTK/checks/StlFileCheck.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
 #include <KetSDK/MeshVTK/detail/RowsOfArrays.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
+#include <KetSDK/MeshVTK/detail/XmlReader.h>
+#include <KetSDK/MeshVTK/surfaces/ObjFile.h>
+#include <KetSDK/MeshVTK/surfaces/PlyFile.h>
+#include <KetSDK/MeshVTK/surfaces/StlFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
 #include <vtkIdList.h>
 #include <vtkNew.h>
-#include <vtkOBJReader.h>
 #include <vtkOBJWriter.h>
-#include <vtkObjectFactory.h>
-#include <vtkPLYReader.h>
 #include <vtkPointData.h>
-#include <vtkPoints.h>
 #include <vtkPolyData.h>
-#include <vtkSTLReader.h>
 #include <vtkSTLWriter.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
@@ -36,12 +33,12 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <cstdio>
 #include <fstream>
 #include <numeric>
 #include <set>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 
 namespace KetSDK::MeshVTK {
@@ -54,6 +51,8 @@ void WriteVtp(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) 
     vtkNew<vtkXMLPolyDataWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
+    writer->SetCompressorTypeToNone(); // which crashes where there is no memory left
+    writer->SetHeaderTypeToUInt64();
     writer->SetFileName(file.GetTemporaryPath().c_str());
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
@@ -147,82 +146,33 @@ bool IsCompleteObj(std::ifstream& file, std::uint64_t triangles, std::uint64_t p
 
 constexpr char const* CannotRead = "it cannot be read";
 
-// VTK's readers leave out what they cannot make sense of.
-void CheckFaces(vtkPolyData& data, std::uint64_t faces) {
-    auto const read = static_cast<std::uint64_t>(data.GetNumberOfPolys());
-    if (read != faces)
-        throw Error("VTK could make sense of only " + std::to_string(read) + " of " + std::to_string(faces) +
-                    " faces");
-}
-
-vtkSmartPointer<vtkPolyData> ReadVtp(std::filesystem::path const& path, Detail::VtkSession& session) {
-    Detail::CheckXmlFile(path, "PolyData");
-    vtkNew<vtkXMLPolyDataReader> reader;
-    reader->SetFileName(path.c_str());
+vtkSmartPointer<vtkPolyData> ReadVtp(std::string_view bytes, Detail::VtkSession& session) {
+    Detail::XmlCounts const counts = Detail::CheckXmlFile(bytes, "PolyData");
+    vtkNew<Detail::XmlReader<vtkXMLPolyDataReader>> reader;
+    reader->SetBytes(bytes);
     session.Run(*reader, CannotRead);
+    Detail::CheckCounts(*reader->GetOutput(), counts);
     return reader->GetOutput();
 }
 
-// VTK's reader takes many a binary file for one in text; this one is told.
-class StlReader : public vtkSTLReader {
-public:
-    static StlReader* New();
-    void SetEncoding(Detail::StlEncoding encoding) noexcept { m_encoding = encoding; }
+// The other formats are simple, and VTK's readers of them leave out what they do not understand, follow the
+// locale of the program and read files by name.
 
-protected:
-    int RequestData(vtkInformation*, vtkInformationVector**, vtkInformationVector* output) override {
-        std::unique_ptr<std::FILE, int (*)(std::FILE*)> const file(std::fopen(GetFileName(), "rb"),
-                                                                   std::fclose);
-        vtkNew<vtkPoints> points;
-        vtkNew<vtkCellArray> triangles;
-        if (!file ||
-            !(m_encoding == Detail::StlEncoding::Binary ? ReadBinarySTL(file.get(), points, triangles)
-                                                        : ReadASCIISTL(file.get(), points, triangles)))
-            return 0;
-        vtkPolyData& result = *vtkPolyData::GetData(output);
-        result.SetPoints(points);
-        result.SetPolys(triangles);
-        return 1;
-    }
-
-private:
-    Detail::StlEncoding m_encoding = Detail::StlEncoding::Binary;
-};
-
-vtkStandardNewMacro(StlReader);
-
-vtkSmartPointer<vtkPolyData> ReadStl(std::filesystem::path const& path, Detail::VtkSession& session) {
-    Detail::StlContent const content = Detail::CheckStlFile(path);
-    vtkNew<StlReader> reader;
-    reader->SetEncoding(content.encoding);
-    reader->SetFileName(path.c_str());
-    session.Run(*reader, CannotRead);
-    CheckFaces(*reader->GetOutput(), content.triangles);
-    return reader->GetOutput();
+vtkSmartPointer<vtkPolyData> ReadStl(std::string_view bytes, Detail::VtkSession&) {
+    return Detail::ReadStlFile(bytes);
 }
 
-vtkSmartPointer<vtkPolyData> ReadPly(std::filesystem::path const& path, Detail::VtkSession& session) {
-    std::uint64_t const faces = Detail::CheckPlyFile(path);
-    vtkNew<vtkPLYReader> reader;
-    reader->SetDuplicatePointsForFaceTexture(false); // gives faces wrong corners
-    reader->SetFileName(path.c_str());
-    session.Run(*reader, CannotRead);
-    CheckFaces(*reader->GetOutput(), faces);
-    return reader->GetOutput();
+vtkSmartPointer<vtkPolyData> ReadPly(std::string_view bytes, Detail::VtkSession&) {
+    return Detail::ReadPlyFile(bytes);
 }
 
-vtkSmartPointer<vtkPolyData> ReadObj(std::filesystem::path const& path, Detail::VtkSession& session) {
-    std::uint64_t const faces = Detail::CheckObjFile(path);
-    vtkNew<vtkOBJReader> reader;
-    reader->SetFileName(path.c_str());
-    session.Run(*reader, CannotRead);
-    CheckFaces(*reader->GetOutput(), faces);
-    return reader->GetOutput();
+vtkSmartPointer<vtkPolyData> ReadObj(std::string_view bytes, Detail::VtkSession&) {
+    return Detail::ReadObjFile(bytes);
 }
 
 struct SurfaceFormat {
     char const* ending;
-    vtkSmartPointer<vtkPolyData> (*read)(std::filesystem::path const& path, Detail::VtkSession& session);
+    vtkSmartPointer<vtkPolyData> (*read)(std::string_view bytes, Detail::VtkSession& session);
     void (*write)(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session);
     bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
@@ -291,10 +241,11 @@ void AddArraysOfSurface(vtkPolyData& data, MStlSurface const& surface, vtkPolyDa
 
 vtkSmartPointer<vtkPolyData> ReadPolyData(std::filesystem::path const& path,
                                           std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    CheckInputFile(path, ".vtp, .stl, .ply or .obj");
+    Detail::OpenFile const file(path, ".vtp, .stl, .ply or .obj");
     SurfaceFormat const& format = FormatOf(path, "read from");
     Detail::VtkSession session(progress, "Reading file");
-    return format.read(path, session);
+    Detail::FileBytes const bytes = file.All(progress);
+    return format.read(bytes.View(), session);
 }
 
 } // namespace

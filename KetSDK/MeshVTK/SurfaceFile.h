@@ -16,7 +16,7 @@ class vtkPolyData;
 
 namespace KetSDK::MeshVTK {
 
-// Reads and writes surfaces with VTK's readers and writers for the file's ending: .vtp, .stl, .ply (all
+// Reads and writes surfaces in the format of the file's ending: .vtp (through VTK), .stl, .ply (all
 // three are written in binary) or .obj. Surface names travel in .vtp only; .stl and .ply hold coordinates
 // as 32-bit floats.
 

@@ -15,13 +15,17 @@
 #include <vtkDataArray.h>
 #include <vtkFieldData.h>
 #include <vtkIdList.h>
+#include <vtkIdTypeArray.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkStringArray.h>
 #include <vtkTriangleFilter.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <numeric>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -59,12 +63,53 @@ void CheckCells(vtkCellArray* cells, vtkIdType points) {
     }
 }
 
-vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data) {
+// For each triangle the cell that it was cut from.
+constexpr char const* CellOfTriangle = "KetSDK cell of triangle";
+
+void NumberCells(vtkPolyData& data) {
+    vtkNew<vtkIdTypeArray> numbers;
+    numbers->SetName(CellOfTriangle);
+    numbers->SetNumberOfTuples(data.GetNumberOfCells());
+    std::iota(numbers->Begin(), numbers->End(), vtkIdType{0});
+    data.GetCellData()->AddArray(numbers);
+}
+
+// A polygon gives two triangles less than it has different corners.
+vtkIdType ExpectedTriangles(vtkIdType count, vtkIdType const* corners) {
+    if (count <= 3)
+        return 1;
+    std::set<vtkIdType> const different(corners, corners + count);
+    return std::max<vtkIdType>(static_cast<vtkIdType>(different.size()) - 2, 1);
+}
+
+// How many polygons VTK's filter could not cut, which it leaves out or cuts in part.
+std::uint64_t CountUncut(vtkPolyData& data, vtkPolyData& triangles) {
+    auto& cells = *vtkIdTypeArray::SafeDownCast(triangles.GetCellData()->GetAbstractArray(CellOfTriangle));
+    vtkIdType const first = data.GetNumberOfVerts() + data.GetNumberOfLines(); // polygons come behind them
+    std::vector<vtkIdType> found(static_cast<std::size_t>(data.GetNumberOfPolys()), 0);
+    for (vtkIdType i = 0; i < cells.GetNumberOfValues(); ++i)
+        if (vtkIdType const polygon = cells.GetValue(i) - first;
+            polygon >= 0 && polygon < data.GetNumberOfPolys())
+            ++found[static_cast<std::size_t>(polygon)];
+    std::uint64_t uncut = 0;
+    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+        vtkIdType count = 0;
+        vtkIdType const* corners = nullptr;
+        data.GetPolys()->GetCellAtId(i, count, corners);
+        uncut += found[static_cast<std::size_t>(i)] < ExpectedTriangles(count, corners);
+    }
+    return uncut;
+}
+
+vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data, std::uint64_t& uncut) {
     for (vtkCellArray* const cells : {data.GetVerts(), data.GetLines(), data.GetPolys(), data.GetStrips()})
         CheckCells(cells, data.GetNumberOfPoints());
     // A filter's input must not change; this one builds cell links in it.
     vtkNew<vtkPolyData> input;
     input->ShallowCopy(&data);
+    bool const only_triangles = data.GetPolys() && data.GetPolys()->IsHomogeneous() == 3;
+    if (!only_triangles)
+        NumberCells(*input);
     Detail::VtkSession session(nullptr, "Triangulating");
     vtkNew<vtkTriangleFilter> filter;
     filter->PassVertsOff();
@@ -73,7 +118,10 @@ vtkSmartPointer<vtkPolyData> Triangulate(vtkPolyData& data) {
     session.Run(*filter, "it cannot be cut into triangles");
     if (filter->GetOutput()->GetNumberOfPolys() == 0)
         throw Error("there are no triangles");
-    return filter->GetOutput();
+    vtkSmartPointer<vtkPolyData> triangles = filter->GetOutput();
+    uncut = only_triangles ? 0 : CountUncut(data, *triangles);
+    triangles->GetCellData()->RemoveArray(CellOfTriangle);
+    return triangles;
 }
 
 // The names of the surfaces, and for each triangle the index of its surface.
@@ -152,12 +200,14 @@ std::unique_ptr<MStlBase> MakeSurfaces(vtkPolyData& data, SurfaceFromPolyDataOpt
     if (!data.GetPoints())
         throw Error("there are no triangles");
     RoundedPoints const rounded = RoundPoints(*data.GetPoints(), options.unit, options.limits);
-    vtkSmartPointer<vtkPolyData> const triangles = Triangulate(data);
+    std::uint64_t uncut = 0;
+    vtkSmartPointer<vtkPolyData> const triangles = Triangulate(data, uncut);
     Sources sources;
     auto stl = MakeSurfaces(*triangles, rounded, FindSurfaces(*triangles, *data.GetFieldData()), sources);
     if (report)
         *report = {rounded.report,
-                   static_cast<std::uint64_t>(triangles->GetNumberOfPolys()) - stl->NumberOfTriangles()};
+                   static_cast<std::uint64_t>(triangles->GetNumberOfPolys()) - stl->NumberOfTriangles(),
+                   uncut};
     if (arrays)
         *arrays = ArraysOf(data, *triangles, sources);
     return stl;

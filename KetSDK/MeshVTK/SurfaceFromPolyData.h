@@ -22,6 +22,7 @@ struct SurfaceFromPolyDataOptions {
 struct SurfaceReport {
     RoundingReport rounding;
     std::uint64_t dropped_triangles = 0; // two corners had the same integer coordinates
+    std::uint64_t uncut_polygons = 0; // gave fewer triangles than they should: part of the surface is missing
 };
 
 // Makes a surface container, owned by the caller, of polygons and triangle strips, which are cut into

@@ -38,6 +38,21 @@ std::uint32_t NextCharacter(std::string_view text, std::size_t& at) {
     return code;
 }
 
+bool IsControl(std::uint32_t code) {
+    bool const is_direction = (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+    bool const ends_line = code == 0x2028 || code == 0x2029;
+    return code < 0x20 || (code >= 0x7F && code < 0xA0) || is_direction || ends_line;
+}
+
+std::string Escaped(std::uint32_t code) {
+    constexpr char const* digits = "0123456789ABCDEF";
+    bool const is_short = code < 0x100;
+    std::string text = is_short ? "\\x" : "\\u";
+    for (int shift = is_short ? 4 : 12; shift >= 0; shift -= 4)
+        text += digits[code >> shift & 0xF];
+    return text;
+}
+
 } // namespace
 
 std::string ToUtf8(std::wstring_view text) {
@@ -72,6 +87,22 @@ std::wstring FromUtf8(std::string_view text) {
     for (std::size_t at = 0; at < text.size();)
         wide.push_back(static_cast<wchar_t>(NextCharacter(text, at)));
     return wide;
+}
+
+std::string Printable(std::string_view text) {
+    std::string printable;
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t const begin = at;
+        std::uint32_t const code = NextCharacter(text, at);
+        std::string_view const bytes = text.substr(begin, at - begin);
+        if (code == Replacement && bytes.size() == 1) // it stands for a byte that fits nowhere
+            printable += Escaped(static_cast<unsigned char>(bytes[0]));
+        else if (IsControl(code))
+            printable += Escaped(code);
+        else
+            printable += bytes;
+    }
+    return printable;
 }
 
 } // namespace KetSDK::MeshVTK

@@ -1,4 +1,5 @@
 #include <KetSDK/MeshJobs/Check.h>
+#include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
@@ -97,8 +98,8 @@ private:
                 failed += (failed.empty() ? "" : ", ") + std::to_string(count) + " " + defect.name;
         if (failed.empty())
             return Done;
-        std::cerr << "ketmesh: " << m_input.GetFileName() << ": elements have defects: " << failed
-                  << "; at most " << *m_most << " may\n";
+        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName())
+                  << ": elements have defects: " << failed << "; at most " << *m_most << " may\n";
         return CheckFailed;
     }
 

@@ -1,6 +1,9 @@
 #include <host/commands/Command.h>
 
+#include <KetSDK/MeshVTK/Text.h>
+
 #include <iostream>
+#include <sstream>
 
 namespace ketmesh {
 
@@ -45,14 +48,16 @@ void Command::PrintObject() const {
 }
 
 void Command::PrintText() const {
-    Print(std::cout);
-    if (NamesFiles())
-        return;
+    std::ostringstream text;
+    Print(text);
     char const* separator = "\n";
     for (std::string const& file : m_files) {
-        std::cout << separator << "written: " << file << '\n';
+        if (NamesFiles())
+            break;
+        text << separator << "written: " << KetSDK::MeshVTK::Printable(file) << '\n';
         separator = "";
     }
+    PrintLines(text.str());
 }
 
 } // namespace ketmesh

@@ -1,4 +1,5 @@
 #include <KetSDK/MeshJobs/Match.h>
+#include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
 #include <host/commands/MatchCounts.h>
 #include <host/commands/options/MatchInput.h>
@@ -80,8 +81,9 @@ private:
         std::uint64_t const mismatches = m_result.counts.GetMismatches();
         if (!m_most || mismatches <= *m_most)
             return Done;
-        std::cerr << "ketmesh: " << m_surface.GetFileName() << ": " << mismatches << " mismatches with "
-                  << m_input.GetFileName() << "; at most " << *m_most << " may be\n";
+        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_surface.GetFileName()) << ": " << mismatches
+                  << " mismatches with " << KetSDK::MeshVTK::Printable(m_input.GetFileName()) << "; at most "
+                  << *m_most << " may be\n";
         return CheckFailed;
     }
 

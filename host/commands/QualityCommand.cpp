@@ -1,5 +1,6 @@
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/QualityPlot.h>
+#include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
 #include <host/commands/MetricTable.h>
 #include <host/commands/QualityTable.h>
@@ -157,8 +158,9 @@ private:
                           std::string(metric.metric->name);
         if (failed.empty())
             return Done;
-        std::cerr << "ketmesh: " << m_input.GetFileName() << ": elements are bad (" << m_threshold.Describe()
-                  << "): " << failed << "; at most " << *m_most_bad << " may be\n";
+        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName())
+                  << ": elements are bad (" << m_threshold.Describe() << "): " << failed << "; at most "
+                  << *m_most_bad << " may be\n";
         return CheckFailed;
     }
 

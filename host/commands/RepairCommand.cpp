@@ -1,4 +1,5 @@
 #include <KetSDK/MeshJobs/Repair.h>
+#include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
@@ -113,8 +114,8 @@ private:
     int Check() const override {
         if (!m_most_bad || m_result.after.bad <= *m_most_bad)
             return Done;
-        std::cerr << "ketmesh: " << m_input.GetFileName() << ": " << m_result.after.bad
-                  << " elements stay bad; at most " << *m_most_bad << " may\n";
+        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName()) << ": "
+                  << m_result.after.bad << " elements stay bad; at most " << *m_most_bad << " may\n";
         return CheckFailed;
     }
 

@@ -9,7 +9,11 @@ namespace ketmesh {
 // Keys stand in the order in which they are set.
 using Json = nlohmann::ordered_json;
 
-// Prints one object to standard output. Text that is not UTF-8 is made so.
+// Prints lines of text to standard output; what a terminal would obey or cannot show is made printable.
+void PrintLines(std::string const& text);
+
+// Prints one object to standard output. Text that is not UTF-8 is made so, and control characters are
+// escaped.
 void PrintJson(Json const& object);
 
 // Flushes standard output and throws std::runtime_error when not all of it could be written.

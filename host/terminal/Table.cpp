@@ -1,5 +1,7 @@
 #include <host/terminal/Table.h>
 
+#include <KetSDK/MeshVTK/Text.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <ostream>
@@ -21,6 +23,7 @@ Table::Table(std::vector<Column> columns)
     : m_columns(std::move(columns)) {}
 
 void Table::AddRow(std::vector<std::string> cells) {
+    std::ranges::transform(cells, cells.begin(), KetSDK::MeshVTK::Printable);
     m_rows.push_back(std::move(cells));
 }
 

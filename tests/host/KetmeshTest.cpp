@@ -279,6 +279,33 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
         EXPECT_EQ(Run({option}).status, 0);
 }
 
+TEST_F(Ketmesh, NamesReachTheTerminalEscaped) {
+    std::string const name = "\x1B]0;title\x07 \xC2\x9B 31m\x7F";
+    auto const grid = ReadGrid("wedge_beam14.vtu");
+    vtkNew<vtkIntArray> numbers;
+    numbers->SetName("subvolume");
+    numbers->SetNumberOfValues(grid->GetNumberOfCells());
+    numbers->FillValue(0);
+    grid->GetCellData()->AddArray(numbers);
+    vtkNew<vtkStringArray> names;
+    names->SetName("subvolume_names");
+    names->InsertNextValue(name);
+    grid->GetFieldData()->AddArray(names);
+    std::string const file = Path("odd\x1B[31m.vtu");
+    WriteGrid(file, *grid);
+    EXPECT_EQ(RunJson({"info", file})["subvolumes"][0]["name"], name);
+    for (std::vector<std::string> const& arguments : std::vector<std::vector<std::string>>{
+             {"info", file}, {"info", file, "--json"}, {"info", file, "--labels", "\x1B"}, {"\x1B"}}) {
+        Result const result = Run(arguments);
+        EXPECT_FALSE(result.out.empty() && result.err.empty());
+        for (std::string const& text : {result.out, result.err}) {
+            EXPECT_TRUE(std::ranges::none_of(
+                text, [](char c) { return (c < ' ' && c >= 0 && c != '\n') || c == 0x7F; }));
+            EXPECT_EQ(text.find("\xC2\x9B"), std::string::npos);
+        }
+    }
+}
+
 TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
     // Signals are sent when the temporary file is there, which is before the mesh is read, and later by
     // fractions of the time that a whole run takes on this machine.

@@ -385,6 +385,14 @@ TEST_F(ImageFile, SlopesAreAppliedAndWholeNumbersStay) {
     }
 }
 
+// A packed file that holds this and then is cut off.
+std::string BeginOfGzip(std::string const& bytes) {
+    auto const size = static_cast<std::uint16_t>(bytes.size());
+    std::string const head("\x1F\x8B\x08\0\0\0\0\0\0\xFF\0",
+                           11); // the last byte begins a block that is not packed
+    return head + Bytes(size) + Bytes(static_cast<std::uint16_t>(~size)) + bytes;
+}
+
 TEST_F(ImageFile, WhatIsNoImageIsRefusedWithAReason) {
     std::string const meta = std::string(MetaHeader) + ObliqueMeta;
     auto const nifti = [](std::size_t at, std::string const& bytes) {
@@ -403,6 +411,8 @@ TEST_F(ImageFile, WhatIsNoImageIsRefusedWithAReason) {
         {"a.nii.gz", nifti(40, std::string("\3\0\xFF\x7F\xFF\x7F\xFF\x7F", 8)), "cut off"},
         {"a.nii", nifti(40, std::string("\4\0\4\0\3\0\2\0\5\0", 10)), "5 values for each voxel"},
         {"a.nii", nifti(70, Bytes(std::int16_t{128})), "type 128"},
+        {"a.nii.gz", BeginOfGzip(nifti(70, Bytes(std::int16_t{128}))), "type 128"}, // before it is unpacked
+        {"a.nii.gz", BeginOfGzip(nifti(40, std::string("\3\0\xFF\x7F\xFF\x7F\xFF\x7F", 8))), "cannot hold"},
         {"a.nii", nifti(284, Bytes(1.0f)), "perpendicular"}, // shear
         {"a.nii", nifti(292, Bytes(std::nanf(""))), "finite"},
         {"a.nii", nifti(108, Bytes(0.0f)), "begin at byte 0"},
@@ -461,6 +471,8 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
     colours.more = Element(0x00280002, "US", Bytes(std::uint16_t{3}));
     Slice wide = at("-2");
     wide.columns = 5;
+    Slice huge = at("-2"); // so that the product is small again
+    huge.more = Element(0x00280010, "UL", Bytes(0x80000000u)) + Element(0x00280011, "UL", Bytes(0x80000000u));
     Slice nowhere = at("-2");
     nowhere.position = "";
     struct {
@@ -478,6 +490,7 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
                        {{frames}, "several slices"},
                        {{colours}, "3 values"},
                        {{wide}, "24 bytes of voxels instead of 30"},
+                       {{huge}, "rows or columns"},
                        {{nowhere}, "where its slice lies"}};
     for (auto const& c : cases) {
         SCOPED_TRACE(c.complaint);

@@ -58,6 +58,29 @@ std::string Replaced(std::string text, std::string const& from, std::string cons
     return text.replace(at, from.size(), to);
 }
 
+std::string Repeated(std::string const& text, int times) {
+    std::string result;
+    for (int i = 0; i < times; ++i)
+        result += text;
+    return result;
+}
+
+// The surface with other XML in front of what it is about.
+std::string InFront(std::string const& xml) {
+    return Replaced(Vtp, "<PolyData>", xml + "<PolyData>");
+}
+
+// The surface with further arrays, all of which have their data at one place.
+std::string Sharing(int arrays) {
+    std::string const array =
+        "<DataArray type=\"Int8\" Name=\"a\" NumberOfTuples=\"8000\" format=\"appended\" "
+        "offset=\"0\"/>";
+    std::string const size("\x40\x1F\0\0", 4);
+    return Replaced(Replaced(Vtp, "</FieldData>", Repeated(array, arrays) + "</FieldData>"), "</VTKFile>",
+                    "<AppendedData encoding=\"raw\">_" + size + std::string(8000, 'a') +
+                        "</AppendedData></VTKFile>");
+}
+
 std::string WithCarriageReturns(std::string const& text) {
     std::string result;
     for (char const c : text)
@@ -154,6 +177,7 @@ TEST_F(SurfaceFile, TextFilesAreRead) {
         {".obj", Obj},
         {".obj", WithCarriageReturns(Obj)},
         {".obj", Replaced(Obj, "f 1 2 3\nf -3 -1 -2\n", "vt 0 0\nvn 0 0 1\nf 1/1/1 2/1/1 4/-1/-1 3/1/1\n")},
+        {".obj", Replaced(Obj, "f 1 2 3", "vn 0 0 1\nf 1//1 2//1 3//1")}, // where others have none
         {".vtp", Vtp},
     };
     for (auto const& [ending, content] : files) {
@@ -210,7 +234,6 @@ TEST_F(SurfaceFile, BadFilesEndInOneLine) {
         {".obj", Replaced(Obj, "f 1 2 3", "f 1/1 2/1 3/1"), "texture coordinate 1"},
         {".obj", Replaced(Obj, "v 1 0 0", "v 1 0"), "needs 3 numbers"},
         {".obj", long_line, "too long"},
-        {".obj", Replaced(Obj, "f 1 2 3", "vn 0 0 1\nf 1//1 2//1 3//1"), "1 of 2 faces"},
         {".vtp", Ply, "no VTK XML"},
         {".vtp", Replaced(Vtp, "PolyData", "UnstructuredGrid"), "PolyData is needed"},
         {".vtp", Replaced(Vtp, "3 6<", "3 7<"), "do not fit the list"},
@@ -222,7 +245,17 @@ TEST_F(SurfaceFile, BadFilesEndInOneLine) {
         {".vtp", Replaced(Vtp, "Tuples=\"2\"", "Tuples=\"1\""), "2 values instead of 1"},
         {".vtp", Replaced(Vtp, "\"Int32\"", "\"Int31\""), "unknown type"},
         {".vtp", Replaced(Vtp, "Polys=\"2\"", "Polys=\"3\""), "instead of 3"},
+        // What makes parsers run out of the stack, of memory or of time.
+        {".vtp", InFront(Repeated("<a>", 20000) + Repeated("</a>", 20000)), "nested too deeply"},
+        {".vtp", Replaced(Vtp, "<VTKFile", "<!DOCTYPE a [<!ENTITY b \"c\">]><VTKFile"), "declaration"},
+        {".vtp", InFront("<a b=\"" + std::string(100'000, 'c') + "\"/>"), "more than 65536 bytes"},
+        {".vtp", InFront("<!--" + std::string(100'000, 'c') + "-->"), "more than 65536 bytes"},
+        {".vtp", InFront("<" + std::string(100'000, 'c') + "/>"), "more than 65536 bytes"},
+        {".vtp", InFront(Repeated("<a/>", 200'001)), "elements of XML"},
+        {".vtp", InFront(std::string(1, '\0')), "byte of 0"},
+        {".vtp", Sharing(100), "share their data"},
     };
+    EXPECT_EQ(Message(Sharing(3), ".vtp"), "");
     for (Bad const& bad : files) {
         std::string const message = Message(bad.content, bad.ending);
         EXPECT_NE(message.find(bad.part), std::string::npos)

@@ -5,11 +5,15 @@
 #include <algorithm>
 #include <bit>
 #include <functional>
+#include <stdexcept>
 #include <utility>
 
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
+
+// Entries, of which a block has four, are counted in 32 bits: enough for about 10^9 elements.
+constexpr std::uint32_t MostBlocks = std::uint32_t{1} << 30;
 
 unsigned int CornersInUse(MMeshElement const& e) {
     return std::min<unsigned int>(e.GetNodeCount(), 4);
@@ -79,6 +83,8 @@ void MMeshBaseNeighborsInfo::Enable() {
     std::uint32_t blocks = 0;
     for (std::size_t slot = 0; slot < next.size(); ++slot) {
         ElementList const list{blocks, next[slot]};
+        if (list.Blocks() > MostBlocks - blocks)
+            throw std::runtime_error("invalid state");
         incident->GetSlot(slot) = list;
         next[slot] = 4 * list.first_block;
         blocks += list.Blocks();

@@ -3,7 +3,6 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
-#include <KetSDK/MeshVTK/detail/FileBytes.h>
 
 #include <vtkCellType.h>
 
@@ -111,8 +110,8 @@ bool IsValue(std::string_view word, ValueType const& type) {
 
 class LegacyFile {
 public:
-    explicit LegacyFile(std::string content)
-        : m_content(std::move(content)) {}
+    explicit LegacyFile(std::string_view content)
+        : m_content(content) {}
 
     void Check() {
         Header();
@@ -142,13 +141,13 @@ private:
             CutOff();
         if (m_at - begin > LongestLine) // VTK's reader would go on behind the first part
             throw Error("the file holds a word of " + std::to_string(m_at - begin) + " characters");
-        return std::string_view(m_content).substr(begin, m_at - begin);
+        return m_content.substr(begin, m_at - begin);
     }
     std::string_view Line() {
         std::size_t const end = m_content.find('\n', m_at);
         if (end == std::string::npos)
             CutOff();
-        std::string_view const line = std::string_view(m_content).substr(m_at, end - m_at);
+        std::string_view const line = m_content.substr(m_at, end - m_at);
         m_at = end + 1;
         return line;
     }
@@ -446,7 +445,7 @@ private:
         }
     }
 
-    std::string m_content;
+    std::string_view m_content;
     std::size_t m_at = 0;
     bool m_binary = false;
     bool m_version_5 = false;
@@ -460,9 +459,8 @@ private:
 
 } // namespace
 
-void CheckLegacyFile(std::filesystem::path const& path) {
-    std::string content = AllBytes(path);
-    LegacyFile(std::move(content)).Check();
+void CheckLegacyFile(std::string_view bytes) {
+    LegacyFile(bytes).Check();
 }
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <filesystem>
+#include <string_view>
 
 namespace KetSDK::MeshVTK::Detail {
 
@@ -9,6 +9,6 @@ namespace KetSDK::MeshVTK::Detail {
 // arrays as long as there are points or cells. VTK's reader trusts the counts in these files: wrong ones
 // make it read beyond its buffers, and of a file that is cut off it keeps what it finds. What the values
 // are is not looked at.
-void CheckLegacyFile(std::filesystem::path const& path);
+void CheckLegacyFile(std::string_view bytes);
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -2,17 +2,18 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/checks/XmlMarkup.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
-#include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/detail/MemoryStream.h>
 
 #include <vtkDataCompressor.h>
+#include <vtkDataSet.h>
 #include <vtkLZ4DataCompressor.h>
 #include <vtkLZMADataCompressor.h>
 #include <vtkNew.h>
 #include <vtkSmartPointer.h>
 #include <vtkXMLDataElement.h>
 #include <vtkXMLDataParser.h>
-#include <vtkXMLFileReadTester.h>
 #include <vtkZLibDataCompressor.h>
 
 #include <algorithm>
@@ -39,6 +40,9 @@ constexpr Count LargestBlock = Count{1} << 32;
 constexpr Count LargestCount = Count{1} << 31;
 // All names in one array together.
 constexpr Count LargestNames = Count{1} << 26;
+// How many times as large as the file all of its arrays together may be, before they are unpacked: arrays can
+// have their data at one place.
+constexpr Count MostSharing = 16;
 
 std::string Attribute(vtkXMLDataElement& element, char const* name) {
     char const* const value = element.GetAttribute(name);
@@ -127,10 +131,10 @@ struct Stretch {
 
 class XmlFile {
 public:
-    explicit XmlFile(std::string content)
-        : m_content(std::move(content)) {}
+    explicit XmlFile(std::string_view content)
+        : m_content(content) {}
 
-    void Check(vtkXMLDataParser& parser) {
+    XmlCounts Check(vtkXMLDataParser& parser) {
         vtkXMLDataElement& root = *parser.GetRootElement();
         m_word_bytes = Attribute(root, "header_type") == "UInt64" ? 8 : 4;
         m_big_endian = Attribute(root, "byte_order") == "BigEndian";
@@ -146,6 +150,7 @@ public:
         if (vtkXMLDataElement* const image = root.FindNestedElementWithName("ImageData"))
             CheckPiecesOfImage(*image);
         CheckBelow(root, root);
+        return m_counts;
     }
 
 private:
@@ -154,6 +159,10 @@ private:
         for (int i = 0; i < parent.GetNumberOfNestedElements(); ++i) {
             vtkXMLDataElement& element = *parent.GetNestedElement(i);
             std::string const name = element.GetName();
+            if (name == "Piece") {
+                m_counts.points += Points(element);
+                m_counts.cells += Cells(element);
+            }
             if (name == "DataArray" || name == "Array" || HoldsArraysOnly(parent.GetName()))
                 CheckArray(element, parent.GetName(), piece);
             else
@@ -203,6 +212,8 @@ private:
             tuples = Required(array, "NumberOfTuples");
 
         Count const values = ValuesIn(array);
+        if (!IsText(array))
+            AddStored(BytesOfData(DataOf(array), name).stored);
         CheckComponents(name, components, values);
         bool const is_bits = Attribute(array, "type") == "Bit"; // up to eight of them are one value
         if (tuples && is_bits && *tuples > 8 * values / std::max<Count>(components, 1))
@@ -210,6 +221,13 @@ private:
         if (tuples && !is_bits && values != *tuples * components)
             throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
                         std::to_string(*tuples * components));
+    }
+
+    void AddStored(Count bytes) {
+        m_stored += bytes;
+        if (m_stored > MostSharing * m_content.size())
+            throw Error("its arrays share their data so often that they are " + std::to_string(MostSharing) +
+                        " times as large as the file");
     }
 
     // Whether the values of an array stand in its tag as text.
@@ -232,7 +250,7 @@ private:
         if (IsText(array))
             return type == "String" ? TerminatorsInline(array) : WordsInline(array);
         Stretch const data = DataOf(array);
-        Count const bytes = BytesOfData(data, name);
+        Count const bytes = BytesOfData(data, name).unpacked;
         if (type != "String")
             return bytes / std::max<Count>(value_bytes, 1);
         if (bytes > LargestNames)
@@ -256,7 +274,7 @@ private:
             return static_cast<Count>(AsWholeNumber(text.substr(begin, end - begin)).value_or(-1));
         }
         Stretch const data = DataOf(array);
-        Count const bytes = BytesOfData(data, name);
+        Count const bytes = BytesOfData(data, name).unpacked;
         auto const value_bytes = static_cast<std::size_t>(BytesOfType(type));
         std::string const end = Unpacked(data, bytes - bytes % value_bytes, name, 2);
         if (end.size() < value_bytes)
@@ -328,8 +346,7 @@ private:
     Stretch Appended(Count offset) const {
         if (m_appended == 0 || offset >= m_content.size() - std::min(m_appended, m_content.size()))
             throw Error("the file is cut off: there is no data where it should be");
-        return {std::string_view(m_content).substr(m_appended + static_cast<std::size_t>(offset)),
-                m_appended_base64};
+        return {m_content.substr(m_appended + static_cast<std::size_t>(offset)), m_appended_base64};
     }
 
     Stretch Inline(vtkXMLDataElement& array) const {
@@ -337,7 +354,7 @@ private:
         while (begin < m_content.size() && std::isspace(static_cast<unsigned char>(m_content[begin])))
             ++begin;
         std::size_t const end = std::min(m_content.find('<', begin), m_content.size());
-        return {std::string_view(m_content).substr(begin, end - begin), true};
+        return {m_content.substr(begin, end - begin), true};
     }
 
     // Where the tag that begins at a place ends; a ">" between quotes does not end it.
@@ -456,14 +473,19 @@ private:
         return bytes;
     }
 
-    // Bytes of an array, once unpacked, by the header in front of its data.
-    Count BytesOfData(Stretch const& data, std::string const& name) const {
+    struct Bytes {
+        Count stored; // in the file
+        Count unpacked;
+    };
+
+    // Bytes of an array by the header in front of its data.
+    Bytes BytesOfData(Stretch const& data, std::string const& name) const {
         Count const capacity = data.Capacity();
         if (!m_compressed) {
             std::vector<Count> const bytes = Words(data, 1);
             if (bytes.empty() || bytes[0] > capacity)
                 Damaged(name);
-            return bytes[0];
+            return {bytes[0], bytes[0]};
         }
         BlockHeader const header = HeaderOf(data, name);
         // VTK's reader makes room for what a block claims to become.
@@ -474,7 +496,7 @@ private:
                 header.UnpackedBytes(i) > m_packing.most_per_byte * length)
                 Damaged(name);
         }
-        return header.UnpackedBytes();
+        return {packed, header.UnpackedBytes()};
     }
 
     // The header words that data begins with; fewer when it ends before.
@@ -498,7 +520,9 @@ private:
         throw Error("the data of the array \"" + name + "\" is damaged or cut off");
     }
 
-    std::string m_content;
+    std::string_view m_content;
+    Count m_stored = 0; // of all arrays
+    XmlCounts m_counts;
     std::size_t m_word_bytes = 4;
     bool m_big_endian = false;
     bool m_compressed = false;
@@ -507,37 +531,37 @@ private:
     bool m_appended_base64 = false;
 };
 
-// The data type that an XML file declares ("UnstructuredGrid"); empty for a file that is not VTK's.
-std::string DeclaredType(std::filesystem::path const& path) {
-    vtkNew<vtkXMLFileReadTester> tester;
-    tester->SetFileName(path.c_str());
-    char const* const type = tester->TestReadFile() ? tester->GetFileDataType() : nullptr;
-    return type ? type : "";
-}
-
-void CheckXmlEnd(std::filesystem::path const& path) {
-    std::string end = LastBytes(path, 4096);
-    while (!end.empty() && (std::isspace(static_cast<unsigned char>(end.back())) || end.back() == '\0'))
-        end.pop_back();
-    if (!end.ends_with("</VTKFile>"))
+void CheckXmlEnd(std::string_view bytes) {
+    while (!bytes.empty() && (std::isspace(static_cast<unsigned char>(bytes.back())) || bytes.back() == '\0'))
+        bytes.remove_suffix(1);
+    if (!bytes.ends_with("</VTKFile>"))
         throw Error("the file is cut off: it does not end with </VTKFile>");
 }
 
 } // namespace
 
-void CheckXmlFile(std::filesystem::path const& path, std::string const& needed) {
-    std::string const type = DeclaredType(path);
+XmlCounts CheckXmlFile(std::string_view bytes, std::string const& needed) {
+    std::string const type = CheckMarkup(bytes);
     if (type.empty())
-        throw Error("this is no VTK XML file, though its name ends with " + path.extension().string());
+        throw Error("this is no VTK XML file, though its name says so");
     if (type != needed)
         throw Error("the file holds " + type + "; " + needed + " is needed");
-    CheckXmlEnd(path);
-    std::string content = AllBytes(path);
+    CheckXmlEnd(bytes);
+    MemoryStream stream(bytes);
     vtkNew<vtkXMLDataParser> parser;
-    parser->SetFileName(path.c_str());
+    parser->SetStream(&stream);
     if (!parser->Parse() || !parser->GetRootElement())
         throw Error("it cannot be read: the XML in it is not well-formed");
-    XmlFile(std::move(content)).Check(*parser);
+    return XmlFile(bytes).Check(*parser);
+}
+
+void CheckCounts(vtkDataSet& data, XmlCounts const& counts) {
+    auto const points = static_cast<Count>(data.GetNumberOfPoints());
+    auto const cells = static_cast<Count>(data.GetNumberOfCells());
+    if (points != counts.points || cells != counts.cells)
+        throw Error("VTK could read only " + std::to_string(points) + " of " + std::to_string(counts.points) +
+                    " points and " + std::to_string(cells) + " of " + std::to_string(counts.cells) +
+                    " cells");
 }
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -1,15 +1,54 @@
 #pragma once
 
+#include <KetSDK/Common/Progress/IProgressDelegate.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <string>
+#include <string_view>
 
 namespace KetSDK::MeshVTK::Detail {
 
-// The first or last `count` bytes of a file, or all of a shorter one.
-std::string FirstBytes(std::filesystem::path const& path, std::size_t count);
-std::string LastBytes(std::filesystem::path const& path, std::size_t count);
-// All bytes of a file. Throws Error when not all of them can be read.
-std::string AllBytes(std::filesystem::path const& path);
+// Bytes in memory.
+class FileBytes {
+public:
+    explicit FileBytes(std::size_t size)
+        : m_bytes(std::make_unique_for_overwrite<char[]>(size))
+        , m_size(size) {}
+
+    char* Data() noexcept { return m_bytes.get(); }
+    std::string_view View() const noexcept { return {m_bytes.get(), m_size}; }
+
+private:
+    std::unique_ptr<char[]> m_bytes;
+    std::size_t m_size;
+};
+
+// A file that is opened once, so that what is checked is what is read: its name may lead to another one the
+// next time. Whatever is no regular file is refused, as pipes are, which may never say anything.
+class OpenFile {
+public:
+    // Throws Error unless the path is that of a file that can be opened and is not empty; `endings` says what
+    // kind of file is needed (".vtu or .vtk").
+    OpenFile(std::filesystem::path const& path, char const* endings);
+    OpenFile(OpenFile const&) = delete;
+    OpenFile& operator=(OpenFile const&) = delete;
+    ~OpenFile();
+
+    // In bytes, when it was opened.
+    std::uint64_t Size() const noexcept { return m_size; }
+    // Reads bytes from a place on; returns how many there were.
+    std::size_t Read(std::uint64_t offset, char* to, std::size_t count) const;
+    // The first bytes, or all of a shorter file.
+    std::string First(std::size_t count) const;
+    // All bytes. Throws Error when not all of them can be read; throws Cancelled. The delegate may be null.
+    FileBytes All(std::shared_ptr<Common::IProgressDelegate> const& progress) const;
+
+private:
+    int m_file;
+    std::uint64_t m_size = 0;
+};
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -14,6 +14,7 @@ namespace {
 constexpr std::size_t PreambleSize = 132; // with the magic bytes at its end
 constexpr std::uint32_t Undefined = 0xFFFFFFFF;
 constexpr int DeepestSequence = 64;
+constexpr std::int64_t MostRows = 65535; // and columns: what their two bytes hold
 
 // An element is named by its group and its number in the group.
 constexpr std::uint32_t Tag(unsigned int group, unsigned int number) {
@@ -283,6 +284,8 @@ void CheckSlice(DicomSlice& slice, Layout const& layout) {
     slice.bytes = layout.bits_allocated / 8;
     slice.bits = layout.bits_stored;
     slice.shift = layout.high_bit + 1 - layout.bits_stored;
+    if (slice.rows > MostRows || slice.columns > MostRows)
+        Refuse("it has an impossible number of rows or columns");
     std::size_t const needed =
         static_cast<std::size_t>(slice.rows) * static_cast<std::size_t>(slice.columns) * slice.bytes;
     if (needed == 0 || layout.pixel_bytes < needed || layout.pixel_bytes > needed + 1)

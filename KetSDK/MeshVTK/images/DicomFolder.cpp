@@ -14,9 +14,11 @@
 #include <array>
 #include <cctype>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KetSDK::MeshVTK::Detail {
@@ -31,8 +33,13 @@ constexpr double DirectionTolerance = 1e-4;
 struct SliceFile {
     std::filesystem::path path;
     DicomSlice slice;
-    double height = 0.0; // along the normal of the slices, in mm
+    double height = 0.0;  // along the normal of the slices, in mm
+    std::size_t hash = 0; // of the file
 };
+
+std::size_t HashOf(std::string_view bytes) {
+    return std::hash<std::string_view>()(bytes);
+}
 
 [[noreturn]] void Refuse(SliceFile const& file, std::string const& what) {
     throw Error("\"" + file.path.filename().string() + "\": " + what);
@@ -179,11 +186,8 @@ ImageGrid Stack(std::vector<SliceFile>& files) {
 }
 
 // The pixels of a slice as they are in its file.
-std::string_view Pixels(std::string const& bytes, DicomSlice const& slice) {
-    auto const count = static_cast<std::size_t>(slice.rows * slice.columns) * slice.bytes;
-    if (bytes.size() < slice.pixels + count)
-        throw Error("a slice changed while it was read");
-    return std::string_view(bytes).substr(slice.pixels, count);
+std::string_view Pixels(std::string_view bytes, DicomSlice const& slice) {
+    return bytes.substr(slice.pixels, static_cast<std::size_t>(slice.rows * slice.columns) * slice.bytes);
 }
 
 // Smallest and largest rescaled value, and whether all are whole numbers.
@@ -215,6 +219,14 @@ void Fill(T* values, DicomSlice const& slice, std::string_view pixels) {
         *values++ = static_cast<T>(slice.Stored(pixels.data() + at) * slice.slope + slice.intercept);
 }
 
+FileBytes BytesOf(SliceFile const& file) {
+    try {
+        return OpenFile(file.path, "DICOM").All(nullptr);
+    } catch (Error const& error) {
+        Refuse(file, error.what());
+    }
+}
+
 // Goes through the slices in their order; throws Cancelled.
 template <typename Visit>
 void ForEachSlice(std::vector<SliceFile> const& files, Common::IncrementalProgressReporter& reporter,
@@ -222,7 +234,7 @@ void ForEachSlice(std::vector<SliceFile> const& files, Common::IncrementalProgre
     for (SliceFile const& file : files) {
         if (reporter.IsCancelled())
             throw Cancelled();
-        visit(file, AllBytes(file.path));
+        visit(file, BytesOf(file).View());
         ++reporter;
     }
 }
@@ -234,15 +246,15 @@ vtkSmartPointer<vtkImageData> ReadDicomFolder(std::filesystem::path const& path,
                                               ImageFileReport& report) {
     std::vector<SliceFile> files;
     for (std::filesystem::path const& file : FindFiles(path, report))
-        files.push_back({file, {}, 0.0});
+        files.push_back({file, {}, 0.0, 0});
     Common::IncrementalProgressReporter reporter(progress, "Reading slices", 2 * files.size(), true);
     std::vector<SliceFile> slices;
     ValueRange range;
-    ForEachSlice(files, reporter, [&](SliceFile const& file, std::string const& bytes) {
+    ForEachSlice(files, reporter, [&](SliceFile const& file, std::string_view bytes) {
         try {
             if (auto const slice = ReadDicomFile(bytes)) {
                 range.Add(*slice, Pixels(bytes, *slice));
-                slices.push_back({file.path, *slice, 0.0});
+                slices.push_back({file.path, *slice, 0.0, HashOf(bytes)});
             }
         } catch (Error const& error) {
             Refuse(file, error.what());
@@ -257,7 +269,9 @@ vtkSmartPointer<vtkImageData> ReadDicomFolder(std::filesystem::path const& path,
         vtkDataArray::CreateDataArray(RescaledType(range.smallest, range.largest, range.whole)));
     values->SetNumberOfTuples(static_cast<vtkIdType>(NumberOfVoxels(grid)));
     vtkIdType at = 0;
-    ForEachSlice(slices, reporter, [&](SliceFile const& file, std::string const& bytes) {
+    ForEachSlice(slices, reporter, [&](SliceFile const& file, std::string_view bytes) {
+        if (HashOf(bytes) != file.hash)
+            Refuse(file, "it changed while it was read");
         switch (values->GetDataType()) {
             vtkTemplateMacro(Fill(static_cast<VTK_TT*>(values->GetVoidPointer(at)), file.slice,
                                   Pixels(bytes, file.slice)));

@@ -1,12 +1,16 @@
 #include <KetSDK/MeshVTK/images/ImageParts.h>
 
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/images/ByteSource.h>
 
+#include <vtkByteSwap.h>
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
 #include <vtkPointData.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
 #include <string>
@@ -18,6 +22,8 @@ namespace {
 // Cosine of the angle between two axes, and relative error of a length, that rounding in headers makes up
 // for. What is beyond is another image.
 constexpr double AxisTolerance = 1e-3;
+
+constexpr std::size_t BlockSize = std::size_t{1} << 22; // between two looks at cancellation
 
 double Dot(Vector3 const& a, Vector3 const& b) {
     return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
@@ -85,6 +91,28 @@ void CheckVoxelBytes(std::uint64_t present, ImageGrid const& grid, int bytes_per
                     std::to_string(needed) + " bytes of voxels");
     if (present - needed >= needed / static_cast<std::uint64_t>(grid.size[2]))
         throw Error("the file holds more voxels than its header says");
+}
+
+vtkSmartPointer<vtkDataArray> ReadVoxels(ByteSource& source, ImageGrid const& grid, int type, bool big_endian,
+                                         Common::IncrementalProgressReporter& reporter) {
+    auto values = vtk::TakeSmartPointer(vtkDataArray::CreateDataArray(type));
+    values->SetNumberOfTuples(static_cast<vtkIdType>(NumberOfVoxels(grid)));
+    int const bytes_per_voxel = values->GetDataTypeSize();
+    std::size_t const size = NumberOfVoxels(grid) * static_cast<std::size_t>(bytes_per_voxel);
+    auto* const to = static_cast<char*>(values->GetVoidPointer(0));
+    for (std::size_t at = 0; at < size; at += BlockSize) {
+        std::size_t const part = std::min(BlockSize, size - at);
+        std::size_t const got = source.Read(to + at, part);
+        if (got < part)
+            CheckVoxelBytes(at + got, grid, bytes_per_voxel);
+        reporter = source.Position();
+        if (reporter.IsCancelled())
+            throw Cancelled();
+    }
+    CheckVoxelBytes(size + source.Pass(size / static_cast<std::size_t>(grid.size[2])), grid, bytes_per_voxel);
+    if (big_endian != (std::endian::native == std::endian::big))
+        vtkByteSwap::SwapVoidRange(to, NumberOfVoxels(grid), static_cast<std::size_t>(bytes_per_voxel));
+    return values;
 }
 
 int RescaledType(double smallest, double largest, bool whole) noexcept {

@@ -9,7 +9,13 @@
 class vtkDataArray;
 class vtkImageData;
 
+namespace KetSDK::Common {
+class IncrementalProgressReporter;
+}
+
 namespace KetSDK::MeshVTK::Detail {
+
+class ByteSource;
 
 // What the readers of image files have in common: where the voxels are, and their values.
 
@@ -34,6 +40,11 @@ std::uint64_t NumberOfVoxels(ImageGrid const& grid) noexcept;
 // Throws Error unless the bytes in a file from where its voxels begin are those of the voxels of a grid
 // that passed the check: all of them, and not another slice.
 void CheckVoxelBytes(std::uint64_t present, ImageGrid const& grid, int bytes_per_voxel);
+
+// Reads the voxels of a grid that passed the check, of a VTK type of numbers, and passes over what is behind
+// them. Throws Error when there are too few or another slice; throws Cancelled.
+vtkSmartPointer<vtkDataArray> ReadVoxels(ByteSource& source, ImageGrid const& grid, int type, bool big_endian,
+                                         Common::IncrementalProgressReporter& reporter);
 
 // The smallest of the types short, int and, where numbers are not whole, float or double, that holds the
 // values between two rescaled ones.

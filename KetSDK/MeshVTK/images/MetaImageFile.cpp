@@ -4,38 +4,32 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
-#include <KetSDK/MeshVTK/detail/VtkSession.h>
+#include <KetSDK/MeshVTK/images/ByteSource.h>
 #include <KetSDK/MeshVTK/images/ImageParts.h>
 
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
-#include <vtkMetaImageReader.h>
-#include <vtkNew.h>
-#include <vtkPointData.h>
-
-#include <zlib.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <fstream>
 #include <initializer_list>
 #include <map>
 #include <memory>
-#include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace KetSDK::MeshVTK::Detail {
 
 namespace {
 
-// VTK's reader leaves out the directions of the axes, and does not notice voxels that are cut off, damaged
-// or of a type that it does not know. So the header is looked at here as well.
+// VTK's reader leaves out the directions of the axes, does not notice voxels that are cut off, damaged or of
+// a type that it does not know, and reads files by name. So these files are read here.
 
 constexpr std::size_t LongestHeader = 1u << 16;
-constexpr std::size_t LongestLine = 1000; // the reader's lines are of limited length
+constexpr std::size_t LongestLine = 1000; // as of other readers
 
 // The lines "key = value" up to the one that says where the voxels are, which ends the header.
 class Header {
@@ -163,79 +157,52 @@ void CheckKind(Header const& header) {
                     " values for each voxel; one is needed");
 }
 
-// The file with the voxels and where in it they begin.
+// The file with the voxels and where in it they are.
 struct Voxels {
-    std::filesystem::path path;
+    std::unique_ptr<OpenFile> own; // null when they are behind the header
+    OpenFile const* file;
     std::uint64_t offset = 0;
     std::uint64_t size = 0; // bytes from there on
 };
 
-Voxels FindVoxels(std::filesystem::path const& path, Header const& header, std::uint64_t bytes) {
+// Opens a data file that is named in a header.
+std::unique_ptr<OpenFile> OpenDataFile(std::filesystem::path const& folder, std::string const& name) {
+    try {
+        return std::make_unique<OpenFile>(folder / name, "data");
+    } catch (Error const& error) {
+        throw Error("its voxels should be in the file \"" + name + "\", which cannot be opened (" +
+                    error.what() + ")");
+    }
+}
+
+Voxels FindVoxels(std::filesystem::path const& path, OpenFile const& file, Header const& header,
+                  std::uint64_t bytes) {
     std::string const name = header.Text({"ElementDataFile"});
     double const skipped = header.Number({"HeaderSize"}, 0.0);
-    Voxels voxels{path, header.Size(), 0};
+    Voxels voxels{nullptr, &file, header.Size(), 0};
     bool const local = name == "LOCAL";
     if (local && skipped != 0.0)
         throw Error("the header is damaged: HeaderSize is for voxels in a file of their own");
     if (LowerCase(name).starts_with("list") || name.find('%') != std::string::npos)
         throw Error("voxels in several files cannot be read; one data file is needed");
-    if (!local)
-        voxels = {path.parent_path() / name, 0, 0};
-    std::error_code error;
-    std::uintmax_t const size = std::filesystem::file_size(voxels.path, error);
-    if (name.empty() || error)
-        throw Error("its voxels should be in the file \"" + name + "\", which cannot be opened");
+    if (!local) {
+        auto own = OpenDataFile(path.parent_path(), name);
+        OpenFile const* const opened = own.get();
+        voxels = {std::move(own), opened, 0, 0};
+    }
+    std::uint64_t const size = voxels.file->Size();
     if (skipped == -1.0) // the voxels are what the file ends with
-        voxels.offset = size - std::min<std::uint64_t>(size, bytes);
+        voxels.offset = size - std::min(size, bytes);
     else if (!(skipped >= 0.0 && skipped <= 1e15))
         throw Error("the header is damaged: HeaderSize must be a number of bytes, or -1");
     else
         voxels.offset += static_cast<std::uint64_t>(skipped);
-    voxels.size = size - std::min<std::uint64_t>(size, voxels.offset);
+    voxels.size = size - std::min(size, voxels.offset);
     return voxels;
 }
 
-// How many bytes there are in packed voxels; stops beyond `most`. Throws Error when they are cut off or
-// damaged; throws Cancelled.
-std::uint64_t UnpackedSize(Voxels const& voxels, std::uint64_t most,
-                           std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    std::ifstream file(voxels.path, std::ios::binary);
-    file.seekg(static_cast<std::streamoff>(voxels.offset));
-    std::vector<char> packed(std::size_t{1} << 16);
-    std::vector<char> unpacked(std::size_t{1} << 18);
-    z_stream stream{};
-    if (inflateInit2(&stream, 15 + 32) != Z_OK) // largest window, zlib or gzip
-        throw std::bad_alloc();
-    std::unique_ptr<z_stream, int (*)(z_stream*)> const end(&stream, inflateEnd);
-    Common::IncrementalProgressReporter reporter(progress, "Checking file", voxels.size, true);
-    std::uint64_t rest = voxels.size;
-    int result = Z_OK;
-    while (result == Z_OK && stream.total_out <= most) {
-        if (stream.avail_in == 0) {
-            file.read(packed.data(),
-                      static_cast<std::streamsize>(std::min<std::uint64_t>(rest, packed.size())));
-            stream.next_in = reinterpret_cast<Bytef*>(packed.data());
-            stream.avail_in = static_cast<uInt>(file.gcount());
-            rest -= stream.avail_in;
-        }
-        stream.next_out = reinterpret_cast<Bytef*>(unpacked.data());
-        stream.avail_out = static_cast<uInt>(unpacked.size());
-        result = inflate(&stream, Z_NO_FLUSH);
-        reporter = stream.total_in;
-        if (reporter.IsCancelled())
-            throw Cancelled();
-    }
-    if (result == Z_BUF_ERROR)
-        throw Error("the file is cut off: its packed data has no end");
-    if (result != Z_OK && result != Z_STREAM_END)
-        throw Error(std::string("its packed data is damaged") +
-                    (stream.msg ? std::string(": ") + stream.msg : ""));
-    return stream.total_out;
-}
-
-// Packed voxels must be where the reader takes them from: as long as the header says, else the whole file.
-void CheckPacked(Header const& header, Voxels voxels, ImageGrid const& grid, int bytes_per_voxel,
-                 std::shared_ptr<Common::IProgressDelegate> const& progress) {
+// Packed voxels are as long as the header says, else they are the whole file.
+void LimitToPacked(Header const& header, Voxels& voxels, std::uint64_t needed) {
     double const size = header.Number({"CompressedDataSize"}, 0.0);
     if (size == 0.0 && (header.Text({"ElementDataFile"}) == "LOCAL" || voxels.offset != 0))
         throw Error("the header does not say how long its packed voxels are (CompressedDataSize)");
@@ -246,44 +213,33 @@ void CheckPacked(Header const& header, Voxels voxels, ImageGrid const& grid, int
                     " bytes of packed voxels and not as many as its header says");
     if (size > 0.0)
         voxels.size = static_cast<std::uint64_t>(size);
-    std::uint64_t const needed = NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes_per_voxel);
-    std::uint64_t const present = UnpackedSize(voxels, needed, progress);
-    CheckVoxelBytes(present, grid, bytes_per_voxel);
-    if (present != needed)
-        throw Error("the file holds more voxels than its header says");
+    ByteSource::CheckPacked(voxels.size, needed);
 }
 
 } // namespace
 
-vtkSmartPointer<vtkImageData> ReadMetaImageFile(std::filesystem::path const& path,
+vtkSmartPointer<vtkImageData> ReadMetaImageFile(std::filesystem::path const& path, OpenFile const& file,
                                                 std::shared_ptr<Common::IProgressDelegate> const& progress,
                                                 ImageFileReport&) {
-    std::string const text = FirstBytes(path, LongestHeader);
+    std::string const text = file.First(LongestHeader);
     Header const header(text);
     CheckKind(header);
     int const type = VoxelType(header);
     int const bytes = vtkDataArray::GetDataTypeSize(type);
     ImageGrid const grid = Place(header);
     CheckGrid(grid);
-    Voxels const voxels = FindVoxels(path, header, NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes));
-    if (header.IsTrue({"CompressedData"}))
-        CheckPacked(header, voxels, grid, bytes, progress);
+    std::uint64_t const needed = NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes);
+    Voxels voxels = FindVoxels(path, file, header, needed);
+    bool const packed = header.IsTrue({"CompressedData"});
+    if (packed)
+        LimitToPacked(header, voxels, needed);
     else
         CheckVoxelBytes(voxels.size, grid, bytes);
-
-    VtkSession session(progress, "Reading file");
-    vtkNew<vtkMetaImageReader> reader;
-    reader->SetFileName(path.c_str());
-    reader->UpdateInformation();
-    session.Check("its header cannot be read");
-    int const* const extent = reader->GetDataExtent();
-    for (std::size_t i = 0; i < 3; ++i)
-        if (extent[2 * i] != 0 || extent[2 * i + 1] + 1 != grid.size[i])
-            throw Error("the header is damaged: its lines contradict each other");
-    if (reader->GetDataScalarType() != type || reader->GetNumberOfScalarComponents() != 1)
-        throw Error("the header is damaged: its lines contradict each other");
-    session.Run(*reader, "it cannot be read");
-    vtkSmartPointer<vtkDataArray> const values = reader->GetOutput()->GetPointData()->GetScalars();
+    Common::IncrementalProgressReporter reporter(progress, "Reading file", voxels.size, true);
+    ByteSource source(*voxels.file, voxels.offset, voxels.size,
+                      packed ? ByteSource::Packing::Zlib : ByteSource::Packing::None);
+    bool const big_endian = header.IsTrue({"BinaryDataByteOrderMSB", "ElementByteOrderMSB"});
+    auto const values = ReadVoxels(source, grid, type, big_endian, reporter);
     return MakeImage(grid, *Rescale(values, header.Number({"ElementToIntensityFunctionSlope"}, 1.0),
                                     header.Number({"ElementToIntensityFunctionOffset"}, 0.0)));
 }

@@ -2,29 +2,24 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/MeshVTK/Error.h>
-#include <KetSDK/MeshVTK/detail/FileBytes.h>
-#include <KetSDK/MeshVTK/detail/VtkSession.h>
+#include <KetSDK/MeshVTK/images/ByteSource.h>
 #include <KetSDK/MeshVTK/images/ImageParts.h>
 
 #include <vtkDataArray.h>
 #include <vtkImageData.h>
-#include <vtkMatrix4x4.h>
-#include <vtkNIFTIImageHeader.h>
-#include <vtkNIFTIImageReader.h>
-#include <vtkNew.h>
-#include <vtkPointData.h>
-
-#include <zlib.h>
+#include <vtkMath.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace KetSDK::MeshVTK::Detail {
 
@@ -35,60 +30,46 @@ constexpr char const* GzipMagic = "\x1F\x8B";
 constexpr std::size_t SmallestHeader = 348; // in version 1
 constexpr std::size_t LargestHeader = 540;  // in version 2
 
-// What is in a file, unpacked where it is packed.
-struct Content {
-    std::string first; // bytes, enough for a header
-    std::uint64_t size = 0;
+// A field of the header: where it stands, and the bytes of a number there.
+struct Field {
+    std::size_t at;
+    std::size_t bytes;
 };
-
-// Unpacks all of a packed file: VTK's reader makes room for what the header claims and stops before the
-// checksum. Throws Error when packed data is damaged or cut off; throws Cancelled.
-Content LookThrough(std::filesystem::path const& path,
-                    std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    std::uint64_t const packed = std::filesystem::file_size(path);
-    if (FirstBytes(path, 2) != GzipMagic)
-        return {FirstBytes(path, LargestHeader), packed};
-    std::unique_ptr<gzFile_s, int (*)(gzFile)> const file(gzopen(path.c_str(), "rb"), gzclose);
-    if (!file)
-        throw Error("it cannot be opened for reading");
-    Common::IncrementalProgressReporter reporter(progress, "Checking file", packed, true);
-    std::vector<char> chunk(std::size_t{1} << 18);
-    Content content;
-    int count = 0;
-    while ((count = gzread(file.get(), chunk.data(), static_cast<unsigned int>(chunk.size()))) > 0) {
-        if (content.size == 0)
-            content.first.assign(chunk.data(), std::min(static_cast<std::size_t>(count), LargestHeader));
-        content.size += static_cast<std::uint64_t>(count);
-        reporter = static_cast<unsigned long long>(std::max<z_off_t>(gzoffset(file.get()), 0));
-        if (reporter.IsCancelled())
-            throw Cancelled();
-    }
-    int code = Z_OK;
-    std::string const message = gzerror(file.get(), &code);
-    if (code == Z_BUF_ERROR)
-        throw Error("the file is cut off: its packed data has no end");
-    if (count < 0 || code != Z_OK)
-        throw Error("its packed data is damaged: " + message.substr(message.rfind(':') + 1));
-    return content;
-}
 
 // Where a version of the format has the fields that are looked at. The first four bytes of a header say how
 // long it is.
 struct HeaderLayout {
     std::size_t bytes;
-    std::size_t dimensions; // where their number stands
-    std::size_t dimensions_bytes;
-    std::size_t voxel_type; // where it stands, in two bytes
+    Field dimensions; // their number and the sizes
+    Field voxel_type;
+    Field voxel_sizes; // behind the sign of the third axis
+    Field voxels;      // where they begin
+    bool begin_is_real;
+    Field slope; // and the intercept
+    Field units;
+    Field qform_code; // and that of the sform
+    Field quaternion; // and the offset
+    Field sform;      // three rows
 };
-constexpr HeaderLayout Version1 = {SmallestHeader, 40, 2, 70};
-constexpr HeaderLayout Version2 = {LargestHeader, 16, 8, 12};
+constexpr HeaderLayout Version1 = {SmallestHeader, {40, 2},  {70, 2},  {76, 4},  {108, 4}, true,
+                                   {112, 4},       {123, 1}, {252, 2}, {256, 4}, {280, 4}};
+constexpr HeaderLayout Version2 = {LargestHeader, {16, 8},  {12, 2},  {104, 8}, {168, 8}, false,
+                                   {176, 8},      {500, 4}, {344, 4}, {352, 8}, {400, 8}};
 
 // The signature of version 1 stands at the end of its header, that of version 2 behind the length.
 constexpr std::size_t Signature1 = 344;
 constexpr std::size_t Signature2 = 4;
 
-// The types of voxels that VTK's reader knows and that are one number.
-constexpr std::uint64_t VoxelTypes[] = {2, 4, 8, 16, 64, 256, 512, 768, 1024, 1280};
+// The types of voxels that are one number.
+struct VoxelType {
+    std::uint64_t code;
+    int vtk;
+};
+constexpr VoxelType VoxelTypes[] = {
+    {2, VTK_UNSIGNED_CHAR},    {4, VTK_SHORT},          {8, VTK_INT},
+    {16, VTK_FLOAT},           {64, VTK_DOUBLE},        {256, VTK_SIGNED_CHAR},
+    {512, VTK_UNSIGNED_SHORT}, {768, VTK_UNSIGNED_INT}, {1024, VTK_TYPE_INT64},
+    {1280, VTK_TYPE_UINT64}};
 
 [[noreturn]] void RefuseFormat() {
     throw Error("this is no NIfTI file, though its name says so");
@@ -121,91 +102,134 @@ std::uint64_t NumberIn(std::string_view field, bool big_endian) {
     return number;
 }
 
-// VTK's reader takes files of an older format for NIfTI as well, and when it does not know the type of the
-// voxels it looks for it beyond the end of its table, which crashes. The byte order must be the same by
-// both fields that tell it.
-void CheckHeader(std::string_view bytes) {
-    if (bytes.size() < SmallestHeader)
-        RefuseCut();
-    HeaderLayout const& layout = LayoutOf(bytes);
-    bool const big_endian = NumberIn(bytes.substr(0, 4), false) != layout.bytes;
-    if (NumberIn(bytes.substr(0, 4), big_endian) != layout.bytes)
-        RefuseFormat();
-    if (bytes.size() < layout.bytes)
-        RefuseCut();
-    std::uint64_t const dimensions =
-        NumberIn(bytes.substr(layout.dimensions, layout.dimensions_bytes), big_endian);
+// The numbers of a header. The byte order is that by which the header has its length.
+class Header {
+public:
+    explicit Header(std::string_view bytes)
+        : m_bytes(bytes)
+        , m_layout(LayoutOf(bytes))
+        , m_big_endian(NumberIn(bytes.substr(0, 4), false) != m_layout.bytes) {
+        if (NumberIn(bytes.substr(0, 4), m_big_endian) != m_layout.bytes)
+            RefuseFormat();
+        if (bytes.size() < m_layout.bytes)
+            RefuseCut();
+    }
+
+    HeaderLayout const& Layout() const noexcept { return m_layout; }
+    bool IsBigEndian() const noexcept { return m_big_endian; }
+    // The number at a field, or so many numbers behind it.
+    std::int64_t Whole(Field const& field, std::size_t number = 0) const {
+        auto const unused = static_cast<unsigned int>(64 - 8 * field.bytes);
+        return static_cast<std::int64_t>(Bits(field, number) << unused) >> unused; // with its sign
+    }
+    double Real(Field const& field, std::size_t number = 0) const {
+        std::uint64_t const bits = Bits(field, number);
+        return field.bytes == sizeof(float) ? double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))}
+                                            : std::bit_cast<double>(bits);
+    }
+    // The same for three numbers.
+    Vector3 Reals(Field const& field, std::size_t number) const {
+        return {Real(field, number), Real(field, number + 1), Real(field, number + 2)};
+    }
+
+private:
+    std::uint64_t Bits(Field const& field, std::size_t number) const {
+        return NumberIn(m_bytes.substr(field.at + number * field.bytes, field.bytes), m_big_endian);
+    }
+
+    std::string_view m_bytes;
+    HeaderLayout const& m_layout;
+    bool m_big_endian;
+};
+
+int TypeOf(Header const& header) {
+    auto const code = static_cast<std::uint64_t>(header.Whole(header.Layout().voxel_type));
+    auto const* const found = std::ranges::find(VoxelTypes, code, &VoxelType::code);
+    if (found == std::end(VoxelTypes))
+        throw Error("voxels of type " + std::to_string(code & 0xFFFF) +
+                    " cannot be read; one integer, float or double per voxel is needed");
+    return found->vtk;
+}
+
+std::array<std::int64_t, 3> Size(Header const& header) {
+    Field const& field = header.Layout().dimensions;
+    std::int64_t const dimensions = header.Whole(field);
     if (dimensions < 1 || dimensions > 7)
         throw Error("the header is damaged: an image cannot have " + std::to_string(dimensions) +
                     " dimensions");
-    std::uint64_t const type = NumberIn(bytes.substr(layout.voxel_type, 2), big_endian);
-    if (std::ranges::find(VoxelTypes, type) == std::end(VoxelTypes))
-        throw Error("voxels of type " + std::to_string(type) +
-                    " cannot be read; one integer, float or double per voxel is needed");
-}
-
-std::array<std::int64_t, 3> Size(vtkNIFTIImageHeader& header) {
     std::array<std::int64_t, 3> size = {1, 1, 1};
-    for (int i = 1; i <= header.GetDim(0); ++i) {
+    for (std::size_t i = 1; i <= static_cast<std::size_t>(dimensions); ++i) {
+        std::int64_t const length = header.Whole(field, i);
         if (i <= 3)
-            size[static_cast<std::size_t>(i - 1)] = header.GetDim(i);
-        else if (header.GetDim(i) != 1)
-            throw Error("the image has " + std::to_string(header.GetDim(i)) +
-                        " values for each voxel; one is needed");
+            size[i - 1] = length;
+        else if (length != 1)
+            throw Error("the image has " + std::to_string(length) + " values for each voxel; one is needed");
     }
     return size;
 }
 
-void PlaceBySform(vtkNIFTIImageHeader& header, ImageGrid& grid) {
-    double const* const rows[3] = {header.GetSRowX(), header.GetSRowY(), header.GetSRowZ()};
+void PlaceBySform(Header const& header, ImageGrid& grid) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        Vector3 const step = {rows[0][axis], rows[1][axis], rows[2][axis]};
+        auto const in_row = [&](std::size_t row) {
+            return header.Real(header.Layout().sform, 4 * row + axis);
+        };
+        Vector3 const step = {in_row(0), in_row(1), in_row(2)};
         double const length = std::hypot(step[0], step[1], step[2]);
         if (!(length > 0.0))
             throw Error("the header is damaged: its sform has a column of zeros");
         grid.spacing[axis] = length;
         for (std::size_t i = 0; i < 3; ++i)
             grid.axes[axis][i] = step[i] / length;
-        grid.origin[axis] = rows[axis][3];
+        grid.origin[axis] = header.Real(header.Layout().sform, 4 * axis + 3);
     }
 }
 
-// The reader makes a rotation of any quaternion, and a right-handed one of a left-handed one: then it
-// turns the slices round.
-void PlaceByQform(vtkNIFTIImageReader& reader, ImageGrid& grid) {
-    vtkNIFTIImageHeader& header = *reader.GetNIFTIHeader();
-    double const length = std::hypot(header.GetQuaternB(), header.GetQuaternC(), header.GetQuaternD());
-    if (!(length <= 1.0005))
+// The header has three numbers of a quaternion of length 1, and the sign of the third axis before the sizes.
+void PlaceByQform(Header const& header, ImageGrid& grid) {
+    Vector3 q = header.Reals(header.Layout().quaternion, 0);
+    if (double const length = std::hypot(q[0], q[1], q[2]); !(length <= 1.0005))
         throw Error("the header is damaged: the rotation of its qform is none");
-    for (int axis = 0; axis < 3; ++axis)
-        for (int i = 0; i < 3; ++i)
-            grid.axes[static_cast<std::size_t>(axis)][static_cast<std::size_t>(i)] =
-                reader.GetQFormMatrix()->GetElement(i, axis) * (axis == 2 ? reader.GetQFac() : 1.0);
-    grid.origin = {header.GetQOffsetX(), header.GetQOffsetY(), header.GetQOffsetZ()};
+    double first = 1.0 - q[0] * q[0] - q[1] * q[1] - q[2] * q[2];
+    if (first > 0.0) {
+        first = std::sqrt(first);
+    } else { // half a turn, but for rounding
+        double const length = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2]);
+        for (double& component : q)
+            component /= length;
+        first = 0.0;
+    }
+    double const quaternion[4] = {first, q[0], q[1], q[2]};
+    double matrix[3][3];
+    vtkMath::QuaternionToMatrix3x3(quaternion, matrix);
+    double const sign = header.Real(header.Layout().voxel_sizes) < 0.0 ? -1.0 : 1.0;
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        for (std::size_t i = 0; i < 3; ++i)
+            grid.axes[axis][i] = matrix[i][axis] * (axis == 2 ? sign : 1.0);
+    grid.origin = header.Reals(header.Layout().quaternion, 3);
 }
 
 // Millimetres in the unit of the header; an unknown unit is taken for millimetres.
-double UnitOf(vtkNIFTIImageHeader& header) {
-    switch (header.GetXYZTUnits() & 7) {
-    case vtkNIFTIImageHeader::UnitsMeter:
+double UnitOf(Header const& header) {
+    switch (header.Whole(header.Layout().units) & 7) {
+    case 1: // metres
         return 1000.0;
-    case vtkNIFTIImageHeader::UnitsMicron:
+    case 3: // micrometres
         return 0.001;
     default:
         return 1.0;
     }
 }
 
-ImageGrid Place(vtkNIFTIImageReader& reader, ImageFileReport& report) {
-    vtkNIFTIImageHeader& header = *reader.GetNIFTIHeader();
+ImageGrid Place(Header const& header, ImageFileReport& report) {
+    HeaderLayout const& layout = header.Layout();
     ImageGrid grid;
     grid.size = Size(header);
     for (std::size_t i = 0; i < 3; ++i)
-        grid.spacing[i] = std::fabs(header.GetPixDim(static_cast<int>(i) + 1));
-    if (header.GetSFormCode() > 0)
+        grid.spacing[i] = std::fabs(header.Real(layout.voxel_sizes, i + 1));
+    if (header.Whole(layout.qform_code, 1) > 0)
         PlaceBySform(header, grid);
-    else if (reader.GetQFormMatrix())
-        PlaceByQform(reader, grid);
+    else if (header.Whole(layout.qform_code) > 0)
+        PlaceByQform(header, grid);
     else
         report.note = "the header does not say where the image lies; voxel (0, 0, 0) is taken to be at the "
                       "origin";
@@ -217,42 +241,55 @@ ImageGrid Place(vtkNIFTIImageReader& reader, ImageFileReport& report) {
     return grid;
 }
 
-void ReverseSlices(vtkDataArray& values, ImageGrid const& grid) {
-    std::int64_t const bytes = grid.size[0] * grid.size[1] * values.GetDataTypeSize();
-    auto* const begin = static_cast<char*>(values.GetVoidPointer(0));
-    for (std::int64_t k = 0; k < grid.size[2] / 2; ++k)
-        std::swap_ranges(begin + k * bytes, begin + (k + 1) * bytes, begin + (grid.size[2] - 1 - k) * bytes);
+// Where the voxels begin; a header of version 1 says so with a real number.
+std::uint64_t BeginOfVoxels(Header const& header) {
+    HeaderLayout const& layout = header.Layout();
+    double const begin =
+        layout.begin_is_real ? header.Real(layout.voxels) : static_cast<double>(header.Whole(layout.voxels));
+    constexpr double most = 1e15;
+    if (!(begin >= static_cast<double>(layout.bytes + 4) && begin <= most))
+        throw Error("the header is damaged: the voxels cannot begin at byte " +
+                    std::to_string(std::isfinite(begin) ? std::llround(std::clamp(begin, -most, most)) : 0));
+    return static_cast<std::uint64_t>(begin);
+}
+
+// The header, from the beginning of a source.
+std::string ReadHeader(ByteSource& source) {
+    std::string bytes(SmallestHeader, '\0');
+    if (source.Read(bytes.data(), bytes.size()) < bytes.size())
+        RefuseCut();
+    bytes.resize(LayoutOf(bytes).bytes);
+    std::size_t const more = bytes.size() - SmallestHeader;
+    if (source.Read(bytes.data() + SmallestHeader, more) < more)
+        RefuseCut();
+    return bytes;
 }
 
 } // namespace
 
-vtkSmartPointer<vtkImageData> ReadNiftiFile(std::filesystem::path const& path,
+vtkSmartPointer<vtkImageData> ReadNiftiFile(std::filesystem::path const&, OpenFile const& file,
                                             std::shared_ptr<Common::IProgressDelegate> const& progress,
                                             ImageFileReport& report) {
-    Content const content = LookThrough(path, progress);
-    CheckHeader(content.first);
-    VtkSession session(progress, "Reading file");
-    vtkNew<vtkNIFTIImageReader> reader;
-    reader->SetFileName(path.c_str());
-    reader->UpdateInformation();
-    vtkNIFTIImageHeader& header = *reader->GetNIFTIHeader();
-    ImageGrid const grid = Place(*reader, report);
+    bool const packed = file.First(2) == GzipMagic;
+    ByteSource source(file, 0, file.Size(), packed ? ByteSource::Packing::Zlib : ByteSource::Packing::None);
+    std::string const bytes = ReadHeader(source);
+    Header const header(bytes);
+    int const type = TypeOf(header);
+    ImageGrid const grid = Place(header, report);
     CheckGrid(grid);
-    session.Check("its header cannot be read");
-    std::int64_t const begin = header.GetVoxOffset();
-    if (begin < (header.GetMagic()[2] == '2' ? 544 : 352))
-        throw Error("the header is damaged: the voxels cannot begin at byte " + std::to_string(begin));
-    auto const offset = static_cast<std::uint64_t>(begin);
-    CheckVoxelBytes(content.size - std::min(content.size, offset), grid,
-                    vtkDataArray::GetDataTypeSize(reader->GetDataScalarType()));
-
-    session.Run(*reader, "it cannot be read");
-    vtkSmartPointer<vtkDataArray> const values = reader->GetOutput()->GetPointData()->GetScalars();
-    if (reader->GetQFac() < 0.0)
-        ReverseSlices(*values, grid);
+    std::uint64_t const begin = BeginOfVoxels(header);
+    int const bytes_per_voxel = vtkDataArray::GetDataTypeSize(type);
+    if (packed)
+        ByteSource::CheckPacked(file.Size(),
+                                NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes_per_voxel));
+    else
+        CheckVoxelBytes(file.Size() - std::min(file.Size(), begin), grid, bytes_per_voxel);
+    source.Pass(begin - bytes.size());
+    Common::IncrementalProgressReporter reporter(progress, "Reading file", file.Size(), true);
+    auto const values = ReadVoxels(source, grid, type, header.IsBigEndian(), reporter);
     // Zero stands for no scaling, and so does what is no number.
-    double const slope = header.GetSclSlope();
-    double const intercept = header.GetSclInter();
+    double const slope = header.Real(header.Layout().slope);
+    double const intercept = header.Real(header.Layout().slope, 1);
     bool const scaled = slope != 0.0 && std::isfinite(slope) && std::isfinite(intercept);
     return MakeImage(grid, *(scaled ? Rescale(values, slope, intercept) : values));
 }

@@ -2,7 +2,9 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
+#include <KetSDK/MeshVTK/detail/XmlReader.h>
 #include <KetSDK/MeshVTK/images/ImageParts.h>
 
 #include <vtkDataArray.h>
@@ -46,13 +48,14 @@ void CheckPlace(vtkImageData& image) {
 
 } // namespace
 
-vtkSmartPointer<vtkImageData> ReadVtiFile(std::filesystem::path const& path,
+vtkSmartPointer<vtkImageData> ReadVtiFile(std::filesystem::path const&, OpenFile const& file,
                                           std::shared_ptr<Common::IProgressDelegate> const& progress,
                                           ImageFileReport&) {
     VtkSession session(progress, "Reading file");
-    CheckXmlFile(path, "ImageData");
-    vtkNew<vtkXMLImageDataReader> reader;
-    reader->SetFileName(path.c_str());
+    FileBytes const bytes = file.All(progress);
+    CheckXmlFile(bytes.View(), "ImageData");
+    vtkNew<XmlReader<vtkXMLImageDataReader>> reader;
+    reader->SetBytes(bytes.View());
     session.Run(*reader, "it cannot be read");
     vtkSmartPointer<vtkImageData> image = reader->GetOutput();
     CheckPlace(*image);

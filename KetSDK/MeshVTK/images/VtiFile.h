@@ -1,11 +1,12 @@
 #pragma once
 
 #include <KetSDK/MeshVTK/ImageFile.h>
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
 
 namespace KetSDK::MeshVTK::Detail {
 
 // Reads a VTK XML image. See ReadImageFile.
-vtkSmartPointer<vtkImageData> ReadVtiFile(std::filesystem::path const& path,
+vtkSmartPointer<vtkImageData> ReadVtiFile(std::filesystem::path const& path, OpenFile const& file,
                                           std::shared_ptr<Common::IProgressDelegate> const& progress,
                                           ImageFileReport& report);
 

@@ -1,5 +1,6 @@
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +18,16 @@ bool SizeOfRegularFile(std::FILE* file, std::uint64_t& size) {
     return true;
 }
 
+// Not to block keeps the opening of a pipe from waiting for somebody who writes to it.
+std::FILE* OpenForReading(char const* path) {
+    int const file = ::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    std::FILE* const stream = file >= 0 ? ::fdopen(file, "rb") : nullptr;
+    if (stream == nullptr && file >= 0) {
+        ::close(file);
+    }
+    return stream;
+}
+
 } // namespace
 
 MFile::~MFile() {
@@ -29,7 +40,8 @@ bool MFile::Open(MFileName const& path, Mode mode) {
     m_observer = nullptr;
     m_size = 0;
     m_fetched = 0;
-    std::FILE* const file = std::fopen(path.GetPath().c_str(), mode == Mode::Read ? "rb" : "wb");
+    char const* const name = path.GetPath().c_str();
+    std::FILE* const file = mode == Mode::Read ? OpenForReading(name) : std::fopen(name, "wb");
     if (file == nullptr) {
         return false;
     }

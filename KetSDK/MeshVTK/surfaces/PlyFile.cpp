@@ -1,13 +1,14 @@
-#include <KetSDK/MeshVTK/checks/PlyFileCheck.h>
+#include <KetSDK/MeshVTK/surfaces/PlyFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
-#include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/surfaces/Polygons.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,9 +19,9 @@ namespace KetSDK::MeshVTK::Detail {
 
 namespace {
 
-// VTK's reader keeps the length of a list in a byte.
+// Longer ones are hardly those of a surface, and other readers cut them.
 constexpr double LongestList = 255;
-constexpr std::size_t LongestLine = 4000; // what its buffer holds
+constexpr std::size_t LongestLine = 4000;
 
 enum class Kind { Signed, Unsigned, Real };
 
@@ -68,8 +69,7 @@ public:
         : m_content(content)
         , m_lines(content) {}
 
-    // Returns the number of faces.
-    std::uint64_t Check() {
+    vtkSmartPointer<vtkPolyData> Read() {
         Header();
         CheckElements();
         m_at = m_lines.Position();
@@ -77,7 +77,7 @@ public:
             Body(element);
         if (m_text ? NextLine() : m_at != m_content.size())
             throw Error("the file is longer than its header announces");
-        return m_elements[1].count;
+        return m_faces.Get();
     }
 
 private:
@@ -134,7 +134,7 @@ private:
         m_elements.back().properties.push_back({std::string(words.back()), *type, length});
     }
 
-    // VTK's reader looks for vertices and faces one after the other and cannot pass over anything else.
+    // Vertices and faces come first; what comes behind is passed over.
     void CheckElements() {
         if (!m_has_format)
             throw Error("the header does not tell the format");
@@ -165,40 +165,49 @@ private:
     void Body(Element const& element) {
         if (element.properties.empty())
             throw Error("the element \"" + element.name + "\" has no properties");
+        bool const vertices = &element == &m_elements[0];
         bool const faces = &element == &m_elements[1];
         for (std::uint64_t i = 0; i < element.count; ++i) {
             if (m_text && !(NextLine() && m_lines.IsComplete()))
                 CutOff();
             if (m_text && m_lines.Line().size() > LongestLine)
                 m_lines.Refuse("is too long");
-            m_corners = 0;
-            for (Property const& property : element.properties)
-                Value(property, faces);
+            m_corners.clear();
+            std::array<double, 3> position{};
+            for (Property const& property : element.properties) {
+                double const value = Value(property, faces);
+                if (property.name.size() == 1 && property.name[0] >= 'x' && property.name[0] <= 'z')
+                    position[static_cast<std::size_t>(property.name[0] - 'x')] = value;
+            }
+            if (vertices)
+                m_faces.AddPoint(position);
+            if (faces)
+                m_faces.AddPolygon(m_corners);
             if (m_text && m_word != m_lines.Words().size())
                 m_lines.Refuse("has more values than there are properties");
         }
     }
 
-    void Value(Property const& property, bool of_face) {
-        if (!property.length) {
-            Number(property.type);
-            return;
-        }
+    // Returns a single value, and 0 for a list.
+    double Value(Property const& property, bool of_face) {
+        if (!property.length)
+            return Number(property.type);
         double const length = Number(*property.length);
         if (!(length >= 0 && length <= LongestList))
             throw Error("there is a list of " + std::to_string(static_cast<long long>(length)) +
                         " values; at most 255 are read");
         bool const corners = of_face && IsCorners(property);
-        if (corners)
-            m_corners = length;
-        if (of_face && property.name == "texcoord" && length != 2 * m_corners)
+        if (of_face && property.name == "texcoord" && length != 2.0 * static_cast<double>(m_corners.size()))
             throw Error("there are texture coordinates for another number of corners");
         for (double i = 0; i < length; ++i) {
             double const value = Number(property.type);
             if (corners && !(value >= 0 && value < static_cast<double>(m_elements[0].count)))
                 throw Error("a face uses vertex " + std::to_string(static_cast<long long>(value)) +
                             ", but there are " + std::to_string(m_elements[0].count) + " (from 0)");
+            if (corners)
+                m_corners.push_back(static_cast<vtkIdType>(value));
         }
+        return 0.0;
     }
 
     double Number(Type const& type) {
@@ -223,7 +232,9 @@ private:
                    static_cast<unsigned char>(m_content[m_at + (m_big_endian ? i : type.bytes - 1 - i)]);
         m_at += type.bytes;
         if (type.kind == Kind::Real)
-            return 0.0; // what it is does not matter here
+            return type.bytes == sizeof(float)
+                       ? double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))}
+                       : std::bit_cast<double>(bits);
         std::uint64_t const sign = std::uint64_t{1} << (8 * type.bytes - 1);
         if (type.kind == Kind::Signed && (bits & sign) != 0)
             return -static_cast<double>(2 * sign - bits);
@@ -241,16 +252,16 @@ private:
     bool m_text = false;
     bool m_big_endian = false;
     std::vector<Element> m_elements;
-    std::size_t m_at = 0;   // in a binary body
-    std::size_t m_word = 0; // in the line of a body in text
-    double m_corners = 0;   // of the current face
+    std::size_t m_at = 0;             // in a binary body
+    std::size_t m_word = 0;           // in the line of a body in text
+    std::vector<vtkIdType> m_corners; // of the current face
+    Polygons m_faces;
 };
 
 } // namespace
 
-std::uint64_t CheckPlyFile(std::filesystem::path const& path) {
-    std::string const content = AllBytes(path);
-    return PlyFile(content).Check();
+vtkSmartPointer<vtkPolyData> ReadPlyFile(std::string_view bytes) {
+    return PlyFile(bytes).Read();
 }
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -1,21 +1,21 @@
-#include <KetSDK/MeshVTK/checks/ObjFileCheck.h>
+#include <KetSDK/MeshVTK/surfaces/ObjFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
-#include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/surfaces/Polygons.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KetSDK::MeshVTK::Detail {
 
 namespace {
 
-// VTK's reader takes lines in pieces of this length.
+// Longer lines are hardly those of a surface, and other readers cut them.
 constexpr std::size_t LongestLine = 1000;
 
 class ObjFile {
@@ -23,10 +23,8 @@ public:
     explicit ObjFile(std::string_view content)
         : m_lines(content) {}
 
-    // Returns the number of faces.
-    std::uint64_t Check() {
+    vtkSmartPointer<vtkPolyData> Read() {
         while (m_lines.Next()) {
-            // VTK's reader takes every control character for a space, and what follows for the keyword.
             if (std::ranges::any_of(m_lines.Line(), [](unsigned char c) { return c < ' ' && c != '\t'; }))
                 m_lines.Refuse("is no text");
             if (m_lines.Line().starts_with('#') || m_lines.Words().empty())
@@ -36,18 +34,18 @@ public:
             if (m_lines.Line().size() > LongestLine || m_lines.Line().ends_with('\\'))
                 m_lines.Refuse("is too long or goes on in the next one; at most " +
                                std::to_string(LongestLine) + " characters are read");
-            CheckLine(m_lines.Words()[0]);
+            ReadLine(m_lines.Words()[0]);
         }
         for (std::size_t kind = 0; kind < m_counts.size(); ++kind)
             if (m_largest[kind] > m_counts[kind])
                 throw Error("a corner has the " + std::string(Names[kind]) + " " +
                             std::to_string(m_largest[kind]) + ", but there are " +
                             std::to_string(m_counts[kind]) + " (from 1)");
-        return m_faces;
+        return m_faces.Get();
     }
 
 private:
-    void CheckLine(std::string_view keyword) {
+    void ReadLine(std::string_view keyword) {
         if (keyword == "v")
             Values(0, 3);
         else if (keyword == "vt")
@@ -67,15 +65,19 @@ private:
         if (words.size() < 1 + least || !std::all_of(words.begin() + 1, words.end(), AsNumber))
             m_lines.Refuse("needs " + std::to_string(least) + " numbers");
         ++m_counts[kind];
+        if (kind == 0)
+            m_faces.AddPoint(std::array{*AsNumber(words[1]), *AsNumber(words[2]), *AsNumber(words[3])});
     }
 
     void Corners(std::size_t least) {
         auto const& words = m_lines.Words();
         if (words.size() < 1 + least)
             m_lines.Refuse("needs " + std::to_string(least) + " corners");
+        m_corners.clear();
         for (std::size_t i = 1; i < words.size(); ++i)
             Corner(words[i]);
-        m_faces += least == 3;
+        if (least == 3) // lines and points are left out
+            m_faces.AddPolygon(m_corners);
     }
 
     // "vertex", "vertex/texture", "vertex//normal" or "vertex/texture/normal"
@@ -100,21 +102,23 @@ private:
         if (number == 0 || number < -m_counts[kind])
             m_lines.Refuse("has a corner \"" + std::string(word.substr(0, 30)) + "\" that does not exist");
         m_largest[kind] = std::max(m_largest[kind], number);
+        if (kind == 0)
+            m_corners.push_back(number > 0 ? number - 1 : m_counts[kind] + number);
     }
 
     static constexpr std::array<char const*, 3> Names = {"vertex", "texture coordinate", "normal"};
 
     TextLines m_lines;
-    std::uint64_t m_faces = 0;
+    Polygons m_faces;
+    std::vector<vtkIdType> m_corners; // of the current face
     std::array<long long, 3> m_counts{};
     std::array<long long, 3> m_largest{};
 };
 
 } // namespace
 
-std::uint64_t CheckObjFile(std::filesystem::path const& path) {
-    std::string const content = AllBytes(path);
-    return ObjFile(content).Check();
+vtkSmartPointer<vtkPolyData> ReadObjFile(std::string_view bytes) {
+    return ObjFile(bytes).Read();
 }
 
 } // namespace KetSDK::MeshVTK::Detail

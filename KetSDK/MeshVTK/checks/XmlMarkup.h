@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace KetSDK::MeshVTK::Detail {
+
+// Looks at the tags of an XML file of VTK's, up to the appended data, before a parser does. Parsers follow
+// declarations that make much of little, go as deep as a file does, and take time that grows with the square
+// of a tag's length. Throws Error for what no such file has: declarations, elements that are nested too
+// deeply or too many, tags and comments that are too long, bytes of 0 and tags without an end. Returns the
+// data type that the file declares ("UnstructuredGrid"); nothing for a file that is not VTK's, which is not
+// looked at further.
+std::string CheckMarkup(std::string_view bytes);
+
+} // namespace KetSDK::MeshVTK::Detail

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vtkSmartPointer.h>
+
+#include <string_view>
+
+class vtkPolyData;
+
+namespace KetSDK::MeshVTK::Detail {
+
+// Reads the faces of an .obj file. Throws Error unless every vertex has three numbers, every face at least
+// three corners that are there, and the last line an end: nothing else in these files tells that they are cut
+// off.
+vtkSmartPointer<vtkPolyData> ReadObjFile(std::string_view bytes);
+
+} // namespace KetSDK::MeshVTK::Detail

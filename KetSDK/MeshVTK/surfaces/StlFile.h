@@ -1,0 +1,17 @@
+#pragma once
+
+#include <vtkSmartPointer.h>
+
+#include <string_view>
+
+class vtkPolyData;
+
+namespace KetSDK::MeshVTK::Detail {
+
+// Reads the triangles of an .stl file, each with points of its own. Throws Error unless it is whole: a binary
+// file is as long as its number of triangles makes it, one in text consists of solids with facets of three
+// vertices and closes all that it opens. The encoding is told by the length, not by the first word, which
+// lies in many binary files.
+vtkSmartPointer<vtkPolyData> ReadStlFile(std::string_view bytes);
+
+} // namespace KetSDK::MeshVTK::Detail
