@@ -8,6 +8,7 @@
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/VolumeOf.h>
 
 #include <map>
 #include <string>
@@ -118,7 +119,7 @@ ConvertResult RunSteps(Model const& model, std::vector<Step> const& steps, Conte
 
 ConvertResult::Size SizeOf(MMeshBase const& mesh) {
     return {static_cast<std::uint64_t>(mesh.NumberOfElements()),
-            static_cast<std::uint64_t>(mesh.NumberOfPoints()), mesh.GetVolume()};
+            static_cast<std::uint64_t>(mesh.NumberOfPoints()), Detail::VolumeOf(mesh)};
 }
 
 void WarnOfFolds(Model const& model, ConvertResult const& result, Context const& context) {

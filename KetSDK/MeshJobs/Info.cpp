@@ -1,5 +1,7 @@
 #include <KetSDK/MeshJobs/Info.h>
 
+#include <KetSDK/MeshJobs/detail/VolumeOf.h>
+
 namespace KetSDK::MeshJobs {
 
 InfoResult Info(Model const& model, Context const& context) {
@@ -9,7 +11,7 @@ InfoResult Info(Model const& model, Context const& context) {
     result.nodes = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     result.kinds = CountKinds(mesh);
     result.subvolumes = ReportSubVolumes(mesh);
-    result.volume = mesh.GetVolume();
+    result.volume = Detail::VolumeOf(mesh);
     result.box = BoxOf(mesh);
     result.rounding = model.rounding;
     result.memory = static_cast<std::uint64_t>(mesh.MemoryUsed());

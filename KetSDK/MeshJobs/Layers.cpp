@@ -28,7 +28,7 @@ std::vector<LayerReport> Report(MMeshBase const& mesh, std::vector<std::int32_t>
         if (number >= reports.size())
             reports.resize(number + 1);
         ++reports[number].elements;
-        reports[number].volume += GetElementVolume(e);
+        reports[number].volume += GetCurvedElementVolume(e);
     });
     return reports;
 }

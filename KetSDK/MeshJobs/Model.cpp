@@ -64,7 +64,7 @@ std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh) {
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
         auto const number = static_cast<std::size_t>(numbers ? numbers->GetValue(e) : -1);
         if (number < volumes.size())
-            volumes[number] += GetElementVolume(e);
+            volumes[number] += GetCurvedElementVolume(e);
     });
     std::vector<SubVolumeReport> reports;
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/VolumeOf.h>
 
 namespace KetSDK::MeshJobs {
 
@@ -27,11 +28,11 @@ OrientResult Orient(Model& model, Context const& context) {
     OrientResult result = CountTetrahedra(*model.mesh);
     if (result.tetrahedra == 0)
         throw FileError(model.file, "there are no tetrahedra, which could be turned");
-    result.volume_before = model.mesh->GetVolume();
+    result.volume_before = Detail::VolumeOf(*model.mesh);
     MMeshOrientOperator orient;
     Detail::RunOperator(orient, model, "its elements could not be turned", context);
     result.corrected = static_cast<std::uint64_t>(orient.GetNbCorrected());
-    result.volume_after = model.mesh->GetVolume();
+    result.volume_after = Detail::VolumeOf(*model.mesh);
     return result;
 }
 

@@ -1,13 +1,16 @@
 #include <KetSDK/MeshJobs/Project.h>
 
+#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/MeshJobs/detail/VolumeOf.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 namespace KetSDK::MeshJobs {
@@ -17,7 +20,11 @@ namespace {
 ProjectResult::State Measure(MMeshBase const& mesh, std::vector<MMeshPoint*> const& nodes,
                              MStlTriangleTree const& tree, Context const& context) {
     ProjectResult::State state;
-    state.volume = mesh.GetVolume();
+    state.volume = Detail::VolumeOf(mesh);
+    state.quality = std::numeric_limits<double>::infinity();
+    mesh.Elements().ForEachWithNodes([&state](MMeshElement const& e, std::uint64_t) {
+        state.quality = std::min(state.quality, TetrahedronBase<double>(&e).QualityScaledJacobian());
+    });
     for (MMeshPoint const* const p : nodes) {
         context.ThrowIfCancelled();
         double const distance = tree.FindNearest(p->GetPosition()).distance;
@@ -36,6 +43,7 @@ ProjectResult Count(MMeshProjectTetOnStlOperator const& project) {
     result.too_far = project.GetNbFar();
     result.on_surface = project.GetNbOnSurface();
     result.held = project.GetNbHeld();
+    result.limited = project.GetNbLimited();
     result.largest_move = project.GetLargestMove();
     return result;
 }
@@ -50,6 +58,7 @@ ProjectResult Project(Model& model, SurfaceModel const& surface, ProjectOptions 
     project.SetStl(surface.surfaces.get());
     project.SetDistance(options.distance);
     project.SetInterfaces(options.interfaces);
+    project.SetMinQuality(options.min_quality);
     project.SetProgressDelegate(context.progress);
     MStlTriangleTree const tree(*surface.surfaces);
     std::vector<MMeshPoint*> const nodes = project.FindNodes();

@@ -37,6 +37,7 @@ SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options, Cont
     MMeshExtractStlSurfaceOperator extract;
     extract.SetStl(&stl);
     extract.SetExtractInterfacesBetweenSubVolumes(options.interfaces);
+    extract.SetCurved(options.curved);
     extract.SetOrigins(&origins);
     Detail::RunOperator(extract, model, "its surfaces could not be extracted", context);
     if (options.names == SurfacesOptions::Names::Volumes)
@@ -45,6 +46,7 @@ SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options, Cont
     result.reports = ReportSurfaces(stl);
     result.triangles = stl.NumberOfTriangles();
     result.points = stl.NumberOfPoints();
+    result.taken_by_corners = options.curved ? 0 : CountTenNodeTetrahedra(*model.mesh);
     context.ThrowIfCancelled();
     return result;
 }

@@ -15,12 +15,14 @@ struct SurfacesOptions {
     // MMeshExtractStlSurfaceOperator names them, or their names: "<inside>-" and "<inside>-<outside>".
     enum class Names { Ids, Volumes };
     Names names = Names::Ids;
+    bool curved = false; // cut faces of ten-node tetrahedra into four at their mid-edge nodes
 };
 
 struct SurfacesResult {
     std::vector<SurfaceReport> reports; // by surface
     std::uint64_t triangles = 0;        // of all surfaces
     std::uint64_t points = 0;
+    std::uint64_t taken_by_corners = 0; // ten-node tetrahedra whose faces are those of their corners
     // The surfaces, with the cell arrays `element` and `face` and the point array `node`: the index of the
     // element of each triangle, the face of it as solvers count faces, and the index of the node of each
     // point, all counted from 1.

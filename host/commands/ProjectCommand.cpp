@@ -23,8 +23,9 @@ public:
     ProjectCommand()
         : Command("project", "Move the boundary of a mesh of tetrahedra onto a surface",
                   "Nodes at the boundary move to the nearest point of the surface when it is near enough;\n"
-                  "mid-edge nodes follow. A move that would invert an element is shortened, or the node\n"
-                  "held where it is. Elements that are flat or inverted before (ketmesh check) hold their\n"
+                  "mid-edge nodes follow. A move that would invert an element, or bring its scaled\n"
+                  "Jacobian below --min-quality, is shortened, or the node held where it is. Elements that "
+                  "are flat or inverted before (ketmesh check) hold their\n"
                   "nodes, too, unless the move does them no harm.\n\n"
                   "Examples:\n"
                   "  ketmesh project head.vtu --surface smooth.stl --distance 2 -o smooth.vtu\n"
@@ -42,6 +43,14 @@ private:
             ->required()
             ->check(PositiveNumber());
         command.add_flag("--interfaces", m_options.interfaces, "Move the nodes between sub-volumes as well");
+        command
+            .add_option(
+                "--min-quality", m_options.min_quality,
+                "Let no element fall below this scaled Jacobian of its corners, or further below it, 0 to "
+                "1 (default 0.05)")
+            ->type_name("Q")
+            ->check(FiniteNumber())
+            ->check(CLI::Range(0.0, 1.0));
         m_output.Declare(*this, command, "Volume mesh to write, with all arrays of the one that is read")
             ->required();
         m_threads.Declare(command);
@@ -66,7 +75,10 @@ private:
                 {"too_far", m_result.too_far},
                 {"on_surface", m_result.on_surface},
                 {"held", m_result.held},
+                {"limited", m_result.limited},
                 {"largest_move", m_result.largest_move},
+                {"quality_before", m_result.before.quality},
+                {"quality_after", m_result.after.quality},
                 {"volume_before", m_result.before.volume},
                 {"volume_after", m_result.after.volume},
                 {"distance_before", distances(m_result.before)},
@@ -83,6 +95,7 @@ private:
             << "    too far away           " << m_result.too_far << '\n'
             << "    on the surface already " << m_result.on_surface << '\n'
             << "    held by elements       " << m_result.held << '\n'
+            << "  held by --min-quality    " << m_result.limited << " of those that are not there yet\n"
             << "  largest move [mm]        " << FormatNumber(m_result.largest_move) << "\n\n";
         Table table(
             {{"", Table::Align::Left}, {"before", Table::Align::Right}, {"after", Table::Align::Right}});
@@ -94,6 +107,7 @@ private:
         add("volume [mm3]", &ProjectResult::State::volume);
         add("mean distance from the surface [mm]", &ProjectResult::State::mean_distance);
         add("largest distance [mm]", &ProjectResult::State::largest_distance);
+        add("smallest scaled Jacobian", &ProjectResult::State::quality);
         table.Print(out);
     }
 

@@ -1,5 +1,6 @@
 #include <KetSDK/MeshJobs/Surfaces.h>
 #include <host/commands/Command.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Choice.h>
@@ -36,6 +37,10 @@ private:
         m_output.Declare(*this, command, "Surface file to write")->required();
         command.add_flag("--interfaces", m_options.interfaces,
                          "Extract the surfaces between sub-volumes as well");
+        command.add_flag(
+            "--curved", m_options.curved,
+            "Cut each face of ten-node tetrahedra into four triangles at its mid-edge nodes; otherwise "
+            "the corners are taken");
         m_names.Declare(
             command, "--names",
             "Name surfaces by the numbers (ids, the default) or the names (volumes) of the sub-volumes");
@@ -61,6 +66,8 @@ private:
                                           {"triangles", surface.triangles},
                                           {"area", surface.area},
                                           {"closed", surface.closed}});
+        if (m_result.taken_by_corners > 0)
+            report["note"] = CornersNote(m_result.taken_by_corners);
         report["triangles"] = m_result.triangles;
         report["points"] = m_result.points;
         report["box"] = m_box;
@@ -82,6 +89,8 @@ private:
         table.AddRule();
         table.AddRow({"all", std::to_string(m_result.triangles), FormatNumber(area), ""});
         table.Print(out);
+        if (m_result.taken_by_corners > 0)
+            out << "\nnote: " << CornersNote(m_result.taken_by_corners) << "; --curved keeps them\n";
     }
 
     ModelInput m_input;

@@ -5,6 +5,7 @@
 #include "TestProgress.h"
 
 #include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 
@@ -259,4 +260,17 @@ TEST(ConformingCut, SaysWhatIsFoldedAndRefusesWhatItCannotRead) {
     refused.SetTet4Mesh(&target);
     refused.SetProgressDelegate(std::make_shared<RecordingDelegate>(0.0));
     EXPECT_FALSE(refused.Operate());
+}
+
+TEST(ConformingCut, LeavesNoStaleNeighbours) {
+    Grid grid(1);
+    grid.Fill({8});
+    MMeshBase target;
+    TestMeshes::AddElementOfKind(target, 4);
+    target.GetNeighborsInfo()->Enable();
+    MMeshConformingCutOperator cut;
+    cut.SetMesh(&grid.mesh);
+    cut.SetTet4Mesh(&target);
+    ASSERT_TRUE(cut.Operate());
+    EXPECT_FALSE(target.GetNeighborsInfo()->IsEnabled());
 }

@@ -111,3 +111,19 @@ TEST(JacobianCorrector, LeavesAloneWhatItCannotHelp) {
     }
     EXPECT_EQ(corrector.GetNbOuterElements(), mesh.NumberOfElements() - 1);
 }
+
+// A mid node that is a corner of a linear neighbour stays; the element's own ones unfold it.
+TEST(JacobianCorrector, PullsBackOwnNodesBesideALinearElement) {
+    MMeshBase mesh;
+    MMeshElement* const e = TestMeshes::AddElementOfKind(mesh, 10);
+    e->GetNode(4)->x += 2 * TestMeshes::Unit; // folds it
+    TestMeshes::AddElement(mesh, {e->GetNode(1), e->GetNode(2), e->GetNode(5), mesh.AddPoint(9, 9, -9)});
+    auto const shared = Positions(mesh)[5];
+    MMeshJacobianCorrectorOperator corrector;
+    corrector.SetMesh(&mesh);
+    ASSERT_TRUE(corrector.Operate());
+    EXPECT_EQ(corrector.GetNbModified(), 1);
+    EXPECT_GT(corrector.GetSmallestRatio(), 0.0);
+    EXPECT_LE(corrector.GetLargestRatio(), 30.0);
+    EXPECT_EQ(Positions(mesh)[5], shared);
+}

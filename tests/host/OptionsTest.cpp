@@ -16,7 +16,7 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"info", {"tet4.vtu"}},
     {"save", {"tet4.vtu -o out.kmesh --text"}},
     {"diff", {"tet4.vtu tet4.vtu"}},
-    {"surfaces", {"tet4.vtu -o out.stl --interfaces --names volumes --split-surfaces"}},
+    {"surfaces", {"tet4.vtu -o out.stl --interfaces --curved --names volumes --split-surfaces"}},
     {"iso", {"tet4.vtu --field label --component 0 --level 1.5 -o out.vtp"}},
     {"boundary",
      {"model.vtu -o out.vtp --interfaces --simplify --colors", "tet4.vtu -o out.vtp --all-faces"}},
@@ -43,7 +43,8 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"split", {"tet4.vtu --name ONE -o out.vtu"}},
     {"merge", {"tet4.vtu tet10.vtu -o out.vtu"}},
     {"cut", {"tet4.vtu --normal 0,0,1 --point 0,0,0.5 -o out.vtp"}},
-    {"project", {"tet4.vtu --surface skin.vtp --distance 0.01 --interfaces -o out.vtu --threads 2"}},
+    {"project",
+     {"tet4.vtu --surface skin.vtp --distance 0.01 --interfaces --min-quality 0.1 -o out.vtu --threads 2"}},
     {"materials",
      {"HEAD --image CT --image-unit mm --sampling mean --order 1 --outside -1000 --bins 3 --law "
       "1,0.001,1,0,0 "
@@ -104,7 +105,7 @@ std::map<std::string, std::string> const Keys = {
     {"merge", "elements nodes joined_nodes subvolumes.name files"},
     {"cut", "area above below cut contours contour_length subvolumes.area files"},
     {"project", "nodes moved shortened left too_far on_surface held largest_move volume_before volume_after "
-                "distance_before.mean distance_after.max files"}};
+                "distance_before.mean distance_after.max limited quality_before quality_after files"}};
 
 bool HasKey(Json const& report, std::string const& path) {
     Json const* at = &report;

@@ -23,7 +23,17 @@ TEST_F(Ketmesh, ProjectPutsTheHeadOnASurface) {
     writer->SetFileName(larger.c_str());
     writer->SetInputData(surface);
     writer->Write();
+    // Without a smallest quality some elements are left nearly flat.
+    Json const flat =
+        RunJson({"project", Head, "--surface", larger, "--distance", "3", "--min-quality", "0", "-o", out});
+    EXPECT_EQ(flat["limited"], 0);
+    EXPECT_LT(flat["quality_after"], 0.01);
     Json const grown = RunJson({"project", Head, "--surface", larger, "--distance", "3", "-o", out});
+    EXPECT_EQ(grown["quality_before"], flat["quality_before"]);
+    double const least = std::min(0.05, grown["quality_before"].get<double>());
+    EXPECT_GE(grown["quality_after"], least);
+    EXPECT_GT(grown["limited"], 0);
+    EXPECT_NEAR(RunJson({"quality", out})["metrics"]["ScaledJacobian"]["min"], grown["quality_after"], 1e-12);
     EXPECT_GT(grown["moved"], 3000);
     EXPECT_EQ(grown["moved"].get<int>() + grown["shortened"].get<int>() + grown["left"].get<int>(),
               grown["nodes"].get<int>());

@@ -77,6 +77,8 @@ constexpr Refusal Refusals[] = {
     {"project TET4 --surface none.stl --distance 1 -o out/p.vtu", "none.stl: there is no such file"},
     {"project HEX8 --surface skin.vtp --distance 1 -o out/p.vtu", "tetrahedra alone are needed"},
     {"project TET4 --surface skin.vtp --distance 0 -o out/p.vtu", "no positive number"},
+    {"project TET4 --surface skin.vtp --distance 1 --min-quality 1.1 -o out/p.vtu", "--min-quality"},
+    {"project TET4 --surface skin.vtp --distance 1 --min-quality nan -o out/p.vtu", "--min-quality"},
 
     {"remove TET4 --name Label~4 -o out/x.vtu",
      "there is no sub-volume \"Label 4\"; the sub-volumes are Label 1, Label 2, Label 3"},

@@ -10,6 +10,7 @@
 #include <KetSDK/MeshJobs/Explode.h>
 #include <KetSDK/MeshJobs/Graph.h>
 #include <KetSDK/MeshJobs/Grow.h>
+#include <KetSDK/MeshJobs/Info.h>
 #include <KetSDK/MeshJobs/Iso.h>
 #include <KetSDK/MeshJobs/Layers.h>
 #include <KetSDK/MeshJobs/Repair.h>
@@ -478,4 +479,19 @@ TEST(SurfaceJobs, EndWhenTheyAreCancelled) {
     for (auto const& job : jobs)
         EXPECT_THROW(job(), Cancelled);
     EXPECT_EQ(FindArray(tet4.arrays, L"layer", MMeshArray::OnElements), nullptr);
+}
+
+TEST(Surfaces, CurvedOnesEncloseTheVolumeOfCurvedElements) {
+    Model const model = Read(Tet10);
+    double const volume = Info(model, {}).volume;
+    SurfacesResult const flat = Surfaces(model, {}, {});
+    SurfacesResult const curved = Surfaces(model, {.curved = true}, {});
+    EXPECT_EQ(flat.taken_by_corners, static_cast<std::uint64_t>(model.mesh->NumberOfElements()));
+    EXPECT_EQ(curved.taken_by_corners, 0u);
+    EXPECT_EQ(curved.triangles, 4 * flat.triangles);
+    auto const error = [volume](SurfacesResult const& result) {
+        return std::fabs(SignedVolume(*result.surfaces.surfaces) - volume);
+    };
+    EXPECT_LT(error(curved), 0.3 * error(flat));
+    EXPECT_LT(error(curved), 1e-3 * volume);
 }

@@ -82,6 +82,13 @@ TEST(MaterialCatalog, HandsOutTheSmallestFreeIdentifierFromOneOn) {
     }
 }
 
+TEST(MaterialCatalog, HandsOutManyIdentifiersInTimeInProportion) {
+    MMaterialCatalog catalog;
+    MMeshMaterial material = Material(2, 9.0);
+    for (unsigned int id = 1; id <= 100000; ++id) // for minutes where each is searched from the first one on
+        ASSERT_EQ(catalog.AddMaterialNewID(material)->GetID(), id);
+}
+
 TEST(MaterialCatalog, FindsNewMaterialsByIdentifierUntilItIsInvalidated) {
     MMaterialCatalog catalog;
     MMeshMaterial material = Material(5, 1.2);

@@ -61,6 +61,18 @@ TEST(Matrix3x3, SolvesAtEverySize) {
         }
 }
 
+// Sizes whose product no number holds.
+TEST(Matrix3x3, SolvesBeyondTheRangeOfItsDeterminant) {
+    for (double const scale : {1e-150, 1e-110, 1e110, 1e150}) {
+        MMatrix3x3 const m({2 * scale, 0, 0}, {scale, scale, 0}, {0, scale, 4 * scale});
+        Vector x;
+        ASSERT_TRUE(m.Solve({2 * scale, 3 * scale, 6 * scale}, x)) << scale;
+        EXPECT_LT((x - Vector(1, 2, 1)).Length(), 1e-14);
+        EXPECT_FALSE(
+            MMatrix3x3({scale, scale, 0}, {2 * scale, 2 * scale, 0}, {0, 0, scale}).Solve({1, 1, 1}, x));
+    }
+}
+
 // Rounding leaves a determinant of flat rows: it must not pass for a volume, and a real one of 1e-9 must.
 TEST(Matrix3x3, TellsFlatFromThin) {
     Random random;

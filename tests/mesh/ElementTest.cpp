@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 using D = MMeshElementDescriptor;
@@ -127,4 +128,16 @@ TEST(ElementDescriptor, FaceEdgeAndMidNodeTablesAgree) {
         auto const normal = (Position(hexahedron[quad[1]]) - a).Cross(Position(hexahedron[quad[3]]) - a);
         EXPECT_GT(normal.Dot(a - MMVector<double, 3>(3, 3, 3)), 0.0);
     }
+}
+
+// Where a mid node moves, the volume changes with the integral of its shape function's gradient: that of the
+// edge 1-2 is V (1/6, 1/6, 0) here.
+TEST(Element, VolumeOfACurvedOneIsExact) {
+    MMeshBase mesh;
+    MMeshElement* const e = TestMeshes::AddElementOfKind(mesh, 10);
+    EXPECT_NEAR(GetCurvedElementVolume(*e), 36.0, 1e-12);
+    e->GetNode(5)->x += TestMeshes::Unit;
+    e->GetNode(5)->y += TestMeshes::Unit;
+    EXPECT_NEAR(GetCurvedElementVolume(*e), 36.0 + 2.0 * 36.0 / 6.0, 1e-12);
+    EXPECT_GT(std::fabs(GetElementVolume(*e) - GetCurvedElementVolume(*e)), 1.0);
 }

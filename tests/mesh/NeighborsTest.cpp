@@ -130,3 +130,13 @@ TEST(NeighborsInfo, EdgeWalkFindsTheWholeRingAndBothSidesOfTheBoundary) {
     info.GetEdgeNeighbors(mesh.GetElement(0), 6, out);
     EXPECT_TRUE(out.empty());
 }
+
+TEST(Neighbors, AreCountedAsMemory) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 10);
+    std::size_t const before = mesh.MemoryUsed();
+    mesh.GetNeighborsInfo()->Enable();
+    EXPECT_GT(mesh.MemoryUsed(), before + 4 * 8 * static_cast<std::size_t>(mesh.NumberOfElements()));
+    mesh.GetNeighborsInfo()->Disable();
+    EXPECT_EQ(mesh.MemoryUsed(), before);
+}

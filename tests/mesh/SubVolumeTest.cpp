@@ -122,3 +122,16 @@ TEST(SubVolume, BecomesAMeshOfItsOwn) {
         ++source;
     }
 }
+
+TEST(SubVolume, OfAnotherMeshIsCopiedFromThere) {
+    MMeshBase mesh, other;
+    TestMeshes::FillWithCubes(mesh, 1);
+    Divide(other);
+    std::shared_ptr<MMeshSubVolume> const part = other.BeginSubVolume()[1];
+    std::unique_ptr<MMeshBase> const copy(mesh.GetSubVolumeAsMMeshBase(*part));
+    EXPECT_EQ(static_cast<std::uint64_t>(copy->NumberOfElements()), part->GetNbElements());
+    EXPECT_EQ(copy->GetVolume(), part->GetVolume());
+    part->SetParent(nullptr);
+    std::unique_ptr<MMeshBase> const none(mesh.GetSubVolumeAsMMeshBase(*part));
+    EXPECT_EQ(none->NumberOfElements(), 0);
+}

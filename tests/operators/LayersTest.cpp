@@ -1,5 +1,6 @@
 #include "TestMeshes.h"
 
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
 
 #include <gtest/gtest.h>
@@ -44,6 +45,7 @@ TEST(Layers, OfABlockFollowFromTheDepthOfTheCorners) {
             SCOPED_TRACE(testing::Message() << mixed << " " << number);
             layers.SetNbLayers(number);
             ASSERT_TRUE(layers.Operate());
+            EXPECT_TRUE(mesh.GetNeighborsInfo()->IsEnabled()) << "callers count on it";
             int in_layers = 0;
             for (MLong i = 0; i < mesh.NumberOfElements(); ++i) {
                 MMeshElement const& e = *mesh.GetElement(static_cast<std::uint64_t>(i));

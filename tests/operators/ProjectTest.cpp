@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -250,6 +251,30 @@ TEST(Project, CancellingPutsEveryNodeBack) {
         }
         project.SetProgressDelegate(std::make_shared<RecordingDelegate>());
         EXPECT_TRUE(project.Operate());
+    }
+}
+
+// Each node of a block can be pulled down until the elements around it are nearly flat.
+TEST(Project, NoElementFallsBelowTheSmallestQuality) {
+    for (double const least : {0.0, 0.05, 0.2}) {
+        SCOPED_TRACE(least);
+        MMeshBase mesh;
+        TestMeshes::FillWithCubes(mesh, 2);
+        MStlBase stl;
+        FillWithPlane(stl, 0.995);
+        MMeshProjectTetOnStlOperator project;
+        project.SetMesh(&mesh);
+        project.SetStl(&stl);
+        project.SetDistance(1.0);
+        project.SetMinQuality(least);
+        ASSERT_TRUE(project.Operate());
+        EXPECT_TRUE(mesh.GetNeighborsInfo()->IsEnabled());
+        double smallest = 1.0;
+        for (MMeshElement const& e : mesh.Elements())
+            smallest = std::min(smallest, TetrahedronBase<double>(&e).QualityScaledJacobian());
+        EXPECT_GE(smallest, least);
+        EXPECT_EQ(smallest < 0.02, least == 0.0);
+        EXPECT_EQ(project.GetNbLimited() > 0, least > 0.0);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <ctime>
 
 TEST(TetToGraph, SmallMeshes) {
     struct {
@@ -38,4 +39,25 @@ TEST(TetToGraph, SmallMeshes) {
         EXPECT_TRUE(convert.Operate());
         EXPECT_EQ(feature.NumberOfGraphs(), 2u) << "no sub-volume, no graph";
     }
+}
+
+// A vertex with very many edges: all of them once, in a time that grows with their number.
+TEST(TetToGraph, OfAFanTakesTimeInProportion) {
+    auto const seconds_for = [](int n) {
+        MMeshBase mesh;
+        MMeshPoint* const hub = mesh.AddPoint(0, 0, 0);
+        for (int i = 0; i < n; ++i)
+            TestMeshes::AddElement(mesh, {hub, mesh.AddPoint(3 * i + 1, 1, 0), mesh.AddPoint(3 * i + 2, 0, 1),
+                                          mesh.AddPoint(3 * i + 3, 1, 1)});
+        MStlFeature feature;
+        MMeshConvertTetToGraphOperator convert(mesh, feature);
+        std::clock_t const start = std::clock();
+        convert.SetOnlyInteriorEdges(false);
+        EXPECT_TRUE(convert.Operate());
+        double const seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+        EXPECT_EQ(feature.GetGraph(0)->NumberOfEdges(), static_cast<std::uint64_t>(6 * n));
+        return seconds;
+    };
+    EXPECT_LT(seconds_for(40000),
+              10.0 * seconds_for(10000) + 0.05); // 16 times where each edge looks at all others
 }

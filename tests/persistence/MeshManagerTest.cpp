@@ -266,3 +266,56 @@ TEST_F(MeshManager, FoldersOfCrashedProcessesGoWithTheNextStart) {
     EXPECT_EQ(Content(outside / "file"), "stays");
     EXPECT_EQ(FindMeshDifference(m_before, MMeshBase(Mesh())), std::nullopt);
 }
+
+TEST_F(MeshManager, WhatCouldNotBeReadBackStaysInMemory) {
+    MMeshPoint stray;
+    std::vector<std::function<void(MMeshBase&)>> const faults = {
+        [](MMeshBase& mesh) { // of five nodes
+            MMeshPoint* const p = mesh.AddPoint(1, 2, 3);
+            TestMeshes::AddElement(mesh, {p, p, p, p, p});
+        },
+        [&stray](MMeshBase& mesh) {
+            TestMeshes::AddElement(mesh, {&stray, &stray, &stray, &stray});
+        },
+        [&stray](MMeshBase& mesh) { // a copy, with the index of a node
+            stray = *mesh.GetRandomPoint(0);
+            TestMeshes::AddElement(mesh, {&stray, &stray, &stray, &stray});
+        },
+        [](MMeshBase& mesh) { mesh.GetRandomPoint(1)->SetMaskIndex(mesh.GetRandomPoint(0)->GetMaskIndex()); },
+        [](MMeshBase& mesh) { mesh.GetElement(1)->SetMaskIndex(mesh.GetElement(0)->GetMaskIndex()); }};
+    for (std::size_t i = 0; i < faults.size(); ++i) {
+        std::wstring const name = std::to_wstring(i);
+        auto mesh = std::make_unique<MMeshBase>();
+        TestMeshes::FillWithCubes(*mesh, 1);
+        faults[i](*mesh);
+        MLong const elements = mesh->NumberOfElements();
+        ASSERT_TRUE(m_manager.Add(name, std::move(mesh)));
+        ExpectFault(m_manager.SwapOut(name), Manager::NotConsistent);
+        ASSERT_TRUE(m_manager.IsInMemory(name));
+        EXPECT_EQ(m_manager.Get(name)->NumberOfElements(), elements);
+    }
+}
+
+TEST_F(MeshManager, SubVolumesMayBeSortedWhileTheMeshIsOut) {
+    auto filled = std::make_unique<MMeshBase>();
+    MMeshBase& mesh = *filled;
+    TestMeshes::FillWithCubes(mesh, 2);
+    for (wchar_t const* const name : {L"empty", L"a"})
+        mesh.AddSubVolume()->SetName(name);
+    for (std::uint64_t i = 0; i < 10; ++i)
+        mesh.GetMainSubVolume()->MoveElement(*mesh.GetElement(i), mesh.BeginSubVolume()[2].get());
+    auto const names = [&mesh] {
+        std::vector<std::wstring> of_elements;
+        for (MMeshElement const& e : mesh.Elements())
+            of_elements.push_back(mesh.GetSubVolume(e)->GetName());
+        return of_elements;
+    };
+    auto const before = names();
+    ASSERT_TRUE(m_manager.Add(L"sorted", std::move(filled)) && m_manager.SwapOut(L"sorted"));
+    mesh.RemoveEmptySubVolumes();
+    mesh.SortSubvolumes(MMeshBase::SortByName, MMeshBase::Descending);
+    mesh.AddSubVolume();
+    ASSERT_TRUE(m_manager.Get(L"sorted"));
+    EXPECT_EQ(names(), before);
+    EXPECT_EQ(mesh.GetMainSubVolume()->GetName(), L"a");
+}

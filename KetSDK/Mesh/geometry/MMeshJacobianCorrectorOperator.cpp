@@ -165,7 +165,7 @@ void MMeshJacobianCorrectorOperator::PassOverRatios(Run& run) {
         if (IsQuadratic(e) && run.MayHaveChanged(e, pass)) {
             Tetrahedron10Base<MLong> t(&e, true);
             ratio = t.JacobianRatio();
-            if (IsBad(ratio) && run.mid_nodes.AreProperIn(e) && Straighten(t)) {
+            if (IsBad(ratio) && run.mid_nodes.HasProperIn(e) && Straighten(t, run, e)) {
                 run.WriteMidNodes(e, t, pass);
                 run.modified[n] = true;
                 ++m_modified_in_pass;
@@ -179,13 +179,16 @@ void MMeshJacobianCorrectorOperator::PassOverRatios(Run& run) {
     });
 }
 
-// Pulls the mid nodes of a bad element back until it is good; false when even its straight form is not
+// Pulls the proper mid nodes of a bad element back until it is good; false when even its straight form is not
 // well inside the thresholds. Every shape is judged after rounding, so that what is written is good.
 template <typename Tetrahedron>
-bool MMeshJacobianCorrectorOperator::Straighten(Tetrahedron& t) {
-    auto const keeping = [&t](double fraction) {
+bool MMeshJacobianCorrectorOperator::Straighten(Tetrahedron& t, Run const& run, MMeshElement const& e) {
+    auto const keeping = [&](double fraction) {
         Tetrahedron shrunk(t);
         shrunk.ShrinkMidEdges(fraction);
+        for (unsigned int m = 0; m < MidNodes::OfElement; ++m)
+            if (!run.mid_nodes.IsProper(*e.GetNode(4 + m)))
+                shrunk.SetMidVertex(m, t.GetMidVertex(m));
         return shrunk;
     };
     double const straight = keeping(0.0).JacobianRatio();

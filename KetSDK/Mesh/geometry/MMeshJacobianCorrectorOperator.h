@@ -5,6 +5,8 @@
 
 #include <cfloat>
 
+class MMeshElement;
+
 // Repairs a mesh of ten-node tetrahedra in place: where the curved shape of an element is bad, its
 // mid-edge nodes are pulled back towards the middles of their straight edges, as little as needed.
 // First every mid node that stands too far across its edge, then, in passes until one finds nothing to
@@ -12,11 +14,11 @@
 // spoil its neighbours; the next pass sees to them.
 //
 // Corners never move. Elements of other kinds are left alone. So are elements that are bad even when
-// straight, and those with a node that is no proper mid node, being a corner too or lying on different
-// edges. Whatever moves comes closer to its straight position on a grid of integers, so the passes end,
-// and a second run finds nothing to do.
-// Box and coordinate index of the mesh follow. Reads no settings, reports no progress. Copies take all
-// settings and results along. One thread at a time uses the operator and its mesh.
+// straight. A node that is no proper mid node, being a corner too or lying on different edges, never moves:
+// an element that has such nodes is straightened by its other ones. Whatever moves comes closer to its
+// straight position on a grid of integers, so the passes end, and a second run finds nothing to do. Box and
+// coordinate index of the mesh follow. Reads no settings, reports no progress. Copies take all settings and
+// results along. One thread at a time uses the operator and its mesh.
 class KETSDK_MESH_API MMeshJacobianCorrectorOperator : public MMeshOperator {
 public:
     MMeshJacobianCorrectorOperator() = default;
@@ -84,7 +86,7 @@ private:
     void CountOuterElements(Run& run);
     void PassOverRatios(Run& run);
     template <typename Tetrahedron>
-    bool Straighten(Tetrahedron& t);
+    bool Straighten(Tetrahedron& t, Run const& run, MMeshElement const& e);
     void CloseStatistics(Run const& run);
     bool IsBad(double ratio) const noexcept { return ratio < m_min_ratio || ratio > m_max_ratio; }
 

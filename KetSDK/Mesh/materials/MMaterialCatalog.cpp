@@ -148,6 +148,10 @@ MMeshMaterial* MMaterialCatalog::Store(std::shared_ptr<MMeshMaterial> const& mat
 }
 
 unsigned int MMaterialCatalog::NextFreeID() const {
+    // Mostly none is missing, and the next one follows without a search.
+    auto const taken = static_cast<unsigned int>(m_materials.size() - m_materials.count(0));
+    if (!m_materials.empty() && m_materials.rbegin()->first == taken)
+        return taken + 1;
     unsigned int candidate = 1; // 0 is never handed out
     for (auto const& [id, material] : m_materials) {
         if (candidate < id) {

@@ -330,7 +330,7 @@ void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, Materia
         if (i == materials.size())
             return;
         AssignedMaterial& material = materials[i];
-        double const volume = std::fabs(GetElementVolume(e));
+        double const volume = std::fabs(GetCurvedElementVolume(e));
         double const grey = grey_values ? grey_values->GetValue(e) : 0.0;
         double const density = material.source != Source::Law ? material.density
                                : how.densities                ? how.densities->GetValue(e)

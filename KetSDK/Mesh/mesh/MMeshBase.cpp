@@ -49,9 +49,8 @@ MMeshBase::MMeshBase(MMeshBase const& other)
 
 MMeshBase& MMeshBase::operator=(MMeshBase const& other) {
     if (this != &other) {
-        ClearMesh();
-        RemoveCorrespondenceMapper();
-        CopyFrom(other);
+        MMeshBase copy(other); // before anything here changes
+        TakeContent(copy);
     }
     return *this;
 }
@@ -285,8 +284,11 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, 
     sub_mesh->GetMainSubVolume()->SetName(sub_volume.GetName());
     sub_mesh->GetMainSubVolume()->SetMatID(sub_volume.GetMatID());
 
-    // The node of the new mesh for each node of this mesh, so that each is entered once.
-    std::vector<MMeshPoint*> entered(static_cast<std::size_t>(m_points->GetNumPoints()), nullptr);
+    // The sub-volume may be one of another mesh, or of none any more.
+    MMeshBase const* const source_mesh = sub_volume.GetParent();
+    // The node of the new mesh for each node of that mesh, so that each is entered once.
+    std::vector<MMeshPoint*> entered(
+        source_mesh ? static_cast<std::size_t>(source_mesh->NumberOfPoints()) : 0, nullptr);
     std::vector<MMeshPoint*> nodes;
     MMeshElementMaskContainer::CopiedElements copies;
     if (origins)
@@ -314,7 +316,8 @@ MMeshBase* MMeshBase::GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume, 
         if (origins)
             origins->elements.push_back(static_cast<MLong>(it.GetPosition()));
     }
-    sub_mesh->m_element_masks->CopyBuiltInMasks(*m_element_masks, copies, false);
+    if (source_mesh)
+        sub_mesh->m_element_masks->CopyBuiltInMasks(*source_mesh->m_element_masks, copies, false);
     return sub_mesh.release();
 }
 
@@ -324,15 +327,15 @@ std::uint64_t MMeshBase::RemoveEmptySubVolumes() {
     for (auto const& sub_volume : m_subvolumes) {
         if (sub_volume->m_element_count <= 0)
             continue;
-        int const position = static_cast<int>(kept.size());
-        new_number[sub_volume->GetID()] = position;
-        sub_volume->SetID(position);
+        new_number[sub_volume->GetID()] = static_cast<int>(kept.size());
         kept.push_back(sub_volume);
     }
-    std::uint64_t const removed = m_subvolumes.size() - kept.size();
+    // From here on nothing throws.
     RenumberElements(new_number);
-    m_subvolumes = std::move(kept);
-    return removed;
+    for (std::size_t i = 0; i < kept.size(); ++i)
+        kept[i]->SetID(static_cast<int>(i));
+    m_subvolumes.swap(kept);
+    return kept.size() - m_subvolumes.size();
 }
 
 void MMeshBase::SortSubvolumes(SubvolumesSortMode mode, SortDirection direction) {
@@ -356,13 +359,14 @@ void MMeshBase::SortSubvolumes(SubvolumesSortMode mode, SortDirection direction)
     });
 
     std::map<int, int> new_number;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        MMeshSubVolume& sub_volume = *sorted[i].second;
-        new_number[sub_volume.GetID()] = static_cast<int>(i);
-        sub_volume.SetID(static_cast<int>(i));
-        m_subvolumes[i] = sorted[i].second;
-    }
+    for (std::size_t i = 0; i < sorted.size(); ++i)
+        new_number[sorted[i].second->GetID()] = static_cast<int>(i);
+    // From here on nothing throws.
     RenumberElements(new_number);
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        sorted[i].second->SetID(static_cast<int>(i));
+        m_subvolumes[i].swap(sorted[i].second);
+    }
 }
 
 void MMeshBase::RenumberElements(std::map<int, int> const& new_number) {
@@ -382,14 +386,18 @@ void MMeshBase::RenumberElements(std::map<int, int> const& new_number) {
 // Whole mesh
 
 void MMeshBase::ClearMesh() {
+    // What can run out of memory comes first.
+    std::unique_ptr<MMeshPointMaskContainer> point_masks(new MMeshPointMaskContainer(this));
+    std::unique_ptr<MMeshElementMaskContainer> element_masks(new MMeshElementMaskContainer);
     m_neighbors->Disable();
-    m_point_masks.reset(new MMeshPointMaskContainer(this));
+    m_point_masks.swap(point_masks);
+    point_masks.reset();
     m_points->Clear();
     m_elements->Clear();
     m_box.SetEmpty();
     m_has_grey_values = false;
     m_has_volume_index = false;
-    m_element_masks.reset(new MMeshElementMaskContainer);
+    m_element_masks.swap(element_masks);
     m_catalog.Clear();
     m_subvolumes.clear();
 }
@@ -423,25 +431,35 @@ void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements
 void MMeshBase::TakeContent(MMeshBase& other) {
     if (this == &other)
         return;
-    ClearMesh();
+    // What can run out of memory comes first: the mask containers that the other mesh is left with, and the
+    // catalog, which is copied as a whole or not at all.
+    std::unique_ptr<MMeshPointMaskContainer> point_masks(new MMeshPointMaskContainer(&other));
+    std::unique_ptr<MMeshElementMaskContainer> element_masks(new MMeshElementMaskContainer);
+    CopyMetadata(other);
+
+    m_neighbors->Disable();
     other.m_neighbors->Disable();
     RemoveCorrespondenceMapper();
     other.RemoveCorrespondenceMapper();
-
+    m_points->Clear();
+    m_elements->Clear();
     m_points.swap(other.m_points);
     m_elements.swap(other.m_elements);
-    m_point_masks.swap(other.m_point_masks);
-    std::swap(m_point_masks->m_mesh, other.m_point_masks->m_mesh);
-    for (MDataMaskBase<MMeshPoint>* const mask : m_point_masks->GetMasks())
+    m_point_masks = std::exchange(other.m_point_masks, std::move(point_masks));
+    m_point_masks->m_mesh = this;
+    for (MDataMaskBase<MMeshPoint>* const mask : m_point_masks->Masks())
         if (auto* const named = dynamic_cast<MMeshMask*>(mask))
             named->m_mesh = this;
-    m_element_masks.swap(other.m_element_masks);
-    CopyMetadata(other);
+    m_element_masks = std::exchange(other.m_element_masks, std::move(element_masks));
     m_box = other.m_box;
     m_subvolumes.swap(other.m_subvolumes);
     for (auto const& sub_volume : m_subvolumes)
         sub_volume->SetParent(this);
-    other.ClearMesh();
+
+    other.m_box.SetEmpty();
+    other.m_has_grey_values = other.m_has_volume_index = false;
+    other.m_catalog.Clear();
+    other.m_subvolumes.clear();
 }
 
 void MMeshBase::CopyMetadata(MMeshBase const& other) {
@@ -496,7 +514,7 @@ bool MMeshBase::IsValid() const noexcept {
 
 std::size_t MMeshBase::MemoryUsed() const {
     return m_points->MemoryUsed() + m_elements->MemoryUsed() + m_point_masks->MemoryUsed() +
-           m_element_masks->MemoryUsed();
+           m_element_masks->MemoryUsed() + m_neighbors->MemoryUsed();
 }
 
 // Materials

@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -30,6 +31,8 @@ public:
     void Enable();
     void Disable();
     bool IsEnabled() const noexcept { return m_incident != nullptr; }
+    // Bytes held by the lists, without the node mask that says where they lie.
+    std::size_t MemoryUsed() const noexcept { return m_blocks.capacity() * sizeof(Block); }
     MMeshBase* GetParentMesh() const noexcept { return m_parent; }
 
     // The element across face f (a row of descr_triangle_point) of e; null on the boundary and for

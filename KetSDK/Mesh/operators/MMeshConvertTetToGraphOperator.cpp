@@ -8,6 +8,7 @@
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <tsl/robin_map.h>
+#include <tsl/robin_set.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -61,6 +62,7 @@ public:
         ++m_graph_number;
         m_ends.clear();
         m_more.resize(1);
+        m_many.clear();
     }
 
     // Fetches ahead what AddVertex and AddEdge read; the node must have been fetched before.
@@ -97,12 +99,14 @@ private:
         std::uint32_t more = 0;
     };
 
+    static constexpr unsigned int MostLookedAt = 16; // of Ends from one vertex
+
     static std::size_t Place(MMeshPoint const& node) { return static_cast<std::size_t>(node.GetIndex()); }
 
     // False when the edge is there.
     bool Enter(std::uint32_t low, std::uint32_t high) {
         Ends* ends = &m_ends[low];
-        while (true) {
+        for (unsigned int looked_at = 0; looked_at < MostLookedAt; ++looked_at) {
             for (std::uint32_t& vertex : ends->vertex) {
                 if (vertex == high)
                     return false;
@@ -118,6 +122,7 @@ private:
             }
             ends = &m_more[ends->more];
         }
+        return m_many.insert(std::uint64_t{low} << 32 | high).second;
     }
 
     MStlGraph* m_graph = nullptr;
@@ -125,6 +130,7 @@ private:
     std::vector<Vertex> m_vertices; // by node
     std::vector<Ends> m_ends;       // by vertex
     std::vector<Ends> m_more = std::vector<Ends>(1);
+    tsl::robin_set<std::uint64_t> m_many; // the edges beyond those, of vertices that have very many
 };
 
 // Fetches what the elements behind number i read, step by step: they, their nodes and their vertices lie

@@ -90,24 +90,46 @@ private:
 // Writes faces into the surfaces of a container, which are made and named as they are first needed.
 class SurfaceWriter {
 public:
-    SurfaceWriter(MStlBase& stl, MMeshBase const& mesh, MSurfaceOrigins* origins)
+    SurfaceWriter(MStlBase& stl, MMeshBase const& mesh, MSurfaceOrigins* origins, bool curved)
         : m_stl(stl)
+        , m_curved(curved)
         , m_record(origins, stl)
         , m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
 
     void Write(MMeshElement const& e, std::size_t index, TakenFace const& taken) {
         MStlSurface& surface = Surface(taken.id, taken.other);
-        ElementFace const& corners = FacesOfElement(e.GetNodeCount())[taken.face];
-        for (unsigned int last = 2; last < corners.corners; ++last)
-            if (WriteTriangle(surface, *e.GetNode(corners.node[0]), *e.GetNode(corners.node[last - 1]),
-                              *e.GetNode(corners.node[last])))
+        ElementFace const& face = FacesOfElement(e.GetNodeCount())[taken.face];
+        auto const write = [&](unsigned char a, unsigned char b, unsigned char c) {
+            if (WriteTriangle(surface, *e.GetNode(a), *e.GetNode(b), *e.GetNode(c)))
                 m_record.AddTriangle(static_cast<MLong>(index), e.GetNodeCount(),
-                                     NodesOnFace(e.GetNodeCount(), corners));
+                                     NodesOnFace(e.GetNodeCount(), face));
+        };
+        unsigned char const a = face.node[0], b = face.node[1], c = face.node[2];
+        if (m_curved && e.GetNodeCount() == 10) {
+            unsigned char const ab = MidNodeOf(a, b), bc = MidNodeOf(b, c), ca = MidNodeOf(c, a);
+            unsigned char const quarters[4][3] = {{a, ab, ca}, {ab, b, bc}, {ca, bc, c}, {ab, bc, ca}};
+            for (auto const& quarter : quarters)
+                write(quarter[0], quarter[1], quarter[2]);
+            return;
+        }
+        for (unsigned int last = 2; last < face.corners; ++last)
+            write(face.node[0], face.node[last - 1], face.node[last]);
     }
     // To be called after the last face.
     void Finish() { m_record.Finish(); }
 
 private:
+    // The mid-edge node between two corners of a ten-node tetrahedron.
+    static unsigned char MidNodeOf(unsigned char a, unsigned char b) noexcept {
+        unsigned char mid = 4;
+        for (auto const& ends : MMeshElementDescriptor::descr_tet4_tet10_point) {
+            if ((ends[0] == a && ends[1] == b) || (ends[0] == b && ends[1] == a))
+                break;
+            ++mid;
+        }
+        return mid;
+    }
+
     MStlSurface& Surface(int id, int other) {
         MStlSurface*& surface = m_surfaces[{id, other}];
         if (!surface) {
@@ -147,6 +169,7 @@ private:
     }
 
     MStlBase& m_stl;
+    bool m_curved;
     SurfaceRecord m_record;
     std::map<std::pair<int, int>, MStlSurface*> m_surfaces;
     std::vector<MStlPoint*> m_points;
@@ -165,7 +188,7 @@ bool MMeshExtractStlSurfaceOperator::Operate() {
     mesh->GetNeighborsInfo()->Enable();
 
     TakenFaces faces(*mesh, m_extract_interfaces);
-    SurfaceWriter writer(*m_stl, *mesh, m_origins);
+    SurfaceWriter writer(*m_stl, *mesh, m_origins, m_curved);
     std::size_t index = 0;
     for (MMeshElement const& e : mesh->Elements()) {
         for (TakenFace const& taken : faces.Of(index))

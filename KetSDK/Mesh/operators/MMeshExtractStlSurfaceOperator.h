@@ -12,7 +12,8 @@ struct MSurfaceOrigins;
 // other), seen from the element of the lower number. Surfaces follow one another in the order in which
 // the walk over the elements first meets them. Triangles wind outwards for correctly oriented elements.
 //
-// Tetrahedra give their four faces (those of ten nodes their corner faces); hexahedra and wedges give
+// Tetrahedra give their four faces (those of ten nodes their corner faces, or, where that is
+// set, each face as four triangles on its mid-edge nodes, too); hexahedra and wedges give
 // their true boundary, each quadrilateral as two triangles along the diagonal at which the element is
 // cut into tetrahedra. Elements in no sub-volume count as sub-volume -1.
 // A face that collapses gives no triangle.
@@ -36,6 +37,10 @@ public:
     void SetExtractInterfacesBetweenSubVolumes(bool extract) noexcept { m_extract_interfaces = extract; }
     bool GetExtractInterfacesBetweenSubVolumes() const noexcept { return m_extract_interfaces; }
 
+    // Whether the faces of ten-node tetrahedra are cut into four at their mid-edge nodes; false unless set.
+    void SetCurved(bool curved) noexcept { m_curved = curved; }
+    bool GetCurved() const noexcept { return m_curved; }
+
     // Where to record what surfaces, triangles and points came from: the sub-volumes inside and outside of
     // each surface among it. Null, as at first, records nothing. Borrowed.
     void SetOrigins(MSurfaceOrigins* origins) noexcept { m_origins = origins; }
@@ -47,4 +52,5 @@ private:
     MStlBase* m_stl = nullptr;
     MSurfaceOrigins* m_origins = nullptr;
     bool m_extract_interfaces = false;
+    bool m_curved = false;
 };

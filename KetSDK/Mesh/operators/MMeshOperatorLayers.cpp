@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 
 #include <cstdint>
@@ -107,6 +108,7 @@ bool MMeshOperatorLayers::Operate() {
     MMeshBase* const mesh = GetMesh();
     if (!mesh)
         return false;
+    mesh->GetNeighborsInfo()->Enable(); // for callers, who count on it
     m_layers = std::make_unique<LayerMask>(0);
     mesh->GetElementMasks()->RegisterMask(m_layers.get());
 

@@ -14,8 +14,8 @@
 // meet is no boundary, and a face that collapses to fewer than three corners is none.
 //
 // Takes every kind of element, also mixed. Changes nothing in the mesh but the masks registered with
-// it, and needs no neighbour information. Reads no settings, reports no progress. One thread at a time
-// uses the operator and its mesh.
+// it. Enables its neighbour information and leaves it enabled, as callers expect. Reads no settings, reports
+// no progress. One thread at a time uses the operator and its mesh.
 class KETSDK_MESH_API MMeshOperatorLayers : public MMeshOperator {
 public:
     using LayerMask = MDataMask<MMeshElement, MLong>;

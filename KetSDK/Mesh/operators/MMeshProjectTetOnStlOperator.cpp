@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -51,8 +52,9 @@ struct Shape {
     double corners; // six times the volume of the tetrahedron of the corners
     double least;   // the smallest determinant of the curved shape; the same for a linear element
     bool good;
+    double quality = 0.0; // the scaled Jacobian of the corners, where it counts
 
-    explicit Shape(MMeshElement const& e) {
+    Shape(MMeshElement const& e, bool with_quality) {
         // What rounding makes of the determinant of a flat element is smaller by far.
         constexpr double flat = 1e-12;
         Vector const origin(PositionOf(*e.GetNode(0)));
@@ -63,11 +65,17 @@ struct Shape {
         least = IsQuadratic(e) ? Tetrahedron10Base<MLong>(&e, true).MinJacobianDeterminant() : corners;
         good = std::min(corners, least) >
                flat * std::sqrt(a.SquaredLength() * b.SquaredLength() * c.SquaredLength());
+        if (with_quality) // in model units, as metrics have it: to the last bit
+            quality = TetrahedronBase<double>(&e).QualityScaledJacobian();
     }
 
     // Whether the element may be changed to that of another shape.
     bool MayBecome(Shape const& other) const noexcept {
         return other.good || (!good && other.corners >= corners && other.least >= least);
+    }
+    // Whether that falls below a smallest quality, or further below it.
+    bool IsTooPoor(Shape const& other, double least_quality) const noexcept {
+        return other.quality < std::min(quality, least_quality);
     }
 };
 
@@ -80,6 +88,7 @@ struct MMeshProjectTetOnStlOperator::Move {
     Position from;
     Position target;
     State state;
+    bool limited = false; // the last time that it was tried, the smallest quality alone forbade the whole way
 
     // Where the node stands after a part of the way.
     Position At(double fraction) const noexcept {
@@ -90,9 +99,10 @@ struct MMeshProjectTetOnStlOperator::Move {
 // Carries moves out, one after another.
 class MMeshProjectTetOnStlOperator::Mover {
 public:
-    Mover(MMeshBase& mesh, std::vector<Move>& moves)
+    Mover(MMeshBase& mesh, std::vector<Move>& moves, double min_quality)
         : m_mesh(mesh)
-        , m_moves(moves) {
+        , m_moves(moves)
+        , m_min_quality(min_quality) {
         FindElements(mesh);
         if (std::ranges::any_of(mesh.Elements(), IsQuadratic)) {
             m_mid_nodes.emplace(mesh);
@@ -157,7 +167,10 @@ private:
             Position const to = move.At(fraction);
             if (to == move.from)
                 return;
-            if (Try(i, to)) {
+            Verdict const verdict = Try(i, to);
+            if (fraction == 1.0)
+                move.limited = verdict == Verdict::TooPoor;
+            if (verdict == Verdict::Fine) {
                 move.state = to == move.target ? Move::Done : Move::Shortened;
                 return;
             }
@@ -171,7 +184,9 @@ private:
             if (m_moves[i].state != Move::Held && m_moves[i].state != Move::Shortened)
                 continue;
             LookAt(i);
-            if (Try(i, m_moves[i].target)) {
+            Verdict const verdict = Try(i, m_moves[i].target);
+            m_moves[i].limited = verdict == Verdict::TooPoor;
+            if (verdict == Verdict::Fine) {
                 m_moves[i].state = Move::Done;
                 any = true;
             }
@@ -191,7 +206,7 @@ private:
         m_shapes.clear();
         m_following.clear();
         for (MMeshElement const* const e : ElementsOf(i)) {
-            m_shapes.emplace_back(*e);
+            m_shapes.emplace_back(*e, m_min_quality > 0.0);
             if (IsQuadratic(*e))
                 AddFollowing(*e, m_moves[i].node);
         }
@@ -210,21 +225,33 @@ private:
         }
     }
 
-    // Puts the node there unless that spoils an element; then nothing changes.
-    bool Try(std::size_t i, Position const& to) {
+    // What a move does to the elements around: worst last.
+    enum class Verdict { Fine, TooPoor, Spoiled };
+
+    // Puts the node there unless an element forbids it; then nothing changes.
+    Verdict Try(std::size_t i, Position const& to) {
         m_undo.clear();
         MoveWithUndo(*m_moves[i].node, to);
         for (MidNode const& m : m_following)
             MoveWithUndo(*m.mid, Rounded(Origin(*m.mid) + (Way(*m.a) + Way(*m.b)) / 2.0));
-        auto const elements = ElementsOf(i);
-        for (std::size_t k = 0; k < elements.size(); ++k) {
-            if (m_shapes[k].MayBecome(Shape(*elements[k])))
-                continue;
+        Verdict const verdict = Judge(ElementsOf(i));
+        if (verdict != Verdict::Fine)
             for (auto const& [node, position] : m_undo)
                 MoveTo(*node, position);
-            return false;
+        return verdict;
+    }
+
+    // Holds the elements against what they were.
+    Verdict Judge(std::span<MMeshElement const* const> elements) const {
+        Verdict verdict = Verdict::Fine;
+        for (std::size_t k = 0; k < elements.size(); ++k) {
+            Shape const shape(*elements[k], m_min_quality > 0.0);
+            if (!m_shapes[k].MayBecome(shape))
+                return Verdict::Spoiled;
+            if (m_shapes[k].IsTooPoor(shape, m_min_quality))
+                verdict = Verdict::TooPoor;
         }
-        return true;
+        return verdict;
     }
 
     void MoveWithUndo(MMeshPoint& node, Position const& to) {
@@ -236,6 +263,7 @@ private:
 
     MMeshBase& m_mesh;
     std::vector<Move>& m_moves;
+    double m_min_quality;
     std::vector<std::size_t> m_first; // by move: the first of its elements, and where the last one's end
     std::vector<MMeshElement const*> m_elements;
     // With quadratic elements: their mid nodes, and where every node stood at first.
@@ -273,10 +301,11 @@ bool MMeshProjectTetOnStlOperator::Operate() {
     m_counts = {};
     if (!CanRun())
         return false;
+    GetMesh()->GetNeighborsInfo()->Enable(); // for callers, who count on it
     std::vector<MMeshPoint*> const nodes = FindNodes();
     IncrementalProgressReporter reporter(m_delegate, "Moving boundary", 2 * nodes.size(), true);
     std::vector<Move> moves = FindMoves(nodes, reporter);
-    if (moves.size() < nodes.size() || !Mover(*GetMesh(), moves).Run(reporter))
+    if (moves.size() < nodes.size() || !Mover(*GetMesh(), moves, m_min_quality).Run(reporter))
         return false;
     Count(moves);
     if (m_counts.moved + m_counts.shortened > 0)
@@ -286,7 +315,7 @@ bool MMeshProjectTetOnStlOperator::Operate() {
 
 bool MMeshProjectTetOnStlOperator::CanRun() {
     return GetMesh() && m_stl && m_stl->NumberOfTriangles() > 0 && std::isfinite(m_distance) &&
-           m_distance >= 0.0 && HasTetrahedraOnly(*GetMesh());
+           m_distance >= 0.0 && m_min_quality >= 0.0 && m_min_quality <= 1.0 && HasTetrahedraOnly(*GetMesh());
 }
 
 std::vector<MMeshProjectTetOnStlOperator::Move>
@@ -321,6 +350,7 @@ void MMeshProjectTetOnStlOperator::Count(std::vector<Move> const& moves) {
                                       &m_counts.shortened, &m_counts.moved};
     for (Move const& move : moves) {
         ++*counter[move.state];
+        m_counts.limited += move.limited;
         double const length = (Vector(PositionOf(*move.node)) - Vector(move.from)).Length() / Unit;
         m_counts.largest_move = std::max(m_counts.largest_move, length);
     }

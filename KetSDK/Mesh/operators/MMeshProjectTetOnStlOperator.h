@@ -29,9 +29,9 @@ class MStlBase;
 // that would make it worse.
 //
 // Nodes move one after another in node order, the result is the same on any number of threads. A node that
-// is a mid-edge node of different edges stays, one that is a corner as well moves as a corner. Neighbour
-// information and mappings stay valid; box and coordinate index of the mesh follow. Reads no settings. One
-// thread at a time uses operator, mesh and surface.
+// is a mid-edge node of different edges stays, one that is a corner as well moves as a corner. The
+// neighbour information is enabled and left so; it and mappings stay valid. Box and coordinate index of the
+// mesh follow. Reads no settings. One thread at a time uses operator, mesh and surface.
 class KETSDK_MESH_API MMeshProjectTetOnStlOperator : public MMeshOperator {
 public:
     MMeshProjectTetOnStlOperator() = default;
@@ -48,6 +48,10 @@ public:
     // Whether the nodes between sub-volumes move as well; false unless set.
     void SetInterfaces(bool interfaces) noexcept { m_interfaces = interfaces; }
     bool GetInterfaces() const noexcept { return m_interfaces; }
+    // The scaled Jacobian of the corners, 0 to 1, below which no move may bring an element; one that is below
+    // it already may not get worse. 0, as at first, asks for good elements alone.
+    void SetMinQuality(double quality) noexcept { m_min_quality = quality; }
+    double GetMinQuality() const noexcept { return m_min_quality; }
     // Whether the nearest points are looked for on several threads, as many as the task arena of the caller
     // has; false unless set.
     void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
@@ -64,7 +68,7 @@ public:
 
     // Moves the nodes. False, with nothing changed and no counts, without a mesh or a surface with
     // triangles, for a mesh with elements other than tetrahedra of four or ten nodes, for a distance that is
-    // negative or no finite number, and when the user cancelled.
+    // negative or no finite number, for a smallest quality beyond 0 to 1, and when the user cancelled.
     bool Operate() override;
 
     // What the last run did. Every node that it looked at counts once, as moved, shortened or left.
@@ -78,6 +82,8 @@ public:
     std::uint64_t GetNbFar() const noexcept { return m_counts.far; }
     std::uint64_t GetNbOnSurface() const noexcept { return m_counts.on_surface; }
     std::uint64_t GetNbHeld() const noexcept { return m_counts.held; }
+    // Of those shortened and held, the nodes that the smallest quality alone keeps from the surface.
+    std::uint64_t GetNbLimited() const noexcept { return m_counts.limited; }
     // How far a corner node was moved at most, in model units.
     double GetLargestMove() const noexcept { return m_counts.largest_move; }
 
@@ -88,6 +94,7 @@ private:
         std::uint64_t far = 0;
         std::uint64_t on_surface = 0;
         std::uint64_t held = 0;
+        std::uint64_t limited = 0;
         double largest_move = 0.0;
     };
     struct Move;
@@ -101,6 +108,7 @@ private:
 
     MStlBase* m_stl = nullptr;
     double m_distance = 0.0;
+    double m_min_quality = 0.0;
     bool m_interfaces = false;
     bool m_parallel = false;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;

@@ -96,6 +96,8 @@ bool MMeshBaseManager::SwapOut(std::wstring const& name) {
     if (!entry->file.IsEmpty())
         return Report(NoFault);
     try {
+        if (!MeshSwap::CanBeRestored(*entry->mesh))
+            return Report(NotConsistent);
         return Report(WriteOne(*entry) ? NoFault : CannotWrite);
     } catch (std::bad_alloc const&) {
         return Report(NoMemory);
@@ -151,6 +153,7 @@ bool MMeshBaseManager::Report(Fault fault) noexcept {
 bool MMeshBaseManager::WriteOne(Entry& entry) {
     MFileName const path = GetFolder() / (std::to_string(m_files++) + ".mesh");
     MFileName const beside = path.WithExtension(".part");
+    entry.sub_volumes = MeshSwap::SubVolumesOf(*entry.mesh);
     Checksum checksum;
     MFile file(beside, MFile::Mode::Write);
     file.SetObserver(&checksum);
@@ -187,7 +190,7 @@ MMeshBaseManager::Fault MMeshBaseManager::BringBack(Entry& entry) noexcept {
         if (*hash != entry.hash)
             return FileChanged;
         MFile file(entry.file, MFile::Mode::Read);
-        MeshSwap::Restore(*entry.mesh, file);
+        MeshSwap::Restore(*entry.mesh, file, entry.sub_volumes);
     } catch (std::bad_alloc const&) {
         return NoMemory;
     } catch (std::runtime_error const&) {

@@ -19,7 +19,8 @@
 // the meantime. Nodes and elements come back with their order, mask indices and built-in values at other
 // addresses: whoever holds pointers to them, to built-in masks or to iterators takes new ones. Neighbour
 // information, the neighbour mask and the correspondence mapper are gone and are made anew by who needs them.
-// While it is out, a mesh has no nodes and no elements, and none may be added.
+// While it is out, a mesh has no nodes and no elements, and none may be added. Its sub-volumes may be sorted,
+// removed and added: elements come back in theirs, under its new number, and in none where it has gone.
 //
 // The files lie in a folder that only this user can read. It goes with the manager; what an earlier run left
 // behind when it crashed goes when a manager is made. Nothing throws but the constructors (and std::bad_alloc
@@ -37,6 +38,9 @@ public:
         FileChanged = 6, // the file is not what was written
         MeshChanged = 7, // nodes or elements were added, or the mesh was cleared, while it was out
         NoMemory = 8,    // too little to bring the mesh back, or to write it
+        // The mesh could not be read back and is still in memory: elements of unknown kinds or with nodes of
+        // no mesh or another one, or nodes or elements that share a mask index.
+        NotConsistent = 9,
     };
     class TempStateSwitch;
 
@@ -77,8 +81,9 @@ public:
 private:
     struct Entry {
         std::unique_ptr<MMeshBase> mesh;
-        MFileName file;         // empty while the mesh is in memory
-        std::uint64_t hash = 0; // of the file
+        MFileName file;                           // empty while the mesh is in memory
+        std::uint64_t hash = 0;                   // of the file
+        std::map<int, std::uint64_t> sub_volumes; // by the number that elements in the file carry: identities
     };
 
     Entry* Lookup(std::wstring const& name) noexcept;

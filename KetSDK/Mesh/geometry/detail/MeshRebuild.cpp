@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 
+#include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 
 #include <algorithm>
@@ -14,6 +15,7 @@ MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigin
     , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()), nullptr)
     , m_origins(origins) {
     target.ClearSubVolumes();
+    target.GetNeighborsInfo()->Disable(); // elements are coming
     if (origins)
         BeginRecord();
 }

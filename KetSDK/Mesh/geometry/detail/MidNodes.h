@@ -52,12 +52,12 @@ public:
     }
 
     bool IsProper(MMeshPoint const& p) const { return m_edges[IndexOf(p)].first >= 0; }
-    // Whether all mid nodes of a ten-node element are proper ones.
-    bool AreProperIn(MMeshElement const& e) const {
+    // Whether some mid node of a ten-node element is a proper one.
+    bool HasProperIn(MMeshElement const& e) const {
+        bool any = false;
         for (unsigned int m = 0; m < OfElement; ++m)
-            if (m_edges[IndexOf(*e.GetNode(4 + m))] == Improper)
-                return false;
-        return true;
+            any |= IsProper(*e.GetNode(4 + m));
+        return any;
     }
 
     // Calls visit(mid node, one end of its edge, the other).

@@ -19,7 +19,7 @@ __extension__ using Wide = __int128; // determinants of differences of 32-bit co
 using Position = MMVector<MLong, 3>;
 using Vector = MMVector<double, 3>;
 
-Position PositionOf(MMeshPoint const& p) noexcept {
+Position PositionOfCorner(MMeshPoint const& p) noexcept {
     return {p.x, p.y, p.z};
 }
 
@@ -222,7 +222,7 @@ ElementToCut::Triangles ElementToCut::Boundary() const {
 }
 
 bool ElementToCut::IsGood(ElementCut::Tetrahedron const& t) const {
-    auto const at = [&](std::size_t i) { return PositionOf(*m_element.GetNode(t[i])); };
+    auto const at = [&](std::size_t i) { return PositionOfCorner(*m_element.GetNode(t[i])); };
     unsigned int const bits = 1U << t[0] | 1U << t[1] | 1U << t[2] | 1U << t[3];
     // Between the halves of a warped face there is no room for a tetrahedron that deserves the name.
     bool const is_flat = std::ranges::any_of(m_faces, [bits](Face const& face) {
@@ -267,7 +267,7 @@ ElementCut ElementToCut::CutFromSmallest(Triangles const& boundary) const {
 }
 
 ElementCut ElementToCut::CutFromInside(Triangles const& boundary) const {
-    auto const at = [this](unsigned char corner) { return PositionOf(*m_element.GetNode(corner)); };
+    auto const at = [this](unsigned char corner) { return PositionOfCorner(*m_element.GetNode(corner)); };
     boost::container::static_vector<Plane, 12> planes;
     for (auto const& [a, b, c] : boundary) {
         Vector const on(at(a));
@@ -298,8 +298,8 @@ ElementCut ElementToCut::Cut() const {
         return {
             .tetrahedra = {}, .inside = {}, .positive = true, .turned = false}; // collapsed: nothing is left
     Wide volume = 0;
-    Position const origin = PositionOf(*m_element.GetNode(m_corners.front()));
-    auto const at = [this](unsigned char corner) { return PositionOf(*m_element.GetNode(corner)); };
+    Position const origin = PositionOfCorner(*m_element.GetNode(m_corners.front()));
+    auto const at = [this](unsigned char corner) { return PositionOfCorner(*m_element.GetNode(corner)); };
     for (auto const& [a, b, c] : boundary)
         volume += Determinant(origin, at(a), at(b), at(c));
     bool const inverted = volume < 0;

@@ -86,7 +86,60 @@ void Reenter(Masks& masks, Container& objects) {
             masks.ReenterObject(object);
 }
 
+// What became of the numbers of sub-volumes: none when nothing has changed, -1 for those that have gone.
+std::map<int, int> NewNumbers(std::map<int, std::uint64_t> const& before, MMeshBase const& mesh) {
+    std::map<std::uint64_t, int> number_of;
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
+        number_of.emplace((*it)->GetUniqueID(), (*it)->GetID());
+    std::map<int, int> changed;
+    for (auto const& [number, identity] : before) {
+        auto const found = number_of.find(identity);
+        if (int const now = found == number_of.end() ? -1 : found->second; now != number)
+            changed[number] = now;
+    }
+    return changed;
+}
+
+// Whether those that have a mask index have one of their own, within the masks.
+template <typename Masks, typename Container>
+bool HaveOwnIndices(Masks const& masks, Container const& objects) {
+    std::vector<bool> taken(static_cast<std::size_t>(masks.GetCapacity()));
+    for (auto const& object : objects) {
+        if (object.GetMaskIndex() == MDataMaskIndex::NotRegistered)
+            continue;
+        auto const index = static_cast<std::size_t>(object.GetMaskIndex());
+        if (index >= taken.size() || taken[index])
+            return false;
+        taken[index] = true;
+    }
+    return true;
+}
+
+// Whether the nodes of all elements are those of the mesh, and no copies of them.
+bool OwnsItsNodes(MMeshBase const& mesh) {
+    bool all = true;
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+            all &=
+                &*mesh.GetRandomPoint(static_cast<std::uint64_t>(e.GetNode(i)->GetIndex())) == e.GetNode(i);
+    });
+    return all;
+}
+
 } // namespace
+
+bool MeshSwap::CanBeRestored(MMeshBase const& mesh) {
+    return mesh.IsConsistent() && OwnsItsNodes(mesh) &&
+           HaveOwnIndices(*mesh.GetPointMasks(), NodesOf{const_cast<MMeshBase&>(mesh)}) &&
+           HaveOwnIndices(*mesh.GetElementMasks(), mesh.Elements());
+}
+
+std::map<int, std::uint64_t> MeshSwap::SubVolumesOf(MMeshBase const& mesh) {
+    std::map<int, std::uint64_t> identities;
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
+        identities.emplace((*it)->GetID(), (*it)->GetUniqueID());
+    return identities;
+}
 
 void MeshSwap::Write(MMeshBase& mesh, MFile& file) {
     mesh.m_points->SavePointsToFile(&file);
@@ -117,7 +170,8 @@ bool MeshSwap::IsReleased(MMeshBase const& mesh) noexcept {
     return mesh.NumberOfPoints() == 0 && mesh.NumberOfElements() == 0;
 }
 
-void MeshSwap::Restore(MMeshBase& mesh, MFile& file) {
+void MeshSwap::Restore(MMeshBase& mesh, MFile& file, std::map<int, std::uint64_t> const& sub_volumes) {
+    std::map<int, int> const new_number = NewNumbers(sub_volumes, mesh);
     MMeshBase loaded;
     loaded.m_points->LoadPointsFromFile(&loaded, &file);
     loaded.m_elements->LoadElementsFromFile(&loaded, &file);
@@ -136,6 +190,8 @@ void MeshSwap::Restore(MMeshBase& mesh, MFile& file) {
         mesh.m_element_masks->LoadElementMaskFromFile(&mesh, &file);
         mesh.m_point_masks->LoadMeshPointMaskFromFile(&file);
         ThrowUnless(file.BytesLeft() == 0);
+        if (!new_number.empty())
+            mesh.RenumberElements(new_number);
     } catch (...) {
         Release(mesh);
         throw;

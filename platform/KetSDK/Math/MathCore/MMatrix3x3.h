@@ -31,7 +31,8 @@ public:
 
     // Solves M x = b by Cramer's rule. False, with x as it was, when M is singular: when its
     // determinant is no larger than what rounding alone can leave of it, |det| <= 16 eps m0 m1 m2 with
-    // mi the largest entry of row i by magnitude. The test does not depend on the unit of the rows.
+    // mi the largest entry of row i by magnitude. The test does not depend on the unit of the rows: where
+    // their sizes would take it out of the range of numbers, they are scaled.
     // NaN entries are not singular; they give NaN.
     // Always inline: a call costs as much as the solution when the matrix has to be put into memory for it.
     [[gnu::always_inline]] bool Solve(MMVector<double, 3> const& b, MMVector<double, 3>& x) const noexcept {
@@ -42,8 +43,13 @@ public:
         double const a20 = m_rows[2][0], a21 = m_rows[2][1], a22 = m_rows[2][2];
         double const c00 = a11 * a22 - a12 * a21, c01 = a12 * a20 - a10 * a22, c02 = a10 * a21 - a11 * a20;
         double const det = a00 * c00 + a01 * c01 + a02 * c02;
-        if (std::fabs(det) <=
-            noise * LargestOf(a00, a01, a02) * LargestOf(a10, a11, a12) * LargestOf(a20, a21, a22))
+        double const m0 = LargestOf(a00, a01, a02);
+        double const m1 = LargestOf(a10, a11, a12);
+        double const m2 = LargestOf(a20, a21, a22);
+        double const size = m0 * m1 * m2;
+        if ((size < SmallestSize || size > LargestSize) && IsScalable(m0) && IsScalable(m1) && IsScalable(m2))
+            return SolveScaled({m0, m1, m2}, b, x);
+        if (std::fabs(det) <= noise * size)
             return false;
         double const c10 = a21 * a02 - a22 * a01, c11 = a22 * a00 - a20 * a02, c12 = a20 * a01 - a21 * a00;
         double const c20 = a01 * a12 - a02 * a11, c21 = a02 * a10 - a00 * a12, c22 = a00 * a11 - a01 * a10;
@@ -56,6 +62,26 @@ public:
     }
 
 private:
+    // Within these bounds of m0 m1 m2 neither the determinant nor the test comes near the ends of the range
+    // of numbers, unless one row is as far from the others as these bounds are apart.
+    static constexpr double SmallestSize = 1e-200;
+    static constexpr double LargestSize = 1e+200;
+
+    static bool IsScalable(double largest) noexcept { return largest > 0.0 && std::isfinite(largest); }
+    // The same with each row scaled by a power of two, which leaves the solution what it is.
+    [[gnu::noinline]] bool SolveScaled(MMVector<double, 3> const& largest, MMVector<double, 3> const& b,
+                                       MMVector<double, 3>& x) const noexcept {
+        MMatrix3x3 scaled(*this);
+        MMVector<double, 3> right(b);
+        for (std::size_t i = 0; i < 3; ++i) {
+            int const exponent = -std::ilogb(largest[i]);
+            for (std::size_t k = 0; k < 3; ++k)
+                scaled.m_rows[i][k] = std::scalbn(scaled.m_rows[i][k], exponent);
+            right[i] = std::scalbn(right[i], exponent);
+        }
+        return scaled.Solve(right, x);
+    }
+
     static double LargestOf(double x, double y, double z) noexcept {
         x = std::fabs(x);
         y = std::fabs(y);
