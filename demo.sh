@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, makes a mesh of the labels of a real head, turns the sample head mesh, made from a
-# CT image, into named surfaces, measures its elements, repairs its curved sibling, extracts an isosurface, makes a quadratic mesh, and gives its
-# elements densities from the CT image.
+# CT image, into named surfaces, measures its elements, repairs its curved sibling, extracts an isosurface, makes a
+# quadratic mesh, and gives its elements densities from the CT image.
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/setup.sh
