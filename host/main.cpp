@@ -28,7 +28,7 @@ constexpr std::unique_ptr<Command> (*Commands[])() = {
     MakeCheckCommand,   MakeRepairCommand,   MakeOrientCommand,  MakeGrowCommand,    MakeLayersCommand,
     MakeConvertCommand, MakeLabelCommand,    MakeGroupCommand,   MakeMatchCommand,   MakeRemoveCommand,
     MakeSplitCommand,   MakeMergeCommand,    MakeCutCommand,     MakeProjectCommand, MakeMaterialsCommand,
-    MakeColorsCommand,
+    MakeColorsCommand,  MakeExportCommand,   MakeSolveCommand,   MakeResultsCommand,
 };
 
 // An option without its value would otherwise count as not given.

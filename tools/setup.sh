@@ -13,6 +13,7 @@ build_packages=(
     g++ cmake ninja-build
     libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev libxxhash-dev zlib1g-dev
     libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
+    libtomlplusplus-dev libxml2-dev calculix-ccx # the solver that ketmesh solve runs
 )
 clang_packages=(clang libclang-rt-14-dev llvm) # llvm names the functions in what a sanitizer reports
 test_packages=("${clang_packages[@]}" libbenchmark-dev clang-format clang-tidy dpkg-dev python3)

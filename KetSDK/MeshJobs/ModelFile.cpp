@@ -1,5 +1,6 @@
 #include <KetSDK/MeshJobs/ModelFile.h>
 
+#include <KetSDK/MeshJobs/detail/DeckModel.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/GridModel.h>
 #include <KetSDK/MeshVTK/GridFile.h>
@@ -20,6 +21,7 @@ namespace KetSDK::MeshJobs {
 namespace {
 
 constexpr char const* MeshFileEnding = ".kmesh";
+constexpr char const* DeckEnding = ".inp"; // which is read, and written by jobs of its own
 constexpr std::array Endings = {MeshFileEnding, ".vtu", ".vtk"};
 
 // What is wrong with a mesh file, and what would be right.
@@ -44,10 +46,12 @@ std::string DescribeFault(MMeshFileError const& error) {
     return error.what();
 }
 
-// Throws for a name with none of the endings. `use` is what the file is for: "read from" or "written to".
-void CheckFileName(std::string const& path, char const* use) {
-    if (std::ranges::find(Endings, MeshVTK::LowerCaseEnding(path)) == Endings.end())
-        throw MeshVTK::Error(std::string("volume meshes are ") + use + " .kmesh, .vtu and .vtk files only");
+bool IsDeckName(std::string const& path) {
+    return MeshVTK::LowerCaseEnding(path) == DeckEnding;
+}
+
+bool IsModelFileName(std::string const& path) {
+    return std::ranges::find(Endings, MeshVTK::LowerCaseEnding(path)) != Endings.end();
 }
 
 // Throws unless each element is in a sub-volume of the list and each sub-volume has its place in the list as
@@ -122,9 +126,12 @@ bool IsMeshFileName(std::string const& path) {
 
 Model ReadModel(std::string const& path, ReadOptions const& options, Context const& context) {
     return Detail::ForFile(path, [&] {
-        MeshVTK::CheckInputFile(path, ".kmesh, .vtu or .vtk");
-        CheckFileName(path, "read from");
+        MeshVTK::CheckInputFile(path, ".kmesh, .vtu, .vtk or .inp");
+        if (!IsModelFileName(path) && !IsDeckName(path))
+            throw MeshVTK::Error(
+                "volume meshes are read from .kmesh, .vtu and .vtk files and decks (.inp) only");
         Model model = IsMeshFileName(path) ? ReadMeshFile(path, options, context)
+                      : IsDeckName(path)   ? Detail::ReadDeckModel(path, options, context)
                                            : ReadGridFile(path, options, context);
         context.ThrowIfCancelled();
         model.file = path;
@@ -134,7 +141,10 @@ Model ReadModel(std::string const& path, ReadOptions const& options, Context con
 
 MeshVTK::OutputFile OpenModelFile(std::string const& path, WriteOptions const& options) {
     return Detail::ForFile(path, [&] {
-        CheckFileName(path, "written to");
+        if (!IsModelFileName(path))
+            throw MeshVTK::Error(
+                "volume meshes are written to .kmesh, .vtu and .vtk files only; ketmesh export "
+                "writes .inp and .feb");
         if (options.encoding == MMeshFile::Text && !IsMeshFileName(path))
             throw MeshVTK::Error("only .kmesh files are written as text");
         return MeshVTK::OutputFile(path);

@@ -10,12 +10,13 @@
 
 namespace KetSDK::MeshJobs {
 
-// Models in files: .kmesh, which keeps all that a mesh knows, .vtu and .vtk.
+// Models in files: .kmesh, which keeps all that a mesh knows, .vtu and .vtk, and decks of solvers (.inp),
+// which Export writes.
 
 struct ReadOptions {
     MeshVTK::LengthUnit unit; // of the file; .kmesh files are in mm by themselves
     // Cell array of integers whose values become the sub-volumes. Without it: those that a .kmesh file has,
-    // the arrays subvolume and subvolume_names, or else the array label.
+    // the arrays subvolume and subvolume_names, or else the array label; the element sets of a deck.
     std::string labels;
     MeshVTK::RoundingLimits limits;
 };

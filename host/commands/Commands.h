@@ -33,5 +33,8 @@ std::unique_ptr<Command> MakeCutCommand();
 std::unique_ptr<Command> MakeProjectCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();
 std::unique_ptr<Command> MakeColorsCommand();
+std::unique_ptr<Command> MakeExportCommand();
+std::unique_ptr<Command> MakeSolveCommand();
+std::unique_ptr<Command> MakeResultsCommand();
 
 } // namespace ketmesh

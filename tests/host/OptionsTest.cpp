@@ -52,6 +52,12 @@ std::map<std::string, std::vector<std::string>> const Runs = {
       "--catalog out.xml --threads 2",
       "HEAD --image CT --preset femur --by single -o out.vtu --only ONE --set TWO=1.9,17000,0.3",
       "--list-presets --markdown"}},
+    {"export",
+     {"block.inp -o out.inp --case case.toml --materials elements --dialect abaqus --split --original-ids"}},
+    {"solve",
+     {"block.inp --case case.toml -o out.vtu --materials nodes --solver direct --timeout 60 --keep out.run "
+      "--threads 2"}},
+    {"results", {"kept.run/model.frd --mesh block.inp --step 1 -o out.vtu"}},
     {"colors",
      {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
 
@@ -144,13 +150,26 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
     RunJson({"surfaces", Path("tet4.vtu"), "--interfaces", "--names", "volumes", "-o", skin});
     Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset", "femur", "--bins", "2", "-o",
          model});
+    // A block with materials, which is solved at once.
+    std::string const deck =
+        "*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 0, 1, 0\n4, 0, 0, 1\n*ELEMENT, TYPE=C3D4, "
+        "ELSET=ALL\n1, 1, 2, 3, 4\n*ELSET, ELSET=label\n1\n*MATERIAL, NAME=M\n*ELASTIC\n100, 0.3\n"
+        "*SOLID SECTION, ELSET=ALL, MATERIAL=M\n";
+    Save(Path("block.inp"), deck);
+    Save(Path("case.toml"), "[place.base]\naxis = 'z-'\nwithin = 0\n[[fix]]\nplace = 'base'\naxes = 'xyz'\n"
+                            "[place.side]\nnormal = [1, 1, 1]\n[[pressure]]\nplace = 'side'\nvalue = 1\n");
+    RunJson({"solve", Path("block.inp"), "--case", Path("case.toml"), "-o", Path("solved.vtu"), "--keep",
+             Path("kept.run")});
     std::map<std::string, std::string> const places = {{"HEAD", Head},
                                                        {"CT", Data + "head_ct.nii.gz"},
                                                        {"LABELS", Data + "head_labels.nii.gz"},
                                                        {"ONE", "Label 1"},
                                                        {"TWO=1.9,17000,0.3", "Label 2=1.9,17000,0.3"}};
     auto const place = [&](std::string const& word) {
-        bool const is_file = word.find(".vt") != std::string::npos || word.starts_with("out.");
+        bool const is_file = word.find(".vt") != std::string::npos || word.starts_with("out.") ||
+                             word.find(".inp") != std::string::npos ||
+                             word.find(".toml") != std::string::npos ||
+                             word.find(".run") != std::string::npos;
         return places.contains(word) ? places.at(word) : is_file ? Path(word) : word;
     };
     std::set<std::string> const commands = Listed(Run({"--help"}).out, "Subcommands");

@@ -2,10 +2,10 @@
 
 namespace ketmesh {
 
-CLI::Option* ModelInput::Declare(Command& owner, CLI::App& command) {
+CLI::Option* ModelInput::Declare(Command& owner, CLI::App& command, std::string const& name) {
     owner.DeclareInput(m_file);
     CLI::Option* const file =
-        command.add_option("file", m_file, "Volume mesh to read: .kmesh, .vtu or .vtk")->required();
+        command.add_option(name, m_file, "Volume mesh to read: .kmesh, .vtu, .vtk or .inp")->required();
     command.add_option("--labels", m_labels,
                        "Cell array of integers whose values become the sub-volumes. Without it: those that a "
                        ".kmesh file has, the arrays subvolume and subvolume_names, or else the array label");

@@ -11,8 +11,8 @@ namespace ketmesh {
 class ModelInput {
 public:
     // Declares the file name, which is required, and the options that go with it; returns the option of the
-    // file name.
-    CLI::Option* Declare(Command& owner, CLI::App& command);
+    // file name. `name` is what the file is given as.
+    CLI::Option* Declare(Command& owner, CLI::App& command, std::string const& name = "file");
 
     KetSDK::MeshJobs::Model Read(KetSDK::MeshJobs::Context const& context) const;
 

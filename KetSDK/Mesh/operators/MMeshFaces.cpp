@@ -1,0 +1,127 @@
+#include <KetSDK/Mesh/operators/MMeshFaces.h>
+
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+
+#include <algorithm>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+namespace KetSDK::Mesh {
+
+namespace {
+
+using Detail::ElementFace;
+using Detail::FaceMatcher;
+
+// The mid-edge node between two corners.
+unsigned char NodeBetween(unsigned char a, unsigned char b) {
+    unsigned char edge = 0;
+    for (auto const& ends : MMeshElementDescriptor::descr_tet4_tet10_point) {
+        if ((ends[0] == a && ends[1] == b) || (ends[0] == b && ends[1] == a))
+            break;
+        ++edge;
+    }
+    return static_cast<unsigned char>(4 + edge);
+}
+
+int NumberOfFace(unsigned char n, ElementFace const& face) {
+    return Detail::SolverFaceOf(n, Detail::NodesOnFace(n, face));
+}
+
+FaceNodes MakeFaceNodes(unsigned char n, ElementFace const& face) {
+    FaceNodes nodes;
+    nodes.corners = face.corners;
+    for (unsigned int i = 0; i < face.corners; ++i)
+        nodes.node[nodes.count++] = face.node[i];
+    for (unsigned int i = 0; n == 10 && i < 3; ++i)
+        nodes.node[nodes.count++] = NodeBetween(face.node[i], face.node[(i + 1) % 3]);
+    return nodes;
+}
+
+// By the number of nodes of an element and the number of the face.
+using FaceTable = std::array<std::array<FaceNodes, 7>, 11>;
+
+FaceTable MakeFaceTable() {
+    FaceTable table{};
+    for (unsigned char const n : std::to_array<unsigned char>({4, 6, 8, 10}))
+        for (ElementFace const& face : Detail::FacesOfElement(n))
+            table[n][static_cast<std::size_t>(NumberOfFace(n, face))] = MakeFaceNodes(n, face);
+    return table;
+}
+
+template <bool WithQuadrilaterals>
+std::vector<BoundaryFace> CollectBoundaryFaces(MMeshBase const& mesh) {
+    auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
+    auto const subvolume = [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : 0; };
+    std::vector<BoundaryFace> faces;
+    FaceMatcher<WithQuadrilaterals>(mesh.Elements(), subvolume)
+        .ForEachBoundaryFace(
+            [&](std::uint32_t element, std::uint32_t face, int own, int other, bool has_neighbour) {
+                if (has_neighbour && own > other)
+                    return;
+                unsigned char const n = mesh.GetElement(element)->GetNodeCount();
+                int const number = NumberOfFace(n, Detail::FacesOfElement(n)[face]);
+                faces.push_back({own, has_neighbour ? std::optional(other) : std::nullopt, element,
+                                 static_cast<std::uint8_t>(number)});
+            });
+    return faces;
+}
+
+// Elements joined to bodies; the first element of a body stands for it.
+class JoinedBodies {
+public:
+    explicit JoinedBodies(std::size_t elements)
+        : m_parent(elements) {
+        std::iota(m_parent.begin(), m_parent.end(), 0U);
+    }
+
+    void Join(std::uint32_t a, std::uint32_t b) {
+        a = Of(a);
+        b = Of(b);
+        m_parent[std::max(a, b)] = std::min(a, b);
+    }
+    std::vector<std::uint32_t> Take() {
+        for (std::uint32_t i = 0; i < m_parent.size(); ++i)
+            m_parent[i] = Of(i);
+        return std::move(m_parent);
+    }
+
+private:
+    std::uint32_t Of(std::uint32_t element) {
+        while (m_parent[element] != element)
+            element = m_parent[element] = m_parent[m_parent[element]];
+        return element;
+    }
+
+    std::vector<std::uint32_t> m_parent;
+};
+
+} // namespace
+
+FaceNodes const& NodesOfFace(unsigned char n, std::uint8_t face) {
+    static FaceTable const table = MakeFaceTable();
+    FaceNodes const& nodes = table.at(n).at(face);
+    if (nodes.count == 0)
+        throw std::out_of_range("no such face");
+    return nodes;
+}
+
+std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh) {
+    return Detail::HasTrianglesOnly(mesh.Elements()) ? CollectBoundaryFaces<false>(mesh)
+                                                     : CollectBoundaryFaces<true>(mesh);
+}
+
+std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh) {
+    JoinedBodies bodies(static_cast<std::size_t>(mesh.NumberOfElements()));
+    auto const all_in_one = [](MMeshElement const&) { return 0; };
+    auto const join = [&bodies](std::uint32_t a, std::uint32_t b) { bodies.Join(a, b); };
+    if (Detail::HasTrianglesOnly(mesh.Elements()))
+        FaceMatcher<false>(mesh.Elements(), all_in_one).ForEachConnection(join);
+    else
+        FaceMatcher<true>(mesh.Elements(), all_in_one).ForEachConnection(join);
+    return bodies.Take();
+}
+
+} // namespace KetSDK::Mesh

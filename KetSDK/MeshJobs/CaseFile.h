@@ -1,0 +1,19 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/MeshJobsExport.h>
+#include <KetSDK/MeshSolver/Case.h>
+
+#include <string>
+
+namespace KetSDK::MeshJobs {
+
+// What holds and loads a model, and the file that says so.
+struct CaseFile {
+    std::string file; // empty for a case that was made in memory
+    MeshSolver::Case content;
+};
+
+// Reads a case (.toml). Throws FileError with the line of what is wrong.
+KETSDK_MESHJOBS_API CaseFile ReadCaseFile(std::string const& path);
+
+} // namespace KetSDK::MeshJobs

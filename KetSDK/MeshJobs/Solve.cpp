@@ -1,0 +1,170 @@
+#include <KetSDK/MeshJobs/Solve.h>
+
+#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/AnalysisOf.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/ResultArrays.h>
+#include <KetSDK/MeshSolver/CalculiX.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <system_error>
+#include <thread>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+using MeshSolver::Analysis;
+using MeshSolver::Case;
+using MeshSolver::DeckOptions;
+using MeshSolver::NodeForces;
+using Vector = MMVector<double, 3>;
+
+constexpr char const* JobName = "model";
+
+// Where the solver works: a private folder, or the one that the user keeps.
+class WorkFolder {
+public:
+    explicit WorkFolder(std::string const& keep) {
+        if (keep.empty()) {
+            m_private.emplace();
+            m_path = m_private->GetPath().GetPath().string();
+            return;
+        }
+        std::error_code error;
+        std::filesystem::create_directories(keep, error);
+        if (!std::filesystem::is_directory(keep, error))
+            throw FileError(keep, "it cannot be made a folder for the solver's files");
+        m_path = std::filesystem::absolute(keep, error);
+        for (char const* const ending : {".frd", ".dat", ".sta", ".cvg", ".log", ".12d"})
+            std::filesystem::remove(m_path / (std::string(JobName) + ending), error); // of an earlier run
+    }
+    std::filesystem::path const& GetPath() const noexcept { return m_path; }
+
+private:
+    std::optional<MTemporaryDirectory> m_private;
+    std::filesystem::path m_path;
+};
+
+SolveResult::Force ToForce(Vector const& v) {
+    return {v[0], v[1], v[2]};
+}
+
+using Totals = std::map<std::string, std::array<double, 3>>;
+
+// What the solver's forces at held axes are without the loads on their nodes, by place.
+std::vector<Vector> ReactionsOf(Analysis const& analysis, NodeForces const& loads, Totals const& totals) {
+    std::vector<Vector> reactions(analysis.places.size());
+    for (MeshSolver::HeldAxis const& held : analysis.held)
+        reactions[held.place][held.axis] -= loads[held.node][held.axis];
+    for (std::size_t place = 0; place < reactions.size(); ++place)
+        for (unsigned int axis = 0; axis < 3; ++axis) {
+            auto const found = totals.find(MeshSolver::TotalsName(place, axis));
+            if (found != totals.end())
+                reactions[place][axis] += found->second[axis];
+        }
+    return reactions;
+}
+
+void SetForces(SolveResult& result, Analysis const& analysis, Totals const& totals) {
+    NodeForces const loads = analysis.AllLoads();
+    Vector applied;
+    double lengths = 0.0;
+    for (Vector const& load : loads) {
+        applied += load;
+        lengths += load.Length();
+    }
+    Vector reaction;
+    std::vector<Vector> const by_place = ReactionsOf(analysis, loads, totals);
+    for (std::size_t i = 0; i < by_place.size(); ++i) {
+        reaction += by_place[i];
+        auto const holds = [&](std::string const& place) { return place == analysis.places[i].name; };
+        Case const& load_case = *analysis.load_case;
+        if (std::ranges::any_of(load_case.fixes, holds, &Case::Fix::place) ||
+            std::ranges::any_of(load_case.displacements, holds, &Case::Displace::place))
+            result.reactions.push_back({analysis.places[i].name, ToForce(by_place[i])});
+    }
+    result.applied = ToForce(applied);
+    result.reaction = ToForce(reaction);
+    constexpr double negligible = 1e-9; // of forces that cancel out
+    if (applied.Length() > negligible * lengths)
+        result.balance = (applied + reaction).Length() / applied.Length();
+}
+
+// The iterations of the solver end before the loads are balanced to the last digit.
+void CheckBalance(SolveResult const& result, Model const& model, Context const& context) {
+    double const usual = result.is_iterative ? 1e-4 : 1e-5;
+    if (!result.balance || *result.balance <= usual)
+        return;
+    std::string const message = "the reactions differ from the loads by " +
+                                FormatGeneral(*result.balance, 3) + " of the loads, more than " +
+                                FormatGeneral(usual) + "; " +
+                                (result.is_iterative ? "--solver direct is more exact"
+                                                     : "the model may be too soft somewhere to be solved");
+    if (!(*result.balance <= 10 * usual))
+        throw MeshSolver::Error(message);
+    context.Warn(Detail::NameOf(model) + ": " + message);
+}
+
+int ThreadsOf(Context const& context) {
+    return context.threads > 0 ? context.threads
+                               : static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+}
+
+MeshSolver::CalculiXReport Run(Analysis const& analysis, SolveOptions const& options,
+                               std::filesystem::path const& program, std::filesystem::path const& folder,
+                               Context const& context) {
+    MeshSolver::WriteDeck(analysis, {DeckOptions::Dialect::CalculiX, options.method, true},
+                          folder / (std::string(JobName) + ".inp"), context.progress);
+    MeshSolver::CalculiXOptions run;
+    run.program = program;
+    run.folder = folder;
+    run.job = JobName;
+    run.threads = ThreadsOf(context);
+    run.timeout = options.timeout;
+    run.progress = context.progress;
+    return MeshSolver::RunCalculiX(run);
+}
+
+} // namespace
+
+SolveResult Solve(Model& model, SolveOptions const& options, Context const& context) {
+    return Detail::ForFile(model.file, [&] {
+        std::filesystem::path const program = MeshSolver::FindCalculiX(options.path);
+        Analysis const analysis =
+            Detail::AnalysisOf(model, {&options.load_case, options.materials, false}, context);
+        if (!analysis.HasStep())
+            throw FileError(options.load_case.file, "it only names places; [[fix]] must hold the model");
+        WorkFolder const folder(options.keep);
+        MeshSolver::CalculiXReport const run = Run(analysis, options, program, folder.GetPath(), context);
+        std::filesystem::path const results = folder.GetPath() / (std::string(JobName) + ".frd");
+        if (!std::filesystem::exists(results))
+            throw MeshSolver::Error("CalculiX has left no results");
+        auto const index_of = [](std::int32_t id) { return std::optional(static_cast<std::size_t>(id) - 1); };
+        MeshSolver::FrdResult fields = Detail::ReadResults(model, results, index_of, std::nullopt, context);
+        SolveResult result;
+        result.unknowns = analysis.NumberOfUnknowns();
+        result.is_iterative =
+            MeshSolver::IsIterative(analysis, {DeckOptions::Dialect::CalculiX, options.method, true});
+        result.solver_version = run.version;
+        result.solver_seconds = run.seconds;
+        for (char const* const needed : {"DISP", "STRESS", "FORC"})
+            if (!fields.fields.contains(needed))
+                throw MeshSolver::Error(std::string("CalculiX has left no results (") + needed + ")");
+        SetForces(result, analysis,
+                  MeshSolver::ReadTotals(folder.GetPath() / (std::string(JobName) + ".dat")));
+        CheckBalance(result, model, context);
+        context.ThrowIfCancelled();
+        ResultsReport const report = Detail::TakeResultArrays(model, fields);
+        result.max_displacement = report.max_displacement.value_or(0.0);
+        result.max_von_mises = report.max_von_mises.value_or(0.0);
+        return result;
+    });
+}
+
+} // namespace KetSDK::MeshJobs

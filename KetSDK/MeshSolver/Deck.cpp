@@ -1,0 +1,740 @@
+#include <KetSDK/MeshSolver/Deck.h>
+
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/MeshSolver/Error.h>
+#include <KetSDK/MeshSolver/detail/IdIndex.h>
+#include <KetSDK/MeshSolver/detail/LineFile.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <functional>
+#include <limits>
+#include <numeric>
+#include <set>
+#include <system_error>
+#include <utility>
+
+namespace KetSDK::MeshSolver {
+
+namespace {
+
+using Detail::IdIndex;
+using Detail::LineFile;
+using Detail::NameKey;
+using Detail::ReadId;
+using Detail::ReadReal;
+using Detail::Trimmed;
+
+// The words between commas.
+std::vector<std::string_view> Words(std::string_view line) {
+    std::vector<std::string_view> words;
+    while (true) {
+        std::size_t const comma = line.find(',');
+        words.push_back(Trimmed(line.substr(0, comma)));
+        if (comma == std::string_view::npos)
+            break;
+        line.remove_prefix(comma + 1);
+    }
+    if (words.back().empty())
+        words.pop_back();
+    return words;
+}
+
+// "*ELEMENT, TYPE=C3D4" with all of its parameters.
+struct Keyword {
+    std::string name; // in capitals, with single blanks
+    std::map<std::string, std::string> parameters;
+
+    bool Has(std::string const& parameter) const { return parameters.contains(parameter); }
+    std::string Get(std::string const& parameter) const {
+        auto const found = parameters.find(parameter);
+        return found == parameters.end() ? std::string() : found->second;
+    }
+};
+
+std::string Unquoted(std::string_view text) {
+    text = Trimmed(text);
+    if (text.size() >= 2 && text.front() == '"' && text.back() == '"')
+        text = text.substr(1, text.size() - 2);
+    return std::string(text);
+}
+
+Keyword ParseKeyword(std::string_view line) {
+    Keyword keyword;
+    bool is_first = true;
+    for (std::string_view const word : Words(line.substr(1))) {
+        if (std::exchange(is_first, false)) {
+            for (char const c : word) {
+                bool const is_blank = c == ' ' || c == '\t';
+                if (!is_blank)
+                    keyword.name += NameKey(std::string_view(&c, 1));
+                else if (keyword.name.back() != ' ')
+                    keyword.name += ' ';
+            }
+            continue;
+        }
+        std::size_t const equals = word.find('=');
+        std::string const key = NameKey(word.substr(0, equals));
+        keyword.parameters[key] = equals == std::string_view::npos ? "" : Unquoted(word.substr(equals + 1));
+    }
+    return keyword;
+}
+
+// The number of nodes of an element of a type; 0 for types that are not read.
+std::uint8_t KindOfType(std::string const& type) {
+    if (!type.starts_with("C3D"))
+        return 0;
+    unsigned int nodes = 0;
+    std::from_chars(type.data() + 3, type.data() + type.size(), nodes);
+    return nodes == 4 || nodes == 6 || nodes == 8 || nodes == 10 ? static_cast<std::uint8_t>(nodes)
+                                                                 : std::uint8_t{0};
+}
+
+unsigned int FacesOfKind(std::uint8_t nodes) {
+    return nodes == 8 ? 6 : nodes == 6 ? 5 : 4;
+}
+
+// A set while the deck is read: numbers, ranges of numbers and other sets.
+struct OpenSet {
+    struct Range {
+        std::int32_t first;
+        std::int32_t last;
+        std::int32_t step;
+    };
+    std::string name;
+    std::vector<std::int32_t> ids;
+    std::vector<Range> ranges;
+    std::vector<std::string> others; // by key
+    bool is_of_elements_block = false;
+};
+
+// Sets by name, in the order in which they appear.
+class OpenSets {
+public:
+    OpenSet& Get(std::string const& name) {
+        auto const [found, is_new] = m_index_of.try_emplace(NameKey(name), m_sets.size());
+        if (is_new)
+            m_sets.push_back({name, {}, {}, {}, false});
+        return m_sets[found->second];
+    }
+    std::optional<std::size_t> Find(std::string const& name) const {
+        auto const found = m_index_of.find(NameKey(name));
+        return found == m_index_of.end() ? std::nullopt : std::optional(found->second);
+    }
+    std::vector<OpenSet>& All() noexcept { return m_sets; }
+
+private:
+    std::vector<OpenSet> m_sets;
+    std::map<std::string, std::size_t> m_index_of;
+};
+
+class DeckReader {
+public:
+    DeckReader(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress)
+        : m_path(path)
+        , m_progress(progress) {}
+
+    Deck Read() {
+        ReadFile(m_path, true);
+        if (m_deck.element_ids.empty())
+            throw Error("it defines no elements that make a volume mesh (C3D4, C3D10, C3D8, C3D6)");
+        Resolve();
+        return std::move(m_deck);
+    }
+
+private:
+    using Handler = void (DeckReader::*)(std::string_view line);
+
+    struct OpenFace {
+        std::int32_t id = 0;         // of an element; 0 for a set
+        std::size_t element_set = 0; // index
+        std::uint8_t face = 0;
+    };
+    struct OpenSurface {
+        std::string name;
+        std::vector<OpenFace> faces;
+    };
+
+    // --- Files and lines -----------------------------------------------------------------------------------
+
+    void ReadFile(std::filesystem::path const& path, bool is_main) {
+        std::error_code ignored;
+        std::filesystem::path const real = std::filesystem::weakly_canonical(path, ignored);
+        if (!m_open_files.insert(real).second)
+            throw Error("it includes itself by " + path.filename().string());
+        LineFile file(path);
+        LineFile* const outer = std::exchange(m_file, &file);
+        std::string const outer_name =
+            std::exchange(m_included, is_main ? "" : path.filename().string() + " ");
+        Common::IncrementalProgressReporter reporter(is_main ? m_progress : nullptr, "Reading deck",
+                                                     file.GetSize(), true);
+        std::string_view line;
+        std::string keyword; // with its continued lines
+        while (file.Next(line)) {
+            if (file.GetLineNumber() % 10000 == 0) {
+                reporter = file.GetPosition();
+                if (m_progress && m_progress->IsCancelled())
+                    throw Cancelled();
+            }
+            line = Trimmed(line);
+            if (line.empty())
+                continue;
+            if (line.starts_with("**")) {
+                ReadComment(line.substr(2));
+            } else if (line.front() == '*' || !keyword.empty()) {
+                keyword += line;
+                if (keyword.back() == ',')
+                    continue;
+                Begin(ParseKeyword(std::exchange(keyword, std::string())));
+            } else if (m_handler) {
+                (this->*m_handler)(line);
+            }
+        }
+        if (is_main)
+            EndBlock();
+        m_file = outer;
+        m_included = outer_name;
+        m_open_files.erase(real);
+    }
+
+    [[noreturn]] void Fail(std::string const& message) const {
+        throw Error(m_included + "line " + std::to_string(m_file->GetLineNumber()) + ": " + message);
+    }
+
+    void ReadComment(std::string_view comment) {
+        comment = Trimmed(comment);
+        constexpr std::string_view subvolumes = "subvolumes:";
+        constexpr std::string_view space = "SPACE=";
+        if (comment.starts_with(subvolumes)) {
+            for (std::string_view const name : Words(comment.substr(subvolumes.size())))
+                m_deck.subvolumes.emplace_back(name);
+        } else if (comment.starts_with(space)) {
+            m_deck.space = Trimmed(comment.substr(space.size()));
+        }
+    }
+
+    void Include(Keyword const& keyword) {
+        std::filesystem::path const name = keyword.Get("INPUT");
+        if (name.empty())
+            Fail("*INCLUDE needs INPUT=");
+        std::filesystem::path const folder = m_path.has_parent_path() ? m_path.parent_path() : ".";
+        std::filesystem::path const path = folder / name;
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(path, error))
+            Fail("it includes " + name.string() + ", which is not there");
+        if (std::filesystem::weakly_canonical(path, error).parent_path() !=
+            std::filesystem::weakly_canonical(folder, error))
+            Fail("it includes " + name.string() + ", which lies outside its folder");
+        ReadFile(path, false);
+    }
+
+    // --- Keywords ------------------------------------------------------------------------------------------
+
+    void Begin(Keyword const& keyword) {
+        std::string const& name = keyword.name;
+        if (m_is_in_step) {
+            m_is_in_step = name != "END STEP";
+            return;
+        }
+        if (name == "INCLUDE") { // its lines may go on with those of the present keyword
+            Include(keyword);
+            return;
+        }
+        EndBlock();
+        m_handler = nullptr;
+        struct Known {
+            char const* name;
+            void (DeckReader::*begin)(Keyword const&);
+        };
+        static constexpr Known known[] = {
+            {"NODE", &DeckReader::BeginNodes},
+            {"ELEMENT", &DeckReader::BeginElements},
+            {"NSET", &DeckReader::BeginNodeSet},
+            {"ELSET", &DeckReader::BeginElementSet},
+            {"SURFACE", &DeckReader::BeginSurface},
+            {"MATERIAL", &DeckReader::BeginMaterial},
+            {"ELASTIC", &DeckReader::BeginElastic},
+            {"DENSITY", &DeckReader::BeginDensity},
+            {"SOLID SECTION", &DeckReader::ReadSection},
+            {"INSTANCE", &DeckReader::RefuseParts},
+            {"SYSTEM", &DeckReader::RefuseSystem},
+            {"STEP", &DeckReader::BeginStep},
+            {"HEADING", &DeckReader::Skip},
+            {"PREPRINT", &DeckReader::Skip},
+        };
+        for (Known const& each : known)
+            if (name == each.name) {
+                (this->*each.begin)(keyword);
+                return;
+            }
+        ++m_deck.unread["*" + name];
+    }
+
+    // What a block leaves open ends with it.
+    void EndBlock() {
+        if (m_handler == &DeckReader::ReadElement && !m_numbers.empty())
+            Fail("element " + std::to_string(m_numbers.front()) + " has " +
+                 std::to_string(m_numbers.size() - 1) + " nodes and needs " + std::to_string(m_kind));
+        m_numbers.clear();
+    }
+
+    void Skip(Keyword const&) {}
+    void BeginStep(Keyword const&) {
+        ++m_deck.unread["*STEP"];
+        m_is_in_step = true;
+    }
+    void RefuseParts(Keyword const& keyword) {
+        Fail("it is made of instances of parts (*INSTANCE " + keyword.Get("NAME") +
+             "); write it as one flat model");
+    }
+    void RefuseSystem(Keyword const&) { Fail("coordinates of another system (*SYSTEM) are not read"); }
+    void RefuseOtherFile(Keyword const& keyword) {
+        if (keyword.Has("INPUT"))
+            Fail("*" + keyword.name + " with INPUT= is not read; *INCLUDE is");
+    }
+
+    // --- Nodes ---------------------------------------------------------------------------------------------
+
+    void BeginNodes(Keyword const& keyword) {
+        RefuseOtherFile(keyword);
+        if (std::string const system = NameKey(keyword.Get("SYSTEM")); !system.empty() && system != "R")
+            RefuseSystem(keyword);
+        m_set = nullptr;
+        if (keyword.Has("NSET"))
+            m_set = &m_node_sets.Get(keyword.Get("NSET"));
+        m_handler = &DeckReader::ReadNode;
+    }
+
+    void ReadNode(std::string_view line) {
+        std::int32_t id = 0;
+        std::array<double, 3> position{};
+        std::size_t at = 0;
+        bool is_good = ReadId(NextWord(line), id);
+        while (is_good && line.data() && at < 3) {
+            std::string_view const word = NextWord(line);
+            is_good = word.empty() || ReadReal(word, position[at]);
+            ++at;
+        }
+        if (!is_good || at < 3)
+            Fail("a node needs a number from 1 on and three coordinates");
+        m_deck.node_ids.push_back(id);
+        m_deck.positions.push_back(position);
+        if (m_set)
+            m_set->ids.push_back(id);
+    }
+
+    // Takes the word before the next comma off a line, which has no data when that was the last.
+    static std::string_view NextWord(std::string_view& line) {
+        std::size_t const comma = line.find(',');
+        std::string_view const word = Trimmed(line.substr(0, comma));
+        line = comma == std::string_view::npos ? std::string_view() : line.substr(comma + 1);
+        return word;
+    }
+
+    // --- Elements ------------------------------------------------------------------------------------------
+
+    void BeginElements(Keyword const& keyword) {
+        RefuseOtherFile(keyword);
+        std::string const type = NameKey(keyword.Get("TYPE"));
+        m_kind = KindOfType(type);
+        m_set = nullptr;
+        if (keyword.Has("ELSET")) {
+            m_set = &m_element_sets.Get(keyword.Get("ELSET"));
+            m_set->is_of_elements_block = true;
+        }
+        m_unread_type = "elements of type " + (type.empty() ? "none" : type);
+        m_is_continued = false;
+        m_handler = m_kind == 0 ? &DeckReader::SkipElement : &DeckReader::ReadElement;
+    }
+
+    void ReadElement(std::string_view line) {
+        while (line.data() && !line.empty()) {
+            std::int32_t number = 0;
+            std::string_view const word = NextWord(line);
+            if (word.empty() && (!line.data() || Trimmed(line).empty()))
+                break;
+            if (!ReadId(word, number))
+                Fail("\"" + std::string(word) + "\" is no number of a node or element");
+            m_numbers.push_back(number);
+        }
+        if (m_numbers.size() <= m_kind)
+            return;
+        if (m_numbers.size() > m_kind + 1U)
+            Fail("element " + std::to_string(m_numbers.front()) + " has " +
+                 std::to_string(m_numbers.size() - 1) + " nodes and needs " + std::to_string(m_kind));
+        m_deck.element_ids.push_back(m_numbers.front());
+        m_deck.kinds.push_back(m_kind);
+        for (std::size_t i = 1; i < m_numbers.size(); ++i)
+            m_deck.nodes.push_back(static_cast<std::uint32_t>(m_numbers[i]));
+        if (m_set)
+            m_set->ids.push_back(m_numbers.front());
+        m_numbers.clear();
+    }
+
+    void SkipElement(std::string_view line) {
+        std::int32_t id = 0;
+        if (!std::exchange(m_is_continued, line.back() == ',') && ReadId(NextWord(line), id)) {
+            m_skipped_elements.push_back(id);
+            ++m_deck.unread[m_unread_type];
+        }
+    }
+
+    // --- Sets and surfaces ---------------------------------------------------------------------------------
+
+    void BeginSet(Keyword const& keyword, OpenSets& sets, std::string const& parameter) {
+        if (!keyword.Has(parameter))
+            Fail("*" + parameter + " needs " + parameter + "= with a name");
+        m_set = &sets.Get(keyword.Get(parameter));
+        m_handler = keyword.Has("GENERATE") ? &DeckReader::ReadRange : &DeckReader::ReadMembers;
+    }
+    void BeginNodeSet(Keyword const& keyword) {
+        if (keyword.Has("ELSET"))
+            ++m_deck.unread["*NSET with ELSET="];
+        BeginSet(keyword, m_node_sets, "NSET");
+    }
+    void BeginElementSet(Keyword const& keyword) { BeginSet(keyword, m_element_sets, "ELSET"); }
+
+    void ReadMembers(std::string_view line) {
+        for (std::string_view const word : Words(line)) {
+            std::int32_t id = 0;
+            if (ReadId(word, id))
+                m_set->ids.push_back(id);
+            else if (!word.empty())
+                m_set->others.push_back(NameKey(Unquoted(word)));
+        }
+    }
+
+    void ReadRange(std::string_view line) {
+        std::vector<std::string_view> const words = Words(line);
+        OpenSet::Range range{0, 0, 1};
+        bool const is_good = words.size() >= 2 && words.size() <= 3 && ReadId(words[0], range.first) &&
+                             ReadId(words[1], range.last) &&
+                             (words.size() == 2 || ReadId(words[2], range.step)) && range.first <= range.last;
+        if (!is_good)
+            Fail("GENERATE needs first number, last number and step");
+        m_set->ranges.push_back(range);
+    }
+
+    void BeginSurface(Keyword const& keyword) {
+        if (!keyword.Has("NAME"))
+            Fail("*SURFACE needs NAME=");
+        std::string const type = NameKey(keyword.Get("TYPE"));
+        if (type == "NODE") {
+            m_set = &m_node_sets.Get(keyword.Get("NAME"));
+            m_handler = &DeckReader::ReadMembers;
+            return;
+        }
+        if (!type.empty() && type != "ELEMENT") {
+            ++m_deck.unread["*SURFACE of type " + type];
+            return;
+        }
+        std::string const key = NameKey(keyword.Get("NAME"));
+        auto const [found, is_new] = m_surface_of.try_emplace(key, m_surfaces.size());
+        if (is_new)
+            m_surfaces.push_back({keyword.Get("NAME"), {}});
+        m_surface = found->second;
+        m_handler = &DeckReader::ReadFace;
+    }
+
+    void ReadFace(std::string_view line) {
+        std::vector<std::string_view> const words = Words(line);
+        if (words.empty())
+            return;
+        OpenFace face;
+        std::string const label = words.size() > 1 ? NameKey(words[1]) : "";
+        if (label.size() != 2 || label[0] != 'S' || label[1] < '1' || label[1] > '6') {
+            ++m_deck.unread["faces of surfaces that are not named S1 to S6"];
+            return;
+        }
+        face.face = static_cast<std::uint8_t>(label[1] - '0');
+        if (!ReadId(words[0], face.id)) {
+            face.id = 0;
+            auto const set = m_element_sets.Find(Unquoted(words[0]));
+            if (!set)
+                Fail("the surface " + m_surfaces[m_surface].name + " names the element set " +
+                     std::string(words[0]) + ", which is not defined before it");
+            face.element_set = *set;
+        }
+        m_surfaces[m_surface].faces.push_back(face);
+    }
+
+    // --- Materials -----------------------------------------------------------------------------------------
+
+    std::size_t MaterialNamed(std::string const& name) {
+        auto const [found, is_new] = m_material_of.try_emplace(NameKey(name), m_deck.materials.size());
+        if (is_new)
+            m_deck.materials.push_back({name, {}, {}, {}});
+        return found->second;
+    }
+    void BeginMaterial(Keyword const& keyword) { m_material = MaterialNamed(keyword.Get("NAME")); }
+
+    void BeginElastic(Keyword const& keyword) {
+        std::string const type = NameKey(keyword.Get("TYPE"));
+        bool const is_isotropic = type.empty() || type.starts_with("ISO");
+        if (!m_material || !is_isotropic)
+            ++m_deck.unread["*ELASTIC" + (type.empty() ? type : " of type " + type)];
+        else
+            m_handler = &DeckReader::ReadElastic;
+    }
+    void ReadElastic(std::string_view line) {
+        Deck::Material& material = m_deck.materials[*m_material];
+        if (material.emodulus) {
+            ++m_deck.unread["moduli that depend on temperature"];
+            return;
+        }
+        material.emodulus = ReadProperty(NextWord(line), "*ELASTIC");
+        material.poisson = line.data() ? ReadProperty(NextWord(line), "*ELASTIC") : 0.0;
+    }
+
+    void BeginDensity(Keyword const&) {
+        if (m_material)
+            m_handler = &DeckReader::ReadDensity;
+    }
+    void ReadDensity(std::string_view line) {
+        // In tonne/mm3; the digits are kept.
+        double const density = ReadProperty(NextWord(line), "*DENSITY") * 1e9;
+        std::array<char, 32> text;
+        char* const end =
+            std::to_chars(text.data(), text.data() + text.size(), density, std::chars_format::scientific, 14)
+                .ptr;
+        double rounded = density;
+        std::from_chars(text.data(), end, rounded);
+        if (!m_deck.materials[*m_material].density)
+            m_deck.materials[*m_material].density = rounded;
+    }
+
+    double ReadProperty(std::string_view word, char const* keyword) const {
+        double value = 0.0;
+        if (!ReadReal(word, value))
+            Fail("\"" + std::string(word) + "\" after " + keyword + " is no number");
+        return value;
+    }
+
+    void ReadSection(Keyword const& keyword) {
+        std::string const set = keyword.Get("ELSET");
+        std::string const material = keyword.Get("MATERIAL");
+        if (set.empty() || material.empty())
+            Fail("*SOLID SECTION needs ELSET= and MATERIAL=");
+        m_section_names.emplace_back(NameKey(set), MaterialNamed(material));
+    }
+
+    // --- From numbers to places in the lists ---------------------------------------------------------------
+
+    void Resolve() {
+        IdIndex const nodes(m_deck.node_ids, "node");
+        ResolveElements(nodes);
+        IdIndex const elements(m_deck.element_ids, "element");
+        std::ranges::sort(m_skipped_elements);
+        auto const is_skipped = [this](std::int32_t id) {
+            return std::ranges::binary_search(m_skipped_elements, id);
+        };
+        for (std::int32_t const id : m_skipped_elements)
+            if (elements.Find(id) != IdIndex::None)
+                throw Error("element " + std::to_string(id) + " is defined twice");
+        m_deck.node_sets =
+            ResolveSets(m_node_sets, nodes, m_deck.node_ids, "node", [](std::int32_t) { return false; });
+        m_deck.element_sets =
+            ResolveSets(m_element_sets, elements, m_deck.element_ids, "element", is_skipped);
+        for (OpenSurface const& surface : m_surfaces)
+            ResolveSurface(surface, elements, is_skipped);
+        for (auto const& [set, material] : m_section_names) {
+            auto const found = m_element_sets.Find(set);
+            if (!found)
+                throw Error("a section is for the element set " + set + ", which is not defined");
+            m_deck.sections.push_back({*found, material});
+        }
+    }
+
+    void ResolveElements(IdIndex const& nodes) {
+        std::size_t at = 0;
+        for (std::size_t i = 0; i < m_deck.kinds.size(); ++i)
+            for (unsigned int k = 0; k < m_deck.kinds[i]; ++k, ++at) {
+                auto const id = static_cast<std::int32_t>(m_deck.nodes[at]);
+                m_deck.nodes[at] = nodes.Find(id);
+                if (m_deck.nodes[at] == IdIndex::None)
+                    throw Error("element " + std::to_string(m_deck.element_ids[i]) + " has node " +
+                                std::to_string(id) + ", which is not defined");
+            }
+    }
+
+    template <typename IsSkipped>
+    std::vector<Deck::Set> ResolveSets(OpenSets& sets, IdIndex const& index,
+                                       std::vector<std::int32_t> const& ids, std::string const& what,
+                                       IsSkipped const& is_skipped) {
+        std::vector<Deck::Set> resolved;
+        for (OpenSet& set : sets.All()) {
+            Deck::Set& own = resolved.emplace_back(Deck::Set{set.name, {}, set.is_of_elements_block});
+            own.members.reserve(set.ids.size());
+            for (std::int32_t const id : set.ids) {
+                std::uint32_t const at = index.Find(id);
+                if (at != IdIndex::None)
+                    own.members.push_back(at);
+                else if (!is_skipped(id))
+                    throw Error("the set " + set.name + " has " + what + " " + std::to_string(id) +
+                                ", which is not defined");
+            }
+            std::vector<std::int32_t>().swap(set.ids);
+            for (OpenSet::Range const& range : set.ranges)
+                AddRange(range, index, ids, own.members);
+            SortOnce(own.members);
+        }
+        for (std::size_t i = 0; i < resolved.size(); ++i)
+            AddOthers(sets, i, resolved);
+        return resolved;
+    }
+
+    // Numbers in between that are not there are left out, as solvers do.
+    static void AddRange(OpenSet::Range const& range, IdIndex const& index,
+                         std::vector<std::int32_t> const& ids, std::vector<std::uint32_t>& members) {
+        if (static_cast<std::size_t>((range.last - range.first) / range.step) < ids.size()) {
+            for (std::int64_t id = range.first; id <= range.last; id += range.step)
+                if (std::uint32_t const at = index.Find(static_cast<std::int32_t>(id)); at != IdIndex::None)
+                    members.push_back(at);
+            return;
+        }
+        for (std::size_t i = 0; i < ids.size(); ++i)
+            if (ids[i] >= range.first && ids[i] <= range.last && (ids[i] - range.first) % range.step == 0)
+                members.push_back(static_cast<std::uint32_t>(i));
+    }
+
+    // Sets in sets; each is walked once, so that sets that name each other end.
+    static void AddOthers(OpenSets& sets, std::size_t i, std::vector<Deck::Set>& resolved) {
+        if (sets.All()[i].others.empty())
+            return;
+        std::set<std::size_t> seen = {i};
+        std::vector<std::size_t> open = {i};
+        while (!open.empty()) {
+            std::size_t const at = open.back();
+            open.pop_back();
+            for (std::string const& name : sets.All()[at].others) {
+                auto const other = sets.Find(name);
+                if (!other)
+                    throw Error("the set " + sets.All()[at].name + " names the set " + name +
+                                ", which is not defined");
+                if (!seen.insert(*other).second)
+                    continue;
+                open.push_back(*other);
+                auto const& members = resolved[*other].members;
+                resolved[i].members.insert(resolved[i].members.end(), members.begin(), members.end());
+            }
+        }
+        SortOnce(resolved[i].members);
+    }
+
+    template <typename Item>
+    static void SortOnce(std::vector<Item>& items) {
+        if (!std::ranges::is_sorted(items))
+            std::ranges::sort(items);
+        items.erase(std::unique(items.begin(), items.end()), items.end());
+    }
+
+    template <typename IsSkipped>
+    void ResolveSurface(OpenSurface const& open, IdIndex const& elements, IsSkipped const& is_skipped) {
+        Deck::Surface surface{open.name, {}};
+        auto const add = [&](std::uint32_t element, std::uint8_t face) {
+            if (face > FacesOfKind(m_deck.kinds[element]))
+                throw Error("the surface " + open.name + " has face S" + std::to_string(face) +
+                            " of element " + std::to_string(m_deck.element_ids[element]) + ", which has " +
+                            std::to_string(FacesOfKind(m_deck.kinds[element])) + " faces");
+            surface.faces.push_back({element, face});
+        };
+        for (OpenFace const& face : open.faces) {
+            if (face.id == 0) {
+                for (std::uint32_t const element : m_deck.element_sets[face.element_set].members)
+                    add(element, face.face);
+                continue;
+            }
+            std::uint32_t const element = elements.Find(face.id);
+            if (element != IdIndex::None)
+                add(element, face.face);
+            else if (!is_skipped(face.id))
+                throw Error("the surface " + open.name + " has element " + std::to_string(face.id) +
+                            ", which is not defined");
+        }
+        SortOnce(surface.faces);
+        m_deck.surfaces.push_back(std::move(surface));
+    }
+
+    std::filesystem::path m_path;
+    std::shared_ptr<Common::IProgressDelegate> m_progress;
+    Deck m_deck;
+
+    std::set<std::filesystem::path> m_open_files;
+    LineFile* m_file = nullptr; // that is being read
+    std::string m_included;     // its name, where it is not the deck itself
+
+    Handler m_handler = nullptr; // of the lines behind the present keyword; null skips them
+    bool m_is_in_step = false;
+    std::uint8_t m_kind = 0;             // of elements
+    std::vector<std::int32_t> m_numbers; // of an element, which may take several lines
+    std::string m_unread_type;
+    bool m_is_continued = false;
+    std::vector<std::int32_t> m_skipped_elements;
+    OpenSet* m_set = nullptr;
+    OpenSets m_node_sets;
+    OpenSets m_element_sets;
+    std::vector<OpenSurface> m_surfaces;
+    std::map<std::string, std::size_t> m_surface_of;
+    std::size_t m_surface = 0;
+    std::optional<std::size_t> m_material;
+    std::map<std::string, std::size_t> m_material_of;
+    std::vector<std::pair<std::string, std::size_t>> m_section_names; // key of the set, material
+};
+
+// Those of the sets, in their order, that have no element in common with one before; empty unless each
+// element is in one of them.
+std::vector<std::size_t> Dividing(Deck const& deck, std::vector<std::size_t> const& candidates) {
+    std::vector<bool> is_taken(deck.element_ids.size(), false);
+    std::vector<std::size_t> chosen;
+    std::size_t taken = 0;
+    for (std::size_t const i : candidates) {
+        auto const& members = deck.element_sets[i].members;
+        if (members.empty() ||
+            std::ranges::any_of(members, [&is_taken](std::uint32_t e) { return is_taken[e]; }))
+            continue;
+        for (std::uint32_t const e : members)
+            is_taken[e] = true;
+        taken += members.size();
+        chosen.push_back(i);
+    }
+    return taken == is_taken.size() ? chosen : std::vector<std::size_t>();
+}
+
+std::vector<std::size_t> NamedByComment(Deck const& deck) {
+    std::vector<std::size_t> named;
+    for (std::string const& name : deck.subvolumes)
+        for (std::size_t i = 0; i < deck.element_sets.size(); ++i)
+            if (NameKey(deck.element_sets[i].name) == NameKey(name))
+                named.push_back(i);
+    return named;
+}
+
+} // namespace
+
+Deck ReadDeck(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    return DeckReader(path, progress).Read();
+}
+
+std::vector<std::size_t> FindDividingSets(Deck const& deck) {
+    std::set<std::size_t> of_sections;
+    for (Deck::Section const& section : deck.sections)
+        of_sections.insert(section.element_set);
+    std::vector<std::size_t> of_blocks;
+    std::vector<std::size_t> others;
+    std::vector<std::size_t> all;
+    for (std::size_t i = 0; i < deck.element_sets.size(); ++i) {
+        all.push_back(i);
+        if (deck.element_sets[i].is_of_elements_block)
+            of_blocks.push_back(i);
+        if (!of_sections.contains(i) && deck.element_sets[i].members.size() < deck.element_ids.size())
+            others.push_back(i);
+    }
+    for (auto const& candidates : {NamedByComment(deck), of_blocks, others,
+                                   std::vector<std::size_t>(of_sections.begin(), of_sections.end()), all})
+        if (std::vector<std::size_t> chosen = Dividing(deck, candidates); !chosen.empty())
+            return chosen;
+    return {};
+}
+
+} // namespace KetSDK::MeshSolver

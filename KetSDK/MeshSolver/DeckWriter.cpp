@@ -1,0 +1,411 @@
+#include <KetSDK/MeshSolver/DeckWriter.h>
+
+#include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/MeshSolver/Error.h>
+#include <KetSDK/MeshSolver/detail/TextFile.h>
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+#include <span>
+#include <utility>
+
+namespace KetSDK::MeshSolver {
+
+namespace {
+
+using Detail::TextFile;
+
+struct DeckKind {
+    unsigned char nodes;
+    char const* type;
+};
+constexpr DeckKind DeckKinds[] = {{4, "C3D4"}, {10, "C3D10"}, {8, "C3D8"}, {6, "C3D6"}};
+
+constexpr unsigned int EntriesOfLine = 16;
+
+// What a comment can hold: one line.
+std::string OneLine(std::string text) {
+    std::ranges::replace_if(
+        text, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+    return text;
+}
+
+class DeckSteps {
+public:
+    DeckSteps(Analysis const& analysis, std::shared_ptr<Common::IProgressDelegate> const& progress)
+        : m_reporter(progress, "Writing deck",
+                     static_cast<unsigned long long>(analysis.mesh->NumberOfPoints()) +
+                         3 * static_cast<unsigned long long>(analysis.mesh->NumberOfElements()),
+                     true) {}
+
+    void operator++() {
+        ++m_reporter;
+        if (++m_count % 10000 == 0 && m_reporter.IsCancelled())
+            throw Cancelled();
+    }
+
+private:
+    Common::IncrementalProgressReporter m_reporter;
+    std::uint64_t m_count = 0;
+};
+
+// Where moduli vary inside elements, the temperature of a node is its modulus.
+void WriteTemperatures(Analysis const& analysis, TextFile& file, char const* keyword) {
+    auto const& moduli = analysis.materials.node_moduli;
+    if (moduli.empty())
+        return;
+    file << "** the temperature of a node is its modulus in MPa\n" << keyword << '\n';
+    for (std::size_t i = 0; i < moduli.size(); ++i)
+        if (analysis.used_nodes[i])
+            file << analysis.NodeId(i) << ", " << moduli[i] << '\n';
+}
+
+// Writes numbers, so many a line.
+class SetLines {
+public:
+    explicit SetLines(TextFile& file)
+        : m_file(file) {}
+    void Add(std::int64_t number) {
+        if (m_count > 0)
+            m_file << (m_count % EntriesOfLine == 0 ? std::string_view(",\n") : std::string_view(", "));
+        m_file << number;
+        ++m_count;
+    }
+    void End() { m_file << '\n'; }
+
+private:
+    TextFile& m_file;
+    std::uint64_t m_count = 0;
+};
+
+// --- Mesh, sets and materials ------------------------------------------------------------------------------
+
+class MeshSection {
+public:
+    MeshSection(Analysis const& analysis, TextFile& file, DeckSteps& steps)
+        : m_analysis(analysis)
+        , m_mesh(*analysis.mesh)
+        , m_file(file)
+        , m_steps(steps) {}
+
+    void Write() {
+        WriteHead();
+        WriteNodes();
+        for (DeckKind const& kind : DeckKinds)
+            WriteElements(kind);
+        WriteElementSets();
+        for (Analysis::Surface const& surface : m_analysis.surfaces)
+            WriteFaces(surface);
+        for (Analysis::Place const& place : m_analysis.places)
+            WriteFaces(place);
+        WriteMaterials();
+        WriteTemperatures(m_analysis, m_file, "*INITIAL CONDITIONS, TYPE=TEMPERATURE");
+    }
+
+private:
+    void WriteHead() {
+        m_file << "*HEADING\nvolume mesh; mm, N, MPa, tonne, s\n";
+        if (!m_analysis.space.empty())
+            m_file << "** SPACE=" << m_analysis.space << '\n';
+        // A comment has no continuation, so that a long list takes several.
+        constexpr std::size_t most_characters = 200;
+        std::string line;
+        for (Analysis::SubVolume const& subvolume : m_analysis.subvolumes) {
+            if (!line.empty() && line.size() + subvolume.deck.size() > most_characters) {
+                m_file << "** subvolumes: " << line << '\n';
+                line.clear();
+            }
+            line += (line.empty() ? "" : ", ") + subvolume.deck;
+        }
+        m_file << "** subvolumes: " << line << '\n';
+        for (Renaming const& renaming : m_analysis.renamings)
+            m_file << "** name: " << renaming.kind << " \"" << OneLine(renaming.name)
+                   << "\" = " << renaming.deck << '\n';
+    }
+
+    void WriteNodes() {
+        m_file << "*NODE\n";
+        for (std::size_t i = 0; i < m_analysis.used_nodes.size(); ++i) {
+            ++m_steps;
+            if (!m_analysis.used_nodes[i])
+                continue;
+            MMeshPoint const& point = *m_mesh.GetRandomPoint(i);
+            m_file << m_analysis.NodeId(i) << ", ";
+            m_file.Coordinate(point.x) << ", ";
+            m_file.Coordinate(point.y) << ", ";
+            m_file.Coordinate(point.z) << '\n';
+        }
+    }
+
+    void WriteElements(DeckKind const& kind) {
+        bool is_first = true;
+        auto const is_of_kind = [&kind](MMeshElement const& e) { return e.GetNodeCount() == kind.nodes; };
+        if (std::ranges::none_of(m_mesh.Elements(), is_of_kind))
+            return;
+        m_mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+            if (!is_of_kind(e))
+                return;
+            if (std::exchange(is_first, false))
+                m_file << "*ELEMENT, TYPE=" << kind.type << '\n';
+            ++m_steps;
+            m_file << m_analysis.ElementId(static_cast<std::size_t>(number));
+            for (unsigned int i = 0; i < kind.nodes; ++i)
+                m_file << ", " << m_analysis.NodeId(static_cast<std::size_t>(e.GetNode(i)->GetIndex()));
+            m_file << '\n';
+        });
+    }
+
+    // Sets that each element is in one of: `set_of` gives its index.
+    template <typename Name>
+    void WritePartition(std::vector<std::uint32_t> const& set_of, std::size_t sets, Name const& name) {
+        std::vector<std::uint64_t> start(sets + 1, 0);
+        for (std::uint32_t const set : set_of)
+            ++start[set + 1];
+        std::partial_sum(start.begin(), start.end(), start.begin());
+        std::vector<std::uint64_t> next(start.begin(), start.end() - 1);
+        std::vector<std::uint32_t> elements(set_of.size());
+        for (std::size_t i = 0; i < set_of.size(); ++i)
+            elements[static_cast<std::size_t>(next[set_of[i]]++)] = static_cast<std::uint32_t>(i);
+        for (std::size_t set = 0; set < sets; ++set) {
+            if (start[set] == start[set + 1])
+                continue;
+            m_file << "*ELSET, ELSET=" << name(set) << '\n';
+            SetLines lines(m_file);
+            for (std::uint64_t i = start[set]; i < start[set + 1]; ++i) {
+                lines.Add(m_analysis.ElementId(elements[static_cast<std::size_t>(i)]));
+                ++m_steps;
+            }
+            lines.End();
+        }
+    }
+
+    void WriteElementSets() {
+        WritePartition(m_analysis.subvolume_of, m_analysis.subvolumes.size(),
+                       [this](std::size_t i) -> std::string const& { return m_analysis.subvolumes[i].deck; });
+        WritePartition(m_analysis.materials.material_of, m_analysis.materials.materials.size(),
+                       [this](std::size_t i) -> std::string const& { return m_analysis.material_names[i]; });
+    }
+
+    void WriteFaces(Analysis::Surface const& surface) {
+        if (!surface.faces.empty())
+            m_file << "*SURFACE, NAME=" << surface.deck << ", TYPE=ELEMENT\n";
+        for (FaceOfElement const& face : surface.faces)
+            m_file << m_analysis.ElementId(face.element) << ", S" << static_cast<std::int64_t>(face.face)
+                   << '\n';
+        if (surface.nodes.empty())
+            return;
+        m_file << "*NSET, NSET=" << surface.deck << '\n';
+        SetLines lines(m_file);
+        for (std::uint32_t const node : surface.nodes)
+            lines.Add(m_analysis.NodeId(node));
+        lines.End();
+    }
+
+    void WriteMaterials() {
+        auto const& materials = m_analysis.materials.materials;
+        for (std::size_t i = 0; i < materials.size(); ++i) {
+            std::string const& name = m_analysis.material_names[i];
+            m_file << "*MATERIAL, NAME=" << name << "\n*ELASTIC\n";
+            WriteModulus(materials[i]);
+            if (materials[i].density)
+                m_file << "*DENSITY\n" << Detail::DensityText(*materials[i].density) << '\n';
+        }
+        for (std::string const& name : m_analysis.material_names)
+            m_file << "*SOLID SECTION, ELSET=" << name << ", MATERIAL=" << name << '\n';
+    }
+
+    // By nodes the modulus is a table over the temperature, which has its values.
+    void WriteModulus(DeckMaterial const& material) {
+        auto const& moduli = m_analysis.materials.node_moduli;
+        if (moduli.empty()) {
+            m_file << material.emodulus << ", " << material.poisson << '\n';
+            return;
+        }
+        double lowest = 0.0;
+        double highest = 0.0;
+        for (std::size_t i = 0; i < moduli.size(); ++i)
+            if (m_analysis.used_nodes[i]) {
+                lowest = lowest == 0.0 ? moduli[i] : std::min(lowest, moduli[i]);
+                highest = std::max(highest, moduli[i]);
+            }
+        m_file << lowest << ", " << material.poisson << ", " << lowest << '\n';
+        if (highest > lowest)
+            m_file << highest << ", " << material.poisson << ", " << highest << '\n';
+    }
+
+    Analysis const& m_analysis;
+    MMeshBase const& m_mesh;
+    TextFile& m_file;
+    DeckSteps& m_steps;
+};
+
+// --- The step
+// ------------------------------------------------------------------------------------------------
+
+class StepSection {
+public:
+    StepSection(Analysis const& analysis, DeckOptions const& options, TextFile& file)
+        : m_analysis(analysis)
+        , m_case(*analysis.load_case)
+        , m_options(options)
+        , m_file(file) {}
+
+    void Write() {
+        if (m_options.print_totals)
+            WriteTotalsSets();
+        m_file << "*STEP\n*STATIC";
+        if (m_options.dialect == DeckOptions::Dialect::CalculiX)
+            m_file << (IsIterative(m_analysis, m_options) ? ", SOLVER=ITERATIVE CHOLESKY"
+                                                          : ", SOLVER=SPOOLES");
+        m_file << '\n';
+        if (m_options.dialect == DeckOptions::Dialect::CalculiX) // which takes the initial ones for 0
+            WriteTemperatures(m_analysis, m_file, "*TEMPERATURE");
+        WriteHeld();
+        WriteForces();
+        WritePressures();
+        WriteGravity();
+        for (std::string const& set : m_totals)
+            m_file << "*NODE PRINT, NSET=" << set << ", TOTALS=ONLY\nRF\n";
+        m_file << (m_options.dialect == DeckOptions::Dialect::CalculiX
+                       ? "*NODE FILE\nU, RF\n*EL FILE\nS, E\n*END STEP\n"
+                       : "*OUTPUT, FIELD\n*NODE OUTPUT\nU, RF\n*ELEMENT OUTPUT\nS, E\n*END STEP\n");
+    }
+
+private:
+    std::string const& Deck(std::string const& place) const { return m_analysis.FindPlace(place)->deck; }
+
+    // Sets of held nodes, each in the set of the place that holds it.
+    void WriteTotalsSets() {
+        for (std::size_t place = 0; place < m_analysis.places.size(); ++place)
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                SetLines lines(m_file);
+                bool is_empty = true;
+                for (HeldAxis const& held : m_analysis.held) {
+                    if (held.place != place || held.axis != axis)
+                        continue;
+                    if (std::exchange(is_empty, false)) {
+                        m_totals.push_back(TotalsName(place, axis));
+                        m_file << "*NSET, NSET=" << m_totals.back() << '\n';
+                    }
+                    lines.Add(m_analysis.NodeId(held.node));
+                }
+                if (!is_empty)
+                    lines.End();
+            }
+    }
+
+    void WriteHeld() {
+        if (!m_case.fixes.empty() || !m_case.displacements.empty())
+            m_file << "*BOUNDARY\n";
+        for (Case::Fix const& fix : m_case.fixes)
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                if (fix.axes[axis])
+                    WriteAxis(fix.place, axis, 0.0);
+        for (Case::Displace const& displace : m_case.displacements)
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                if (displace.by[axis])
+                    WriteAxis(displace.place, axis, *displace.by[axis]);
+    }
+
+    void WriteAxis(std::string const& place, std::size_t axis, double by) {
+        auto const number = static_cast<std::int64_t>(axis) + 1;
+        m_file << Deck(place) << ", " << number << ", " << number;
+        if (by != 0.0)
+            m_file << ", " << by;
+        m_file << '\n';
+    }
+
+    void WriteForces() {
+        bool is_first = true;
+        for (std::size_t i = 0; i < m_analysis.forces.size(); ++i)
+            for (unsigned int axis = 0; axis < 3; ++axis) {
+                double const force = m_analysis.forces[i][axis];
+                if (force == 0.0)
+                    continue;
+                if (std::exchange(is_first, false))
+                    m_file << "*CLOAD\n";
+                m_file << m_analysis.NodeId(i) << ", " << static_cast<std::int64_t>(axis) + 1 << ", " << force
+                       << '\n';
+            }
+    }
+
+    // Of two pressures on a face solvers may take the last, so that they are added here.
+    void WritePressures() {
+        if (m_case.pressures.empty())
+            return;
+        if (!m_analysis.has_shared_pressure) {
+            m_file << "*DSLOAD\n";
+            for (Case::Pressure const& pressure : m_case.pressures)
+                m_file << Deck(pressure.place) << ", P, " << pressure.value << '\n';
+            return;
+        }
+        std::map<FaceOfElement, double> sum;
+        for (Case::Pressure const& pressure : m_case.pressures)
+            for (FaceOfElement const& face : m_analysis.FindPlace(pressure.place)->faces)
+                sum[face] += pressure.value;
+        m_file << "*DLOAD\n";
+        for (auto const& [face, value] : sum)
+            m_file << m_analysis.ElementId(face.element) << ", P" << static_cast<std::int64_t>(face.face)
+                   << ", " << value << '\n';
+    }
+
+    void WriteGravity() {
+        if (!m_case.gravity)
+            return;
+        auto const& [x, y, z] = *m_case.gravity;
+        double const size = MMVector<double, 3>(x, y, z).Length();
+        if (size == 0.0)
+            return;
+        m_file << "*DLOAD\n";
+        for (Analysis::SubVolume const& subvolume : m_analysis.subvolumes)
+            if (subvolume.elements > 0)
+                m_file << subvolume.deck << ", GRAV, " << size << ", " << x / size << ", " << y / size << ", "
+                       << z / size << '\n';
+    }
+
+    Analysis const& m_analysis;
+    Case const& m_case;
+    DeckOptions const& m_options;
+    TextFile& m_file;
+    std::vector<std::string> m_totals; // names of sets
+};
+
+} // namespace
+
+std::string TotalsName(std::size_t place, std::size_t axis) {
+    return "R-" + std::to_string(place) + "-" + "XYZ"[axis];
+}
+
+bool IsIterative(Analysis const& analysis, DeckOptions const& options) {
+    if (options.method == DeckOptions::Method::Auto)
+        return analysis.NumberOfUnknowns() > DeckOptions::MostUnknownsForDirect;
+    return options.method == DeckOptions::Method::Iterative;
+}
+
+void WriteDeck(Analysis const& analysis, DeckOptions const& options, std::filesystem::path const& path,
+               std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    DeckSteps steps(analysis, progress);
+    TextFile file(path);
+    MeshSection(analysis, file, steps).Write();
+    if (analysis.HasStep())
+        StepSection(analysis, options, file).Write();
+    file.Close();
+}
+
+void WriteSplitDeck(Analysis const& analysis, DeckOptions const& options,
+                    std::filesystem::path const& mesh_path, std::string const& mesh_name,
+                    std::filesystem::path const& case_path,
+                    std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    DeckSteps steps(analysis, progress);
+    TextFile mesh(mesh_path);
+    MeshSection(analysis, mesh, steps).Write();
+    mesh.Close();
+    TextFile step(case_path);
+    step << "*INCLUDE, INPUT=" << mesh_name << '\n';
+    StepSection(analysis, options, step).Write();
+    step.Close();
+}
+
+} // namespace KetSDK::MeshSolver

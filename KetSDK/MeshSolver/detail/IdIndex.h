@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace KetSDK::MeshSolver::Detail {
+
+// Finds the place of a number in a list of numbers, none of which may be there twice.
+class IdIndex {
+public:
+    static constexpr std::uint32_t None = 0xFFFFFFFF;
+
+    // The list is borrowed. `what` they are numbers of stands in the error. Throws Error for one that is
+    // there twice.
+    IdIndex(std::vector<std::int32_t> const& ids, std::string const& what);
+
+    // None when the number is not in the list.
+    std::uint32_t Find(std::int32_t id) const noexcept;
+
+private:
+    std::vector<std::int32_t> const& m_ids;
+    bool m_is_consecutive = true;
+    std::vector<std::uint32_t> m_order; // of ascending numbers, when they are not consecutive
+};
+
+} // namespace KetSDK::MeshSolver::Detail

@@ -1,0 +1,98 @@
+#include <KetSDK/MeshSolver/detail/TextFile.h>
+
+#include <KetSDK/MeshSolver/Error.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+
+#include <array>
+#include <cmath>
+
+namespace KetSDK::MeshSolver::Detail {
+
+namespace {
+
+constexpr std::size_t MostCharacters = 20;
+
+template <typename... Format>
+std::string Written(double value, Format... format) {
+    std::array<char, 64> text;
+    return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value, format...).ptr};
+}
+
+std::string Shortened(double value) {
+    std::string text;
+    for (int digits = 14; digits > 0; --digits) {
+        text = Written(value, std::chars_format::scientific, digits - 1);
+        if (text.size() <= MostCharacters)
+            break;
+    }
+    return text;
+}
+
+} // namespace
+
+std::string RealText(double value) {
+    std::string const text = Written(value);
+    return text.size() <= MostCharacters ? text : Shortened(value);
+}
+
+std::string DensityText(double gram_per_cm3) {
+    std::string text = Written(gram_per_cm3, std::chars_format::scientific);
+    if (text.size() > MostCharacters)
+        text = Shortened(gram_per_cm3);
+    std::size_t const e = text.find('e');
+    if (e == std::string::npos)
+        return text;
+    int exponent = 0;
+    std::size_t const sign = text[e + 1] == '+' ? 1 : 0;
+    std::from_chars(text.data() + e + 1 + sign, text.data() + text.size(), exponent);
+    return text.substr(0, e + 1) + std::to_string(exponent - 9);
+}
+
+TextFile::TextFile(std::filesystem::path const& path)
+    : m_file(path, std::ios::binary | std::ios::trunc)
+    , m_buffer(std::make_unique_for_overwrite<char[]>(Size)) {
+    if (!m_file)
+        throw Error("it cannot be opened for writing");
+}
+
+TextFile& TextFile::Coordinate(MLong internal) {
+    static_assert(Common::MInternalUnits::Get() == 65536.0);
+    Reserve(24);
+    char* const start = m_buffer.get() + m_used;
+    char* at = start;
+    bool const is_negative = internal < 0;
+    std::uint64_t const size =
+        is_negative ? 0 - static_cast<std::uint64_t>(internal) : static_cast<std::uint64_t>(internal);
+    // Millionths of a mm, rounded to even where two are as near: 1/65536 mm is 15625/1024 of them.
+    std::uint64_t const scaled = size * 15625;
+    std::uint64_t micro = scaled / 1024;
+    std::uint64_t const rest = scaled % 1024;
+    if (rest > 512 || (rest == 512 && micro % 2 == 1))
+        ++micro;
+    if (is_negative)
+        *at++ = '-';
+    at = std::to_chars(at, start + 24, micro / 1000000).ptr;
+    *at++ = '.';
+    std::uint64_t fraction = micro % 1000000;
+    for (int i = 5; i >= 0; --i) {
+        at[i] = static_cast<char>('0' + fraction % 10);
+        fraction /= 10;
+    }
+    m_used += static_cast<std::size_t>(at + 6 - start);
+    return *this;
+}
+
+void TextFile::Flush() {
+    m_file.write(m_buffer.get(), static_cast<std::streamsize>(m_used));
+    m_used = 0;
+}
+
+void TextFile::Close() {
+    Flush();
+    m_file.close();
+    if (!m_file)
+        throw Error("it cannot be written: the disk is full or gone");
+}
+
+} // namespace KetSDK::MeshSolver::Detail

@@ -1,0 +1,328 @@
+// Decks that are written and read, results, and case files.
+#include "SolverModels.h"
+
+#include "TestFiles.h"
+
+#include <KetSDK/MeshJobs/Results.h>
+#include <KetSDK/MeshJobs/Surfaces.h>
+#include <KetSDK/MeshSolver/Deck.h>
+#include <KetSDK/MeshSolver/Error.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+namespace {
+
+using namespace SolverModels;
+using KetSDK::MeshSolver::MaterialsAs;
+using Dialect = KetSDK::MeshSolver::DeckOptions::Dialect;
+
+std::string const PlacesQuoted =
+    "[place.'Top Face']\naxis = 'z+'\nwithin = 0\n[place.base]\naxis = 'z-'\nwithin = 0\n"
+    "[[fix]]\nplace = 'base'\naxes = 'xyz'\n[[pressure]]\nplace = 'Top Face'\nvalue = 1\n";
+
+ExportResult ExportTo(Model const& model, std::string const& path, ExportOptions const& options = {}) {
+    DeckFiles files = OpenDeckFiles(path, options);
+    return Export(model, files, options, {});
+}
+
+// Two sub-volumes, two materials, and a node that no element uses.
+Model MakeTwoParts(unsigned int kind) {
+    Model model = MakeBlocks(kind, 3, 2, 2, Box(1.1, -2.3e-3 * -1000, 3.7));
+    MMeshSubVolume* const other = model.mesh->AddSubVolume();
+    other->SetName(L"Kn\u00f6chel \u2013 2");
+    MMeshMaterial second = *model.mesh->GetMaterialCatalog().GetMaterialWithID(1);
+    second.SetID(17);
+    second.SetEmodulus(1234.5678901234567);
+    second.SetDensity(0.123456789);
+    model.mesh->GetMaterialCatalog().AddMaterial(second);
+    for (std::uint64_t i = 0; i < std::uint64_t(model.mesh->NumberOfElements()); i += 3) {
+        model.mesh->GetMainSubVolume()->MoveElement(*model.mesh->GetElement(i), other);
+        model.mesh->GetElementMasks()->GetMaterialMask()->SetValue(*model.mesh->GetElement(i), 17);
+    }
+    return model;
+}
+
+std::vector<std::string> Lines(std::string const& path) {
+    std::ifstream file(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+TEST(Deck, ComesBackEqualInEverythingThatItHolds) {
+    Folder folder;
+    for (unsigned int const kind : {4U, 10U, 8U, 6U}) {
+        SCOPED_TRACE(kind);
+        Model const model = MakeTwoParts(kind);
+        ExportOptions options;
+        options.load_case = CaseOf(PlacesQuoted);
+        ExportResult const result = ExportTo(model, folder / "model.inp", options);
+        Model const back = ReadModel(folder / "model.inp", {}, {});
+        ASSERT_EQ(back.mesh->NumberOfPoints(), model.mesh->NumberOfPoints());
+        ASSERT_EQ(back.mesh->NumberOfElements(), model.mesh->NumberOfElements());
+        for (std::uint64_t i = 0; i < std::uint64_t(model.mesh->NumberOfPoints()); ++i)
+            EXPECT_EQ(*back.mesh->GetRandomPoint(i), *model.mesh->GetRandomPoint(i));
+        auto const material = [](Model const& m, MMeshElement const& e) {
+            int const id = m.mesh->GetElementMasks()->GetMaterialMask()->GetValue(e);
+            return *m.mesh->GetMaterialCatalog().GetMaterialWithID(unsigned(id));
+        };
+        for (std::uint64_t i = 0; i < std::uint64_t(model.mesh->NumberOfElements()); ++i) {
+            MMeshElement const& a = *model.mesh->GetElement(i);
+            MMeshElement const& b = *back.mesh->GetElement(i);
+            for (unsigned int k = 0; k < kind; ++k)
+                EXPECT_EQ(a.GetNode(k)->GetIndex(), b.GetNode(k)->GetIndex());
+            EXPECT_EQ(material(model, a), material(back, b));
+            EXPECT_EQ(model.mesh->GetSubVolume(a)->GetID(), back.mesh->GetSubVolume(b)->GetID());
+            EXPECT_EQ(back.mesh->GetElementMasks()->GetOriginalIDs()->GetValue(b), int(i) + 1);
+        }
+        EXPECT_EQ(back.mesh->GetMainSubVolume()->GetName(), L"BLOCK");
+        for (ExportResult::Set const& place : result.places) {
+            MMeshArray const* const set =
+                FindArray(back.arrays, KetSDK::MeshVTK::FromUtf8(place.deck), MMeshArray::OnNodes);
+            ASSERT_NE(set, nullptr) << place.deck;
+            auto const& values = std::get<std::vector<std::int32_t>>(set->values);
+            EXPECT_EQ(std::uint64_t(std::ranges::count(values, 1)), place.nodes);
+            EXPECT_EQ(place.nodes, kind == 10 ? 35U : 12U);
+        }
+    }
+}
+
+TEST(Deck, HasNamesNumbersAndLinesThatSolversTake) {
+    Folder folder;
+    Model model = MakeTwoParts(8);
+    model.mesh->AddPoint(900 * 65536, 0, 0); // of no element
+    ExportOptions options;
+    options.load_case = CaseOf(PlacesQuoted);
+    ExportResult const result = ExportTo(model, folder / "model.inp", options);
+    EXPECT_EQ(result.nodes, 36U);
+    std::map<std::string, std::string> renamed;
+    for (auto const& [kind, name, deck] : result.names)
+        renamed[name] = deck;
+    EXPECT_EQ(renamed["Kn\u00f6chel \u2013 2"], "KN_CHEL___2");
+    EXPECT_EQ(renamed["Top Face"], "TOP_FACE");
+    EXPECT_EQ(renamed["Block-Kn\u00f6chel \u2013 2"], "BLOCK_KN_CHEL___2");
+    std::map<std::string, int> surfaces;
+    std::string surface;
+    for (std::string const& line : Lines(folder / "model.inp")) {
+        if (line.starts_with("*")) {
+            surface = line.starts_with("*SURFACE, NAME=") ? line.substr(15, line.find(", TYPE") - 15) : "";
+            continue;
+        }
+        surfaces[surface] += !surface.empty();
+        std::stringstream words(line);
+        int count = 0;
+        for (std::string word; std::getline(words, word, ',') && !line.starts_with("volume"); ++count)
+            EXPECT_LE(word.size() - (word.front() == ' '), 20U) << line;
+        EXPECT_LE(count, 16) << line;
+    }
+    // As the surfaces of the model have them: two triangles a face.
+    for (SurfaceReport const& report : Surfaces(model, {true, SurfacesOptions::Names::Volumes}, {}).reports) {
+        std::string const deck = renamed[report.name];
+        EXPECT_EQ(std::uint64_t(surfaces[deck]) * 2, report.triangles) << report.name;
+    }
+}
+
+TEST(Deck, IsSplitAndNumberedOnRequest) {
+    Folder folder;
+    Model const model = MakeTwoParts(6);
+    ExportOptions options;
+    options.load_case = CaseOf(PlacesQuoted);
+    options.split = true;
+    options.dialect = Dialect::Abaqus;
+    EXPECT_EQ(ExportTo(model, folder / "m.inp", options).files,
+              (std::vector<std::string>{folder / "m.inp", folder / "m-case.inp"}));
+    EXPECT_EQ(Content(folder / "m.inp").find("*STEP"), std::string::npos);
+    EXPECT_TRUE(Content(folder / "m-case.inp").starts_with("*INCLUDE, INPUT=m.inp\n*STEP\n*STATIC\n"));
+    EXPECT_EQ(ReadModel(folder / "m-case.inp", {}, {}).mesh->NumberOfElements(),
+              model.mesh->NumberOfElements());
+    auto& ids = *model.mesh->GetElementMasks()->GetOriginalIDs();
+    auto& node_ids = *model.mesh->GetPointMasks()->GetOriginalIDs();
+    for (std::uint64_t i = 0; i < std::uint64_t(model.mesh->NumberOfElements()); ++i)
+        ids.SetValue(*model.mesh->GetElement(i), 5000 - int(i));
+    for (std::uint64_t i = 0; i < std::uint64_t(model.mesh->NumberOfPoints()); ++i)
+        node_ids.SetValue(*model.mesh->GetRandomPoint(i), 7 * int(i) + 3);
+    options.original_ids = true;
+    ExportTo(model, folder / "m.inp", options);
+    Model const back = ReadModel(folder / "m.inp", {}, {});
+    EXPECT_EQ(back.mesh->GetElementMasks()->GetOriginalIDs()->GetValue(*back.mesh->GetElement(2)), 4998);
+    EXPECT_EQ(back.mesh->GetPointMasks()->GetOriginalIDs()->GetValue(*back.mesh->GetRandomPoint(2)), 17);
+    ids.SetValue(*model.mesh->GetElement(1), 5000);
+    ExpectRefusals({{[&] { ExportTo(model, folder / "m.inp", options); },
+                     "two elements have the original identifier 5000"}});
+}
+
+std::string const Tetrahedra =
+    "*NODE, NSET=ALL\n 10, 0, 0, 0\n 20, 1.0D+00, 0, 0\n 30, 0, +1., 0\n 40, 0, 0, 1\n"
+    " 50, 1, 1, 1\n*element, type=c3d4h, elset=left\n7, 10, 20,\n 30, 40\n"
+    "*ELEMENT, TYPE=C3D4, ELSET=Right\n8, 20, 50, 30, 40\n";
+
+TEST(Deck, OfOtherProgramsIsRead) {
+    Folder folder;
+    Save(folder / "nodes.txt", "60, 5, 5, 5\n");
+    Save(folder / "m.inp",
+         "*HEADING\nfree text, with commas\n** a comment\n" + Tetrahedra +
+             "*NODE\n*INCLUDE, INPUT=nodes.txt\n*ELSET, ELSET=BOTH, GENERATE\n7, 9, 1\n*ELSET, "
+             "ELSET=again\nLEFT\n"
+             "*NSET, NSET=corner\n10, 60\n*SURFACE, TYPE=ELEMENT, NAME=face\nleft, S1\n"
+             "*ELEMENT, TYPE=S3, ELSET=SHELL\n9, 10, 20, 30\n"
+             "*MATERIAL, NAME=bone\n*ELASTIC\n 17e3, .3\n*DENSITY\n 1.8e-9\n"
+             "*SOLID SECTION, ELSET=RIGHT, MATERIAL=Bone\n1.,\n*STEP\n*BOUNDARY\nALL, 1\n*END STEP\n");
+    std::vector<std::string> warnings;
+    Context context;
+    context.warn = [&warnings](std::string const& line) { warnings.push_back(line); };
+    Model const model = ReadModel(folder / "m.inp", {}, context);
+    EXPECT_EQ(warnings,
+              (std::vector<std::string>{(folder / "m.inp") + ": not read: *STEP, elements of type S3"}));
+    EXPECT_EQ(model.mesh->NumberOfPoints(), 6);
+    EXPECT_EQ(model.mesh->NumberOfSubVolumes(), 2U);
+    EXPECT_EQ(model.mesh->GetMainSubVolume()->GetName(), L"left");
+    MMeshMaterial const& bone = *model.mesh->GetMaterialCatalog().GetMaterialWithID(1);
+    EXPECT_EQ(bone.GetDensity(), 1.8);
+    auto const values = [&model](wchar_t const* name, MMeshArray::Place place) {
+        MMeshArray const* const array = FindArray(model.arrays, name, place);
+        return array ? std::get<std::vector<std::int32_t>>(array->values) : std::vector<std::int32_t>();
+    };
+    EXPECT_EQ(values(L"BOTH", MMeshArray::OnElements), (std::vector<std::int32_t>{1, 1}));
+    EXPECT_EQ(values(L"again", MMeshArray::OnElements), (std::vector<std::int32_t>{1, 0}));
+    EXPECT_EQ(values(L"face", MMeshArray::OnElements), (std::vector<std::int32_t>{1, 0}));
+    EXPECT_EQ(values(L"face", MMeshArray::OnNodes), (std::vector<std::int32_t>{1, 1, 1, 0, 0, 0}));
+    EXPECT_EQ(values(L"corner", MMeshArray::OnNodes), (std::vector<std::int32_t>{1, 0, 0, 0, 0, 1}));
+}
+
+TEST(Deck, ThatMakesNoMeshIsRefusedByName) {
+    Folder folder;
+    fs::create_directory(folder.GetPath() / "in");
+    Save(folder / "outside.inp", "*NODE\n");
+    Save(folder / "in/other.inp", "*INCLUDE, INPUT=m.inp\n");
+    struct Case {
+        std::string text;
+        std::string line;
+    };
+    for (auto const& [text, line] : {
+             Case{"*NODE\n1, 0, 0, 0\n", "defines no elements"},
+             Case{Tetrahedra + "*ELEMENT, TYPE=C3D4\n8, 10, 20, 30, 40\n", "element 8 is defined twice"},
+             Case{Tetrahedra + "*NODE\n10, 0, 0, 0\n", "node 10 is defined twice"},
+             Case{Tetrahedra + "*ELEMENT, TYPE=C3D4\n9, 10, 20, 30, 99\n", "node 99, which is not defined"},
+             Case{Tetrahedra + "*ELEMENT, TYPE=C3D4\n9, 10, 20, 30\n", "element 9 has 3 nodes and needs 4"},
+             Case{Tetrahedra + "*ELEMENT, TYPE=C3D4\n9, 10, 20, 30, 40, 50\n", "element 9 has 5 nodes"},
+             Case{Tetrahedra + "*NSET, NSET=A\n77\n", "the set A has node 77"},
+             Case{Tetrahedra + "*ELSET, ELSET=A\nB\n", "names the set B"},
+             Case{Tetrahedra + "*SURFACE, NAME=A\n7, S5\n", "which has 4 faces"},
+             Case{Tetrahedra + "*NODE\n1, 2, x, 0\n", "a node needs a number"},
+             Case{"*INSTANCE, NAME=I, PART=P\n", "*INSTANCE I"},
+             Case{"*NODE, SYSTEM=C\n", "another system"},
+             Case{"*INCLUDE, INPUT=none.inp\n", "none.inp, which is not there"},
+             Case{"*INCLUDE, INPUT=../outside.inp\n", "outside its folder"},
+             Case{"*INCLUDE, INPUT=other.inp\n", "it includes itself by m.inp"},
+         }) {
+        Save(folder / "in/m.inp", text);
+        ExpectRefusals({{[&] { ReadModel(folder / "in/m.inp", {}, {}); }, line}});
+    }
+}
+
+TEST(Febio, ModelHasBlocksMapsAndOutwardFaces) {
+    Folder folder;
+    Model const model = MakeTwoParts(10);
+    ExportOptions options;
+    options.load_case = CaseOf(PlacesQuoted + "[gravity]\nacceleration = [0, 0, -9810]\n");
+    ExportTo(model, folder / "m.feb", options);
+    std::string text = Content(folder / "m.feb");
+    for (char const* const part :
+         {"<febio_spec version=\"4.0\">", "<SolidDomain name=\"BLOCK\" mat=\"MATERIAL_1\"/>",
+          "<Elements type=\"tet10\" name=\"KN_CHEL___2\">", "<E>1234.5678901234567</E>",
+          "<bc name=\"BASE\" node_set=\"BASE\" type=\"zero displacement\">",
+          "<pressure lc=\"1\">1</pressure>", "<force lc=\"1\">-0,-0,9810</force>", "<density>2e-9</density>"})
+        EXPECT_NE(text.find(part), std::string::npos) << part;
+    // The first face of the top winds so that its normal points up.
+    std::size_t const at = text.find("<tri6 id=\"1\">", text.find("<Surface name=\"TOP_FACE\">")) + 13;
+    std::stringstream numbers(text.substr(at, text.find('<', at) - at));
+    std::vector<MMVector<double, 3>> corner;
+    for (std::string number; std::getline(numbers, number, ',');)
+        corner.push_back(model.mesh->GetRandomPoint(std::stoul(number) - 1)->GetPosition());
+    ASSERT_EQ(corner.size(), 6U);
+    EXPECT_GT((corner[1] - corner[0]).Cross(corner[2] - corner[0])[2], 0.0);
+    EXPECT_EQ(corner[3], (corner[0] + corner[1]) * 0.5);
+    EXPECT_EQ(corner[5], (corner[2] + corner[0]) * 0.5);
+    options.materials = MaterialsAs::Elements;
+    ExportTo(model, folder / "m.feb", options);
+    text = Content(folder / "m.feb");
+    EXPECT_NE(text.find("<E type=\"map\">BLOCK_E</E>"), std::string::npos);
+    EXPECT_NE(text.find("<ElementData name=\"KN_CHEL___2_E\" elem_set=\"KN_CHEL___2\" data_type=\"scalar\">"),
+              std::string::npos);
+    EXPECT_NE(text.find("<e lid=\"1\">1234.5678901234567</e>"), std::string::npos);
+    options.materials = MaterialsAs::Nodes;
+    ExpectRefusals({{[&] { ExportTo(model, folder / "m.feb", options); }, "written to .inp only"}});
+}
+
+TEST(Results, AreRefusedWhenCutOffOrOfAnotherMesh) {
+    Folder folder;
+    Model model = MakeBlocks(8, 1, 1, 1, Box(1, 2, 3));
+    SolveOptions options =
+        SolveWith("[place.base]\naxis = 'z-'\nwithin = 0\n[[fix]]\nplace = 'base'\naxes = 'xyz'\n"
+                  "[gravity]\nacceleration = [0, 0, -9810]\n");
+    options.keep = folder / "run";
+    Solve(model, options, {});
+    std::string const text = Content(options.keep + "/model.frd");
+    auto const read = [&](std::string const& content, unsigned int nx, std::optional<int> step = {}) {
+        Save(folder / "r.frd", content);
+        return [&folder, nx, step] {
+            Model other = MakeBlocks(8, int(nx), 1, 1, Box(1, 2, 3));
+            Results(other, folder / "r.frd", {step}, {});
+        };
+    };
+    std::size_t const end = text.rfind("9999") + 4;
+    for (std::size_t size = 1; size < end; size += size < 1200 ? 1 : 17) {
+        auto const cut = read(text.substr(0, size), 1);
+        EXPECT_THROW(cut(), Error) << size;
+    }
+    read(text, 1)();
+    ExpectRefusals(
+        {{read(text, 2), "lies elsewhere in the mesh"}, {read(text, 1, 4), "no step 4; the last is step 1"}});
+    std::string broken = text;
+    broken.replace(broken.find("DISP") + 400, 12, "         NaN");
+    ExpectRefusals({{read(broken, 1), "is no finite number"}});
+}
+
+TEST(CaseFile, SaysInWhichLineItIsWrong) {
+    std::string const place = "[place.a]\naxis = 'z-'\nwithin = 1\n";
+    struct Row {
+        std::string text;
+        std::string line;
+    };
+    for (auto const& [text, line] : {
+             Row{"", "the case is empty"},
+             Row{"[place.a]\n", "line 1: [place.a] names nothing"},
+             Row{"[place.a]\nwhithin = 1\n", "line 2: unknown key \"whithin\" in [place.a]; known are axis"},
+             Row{"[place.a]\naxis = 'z'\nwithin = 1\n", "line 2: axis must be one of x-, x+"},
+             Row{"[place.a]\naxis = 'z-'\n", "needs within"},
+             Row{"[place.a]\nwithin = 1\n", "needs axis"},
+             Row{"[place.a]\nangle = 1\n", "needs normal"},
+             Row{"[place.a]\nnormal = [0, 0, 0]\n", "must not be zero"},
+             Row{"[place.a]\nbox = [1, 0, 0, 0, 1, 1]\n", "xmin, ymin"},
+             Row{"[place.a]\nsphere = [1, 0, 0, 0]\n", "radius"},
+             Row{"[place.a]\nsphere = [1, 0, 0, nan]\n", "finite"},
+             Row{place + "[[fix]]\nplace = 'b'\naxes = 'x'\n", "line 5: [[fix]] is for the place \"b\""},
+             Row{place + "[[fix]]\nplace = 'a'\naxes = 'xw'\n", "axes must be letters"},
+             Row{place + "[fix]\nplace = 'a'\naxes = 'x'\n", "double brackets"},
+             Row{place + "[[displace]]\nplace = 'a'\nby = {}\n", "moves nothing"},
+             Row{place + "[[displace]]\nplace = 'a'\nby = [1, 2]\n", "list of 3 numbers"},
+             Row{place + "[[force]]\nplace = 'a'\n", "needs total"},
+             Row{place + "[[pressure]]\nplace = 'a'\nvalue = '1'\n", "value must be a finite number"},
+             Row{place + "[gravity]\n", "needs acceleration"},
+             Row{place + "[load]\n", "unknown key \"load\" in the case"},
+             Row{"[place.a\n", "line 1: "},
+         })
+        try {
+            KetSDK::MeshSolver::ReadCase(text);
+            ADD_FAILURE() << line;
+        } catch (KetSDK::MeshSolver::CaseError const& e) {
+            EXPECT_NE(std::string(e.what()).find(line), std::string::npos) << e.what();
+        }
+}
+
+} // namespace
