@@ -61,10 +61,15 @@ std::uint64_t FindBad(Model const& model, Mesh::QualityMetric const& metric,
                       Context const& context) {
     MMeshQualityAnalysisOperator analysis;
     Detail::Measure(analysis, model, metric, context);
+    std::vector<double> const folds =
+        Detail::SeesFolds(&metric) ? Detail::MeasureFolds(model, context) : std::vector<double>();
     std::uint64_t count = 0;
+    std::size_t index = 0;
     for (MMeshElement const& e : model.mesh->Elements()) {
         double const value = analysis.GetQualityMask()->GetValue(e);
-        bool const is_bad = threshold.IsBad(value) || !std::isfinite(value);
+        bool const is_bad = threshold.IsBad(value) || !std::isfinite(value) || metric.IsFault(value) ||
+                            (!folds.empty() && folds[index] != 0.0);
+        ++index;
         bad.SetValue(e, is_bad);
         count += is_bad;
     }

@@ -14,7 +14,8 @@ namespace KetSDK::MeshJobs {
 
 struct GrowOptions {
     std::string metric = "ScaledJacobian"; // the quality metric that tells
-    // Which values are bad. Values that are not finite are, too.
+    // Which values are bad. Values that are not finite are, too, and so are folded elements where the metric
+    // sees mid-edge nodes.
     Mesh::QualityThreshold threshold;
     int rings = 0; // how many rings of face neighbours are added to the bad elements
 };

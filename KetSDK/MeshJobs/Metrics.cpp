@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <numeric>
 #include <sstream>
@@ -46,24 +48,27 @@ std::string NearestNames(std::string const& text) {
     return names;
 }
 
+QualityMetric const& FindMetric(std::string const& name) {
+    if (QualityMetric const* const metric = Mesh::FindQualityMetric(name))
+        return *metric;
+    std::string const near = NearestNames(name);
+    throw Error("there is no metric \"" + name + "\"" + (near.empty() ? "" : "; near it are " + near) +
+                " (ketmesh quality --list shows all)");
+}
+
 } // namespace
 
 std::vector<QualityMetric const*> FindMetrics(std::string const& names) {
     std::vector<QualityMetric const*> metrics;
     if (names == AllMetrics) {
         for (QualityMetric const& metric : Mesh::QualityMetrics())
-            metrics.push_back(&metric);
+            if (metric.type != MMeshQualityAnalysisOperator::FluentOrthogonalQuality)
+                metrics.push_back(&metric);
         return metrics;
     }
     std::istringstream list(names + ",");
     for (std::string name; std::getline(list, name, ',');) {
-        QualityMetric const* const metric = Mesh::FindQualityMetric(name);
-        if (!metric) {
-            std::string const near = NearestNames(name);
-            throw Error("there is no metric \"" + name + "\"" +
-                        (near.empty() ? "" : "; near it are " + near) +
-                        " (ketmesh quality --list shows all)");
-        }
+        QualityMetric const* const metric = &FindMetric(name);
         if (std::ranges::find(metrics, metric) == metrics.end())
             metrics.push_back(metric);
     }
@@ -79,6 +84,43 @@ void RequireMetric(Model const& model, QualityMetric const& metric) {
 std::string TitleOf(QualityMetric const& metric) {
     std::string const name(metric.name);
     return metric.unit.empty() ? name : name + " [" + std::string(metric.unit) + "]";
+}
+
+Mesh::QualityLimit ParseLimit(std::string const& text) {
+    using Sense = Mesh::QualityLimit::Sense;
+    std::size_t const at = text.find_first_of("<>");
+    double value = 0.0;
+    bool is_limit = at != std::string::npos && text.substr(at + 1, 1) == "=";
+    if (is_limit) {
+        char const* const end = text.data() + text.size();
+        auto const [stop, fault] = std::from_chars(text.data() + at + 2, end, value);
+        is_limit = fault == std::errc() && stop == end && std::isfinite(value);
+    }
+    if (!is_limit)
+        throw Error("\"" + text + "\" is no limit; METRIC>=VALUE or METRIC<=VALUE would be right");
+    return {&FindMetric(text.substr(0, at)), text[at] == '>' ? Sense::AtLeast : Sense::AtMost, value};
+}
+
+std::vector<Mesh::QualityLimit> FindLimits(std::string const& name) {
+    std::string known;
+    for (Mesh::QualityLimitSet const& set : Mesh::QualityLimitSets()) {
+        if (set.name == name)
+            return {set.limits.begin(), set.limits.end()};
+        known += (known.empty() ? "" : ", ") + std::string(set.name);
+    }
+    throw Error("there are no limits \"" + name + "\"; there are " + known +
+                " (ketmesh quality --list-limits shows them)");
+}
+
+std::string DescribeLimit(Mesh::QualityLimit const& limit) {
+    bool const is_at_most = limit.sense == Mesh::QualityLimit::Sense::AtMost;
+    return std::string(limit.metric->name) + (is_at_most ? " <= " : " >= ") + FormatGeneral(limit.value);
+}
+
+std::string DescribeBad(QualityMetric const& metric, Mesh::QualityThreshold const& threshold) {
+    if (metric.type == MMeshQualityAnalysisOperator::Folded)
+        return "folded";
+    return DescribeThreshold(threshold) + (metric.quadratic ? " or folded" : "");
 }
 
 std::string DescribeThreshold(Mesh::QualityThreshold const& threshold) {

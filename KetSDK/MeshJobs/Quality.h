@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityBins.h>
+#include <KetSDK/Mesh/geometry/QualityLimit.h>
 #include <KetSDK/Mesh/geometry/QualityStatistics.h>
 #include <KetSDK/Mesh/geometry/QualityThreshold.h>
 #include <KetSDK/MeshJobs/Context.h>
@@ -9,15 +10,21 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace KetSDK::MeshJobs {
 
 struct QualityOptions {
-    // Names of metrics with commas between them, or "all": those that the model has.
-    std::string metrics = "ScaledJacobian";
-    Mesh::QualityThreshold bad; // below 0 unless set
+    // Names of metrics with commas between them, or "all": those that the model has. Empty for those of the
+    // limits, or ScaledJacobian without limits, and for Folded where there are ten-node elements.
+    std::string metrics;
+    // Which values are bad: below 0 unless set. Folded elements are bad by every metric that sees mid-edge
+    // nodes, whatever their values.
+    std::optional<Mesh::QualityThreshold> bad;
+    // What values have to be; their metrics are measured beside the others.
+    std::vector<Mesh::QualityLimit> limits;
     Mesh::QualityBinning binning;
     std::size_t worst = 10;   // how many elements to name for each metric
     bool keep_values = false; // the result holds the values of all elements
@@ -36,7 +43,7 @@ struct KETSDK_MESHJOBS_API MetricReport {
     Mesh::QualityMetric const* metric;
     std::uint64_t elements;
     Mesh::QualityStatistics statistics;
-    std::uint64_t bad; // elements with bad values
+    std::uint64_t bad; // elements with bad values, and folded ones where the metric sees folds
     Mesh::QualityBins bins;
     std::vector<WorstElement> worst; // the worst one first
 
@@ -44,13 +51,25 @@ struct KETSDK_MESHJOBS_API MetricReport {
     std::uint64_t CountOutside() const;
 };
 
+// How many elements fail a limit: those whose value is beyond it or not a number, and folded ones where the
+// metric sees folds.
+struct LimitReport {
+    Mesh::QualityLimit limit;
+    std::uint64_t failing = 0;
+};
+
 struct QualityResult {
     std::string file; // of the model
     std::uint64_t elements = 0;
-    Mesh::QualityThreshold bad;        // as in the options
+    Mesh::QualityThreshold bad;        // of the options, or below 0
+    bool has_threshold = false;        // it says which elements fail: it was given, or there are no limits
     std::vector<MetricReport> metrics; // in the order of the options, each once
-    // Where they are kept: an array on the elements for each metric, under its name. SetArray puts one among
-    // the arrays of the model.
+    std::vector<LimitReport> limits;   // in the order of the options, each once
+    // Elements that fail: one of the limits, or the threshold by one of the metrics where has_threshold; and
+    // those that are folded, where that was measured.
+    std::uint64_t failing = 0;
+    // Where they are kept: an array on the elements for each metric, under its name, and `bad`, which is 1
+    // for elements that fail and 0 for others. SetArray puts one among the arrays of the model.
     std::vector<MMeshArray> values;
 };
 

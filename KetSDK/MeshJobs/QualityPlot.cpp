@@ -119,7 +119,7 @@ private:
         std::string text = std::to_string(m_report.elements) + " elements, min " +
                            FormatNumber(statistics.min) + ", mean " + FormatNumber(statistics.mean) +
                            ", max " + FormatNumber(statistics.max) + ", " + std::to_string(m_report.bad) +
-                           " " + DescribeThreshold(m_threshold);
+                           " " + DescribeBad(*m_report.metric, m_threshold);
         if (statistics.nonfinite > 0)
             text += ", " + std::to_string(statistics.nonfinite) + " not finite";
         if (std::uint64_t const outside = m_report.CountOutside(); outside > 0)
@@ -169,7 +169,8 @@ private:
 
     void DrawThreshold() const {
         double const value = m_threshold.value;
-        if (!m_shows_threshold || value < m_report.bins.min || value > m_report.bins.max)
+        bool const has_threshold = m_report.metric->type != MMeshQualityAnalysisOperator::Folded;
+        if (!m_shows_threshold || !has_threshold || value < m_report.bins.min || value > m_report.bins.max)
             return;
         double const x = X(value);
         bool const on_the_left = x > (Left + Right) / 2.0;

@@ -3,10 +3,10 @@
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
+#include <host/terminal/Wrapped.h>
 
 #include <cmath>
 #include <ostream>
-#include <sstream>
 
 namespace ketmesh {
 
@@ -14,8 +14,6 @@ using KetSDK::Mesh::QualityMetric;
 using KetSDK::Mesh::QualityMetrics;
 
 namespace {
-
-constexpr std::size_t ListWidth = 110;
 
 char const* SenseName(QualityMetric const& metric) {
     switch (metric.sense) {
@@ -63,19 +61,6 @@ constexpr char const* Explanations[] = {
     "corners of a square, and of a tetrahedron with a coordinate that is not a number; a value that good "
     "elements have too means that the metric does not see the fault",
 };
-
-void PrintWrapped(std::ostream& out, std::string const& text, std::size_t indent) {
-    std::istringstream words(text);
-    std::string line(indent, ' ');
-    for (std::string word; words >> word;) {
-        if (line.size() > indent && line.size() + 1 + word.size() > ListWidth) {
-            out << line << '\n';
-            line.assign(indent, ' ');
-        }
-        line += (line.size() > indent ? " " : "") + word;
-    }
-    out << line << '\n';
-}
 
 // A text in which Markdown sees nothing but text.
 std::string EscapeMarkdown(std::string_view text) {

@@ -1,3 +1,4 @@
+#include <KetSDK/MeshJobs/Metrics.h>
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/QualityPlot.h>
 #include <KetSDK/MeshVTK/Text.h>
@@ -22,6 +23,8 @@ namespace ketmesh {
 
 namespace {
 
+using KetSDK::MeshJobs::DescribeLimit;
+using KetSDK::MeshJobs::DescribeThreshold;
 using KetSDK::MeshJobs::MetricReport;
 using KetSDK::MeshJobs::Model;
 
@@ -31,11 +34,15 @@ constexpr std::size_t MostDetailed = 3;
 constexpr char const* QualityHelp =
     "Percentiles are those of the nearest rank: the smallest value that so many per cent of the\n"
     "finite values do not exceed. Elements whose value is not finite are counted and head the list\n"
-    "of the worst; they are bad only where they are infinite on the bad side. Elements are numbered\n"
+    "of the worst; --below and --above find them bad only where they are infinite on that side. Ten-node\n"
+    "elements that fold, the solver's worst fault, are bad by each metric that sees mid-edge nodes; Folded\n"
+    "is 1 for them. With -o the cell array bad is 1 for elements that fail. Elements are numbered\n"
     "from 0 in the order of the file. Results are the same on any number of threads.\n\n"
     "Examples:\n"
     "  ketmesh quality head.vtu\n"
     "  ketmesh quality head.vtu --metric MinDihedralAngle --below 10 --width 5 --fail-on 0\n"
+    "  ketmesh quality head.vtu --limit 'MinDihedralAngle>=10' --limit 'EdgeMaxMin<=5' --fail-on 0\n"
+    "  ketmesh quality head.vtu --limits abaqus -o judged.vtu\n"
     "  ketmesh quality head.vtu --metric all -o head_quality.vtu --plot head_quality.svg\n"
     "  ketmesh quality --list";
 
@@ -49,15 +56,20 @@ private:
     void DeclareOptions(CLI::App& command) override {
         CLI::Option* const file = m_input.Declare(*this, command)->required(false);
         command
-            .add_option("--metric", m_options.metrics,
-                        "Metric, metrics with commas between them, or all (those that the mesh has); "
-                        "ScaledJacobian unless given")
+            .add_option(
+                "--metric", m_options.metrics,
+                "Metric, metrics with commas between them, or all (those that the mesh has). "
+                "Without it: the metrics of the limits, or else ScaledJacobian, and Folded on ten-node "
+                "elements")
             ->type_name("NAMES");
         m_threshold.Declare(command);
+        DeclareLimits(command);
         command
-            .add_option("--fail-on", m_most_bad,
-                        "End with exit status 2 when more than so many elements are bad by one of the "
-                        "metrics; values below 0 are bad unless --below or --above says otherwise")
+            .add_option(
+                "--fail-on", m_most_bad,
+                "End with exit status 2 when more than so many elements fail: any of the limits, --below "
+                "or --above by one of the metrics, or Folded; values below 0 are bad when nothing of "
+                "these is given")
             ->type_name("N")
             ->check(Count());
         DeclareHistogram(command);
@@ -72,9 +84,26 @@ private:
             "--list", m_list, "Show all metrics with their definitions and sources; needs no mesh");
         command.add_flag("--markdown", m_markdown, "With --list: as a page in Markdown")->needs(list);
         command.callback([this, file] {
-            if (!m_list && file->count() == 0)
+            if (!m_list && !m_list_limits && file->count() == 0)
                 throw CLI::RequiredError("file");
         });
+    }
+
+    void DeclareLimits(CLI::App& command) {
+        command
+            .add_option(
+                "--limit", m_limits,
+                "METRIC>=VALUE or METRIC<=VALUE, in quotes: what all elements should have; as often as "
+                "needed. What is not a number fails every limit, and a folded element those of metrics "
+                "that see mid-edge nodes")
+            ->type_name("LIMIT")
+            ->allow_extra_args(false);
+        command
+            .add_option("--limits", m_limit_set,
+                        "The limits that a solver documents: abaqus, ansys or febio (see --list-limits)")
+            ->type_name("SOLVER");
+        command.add_flag("--list-limits", m_list_limits,
+                         "Show the limits that solvers document, with their sources; needs no mesh");
     }
 
     void DeclareHistogram(CLI::App& command) {
@@ -98,9 +127,13 @@ private:
     }
 
     bool Answer() override {
-        if (!m_list)
+        if (!m_list && !m_list_limits)
             return false;
-        if (m_markdown)
+        if (m_list_limits && IsJson())
+            PrintJson(LimitSetsJson());
+        else if (m_list_limits)
+            PrintLimitSets(std::cout);
+        else if (m_markdown)
             PrintMetricPage(std::cout);
         else if (IsJson())
             PrintJson(MetricListJson());
@@ -110,7 +143,12 @@ private:
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
-        m_options.bad = m_threshold.Get();
+        if (m_threshold.IsGiven())
+            m_options.bad = m_threshold.Get();
+        if (!m_limit_set.empty())
+            m_options.limits = KetSDK::MeshJobs::FindLimits(m_limit_set);
+        for (std::string const& limit : m_limits)
+            m_options.limits.push_back(KetSDK::MeshJobs::ParseLimit(limit));
         m_options.keep_values = m_output.IsGiven();
         KetSDK::MeshJobs::CheckQualityOptions(m_options);
         m_output.Open({m_input.GetUnit()});
@@ -132,6 +170,8 @@ private:
         Json report;
         report["elements"] = m_result.elements;
         m_threshold.AddTo(report);
+        report["limits"] = LimitsJson(m_result.limits);
+        report["failing"] = m_result.failing;
         report["metrics"] = Json::object();
         for (MetricReport const& metric : m_result.metrics)
             report["metrics"][std::string(metric.metric->name)] = ToJson(metric);
@@ -141,6 +181,7 @@ private:
     void Print(std::ostream& out) const override {
         std::vector<MetricReport> const& metrics = m_result.metrics;
         out << m_input.GetFileName() << ": " << m_result.elements << " elements\n\n";
+        PrintLimits(out, m_result);
         if (metrics.size() > 1)
             PrintSummary(out, m_result);
         if (metrics.size() <= MostDetailed || m_histograms)
@@ -151,17 +192,30 @@ private:
     }
 
     int Check() const override {
-        std::string failed;
-        for (MetricReport const& metric : m_result.metrics)
-            if (m_most_bad && metric.bad > *m_most_bad)
-                failed += (failed.empty() ? "" : ", ") + std::to_string(metric.bad) + " by " +
-                          std::string(metric.metric->name);
-        if (failed.empty())
+        if (!m_most_bad || m_result.failing <= *m_most_bad)
             return Done;
-        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName())
-                  << ": elements are bad (" << m_threshold.Describe() << "): " << failed << "; at most "
-                  << *m_most_bad << " may be\n";
+        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName()) << ": "
+                  << m_result.failing << " elements fail (" << Reasons() << "); at most " << *m_most_bad
+                  << " may\n";
         return CheckFailed;
+    }
+
+    // "505 by ScaledJacobian below 0.1, 3 by Folded"
+    std::string Reasons() const {
+        std::string reasons;
+        auto const add = [&reasons](std::uint64_t count, std::string const& by) {
+            if (count > 0)
+                reasons += (reasons.empty() ? "" : ", ") + std::to_string(count) + " by " + by;
+        };
+        for (KetSDK::MeshJobs::LimitReport const& limit : m_result.limits)
+            add(limit.failing, DescribeLimit(limit.limit));
+        for (MetricReport const& metric : m_result.metrics) {
+            bool const is_fold = metric.metric->type == MMeshQualityAnalysisOperator::Folded;
+            if (is_fold || m_result.has_threshold)
+                add(metric.bad, std::string(metric.metric->name) +
+                                    (is_fold ? "" : " " + DescribeThreshold(m_result.bad)));
+        }
+        return reasons;
     }
 
     ModelInput m_input;
@@ -169,10 +223,13 @@ private:
     BadThreshold m_threshold;
     ThreadsOption m_threads;
     KetSDK::MeshJobs::QualityOptions m_options;
+    std::vector<std::string> m_limits;
+    std::string m_limit_set;
     std::string m_plot;
     std::optional<std::uint64_t> m_most_bad;
     bool m_histograms = false;
     bool m_list = false;
+    bool m_list_limits = false;
     bool m_markdown = false;
     KetSDK::MeshJobs::QualityResult m_result;
 };

@@ -4,16 +4,23 @@
 #include <host/terminal/Format.h>
 #include <host/terminal/HistogramText.h>
 #include <host/terminal/Table.h>
+#include <host/terminal/Wrapped.h>
 
+#include <limits>
 #include <ostream>
 #include <string>
 #include <vector>
 
 namespace ketmesh {
 
+using KetSDK::Mesh::QualityLimit;
+using KetSDK::Mesh::QualityLimitSet;
 using KetSDK::Mesh::QualityMetric;
 using KetSDK::Mesh::QualityStatistics;
+using KetSDK::MeshJobs::DescribeBad;
+using KetSDK::MeshJobs::DescribeLimit;
 using KetSDK::MeshJobs::DescribeThreshold;
+using KetSDK::MeshJobs::LimitReport;
 using KetSDK::MeshJobs::MetricReport;
 using KetSDK::MeshJobs::TitleOf;
 using KetSDK::MeshJobs::WorstElement;
@@ -57,6 +64,12 @@ void PrintWorst(std::ostream& out, MetricReport const& report) {
                       FormatNumber(worst.centre[2], 100.0), worst.subvolume});
     out << "\n  the worst elements (" << OrderOfWorst(*report.metric) << " first)\n";
     table.Print(out, 2);
+}
+
+Json LimitJson(QualityLimit const& limit) {
+    return {{"metric", limit.metric->name},
+            {"sense", limit.sense == QualityLimit::Sense::AtLeast ? ">=" : "<="},
+            {"value", limit.value}};
 }
 
 } // namespace
@@ -103,7 +116,7 @@ void PrintDetails(std::ostream& out, MetricReport const& report, KetSDK::Mesh::Q
         << "  min " << FormatNumber(statistics.min) << ", mean " << FormatNumber(statistics.mean) << ", max "
         << FormatNumber(statistics.max) << '\n'
         << "  bad         " << report.bad << " of " << report.elements << " ("
-        << FormatShare(report.bad, report.elements) << ") are " << DescribeThreshold(bad) << '\n'
+        << FormatShare(report.bad, report.elements) << ") are " << DescribeBad(*report.metric, bad) << '\n'
         << "  not finite  " << statistics.nonfinite << "\n\n";
     std::vector<Table::Column> percents = {{"percentile", Table::Align::Left}};
     std::vector<std::string> values = {"value"};
@@ -118,6 +131,58 @@ void PrintDetails(std::ostream& out, MetricReport const& report, KetSDK::Mesh::Q
     PrintHistogram(out, report);
     if (!report.worst.empty())
         PrintWorst(out, report);
+}
+
+void PrintLimits(std::ostream& out, KetSDK::MeshJobs::QualityResult const& quality) {
+    if (quality.limits.empty())
+        return;
+    Table table({{"limit", Table::Align::Left},
+                 {"failing", Table::Align::Right},
+                 {"share", Table::Align::Right},
+                 {"", Table::Align::Left}});
+    for (LimitReport const& report : quality.limits)
+        table.AddRow({DescribeLimit(report.limit), std::to_string(report.failing),
+                      FormatShare(report.failing, quality.elements), report.failing == 0 ? "pass" : "fail"});
+    table.AddRule();
+    table.AddRow({"any", std::to_string(quality.failing), FormatShare(quality.failing, quality.elements),
+                  quality.failing == 0 ? "pass" : "fail"});
+    table.Print(out);
+    out << '\n';
+}
+
+Json LimitsJson(std::vector<LimitReport> const& limits) {
+    Json list = Json::array();
+    for (LimitReport const& report : limits) {
+        list.push_back(LimitJson(report.limit));
+        list.back()["failing"] = report.failing;
+    }
+    return list;
+}
+
+void PrintLimitSets(std::ostream& out) {
+    char const* separator = "";
+    for (QualityLimitSet const& set : KetSDK::Mesh::QualityLimitSets()) {
+        out << separator << set.name << " (" << set.solver << ")\n";
+        for (QualityLimit const& limit : set.limits)
+            out << "  " << DescribeLimit(limit) << '\n';
+        PrintWrapped(out, std::string(set.note), 2);
+        PrintWrapped(out, "Source: " + std::string(set.source), 2);
+        separator = "\n";
+    }
+    out << "\nJacobian >= " << FormatGeneral(std::numeric_limits<double>::min())
+        << " means a positive one: that is the smallest positive number.\n";
+}
+
+Json LimitSetsJson() {
+    Json sets = Json::object();
+    for (QualityLimitSet const& set : KetSDK::Mesh::QualityLimitSets()) {
+        Json& json = sets[std::string(set.name)];
+        json = {
+            {"solver", set.solver}, {"limits", Json::array()}, {"source", set.source}, {"note", set.note}};
+        for (QualityLimit const& limit : set.limits)
+            json["limits"].push_back(LimitJson(limit));
+    }
+    return {{"limits", sets}};
 }
 
 } // namespace ketmesh

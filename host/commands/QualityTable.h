@@ -4,6 +4,7 @@
 #include <host/terminal/Output.h>
 
 #include <iosfwd>
+#include <vector>
 
 namespace ketmesh {
 
@@ -15,5 +16,13 @@ void PrintSummary(std::ostream& out, KetSDK::MeshJobs::QualityResult const& qual
 // All of one metric, with its histogram; `bad` says which values were counted as bad.
 void PrintDetails(std::ostream& out, KetSDK::MeshJobs::MetricReport const& report,
                   KetSDK::Mesh::QualityThreshold const& bad);
+
+// The limits with how many elements fail each, and whether that is to pass: nothing without limits.
+void PrintLimits(std::ostream& out, KetSDK::MeshJobs::QualityResult const& quality);
+Json LimitsJson(std::vector<KetSDK::MeshJobs::LimitReport> const& limits);
+
+// The limits that solvers document, with their sources.
+void PrintLimitSets(std::ostream& out);
+Json LimitSetsJson();
 
 } // namespace ketmesh

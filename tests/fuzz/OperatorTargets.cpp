@@ -16,6 +16,7 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
+#include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/materials/MDensityLookup.h>
 #include <KetSDK/Mesh/materials/MHUList.h>
 #include <KetSDK/Mesh/materials/MMeshOperatorMaterialAssign.h>
@@ -90,8 +91,8 @@ void ConvertKinds(MMeshBase& mesh) {
 
 void Measure(MMeshBase& mesh) {
     MMeshQualityAnalysisOperator analysis;
-    for (int metric = 0; metric < MMeshQualityAnalysisOperator::NumberOfMetrics; ++metric) {
-        analysis.SetCurrentMetric(static_cast<MMeshQualityAnalysisOperator::QualityType>(metric));
+    for (KetSDK::Mesh::QualityMetric const& metric : KetSDK::Mesh::QualityMetrics()) {
+        analysis.SetCurrentMetric(metric.type);
         Run(analysis, mesh);
     }
     MMeshTet10ConsistencyCheckOperator check;

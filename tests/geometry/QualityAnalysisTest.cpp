@@ -4,6 +4,8 @@
 #include "../TestProgress.h"
 #include "QualityRun.h"
 
+#include <KetSDK/Mesh/geometry/MMeshFold.h>
+#include <KetSDK/Mesh/geometry/QualityLimit.h>
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
@@ -30,6 +32,36 @@ using Tetrahedron10 = Tetrahedron10Base<double>;
 
 constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Degrees = 57.29577951308232;
+
+// The smallest cosine at the faces of an element that has no neighbours, by the textbook.
+double OrthogonalQuality(TetrahedronBase<double>& t) {
+    MMVector<double, 3> const centre = t.GetCentroid();
+    double smallest = 1.0;
+    for (unsigned int f = 0; f < 4; ++f) {
+        MTriangle<double, 3> const face = t.GetFaceOriented(f);
+        MMVector<double, 3> const normal = (face[1] - face[0]).Cross(face[2] - face[0]);
+        MMVector<double, 3> const line = (face[0] + face[1] + face[2]) * (1.0 / 3.0) - centre;
+        double const cosine = normal.Dot(line) / (normal.Length() * line.Length());
+        if (!(cosine >= smallest))
+            smallest = cosine;
+    }
+    return smallest < 0.0 ? 0.0 : smallest;
+}
+
+// 1 for a folded element, in the coordinates of meshes.
+double Folded(Tetrahedron10& q) {
+    MMeshBase mesh;
+    std::vector<MMeshPoint*> nodes;
+    for (unsigned int i = 0; i < 10; ++i) {
+        MMVector<double, 3> const p = q.GetNode(i) * double(TestMeshes::Unit);
+        if (std::isnan(p[0]))
+            return NaN; // no mesh has it
+        nodes.push_back(mesh.AddPoint(static_cast<MLong>(std::lround(p[0])),
+                                      static_cast<MLong>(std::lround(p[1])),
+                                      static_cast<MLong>(std::lround(p[2]))));
+    }
+    return IsFolded(*mesh.AddElement(10, nodes.data()));
+}
 
 // Every metric, written out for one element: its corners t and all of it q.
 using Tetrahedron = TetrahedronBase<double>;
@@ -67,12 +99,13 @@ double (*const Evaluators[])(Tetrahedron& t, Tetrahedron10& q) = {
     [](Tetrahedron& t, Tetrahedron10&) { return t.Volume(); },
     [](Tetrahedron& t, Tetrahedron10&) { return t.QualityMinFacangle() * Degrees / 60.0; },
     [](Tetrahedron& t, Tetrahedron10&) { return (180.0 - t.QualityMaxFacangle() * Degrees) / 120.0; },
+    [](Tetrahedron& t, Tetrahedron10&) { return OrthogonalQuality(t); },
+    [](Tetrahedron&, Tetrahedron10& q) { return Folded(q); },
 };
-static_assert(std::size(Evaluators) == Analysis::NumberOfMetrics);
 
-double Evaluate(int metric, Tetrahedron10 q) {
+double Evaluate(QualityMetric const& metric, Tetrahedron10 q) {
     Tetrahedron t(q.GetNode(0), q.GetNode(1), q.GetNode(2), q.GetNode(3));
-    return Evaluators[metric](t, q);
+    return Evaluators[&metric - QualityMetrics().data()](t, q);
 }
 
 // A mesh of ten-node elements with nodes of their own, some curved, some folded or inverted.
@@ -126,16 +159,16 @@ TEST(QualityMetric, TableHoldsForGoodAndFaultyElements) {
         else
             EXPECT_NEAR(value, stated, 1e-7 * std::max(1.0, std::fabs(stated)));
     };
-    int number = 0;
     for (QualityMetric const& metric : QualityMetrics()) {
         SCOPED_TRACE(metric.name);
-        EXPECT_EQ(metric.type, number++);
+        EXPECT_EQ(FindQualityMetric(metric.type), &metric);
         EXPECT_EQ(FindQualityMetric(metric.name), &metric);
-        expect(Evaluate(metric.type, element(regular)), metric.best);
-        expect(Evaluate(metric.type, element(mirrored)), metric.inverted);
-        expect(Evaluate(metric.type, element(square)), metric.flat);
-        expect(Evaluate(metric.type, element(no_number)), metric.nonfinite);
+        expect(Evaluate(metric, element(regular)), metric.best);
+        expect(Evaluate(metric, element(mirrored)), metric.inverted);
+        expect(Evaluate(metric, element(square)), metric.flat);
+        expect(Evaluate(metric, element(no_number)), metric.nonfinite);
     }
+    EXPECT_EQ(QualityMetrics().size(), std::size(Evaluators));
     EXPECT_EQ(FindQualityMetric(-1), nullptr);
     EXPECT_EQ(FindQualityMetric(Analysis::NumberOfMetrics), nullptr);
     EXPECT_EQ(FindQualityMetric("meanratio"), nullptr);
@@ -151,8 +184,8 @@ TEST(QualityAnalysis, ValuesAreThoseOfTheElementsWhateverTheThreads) {
         EXPECT_EQ(sequential.values.size(), static_cast<std::size_t>(mesh.NumberOfElements()));
         EXPECT_TRUE(std::ranges::equal(sequential.values, sequential.mask, SameBits));
         for (std::uint64_t i = 0; i < sequential.values.size(); ++i)
-            ASSERT_TRUE(SameBits(sequential.values[i],
-                                 Evaluate(metric.type, Tetrahedron10(mesh.GetElement(i), false))))
+            ASSERT_TRUE(
+                SameBits(sequential.values[i], Evaluate(metric, Tetrahedron10(mesh.GetElement(i), false))))
                 << "element " << i;
         ExpectSameOnThreads(mesh, metric.type);
     }
@@ -230,15 +263,20 @@ TEST(QualityAnalysis, RangeAndPartitionsFollowTheRulesOfTheMetric) {
 }
 
 TEST(QualityAnalysis, BetterFollowsTheSenseOfTheMetric) {
-    Analysis::QualityType const higher[] = {
-        Analysis::Spheres,        Analysis::InsphereEdge,     Analysis::MeanRatio,
-        Analysis::AspectRatio,    Analysis::EquiAngleSkew,    Analysis::EdgeMinMax,
-        Analysis::ScaledJacobian, Analysis::MinDihedralAngle, Analysis::MinFaceAngle};
-    Analysis::QualityType const lower[] = {
-        Analysis::AspectRatioTetgen, Analysis::RadiusEdgeTetgen,       Analysis::EdgeMaxMin,
-        Analysis::MaxDihedralAngle,  Analysis::MinJacobianDeterminant, Analysis::MaxFaceAngle,
-        Analysis::JacobianRatio};
-    for (int metric = -1; metric <= Analysis::NumberOfMetrics; ++metric) {
+    Analysis::QualityType const higher[] = {Analysis::Spheres,        Analysis::InsphereEdge,
+                                            Analysis::MeanRatio,      Analysis::AspectRatio,
+                                            Analysis::EquiAngleSkew,  Analysis::EdgeMinMax,
+                                            Analysis::ScaledJacobian, Analysis::MinDihedralAngle,
+                                            Analysis::MinFaceAngle,   Analysis::OrthogonalQuality};
+    Analysis::QualityType const lower[] = {Analysis::AspectRatioTetgen,
+                                           Analysis::RadiusEdgeTetgen,
+                                           Analysis::EdgeMaxMin,
+                                           Analysis::MaxDihedralAngle,
+                                           Analysis::MinJacobianDeterminant,
+                                           Analysis::MaxFaceAngle,
+                                           Analysis::JacobianRatio,
+                                           Analysis::Folded};
+    for (int metric = -1; metric <= Analysis::Folded + 1; ++metric) {
         SCOPED_TRACE(metric);
         Analysis analysis;
         analysis.SetCurrentMetric(static_cast<Analysis::QualityType>(metric));
@@ -276,7 +314,7 @@ TEST(QualityAnalysis, RefusesWhatItCannotMeasure) {
     }
 }
 
-TEST(QualityAnalysis, OrthogonalQualityLooksAcrossFacesOnceNeighboursAreKnown) {
+TEST(QualityAnalysis, FluentOrthogonalQualityLooksAcrossFacesOnceNeighboursAreKnown) {
     // The normal of the shared face, as the other element winds it, is compared with the line to the
     // centroid of the other one. The second element is inverted and winds the face like the first.
     MMeshBase mesh;
@@ -295,4 +333,20 @@ TEST(QualityAnalysis, OrthogonalQualityLooksAcrossFacesOnceNeighboursAreKnown) {
     EXPECT_EQ(together[1], alone[1]); // the line back has the direction of the normal: the best value
     mesh.GetNeighborsInfo()->Disable();
     EXPECT_EQ(RunAnalysis(mesh, Analysis::FluentOrthogonalQuality, false).values, alone);
+}
+
+TEST(QualityAnalysis, OrthogonalQualityTakesTheOutwardNormalOnBothSides) {
+    MMeshBase mesh;
+    std::vector<MMeshPoint*> const n =
+        TestMeshes::AddNodes(mesh, {{0, 0, 0}, {6, 0, 0}, {0, 6, 0}, {1, 2, 6}, {5, 5, -4}});
+    TestMeshes::AddElement(mesh, {n[0], n[1], n[2], n[3]});
+    TestMeshes::AddElement(mesh, {n[1], n[0], n[2], n[4]});
+    std::vector<double> const alone = RunAnalysis(mesh, Analysis::OrthogonalQuality, false).values;
+    mesh.GetNeighborsInfo()->Enable();
+    std::vector<double> const together = RunAnalysis(mesh, Analysis::OrthogonalQuality, true).values;
+    MMVector<double, 3> const line(4.0 / 4.0, 3.0 / 4.0, -10.0 / 4.0); // from one centroid to the other
+    for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_GT(alone[i], 0.1);
+        EXPECT_NEAR(together[i], std::min(alone[i], 10.0 / 4.0 / line.Length()), 1e-15);
+    }
 }

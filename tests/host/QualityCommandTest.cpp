@@ -2,6 +2,7 @@
 // write.
 #include "KetmeshProgram.h"
 
+#include <vtkMeshQuality.h>
 #include <vtkQuadraticTetra.h>
 #include <vtkXMLDataElement.h>
 #include <vtkXMLUtilities.h>
@@ -30,6 +31,14 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadRounded(std::string const& name) {
     }
     grid->SetPoints(points);
     return grid;
+}
+
+std::vector<double> VtkQuality(vtkUnstructuredGrid& grid, int measure) {
+    vtkNew<vtkMeshQuality> quality;
+    quality->SetTetQualityMeasure(measure);
+    quality->SetInputData(&grid);
+    quality->Update();
+    return CellValues(*quality->GetOutput(), "Quality");
 }
 
 // Linear tetrahedra on a list of points, four at a time.
@@ -118,6 +127,81 @@ TEST_F(Ketmesh, ChecksThatDoNotHoldEndWithStatusTwo) {
     }
 }
 
+// Folds score -100 where lower is better, or lie between the points that a metric looks at.
+TEST_F(Ketmesh, FoldedElementsAreBadWhateverTheThreshold) {
+    int const folded = RunJson({"check", Head10})["folded"];
+    ASSERT_GT(folded, 100);
+    Json const report = RunJson({"quality", Head10});
+    EXPECT_EQ(report["metrics"]["Folded"]["bad"], folded);
+    EXPECT_EQ(report["metrics"].size(), 2u);
+    EXPECT_EQ(Run({"quality", Head10, "--fail-on", std::to_string(folded - 1)}).status, 2);
+    EXPECT_EQ(Run({"quality", Head10, "--fail-on", std::to_string(folded)}).status, 0);
+    EXPECT_EQ(RunJson({"quality", Head10, "--metric", "Volume"})["metrics"].size(), 1u);
+
+    Json const metrics =
+        RunJson({"quality", Head10, "--metric", "JacobianRatio,JacobianDistortion,MinJacobianDeterminant",
+                 "--above", "1e9", "--limit", "JacobianRatio<=1e9", "--limit", "JacobianRatio>=-1e9"});
+    for (auto const& [name, metric] : metrics["metrics"].items())
+        EXPECT_EQ(metric["bad"], folded) << name;
+    for (Json const& limit : metrics["limits"])
+        EXPECT_EQ(limit["failing"], folded) << limit;
+    EXPECT_EQ(RunJson({"grow", Head10, "--metric", "JacobianRatio", "--above", "1e9", "-o",
+                       Path("out/bad.vtp")})["bad"],
+              folded);
+    EXPECT_EQ(RunJson({"quality", Head10, "--limits", "febio"})["failing"], folded);
+}
+
+TEST_F(Ketmesh, LimitsOfBothSensesHoldInOneRun) {
+    auto const grid = ReadRounded("head_small_tet4.vtu");
+    std::vector<double> const jacobian = VtkQuality(*grid, VTK_QUALITY_SCALED_JACOBIAN);
+    std::vector<double> const edges = VtkQuality(*grid, VTK_QUALITY_EDGE_RATIO);
+    std::vector<double> bad(jacobian.size());
+    int low = 0, long_edges = 0;
+    for (std::size_t i = 0; i < bad.size(); ++i) {
+        low += jacobian[i] < 0.2;
+        long_edges += edges[i] > 2.5;
+        bad[i] = jacobian[i] < 0.2 || edges[i] > 2.5;
+    }
+    double const failing = std::accumulate(bad.begin(), bad.end(), 0.0);
+    ASSERT_GT(failing, std::max(low, long_edges));
+    std::string const out = Path("out/judged.vtu");
+    std::vector<std::string> arguments = {"quality", Head,
+                                          "--limit", "ScaledJacobian>=0.2",
+                                          "--limit", "EdgeMaxMin<=2.5",
+                                          "--limit", "ScaledJacobian>=0.2",
+                                          "-o",      out};
+    Json const report = RunJson(arguments);
+    EXPECT_EQ(report["limits"],
+              (Json{{{"metric", "ScaledJacobian"}, {"sense", ">="}, {"value", 0.2}, {"failing", low}},
+                    {{"metric", "EdgeMaxMin"}, {"sense", "<="}, {"value", 2.5}, {"failing", long_edges}}}));
+    EXPECT_EQ(report["failing"], failing);
+    EXPECT_EQ(report["metrics"].size(), 2u);
+    EXPECT_EQ(CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(out), "bad"), bad);
+    arguments.insert(arguments.end(), {"--fail-on", std::to_string(static_cast<int>(failing) - 1)});
+    Result const failed = Run(arguments);
+    EXPECT_EQ(failed.status, 2);
+    EXPECT_NE(failed.err.find("EdgeMaxMin <= 2.5"), std::string::npos) << failed.err;
+    EXPECT_NE(failed.out.find("fail\n"), std::string::npos);
+    EXPECT_EQ(failed.out.find("pass\n"), std::string::npos);
+    arguments.back() = std::to_string(static_cast<int>(failing));
+    EXPECT_EQ(Run(arguments).status, 0);
+
+    // What is not a number fails either way: the mean ratio of the mirrored element.
+    WriteGrid(Path("faulty.vtu"), *FaultyElements());
+    Json const faulty =
+        RunJson({"quality", Path("faulty.vtu"), "--limit", "MeanRatio>=-1e9", "--limit", "MeanRatio<=1e9"});
+    EXPECT_EQ(faulty["limits"][0]["failing"], 2); // and that of the element without size
+    EXPECT_EQ(faulty["limits"][1]["failing"], 2);
+
+    Json const sets = RunJson({"quality", "--list-limits"})["limits"];
+    for (char const* const name : {"abaqus", "ansys", "febio"}) {
+        EXPECT_NE(sets[name]["source"], "");
+        Json const judged = RunJson({"quality", Head, "--limits", name});
+        EXPECT_EQ(judged["limits"].size(), sets[name]["limits"].size());
+        EXPECT_GE(RunJson({"quality", Path("faulty.vtu"), "--limits", name})["failing"], 4) << name;
+    }
+}
+
 TEST_F(Ketmesh, QualityIsDrawnAndListed) {
     std::string const svg = Path("out/quality & more.svg");
     fs::copy_file(Head, Path("a<b&c.vtu"));
@@ -149,11 +233,12 @@ TEST_F(Ketmesh, QualityIsDrawnAndListed) {
     EXPECT_EQ(thresholds, 1); // 100 lies beyond the other metric's range
 
     Result const text = Run({"quality", Head, "--metric", "all"});
-    EXPECT_NE(text.out.find("FluentOrthogonalQuality"), std::string::npos);
+    EXPECT_NE(text.out.find("\nOrthogonalQuality"), std::string::npos);
+    EXPECT_EQ(text.out.find("FluentOrthogonalQuality"), std::string::npos);
     Result const page = Run({"quality", "--list", "--markdown"});
     EXPECT_TRUE(page.out == Content(Data + "../docs/quality.md"))
         << "make docs/quality.md anew: ketmesh quality --list --markdown";
-    EXPECT_EQ(RunJson({"quality", "--list"})["metrics"].size(), 33u);
+    EXPECT_EQ(RunJson({"quality", "--list"})["metrics"].size(), 35u);
     std::string const list = Run({"quality", "--list"}).out;
     for (std::size_t begin = 0, end; (end = list.find('\n', begin)) != std::string::npos; begin = end + 1)
         EXPECT_LE(end - begin, 110u);
@@ -262,6 +347,8 @@ TEST_F(Ketmesh, RepairLeavesNoFoldedElement) {
     EXPECT_GE(RunJson({"check", Head10})["folded"], folded);
     EXPECT_EQ(Run({"check", Head10, "--tolerance", "1e9", "--fail-on", "0"}).status, 2);
     EXPECT_EQ(RunJson({"check", out})["folded"], 0);
+    EXPECT_EQ(RunJson({"quality", out})["metrics"]["Folded"]["bad"], 0);
+    EXPECT_EQ(Run({"quality", out, "--fail-on", "0"}).status, 0);
     EXPECT_EQ(report["bad_after"], stay_bad);
     EXPECT_EQ(stay_bad, 0);
     EXPECT_GT(report["modified"], 0);

@@ -1,6 +1,7 @@
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
+#include <KetSDK/Mesh/geometry/MMeshFold.h>
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
@@ -15,6 +16,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -98,6 +100,39 @@ void FluentOrthogonalQuality(Block const& block, double* values) {
     });
 }
 
+// The cosine between two vectors; 0 where one has no length, so that a face without area counts as the worst.
+double Cosine(MMVector<double, 3> const& a, MMVector<double, 3> const& b) {
+    double const lengths = a.Length() * b.Length();
+    return lengths == 0.0 ? 0.0 : a.Dot(b) / lengths;
+}
+
+void OrthogonalQuality(Block const& block, double* values) {
+    MMeshBaseNeighborsInfo& neighbors = *block.mesh.GetNeighborsInfo();
+    bool const look_across = neighbors.IsEnabled();
+    Store(block, values, [&](MMeshElement const& e) {
+        Tetrahedron tetrahedron(&e);
+        MMVector<double, 3> const centre = tetrahedron.GetCentroid();
+        double smallest = 1.0;
+        auto const take = [&smallest](double cosine) {
+            if (!(cosine >= smallest)) // keeps what is not a number
+                smallest = cosine;
+        };
+        for (unsigned int face = 0; face < Tetrahedron::m_nb_faces; ++face) {
+            MTriangle<double, 3> const corners = tetrahedron.GetFaceOriented(face);
+            MMVector<double, 3> const normal = (corners[1] - corners[0]).Cross(corners[2] - corners[0]);
+            take(Cosine(normal, (corners[0] + corners[1] + corners[2]) * (1.0 / 3.0) - centre));
+            if (MMeshElement const* const neighbor =
+                    look_across ? neighbors.GetNeighbor(const_cast<MMeshElement*>(&e), face) : nullptr)
+                take(Cosine(normal, Tetrahedron(neighbor).GetCentroid() - centre));
+        }
+        return smallest < 0.0 ? 0.0 : smallest;
+    });
+}
+
+void Folded(Block const& block, double* values) {
+    Store(block, values, [](MMeshElement const& e) { return IsFolded(e) ? 1.0 : 0.0; });
+}
+
 // Writes the values of a block of elements, in their order.
 using Evaluator = void (*)(Block const& block, double* values);
 
@@ -140,15 +175,16 @@ constexpr Evaluated Evaluators[] = {
     {Metric::VolumeInRange2, Linear<&Tetrahedron::Volume>},
     {Metric::MinFaceAngleRatio, Linear<MinFaceAngleRatio>},
     {Metric::MaxFaceAngleRatio, Linear<MaxFaceAngleRatio>},
+    {Metric::OrthogonalQuality, OrthogonalQuality},
+    {Metric::Folded, Folded},
 };
 
-constexpr bool EachIsInThePlaceOfItsNumber() {
-    for (std::size_t i = 0; i < std::size(Evaluators); ++i)
-        if (Evaluators[i].type != static_cast<Metric::QualityType>(i))
-            return false;
-    return std::size(Evaluators) == Metric::NumberOfMetrics;
+Evaluator EvaluatorOf(Metric::QualityType type) {
+    for (Evaluated const& e : Evaluators)
+        if (e.type == type)
+            return e.evaluate;
+    throw std::logic_error("not implemented");
 }
-static_assert(EachIsInThePlaceOfItsNumber());
 
 // Elements between two looks at the progress delegate.
 constexpr std::uint64_t StepSize = 100;
@@ -217,7 +253,7 @@ bool MMeshQualityAnalysisOperator::Operate() {
 bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
     using Values = std::array<double, StepSize>;
-    Evaluator const evaluate = Evaluators[static_cast<std::size_t>(m_metric)].evaluate;
+    Evaluator const evaluate = EvaluatorOf(m_metric);
     auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
         evaluate({mesh, first, last}, values.data());
     };

@@ -19,7 +19,7 @@ class IncrementalProgressReporter;
 // histogram has and which values are good.
 //
 // The measures are those of tetrahedra: of an element of another kind they see the first four nodes.
-// Metrics 12 to 14 see all ten nodes of a quadratic element.
+// Metrics 12 to 14 and 101 see all ten nodes of a quadratic element.
 // One thread at a time uses operator and mesh. With SetParallel(true) the values are computed on several
 // threads; whatever comes out, and what is left after cancelling, is the same bit for bit.
 class KETSDK_MESH_API MMeshQualityAnalysisOperator : public MMeshOperator {
@@ -59,8 +59,11 @@ public:
         VolumeInRange2 = 30,
         MinFaceAngleRatio = 31,
         MaxFaceAngleRatio = 32,
+        // Numbers below 100 are left to the list above, which hosts store.
+        OrthogonalQuality = 100,
+        Folded = 101,
     };
-    static constexpr int NumberOfMetrics = 33;
+    static constexpr int NumberOfMetrics = 33; // numbered from 0 on; QualityMetrics() has the others too
 
     MMeshQualityAnalysisOperator() = default;
     // Copies take over the settings and share the progress delegate; they have no results.
@@ -92,7 +95,8 @@ public:
     // Evaluates the metric on all elements in their order. False without a mesh, for an unknown metric,
     // for JacobianDistortion on a mesh that is not quadratic (the results are then empty), and when the
     // user cancelled: the histogram then holds the values so far, in no bin, and the mask too.
-    // FluentOrthogonalQuality looks across faces when the mesh's neighbour information is enabled.
+    // FluentOrthogonalQuality and OrthogonalQuality look across faces when the mesh's neighbour information
+    // is enabled.
     bool Operate() override;
 
     // The results of the last run, null before the first. They belong to the operator, until its next

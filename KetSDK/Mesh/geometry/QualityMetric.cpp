@@ -2,8 +2,10 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 
 namespace KetSDK::Mesh {
@@ -128,13 +130,23 @@ constexpr QualityMetric Metrics[] = {
     {Metric::MaxFaceAngleRatio, "MaxFaceAngleRatio",
      "(180 deg - largest corner angle of the faces) / 120 deg", "", "(0, 1]", Unit, None, Lowest, false, 1, 1,
      0.75, 1, "Shewchuk 2002, What Is a Good Linear Finite Element?"},
+    {Metric::OrthogonalQuality, "OrthogonalQuality",
+     "smallest cosine between a face's outward normal and the lines from the centroid to the face's and, "
+     "where "
+     "neighbours are known, to the neighbour's centroid; not below 0",
+     "", "[0, 1]", Unit, Higher, Lowest, false, 1, 0, 0, NaN,
+     "Ansys Fluent, user's guide (orthogonal quality)"},
+    {Metric::Folded, "Folded", "1 where the Jacobian determinant is negative anywhere in the element, else 0",
+     "", "0", Unit, Lower, Highest, true, 0, 1, 0, NaN,
+     "Johnen, Remacle, Geuzaine 2013, J. Comput. Phys. 233"},
 };
 
 constexpr bool EachIsInThePlaceOfItsNumber() {
     for (std::size_t i = 0; i < std::size(Metrics); ++i)
-        if (Metrics[i].type != static_cast<Metric::QualityType>(i))
+        if (int(i) < Metric::NumberOfMetrics ? Metrics[i].type != int(i)
+                                             : Metrics[i].type <= Metrics[i - 1].type)
             return false;
-    return std::size(Metrics) == Metric::NumberOfMetrics;
+    return true;
 }
 static_assert(EachIsInThePlaceOfItsNumber());
 
@@ -145,7 +157,10 @@ std::span<QualityMetric const> QualityMetrics() noexcept {
 }
 
 QualityMetric const* FindQualityMetric(int type) noexcept {
-    return type >= 0 && type < Metric::NumberOfMetrics ? &Metrics[static_cast<std::size_t>(type)] : nullptr;
+    if (type >= 0 && type < Metric::NumberOfMetrics)
+        return &Metrics[static_cast<std::size_t>(type)];
+    auto const found = std::ranges::find(Metrics, type, [](QualityMetric const& m) { return int{m.type}; });
+    return found == std::end(Metrics) ? nullptr : found;
 }
 
 QualityMetric const* FindQualityMetric(std::string_view name) noexcept {
@@ -153,6 +168,10 @@ QualityMetric const* FindQualityMetric(std::string_view name) noexcept {
         if (metric.name == name)
             return &metric;
     return nullptr;
+}
+
+bool QualityMetric::IsFault(double value) const noexcept {
+    return (worst == NegativeThenHighest && value < 0.0) || (type == Metric::Folded && value > 0.0);
 }
 
 bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric) {

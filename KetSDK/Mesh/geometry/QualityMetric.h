@@ -40,7 +40,9 @@ struct QualityMetric {
     Range range;
     Sense sense;
     Worst worst;
-    bool quadratic; // sees the mid-edge nodes; all others see the corners alone
+    // Sees the mid-edge nodes; all others see the corners alone. A folded element is bad by each of these,
+    // whatever its value: MinJacobianDeterminant and JacobianRatio can miss the fold between their points.
+    bool quadratic;
     // The best value, that of the regular tetrahedron with edges of 1 where size matters; and the values
     // on three faulty elements made from it: the mirrored one (two corners exchanged), the flat one (the
     // corners of a square with sides of 1), and one with a coordinate that is not a number. Straight
@@ -51,9 +53,13 @@ struct QualityMetric {
     double flat;
     double nonfinite;
     std::string_view source; // in the literature
+
+    // Whether a value tells of a fault whatever threshold a user sets: JacobianRatio is -100 for an element
+    // that folds at the points it looks at, and Folded is 1.
+    KETSDK_MESH_API bool IsFault(double value) const noexcept;
 };
 
-// All metrics, each in the place of its number.
+// All metrics in the order of their numbers.
 KETSDK_MESH_API std::span<QualityMetric const> QualityMetrics() noexcept;
 // The metric with that number or name; null when there is none.
 KETSDK_MESH_API QualityMetric const* FindQualityMetric(int type) noexcept;

@@ -10,7 +10,8 @@ namespace KetSDK::MeshJobs::Detail {
 
 void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::QualityMetric const& metric,
              Context const& context) {
-    if (metric.type == MMeshQualityAnalysisOperator::FluentOrthogonalQuality)
+    if (metric.type == MMeshQualityAnalysisOperator::FluentOrthogonalQuality ||
+        metric.type == MMeshQualityAnalysisOperator::OrthogonalQuality)
         model.mesh->GetNeighborsInfo()->Enable();
     analysis.SetCurrentMetric(metric.type);
     analysis.SetProgressDelegate(context.progress);
@@ -18,6 +19,12 @@ void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::Q
         analysis.SetParallel(parallel);
         RunOperator(analysis, model, std::string(metric.name) + " could not be measured", context);
     });
+}
+
+std::vector<double> MeasureFolds(Model const& model, Context const& context) {
+    MMeshQualityAnalysisOperator analysis;
+    Measure(analysis, model, *Mesh::FindQualityMetric(MMeshQualityAnalysisOperator::Folded), context);
+    return analysis.GetQualityHistogram()->GetValues();
 }
 
 } // namespace KetSDK::MeshJobs::Detail
