@@ -18,6 +18,8 @@ CheckResult Check(Model const& model, CheckOptions const& options, Context const
     model.mesh->Elements().ForEachWithNodes(
         [&result](MMeshElement const& e, std::uint64_t) { result.folded += IsFolded(e); });
     context.ThrowIfCancelled();
+    result.topology = Mesh::AnalyzeTopology(*model.mesh);
+    context.ThrowIfCancelled();
     result.zero_volume = static_cast<std::uint64_t>(check.GetZeroVolume());
     result.wrong_mid_edges = static_cast<std::uint64_t>(check.GetWrongMidEdges());
     result.wrong_mid_faces = static_cast<std::uint64_t>(check.GetWrongMidFaces());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Mesh/operators/MMeshTopology.h>
 #include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshJobs/Model.h>
 
@@ -12,7 +13,8 @@ struct CheckOptions {
     double tolerance = 0.5;
 };
 
-// Numbers of elements with defects; an element can have several.
+// Numbers of elements with defects, of which an element can have several, and what does not belong into a
+// mesh as a whole.
 struct CheckResult {
     std::uint64_t elements = 0;
     bool quadratic = false;              // there are mid-edge nodes to look at
@@ -21,6 +23,7 @@ struct CheckResult {
     std::uint64_t zero_volume = 0;       // flat or collapsed
     std::uint64_t wrong_mid_edges = 0;   // a mid-edge node lies farther from its edge's middle than tolerated
     std::uint64_t wrong_mid_faces = 0;   // so does one of a face, by the mean length of the face's edges
+    Mesh::MMeshTopology topology;
 };
 // Counts defects of tetrahedra. Throws FileError for other elements.
 KETSDK_MESHJOBS_API CheckResult Check(Model const& model, CheckOptions const& options,

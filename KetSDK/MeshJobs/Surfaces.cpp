@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/mesh/MSurfaceOrigins.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/OriginArrays.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 
@@ -30,6 +31,8 @@ void NameAfterVolumes(MStlBase& stl, MMeshBase const& mesh, MSurfaceOrigins cons
 } // namespace
 
 SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options, Context const& context) {
+    if (options.interfaces)
+        Detail::WarnOfDoubleNodes(model, context);
     SurfacesResult result;
     result.surfaces.surfaces = std::make_unique<MStlBase>();
     MStlBase& stl = *result.surfaces.surfaces;

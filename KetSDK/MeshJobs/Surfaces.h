@@ -28,7 +28,8 @@ struct SurfacesResult {
     // point, all counted from 1.
     SurfaceModel surfaces;
 };
-// Extracts the outer surface of each sub-volume and, on request, those between sub-volumes.
+// Extracts the outer surface of each sub-volume and, on request, those between sub-volumes; it then warns of
+// nodes that lie twice, where there can be none.
 KETSDK_MESHJOBS_API SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options,
                                             Context const& context);
 

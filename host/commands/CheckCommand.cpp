@@ -37,6 +37,29 @@ constexpr Defect Defects[] = {
      "so is one of a face, measured by the mean length of the face's edges"},
 };
 
+using KetSDK::Mesh::MMeshTopology;
+
+// What is counted of the mesh as a whole.
+struct TopologyCount {
+    char const* key;
+    std::uint64_t MMeshTopology::*count;
+    char const* name;
+    char const* meaning;
+    bool is_defect;
+};
+
+constexpr TopologyCount TopologyCounts[] = {
+    {"duplicate_elements", &MMeshTopology::duplicate_elements, "duplicate elements",
+     "elements on the same places as an earlier one", true},
+    {"duplicate_nodes", &MMeshTopology::duplicate_nodes, "duplicate nodes",
+     "nodes at the place of an earlier one; ketmesh weld joins them", true},
+    {"faces_of_three", &MMeshTopology::faces_of_three, "faces of three", "faces of more than two elements",
+     true},
+    {"unused_nodes", &MMeshTopology::unused_nodes, "unused nodes", "nodes of no element", false},
+    {"parts", &MMeshTopology::parts, "parts",
+     "sets of elements that hang together through faces, across sub-volumes", false},
+};
+
 // Counts defects of tetrahedra.
 class CheckCommand : public Command {
 public:
@@ -59,7 +82,8 @@ private:
             ->check(PositiveNumber());
         command
             .add_option("--fail-on", m_most,
-                        "End with exit status 2 when more than so many elements have one of the defects")
+                        "End with exit status 2 when more than so many elements have one of the defects, are "
+                        "duplicates, or so many nodes are duplicates or faces those of three elements")
             ->type_name("N")
             ->check(Count());
     }
@@ -75,6 +99,8 @@ private:
         report["tolerance"] = m_options.tolerance;
         for (Defect const& defect : Defects)
             report[defect.key] = m_result.*defect.count;
+        for (TopologyCount const& count : TopologyCounts)
+            report[count.key] = m_result.topology.*count.count;
         return report;
     }
 
@@ -89,17 +115,30 @@ private:
         for (Defect const& defect : Defects)
             table.AddRow({defect.name, std::to_string(m_result.*defect.count), defect.meaning});
         table.Print(out);
+        Table whole({{"of the mesh", Table::Align::Left},
+                     {"number", Table::Align::Right},
+                     {"meaning", Table::Align::Left}});
+        for (TopologyCount const& count : TopologyCounts)
+            whole.AddRow({count.name, std::to_string(m_result.topology.*count.count), count.meaning});
+        out << '\n';
+        whole.Print(out);
     }
 
     int Check() const override {
         std::string failed;
+        auto const add = [&](std::uint64_t count, char const* name) {
+            if (m_most && count > *m_most)
+                failed += (failed.empty() ? "" : ", ") + std::to_string(count) + " " + name;
+        };
         for (Defect const& defect : Defects)
-            if (std::uint64_t const count = m_result.*defect.count; m_most && count > *m_most)
-                failed += (failed.empty() ? "" : ", ") + std::to_string(count) + " " + defect.name;
+            add(m_result.*defect.count, defect.name);
+        for (TopologyCount const& count : TopologyCounts)
+            if (count.is_defect)
+                add(m_result.topology.*count.count, count.name);
         if (failed.empty())
             return Done;
         std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName())
-                  << ": elements have defects: " << failed << "; at most " << *m_most << " may\n";
+                  << ": the mesh has defects: " << failed << "; at most " << *m_most << " of each may be\n";
         return CheckFailed;
     }
 

@@ -26,7 +26,7 @@ std::map<std::string, std::vector<std::string>> const Runs = {
      {"tet4.vtu --metric Volume --below -1 --fail-on 0 --partitions 5 --plot out.svg --worst 3 -o out.vtu "
       "--threads 2",
       "tet4.vtu --metric EdgeMaxMin --above 1e9 --width 0.5 --max-bound 10 --histograms",
-      "--list --markdown"}},
+      "tet4.vtu --limits abaqus --limit Volume>=0", "--list --markdown", "--list-limits"}},
     {"check", {"tet10.vtu --tolerance 5 --fail-on 0"}},
     {"repair",
      {"tet10.vtu -o out.vtu --min-ratio 0 --max-ratio 10 --min-alignment 0.3 --fail-on 0 --threads 2"}},
@@ -42,6 +42,7 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"remove", {"tet4.vtu --name ONE -o out.vtu"}},
     {"split", {"tet4.vtu --name ONE -o out.vtu"}},
     {"merge", {"tet4.vtu tet10.vtu -o out.vtu"}},
+    {"weld", {"tet4.vtu --tolerance 0.0001 -o out.vtu"}},
     {"cut", {"tet4.vtu --normal 0,0,1 --point 0,0,0.5 -o out.vtp"}},
     {"project",
      {"tet4.vtu --surface skin.vtp --distance 0.01 --interfaces --min-quality 0.1 -o out.vtu --threads 2"}},

@@ -1,13 +1,13 @@
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/DisjointSets.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeSelection.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <map>
-#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,45 +16,26 @@ using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
-using Number = std::uint32_t; // of an element
+using Number = DisjointSets::Number; // of an element
 
 // Which elements of one sub-volume hang together; an element stands for its component when it is the first of
 // it.
-class Components {
-public:
-    explicit Components(MMeshBase const& mesh)
-        : m_first(static_cast<std::size_t>(mesh.NumberOfElements())) {
-        std::iota(m_first.begin(), m_first.end(), Number{0});
-        if (HasTrianglesOnly(mesh.Elements()))
-            Connect<false>(mesh);
-        else
-            Connect<true>(mesh);
-    }
+template <bool WithQuadrilaterals>
+void Connect(MMeshBase const& mesh, DisjointSets& components) {
+    auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
+    FaceMatcher<WithQuadrilaterals> matcher(
+        mesh.Elements(), [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : -1; });
+    matcher.ForEachConnection([&components](Number a, Number b) { components.Join(a, b); });
+}
 
-    // The first element of the component that an element is in.
-    Number FirstOf(Number element) {
-        while (m_first[element] != element) {
-            m_first[element] = m_first[m_first[element]]; // halves the way for those who come later
-            element = m_first[element];
-        }
-        return element;
-    }
-
-private:
-    template <bool WithQuadrilaterals>
-    void Connect(MMeshBase const& mesh) {
-        auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-        FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), [numbers](MMeshElement const& e) {
-            return numbers ? numbers->GetValue(e) : -1;
-        });
-        matcher.ForEachConnection([this](Number a, Number b) {
-            auto const [low, high] = std::minmax({FirstOf(a), FirstOf(b)});
-            m_first[high] = low;
-        });
-    }
-
-    std::vector<Number> m_first; // an element of the same component that comes no later
-};
+DisjointSets FindComponents(MMeshBase const& mesh) {
+    DisjointSets components(static_cast<std::size_t>(mesh.NumberOfElements()));
+    if (HasTrianglesOnly(mesh.Elements()))
+        Connect<false>(mesh, components);
+    else
+        Connect<true>(mesh, components);
+    return components;
+}
 
 // A component by its first element, and its size.
 using Component = std::pair<Number, std::uint64_t>;
@@ -62,7 +43,7 @@ using Component = std::pair<Number, std::uint64_t>;
 // The components of each sub-volume in the set, the largest first, and those of equal size in the order of
 // the mesh.
 std::map<MMeshSubVolume*, std::vector<Component>>
-ComponentsOf(MMeshBase& mesh, Components& components, std::set<MMeshSubVolume const*> const& sub_volumes) {
+ComponentsOf(MMeshBase& mesh, DisjointSets& components, std::set<MMeshSubVolume const*> const& sub_volumes) {
     std::vector<std::uint64_t> sizes(static_cast<std::size_t>(mesh.NumberOfElements()), 0);
     for (std::size_t i = 0; i < sizes.size(); ++i)
         ++sizes[components.FirstOf(static_cast<Number>(i))];
@@ -86,7 +67,7 @@ bool MMeshSplitVolumesOperator::Operate() {
     MMeshBase* const mesh = GetMesh();
     if (!mesh || !AreAllOf(*mesh, m_sub_volumes))
         return false;
-    Components components(*mesh);
+    DisjointSets components = FindComponents(*mesh);
     auto const components_of = ComponentsOf(*mesh, components, m_sub_volumes);
 
     // Where the elements go that do not stay, by the first element of their component.

@@ -84,6 +84,22 @@ public:
         }
     }
 
+    // Calls visit(elements) for every face, in no particular order: the one, two or more elements that have
+    // it.
+    template <typename Visit>
+    void ForEachFace(Visit&& visit) {
+        std::vector<Number> elements;
+        for (Bin& bin : m_bins) {
+            MatchRecords(bin, [&](Bin const& records, std::uint32_t first) {
+                elements.clear();
+                for (std::uint32_t i = first; i != End; i = m_next[i])
+                    elements.push_back(records[i].element);
+                visit(std::span<Number const>(elements));
+            });
+            bin = Bin();
+        }
+    }
+
     struct Face {
         Number element;
         std::uint32_t face;

@@ -1,0 +1,135 @@
+#include <KetSDK/Mesh/operators/MMeshTopology.h>
+
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/DisjointSets.h>
+#include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Support/MHash.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <limits>
+#include <span>
+#include <vector>
+
+namespace KetSDK::Mesh {
+
+using namespace Detail;
+
+namespace {
+
+using Number = DisjointSets::Number;
+
+Number IndexOf(MMeshPoint const& node) {
+    return static_cast<Number>(node.GetIndex());
+}
+
+std::vector<bool> FindUsedNodes(MMeshBase const& mesh) {
+    std::vector<bool> used(static_cast<std::size_t>(mesh.NumberOfPoints()), false);
+    mesh.Elements().ForEachWithNodes([&used](MMeshElement const& e, std::uint64_t) {
+        for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
+            used[IndexOf(*e.GetNode(i))] = true;
+    });
+    return used;
+}
+
+// By node the number of its place: places are numbered in the order in which nodes come to them. Where
+// `counts(node)` is false, the node has none.
+template <typename Counts>
+std::vector<Number> NumberPlaces(MMeshBase const& mesh, Number& places, Counts const& counts) {
+    MMeshPointContainer positions;
+    positions.CreateCoordinateIndex();
+    std::vector<Number> numbers;
+    numbers.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
+    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
+        numbers.push_back(counts(*p) ? IndexOf(positions.AddPoint(p->x, p->y, p->z)) : 0);
+    places = static_cast<Number>(positions.GetNumPoints());
+    return numbers;
+}
+
+// The places of an element's nodes, in ascending order, and then none.
+using Key = std::array<Number, 10>;
+
+Key KeyOf(MMeshElement const& e, std::vector<Number> const& places) {
+    Key key;
+    key.fill(std::numeric_limits<Number>::max());
+    for (unsigned int i = 0; i < std::min<unsigned int>(e.GetNodeCount(), key.size()); ++i)
+        key[i] = places[IndexOf(*e.GetNode(i))];
+    std::ranges::sort(key);
+    return key;
+}
+
+std::uint64_t HashOf(Key const& key) {
+    std::uint64_t hash = 0;
+    for (Number const place : key)
+        hash = Support::HashOfPair(hash, place);
+    return hash;
+}
+
+std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& places) {
+    struct Entry {
+        std::uint64_t hash;
+        Number element;
+    };
+    std::vector<Entry> entries;
+    entries.reserve(static_cast<std::size_t>(mesh.NumberOfElements()));
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+        entries.push_back({HashOf(KeyOf(e, places)), static_cast<Number>(number)});
+    });
+    std::ranges::sort(entries, [](Entry const& a, Entry const& b) {
+        return a.hash != b.hash ? a.hash < b.hash : a.element < b.element;
+    });
+    std::uint64_t count = 0;
+    std::vector<Key> different; // those of one hash, of which there is one but by accident
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        bool const is_new = i == 0 || entries[i].hash != entries[i - 1].hash;
+        if (is_new && (i + 1 == entries.size() || entries[i + 1].hash != entries[i].hash))
+            continue;
+        if (is_new)
+            different.clear();
+        Key const key = KeyOf(*mesh.GetElement(entries[i].element), places);
+        if (std::ranges::find(different, key) != different.end())
+            ++count;
+        else
+            different.push_back(key);
+    }
+    return count;
+}
+
+template <bool WithQuadrilaterals>
+void LookAtFaces(MMeshBase const& mesh, MMeshTopology& topology) {
+    DisjointSets parts(static_cast<std::size_t>(mesh.NumberOfElements()));
+    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), [](MMeshElement const&) { return 0; });
+    matcher.ForEachFace([&](std::span<Number const> elements) {
+        topology.faces_of_three += elements.size() > 2;
+        for (Number const element : elements.subspan(1))
+            parts.Join(elements.front(), element);
+    });
+    topology.parts = parts.CountSets();
+}
+
+} // namespace
+
+MMeshTopology AnalyzeTopology(MMeshBase const& mesh) {
+    MMeshTopology topology;
+    Number places = 0;
+    std::vector<Number> const place_of = NumberPlaces(mesh, places, [](MMeshPoint const&) { return true; });
+    topology.duplicate_nodes = place_of.size() - places;
+    topology.duplicate_elements = CountDuplicates(mesh, place_of);
+    std::vector<bool> const used = FindUsedNodes(mesh);
+    topology.unused_nodes = static_cast<std::uint64_t>(std::count(used.begin(), used.end(), false));
+    if (HasTrianglesOnly(mesh.Elements()))
+        LookAtFaces<false>(mesh, topology);
+    else
+        LookAtFaces<true>(mesh, topology);
+    return topology;
+}
+
+std::uint64_t CountDoubleNodes(MMeshBase const& mesh) {
+    std::vector<bool> const used = FindUsedNodes(mesh);
+    Number places = 0;
+    NumberPlaces(mesh, places, [&used](MMeshPoint const& node) { return used[IndexOf(node)]; });
+    return static_cast<std::uint64_t>(std::count(used.begin(), used.end(), true)) - places;
+}
+
+} // namespace KetSDK::Mesh

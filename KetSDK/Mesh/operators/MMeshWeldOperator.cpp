@@ -1,0 +1,177 @@
+#include <KetSDK/Mesh/operators/MMeshWeldOperator.h>
+
+#include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/DisjointSets.h>
+#include <KetSDK/Mesh/operators/detail/MeshCopy.h>
+#include <KetSDK/Support/MHash.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <vector>
+
+using namespace KetSDK::Mesh::Detail;
+
+namespace {
+
+using Number = DisjointSets::Number;
+
+Number IndexOf(MMeshPoint const& node) {
+    return static_cast<Number>(node.GetIndex());
+}
+
+// Whether nodes lie within a tolerance of each other, in internal units.
+class Nearness {
+public:
+    explicit Nearness(double tolerance)
+        : m_square(tolerance * tolerance) {}
+    bool operator()(MMeshPoint const& a, MMeshPoint const& b) const {
+        double const x = static_cast<double>(a.x) - b.x;
+        double const y = static_cast<double>(a.y) - b.y;
+        double const z = static_cast<double>(a.z) - b.z;
+        return x * x + y * y + z * z <= m_square;
+    }
+
+private:
+    double m_square;
+};
+
+// The first element with two nodes that satisfy a predicate and are not one node already.
+template <typename Pair>
+std::optional<std::uint64_t> FindElement(MMeshBase const& mesh, Pair const& pair) {
+    std::optional<std::uint64_t> found;
+    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+        for (unsigned int i = 0; !found && i < e.GetNodeCount(); ++i)
+            for (unsigned int k = 0; k < i; ++k)
+                if (e.GetNode(i) != e.GetNode(k) && pair(*e.GetNode(i), *e.GetNode(k)))
+                    found = number;
+    });
+    return found;
+}
+
+// Nodes by the cells of a lattice, in which those that are near are in the same cell or beside it.
+class Lattice {
+public:
+    using Cell = std::array<std::int32_t, 3>;
+
+    Lattice(MMeshBase const& mesh, double tolerance)
+        : m_step(std::max(std::ceil(tolerance), 1.0)) {
+        m_entries.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
+        for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
+            m_entries.push_back({HashOf(CellOf(*p)), p});
+        std::ranges::sort(m_entries, [](Entry const& a, Entry const& b) {
+            return a.hash != b.hash ? a.hash < b.hash : a.node->GetIndex() < b.node->GetIndex();
+        });
+    }
+
+    // Calls visit(node) for the nodes in the cells around one, and perhaps for others.
+    template <typename Visit>
+    void ForEachAround(MMeshPoint const& node, Visit const& visit) const {
+        Cell const centre = CellOf(node);
+        for (int offset = 0; offset < 27; ++offset) {
+            Cell const cell = {centre[0] + offset % 3 - 1, centre[1] + offset / 3 % 3 - 1,
+                               centre[2] + offset / 9 - 1};
+            std::uint64_t const hash = HashOf(cell);
+            for (auto entry = std::ranges::lower_bound(m_entries, hash, {}, &Entry::hash);
+                 entry != m_entries.end() && entry->hash == hash; ++entry)
+                visit(*entry->node);
+        }
+    }
+
+private:
+    struct Entry {
+        std::uint64_t hash;
+        MMeshPoint const* node;
+    };
+
+    static std::uint64_t HashOf(Cell const& cell) {
+        return KetSDK::Support::HashOfPosition(cell[0], cell[1], cell[2]);
+    }
+    Cell CellOf(MMeshPoint const& p) const {
+        auto const cell = [this](MLong c) {
+            return static_cast<std::int32_t>(std::floor(c / (m_step + 1.0)));
+        };
+        return {cell(p.x), cell(p.y), cell(p.z)};
+    }
+
+    double m_step;
+    std::vector<Entry> m_entries;
+};
+
+void JoinEqual(MMeshBase const& mesh, DisjointSets& sets) {
+    MMeshPointContainer places;
+    places.CreateCoordinateIndex();
+    std::vector<Number> firsts; // by place the first node
+    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
+        Number const place = IndexOf(places.AddPoint(p->x, p->y, p->z));
+        if (place == firsts.size())
+            firsts.push_back(IndexOf(*p));
+        else
+            sets.Join(firsts[place], IndexOf(*p));
+    }
+}
+
+void JoinNear(MMeshBase const& mesh, double tolerance, DisjointSets& sets) {
+    Nearness const is_near(tolerance);
+    Lattice const lattice(mesh, tolerance);
+    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
+        lattice.ForEachAround(*p, [&](MMeshPoint const& other) {
+            if (other.GetIndex() < p->GetIndex() && is_near(*p, other))
+                sets.Join(IndexOf(*p), IndexOf(other));
+        });
+}
+
+// A copy of a mesh in which the first node of each set stands for all.
+void CopyWelded(MMeshBase const& mesh, DisjointSets& sets, MMeshBase& target, MMeshOrigins* origins) {
+    MeshCopy copy(mesh, target, origins);
+    std::map<MMeshSubVolume const*, MMeshSubVolume*> copies{{nullptr, nullptr}};
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
+        copies[it->get()] = copy.AddSubVolumeLike(**it);
+    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
+        Number const first = sets.FirstOf(IndexOf(*p));
+        if (first == IndexOf(*p))
+            copy.AddNode(*p);
+        else
+            copy.JoinNode(*p, copy.Nodes()[first]);
+    }
+    MLong index = 0;
+    for (MMeshElement const& e : mesh.Elements())
+        copy.AddElement(e, index++, copies[mesh.GetSubVolume(e)]);
+    copy.CopyValues();
+    target.GetMaterialCatalog() = mesh.GetMaterialCatalog();
+    target.SetGreyValuesFlag(mesh.HasGreyValues());
+    target.SetVolumeIndexFlag(mesh.HasVolumeIndexValues());
+    target.SetMeshType(mesh.GetMeshType());
+}
+
+} // namespace
+
+MMeshWeldOperator::~MMeshWeldOperator() = default;
+
+bool MMeshWeldOperator::Operate() {
+    m_collapsing.reset();
+    MMeshBase const* const mesh = GetMesh();
+    if (!mesh || !m_target || m_target == mesh || m_target->NumberOfPoints() > 0)
+        return false;
+    double const tolerance = std::max(m_tolerance, 0.0) * KetSDK::Common::MInternalUnits::Get();
+    // First, because it also says that no cell of the lattice holds many nodes.
+    m_collapsing = FindElement(*mesh, Nearness(tolerance));
+    if (m_collapsing)
+        return false;
+    DisjointSets sets(static_cast<std::size_t>(mesh->NumberOfPoints()));
+    if (tolerance == 0.0)
+        JoinEqual(*mesh, sets);
+    else
+        JoinNear(*mesh, tolerance, sets);
+    m_collapsing = FindElement(*mesh, [&sets](MMeshPoint const& a, MMeshPoint const& b) {
+        return sets.FirstOf(IndexOf(a)) == sets.FirstOf(IndexOf(b));
+    });
+    if (m_collapsing)
+        return false;
+    CopyWelded(*mesh, sets, *m_target, m_origins);
+    return true;
+}
