@@ -3,6 +3,7 @@
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
+#include <host/terminal/Table.h>
 
 #include <ostream>
 #include <string>
@@ -10,6 +11,8 @@
 namespace ketmesh {
 
 namespace {
+
+using KetSDK::MeshJobs::ArrayReport;
 
 // Says what a mesh file holds.
 class InfoCommand : public Command {
@@ -24,7 +27,7 @@ private:
     void DeclareOptions(CLI::App& command) override { m_input.Declare(*this, command); }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
-        m_result = KetSDK::MeshJobs::Info(m_input.Read(context), context);
+        m_result = KetSDK::MeshJobs::Info(m_input.Read(context), {m_input.GetUnit()}, context);
     }
 
     Json Report() const override {
@@ -40,6 +43,13 @@ private:
         report["merged_nodes"] = m_result.rounding.merged;
         report["nodes_out_of_range"] = m_result.rounding.out_of_range;
         report["memory"] = m_result.memory;
+        report["arrays"] = Json::array();
+        for (ArrayReport const& array : m_result.arrays)
+            report["arrays"].push_back({{"where", array.where},
+                                        {"name", array.name},
+                                        {"type", array.type},
+                                        {"components", array.components},
+                                        {"range", array.range ? Json(*array.range) : Json()}});
         return report;
     }
 
@@ -56,6 +66,23 @@ private:
             out << "out of range    " << m_result.rounding.out_of_range << " nodes were moved to the limit\n";
         out << "memory          " << FormatBytes(m_result.memory) << "\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
+        if (!m_result.arrays.empty())
+            PrintArrays(out);
+    }
+
+    void PrintArrays(std::ostream& out) const {
+        Table table({{"array", Table::Align::Left},
+                     {"where", Table::Align::Left},
+                     {"type", Table::Align::Left},
+                     {"components", Table::Align::Right},
+                     {"from", Table::Align::Right},
+                     {"to", Table::Align::Right}});
+        for (ArrayReport const& array : m_result.arrays)
+            table.AddRow({array.name, array.where, array.type, std::to_string(array.components),
+                          array.range ? FormatGeneral((*array.range)[0]) : "",
+                          array.range ? FormatGeneral((*array.range)[1]) : ""});
+        out << '\n';
+        table.Print(out);
     }
 
     std::string KindsText() const {

@@ -3,6 +3,8 @@
 
 #include <vtkAppendFilter.h>
 #include <vtkCellSizeFilter.h>
+#include <vtkFieldData.h>
+#include <vtkFloatArray.h>
 #include <vtkIntArray.h>
 #include <vtkPolyData.h>
 #include <vtkStringArray.h>
@@ -42,7 +44,7 @@ TEST_F(Ketmesh, InfoAgreesWithVtk) {
                            {"hex_matrix_fiber.vtu", "hex8", 1952, 2421, {1472, 480}},
                            {"wedge_beam14.vtu", "wedge6", 14, 32, {14}}}) {
         SCOPED_TRACE(c.file);
-        Json const info = RunJson({"info", Data + c.file});
+        Json const info = Json::parse(Run({"info", Data + c.file, "--json"}).out, nullptr, false);
         EXPECT_EQ(info["elements"], c.elements);
         EXPECT_EQ(info["nodes"], c.nodes);
         Json kinds = {{"tet4", 0}, {"tet10", 0}, {"hex8", 0}, {"wedge6", 0}};
@@ -88,6 +90,61 @@ TEST_F(Ketmesh, InfoAgreesWithVtk) {
     EXPECT_NEAR(metres["box"][3], 700.0, 1e-4);
     Result const text = Run({"info", Data + "head_small_tet4.vtu"});
     EXPECT_NE(text.out.find("46924 tet4"), std::string::npos) << text.out;
+}
+
+TEST_F(Ketmesh, InfoListsArraysAndDoubtsTheUnit) {
+    auto const grid = ReadGrid("head_small_tet4.vtu");
+    vtkNew<vtkStringArray> words;
+    words->SetName("words");
+    words->InsertNextValue("two words");
+    grid->GetFieldData()->AddArray(words);
+    vtkNew<vtkFloatArray> shift;
+    shift->SetName("shift");
+    shift->SetNumberOfComponents(3);
+    shift->SetNumberOfTuples(grid->GetNumberOfPoints());
+    shift->Fill(-2.5);
+    shift->SetComponent(7, 1, 4.0);
+    shift->SetComponent(8, 2, std::nan(""));
+    grid->GetPointData()->AddArray(shift);
+    WriteGrid(Path("arrays.vtu"), *grid);
+    std::map<std::string, Json> arrays;
+    for (Json const& array : RunJson({"info", Path("arrays.vtu")})["arrays"])
+        arrays[array["where"].get<std::string>() + " " + array["name"].get<std::string>()] = array;
+    double grey[2];
+    grid->GetCellData()->GetArray("grey")->GetRange(grey);
+    EXPECT_EQ(arrays["cells grey"]["range"], (Json{grey[0], grey[1]}));
+    EXPECT_EQ(arrays["cells label"]["range"], (Json{1, 3}));
+    EXPECT_EQ(arrays["points shift"], (Json{{"where", "points"},
+                                            {"name", "shift"},
+                                            {"type", "float32"},
+                                            {"components", 3},
+                                            {"range", {-2.5, 4.0}}}));
+    EXPECT_EQ(arrays["field words"]["type"], "string");
+    EXPECT_EQ(arrays["field words"]["range"], nullptr);
+
+    struct Case {
+        double scale;
+        std::string unit, right;
+    };
+    for (Case const& c : {Case{1, "mm", ""},
+                          {0.001, "mm", "--unit m "},
+                          {0.001, "m", ""},
+                          {1, "um", "--unit mm "},
+                          {1000, "um", ""},
+                          {100, "mm", "--unit um "}}) {
+        SCOPED_TRACE(c.right);
+        auto const scaled = ReadGrid("head_small_tet4.vtu");
+        for (vtkIdType i = 0; i < scaled->GetNumberOfPoints(); ++i) {
+            double p[3];
+            scaled->GetPoint(i, p);
+            scaled->GetPoints()->SetPoint(i, p[0] * c.scale, p[1] * c.scale, p[2] * c.scale);
+        }
+        WriteGrid(Path("scaled.vtu"), *scaled);
+        Result const result = Run({"info", Path("scaled.vtu"), "--unit", c.unit, "--allow-merged"});
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err.find("--unit") != std::string::npos, !c.right.empty()) << result.err;
+        EXPECT_NE(result.err.find(c.right), std::string::npos) << result.err;
+    }
 }
 
 TEST_F(Ketmesh, SurfacesBoundTheHead) {

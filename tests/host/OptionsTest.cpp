@@ -67,7 +67,8 @@ std::map<std::string, std::vector<std::string>> const Runs = {
 std::map<std::string, std::string> const Keys = {
     {"info", "elements nodes kinds.tet4 subvolumes.number subvolumes.name subvolumes.elements "
              "subvolumes.volume volume "
-             "box rounding_error merged_nodes nodes_out_of_range memory"},
+             "box rounding_error merged_nodes nodes_out_of_range memory arrays.where arrays.name arrays.type "
+             "arrays.components arrays.range"},
     {"mesh", "elements nodes subvolumes.name size max_size min_dihedral relabelled labels.label "
              "labels.elements labels.voxel_volume labels.volume labels.distance.mean labels.distance.max "
              "labels.interface_nodes labels.not_found labels.thickness labels.lost_volume files"},
@@ -81,13 +82,14 @@ std::map<std::string, std::string> const Keys = {
     {"explode", "elements elements_taken triangles points shrink volume_factor files"},
     {"graph", "elements graphs.name graphs.vertices graphs.edges vertices edges all_edges files"},
     {"quality",
-     "elements below metrics.Volume.unit metrics.Volume.min metrics.Volume.mean metrics.Volume.max "
+     "elements below limits failing metrics.Volume.unit metrics.Volume.min metrics.Volume.mean metrics.Volume.max "
      "metrics.Volume.percentiles.50 metrics.Volume.nonfinite metrics.Volume.bad "
      "metrics.Volume.histogram.range "
      "metrics.Volume.histogram.counts metrics.Volume.worst.element metrics.Volume.worst.value "
      "metrics.Volume.worst.centre metrics.Volume.worst.subvolume files"},
     {"check",
-     "elements quadratic tolerance wrong_orientation folded zero_volume wrong_mid_edges wrong_mid_faces"},
+     "elements quadratic tolerance wrong_orientation folded zero_volume wrong_mid_edges wrong_mid_faces "
+     "duplicate_elements duplicate_nodes faces_of_three unused_nodes parts"},
     {"repair",
      "elements modified straightened mid_nodes_aligned passes outer thresholds bad_before bad_after "
      "ratio_before.folded ratio_after.median files"},
@@ -110,6 +112,7 @@ std::map<std::string, std::string> const Keys = {
     {"remove", "elements nodes removed_elements removed_nodes subvolumes.name files"},
     {"split", "elements nodes new_subvolumes subvolumes.name files"},
     {"merge", "elements nodes joined_nodes subvolumes.name files"},
+    {"weld", "elements nodes joined_nodes subvolumes.name files"},
     {"cut", "area above below cut contours contour_length subvolumes.area files"},
     {"project", "nodes moved shortened left too_far on_surface held largest_move volume_before volume_after "
                 "distance_before.mean distance_after.max limited quality_before quality_after files"}};
