@@ -127,6 +127,7 @@ void JoinNear(MMeshBase const& mesh, double tolerance, DisjointSets& sets) {
 
 // A copy of a mesh in which the first node of each set stands for all.
 void CopyWelded(MMeshBase const& mesh, DisjointSets& sets, MMeshBase& target, MMeshOrigins* origins) {
+    target.ClearSubVolumes();
     MeshCopy copy(mesh, target, origins);
     std::map<MMeshSubVolume const*, MMeshSubVolume*> copies{{nullptr, nullptr}};
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
