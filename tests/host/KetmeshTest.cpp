@@ -6,6 +6,7 @@
 #include <vtkFieldData.h>
 #include <vtkFloatArray.h>
 #include <vtkIntArray.h>
+#include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkStringArray.h>
 #include <vtkUnstructuredGridWriter.h>

@@ -81,12 +81,12 @@ std::map<std::string, std::string> const Keys = {
     {"boundary", "elements nodes boundary_elements boundary_nodes triangles area closed files"},
     {"explode", "elements elements_taken triangles points shrink volume_factor files"},
     {"graph", "elements graphs.name graphs.vertices graphs.edges vertices edges all_edges files"},
-    {"quality",
-     "elements below limits failing metrics.Volume.unit metrics.Volume.min metrics.Volume.mean metrics.Volume.max "
-     "metrics.Volume.percentiles.50 metrics.Volume.nonfinite metrics.Volume.bad "
-     "metrics.Volume.histogram.range "
-     "metrics.Volume.histogram.counts metrics.Volume.worst.element metrics.Volume.worst.value "
-     "metrics.Volume.worst.centre metrics.Volume.worst.subvolume files"},
+    {"quality", "elements below limits failing metrics.Volume.unit metrics.Volume.min metrics.Volume.mean "
+                "metrics.Volume.max "
+                "metrics.Volume.percentiles.50 metrics.Volume.nonfinite metrics.Volume.bad "
+                "metrics.Volume.histogram.range "
+                "metrics.Volume.histogram.counts metrics.Volume.worst.element metrics.Volume.worst.value "
+                "metrics.Volume.worst.centre metrics.Volume.worst.subvolume files"},
     {"check",
      "elements quadratic tolerance wrong_orientation folded zero_volume wrong_mid_edges wrong_mid_faces "
      "duplicate_elements duplicate_nodes faces_of_three unused_nodes parts"},

@@ -20,7 +20,7 @@ namespace {
 
 using Number = DisjointSets::Number;
 
-Number IndexOf(MMeshPoint const& node) {
+Number NumberOf(MMeshPoint const& node) {
     return static_cast<Number>(node.GetIndex());
 }
 
@@ -42,7 +42,7 @@ private:
 
 // The first element with two nodes that satisfy a predicate and are not one node already.
 template <typename Pair>
-std::optional<std::uint64_t> FindElement(MMeshBase const& mesh, Pair const& pair) {
+std::optional<std::uint64_t> FindCollapsing(MMeshBase const& mesh, Pair const& pair) {
     std::optional<std::uint64_t> found;
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
         for (unsigned int i = 0; !found && i < e.GetNodeCount(); ++i)
@@ -54,11 +54,11 @@ std::optional<std::uint64_t> FindElement(MMeshBase const& mesh, Pair const& pair
 }
 
 // Nodes by the cells of a lattice, in which those that are near are in the same cell or beside it.
-class Lattice {
+class NodeLattice {
 public:
     using Cell = std::array<std::int32_t, 3>;
 
-    Lattice(MMeshBase const& mesh, double tolerance)
+    NodeLattice(MMeshBase const& mesh, double tolerance)
         : m_step(std::max(std::ceil(tolerance), 1.0)) {
         m_entries.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
         for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
@@ -107,21 +107,21 @@ void JoinEqual(MMeshBase const& mesh, DisjointSets& sets) {
     places.CreateCoordinateIndex();
     std::vector<Number> firsts; // by place the first node
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
-        Number const place = IndexOf(places.AddPoint(p->x, p->y, p->z));
+        Number const place = NumberOf(places.AddPoint(p->x, p->y, p->z));
         if (place == firsts.size())
-            firsts.push_back(IndexOf(*p));
+            firsts.push_back(NumberOf(*p));
         else
-            sets.Join(firsts[place], IndexOf(*p));
+            sets.Join(firsts[place], NumberOf(*p));
     }
 }
 
 void JoinNear(MMeshBase const& mesh, double tolerance, DisjointSets& sets) {
     Nearness const is_near(tolerance);
-    Lattice const lattice(mesh, tolerance);
+    NodeLattice const lattice(mesh, tolerance);
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
         lattice.ForEachAround(*p, [&](MMeshPoint const& other) {
             if (other.GetIndex() < p->GetIndex() && is_near(*p, other))
-                sets.Join(IndexOf(*p), IndexOf(other));
+                sets.Join(NumberOf(*p), NumberOf(other));
         });
 }
 
@@ -133,8 +133,8 @@ void CopyWelded(MMeshBase const& mesh, DisjointSets& sets, MMeshBase& target, MM
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
         copies[it->get()] = copy.AddSubVolumeLike(**it);
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
-        Number const first = sets.FirstOf(IndexOf(*p));
-        if (first == IndexOf(*p))
+        Number const first = sets.FirstOf(NumberOf(*p));
+        if (first == NumberOf(*p))
             copy.AddNode(*p);
         else
             copy.JoinNode(*p, copy.Nodes()[first]);
@@ -160,7 +160,7 @@ bool MMeshWeldOperator::Operate() {
         return false;
     double const tolerance = std::max(m_tolerance, 0.0) * KetSDK::Common::MInternalUnits::Get();
     // First, because it also says that no cell of the lattice holds many nodes.
-    m_collapsing = FindElement(*mesh, Nearness(tolerance));
+    m_collapsing = FindCollapsing(*mesh, Nearness(tolerance));
     if (m_collapsing)
         return false;
     DisjointSets sets(static_cast<std::size_t>(mesh->NumberOfPoints()));
@@ -168,8 +168,8 @@ bool MMeshWeldOperator::Operate() {
         JoinEqual(*mesh, sets);
     else
         JoinNear(*mesh, tolerance, sets);
-    m_collapsing = FindElement(*mesh, [&sets](MMeshPoint const& a, MMeshPoint const& b) {
-        return sets.FirstOf(IndexOf(a)) == sets.FirstOf(IndexOf(b));
+    m_collapsing = FindCollapsing(*mesh, [&sets](MMeshPoint const& a, MMeshPoint const& b) {
+        return sets.FirstOf(NumberOf(a)) == sets.FirstOf(NumberOf(b));
     });
     if (m_collapsing)
         return false;
