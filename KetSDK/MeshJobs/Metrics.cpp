@@ -48,7 +48,7 @@ std::string NearestNames(std::string const& text) {
     return names;
 }
 
-QualityMetric const& FindMetric(std::string const& name) {
+QualityMetric const& MetricByName(std::string const& name) {
     if (QualityMetric const* const metric = Mesh::FindQualityMetric(name))
         return *metric;
     std::string const near = NearestNames(name);
@@ -68,7 +68,7 @@ std::vector<QualityMetric const*> FindMetrics(std::string const& names) {
     }
     std::istringstream list(names + ",");
     for (std::string name; std::getline(list, name, ',');) {
-        QualityMetric const* const metric = &FindMetric(name);
+        QualityMetric const* const metric = &MetricByName(name);
         if (std::ranges::find(metrics, metric) == metrics.end())
             metrics.push_back(metric);
     }
@@ -98,7 +98,7 @@ Mesh::QualityLimit ParseLimit(std::string const& text) {
     }
     if (!is_limit)
         throw Error("\"" + text + "\" is no limit; METRIC>=VALUE or METRIC<=VALUE would be right");
-    return {&FindMetric(text.substr(0, at)), text[at] == '>' ? Sense::AtLeast : Sense::AtMost, value};
+    return {&MetricByName(text.substr(0, at)), text[at] == '>' ? Sense::AtLeast : Sense::AtMost, value};
 }
 
 std::vector<Mesh::QualityLimit> FindLimits(std::string const& name) {
