@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/Info.h>
 
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
+#include <KetSDK/MeshJobs/ModelFile.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
@@ -77,7 +78,7 @@ void DoubtUnit(Model const& model, std::array<double, 6> const& box, MeshVTK::Le
                Context const& context) {
     double const length = std::max({box[3] - box[0], box[4] - box[1], box[5] - box[2]});
     auto const is_likely = [](double l) { return l >= ShortestBox && l <= LongestBox; };
-    if (is_likely(length))
+    if (is_likely(length) || IsMeshFileName(model.file)) // .kmesh files are in mm by themselves
         return;
     for (NamedUnit const& other : Units)
         if (double const l = length / unit.millimetres * other.millimetres; is_likely(l)) {

@@ -16,7 +16,8 @@ struct InfoOptions {
     MeshVTK::LengthUnit unit; // in which the file was read, for doubts about it
 };
 
-// An array of a model: one that came along, or one that files written of it have for what the mesh itself holds.
+// An array of a model: one that came along, or one that files written of it have for what the mesh itself
+// holds.
 struct ArrayReport {
     std::string where; // "cells", "points" or "field"
     std::string name;  // UTF-8
