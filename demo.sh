@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, makes a mesh of the labels of a real head, turns the sample head mesh, made from a
 # CT image, into named surfaces, measures its elements, repairs its curved sibling, extracts an isosurface, makes a
-# quadratic mesh, and gives its elements densities from the CT image.
+# quadratic mesh, gives its elements densities from the CT image, and solves the repaired one under a pressure.
 set -euo pipefail
 cd "$(dirname "$0")"
 . tools/setup.sh
@@ -49,6 +49,32 @@ step "all of that model in one file, and whether it is the same"
 "$ketmesh" save "$out/head_model.vtu" -o "$out/head_model.kmesh"
 "$ketmesh" diff "$out/head_model.vtu" "$out/head_model.kmesh"
 
+step "a case: the skull base held, pressure on the crown; the solver refuses the curved head for its folded elements"
+cat >"$out/head_case.toml" <<END
+[place.base]
+axis = "z-"
+within = 5
+[place.crown]
+axis = "z+"
+within = 20
+normal = [0, 0, 1]
+angle = 60
+[[fix]]
+place = "base"
+axes = "xyz"
+[[pressure]]
+place = "crown"
+value = 0.01
+END
+"$ketmesh" materials "$curved" --image data/head_ct.nii.gz --law 1,0.001,1,0,0 --modulus 3000,2 \
+    --bins 20 --sampling mean -o "$out/head_curved.vtu" >/dev/null
+! "$ketmesh" solve "$out/head_curved.vtu" --case "$out/head_case.toml" -o "$out/head_solved.vtu" ||
+    fail "a model with folded elements was solved"
+
+step "the same case after repair"
+"$ketmesh" repair "$out/head_curved.vtu" -o "$out/head_curved.vtu" --fail-on 0 >/dev/null
+"$ketmesh" solve "$out/head_curved.vtu" --case "$out/head_case.toml" -o "$out/head_solved.vtu" --solver iterative
+
 step "written to $PWD/$out"
 while read -r file what; do
     printf '  %-24s %6s  %s\n' "$file" "$(du -h "$out/$file" | cut -f1)" "$what"
@@ -63,6 +89,9 @@ head_tet10.vtu           the mesh with ten nodes an element
 head_model.vtu           the mesh with the arrays "grey", "density" and "emodulus"
 head_model.materials.xml its materials
 head_model.kmesh         the mesh with everything that belongs to it
+head_curved.vtu          the repaired mesh with densities and moduli
+head_case.toml           what holds and loads the head
+head_solved.vtu          displacements, stresses and forces; show the array "von_mises"
 head_grey.json           a colour map for the array "grey"
 END
 echo

@@ -1,5 +1,5 @@
-# Install and export: find_package(KetSDKMesh CONFIG) gives KetSDK::Mesh, KetSDK::MeshVTK and KetSDK::MeshJobs,
-# the last two where VTK is found, and what they need.
+# Install and export: find_package(KetSDKMesh CONFIG) gives KetSDK::Mesh, KetSDK::MeshSolver, KetSDK::MeshVTK and
+# KetSDK::MeshJobs, the last two where VTK is found, and what they need.
 include(CMakePackageConfigHelpers)
 
 set(KETSDK_VTK_COMPONENTS "")
