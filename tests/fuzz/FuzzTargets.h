@@ -24,6 +24,7 @@ struct Target {
 // bridge is built.
 std::vector<Target> LibraryTargets();
 std::vector<Target> OperatorTargets();
+std::vector<Target> SolverTargets();
 std::vector<Target> VtkTargets();
 // All of them, in the order in which they are run.
 inline std::vector<Target> AllTargets() {
@@ -31,6 +32,7 @@ inline std::vector<Target> AllTargets() {
     for (auto const more : {
              LibraryTargets,
              OperatorTargets,
+             SolverTargets,
 #ifdef KETSDK_WITH_VTK
              VtkTargets,
 #endif
