@@ -23,12 +23,13 @@ namespace {
 
 // All commands, in the order of the help.
 constexpr std::unique_ptr<Command> (*Commands[])() = {
-    MakeMeshCommand,      MakeInfoCommand,     MakeSaveCommand,    MakeDiffCommand,  MakeSurfacesCommand,
-    MakeIsoCommand,       MakeBoundaryCommand, MakeExplodeCommand, MakeGraphCommand, MakeQualityCommand,
-    MakeCheckCommand,     MakeRepairCommand,   MakeOrientCommand,  MakeGrowCommand,  MakeLayersCommand,
-    MakeConvertCommand,   MakeLabelCommand,    MakeGroupCommand,   MakeMatchCommand, MakeRemoveCommand,
-    MakeSplitCommand,     MakeMergeCommand,    MakeWeldCommand,    MakeCutCommand,   MakeProjectCommand,
-    MakeMaterialsCommand, MakeColorsCommand,   MakeExportCommand,  MakeSolveCommand, MakeResultsCommand,
+    MakeMeshCommand,    MakeInfoCommand,      MakeSaveCommand,    MakeDiffCommand,   MakeSurfacesCommand,
+    MakeIsoCommand,     MakeBoundaryCommand,  MakeExplodeCommand, MakeGraphCommand,  MakeQualityCommand,
+    MakeCheckCommand,   MakeRepairCommand,    MakeOrientCommand,  MakeGrowCommand,   MakeLayersCommand,
+    MakeConvertCommand, MakeLabelCommand,     MakeGroupCommand,   MakeMatchCommand,  MakeRemoveCommand,
+    MakeSplitCommand,   MakeMergeCommand,     MakeFrameCommand,   MakeWeldCommand,   MakeCutCommand,
+    MakeProjectCommand, MakeMaterialsCommand, MakeColorsCommand,  MakeExportCommand, MakeSolveCommand,
+    MakeResultsCommand,
 };
 
 // An option without its value would otherwise count as not given.

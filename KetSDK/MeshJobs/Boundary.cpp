@@ -45,6 +45,7 @@ void Count(MMeshBase const& mesh, BoundaryResult& result) {
 void MakeSurface(Model const& model, BoundaryOptions const& options, SurfaceModel& surface,
                  Context const& context) {
     surface.surfaces = std::make_unique<MStlBase>();
+    surface.frame = model.frame;
     MSurfaceOrigins origins;
     MMeshOperatorSettingsSTL settings;
     settings.SetSimplify(options.simplify);

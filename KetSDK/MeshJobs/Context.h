@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/MeshJobs/MeshJobsExport.h>
 
 #include <functional>
@@ -8,6 +9,13 @@
 #include <string>
 
 namespace KetSDK::MeshJobs {
+
+// An input that a job turned from its own frame of coordinates into that of the first input.
+struct TurnedInput {
+    std::string file; // as the caller named it; empty for what was made in memory
+    Mesh::CoordinateFrame from;
+    Mesh::CoordinateFrame to;
+};
 
 // What surrounds a job: where its progress is shown, how it is cancelled, how many threads it may use, and
 // where its warnings go. A context that was just made shows nothing, is never cancelled, uses all cores and
@@ -19,6 +27,8 @@ struct KETSDK_MESHJOBS_API Context {
     int threads = 0;
     // Called with one line for each thing that should make the user doubt a result; may be empty.
     std::function<void(std::string const& message)> warn;
+    // Called for each input that was turned; may be empty.
+    std::function<void(TurnedInput const& input)> turned;
 
     void Warn(std::string const& message) const;
     bool IsCancelled() const;

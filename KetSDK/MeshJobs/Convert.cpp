@@ -136,6 +136,7 @@ ConvertResult Convert(Model const& model, ConvertOptions const& options, Context
         throw FileError(model.file, why_not);
     ConvertResult result = RunSteps(model, Plan(kinds, options.target), context);
     MMeshBase& mesh = *result.model.mesh;
+    result.model.frame = model.frame;
     CarryMasks(*model.mesh, result.origins, mesh);
     result.model.arrays = CarryArrays(Detail::ArraysWithFields(model), result.origins);
     context.ThrowIfCancelled();

@@ -54,6 +54,7 @@ CutResult Cut(Model const& model, CutOptions const& options, Context const& cont
     result.contour_length = contours.GetLength();
     result.subvolumes = Report(*model.mesh, cut.GetSection());
     result.section.surfaces = std::make_unique<MStlBase>();
+    result.section.frame = model.frame;
     if (options.with_section)
         MakeSection(cut, model, result.section);
     if (cut.GetSection().NumberOfPolygons() == 0)

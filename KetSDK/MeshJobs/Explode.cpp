@@ -82,6 +82,7 @@ ExplodeResult Explode(Model const& model, ExplodeOptions const& options, Context
     result.taken_by_corners = CountTenNodeTetrahedra(*model.mesh);
 
     result.surface.surfaces = std::make_unique<MStlBase>();
+    result.surface.frame = model.frame;
     MStlBase& stl = *result.surface.surfaces;
     stl.SetKeepNeighbourInfo(false); // nobody asks for it
     stl.AddSurface(nullptr)->SetName(L"Elements");

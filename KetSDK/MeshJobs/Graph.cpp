@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/PolyDataFromGraphs.h>
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/MeshVTK/Text.h>
@@ -14,6 +15,7 @@ GraphResult Graph(Model const& model, GraphOptions const& options, Context const
     RequireTetrahedra(model);
     GraphResult result;
     result.lines = std::make_unique<MStlFeature>();
+    result.frame = model.frame;
     MMeshConvertTetToGraphOperator convert(*model.mesh, *result.lines);
     convert.SetOnlyInteriorEdges(!options.all_edges);
     bool const done = convert.Operate();
@@ -39,9 +41,11 @@ MeshVTK::OutputFile OpenGraphFile(std::string const& path) {
 }
 
 void WriteGraphs(MStlFeature const& graphs, MeshVTK::OutputFile& file, MeshVTK::LengthUnit unit,
-                 Context const& context) {
+                 Context const& context, std::optional<Mesh::CoordinateFrame> frame) {
     Detail::ForFile(file.GetPath().string(), [&] {
-        MeshVTK::WriteGraphFile(*MeshVTK::PolyDataFromGraphs(graphs, unit), file, context.progress);
+        auto const lines = MeshVTK::PolyDataFromGraphs(graphs, unit);
+        MeshVTK::SetFrame(*lines, frame);
+        MeshVTK::WriteGraphFile(*lines, file, context.progress);
     });
 }
 

@@ -23,9 +23,10 @@ struct GroupResult {
 // Joins the sub-volumes of a mesh of tetrahedra, in place, by the names of the surfaces around them. Names
 // are split at the first "-": the first word names the volume that the triangles face away from, the second
 // the one on their other side. The first face of a sub-volume that has a triangle gives its name, and
-// sub-volumes of one name become one, "Volume <name>". Warns of faces without a triangle, of a tolerance that
-// is larger than the triangles and of a surface that lies elsewhere. Throws FileError for other elements,
-// Cancelled.
+// sub-volumes of one name become one, "Volume <name>". A surface that Surfaces named after volumes, and that
+// has its arrays, gives the sub-volumes back with their own names in their order, whatever these are. Warns
+// of faces without a triangle, of a tolerance that is larger than the triangles and of a surface that lies
+// elsewhere. Throws FileError for other elements and for surfaces without a name, Cancelled.
 KETSDK_MESHJOBS_API GroupResult Group(Model& model, SurfaceModel const& surface, GroupOptions const& options,
                                       Context const& context);
 

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Metrics.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/Measure.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
@@ -113,6 +114,10 @@ GrowResult Grow(Model const& model, std::optional<SurfaceModel> surface, GrowOpt
         result.surface.surfaces = ExteriorOf(model, context);
     else
         result.surface = std::move(*surface);
+    if (is_own)
+        result.surface.frame = model.frame;
+    else
+        Detail::TurnToFrameOf(model, result.surface, context);
     MStlBase& stl = *result.surface.surfaces;
     MDataMaskBits<MMeshElement> bad;
     model.mesh->GetElementMasks()->RegisterMask(&bad);

@@ -2,17 +2,19 @@
 
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/ImageFile.h>
 
 namespace KetSDK::MeshJobs {
 
-Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit, Context const& context) {
+Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit, Context const& context,
+                std::string const& series) {
     return Detail::ForFile(path, [&] {
         MeshVTK::ImageFileReport report;
         auto voxels = std::make_shared<Image::Voxels>();
-        voxels->data = MeshVTK::ReadImageFile(path, context.progress, &report);
+        voxels->data = MeshVTK::ReadImageFile(path, {series}, context.progress, &report);
         context.ThrowIfCancelled();
-        return Image{path, report.note, unit, voxels};
+        return Image{path, report.note, unit, voxels, MeshVTK::FrameOf(*voxels->data)};
     });
 }
 

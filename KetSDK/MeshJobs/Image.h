@@ -1,10 +1,12 @@
 #pragma once
 
+#include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshJobs/MeshJobsExport.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace KetSDK::MeshJobs {
@@ -18,11 +20,14 @@ struct KETSDK_MESHJOBS_API Image {
     std::string note;                     // what the reader took for granted or left out; empty for nothing
     MeshVTK::LengthUnit unit;             // of where the voxels lie
     std::shared_ptr<Voxels const> voxels; // never null in an image that a job is given
+    // Where x and y point in the body; an image from a file always says it.
+    std::optional<Mesh::CoordinateFrame> frame;
 };
 
-// Reads a .nii, .nii.gz, .mha, .mhd or .vti file or a folder of DICOM slices. Throws FileError for what
+// Reads a .nii, .nii.gz, .mha, .mhd or .vti file or a folder of DICOM slices; of one with
+// several series that of the identifier. Throws FileError for what
 // cannot be used, Cancelled.
-KETSDK_MESHJOBS_API Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit,
-                                    Context const& context);
+KETSDK_MESHJOBS_API Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit, Context const& context,
+                                    std::string const& series = {});
 
 } // namespace KetSDK::MeshJobs

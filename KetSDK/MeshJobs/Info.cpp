@@ -100,6 +100,7 @@ InfoResult Info(Model const& model, InfoOptions const& options, Context const& c
     result.subvolumes = ReportSubVolumes(mesh);
     result.volume = Detail::VolumeOf(mesh);
     result.box = BoxOf(mesh);
+    result.frame = model.frame;
     result.rounding = model.rounding;
     result.memory = static_cast<std::uint64_t>(mesh.MemoryUsed());
     context.ThrowIfCancelled();

@@ -33,8 +33,9 @@ struct InfoResult {
     std::uint64_t nodes = 0;
     std::vector<KindCount> kinds;
     std::vector<SubVolumeReport> subvolumes;
-    double volume = 0.0;         // mm3, signed
-    std::array<double, 6> box{}; // mm: xmin, ymin, zmin, xmax, ymax, zmax
+    double volume = 0.0;                        // mm3, signed
+    std::optional<Mesh::CoordinateFrame> frame; // nothing when the model does not say it
+    std::array<double, 6> box{};                // mm: xmin, ymin, zmin, xmax, ymax, zmax
     MeshVTK::RoundingReport rounding;
     std::uint64_t memory = 0;        // bytes that the mesh takes
     std::vector<ArrayReport> arrays; // those of cells, then of points, then of the mesh as a whole

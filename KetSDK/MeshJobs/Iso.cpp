@@ -69,6 +69,7 @@ void Extract(Model const& model, IsoOptions const& options, MDataMask<MMeshPoint
     MStlBase all;
     all.SetKeepNeighbourInfo(false);
     result.surface.surfaces = std::make_unique<MStlBase>();
+    result.surface.frame = model.frame;
     MStlBase& stl = *result.surface.surfaces;
     stl.SetKeepNeighbourInfo(false);
     MMeshIsosurfaceOperator iso;

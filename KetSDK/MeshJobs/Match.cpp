@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
 
 namespace KetSDK::MeshJobs {
@@ -25,9 +26,11 @@ MatchCounts Detail::CountMatches(Model const& model, SurfaceModel const& surface
     return counts;
 }
 
-MatchResult Match(Model const& model, SurfaceModel const& surface, MatchOptions const& options,
+MatchResult Match(Model const& model, SurfaceModel const& given, MatchOptions const& options,
                   Context const& context) {
     RequireTetrahedra(model);
+    auto const turned = Detail::InFrameOf(model, given, context);
+    SurfaceModel const& surface = turned ? *turned : given;
     Detail::SurfaceMapping const mapping(model, surface, options.tolerance, context);
     MatchResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());

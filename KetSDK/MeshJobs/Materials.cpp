@@ -3,6 +3,7 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/ImageSampling.h>
@@ -191,7 +192,7 @@ void RequireOverlap(Image const& image, SamplingReport const& report) {
                         " elements of the mesh lie outside it: the mesh is at " + FormatBox(report.mesh_box) +
                         " mm, the image at " + FormatBox(report.image_box) +
                         " mm; it must be the image that the mesh was made from, in the same frame and "
-                        "unit (--unit, --image-unit)");
+                        "unit (--frame, --unit, --image-unit)");
 }
 
 // The law at single samples, on several threads.
@@ -402,7 +403,8 @@ MaterialsResult Materials(Model& model, Image const& image, MaterialsOptions con
     SampleLaw samples{result.law};
     if (!options.constants_only) {
         KeptGreyValues kept(*model.mesh, shares.kept);
-        result.sampling = Sample(model, image, options, samples, densities, context);
+        result.sampling =
+            Sample(model, Detail::InFrameOf(model, image, context), options, samples, densities, context);
         kept.Restore();
     }
     result.materials = Assign(model, options, shares, result.law, densities, context);

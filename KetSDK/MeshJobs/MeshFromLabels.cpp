@@ -100,6 +100,7 @@ MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions co
     CheckMemory(meshing, image, options);
     MeshFromLabelsResult result;
     result.model.mesh = std::make_unique<MMeshBase>();
+    result.model.frame = image.frame;
     meshing.SetMesh(result.model.mesh.get());
     bool done = false;
     Detail::WithThreads(context, [&](bool parallel) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/materials/MMeshNamedScalarMaskPoints.h>
+#include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshJobs/MeshJobsExport.h>
@@ -9,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +27,11 @@ struct KETSDK_MESHJOBS_API Model {
     std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>> fields;
     // Arrays that came along and that the mesh does not hold itself, in the order of the file.
     std::vector<MMeshArray> arrays;
+    // Where x and y point in the body; nothing for a model that does not say. Jobs hand it on to what they
+    // make, and turn a second input that says another frame into it.
+    std::optional<Mesh::CoordinateFrame> frame;
+    // Whether it was the caller who said the frame: then jobs do not doubt it where a second input says none.
+    bool frame_is_given = false;
     // What rounding to integer coordinates did when the model was read.
     MeshVTK::RoundingReport rounding;
 };

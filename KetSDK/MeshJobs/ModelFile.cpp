@@ -2,7 +2,9 @@
 
 #include <KetSDK/MeshJobs/detail/DeckModel.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/FrameOfInput.h>
 #include <KetSDK/MeshJobs/detail/GridModel.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/InputFile.h>
@@ -86,6 +88,7 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
         model.mesh = std::move(content.mesh);
         model.fields = std::move(content.fields);
         model.arrays = std::move(content.arrays);
+        model.frame = content.frame;
     } catch (MMeshFileError const& e) {
         throw MeshVTK::Error(DescribeFault(e));
     }
@@ -102,13 +105,16 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
 Model ReadGridFile(std::string const& path, ReadOptions const& options, Context const& context) {
     auto const grid = MeshVTK::ReadGridFile(path, context.progress);
     context.ThrowIfCancelled();
-    return Detail::ModelFromGrid(*grid, options, context);
+    Context named = context;
+    named.warn = [&](std::string const& message) { context.Warn(path + ": " + message); };
+    return Detail::ModelFromGrid(*grid, options, named);
 }
 
 void WriteMeshFile(Model const& model, MeshVTK::OutputFile& file, MMeshFile::Encoding encoding,
                    Context const& context) {
     try {
-        if (!MMeshFile::Save(*model.mesh, model.arrays, file.GetTemporaryPath(), encoding, context.progress))
+        if (!MMeshFile::Save(*model.mesh, model.arrays, file.GetTemporaryPath(), encoding, context.progress,
+                             model.frame))
             throw Cancelled();
     } catch (MMeshFileError const& e) {
         if (e.GetFault() == MMeshFileError::BadContent)
@@ -135,6 +141,9 @@ Model ReadModel(std::string const& path, ReadOptions const& options, Context con
                                            : ReadGridFile(path, options, context);
         context.ThrowIfCancelled();
         model.file = path;
+        model.frame =
+            Detail::FrameOfInput(model.frame, options.frame, "--frame", path, model.arrays, context);
+        model.frame_is_given = options.frame.has_value();
         return model;
     });
 }
@@ -160,6 +169,8 @@ void WriteModel(Model const& model, MeshVTK::OutputFile& file, WriteOptions cons
             return;
         }
         auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, model.arrays);
+        if (model.frame)
+            MeshVTK::SetFrame(*grid, model.frame);
         MeshVTK::WriteGridFile(*grid, file, context.progress);
     });
 }

@@ -6,6 +6,7 @@
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
 
+#include <optional>
 #include <string>
 
 namespace KetSDK::MeshJobs {
@@ -19,6 +20,9 @@ struct ReadOptions {
     // the arrays subvolume and subvolume_names, or else the array label; the element sets of a deck.
     std::string labels;
     MeshVTK::RoundingLimits limits;
+    // The frame of coordinates; without it the one that the file says, if any. Where both differ this one is
+    // taken, with a warning.
+    std::optional<Mesh::CoordinateFrame> frame = std::nullopt;
 };
 
 // Reads a model. Throws FileError for a file that cannot be used, Cancelled.

@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
@@ -50,9 +51,11 @@ ProjectResult Count(MMeshProjectTetOnStlOperator const& project) {
 
 } // namespace
 
-ProjectResult Project(Model& model, SurfaceModel const& surface, ProjectOptions const& options,
+ProjectResult Project(Model& model, SurfaceModel const& given, ProjectOptions const& options,
                       Context const& context) {
     RequireTetrahedra(model);
+    auto const turned = Detail::InFrameOf(model, given, context);
+    SurfaceModel const& surface = turned ? *turned : given;
     MMeshProjectTetOnStlOperator project;
     project.SetMesh(model.mesh.get());
     project.SetStl(surface.surfaces.get());

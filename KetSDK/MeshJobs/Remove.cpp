@@ -17,6 +17,7 @@ RemoveResult Remove(Model const& model, RemoveOptions const& options, Context co
     if (!remove.Operate())
         throw FileError(model.file, "its sub-volumes could not be removed");
     result.model.mesh.reset(remove.GetNewMesh());
+    result.model.frame = model.frame;
     context.ThrowIfCancelled();
     MMeshBase const& rest = *result.model.mesh;
     if (rest.NumberOfElements() == 0)

@@ -1,10 +1,35 @@
 #include <KetSDK/MeshJobs/SurfaceModel.h>
 
+#include <KetSDK/Mesh/persistence/MMeshFrameArray.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/FrameOfInput.h>
+#include <KetSDK/MeshVTK/Frames.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
+#include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/SurfaceFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 
+#include <vtkPolyData.h>
+
+#include <algorithm>
+#include <filesystem>
+
 namespace KetSDK::MeshJobs {
+
+namespace {
+
+// Several surfaces become one in files that hold no names.
+void WarnOfNames(MStlBase const& stl, std::filesystem::path const& path, Context const& context) {
+    std::string const ending = MeshVTK::LowerCaseEnding(path);
+    auto const count = std::ranges::count_if(
+        stl.Surfaces(), [](MStlSurface const& surface) { return surface.NumberOfTriangles() > 0; });
+    if (count > 1 && (ending == ".stl" || ending == ".ply"))
+        context.Warn(path.string() + ": the names of its " + std::to_string(count) + " surfaces are lost, " +
+                     ending + " files hold none; .vtp and .obj files do");
+}
+
+} // namespace
 
 SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Context const& context) {
     return Detail::ForFile(path, [&] {
@@ -18,6 +43,8 @@ SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Co
         if (report.uncut_polygons > 0)
             context.Warn(path + ": " + std::to_string(report.uncut_polygons) +
                          " polygons could not be cut into triangles and are missing, at least in part");
+        model.frame = Detail::FrameOfInput(TakeFrame(model.arrays), options.frame, "--surface-frame", path,
+                                           model.arrays, context);
         context.ThrowIfCancelled();
         return model;
     });
@@ -41,7 +68,12 @@ MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
 void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file, SurfaceWriteOptions const& options,
                   Context const& context) {
     Detail::ForFile(file.GetPath().string(), [&] {
-        MeshVTK::WriteSurfaceFile(*surface.surfaces, surface.arrays, options.unit, file, context.progress,
+        WarnOfNames(*surface.surfaces, file.GetPath(), context);
+        auto const data = MeshVTK::PolyDataFromSurfaces(*surface.surfaces, options.unit);
+        MeshVTK::AddArrays(*data, surface.arrays);
+        if (surface.frame)
+            MeshVTK::SetFrame(*data, surface.frame);
+        MeshVTK::WriteSurfaceFile(*data, file, context.progress,
                                   options.allow_empty ? MeshVTK::EmptySurface::Written
                                                       : MeshVTK::EmptySurface::Refused);
     });
@@ -51,8 +83,8 @@ std::vector<std::string> WriteSurfaces(SurfaceModel const& surface, std::string 
                                        SurfaceWriteOptions const& options, Context const& context) {
     return Detail::ForFile(path, [&] {
         std::vector<std::string> names;
-        for (auto const& name : MeshVTK::WriteSurfaceFiles(*surface.surfaces, surface.arrays, options.unit,
-                                                           path, context.progress))
+        for (auto const& name : MeshVTK::WriteSurfaceFiles(*surface.surfaces, surface.arrays, surface.frame,
+                                                           options.unit, path, context.progress))
             names.push_back(name.string());
         return names;
     });

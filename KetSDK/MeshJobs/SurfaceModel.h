@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshJobs/MeshJobsExport.h>
@@ -9,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +25,8 @@ struct KETSDK_MESHJOBS_API SurfaceModel {
     // Values of triangles (OnElements, in the order of the container) and points (OnNodes); .vtp files hold
     // them.
     std::vector<MMeshArray> arrays;
+    // Where x and y point in the body; nothing for a surface that does not say.
+    std::optional<Mesh::CoordinateFrame> frame;
 };
 
 // Reads a surface from a .vtp, .stl, .ply or .obj file. `options` are those of the model that it goes with;

@@ -5,27 +5,17 @@
 #include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/OriginArrays.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
-
-#include <algorithm>
-#include <optional>
-#include <string>
+#include <KetSDK/MeshJobs/detail/VolumesOfSurfaces.h>
 
 namespace KetSDK::MeshJobs {
 
 namespace {
 
-// The name of a sub-volume; empty for none.
-std::wstring NameOf(MMeshBase const& mesh, std::optional<int> id) {
-    auto const has_id = [id](auto const& sub_volume) { return sub_volume->GetID() == id; };
-    auto const found = std::find_if(mesh.BeginSubVolume(), mesh.EndSubVolume(), has_id);
-    return found == mesh.EndSubVolume() ? L"" : (*found)->GetName();
-}
-
-void NameAfterVolumes(MStlBase& stl, MMeshBase const& mesh, MSurfaceOrigins const& origins) {
-    for (MStlSurface& surface : stl.Surfaces()) {
-        MSurfaceOrigins::Surface const& bounds = origins.surfaces[surface.GetIndex()];
-        surface.SetName((NameOf(mesh, bounds.inside) + L"-" + NameOf(mesh, bounds.outside)).c_str());
-    }
+void NameAfterVolumes(SurfaceModel& surfaces, MMeshBase const& mesh, MSurfaceOrigins const& origins) {
+    Detail::VolumesOfSurfaces const volumes = Detail::FindVolumes(mesh, origins);
+    for (MStlSurface& surface : surfaces.surfaces->Surfaces())
+        surface.SetName(volumes.NameOf(surface.GetIndex()).c_str());
+    Detail::AddVolumes(surfaces, volumes);
 }
 
 } // namespace
@@ -35,6 +25,7 @@ SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options, Cont
         Detail::WarnOfDoubleNodes(model, context);
     SurfacesResult result;
     result.surfaces.surfaces = std::make_unique<MStlBase>();
+    result.surfaces.frame = model.frame;
     MStlBase& stl = *result.surfaces.surfaces;
     MSurfaceOrigins origins;
     MMeshExtractStlSurfaceOperator extract;
@@ -44,7 +35,7 @@ SurfacesResult Surfaces(Model const& model, SurfacesOptions const& options, Cont
     extract.SetOrigins(&origins);
     Detail::RunOperator(extract, model, "its surfaces could not be extracted", context);
     if (options.names == SurfacesOptions::Names::Volumes)
-        NameAfterVolumes(stl, *model.mesh, origins);
+        NameAfterVolumes(result.surfaces, *model.mesh, origins);
     Detail::AddOriginArrays(result.surfaces, origins);
     result.reports = ReportSurfaces(stl);
     result.triangles = stl.NumberOfTriangles();

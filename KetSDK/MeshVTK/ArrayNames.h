@@ -18,6 +18,7 @@ struct ArrayNames {
     static constexpr char const* SurfaceNames = "surface_names";     // field data: name by number
     static constexpr char const* Graph = "graph";                    // lines: number of the graph
     static constexpr char const* GraphNames = "graph_names";         // field data: name by number
+    static constexpr char const* Space = "SPACE";                    // field data: frame, RAS or LPS
     static constexpr char const* Color = "color";                    // cells: red, green and blue, 0 to 255
 };
 

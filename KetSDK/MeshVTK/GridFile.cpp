@@ -1,10 +1,12 @@
 #include <KetSDK/MeshVTK/GridFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/checks/LegacyFileCheck.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/MeshVTK/detail/XmlReader.h>
 
@@ -63,7 +65,10 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::string_view bytes,
     reader->ReadAllTCoordsOn();
     reader->ReadAllFieldsOn();
     session.Run(*reader, CannotRead);
-    return reader->GetOutput();
+    vtkSmartPointer<vtkUnstructuredGrid> grid = reader->GetOutput();
+    if (auto const frame = Detail::FindFrameText(reader->GetHeader() ? reader->GetHeader() : ""))
+        SetFrame(*grid, frame);
+    return grid;
 }
 
 void WriteXml(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session) {
@@ -126,7 +131,13 @@ void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession
     vtkNew<LegacyWriter> writer;
     writer->SetFileTypeToBinary();
     writer->SetFileName(path);
-    writer->SetInputData(&grid);
+    vtkNew<vtkUnstructuredGrid> shown; // without what the header says
+    shown->ShallowCopy(&grid);
+    if (auto const frame = FrameOf(grid)) {
+        writer->SetHeader((std::string(writer->GetHeader()) + " " + Detail::FrameText(*frame)).c_str());
+        SetFrame(*shown, std::nullopt);
+    }
+    writer->SetInputData(shown);
     session.Run(*writer, CannotWrite);
     if (!writer->IsComplete())
         throw Error(std::string(CannotWrite) + ": the disk is full");

@@ -14,7 +14,8 @@ class vtkUnstructuredGrid;
 namespace KetSDK::MeshVTK {
 
 // Reads and writes unstructured grids with VTK's readers and writers for the file's ending, .vtu or .vtk
-// (legacy). What is written reads back with every point, cell and value the same, bit for bit.
+// (legacy). What is written reads back with every point, cell and value the same, bit for bit. The frame of
+// coordinates (Frames.h) stands in the header line of .vtk files.
 
 // Reads a grid. Throws Error for a file that is missing, empty, cut off, of another kind, or that holds an
 // array of another length than there are points or cells; throws Cancelled. Whether the grid makes a mesh

@@ -24,6 +24,7 @@
 #include <cstddef>
 #include <limits>
 #include <numeric>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -79,7 +80,8 @@ vtkDataArray& LabelArray(vtkUnstructuredGrid& grid, std::string const& name) {
     return *array;
 }
 
-Partition FindPartition(vtkUnstructuredGrid& grid, std::string const& labels) {
+Partition FindPartition(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options) {
+    std::string const& labels = options.labels;
     vtkCellData& arrays = *grid.GetCellData();
     vtkIdType const cells = grid.GetNumberOfCells();
     if (!labels.empty())
@@ -93,8 +95,14 @@ Partition FindPartition(vtkUnstructuredGrid& grid, std::string const& labels) {
         return PartitionBySubvolumes(*numbers, *strings, cells);
     }
     vtkDataArray* const label = FindArray(arrays, ArrayNames::Label);
-    if (label && Detail::HoldsWholeNumbers(*label))
+    if (!label)
+        return {};
+    std::optional<vtkIdType> const broken = Detail::FirstBrokenNumber(*label);
+    if (!broken)
         return PartitionByLabels(*label, cells);
+    if (options.warn)
+        options.warn(Detail::Quoted(*label) + " holds values that are no whole numbers (the first at cell " +
+                     std::to_string(*broken) + "), so it makes no sub-volumes");
     return {};
 }
 
@@ -210,7 +218,7 @@ void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
 std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options,
                                         RoundingReport* report) {
     Detail::CheckGrid(grid);
-    Partition const partition = FindPartition(grid, options.labels);
+    Partition const partition = FindPartition(grid, options);
     RoundedPoints const rounded = RoundPoints(*grid.GetPoints(), options.unit, options.limits);
 
     auto const steps = static_cast<unsigned long long>(grid.GetNumberOfPoints() + grid.GetNumberOfCells());

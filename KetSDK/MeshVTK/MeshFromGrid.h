@@ -7,6 +7,7 @@
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 #include <KetSDK/MeshVTK/Rounding.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,9 +20,12 @@ struct MeshFromGridOptions {
     LengthUnit unit;
     // Cell array whose distinct values become sub-volumes. A name that is given must exist and comes
     // before everything else; without one, sub-volumes come from the arrays `subvolume` and
-    // `subvolume_names`, or else from the labels in `label`.
+    // `subvolume_names`, or else from the labels in `label`. Labels are whole numbers of whatever type; a
+    // `label` that holds others is left alone, with a warning.
     std::string labels;
     RoundingLimits limits;
+    // Called with one line for what should make the user doubt the mesh; may be empty.
+    std::function<void(std::string const& message)> warn;
     std::shared_ptr<Common::IProgressDelegate> progress; // may be null
 };
 

@@ -3,12 +3,14 @@
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
+#include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/detail/RowsOfArrays.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/MeshVTK/detail/XmlReader.h>
@@ -19,12 +21,14 @@
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
+#include <vtkFieldData.h>
 #include <vtkIdList.h>
+#include <vtkIntArray.h>
 #include <vtkNew.h>
-#include <vtkOBJWriter.h>
 #include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkSTLWriter.h>
+#include <vtkStringArray.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
@@ -32,6 +36,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <cstdint>
 #include <fstream>
 #include <numeric>
@@ -40,6 +45,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 namespace KetSDK::MeshVTK {
 
@@ -61,6 +67,8 @@ void WriteVtp(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) 
 void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
     vtkNew<vtkSTLWriter> writer;
     writer->SetFileTypeToBinary();
+    if (auto const frame = FrameOf(data)) // may not begin with "solid"
+        writer->SetHeader((std::string(writer->GetHeader()) + " " + Detail::FrameText(*frame)).c_str());
     writer->SetFileName(file.GetTemporaryPath().c_str());
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
@@ -70,7 +78,7 @@ void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) 
 class PlyBytes {
 public:
     PlyBytes(vtkPolyData& data, vtkUnsignedCharArray* colors) {
-        Header(data.GetNumberOfPoints(), data.GetNumberOfPolys(), colors != nullptr);
+        Header(data, colors != nullptr);
         for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i)
             for (double const coordinate : std::span(data.GetPoint(i), 3))
                 Add(static_cast<float>(coordinate));
@@ -87,12 +95,14 @@ public:
     std::string const& Get() const noexcept { return m_bytes; }
 
 private:
-    void Header(vtkIdType points, vtkIdType faces, bool has_colors) {
-        m_bytes = "ply\nformat binary_little_endian 1.0\ncomment VTK generated PLY File\n"
-                  "obj_info vtkPolyData points and polygons: vtk4.0\nelement vertex " +
-                  std::to_string(points) +
-                  "\nproperty float x\nproperty float y\nproperty float z\nelement face " +
-                  std::to_string(faces) + "\nproperty list uchar int vertex_indices\n";
+    void Header(vtkPolyData& data, bool has_colors) {
+        m_bytes = "ply\nformat binary_little_endian 1.0\ncomment VTK generated PLY File\n";
+        if (auto const frame = FrameOf(data))
+            m_bytes += "comment " + Detail::FrameText(*frame) + "\n";
+        m_bytes += "obj_info vtkPolyData points and polygons: vtk4.0\nelement vertex " +
+                   std::to_string(data.GetNumberOfPoints()) +
+                   "\nproperty float x\nproperty float y\nproperty float z\nelement face " +
+                   std::to_string(data.GetNumberOfPolys()) + "\nproperty list uchar int vertex_indices\n";
         if (has_colors)
             m_bytes += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
         m_bytes += "end_header\n";
@@ -115,11 +125,75 @@ void WritePly(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
     file.Write(PlyBytes(data, colors && colors->GetNumberOfComponents() == 3 ? colors : nullptr).Get());
 }
 
-void WriteObj(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
-    vtkNew<vtkOBJWriter> writer;
-    writer->SetFileName(file.GetTemporaryPath().c_str());
-    writer->SetInputData(&data);
-    session.Run(*writer, CannotWrite);
+// VTK's writer knows neither groups nor comments.
+class ObjText {
+public:
+    ObjText& operator<<(std::string_view text) {
+        m_text += text;
+        return *this;
+    }
+    // The shortest text that reads back as the same number.
+    template <typename Number>
+    ObjText& Add(Number number) {
+        char digits[32];
+        return *this << std::string_view(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+    }
+    std::string const& Get() const noexcept { return m_text; }
+
+private:
+    std::string m_text;
+};
+
+// The name of the surface of each triangle, as a line that is written where it changes.
+class GroupLines {
+public:
+    explicit GroupLines(vtkPolyData& data)
+        : m_numbers(vtkDataArray::SafeDownCast(data.GetCellData()->GetAbstractArray(ArrayNames::Surface)))
+        , m_names(
+              vtkStringArray::SafeDownCast(data.GetFieldData()->GetAbstractArray(ArrayNames::SurfaceNames))) {
+    }
+
+    // Nothing where the surface has no name or goes on.
+    std::string Before(vtkIdType triangle) {
+        if (!m_numbers || !m_names)
+            return {};
+        auto const number = static_cast<vtkIdType>(m_numbers->GetComponent(triangle, 0));
+        if (number == std::exchange(m_last, number) || number < 0 || number >= m_names->GetNumberOfValues())
+            return {};
+        std::string name = m_names->GetValue(number);
+        std::ranges::replace_if(
+            name, [](unsigned char c) { return c < ' '; }, '_');
+        return name.empty() && triangle == 0 ? "" : "g " + name + "\n";
+    }
+
+private:
+    vtkDataArray* m_numbers;
+    vtkStringArray* m_names;
+    vtkIdType m_last = -1;
+};
+
+void WriteObj(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
+    ObjText out;
+    if (auto const frame = FrameOf(data))
+        out << "# " << Detail::FrameText(*frame) << "\n";
+    for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i) {
+        double point[3];
+        data.GetPoint(i, point);
+        out << "v";
+        for (double const coordinate : point)
+            (out << " ").Add(coordinate);
+        out << "\n";
+    }
+    GroupLines groups(data);
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+        out << groups.Before(i) << "f";
+        data.GetPolys()->GetCellAtId(i, corners);
+        for (vtkIdType const corner : *corners)
+            (out << " ").Add(corner + 1);
+        out << "\n";
+    }
+    file.Write(out.Get());
 }
 
 // VTK's writers for the older formats do not notice a full disk. These say whether all of a file of
@@ -132,16 +206,6 @@ bool IsComplete(std::ifstream&, std::uint64_t, std::uint64_t) {
 bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) {
     file.seekg(0, std::ios::end);
     return static_cast<std::uint64_t>(file.tellg()) == 84 + 50 * triangles;
-}
-
-bool IsCompleteObj(std::ifstream& file, std::uint64_t triangles, std::uint64_t points) {
-    std::uint64_t faces = 0;
-    std::uint64_t vertices = 0;
-    for (std::string line; std::getline(file, line) && !file.eof();) {
-        faces += line.starts_with("f ");
-        vertices += line.starts_with("v ");
-    }
-    return faces == triangles && vertices == points;
 }
 
 constexpr char const* CannotRead = "it cannot be read";
@@ -159,11 +223,17 @@ vtkSmartPointer<vtkPolyData> ReadVtp(std::string_view bytes, Detail::VtkSession&
 // locale of the program and read files by name.
 
 vtkSmartPointer<vtkPolyData> ReadStl(std::string_view bytes, Detail::VtkSession&) {
-    return Detail::ReadStlFile(bytes);
+    auto data = Detail::ReadStlFile(bytes);
+    constexpr std::size_t header = 80; // of a binary file
+    bool const is_text = bytes.starts_with("solid");
+    SetFrame(*data, Detail::FindFrameText(bytes.substr(0, is_text ? bytes.find('\n') : header)));
+    return data;
 }
 
 vtkSmartPointer<vtkPolyData> ReadPly(std::string_view bytes, Detail::VtkSession&) {
-    return Detail::ReadPlyFile(bytes);
+    auto data = Detail::ReadPlyFile(bytes);
+    SetFrame(*data, Detail::FindFrameText(bytes.substr(0, bytes.find("end_header"))));
+    return data;
 }
 
 vtkSmartPointer<vtkPolyData> ReadObj(std::string_view bytes, Detail::VtkSession&) {
@@ -180,7 +250,7 @@ struct SurfaceFormat {
 constexpr SurfaceFormat Formats[] = {{".vtp", ReadVtp, WriteVtp, IsComplete},
                                      {".stl", ReadStl, WriteStl, IsCompleteStl},
                                      {".ply", ReadPly, WritePly, IsComplete},
-                                     {".obj", ReadObj, WriteObj, IsCompleteObj}};
+                                     {".obj", ReadObj, WriteObj, IsComplete}};
 
 // `use` is what the file is for: "read from" or "written to".
 SurfaceFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
@@ -208,7 +278,7 @@ constexpr std::size_t LongestPart = 140;
 std::string FileNamePart(std::wstring const& name) {
     std::string part = ToUtf8(name);
     for (char& character : part)
-        if (static_cast<unsigned char>(character) < ' ' ||
+        if (static_cast<unsigned char>(character) <= ' ' ||
             std::string("/\\:*?\"<>|\x7F").find(character) != std::string::npos)
             character = '_';
     if (part.size() <= LongestPart)
@@ -312,11 +382,19 @@ void WriteGraphFile(vtkPolyData& data, OutputFile& file,
 std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    return WriteSurfaceFiles(stl, {}, unit, path, progress);
+    return WriteSurfaceFiles(stl, {}, std::nullopt, unit, path, progress);
 }
 
 std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, LengthUnit unit,
+                  std::filesystem::path const& path,
+                  std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    return WriteSurfaceFiles(stl, arrays, std::nullopt, unit, path, progress);
+}
+
+std::vector<std::filesystem::path>
+WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays,
+                  std::optional<Mesh::CoordinateFrame> frame, LengthUnit unit,
                   std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress) {
     CheckSurfaceFileNames(path);
@@ -334,6 +412,8 @@ WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, Le
         if (surface.NumberOfTriangles() == 0)
             continue;
         auto const data = PolyDataFromSurface(surface, unit);
+        if (frame)
+            SetFrame(*data, frame);
         if (all)
             AddArraysOfSurface(*data, surface, *all, next_triangle);
         next_triangle += data->GetNumberOfPolys();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
@@ -9,6 +10,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class MStlBase;
@@ -17,8 +19,10 @@ class vtkPolyData;
 namespace KetSDK::MeshVTK {
 
 // Reads and writes surfaces in the format of the file's ending: .vtp (through VTK), .stl, .ply (all
-// three are written in binary) or .obj. Surface names travel in .vtp only; .stl and .ply hold coordinates
-// as 32-bit floats.
+// three are written in binary) or .obj. Surface names travel in .vtp, as groups in .obj and, where they are
+// read in text, as solids in .stl; .stl and .ply hold coordinates as 32-bit floats. The frame of coordinates
+// (Frames.h) is a field data array of .vtp files, and "SPACE=RAS" in the header of .stl and in a comment of
+// .ply and .obj files.
 
 // Reads a surface container, owned by the caller; see SurfaceFromPolyData for what becomes of polygons,
 // rounding and names. `report` and the delegate may be null. Throws Error for a file that is missing,
@@ -61,13 +65,19 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                                          EmptySurface empty = EmptySurface::Refused);
 
 // Writes each surface that has triangles into a file of its own, named `<stem>-<name of the surface>`
-// with the ending of `path`; characters that file names should not have become "_", and names that
+// with the ending of `path`; spaces and characters that file names should not have become "_", and names that
 // would come twice are numbered. Returns the names in the order of the surfaces. All files appear
 // together, when the last one is written. Throws as above.
 KETSDK_MESHVTK_API std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress);
-// The same with arrays; each file has the rows of its triangles and points.
+// The same with arrays, of which each file has the rows of its triangles and points, and with the frame of
+// the coordinates.
+KETSDK_MESHVTK_API std::vector<std::filesystem::path>
+WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays,
+                  std::optional<Mesh::CoordinateFrame> frame, LengthUnit unit,
+                  std::filesystem::path const& path,
+                  std::shared_ptr<Common::IProgressDelegate> const& progress);
 KETSDK_MESHVTK_API std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays, LengthUnit unit,
                   std::filesystem::path const& path,

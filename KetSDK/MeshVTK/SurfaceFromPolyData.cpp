@@ -5,6 +5,7 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/MeshVTK/checks/GridCheck.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
 #include <KetSDK/MeshVTK/detail/RowsOfArrays.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
@@ -33,24 +34,11 @@ namespace KetSDK::MeshVTK {
 
 namespace {
 
-// Whether the offsets rise from 0 to the length of the list of points.
-bool AreOffsetsRising(vtkCellArray& cells) {
-    vtkDataArray& offsets = *cells.GetOffsetsArray();
-    double last = 0.0; // exact up to 2^53
-    for (vtkIdType i = 0; i < offsets.GetNumberOfTuples(); ++i) {
-        double const offset = offsets.GetComponent(i, 0);
-        if (i == 0 ? offset != 0.0 : !(offset >= last))
-            return false;
-        last = offset;
-    }
-    return last == static_cast<double>(cells.GetConnectivityArray()->GetNumberOfTuples());
-}
-
 // VTK's filter follows offsets and point numbers without a look.
 void CheckCells(vtkCellArray* cells, vtkIdType points) {
     if (!cells)
         return;
-    if (!AreOffsetsRising(*cells))
+    if (!Detail::AreOffsetsRising(*cells, cells->GetNumberOfCells()))
         throw Error("the offsets of the polygons do not fit the list of their points");
     for (vtkIdType i = 0; i < cells->GetNumberOfCells(); ++i) {
         vtkIdType count = 0;

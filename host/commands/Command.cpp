@@ -32,6 +32,7 @@ KetSDK::MeshJobs::Context Command::MakeContext(Progress const& progress) {
         std::cerr << "ketmesh: warning: " << message << '\n';
         m_warnings.push_back(message);
     };
+    context.turned = [this](KetSDK::MeshJobs::TurnedInput const& input) { m_turned.push_back(input); };
     return context;
 }
 
@@ -42,6 +43,10 @@ void Command::PrintObject() const {
         if (!name->empty())
             report["inputs"].push_back(*name);
     report["warnings"] = m_warnings;
+    for (KetSDK::MeshJobs::TurnedInput const& input : m_turned)
+        report["turned"].push_back({{"file", input.file},
+                                    {"from", KetSDK::Mesh::FrameWord(input.from)},
+                                    {"to", KetSDK::Mesh::FrameWord(input.to)}});
     if (m_has_outputs)
         report["files"] = m_files;
     PrintJson(report);
@@ -50,6 +55,9 @@ void Command::PrintObject() const {
 void Command::PrintText() const {
     std::ostringstream text;
     Print(text);
+    for (KetSDK::MeshJobs::TurnedInput const& input : m_turned)
+        text << "\nturned from " << KetSDK::Mesh::FrameWord(input.from) << " into "
+             << KetSDK::Mesh::FrameWord(input.to) << ", the frame of the first file: " << input.file << '\n';
     char const* separator = "\n";
     for (std::string const& file : m_files) {
         if (NamesFiles())

@@ -68,6 +68,7 @@ private:
     std::vector<std::string const*> m_inputs;
     std::vector<std::string> m_files;
     std::vector<std::string> m_warnings;
+    std::vector<KetSDK::MeshJobs::TurnedInput> m_turned;
     bool m_has_outputs = false;
     bool m_json = false;
 };

@@ -30,6 +30,7 @@ std::unique_ptr<Command> MakeRemoveCommand();
 std::unique_ptr<Command> MakeSplitCommand();
 std::unique_ptr<Command> MakeMergeCommand();
 std::unique_ptr<Command> MakeWeldCommand();
+std::unique_ptr<Command> MakeFrameCommand();
 std::unique_ptr<Command> MakeCutCommand();
 std::unique_ptr<Command> MakeProjectCommand();
 std::unique_ptr<Command> MakeMaterialsCommand();

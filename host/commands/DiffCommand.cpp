@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/Diff.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
+#include <host/terminal/NumberCheck.h>
 
 #include <array>
 #include <cstdint>
@@ -24,7 +25,9 @@ public:
               "values, materials, sub-volumes, scalar fields and all other arrays, bit for bit. Nodes,\n"
               "elements and sub-volumes count from 0. A .kmesh file and a .vtu or .vtk file are equal\n"
               "when writing the one to a file like the other would give that; it is said when the .kmesh\n"
-              "file has more than that. Exit status 2 when the meshes differ.\n\n"
+              "file has more than that. Arrays of equal numbers are equal, whatever types the numbers\n"
+              "have; a warning tells. A second mesh in another frame of coordinates is turned into that\n"
+              "of the first. Exit status 2 when the meshes differ.\n\n"
               "Examples:\n"
               "  ketmesh diff head.vtu head.kmesh\n"
               "  ketmesh diff before.kmesh after.kmesh --json") {}
@@ -34,12 +37,17 @@ private:
         m_input.Declare(*this, command);
         command.add_option("other", m_other, "Volume mesh to compare it with")->required();
         DeclareInput(m_other);
+        command
+            .add_option("--tolerance", m_tolerance,
+                        "How far in mm a node may lie from the same node of the other mesh (0 unless given)")
+            ->type_name("MM")
+            ->check(PositiveNumber());
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
         Model const a = m_input.Read(context);
         Model const b = KetSDK::MeshJobs::ReadModel(m_other, m_input.GetOptions(), context);
-        m_result = KetSDK::MeshJobs::Diff(a, b, m_input.GetOptions(), context);
+        m_result = KetSDK::MeshJobs::Diff(a, b, m_input.GetOptions(), context, m_tolerance);
         m_elements = {a.mesh->NumberOfElements(), b.mesh->NumberOfElements()};
         m_nodes = {a.mesh->NumberOfPoints(), b.mesh->NumberOfPoints()};
     }
@@ -70,6 +78,7 @@ private:
 
     ModelInput m_input;
     std::string m_other;
+    double m_tolerance = 0.0;
     KetSDK::MeshJobs::DiffResult m_result;
     std::array<std::int64_t, 2> m_elements{}; // of both files
     std::array<std::int64_t, 2> m_nodes{};

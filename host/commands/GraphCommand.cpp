@@ -45,7 +45,7 @@ private:
             file.emplace(KetSDK::MeshJobs::OpenGraphFile(m_output));
         m_result = KetSDK::MeshJobs::Graph(m_input.Read(context), m_options, context);
         if (file) {
-            KetSDK::MeshJobs::WriteGraphs(*m_result.lines, *file, m_input.GetUnit(), context);
+            KetSDK::MeshJobs::WriteGraphs(*m_result.lines, *file, m_input.GetUnit(), context, m_result.frame);
             AddFile(m_output);
         }
     }

@@ -39,6 +39,7 @@ private:
         report["subvolumes"] = ToJson(m_result.subvolumes);
         report["volume"] = m_result.volume;
         report["box"] = m_result.box;
+        report["frame"] = m_result.frame ? Json(KetSDK::Mesh::FrameWord(*m_result.frame)) : Json();
         report["rounding_error"] = m_result.rounding.largest_error;
         report["merged_nodes"] = m_result.rounding.merged;
         report["nodes_out_of_range"] = m_result.rounding.out_of_range;
@@ -59,6 +60,8 @@ private:
             << "nodes           " << m_result.nodes << '\n'
             << "volume          " << FormatNumber(m_result.volume) << " mm3\n"
             << "box             " << FormatBox(m_result.box) << " mm\n"
+            << "frame           " << (m_result.frame ? KetSDK::Mesh::FrameWord(*m_result.frame) : "not said")
+            << '\n'
             << "rounding error  " << FormatNumber(m_result.rounding.largest_error) << " mm at most\n";
         if (m_result.rounding.merged != 0)
             out << "merged          " << m_result.rounding.merged << " nodes fall together by rounding\n";

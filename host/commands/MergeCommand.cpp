@@ -19,8 +19,8 @@ public:
                   "Elements and nodes of the first mesh come first, then those of the second. Nodes at one\n"
                   "place become one, but for those of the first mesh among themselves. The sub-volumes of\n"
                   "the second mesh follow those of the first, under their names. Equal materials become\n"
-                  "one; others keep their numbers where these are free. Further arrays are written as far\n"
-                  "as both meshes have them.\n\n"
+                  "one; others keep their numbers where these are free. An array that only one mesh has\n"
+                  "gets NaN, or 0 where its numbers are whole, for the other; a warning tells.\n\n"
                   "Examples:\n"
                   "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
                   "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}

@@ -219,7 +219,7 @@ TEST_F(Ketmesh, BadInputEndsInOneLine) {
                                {"nocells.vtu", "no cells"},
                                {"polyhedron.vtu", "polyhedra"},
                                {"pyramid.vtu", "1 pyramid"},
-                               {"triangle.vtk", "1 triangle"},
+                               {"pyramid.vtk", "1 pyramid"},
                                {"nan.vtu", "point 2"},
                                {"outside.vtu", "point 8"},
                                {"far.vtu", "points lie beyond", {"--unit", "m"}},
@@ -237,7 +237,7 @@ TEST_F(Ketmesh, BadInputEndsInOneLine) {
     WriteGrid(Path("nocells.vtu"), *no_cells);
     WriteGrid(Path("polyhedron.vtu"), *GridWith(VTK_POLYHEDRON, 0));
     WriteGrid(Path("pyramid.vtu"), *GridWith(VTK_PYRAMID, 5));
-    WriteGrid<vtkUnstructuredGridWriter>(Path("triangle.vtk"), *GridWith(VTK_TRIANGLE, 3), VTK_BINARY);
+    WriteGrid<vtkUnstructuredGridWriter>(Path("pyramid.vtk"), *GridWith(VTK_PYRAMID, 5), VTK_BINARY);
     auto const good = GridWith(VTK_HEXAHEDRON, 8);
     WriteGrid(Path("good.vtu"), *good);
     for (auto const& [name, value] : std::map<std::string, double>{

@@ -1,5 +1,9 @@
 // Every command and every option of it, as the program itself lists them, is used with success.
+#include "DicomElements.h"
 #include "KetmeshProgram.h"
+
+#include <vtkDoubleArray.h>
+#include <vtkPointData.h>
 
 #include <map>
 #include <set>
@@ -15,7 +19,7 @@ std::map<std::string, std::vector<std::string>> const Runs = {
       "--image-unit mm --unit mm --threads 2"}},
     {"info", {"tet4.vtu"}},
     {"save", {"tet4.vtu -o out.kmesh --text"}},
-    {"diff", {"tet4.vtu tet4.vtu"}},
+    {"diff", {"tet4.vtu tet4.vtu --tolerance 0.1"}},
     {"surfaces", {"tet4.vtu -o out.stl --interfaces --curved --names volumes --split-surfaces"}},
     {"iso", {"tet4.vtu --field label --component 0 --level 1.5 -o out.vtp"}},
     {"boundary",
@@ -32,26 +36,31 @@ std::map<std::string, std::vector<std::string>> const Runs = {
      {"tet10.vtu -o out.vtu --min-ratio 0 --max-ratio 10 --min-alignment 0.3 --fail-on 0 --threads 2"}},
     {"orient", {"tet10.vtu -o out.vtu"}},
     {"grow",
-     {"tet4.vtu --metric Volume --below 1 --rings 2 --surface skin.vtp -o out.vtp --threads 2",
+     {"tet4.vtu --metric Volume --below 1 --rings 2 --surface skin.vtp --surface-frame RAS -o out.vtp "
+      "--threads 2",
       "tet4.vtu --metric EdgeMaxMin --above 1.1 -o out.vtp"}},
     {"layers", {"tet4.vtu --layers 2 -o out.vtu"}},
     {"convert", {"tet10.vtu -o out.vtu --to tet4 --split"}},
-    {"label", {"tet4.vtu --surface skin.vtp --tolerance 0.001 --threads 2 -o out.vtu"}},
-    {"group", {"tet4.vtu --surface skin.vtp --tolerance 0.001 --threads 2 -o out.vtu"}},
-    {"match", {"tet4.vtu --surface skin.vtp --tolerance 0.001 --threads 2 --fail-on 9999"}},
+    {"label", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --threads 2 -o out.vtu"}},
+    {"group", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --threads 2 -o out.vtu"}},
+    {"match",
+     {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --threads 2 --fail-on 9999"}},
     {"remove", {"tet4.vtu --name ONE -o out.vtu"}},
     {"split", {"tet4.vtu --name ONE -o out.vtu"}},
     {"merge", {"tet4.vtu tet10.vtu -o out.vtu"}},
     {"weld", {"tet4.vtu --tolerance 0.0001 -o out.vtu"}},
+    {"frame", {"arrow.vtu --to LPS --vectors arrow -o out.vtu"}},
     {"cut", {"tet4.vtu --normal 0,0,1 --point 0,0,0.5 -o out.vtp"}},
     {"project",
-     {"tet4.vtu --surface skin.vtp --distance 0.01 --interfaces --min-quality 0.1 -o out.vtu --threads 2"}},
+     {"tet4.vtu --surface skin.vtp --surface-frame RAS --distance 0.01 --interfaces --min-quality 0.1 -o "
+      "out.vtu --threads 2"}},
     {"materials",
      {"HEAD --image CT --image-unit mm --sampling mean --order 1 --outside -1000 --bins 3 --law "
       "1,0.001,1,0,0 "
       "--modulus 3000,2 --poisson 0.4 --unit-offset --min-density 0.02 --by grey --average law -o out.vtu "
       "--catalog out.xml --threads 2",
       "HEAD --image CT --preset femur --by single -o out.vtu --only ONE --set TWO=1.9,17000,0.3",
+      "HEAD --image DICOM --series 1.2.3 --preset femur --by single -o out.vtu",
       "--list-presets --markdown"}},
     {"export",
      {"block.inp -o out.inp --case case.toml --materials elements --dialect abaqus --split --original-ids"}},
@@ -62,13 +71,26 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"colors",
      {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
 
+// A slice of 2 x 2 voxels of 20 mm within the sample head.
+std::string DicomSlice(std::string const& z) {
+    auto const number = [](std::uint16_t value) { return Bytes(value); };
+    return std::string(128, '\0') + "DICM" + DicomElement(0x00020010, "UI", "1.2.840.10008.1.2.1") +
+           DicomElement(0x0020000E, "UI", "1.2.3") + DicomElement(0x00200032, "DS", "110\\110\\" + z) +
+           DicomElement(0x00200037, "DS", "1\\0\\0\\0\\1\\0") + DicomElement(0x00280010, "US", number(2)) +
+           DicomElement(0x00280011, "US", number(2)) + DicomElement(0x00280030, "DS", "20\\20") +
+           DicomElement(0x00280100, "US", number(16)) + DicomElement(0x00280101, "US", number(16)) +
+           DicomElement(0x00280102, "US", number(15)) + DicomElement(0x00280103, "US", number(0)) +
+           DicomElement(0x7FE00010, "OW", number(100) + number(200) + number(300) + number(400));
+}
+
 // The keys of the report of the first run, beside those of all: a dot leads to the first of a list or the
 // value of a key.
 std::map<std::string, std::string> const Keys = {
-    {"info", "elements nodes kinds.tet4 subvolumes.number subvolumes.name subvolumes.elements "
-             "subvolumes.volume volume "
-             "box rounding_error merged_nodes nodes_out_of_range memory arrays.where arrays.name arrays.type "
-             "arrays.components arrays.range"},
+    {"info",
+     "elements nodes kinds.tet4 subvolumes.number subvolumes.name subvolumes.elements "
+     "subvolumes.volume volume "
+     "box frame rounding_error merged_nodes nodes_out_of_range memory arrays.where arrays.name arrays.type "
+     "arrays.components arrays.range"},
     {"mesh", "elements nodes subvolumes.name size max_size min_dihedral relabelled labels.label "
              "labels.elements labels.voxel_volume labels.volume labels.distance.mean labels.distance.max "
              "labels.interface_nodes labels.not_found labels.thickness labels.lost_volume files"},
@@ -113,6 +135,7 @@ std::map<std::string, std::string> const Keys = {
     {"split", "elements nodes new_subvolumes subvolumes.name files"},
     {"merge", "elements nodes joined_nodes subvolumes.name files"},
     {"weld", "elements nodes joined_nodes subvolumes.name files"},
+    {"frame", "elements nodes from to frame vectors files"},
     {"cut", "area above below cut contours contour_length subvolumes.area files"},
     {"project", "nodes moved shortened left too_far on_surface held largest_move volume_before volume_after "
                 "distance_before.mean distance_after.max limited quality_before quality_after files"}};
@@ -150,6 +173,14 @@ std::set<std::string> Listed(std::string const& help, std::string const& title) 
 TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
     std::string const skin = Path("skin.vtp"), model = Path("model.vtu");
     Run({"convert", Data + "hex_matrix_fiber.vtu", "--to", "tet4", "-o", Path("tet4.vtu")});
+    auto const grid = ReadGrid("hex_matrix_fiber.vtu");
+    vtkNew<vtkDoubleArray> arrow;
+    arrow->SetName("arrow");
+    arrow->SetNumberOfComponents(3);
+    arrow->SetNumberOfTuples(grid->GetNumberOfPoints());
+    arrow->Fill(1.0);
+    grid->GetPointData()->AddArray(arrow);
+    WriteGrid(Path("arrow.vtu"), *grid);
     RunJson({"convert", Path("tet4.vtu"), "--to", "tet10", "-o", Path("tet10.vtu")});
     RunJson({"surfaces", Path("tet4.vtu"), "--interfaces", "--names", "volumes", "-o", skin});
     Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset", "femur", "--bins", "2", "-o",
@@ -164,9 +195,13 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
                             "[place.side]\nnormal = [1, 1, 1]\n[[pressure]]\nplace = 'side'\nvalue = 1\n");
     RunJson({"solve", Path("block.inp"), "--case", Path("case.toml"), "-o", Path("solved.vtu"), "--keep",
              Path("kept.run")});
+    fs::create_directory(Path("dicom"));
+    for (std::string const z : {"60", "80"})
+        Save(Path("dicom/" + z + ".dcm"), DicomSlice(z));
     std::map<std::string, std::string> const places = {{"HEAD", Head},
                                                        {"CT", Data + "head_ct.nii.gz"},
                                                        {"LABELS", Data + "head_labels.nii.gz"},
+                                                       {"DICOM", Path("dicom")},
                                                        {"ONE", "Label 1"},
                                                        {"TWO=1.9,17000,0.3", "Label 2=1.9,17000,0.3"}};
     auto const place = [&](std::string const& word) {
@@ -186,8 +221,9 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
         for (std::string line; std::getline(lines, line);)
             EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << line;
         std::set<std::string> used = {"--help"};
-        std::vector<std::string> common = {
-            "--labels", "label", "--unit", "mm", "--allow-merged", "--allow-out-of-range", "--json"};
+        std::vector<std::string> common = {"--labels", "label", "--unit",         "mm",
+                                           "--frame",  "RAS",   "--allow-merged", "--allow-out-of-range",
+                                           "--json"};
         if (command == "mesh") // reads an image, and no mesh
             common = {"--json"};
         for (std::string const& run : Runs.at(command)) {

@@ -7,8 +7,11 @@
 #include <KetSDK/MeshVTK/SurfaceFromPolyData.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
+#include <vtkFieldData.h>
+#include <vtkIntArray.h>
 #include <vtkPolyData.h>
 #include <vtkQuadricDecimation.h>
+#include <vtkStringArray.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
 
@@ -18,17 +21,6 @@
 #include <set>
 
 namespace {
-
-// The same grouping of elements, whatever the groups are called.
-void ExpectSameUpToOrder(std::vector<double> const& a, std::vector<double> const& b) {
-    ASSERT_EQ(a.size(), b.size());
-    std::map<double, double> there;
-    std::map<double, double> back;
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        ASSERT_EQ(there.try_emplace(a[i], b[i]).first->second, b[i]) << i;
-        ASSERT_EQ(back.try_emplace(b[i], a[i]).first->second, a[i]) << i;
-    }
-}
 
 void WriteSurface(std::string const& path, vtkPolyData& data) {
     vtkNew<vtkXMLPolyDataWriter> writer;
@@ -105,9 +97,15 @@ TEST_F(Ketmesh, LabelsAndGroupsTheHeadByItsSurfaces) {
             EXPECT_EQ(labelled["subvolumes"].size(), expected);
             Json const result = RunJson(with({"group", regions, "-o", grouped}));
             EXPECT_EQ(result["groups_of"], expected);
-            EXPECT_TRUE(result["subvolumes"][0]["name"].get<std::string>().starts_with("Volume Label "));
-            ExpectSameUpToOrder(given,
-                                CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(grouped), "subvolume"));
+            ASSERT_EQ(result["subvolumes"].size(), 3u);
+            for (int label : {1, 2, 3})
+                EXPECT_EQ(result["subvolumes"][static_cast<std::size_t>(label - 1)]["name"],
+                          "Label " + std::to_string(label));
+            std::vector<double> again =
+                CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(grouped), "subvolume");
+            for (double& number : again)
+                ++number; // labels count from 1
+            EXPECT_EQ(again, given);
             contents.push_back(Content(regions) + Content(grouped));
         }
         EXPECT_EQ(contents[0], contents[1]) << "the same on any number of threads";
@@ -160,4 +158,34 @@ TEST_F(Ketmesh, ProjectsTheHeadOntoARemeshedSurface) {
         together += most->second;
     }
     EXPECT_GT(together, 0.95 * static_cast<double>(given.size()));
+}
+
+// Whatever the names are: surfaces that "surfaces --names volumes" wrote bring them back, in their order.
+TEST_F(Ketmesh, GroupsUnderTheNamesThatSubVolumesHad) {
+    auto const grid = ReadGrid("head_small_tet4.vtu");
+    vtkNew<vtkIntArray> numbers;
+    numbers->SetName("subvolume");
+    for (double const label : CellValues(*grid, "label"))
+        numbers->InsertNextValue(static_cast<int>(label) - 1);
+    grid->GetCellData()->AddArray(numbers);
+    vtkNew<vtkStringArray> names;
+    names->SetName("subvolume_names");
+    std::vector<std::string> const wanted = {"soft-tissue", "soft", "tissue-soft"};
+    for (std::string const& name : wanted)
+        names->InsertNextValue(name);
+    grid->GetFieldData()->AddArray(names);
+    WriteGrid(Path("named.vtu"), *grid);
+    RunJson({"surfaces", Path("named.vtu"), "--interfaces", "--names", "volumes", "-o", Path("named.vtp")});
+    RunJson({"label", Path("named.vtu"), "--surface", Path("named.vtp"), "-o", Path("regions.vtu")});
+    Json const grouped =
+        RunJson({"group", Path("regions.vtu"), "--surface", Path("named.vtp"), "-o", Path("again.vtu")});
+    std::vector<std::string> found;
+    for (Json const& sub_volume : grouped["subvolumes"])
+        found.push_back(sub_volume["name"]);
+    EXPECT_EQ(found, wanted);
+    EXPECT_EQ(CellValues(*ReadFile<vtkXMLUnstructuredGridReader>(Path("again.vtu")), "subvolume"),
+              CellValues(*grid, "subvolume"));
+    Run({"surfaces", Path("named.vtu"), "--interfaces", "-o", Path("bare.stl")});
+    ExpectRefused({"group", Path("regions.vtu"), "--surface", Path("bare.stl"), "-o", Path("out/x.vtu")},
+                  "names");
 }

@@ -1,5 +1,6 @@
 // Images come out of files of every format with each voxel where the file says; damaged files end in one
 // line and never in a crash.
+#include "DicomElements.h"
 #include "TestFiles.h"
 
 #include <KetSDK/MeshVTK/Error.h>
@@ -43,15 +44,6 @@ constexpr int Voxels = 24;
 
 short ValueAt(int i, int j, int k) {
     return static_cast<short>(100 * k + 10 * j + i - 50);
-}
-
-template <typename T>
-std::string Bytes(T value, bool big_endian = false) {
-    char bytes[sizeof(T)];
-    std::memcpy(bytes, &value, sizeof value);
-    if (big_endian)
-        std::reverse(bytes, bytes + sizeof value);
-    return std::string(bytes, sizeof value);
 }
 
 std::string VoxelBytes(bool big_endian = false) {
@@ -147,27 +139,13 @@ constexpr char const* MetaHeader = "ObjectType = Image\nNDims = 3\nBinaryData = 
 // One axis after the other.
 constexpr char const* ObliqueMeta = "TransformMatrix = 0 .8 .6 0 -0.6 .8 1 0 0\nOffset = -7 11 0.5\n";
 
-// A DICOM element with its type written out.
-std::string Element(unsigned int tag, std::string const& type, std::string value) {
-    if (value.size() % 2 != 0)
-        value += ' ';
-    std::string bytes =
-        Bytes(static_cast<std::uint16_t>(tag >> 16)) + Bytes(static_cast<std::uint16_t>(tag & 0xFFFF)) + type;
-    bool const is_long = type == "OB" || type == "OW" || type == "SQ" || type == "UN";
-    if (is_long)
-        bytes += std::string(2, '\0') + Bytes(static_cast<std::uint32_t>(value.size()));
-    else
-        bytes += Bytes(static_cast<std::uint16_t>(value.size()));
-    return bytes + value;
-}
-
 // A sequence without a length, with an item without one, to be passed over.
 std::string Sequence(unsigned int tag, std::string const& content) {
     auto const mark = [](unsigned int number, std::uint32_t length) {
         return Bytes(std::uint16_t{0xFFFE}) + Bytes(static_cast<std::uint16_t>(number)) + Bytes(length);
     };
-    return Element(tag, "SQ", "").substr(0, 8) + Bytes(0xFFFFFFFFu) + mark(0xE000, 0xFFFFFFFFu) + content +
-           mark(0xE00D, 0) + mark(0xE0DD, 0);
+    return DicomElement(tag, "SQ", "").substr(0, 8) + Bytes(0xFFFFFFFFu) + mark(0xE000, 0xFFFFFFFFu) +
+           content + mark(0xE00D, 0) + mark(0xE0DD, 0);
 }
 
 struct Slice {
@@ -176,6 +154,7 @@ struct Slice {
     std::string series = "1.2.3";
     std::string syntax = "1.2.840.10008.1.2.1";
     std::string rescale_slope = "1";
+    std::string spacing = "2\\1";
     std::string more = ""; // elements between
     std::uint16_t columns = 4;
     int k = 0;
@@ -187,15 +166,16 @@ std::string Dicom(Slice const& slice) {
     std::string pixels;
     for (int n = 0; n < 12; ++n)
         pixels += number(static_cast<std::uint16_t>(ValueAt(n % 4, n / 4, slice.k) + 1024));
-    std::string const nested = Sequence(0x00081140, Element(0x00280010, "US", number(77)));
-    return std::string(128, '\0') + "DICM" + Element(0x00020010, "UI", slice.syntax) + nested +
-           Element(0x0020000E, "UI", slice.series) + Element(0x00200032, "DS", slice.position) +
-           Element(0x00200037, "DS", slice.orientation) + Element(0x00280002, "US", number(1)) +
-           Element(0x00280010, "US", number(3)) + Element(0x00280011, "US", number(slice.columns)) +
-           Element(0x00280030, "DS", "2\\1") + Element(0x00280100, "US", number(16)) +
-           Element(0x00280101, "US", number(12)) + Element(0x00280102, "US", number(11)) +
-           Element(0x00280103, "US", number(0)) + Element(0x00281052, "DS", "-1024") +
-           Element(0x00281053, "DS", slice.rescale_slope) + slice.more + Element(0x7FE00010, "OW", pixels);
+    std::string const nested = Sequence(0x00081140, DicomElement(0x00280010, "US", number(77)));
+    return std::string(128, '\0') + "DICM" + DicomElement(0x00020010, "UI", slice.syntax) + nested +
+           DicomElement(0x0020000E, "UI", slice.series) + DicomElement(0x00200032, "DS", slice.position) +
+           DicomElement(0x00200037, "DS", slice.orientation) + DicomElement(0x00280002, "US", number(1)) +
+           DicomElement(0x00280010, "US", number(3)) + DicomElement(0x00280011, "US", number(slice.columns)) +
+           DicomElement(0x00280030, "DS", slice.spacing) + DicomElement(0x00280100, "US", number(16)) +
+           DicomElement(0x00280101, "US", number(12)) + DicomElement(0x00280102, "US", number(11)) +
+           DicomElement(0x00280103, "US", number(0)) + DicomElement(0x00281052, "DS", "-1024") +
+           DicomElement(0x00281053, "DS", slice.rescale_slope) + slice.more +
+           DicomElement(0x7FE00010, "OW", pixels);
 }
 
 class ImageFile : public ::testing::Test {
@@ -357,7 +337,7 @@ TEST_F(ImageFile, DicomSlicesAreSortedAndPlacedByTheirHeaders) {
     // Values beyond 16 bits; and the rows of an icon image, which are none of the slice.
     Save(Path("IM0001"),
          Dicom({.rescale_slope = "100",
-                .more = Sequence(0x00880200, Element(0x00280010, "US", Bytes(std::uint16_t{1})))}));
+                .more = Sequence(0x00880200, DicomElement(0x00280010, "US", Bytes(std::uint16_t{1})))}));
     ExpectImage(*ReadImageFile(m_folder, nullptr), Oblique, [](int i, int j, int k) {
         return k == 1 ? ValueAt(i, j, k) : (ValueAt(i, j, k) + 1024) * 100 - 1024;
     });
@@ -466,9 +446,9 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
     Slice damaged = at("-2");
     damaged.syntax = "1.2\n840";
     Slice frames = at("-2");
-    frames.more = Element(0x00280008, "IS", "2");
+    frames.more = DicomElement(0x00280008, "IS", "2");
     Slice colours = at("-2");
-    colours.more = Element(0x00280002, "US", Bytes(std::uint16_t{3}));
+    colours.more = DicomElement(0x00280002, "US", Bytes(std::uint16_t{3}));
     Slice wide = at("-2");
     wide.columns = 5;
     Slice huge = at("-2"); // so that the product is small again
@@ -484,7 +464,7 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
                        {{at("-7")}, "same place"},
                        {{tilted}, "tilted"},
                        {{turned}, "another orientation"},
-                       {{other}, "2 series"},
+                       {{other}, "2 series, 1.2.3 (1 slices), 1.2.4 (1 slices); --series UID"},
                        {{packed}, "compressed (1.2.840"},
                        {{damaged}, "unknown way"},
                        {{frames}, "several slices"},
@@ -504,6 +484,32 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
         EXPECT_NE(Complaint(folder).find(c.complaint), std::string::npos) << Complaint(folder);
         fs::remove_all(folder);
     }
+}
+
+// One series of several is read as if the others were not there; jitter below a hundredth is noted.
+TEST_F(ImageFile, DicomSeriesAreChosenAndJitterIsNoted) {
+    fs::path const folder = Path("slices");
+    fs::create_directories(folder);
+    auto const read = [&](std::string const& series) {
+        return ReadImageFile(folder, ImageFileOptions{series}, nullptr, &m_report);
+    };
+    Save(folder / "a.dcm", Dicom({}));
+    Save(folder / "b.dcm", Dicom({.position = "-2\\11\\0.5", .k = 1}));
+    auto const alone = read("");
+    EXPECT_EQ(m_report.note, "");
+    Save(folder / "c.dcm", Dicom({.position = "90\\1\\1", .series = "1.2.9"}));
+    auto const chosen = read("1.2.3");
+    for (int k = 0; k < 2; ++k)
+        EXPECT_EQ(chosen->GetScalarComponentAsDouble(1, 2, k, 0),
+                  alone->GetScalarComponentAsDouble(1, 2, k, 0));
+    EXPECT_EQ(chosen->GetDimensions()[2], 2);
+    EXPECT_THROW(read("1.2.4"), Error);
+    Save(folder / "c.dcm", Dicom({.position = "3.02\\11\\0.5", .spacing = "2.01\\1", .k = 1}));
+    EXPECT_NEAR(read("")->GetSpacing()[2], 5.01, 1e-9);
+    EXPECT_NE(m_report.note.find("distances"), std::string::npos) << m_report.note;
+    EXPECT_NE(m_report.note.find("pixel spacings"), std::string::npos) << m_report.note;
+    Save(folder / "c.dcm", Dicom({.position = "3\\11\\0.5", .spacing = "2.1\\1", .k = 1}));
+    EXPECT_THROW(read(""), Error);
 }
 
 // Files of every format: cut off after every byte they are refused; with any byte changed they are read or

@@ -254,7 +254,7 @@ TEST(MeshVTK, GridsThatDoNotFitAreRefused) {
     refuse("3 values instead of 6", {MakeArray<vtkIntArray, int>("label", {1, 2, 3})});
     refuse("2 components", {MakeArray<vtkIntArray>("label", std::vector<int>(12, 1), 2)});
     refuse("7 values instead of 6", {MakeArray<vtkFloatArray>("grey", std::vector<float>(7, 1.f))});
-    refuse("whole numbers", {MakeArray<vtkFloatArray>("real", std::vector<float>(6, 1.f))}, "real");
+    refuse("whole numbers", {MakeArray<vtkFloatArray>("real", std::vector<float>(6, 1.5f))}, "real");
     refuse("sub-volume 2", {MakeArray<vtkIntArray, int>("subvolume", {0, 1, 2, 0, 0, 0}),
                             MakeArray<vtkStringArray, std::string>("subvolume_names", {"a", "b"})});
     refuse("lists 5 points instead of 4", {}, "", {0, 1, 2, 3, 4});

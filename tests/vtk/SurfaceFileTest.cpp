@@ -150,7 +150,7 @@ TEST_F(SurfaceFile, RealSurfacesComeBackFromEveryFormat) {
     extract.SetStl(&stl);
     extract.SetExtractInterfacesBetweenSubVolumes(true);
     ASSERT_TRUE(extract.Operate());
-    // In .stl and .ply a coordinate of up to 512 mm has 24 bits; text in .obj has six digits.
+    // In .stl and .ply a coordinate of up to 512 mm has 24 bits; of .obj files VTK reads as many.
     for (auto const& [ending, error] :
          {std::pair{".vtp", 0.0}, {".stl", 6e-5}, {".PLY", 6e-5}, {".obj", 1e-3}}) {
         SCOPED_TRACE(ending);
@@ -158,7 +158,7 @@ TEST_F(SurfaceFile, RealSurfacesComeBackFromEveryFormat) {
         ASSERT_EQ(back->NumberOfTriangles(), stl.NumberOfTriangles());
         EXPECT_EQ(back->NumberOfPoints(), stl.NumberOfPoints());
         EXPECT_LE(LargestDistance(*back, stl), error);
-        bool const named = error == 0.0;
+        bool const named = std::string(ending) == ".vtp" || std::string(ending) == ".obj";
         ASSERT_EQ(back->NumberOfSurfaces(), named ? stl.NumberOfSurfaces() : 1u);
         for (std::uint64_t s = 0; named && s < stl.NumberOfSurfaces(); ++s)
             EXPECT_EQ(back->GetSurface(s)->GetName(), stl.GetSurface(s)->GetName());

@@ -91,16 +91,8 @@ private:
 // The values of an array of strings.
 class Strings {
 public:
-    explicit Strings(MMeshArray const& array) {
-        auto const& bytes = std::get<Integers>(array.values);
-        std::string text;
-        for (std::size_t i = 1; i < bytes.size(); ++i) {
-            if (bytes[i] != 0)
-                text.push_back(static_cast<char>(bytes[i]));
-            else
-                m_strings.push_back(std::exchange(text, {}));
-        }
-    }
+    explicit Strings(MMeshArray const& array)
+        : m_strings(StringsOf(array)) {}
 
     std::size_t size() const { return m_strings.size(); }
     std::string const& operator[](std::size_t i) const { return m_strings[i]; }
@@ -131,9 +123,26 @@ std::string Name(Place const& place, MMeshArray const& array) {
     return std::string("the ") + place.kind + " array " + InWords(array.name);
 }
 
-Difference Compare(Place const& place, MMeshArray const& a, MMeshArray const& b) {
+// Whether numbers of two types that differ are the same numbers.
+bool AreEqualNumbers(MMeshArray const& a, MMeshArray const& b) {
+    if (HoldsStrings(a) || HoldsStrings(b) || ValuesPerRow(a) != ValuesPerRow(b) ||
+        NumberOfRows(a) != NumberOfRows(b))
+        return false;
+    auto const is_equal = [](double x, double y) { return x == y || (x != x && y != y); };
+    for (std::uint32_t column = 0; column < ValuesPerRow(a); ++column)
+        if (!std::ranges::equal(ColumnOf(a, column), ColumnOf(b, column), is_equal))
+            return false;
+    return true;
+}
+
+// What counts when arrays are compared: their types and values, or the values alone.
+enum class Counts { Types, Values };
+
+Difference Compare(Place const& place, MMeshArray const& a, MMeshArray const& b, Counts counts) {
     std::string const what = Name(place, a);
     ValueType const& type = TypeOf(a);
+    if (counts == Counts::Values && &type != &TypeOf(b) && AreEqualNumbers(a, b))
+        return std::nullopt;
     if (&type != &TypeOf(b))
         return what + " holds values of type " + type.words + " and " + TypeOf(b).words;
     std::uint32_t const in_row = ValuesPerRow(a);
@@ -150,7 +159,7 @@ MMeshArray const* Find(Arrays const& arrays, MMeshArray::Place place, std::wstri
     return found == arrays.end() ? nullptr : &*found;
 }
 
-Difference ComparePlace(Place const& place, Arrays const& a, Arrays const& b) {
+Difference ComparePlace(Place const& place, Arrays const& a, Arrays const& b, Counts counts) {
     // What compare(array, the other one) finds first; the other one may be null.
     auto const first_of = [&place](Arrays const& arrays, Arrays const& others, auto const& compare) {
         Difference found;
@@ -170,9 +179,17 @@ Difference ComparePlace(Place const& place, Arrays const& a, Arrays const& b) {
     if (!found)
         found = first_of(b, a, only_in("second"));
     if (!found)
-        found = first_of(a, b, [&place](MMeshArray const& array, MMeshArray const* other) {
-            return Compare(place, array, *other);
+        found = first_of(a, b, [&place, counts](MMeshArray const& array, MMeshArray const* other) {
+            return Compare(place, array, *other, counts);
         });
+    return found;
+}
+
+Difference FindDifference(Arrays const& a, Arrays const& b, Counts counts) {
+    Difference found;
+    for (Place const& place : Places)
+        if (!found)
+            found = ComparePlace(place, a, b, counts);
     return found;
 }
 
@@ -180,9 +197,10 @@ Difference ComparePlace(Place const& place, Arrays const& a, Arrays const& b) {
 
 std::optional<std::string> FindArrayDifference(std::vector<MMeshArray> const& a,
                                                std::vector<MMeshArray> const& b) {
-    Difference found;
-    for (Place const& place : Places)
-        if (!found)
-            found = ComparePlace(place, a, b);
-    return found;
+    return FindDifference(a, b, Counts::Types);
+}
+
+std::optional<std::string> FindValueDifference(std::vector<MMeshArray> const& a,
+                                               std::vector<MMeshArray> const& b) {
+    return FindDifference(a, b, Counts::Values);
 }

@@ -13,3 +13,6 @@
 // the arrays does not count, nor do those without a name and words of types that say nothing of the values.
 KETSDK_MESH_API std::optional<std::string> FindArrayDifference(std::vector<MMeshArray> const& a,
                                                                std::vector<MMeshArray> const& b);
+// The same, but numbers of different types are compared as numbers: the label 2 is the label 2.0.
+KETSDK_MESH_API std::optional<std::string> FindValueDifference(std::vector<MMeshArray> const& a,
+                                                               std::vector<MMeshArray> const& b);

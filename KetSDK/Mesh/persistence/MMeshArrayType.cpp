@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -61,6 +62,31 @@ bool HoldsStrings(MMeshArray const& array) {
 
 bool HoldsHalves(MMeshArray const& array) {
     return !HoldsDoubles(array) && array.components % 2 == 0 && HasTypeWord(array, MMeshArrayHalves);
+}
+
+MMeshArray MakeStringArray(std::wstring const& name, std::vector<std::string> const& strings) {
+    std::vector<std::int32_t> bytes = {1};
+    for (std::string const& text : strings) {
+        for (char const byte : text)
+            bytes.push_back(static_cast<unsigned char>(byte));
+        bytes.push_back(0);
+    }
+    return {name, MMeshArray::OnMesh, 1,
+            std::wstring(MMeshArrayString) + L" " + PlaceWord(MMeshArray::OnMesh), std::move(bytes)};
+}
+
+std::vector<std::string> StringsOf(MMeshArray const& array) {
+    std::vector<std::string> strings;
+    if (!HoldsStrings(array))
+        return strings;
+    auto const& bytes = std::get<std::vector<std::int32_t>>(array.values);
+    std::string text;
+    for (std::size_t i = 1; i < bytes.size(); ++i)
+        if (bytes[i] != 0)
+            text.push_back(static_cast<char>(bytes[i]));
+        else
+            strings.push_back(std::exchange(text, {}));
+    return strings;
 }
 
 MMeshArray::Place PlaceOfValues(MMeshArray const& array) {

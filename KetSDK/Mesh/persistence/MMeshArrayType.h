@@ -31,6 +31,9 @@ KETSDK_MESH_API bool HasTypeWord(MMeshArray const& array, std::wstring_view word
 KETSDK_MESH_API bool HoldsStrings(MMeshArray const& array);
 // Whether the values are whole numbers in two halves.
 KETSDK_MESH_API bool HoldsHalves(MMeshArray const& array);
+// An array of strings in UTF-8, one in a row, that belongs to the mesh as a whole, and the strings of one.
+KETSDK_MESH_API MMeshArray MakeStringArray(std::wstring const& name, std::vector<std::string> const& strings);
+KETSDK_MESH_API std::vector<std::string> StringsOf(MMeshArray const& array);
 // Where the values belong: the place, but for strings.
 KETSDK_MESH_API MMeshArray::Place PlaceOfValues(MMeshArray const& array);
 

@@ -109,9 +109,10 @@ std::string Nth(char const* kind, std::uint64_t number) {
 
 class Comparison {
 public:
-    Comparison(MMeshBase const& a, MMeshBase const& b)
+    Comparison(MMeshBase const& a, MMeshBase const& b, double tolerance)
         : m_a(a)
-        , m_b(b) {}
+        , m_b(b)
+        , m_tolerance(tolerance) {}
 
     Difference Find() const {
         return FirstOf([this] { return AllNodes(); }, [this] { return AllElements(); },
@@ -125,10 +126,14 @@ private:
         if (m_a.NumberOfPoints() != m_b.NumberOfPoints())
             return Compare("the numbers of nodes are", m_a.NumberOfPoints(), m_b.NumberOfPoints());
         for (auto a = m_a.BeginPoint(), b = m_b.BeginPoint(); a != m_a.EndPoint(); ++a, ++b)
-            if (a->x != b->x || a->y != b->y || a->z != b->z)
+            if ((a->x != b->x || a->y != b->y || a->z != b->z) && !AreNear(*a, *b))
                 return Position(Nth("node", static_cast<std::uint64_t>(a->GetIndex())), {a->x, a->y, a->z},
                                 {b->x, b->y, b->z});
         return std::nullopt;
+    }
+
+    bool AreNear(MMeshPoint const& a, MMeshPoint const& b) const {
+        return m_tolerance > 0.0 && (a.GetPosition() - b.GetPosition()).Length() <= m_tolerance;
     }
 
     static Difference Position(std::string const& what, MMVector<MLong, 3> const& a,
@@ -267,6 +272,8 @@ private:
     }
 
     Difference Box() const {
+        if (m_tolerance > 0.0)
+            return std::nullopt;
         auto const& a = m_a.GetBoundingBox();
         auto const& b = m_b.GetBoundingBox();
         return FirstOf([&] { return Position("the lower corner of the box: ", a.GetMin(), b.GetMin()); },
@@ -308,10 +315,11 @@ private:
 
     MMeshBase const& m_a;
     MMeshBase const& m_b;
+    double m_tolerance;
 };
 
 } // namespace
 
-std::optional<std::string> FindMeshDifference(MMeshBase const& a, MMeshBase const& b) {
-    return Comparison(a, b).Find();
+std::optional<std::string> FindMeshDifference(MMeshBase const& a, MMeshBase const& b, double tolerance) {
+    return Comparison(a, b, tolerance).Find();
 }

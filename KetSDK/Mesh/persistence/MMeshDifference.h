@@ -18,4 +18,6 @@ class MMeshBase;
 // Doubles are compared bit for bit. Mask indices, unique identities of sub-volumes, user masks, the density
 // index, neighbour information and the correspondence mapper do not count. Both meshes may be used by other
 // readers meanwhile.
-KETSDK_MESH_API std::optional<std::string> FindMeshDifference(MMeshBase const& a, MMeshBase const& b);
+// Nodes may lie apart by the tolerance, in model units, and the box counts without one only.
+KETSDK_MESH_API std::optional<std::string> FindMeshDifference(MMeshBase const& a, MMeshBase const& b,
+                                                              double tolerance = 0.0);

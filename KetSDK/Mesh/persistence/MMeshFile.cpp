@@ -7,6 +7,7 @@
 #include <KetSDK/FileIO/SAX/MSAXTagWriter.h>
 #include <KetSDK/FileIO/SAX/MSAXTextReader.h>
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
+#include <KetSDK/Mesh/persistence/MMeshFrameArray.h>
 #include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
 
 #include <xxhash.h>
@@ -189,6 +190,7 @@ public:
         content.fields = m_mesh.TakeFields();
         for (auto const& reader : m_arrays)
             content.arrays.push_back(std::move(reader->array));
+        content.frame = TakeFrame(content.arrays);
     }
 
 private:
@@ -198,12 +200,15 @@ private:
     std::vector<std::unique_ptr<ArrayReader>> m_arrays;
 };
 
-bool WriteDocument(MSAXWriter& writer, MMeshBase const& mesh, std::vector<MMeshArray> const& arrays) {
+bool WriteDocument(MSAXWriter& writer, MMeshBase const& mesh, std::vector<MMeshArray> const& arrays,
+                   std::optional<KetSDK::Mesh::CoordinateFrame> frame) {
     MSAXTagWriter const document(writer, DocumentTag);
     writer.WriteAttribute(L"Version", std::uint64_t{MMeshFile::Version});
     bool const written = MSAXMeshBase(&mesh).Write(writer);
     for (MMeshArray const& array : arrays)
         Write(writer, array);
+    if (frame)
+        Write(writer, MakeFrameArray(*frame));
     return written;
 }
 
@@ -298,7 +303,8 @@ MMeshFileError::MMeshFileError(Fault fault, std::uint32_t version)
 MMeshFileError::~MMeshFileError() = default;
 
 bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,
-                     Encoding encoding, std::shared_ptr<IProgressDelegate> progress) {
+                     Encoding encoding, std::shared_ptr<IProgressDelegate> progress,
+                     std::optional<KetSDK::Mesh::CoordinateFrame> frame) {
     if (!std::all_of(arrays.begin(), arrays.end(),
                      [&mesh](MMeshArray const& array) { return FitsMesh(array, mesh); }))
         Throw(Fault::BadContent);
@@ -314,10 +320,10 @@ bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& array
         file.WRITE(Version);
         file.WRITE(std::uint32_t{0});
         MSAXBinaryWriter writer(file);
-        written = WriteDocument(writer, mesh, arrays);
+        written = WriteDocument(writer, mesh, arrays, frame);
     } else {
         MSAXTextWriter writer(file);
-        written = WriteDocument(writer, mesh, arrays);
+        written = WriteDocument(writer, mesh, arrays, frame);
     }
     file.Flush();
     if (watch.IsCancelled())

@@ -4,11 +4,13 @@
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/materials/MMeshNamedScalarMaskPoints.h>
+#include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -47,15 +49,17 @@ public:
         // The named scalar fields that were registered with the mesh, registered with the new one.
         std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>> fields;
         std::vector<MMeshArray> arrays;
+        std::optional<KetSDK::Mesh::CoordinateFrame> frame; // of the coordinates, where the file says it
         Encoding encoding = Binary;
     };
 
-    // Writes a mesh, its named scalar fields and the arrays under exactly this name; writing beside and
-    // renaming is the caller's, and so is what is left of a file that could not be finished. Throws
-    // MMeshFileError: BadContent when the mesh is not consistent or an array does not fit it. False when the
-    // user cancelled. The delegate may be null.
+    // Writes a mesh, its named scalar fields, the arrays and the frame of the coordinates under exactly this
+    // name; writing beside and renaming is the caller's, and so is what is left of a file that could not be
+    // finished. Throws MMeshFileError: BadContent when the mesh is not consistent or an array does not fit
+    // it. False when the user cancelled. The delegate may be null.
     static bool Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,
-                     Encoding encoding, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress);
+                     Encoding encoding, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress,
+                     std::optional<KetSDK::Mesh::CoordinateFrame> frame = std::nullopt);
     // Reads what Save wrote; the encoding is seen from the file. Throws MMeshFileError. The mesh is null when
     // the user cancelled. Memory grows with what was really read; from a binary file the mesh is read
     // without being held twice.

@@ -1,7 +1,11 @@
 #include <KetSDK/MeshJobs/detail/GridModel.h>
 
+#include <KetSDK/Mesh/persistence/MMeshFrameArray.h>
+#include <KetSDK/MeshVTK/FlatCells.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
+
+#include <string>
 
 namespace KetSDK::MeshJobs::Detail {
 
@@ -10,10 +14,14 @@ Model ModelFromGrid(vtkUnstructuredGrid& grid, ReadOptions const& options, Conte
     how.unit = options.unit;
     how.labels = options.labels;
     how.limits = options.limits;
+    how.warn = context.warn;
     how.progress = context.progress;
+    if (std::string const skipped = MeshVTK::SkipFlatCells(grid); !skipped.empty())
+        context.Warn("cells without volume are left out: " + skipped);
     Model model;
     model.mesh = MeshVTK::MeshFromGrid(grid, how, &model.rounding);
     model.arrays = MeshVTK::TakeArraysFromGrid(*model.mesh, grid);
+    model.frame = TakeFrame(model.arrays);
     return model;
 }
 

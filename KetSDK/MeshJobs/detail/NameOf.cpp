@@ -10,4 +10,8 @@ std::string NameOf(SurfaceModel const& surface) {
     return surface.file.empty() ? "the surface" : surface.file;
 }
 
+std::string NameOf(Image const& image) {
+    return image.file.empty() ? "the image" : image.file;
+}
+
 } // namespace KetSDK::MeshJobs::Detail

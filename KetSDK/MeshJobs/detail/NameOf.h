@@ -1,5 +1,6 @@
 #pragma once
 
+#include <KetSDK/MeshJobs/Image.h>
 #include <KetSDK/MeshJobs/Model.h>
 #include <KetSDK/MeshJobs/SurfaceModel.h>
 
@@ -7,8 +8,9 @@
 
 namespace KetSDK::MeshJobs::Detail {
 
-// What messages call a model or surface: by its file, if it has one.
+// What messages call a model, surface or image: by its file, if it has one.
 std::string NameOf(Model const& model);
 std::string NameOf(SurfaceModel const& surface);
+std::string NameOf(Image const& image);
 
 } // namespace KetSDK::MeshJobs::Detail

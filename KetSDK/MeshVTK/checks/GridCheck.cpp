@@ -18,30 +18,6 @@ namespace KetSDK::MeshVTK::Detail {
 
 namespace {
 
-// What people call the cell types that meshes do not have; VTK's own name for the rarer ones.
-std::string NameOfCellType(unsigned char type) {
-    static std::map<unsigned char, char const*> const names = {
-        {VTK_EMPTY_CELL, "empty"},
-        {VTK_VERTEX, "vertex"},
-        {VTK_POLY_VERTEX, "vertices"},
-        {VTK_LINE, "line"},
-        {VTK_POLY_LINE, "polyline"},
-        {VTK_TRIANGLE, "triangle"},
-        {VTK_TRIANGLE_STRIP, "strip"},
-        {VTK_POLYGON, "polygon"},
-        {VTK_PIXEL, "pixel"},
-        {VTK_QUAD, "quadrilateral"},
-        {VTK_VOXEL, "voxel"},
-        {VTK_PYRAMID, "pyramid"},
-        {VTK_POLYHEDRON, "polyhedron"},
-        {VTK_QUADRATIC_TRIANGLE, "quadratic triangle"},
-        {VTK_QUADRATIC_HEXAHEDRON, "quadratic hexahedron"}};
-    if (auto const found = names.find(type); found != names.end())
-        return found->second;
-    char const* const name = vtkCellTypes::GetClassNameFromTypeId(type);
-    return name && std::string(name) != "UnknownClass" ? name : "type " + std::to_string(type);
-}
-
 void CheckKinds(vtkUnsignedCharArray& types) {
     std::map<unsigned char, vtkIdType> refused;
     for (vtkIdType i = 0; i < types.GetNumberOfValues(); ++i)
@@ -92,6 +68,43 @@ void CheckPointNumbers(vtkCellArray& cells, vtkIdType points) {
 }
 
 } // namespace
+
+bool AreOffsetsRising(vtkCellArray& cells, vtkIdType count) {
+    vtkDataArray& offsets = *cells.GetOffsetsArray();
+    if (offsets.GetNumberOfTuples() != count + 1)
+        return false;
+    double last = 0.0; // exact up to 2^53
+    for (vtkIdType i = 0; i <= count; ++i) {
+        double const offset = offsets.GetComponent(i, 0);
+        if (i == 0 ? offset != 0.0 : !(offset >= last))
+            return false;
+        last = offset;
+    }
+    return last == static_cast<double>(cells.GetConnectivityArray()->GetNumberOfTuples());
+}
+
+std::string NameOfCellType(unsigned char type) {
+    static std::map<unsigned char, char const*> const names = {
+        {VTK_EMPTY_CELL, "empty"},
+        {VTK_VERTEX, "vertex"},
+        {VTK_POLY_VERTEX, "vertices"},
+        {VTK_LINE, "line"},
+        {VTK_POLY_LINE, "polyline"},
+        {VTK_TRIANGLE, "triangle"},
+        {VTK_TRIANGLE_STRIP, "strip"},
+        {VTK_POLYGON, "polygon"},
+        {VTK_PIXEL, "pixel"},
+        {VTK_QUAD, "quadrilateral"},
+        {VTK_VOXEL, "voxel"},
+        {VTK_PYRAMID, "pyramid"},
+        {VTK_POLYHEDRON, "polyhedron"},
+        {VTK_QUADRATIC_TRIANGLE, "quadratic triangle"},
+        {VTK_QUADRATIC_HEXAHEDRON, "quadratic hexahedron"}};
+    if (auto const found = names.find(type); found != names.end())
+        return found->second;
+    char const* const name = vtkCellTypes::GetClassNameFromTypeId(type);
+    return name && std::string(name) != "UnknownClass" ? name : "type " + std::to_string(type);
+}
 
 void CheckGrid(vtkUnstructuredGrid& grid) {
     vtkUnsignedCharArray* const types = grid.GetCellTypesArray();

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <vtkType.h>
+
+#include <string>
+
+class vtkCellArray;
 class vtkUnstructuredGrid;
 
 namespace KetSDK::MeshVTK::Detail {
@@ -8,5 +13,10 @@ namespace KetSDK::MeshVTK::Detail {
 // meshes have, offsets and counts agree with the kinds, and all points exist. VTK's readers check none
 // of this, and its filters crash on what does not hold.
 void CheckGrid(vtkUnstructuredGrid& grid);
+
+// Whether there are so many cells, and their offsets rise from 0 to the length of the list of points.
+bool AreOffsetsRising(vtkCellArray& cells, vtkIdType count);
+// What people call a cell type; VTK's own name for the rarer ones.
+std::string NameOfCellType(unsigned char type);
 
 } // namespace KetSDK::MeshVTK::Detail

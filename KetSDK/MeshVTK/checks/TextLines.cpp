@@ -30,6 +30,13 @@ std::optional<T> Parse(std::string_view word) {
 
 } // namespace
 
+std::string TextLines::Rest() const {
+    if (m_words.size() < 2)
+        return {};
+    return {m_words[1].data(),
+            static_cast<std::size_t>(m_words.back().data() + m_words.back().size() - m_words[1].data())};
+}
+
 bool TextLines::Next() {
     if (m_next >= m_text.size())
         return false;

@@ -20,6 +20,8 @@ public:
     std::string_view Line() const noexcept { return m_line; }
     // Its words, between spaces and tabulators.
     std::vector<std::string_view> const& Words() const noexcept { return m_words; }
+    // What stands behind the first word, from the second to the last one.
+    std::string Rest() const;
     // Number of the line, from 1.
     std::size_t Number() const noexcept { return m_number; }
     // Where the next line begins in the text.

@@ -318,8 +318,15 @@ private:
 
     // VTK's reader makes an image as large as its whole extent, whatever the pieces hold.
     static void CheckPiecesOfImage(vtkXMLDataElement& image) {
-        if (image.GetNumberOfNestedElements() != 1 ||
-            ExtentOf(*image.GetNestedElement(0), "Extent") != ExtentOf(image, "WholeExtent"))
+        vtkXMLDataElement* piece = nullptr; // beside it there may be field data
+        int pieces = 0;
+        for (int i = 0; i < image.GetNumberOfNestedElements(); ++i)
+            if (vtkXMLDataElement* const nested = image.GetNestedElement(i);
+                std::string_view(nested->GetName()) != "FieldData") {
+                piece = nested;
+                ++pieces;
+            }
+        if (pieces != 1 || ExtentOf(*piece, "Extent") != ExtentOf(image, "WholeExtent"))
             throw Error("the file does not hold the whole image in one piece");
     }
 

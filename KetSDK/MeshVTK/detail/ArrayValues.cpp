@@ -6,6 +6,7 @@
 #include <vtkDataArray.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 namespace KetSDK::MeshVTK::Detail {
@@ -36,10 +37,22 @@ bool HoldsWholeNumbers(vtkDataArray& array) {
     return array.GetDataType() != VTK_FLOAT && array.GetDataType() != VTK_DOUBLE;
 }
 
+std::optional<vtkIdType> FirstBrokenNumber(vtkDataArray& array) {
+    if (HoldsWholeNumbers(array))
+        return std::nullopt;
+    constexpr double exact = 9007199254740992.0; // 2^53
+    for (vtkIdType i = 0; i < array.GetNumberOfTuples(); ++i)
+        if (double const value = array.GetComponent(i, 0);
+            !(std::fabs(value) <= exact) || value != std::trunc(value))
+            return i;
+    return std::nullopt;
+}
+
 std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count) {
-    if (!HoldsWholeNumbers(array))
-        throw Error(Quoted(array) + " must hold whole numbers, not " + array.GetDataTypeAsString());
     CheckShape(array, count);
+    if (std::optional<vtkIdType> const broken = FirstBrokenNumber(array))
+        throw Error(Quoted(array) + " must hold whole numbers; value " + std::to_string(*broken) +
+                    " (from 0) is none");
     std::vector<long long> values;
     switch (array.GetDataType()) {
         vtkTemplateMacro(values = ToLongLong(static_cast<VTK_TT const*>(array.GetVoidPointer(0)), count));

@@ -3,6 +3,7 @@
 #include <vtkType.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,11 @@ std::string Quoted(vtkAbstractArray& array);
 void CheckComponents(std::string const& name, std::uint64_t components, std::uint64_t values);
 // Whether the array is of an integer type.
 bool HoldsWholeNumbers(vtkDataArray& array);
-// The values of an integer array with one number for each of `count`; throws Error for another one.
+// Nothing when every value of the first component is a whole number that a double holds exactly, as programs
+// write labels that they keep as floating-point numbers; otherwise where the first other one is.
+std::optional<vtkIdType> FirstBrokenNumber(vtkDataArray& array);
+// The values of an array with one whole number, of whatever type, for each of `count`; throws Error for
+// another one.
 std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count);
 
 } // namespace KetSDK::MeshVTK::Detail

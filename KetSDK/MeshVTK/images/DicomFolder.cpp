@@ -16,7 +16,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <set>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,6 +29,9 @@ namespace {
 // slices and across it in voxels: positions are written with few digits.
 constexpr double PositionTolerance = 0.02;
 constexpr double DirectionTolerance = 1e-4;
+// What is accepted with a note, as part of a spacing, and from where on distances between slices are noted.
+constexpr double JitterTolerance = 0.01;
+constexpr double NotedJitter = 1e-3;
 
 struct SliceFile {
     std::filesystem::path path;
@@ -87,13 +90,31 @@ bool AreClose(std::vector<double> const& a, std::vector<double> const& b, double
                               [tolerance](double x, double y) { return std::fabs(x - y) <= tolerance; });
 }
 
-void CheckSameSeries(std::vector<SliceFile> const& files) {
-    std::set<std::string> series;
+// Leaves the slices of one series.
+void TakeSeries(std::vector<SliceFile>& files, std::string const& wanted) {
+    std::map<std::string, std::size_t> series; // number of slices by identifier
     for (SliceFile const& file : files)
-        series.insert(file.slice.series);
-    if (series.size() > 1)
-        throw Error("the folder holds slices of " + std::to_string(series.size()) +
-                    " series; a folder with one is needed");
+        ++series[file.slice.series];
+    std::string list;
+    for (auto const& [identifier, slices] : series)
+        list += (list.empty() ? "" : ", ") + (identifier.empty() ? "without identifier" : identifier) + " (" +
+                std::to_string(slices) + " slices)";
+    if (wanted.empty() && series.size() > 1)
+        throw Error("the folder holds slices of " + std::to_string(series.size()) + " series, " + list +
+                    "; --series UID takes one");
+    if (!wanted.empty() && !series.contains(wanted))
+        throw Error("there is no series " + wanted + " in the folder; there is " + list);
+    if (!wanted.empty())
+        std::erase_if(files, [&wanted](SliceFile const& file) { return file.slice.series != wanted; });
+}
+
+void AddNote(ImageFileReport& report, std::string const& note) {
+    report.note += (report.note.empty() ? "" : "; ") + note;
+}
+
+// Throws for slices that make no stack; notes pixel spacings that differ a little.
+void CheckSameKind(std::vector<SliceFile> const& files, ImageFileReport& report) {
+    bool jitters = false;
     DicomSlice const& first = files[0].slice;
     for (SliceFile const& file : files) {
         DicomSlice const& slice = file.slice;
@@ -102,9 +123,13 @@ void CheckSameSeries(std::vector<SliceFile> const& files) {
                              std::to_string(slice.rows) + " voxels, others have " +
                              std::to_string(first.columns) + " x " + std::to_string(first.rows));
         if (!AreClose(slice.orientation, first.orientation, DirectionTolerance) ||
-            !AreClose(slice.spacing, first.spacing, DirectionTolerance * first.spacing[0]))
+            !AreClose(slice.spacing, first.spacing, JitterTolerance * first.spacing[0]))
             Refuse(file, "its slice has another orientation or pixel spacing than others");
+        jitters |= !AreClose(slice.spacing, first.spacing, DirectionTolerance * first.spacing[0]);
     }
+    if (jitters)
+        AddNote(report, "the slices have pixel spacings that differ by less than a hundredth; that of the "
+                        "first one is taken");
 }
 
 // The grid of a stack of slices like this one, with a distance of 1 mm between them.
@@ -147,7 +172,7 @@ void CheckDistances(std::vector<SliceFile> const& files, std::vector<double> con
 }
 
 // The distance between two of the sorted slices.
-double DistanceBetween(std::vector<SliceFile> const& files) {
+double DistanceBetween(std::vector<SliceFile> const& files, ImageFileReport& report) {
     std::vector<double> distances;
     for (std::size_t k = 1; k < files.size(); ++k)
         distances.push_back(files[k].height - files[k - 1].height);
@@ -156,6 +181,12 @@ double DistanceBetween(std::vector<SliceFile> const& files) {
     if (!(smallest > 1e-3 * mean) || !(smallest > 1e-6))
         throw Error("two slices lie at the same place; a folder with one series at one time is needed");
     CheckDistances(files, distances);
+    double jitter = 0.0;
+    for (double const distance : distances)
+        jitter = std::max(jitter, std::fabs(distance - mean));
+    if (jitter > NotedJitter * mean)
+        AddNote(report, "the distances between slices differ by up to " + std::to_string(jitter) +
+                            " mm from their mean of " + std::to_string(mean) + " mm, which is taken");
     return mean;
 }
 
@@ -174,12 +205,12 @@ void CheckStraight(std::vector<SliceFile> const& files, ImageGrid const& grid) {
 }
 
 // Sorts the slices along their normal and places the image; throws where they make no regular stack.
-ImageGrid Stack(std::vector<SliceFile>& files) {
+ImageGrid Stack(std::vector<SliceFile>& files, ImageFileReport& report) {
     ImageGrid grid = GridOfSlices(files[0].slice, files.size());
     SortAlong(grid.axes[2], files);
     std::copy_n(files[0].slice.position.begin(), 3, grid.origin.begin());
     if (files.size() > 1) {
-        grid.spacing[2] = DistanceBetween(files);
+        grid.spacing[2] = DistanceBetween(files, report);
         CheckStraight(files, grid);
     }
     return grid;
@@ -243,7 +274,7 @@ void ForEachSlice(std::vector<SliceFile> const& files, Common::IncrementalProgre
 
 vtkSmartPointer<vtkImageData> ReadDicomFolder(std::filesystem::path const& path,
                                               std::shared_ptr<Common::IProgressDelegate> const& progress,
-                                              ImageFileReport& report) {
+                                              ImageFileReport& report, std::string const& series) {
     std::vector<SliceFile> files;
     for (std::filesystem::path const& file : FindFiles(path, report))
         files.push_back({file, {}, 0.0, 0});
@@ -253,7 +284,8 @@ vtkSmartPointer<vtkImageData> ReadDicomFolder(std::filesystem::path const& path,
     ForEachSlice(files, reporter, [&](SliceFile const& file, std::string_view bytes) {
         try {
             if (auto const slice = ReadDicomFile(bytes)) {
-                range.Add(*slice, Pixels(bytes, *slice));
+                if (series.empty() || slice->series == series)
+                    range.Add(*slice, Pixels(bytes, *slice));
                 slices.push_back({file.path, *slice, 0.0, HashOf(bytes)});
             }
         } catch (Error const& error) {
@@ -262,8 +294,9 @@ vtkSmartPointer<vtkImageData> ReadDicomFolder(std::filesystem::path const& path,
     });
     if (slices.empty())
         throw Error("there are no DICOM slices in the folder");
-    CheckSameSeries(slices);
-    ImageGrid const grid = Stack(slices);
+    TakeSeries(slices, series);
+    CheckSameKind(slices, report);
+    ImageGrid const grid = Stack(slices, report);
     CheckGrid(grid);
     auto const values = vtk::TakeSmartPointer(
         vtkDataArray::CreateDataArray(RescaledType(range.smallest, range.largest, range.whole)));

@@ -1,12 +1,15 @@
 #include <KetSDK/MeshVTK/surfaces/ObjFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +30,8 @@ public:
         while (m_lines.Next()) {
             if (std::ranges::any_of(m_lines.Line(), [](unsigned char c) { return c < ' ' && c != '\t'; }))
                 m_lines.Refuse("is no text");
+            if (m_lines.Line().starts_with('#') && !m_frame)
+                m_frame = FindFrameText(m_lines.Line());
             if (m_lines.Line().starts_with('#') || m_lines.Words().empty())
                 continue;
             if (!m_lines.IsComplete())
@@ -41,7 +46,9 @@ public:
                 throw Error("a corner has the " + std::string(Names[kind]) + " " +
                             std::to_string(m_largest[kind]) + ", but there are " +
                             std::to_string(m_counts[kind]) + " (from 1)");
-        return m_faces.Get();
+        auto data = m_faces.GetWithSurfaces();
+        SetFrame(*data, m_frame);
+        return data;
     }
 
 private:
@@ -58,6 +65,8 @@ private:
             Corners(2);
         else if (keyword == "p")
             Corners(1);
+        else if (keyword == "g" || keyword == "o")
+            m_group = m_lines.Rest();
     }
 
     void Values(std::size_t kind, std::size_t least) {
@@ -76,8 +85,12 @@ private:
         m_corners.clear();
         for (std::size_t i = 1; i < words.size(); ++i)
             Corner(words[i]);
-        if (least == 3) // lines and points are left out
-            m_faces.AddPolygon(m_corners);
+        if (least != 3) // lines and points are left out
+            return;
+        if (m_faces.NumberOfSurfaces() == 0 || m_group != m_last_group)
+            m_faces.BeginSurface(m_group);
+        m_last_group = m_group;
+        m_faces.AddPolygon(m_corners);
     }
 
     // "vertex", "vertex/texture", "vertex//normal" or "vertex/texture/normal"
@@ -110,6 +123,9 @@ private:
 
     TextLines m_lines;
     Polygons m_faces;
+    std::string m_group;      // of the faces that follow
+    std::string m_last_group; // of the last face
+    std::optional<Mesh::CoordinateFrame> m_frame;
     std::vector<vtkIdType> m_corners; // of the current face
     std::array<long long, 3> m_counts{};
     std::array<long long, 3> m_largest{};

@@ -2,6 +2,7 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
 
 #include <array>
@@ -72,6 +73,8 @@ vtkSmartPointer<vtkPolyData> ReadText(std::string_view bytes) {
         std::string const keyword = LowerCase(lines.Words()[0]);
         if (keyword == (open ? "endsolid" : "solid")) {
             open = !open;
+            if (open)
+                triangles.BeginSurface(WithoutFrameText(lines.Rest()), true);
             continue;
         }
         if (!open || keyword != "facet")
@@ -80,7 +83,8 @@ vtkSmartPointer<vtkPolyData> ReadText(std::string_view bytes) {
     }
     if (open)
         throw Error("the file is cut off: \"endsolid\" is missing");
-    return triangles.Get();
+    // Programs call a single solid anything.
+    return triangles.NumberOfSurfaces() > 1 ? triangles.GetWithSurfaces() : triangles.Get();
 }
 
 // A binary file is a header, the number of its triangles, and for each of them a normal, three corners and

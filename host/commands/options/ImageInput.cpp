@@ -15,6 +15,10 @@ CLI::Option* ImageInput::Declare(Command& owner, CLI::App& command) {
             ->type_name("CT");
     command.add_option("--image-unit", m_unit, "Unit of length of the image (mm unless given)")
         ->check(CLI::IsMember({"m", "mm", "um"}));
+    command
+        .add_option("--series", m_series,
+                    "Identifier of the series to take from a folder of DICOM slices with several")
+        ->type_name("UID");
     m_mode.Declare(command, "--sampling",
                    "Grey value of an element: that at its centroid, the mean over it by a quadrature rule, "
                    "or the mean of the voxels in it (centroid unless given)");
@@ -33,7 +37,8 @@ CLI::Option* ImageInput::Declare(Command& owner, CLI::App& command) {
 }
 
 KetSDK::MeshJobs::Image ImageInput::Read(KetSDK::MeshJobs::Context const& context) const {
-    return KetSDK::MeshJobs::ReadImage(m_file, KetSDK::MeshVTK::LengthUnit::FromName(m_unit), context);
+    return KetSDK::MeshJobs::ReadImage(m_file, KetSDK::MeshVTK::LengthUnit::FromName(m_unit), context,
+                                       m_series);
 }
 
 void ImageInput::SetSampling(KetSDK::MeshJobs::MaterialsOptions& options) const {

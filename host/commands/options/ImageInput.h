@@ -26,6 +26,7 @@ public:
 private:
     std::string m_file;
     std::string m_unit = "mm";
+    std::string m_series;
     Choice<KetSDK::MeshVTK::SamplingMode> m_mode{{{"centroid", KetSDK::MeshVTK::SamplingMode::Centroid},
                                                   {"mean", KetSDK::MeshVTK::SamplingMode::Mean},
                                                   {"voxels", KetSDK::MeshVTK::SamplingMode::Voxels}}};

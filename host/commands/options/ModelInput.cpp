@@ -13,6 +13,9 @@ CLI::Option* ModelInput::Declare(Command& owner, CLI::App& command, std::string 
         .add_option("--unit", m_unit,
                     "Unit of length of the files (mm unless given); .kmesh files are in mm by themselves")
         ->check(CLI::IsMember({"m", "mm", "um"}));
+    m_frame.Declare(command, "--frame",
+                    "Frame of the coordinates of this file: x to the right and y to the front, or x to the "
+                    "left and y to the back (what the file says unless given)");
     command.add_flag("--allow-merged", m_limits.allow_merged,
                      "Accept different points that become one when rounded to 1/65536 mm");
     command.add_flag("--allow-out-of-range", m_limits.allow_out_of_range,
@@ -21,7 +24,9 @@ CLI::Option* ModelInput::Declare(Command& owner, CLI::App& command, std::string 
 }
 
 KetSDK::MeshJobs::Model ModelInput::Read(KetSDK::MeshJobs::Context const& context) const {
-    return KetSDK::MeshJobs::ReadModel(m_file, GetOptions(), context);
+    KetSDK::MeshJobs::ReadOptions options = GetOptions();
+    options.frame = m_frame.Get();
+    return KetSDK::MeshJobs::ReadModel(m_file, options, context);
 }
 
 KetSDK::MeshJobs::ReadOptions ModelInput::GetOptions() const {

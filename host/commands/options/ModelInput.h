@@ -2,6 +2,7 @@
 
 #include <KetSDK/MeshJobs/ModelFile.h>
 #include <host/commands/Command.h>
+#include <host/commands/options/FrameOption.h>
 
 #include <string>
 
@@ -17,7 +18,7 @@ public:
     KetSDK::MeshJobs::Model Read(KetSDK::MeshJobs::Context const& context) const;
 
     std::string const& GetFileName() const noexcept { return m_file; }
-    // How this and every other mesh and surface file of the command is read.
+    // How every other mesh and surface file of the command is read: the frame is that of this one alone.
     KetSDK::MeshJobs::ReadOptions GetOptions() const;
     // The unit of all mesh and surface files of the command.
     KetSDK::MeshVTK::LengthUnit GetUnit() const;
@@ -26,6 +27,7 @@ private:
     std::string m_file;
     std::string m_labels;
     std::string m_unit = "mm";
+    FrameOption m_frame;
     KetSDK::MeshVTK::RoundingLimits m_limits;
 };
 

@@ -22,6 +22,7 @@ public:
 
 private:
     std::string m_file;
+    FrameOption m_frame;
 };
 
 } // namespace ketmesh

@@ -32,18 +32,6 @@ std::uint64_t BitsAt(Numbers const& halves, std::size_t i) {
            std::uint64_t{static_cast<std::uint32_t>(halves[2 * i + 1])} << 32;
 }
 
-std::vector<std::string> StringsOf(MMeshArray const& array) {
-    Numbers const& bytes = std::get<Numbers>(array.values);
-    std::vector<std::string> strings;
-    std::string text;
-    for (std::size_t i = 1; i < bytes.size(); ++i)
-        if (bytes[i] != 0)
-            text.push_back(static_cast<char>(bytes[i]));
-        else
-            strings.push_back(std::exchange(text, {}));
-    return strings;
-}
-
 // The numbers of an array as those of a type that holds them.
 template <typename T>
 std::vector<T> NumbersOf(MMeshArray const& array) {
