@@ -6,15 +6,18 @@
 #include <host/terminal/HelpFormatter.h>
 #include <host/terminal/Output.h>
 #include <host/terminal/ProgressBar.h>
+#include <host/terminal/UsageError.h>
 
 #include <vtkLogger.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ketmesh {
@@ -43,10 +46,28 @@ void RefuseEmptyValues(CLI::App& app) {
                 option->check(CLI::Validator(check, ""));
 }
 
-// One line on standard error, whatever the message is made of.
-int Fail(std::string message) {
+// A message as one line that a terminal can show, whatever it is made of.
+std::string OneLine(std::string message) {
     std::ranges::replace(message, '\n', ' ');
-    std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(message) << '\n';
+    return KetSDK::MeshVTK::Printable(message);
+}
+
+// One line on standard error and, for programs, one object on standard output.
+int Fail(Command const& command, std::string const& message, int status = Failed) {
+    UninterruptedEnd const end;
+    std::string const line = OneLine(message);
+    std::cerr << "ketmesh: " << line << '\n';
+    if (command.IsJson())
+        PrintJson(command.ReportError(line));
+    return status;
+}
+
+// The same where no command runs yet. The parser has stopped before it knew all words.
+int FailOfUsage(int argc, char** argv, std::string const& message) {
+    std::string const line = OneLine(message);
+    std::cerr << "ketmesh: " << line << '\n';
+    if (std::any_of(argv, argv + argc, [](char const* word) { return std::string_view(word) == "--json"; }))
+        PrintJson({{"error", line}, {"inputs", Json::array()}, {"warnings", Json::array()}});
     return Failed;
 }
 
@@ -56,15 +77,13 @@ int RunCommand(Command& command) {
         FinishOutput();
         return status;
     } catch (KetSDK::MeshVTK::Cancelled const&) {
-        std::cerr << "ketmesh: cancelled\n";
-        return WasCancelled;
+        return Fail(command, "cancelled", WasCancelled);
     } catch (KetSDK::MeshJobs::Cancelled const&) {
-        std::cerr << "ketmesh: cancelled\n";
-        return WasCancelled;
+        return Fail(command, "cancelled", WasCancelled);
     } catch (std::bad_alloc const&) {
-        return Fail("there is not enough memory");
+        return Fail(command, "there is not enough memory");
     } catch (std::exception const& e) {
-        return Fail(e.what());
+        return Fail(command, e.what());
     }
 }
 
@@ -94,14 +113,14 @@ int Main(int argc, char** argv) {
         FinishOutput();
         return status;
     } catch (CLI::Error const& e) {
-        return Fail(std::string(e.what()) + " (see ketmesh --help)");
+        return FailOfUsage(argc, argv, DescribeUsageError(app, e));
     }
     // Each command declared one subcommand, in the order of the list.
     auto const declared = app.get_subcommands([](CLI::App*) { return true; });
     for (std::size_t i = 0; i < declared.size(); ++i)
         if (declared[i]->parsed())
             return RunCommand(*commands[i]);
-    return Fail("no command was given (see ketmesh --help)");
+    return FailOfUsage(argc, argv, "no command was given (see ketmesh --help)");
 }
 
 } // namespace
@@ -114,8 +133,9 @@ int main(int argc, char** argv) {
     try {
         return ketmesh::Main(argc, argv);
     } catch (std::bad_alloc const&) {
-        return ketmesh::Fail("there is not enough memory");
+        std::fputs("ketmesh: there is not enough memory\n", stderr); // without asking for any
+        return ketmesh::Failed;
     } catch (std::exception const& e) {
-        return ketmesh::Fail(e.what());
+        return ketmesh::FailOfUsage(argc, argv, e.what());
     }
 }

@@ -57,6 +57,7 @@ void MakeSurface(Model const& model, BoundaryOptions const& options, SurfaceMode
     Detail::RunOperator(write, model, Failure, context);
     surface.surfaces->GetSurface(0)->SetName(options.all_faces ? L"All faces" : L"Boundary");
     Detail::AddOriginArrays(surface, origins);
+    context.ThrowIfCancelled();
 }
 
 // White where a triangle has no colour.
@@ -81,6 +82,7 @@ BoundaryResult Boundary(Model const& model, BoundaryOptions const& options, Cont
     Mark(model, options, context);
     BoundaryResult result;
     Count(*model.mesh, result);
+    context.ThrowIfCancelled();
     MakeSurface(model, options, result.surface, context);
     MStlBase const& stl = *result.surface.surfaces;
     if (options.colors)

@@ -138,6 +138,7 @@ ConvertResult Convert(Model const& model, ConvertOptions const& options, Context
     MMeshBase& mesh = *result.model.mesh;
     result.model.frame = model.frame;
     CarryMasks(*model.mesh, result.origins, mesh);
+    context.ThrowIfCancelled();
     result.model.arrays = CarryArrays(Detail::ArraysWithFields(model), result.origins);
     context.ThrowIfCancelled();
     result.before = SizeOf(*model.mesh);

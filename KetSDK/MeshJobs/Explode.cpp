@@ -94,7 +94,9 @@ ExplodeResult Explode(Model const& model, ExplodeOptions const& options, Context
     convert.SetOrigins(&origins);
     Detail::RunOperator(convert, model, "its elements could not be turned into triangles", context);
     Detail::AddOriginArrays(result.surface, origins);
+    context.ThrowIfCancelled();
     Detail::CarryElementArrays(arrays, origins, result.surface);
+    context.ThrowIfCancelled();
     for (MMeshArray const& array : arrays)
         if (PlaceOfValues(array) == MMeshArray::OnMesh)
             result.surface.arrays.push_back(array);

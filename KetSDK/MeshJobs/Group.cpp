@@ -2,6 +2,7 @@
 
 #include <KetSDK/Mesh/operators/MMeshOperatorGroupSubVolumes.h>
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
@@ -88,6 +89,7 @@ void RequireNames(SurfaceModel const& surface) {
 GroupResult Group(Model& model, SurfaceModel const& given, GroupOptions const& options,
                   Context const& context) {
     RequireTetrahedra(model);
+    Detail::RequireFewAtEachFace(model);
     RequireNames(given);
     auto const turned = Detail::InFrameOf(model, given, context);
     SurfaceModel const& surface = turned ? *turned : given;

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Metrics.h>
+#include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/Measure.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
@@ -107,6 +108,7 @@ GrowResult Grow(Model const& model, std::optional<SurfaceModel> surface, GrowOpt
                 Context const& context) {
     Mesh::QualityMetric const& metric = FindMetric(options.metric);
     RequireTetrahedra(model);
+    Detail::RequireFewAtEachFace(model);
     RequireMetric(model, metric);
     bool const is_own = !surface;
     GrowResult result;

@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/Label.h>
 
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
+#include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
@@ -12,6 +13,7 @@ namespace KetSDK::MeshJobs {
 LabelResult Label(Model& model, SurfaceModel const* surface, LabelOptions const& options,
                   Context const& context) {
     RequireTetrahedra(model);
+    Detail::RequireFewAtEachFace(model);
     auto const turned = surface ? Detail::InFrameOf(model, *surface, context) : std::nullopt;
     surface = turned ? &*turned : surface;
     MStlBase nothing;

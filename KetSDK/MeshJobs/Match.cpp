@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/Match.h>
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
+#include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
@@ -29,6 +30,7 @@ MatchCounts Detail::CountMatches(Model const& model, SurfaceModel const& surface
 MatchResult Match(Model const& model, SurfaceModel const& given, MatchOptions const& options,
                   Context const& context) {
     RequireTetrahedra(model);
+    Detail::RequireFewAtEachFace(model);
     auto const turned = Detail::InFrameOf(model, given, context);
     SurfaceModel const& surface = turned ? *turned : given;
     Detail::SurfaceMapping const mapping(model, surface, options.tolerance, context);

@@ -1,17 +1,15 @@
 #include <KetSDK/MeshJobs/Metrics.h>
 
+#include <KetSDK/MeshJobs/EditDistance.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
-#include <numeric>
 #include <sstream>
 #include <string_view>
-#include <utility>
 
 namespace KetSDK::MeshJobs {
 
@@ -19,31 +17,15 @@ using Mesh::QualityMetric;
 
 namespace {
 
-// Levenshtein distance, in which upper and lower case are the same.
-std::size_t Distance(std::string_view a, std::string_view b) {
-    auto const lower = [](char c) { return std::tolower(static_cast<unsigned char>(c)); };
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = std::exchange(row[0], i + 1);
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            std::size_t const replaced = diagonal + (lower(a[i]) != lower(b[j]));
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({replaced, diagonal + 1, row[j] + 1});
-        }
-    }
-    return row.back();
-}
-
 // "Volume, VolumeInRange": names that are nearly the text, or else begin with it; empty for none.
 std::string NearestNames(std::string const& text) {
     std::size_t nearest = std::max<std::size_t>(text.size() / 3, 1);
     for (QualityMetric const& metric : Mesh::QualityMetrics())
-        nearest = std::min(nearest, Distance(text, metric.name));
+        nearest = std::min(nearest, EditDistance(text, metric.name));
     std::string names;
     for (QualityMetric const& metric : Mesh::QualityMetrics())
-        if (Distance(text, metric.name) <= nearest ||
-            (!text.empty() && Distance(text, metric.name.substr(0, text.size())) == 0))
+        if (EditDistance(text, metric.name) <= nearest ||
+            (!text.empty() && EditDistance(text, metric.name.substr(0, text.size())) == 0))
             names += (names.empty() ? "" : ", ") + std::string(metric.name);
     return names;
 }

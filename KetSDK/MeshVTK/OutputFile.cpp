@@ -24,6 +24,7 @@ struct OutputFile::Entry {
     std::filesystem::path target;    // the name that it gets
     std::filesystem::path temporary; // the name that it has
     std::filesystem::path writable;  // the name to write to
+    std::filesystem::path spare;     // the name that the old file has meanwhile; empty for none
     int file = -1;                   // open and locked
     mode_t mode = 0;                 // that it gets
     bool finished = false;
@@ -240,13 +241,57 @@ void OutputFile::Finish() {
     m_entry->finished = true;
 }
 
+std::vector<OutputFile>* OutputFile::mg_waiting = nullptr;
+
 void OutputFile::Commit() {
     Finish();
+    if (mg_waiting) {
+        mg_waiting->push_back(OutputFile(m_path, nullptr));
+        mg_waiting->back().m_entry = std::exchange(m_entry, nullptr);
+        return;
+    }
+    Place(false);
+    Release();
+}
+
+void OutputFile::Place(bool keep_old) {
     if (!LeadsTo(m_entry->temporary.c_str(), m_entry->file))
         throw Error("it cannot be written: its temporary file was removed or exchanged");
-    if (::rename(m_entry->temporary.c_str(), m_entry->target.c_str()) != 0)
-        RefuseToWrite(errno);
+    std::error_code ignored;
+    if (keep_old && std::filesystem::is_regular_file(m_entry->target, ignored)) {
+        m_entry->spare = FolderOf(m_entry->target) / TemporaryName();
+        // Where there are no hard links, nothing has the name for a moment.
+        if (::link(m_entry->target.c_str(), m_entry->spare.c_str()) != 0 &&
+            ::rename(m_entry->target.c_str(), m_entry->spare.c_str()) != 0) {
+            m_entry->spare.clear();
+            RefuseToWrite(errno);
+        }
+    }
+    if (::rename(m_entry->temporary.c_str(), m_entry->target.c_str()) != 0) {
+        int const error = errno;
+        if (!m_entry->spare.empty())
+            RestoreOld();
+        RefuseToWrite(error);
+    }
     m_entry->pending = false;
+}
+
+void OutputFile::RestoreOld() noexcept {
+    ::rename(m_entry->spare.c_str(), m_entry->target.c_str());
+    ::unlink(m_entry->spare.c_str()); // stays where both are names of one file
+    m_entry->spare.clear();
+}
+
+void OutputFile::TakeBack() noexcept {
+    if (m_entry->spare.empty())
+        ::unlink(m_entry->target.c_str());
+    else
+        RestoreOld();
+}
+
+void OutputFile::Release() noexcept {
+    if (!m_entry->spare.empty())
+        ::unlink(m_entry->spare.c_str());
     SyncFolder(FolderOf(m_entry->target));
     ::close(m_entry->file);
     m_entry = nullptr;

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string_view>
+#include <vector>
 
 namespace KetSDK::MeshVTK {
 
@@ -34,7 +35,7 @@ public:
     // Waits until the disk has the file; only the renaming is left then. Throws Error when that fails.
     void Finish();
     // Renames the file, in place of one that has the name; Finish() comes before, unless that was done.
-    // Throws Error when that fails.
+    // Throws Error when that fails. Within an OutputTransaction the renaming is left to that.
     void Commit();
 
     // Removes all temporary files of the process that were not committed. May be called from a signal
@@ -42,9 +43,19 @@ public:
     static void RemoveAllNow() noexcept;
 
 private:
+    friend class OutputTransaction;
     struct Entry;
 
+    // Where files wait that are committed within a transaction; null without one.
+    static std::vector<OutputFile>* mg_waiting;
+
     OutputFile(std::filesystem::path const& path, Entry* entry);
+    // The steps of a commit: renames the file, and keeps what had the name before where that is asked for;
+    // undoes that; or makes it last.
+    void Place(bool keep_old);
+    void TakeBack() noexcept;
+    void RestoreOld() noexcept;
+    void Release() noexcept;
 
     std::filesystem::path m_path;
     Entry* m_entry; // null once committed or moved from

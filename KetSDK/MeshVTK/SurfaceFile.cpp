@@ -6,6 +6,7 @@
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
+#include <KetSDK/MeshVTK/OutputTransaction.h>
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
@@ -406,7 +407,8 @@ WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays,
     }
     vtkIdType next_triangle = 0;
     Common::BranchingProgressReporter reporter(progress, "Writing files", true);
-    std::vector<OutputFile> files;
+    OutputTransaction transaction;
+    std::vector<std::filesystem::path> paths;
     std::set<std::string> taken;
     for (MStlSurface const& surface : stl.Surfaces()) {
         if (surface.NumberOfTriangles() == 0)
@@ -421,15 +423,12 @@ WriteSurfaceFiles(MStlBase const& stl, std::vector<MMeshArray> const& arrays,
         std::string name = stem;
         for (int number = 2; !taken.insert(name).second; ++number)
             name = stem + "-" + std::to_string(number);
-        files.emplace_back(path.parent_path() / (name + path.extension().string()));
-        Write(*data, files.back(),
-              reporter.CreateNestedDelegate(1.0 / static_cast<double>(stl.NumberOfSurfaces())));
-    }
-    std::vector<std::filesystem::path> paths;
-    for (OutputFile& file : files) {
-        file.Commit();
+        OutputFile file(path.parent_path() / (name + path.extension().string()));
         paths.push_back(file.GetPath());
+        Write(*data, file, reporter.CreateNestedDelegate(1.0 / static_cast<double>(stl.NumberOfSurfaces())));
+        file.Commit();
     }
+    transaction.Commit();
     return paths;
 }
 

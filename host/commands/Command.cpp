@@ -1,7 +1,11 @@
 #include <host/commands/Command.h>
 
+#include <KetSDK/MeshVTK/OutputTransaction.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <host/terminal/Cancellation.h>
+#include <host/terminal/Table.h>
 
+#include <cstddef>
 #include <iostream>
 #include <sstream>
 
@@ -11,17 +15,27 @@ void Command::Declare(CLI::App& app) {
     CLI::App& command = *app.add_subcommand(m_name, m_description);
     command.footer(m_footer);
     DeclareOptions(command);
+    command.add_flag("--all-rows", m_all_rows, "Print tables with all rows, not 100 at most");
     command.add_flag("--json", m_json, "Print one JSON object");
 }
 
 int Command::Run(Progress const& progress) {
     if (Answer())
         return Done;
-    Work(MakeContext(progress));
+    KetSDK::MeshVTK::OutputTransaction files; // all appear together, and not before there is a report
     if (m_json)
-        PrintObject();
+        m_cancelled = JsonText(ReportError("cancelled"));
+    SetTextOfCancelled(m_cancelled.c_str());
+    Work(MakeContext(progress));
+    std::string const text = m_json ? ObjectText() : Text();
+    {
+        UninterruptedEnd const end;
+        files.Commit();
+    }
+    if (m_json)
+        std::cout << text;
     else
-        PrintText();
+        PrintLines(text);
     return Check();
 }
 
@@ -36,36 +50,46 @@ KetSDK::MeshJobs::Context Command::MakeContext(Progress const& progress) {
     return context;
 }
 
-void Command::PrintObject() const {
-    Json report = Report();
+Json Command::ReportError(std::string const& line) const {
+    Json report = {{"error", line}};
+    AddSurroundings(report);
+    return report;
+}
+
+void Command::AddSurroundings(Json& report) const {
     report["inputs"] = Json::array();
     for (std::string const* const name : m_inputs)
         if (!name->empty())
             report["inputs"].push_back(*name);
     report["warnings"] = m_warnings;
+}
+
+std::string Command::ObjectText() const {
+    Json report = Report();
+    AddSurroundings(report);
     for (KetSDK::MeshJobs::TurnedInput const& input : m_turned)
         report["turned"].push_back({{"file", input.file},
                                     {"from", KetSDK::Mesh::FrameWord(input.from)},
                                     {"to", KetSDK::Mesh::FrameWord(input.to)}});
     if (m_has_outputs)
         report["files"] = m_files;
-    PrintJson(report);
+    return JsonText(report);
 }
 
-void Command::PrintText() const {
-    std::ostringstream text;
-    Print(text);
+std::string Command::Text() const {
+    std::ostringstream out;
+    if (m_all_rows)
+        Table::ShowAllRows(out);
+    Print(out);
     for (KetSDK::MeshJobs::TurnedInput const& input : m_turned)
-        text << "\nturned from " << KetSDK::Mesh::FrameWord(input.from) << " into "
-             << KetSDK::Mesh::FrameWord(input.to) << ", the frame of the first file: " << input.file << '\n';
+        out << "\nturned from " << KetSDK::Mesh::FrameWord(input.from) << " into "
+            << KetSDK::Mesh::FrameWord(input.to) << ", the frame of the first file: " << input.file << '\n';
     char const* separator = "\n";
-    for (std::string const& file : m_files) {
-        if (NamesFiles())
-            break;
-        text << separator << "written: " << KetSDK::MeshVTK::Printable(file) << '\n';
+    for (std::size_t i = 0; !NamesFiles() && i < m_files.size(); ++i) {
+        out << separator << "written: " << KetSDK::MeshVTK::Printable(m_files[i]) << '\n';
         separator = "";
     }
-    PrintLines(text.str());
+    return out.str();
 }
 
 } // namespace ketmesh

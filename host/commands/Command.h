@@ -25,6 +25,10 @@ public:
     // Does the work and prints results to standard output; returns an exit status. Throws
     // KetSDK::MeshJobs::Error or another exception for what failed.
     int Run(Progress const& progress);
+    // Whether standard output is one JSON object.
+    bool IsJson() const noexcept { return m_json; }
+    // What there is of a report when the command has failed: the error, inputs and warnings.
+    Json ReportError(std::string const& line) const;
 
     // To be called by the options that name files: those that are read, when they are declared (a name that
     // stays empty is left out), and that the command writes files at all.
@@ -55,12 +59,12 @@ protected:
     // Says on standard error which check that the user asked for did not hold, and returns the exit status.
     virtual int Check() const { return Done; }
 
-    bool IsJson() const noexcept { return m_json; }
-
 private:
     KetSDK::MeshJobs::Context MakeContext(Progress const& progress);
-    void PrintObject() const;
-    void PrintText() const;
+    // What all reports have.
+    void AddSurroundings(Json& report) const;
+    std::string ObjectText() const;
+    std::string Text() const;
 
     char const* m_name;
     char const* m_description;
@@ -69,8 +73,10 @@ private:
     std::vector<std::string> m_files;
     std::vector<std::string> m_warnings;
     std::vector<KetSDK::MeshJobs::TurnedInput> m_turned;
+    std::string m_cancelled; // what a cancelled run prints
     bool m_has_outputs = false;
     bool m_json = false;
+    bool m_all_rows = false;
 };
 
 } // namespace ketmesh

@@ -39,8 +39,12 @@ void PrintLines(std::string const& text) {
         std::cout << KetSDK::MeshVTK::Printable(line) << '\n';
 }
 
+std::string JsonText(Json const& object) {
+    return EscapeHighControls(object.dump(2, ' ', false, Json::error_handler_t::replace)) + '\n';
+}
+
 void PrintJson(Json const& object) {
-    std::cout << EscapeHighControls(object.dump(2, ' ', false, Json::error_handler_t::replace)) << '\n';
+    std::cout << JsonText(object);
 }
 
 void FinishOutput() {

@@ -12,8 +12,9 @@ using Json = nlohmann::ordered_json;
 // Prints lines of text to standard output; what a terminal would obey or cannot show is made printable.
 void PrintLines(std::string const& text);
 
-// Prints one object to standard output. Text that is not UTF-8 is made so, and control characters are
-// escaped.
+// One object with an end of line. Text that is not UTF-8 is made so, and control characters are escaped.
+std::string JsonText(Json const& object);
+// Prints it to standard output.
 void PrintJson(Json const& object);
 
 // Flushes standard output and throws std::runtime_error when not all of it could be written.

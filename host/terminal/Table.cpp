@@ -17,7 +17,19 @@ std::size_t Width(std::string const& utf8) {
         std::ranges::count_if(utf8, [](char c) { return (static_cast<unsigned char>(c) & 0xC0u) != 0x80u; }));
 }
 
+constexpr std::size_t MostRows = 100;
+
+// A word that streams keep for us: other than 0 when they show all rows.
+int AllRowsIndex() {
+    static int const index = std::ios_base::xalloc();
+    return index;
+}
+
 } // namespace
+
+void Table::ShowAllRows(std::ostream& out) {
+    out.iword(AllRowsIndex()) = 1;
+}
 
 Table::Table(std::vector<Column> columns)
     : m_columns(std::move(columns)) {}
@@ -32,15 +44,21 @@ void Table::AddRule() {
 }
 
 void Table::Print(std::ostream& out, std::size_t indent) const {
+    // Rows from `cut` up to `resume` are left out.
+    auto const totals = std::ranges::find_if(m_rows, [](auto const& row) { return row.empty(); });
+    auto const resume = static_cast<std::size_t>(totals - m_rows.begin());
+    std::size_t const cut = out.iword(AllRowsIndex()) != 0 ? resume : std::min(resume, MostRows);
+    auto const is_shown = [cut, resume](std::size_t row) { return row < cut || row >= resume; };
+
     std::vector<std::string> titles;
     std::vector<std::size_t> widths;
     for (Column const& column : m_columns) {
         titles.push_back(column.title);
         widths.push_back(Width(column.title));
     }
-    for (auto const& row : m_rows)
-        for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], Width(row[i]));
+    for (std::size_t row = 0; row < m_rows.size(); ++row)
+        for (std::size_t i = 0; is_shown(row) && i < m_rows[row].size(); ++i)
+            widths[i] = std::max(widths[i], Width(m_rows[row][i]));
 
     auto const print_row = [&](std::vector<std::string> const& cells) {
         std::string line(indent, ' ');
@@ -55,8 +73,12 @@ void Table::Print(std::ostream& out, std::size_t indent) const {
     };
     print_row(titles);
     print_row({});
-    for (auto const& row : m_rows)
-        print_row(row);
+    for (std::size_t row = 0; row < m_rows.size(); ++row) {
+        if (row == cut && cut < resume)
+            out << std::string(indent, ' ') << "... " << resume - cut << " more rows (--all-rows)\n";
+        if (is_shown(row))
+            print_row(m_rows[row]);
+    }
 }
 
 } // namespace ketmesh

@@ -22,8 +22,12 @@ public:
     void AddRow(std::vector<std::string> cells);
     // Puts a line before the next row, for totals.
     void AddRule();
-    // Writes titles, a line and the rows, each behind so many spaces.
+    // Writes titles, a line and the rows, each behind so many spaces. Of more than 100 rows before the line
+    // of the totals only the first 100 are written, and how many there are more, unless the stream shows all.
     void Print(std::ostream& out, std::size_t indent = 0) const;
+
+    // From now on tables are written to the stream with all of their rows.
+    static void ShowAllRows(std::ostream& out);
 
 private:
     std::vector<Column> m_columns;

@@ -97,12 +97,15 @@ protected:
         return Json::parse(result.out, nullptr, false);
     }
 
-    // One line that says why, and nothing written.
-    void ExpectRefused(std::vector<std::string> const& arguments, std::string const& reason) const {
+    // One line that says why, for programs too, and nothing written.
+    void ExpectRefused(std::vector<std::string> arguments, std::string const& reason) const {
         SCOPED_TRACE(reason);
+        arguments.push_back("--json");
         Result const result = Run(arguments);
         EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.out, "");
+        Json const report = Json::parse(result.out, nullptr, false);
+        EXPECT_EQ("ketmesh: " + report.value("error", "") + "\n", result.err);
+        EXPECT_TRUE(report["inputs"].is_array() && report["warnings"].is_array()) << report;
         EXPECT_TRUE(result.err.starts_with("ketmesh: ")) << result.err;
         EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
         EXPECT_NE(result.err.find(reason), std::string::npos) << result.err;

@@ -364,6 +364,84 @@ TEST_F(Ketmesh, NamesReachTheTerminalEscaped) {
     }
 }
 
+TEST_F(Ketmesh, WrongUsageIsToldWithWhatIsNear) {
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string line; // without the name of the program
+    };
+    std::string const beam = Data + "wedge_beam14.vtu";
+    for (Case const& c : std::vector<Case>{
+             {{"inof", beam}, "there is no command inof; did you mean info? (see ketmesh --help)"},
+             {{"info", beam, "--unitt", "mm"},
+              "there is no option --unitt; did you mean --unit? (see ketmesh info --help)"},
+             {{"materials", beam, "--imaeg=a.nii"},
+              "there is no option --imaeg; did you mean --image? (see ketmesh materials --help)"},
+             {{"surfaces", beam, "-p", "a.stl"},
+              "there is no option -p; did you mean -o? (see ketmesh surfaces --help)"},
+             {{"--verison"}, "there is no option --verison; did you mean --version?"},
+             {{"info", beam, beam},
+              "The following argument was not expected: " + beam + " (see ketmesh info --help)"},
+             {{"quality"}, "file is required (see ketmesh quality --help)"},
+             {{}, "A subcommand is required (see ketmesh --help)"}}) {
+        SCOPED_TRACE(Json(c.arguments).dump());
+        Result const plain = Run(c.arguments);
+        EXPECT_EQ(plain.status, 1);
+        EXPECT_EQ(plain.out, "");
+        EXPECT_TRUE(plain.err.starts_with("ketmesh: " + c.line)) << plain.err;
+        if (!c.arguments.empty() && c.arguments[0] != "--verison")
+            ExpectRefused(c.arguments, c.line);
+    }
+}
+
+TEST_F(Ketmesh, FailedJobsSayForProgramsWhatWasReadAndWarnedOf) {
+    std::string const skull = Data + "head_small_tet4.vtu";
+    Result const result =
+        Run({"materials", skull, "--image", Data + "head_ct.nii.gz", "--law", "-5,0.001,1,0,0", "--modulus",
+             "1e300,9", "--bins", "5", "-o", Path("out/a.vtu"), "--min-density", "1e9", "--json"});
+    EXPECT_EQ(result.status, 1);
+    Json const report = Json::parse(result.out, nullptr, false);
+    EXPECT_EQ(report["inputs"], Json({skull, Data + "head_ct.nii.gz"}));
+    EXPECT_NE(report["error"].dump().find("above 0 and finite"), std::string::npos) << report;
+    EXPECT_TRUE(Outputs().empty());
+}
+
+TEST_F(Ketmesh, LongTablesAreCutUnlessAllRowsAreWanted) {
+    std::string const out = Path("out/a.xml");
+    std::string intervals = "0";
+    for (int i = 1; i < 130; ++i)
+        intervals += "," + std::to_string(i);
+    auto const rows = [&](std::vector<std::string> const& more) {
+        std::vector<std::string> arguments = {"colors", "--intervals", intervals, "-o", out};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return Run(arguments).out;
+    };
+    std::string const cut = rows({}), all = rows({"--all-rows"});
+    EXPECT_NE(cut.find("... 30 more rows (--all-rows)\n"), std::string::npos) << cut;
+    EXPECT_EQ(std::ranges::count(all, '\n') - std::ranges::count(cut, '\n'), 29) << all;
+    EXPECT_TRUE(all.starts_with(cut.substr(0, cut.find("...")))) << cut;
+    EXPECT_EQ(Json::parse(rows({"--json"}))["intervals"].size(), 130u);
+}
+
+TEST_F(Ketmesh, ManyElementsAtOnePlaceAreRefusedInsteadOfAnEndlessSearch) {
+    auto const grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    vtkNew<vtkPoints> points;
+    for (auto const& p : std::vector<std::array<double, 3>>{{0, 0, 0}, {6, 0, 0}, {0, 6, 0}, {0, 0, 6}})
+        points->InsertNextPoint(p.data());
+    grid->SetPoints(points);
+    for (int i = 0; i < 300; ++i)
+        grid->InsertNextCell(VTK_TETRA, 4, std::array<vtkIdType, 4>{0, 1, 2, 3}.data());
+    std::string const mesh = Path("same.vtu"), skin = Path("skin.vtp");
+    WriteGrid(mesh, *grid);
+    Run({"surfaces", Head, "-o", skin});
+    for (std::vector<std::string> const& arguments :
+         std::vector<std::vector<std::string>>{{"label", mesh},
+                                               {"group", mesh, "--surface", skin},
+                                               {"match", mesh, "--surface", skin},
+                                               {"grow", mesh, "--below", "2", "-o", Path("out/a.vtp")},
+                                               {"quality", mesh, "--metric", "FluentOrthogonalQuality"}})
+        ExpectRefused(arguments, "same.vtu: 300 tetrahedra have one face in common");
+}
+
 TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
     // Signals are sent when the temporary file is there, which is before the mesh is read, and later by
     // fractions of the time that a whole run takes on this machine.

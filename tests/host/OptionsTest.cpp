@@ -221,11 +221,11 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
         for (std::string line; std::getline(lines, line);)
             EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << line;
         std::set<std::string> used = {"--help"};
-        std::vector<std::string> common = {"--labels", "label", "--unit",         "mm",
-                                           "--frame",  "RAS",   "--allow-merged", "--allow-out-of-range",
-                                           "--json"};
+        std::vector<std::string> common = {"--labels",   "label", "--unit",         "mm",
+                                           "--frame",    "RAS",   "--allow-merged", "--allow-out-of-range",
+                                           "--all-rows", "--json"};
         if (command == "mesh") // reads an image, and no mesh
-            common = {"--json"};
+            common = {"--all-rows", "--json"};
         for (std::string const& run : Runs.at(command)) {
             std::vector<std::string> arguments = {command};
             std::istringstream words(run);

@@ -4,6 +4,7 @@
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
+#include <KetSDK/MeshVTK/OutputTransaction.h>
 
 #include <gtest/gtest.h>
 
@@ -73,6 +74,55 @@ TEST_F(OutputFiles, LeftoversOfEndedProcessesAreRemovedAndNoOthers) {
     second.Commit();
     EXPECT_EQ(Names(), (std::vector<std::string>{".ketsdk-out-mine", "a.vtu"}));
     EXPECT_EQ(Content(path), "second");
+}
+
+TEST_F(OutputFiles, OfATransactionAppearTogetherOrNotAtAll) {
+    std::vector<std::string> const names = {"a.vtu", "b.vtu", "c.vtu"};
+    for (std::string const& failing : {std::string(), names[0], names[1], names[2]}) {
+        SCOPED_TRACE(failing);
+        for (fs::directory_entry const& entry : fs::directory_iterator(m_folder))
+            fs::remove_all(entry);
+        Save(m_folder / "a.vtu", "old"); // and b is new
+        Save(m_folder / "c.vtu", "old");
+        auto const commit = [&] {
+            OutputTransaction outer;
+            std::vector<OutputFile> files;
+            for (std::string const& name : names)
+                files.emplace_back(m_folder / name).Write("new");
+            {
+                OutputTransaction inner;
+                for (OutputFile& file : files)
+                    file.Commit();
+                inner.Commit();
+            }
+            EXPECT_EQ(Content(m_folder / "a.vtu"), "old");
+            EXPECT_FALSE(fs::exists(m_folder / "b.vtu"));
+            if (!failing.empty()) { // a folder takes the name
+                fs::remove(m_folder / failing);
+                fs::create_directories(m_folder / failing / "in");
+            }
+            outer.Commit();
+        };
+        if (failing.empty()) {
+            commit();
+            EXPECT_EQ(Names(), names);
+            for (std::string const& name : names)
+                EXPECT_EQ(Content(m_folder / name), "new");
+            continue;
+        }
+        try {
+            commit();
+            ADD_FAILURE();
+        } catch (Error const& error) {
+            EXPECT_TRUE(std::string(error.what()).starts_with((m_folder / failing).string() + ": "));
+        }
+        EXPECT_TRUE(fs::exists(m_folder / failing / "in"));
+        EXPECT_EQ(fs::exists(m_folder / "b.vtu"), failing == "b.vtu");
+        for (std::string const name : {"a.vtu", "c.vtu"})
+            if (name != failing)
+                EXPECT_EQ(Content(m_folder / name), "old");
+        EXPECT_EQ(Names().size(), failing == "b.vtu" ? 3u : 2u); // nothing temporary
+    }
 }
 
 TEST_F(OutputFiles, PermissionsStay) {

@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/detail/Measure.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 
@@ -11,8 +12,10 @@ namespace KetSDK::MeshJobs::Detail {
 void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::QualityMetric const& metric,
              Context const& context) {
     if (metric.type == MMeshQualityAnalysisOperator::FluentOrthogonalQuality ||
-        metric.type == MMeshQualityAnalysisOperator::OrthogonalQuality)
+        metric.type == MMeshQualityAnalysisOperator::OrthogonalQuality) {
+        RequireFewAtEachFace(model);
         model.mesh->GetNeighborsInfo()->Enable();
+    }
     analysis.SetCurrentMetric(metric.type);
     analysis.SetProgressDelegate(context.progress);
     WithThreads(context, [&](bool parallel) {

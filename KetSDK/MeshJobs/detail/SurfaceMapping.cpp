@@ -6,6 +6,7 @@
 #include <KetSDK/MeshJobs/detail/Threads.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 
@@ -21,20 +22,27 @@ double TriangleSize(MStlBase const& stl) {
     return std::sqrt(area / static_cast<double>(std::max<std::uint64_t>(stl.NumberOfTriangles(), 1)));
 }
 
+// The diagonal of the mesh's box in mm: what lies farther away is no neighbour of any face, and a search
+// without bounds would not end.
+double SizeOf(MMeshBase const& mesh) {
+    std::array<double, 6> const box = BoxOf(mesh);
+    return std::hypot(box[3] - box[0], box[4] - box[1], box[5] - box[2]);
+}
+
 } // namespace
 
 SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, double tolerance,
                                Context const& context)
     : m_model(model)
     , m_surface(surface)
-    , m_tolerance(tolerance)
+    , m_tolerance(std::min(tolerance, SizeOf(*model.mesh)))
     , m_before(model.mesh->GetCorrespondenceMapper()) {
     if (double const size = TriangleSize(*surface.surfaces); tolerance > size)
         context.Warn("the tolerance of " + FormatGeneral(tolerance) + " mm is larger than the triangles of " +
                      NameOf(surface) + ", which measure " + FormatGeneral(size, 3) +
                      " mm: faces may be matched with triangles far from them, and it takes long");
     auto const mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(surface.surfaces.get(),
-                                                                              model.mesh.get(), tolerance);
+                                                                              model.mesh.get(), m_tolerance);
     mapper->SetProgressDelegate(context.progress);
     WithThreads(context, [&mapper](bool parallel) {
         mapper->SetParallel(parallel);
