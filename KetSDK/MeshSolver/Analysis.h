@@ -33,7 +33,7 @@ struct AnalysisInput {
 
 // A mesh with materials, sets and a case, of which every solver's deck is written: checked, with names that
 // decks take. Indices are those of the mesh.
-struct Analysis {
+struct KETSDK_MESHSOLVER_API Analysis {
     struct SubVolume {
         std::string deck;
         std::uint64_t elements = 0;

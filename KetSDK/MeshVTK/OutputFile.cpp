@@ -202,7 +202,8 @@ OutputFile::OutputFile(std::filesystem::path const& path)
 
 OutputFile::OutputFile(OutputFile&& other) noexcept
     : m_path(std::move(other.m_path))
-    , m_entry(std::exchange(other.m_entry, nullptr)) {}
+    , m_entry(std::exchange(other.m_entry, nullptr))
+    , m_size(other.m_size) {}
 
 OutputFile::~OutputFile() {
     if (!m_entry)
@@ -236,8 +237,10 @@ void OutputFile::Finish() {
         if (errno != EINTR)
             RefuseToWrite(errno);
     }
-    if (::fchmod(m_entry->file, m_entry->mode) != 0)
+    struct stat status = {};
+    if (::fchmod(m_entry->file, m_entry->mode) != 0 || ::fstat(m_entry->file, &status) != 0)
         RefuseToWrite(errno);
+    m_size = static_cast<std::uint64_t>(status.st_size);
     m_entry->finished = true;
 }
 

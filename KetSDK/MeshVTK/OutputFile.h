@@ -2,6 +2,7 @@
 
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,8 @@ public:
     std::filesystem::path const& GetTemporaryPath() const noexcept;
     // Writes bytes behind what this operation wrote before. Throws Error when that fails.
     void Write(std::string_view bytes);
+    // How many bytes the file had when it was finished; also once it is committed.
+    std::uint64_t GetSize() const noexcept { return m_size; }
     // Waits until the disk has the file; only the renaming is left then. Throws Error when that fails.
     void Finish();
     // Renames the file, in place of one that has the name; Finish() comes before, unless that was done.
@@ -59,6 +62,7 @@ private:
 
     std::filesystem::path m_path;
     Entry* m_entry; // null once committed or moved from
+    std::uint64_t m_size = 0;
 };
 
 } // namespace KetSDK::MeshVTK

@@ -3,7 +3,6 @@
 #include <host/commands/options/ModelOutput.h>
 #include <host/terminal/Format.h>
 
-#include <filesystem>
 #include <ostream>
 
 namespace ketmesh {
@@ -40,7 +39,7 @@ private:
         m_output.Write(model, context);
         m_elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
         m_nodes = static_cast<std::uint64_t>(model.mesh->NumberOfPoints());
-        m_bytes = std::filesystem::file_size(m_output.GetFileName());
+        m_bytes = m_output.GetSize();
     }
 
     Json Report() const override {

@@ -28,7 +28,8 @@ std::vector<std::string> CommandNames(CLI::App const& app) {
 }
 
 // "there is no option --bin; did you mean --bins?"
-std::string Suggest(std::string const& kind, std::string const& word, std::vector<std::string> const& names) {
+std::string Suggest(std::string const& kind, std::string const& word, std::vector<std::string> names) {
+    std::erase(names, "-h"); // as near to every other letter as what was meant
     auto const nearest = std::ranges::min_element(
         names, {}, [&word](std::string const& name) { return KetSDK::MeshJobs::EditDistance(word, name); });
     return "there is no " + kind + " " + word + "; did you mean " + *nearest + "?";
@@ -47,9 +48,11 @@ std::string DescribeUnknown(CLI::App const& app, CLI::App const* command) {
         if (std::string const option = FirstOption(command->remaining()); !option.empty())
             return Suggest("option", option, OptionNames(*command));
     std::vector<std::string> const words = app.remaining();
+    if (!command && !words.empty() && !words.front().starts_with('-'))
+        return Suggest("command", words.front(), CommandNames(app));
     if (std::string const option = FirstOption(words); !option.empty())
         return Suggest("option", option, OptionNames(app)) + " Those of a command stand behind it";
-    return command || words.empty() ? std::string() : Suggest("command", words.front(), CommandNames(app));
+    return {};
 }
 
 } // namespace

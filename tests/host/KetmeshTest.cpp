@@ -109,7 +109,8 @@ TEST_F(Ketmesh, InfoListsArraysAndDoubtsTheUnit) {
     grid->GetPointData()->AddArray(shift);
     WriteGrid(Path("arrays.vtu"), *grid);
     std::map<std::string, Json> arrays;
-    for (Json const& array : RunJson({"info", Path("arrays.vtu")})["arrays"])
+    Json const told = RunJson({"info", Path("arrays.vtu")});
+    for (Json const& array : told["arrays"])
         arrays[array["where"].get<std::string>() + " " + array["name"].get<std::string>()] = array;
     double grey[2];
     grid->GetCellData()->GetArray("grey")->GetRange(grey);
@@ -339,7 +340,7 @@ TEST_F(Ketmesh, WrongUsageEndsInOneLine) {
 
 TEST_F(Ketmesh, NamesReachTheTerminalEscaped) {
     std::string const name = "\x1B]0;title\x07 \xC2\x9B 31m\x7F";
-    auto const grid = ReadGrid("wedge_beam14.vtu");
+    auto const grid = ReadGrid("head_small_tet4.vtu");
     vtkNew<vtkIntArray> numbers;
     numbers->SetName("subvolume");
     numbers->SetNumberOfValues(grid->GetNumberOfCells());
@@ -505,9 +506,9 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
         int status;
         std::string err; // the beginning
     };
-    std::vector<std::string> const surfaces = {"surfaces", Head, "-o", Path("out/a.stl")};
+    std::vector<std::string> const surfaces = {"surfaces", Head, "-o", Path("out/a.vtp")};
     std::vector<std::string> const warns = {"cut",      Head,     "--normal", "0,0,1",          "--point",
-                                            "0,0,9000", "--json", "-o",       Path("out/a.stl")};
+                                            "0,0,9000", "--json", "-o",       Path("out/a.vtp")};
     std::string const lost = "ketmesh: the results could not be written";
     auto const full = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); };
     for (Case const& c :
@@ -527,8 +528,8 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
         EXPECT_EQ(result.status, c.status) << result.err;
         EXPECT_TRUE(result.err.starts_with(c.err) && c.err.empty() == result.err.empty()) << result.err;
         for (std::string const& name : Outputs())
-            EXPECT_EQ(name, "a.stl");
-        fs::remove(Path("out/a.stl"));
+            EXPECT_EQ(name, "a.vtp");
+        fs::remove(Path("out/a.vtp"));
     }
 }
 

@@ -193,8 +193,11 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
     Save(Path("block.inp"), deck);
     Save(Path("case.toml"), "[place.base]\naxis = 'z-'\nwithin = 0\n[[fix]]\nplace = 'base'\naxes = 'xyz'\n"
                             "[place.side]\nnormal = [1, 1, 1]\n[[pressure]]\nplace = 'side'\nvalue = 1\n");
-    RunJson({"solve", Path("block.inp"), "--case", Path("case.toml"), "-o", Path("solved.vtu"), "--keep",
-             Path("kept.run")});
+    // With a warning: a single linear tetrahedron.
+    EXPECT_EQ(Run({"solve", Path("block.inp"), "--case", Path("case.toml"), "-o", Path("solved.vtu"),
+                   "--keep", Path("kept.run")})
+                  .status,
+              0);
     fs::create_directory(Path("dicom"));
     for (std::string const z : {"60", "80"})
         Save(Path("dicom/" + z + ".dcm"), DicomSlice(z));

@@ -62,9 +62,11 @@ TEST_F(Ketmesh, WeldJoinsTheNodesThatCheckCounts) {
     EXPECT_EQ(report["nodes"], nodes);
     EXPECT_EQ(report["subvolumes"], RunJson({"info", Head})["subvolumes"]);
     Json after = RunJson({"check", welded});
-    for (auto const& [key, value] : whole.items())
-        if (value.is_number())
+    for (auto const& [key, value] : whole.items()) {
+        if (value.is_number()) {
             EXPECT_EQ(after[key], value) << key;
+        }
+    }
     auto const written = ReadFile<vtkXMLUnstructuredGridReader>(welded);
     for (char const* const carried : {"label", "grey"})
         EXPECT_EQ(CellValues(*written, carried), CellValues(*grid, carried));

@@ -109,7 +109,7 @@ void ExpectError(std::string const& line, std::function<void()> const& job) {
 // A context that keeps its warnings.
 struct Listening {
     std::vector<std::string> warnings;
-    Context context{nullptr, 1, [this](std::string const& message) { warnings.push_back(message); }};
+    Context context{nullptr, 1, [this](std::string const& message) { warnings.push_back(message); }, {}};
 };
 
 // A file with an array of every kind: strings, numbers of 64 bits that need them, bytes, active attributes.

@@ -48,7 +48,7 @@ std::uint64_t Bits(std::int64_t value) {
 }
 
 // The second node, the middle between both, and one from nowhere; the second element twice.
-MMeshOrigins const Origins{{1, 1}, {{1, 1}, {0, 1}, {}}, 0};
+MMeshOrigins const Origins{{1, 1}, {{1, 1}, {0, 1}, {}}, {}, 0};
 
 MMeshArray Carry(MMeshArray const& array) {
     auto carried = CarryArrays({array}, Origins);
@@ -111,8 +111,8 @@ TEST(Carrying, OfArraysOnElements) {
 }
 
 TEST(Carrying, OfArraysOfTwoMeshes) {
-    MMeshOrigins const of_first{{0}, {{0, 0}}, 0};
-    MMeshOrigins const of_second{{1, 0}, {{1, 1}}, 0};
+    MMeshOrigins const of_first{{0}, {{0, 0}}, {}, 0};
+    MMeshOrigins const of_second{{1, 0}, {{1, 1}}, {}, 0};
     auto const on_nodes = [](wchar_t const* name, wchar_t const* type, auto values,
                              std::uint32_t components = 1) {
         return MMeshArray{name, OnNodes, components, type, std::move(values)};

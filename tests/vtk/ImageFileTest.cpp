@@ -452,7 +452,8 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
     Slice wide = at("-2");
     wide.columns = 5;
     Slice huge = at("-2"); // so that the product is small again
-    huge.more = Element(0x00280010, "UL", Bytes(0x80000000u)) + Element(0x00280011, "UL", Bytes(0x80000000u));
+    huge.more = DicomElement(0x00280010, "UL", Bytes(0x80000000u)) +
+                DicomElement(0x00280011, "UL", Bytes(0x80000000u));
     Slice nowhere = at("-2");
     nowhere.position = "";
     struct {

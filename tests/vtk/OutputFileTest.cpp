@@ -118,9 +118,11 @@ TEST_F(OutputFiles, OfATransactionAppearTogetherOrNotAtAll) {
         }
         EXPECT_TRUE(fs::exists(m_folder / failing / "in"));
         EXPECT_EQ(fs::exists(m_folder / "b.vtu"), failing == "b.vtu");
-        for (std::string const name : {"a.vtu", "c.vtu"})
-            if (name != failing)
+        for (std::string const name : {"a.vtu", "c.vtu"}) {
+            if (name != failing) {
                 EXPECT_EQ(Content(m_folder / name), "old");
+            }
+        }
         EXPECT_EQ(Names().size(), failing == "b.vtu" ? 3u : 2u); // nothing temporary
     }
 }

@@ -3,6 +3,7 @@
 #include <KetSDK/MeshJobs/ModelFile.h>
 #include <host/commands/Command.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -19,6 +20,8 @@ public:
     // To be called before the mesh is read, which would be for nothing when the file cannot be written.
     // Nothing without a file name.
     void Open(KetSDK::MeshJobs::WriteOptions const& options);
+    // How many bytes were written; the file has its name only when the command is through.
+    std::uint64_t GetSize() const noexcept { return m_output->GetSize(); }
     // Writes the model into the file that was opened; nothing without a file name.
     void Write(KetSDK::MeshJobs::Model const& model, KetSDK::MeshJobs::Context const& context);
 
