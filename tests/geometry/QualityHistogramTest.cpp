@@ -10,7 +10,7 @@
 namespace {
 
 using Histogram = QualityHistogram<int, double>;
-constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double Infinity = std::numeric_limits<double>::infinity();
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
 // One value binned as the bins are defined: -1 when it is in none.
@@ -52,10 +52,10 @@ TEST(QualityHistogram, EveryWayOfBinningCountsValueByValue) {
         values.push_back(normal(random));
     for (double const edge :
          {0.0, 0.1, 0.3, 1.0, -7.0, 1e-20, 1e-200}) // on bounds, and on both sides of them
-        for (double const v : {edge, std::nextafter(edge, infinity), std::nextafter(edge, -infinity)})
+        for (double const v : {edge, std::nextafter(edge, Infinity), std::nextafter(edge, -Infinity)})
             values.insert(values.end() - 1000, {v, -v, v + 1e-15, v + 1e-13});
     values.insert(values.begin() + 3,
-                  {not_a_number, infinity, -infinity, DBL_MAX, -DBL_MAX, DBL_MIN, -0.0, 1e10, 3e9});
+                  {not_a_number, Infinity, -Infinity, DBL_MAX, -DBL_MAX, DBL_MIN, -0.0, 1e10, 3e9});
 
     struct Range {
         double low, high;
@@ -67,7 +67,7 @@ TEST(QualityHistogram, EveryWayOfBinningCountsValueByValue) {
                               {0.0, 1e-200},
                               {-7.0, 1e10},
                               {-DBL_MAX, DBL_MAX},
-                              {0.0, infinity},
+                              {0.0, Infinity},
                               {not_a_number, 1.0}})
         for (unsigned int const n : {1u, 3u, 10u, 5000u, 1000000u}) {
             SCOPED_TRACE(testing::Message()

@@ -46,7 +46,8 @@ TEST_F(Ketmesh, MakesAMeshOfTheRealHeadThatOtherCommandsTake) {
     double const smallest = quality["metrics"]["MinDihedralAngle"]["min"];
     EXPECT_NEAR(smallest, report["min_dihedral"].get<double>(), 1e-9);
     EXPECT_GE(smallest, 10.0);
-    for (Json const& surface : RunJson({"surfaces", mesh, "-o", Path("skin.vtp")})["surfaces"])
+    Json const skin = RunJson({"surfaces", mesh, "-o", Path("skin.vtp")});
+    for (Json const& surface : skin["surfaces"])
         EXPECT_TRUE(surface["closed"].get<bool>()) << surface;
     Run({"mesh", labels, "--size", "8", "--threads", "1", "-o", again});
     EXPECT_EQ(Content(mesh), Content(again)) << "on any number of threads";

@@ -86,7 +86,8 @@ TEST_F(Ketmesh, WeldJoinsTheNodesThatCheckCounts) {
     EXPECT_EQ(warning_of({"info", welded}), "");
     auto const area_of_all = [&](std::string const& mesh) {
         double area = 0.0;
-        for (Json const& s : RunJson({"surfaces", mesh, "--interfaces", "-o", surface})["surfaces"])
+        Json const told = RunJson({"surfaces", mesh, "--interfaces", "-o", surface});
+        for (Json const& s : told["surfaces"])
             area += s["area"].get<double>();
         return area;
     };
