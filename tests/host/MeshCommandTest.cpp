@@ -1,6 +1,9 @@
 // From an image of labels to a mesh that the other commands take.
 #include "KetmeshProgram.h"
 
+#include <string>
+#include <utility>
+
 namespace {
 
 // A .mha image of 4 x 4 x 4 voxels, all outside but one.
@@ -46,9 +49,16 @@ TEST_F(Ketmesh, MakesAMeshOfTheRealHeadThatOtherCommandsTake) {
     double const smallest = quality["metrics"]["MinDihedralAngle"]["min"];
     EXPECT_NEAR(smallest, report["min_dihedral"].get<double>(), 1e-9);
     EXPECT_GE(smallest, 10.0);
-    Json const skin = RunJson({"surfaces", mesh, "-o", Path("skin.vtp")});
-    for (Json const& surface : skin["surfaces"])
-        EXPECT_TRUE(surface["closed"].get<bool>()) << surface;
+    auto const is_closed = [this](std::string const& of) {
+        return RunJson({"boundary", of, "-o", Path("skin.vtp")})["closed"].get<bool>();
+    };
+    EXPECT_TRUE(is_closed(mesh));
+    std::string const one = Path("one.vtu");
+    for (auto const& [a, b] :
+         {std::pair("Label 1", "Label 2"), {"Label 1", "Label 3"}, {"Label 2", "Label 3"}}) {
+        RunJson({"remove", mesh, "--name", a, "--name", b, "-o", one});
+        EXPECT_TRUE(is_closed(one)) << a << ", " << b;
+    }
     Run({"mesh", labels, "--size", "8", "--threads", "1", "-o", again});
     EXPECT_EQ(Content(mesh), Content(again)) << "on any number of threads";
 }
