@@ -43,6 +43,7 @@ std::filesystem::path StepPath(std::filesystem::path const& deck) {
 
 std::vector<ExportResult::Set> Report(std::vector<Analysis::Surface> const& surfaces) {
     std::vector<ExportResult::Set> sets;
+    sets.reserve(surfaces.size());
     for (Analysis::Surface const& surface : surfaces)
         sets.push_back({surface.name, surface.deck, surface.nodes.size(), surface.faces.size()});
     return sets;
