@@ -18,6 +18,7 @@ WeldResult Weld(Model const& model, WeldOptions const& options, Context const& c
     WeldResult result;
     result.model.mesh = std::make_unique<MMeshBase>();
     result.model.rounding = model.rounding;
+    result.model.frame = model.frame;
     MMeshOrigins origins;
     MMeshWeldOperator weld;
     weld.SetMesh(model.mesh.get());

@@ -152,6 +152,14 @@ TEST_F(Ketmesh, HandsTheFrameOnInEveryKindOfFile) {
     }
     EXPECT_NE(Content(Path("mesh.vtk")).substr(0, 120).find("SPACE=LPS"), std::string::npos);
     EXPECT_TRUE(RunJson({"info", Head})["frame"].is_null());
+    RunJson({"weld", Path("lps.vtu"), "-o", Path("welded.vtu")});
+    EXPECT_EQ(RunJson({"info", Path("welded.vtu")})["frame"], "LPS");
+    std::vector<std::string> constants = {"materials", Path("lps.vtu"), "-o", Path("model.vtu")};
+    for (char const* const label : {"1", "2", "3"})
+        constants.insert(constants.end(), {"--set", std::string("Label ") + label + "=1,1000,0.3"});
+    ASSERT_EQ(Run(constants).status, 0);
+    ASSERT_EQ(Run({"export", Path("model.vtu"), "-o", Path("model.inp")}).status, 0);
+    EXPECT_EQ(RunJson({"info", Path("model.inp")})["frame"], "LPS");
 
     for (std::string const name : {"skin.vtp", "skin.stl", "skin.ply", "skin.obj"}) {
         SCOPED_TRACE(name);

@@ -33,6 +33,8 @@ MeshSolver::Analysis AnalysisOf(Model const& model, AnalysisOptions const& optio
     input.mesh = model.mesh.get();
     for (SubVolumeReport const& subvolume : ReportSubVolumes(*model.mesh))
         input.subvolumes.push_back(subvolume.name);
+    if (model.frame)
+        input.space = Mesh::FrameWord(*model.frame);
     input.materials = options.materials;
     std::array<std::vector<double>, 3> storage;
     input.values = {ValuesOf(model, L"emodulus", storage[0]), ValuesOf(model, L"poisson", storage[1]),

@@ -259,7 +259,9 @@ Model ReadDeckModel(std::string const& path, ReadOptions const& options, Context
     DeckGrid grid(deck);
     vtkUnstructuredGrid& made = grid.Make();
     context.ThrowIfCancelled();
-    return ModelFromGrid(made, options, context);
+    Model model = ModelFromGrid(made, options, context);
+    model.frame = Mesh::FindFrame(deck.space);
+    return model;
 }
 
 } // namespace KetSDK::MeshJobs::Detail

@@ -357,26 +357,12 @@ private:
     }
 
     Stretch Inline(vtkXMLDataElement& array) const {
-        std::size_t begin = EndOfTag(static_cast<std::size_t>(array.GetXMLByteIndex()));
+        std::size_t begin = std::min(EndOfTag(m_content, static_cast<std::size_t>(array.GetXMLByteIndex())),
+                                     m_content.size());
         while (begin < m_content.size() && std::isspace(static_cast<unsigned char>(m_content[begin])))
             ++begin;
         std::size_t const end = std::min(m_content.find('<', begin), m_content.size());
         return {m_content.substr(begin, end - begin), true};
-    }
-
-    // Where the tag that begins at a place ends; a ">" between quotes does not end it.
-    std::size_t EndOfTag(std::size_t at) const {
-        char quote = '\0';
-        for (; at < m_content.size(); ++at) {
-            char const c = m_content[at];
-            if (quote == '\0' && c == '>')
-                return at + 1;
-            if (quote == '\0' && (c == '"' || c == '\''))
-                quote = c;
-            else if (c == quote)
-                quote = '\0';
-        }
-        return at;
     }
 
     Count WordsInline(vtkXMLDataElement& array) const {

@@ -50,7 +50,7 @@ public:
                 Pass(rest.find("?>", 2), 2);
             else if (rest.starts_with("<!"))
                 throw Error("the file has a declaration (<!...>), which no VTK file needs");
-            else if (!Tag(rest.substr(0, EndOfTag(rest))))
+            else if (!Tag(rest.substr(0, LengthOfTag(rest))))
                 return "";
         }
         return m_type;
@@ -78,19 +78,11 @@ private:
         throw Error("the file has a tag or comment of more than " + std::to_string(LongestMarkup) + " bytes");
     }
 
-    // Where a tag ends; a ">" between quotes does not end it.
-    std::size_t EndOfTag(std::string_view rest) const {
-        char quote = '\0';
-        for (std::size_t at = 1; at < rest.size(); ++at) {
-            char const c = rest[at];
-            if (quote == '\0' && c == '>')
-                return at + 1;
-            if (quote == '\0' && (c == '"' || c == '\''))
-                quote = c;
-            else if (c == quote)
-                quote = '\0';
-        }
-        RefuseOpen();
+    std::size_t LengthOfTag(std::string_view rest) const {
+        std::size_t const end = EndOfTag(rest, 1);
+        if (end == std::string_view::npos)
+            RefuseOpen();
+        return end;
     }
 
     // False when the first tag is not that of VTK's files.
@@ -122,6 +114,20 @@ private:
 };
 
 } // namespace
+
+std::size_t EndOfTag(std::string_view text, std::size_t at) {
+    char quote = '\0';
+    for (; at < text.size(); ++at) {
+        char const c = text[at];
+        if (quote == '\0' && c == '>')
+            return at + 1;
+        if (quote == '\0' && (c == '"' || c == '\''))
+            quote = c;
+        else if (c == quote)
+            quote = '\0';
+    }
+    return std::string_view::npos;
+}
 
 std::string CheckMarkup(std::string_view bytes) {
     return Markup(bytes).Check();

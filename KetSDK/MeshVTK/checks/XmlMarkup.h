@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -12,5 +13,9 @@ namespace KetSDK::MeshVTK::Detail {
 // data type that the file declares ("UnstructuredGrid"); nothing for a file that is not VTK's, which is not
 // looked at further.
 std::string CheckMarkup(std::string_view bytes);
+
+// Where the tag ends that a place lies in, behind its ">"; one between quotes does not end it. npos for a tag
+// without an end.
+std::size_t EndOfTag(std::string_view text, std::size_t at);
 
 } // namespace KetSDK::MeshVTK::Detail
