@@ -40,6 +40,7 @@ public:
         std::string const job = options.job;
         std::vector<std::string> texts = Environment(options.threads);
         std::vector<char*> environment;
+        environment.reserve(texts.size() + 1);
         for (std::string& text : texts)
             environment.push_back(text.data());
         environment.push_back(nullptr);

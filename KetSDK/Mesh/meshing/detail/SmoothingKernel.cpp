@@ -26,7 +26,8 @@ std::vector<double> Gaussian(double sigma, int radius) {
 }
 
 double Variance(std::vector<double> const& weights) {
-    double const radius = static_cast<double>(weights.size() / 2);
+    std::size_t const middle = weights.size() / 2;
+    double const radius = static_cast<double>(middle);
     double variance = 0.0;
     for (std::size_t i = 0; i < weights.size(); ++i)
         variance += weights[i] * (static_cast<double>(i) - radius) * (static_cast<double>(i) - radius);
