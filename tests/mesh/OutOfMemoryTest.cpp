@@ -31,6 +31,10 @@ void* Allocate(std::size_t size) {
         return memory;
     throw std::bad_alloc();
 }
+// std::stable_sort asks this one, and frees with the ordinary operator.
+[[gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+    return Allocate(size);
+}
 [[gnu::noinline]] void* operator new(std::size_t size, std::align_val_t alignment) {
     auto const a = static_cast<std::size_t>(alignment);
     if (void* const memory = CallsLeft == 0 ? nullptr : std::aligned_alloc(a, (size + a - 1) / a * a)) {
@@ -43,6 +47,9 @@ void* Allocate(std::size_t size) {
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete(void* memory, std::nothrow_t const&) noexcept {
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::align_val_t) noexcept {
