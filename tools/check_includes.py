@@ -22,7 +22,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 MAP = ROOT / "ARCHITECTURE.md"
-SOURCES = ("platform", "KetSDK", "host", "examples", "bench", "tests")
+SOURCES = ("platform", "KetSDK", "host", "python", "examples", "bench", "tests")
 PRIVATE = re.compile(r"(KetSDK/Mesh|KetSDK/MeshVTK|KetSDK/MeshJobs)/(?:\w+/)*(?:detail|images|checks)/")
 TESTS_OF = {
     "KetSDK/Mesh": "tests/(mesh|materials|geometry|correspondence|persistence|operators)/",

@@ -14,9 +14,11 @@ build_packages=(
     libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev libxxhash-dev zlib1g-dev
     libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
     libtomlplusplus-dev libxml2-dev calculix-ccx # the solver that ketmesh solve runs
+    python3-dev python3-numpy pybind11-dev
 )
 clang_packages=(clang libclang-rt-14-dev llvm) # llvm names the functions in what a sanitizer reports
-test_packages=("${clang_packages[@]}" libbenchmark-dev clang-format clang-tidy dpkg-dev python3)
+test_packages=("${clang_packages[@]}" libbenchmark-dev clang-format clang-tidy dpkg-dev
+    python3-pytest python3-meshio python3-vtk9 python3-matplotlib mypy python3-pip python3-setuptools python3-wheel)
 
 # install_packages NAME...: installs with apt what is missing, and says so when it cannot.
 install_packages() {

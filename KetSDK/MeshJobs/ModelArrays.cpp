@@ -1,0 +1,220 @@
+#include <KetSDK/MeshJobs/ModelArrays.h>
+
+#include <KetSDK/Mesh/persistence/MMeshArrayType.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/GridModel.h>
+#include <KetSDK/MeshJobs/detail/SurfaceArrays.h>
+#include <KetSDK/MeshVTK/ArrayNames.h>
+#include <KetSDK/MeshVTK/MeshArrays.h>
+#include <KetSDK/MeshVTK/SurfaceFromPolyData.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
+#include <vtkCellType.h>
+#include <vtkDoubleArray.h>
+#include <vtkFieldData.h>
+#include <vtkNew.h>
+#include <vtkPoints.h>
+#include <vtkPolyData.h>
+#include <vtkStringArray.h>
+#include <vtkTypeInt64Array.h>
+#include <vtkUnsignedCharArray.h>
+#include <vtkUnstructuredGrid.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+struct CellKind {
+    unsigned int nodes;
+    unsigned char type; // VTK's number
+};
+constexpr std::array<CellKind, 4> CellKinds = {
+    {{4, VTK_TETRA}, {10, VTK_QUADRATIC_TETRA}, {8, VTK_HEXAHEDRON}, {6, VTK_WEDGE}}};
+
+unsigned char CellTypeOf(unsigned int nodes) {
+    for (CellKind const& kind : CellKinds)
+        if (kind.nodes == nodes)
+            return kind.type;
+    throw Error("there are no elements of " + std::to_string(nodes) +
+                " nodes; those of 4, 10, 8 and 6 are known");
+}
+
+// Points that VTK reads where the caller has them.
+vtkNew<vtkPoints> SharePoints(std::span<double const> points) {
+    if (points.size() % 3 != 0)
+        throw Error("points have three coordinates each");
+    vtkNew<vtkDoubleArray> coordinates;
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetArray(const_cast<double*>(points.data()), static_cast<vtkIdType>(points.size()), 1);
+    vtkNew<vtkPoints> shared;
+    shared->SetData(coordinates);
+    return shared;
+}
+
+// The cells of all blocks, as one list of indices.
+class CellList {
+public:
+    explicit CellList(std::vector<CellBlock> const& blocks) {
+        for (CellBlock const& block : blocks)
+            Add(block);
+    }
+    void SetCells(vtkUnstructuredGrid& grid) {
+        m_offsets->InsertNextValue(m_indices->GetNumberOfValues());
+        vtkNew<vtkCellArray> cells;
+        cells->SetData(m_offsets.Get(), m_indices.Get());
+        grid.SetCells(m_types, cells);
+    }
+
+private:
+    void Add(CellBlock const& block) {
+        unsigned char const type = CellTypeOf(block.nodes);
+        if (block.connectivity.size() % block.nodes != 0)
+            throw Error("elements of " + std::to_string(block.nodes) + " nodes need as many indices each");
+        vtkIdType at = m_indices->GetNumberOfValues();
+        auto const count = static_cast<vtkIdType>(block.connectivity.size());
+        std::ranges::copy(block.connectivity, m_indices->WritePointer(at, count));
+        for (vtkIdType i = 0; i < count; i += block.nodes) {
+            m_offsets->InsertNextValue(at + i);
+            m_types->InsertNextValue(type);
+        }
+    }
+
+    vtkNew<vtkTypeInt64Array> m_offsets;
+    vtkNew<vtkTypeInt64Array> m_indices;
+    vtkNew<vtkUnsignedCharArray> m_types;
+};
+
+vtkNew<vtkStringArray> NamesArray(std::vector<std::string> const& names) {
+    vtkNew<vtkStringArray> array;
+    array->SetName(MeshVTK::ArrayNames::SubvolumeNames);
+    for (std::string const& name : names)
+        array->InsertNextValue(name);
+    return array;
+}
+
+void CopyPosition(MMVector<double, 3> const& position, double* out) {
+    for (unsigned int i = 0; i < 3; ++i)
+        out[i] = position[i];
+}
+
+void SetGreyValues(MMeshBase& mesh, std::vector<double> const& values) {
+    auto& mask = *mesh.GetElementMasks()->GetGreyValueMask();
+    auto value = values.begin();
+    for (MMeshElement const& e : mesh.Elements())
+        mask.SetValue(e, *value++);
+    mesh.SetGreyValuesFlag(true);
+}
+
+} // namespace
+
+Model MakeModel(ModelArrays const& arrays, ReadOptions const& options, Context const& context) {
+    return Detail::ForFile("", [&] {
+        vtkNew<vtkUnstructuredGrid> grid;
+        grid->SetPoints(SharePoints(arrays.points));
+        CellList(arrays.cells).SetCells(*grid);
+        MeshVTK::AddArrays(*grid, arrays.arrays);
+        if (!arrays.subvolume_names.empty())
+            grid->GetFieldData()->AddArray(NamesArray(arrays.subvolume_names));
+        Model model = Detail::ModelFromGrid(*grid, options, context);
+        context.ThrowIfCancelled();
+        return model;
+    });
+}
+
+void CopyPoints(Model const& model, std::span<double> points) {
+    std::size_t const count = static_cast<std::size_t>(model.mesh->NumberOfPoints());
+    for (std::size_t i = 0; i < count; ++i)
+        CopyPosition(model.mesh->GetRandomPoint(i)->GetPosition(), &points[3 * i]);
+}
+
+void CopyCells(Model const& model, unsigned int nodes, std::span<std::int64_t> connectivity) {
+    auto out = connectivity.begin();
+    model.mesh->Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+        if (e.GetNodeCount() != nodes)
+            return;
+        auto const first = out;
+        for (unsigned int i = 0; i < nodes; ++i)
+            *out++ = e.GetNode(i)->GetIndex();
+        // VTK's wedge has the normal of its first triangle pointing outwards.
+        if (nodes == 6)
+            std::swap_ranges(first, first + 3, first + 3);
+    });
+}
+
+void CopySubVolumeNumbers(Model const& model, std::span<std::int32_t> numbers) {
+    auto const* const mask = std::as_const(*model.mesh->GetElementMasks()).GetSubvolumeMask();
+    auto out = numbers.begin();
+    for (MMeshElement const& e : model.mesh->Elements())
+        *out++ = mask ? mask->GetValue(e) : -1;
+}
+
+std::vector<MMeshArray> CopyArrays(Model const& model) {
+    std::vector<MMeshArray> arrays = MeshVTK::ArraysOfMesh(*model.mesh);
+    for (MMeshArray const& array : model.arrays)
+        if (!FindArray(arrays, array.name, array.place))
+            arrays.push_back(array);
+    return arrays;
+}
+
+void SetModelArray(Model& model, MMeshArray array) {
+    std::string const name = MeshVTK::ToUtf8(array.name);
+    auto const rows = static_cast<std::size_t>(
+        array.place == MMeshArray::OnNodes ? model.mesh->NumberOfPoints() : model.mesh->NumberOfElements());
+    if (array.place != MMeshArray::OnMesh && NumberOfRows(array) != rows)
+        throw Error("the array \"" + name + "\" has " + std::to_string(NumberOfRows(array)) +
+                    " rows and needs " + std::to_string(rows));
+    if (array.place == MMeshArray::OnElements && name == MeshVTK::ArrayNames::Grey) {
+        SetGreyValues(*model.mesh, ColumnOf(array, 0));
+        return;
+    }
+    if (FindArray(MeshVTK::ArraysOfMesh(*model.mesh), array.name, array.place))
+        throw Error("the array \"" + name +
+                    "\" is made by the mesh itself and cannot be set; another name would be right");
+    SetArray(model.arrays, std::move(array));
+}
+
+SurfaceArrays CopySurface(SurfaceModel const& surface) {
+    SurfaceArrays arrays;
+    MStlBase const& stl = *surface.surfaces;
+    arrays.points.resize(3 * static_cast<std::size_t>(stl.NumberOfPoints()));
+    for (MStlPoint const& p : stl.Points())
+        CopyPosition(p.GetPosition(), &arrays.points[3 * static_cast<std::size_t>(p.GetIndex())]);
+    for (MStlSurface const& s : stl.Surfaces()) {
+        for (MStlTriangle const& t : s.Triangles()) {
+            for (std::size_t i = 0; i < 3; ++i)
+                arrays.triangles.push_back(t.GetPoint(i)->GetIndex());
+            arrays.surface_of.push_back(static_cast<std::int32_t>(arrays.names.size()));
+        }
+        arrays.names.push_back(MeshVTK::ToUtf8(s.GetName()));
+    }
+    return arrays;
+}
+
+SurfaceModel MakeSurface(std::span<double const> points, std::span<std::int64_t const> triangles,
+                         std::string const& name, ReadOptions const& options) {
+    return Detail::ForFile("", [&] {
+        if (triangles.size() % 3 != 0)
+            throw Error("triangles have three indices each");
+        vtkNew<vtkCellArray> polygons;
+        for (std::size_t i = 0; i < triangles.size(); i += 3)
+            polygons->InsertNextCell({triangles[i], triangles[i + 1], triangles[i + 2]});
+        vtkNew<vtkPolyData> data;
+        data->SetPoints(SharePoints(points));
+        data->SetPolys(polygons);
+        SurfaceModel model;
+        model.surfaces =
+            MeshVTK::SurfaceFromPolyData(*data, {options.unit, options.limits}, nullptr, model.arrays);
+        model.surfaces->GetSurface(0)->SetName(MeshVTK::FromUtf8(name).c_str());
+        return model;
+    });
+}
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,36 @@
+"""Volumetric finite-element meshes made from CT images.
+
+>>> import ketmesh
+>>> mesh = ketmesh.read("head_small_tet4.vtu")
+>>> mesh
+<ketmesh.Mesh: 46924 tet4, 9282 nodes, 3 sub-volumes, 'head_small_tet4.vtu'>
+>>> mesh.quality("ScaledJacobian").shape
+(46924,)
+
+Lengths are in mm. Arrays that come out of a mesh are read-only copies; values go in through `cell_data` and
+`point_data`. What a job changes it changes in the mesh; what it makes it returns, with what it has to say as the
+attribute `report`. A job that cannot be done raises `MeshError`, with one line that says why; what should make you
+doubt a result is a `MeshWarning`. Ctrl-C cancels a job.
+"""
+
+from ._core import MeshError, MeshFileError, MeshWarning, metrics
+from ._image import Image, read_image
+from ._mesh import Mesh, diff, from_meshio, from_vtk, read
+from ._surface import Surface, Surfaces, read_surface
+
+__all__ = [
+    "Image",
+    "Mesh",
+    "MeshError",
+    "MeshFileError",
+    "MeshWarning",
+    "Surface",
+    "Surfaces",
+    "diff",
+    "from_meshio",
+    "from_vtk",
+    "metrics",
+    "read",
+    "read_image",
+    "read_surface",
+]

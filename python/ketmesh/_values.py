@@ -1,0 +1,41 @@
+"""Named values on the elements or the nodes of a mesh."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator, MutableMapping
+from typing import Any
+
+from numpy.typing import ArrayLike, NDArray
+
+from . import _core
+
+
+class Values(MutableMapping[str, "NDArray[Any]"]):
+    """Arrays by name, one row for each element or node.
+
+    What is read is a read-only copy; what is set is copied into the mesh. Arrays that the mesh makes of what it
+    holds (`subvolume`, `material`, `density`, ...) cannot be set; `grey` of the elements can.
+    """
+
+    def __init__(self, model: _core.Model, place: int) -> None:
+        self._model = model
+        self._place = place
+
+    def __getitem__(self, name: str) -> NDArray[Any]:
+        return _core.array(self._model, self._place, name)
+
+    def __setitem__(self, name: str, values: ArrayLike) -> None:
+        _core.set_array(self._model, self._place, name, values)
+
+    def __delitem__(self, name: str) -> None:
+        if not _core.remove_array(self._model, self._place, name):
+            raise KeyError(name)
+
+    def __iter__(self) -> Iterator[str]:
+        return iter(_core.array_names(self._model, self._place))
+
+    def __len__(self) -> int:
+        return len(_core.array_names(self._model, self._place))
+
+    def __repr__(self) -> str:
+        return f"<ketmesh values: {', '.join(self)}>"

@@ -1,0 +1,19 @@
+"""What the tests share: the sample data, and the program to compare with."""
+
+import json
+import os
+import subprocess
+from pathlib import Path
+
+DATA = Path(__file__).resolve().parents[2] / "data"
+LINEAR = DATA / "head_small_tet4.vtu"
+CURVED = DATA / "head_small_tet10.vtu"
+IMAGE = DATA / "head_ct.nii.gz"
+
+UNIT_TET = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]
+
+
+def program(*arguments):
+    """The JSON that the program prints for a command."""
+    command = [os.environ["KETMESH"], *map(str, arguments), "--json"]
+    return json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)
