@@ -73,8 +73,9 @@ struct QualityResult {
     std::vector<MMeshArray> values;
 };
 
-// Measures tetrahedra. Throws Error for options that CheckQualityOptions refuses and for a width that makes
-// too many bins, FileError for other elements and for a metric that the model does not have; Cancelled.
+// Measures tetrahedra; volumes are those of curved elements. Throws Error for options that
+// CheckQualityOptions refuses and for a width that makes too many bins, FileError for other elements and for
+// a metric that the model does not have; Cancelled.
 KETSDK_MESHJOBS_API QualityResult Quality(Model const& model, QualityOptions const& options,
                                           Context const& context);
 

@@ -101,6 +101,7 @@ double (*const Evaluators[])(Tetrahedron& t, Tetrahedron10& q) = {
     [](Tetrahedron& t, Tetrahedron10&) { return (180.0 - t.QualityMaxFacangle() * Degrees) / 120.0; },
     [](Tetrahedron& t, Tetrahedron10&) { return OrthogonalQuality(t); },
     [](Tetrahedron&, Tetrahedron10& q) { return Folded(q); },
+    [](Tetrahedron& t, Tetrahedron10&) { return t.Volume(); },
 };
 
 double Evaluate(QualityMetric const& metric, Tetrahedron10 q) {
@@ -276,7 +277,7 @@ TEST(QualityAnalysis, BetterFollowsTheSenseOfTheMetric) {
                                            Analysis::MaxFaceAngle,
                                            Analysis::JacobianRatio,
                                            Analysis::Folded};
-    for (int metric = -1; metric <= Analysis::Folded + 1; ++metric) {
+    for (int metric = -1; metric <= Analysis::CornerVolume + 1; ++metric) {
         SCOPED_TRACE(metric);
         Analysis analysis;
         analysis.SetCurrentMetric(static_cast<Analysis::QualityType>(metric));

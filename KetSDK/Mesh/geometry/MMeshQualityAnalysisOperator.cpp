@@ -7,6 +7,7 @@
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
@@ -133,6 +134,16 @@ void Folded(Block const& block, double* values) {
     Store(block, values, [](MMeshElement const& e) { return IsFolded(e) ? 1.0 : 0.0; });
 }
 
+void CurvedVolume(Block const& block, double* values) {
+    Store(block, values, [](MMeshElement const& e) {
+        return e.GetNodeCount() == 10 ? GetCurvedElementVolume(e) : Tetrahedron(&e).Volume();
+    });
+}
+
+bool IsVolume(Metric::QualityType type) {
+    return type == Metric::Volume || type == Metric::VolumeInRange || type == Metric::VolumeInRange2;
+}
+
 // Writes the values of a block of elements, in their order.
 using Evaluator = void (*)(Block const& block, double* values);
 
@@ -177,6 +188,7 @@ constexpr Evaluated Evaluators[] = {
     {Metric::MaxFaceAngleRatio, Linear<MaxFaceAngleRatio>},
     {Metric::OrthogonalQuality, OrthogonalQuality},
     {Metric::Folded, Folded},
+    {Metric::CornerVolume, Linear<&Tetrahedron::Volume>},
 };
 
 Evaluator EvaluatorOf(Metric::QualityType type) {
@@ -198,7 +210,8 @@ MMeshQualityAnalysisOperator::MMeshQualityAnalysisOperator(MMeshQualityAnalysisO
     , m_partition_width(other.m_partition_width)
     , m_max_bound(other.m_max_bound)
     , m_progress(other.m_progress)
-    , m_parallel(other.m_parallel) {}
+    , m_parallel(other.m_parallel)
+    , m_curved_volumes(other.m_curved_volumes) {}
 
 MMeshQualityAnalysisOperator&
 MMeshQualityAnalysisOperator::operator=(MMeshQualityAnalysisOperator const& other) {
@@ -212,6 +225,7 @@ MMeshQualityAnalysisOperator::operator=(MMeshQualityAnalysisOperator const& othe
     m_max_bound = other.m_max_bound;
     m_progress = other.m_progress;
     m_parallel = other.m_parallel;
+    m_curved_volumes = other.m_curved_volumes;
     return *this;
 }
 
@@ -253,7 +267,7 @@ bool MMeshQualityAnalysisOperator::Operate() {
 bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
     using Values = std::array<double, StepSize>;
-    Evaluator const evaluate = EvaluatorOf(m_metric);
+    Evaluator const evaluate = m_curved_volumes && IsVolume(m_metric) ? CurvedVolume : EvaluatorOf(m_metric);
     auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
         evaluate({mesh, first, last}, values.data());
     };

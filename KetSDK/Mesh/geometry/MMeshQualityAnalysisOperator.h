@@ -19,7 +19,8 @@ class IncrementalProgressReporter;
 // histogram has and which values are good.
 //
 // The measures are those of tetrahedra: of an element of another kind they see the first four nodes.
-// Metrics 12 to 14 and 101 see all ten nodes of a quadratic element.
+// Metrics 12 to 14 and 101 see all ten nodes of a quadratic element, and with SetCurvedVolumes(true) the
+// volumes 3, 29 and 30 do.
 // One thread at a time uses operator and mesh. With SetParallel(true) the values are computed on several
 // threads; whatever comes out, and what is left after cancelling, is the same bit for bit.
 class KETSDK_MESH_API MMeshQualityAnalysisOperator : public MMeshOperator {
@@ -62,6 +63,7 @@ public:
         // Numbers below 100 are left to the list above, which hosts store.
         OrthogonalQuality = 100,
         Folded = 101,
+        CornerVolume = 102,
     };
     static constexpr int NumberOfMetrics = 33; // numbered from 0 on; QualityMetrics() has the others too
 
@@ -91,6 +93,9 @@ public:
     // false unless set.
     void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
     bool GetParallel() const noexcept { return m_parallel; }
+    // Whether Volume, VolumeInRange and VolumeInRange2 of a quadratic element are exact ones of the curved
+    // element; false, those of its corners, unless set. CornerVolume is that of the corners either way.
+    void SetCurvedVolumes(bool curved) noexcept { m_curved_volumes = curved; }
 
     // Evaluates the metric on all elements in their order. False without a mesh, for an unknown metric,
     // for JacobianDistortion on a mesh that is not quadratic (the results are then empty), and when the
@@ -124,4 +129,5 @@ private:
     double m_max_bound = DBL_MAX;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
     bool m_parallel = false;
+    bool m_curved_volumes = false;
 };

@@ -27,6 +27,10 @@ constexpr double RegularJacobian = 0.7071067811865476; // six times that
 constexpr double RegularDihedral = 70.52877936550931;  // acos(1/3), in degrees
 constexpr double SquareDiagonal = 1.4142135623730951;  // the longest edge of the flat element
 
+constexpr std::string_view CurvedVolumes = "determinant of three edges / 6; integral of the Jacobian "
+                                           "determinant by the rule of five points of Keast "
+                                           "1986, Comput. Methods Appl. Mech. Eng. 55";
+
 // Fields: type, name, definition, unit, values, range, sense, worst,
 // quadratic; best, inverted, flat, non-finite; source.
 constexpr QualityMetric Metrics[] = {
@@ -38,8 +42,11 @@ constexpr QualityMetric Metrics[] = {
      Lowest, false, 1, 1, 0, NaN, "Parthasarathy, Graichen, Hathaway 1994, Finite Elem. Anal. Des. 15"},
     {Metric::MeanRatio, "MeanRatio", "12 (3 volume)^(2/3) / sum of squared edges", "", "(0, 1]", Unit, Higher,
      Lowest, false, 1, NaN, 0, NaN, "Liu, Joe 1994, BIT 34"},
-    {Metric::Volume, "Volume", "signed volume of the corners", "mm3", "(0, inf)", Values, None, Lowest, false,
-     RegularVolume, -RegularVolume, 0, NaN, "determinant of three edges / 6"},
+    {Metric::Volume, "Volume",
+     "signed volume, of a curved element the exact one; MMeshQualityAnalysisOperator takes that of the "
+     "corners "
+     "unless SetCurvedVolumes is on",
+     "mm3", "(0, inf)", Values, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes},
     {Metric::AspectRatio, "AspectRatio", "sqrt(3/2) smallest height / longest edge", "", "(0, 1]", Unit,
      Higher, Lowest, false, 1, 1, 0, NaN,
      "Parthasarathy, Graichen, Hathaway 1994, Finite Elem. Anal. Des. 15"},
@@ -119,11 +126,10 @@ constexpr QualityMetric Metrics[] = {
     {Metric::MaxCornerAngle, "MaxCornerAngle", "largest of the twelve angles between two edges at a corner",
      "deg", "[60, 180)", Angle, None, Highest, false, 60, 60, 90, 60,
      "Shewchuk 2002, What Is a Good Linear Finite Element?"},
-    {Metric::VolumeInRange, "VolumeInRange", "signed volume of the corners, in a histogram from 0", "mm3",
-     "(0, inf)", Largest, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN,
-     "determinant of three edges / 6"},
+    {Metric::VolumeInRange, "VolumeInRange", "the same as Volume, in a histogram from 0", "mm3", "(0, inf)",
+     Largest, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes},
     {Metric::VolumeInRange2, "VolumeInRange2", "the same as VolumeInRange", "mm3", "(0, inf)", Largest, None,
-     Lowest, false, RegularVolume, -RegularVolume, 0, NaN, "determinant of three edges / 6"},
+     Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes},
     {Metric::MinFaceAngleRatio, "MinFaceAngleRatio", "smallest corner angle of the faces / 60 deg", "",
      "(0, 1]", Unit, None, Lowest, false, 1, 1, 0.75, 1,
      "Shewchuk 2002, What Is a Good Linear Finite Element?"},
@@ -139,6 +145,8 @@ constexpr QualityMetric Metrics[] = {
     {Metric::Folded, "Folded", "1 where the Jacobian determinant is negative anywhere in the element, else 0",
      "", "0", Unit, Lower, Highest, true, 0, 1, 0, NaN,
      "Johnen, Remacle, Geuzaine 2013, J. Comput. Phys. 233"},
+    {Metric::CornerVolume, "CornerVolume", "signed volume of the corners", "mm3", "(0, inf)", Values, None,
+     Lowest, false, RegularVolume, -RegularVolume, 0, NaN, "determinant of three edges / 6"},
 };
 
 constexpr bool EachIsInThePlaceOfItsNumber() {

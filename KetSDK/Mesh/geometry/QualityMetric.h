@@ -40,8 +40,9 @@ struct QualityMetric {
     Range range;
     Sense sense;
     Worst worst;
-    // Sees the mid-edge nodes; all others see the corners alone. A folded element is bad by each of these,
-    // whatever its value: MinJacobianDeterminant and JacobianRatio can miss the fold between their points.
+    // Sees the mid-edge nodes; all others see the corners alone, but for volumes of curved elements. A folded
+    // element is bad by each of these, whatever its value: MinJacobianDeterminant and JacobianRatio can miss
+    // the fold between their points.
     bool quadratic;
     // The best value, that of the regular tetrahedron with edges of 1 where size matters; and the values
     // on three faulty elements made from it: the mirrored one (two corners exchanged), the flat one (the

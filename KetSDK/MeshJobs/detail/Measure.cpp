@@ -17,6 +17,7 @@ void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::Q
         model.mesh->GetNeighborsInfo()->Enable();
     }
     analysis.SetCurrentMetric(metric.type);
+    analysis.SetCurvedVolumes(true);
     analysis.SetProgressDelegate(context.progress);
     WithThreads(context, [&](bool parallel) {
         analysis.SetParallel(parallel);
