@@ -61,6 +61,21 @@ bool IsOrthonormal(MLabelImage const& image) noexcept {
     return largest < 1e-3;
 }
 
+// About how many tetrahedra a lattice has in labels of this volume and area. Cubes of a level end some cubes
+// away from the interface; of the volume exp(-d area / volume) lies farther from it than d.
+double NumberOfTetrahedra(double volume, double area, double size, int top_level) {
+    constexpr double PerCube = 12.0;
+    constexpr double Transitions = 1.3; // where cubes of two sizes meet there are more
+    double number = 0.0, farther = 1.0;
+    for (int level = 0; level <= top_level; ++level) {
+        double const end = size * (std::ldexp(5.0, level) - 3.5);
+        double const beyond = level < top_level ? std::exp(-end * area / volume) : 0.0;
+        number += (farther - beyond) * std::ldexp(level == 0 ? 1.0 : Transitions, -3 * level);
+        farther = beyond;
+    }
+    return 1.1 * PerCube * number * volume / (size * size * size);
+}
+
 // Area of the voxel faces between each label, by index, and others.
 std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& image) {
     std::vector<double> areas(labels.Counts().size(), 0.0);
@@ -137,7 +152,7 @@ private:
 
     // The lattice with a label for each tetrahedron, all boundaries manifold.
     void MakeLabelledLattice() {
-        m_lattice.emplace(MakeLattice(MakeTree(m_labels, m_grid), m_grid, *m_weights));
+        m_lattice.emplace(MakeLattice(MakeTree(*m_weights, m_grid), m_grid, *m_weights));
         m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.m_parallel);
         NodeTetrahedra const around(m_lattice->nodes.size(), m_lattice->tetrahedra);
         m_relabelled = MakeManifold(*m_lattice, around, m_owner.m_parallel, m_tetrahedron_labels);
@@ -392,14 +407,9 @@ MMeshFromLabelsOperator::Forecast MMeshFromLabelsOperator::Predict(double size) 
         area += areas[i] * 2.0 / 3.0;
     }
     double const largest = m_settings.largest_size / m_settings.size * size;
-    double const voxel = std::cbrt(VoxelVolume(*m_image));
-    double const coarse = std::exp2(std::floor(std::log2(std::max(1.0, largest / size)) + 1e-9)) * size;
-    // Twelve tetrahedra a cube; of those at interfaces so thick a layer on either side.
-    double const fine_volume = coarse > size ? std::min(volume, area * (1.5 * size + 1.2 * voxel)) : volume;
-    Forecast forecast;
-    forecast.elements =
-        12.0 * (fine_volume / (size * size * size) + (volume - fine_volume) / (coarse * coarse * coarse));
     LatticeGrid const grid(labels, m_image->spacing, size, largest);
+    Forecast forecast;
+    forecast.elements = NumberOfTetrahedra(volume, area, size, grid.is_graded ? grid.top_level : 0);
     forecast.bytes = 450.0 * forecast.elements + grid.NumberOfSmallest() / 4.0 +
                      20.0 * static_cast<double>(m_image->labels.size());
     return forecast;

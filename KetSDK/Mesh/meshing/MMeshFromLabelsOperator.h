@@ -82,7 +82,7 @@ public:
     // What is wrong with image or settings, as one line; empty when a mesh can be made of them.
     std::string FindFault() const;
 
-    // An estimate of what Operate() would make, without making any of it; a third more or less is usual.
+    // An estimate of what Operate() would make, without making any of it; a fifth more or less is usual.
     struct Forecast {
         double elements = 0.0;
         double bytes = 0.0; // of memory, at its peak

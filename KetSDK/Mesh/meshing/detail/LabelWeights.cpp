@@ -276,6 +276,78 @@ bool LabelWeights::IsPureAt(Place const& place) const noexcept {
     return !brick || brick->count == 0;
 }
 
+// Where the labels change that have the largest weights at the centres of voxels, within one brick.
+class LabelWeights::BrickCrossings {
+public:
+    BrickCrossings(float const* weights, std::size_t labels)
+        : m_weights(weights)
+        , m_largest(Samples, 0) {
+        for (std::size_t sample = 0; sample < Samples; ++sample)
+            for (std::size_t label = 1; label < labels; ++label)
+                if (Weight(label, sample) > Weight(m_largest[sample], sample))
+                    m_largest[sample] = static_cast<LabelIndex>(label);
+    }
+
+    // Whether there is any in the cell that begins with a sample; the box around them, from that sample.
+    bool FindIn(std::size_t first, Box& box) const {
+        box = {{1.0, 1.0, 1.0}, {0.0, 0.0, 0.0}};
+        bool any = false;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            for (std::size_t edge = 0; edge < 4; ++edge) {
+                std::array<std::size_t, 3> at{};
+                at[(axis + 1) % 3] = edge & 1;
+                at[(axis + 2) % 3] = edge >> 1;
+                std::size_t const from = first + at[0] + 9 * at[1] + 81 * at[2];
+                std::size_t const to = from + Strides[axis];
+                if (m_largest[from] == m_largest[to])
+                    continue;
+                any = true;
+                Place place{double(at[0]), double(at[1]), double(at[2])};
+                place[axis] = Change(from, to);
+                for (std::size_t k = 0; k < 3; ++k) {
+                    box.low[k] = std::min(box.low[k], place[k]);
+                    box.high[k] = std::max(box.high[k], place[k]);
+                }
+            }
+        return any;
+    }
+
+private:
+    static constexpr std::size_t Strides[3] = {1, 9, 81};
+
+    float Weight(std::size_t label, std::size_t sample) const noexcept {
+        return m_weights[label * Samples + sample];
+    }
+    double Change(std::size_t from, std::size_t to) const noexcept {
+        double const before = Weight(m_largest[from], from) - Weight(m_largest[to], from);
+        double const after = Weight(m_largest[from], to) - Weight(m_largest[to], to);
+        return before > after ? before / (before - after) : 0.5;
+    }
+
+    float const* m_weights;
+    std::vector<LabelIndex> m_largest; // by sample, among the labels of the brick
+};
+
+std::vector<LabelWeights::Box> LabelWeights::CrossedCells(std::size_t number) const {
+    Brick const& brick = m_all[number];
+    BrickCrossings const crossings(&m_weights[brick.first * Samples], brick.count);
+    std::int64_t const n = static_cast<std::int64_t>(number);
+    std::array<std::int64_t, 3> const at = {n % m_bricks[0], n / m_bricks[0] % m_bricks[1],
+                                            n / (m_bricks[0] * m_bricks[1])};
+    std::vector<Box> boxes;
+    Box box;
+    for (std::int64_t k = 0; k < Side; ++k)
+        for (std::int64_t j = 0; j < Side; ++j)
+            for (std::int64_t i = 0; i < Side; ++i) {
+                if (!crossings.FindIn(static_cast<std::size_t>((k * 9 + j) * 9 + i), box))
+                    continue;
+                Place const first{double(at[0] * Side + i - m_padding), double(at[1] * Side + j - m_padding),
+                                  double(at[2] * Side + k - m_padding)};
+                boxes.push_back({first + box.low, first + box.high});
+            }
+    return boxes;
+}
+
 double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b,
                                 Place& gradient) const noexcept {
     gradient = {0.0, 0.0, 0.0};

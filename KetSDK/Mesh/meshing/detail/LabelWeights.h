@@ -86,6 +86,21 @@ public:
     double WeightAt(Place const& place, LabelIndex label) const noexcept;
     // Whether only one label has a weight in the brick around a place.
     bool IsPureAt(Place const& place) const noexcept;
+    // Of places.
+    struct Box {
+        Place low;
+        Place high;
+    };
+    // Calls visit(box) for each cell between eight voxel centres at which labels with the largest weights
+    // differ: the box around the places on its edges where they change. On edges weights are linear, so
+    // these are exact.
+    template <typename Visit>
+    void ForEachCrossedCell(Visit const& visit) const {
+        for (std::size_t brick = 0; brick < m_all.size(); ++brick)
+            if (m_all[brick].count > 0)
+                for (Box const& box : CrossedCells(brick))
+                    visit(box);
+    }
     // Weight of one label minus that of another, and the change of that along each axis.
     double Difference(Place const& place, LabelIndex a, LabelIndex b, Place& gradient) const noexcept;
     double Difference(Place const& place, LabelIndex a, LabelIndex b) const noexcept;
@@ -100,7 +115,9 @@ private:
         LabelIndex only = 0;
     };
     struct Cell; // where a place lies in its brick
+    class BrickCrossings;
 
+    std::vector<Box> CrossedCells(std::size_t brick) const;
     Brick const* Find(Place const& place, Cell& cell) const noexcept;
     double WeightOf(Brick const& brick, Cell const& cell, LabelIndex label, Place* gradient) const noexcept;
 

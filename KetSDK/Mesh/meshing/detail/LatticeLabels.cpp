@@ -18,10 +18,6 @@ Place InVoxels(Place place, Place const& spacing) noexcept {
     return place;
 }
 
-// How far smoothing moves an interface from the faces of its voxels at most, in voxels.
-constexpr double LargestShift = 0.5;
-// How much room the tetrahedra at an interface need on either side, in their size.
-constexpr double Margin = 0.25;
 // Further levels hardly save elements.
 constexpr int HighestLevel = 8;
 
@@ -52,36 +48,20 @@ double LatticeGrid::NumberOfSmallest() const noexcept {
     return number;
 }
 
-LatticeTree MakeTree(IndexedLabels const& labels, LatticeGrid const& grid) {
+LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid) {
     LatticeTree tree(grid.top_cubes, grid.top_level);
-    auto const& first = labels.First();
-    auto const& last = labels.Last();
-    // Marks the cubes around the face between a voxel and the next one along an axis.
-    auto const mark = [&](std::array<std::int64_t, 3> const& voxel, std::size_t face) {
+    weights.ForEachCrossedCell([&](LabelWeights::Box const& box) {
         LatticeTree::Cube low, high;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            double const middle =
-                (static_cast<double>(voxel[axis]) + (axis == face ? 0.5 : 0.0)) * grid.spacing[axis];
-            double const around =
-                (axis == face ? LargestShift : 0.5 + LargestShift) * grid.spacing[axis] + Margin * grid.size;
-            low[axis] =
-                static_cast<int>(std::floor((middle - around - grid.first[axis]) / (2.0 * grid.size)));
-            high[axis] =
-                static_cast<int>(std::floor((middle + around - grid.first[axis]) / (2.0 * grid.size)));
+            auto const cube_of = [&](double voxel) {
+                double const place = voxel * grid.spacing[axis] - grid.first[axis];
+                return static_cast<int>(std::floor(place / (2.0 * grid.size)));
+            };
+            low[axis] = cube_of(box.low[axis]);
+            high[axis] = cube_of(box.high[axis]);
         }
         tree.Mark(low, high);
-    };
-    for (std::int64_t k = first[2] - 1; k <= last[2]; ++k)
-        for (std::int64_t j = first[1] - 1; j <= last[1]; ++j)
-            for (std::int64_t i = first[0] - 1; i <= last[0]; ++i) {
-                LabelIndex const label = labels.At(i, j, k);
-                if (labels.At(i + 1, j, k) != label)
-                    mark({i, j, k}, 0);
-                if (labels.At(i, j + 1, k) != label)
-                    mark({i, j, k}, 1);
-                if (labels.At(i, j, k + 1) != label)
-                    mark({i, j, k}, 2);
-            }
+    });
     if (grid.is_graded)
         tree.Balance();
     else

@@ -31,9 +31,8 @@ struct LatticeGrid {
     }
 };
 
-// The cubes of the lattice: the smallest ones wherever voxels of different labels touch, as far around as
-// smoothing can move an interface.
-LatticeTree MakeTree(IndexedLabels const& labels, LatticeGrid const& grid);
+// The cubes of the lattice: the smallest ones wherever the label with the largest weight changes.
+LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid);
 // The lattice of these cubes where there are labels, and around them.
 Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights);
 // Gives each tetrahedron the label that has the largest weight in it. Where three neighbours of a tetrahedron

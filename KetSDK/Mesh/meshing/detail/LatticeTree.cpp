@@ -55,10 +55,11 @@ void LatticeTree::Balance() {
                 for (int i = 0; i < count[0]; ++i, ++at) {
                     if (!flags[at])
                         continue;
-                    // The cubes around this one are not larger than it is.
+                    // The cubes that share a face or an edge with this one are not larger than it is.
                     for (int around = 0; around < 27; ++around) {
-                        Cube const cube = {i + around % 3 - 1, j + around / 3 % 3 - 1, k + around / 9 - 1};
-                        if (Contains(level, cube))
+                        int const di = around % 3 - 1, dj = around / 3 % 3 - 1, dk = around / 9 - 1;
+                        Cube const cube = {i + di, j + dj, k + dk};
+                        if (di * dj * dk == 0 && Contains(level, cube))
                             parents[At(level + 1, {cube[0] / 2, cube[1] / 2, cube[2] / 2})] = 1;
                     }
                 }

@@ -8,7 +8,7 @@
 namespace KetSDK::Mesh::Detail {
 
 // The cubes of a graded lattice: an octree over a box of equal cubes. A cube of level l is 2^l times as wide
-// as the smallest ones, whose level is 0. Cubes that touch, be it at a corner, differ by one level at most.
+// as the smallest ones, whose level is 0. Cubes that share a face or an edge differ by one level at most.
 class LatticeTree {
 public:
     using Cube = std::array<int, 3>; // its place among the cubes of its level
