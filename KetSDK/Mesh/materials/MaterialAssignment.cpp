@@ -1,5 +1,6 @@
 #include <KetSDK/Mesh/materials/MaterialAssignment.h>
 
+#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/Mesh/materials/MDensityLookup.h>
 #include <KetSDK/Mesh/materials/MHUList.h>
 #include <KetSDK/Mesh/materials/MMeshColorMap.h>
@@ -319,6 +320,15 @@ private:
     std::size_t m_count;
 };
 
+// The volume of an element as if its corners were wound the right way, so that inverted elements have a mass.
+// Where a curved element folds over, the integral over it takes away what it covers twice.
+double OrientedVolume(MMeshElement const& e) {
+    double const volume = GetCurvedElementVolume(e);
+    if (e.GetNodeCount() != 10)
+        return std::fabs(volume);
+    return TetrahedronBase<double>(&e).Volume() < 0.0 ? -volume : volume;
+}
+
 // Counts the elements of each material, with their volumes, grey values and masses.
 void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, MaterialPlaces const& places,
                    std::vector<AssignedMaterial>& materials) {
@@ -330,7 +340,7 @@ void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, Materia
         if (i == materials.size())
             return;
         AssignedMaterial& material = materials[i];
-        double const volume = std::fabs(GetCurvedElementVolume(e));
+        double const volume = OrientedVolume(e);
         double const grey = grey_values ? grey_values->GetValue(e) : 0.0;
         double const density = material.source != Source::Law ? material.density
                                : how.densities                ? how.densities->GetValue(e)
