@@ -18,7 +18,7 @@ build_packages=(
 )
 clang_packages=(clang libclang-rt-14-dev llvm) # llvm names the functions in what a sanitizer reports
 test_packages=("${clang_packages[@]}" libbenchmark-dev clang-format clang-tidy dpkg-dev
-    python3-pytest python3-meshio python3-vtk9 python3-matplotlib mypy python3-pip python3-setuptools python3-wheel
+    python3-pytest python3-distributed python3-meshio python3-vtk9 python3-matplotlib mypy python3-pip python3-setuptools python3-wheel
     doxygen python3-sphinx python3-myst-parser furo)
 
 # install_packages NAME...: installs with apt what is missing, and says so when it cannot.
