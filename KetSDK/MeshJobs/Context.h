@@ -17,6 +17,12 @@ struct TurnedInput {
     Mesh::CoordinateFrame to;
 };
 
+// Seconds that were spent on files.
+struct FileTimes {
+    double read = 0.0;
+    double write = 0.0;
+};
+
 // What surrounds a job: where its progress is shown, how it is cancelled, how many threads it may use, and
 // where its warnings go. A context that was just made shows nothing, is never cancelled, uses all cores and
 // drops warnings.
@@ -29,6 +35,9 @@ struct KETSDK_MESHJOBS_API Context {
     std::function<void(std::string const& message)> warn;
     // Called for each input that was turned; may be empty.
     std::function<void(TurnedInput const& input)> turned;
+
+    // What reading and writing meshes, surfaces, graphs and images takes is added to it; may be null.
+    FileTimes* times = nullptr;
 
     void Warn(std::string const& message) const;
     bool IsCancelled() const;

@@ -83,7 +83,7 @@ ExportResult Export(Model const& model, DeckFiles& files, ExportOptions const& o
                         "it only names places, so that there is no step to split off");
     ExportResult result;
     std::string const path = files.deck.GetPath().string();
-    Detail::ForFile(path, [&] {
+    Detail::WritingFile(path, context, [&] {
         Write(analysis, files, options, context);
         context.ThrowIfCancelled();
         result.files.push_back(path);

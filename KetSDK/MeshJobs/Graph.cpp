@@ -42,7 +42,7 @@ MeshVTK::OutputFile OpenGraphFile(std::string const& path) {
 
 void WriteGraphs(MStlFeature const& graphs, MeshVTK::OutputFile& file, MeshVTK::LengthUnit unit,
                  Context const& context, std::optional<Mesh::CoordinateFrame> frame) {
-    Detail::ForFile(file.GetPath().string(), [&] {
+    Detail::WritingFile(file.GetPath().string(), context, [&] {
         auto const lines = MeshVTK::PolyDataFromGraphs(graphs, unit);
         MeshVTK::SetFrame(*lines, frame);
         MeshVTK::WriteGraphFile(*lines, file, context.progress);

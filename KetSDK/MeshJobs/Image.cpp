@@ -9,7 +9,7 @@ namespace KetSDK::MeshJobs {
 
 Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit, Context const& context,
                 std::string const& series) {
-    return Detail::ForFile(path, [&] {
+    return Detail::ReadingFile(path, context, [&] {
         MeshVTK::ImageFileReport report;
         auto voxels = std::make_shared<Image::Voxels>();
         voxels->data = MeshVTK::ReadImageFile(path, {series}, context.progress, &report);

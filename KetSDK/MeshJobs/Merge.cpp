@@ -7,6 +7,7 @@
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
@@ -111,7 +112,7 @@ MergeResult Merge(Model& first, Model const& second, Context const& context) {
     MMeshOrigins of_first, of_second;
     MMeshMergeVolumesOperator merge(first.mesh.get(), second.mesh.get());
     merge.SetOrigins(&of_first, &of_second);
-    if (!merge.Operate())
+    if (!Detail::Operate(merge, context))
         throw FileError(second.file, "it could not be added to " + Detail::NameOf(first));
     FillGreyValues(first, second, has_grey, elements_of_first, context);
     first.fields.clear(); // they have no values on the nodes that were added

@@ -5,7 +5,7 @@
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
-#include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshVTK/LabelsFromImage.h>
 
 #include <unistd.h>
@@ -102,11 +102,7 @@ MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions co
     result.model.mesh = std::make_unique<MMeshBase>();
     result.model.frame = image.frame;
     meshing.SetMesh(result.model.mesh.get());
-    bool done = false;
-    Detail::WithThreads(context, [&](bool parallel) {
-        meshing.SetParallel(parallel);
-        done = meshing.Operate();
-    });
+    bool const done = Detail::Operate(meshing, context);
     context.ThrowIfCancelled();
     if (!done)
         throw FileError(image.file, "its labels could not be meshed");

@@ -131,7 +131,7 @@ bool IsMeshFileName(std::string const& path) {
 }
 
 Model ReadModel(std::string const& path, ReadOptions const& options, Context const& context) {
-    return Detail::ForFile(path, [&] {
+    return Detail::ReadingFile(path, context, [&] {
         MeshVTK::CheckInputFile(path, ".kmesh, .vtu, .vtk or .inp");
         if (!IsModelFileName(path) && !IsDeckName(path))
             throw MeshVTK::Error(
@@ -163,7 +163,7 @@ MeshVTK::OutputFile OpenModelFile(std::string const& path, WriteOptions const& o
 void WriteModel(Model const& model, MeshVTK::OutputFile& file, WriteOptions const& options,
                 Context const& context) {
     std::string const path = file.GetPath().string();
-    Detail::ForFile(path, [&] {
+    Detail::WritingFile(path, context, [&] {
         if (IsMeshFileName(path)) {
             WriteMeshFile(model, file, options.encoding, context);
             return;

@@ -6,7 +6,6 @@
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
-#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshJobs/detail/VolumeOf.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
@@ -66,10 +65,7 @@ ProjectResult Project(Model& model, SurfaceModel const& given, ProjectOptions co
     MStlTriangleTree const tree(*surface.surfaces);
     std::vector<MMeshPoint*> const nodes = project.FindNodes();
     ProjectResult::State const before = Measure(*model.mesh, nodes, tree, context);
-    Detail::WithThreads(context, [&](bool parallel) {
-        project.SetParallel(parallel);
-        Detail::RunOperator(project, model, "it could not be moved onto the surface", context);
-    });
+    Detail::RunOperator(project, model, "it could not be moved onto the surface", context);
     ProjectResult result = Count(project);
     result.before = before;
     result.after = Measure(*model.mesh, nodes, tree, context);

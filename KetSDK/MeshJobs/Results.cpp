@@ -32,7 +32,7 @@ ResultsReport Results(Model& model, std::string const& file, ResultsOptions cons
     Detail::NodeIndex const index_of = is_deck ? IndexOfOriginals(*model.mesh) : [](std::int32_t id) {
         return std::optional(static_cast<std::size_t>(id) - 1);
     };
-    return Detail::ForFile(file, [&] {
+    return Detail::ReadingFile(file, context, [&] {
         MeshVTK::CheckInputFile(file, ".frd");
         MeshSolver::FrdResult result = Detail::ReadResults(model, file, index_of, options.step, context);
         return Detail::TakeResultArrays(model, result);

@@ -32,7 +32,7 @@ void WarnOfNames(MStlBase const& stl, std::filesystem::path const& path, Context
 } // namespace
 
 SurfaceModel ReadSurface(std::string const& path, ReadOptions const& options, Context const& context) {
-    return Detail::ForFile(path, [&] {
+    return Detail::ReadingFile(path, context, [&] {
         MeshVTK::SurfaceFromPolyDataOptions how;
         how.unit = options.unit;
         how.limits = options.limits;
@@ -67,7 +67,7 @@ MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
 
 void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file, SurfaceWriteOptions const& options,
                   Context const& context) {
-    Detail::ForFile(file.GetPath().string(), [&] {
+    Detail::WritingFile(file.GetPath().string(), context, [&] {
         WarnOfNames(*surface.surfaces, file.GetPath(), context);
         auto const data = MeshVTK::PolyDataFromSurfaces(*surface.surfaces, options.unit);
         MeshVTK::AddArrays(*data, surface.arrays);
@@ -81,7 +81,7 @@ void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file, Surfac
 
 std::vector<std::string> WriteSurfaces(SurfaceModel const& surface, std::string const& path,
                                        SurfaceWriteOptions const& options, Context const& context) {
-    return Detail::ForFile(path, [&] {
+    return Detail::WritingFile(path, context, [&] {
         std::vector<std::string> names;
         for (auto const& name : MeshVTK::WriteSurfaceFiles(*surface.surfaces, surface.arrays, surface.frame,
                                                            options.unit, path, context.progress))

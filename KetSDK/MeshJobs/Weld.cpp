@@ -5,6 +5,7 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
+#include <KetSDK/MeshJobs/detail/RunOperator.h>
 
 #include <cmath>
 #include <memory>
@@ -25,7 +26,7 @@ WeldResult Weld(Model const& model, WeldOptions const& options, Context const& c
     weld.SetTarget(result.model.mesh.get());
     weld.SetTolerance(options.tolerance);
     weld.SetOrigins(&origins);
-    if (!weld.Operate())
+    if (!Detail::Operate(weld, context))
         throw FileError(model.file,
                         weld.GetCollapsing()
                             ? "element " + std::to_string(*weld.GetCollapsing()) +

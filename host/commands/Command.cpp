@@ -3,8 +3,11 @@
 #include <KetSDK/MeshVTK/OutputTransaction.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/terminal/Cancellation.h>
+#include <host/terminal/Format.h>
+#include <host/terminal/PeakMemory.h>
 #include <host/terminal/Table.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <iostream>
 #include <sstream>
@@ -15,6 +18,11 @@ void Command::Declare(CLI::App& app) {
     CLI::App& command = *app.add_subcommand(m_name, m_description);
     command.footer(m_footer);
     DeclareOptions(command);
+    command
+        .add_option("--threads", m_threads,
+                    "Number of threads to work on (as many as there are cores unless given)")
+        ->check(CLI::Range(1, 1024));
+    command.add_flag("--timing", m_timing, "Tell the seconds and the memory that it took");
     command.add_flag("--all-rows", m_all_rows, "Print tables with all rows, not 100 at most");
     command.add_flag("--json", m_json, "Print one JSON object");
 }
@@ -22,6 +30,7 @@ void Command::Declare(CLI::App& app) {
 int Command::Run(Progress const& progress) {
     if (Answer())
         return Done;
+    m_start = std::chrono::steady_clock::now();
     KetSDK::MeshVTK::OutputTransaction files; // all appear together, and not before there is a report
     if (m_json)
         m_cancelled = JsonText(ReportError("cancelled"));
@@ -42,6 +51,8 @@ int Command::Run(Progress const& progress) {
 KetSDK::MeshJobs::Context Command::MakeContext(Progress const& progress) {
     KetSDK::MeshJobs::Context context;
     context.progress = progress;
+    context.threads = m_threads;
+    context.times = &m_times;
     context.warn = [this](std::string const& message) {
         std::cerr << "ketmesh: warning: " << message << '\n';
         m_warnings.push_back(message);
@@ -64,6 +75,11 @@ void Command::AddSurroundings(Json& report) const {
     report["warnings"] = m_warnings;
 }
 
+double Command::SecondsOfWork() const {
+    std::chrono::duration<double> const all = std::chrono::steady_clock::now() - m_start;
+    return std::max(0.0, all.count() - m_times.read - m_times.write);
+}
+
 std::string Command::ObjectText() const {
     Json report = Report();
     AddSurroundings(report);
@@ -73,6 +89,10 @@ std::string Command::ObjectText() const {
                                     {"to", KetSDK::Mesh::FrameWord(input.to)}});
     if (m_has_outputs)
         report["files"] = m_files;
+    if (m_timing) {
+        report["seconds"] = {{"read", m_times.read}, {"work", SecondsOfWork()}, {"write", m_times.write}};
+        report["peak_memory"] = PeakMemory();
+    }
     return JsonText(report);
 }
 
@@ -89,6 +109,10 @@ std::string Command::Text() const {
         out << separator << "written: " << KetSDK::MeshVTK::Printable(m_files[i]) << '\n';
         separator = "";
     }
+    if (m_timing)
+        out << "\ntime: " << FormatGeneral(m_times.read, 3) << " s reading, "
+            << FormatGeneral(SecondsOfWork(), 3) << " s working, " << FormatGeneral(m_times.write, 3)
+            << " s writing; memory: " << FormatBytes(PeakMemory()) << " at most\n";
     return out.str();
 }
 

@@ -5,6 +5,7 @@
 #include <host/terminal/ExitStatus.h>
 #include <host/terminal/Output.h>
 
+#include <chrono>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -14,7 +15,7 @@ namespace ketmesh {
 
 // A subcommand. It declares its options, makes those of a job of them, runs the job, and shows the result.
 // What all commands have in common is done here: the report as JSON or for people, the names of the files
-// that were read and written, warnings, progress, and cancellation.
+// that were read and written, warnings, progress, cancellation, threads, and what time and memory it took.
 class Command {
 public:
     using Progress = std::shared_ptr<KetSDK::Common::IProgressDelegate>;
@@ -63,6 +64,8 @@ private:
     KetSDK::MeshJobs::Context MakeContext(Progress const& progress);
     // What all reports have.
     void AddSurroundings(Json& report) const;
+    // Seconds since the beginning that were spent on neither reading nor writing.
+    double SecondsOfWork() const;
     std::string ObjectText() const;
     std::string Text() const;
 
@@ -74,6 +77,10 @@ private:
     std::vector<std::string> m_warnings;
     std::vector<KetSDK::MeshJobs::TurnedInput> m_turned;
     std::string m_cancelled; // what a cancelled run prints
+    int m_threads = 0;       // 0: as many as there are cores
+    bool m_timing = false;
+    std::chrono::steady_clock::time_point m_start;
+    KetSDK::MeshJobs::FileTimes m_times;
     bool m_has_outputs = false;
     bool m_json = false;
     bool m_all_rows = false;

@@ -39,7 +39,7 @@ private:
         m_output.Open({m_input.GetUnit()});
         KetSDK::MeshJobs::Model model = m_input.Read(context);
         m_result = KetSDK::MeshJobs::Group(model, m_surface.Read(m_input, context),
-                                           {m_surface.GetTolerance()}, m_surface.Limit(context));
+                                           {m_surface.GetTolerance()}, context);
         m_output.Write(model, context);
     }
 

@@ -6,7 +6,6 @@
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceInput.h>
 #include <host/commands/options/SurfaceOutput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
 
@@ -54,7 +53,6 @@ private:
         m_output.Declare(*this, command, "Surface file to write")
             ->description("Surface file to write: .vtp")
             ->required();
-        m_threads.Declare(command);
         command.callback([this] {
             if (!m_threshold.IsGiven())
                 throw CLI::RequiredError("--below or --above");
@@ -73,7 +71,7 @@ private:
         std::optional<SurfaceModel> surface;
         if (m_surface.IsGiven())
             surface = m_surface.Read(m_input, context);
-        m_result = KetSDK::MeshJobs::Grow(model, std::move(surface), m_options, m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::Grow(model, std::move(surface), m_options, context);
         m_output.Write(m_result.surface, {m_input.GetUnit()}, context);
     }
 
@@ -118,7 +116,6 @@ private:
 
     ModelInput m_input;
     BadThreshold m_threshold;
-    ThreadsOption m_threads;
     SurfaceInput m_surface;
     SurfaceOutput m_output;
     KetSDK::MeshJobs::GrowOptions m_options;

@@ -42,7 +42,7 @@ private:
         KetSDK::MeshJobs::Model model = m_input.Read(context);
         KetSDK::MeshJobs::SurfaceModel const surface = m_surface.Read(m_input, context);
         m_result = KetSDK::MeshJobs::Label(model, m_surface.IsGiven() ? &surface : nullptr,
-                                           {m_surface.GetTolerance()}, m_surface.Limit(context));
+                                           {m_surface.GetTolerance()}, context);
         m_output.Write(model, context);
     }
 

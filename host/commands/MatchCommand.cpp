@@ -47,7 +47,7 @@ private:
     void Work(KetSDK::MeshJobs::Context const& context) override {
         KetSDK::MeshJobs::Model const model = m_input.Read(context);
         m_result = KetSDK::MeshJobs::Match(model, m_surface.Read(m_input, context),
-                                           {m_surface.GetTolerance()}, m_surface.Limit(context));
+                                           {m_surface.GetTolerance()}, context);
     }
 
     Json Report() const override {

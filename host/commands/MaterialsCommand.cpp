@@ -7,7 +7,6 @@
 #include <host/commands/options/MaterialLawInput.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Choice.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/Table.h>
@@ -90,7 +89,6 @@ private:
         CLI::Option* const output =
             m_output.Declare(*this, command, "Volume mesh to write with the materials as cell arrays");
         m_catalog.Declare(*this, command);
-        m_threads.Declare(command);
         CLI::Option* const list =
             command.add_flag("--list-presets", m_list, "Show all presets with their sources; needs no files");
         command.add_flag("--markdown", m_markdown, "With --list-presets: as a table in Markdown")
@@ -144,7 +142,7 @@ private:
         Model model = m_input.Read(context);
         KetSDK::MeshJobs::Image const image =
             m_options.constants_only ? KetSDK::MeshJobs::Image() : m_image.Read(context);
-        m_result = KetSDK::MeshJobs::Materials(model, image, m_options, m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::Materials(model, image, m_options, context);
         // Both files or none.
         m_catalog.Write(model.mesh->GetMaterialCatalog());
         context.ThrowIfCancelled();
@@ -262,7 +260,6 @@ private:
     ConstantsInput m_constants;
     ModelOutput m_output;
     CatalogOutput m_catalog;
-    ThreadsOption m_threads;
     MaterialsOptions m_options;
     Choice<MaterialsBy> m_by{{{"grey", MaterialsBy::Grey},
                               {"mask", MaterialsBy::Mask},

@@ -2,7 +2,6 @@
 #include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelOutput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
 #include <host/terminal/NumberList.h>
@@ -104,7 +103,6 @@ private:
             ->check(CLI::IsMember({"m", "mm", "um"}));
         command.add_option("--unit", m_unit, "Unit of length of the mesh file (mm unless given)")
             ->check(CLI::IsMember({"m", "mm", "um"}));
-        m_threads.Declare(command);
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
@@ -116,7 +114,7 @@ private:
             KetSDK::MeshJobs::ReadImage(m_file, KetSDK::MeshVTK::LengthUnit::FromName(m_image_unit), context);
         if (!image.note.empty())
             context.Warn(image.file + ": " + image.note);
-        m_result = KetSDK::MeshJobs::MeshFromLabels(image, m_options, m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::MeshFromLabels(image, m_options, context);
         m_output.Write(m_result.model, context);
     }
 
@@ -166,7 +164,6 @@ private:
     std::string m_image_unit = "mm";
     std::string m_unit = "mm";
     ModelOutput m_output;
-    ThreadsOption m_threads;
     KetSDK::MeshJobs::MeshFromLabelsOptions m_options;
     KetSDK::MeshJobs::MeshFromLabelsResult m_result;
 };

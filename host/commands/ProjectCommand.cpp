@@ -3,7 +3,6 @@
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/commands/options/SurfaceInput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
 #include <host/terminal/Table.h>
@@ -53,14 +52,12 @@ private:
             ->check(CLI::Range(0.0, 1.0));
         m_output.Declare(*this, command, "Volume mesh to write, with all arrays of the one that is read")
             ->required();
-        m_threads.Declare(command);
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
         m_output.Open({m_input.GetUnit()});
         KetSDK::MeshJobs::Model model = m_input.Read(context);
-        m_result = KetSDK::MeshJobs::Project(model, m_surface.Read(m_input, context), m_options,
-                                             m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::Project(model, m_surface.Read(m_input, context), m_options, context);
         m_output.Write(model, context);
     }
 
@@ -114,7 +111,6 @@ private:
     ModelInput m_input;
     SurfaceInput m_surface;
     ModelOutput m_output;
-    ThreadsOption m_threads;
     KetSDK::MeshJobs::ProjectOptions m_options;
     ProjectResult m_result;
 };

@@ -8,7 +8,6 @@
 #include <host/commands/options/BadThreshold.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/NumberCheck.h>
 
 #include <cstddef>
@@ -79,7 +78,6 @@ private:
             ->type_name("K")
             ->check(Count());
         m_output.Declare(*this, command, "Volume mesh to write with each metric's values as a cell array");
-        m_threads.Declare(command);
         CLI::Option* const list = command.add_flag(
             "--list", m_list, "Show all metrics with their definitions and sources; needs no mesh");
         command.add_flag("--markdown", m_markdown, "With --list: as a page in Markdown")->needs(list);
@@ -156,7 +154,7 @@ private:
         if (!m_plot.empty())
             plot.emplace(KetSDK::MeshJobs::OpenQualityPlot(m_plot));
         Model model = m_input.Read(context);
-        m_result = KetSDK::MeshJobs::Quality(model, m_options, m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::Quality(model, m_options, context);
         for (MMeshArray& values : m_result.values)
             KetSDK::MeshJobs::SetArray(model.arrays, std::move(values));
         m_output.Write(model, context);
@@ -221,7 +219,6 @@ private:
     ModelInput m_input;
     ModelOutput m_output;
     BadThreshold m_threshold;
-    ThreadsOption m_threads;
     KetSDK::MeshJobs::QualityOptions m_options;
     std::vector<std::string> m_limits;
     std::string m_limit_set;

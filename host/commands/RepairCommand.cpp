@@ -3,7 +3,6 @@
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
 #include <host/terminal/Table.h>
@@ -47,7 +46,6 @@ private:
                         "End with exit status 2 when more than so many elements stay bad")
             ->type_name("N")
             ->check(Count());
-        m_threads.Declare(command);
     }
 
     static void DeclareThreshold(CLI::App& command, char const* name, double& value,
@@ -61,7 +59,7 @@ private:
         KetSDK::MeshJobs::RequireValid(m_options);
         m_output.Open({m_input.GetUnit()});
         KetSDK::MeshJobs::Model model = m_input.Read(context);
-        m_result = KetSDK::MeshJobs::Repair(model, m_options, m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::Repair(model, m_options, context);
         m_output.Write(model, context);
     }
 
@@ -121,7 +119,6 @@ private:
 
     ModelInput m_input;
     ModelOutput m_output;
-    ThreadsOption m_threads;
     KetSDK::MeshJobs::RepairOptions m_options;
     std::optional<std::uint64_t> m_most_bad;
     KetSDK::MeshJobs::RepairResult m_result;

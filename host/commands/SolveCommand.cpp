@@ -3,7 +3,6 @@
 #include <host/commands/options/CaseInput.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Choice.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
@@ -50,7 +49,6 @@ private:
             ->check(PositiveNumber());
         command.add_option("--keep", m_options.keep, "Folder to keep the files of the solver in")
             ->type_name("FOLDER");
-        m_threads.Declare(command);
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
@@ -61,7 +59,7 @@ private:
             m_options.path = path;
         m_output.Open({m_input.GetUnit()});
         KetSDK::MeshJobs::Model model = m_input.Read(context);
-        m_result = KetSDK::MeshJobs::Solve(model, m_options, m_threads.Limit(context));
+        m_result = KetSDK::MeshJobs::Solve(model, m_options, context);
         m_output.Write(model, context);
     }
 
@@ -111,7 +109,6 @@ private:
     ModelInput m_input;
     ModelOutput m_output;
     CaseInput m_case;
-    ThreadsOption m_threads;
     Choice<Method> m_method{
         {{"auto", Method::Auto}, {"direct", Method::Direct}, {"iterative", Method::Iterative}}};
     KetSDK::MeshJobs::SolveOptions m_options;

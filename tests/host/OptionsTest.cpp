@@ -16,7 +16,7 @@ namespace {
 std::map<std::string, std::vector<std::string>> const Runs = {
     {"mesh",
      {"LABELS -o out.vtu --size 12 --max-size 20 --labels 1,2 --min-dihedral 12 --smooth 1 --rounds 2 "
-      "--image-unit mm --unit mm --threads 2"}},
+      "--image-unit mm --unit mm"}},
     {"info", {"tet4.vtu"}},
     {"save", {"tet4.vtu -o out.kmesh --text"}},
     {"diff", {"tet4.vtu tet4.vtu --tolerance 0.1"}},
@@ -27,24 +27,20 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"explode", {"tet4.vtu --shrink 0.2 --select label -o out.vtp"}},
     {"graph", {"tet4.vtu --all-edges -o out.vtp"}},
     {"quality",
-     {"tet4.vtu --metric Volume --below -1 --fail-on 0 --partitions 5 --plot out.svg --worst 3 -o out.vtu "
-      "--threads 2",
+     {"tet4.vtu --metric Volume --below -1 --fail-on 0 --partitions 5 --plot out.svg --worst 3 -o out.vtu",
       "tet4.vtu --metric EdgeMaxMin --above 1e9 --width 0.5 --max-bound 10 --histograms",
       "tet4.vtu --limits abaqus --limit Volume>=0", "--list --markdown", "--list-limits"}},
     {"check", {"tet10.vtu --tolerance 5 --fail-on 0"}},
-    {"repair",
-     {"tet10.vtu -o out.vtu --min-ratio 0 --max-ratio 10 --min-alignment 0.3 --fail-on 0 --threads 2"}},
+    {"repair", {"tet10.vtu -o out.vtu --min-ratio 0 --max-ratio 10 --min-alignment 0.3 --fail-on 0"}},
     {"orient", {"tet10.vtu -o out.vtu"}},
     {"grow",
-     {"tet4.vtu --metric Volume --below 1 --rings 2 --surface skin.vtp --surface-frame RAS -o out.vtp "
-      "--threads 2",
+     {"tet4.vtu --metric Volume --below 1 --rings 2 --surface skin.vtp --surface-frame RAS -o out.vtp",
       "tet4.vtu --metric EdgeMaxMin --above 1.1 -o out.vtp"}},
     {"layers", {"tet4.vtu --layers 2 -o out.vtu"}},
     {"convert", {"tet10.vtu -o out.vtu --to tet4 --split"}},
-    {"label", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --threads 2 -o out.vtu"}},
-    {"group", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --threads 2 -o out.vtu"}},
-    {"match",
-     {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --threads 2 --fail-on 9999"}},
+    {"label", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 -o out.vtu"}},
+    {"group", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 -o out.vtu"}},
+    {"match", {"tet4.vtu --surface skin.vtp --surface-frame RAS --tolerance 0.001 --fail-on 9999"}},
     {"remove", {"tet4.vtu --name ONE -o out.vtu"}},
     {"split", {"tet4.vtu --name ONE -o out.vtu"}},
     {"merge", {"tet4.vtu tet10.vtu -o out.vtu"}},
@@ -53,20 +49,19 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"cut", {"tet4.vtu --normal 0,0,1 --point 0,0,0.5 -o out.vtp"}},
     {"project",
      {"tet4.vtu --surface skin.vtp --surface-frame RAS --distance 0.01 --interfaces --min-quality 0.1 -o "
-      "out.vtu --threads 2"}},
+      "out.vtu"}},
     {"materials",
      {"HEAD --image CT --image-unit mm --sampling mean --order 1 --outside -1000 --bins 3 --law "
       "1,0.001,1,0,0 "
       "--modulus 3000,2 --poisson 0.4 --unit-offset --min-density 0.02 --by grey --average law -o out.vtu "
-      "--catalog out.xml --threads 2",
+      "--catalog out.xml",
       "HEAD --image CT --preset femur --by single -o out.vtu --only ONE --set TWO=1.9,17000,0.3",
       "HEAD --image DICOM --series 1.2.3 --preset femur --by single -o out.vtu",
       "--list-presets --markdown"}},
     {"export",
      {"block.inp -o out.inp --case case.toml --materials elements --dialect abaqus --split --original-ids"}},
     {"solve",
-     {"block.inp --case case.toml -o out.vtu --materials nodes --solver direct --timeout 60 --keep out.run "
-      "--threads 2"}},
+     {"block.inp --case case.toml -o out.vtu --materials nodes --solver direct --timeout 60 --keep out.run"}},
     {"results", {"kept.run/model.frd --mesh block.inp --step 1 -o out.vtu"}},
     {"colors",
      {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
@@ -224,11 +219,14 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
         for (std::string line; std::getline(lines, line);)
             EXPECT_TRUE(line.size() <= 80 || line.starts_with("  ketmesh ")) << line;
         std::set<std::string> used = {"--help"};
-        std::vector<std::string> common = {"--labels",   "label", "--unit",         "mm",
-                                           "--frame",    "RAS",   "--allow-merged", "--allow-out-of-range",
-                                           "--all-rows", "--json"};
+        std::vector<std::string> common = {"--labels",   "label",  "--unit",         "mm",
+                                           "--frame",    "RAS",    "--allow-merged", "--allow-out-of-range",
+                                           "--all-rows", "--json", "--timing",       "--threads",
+                                           "2"};
         if (command == "mesh") // reads an image, and no mesh
-            common = {"--all-rows", "--json"};
+            common = {"--all-rows", "--json", "--timing", "--threads", "2"};
+        std::string const common_keys =
+            " inputs warnings seconds.read seconds.work seconds.write peak_memory";
         for (std::string const& run : Runs.at(command)) {
             std::vector<std::string> arguments = {command};
             std::istringstream words(run);
@@ -243,8 +241,7 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
             EXPECT_EQ(result.status, 0) << run << ": " << result.err;
             EXPECT_NE(result.out, "") << run;
             Json const report = reports ? Json::parse(result.out, nullptr, false) : Json();
-            std::istringstream keys(Keys.contains(command) ? Keys.at(command) + " inputs warnings"
-                                                           : "inputs warnings");
+            std::istringstream keys(Keys.contains(command) ? Keys.at(command) + common_keys : common_keys);
             for (std::string key; reports && keys >> key;)
                 EXPECT_TRUE(HasKey(report, key)) << key << " is missing: " << report;
         }

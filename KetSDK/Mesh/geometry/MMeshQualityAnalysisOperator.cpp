@@ -210,7 +210,6 @@ MMeshQualityAnalysisOperator::MMeshQualityAnalysisOperator(MMeshQualityAnalysisO
     , m_partition_width(other.m_partition_width)
     , m_max_bound(other.m_max_bound)
     , m_progress(other.m_progress)
-    , m_parallel(other.m_parallel)
     , m_curved_volumes(other.m_curved_volumes) {}
 
 MMeshQualityAnalysisOperator&
@@ -224,7 +223,6 @@ MMeshQualityAnalysisOperator::operator=(MMeshQualityAnalysisOperator const& othe
     m_partition_width = other.m_partition_width;
     m_max_bound = other.m_max_bound;
     m_progress = other.m_progress;
-    m_parallel = other.m_parallel;
     m_curved_volumes = other.m_curved_volumes;
     return *this;
 }
@@ -286,7 +284,7 @@ bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
     };
     KetSDK::Support::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
                                            .step = StepSize,
-                                           .parallel = m_parallel,
+                                           .parallel = GetParallel(),
                                            .grain = 4,
                                            .window = 160};
     return KetSDK::Support::ComputeSteps<Values>(steps, compute, commit);
@@ -319,7 +317,7 @@ void MMeshQualityAnalysisOperator::FillHistogram() {
         m_histogram->SetMaxRange(min_range + partitions * m_partition_width);
     }
     m_histogram->SetNbPartitions(static_cast<unsigned int>(std::max(partitions, 0)));
-    m_histogram->ComputeHistogram(m_parallel);
+    m_histogram->ComputeHistogram(GetParallel());
 }
 
 bool MMeshQualityAnalysisOperator::IsBetterThan(double a, double b) const noexcept {

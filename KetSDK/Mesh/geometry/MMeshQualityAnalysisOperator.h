@@ -89,10 +89,6 @@ public:
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_progress = std::move(delegate);
     }
-    // Whether the values are computed on several threads, as many as the task arena of the caller has;
-    // false unless set.
-    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
-    bool GetParallel() const noexcept { return m_parallel; }
     // Whether Volume, VolumeInRange and VolumeInRange2 of a quadratic element are exact ones of the curved
     // element; false, those of its corners, unless set. CornerVolume is that of the corners either way.
     void SetCurvedVolumes(bool curved) noexcept { m_curved_volumes = curved; }
@@ -128,6 +124,5 @@ private:
     double m_partition_width = 0.0;
     double m_max_bound = DBL_MAX;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
-    bool m_parallel = false;
     bool m_curved_volumes = false;
 };

@@ -17,6 +17,11 @@ public:
     virtual void SetSettings(MMeshOperatorSettings* settings);
     virtual void SetMesh(MMeshBase* mesh);
     virtual MMeshBase* GetMesh();
+    // Whether Operate() may use several threads, as many as the task arena of the caller has; false unless
+    // set. The result is the same bit for bit either way. Operators whose rules are sequential take no
+    // notice.
+    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
+    bool GetParallel() const noexcept { return m_parallel; }
     // Runs the job. False when the mesh or the settings do not suit, and after cancellation.
     virtual bool Operate() = 0;
     // Hook for discarding results; does nothing here.
@@ -30,4 +35,5 @@ protected:
 private:
     MMeshOperatorSettings* m_settings = nullptr;
     MMeshBase* m_mesh = nullptr;
+    bool m_parallel = false;
 };

@@ -112,7 +112,7 @@ public:
 
     // False when the user cancelled.
     bool Do(MMeshBase& mesh) {
-        m_weights.emplace(m_labels, Kernel(), m_owner.m_parallel);
+        m_weights.emplace(m_labels, Kernel(), m_owner.GetParallel());
         if (!Advance(80))
             return false;
         MakeLabelledLattice();
@@ -153,9 +153,9 @@ private:
     // The lattice with a label for each tetrahedron, all boundaries manifold.
     void MakeLabelledLattice() {
         m_lattice.emplace(MakeLattice(MakeTree(*m_weights, m_grid), m_grid, *m_weights));
-        m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.m_parallel);
+        m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.GetParallel());
         NodeTetrahedra const around(m_lattice->nodes.size(), m_lattice->tetrahedra);
-        m_relabelled = MakeManifold(*m_lattice, around, m_owner.m_parallel, m_tetrahedron_labels);
+        m_relabelled = MakeManifold(*m_lattice, around, m_owner.GetParallel(), m_tetrahedron_labels);
         FindInterfaces(around);
     }
 
@@ -195,7 +195,7 @@ private:
         KetSDK::Support::WorkSteps steps;
         steps.items = m_moving.positions.size();
         steps.step = 4096;
-        steps.parallel = m_owner.m_parallel;
+        steps.parallel = m_owner.GetParallel();
         KetSDK::Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
             for (std::uint64_t i = first; i < last; ++i)
                 m_moving.positions[i] = m_space.PositionOf(m_grid.PlaceOf(m_lattice->nodes[i]));
@@ -222,7 +222,7 @@ private:
         limits.reach = Units(m_settings.size);
         limits.largest_bulge = Units(std::min(0.05 * m_settings.size, 0.25 * SmallestSpacing(m_image)));
         limits.rounds = m_settings.rounds;
-        limits.parallel = m_owner.m_parallel;
+        limits.parallel = m_owner.GetParallel();
         return MoveNodes(m_moving, around, targets, limits, [&](double fraction) {
             return Advance(300 + static_cast<unsigned long long>(600.0 * fraction));
         });
@@ -241,7 +241,7 @@ private:
         }
         ReportElements();
         ReportDistances(DistancesToInterface(m_moving, around, targets, 2.0 * Units(m_settings.size),
-                                             m_owner.m_parallel));
+                                             m_owner.GetParallel()));
         std::vector<std::uint64_t> const lost =
             CountLostVoxels(m_labels, m_moving, m_space, *m_weights, m_settings.size, m_image.spacing);
         for (std::size_t i = 0; i < m_reports.size(); ++i)

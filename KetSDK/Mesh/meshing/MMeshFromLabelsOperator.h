@@ -74,10 +74,6 @@ public:
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_progress = std::move(delegate);
     }
-    // Whether the work is done on several threads, as many as the task arena of the caller has; false unless
-    // set.
-    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
-    bool GetParallel() const noexcept { return m_parallel; }
 
     // What is wrong with image or settings, as one line; empty when a mesh can be made of them.
     std::string FindFault() const;
@@ -111,7 +107,6 @@ private:
     MLabelImage const* m_image = nullptr;
     MMeshFromLabelsSettings m_settings;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
-    bool m_parallel = false;
     std::vector<MMeshLabelReport> m_reports;
     double m_smallest_dihedral = 0.0;
     std::uint64_t m_relabelled = 0;

@@ -339,8 +339,8 @@ MMeshProjectTetOnStlOperator::FindMoves(std::vector<MMeshPoint*> const& nodes,
         reporter = last;
         return !reporter.IsCancelled();
     };
-    if (!KetSDK::Support::ComputeSteps({.items = nodes.size(), .step = 256, .parallel = m_parallel}, compute,
-                                       commit))
+    if (!KetSDK::Support::ComputeSteps({.items = nodes.size(), .step = 256, .parallel = GetParallel()},
+                                       compute, commit))
         moves.clear();
     return moves;
 }

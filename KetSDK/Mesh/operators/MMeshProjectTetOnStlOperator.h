@@ -52,10 +52,6 @@ public:
     // it already may not get worse. 0, as at first, asks for good elements alone.
     void SetMinQuality(double quality) noexcept { m_min_quality = quality; }
     double GetMinQuality() const noexcept { return m_min_quality; }
-    // Whether the nearest points are looked for on several threads, as many as the task arena of the caller
-    // has; false unless set.
-    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
-    bool GetParallel() const noexcept { return m_parallel; }
     // Hears of the progress, and lets the user cancel; null for none.
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_delegate = std::move(delegate);
@@ -110,7 +106,6 @@ private:
     double m_distance = 0.0;
     double m_min_quality = 0.0;
     bool m_interfaces = false;
-    bool m_parallel = false;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;
     Counts m_counts;
 };

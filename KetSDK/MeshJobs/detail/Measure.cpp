@@ -3,7 +3,6 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
-#include <KetSDK/MeshJobs/detail/Threads.h>
 
 #include <string>
 
@@ -19,10 +18,7 @@ void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::Q
     analysis.SetCurrentMetric(metric.type);
     analysis.SetCurvedVolumes(true);
     analysis.SetProgressDelegate(context.progress);
-    WithThreads(context, [&](bool parallel) {
-        analysis.SetParallel(parallel);
-        RunOperator(analysis, model, std::string(metric.name) + " could not be measured", context);
-    });
+    RunOperator(analysis, model, std::string(metric.name) + " could not be measured", context);
 }
 
 std::vector<double> MeasureFolds(Model const& model, Context const& context) {

@@ -8,8 +8,11 @@
 
 namespace KetSDK::MeshJobs::Detail {
 
-// Runs an operator, to which all but the mesh was given, on the mesh of a model. Throws Cancelled when the
-// user cancelled, and FileError of the model's file with `failure` when the operator failed.
+// Runs an operator, to which all was given, on as many threads as the context allows.
+bool Operate(MMeshOperator& job, Context const& context);
+
+// The same for an operator to which all but the mesh was given, on the mesh of a model. Throws Cancelled when
+// the user cancelled, and FileError of the model's file with `failure` when the operator failed.
 void RunOperator(MMeshOperator& job, Model const& model, std::string const& failure, Context const& context);
 
 } // namespace KetSDK::MeshJobs::Detail

@@ -12,7 +12,6 @@ CLI::Option* MatchInput::Declare(Command& owner, CLI::App& command) {
                     "that was remeshed, how far that has moved it")
         ->type_name("MM")
         ->check(PositiveNumber());
-    m_threads.Declare(command);
     return file;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <host/commands/options/SurfaceInput.h>
-#include <host/commands/options/ThreadsOption.h>
 
 #include <string>
 
@@ -10,7 +9,7 @@ namespace ketmesh {
 // The options with which a command reads a surface and holds it against its mesh.
 class MatchInput {
 public:
-    // Declares --surface, --tolerance and --threads; returns the option of the surface's file name.
+    // Declares --surface and --tolerance; returns the option of the surface's file name.
     CLI::Option* Declare(Command& owner, CLI::App& command);
 
     bool IsGiven() const noexcept { return m_surface.IsGiven(); }
@@ -21,15 +20,10 @@ public:
                                         KetSDK::MeshJobs::Context const& context) const {
         return m_surface.Read(mesh, context);
     }
-    // The context with the number of threads that was asked for.
-    KetSDK::MeshJobs::Context Limit(KetSDK::MeshJobs::Context const& context) const {
-        return m_threads.Limit(context);
-    }
 
 private:
     SurfaceInput m_surface;
     double m_tolerance = 0.001;
-    ThreadsOption m_threads;
 };
 
 } // namespace ketmesh

@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstdint>
+
+namespace ketmesh {
+
+// The most memory that the program has held so far, in bytes.
+std::uint64_t PeakMemory() noexcept;
+
+} // namespace ketmesh
