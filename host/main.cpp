@@ -32,7 +32,7 @@ constexpr std::unique_ptr<Command> (*Commands[])() = {
     MakeConvertCommand, MakeLabelCommand,     MakeGroupCommand,   MakeMatchCommand,  MakeRemoveCommand,
     MakeSplitCommand,   MakeMergeCommand,     MakeFrameCommand,   MakeWeldCommand,   MakeCutCommand,
     MakeProjectCommand, MakeMaterialsCommand, MakeColorsCommand,  MakeExportCommand, MakeSolveCommand,
-    MakeResultsCommand,
+    MakeResultsCommand, MakeViewCommand,
 };
 
 // An option without its value would otherwise count as not given.

@@ -16,10 +16,13 @@ build_packages=(
     libtomlplusplus-dev libxml2-dev calculix-ccx # the solver that ketmesh solve runs
     python3-dev python3-numpy pybind11-dev
 )
+# The page of ketmesh view. Where Node.js comes from elsewhere, Debian's npm conflicts with it.
+command -v npm >/dev/null || build_packages+=(nodejs npm)
 clang_packages=(clang libclang-rt-14-dev llvm) # llvm names the functions in what a sanitizer reports
 test_packages=("${clang_packages[@]}" libbenchmark-dev clang-format clang-tidy dpkg-dev
     python3-pytest python3-distributed python3-meshio python3-vtk9 python3-matplotlib mypy python3-pip python3-setuptools python3-wheel
-    doxygen python3-sphinx python3-myst-parser furo)
+    doxygen python3-sphinx python3-myst-parser furo
+    chromium fonts-dejavu-core) # the page is tested in a browser
 
 # install_packages NAME...: installs with apt what is missing, and says so when it cannot.
 install_packages() {

@@ -38,5 +38,6 @@ std::unique_ptr<Command> MakeColorsCommand();
 std::unique_ptr<Command> MakeExportCommand();
 std::unique_ptr<Command> MakeSolveCommand();
 std::unique_ptr<Command> MakeResultsCommand();
+std::unique_ptr<Command> MakeViewCommand();
 
 } // namespace ketmesh

@@ -41,6 +41,10 @@ constexpr Refusal Refusals[] = {
     {"iso TET4 --level 0 --field grey -o out/i.vtu", "surfaces are written to"},
     {"iso mixed.vtu --level 0 --field cell", "1000 elements or more"},
 
+    {"view TET4 -o out/p.html --color nothing", "there are subvolume, "},
+    {"view HEX8 -o out/p.html --color Volume", "1952 hex8"},
+    {"view TET4 -o out/p.txt", ".html"},
+
     {"quality HEX8", "1952 hex8"},
     {"quality TET4 --metric JacobianDistortion -o out/q.vtu", "JacobianDistortion"},
     {"quality TET4 --metric scaledJacobien", "near it are ScaledJacobian"},

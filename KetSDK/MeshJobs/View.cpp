@@ -1,0 +1,249 @@
+#include <KetSDK/MeshJobs/View.h>
+
+#include <KetSDK/Mesh/persistence/MMeshArrayType.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/PageCoding.h>
+#include <KetSDK/MeshJobs/detail/PageFields.h>
+#include <KetSDK/MeshJobs/detail/PageTemplate.h>
+#include <KetSDK/MeshJobs/detail/ShownElements.h>
+#include <KetSDK/MeshVTK/ArrayNames.h>
+#include <KetSDK/MeshVTK/InputFile.h>
+#include <KetSDK/MeshVTK/Text.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <iterator>
+#include <numeric>
+#include <utility>
+
+namespace KetSDK::MeshJobs {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Which elements and nodes of a mesh go into the page, in the order of the mesh.
+struct Chosen {
+    bool all = true;
+    std::vector<std::uint32_t> elements;
+    std::vector<std::uint32_t> nodes;
+    std::vector<std::int32_t> place; // of a node of the mesh among `nodes`; -1 for none
+    std::string ends;                // ShownElements
+};
+
+std::vector<std::uint32_t> FirstNumbers(MLong count) {
+    std::vector<std::uint32_t> numbers(static_cast<std::size_t>(count));
+    std::iota(numbers.begin(), numbers.end(), 0U);
+    return numbers;
+}
+
+Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& fields,
+              ViewOptions const& options) {
+    Chosen chosen;
+    chosen.all = static_cast<std::uint64_t>(mesh.NumberOfElements()) <= options.max_elements;
+    chosen.place.assign(static_cast<std::size_t>(mesh.NumberOfPoints()), -1);
+    if (chosen.all) {
+        chosen.elements = FirstNumbers(mesh.NumberOfElements());
+        chosen.nodes = FirstNumbers(mesh.NumberOfPoints());
+    } else {
+        auto [elements, ends] = Detail::ChooseShownElements(mesh, fields);
+        chosen.elements = std::move(elements);
+        chosen.ends = std::move(ends);
+        std::vector<bool> used(chosen.place.size(), false);
+        for (std::uint32_t const i : chosen.elements) {
+            MMeshElement const& element = *mesh.GetElement(i);
+            for (unsigned int k = 0; k < element.GetNodeCount(); ++k)
+                used[static_cast<std::size_t>(element.GetNode(k)->GetIndex())] = true;
+        }
+        for (std::size_t i = 0; i < used.size(); ++i)
+            if (used[i])
+                chosen.nodes.push_back(static_cast<std::uint32_t>(i));
+    }
+    for (std::size_t i = 0; i < chosen.nodes.size(); ++i)
+        chosen.place[chosen.nodes[i]] = static_cast<std::int32_t>(i);
+    return chosen;
+}
+
+// The blocks of a page's data, compressed, and the header that lists them.
+class Packer {
+public:
+    Packer(Model const& model, Chosen const& chosen, Context const& context)
+        : m_mesh(*model.mesh)
+        , m_chosen(chosen)
+        , m_context(context) {}
+
+    void AddMesh(std::array<double, 6> const& box) {
+        AddPositions(box);
+        std::string kinds;
+        Detail::DifferenceCoder nodes;
+        Detail::DifferenceCoder subvolumes;
+        auto const* const numbers = std::as_const(*m_mesh.GetElementMasks()).GetSubvolumeMask();
+        for (std::uint32_t const i : m_chosen.elements) {
+            MMeshElement const& element = *m_mesh.GetElement(i);
+            kinds += static_cast<char>(element.GetNodeCount());
+            subvolumes.Add(numbers ? numbers->GetValue(element) : -1);
+            for (unsigned int k = 0; k < element.GetNodeCount(); ++k)
+                nodes.Add(m_chosen.place[static_cast<std::size_t>(element.GetNode(k)->GetIndex())]);
+        }
+        Add("kinds", kinds);
+        Add("connectivity", nodes.Take());
+        Add("subvolumes", subvolumes.Take());
+        if (m_chosen.all)
+            return;
+        Add("element_numbers", Differences(m_chosen.elements));
+        Add("node_numbers", Differences(m_chosen.nodes));
+        Add("ends", m_chosen.ends);
+    }
+
+    void AddField(Detail::PageField const& field) {
+        bool const on_nodes = field.values.place == MMeshArray::OnNodes;
+        auto const& rows = on_nodes ? m_chosen.nodes : m_chosen.elements;
+        Json entry = {{"name", field.name},   {"place", on_nodes ? "nodes" : "elements"},
+                      {"unit", field.unit},   {"kind", field.kind},
+                      {"worst", field.worst}, {"components", field.components}};
+        for (std::uint32_t i = 0; i < std::max<std::size_t>(1, field.components.size()); ++i) {
+            std::vector<double> column = ColumnOf(field.values, i);
+            for (std::size_t k = 0; !m_chosen.all && k < rows.size(); ++k)
+                column[k] = column[rows[k]];
+            column.resize(rows.size());
+            entry["blocks"].push_back(m_blocks.size());
+            Add("values", Detail::CodeColumn(column));
+        }
+        m_fields.push_back(std::move(entry));
+    }
+
+    // All of it; the header gets its lists of fields and blocks.
+    std::string Finish(Json header) {
+        header["fields"] = std::move(m_fields);
+        header["blocks"] = std::move(m_blocks);
+        // What is no UTF-8, which a file's name may be, becomes U+FFFD.
+        std::string const text = Detail::Gzip(header.dump(-1, ' ', false, Json::error_handler_t::replace));
+        std::string data;
+        for (unsigned int shift = 0; shift < 32; shift += 8)
+            data += static_cast<char>(text.size() >> shift & 0xFF);
+        return data + text + m_bytes;
+    }
+
+private:
+    template <typename Numbers>
+    static std::string Differences(Numbers const& numbers) {
+        Detail::DifferenceCoder coder;
+        for (auto const number : numbers)
+            coder.Add(static_cast<std::int32_t>(number));
+        return coder.Take();
+    }
+
+    void AddPositions(std::array<double, 6> const& box) {
+        std::vector<std::uint16_t> steps(m_chosen.nodes.size());
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            double const length = box[axis + 3] - box[axis];
+            for (std::size_t i = 0; i < steps.size(); ++i) {
+                double const x = m_mesh.GetRandomPoint(m_chosen.nodes[i])->GetPosition()[axis];
+                steps[i] = static_cast<std::uint16_t>(
+                    length > 0 ? std::round((x - box[axis]) / length * 65535.0) : 0.0);
+            }
+            Add(std::string("position_") + static_cast<char>('x' + axis), Detail::CodePositions(steps));
+        }
+    }
+
+    void Add(std::string const& name, std::string const& bytes) {
+        m_context.ThrowIfCancelled();
+        std::string const packed = Detail::Gzip(bytes);
+        m_blocks.push_back({{"name", name}, {"bytes", packed.size()}});
+        m_bytes += packed;
+    }
+
+    MMeshBase const& m_mesh;
+    Chosen const& m_chosen;
+    Context const& m_context;
+    Json m_fields = Json::array();
+    Json m_blocks = Json::array();
+    std::string m_bytes;
+};
+
+Json SubVolumesOf(MMeshBase const& mesh) {
+    Json list = Json::array();
+    for (SubVolumeReport const& report : ReportSubVolumes(mesh))
+        list.push_back({{"name", report.name}, {"elements", report.elements}, {"volume", report.volume}});
+    return list;
+}
+
+std::string ShortName(Model const& model) {
+    return model.file.empty() ? "mesh" : std::filesystem::path(model.file).filename().string();
+}
+
+void Write(MeshVTK::OutputFile& file, std::span<std::string_view const> pieces) {
+    for (std::string_view const piece : pieces)
+        file.Write(piece);
+}
+
+} // namespace
+
+PageData PackModel(Model const& model, ViewOptions const& options, Context const& context) {
+    MMeshBase const& mesh = *model.mesh;
+    if (mesh.NumberOfElements() == 0)
+        throw FileError(model.file, "the mesh has no elements, so there is nothing to show");
+    std::vector<Detail::PageField> const fields = Detail::FieldsOf(model, options, context);
+    PageData page;
+    page.result.color = Detail::ChooseColor(fields, options);
+    page.result.colors = {MeshVTK::ArrayNames::Subvolume};
+    for (Detail::PageField const& field : fields)
+        std::ranges::move(field.Colors(), std::back_inserter(page.result.colors));
+    Chosen const chosen = Choose(mesh, fields, options);
+    page.result.elements = static_cast<std::uint64_t>(mesh.NumberOfElements());
+    page.result.nodes = static_cast<std::uint64_t>(mesh.NumberOfPoints());
+    page.result.shown = chosen.elements.size();
+    std::array<double, 6> const box = BoxOf(mesh);
+    Packer packer(model, chosen, context);
+    packer.AddMesh(box);
+    for (Detail::PageField const& field : fields)
+        packer.AddField(field);
+    Json header = {{"version", 1},
+                   {"file", ShortName(model)},
+                   {"frame", nullptr},
+                   {"box", box},
+                   {"elements", chosen.elements.size()},
+                   {"nodes", chosen.nodes.size()},
+                   {"all_elements", page.result.elements},
+                   {"all_nodes", page.result.nodes},
+                   {"subvolumes", SubVolumesOf(mesh)},
+                   {"color", page.result.color}};
+    if (model.frame)
+        header["frame"] = Mesh::FrameWord(*model.frame);
+    page.data = packer.Finish(std::move(header));
+    page.result.bytes = page.data.size();
+    return page;
+}
+
+MeshVTK::OutputFile OpenPage(std::string const& path) {
+    if (Detail::GetPageTemplate().before.empty())
+        throw Error(
+            "this program was built without the page: npm was missing; with Node.js and npm installed, "
+            "configure and build it again");
+    return Detail::ForFile(path, [&path] {
+        std::string const ending = MeshVTK::LowerCaseEnding(path);
+        if (ending != ".html" && ending != ".htm")
+            throw MeshVTK::Error("pages are .html files");
+        return MeshVTK::OutputFile(path);
+    });
+}
+
+ViewResult View(Model const& model, MeshVTK::OutputFile& file, ViewOptions const& options,
+                Context const& context) {
+    PageData page = PackModel(model, options, context);
+    Detail::PageTemplate const pieces = Detail::GetPageTemplate();
+    Detail::ForFile(file.GetPath().string(), [&] {
+        Write(file, pieces.before);
+        file.Write(Detail::Base64(page.data));
+        Write(file, pieces.behind);
+        file.Commit();
+    });
+    page.result.bytes = file.GetSize();
+    return page.result;
+}
+
+} // namespace KetSDK::MeshJobs

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <KetSDK/MeshJobs/detail/PageFields.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace KetSDK::MeshJobs::Detail {
+
+// Which elements of a mesh that is too large a page shows: those that have a face at the surface or at an
+// interface, on both of its sides, and the worst by each metric.
+struct ShownElements {
+    std::vector<std::uint32_t> elements; // ascending
+    // For each of them a bit for each face, as solvers count them, at which the mesh ends. At other faces
+    // without a neighbour in the page there is an element that is not shown.
+    std::string ends;
+};
+ShownElements ChooseShownElements(MMeshBase const& mesh, std::vector<PageField> const& fields);
+
+} // namespace KetSDK::MeshJobs::Detail
