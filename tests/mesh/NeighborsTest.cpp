@@ -1,12 +1,14 @@
 #include "TestMeshes.h"
 
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/detail/NeighborBlocks.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
 #include <set>
+#include <stdexcept>
 
 using D = MMeshElementDescriptor;
 
@@ -139,4 +141,12 @@ TEST(Neighbors, AreCountedAsMemory) {
     EXPECT_GT(mesh.MemoryUsed(), before + 4 * 8 * static_cast<std::size_t>(mesh.NumberOfElements()));
     mesh.GetNeighborsInfo()->Disable();
     EXPECT_EQ(mesh.MemoryUsed(), before);
+}
+
+TEST(Neighbors, AreRefusedBeyondWhatCanBeCounted) {
+    KetSDK::Mesh::Detail::NeighborBlocks blocks;
+    EXPECT_EQ(blocks.Take(5), 0u);
+    EXPECT_THROW(blocks.Take(4 * ((1u << 30) - 2) + 1), std::runtime_error);
+    EXPECT_EQ(blocks.Take(4 * ((1u << 30) - 2)), 2u);
+    EXPECT_THROW(blocks.Take(1), std::runtime_error);
 }

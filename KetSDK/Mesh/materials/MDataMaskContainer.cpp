@@ -16,10 +16,8 @@ template <typename T>
 void MDataMaskContainer<T>::RegisterMaskObject(T& object) {
     std::uint64_t const index = _GetNewID();
     object.SetMaskIndex(index);
-    if (m_keep_objects) {
-        m_objects.Grow(index + 1, nullptr); // objects may have been forgotten
+    if (m_keep_objects)
         m_objects[index] = &object;
-    }
 }
 
 template <typename T>
@@ -38,11 +36,11 @@ void MDataMaskContainer<T>::UnregisterMaskObject(T const& object) {
     std::uint64_t const index = object.GetMaskIndex();
     if (index >= m_capacity)
         return;
-    if (m_keep_objects) {
-        if (GetObjectAt(index) != &object)
-            return; // given back before
+    if (m_keep_objects && GetObjectAt(index) != &object)
+        return; // given back before
+    m_free.Grow(m_free_count + 1, 0);
+    if (m_keep_objects)
         m_objects[index] = nullptr;
-    }
     _ReleaseID(index);
 }
 
@@ -80,7 +78,12 @@ template <typename T>
 bool MDataMaskContainer<T>::RegisterMask(IDataMask* mask, std::string const& name) {
     if (!AddMask(mask))
         return false;
-    m_names[name] = mask;
+    try {
+        m_names[name] = mask;
+    } catch (...) {
+        RemoveMask(mask);
+        throw;
+    }
     return true;
 }
 
@@ -113,14 +116,23 @@ std::size_t MDataMaskContainer<T>::MemoryUsed() const {
 
 template <typename T>
 void MDataMaskContainer<T>::ReleaseAllIDs() {
+    MakeRoomToReplaceAll(0, false);
     m_free_count = 0;
-    if (m_keep_objects)
-        m_objects.Grow(m_capacity, nullptr);
     for (std::uint64_t index = m_capacity; index-- > 0;) {
         if (m_keep_objects)
             m_objects[index] = nullptr;
         Push(index);
     }
+}
+
+template <typename T>
+void MDataMaskContainer<T>::MakeRoomToReplaceAll(std::uint64_t count, bool masks_stay) {
+    std::uint64_t const capacity = count > m_capacity ? CapacityWith(count - m_capacity) : m_capacity;
+    m_free.Grow(std::max(m_capacity, Batch), 0);
+    if (m_keep_objects)
+        m_objects.Grow(capacity, nullptr);
+    if (masks_stay)
+        _ReallocateMasks(capacity);
 }
 
 template <typename T>
@@ -135,8 +147,11 @@ template <typename T>
 std::uint64_t MDataMaskContainer<T>::_GetNewID() {
     if (m_free_count == 0)
         FreeFrom(GrowBy(1));
-    std::uint64_t const index = m_free[--m_free_count];
+    std::uint64_t const index = m_free[m_free_count - 1];
+    if (m_keep_objects)
+        m_objects.Grow(index + 1, nullptr); // objects may have been forgotten
     _SetDefault(index);
+    --m_free_count;
     return index;
 }
 
@@ -149,13 +164,17 @@ std::uint64_t MDataMaskContainer<T>::GetNewIDs(std::uint64_t count) {
 
 template <typename T>
 std::uint64_t MDataMaskContainer<T>::GrowBy(std::uint64_t count) {
-    // Room everywhere first: when memory runs out, nothing has been handed out.
-    std::uint64_t const capacity = m_capacity + (count + Batch - 1) / Batch * Batch;
+    std::uint64_t const capacity = CapacityWith(count);
+    MakeRoom(capacity);
+    return std::exchange(m_capacity, capacity);
+}
+
+template <typename T>
+void MDataMaskContainer<T>::MakeRoom(std::uint64_t capacity) {
     m_free.Grow(Batch, 0);
     if (m_keep_objects)
         m_objects.Grow(capacity, nullptr);
     _ReallocateMasks(capacity);
-    return std::exchange(m_capacity, capacity);
 }
 
 template <typename T>

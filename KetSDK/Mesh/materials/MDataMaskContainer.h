@@ -30,8 +30,11 @@ public:
     // Gives the object a fresh index, also when it has one already.
     void RegisterMaskObject(T& object);
     // The same for many objects at once, in order: next() returns one after the other and throws nothing.
+    // Out of memory, both change nothing.
     template <typename Next>
     void RegisterMaskObjects(std::uint64_t count, Next&& next) {
+        if (count > m_free_count)
+            MakeRoom(CapacityWith(count - m_free_count));
         for (; count > 0 && m_free_count > 0; --count)
             RegisterMaskObject(next());
         for (std::uint64_t index = GetNewIDs(count); count > 0; --count, ++index) {
@@ -87,6 +90,9 @@ protected:
     void AddSizedMask(MDataMaskBase<T>* mask);
     // Takes every index back at once; masks stay registered.
     void ReleaseAllIDs();
+    // What ReleaseAllIDs, and registering so many objects after it, will need: then neither runs out of
+    // memory. Masks get room only where they stay.
+    void MakeRoomToReplaceAll(std::uint64_t count, bool masks_stay);
     // Lets go of every mask and name.
     void DropMasks() noexcept;
 
@@ -96,6 +102,12 @@ private:
     std::uint64_t GetNewIDs(std::uint64_t count);
     // Makes room for so many more indices, in whole batches; returns the first of them.
     std::uint64_t GrowBy(std::uint64_t count);
+    // The capacity with so many more indices, in whole batches.
+    std::uint64_t CapacityWith(std::uint64_t count) const noexcept {
+        return m_capacity + (count + Batch - 1) / Batch * Batch;
+    }
+    // Room everywhere, before anything is handed out.
+    void MakeRoom(std::uint64_t capacity);
     // Frees the indices from this one to the capacity.
     void FreeFrom(std::uint64_t index);
     void _ReleaseID(std::uint64_t index);

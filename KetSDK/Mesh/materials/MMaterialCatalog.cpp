@@ -72,10 +72,11 @@ MMeshMaterial* MMaterialCatalog::GetMaterialWithDensity(double density) const {
 }
 
 void MMaterialCatalog::Invalidate() {
-    m_density_index.clear();
+    decltype(m_density_index) index;
     for (auto const& [id, material] : m_materials) {
-        m_density_index.emplace(material->GetDensity(), material);
+        index.emplace(material->GetDensity(), material);
     }
+    m_density_index.swap(index);
 }
 
 void MMaterialCatalog::RemoveMaterial(unsigned int id) {
@@ -142,8 +143,13 @@ void MMaterialCatalog::SaveState(MStreamMFileOut& out) {
 
 // Enters a material under its identifier, in the density index too (see GetMaterialWithDensity).
 MMeshMaterial* MMaterialCatalog::Store(std::shared_ptr<MMeshMaterial> const& material) {
-    m_materials.emplace(material->GetID(), material);
-    m_density_index.emplace(static_cast<double>(material->GetID()), material);
+    auto const entry = m_density_index.emplace(static_cast<double>(material->GetID()), material);
+    try {
+        m_materials.emplace(material->GetID(), material);
+    } catch (...) {
+        m_density_index.erase(entry);
+        throw;
+    }
     return material.get();
 }
 

@@ -25,6 +25,7 @@ MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMask<MMeshElement, MMes
 template void MMeshElementMaskContainer::MakeMask(std::unique_ptr<MDataMaskBits<MMeshElement>>&);
 
 void MMeshElementMaskContainer::Clear() {
+    MakeRoomToReplaceAll(0, false);
     ReleaseBuiltInMasks(*this);
     DropMasks();
     ReleaseAllIDs();

@@ -78,7 +78,7 @@ public:
     bool HasVisibleMask() const noexcept { return m_visible != nullptr; }
     void ReleaseVisibleMask() noexcept { m_visible.reset(); }
 
-    // Deletes the built-in masks, lets go of user masks and takes back every index.
+    // Deletes the built-in masks, lets go of user masks and takes back every index; out of memory, nothing.
     void Clear();
 
     // Pairs of an element of another mesh and the element here that is its copy.

@@ -25,6 +25,7 @@ MDataMask<MMeshPoint, int>* MMeshPointMaskContainer::GetOriginalIDs() {
 }
 
 void MMeshPointMaskContainer::Clear() {
+    MakeRoomToReplaceAll(0, false);
     ReleaseBuiltInMasks(*this);
     ReleaseNeighbourMask();
     DropMasks();

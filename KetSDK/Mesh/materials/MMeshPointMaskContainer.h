@@ -45,7 +45,7 @@ public:
     void GetNeighbourMaskPointInfo(MMeshPoint const& point, MMeshTriangleIterator**& triangles,
                                    unsigned long long& count) const;
 
-    // Deletes the built-in masks, lets go of user masks and takes back every index.
+    // Deletes the built-in masks, lets go of user masks and takes back every index; out of memory, nothing.
     void Clear();
 
     // Writes the original identifiers in the order of the mesh's nodes.

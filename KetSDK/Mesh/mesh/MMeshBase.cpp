@@ -212,10 +212,17 @@ bool MMeshBase::IsConsistent() const {
 // Nodes
 
 MMeshPointIterator MMeshBase::AddPoint(MLong x, MLong y, MLong z) {
+    std::uint64_t const before = m_points->GetNumPoints();
     MMeshPoint& node = m_points->AddPoint(x, y, z);
+    try {
+        // A node that was there already is registered again on purpose: it gets a fresh slot.
+        m_point_masks->RegisterMaskObject(node);
+    } catch (...) {
+        if (m_points->GetNumPoints() > before)
+            m_points->RemoveLast();
+        throw;
+    }
     m_box.Widen({x, y, z});
-    // A node that was there already is registered again on purpose: it gets a fresh slot.
-    m_point_masks->RegisterMaskObject(node);
     return {m_points.get(), static_cast<std::uint64_t>(node.GetIndex())};
 }
 
@@ -239,14 +246,21 @@ void MMeshBase::DisableSorting() {
 // Elements
 
 MMeshElement* MMeshBase::_AddElementWithoutSubVolume(char n, MMeshPoint** nodes) {
-    MMeshElement* const e = m_elements->GetElementPtrAt(m_elements->AddElement(n, nodes));
-    m_element_masks->RegisterMaskObject(*e);
+    std::uint64_t const index = m_elements->AddElement(n, nodes);
+    MMeshElement* const e = m_elements->GetElementPtrAt(index);
+    try {
+        m_element_masks->RegisterMaskObject(*e);
+    } catch (...) {
+        m_elements->ShrinkTo(index);
+        throw;
+    }
     return e;
 }
 
 MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
     if (m_subvolumes.empty())
         throw std::runtime_error("invalid state");
+    m_element_masks->GetSubvolumeMask(); // made now, it has room for the element
     MMeshElement* const e = _AddElementWithoutSubVolume(n, nodes);
     GetMainSubVolume()->IncludeElement(*e);
     return e;
@@ -403,7 +417,7 @@ void MMeshBase::ClearMesh() {
 }
 
 void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
-    Replace(nodes, elements);
+    Replace(nodes, elements, false);
     // Slots that the new objects may have had are free now.
     for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
         p->SetMaskIndex(MDataMaskIndex::NotRegistered);
@@ -411,20 +425,25 @@ void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* e
         e.SetMaskIndex(MDataMaskIndex::NotRegistered);
 }
 
-void MMeshBase::Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
+void MMeshBase::Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool room) {
+    std::unique_ptr<MMeshPointContainer> new_points(nodes);
+    std::unique_ptr<MMeshElementContainer> new_elements(elements);
+    m_point_masks->MakeRoomToReplaceAll(room ? nodes->GetNumPoints() : 0, true);
+    m_element_masks->MakeRoomToReplaceAll(room ? elements->GetNumElements() : 0, false);
+    // From here on nothing throws.
     m_neighbors->Disable();
     m_element_masks->Clear();
     m_point_masks->ReleaseNeighbourMask();
     m_point_masks->ReleaseAllIDs();
-    m_elements.reset(elements);
-    m_points.reset(nodes);
+    m_elements = std::move(new_elements);
+    m_points = std::move(new_points);
     for (auto const& sub_volume : m_subvolumes)
         sub_volume->m_element_count = 0;
     CalcBoundingBox();
 }
 
 void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
-    Replace(nodes, elements);
+    Replace(nodes, elements, true);
     RegisterAll();
 }
 
@@ -479,8 +498,8 @@ void MMeshBase::CalcBoundingBox() {
 }
 
 void MMeshBase::NodesMoved() {
-    m_points->UpdateCoordinateIndex();
     CalcBoundingBox();
+    m_points->UpdateCoordinateIndex();
 }
 
 MMeshBase::BoundingBoxDouble* MMeshBase::GetBoundingBoxDouble() const {

@@ -37,6 +37,8 @@ struct MMeshOrigins;
 // invalidate all of them, with all mask indices, the neighbour information and every iterator.
 // Coordinates are internal units (model units times MInternalUnits::Get()). Numbers of nodes, elements
 // and sub-volumes are not range-checked. Not synchronised: several threads may read, one may write.
+//
+// Out of memory (std::bad_alloc), an operation leaves the mesh as it was, where it does not say more.
 class KETSDK_MESH_API MMeshBase : public ISAXPersist, public virtual ISAXReference {
 public:
     enum SubvolumesSortMode : int { SortByName = 0, SortByVolume = 1 };
@@ -131,6 +133,8 @@ public:
                                        MMeshOrigins* origins = nullptr) const;
     // Empties the list; elements keep their numbers.
     void ClearSubVolumes() noexcept { m_subvolumes.clear(); }
+    // Exchanges the list for one of sub-volumes that were made for this mesh; elements keep their numbers.
+    void SwapSubVolumes(SubVolumeList& list) noexcept { m_subvolumes.swap(list); }
     // Drops sub-volumes without elements, the main one too, and renumbers the rest; returns how many
     // went.
     std::uint64_t RemoveEmptySubVolumes();
@@ -142,7 +146,8 @@ public:
     // Empties everything, the sub-volume list too: AddSubVolume comes before the next AddElement.
     void ClearMesh();
     // Takes ownership of new nodes and elements in place of the old ones and clears the element masks.
-    // The new objects are registered with no mask and belong to no sub-volume.
+    // The new objects are registered with no mask and belong to no sub-volume. Out of memory, the mesh stays
+    // as it was and the new objects are deleted.
     void ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements);
     // The same, and registers every node and element with the masks in container order.
     void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements);
@@ -156,13 +161,13 @@ public:
     // Recomputes the box from all nodes.
     void CalcBoundingBox();
     // To be called after nodes were moved: recomputes the box and, while duplicates are forbidden, enters
-    // the nodes known there at their present positions.
+    // the nodes known there at their present positions. Out of memory, duplicates are allowed from then on.
     void NodesMoved();
     // The box of the nodes in internal units.
     BoundingBox const& GetBoundingBox() const noexcept { return m_box; }
     // The same in model units, newly allocated; the caller deletes it.
     BoundingBoxDouble* GetBoundingBoxDouble() const;
-    // Moves every node, in model units with rounding, and recomputes the box.
+    // Moves every node, in model units with rounding, and continues as NodesMoved.
     void Transform(MMTransform const& transform);
     // Signed volume of all elements in cubic model units; positive for correctly oriented elements.
     double GetVolume() const;
@@ -221,8 +226,9 @@ private:
     void RegisterAll();
     // Reads a state into this mesh, which is new.
     void ReadState(MStreamMFileIn& in);
-    // Takes over the containers, whose objects have no slots in the masks.
-    void Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    // Takes over the containers, whose objects have no slots in the masks; out of memory, both are deleted.
+    // With `room`, registering all of them will need no memory.
+    void Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool room);
     // Replaces the sub-volume number of every element through a table from old to new number; a
     // number that the table does not have stays.
     void RenumberElements(std::map<int, int> const& new_number);

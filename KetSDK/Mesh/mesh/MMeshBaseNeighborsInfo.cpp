@@ -1,19 +1,16 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/detail/NeighborBlocks.h>
 
 #include <algorithm>
 #include <bit>
 #include <functional>
-#include <stdexcept>
 #include <utility>
 
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
-
-// Entries, of which a block has four, are counted in 32 bits: enough for about 10^9 elements.
-constexpr std::uint32_t MostBlocks = std::uint32_t{1} << 30;
 
 unsigned int CornersInUse(MMeshElement const& e) {
     return std::min<unsigned int>(e.GetNodeCount(), 4);
@@ -80,16 +77,13 @@ void MMeshBaseNeighborsInfo::Enable() {
     std::vector<std::uint32_t> next(static_cast<std::size_t>(incident->GetSize()), 0);
     ForEachCorner(*m_parent, next.size(),
                   [&next](std::size_t slot, std::uint32_t, std::uint32_t) { ++next[slot]; });
-    std::uint32_t blocks = 0;
+    KetSDK::Mesh::Detail::NeighborBlocks blocks;
     for (std::size_t slot = 0; slot < next.size(); ++slot) {
-        ElementList const list{blocks, next[slot]};
-        if (list.Blocks() > MostBlocks - blocks)
-            throw std::runtime_error("invalid state");
+        ElementList const list{blocks.Take(next[slot]), next[slot]};
         incident->GetSlot(slot) = list;
         next[slot] = 4 * list.first_block;
-        blocks += list.Blocks();
     }
-    m_blocks.assign(blocks, Block{});
+    m_blocks.assign(blocks.Used(), Block{});
     ForEachCorner(*m_parent, next.size(),
                   [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
                       std::uint32_t const entry = next[slot]++;

@@ -18,12 +18,13 @@ MMeshElementContainer& MMeshElementContainer::operator=(MMeshElementContainer&& 
 }
 
 std::uint64_t MMeshElementContainer::AddElement(char n, MMeshPoint** nodes) {
-    m_elements.emplace_back(static_cast<unsigned char>(n), nodes);
+    // Made before the deque makes room for it: Boost's loses a new block when the constructor throws.
+    m_elements.push_back(MMeshElement(static_cast<unsigned char>(n), nodes));
     return m_elements.size() - 1;
 }
 
 std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& nodes) {
-    m_elements.emplace_back(nodes);
+    m_elements.push_back(MMeshElement(nodes));
     return m_elements.size() - 1;
 }
 
@@ -75,14 +76,24 @@ void MMeshElementContainer::LoadElementsFromFile(MMeshBase* mesh, MFile* file) {
 }
 
 void MMeshElementContainer::TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks) {
+    std::uint64_t const before = GetNumElements();
     std::uint64_t const count = others.GetNumElements();
-    if (m_elements.empty())
-        m_elements.swap(others.m_elements);
-    else
-        for (MMeshElement& element : others)
-            m_elements.push_back(std::move(element));
-    auto element = m_elements.end() - static_cast<std::ptrdiff_t>(count);
-    masks.RegisterMaskObjects(count, [&element]() -> MMeshElement& { return *element++; });
+    try {
+        if (m_elements.empty())
+            m_elements.swap(others.m_elements);
+        else
+            for (MMeshElement& element : others)
+                m_elements.push_back(std::move(element));
+        auto element = m_elements.begin() + static_cast<std::ptrdiff_t>(before);
+        masks.RegisterMaskObjects(count, [&element]() -> MMeshElement& { return *element++; });
+    } catch (...) {
+        ShrinkTo(before);
+        throw;
+    }
+}
+
+void MMeshElementContainer::ShrinkTo(std::uint64_t count) noexcept {
+    m_elements.erase(m_elements.begin() + static_cast<std::ptrdiff_t>(count), m_elements.end());
 }
 
 std::size_t MMeshElementContainer::MemoryUsed() const noexcept {

@@ -28,7 +28,8 @@ public:
     MMeshElementContainer(MMeshElementContainer&& other) noexcept { m_elements.swap(other.m_elements); }
     MMeshElementContainer& operator=(MMeshElementContainer&& other) noexcept;
 
-    // Appends an element with the first n nodes of `nodes`, or with all of them; returns its number.
+    // Appends an element with the first n nodes of `nodes`, or with all of them; returns its number. Out of
+    // memory, nothing is appended.
     std::uint64_t AddElement(char n, MMeshPoint** nodes);
     std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
 
@@ -54,8 +55,8 @@ public:
     void SaveElementsToFile(MFile* file) const;
     // Appends the elements of an element block, with the nodes of `mesh`, and registers each with the
     // element masks of `mesh`; they are put into no sub-volume. A block that is cut off, of an unknown
-    // element kind or with a node number that the mesh does not have throws "invalid state" and leaves
-    // container and masks as they were.
+    // element kind or with a node number that the mesh does not have throws "invalid state"; then, and out
+    // of memory, container and masks are as they were.
     void LoadElementsFromFile(MMeshBase* mesh, MFile* file);
 
     // Bytes held, node arrays included.
@@ -102,12 +103,15 @@ public:
     }
 
 private:
+    friend class MMeshBase;
     static constexpr std::size_t BlockSize = 4096;
     using Storage = boost::container::deque<
         MMeshElement, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
 
     // Appends the elements of another container, which is left empty, and registers each.
     void TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
+    // Removes what was appended last, down to so many.
+    void ShrinkTo(std::uint64_t count) noexcept;
 
     Storage m_elements;
 };

@@ -26,18 +26,27 @@ public:
     using Number = std::uint32_t;
     static constexpr Number None = std::numeric_limits<Number>::max();
 
-    CoordinateIndex() { Clear(); }
+    CoordinateIndex()
+        : m_entries(1024, FreeEntry) {}
 
     void Prefetch(Position const& p) const noexcept { KetSDK::Support::Prefetch(&m_entries[EntryOf(p)]); }
 
     // The number that was entered for a position; None when there is none.
     Number Find(Position const& p) const noexcept { return m_entries[Lookup(p)].node; }
-    // Enters a number for a position that has none yet.
-    void Enter(Position const& p, Number node) {
+    // Makes room for one more position.
+    void MakeRoom() {
         if (2 * (m_count + 1) > m_entries.size())
             GrowBy();
+    }
+    // Enters a number for a position that has none yet, for which there is room.
+    void Enter(Position const& p, Number node) noexcept {
         m_entries[Lookup(p)] = {p, node};
         ++m_count;
+    }
+    // Takes back what was entered last; no other entry stands behind it for its sake.
+    void Leave(Position const& p) noexcept {
+        m_entries[Lookup(p)] = FreeEntry;
+        --m_count;
     }
     // The numbers that were entered, ascending.
     std::vector<Number> Nodes() const {
@@ -47,10 +56,6 @@ public:
                 nodes.push_back(entry.node);
         std::ranges::sort(nodes);
         return nodes;
-    }
-    void Clear() {
-        m_entries.assign(1024, FreeEntry);
-        m_count = 0;
     }
     std::size_t MemoryUsed() const noexcept { return m_entries.capacity() * sizeof(Entry); }
 
@@ -103,6 +108,7 @@ MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     CoordinateIndex::Number const known = m_index->Find(position);
     if (known != CoordinateIndex::None)
         return m_points[known];
+    m_index->MakeRoom();
     MMeshPoint& node = Append(x, y, z);
     m_index->Enter(position, static_cast<CoordinateIndex::Number>(node.GetIndex()));
     return node;
@@ -122,18 +128,22 @@ std::vector<std::uint32_t> MMeshPointContainer::GetIndexedNodes() const {
 }
 
 void MMeshPointContainer::UpdateCoordinateIndex() {
-    if (m_index)
-        CreateCoordinateIndex(m_index->Nodes());
+    if (!m_index)
+        return;
+    std::unique_ptr<CoordinateIndex> const before = std::move(m_index);
+    CreateCoordinateIndex(before->Nodes());
 }
 
 void MMeshPointContainer::CreateCoordinateIndex(std::vector<std::uint32_t> const& nodes) {
-    CreateCoordinateIndex();
-    m_index->Clear();
+    auto index = std::make_unique<CoordinateIndex>();
     for (CoordinateIndex::Number const number : nodes) {
         Position const position{m_points[number].x, m_points[number].y, m_points[number].z};
-        if (m_index->Find(position) == CoordinateIndex::None)
-            m_index->Enter(position, number);
+        if (index->Find(position) != CoordinateIndex::None)
+            continue;
+        index->MakeRoom();
+        index->Enter(position, number);
     }
+    m_index = std::move(index);
 }
 
 void MMeshPointContainer::PrefetchPoint(MLong x, MLong y, MLong z) const noexcept {
@@ -204,20 +214,23 @@ void MMeshPointContainer::LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, M
 
 // Nothing is registered before all nodes are there; those of a block that is cut off go again.
 void MMeshPointContainer::LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file) {
-    std::size_t const size_before = m_points.size();
-    std::array<MLong, 3 * NodesAtOnce> coordinates;
-    for (std::size_t left = count; left > 0;) {
-        std::size_t const nodes = std::min(left, NodesAtOnce);
-        if (!file->ReadArray(std::span(coordinates.data(), 3 * nodes))) {
-            m_points.erase(m_points.begin() + static_cast<std::ptrdiff_t>(size_before), m_points.end());
-            throw std::runtime_error("invalid state");
+    auto const size_before = static_cast<std::ptrdiff_t>(m_points.size());
+    try {
+        std::array<MLong, 3 * NodesAtOnce> coordinates;
+        for (std::size_t left = count; left > 0;) {
+            std::size_t const nodes = std::min(left, NodesAtOnce);
+            if (!file->ReadArray(std::span(coordinates.data(), 3 * nodes)))
+                throw std::runtime_error("invalid state");
+            for (std::size_t i = 0; i < nodes; ++i)
+                Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
+            left -= nodes;
         }
-        for (std::size_t i = 0; i < nodes; ++i)
-            Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
-        left -= nodes;
+        auto node = m_points.begin() + size_before;
+        mesh->GetPointMasks()->RegisterMaskObjects(count, [&node]() -> MMeshPoint& { return *node++; });
+    } catch (...) {
+        m_points.erase(m_points.begin() + size_before, m_points.end());
+        throw;
     }
-    auto node = m_points.begin() + static_cast<std::ptrdiff_t>(size_before);
-    mesh->GetPointMasks()->RegisterMaskObjects(count, [&node]() -> MMeshPoint& { return *node++; });
 }
 
 std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
@@ -230,4 +243,11 @@ MMeshPoint& MMeshPointContainer::Append(MLong x, MLong y, MLong z) {
     MMeshPoint& node = m_points.emplace_back(x, y, z);
     node.m_index = static_cast<MLong>(m_points.size() - 1);
     return node;
+}
+
+void MMeshPointContainer::RemoveLast() noexcept {
+    MMeshPoint const& node = m_points.back();
+    if (m_index)
+        m_index->Leave({node.x, node.y, node.z});
+    m_points.pop_back();
 }

@@ -26,7 +26,7 @@ public:
     ~MMeshPointContainer();
 
     // Appends a node at a position in internal units, or returns the one that the coordinate index
-    // knows there.
+    // knows there. Out of memory, nothing changes.
     MMeshPoint& AddPoint(MLong x, MLong y, MLong z);
     MMeshPoint& AddPoint(MLong const* xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
 
@@ -34,7 +34,8 @@ public:
     void CreateCoordinateIndex();
     void DropCoordinateIndex() noexcept;
     // To be called after nodes were moved: enters the nodes that the coordinate index knows at their
-    // present positions, the first of those that have come together. Nothing without an index.
+    // present positions, the first of those that have come together. Nothing without an index. Out of memory,
+    // the index is dropped.
     void UpdateCoordinateIndex();
     bool HasCoordinateIndex() const noexcept { return m_index != nullptr; }
     // The numbers of the nodes that the coordinate index knows; none without an index.
@@ -60,18 +61,22 @@ public:
     // Writes the node block: count, then three coordinates a node, as little-endian 32-bit integers.
     void SavePointsToFile(MFile* file) const;
     // Appends the nodes of a node block and registers each with the node masks of `mesh`. A block that
-    // is cut off throws "invalid state" and leaves container and masks as they were.
+    // is cut off throws "invalid state"; then, and out of memory, container and masks are as they were. Only
+    // under a coordinate index, running out of memory leaves the nodes that were there so far.
     void LoadPointsFromFile(MMeshBase* mesh, MFile* file);
 
     // Bytes held.
     std::size_t MemoryUsed() const noexcept;
 
 private:
+    friend class MMeshBase;
     class CoordinateIndex;
     using Storage = boost::container::deque<
         MMeshPoint, void, boost::container::deque_options<boost::container::block_size<NodesPerBlock>>::type>;
 
     MMeshPoint& Append(MLong x, MLong y, MLong z);
+    // Removes the node that AddPoint has just appended.
+    void RemoveLast() noexcept;
     void LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);
     void LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 class MMeshBase;
 class MMeshElement;
@@ -33,6 +34,7 @@ public:
 
     std::wstring const& GetName() const noexcept { return m_name; }
     void SetName(std::wstring const& name) { m_name = name; }
+    void SetName(std::wstring&& name) noexcept { m_name = std::move(name); }
 
     // The number that member elements carry: the place in the mesh's list while that is in order.
     // Changing it without rewriting the elements detaches them.

@@ -105,14 +105,16 @@ bool MMeshOperatorGroupSubVolumes::Operate() {
     if (!GetMesh() || !m_stl)
         return false;
     KetSDK::Common::IncrementalProgressReporter reporter(m_progress, "Group sub volumes", 3, true);
-    if (!_AssignMaterials())
+    std::optional<std::vector<Material>> materials = _FindMaterials();
+    if (!materials)
         return false;
     reporter = 2; // and never 3
-    _GroupSubvolumes();
+    _GroupSubvolumes(std::move(*materials));
     return true;
 }
 
-bool MMeshOperatorGroupSubVolumes::_AssignMaterials() {
+std::optional<std::vector<MMeshOperatorGroupSubVolumes::Material>>
+MMeshOperatorGroupSubVolumes::_FindMaterials() {
     MMeshBase& mesh = *GetMesh();
     NameTables const names(*m_stl);
     std::shared_ptr<MMeshCorrespondenceMapper> mapper = mesh.GetCorrespondenceMapper();
@@ -128,34 +130,44 @@ bool MMeshOperatorGroupSubVolumes::_AssignMaterials() {
     std::uint64_t looked_at = 0;
     for (MMeshElement& e : mesh.Elements()) {
         if (looked_at++ % ElementsPerLook == 0 && m_progress && m_progress->IsCancelled())
-            return false;
+            return std::nullopt;
         if (MMeshSubVolume const* const sub_volume = sub_volumes.Of(e))
             if (Found& of_sub_volume = found[sub_volume]; !of_sub_volume.triangle)
                 LookAt(e, sub_volume, mesh, *mapper, of_sub_volume);
     }
+    std::vector<Material> materials;
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
         Found const& told = found[it->get()];
         std::wstring const part = told.triangle ? names.Part(*told.triangle, told.first_part) : L"";
-        (*it)->SetMatID(told.any_face ? names.NumberOf(part) : -1);
-        (*it)->SetName(part.empty() ? L"Volume" : L"Volume " + part);
+        materials.push_back(
+            {told.any_face ? names.NumberOf(part) : -1, part.empty() ? L"Volume" : L"Volume " + part});
     }
-    return true;
+    return materials;
 }
 
-void MMeshOperatorGroupSubVolumes::_GroupSubvolumes() {
+void MMeshOperatorGroupSubVolumes::_GroupSubvolumes(std::vector<Material> materials) {
     MMeshBase& mesh = *GetMesh();
     MMeshBase::SubVolumeList const before(mesh.BeginSubVolume(), mesh.EndSubVolume());
+    MMeshBase::SubVolumeList with_groups = before;
     std::map<int, MMeshSubVolume*> groups;
     std::unordered_map<MMeshSubVolume const*, MMeshSubVolume*> group_of;
-    for (auto const& sub_volume : before) {
-        MMeshSubVolume*& group = groups[sub_volume->GetMatID()];
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        MMeshSubVolume*& group = groups[materials[i].number];
         if (!group) {
-            group = mesh.AddSubVolume();
-            group->SetName(sub_volume->GetName());
+            auto const number = static_cast<int>(with_groups.size());
+            with_groups.push_back(std::make_shared<MMeshSubVolume>(&mesh, number));
+            group = with_groups.back().get();
+            group->SetName(materials[i].name);
         }
-        group_of[sub_volume.get()] = group;
+        group_of[before[i].get()] = group;
     }
     SubVolumesByNumber const sub_volumes(before, mesh);
+    // From here on nothing throws before the last line.
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        before[i]->SetMatID(materials[i].number);
+        before[i]->SetName(std::move(materials[i].name));
+    }
+    mesh.SwapSubVolumes(with_groups);
     for (MMeshElement& e : mesh.Elements())
         if (MMeshSubVolume* const sub_volume = sub_volumes.Of(e))
             sub_volume->MoveElement(e, group_of.at(sub_volume));

@@ -5,7 +5,10 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 class MStlBase;
 
@@ -43,14 +46,21 @@ public:
     }
 
     // Groups, in two passes over the mesh. False without a mesh or surfaces, and when the user cancelled,
-    // which leaves the sub-volumes as they were.
+    // which leaves the sub-volumes as they were. So does running out of memory, but for its very end, where
+    // all are grouped and those without elements still stand in the list.
     bool Operate() override;
 
 private:
     class NameTables;
+    // What the surfaces tell of a sub-volume.
+    struct Material {
+        int number;
+        std::wstring name;
+    };
 
-    bool _AssignMaterials();
-    void _GroupSubvolumes();
+    // For each sub-volume of the list; none when the user cancelled.
+    std::optional<std::vector<Material>> _FindMaterials();
+    void _GroupSubvolumes(std::vector<Material> materials);
 
     MStlBase* m_stl = nullptr;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;

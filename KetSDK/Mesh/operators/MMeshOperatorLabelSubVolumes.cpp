@@ -229,12 +229,12 @@ MMeshElement* MMeshOperatorLabelSubVolumes::_FindSeed(MDataMask<MMeshElement, bo
 
 void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels) {
     MMeshBase& mesh = *GetMesh();
-    std::vector<MMeshSubVolume*> sub_volumes(static_cast<std::size_t>(m_regions) + 1, nullptr);
-    mesh.ClearSubVolumes();
-    for (MMeshElement& e : mesh.Elements()) {
-        MMeshSubVolume*& sub_volume = sub_volumes[static_cast<std::size_t>(labels.GetValue(e))];
-        if (!sub_volume)
-            sub_volume = mesh.AddSubVolume();
-        sub_volume->IncludeElement(e);
-    }
+    // What can run out of memory comes first. Labels follow one another as the first elements of regions do.
+    mesh.GetElementMasks()->GetSubvolumeMask();
+    MMeshBase::SubVolumeList sub_volumes;
+    for (int region = 0; region < m_regions; ++region)
+        sub_volumes.push_back(std::make_shared<MMeshSubVolume>(&mesh, region));
+    mesh.SwapSubVolumes(sub_volumes);
+    for (MMeshElement& e : mesh.Elements())
+        mesh.BeginSubVolume()[labels.GetValue(e) - 1]->IncludeElement(e);
 }

@@ -37,7 +37,7 @@ public:
     }
 
     // Labels. False without a mesh, for one without elements, without mapper and surface, and when the user
-    // cancelled; the sub-volumes are then as they were.
+    // cancelled; the sub-volumes are then, and out of memory, as they were.
     bool Operate() override;
 
     // How many regions the last run found; of a cancelled run those up to then.
