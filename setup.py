@@ -9,7 +9,7 @@ import subprocess
 import sys
 from pathlib import Path
 
-from setuptools import Extension, setup
+from setuptools import Extension, find_packages, setup
 from setuptools.command.build_ext import build_ext
 
 ROOT = Path(__file__).resolve().parent
@@ -46,9 +46,9 @@ class CMakeBuild(build_ext):
 
 
 setup(
-    packages=["ketmesh"],
+    packages=find_packages("python", include=["ketmesh", "ketmesh.*"]),
     package_dir={"": "python"},
-    package_data={"ketmesh": ["py.typed", "*.pyi"]},
+    package_data={"": ["py.typed", "*.pyi", "*.html"]},
     ext_modules=[Extension("ketmesh._core", sources=[])],
     cmdclass={"build_ext": CMakeBuild},
 )

@@ -19,4 +19,8 @@ CaseFile ReadCaseFile(std::string const& path) {
     });
 }
 
+CaseFile MakeCase(std::string const& text) {
+    return Detail::ForFile("", [&text] { return CaseFile{"", MeshSolver::ReadCase(text)}; });
+}
+
 } // namespace KetSDK::MeshJobs

@@ -15,5 +15,7 @@ struct CaseFile {
 
 // Reads a case (.toml). Throws FileError with the line of what is wrong.
 KETSDK_MESHJOBS_API CaseFile ReadCaseFile(std::string const& path);
+// The case that a text like that of such a file says. Throws Error with the line of what is wrong.
+KETSDK_MESHJOBS_API CaseFile MakeCase(std::string const& text);
 
 } // namespace KetSDK::MeshJobs

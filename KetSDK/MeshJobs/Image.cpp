@@ -18,4 +18,14 @@ Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit, Context const
     });
 }
 
+Image MakeImage(MeshVTK::VoxelArray const& voxels, MeshVTK::LengthUnit unit,
+                std::optional<Mesh::CoordinateFrame> frame) {
+    return Detail::ForFile("", [&] {
+        auto made = std::make_shared<Image::Voxels>();
+        made->data = MeshVTK::ImageFromArray(voxels);
+        MeshVTK::SetFrame(*made->data, frame);
+        return Image{"", "", unit, made, frame};
+    });
+}
+
 } // namespace KetSDK::MeshJobs

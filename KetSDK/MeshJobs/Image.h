@@ -3,6 +3,7 @@
 #include <KetSDK/Mesh/mesh/CoordinateFrame.h>
 #include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshJobs/MeshJobsExport.h>
+#include <KetSDK/MeshVTK/ImageFromArray.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 
 #include <memory>
@@ -29,5 +30,9 @@ struct KETSDK_MESHJOBS_API Image {
 // cannot be used, Cancelled.
 KETSDK_MESHJOBS_API Image ReadImage(std::string const& path, MeshVTK::LengthUnit unit, Context const& context,
                                     std::string const& series = {});
+
+// Makes an image of voxels where a caller has them, which are copied. Throws Error for what makes no image.
+KETSDK_MESHJOBS_API Image MakeImage(MeshVTK::VoxelArray const& voxels, MeshVTK::LengthUnit unit,
+                                    std::optional<Mesh::CoordinateFrame> frame);
 
 } // namespace KetSDK::MeshJobs

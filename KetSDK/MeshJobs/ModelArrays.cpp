@@ -59,38 +59,41 @@ vtkNew<vtkPoints> SharePoints(std::span<double const> points) {
     return shared;
 }
 
-// The cells of all blocks, as one list of indices.
-class CellList {
-public:
-    explicit CellList(std::vector<CellBlock> const& blocks) {
-        for (CellBlock const& block : blocks)
-            Add(block);
+// The indices of all blocks: where the caller has them when there is one block, else one after the other.
+vtkNew<vtkTypeInt64Array> JoinIndices(std::vector<CellBlock> const& blocks) {
+    vtkNew<vtkTypeInt64Array> joined;
+    if (blocks.size() == 1) {
+        auto const& only = blocks.front().connectivity;
+        // VTK has another name for the type of 64 bits.
+        joined->SetArray(reinterpret_cast<vtkTypeInt64*>(const_cast<std::int64_t*>(only.data())),
+                         static_cast<vtkIdType>(only.size()), 1);
+        return joined;
     }
-    void SetCells(vtkUnstructuredGrid& grid) {
-        m_offsets->InsertNextValue(m_indices->GetNumberOfValues());
-        vtkNew<vtkCellArray> cells;
-        cells->SetData(m_offsets.Get(), m_indices.Get());
-        grid.SetCells(m_types, cells);
-    }
+    for (CellBlock const& block : blocks)
+        std::ranges::copy(block.connectivity,
+                          joined->WritePointer(joined->GetNumberOfValues(),
+                                               static_cast<vtkIdType>(block.connectivity.size())));
+    return joined;
+}
 
-private:
-    void Add(CellBlock const& block) {
+void SetCells(vtkUnstructuredGrid& grid, std::vector<CellBlock> const& blocks) {
+    vtkNew<vtkTypeInt64Array> offsets;
+    vtkNew<vtkUnsignedCharArray> types;
+    vtkIdType at = 0;
+    offsets->InsertNextValue(at);
+    for (CellBlock const& block : blocks) {
         unsigned char const type = CellTypeOf(block.nodes);
         if (block.connectivity.size() % block.nodes != 0)
             throw Error("elements of " + std::to_string(block.nodes) + " nodes need as many indices each");
-        vtkIdType at = m_indices->GetNumberOfValues();
-        auto const count = static_cast<vtkIdType>(block.connectivity.size());
-        std::ranges::copy(block.connectivity, m_indices->WritePointer(at, count));
-        for (vtkIdType i = 0; i < count; i += block.nodes) {
-            m_offsets->InsertNextValue(at + i);
-            m_types->InsertNextValue(type);
+        for (std::size_t i = 0; i < block.connectivity.size(); i += block.nodes) {
+            offsets->InsertNextValue(at += block.nodes);
+            types->InsertNextValue(type);
         }
     }
-
-    vtkNew<vtkTypeInt64Array> m_offsets;
-    vtkNew<vtkTypeInt64Array> m_indices;
-    vtkNew<vtkUnsignedCharArray> m_types;
-};
+    vtkNew<vtkCellArray> cells;
+    cells->SetData(offsets, JoinIndices(blocks));
+    grid.SetCells(types, cells);
+}
 
 vtkNew<vtkStringArray> NamesArray(std::vector<std::string> const& names) {
     vtkNew<vtkStringArray> array;
@@ -119,11 +122,13 @@ Model MakeModel(ModelArrays const& arrays, ReadOptions const& options, Context c
     return Detail::ForFile("", [&] {
         vtkNew<vtkUnstructuredGrid> grid;
         grid->SetPoints(SharePoints(arrays.points));
-        CellList(arrays.cells).SetCells(*grid);
+        SetCells(*grid, arrays.cells);
         MeshVTK::AddArrays(*grid, arrays.arrays);
         if (!arrays.subvolume_names.empty())
             grid->GetFieldData()->AddArray(NamesArray(arrays.subvolume_names));
         Model model = Detail::ModelFromGrid(*grid, options, context);
+        model.frame = options.frame;
+        model.frame_is_given = options.frame.has_value();
         context.ThrowIfCancelled();
         return model;
     });
@@ -149,6 +154,16 @@ void CopyCells(Model const& model, unsigned int nodes, std::span<std::int64_t> c
     });
 }
 
+void CopyCellIndices(Model const& model, unsigned int nodes, std::span<std::int64_t> indices) {
+    auto out = indices.begin();
+    std::int64_t index = 0;
+    for (MMeshElement const& e : model.mesh->Elements()) {
+        if (e.GetNodeCount() == nodes)
+            *out++ = index;
+        ++index;
+    }
+}
+
 void CopySubVolumeNumbers(Model const& model, std::span<std::int32_t> numbers) {
     auto const* const mask = std::as_const(*model.mesh->GetElementMasks()).GetSubvolumeMask();
     auto out = numbers.begin();
@@ -156,12 +171,22 @@ void CopySubVolumeNumbers(Model const& model, std::span<std::int32_t> numbers) {
         *out++ = mask ? mask->GetValue(e) : -1;
 }
 
-std::vector<MMeshArray> CopyArrays(Model const& model) {
-    std::vector<MMeshArray> arrays = MeshVTK::ArraysOfMesh(*model.mesh);
-    for (MMeshArray const& array : model.arrays)
-        if (!FindArray(arrays, array.name, array.place))
-            arrays.push_back(array);
-    return arrays;
+std::vector<std::string> ArrayNamesOf(Model const& model, MMeshArray::Place place) {
+    std::vector<std::string> names;
+    for (auto const& arrays : {MeshVTK::ArraysOfMesh(*model.mesh), model.arrays})
+        for (MMeshArray const& array : arrays)
+            if (std::string name = MeshVTK::ToUtf8(array.name);
+                array.place == place && std::ranges::find(names, name) == names.end())
+                names.push_back(std::move(name));
+    return names;
+}
+
+std::optional<MMeshArray> CopyArray(Model const& model, MMeshArray::Place place, std::string const& name) {
+    std::wstring const wide = MeshVTK::FromUtf8(name);
+    std::vector<MMeshArray> const own = MeshVTK::ArraysOfMesh(*model.mesh, name);
+    MMeshArray const* const array = FindArray(own, wide, place);
+    MMeshArray const* const found = array ? array : FindArray(model.arrays, wide, place);
+    return found ? std::optional(*found) : std::nullopt;
 }
 
 void SetModelArray(Model& model, MMeshArray array) {
@@ -175,7 +200,7 @@ void SetModelArray(Model& model, MMeshArray array) {
         SetGreyValues(*model.mesh, ColumnOf(array, 0));
         return;
     }
-    if (FindArray(MeshVTK::ArraysOfMesh(*model.mesh), array.name, array.place))
+    if (FindArray(MeshVTK::ArraysOfMesh(*model.mesh, name), array.name, array.place))
         throw Error("the array \"" + name +
                     "\" is made by the mesh itself and cannot be set; another name would be right");
     SetArray(model.arrays, std::move(array));
@@ -210,6 +235,7 @@ SurfaceModel MakeSurface(std::span<double const> points, std::span<std::int64_t 
         data->SetPoints(SharePoints(points));
         data->SetPolys(polygons);
         SurfaceModel model;
+        model.frame = options.frame;
         model.surfaces =
             MeshVTK::SurfaceFromPolyData(*data, {options.unit, options.limits}, nullptr, model.arrays);
         model.surfaces->GetSurface(0)->SetName(MeshVTK::FromUtf8(name).c_str());

@@ -6,6 +6,7 @@
 #include <KetSDK/MeshJobs/SurfaceModel.h>
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,11 +42,17 @@ KETSDK_MESHJOBS_API void CopyPoints(Model const& model, std::span<double> points
 // `connectivity` has room for all of them.
 KETSDK_MESHJOBS_API void CopyCells(Model const& model, unsigned int nodes,
                                    std::span<std::int64_t> connectivity);
+// The indices of those elements in the mesh, which rows of arrays have. There is room for all of them.
+KETSDK_MESHJOBS_API void CopyCellIndices(Model const& model, unsigned int nodes,
+                                         std::span<std::int64_t> indices);
 // The number of the sub-volume of each element; -1 for one in none.
 KETSDK_MESHJOBS_API void CopySubVolumeNumbers(Model const& model, std::span<std::int32_t> numbers);
-// All that is known of elements and nodes, as the arrays that a written file has: those that the mesh makes
-// itself, then the model's others.
-KETSDK_MESHJOBS_API std::vector<MMeshArray> CopyArrays(Model const& model);
+// The names, in UTF-8, of the arrays that a written file has at a place: those that the mesh makes itself,
+// then the model's others.
+KETSDK_MESHJOBS_API std::vector<std::string> ArrayNamesOf(Model const& model, MMeshArray::Place place);
+// The array of that name, in UTF-8; nothing when there is none.
+KETSDK_MESHJOBS_API std::optional<MMeshArray> CopyArray(Model const& model, MMeshArray::Place place,
+                                                        std::string const& name);
 // Gives a model an array, in place of one with the same name at the same place; `grey` on the elements
 // becomes their grey values. Throws Error for an array of another length, and for one of the others that the
 // mesh makes itself: a change of those would not reach what they come from.

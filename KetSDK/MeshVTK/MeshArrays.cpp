@@ -127,6 +127,12 @@ std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh) {
     return TakeArrays(*grid);
 }
 
+std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh, std::string const& name) {
+    vtkNew<vtkUnstructuredGrid> grid;
+    Detail::AddOwnArrays(*grid, mesh, name);
+    return TakeArrays(*grid);
+}
+
 void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshArray> const& arrays) {
     AddArraysBut(grid, arrays, grid);
 }

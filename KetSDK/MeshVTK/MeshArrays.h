@@ -34,6 +34,9 @@ KETSDK_MESHVTK_API void CheckArray(MMeshArray const& array);
 // What the mesh itself carries, as the arrays that GridFromMesh makes of it.
 KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh);
 
+// The same, but of the arrays with that name alone, UTF-8; others may come along.
+KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh, std::string const& name);
+
 // Adds the arrays to a grid that was made of the mesh that they lay beside; one whose name the grid has at
 // that place is left out. Throws Error for an array that does not fit the grid.
 KETSDK_MESHVTK_API void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshArray> const& arrays);

@@ -13,24 +13,32 @@ attribute `report`. A job that cannot be done raises `MeshError`, with one line 
 doubt a result is a `MeshWarning`. Ctrl-C cancels a job.
 """
 
-from ._core import MeshError, MeshFileError, MeshWarning, metrics
+from ._case import Case, Result
+from ._core import MeshError, MeshFileError, MeshWarning
 from ._image import Image, read_image
-from ._mesh import Mesh, diff, from_meshio, from_vtk, read
+from ._mesh import Mesh, colors, diff, from_meshio, from_vtk, mesh, metrics, read, set_threads
 from ._surface import Surface, Surfaces, read_surface
+from . import examples
 
 __all__ = [
+    "Case",
     "Image",
     "Mesh",
     "MeshError",
     "MeshFileError",
     "MeshWarning",
+    "Result",
     "Surface",
     "Surfaces",
+    "colors",
     "diff",
+    "examples",
     "from_meshio",
     "from_vtk",
+    "mesh",
     "metrics",
     "read",
     "read_image",
     "read_surface",
+    "set_threads",
 ]

@@ -1,34 +1,71 @@
-"""CT images."""
+"""CT images and images of labels."""
 
 from __future__ import annotations
 
 import os
 
+import numpy as np
+from numpy.typing import ArrayLike
+
 from . import _core
 
 
 class Image:
-    """A CT image: a grey value for each voxel, and where the voxels lie.
+    """An image: a value for each voxel, and where the voxels lie. Reading it once serves several meshes.
 
-    Reading it once serves several meshes.
+    Args:
+        array: (i, j, k) numbers of 8 to 64 bits, in any layout; they are copied once.
+        affine: (4, 4) or (3, 4): turns (i, j, k, 1) into x, y and z of the centre of that voxel, in the unit. Its
+            axes must be perpendicular to each other.
+        frame: of x and y, "RAS" or "LPS"; None for one that is not known. NIfTI's affine matrices are in RAS.
+        unit: "m", "mm" or "um".
+
+    Raises `ValueError` or `TypeError` for arrays of another shape or type, `MeshError` for an affine matrix that
+    places no image.
+
+    >>> import numpy as np
+    >>> ketmesh.Image(np.zeros((4, 5, 6), np.int16), np.diag([0.5, 0.5, 1, 1]), "RAS")
+    <ketmesh.Image: RAS>
     """
 
-    def __init__(self, core: _core.Image) -> None:
-        self._core = core
+    def __init__(self, array: ArrayLike, affine: ArrayLike, frame: str | None = None, unit: str = "mm") -> None:
+        matrix = np.asarray(affine, dtype=np.float64)
+        if matrix.shape not in ((4, 4), (3, 4)) or (matrix.shape == (4, 4) and (matrix[3] != (0, 0, 0, 1)).any()):
+            raise ValueError("the affine matrix must have the shape (4, 4) with the last row 0, 0, 0, 1, or (3, 4)")
+        voxels = np.asarray(array)
+        if voxels.dtype == np.bool_:
+            voxels = voxels.view(np.uint8)
+        if not voxels.dtype.isnative:
+            voxels = voxels.astype(voxels.dtype.newbyteorder("="))
+        self._core = _core.make_image(voxels, matrix[:3].tolist(), frame, unit)
+
+    @property
+    def frame(self) -> str | None:
+        """Where x and y point in the body: "RAS", "LPS" or None."""
+        return self._core.frame
+
+    @property
+    def note(self) -> str:
+        """What the reader took for granted or left out; empty for nothing."""
+        return self._core.note
 
     def __repr__(self) -> str:
-        return f"<ketmesh.Image: {self._core.file!r}>"
+        said = [repr(os.path.basename(self._core.file))] if self._core.file else []
+        return f"<ketmesh.Image: {', '.join(said + [self.frame or 'no frame'])}>"
 
 
-def read_image(path: str | os.PathLike[str], unit: str = "mm") -> Image:
+def read_image(path: str | os.PathLike[str], unit: str = "mm", *, series: str = "") -> Image:
     """Reads a .nii, .nii.gz, .mha, .mhd or .vti file or a folder of DICOM slices.
 
-    `unit` is the length unit of the file, "m", "mm" or "um". Raises `MeshFileError`.
+    `unit` is the length unit of the file, "m", "mm" or "um"; `series` the identifier of the one to take of a folder
+    with several. Raises `MeshFileError`.
 
-    >>> read_image("head_ct.nii.gz")
-    <ketmesh.Image: 'head_ct.nii.gz'>
+    >>> ketmesh.read_image("head_ct.nii.gz")
+    <ketmesh.Image: 'head_ct.nii.gz', RAS>
     """
-    return Image(_core.read_image(os.fspath(path), unit))
+    image = Image.__new__(Image)
+    image._core = _core.read_image(os.fspath(path), unit, series)
+    return image
 
 
 def as_image(image: Image | str | os.PathLike[str]) -> _core.Image:

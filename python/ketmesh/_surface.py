@@ -14,7 +14,17 @@ from . import _core
 
 
 class Surface:
-    """A triangulated surface.
+    """A triangulated surface. Its arrays are read-only.
+
+    Args:
+        points: (n, 3) numbers, in the unit. Those at one place become one.
+        triangles: (t, 3) indices of points. Those that collapse are dropped.
+        name: of the surface.
+        unit: of the points, "m", "mm" or "um".
+        frame: of the points, "RAS" or "LPS"; None for one that is not known.
+
+    Raises `ValueError` or `TypeError` for arrays of another shape or type, `MeshError` for numbers that make no
+    surface.
 
     Attributes:
         name: as the sub-volumes that it bounds give it.
@@ -26,26 +36,40 @@ class Surface:
             None where the surface was not made from a mesh.
         faces: (t,) number of that face as solvers count them, from 1; 0 for none. None as above.
         nodes: (n,) number of the node of the mesh at each point, from 0; -1 for none. None as above.
+        cell_data, point_data: other arrays by name, with a row for each triangle or point.
+        frame: where x and y point in the body, "RAS", "LPS" or None.
         report: what the job that made the surface has to say; None for other surfaces.
 
-    >>> corner = Surface([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]], name="corner")
+    >>> corner = ketmesh.Surface([[0, 0, 0], [1, 0, 0], [0, 1, 0]], [[0, 1, 2]], name="corner")
     >>> corner.area
     0.5
     """
 
-    def __init__(self, points: ArrayLike, triangles: ArrayLike, name: str = "") -> None:
-        self._take(_core.make_surface(np.asarray(points), np.asarray(triangles), name, "mm"))
+    _made: _core.SurfaceModel | None
+
+    def __init__(
+        self, points: ArrayLike, triangles: ArrayLike, name: str = "", unit: str = "mm", frame: str | None = None
+    ) -> None:
+        self._take(_core.make_surface(np.asarray(points), np.asarray(triangles), name, unit, frame))
 
     def _take(self, core: _core.SurfaceModel, report: Any = None) -> None:
         arrays = _core.surface_arrays(core)
-        self._core = core
+        self._made = core
         self.report = report
         self.points: NDArray[np.float64] = arrays["points"]
         self.triangles: NDArray[np.int64] = arrays["triangles"]
         self.name: str = arrays["names"][0] if len(arrays["names"]) == 1 else ""
+        self.frame: str | None = arrays["frame"]
         self.area: float = sum(r.area for r in arrays["reports"])
         self.closed: bool = bool(arrays["reports"]) and all(r.closed for r in arrays["reports"])
         self._take_origins(arrays["cell_data"], arrays["point_data"])
+
+    @property
+    def _handle(self) -> _core.SurfaceModel:
+        """What the library holds of it: one of several surfaces is made when a job needs it."""
+        if self._made is None:
+            self._made = _core.make_surface(self.points, self.triangles, self.name, "mm", self.frame)
+        return self._made
 
     def _take_origins(self, cell_data: Mapping[str, NDArray[Any]], point_data: Mapping[str, NDArray[Any]]) -> None:
         self.elements = _from_zero(cell_data.get("element"))
@@ -59,19 +83,28 @@ class Surface:
         return f"<ketmesh.Surface {self.name!r}: {len(self.triangles)} triangles, {self.area:.6g} mm2, {state}>"
 
     def save(self, path: str | os.PathLike[str], unit: str = "mm") -> None:
-        """Writes a .vtp, .stl, .ply or .obj file. Raises `MeshFileError`."""
-        _core.save_surface(self._core, os.fspath(path), unit)
+        """Writes a .vtp, .stl, .ply or .obj file. Raises `MeshFileError`.
+
+        >>> ketmesh.read("head_small_tet4.vtu").boundary().save("/tmp/ketmesh-skin.stl")
+        """
+        _core.save_surface(self._handle, os.fspath(path), unit, False, False)
 
 
 class Surfaces(Mapping[str, Surface]):
-    """Several surfaces by name, in their order."""
+    """Several surfaces by name, in their order; `report` is what the job that made them has to say.
 
-    def __init__(self, core: _core.SurfaceModel) -> None:
-        self._core = core
+    >>> surfaces = ketmesh.read("head_small_tet4.vtu").surfaces(interfaces=True)
+    >>> surfaces["Label 1-"].closed
+    False
+    """
+
+    def __init__(self, core: _core.SurfaceModel, report: Any = None) -> None:
+        self._handle = core
+        self.report = report
 
     @cached_property
     def _by_name(self) -> dict[str, Surface]:
-        arrays = _core.surface_arrays(self._core)
+        arrays = _core.surface_arrays(self._handle)
         return {name: _part(arrays, i) for i, name in enumerate(arrays["names"])}
 
     def __getitem__(self, name: str) -> Surface:
@@ -86,14 +119,30 @@ class Surfaces(Mapping[str, Surface]):
     def __repr__(self) -> str:
         return f"<ketmesh.Surfaces: {', '.join(repr(name) for name in self)}>"
 
-    def save(self, path: str | os.PathLike[str], unit: str = "mm") -> None:
-        """Writes all of them to one .vtp, .stl, .ply or .obj file. Raises `MeshFileError`."""
-        _core.save_surface(self._core, os.fspath(path), unit)
+    def save(
+        self, path: str | os.PathLike[str], unit: str = "mm", *, split: bool = False, allow_empty: bool = False
+    ) -> list[str]:
+        """Writes all of them to one .vtp, .stl, .ply or .obj file; the paths that were written.
+
+        With `split` each has a file of its own, `<path>-<name>` with the ending of the path. Raises `MeshFileError`,
+        also for surfaces without a triangle unless `allow_empty`.
+
+        >>> ketmesh.read("head_small_tet4.vtu").surfaces().save("/tmp/ketmesh-head.vtp")
+        ['/tmp/ketmesh-head.vtp']
+        """
+        return _core.save_surface(self._handle, os.fspath(path), unit, split, allow_empty)
 
 
-def read_surface(path: str | os.PathLike[str], unit: str = "mm") -> Surface:
-    """Reads a .vtp, .stl, .ply or .obj file. Raises `MeshFileError`."""
-    return wrap(_core.read_surface(os.fspath(path), unit))
+def read_surface(path: str | os.PathLike[str], unit: str = "mm", frame: str | None = None) -> Surface:
+    """Reads a .vtp, .stl, .ply or .obj file of that unit. Raises `MeshFileError`.
+
+    `frame` is that of its coordinates, "RAS" or "LPS", where the file does not say it.
+
+    >>> ketmesh.read("head_small_tet4.vtu").boundary().save("/tmp/ketmesh-skin.stl")
+    >>> ketmesh.read_surface("/tmp/ketmesh-skin.stl").closed
+    True
+    """
+    return wrap(_core.read_surface(os.fspath(path), unit, frame))
 
 
 def wrap(core: _core.SurfaceModel, report: Any = None) -> Surface:
@@ -105,25 +154,34 @@ def wrap(core: _core.SurfaceModel, report: Any = None) -> Surface:
 
 def as_surface(surface: Surface | Surfaces | str | os.PathLike[str]) -> _core.SurfaceModel:
     """The surface, read where it is a path."""
-    return surface._core if isinstance(surface, (Surface, Surfaces)) else read_surface(surface)._core
+    return surface._handle if isinstance(surface, (Surface, Surfaces)) else _core.read_surface(os.fspath(surface), "mm", None)
 
 
 def _from_zero(ids: NDArray[Any] | None) -> NDArray[Any] | None:
-    return None if ids is None else ids - 1
+    return None if ids is None else _read_only(ids - 1)
 
 
 def _part(arrays: dict[str, Any], index: int) -> Surface:
     """One of several surfaces, with the points that it uses."""
     own = arrays["surface"] == index
-    used, triangles = np.unique(arrays["triangles"][own], return_inverse=True)
+    corners = arrays["triangles"][own]
+    is_used = np.zeros(len(arrays["points"]), bool)
+    is_used[corners] = True
+    number_of = np.cumsum(is_used) - 1
     report = arrays["reports"][index]
     part = Surface.__new__(Surface)
     part.name, part.area, part.closed, part.report = report.name, report.area, report.closed, None
-    part.points = arrays["points"][used]
-    part.triangles = triangles.reshape(-1, 3).astype(np.int64)
+    part._made = None
+    part.frame = arrays["frame"]
+    part.points = _read_only(arrays["points"][is_used])
+    part.triangles = _read_only(number_of[corners])
     part._take_origins(
-        {name: a[own] for name, a in arrays["cell_data"].items()},
-        {name: a[used] for name, a in arrays["point_data"].items()},
+        {name: _read_only(a[own]) for name, a in arrays["cell_data"].items()},
+        {name: _read_only(a[is_used]) for name, a in arrays["point_data"].items()},
     )
-    part._core = _core.make_surface(part.points, part.triangles, part.name, "mm")
     return part
+
+
+def _read_only(array: NDArray[Any]) -> NDArray[Any]:
+    array.flags.writeable = False
+    return array

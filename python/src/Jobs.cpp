@@ -1,15 +1,19 @@
 #include "Numbers.h"
 #include "Record.h"
 #include "Run.h"
+#include "Words.h"
 
 #include <KetSDK/MeshJobs/Boundary.h>
+#include <KetSDK/MeshJobs/CatalogFile.h>
 #include <KetSDK/MeshJobs/Check.h>
+#include <KetSDK/MeshJobs/ColorMapFile.h>
 #include <KetSDK/MeshJobs/Colors.h>
 #include <KetSDK/MeshJobs/Convert.h>
 #include <KetSDK/MeshJobs/Cut.h>
 #include <KetSDK/MeshJobs/Diff.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Explode.h>
+#include <KetSDK/MeshJobs/Frame.h>
 #include <KetSDK/MeshJobs/Graph.h>
 #include <KetSDK/MeshJobs/Group.h>
 #include <KetSDK/MeshJobs/Grow.h>
@@ -20,14 +24,18 @@
 #include <KetSDK/MeshJobs/Match.h>
 #include <KetSDK/MeshJobs/Materials.h>
 #include <KetSDK/MeshJobs/Merge.h>
+#include <KetSDK/MeshJobs/MeshFromLabels.h>
 #include <KetSDK/MeshJobs/Metrics.h>
 #include <KetSDK/MeshJobs/Orient.h>
 #include <KetSDK/MeshJobs/Project.h>
 #include <KetSDK/MeshJobs/Quality.h>
+#include <KetSDK/MeshJobs/QualityPlot.h>
 #include <KetSDK/MeshJobs/Remove.h>
 #include <KetSDK/MeshJobs/Repair.h>
 #include <KetSDK/MeshJobs/Split.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
+#include <KetSDK/MeshJobs/View.h>
+#include <KetSDK/MeshJobs/Weld.h>
 
 #include <map>
 #include <memory>
@@ -49,26 +57,11 @@ auto Report(SharedModel& shared, Options const& options, int threads = 0) {
         shared, [&](Model& model, Context const& context) { return Job(model, options, context); });
 }
 
-// The surface that a job made, beside what it reports.
-template <typename Result>
-py::tuple WithSurface(Result&& result, SurfaceModel&& surface) {
-    auto handle = std::make_shared<SharedSurface>(std::move(surface));
+// The mesh or surface that a job made, beside what it reports.
+template <typename Result, typename Made>
+py::tuple Apart(Result&& result, Made Result::*made) {
+    auto handle = Share(std::move(result.*made));
     return py::make_tuple(handle, py::cast(std::move(result)));
-}
-
-ModelHandle Share(Model&& model) {
-    return std::make_shared<SharedModel>(std::move(model));
-}
-
-// The value that a word stands for. Throws Error with the words that there are.
-template <typename Value>
-Value Named(std::map<std::string, Value> const& words, std::string const& word, char const* what) {
-    if (auto const found = words.find(word); found != words.end())
-        return found->second;
-    std::string known;
-    for (auto const& [name, value] : words)
-        known += (known.empty() ? "" : ", ") + name;
-    throw Error(std::string(what) + " cannot be \"" + word + "\"; it is one of " + known);
 }
 
 // --- Measures -------------------------------------------------------------------------------------------
@@ -81,16 +74,36 @@ QualityThreshold Threshold(std::optional<double> below, std::optional<double> ab
     return {QualityThreshold::Side::Below, below.value_or(0.0)};
 }
 
-std::vector<MetricReport> MeasureQuality(SharedModel& shared, std::string const& metrics,
-                                         std::optional<double> below, std::optional<double> above, int bins,
-                                         std::size_t worst, int threads) {
+// One limit as users write it, or the name of a set of them.
+void AddLimits(std::vector<KetSDK::Mesh::QualityLimit>& limits, std::string const& text) {
+    if (text.find('=') != std::string::npos) {
+        limits.push_back(ParseLimit(text));
+        return;
+    }
+    auto const set = FindLimits(text);
+    limits.insert(limits.end(), set.begin(), set.end());
+}
+
+QualityResult MeasureQuality(SharedModel& shared, std::string const& metrics, std::optional<double> below,
+                             std::optional<double> above, std::vector<std::string> const& limits, int bins,
+                             double width, std::size_t worst, std::string const& plot, int threads) {
     QualityOptions options;
     options.metrics = metrics;
-    options.bad = Threshold(below, above);
+    if (below || above)
+        options.bad = Threshold(below, above);
+    for (std::string const& limit : limits)
+        AddLimits(options.limits, limit);
     options.binning.partitions = bins;
+    options.binning.width = width;
     options.worst = worst;
     CheckQualityOptions(options);
-    return Report<Quality>(shared, options, threads).metrics;
+    std::optional<KetSDK::MeshVTK::OutputFile> picture;
+    if (!plot.empty())
+        picture.emplace(OpenQualityPlot(plot));
+    QualityResult result = Report<Quality>(shared, options, threads);
+    if (picture)
+        WriteQualityPlot(result, *picture, {result.has_threshold});
+    return result;
 }
 
 py::array QualityValues(SharedModel& shared, std::string const& metric, int threads) {
@@ -110,6 +123,22 @@ std::vector<std::string> MetricNames() {
     return names;
 }
 
+std::vector<ColorInterval> ColorsOf(SharedModel* shared, int bins, std::optional<double> start,
+                                    std::optional<double> stop, std::vector<double> const& intervals,
+                                    std::string const& path, std::string const& name) {
+    std::optional<KetSDK::MeshVTK::OutputFile> file;
+    if (!path.empty())
+        file.emplace(OpenColorMapFile(path));
+    ColorsOptions options;
+    options.bins = bins;
+    options.from = start.value_or(options.from);
+    options.to = stop.value_or(options.to);
+    ColorsResult const colors = shared ? Report<Colors>(*shared, options) : ColorsOfIntervals(intervals);
+    if (file)
+        WriteColorMap(colors, name, *file);
+    return colors.intervals;
+}
+
 void AddMeasures(py::module_& module) {
     module.def("info", [](SharedModel& m) {
         return Call().Run(m, [](Model const& model, Context const& context) { return Info(model, context); });
@@ -118,22 +147,20 @@ void AddMeasures(py::module_& module) {
         "check", [](SharedModel& m, double tolerance) { return Report<Check>(m, CheckOptions{tolerance}); },
         py::arg("model"), py::arg("tolerance"));
     module.def("quality", &MeasureQuality, py::arg("model"), py::arg("metrics"), py::arg("below"),
-               py::arg("above"), py::arg("bins"), py::arg("worst"), py::arg("threads"));
+               py::arg("above"), py::arg("limits"), py::arg("bins"), py::arg("width"), py::arg("worst"),
+               py::arg("plot"), py::arg("threads"));
     module.def("quality_values", &QualityValues, py::arg("model"), py::arg("metric"), py::arg("threads"));
     module.def("metrics", &MetricNames);
-    module.def("diff", [](SharedModel& first, SharedModel& second) {
-        return Call().Run(first, second, [](Model const& a, Model const& b, Context const& context) {
-            return Diff(a, b, ReadOptions{}, context);
-        });
-    });
     module.def(
-        "colors",
-        [](SharedModel& m, int bins) {
-            ColorsOptions options;
-            options.bins = bins;
-            return Report<Colors>(m, options).intervals;
+        "diff",
+        [](SharedModel& first, SharedModel& second, double tolerance) {
+            return Call().Run(first, second, [&](Model const& a, Model const& b, Context const& context) {
+                return Diff(a, b, ReadOptions{}, context, tolerance);
+            });
         },
-        py::arg("model"), py::arg("bins"));
+        py::arg("first"), py::arg("second"), py::arg("tolerance"));
+    module.def("colors", &ColorsOf, py::arg("model").none(true), py::arg("bins"), py::arg("start"),
+               py::arg("stop"), py::arg("intervals"), py::arg("path"), py::arg("name"));
 }
 
 // --- What changes a mesh --------------------------------------------------------------------------------
@@ -142,6 +169,7 @@ SurfaceModel const* SurfaceOf(SharedSurface const* shared) {
     return shared ? &shared->surface : nullptr;
 }
 
+// The options by the names that they have in Python; what is not given stays as it is by itself.
 MaterialsOptions OptionsOf(py::dict const& given) {
     MaterialsOptions options;
     auto const take = [&given](char const* name, auto& member) {
@@ -155,9 +183,14 @@ MaterialsOptions OptionsOf(py::dict const& given) {
     take("poisson", options.poisson);
     take("least_density", options.least_density);
     take("unit_offset", options.unit_offset);
+    take("only", options.only);
     take("bins", options.bins);
     take("order", options.order);
     take("outside", options.outside_value);
+    std::map<std::string, std::array<double, 3>> constants;
+    take("constants", constants);
+    for (auto const& [name, values] : constants)
+        options.constants.push_back({name, values[0], values[1], values[2]});
     std::string by = "grey", average = "grey", sampling = "centroid";
     take("by", by);
     take("average", average);
@@ -176,15 +209,26 @@ MaterialsOptions OptionsOf(py::dict const& given) {
     return options;
 }
 
+// Without an image there are only the constants.
+MaterialsResult AssignMaterials(SharedModel& shared, Image const* image, py::dict const& given, int threads) {
+    MaterialsOptions options = OptionsOf(given);
+    options.constants_only = !image;
+    CheckMaterialsOptions(options);
+    return Call(threads).Run(shared, [&](Model& model, Context const& context) {
+        return Materials(model, image ? *image : Image{}, options, context);
+    });
+}
+
 void AddChanges(py::module_& module) {
     module.def(
         "repair",
-        [](SharedModel& m, double min_ratio, double max_ratio, double min_alignment) {
+        [](SharedModel& m, double min_ratio, double max_ratio, double min_alignment, int threads) {
             RepairOptions const options{min_ratio, max_ratio, min_alignment};
             RequireValid(options);
-            return Report<Repair>(m, options);
+            return Report<Repair>(m, options, threads);
         },
-        py::arg("model"), py::arg("min_ratio"), py::arg("max_ratio"), py::arg("min_alignment"));
+        py::arg("model"), py::arg("min_ratio"), py::arg("max_ratio"), py::arg("min_alignment"),
+        py::arg("threads"));
     module.def("orient", [](SharedModel& m) {
         return Call().Run(m, [](Model& model, Context const& context) { return Orient(model, context); });
     });
@@ -220,30 +264,52 @@ void AddChanges(py::module_& module) {
         py::arg("model"), py::arg("count"));
     module.def(
         "project",
-        [](SharedModel& m, SharedSurface const& surface, double distance, bool interfaces) {
-            return Call().Run(m, [&](Model& model, Context const& context) {
+        [](SharedModel& m, SharedSurface const& surface, double distance, bool interfaces, double min_quality,
+           int threads) {
+            return Call(threads).Run(m, [&](Model& model, Context const& context) {
                 ProjectOptions options;
                 options.distance = distance;
                 options.interfaces = interfaces;
+                options.min_quality = min_quality;
                 return Project(model, surface.surface, options, context);
             });
         },
-        py::arg("model"), py::arg("surface"), py::arg("distance"), py::arg("interfaces"));
+        py::arg("model"), py::arg("surface"), py::arg("distance"), py::arg("interfaces"),
+        py::arg("min_quality"), py::arg("threads"));
+    module.def("materials", &AssignMaterials, py::arg("model"), py::arg("image").none(true),
+               py::arg("options"), py::arg("threads"));
     module.def(
-        "materials",
-        [](SharedModel& m, Image const& image, py::dict const& given, int threads) {
-            MaterialsOptions const options = OptionsOf(given);
-            CheckMaterialsOptions(options);
-            return Call(threads).Run(m, [&](Model& model, Context const& context) {
-                return Materials(model, image, options, context);
-            });
+        "to_frame",
+        [](SharedModel& m, std::string const& to, std::vector<std::string> const& vectors) {
+            FrameOptions const options{*FrameNamed(to), vectors};
+            return Call().Run(
+                m, [&](Model& model, Context const& context) { return ToFrame(model, options, context); });
         },
-        py::arg("model"), py::arg("image"), py::arg("options"), py::arg("threads"));
+        py::arg("model"), py::arg("to"), py::arg("vectors"));
 }
 
 // --- What makes meshes and surfaces ---------------------------------------------------------------------
 
+py::tuple MeshLabels(Image const& labels, double size, std::optional<double> largest_size,
+                     std::vector<std::int32_t> const& only, double min_dihedral,
+                     std::optional<double> smoothing, int rounds, double memory, int threads) {
+    MeshFromLabelsOptions options;
+    options.size = size;
+    options.largest_size = largest_size;
+    options.labels = only;
+    options.min_dihedral = min_dihedral;
+    options.smoothing = smoothing;
+    options.rounds = rounds;
+    options.memory = memory;
+    return Apart(
+        Call(threads).Run([&](Context const& context) { return MeshFromLabels(labels, options, context); }),
+        &MeshFromLabelsResult::model);
+}
+
 void AddMeshes(py::module_& module) {
+    module.def("mesh_labels", &MeshLabels, py::arg("labels"), py::arg("size"), py::arg("largest_size"),
+               py::arg("only"), py::arg("min_dihedral"), py::arg("smoothing"), py::arg("rounds"),
+               py::arg("memory"), py::arg("threads"));
     module.def(
         "convert",
         [](SharedModel& m, std::string const& to, bool split) {
@@ -251,49 +317,73 @@ void AddMeshes(py::module_& module) {
             ConvertOptions options;
             options.target = Named<Target>(
                 {{"tet4", split ? Target::Tet4Split : Target::Tet4}, {"tet10", Target::Tet10}}, to, "to");
-            return Share(std::move(Report<Convert>(m, options).model));
+            return Apart(Report<Convert>(m, options), &ConvertResult::model);
         },
         py::arg("model"), py::arg("to"), py::arg("split"));
     module.def(
         "remove",
         [](SharedModel& m, std::vector<std::string> const& names) {
-            return Share(std::move(Report<Remove>(m, RemoveOptions{names}).model));
+            return Apart(Report<Remove>(m, RemoveOptions{names}), &RemoveResult::model);
         },
         py::arg("model"), py::arg("names"));
+    module.def(
+        "weld",
+        [](SharedModel& m, double tolerance) {
+            return Apart(Report<Weld>(m, WeldOptions{tolerance}), &WeldResult::model);
+        },
+        py::arg("model"), py::arg("tolerance"));
+}
+
+SurfaceModel CopyOf(SurfaceModel const& surface) {
+    SurfaceModel copy;
+    copy.file = surface.file;
+    copy.surfaces.reset(surface.surfaces->Clone(nullptr));
+    copy.arrays = surface.arrays;
+    copy.frame = surface.frame;
+    return copy;
+}
+
+py::tuple GrowBad(SharedModel& shared, SharedSurface const* surface, std::string const& metric,
+                  std::optional<double> below, std::optional<double> above, int rings, int threads) {
+    GrowOptions const options{metric, Threshold(below, above), rings};
+    RequireValid(options);
+    return Apart(Call(threads).Run(
+                     shared,
+                     [&](Model& model, Context const& context) {
+                         return Grow(model, surface ? std::optional(CopyOf(surface->surface)) : std::nullopt,
+                                     options, context);
+                     }),
+                 &GrowResult::surface);
 }
 
 void AddSurfaces(py::module_& module) {
     module.def(
         "surfaces",
-        [](SharedModel& m, bool interfaces, bool by_volumes) {
+        [](SharedModel& m, bool interfaces, bool by_volumes, bool curved) {
             SurfacesOptions options;
             options.interfaces = interfaces;
             options.names = by_volumes ? SurfacesOptions::Names::Volumes : SurfacesOptions::Names::Ids;
-            return std::make_shared<SharedSurface>(std::move(Report<Surfaces>(m, options).surfaces));
+            options.curved = curved;
+            return Apart(Report<Surfaces>(m, options), &SurfacesResult::surfaces);
         },
-        py::arg("model"), py::arg("interfaces"), py::arg("by_volumes"));
+        py::arg("model"), py::arg("interfaces"), py::arg("by_volumes"), py::arg("curved"));
     module.def(
         "iso",
         [](SharedModel& m, std::string const& field, double level, std::optional<int> component) {
-            auto result = Report<Iso>(m, IsoOptions{field, component, level});
-            SurfaceModel surface = std::move(result.surface);
-            return WithSurface(std::move(result), std::move(surface));
+            return Apart(Report<Iso>(m, IsoOptions{field, component, level}), &IsoResult::surface);
         },
         py::arg("model"), py::arg("field"), py::arg("level"), py::arg("component"));
     module.def(
         "cut",
         [](SharedModel& m, std::array<double, 3> const& normal, std::array<double, 3> const& point) {
-            auto result = Report<Cut>(m, CutOptions{normal, point, true});
-            SurfaceModel surface = std::move(result.section);
-            return WithSurface(std::move(result), std::move(surface));
+            return Apart(Report<Cut>(m, CutOptions{normal, point, true}), &CutResult::section);
         },
         py::arg("model"), py::arg("normal"), py::arg("point"));
     module.def(
         "boundary",
         [](SharedModel& m, bool interfaces, bool simplify, bool colors, bool all_faces) {
-            auto result = Report<Boundary>(m, BoundaryOptions{interfaces, simplify, colors, all_faces});
-            SurfaceModel surface = std::move(result.surface);
-            return WithSurface(std::move(result), std::move(surface));
+            return Apart(Report<Boundary>(m, BoundaryOptions{interfaces, simplify, colors, all_faces}),
+                         &BoundaryResult::surface);
         },
         py::arg("model"), py::arg("interfaces"), py::arg("simplify"), py::arg("colors"),
         py::arg("all_faces"));
@@ -302,24 +392,11 @@ void AddSurfaces(py::module_& module) {
         [](SharedModel& m, double shrink, std::string const& select) {
             ExplodeOptions const options{shrink, select};
             RequireValid(options);
-            auto result = Report<Explode>(m, options);
-            SurfaceModel surface = std::move(result.surface);
-            return WithSurface(std::move(result), std::move(surface));
+            return Apart(Report<Explode>(m, options), &ExplodeResult::surface);
         },
         py::arg("model"), py::arg("shrink"), py::arg("select"));
-    module.def(
-        "grow",
-        [](SharedModel& m, std::string const& metric, std::optional<double> below,
-           std::optional<double> above, int rings) {
-            GrowOptions const options{metric, Threshold(below, above), rings};
-            RequireValid(options);
-            auto result = Call().Run(m, [&](Model& model, Context const& context) {
-                return Grow(model, std::nullopt, options, context);
-            });
-            SurfaceModel surface = std::move(result.surface);
-            return WithSurface(std::move(result), std::move(surface));
-        },
-        py::arg("model"), py::arg("metric"), py::arg("below"), py::arg("above"), py::arg("rings"));
+    module.def("grow", &GrowBad, py::arg("model"), py::arg("surface").none(true), py::arg("metric"),
+               py::arg("below"), py::arg("above"), py::arg("rings"), py::arg("threads"));
     module.def(
         "match",
         [](SharedModel& m, SharedSurface const& surface, double tolerance) {
@@ -330,17 +407,38 @@ void AddSurfaces(py::module_& module) {
         py::arg("model"), py::arg("surface"), py::arg("tolerance"));
     module.def(
         "graph",
-        [](SharedModel& m, std::string const& path, bool all_edges) {
-            auto const graphs = Report<Graph>(m, GraphOptions{all_edges});
+        [](SharedModel& m, std::string const& path, bool all_edges, std::string const& unit) {
+            std::optional<KetSDK::MeshVTK::OutputFile> file;
             if (!path.empty())
-                Call().Run([&](Context const& context) {
-                    auto file = OpenGraphFile(path);
-                    WriteGraphs(*graphs.lines, file, {}, context);
+                file.emplace(OpenGraphFile(path));
+            auto const result = Report<Graph>(m, GraphOptions{all_edges});
+            if (file)
+                Call().Run([&, length = UnitNamed(unit)](Context const& context) {
+                    WriteGraphs(*result.lines, *file, length, context, result.frame);
                     return true;
                 });
-            return graphs.graphs;
+            return result.graphs;
         },
-        py::arg("model"), py::arg("path"), py::arg("all_edges"));
+        py::arg("model"), py::arg("path"), py::arg("all_edges"), py::arg("unit"));
+    module.def(
+        "view",
+        [](SharedModel& m, std::string const& path, std::string const& color, std::string const& metrics,
+           std::uint64_t max_elements) {
+            auto file = OpenPage(path);
+            return Call().Run(m, [&](Model const& model, Context const& context) {
+                return View(model, file, ViewOptions{color, metrics, max_elements}, context);
+            });
+        },
+        py::arg("model"), py::arg("path"), py::arg("color"), py::arg("metrics"), py::arg("max_elements"));
+    module.def(
+        "save_catalog",
+        [](SharedModel& m, std::string const& path) {
+            Call().Run(m, [&](Model const& model, Context const&) {
+                WriteCatalog(model.mesh->GetMaterialCatalog(), path);
+                return true;
+            });
+        },
+        py::arg("model"), py::arg("path"));
 }
 
 } // namespace

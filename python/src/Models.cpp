@@ -1,14 +1,18 @@
 #include "Numbers.h"
 #include "Record.h"
 #include "Run.h"
+#include "Words.h"
 
 #include <KetSDK/MeshJobs/Image.h>
+#include <KetSDK/MeshJobs/Info.h>
 #include <KetSDK/MeshJobs/ModelArrays.h>
 #include <KetSDK/MeshJobs/ModelFile.h>
-#include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/Text.h>
 
+#include <array>
 #include <memory>
+#include <optional>
+#include <tuple>
 
 namespace ketmesh {
 
@@ -16,36 +20,26 @@ namespace {
 
 using namespace KetSDK::MeshJobs;
 using KetSDK::MeshVTK::FromUtf8;
-using KetSDK::MeshVTK::LengthUnit;
 using KetSDK::MeshVTK::ToUtf8;
+using KetSDK::MeshVTK::VoxelArray;
 
-LengthUnit UnitNamed(std::string const& name) {
-    try {
-        return LengthUnit::FromName(name);
-    } catch (KetSDK::MeshVTK::Error const& e) {
-        throw Error(e.what());
-    }
-}
-
-ReadOptions OptionsFor(std::string const& unit, std::string const& labels = "") {
+// What readers take for granted of a file, and what they accept.
+ReadOptions OptionsFor(std::string const& unit, FrameWord const& frame, std::string const& labels = "",
+                       bool allow_merged = false, bool allow_out_of_range = false) {
     ReadOptions options;
     options.unit = UnitNamed(unit);
     options.labels = labels;
+    options.frame = FrameNamed(frame);
+    options.limits.allow_merged = allow_merged;
+    options.limits.allow_out_of_range = allow_out_of_range;
     return options;
-}
-
-ModelHandle Share(Model&& model) {
-    return std::make_shared<SharedModel>(std::move(model));
-}
-
-SurfaceHandle Share(SurfaceModel&& surface) {
-    return std::make_shared<SharedSurface>(std::move(surface));
 }
 
 // --- Models ---------------------------------------------------------------------------------------------
 
-ModelHandle Read(std::string const& path, std::string const& labels, std::string const& unit) {
-    ReadOptions const options = OptionsFor(unit, labels);
+ModelHandle Read(std::string const& path, std::string const& labels, std::string const& unit,
+                 FrameWord const& frame, bool allow_merged, bool allow_out_of_range) {
+    ReadOptions const options = OptionsFor(unit, frame, labels, allow_merged, allow_out_of_range);
     return Share(Call().Run([&](Context const& context) { return ReadModel(path, options, context); }));
 }
 
@@ -59,8 +53,9 @@ std::vector<MMeshArray> TakeArrays(py::dict const& arrays, MMeshArray::Place pla
 ModelHandle Make(py::handle points, std::vector<std::pair<unsigned int, py::object>> const& cells,
                  py::dict const& cell_data, py::dict const& point_data,
                  std::vector<std::string> const& subvolume_names, std::string const& labels,
-                 std::string const& unit) {
-    ReadOptions const options = OptionsFor(unit, labels);
+                 std::string const& unit, FrameWord const& frame, bool allow_merged,
+                 bool allow_out_of_range) {
+    ReadOptions const options = OptionsFor(unit, frame, labels, allow_merged, allow_out_of_range);
     auto const positions = TakePoints(points, "points");
     std::vector<py::array_t<std::int64_t>> kept;
     ModelArrays arrays;
@@ -110,19 +105,38 @@ py::array Points(SharedModel& shared) {
                      3);
 }
 
-py::dict Cells(SharedModel& shared) {
+// What a copier gives for the elements of each kind, with that many numbers for an element.
+template <typename Copier>
+py::dict ByKind(SharedModel& shared, bool one_each, Copier const& copy) {
     py::dict cells;
+    for (KindCount const& kind : Ask(shared, [](Model const& model) { return CountKinds(*model.mesh); })) {
+        std::size_t const columns = one_each ? 1 : kind.nodes;
+        if (kind.elements > 0)
+            cells[kind.name] = GiveArray(Ask(shared,
+                                             [&](Model const& model) {
+                                                 std::vector<std::int64_t> out(kind.elements * columns);
+                                                 copy(model, kind.nodes, out);
+                                                 return out;
+                                             }),
+                                         one_each ? 0 : columns);
+    }
+    return cells;
+}
+
+py::dict Cells(SharedModel& shared) {
+    return ByKind(shared, false, CopyCells);
+}
+
+py::dict CellIds(SharedModel& shared) {
+    return ByKind(shared, true, CopyCellIndices);
+}
+
+py::dict Kinds(SharedModel& shared) {
+    py::dict kinds;
     for (KindCount const& kind : Ask(shared, [](Model const& model) { return CountKinds(*model.mesh); }))
         if (kind.elements > 0)
-            cells[kind.name] =
-                GiveArray(Ask(shared,
-                              [&kind](Model const& model) {
-                                  std::vector<std::int64_t> indices(kind.elements * kind.nodes);
-                                  CopyCells(model, kind.nodes, indices);
-                                  return indices;
-                              }),
-                          kind.nodes);
-    return cells;
+            kinds[kind.name] = kind.elements;
+    return kinds;
 }
 
 py::array SubVolumeIds(SharedModel& shared) {
@@ -136,23 +150,17 @@ py::array SubVolumeIds(SharedModel& shared) {
                      0);
 }
 
+MMeshArray::Place PlaceOf(int place) {
+    return static_cast<MMeshArray::Place>(place);
+}
+
 std::vector<std::string> ArrayNames(SharedModel& shared, int place) {
-    return Ask(shared, [place](Model const& model) {
-        std::vector<std::string> names;
-        for (MMeshArray const& array : CopyArrays(model))
-            if (array.place == place)
-                names.push_back(ToUtf8(array.name));
-        return names;
-    });
+    return Ask(shared, [place](Model const& model) { return ArrayNamesOf(model, PlaceOf(place)); });
 }
 
 py::array Array(SharedModel& shared, int place, std::string const& name) {
-    std::optional<MMeshArray> found = Ask(shared, [&](Model const& model) -> std::optional<MMeshArray> {
-        std::vector<MMeshArray> const arrays = CopyArrays(model);
-        MMeshArray const* const array =
-            FindArray(arrays, FromUtf8(name), static_cast<MMeshArray::Place>(place));
-        return array ? std::optional(*array) : std::nullopt;
-    });
+    std::optional<MMeshArray> found =
+        Ask(shared, [&](Model const& model) { return CopyArray(model, PlaceOf(place), name); });
     if (!found)
         throw py::key_error(name);
     return ToNumpy(std::move(*found));
@@ -164,9 +172,8 @@ std::size_t RowsAt(Model const& model, int place) {
 }
 
 void SetValues(SharedModel& shared, int place, std::string const& name, py::handle values) {
-    auto const at = static_cast<MMeshArray::Place>(place);
-    MMeshArray array =
-        FromNumpy(values, name, at, Ask(shared, [place](Model const& m) { return RowsAt(m, place); }));
+    MMeshArray array = FromNumpy(values, name, PlaceOf(place),
+                                 Ask(shared, [place](Model const& m) { return RowsAt(m, place); }));
     Ask(shared, [&](Model& model) {
         SetModelArray(model, std::move(array));
         return true;
@@ -183,14 +190,14 @@ bool RemoveArray(SharedModel& shared, int place, std::string const& name) {
 
 // --- Surfaces and images --------------------------------------------------------------------------------
 
-SurfaceHandle ReadSurfaceFile(std::string const& path, std::string const& unit) {
-    ReadOptions const options = OptionsFor(unit);
+SurfaceHandle ReadSurfaceFile(std::string const& path, std::string const& unit, FrameWord const& frame) {
+    ReadOptions const options = OptionsFor(unit, frame);
     return Share(Call().Run([&](Context const& context) { return ReadSurface(path, options, context); }));
 }
 
 SurfaceHandle MakeSurfaceOf(py::handle points, py::handle triangles, std::string const& name,
-                            std::string const& unit) {
-    ReadOptions const options = OptionsFor(unit);
+                            std::string const& unit, FrameWord const& frame) {
+    ReadOptions const options = OptionsFor(unit, frame);
     auto const positions = TakePoints(points, "points");
     auto const indices = TakeIndices(triangles, "triangles", 3);
     return Share(Call().Run([&](Context const&) {
@@ -199,14 +206,56 @@ SurfaceHandle MakeSurfaceOf(py::handle points, py::handle triangles, std::string
     }));
 }
 
-void SaveSurface(SharedSurface& shared, std::string const& path, std::string const& unit) {
+std::vector<std::string> SaveSurface(SharedSurface& shared, std::string const& path, std::string const& unit,
+                                     bool split, bool allow_empty) {
     SurfaceWriteOptions options;
     options.unit = UnitNamed(unit);
-    Call().Run([&](Context const& context) {
+    options.allow_empty = allow_empty;
+    return Call().Run([&](Context const& context) {
+        if (split)
+            return WriteSurfaces(shared.surface, path, options, context);
         auto file = OpenSurfaceFile(path);
         WriteSurface(shared.surface, file, options, context);
-        return true;
+        return std::vector<std::string>{path};
     });
+}
+
+// The voxels of an array of three dimensions where they lie. Throws TypeError and ValueError.
+VoxelArray VoxelsOf(py::array const& array) {
+    if (array.ndim() != 3)
+        throw py::value_error("an image must have the shape (i, j, k), not " +
+                              std::string(py::str(array.attr("shape"))));
+    VoxelArray voxels;
+    auto const take = [&]<typename T>(T) {
+        if (!py::isinstance<py::array_t<T>>(array))
+            return false;
+        voxels.first = static_cast<T const*>(array.data());
+        return true;
+    };
+    bool const is_known =
+        std::apply([&](auto... types) { return (take(types) || ...); },
+                   std::tuple<std::int8_t, std::uint8_t, std::int16_t, std::uint16_t, std::int32_t,
+                              std::uint32_t, std::int64_t, std::uint64_t, float, double>{});
+    if (!is_known)
+        throw py::type_error("the voxels of an image must be numbers of 8 to 64 bits, not " +
+                             std::string(py::str(array.dtype())));
+    for (py::ssize_t axis = 0; axis < 3; ++axis) {
+        auto const at = static_cast<std::size_t>(axis);
+        voxels.size[at] = array.shape(axis);
+        if (array.strides(axis) % array.itemsize() != 0)
+            throw py::value_error("the voxels of an image must lie at multiples of their size");
+        voxels.strides[at] = array.strides(axis) / array.itemsize();
+    }
+    return voxels;
+}
+
+Image MakeImageOf(py::array const& array, std::array<std::array<double, 4>, 3> const& affine,
+                  FrameWord const& frame, std::string const& unit) {
+    VoxelArray voxels = VoxelsOf(array);
+    voxels.affine = affine;
+    auto const length = UnitNamed(unit);
+    auto const in = FrameNamed(frame);
+    return Call().Run([&](Context const&) { return MakeImage(voxels, length, in); });
 }
 
 py::dict ArraysOfSurface(SharedSurface const& shared) {
@@ -217,6 +266,7 @@ py::dict ArraysOfSurface(SharedSurface const& shared) {
     dict["surface"] = GiveArray(std::move(arrays.surface_of), 0);
     dict["names"] = arrays.names;
     dict["reports"] = ReportSurfaces(*shared.surface.surfaces);
+    dict["frame"] = WordOf(shared.surface.frame);
     py::dict cell_data, point_data;
     for (MMeshArray array : shared.surface.arrays)
         if (array.place != MMeshArray::OnMesh) {
@@ -237,15 +287,33 @@ void AddModels(py::module_& module) {
     py::class_<SharedSurface, SurfaceHandle>(module, "SurfaceModel", "Surfaces, inside the library.");
     py::class_<KetSDK::MeshJobs::Image>(module, "Image", "An image, inside the library.")
         .def_readonly("file", &Image::file)
-        .def_readonly("note", &Image::note);
+        .def_readonly("note", &Image::note)
+        .def_property_readonly("frame", [](Image const& image) { return WordOf(image.frame); });
 
-    module.def("read", &Read, py::arg("path"), py::arg("labels"), py::arg("unit"));
+    module.def("read", &Read, py::arg("path"), py::arg("labels"), py::arg("unit"), py::arg("frame"),
+               py::arg("allow_merged"), py::arg("allow_out_of_range"));
     module.def("make", &Make, py::arg("points"), py::arg("cells"), py::arg("cell_data"),
-               py::arg("point_data"), py::arg("subvolume_names"), py::arg("labels"), py::arg("unit"));
+               py::arg("point_data"), py::arg("subvolume_names"), py::arg("labels"), py::arg("unit"),
+               py::arg("frame"), py::arg("allow_merged"), py::arg("allow_out_of_range"));
     module.def("save", &Save, py::arg("model"), py::arg("path"), py::arg("unit"), py::arg("text"));
     module.def("file_of", [](SharedModel const& m) { return m.model.file; });
+    module.def("frame_of",
+               [](SharedModel& m) { return WordOf(Ask(m, [](Model const& model) { return model.frame; })); });
     module.def("points", &Points);
     module.def("cells", &Cells);
+    module.def("cell_ids", &CellIds);
+    module.def("kinds", &Kinds);
+    module.def("rows", [](SharedModel& m, int place) {
+        return Ask(m, [place](Model const& model) { return RowsAt(model, place); });
+    });
+    module.def("subvolumes", [](SharedModel& m) {
+        return Ask(m, [](Model const& model) { return ReportSubVolumes(*model.mesh); });
+    });
+    module.def("box",
+               [](SharedModel& m) { return Ask(m, [](Model const& model) { return BoxOf(*model.mesh); }); });
+    module.def("volume", [](SharedModel& m) {
+        return Ask(m, [](Model const& model) { return Info(model, Context{}).volume; });
+    });
     module.def("subvolume_ids", &SubVolumeIds);
     module.def("array_names", &ArrayNames);
     module.def("array", &Array);
@@ -254,18 +322,22 @@ void AddModels(py::module_& module) {
     module.attr("ON_NODES") = static_cast<int>(MMeshArray::OnNodes);
     module.attr("ON_ELEMENTS") = static_cast<int>(MMeshArray::OnElements);
 
-    module.def("read_surface", &ReadSurfaceFile, py::arg("path"), py::arg("unit"));
+    module.def("read_surface", &ReadSurfaceFile, py::arg("path"), py::arg("unit"), py::arg("frame"));
     module.def("make_surface", &MakeSurfaceOf, py::arg("points"), py::arg("triangles"), py::arg("name"),
-               py::arg("unit"));
-    module.def("save_surface", &SaveSurface, py::arg("surface"), py::arg("path"), py::arg("unit"));
+               py::arg("unit"), py::arg("frame"));
+    module.def("save_surface", &SaveSurface, py::arg("surface"), py::arg("path"), py::arg("unit"),
+               py::arg("split"), py::arg("allow_empty"));
     module.def("surface_arrays", &ArraysOfSurface);
     module.def(
         "read_image",
-        [](std::string const& path, std::string const& unit) {
-            return Call().Run(
-                [&, of = UnitNamed(unit)](Context const& context) { return ReadImage(path, of, context); });
+        [](std::string const& path, std::string const& unit, std::string const& series) {
+            return Call().Run([&, of = UnitNamed(unit)](Context const& context) {
+                return ReadImage(path, of, context, series);
+            });
         },
-        py::arg("path"), py::arg("unit"));
+        py::arg("path"), py::arg("unit"), py::arg("series"));
+    module.def("make_image", &MakeImageOf, py::arg("array"), py::arg("affine"), py::arg("frame"),
+               py::arg("unit"));
 }
 
 } // namespace ketmesh

@@ -4,7 +4,9 @@
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
+#include <tuple>
 #include <type_traits>
 #include <utility>
 
@@ -20,32 +22,15 @@ void SetReadOnly(py::array& array) {
     array.attr("flags").attr("writeable") = false;
 }
 
-// The array in another type.
-py::array As(std::string const& dtype, py::array const& array) {
-    py::array converted = array.attr("astype")(dtype);
-    SetReadOnly(converted);
-    return converted;
-}
-
 // Owns the vector for as long as an array shows it.
 template <typename T>
 py::capsule Owner(std::unique_ptr<std::vector<T>> values) {
     return py::capsule(values.release(), [](void* p) { delete static_cast<std::vector<T>*>(p); });
 }
 
-// Numbers in the type that the library keeps them in.
-template <typename T, typename Kept>
-std::vector<Kept> Converted(py::array const& array) {
-    auto const values = py::array_t<T, py::array::c_style | py::array::forcecast>(array);
-    return std::vector<Kept>(values.data(), values.data() + values.size());
-}
-
 // 64-bit integers: in 32 bits where all fit, else as halves, the lower one first.
 template <typename T>
-void TakeWide(py::array const& array, MMeshArray& out) {
-    auto const values = py::array_t<T, py::array::c_style | py::array::forcecast>(array);
-    T const* const first = values.data();
-    T const* const last = first + values.size();
+void TakeWide(T const* first, T const* last, MMeshArray& out) {
     if (std::all_of(first, last, [](T v) { return std::in_range<std::int32_t>(v); })) {
         out.values = std::vector<std::int32_t>(first, last);
         return;
@@ -58,6 +43,42 @@ void TakeWide(py::array const& array, MMeshArray& out) {
     }
     out.components *= 2;
     out.type += std::wstring(L" ") + MMeshArrayHalves;
+}
+
+// The values in the type that the library keeps them in, in one pass where they lie in C order.
+template <typename T>
+void TakeValues(py::array const& array, MMeshArray& out) {
+    auto const values = py::array_t<T, py::array::c_style | py::array::forcecast>(array);
+    T const* const first = values.data();
+    T const* const last = first + values.size();
+    py::gil_scoped_release const released;
+    if constexpr (std::is_floating_point_v<T>)
+        out.values = std::vector<double>(first, last);
+    else if constexpr (std::numeric_limits<T>::digits < 32)
+        out.values = std::vector<std::int32_t>(first, last);
+    else
+        TakeWide(first, last, out);
+}
+
+// The same for the type that the array has.
+void TakeNumbers(py::array const& array, MMeshArray& out) {
+    char const kind = array.dtype().kind();
+    auto const take = [&]<typename T>(T) {
+        if (py::isinstance<py::array_t<T>>(array))
+            TakeValues<T>(array, out);
+        return py::isinstance<py::array_t<T>>(array);
+    };
+    bool const taken = std::apply(
+        [&](auto... types) { return (take(types) || ...); },
+        std::tuple<double, float, std::int8_t, std::uint8_t, std::int16_t, std::uint16_t, std::int32_t>{});
+    if (taken)
+        return;
+    if (kind == 'f')
+        TakeValues<double>(array, out);
+    else if (kind == 'i')
+        TakeValues<std::int64_t>(array, out);
+    else
+        TakeValues<std::uint64_t>(array, out);
 }
 
 std::int64_t Whole(std::int32_t low, std::int32_t high) {
@@ -78,9 +99,39 @@ std::string DtypeOf(std::wstring const& word) {
     return KetSDK::MeshVTK::ToUtf8(word);
 }
 
-template <typename T>
-py::array GiveRows(std::vector<T>&& values, std::uint32_t components) {
-    return GiveArray(std::move(values), components > 1 ? components : 0);
+// Values as the library keeps them, in the type that they have for users: without a copy where both are one.
+template <typename T, typename Kept>
+py::array GiveAs(std::vector<Kept>&& values, std::uint32_t components) {
+    std::size_t const columns = components > 1 ? components : 0;
+    if constexpr (std::is_same_v<T, Kept>) {
+        return GiveArray(std::move(values), columns);
+    } else {
+        std::vector<T> converted(values.size());
+        {
+            py::gil_scoped_release const released;
+            std::ranges::transform(values, converted.begin(), [](Kept v) { return static_cast<T>(v); });
+        }
+        return GiveArray(std::move(converted), columns);
+    }
+}
+
+py::array GiveWhole(std::vector<std::int32_t>&& values, std::uint32_t components, std::string const& dtype) {
+    auto const give = [&]<typename T>(T) { return GiveAs<T>(std::move(values), components); };
+    if (dtype == "int8")
+        return give(std::int8_t{});
+    if (dtype == "uint8")
+        return give(std::uint8_t{});
+    if (dtype == "int16")
+        return give(std::int16_t{});
+    if (dtype == "uint16")
+        return give(std::uint16_t{});
+    if (dtype == "uint32")
+        return give(std::uint32_t{});
+    if (dtype == "int64")
+        return give(std::int64_t{});
+    if (dtype == "uint64")
+        return give(std::uint64_t{});
+    return give(std::int32_t{});
 }
 
 } // namespace
@@ -128,20 +179,19 @@ py::array_t<std::int64_t> TakeIndices(py::handle array, char const* name, std::s
 
 py::array ToNumpy(MMeshArray&& array) {
     std::string const dtype = DtypeOf(WordsOfType(array).front());
-    if (auto* const doubles = std::get_if<std::vector<double>>(&array.values)) {
-        py::array const given = GiveRows(std::move(*doubles), array.components);
-        return dtype == "float32" ? As(dtype, given) : given;
-    }
+    if (auto* const doubles = std::get_if<std::vector<double>>(&array.values))
+        return dtype == "float32" ? GiveAs<float>(std::move(*doubles), array.components)
+                                  : GiveAs<double>(std::move(*doubles), array.components);
     auto& numbers = std::get<std::vector<std::int32_t>>(array.values);
-    if (!HoldsHalves(array)) {
-        py::array const given = GiveRows(std::move(numbers), array.components);
-        return dtype.empty() || dtype == "int32" ? given : As(dtype, given);
-    }
+    if (!HoldsHalves(array))
+        return GiveWhole(std::move(numbers), array.components, dtype);
     std::vector<std::int64_t> wide(numbers.size() / 2);
     for (std::size_t i = 0; i < wide.size(); ++i)
         wide[i] = Whole(numbers[2 * i], numbers[2 * i + 1]);
-    py::array const given = GiveRows(std::move(wide), array.components / 2);
-    return dtype == "uint64" ? As(dtype, given) : given;
+    if (dtype == "uint32")
+        return GiveAs<std::uint32_t>(std::move(wide), array.components / 2);
+    return dtype == "uint64" ? GiveAs<std::uint64_t>(std::move(wide), array.components / 2)
+                             : GiveAs<std::int64_t>(std::move(wide), array.components / 2);
 }
 
 MMeshArray FromNumpy(py::handle object, std::string const& name, MMeshArray::Place place, std::size_t rows) {
@@ -157,19 +207,16 @@ MMeshArray FromNumpy(py::handle object, std::string const& name, MMeshArray::Pla
     out.components = array.ndim() == 2 ? static_cast<std::uint32_t>(array.shape(1)) : 1;
     char const kind = array.dtype().kind();
     auto const bits = 8 * array.itemsize();
-    if (kind == 'f') {
+    if (kind == 'f')
         out.type = bits == 32 ? L"float32" : L"float64";
-        out.values = Converted<double, double>(array);
-    } else if (kind == 'b') {
+    else if (kind == 'b')
         out.type = L"uint8";
-        out.values = Converted<std::uint8_t, std::int32_t>(array);
-    } else if (kind == 'i' || kind == 'u') {
+    else if (kind == 'i' || kind == 'u')
         out.type = (kind == 'u' ? L"uint" : L"int") + std::to_wstring(bits);
-        kind == 'u' ? TakeWide<std::uint64_t>(array, out) : TakeWide<std::int64_t>(array, out);
-    } else {
+    else
         throw py::type_error("\"" + name + "\" must hold numbers, not " +
                              std::string(py::str(array.dtype())));
-    }
+    TakeNumbers(kind == 'b' ? py::array(array.attr("view")("uint8")) : array, out);
     return out;
 }
 

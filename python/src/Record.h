@@ -60,7 +60,8 @@ private:
 void AddReports(py::module_& module);
 // Models and surfaces: reading, writing, arrays.
 void AddModels(py::module_& module);
-// One function for each job.
+// A function for each job.
 void AddJobs(py::module_& module);
+void AddSolverJobs(py::module_& module);
 
 } // namespace ketmesh

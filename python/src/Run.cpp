@@ -1,6 +1,8 @@
 #include "Run.h"
 
+#include <atomic>
 #include <chrono>
+#include <string>
 
 namespace ketmesh {
 
@@ -26,6 +28,9 @@ private:
     mutable bool m_interrupted = false;
     mutable std::chrono::steady_clock::time_point m_last = std::chrono::steady_clock::now();
 };
+
+// Of jobs that are not told another number; 0 stands for all cores.
+std::atomic<int> usual_threads = 0;
 
 // Never freed: they live as long as the interpreter.
 PyObject* mesh_warning = nullptr;
@@ -65,9 +70,21 @@ void AddErrors(py::module_& module) {
     });
 }
 
+void AddThreads(py::module_& module) {
+    module.def(
+        "set_threads",
+        [](int threads) {
+            if (threads < 0 || threads > 1024)
+                throw Jobs::Error("the number of threads is 1 to 1024, or 0 for all cores, not " +
+                                  std::to_string(threads));
+            usual_threads = threads;
+        },
+        py::arg("threads"));
+}
+
 Call::Call(int threads) {
     m_context.progress = std::make_shared<SignalWatch>();
-    m_context.threads = threads;
+    m_context.threads = threads > 0 ? threads : usual_threads.load();
     m_context.warn = [this](std::string const& message) { m_warnings.push_back(message); };
 }
 

@@ -39,8 +39,17 @@ struct SharedSurface {
 };
 using SurfaceHandle = std::shared_ptr<SharedSurface>;
 
+inline ModelHandle Share(Jobs::Model&& model) {
+    return std::make_shared<SharedModel>(std::move(model));
+}
+inline SurfaceHandle Share(Jobs::SurfaceModel&& surface) {
+    return std::make_shared<SharedSurface>(std::move(surface));
+}
+
 // Makes MeshError, MeshFileError and MeshWarning, and turns the errors of jobs into them.
 void AddErrors(py::module_& module);
+// How many threads jobs work on.
+void AddThreads(py::module_& module);
 
 // What surrounds a job that Python calls: Ctrl-C cancels it, and its warnings become Python's.
 class Call {
@@ -90,6 +99,7 @@ private:
             return result;
         } catch (KetSDK::MeshJobs::Error const&) {
             ThrowInterrupt();
+            GiveWarnings();
             throw;
         }
     }

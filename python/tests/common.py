@@ -8,6 +8,7 @@ from pathlib import Path
 DATA = Path(__file__).resolve().parents[2] / "data"
 LINEAR = DATA / "head_small_tet4.vtu"
 CURVED = DATA / "head_small_tet10.vtu"
+LABELS = DATA / "head_labels.nii.gz"
 IMAGE = DATA / "head_ct.nii.gz"
 
 UNIT_TET = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]
