@@ -15,6 +15,13 @@ function turned(v, axis, angle) {
   return v.map((x, k) => x * c + across[k] * s + axis[k] * along);
 }
 
+function radiusAround([x, y, z], points) {
+  let most = 0;
+  for (let i = 0; i < points.length; i += 3)
+    most = Math.max(most, (points[i] - x) ** 2 + (points[i + 1] - y) ** 2 + (points[i + 2] - z) ** 2);
+  return Math.sqrt(most);
+}
+
 // Where to look from, by letter: to the right, left, front, back, head and feet of the body where the mesh says its
 // frame, else along the axes.
 export function namedViews(frame) {
@@ -37,10 +44,11 @@ export function namedViews(frame) {
 }
 
 export class CameraControl {
-  constructor(scene, box) {
+  // For a mesh with these points in this box.
+  constructor(scene, points, box) {
     this.scene = scene;
     this.center = [0, 1, 2].map((k) => (box[k] + box[k + 3]) / 2);
-    this.radius = Math.hypot(...[0, 1, 2].map((k) => box[k + 3] - box[k])) / 2 || 1;
+    this.radius = radiusAround(this.center, points) || 1;
     this.scene.camera.setViewAngle(28);
     this.flight = 0;
   }

@@ -4,13 +4,18 @@ const whole = new Intl.NumberFormat('en', { maximumFractionDigits: 0 });
 
 export const formatCount = (n) => whole.format(n);
 
+const sized = new Intl.NumberFormat('en', { maximumSignificantDigits: 6 });
+
+// A volume, area or length of a whole.
+export const formatSize = (x) => (Number.isFinite(x) ? sized.format(x) : '–');
+
 export function formatValue(value, digits = 5) {
   if (value === null || value === undefined) return '–';
   if (Number.isNaN(value)) return 'not a number';
   if (!Number.isFinite(value)) return value > 0 ? '∞' : '−∞';
   const size = Math.abs(value);
   if (Number.isInteger(value) && size < 1e7) return String(value).replace('-', '−');
-  const text = size !== 0 && (size >= 1e7 || size < 1e-3) ? value.toExponential(digits - 2) : String(Number(value.toPrecision(digits)));
+  const text = size !== 0 && (size >= 1e7 || size < 1e-3) ? value.toExponential(digits - 2).replace(/\.?0+e/, 'e') : String(Number(value.toPrecision(digits)));
   return text.replace(/-/g, '−').replace('e+', 'e');
 }
 

@@ -30,7 +30,6 @@ function themes(scene) {
     const name = chosen ?? (dark.matches ? 'dark' : 'light');
     document.documentElement.dataset.theme = name;
     scene.setTheme(Themes[name]);
-    scene.setEdges(scene.showEdges !== false);
     scene.render();
   };
   dark.addEventListener('change', apply);
@@ -65,7 +64,7 @@ async function open() {
   document.title = `${header.file} – mesh`;
 
   const scene = new Scene($('picture'));
-  const control = new CameraControl(scene, header.box);
+  const control = new CameraControl(scene, model.positions, header.box);
   const switchTheme = themes(scene);
   const viewer = new Viewer(model, scene);
   const views = namedViews(header.frame);
@@ -75,7 +74,6 @@ async function open() {
     const about = hit && viewer.describe(hit);
     viewer.setMark(hit ? hit.element : -1);
     showPicked($('picked'), viewer, about, closePicked);
-    $('hint').hidden = true;
     return about;
   };
   const closePicked = () => {
@@ -85,6 +83,7 @@ async function open() {
     $('picture').focus();
   };
   viewer.addEventListener('mark', () => {
+    $('hint').hidden = true;
     if (viewer.focus < 0 || viewer.marked !== viewer.focus) return;
     const { center } = viewer.centerOf(viewer.focus);
     showPicked($('picked'), viewer, viewer.describe({ element: viewer.focus, point: center }), closePicked);

@@ -13,6 +13,7 @@ import { Scales, rgbOf } from './colors.js';
 
 // What vtk.js draws: bodies of triangles with the edges of elements on them.
 
+const EdgeOpacity = 0.42;
 const unit = (rgb) => rgb.map((c) => c / 255);
 
 // Cells of `size` points each, one after another.
@@ -57,7 +58,7 @@ class Body {
   constructor(renderer) {
     this.faces = new Drawn(renderer);
     this.edges = new Drawn(renderer);
-    this.faces.property.set({ ambient: 0.28, diffuse: 0.76, specular: 0 });
+    this.faces.property.set({ ambient: 0.4, diffuse: 0.62, specular: 0 });
     this.edges.property.set({ lighting: false, lineWidth: 1 });
     this.faces.mapper.setResolveCoincidentTopologyToPolygonOffset();
     this.faces.mapper.setRelativeCoincidentTopologyPolygonOffsetParameters(1, 1);
@@ -105,6 +106,7 @@ export class Scene {
     this.solid = new Body(this.renderer);
     this.surfaces = new Body(this.renderer);
     this.section = new Body(this.renderer);
+    this.section.faces.property.set({ ambient: 0.72, diffuse: 0.28 }); // flat, and so not to be lit like a body
     this.ghost = new Body(this.renderer);
     this.ghost.faces.property.set({ opacity: 0.09, lighting: true, ambient: 0.5, diffuse: 0.5 });
     this.ghost.faces.actor.setForceTranslucent(true);
@@ -113,6 +115,7 @@ export class Scene {
     this.plane = vtkPlane.newInstance();
     this.observers = [];
     this.pending = false;
+    this.showEdges = true;
   }
   get canvas() {
     return this.view.getCanvas();
@@ -123,7 +126,7 @@ export class Scene {
   setTheme({ background, edge, ghost, mark }) {
     this.renderer.setBackground(...unit(rgbOf(background)));
     for (const body of [this.solid, this.surfaces, this.section])
-      body.edges.property.set({ color: unit(rgbOf(edge)), opacity: 0.55 });
+      body.edges.property.set({ color: unit(rgbOf(edge)), opacity: EdgeOpacity });
     this.ghost.faces.property.setColor(...unit(rgbOf(ghost)));
     this.mark.edges.property.setColor(...unit(rgbOf(mark)));
   }
@@ -137,8 +140,6 @@ export class Scene {
     for (const body of [this.solid, this.surfaces, this.ghost]) body.setPlane(clip && this.plane);
   }
   setEdges(visible) {
-    for (const body of [this.solid, this.surfaces, this.section])
-      body.edges.property.setOpacity(visible ? 0.55 : 0);
     this.showEdges = visible;
   }
   makeTable(scale, min, max) {
@@ -167,7 +168,7 @@ export class Scene {
   renderNow() {
     this.pending = false;
     for (const body of [this.solid, this.surfaces, this.section])
-      body.edges.actor.setVisibility(this.showEdges !== false && body.faces.actor.getVisibility());
+      body.edges.actor.setVisibility(this.showEdges && body.faces.actor.getVisibility());
     this.renderer.resetCameraClippingRange();
     this.window.render();
     for (const observer of this.observers) observer();

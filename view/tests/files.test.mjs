@@ -109,7 +109,8 @@ test('values that are not numbers, and shapes by a vector', async () => {
 });
 
 test('a mesh that is too large is shown in part, with its own numbers', async () => {
-  const mesh = data('head_small_tet4.vtu');
+  const mesh = file('tets.vtu');
+  ketmesh('convert', data('hex_matrix_fiber.vtu'), '--to', 'tet4', '-o', mesh);
   const whole = await openPage(writePage(mesh, 'whole.html'));
   const part = await openPage(writePage(mesh, 'part.html', '--max-elements', '1000'));
   const [all, some] = [await state(whole), await state(part)];
@@ -127,7 +128,7 @@ test('a mesh that is too large is shown in part, with its own numbers', async ()
 });
 
 test('views are those of the frame', async () => {
-  const mesh = data('head_small_tet4.vtu');
+  const mesh = data('hex_matrix_fiber.vtu');
   for (const [frame, right] of [['RAS', 1], ['LPS', -1]]) {
     const page = await openPage(writePage(mesh, `${frame}.html`, '--frame', frame));
     assert.deepEqual((await page.locator('#gizmo button').allTextContents()).sort(), [...'AILPRS']);

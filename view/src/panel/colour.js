@@ -133,12 +133,14 @@ export function legend(viewer, place, colorOfSubvolume) {
     const [min, max] = range;
     place.className = 'scale';
     const marks = ticks(min, max, 5);
+    const longest = marks.map((v) => formatValue(v)).reduce((a, b) => (b.length > a.length ? b : a), '');
     place.replaceChildren(
       h('strong', {}, quantity.title),
       h('div', { className: 'strip' },
         h('i', { style: { background: gradient(viewer.scale, 'to top') } }),
         h('div', { className: 'marks' }, marks.map((v) =>
-          h('span', { style: { bottom: `${max > min ? (100 * (v - min)) / (max - min) : 50}%` } }, formatValue(v))))),
+          h('span', { style: { bottom: `${max > min ? (100 * (v - min)) / (max - min) : 50}%` } }, formatValue(v))),
+        h('b', { ariaHidden: 'true' }, longest))),
       ...(quantity.statistics.nonfinite > 0 ? [h('div', { className: 'none' }, h('i'), 'no value')] : []));
   }
   for (const event of ['color', 'show']) viewer.addEventListener(event, draw);

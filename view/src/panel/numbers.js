@@ -1,4 +1,4 @@
-import { formatCount, formatPlace, formatValue } from '../format.js';
+import { formatCount, formatPlace, formatSize, formatValue } from '../format.js';
 import { h, part, table } from './dom.js';
 
 // All numbers as tables, for people who read rather than look.
@@ -18,7 +18,7 @@ export function numbersPart(viewer) {
         ['size [mm]', formatPlace(size)],
         ['frame', header.frame ?? 'not said'],
       ]),
-      table('Sub-volumes', ['name', 'elements', 'mm³'], viewer.subvolumes.map((s) => [s.name, formatCount(s.elements), formatValue(s.volume)])),
+      table('Sub-volumes', ['name', 'elements', 'mm³'], viewer.subvolumes.map((s) => [s.name, formatCount(s.elements), formatSize(s.volume)])),
       table('Surfaces', ['name', 'faces'], viewer.surfaces.map((s) => [s.name, formatCount(s.faces.length)])),
       table('Values', ['name', 'min', 'mean', 'max'], viewer.quantities.filter((q) => !q.isCategory).map((q) => {
         const { min, mean, max } = q.statistics;

@@ -1,5 +1,5 @@
 import { worstElements } from '../fields.js';
-import { formatCount, formatValue } from '../format.js';
+import { formatValue } from '../format.js';
 import { h, part } from './dom.js';
 
 const Listed = 20;
@@ -15,15 +15,15 @@ export function worstPart(viewer, control) {
   function fly(e) {
     viewer.setFocus(e);
     const { center, radius } = viewer.centerOf(e);
-    control.approach(center, 4 * radius);
+    control.approach(center, 7 * radius);
   }
   function draw() {
     const { quantity } = viewer;
     element.hidden = quantity.isCategory;
-    if (quantity.isCategory || !element.open) return;
     const metric = quantity.kind === 'metric';
     const sense = metric ? quantity.worst : lowest ? 'lowest' : 'highest';
     heading.textContent = metric ? 'Worst elements' : lowest ? 'Lowest values' : 'Highest values';
+    if (quantity.isCategory || !element.open) return;
     title.textContent = metric
       ? `${quantity.name}: ${{ lowest: 'the lowest values', highest: 'the highest values', negative: 'negative values, then the highest' }[sense]}`
       : quantity.name;
@@ -35,10 +35,6 @@ export function worstPart(viewer, control) {
   }
   element.addEventListener('toggle', draw);
   for (const event of ['color', 'values']) viewer.addEventListener(event, draw);
-  const { quantity } = viewer;
-  heading.textContent = quantity.kind === 'metric' ? 'Worst elements' : 'Highest values';
   draw();
   return element;
 }
-
-export { formatCount };
