@@ -28,9 +28,11 @@ REFUSED = [
     ("mesh\nx.vtu\n", STEP, [], ['cases.csv: there is no column "id"']),
     ("id,mesh,mesh\n", STEP, [], ['the column "mesh" stands 2 times']),
     ("id,mesh\n", STEP, [], ["cases.csv: there are no cases"]),
-    ("id,mesh\na,x\nb\na,y\n", STEP, [], ["line 3: 1 cells where the first line has 2", 'line 4: the id "a" stands in line 2']),
+    ("id,mesh\na,x\nb\na,y\n", STEP, [],
+     ["line 3: 1 cells where the first line has 2", 'line 4: the id "a" stands in line 2']),
     ("id,mesh\n../a,x\n.,x\n,x\nsummary.csv,x\n", STEP, [],
-     ['line 2: the id "../a" is no safe name', 'line 3: the id "."', 'line 4: the id ""', 'line 5: the id "summary.csv" is taken']),
+     ['line 2: the id "../a" is no safe name', 'line 3: the id "."', 'line 4: the id ""',
+      'line 5: the id "summary.csv" is taken']),
     ("id,mesh\na,--help\n", STEP, [], ['line 2: mesh "--help" would be taken for an option']),
     ('id,mesh\na,"x\n', STEP, [], ["cases.csv: line 2: unexpected end of data"]),
     ("id,mesh\na,\udcff\n", STEP, [], ["no UTF-8"]),
@@ -38,7 +40,8 @@ REFUSED = [
     (CASES, "[[step]\n", [], ["pipeline.toml: no TOML"]),
     (CASES, STEP + STEP, [], ['step 2: the name "info" is taken']),
     (CASES, STEP.replace("name", "nmae"), [], ['step 1: unknown key "nmae"', "step 1: name must be a word"]),
-    (CASES, STEP.replace("mesh}", "labels}"), [], ["step 1 (\"info\"): there is no column {labels} in the cases: they have id, mesh"]),
+    (CASES, STEP.replace("mesh}", "labels}"), [],
+     ['step 1 ("info"): there is no column {labels} in the cases: they have id, mesh']),
     (CASES, STEP.replace("{mesh}", "{mesh"), [], ["step 1 (\"info\"): run: "]),
     (CASES, STEP.replace("{mesh}", "{mesh!r}"), [], ["braces hold the name of a column"]),
     (CASES, STEP.replace("{mesh}", "{mesh} -o ../all.vtu"), [], ["every case would write ../all.vtu"]),
@@ -183,13 +186,14 @@ def example(tmp_path_factory):
     (tree / "data").symlink_to(ROOT / "data")
     shutil.copytree(ROOT / "examples" / "cohort", tree / "examples" / "cohort")
     built = any(list(Path(folder).glob("ketmesh/_core*.so")) for folder in sys.path)
-    return tree / "examples" / "cohort", f"{sys.executable} " + ("-m ketmesh.cohort" if built else shlex.quote(str(COHORT)))
+    return tree / "examples" / "cohort", sys.executable + (" -m ketmesh.cohort" if built else f" {shlex.quote(str(COHORT))}")
 
 
 def test_guide_runs_on_the_real_data(example):
     folder, cohort = example
     blocks = dict(re.findall(r"```(csv|toml|sh)\n(.*?)```", (ROOT / "docs" / "cohorts.md").read_text(), re.S))
-    assert blocks["csv"] == (folder / "cases.csv").read_text() and blocks["toml"] == (folder / "pipeline.toml").read_text()
+    assert blocks["csv"] == (folder / "cases.csv").read_text()
+    assert blocks["toml"] == (folder / "pipeline.toml").read_text()
     command = blocks["sh"].replace("python3 -m ketmesh.cohort", cohort)
     ended = subprocess.run(command, shell=True, cwd=folder, capture_output=True, text=True)
     assert ended.returncode == 0, ended.stderr
@@ -235,7 +239,7 @@ def test_cancelling_ends_the_steps_and_loses_nothing(tmp_path, number, workers):
     os.killpg(process.pid, number)  # as a terminal does
     _, err = process.communicate(timeout=20)
     assert process.returncode == 130
-    assert "Traceback" not in err and err.splitlines()[-1].startswith("ketmesh.cohort: cancelled; the same command"), err
+    assert "Traceback" not in err and err.splitlines()[-1].startswith("ketmesh.cohort: cancelled; the same"), err
     assert study.no_process_stays(1)
     assert study.finished("runs") == before and list(before) == ["case-000002"]
 

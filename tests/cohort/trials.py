@@ -247,9 +247,9 @@ def _trial_faults(folder: Path, cases: int) -> None:
         assert study.statuses(f"runs{workers}") == study.expected
         assert study.no_process_stays()
         summaries.append(study.stable_summary(f"runs{workers}"))
-        print(f"{workers} workers: {time.monotonic() - start:.0f} s, {dict(Counter(study.expected.values()))}", flush=True)
+        print(f"{workers} workers: {time.monotonic() - start:.0f} s", flush=True)
     assert summaries[0] == summaries[1] == summaries[2]
-    print("the same summary for 1, 2 and 4 workers")
+    print(f"the same summary for 1, 2 and 4 workers: {dict(Counter(study.expected.values()))}")
 
 
 def _trial_kills(folder: Path, cases: int) -> None:
@@ -277,7 +277,7 @@ def _trial_many(folder: Path, cases: int) -> None:
     assert process.returncode == 0, err[-2000:]
     seconds = time.monotonic() - start
     print(out + err.splitlines()[-1])
-    print(f"{cases} cases in {seconds:.0f} s, {cases / seconds:.0f} a second; the driver held {peak / 1000:.0f} MB at most")
+    print(f"{cases} cases in {seconds:.0f} s, {cases / seconds:.0f} a second; the driver held at most {peak / 1000:.0f} MB")
     start = time.monotonic()
     assert study.run("runs").returncode == 0
     print(f"nothing to do, and the summary: {time.monotonic() - start:.0f} s")

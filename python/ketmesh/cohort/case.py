@@ -47,7 +47,7 @@ def is_current(record: dict, task: dict, may_read: bool = False) -> bool:
 
 
 def run_case(task: dict, stop: threading.Event) -> dict:
-    """Brings one case to its end, and gives id, status, error and whether it `ran`.
+    """Brings one case to its end, and gives its id, status and error.
 
     The task has id, folder, program, version, steps (of pipeline.expand), timeout, memory (bytes), retries and cores.
     A case that is done under the same key stays as it is. Throws Stopped, and OSError when the folder cannot be used.
@@ -61,7 +61,7 @@ def run_case(task: dict, stop: threading.Event) -> dict:
         if old and old["status"] == "done" and old["key"] == key:
             if old.get("inputs") != inputs:  # the same contents in files that were touched
                 _commit(folder, {**old, "inputs": inputs})
-            return {"id": task["id"], "status": "done", "error": "", "ran": False}
+            return {"id": task["id"], "status": "done", "error": ""}
         record = {"id": task["id"], "status": "", "error": "", "step": None}
         for attempt in range(1, task["retries"] + 2):
             record = _attempt(task, folder, lock, token, stop)
@@ -71,7 +71,7 @@ def run_case(task: dict, stop: threading.Event) -> dict:
         if record["status"] == "done" and not are_unchanged(inputs):
             record.update(status="failed", error="an input changed while the case ran: run it again")
         _commit(folder, record)
-        return {"id": task["id"], "status": record["status"], "error": record["error"], "ran": True}
+        return {"id": task["id"], "status": record["status"], "error": record["error"]}
 
 
 def record_lost(task: dict, error: str) -> dict:
@@ -83,7 +83,7 @@ def record_lost(task: dict, error: str) -> dict:
         record = {"id": task["id"], "status": "crashed", "step": None, "error": error, "steps": {}, "runs": {},
                   "warnings": [], "seconds": 0.0, "peak_memory": 0, "pages": [], "attempts": 1}
         _commit(folder, {**record, "key": key, "version": task["version"], "inputs": inputs})
-    return {"id": task["id"], "status": "crashed", "error": error, "ran": True}
+    return {"id": task["id"], "status": "crashed", "error": error}
 
 
 def _attempt(task: dict, folder: Path, lock: int, token: str, stop: threading.Event) -> dict:

@@ -38,7 +38,7 @@ class Cases:
     """The rows by id. They lie in a temporary file of their own, so that memory does not grow with them."""
 
     def __init__(self, path: Path, columns: list[str], option_like: set[str]):
-        """Reads and checks all rows; `option_like` are columns whose values must not look like options. Throws Fault."""
+        """Reads and checks all rows; values of the columns `option_like` must not look like options. Throws Fault."""
         self.folder = path.resolve().parent
         self._table = sqlite3.connect("")
         self._table.execute("CREATE TABLE cases (id TEXT UNIQUE, line INTEGER, row TEXT)")

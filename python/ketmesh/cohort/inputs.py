@@ -54,7 +54,8 @@ def _files(path: str) -> list[str]:
     return sorted(os.path.join(folder, name) for folder, _, names in os.walk(path) for name in names)
 
 
-def fingerprint(version: str, steps: list[dict], known: list[dict] = (), may_read: bool = True) -> tuple[str, list[dict]]:
+def fingerprint(version: str, steps: list[dict], known: list[dict] = (),
+                may_read: bool = True) -> tuple[str, list[dict]]:
     """The key of a case, and its input files with the stamps and digests that the key stands on.
 
     Files whose stamp is as in `known`, which an earlier call has given, are not read. Where names lie does not count,

@@ -91,9 +91,10 @@ def _table(out, headings: list[str], rows: Iterator[list[str]], first_number: in
     out.write("</table></div>\n")
 
 
-def _write_outliers(out, cases: dict[int, PageCase], count: int, outliers: dict, by_name: dict[str, Distribution]) -> None:
-    out.write(f"<h2>Outliers</h2>\n<p class=note>Cases with a figure more than {FAR_OUT} robust standard deviations from "
-              "the median of all: look at these first.</p>\n")
+def _write_outliers(out, cases: dict[int, PageCase], count: int, outliers: dict,
+                    by_name: dict[str, Distribution]) -> None:
+    out.write(f"<h2>Outliers</h2>\n<p class=note>Cases with a figure more than {FAR_OUT} robust standard deviations "
+              "from the median of all: look at these first.</p>\n")
     if not outliers:
         out.write("<p>There are none.</p>\n")
         return
@@ -163,7 +164,7 @@ def _write_cases(out, total: int, cases: Callable[[], Iterator[PageCase]], figur
             yield [_link(case), f'<span class="{_class(case.status)}">{escape(case.status)}</span>', str(case.warnings),
                    *(_number(value(name, case.place)) for name in figures)]
     _table(out, ["case", "status", "warnings", *map(escape, figures)], rows(), 2)
-    left_out = [text for text, more in ((f"{total - shown} more cases", total > shown),
-                                        (f"{all_figures - len(figures)} more figures", all_figures > len(figures))) if more]
+    left_out = [f"{more} more {what}" for more, what in ((total - shown, "cases"), (all_figures - len(figures), "figures"))
+                if more > 0]
     if left_out:
         out.write(f"<p class=note>{' and '.join(left_out)} are in summary.csv</p>\n")

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import contextlib
+import itertools
 import logging
 import os
 import sys
@@ -15,7 +17,7 @@ from .case import Stopped, record_lost, run_case
 from .faults import Fault
 
 IN_FLIGHT = 3  # futures for each thread of a worker: enough that none waits, however many cases there are
-LIVES = 3  # workers that may die under a case before the case is given up
+BATCH_SECONDS, LARGEST_BATCH = 0.3, 16  # cases that are over at once share a future
 REFRESH_SECONDS = 5.0  # after which the number of workers is asked for again
 CONNECT_SECONDS = 20.0
 
@@ -29,7 +31,7 @@ for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
     signal.signal(number, lambda *_: None)
 """
 LOCAL_CONFIG = {
-    "distributed.scheduler.allowed-failures": 1000,
+    "distributed.scheduler.allowed-failures": 20,
     "distributed.scheduler.transition-log-length": 1000,
     "distributed.scheduler.events-log-length": 1000,
     "distributed.scheduler.worker-saturation": 1.0,
@@ -54,7 +56,7 @@ def run_on_this_machine(tasks: Iterator[dict], workers: int, finished: Finished)
     shares = [cores[i::workers] or [cores[i % len(cores)]] for i in range(workers)]
     with tempfile.TemporaryDirectory(prefix="ketmesh-cohort-") as scratch, dask.config.set(LOCAL_CONFIG):
         with distributed.LocalCluster(
-                n_workers=workers, threads_per_worker=1, processes=True, memory_limit=0, dashboard_address=None,
+                n_workers=workers, threads_per_worker=1, processes=True, memory_limit=0, dashboard_address=":0",
                 local_directory=scratch, silence_logs=logging.CRITICAL, host="127.0.0.1") as cluster:
             with distributed.Client(cluster, set_as_default=False) as client:
                 _run(client, ({**task, "shares": shares} for task in tasks), finished)
@@ -81,10 +83,13 @@ def _import_dask():
 
 
 def _answer(task: dict, stop: threading.Event) -> dict:
+    """Runs a case, and gives id, status, error and seconds. Throws Stopped."""
+    start = time.monotonic()
     try:
-        return run_case(task, stop)
+        result = run_case(task, stop)
     except OSError as error:
-        return {"id": task["id"], "status": "failed", "error": str(error), "ran": True}
+        result = {"id": task["id"], "status": "failed", "error": str(error)}
+    return {**result, "seconds": time.monotonic() - start}
 
 
 def _stop_of(worker, run: str) -> threading.Event:
@@ -98,63 +103,72 @@ def _remote_functions():
     Being functions in a function, and with the package registered, they travel with all their code: workers need
     nothing of this package, and never run another version of it.
     """
-    def run_task(task: dict) -> dict:
+    def run_batch(run: str, tasks: list[dict]) -> list[dict]:
         from distributed import get_worker
 
-        worker = get_worker()
-        if shares := task.get("shares"):
-            task = {**task, "cores": shares[worker.name]}
-        try:
-            return _answer(task, _stop_of(worker, task["run"]))
-        except Stopped:
-            return {"id": task["id"], "status": "stopped", "error": "", "ran": False}
+        worker, results = get_worker(), []
+        end = time.monotonic() + 3 * BATCH_SECONDS
+        for task in tasks:
+            if results and time.monotonic() > end:
+                break  # slow cases have come: the rest goes up again, to whichever worker is free
+            if shares := task.get("shares"):
+                task = {**task, "cores": shares[worker.name]}
+            with contextlib.suppress(Stopped):
+                results.append(_answer(task, _stop_of(worker, run)))
+        return results
 
     def cancel(run: str, dask_worker=None) -> None:
         _stop_of(dask_worker, run).set()
 
-    return run_task, cancel
+    return run_batch, cancel
 
 
 class _Flight:
-    """The futures that are under way: a few for each worker."""
+    """The futures that are under way: a few for each worker, each a batch of cases if those are quick."""
 
-    def __init__(self, client, run: str):
+    def __init__(self, client):
         from distributed import as_completed
 
-        self._client, self._run = client, run
+        self._client, self._run = client, uuid.uuid4().hex[:12]
         self._completed = as_completed(with_results=True, raise_errors=False, loop=client.loop)
-        self._run_task, self._cancel = _remote_functions()
-        self._tasks: dict[str, tuple[dict, int]] = {}  # by key, with the workers that died under it
+        self._run_batch, self._cancel = _remote_functions()
+        self._batches: dict[str, list[dict]] = {}  # by key
         self._futures: dict = {}
-        self._started = self._limit = 0
+        self._started = self._threads = 0
         self._asked = -REFRESH_SECONDS
+        self._rate = 0.0  # cases a second of one thread of late
 
     def has_room(self) -> bool:
         now = time.monotonic()
         if now - self._asked > REFRESH_SECONDS:
             self._asked = now
-            self._limit = IN_FLIGHT * max(1, sum(self._client.nthreads().values()))
-        return len(self._futures) < self._limit
+            self._threads = max(1, sum(self._client.nthreads().values()))
+        return len(self._futures) < IN_FLIGHT * self._threads
 
-    def start(self, task: dict, deaths: int = 0) -> None:
+    def batch_size(self) -> int:
+        return min(max(1, int(self._rate * BATCH_SECONDS)), LARGEST_BATCH)
+
+    def start(self, tasks: list[dict]) -> None:
         self._started += 1
-        key = f"case-{self._started}-{self._run}"
-        future = self._client.submit(self._run_task, {**task, "run": self._run}, key=key, pure=False)
-        self._tasks[key] = task, deaths
+        key = f"cases-{self._started}-{self._run}"
+        future = self._client.submit(self._run_batch, self._run, tasks, key=key, pure=False)
+        self._batches[key] = tasks
         self._futures[key] = future
         self._completed.add(future)
 
     def is_empty(self) -> bool:
         return not self._futures
 
-    def next(self) -> tuple[dict, int, object]:
-        """Waits for a case: its task, the workers that died under it, and its result or exception."""
+    def next(self) -> tuple[list[dict], object]:
+        """Waits for a batch: its tasks, and their results or an exception."""
         future, result = next(self._completed)
-        task, deaths = self._tasks.pop(future.key)
+        tasks = self._batches.pop(future.key)
         del self._futures[future.key]
         if future.status == "error":
             result = result[1] if isinstance(result, tuple) else result
-        return task, deaths, result
+        elif isinstance(result, list) and result:
+            self._rate = len(result) / max(1e-3, sum(each["seconds"] for each in result))
+        return tasks, result
 
     def cancel(self) -> None:
         """Lets nothing start any more and ends the steps that run."""
@@ -170,32 +184,42 @@ class _Flight:
 
 def _run(client, tasks: Iterator[dict], finished: Finished) -> None:
     import cloudpickle
-    from distributed.scheduler import KilledWorker
 
     cloudpickle.register_pickle_by_value(sys.modules[__package__])
-    flight = _Flight(client, uuid.uuid4().hex[:12])
+    flight = _Flight(client)
     more = True
     try:
         while more or not flight.is_empty():
             while more and flight.has_room():
-                task = next(tasks, None)
-                more = task is not None
+                batch = list(itertools.islice(tasks, flight.batch_size()))
+                more = bool(batch)
                 if more:
-                    flight.start(task)
-            if flight.is_empty():
-                break
-            task, deaths, result = flight.next()
-            if isinstance(result, dict):
-                finished(result)
-            elif not isinstance(result, KilledWorker):
-                raise Fault(_gone(client, result))
-            elif deaths + 1 < LIVES:
-                flight.start(task, deaths + 1)
-            else:
-                finished(record_lost(task, "the workers that ran it died"))
+                    flight.start(batch)
+            if not flight.is_empty():
+                _land(client, flight, finished)
     except KeyboardInterrupt:
         flight.cancel()
         raise
+
+
+def _land(client, flight: _Flight, finished: Finished) -> None:
+    """Takes what the next batch gives, which may be less than the batch. The scheduler gives up a batch under which worker
+    after worker has died: then each of its cases goes up again for itself, and a single one is recorded as lost."""
+    from distributed.scheduler import KilledWorker
+
+    tasks, result = flight.next()
+    if isinstance(result, list):
+        for each in result:
+            finished(each)
+        for task in tasks[len(result):]:
+            flight.start([task])
+    elif not isinstance(result, KilledWorker):
+        raise Fault(_gone(client, result))
+    elif len(tasks) > 1:
+        for task in tasks:
+            flight.start([task])
+    else:
+        finished(record_lost(tasks[0], "the workers that ran it died"))
 
 
 def _gone(client, error: object) -> str:
