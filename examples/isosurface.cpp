@@ -25,7 +25,7 @@ int main(int argc, char** argv) try {
     for (auto node = mesh.BeginPoint(); node != mesh.EndPoint(); ++node) {
         double sum = 0.0;
         MLong const position[3] = {node->x, node->y, node->z};
-        for (int axis = 0; axis < 3; ++axis) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
             double const middle = 0.5 * box.GetMin()[axis] + 0.5 * box.GetMax()[axis];
             sum += std::pow((position[axis] - middle) / KetSDK::Common::MInternalUnits::Get(), 2.0);
         }

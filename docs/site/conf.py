@@ -50,5 +50,6 @@ def link_headers(app, doctree):
 
 def setup(app):
     app.reference_pages = headers()
-    app.add_lexer("mermaid", TextLexer)  # the map's drawing stays text here
+    for language in ("csv", "mermaid"):  # which this Pygments shows as they are
+        app.add_lexer(language, TextLexer)
     app.connect("doctree-read", link_headers)
