@@ -179,6 +179,15 @@ def test_exit_status_is_of_the_cases_that_were_asked_for(tmp_path):
     assert study.run("runs", "--workers", "0").returncode == 2
 
 
+def test_inputs_are_never_emptied_away(tmp_path):
+    study = Study(tmp_path, ["none"])
+    assert study.run("runs", "--workers", "0").returncode == 0
+    study.cases.write_text(study.cases.read_text().replace("mesh.vtu", "runs/case-000000/cut.vtu"))
+    ended = study.run("runs", "--workers", "0")
+    assert ended.returncode == 1 and "reads it from" in ended.stderr
+    assert (tmp_path / "runs" / "case-000000" / "cut.vtu").exists()
+
+
 @pytest.fixture(scope="module")
 def example(tmp_path_factory):
     """examples/cohort beside data/, and the environment in which `python3 -m ketmesh.cohort` works."""

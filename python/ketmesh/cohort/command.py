@@ -125,6 +125,10 @@ class _Cohort:
 
     def _task(self, row: dict[str, str]) -> dict:
         steps = expand(self._pipeline, row, self._roots)
+        for path in (word["path"] for step in steps for word in step["words"] if isinstance(word, dict)):
+            if Path(os.path.realpath(path)).is_relative_to(self.runs):
+                raise Fault(f"{path}: the case {row['id']} reads it from {self.runs}, where cases are emptied before "
+                            "they run: name another folder with --out")
         return {**self._common, "id": row["id"], "folder": str(self.runs / row["id"]), "steps": steps}
 
     def is_chosen(self, case_id: str) -> bool:
