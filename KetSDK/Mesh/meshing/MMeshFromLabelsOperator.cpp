@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <numbers>
 #include <optional>
@@ -80,18 +81,25 @@ double NumberOfTetrahedra(double volume, double area, double size, int top_level
 std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& image) {
     std::vector<double> areas(labels.Counts().size(), 0.0);
     double const voxel = VoxelVolume(image);
+    std::int64_t const before = labels.First()[0] - 1, wide = labels.Last()[0] - before + 2;
+    std::vector<LabelIndex> rows[3]; // this one, and the next along the second and third axis
+    for (std::vector<LabelIndex>& row : rows)
+        row.resize(static_cast<std::size_t>(wide));
     for (std::int64_t k = labels.First()[2] - 1; k <= labels.Last()[2]; ++k)
-        for (std::int64_t j = labels.First()[1] - 1; j <= labels.Last()[1]; ++j)
-            for (std::int64_t i = labels.First()[0] - 1; i <= labels.Last()[0]; ++i) {
-                LabelIndex const label = labels.At(i, j, k);
-                LabelIndex const next[3] = {labels.At(i + 1, j, k), labels.At(i, j + 1, k),
-                                            labels.At(i, j, k + 1)};
+        for (std::int64_t j = labels.First()[1] - 1; j <= labels.Last()[1]; ++j) {
+            labels.CopyRow(before, j, k, wide, rows[0].data());
+            labels.CopyRow(before, j + 1, k, wide, rows[1].data());
+            labels.CopyRow(before, j, k + 1, wide, rows[2].data());
+            for (std::size_t i = 0; i + 1 < rows[0].size(); ++i) {
+                LabelIndex const label = rows[0][i];
+                LabelIndex const next[3] = {rows[0][i + 1], rows[1][i], rows[2][i]};
                 for (std::size_t axis = 0; axis < 3; ++axis)
                     if (next[axis] != label) {
                         areas[label] += voxel / image.spacing[axis];
                         areas[next[axis]] += voxel / image.spacing[axis];
                     }
             }
+        }
     return areas;
 }
 
@@ -112,11 +120,8 @@ public:
 
     // False when the user cancelled.
     bool Do(MMeshBase& mesh) {
-        m_weights.emplace(m_labels, Kernel(), m_owner.GetParallel());
-        if (!Advance(80))
-            return false;
-        MakeLabelledLattice();
-        if (!Advance(200))
+        m_weights.emplace(m_labels, Kernel(), m_owner.GetParallel(), Within(0, 80));
+        if (!Advance(80) || !MakeLabelledLattice() || !Advance(200))
             return false;
         MakeMovingMesh();
         InterfaceTargets const targets(*m_weights, m_space, 0.5 * Units(SmallestSpacing(m_image)));
@@ -150,13 +155,24 @@ private:
         return SmoothingKernel(sigmas);
     }
 
-    // The lattice with a label for each tetrahedron, all boundaries manifold.
-    void MakeLabelledLattice() {
-        m_lattice.emplace(MakeLattice(MakeTree(*m_weights, m_grid), m_grid, *m_weights));
+    // Moves the progress from one number of thousandths to another.
+    std::function<bool(double fraction)> Within(unsigned from, unsigned to) {
+        return [this, from, to](double fraction) {
+            return Advance(from + static_cast<unsigned long long>((to - from) * fraction));
+        };
+    }
+
+    // The lattice with a label for each tetrahedron, all boundaries manifold. False when the user cancelled.
+    bool MakeLabelledLattice() {
+        m_lattice.emplace(MakeLattice(MakeTree(*m_weights, m_grid), m_grid, *m_weights, m_owner.GetParallel(),
+                                      Within(80, 120)));
+        if (!Advance(120))
+            return false;
         m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.GetParallel());
         NodeTetrahedra const around(m_lattice->nodes.size(), m_lattice->tetrahedra);
         m_relabelled = MakeManifold(*m_lattice, around, m_owner.GetParallel(), m_tetrahedron_labels);
         FindInterfaces(around);
+        return true;
     }
 
     // Which labels meet at each node, as long as all tetrahedra outside are there.
@@ -223,9 +239,7 @@ private:
         limits.largest_bulge = Units(std::min(0.05 * m_settings.size, 0.25 * SmallestSpacing(m_image)));
         limits.rounds = m_settings.rounds;
         limits.parallel = m_owner.GetParallel();
-        return MoveNodes(m_moving, around, targets, limits, [&](double fraction) {
-            return Advance(300 + static_cast<unsigned long long>(600.0 * fraction));
-        });
+        return MoveNodes(m_moving, around, targets, limits, Within(300, 900));
     }
 
     // --- What is said about the result ---------------------------------------------------------------
@@ -242,8 +256,8 @@ private:
         ReportElements();
         ReportDistances(DistancesToInterface(m_moving, around, targets, 2.0 * Units(m_settings.size),
                                              m_owner.GetParallel()));
-        std::vector<std::uint64_t> const lost =
-            CountLostVoxels(m_labels, m_moving, m_space, *m_weights, m_settings.size, m_image.spacing);
+        std::vector<std::uint64_t> const lost = CountLostVoxels(
+            m_labels, m_moving, m_space, *m_weights, m_settings.size, m_image.spacing, m_owner.GetParallel());
         for (std::size_t i = 0; i < m_reports.size(); ++i)
             m_reports[i].lost_volume = static_cast<double>(lost[i + 1]) * VoxelVolume(m_image);
     }

@@ -44,9 +44,9 @@ std::optional<InterfaceTargets::Position> InterfaceTargets::Find(Position const&
     return sum * (1.0 / found);
 }
 
-bool InterfaceTargets::Step(Position& p, Pair labels, double longest) const noexcept {
+bool InterfaceTargets::Step(Position& p, Pair labels, double longest, double& difference) const noexcept {
     Position by_voxels;
-    double const difference = m_weights.Difference(m_space.PlaceOf(p), labels.a, labels.b, by_voxels);
+    difference = m_weights.Difference(m_space.PlaceOf(p), labels.a, labels.b, &by_voxels);
     if (std::fabs(difference) < SmallestDifference)
         return true;
     if (by_voxels.Dot(by_voxels) < SmallestChange * SmallestChange)
@@ -61,16 +61,16 @@ bool InterfaceTargets::Step(Position& p, Pair labels, double longest) const noex
 std::optional<InterfaceTargets::Position> InterfaceTargets::FollowGradient(Position const& p, Pair labels,
                                                                            double reach) const {
     Position place = p;
-    for (int i = 0; i < 10; ++i) {
-        Position const before = place;
-        if (!Step(place, labels, 2.0 * m_step))
+    double difference = 1.0;
+    for (int i = 0; i < 10 && std::fabs(difference) >= SmallestDifference; ++i)
+        if (!Step(place, labels, 2.0 * m_step, difference))
             return std::nullopt;
-        if (place == before)
-            break;
-    }
     Position const way = place - p;
-    if (way.Dot(way) > reach * reach || std::fabs(Difference(place, labels)) > 0.05 ||
-        m_weights.WeightAt(m_space.PlaceOf(place), labels.a) < SmallestWeight)
+    if (way.Dot(way) > reach * reach)
+        return std::nullopt;
+    if (std::fabs(difference) >= SmallestDifference && std::fabs(Difference(place, labels)) > 0.05)
+        return std::nullopt;
+    if (m_weights.WeightAt(m_space.PlaceOf(place), labels.a) < SmallestWeight)
         return std::nullopt;
     return place;
 }
@@ -126,8 +126,9 @@ InterfaceTargets::FindJunction(Position const& p, Junction const& labels, double
     Position place = p;
     for (int i = 0; i < 12; ++i) {
         Position const before = place;
+        double difference = 0.0;
         for (std::size_t k = 0; k < labels.count; ++k)
-            if (!Step(place, {labels.labels[k], labels.labels[(k + 1) % labels.count]}, m_step))
+            if (!Step(place, {labels.labels[k], labels.labels[(k + 1) % labels.count]}, m_step, difference))
                 return std::nullopt;
         if (place == before)
             break;

@@ -43,8 +43,9 @@ private:
         return m_weights.Difference(m_space.PlaceOf(p), labels.a, labels.b);
     }
     // Moves p to where the difference of the weights would be 0 if it were linear, by `longest` at most.
-    // False where it hardly changes.
-    bool Step(Position& p, Pair labels, double longest) const noexcept;
+    // False where it hardly changes. `difference` is that before the move; where it is as good as 0 there is
+    // none.
+    bool Step(Position& p, Pair labels, double longest, double& difference) const noexcept;
     std::optional<Position> FindPair(Position const& p, Pair labels, Position const& normal,
                                      double reach) const;
     std::optional<Position> FollowGradient(Position const& p, Pair labels, double reach) const;

@@ -2,7 +2,7 @@
 
 #include <KetSDK/Mesh/meshing/detail/ImageSpace.h>
 #include <KetSDK/Mesh/meshing/detail/LabelWeights.h>
-#include <KetSDK/Mesh/meshing/detail/NodeMoves.h>
+#include <KetSDK/Mesh/meshing/detail/MovingMesh.h>
 
 #include <cstdint>
 #include <vector>
@@ -13,6 +13,6 @@ namespace KetSDK::Mesh::Detail {
 // be meshed. `size` and `spacing` are in model units.
 std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMesh const& mesh,
                                            ImageSpace const& space, LabelWeights const& weights, double size,
-                                           MMVector<double, 3> const& spacing);
+                                           MMVector<double, 3> const& spacing, bool parallel);
 
 } // namespace KetSDK::Mesh::Detail

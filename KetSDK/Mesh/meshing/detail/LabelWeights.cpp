@@ -17,7 +17,8 @@ IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t>
     LabelIndex last_index = 0;
     std::size_t voxel = 0;
     for (std::int64_t k = 0; k < m_size[2]; ++k)
-        for (std::int64_t j = 0; j < m_size[1]; ++j)
+        for (std::int64_t j = 0; j < m_size[1]; ++j) {
+            std::int64_t first = m_size[0], last = -1; // in this row
             for (std::int64_t i = 0; i < m_size[0]; ++i, ++voxel) {
                 std::int32_t const label = image.labels[voxel];
                 if (label != last_label) {
@@ -29,14 +30,27 @@ IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t>
                 }
                 m_indices[voxel] = last_index;
                 ++m_counts[last_index];
-                if (last_index == 0)
-                    continue;
-                std::array<std::int64_t, 3> const at = {i, j, k};
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    m_first[axis] = std::min(m_first[axis], at[axis]);
-                    m_last[axis] = std::max(m_last[axis], at[axis]);
+                if (last_index != 0) {
+                    first = std::min(first, i);
+                    last = i;
                 }
             }
+            if (last < 0)
+                continue;
+            m_first = {std::min(m_first[0], first), std::min(m_first[1], j), std::min(m_first[2], k)};
+            m_last = {std::max(m_last[0], last), std::max(m_last[1], j), k};
+        }
+}
+
+void IndexedLabels::CopyRow(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count,
+                            LabelIndex* to) const {
+    std::fill(to, to + count, LabelIndex{0});
+    if (j < 0 || k < 0 || j >= m_size[1] || k >= m_size[2])
+        return;
+    std::int64_t const begin = std::max<std::int64_t>(i, 0), end = std::min(i + count, m_size[0]);
+    LabelIndex const* const row = &m_indices[static_cast<std::size_t>((k * m_size[1] + j) * m_size[0])];
+    if (begin < end)
+        std::copy(row + begin, row + end, to + (begin - i));
 }
 
 namespace {
@@ -45,8 +59,9 @@ namespace {
 struct BrickWork {
     std::vector<LabelIndex> labels; // one only: no weights
     std::vector<float> weights;
-    // Scratch: the labels around the brick, and the sums along the first and second axis.
+    // Scratch: the labels around the brick, one row of them, and the sums along the first and second axis.
     std::vector<LabelIndex> around;
+    std::vector<float> row;
     std::vector<float> along_first;
     std::vector<float> along_second;
 };
@@ -98,49 +113,60 @@ private:
     std::int64_t Wide(std::size_t axis) const noexcept { return Count + 2 * m_radius[axis]; }
 
     void Gather(std::array<std::int64_t, 3> const& first, BrickWork& work) const {
-        work.around.clear();
+        work.around.resize(static_cast<std::size_t>(Wide(0) * Wide(1) * Wide(2)));
+        LabelIndex* row = work.around.data();
         for (std::int64_t k = 0; k < Wide(2); ++k)
-            for (std::int64_t j = 0; j < Wide(1); ++j)
-                for (std::int64_t i = 0; i < Wide(0); ++i) {
-                    LabelIndex const label = m_labels.At(
-                        first[0] + i - m_radius[0], first[1] + j - m_radius[1], first[2] + k - m_radius[2]);
-                    if (work.around.empty() || label != work.around.back())
-                        if (std::ranges::find(work.labels, label) == work.labels.end())
-                            work.labels.push_back(label);
-                    work.around.push_back(label);
-                }
+            for (std::int64_t j = 0; j < Wide(1); ++j, row += Wide(0)) {
+                m_labels.CopyRow(first[0] - m_radius[0], first[1] + j - m_radius[1],
+                                 first[2] + k - m_radius[2], Wide(0), row);
+                for (std::int64_t i = 0; i < Wide(0); ++i)
+                    if ((i == 0 || row[i] != row[i - 1]) &&
+                        std::ranges::find(work.labels, row[i]) == work.labels.end())
+                        work.labels.push_back(row[i]);
+            }
     }
 
     void AddSmoothed(LabelIndex label, Kernels const& kernels, BrickWork& work, float* target) const {
-        std::size_t const rows = static_cast<std::size_t>(Wide(1) * Wide(2));
-        work.along_first.assign(rows * Count, 0.0F);
-        for (std::size_t row = 0; row < rows; ++row) {
-            LabelIndex const* const source = &work.around[row * static_cast<std::size_t>(Wide(0))];
-            float* const sums = &work.along_first[row * Count];
-            for (std::int64_t i = 0; i < Wide(0); ++i)
-                if (source[i] == label)
-                    for (std::int64_t t = std::max<std::int64_t>(0, i - 2 * m_radius[0]);
-                         t <= std::min(i, Count - 1); ++t)
-                        sums[t] += kernels[0][static_cast<std::size_t>(i - t)];
-        }
-        work.along_second.assign(static_cast<std::size_t>(Wide(2)) * Count * Count, 0.0F);
-        AddAlong(work.along_first.data(), work.along_second.data(), kernels[1], Wide(2), Wide(1), Count);
-        AddAlong(work.along_second.data(), target, kernels[2], 1, Wide(2), Count * Count);
+        work.along_first.assign(static_cast<std::size_t>(Wide(1) * Wide(2) * Count), 0.0F);
+        work.along_second.assign(static_cast<std::size_t>(Wide(2) * Count * Count), 0.0F);
+        SmoothRows(label, kernels[0], work);
+        AddAlong<Count>(work.along_first.data(), work.along_second.data(), kernels[1], Wide(2), Wide(1));
+        AddAlong<Count * Count>(work.along_second.data(), target, kernels[2], 1, Wide(2));
     }
 
-    // Of `blocks` blocks of `wide` rows of `length` numbers each, smoothed across the rows.
+    void SmoothRows(LabelIndex label, std::vector<float> const& kernel, BrickWork& work) const {
+        std::size_t const wide = static_cast<std::size_t>(Wide(0));
+        work.row.resize(wide);
+        float full = 0.0F; // what a row has that is all of the label
+        for (float const weight : kernel)
+            full += weight;
+        for (std::size_t row = 0; row * wide < work.around.size(); ++row) {
+            LabelIndex const* const source = &work.around[row * wide];
+            float* const sums = &work.along_first[row * Count];
+            std::size_t of_label = 0;
+            for (std::size_t i = 0; i < wide; ++i) {
+                of_label += source[i] == label;
+                work.row[i] = source[i] == label ? 1.0F : 0.0F;
+            }
+            if (of_label == wide)
+                std::fill(sums, sums + Count, full);
+            else if (of_label > 0)
+                AddAlong<1>(work.row.data(), sums, kernel, 1, Wide(0));
+        }
+    }
+
+    // Of `blocks` blocks of `wide` rows of Length numbers each, smoothed across the rows.
+    template <std::int64_t Length>
     static void AddAlong(float const* source, float* target, std::vector<float> const& kernel,
-                         std::int64_t blocks, std::int64_t wide, std::int64_t length) {
+                         std::int64_t blocks, std::int64_t wide) {
         for (std::int64_t block = 0; block < blocks; ++block)
-            for (std::int64_t row = 0; row < Count; ++row)
-                for (std::size_t tap = 0; tap < kernel.size(); ++tap) {
-                    float const weight = kernel[tap];
-                    float const* const from =
-                        source + (block * wide + row + static_cast<std::int64_t>(tap)) * length;
-                    float* const to = target + (block * Count + row) * length;
-                    for (std::int64_t i = 0; i < length; ++i)
-                        to[i] += weight * from[i];
-                }
+            for (std::size_t tap = 0; tap < kernel.size(); ++tap) {
+                float const weight = kernel[tap];
+                float const* const from = source + (block * wide + static_cast<std::int64_t>(tap)) * Length;
+                float* const to = target + block * Count * Length;
+                for (std::int64_t i = 0; i < Count * Length; ++i)
+                    to[i] += weight * from[i];
+            }
     }
 
     IndexedLabels const& m_labels;
@@ -156,7 +182,8 @@ struct LabelWeights::Cell {
     double f[3];        // where the place is between them
 };
 
-LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel) {
+LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel,
+                           std::function<bool(double fraction)> const& advance) {
     std::size_t const widest =
         std::max({kernel.narrow[0].size(), kernel.narrow[1].size(), kernel.narrow[2].size()}) / 2 + 1;
     m_padding = (static_cast<std::int64_t>(widest) / Side + 1) * Side;
@@ -187,51 +214,59 @@ LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& k
                 m_weights.insert(m_weights.end(), work.weights.begin(), work.weights.end());
             }
             m_all.push_back(brick);
-            return true;
+            return m_all.size() % 256 != 0 ||
+                   advance(static_cast<double>(m_all.size()) / static_cast<double>(steps.items));
         });
 }
 
 LabelWeights::Brick const* LabelWeights::Find(Place const& place, Cell& cell) const noexcept {
-    std::int64_t brick[3], sample[3];
+    std::uint64_t brick[3], sample[3];
     for (std::size_t axis = 0; axis < 3; ++axis) {
         double const from_first = place[axis] + static_cast<double>(m_padding);
         if (!(from_first >= 0.0) || from_first >= static_cast<double>(m_bricks[axis] * Side))
             return nullptr;
         std::int64_t const voxel = static_cast<std::int64_t>(from_first);
-        brick[axis] = voxel / Side;
-        sample[axis] = voxel % Side;
+        brick[axis] = static_cast<std::uint64_t>(voxel) / Side;
+        sample[axis] = static_cast<std::uint64_t>(voxel) % Side;
         cell.f[axis] = from_first - static_cast<double>(voxel);
     }
     cell.offset = static_cast<std::size_t>((sample[2] * 9 + sample[1]) * 9 + sample[0]);
-    return &m_all[static_cast<std::size_t>((brick[2] * m_bricks[1] + brick[1]) * m_bricks[0] + brick[0])];
+    auto const count = [this](std::size_t axis) { return static_cast<std::uint64_t>(m_bricks[axis]); };
+    return &m_all[static_cast<std::size_t>((brick[2] * count(1) + brick[1]) * count(0) + brick[0])];
 }
 
 namespace {
 
-double Interpolate(float const* w, double const (&f)[3], MMVector<double, 3>* gradient) noexcept {
-    double const c000 = w[0], c100 = w[1], c010 = w[9], c110 = w[10];
-    double const c001 = w[81], c101 = w[82], c011 = w[90], c111 = w[91];
-    double const x00 = c000 + f[0] * (c100 - c000), x10 = c010 + f[0] * (c110 - c010);
-    double const x01 = c001 + f[0] * (c101 - c001), x11 = c011 + f[0] * (c111 - c011);
+// The samples around a place: corners of a cell, the first axis fastest.
+using Corners = std::array<double, 8>;
+constexpr std::size_t CornerOffsets[8] = {0, 1, 9, 10, 81, 82, 90, 91};
+
+double Interpolate(Corners const& c, double const (&f)[3], MMVector<double, 3>* gradient) noexcept {
+    double const x00 = c[0] + f[0] * (c[1] - c[0]), x10 = c[2] + f[0] * (c[3] - c[2]);
+    double const x01 = c[4] + f[0] * (c[5] - c[4]), x11 = c[6] + f[0] * (c[7] - c[6]);
     double const y0 = x00 + f[1] * (x10 - x00), y1 = x01 + f[1] * (x11 - x01);
     if (gradient) {
-        double const a = (c100 - c000) + f[1] * ((c110 - c010) - (c100 - c000));
-        double const b = (c101 - c001) + f[1] * ((c111 - c011) - (c101 - c001));
-        (*gradient)[0] += a + f[2] * (b - a);
-        (*gradient)[1] += (x10 - x00) + f[2] * ((x11 - x01) - (x10 - x00));
-        (*gradient)[2] += y1 - y0;
+        double const a = (c[1] - c[0]) + f[1] * ((c[3] - c[2]) - (c[1] - c[0]));
+        double const b = (c[5] - c[4]) + f[1] * ((c[7] - c[6]) - (c[5] - c[4]));
+        *gradient = {a + f[2] * (b - a), (x10 - x00) + f[2] * ((x11 - x01) - (x10 - x00)), y1 - y0};
     }
     return y0 + f[2] * (y1 - y0);
 }
 
+double Interpolate(float const* weights, double const (&f)[3]) noexcept {
+    Corners corners;
+    for (std::size_t i = 0; i < 8; ++i)
+        corners[i] = weights[CornerOffsets[i]];
+    return Interpolate(corners, f, nullptr);
+}
+
 } // namespace
 
-double LabelWeights::WeightOf(Brick const& brick, Cell const& cell, LabelIndex label,
-                              Place* gradient) const noexcept {
+float const* LabelWeights::WeightsOf(Brick const& brick, LabelIndex label) const noexcept {
     for (std::size_t i = brick.first; i < std::size_t{brick.first} + brick.count; ++i)
         if (m_brick_labels[i] == label)
-            return Interpolate(&m_weights[i * Samples + cell.offset], cell.f, gradient);
-    return 0.0;
+            return &m_weights[i * Samples];
+    return nullptr;
 }
 
 LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
@@ -242,7 +277,7 @@ LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
     LabelIndex best = brick->only;
     double largest = -1e300;
     for (std::size_t i = brick->first; i < std::size_t{brick->first} + brick->count; ++i) {
-        double const weight = Interpolate(&m_weights[i * Samples + cell.offset], cell.f, nullptr);
+        double const weight = Interpolate(&m_weights[i * Samples + cell.offset], cell.f);
         if (weight > largest) {
             largest = weight;
             best = m_brick_labels[i];
@@ -251,15 +286,18 @@ LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
     return best;
 }
 
-void LabelWeights::AddTo(Place const& place, LabelSums& sums) const {
-    Cell cell;
-    Brick const* const brick = Find(place, cell);
-    if (!brick || brick->count == 0) {
-        sums.Add(brick ? brick->only : LabelIndex{0}, 1.0);
-        return;
+LabelIndex LabelWeights::LargestAtAll(std::span<Place const> places, LabelSums& sums) const {
+    sums.Clear();
+    for (Place const& place : places) {
+        Cell cell;
+        Brick const* const brick = Find(place, cell);
+        if (!brick || brick->count == 0)
+            sums.Add(brick ? brick->only : LabelIndex{0}, 1.0);
+        else
+            for (std::size_t i = brick->first; i < std::size_t{brick->first} + brick->count; ++i)
+                sums.Add(m_brick_labels[i], Interpolate(&m_weights[i * Samples + cell.offset], cell.f));
     }
-    for (std::size_t i = brick->first; i < std::size_t{brick->first} + brick->count; ++i)
-        sums.Add(m_brick_labels[i], Interpolate(&m_weights[i * Samples + cell.offset], cell.f, nullptr));
+    return sums.Largest();
 }
 
 double LabelWeights::WeightAt(Place const& place, LabelIndex label) const noexcept {
@@ -267,7 +305,8 @@ double LabelWeights::WeightAt(Place const& place, LabelIndex label) const noexce
     Brick const* const brick = Find(place, cell);
     if (!brick || brick->count == 0)
         return (brick ? brick->only : LabelIndex{0}) == label ? 1.0 : 0.0;
-    return WeightOf(*brick, cell, label, nullptr);
+    float const* const weights = WeightsOf(*brick, label);
+    return weights ? Interpolate(weights + cell.offset, cell.f) : 0.0;
 }
 
 bool LabelWeights::IsPureAt(Place const& place) const noexcept {
@@ -290,8 +329,11 @@ public:
 
     // Whether there is any in the cell that begins with a sample; the box around them, from that sample.
     bool FindIn(std::size_t first, Box& box) const {
+        if (std::ranges::all_of(CornerOffsets, [&](std::size_t offset) {
+                return m_largest[first + offset] == m_largest[first];
+            }))
+            return false;
         box = {{1.0, 1.0, 1.0}, {0.0, 0.0, 0.0}};
-        bool any = false;
         for (std::size_t axis = 0; axis < 3; ++axis)
             for (std::size_t edge = 0; edge < 4; ++edge) {
                 std::array<std::size_t, 3> at{};
@@ -301,7 +343,6 @@ public:
                 std::size_t const to = from + Strides[axis];
                 if (m_largest[from] == m_largest[to])
                     continue;
-                any = true;
                 Place place{double(at[0]), double(at[1]), double(at[2])};
                 place[axis] = Change(from, to);
                 for (std::size_t k = 0; k < 3; ++k) {
@@ -309,7 +350,7 @@ public:
                     box.high[k] = std::max(box.high[k], place[k]);
                 }
             }
-        return any;
+        return true;
     }
 
 private:
@@ -348,29 +389,30 @@ std::vector<LabelWeights::Box> LabelWeights::CrossedCells(std::size_t number) co
     return boxes;
 }
 
-double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b,
-                                Place& gradient) const noexcept {
-    gradient = {0.0, 0.0, 0.0};
-    Cell cell;
-    Brick const* const brick = Find(place, cell);
-    if (!brick || brick->count == 0) {
-        LabelIndex const only = brick ? brick->only : LabelIndex{0};
-        return (only == a ? 1.0 : 0.0) - (only == b ? 1.0 : 0.0);
-    }
-    Place of_b = {0.0, 0.0, 0.0};
-    double const difference = WeightOf(*brick, cell, a, &gradient) - WeightOf(*brick, cell, b, &of_b);
-    gradient -= of_b;
-    return difference;
+double LabelWeights::DifferenceIn(Brick const& brick, Cell const& cell, LabelIndex a, LabelIndex b,
+                                  Place* gradient) const noexcept {
+    float const* const of_a = WeightsOf(brick, a);
+    float const* const of_b = WeightsOf(brick, b);
+    Corners corners{};
+    if (of_a)
+        for (std::size_t i = 0; i < 8; ++i)
+            corners[i] = of_a[cell.offset + CornerOffsets[i]];
+    if (of_b)
+        for (std::size_t i = 0; i < 8; ++i)
+            corners[i] -= of_b[cell.offset + CornerOffsets[i]];
+    return Interpolate(corners, cell.f, gradient);
 }
 
-double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b) const noexcept {
+double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b,
+                                Place* gradient) const noexcept {
     Cell cell;
     Brick const* const brick = Find(place, cell);
-    if (!brick || brick->count == 0) {
-        LabelIndex const only = brick ? brick->only : LabelIndex{0};
-        return (only == a ? 1.0 : 0.0) - (only == b ? 1.0 : 0.0);
-    }
-    return WeightOf(*brick, cell, a, nullptr) - WeightOf(*brick, cell, b, nullptr);
+    if (brick && brick->count > 0)
+        return DifferenceIn(*brick, cell, a, b, gradient);
+    if (gradient)
+        *gradient = {0.0, 0.0, 0.0};
+    LabelIndex const only = brick ? brick->only : LabelIndex{0};
+    return (only == a ? 1.0 : 0.0) - (only == b ? 1.0 : 0.0);
 }
 
 } // namespace KetSDK::Mesh::Detail

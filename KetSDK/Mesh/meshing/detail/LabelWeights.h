@@ -7,6 +7,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -28,6 +30,8 @@ public:
             return 0;
         return m_indices[static_cast<std::size_t>((k * m_size[1] + j) * m_size[0] + i)];
     }
+    // Those of `count` voxels of a row from voxel i of it on; the row may lie beyond the image, too.
+    void CopyRow(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count, LabelIndex* to) const;
     // Voxels of each index.
     std::vector<std::uint64_t> const& Counts() const noexcept { return m_counts; }
     // First and last voxel along each axis of the box around all labels; last < first when there are none.
@@ -77,12 +81,15 @@ public:
     // A place in voxels from the centre of the first one.
     using Place = MMVector<double, 3>;
 
-    LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel);
+    // advance(fraction) is called meanwhile; when it returns false the weights stay incomplete.
+    LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel,
+                 std::function<bool(double fraction)> const& advance);
 
     // The label with the largest weight, the first of equals.
     LabelIndex LargestAt(Place const& place) const noexcept;
-    // Adds the weights of all labels there.
-    void AddTo(Place const& place, LabelSums& sums) const;
+    // The label with the largest sum of weights at all of these places, the first of equals;
+    // `sums` is room for the work.
+    LabelIndex LargestAtAll(std::span<Place const> places, LabelSums& sums) const;
     double WeightAt(Place const& place, LabelIndex label) const noexcept;
     // Whether only one label has a weight in the brick around a place.
     bool IsPureAt(Place const& place) const noexcept;
@@ -101,9 +108,9 @@ public:
                 for (Box const& box : CrossedCells(brick))
                     visit(box);
     }
-    // Weight of one label minus that of another, and the change of that along each axis.
-    double Difference(Place const& place, LabelIndex a, LabelIndex b, Place& gradient) const noexcept;
-    double Difference(Place const& place, LabelIndex a, LabelIndex b) const noexcept;
+    // Weight of one label minus that of another, and the change of that along each axis unless it is null.
+    double Difference(Place const& place, LabelIndex a, LabelIndex b,
+                      Place* gradient = nullptr) const noexcept;
 
 private:
     static constexpr std::int64_t Side = 8;
@@ -119,7 +126,10 @@ private:
 
     std::vector<Box> CrossedCells(std::size_t brick) const;
     Brick const* Find(Place const& place, Cell& cell) const noexcept;
-    double WeightOf(Brick const& brick, Cell const& cell, LabelIndex label, Place* gradient) const noexcept;
+    // The weights of a label in a brick that has several; null when it has none there.
+    float const* WeightsOf(Brick const& brick, LabelIndex label) const noexcept;
+    double DifferenceIn(Brick const& brick, Cell const& cell, LabelIndex a, LabelIndex b,
+                        Place* gradient) const noexcept;
 
     std::array<std::int64_t, 3> m_bricks{};
     std::int64_t m_padding; // voxels of the bricks before the image's first

@@ -1,5 +1,7 @@
 #include <KetSDK/Mesh/meshing/detail/Lattice.h>
 
+#include <KetSDK/Support/ParallelWork.h>
+
 #include <tsl/robin_map.h>
 
 #include <utility>
@@ -19,16 +21,47 @@ struct NodeHash {
     }
 };
 
-class LatticeBuilder {
+// Numbers nodes in the order in which they come.
+class NodeNumbers {
 public:
-    LatticeBuilder(LatticeTree const& tree, std::function<bool(int, Cube const&)> const& is_wanted,
-                   Lattice& lattice)
-        : m_tree(tree)
-        , m_is_wanted(is_wanted)
-        , m_lattice(lattice) {}
+    void Clear() {
+        m_nodes.clear();
+        m_numbers.clear();
+    }
+    std::vector<Node> const& Nodes() const noexcept { return m_nodes; }
+    std::vector<Node> Take() noexcept { return std::move(m_nodes); }
 
-    void Build() {
-        m_tree.ForEach([this](int level, Cube const& cube) {
+    Number operator()(Node const& node) {
+        std::uint64_t key = 0;
+        for (std::int32_t const coordinate : node)
+            key = key << 21 | static_cast<std::uint64_t>(coordinate);
+        auto const [entry, is_new] = m_numbers.try_emplace(key, static_cast<Number>(m_nodes.size()));
+        if (is_new)
+            m_nodes.push_back(node);
+        return entry->second;
+    }
+
+private:
+    std::vector<Node> m_nodes;
+    tsl::robin_map<std::uint64_t, Number, NodeHash> m_numbers;
+};
+
+// Some of the lattice, with numbers of its own for the nodes.
+struct Piece {
+    NodeNumbers nodes;
+    std::vector<Lattice::Tetrahedron> tetrahedra;
+};
+
+class PieceBuilder {
+public:
+    PieceBuilder(LatticeTree const& tree, std::function<bool(int, Cube const&)> is_wanted, Piece& piece)
+        : m_tree(tree)
+        , m_is_wanted(std::move(is_wanted))
+        , m_piece(piece) {}
+
+    // All cubes in the blocks of the tree from `first` to `last` - 1.
+    void Build(std::uint64_t first, std::uint64_t last) {
+        m_tree.ForEach(first, last, [this](int level, Cube const& cube) {
             if (m_is_wanted(level, cube))
                 AddCube(level, cube);
         });
@@ -130,33 +163,45 @@ private:
         }
         std::int64_t const volume = u[0] * (v[1] * w[2] - v[2] * w[1]) + u[1] * (v[2] * w[0] - v[0] * w[2]) +
                                     u[2] * (v[0] * w[1] - v[1] * w[0]);
-        Lattice::Tetrahedron t = {NumberOf(a), NumberOf(b), NumberOf(c), NumberOf(d)};
+        Lattice::Tetrahedron t = {m_piece.nodes(a), m_piece.nodes(b), m_piece.nodes(c), m_piece.nodes(d)};
         if (volume < 0)
             std::swap(t[2], t[3]);
-        m_lattice.tetrahedra.push_back(t);
-    }
-
-    Number NumberOf(Node const& node) {
-        std::uint64_t key = 0;
-        for (std::int32_t const coordinate : node)
-            key = key << 21 | static_cast<std::uint64_t>(coordinate);
-        auto const [entry, is_new] = m_numbers.try_emplace(key, static_cast<Number>(m_lattice.nodes.size()));
-        if (is_new)
-            m_lattice.nodes.push_back(node);
-        return entry->second;
+        m_piece.tetrahedra.push_back(t);
     }
 
     LatticeTree const& m_tree;
-    std::function<bool(int, Cube const&)> const& m_is_wanted;
-    Lattice& m_lattice;
-    tsl::robin_map<std::uint64_t, Number, NodeHash> m_numbers;
+    std::function<bool(int, Cube const&)> m_is_wanted;
+    Piece& m_piece;
 };
 
 } // namespace
 
 Lattice::Lattice(LatticeTree const& tree,
-                 std::function<bool(int, LatticeTree::Cube const&)> const& is_wanted) {
-    LatticeBuilder(tree, is_wanted, *this).Build();
+                 std::function<bool(int level, LatticeTree::Cube const&)> const& is_wanted, bool parallel,
+                 std::function<bool(double fraction)> const& advance) {
+    NodeNumbers numbers;
+    std::vector<Number> number_of;
+    Support::WorkSteps steps;
+    steps.items = tree.NumberOfBlocks();
+    steps.step = 64;
+    steps.window = 16;
+    steps.parallel = parallel;
+    Support::ComputeSteps<Piece>(
+        steps,
+        [&](std::uint64_t first, std::uint64_t last, Piece& piece) {
+            piece.nodes.Clear();
+            piece.tetrahedra.clear();
+            PieceBuilder(tree, is_wanted, piece).Build(first, last);
+        },
+        [&](std::uint64_t, std::uint64_t last, Piece const& piece) {
+            number_of.clear();
+            for (Node const& node : piece.nodes.Nodes())
+                number_of.push_back(numbers(node));
+            for (Tetrahedron const& t : piece.tetrahedra)
+                tetrahedra.push_back({number_of[t[0]], number_of[t[1]], number_of[t[2]], number_of[t[3]]});
+            return advance(static_cast<double>(last) / static_cast<double>(steps.items));
+        });
+    nodes = numbers.Take();
 }
 
 NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all)

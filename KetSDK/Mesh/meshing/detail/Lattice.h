@@ -22,9 +22,11 @@ struct Lattice {
     std::vector<Tetrahedron> tetrahedra; // of positive volume
 
     // is_wanted(level, cube) says of which cubes there are tetrahedra; between two cubes of one size they are
-    // made when both are wanted.
+    // made when both are wanted. Threads ask copies of it. advance(fraction) is called meanwhile; when it
+    // returns false the lattice stays incomplete.
     Lattice(LatticeTree const& tree,
-            std::function<bool(int level, LatticeTree::Cube const&)> const& is_wanted);
+            std::function<bool(int level, LatticeTree::Cube const&)> const& is_wanted, bool parallel,
+            std::function<bool(double fraction)> const& advance);
 };
 
 // Which tetrahedra have each node: those of node n are tetrahedra[first[n]] to tetrahedra[first[n + 1] - 1],

@@ -12,12 +12,6 @@ namespace {
 
 using Place = MMVector<double, 3>;
 
-Place InVoxels(Place place, Place const& spacing) noexcept {
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        place[axis] /= spacing[axis];
-    return place;
-}
-
 // Further levels hardly save elements.
 constexpr int HighestLevel = 8;
 
@@ -38,6 +32,8 @@ LatticeGrid::LatticeGrid(IndexedLabels const& labels, MMVector<double, 3> const&
         double const count = std::max(1.0, std::ceil((high - low) / top));
         top_cubes[axis] = static_cast<int>(std::min(count, 1e9));
         first[axis] = 0.5 * (low + high - count * top);
+        m_first_voxel[axis] = first[axis] / spacing[axis];
+        m_half_voxels[axis] = 0.5 * size / spacing[axis];
     }
 }
 
@@ -69,26 +65,48 @@ LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid) {
     return tree;
 }
 
-Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights) {
-    auto const has_label = [&](int level, LatticeTree::Cube const& cube) {
+namespace {
+
+// Which cubes get tetrahedra: those with a label in their centre and those at interfaces.
+class WantedCubes {
+public:
+    WantedCubes(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights)
+        : m_tree(tree)
+        , m_grid(grid)
+        , m_weights(weights) {}
+
+    bool operator()(int level, LatticeTree::Cube const& cube) {
+        if (level > 0)
+            return m_tree.IsRefinedAround(level, cube) || HasLabel(level, cube);
+        LatticeTree::Cube const parent = {cube[0] >> 1, cube[1] >> 1, cube[2] >> 1};
+        if (parent != m_last_cube) {
+            m_last_cube = parent;
+            m_last_answer = m_tree.IsMarkedAround(parent) || HasLabel(1, parent);
+        }
+        return m_last_answer;
+    }
+
+private:
+    bool HasLabel(int level, LatticeTree::Cube const& cube) const {
         Lattice::Node centre;
         for (std::size_t axis = 0; axis < 3; ++axis)
             centre[axis] = (2 * cube[axis] + 1) << level;
-        return weights.LargestAt(InVoxels(grid.PlaceOf(centre), grid.spacing)) != 0;
-    };
+        return m_weights.LargestAt(m_grid.VoxelOf(centre)) != 0;
+    }
+
+    LatticeTree const& m_tree;
+    LatticeGrid const& m_grid;
+    LabelWeights const& m_weights;
     // Neighbouring cubes ask for the same one of level 1.
-    LatticeTree::Cube last_cube = {-1, -1, -1};
-    bool last_answer = false;
-    return Lattice(tree, [&](int level, LatticeTree::Cube const& cube) {
-        if (level > 0)
-            return tree.IsRefinedAround(level, cube) || has_label(level, cube);
-        LatticeTree::Cube const parent = {cube[0] >> 1, cube[1] >> 1, cube[2] >> 1};
-        if (parent != last_cube) {
-            last_cube = parent;
-            last_answer = tree.IsMarkedAround(parent) || has_label(1, parent);
-        }
-        return last_answer;
-    });
+    LatticeTree::Cube m_last_cube = {-1, -1, -1};
+    bool m_last_answer = false;
+};
+
+} // namespace
+
+Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights,
+                    bool parallel, std::function<bool(double fraction)> const& advance) {
+    return Lattice(tree, WantedCubes(tree, grid, weights), parallel, advance);
 }
 
 std::vector<LabelIndex> LabelTetrahedra(Lattice const& lattice, LatticeGrid const& grid,
@@ -101,17 +119,14 @@ std::vector<LabelIndex> LabelTetrahedra(Lattice const& lattice, LatticeGrid cons
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
         LabelSums sums;
         for (std::uint64_t i = begin; i < end; ++i) {
-            Place corners[4];
-            Place centre{0.0, 0.0, 0.0};
+            std::array<Place, 5> places; // the centre, and half-way from there to each corner
             for (std::size_t k = 0; k < 4; ++k) {
-                corners[k] = InVoxels(grid.PlaceOf(lattice.nodes[lattice.tetrahedra[i][k]]), grid.spacing);
-                centre += corners[k] * 0.25;
+                places[k + 1] = grid.VoxelOf(lattice.nodes[lattice.tetrahedra[i][k]]) * 0.5;
+                places[0] += places[k + 1] * 0.5;
             }
-            sums.Clear();
-            weights.AddTo(centre, sums);
-            for (Place const& corner : corners)
-                weights.AddTo((centre + corner) * 0.5, sums);
-            labels[i] = sums.Largest();
+            for (std::size_t k = 1; k < 5; ++k)
+                places[k] += places[0] * 0.5;
+            labels[i] = weights.LargestAtAll(places, sums);
         }
     });
     return labels;

@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/meshing/detail/LatticeTree.h>
 
 #include <array>
+#include <functional>
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
@@ -29,12 +30,25 @@ struct LatticeGrid {
     MMVector<double, 3> PlaceOf(Lattice::Node const& node) const noexcept {
         return first + MMVector<double, 3>{double(node[0]), double(node[1]), double(node[2])} * (0.5 * size);
     }
+    // The same in voxels.
+    LabelWeights::Place VoxelOf(Lattice::Node const& node) const noexcept {
+        LabelWeights::Place place;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            place[axis] = m_first_voxel[axis] + m_half_voxels[axis] * double(node[axis]);
+        return place;
+    }
+
+private:
+    LabelWeights::Place m_first_voxel; // `first` in voxels
+    LabelWeights::Place m_half_voxels; // half of `size` in voxels
 };
 
 // The cubes of the lattice: the smallest ones wherever the label with the largest weight changes.
 LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid);
-// The lattice of these cubes where there are labels, and around them.
-Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights);
+// The lattice of these cubes where there are labels, and around them. advance(fraction) is called meanwhile;
+// when it returns false the lattice stays incomplete.
+Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights,
+                    bool parallel, std::function<bool(double fraction)> const& advance);
 // Gives each tetrahedron the label that has the largest weight in it. Where three neighbours of a tetrahedron
 // agree on another label, it follows them: all its corners would lie on one interface, and it could not
 // become flat.

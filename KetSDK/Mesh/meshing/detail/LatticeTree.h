@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -44,19 +45,37 @@ public:
                                    : IsRefined(level + 1, {cube[0] >> 1, cube[1] >> 1, cube[2] >> 1});
     }
 
-    // Calls visit(level, cube) for all cubes that are not cut up.
+    // Blocks of cubes for work that is done piece by piece: the cubes of the highest level, or of a lower one
+    // where those would be too large.
+    std::uint64_t NumberOfBlocks() const noexcept {
+        Cube const count = Count(BlockLevel());
+        return std::uint64_t(count[0]) * std::uint64_t(count[1]) * std::uint64_t(count[2]);
+    }
+    // Calls visit(level, cube) for the cubes that are not cut up, in the blocks `first` to `last` - 1; cubes
+    // of several blocks count for the first of them.
     template <typename Visit>
-    void ForEach(Visit&& visit) const {
-        Cube const top = Count(TopLevel());
-        for (int k = 0; k < top[2]; ++k)
-            for (int j = 0; j < top[1]; ++j)
-                for (int i = 0; i < top[0]; ++i)
-                    VisitLeaves(TopLevel(), {i, j, k}, visit);
+    void ForEach(std::uint64_t first, std::uint64_t last, Visit&& visit) const {
+        Cube const count = Count(BlockLevel());
+        std::uint64_t const wide = std::uint64_t(count[0]), high = std::uint64_t(count[1]);
+        for (std::uint64_t n = first; n < last; ++n) {
+            int level = BlockLevel();
+            Cube const block = {int(n % wide), int(n / wide % high), int(n / (wide * high))};
+            Cube cube = block;
+            bool is_first = true;
+            for (; !Exists(level, cube); ++level)
+                for (int& place : cube) {
+                    is_first &= (place & 1) == 0;
+                    place >>= 1;
+                }
+            if (is_first)
+                VisitLeaves(level, cube, visit);
+        }
     }
 
 private:
     using Flags = std::vector<std::uint8_t>;
 
+    int BlockLevel() const noexcept { return std::min(TopLevel(), 2); }
     std::size_t At(int level, Cube const& cube) const noexcept {
         Cube const count = Count(level);
         return (static_cast<std::size_t>(cube[2]) * static_cast<std::size_t>(count[1]) +

@@ -68,8 +68,7 @@ public:
     bool IsManifold() {
         for (LabelIndex const label : m_distinct)
             for (bool const of_label : {true, false}) {
-                FindPieces([&](Number t) { return (m_labels[t] == label) == of_label; });
-                if (m_pieces.size() > 1)
+                if (!HangTogether([&](Number t) { return (m_labels[t] == label) == of_label; }))
                     return false;
             }
         return true;
@@ -80,24 +79,53 @@ private:
         std::size_t const count = m_members.size();
         m_neighbours.assign(count, {});
         m_degree.assign(count, 0);
-        m_others.resize(count);
-        for (std::size_t i = 0; i < count; ++i) {
-            std::size_t n = 0;
+        // The other corners of each tetrahedron, a bit for each: a node of this lattice has 26 neighbours at
+        // most.
+        m_corners.clear();
+        m_others.assign(count, 0);
+        for (std::size_t i = 0; i < count; ++i)
             for (Number const corner : m_lattice.tetrahedra[m_members[i]])
                 if (corner != node)
-                    m_others[i][n++] = corner;
-        }
+                    m_others[i] |= std::uint64_t{1} << PlaceOf(corner);
         for (std::size_t i = 0; i < count; ++i)
             for (std::size_t j = i + 1; j < count && m_degree[i] < 3; ++j) {
-                int shared = 0;
-                for (Number const a : m_others[i])
-                    for (Number const b : m_others[j])
-                        shared += a == b;
-                if (shared == 2) {
+                std::uint64_t const shared = m_others[i] & m_others[j];
+                if ((shared & (shared - 1)) != 0) { // two bits, since no two tetrahedra have the same corners
                     m_neighbours[i][m_degree[i]++] = j;
                     m_neighbours[j][m_degree[j]++] = i;
                 }
             }
+    }
+    std::size_t PlaceOf(Number corner) {
+        auto const place = std::ranges::find(m_corners, corner);
+        std::size_t const number = static_cast<std::size_t>(place - m_corners.begin());
+        if (place == m_corners.end())
+            m_corners.push_back(corner);
+        return number;
+    }
+
+    template <typename Predicate>
+    bool HangTogether(Predicate const& belongs) {
+        m_seen.assign(m_members.size(), 0);
+        m_piece.clear();
+        std::size_t all = 0;
+        for (std::size_t i = 0; i < m_members.size(); ++i)
+            if (belongs(m_members[i])) {
+                if (all++ == 0) {
+                    m_piece.push_back(i);
+                    m_seen[i] = 1;
+                }
+            } else
+                m_seen[i] = 1;
+        for (std::size_t next = 0; next < m_piece.size(); ++next)
+            for (std::size_t k = 0; k < m_degree[m_piece[next]]; ++k) {
+                std::size_t const other = m_neighbours[m_piece[next]][k];
+                if (!m_seen[other]) {
+                    m_seen[other] = 1;
+                    m_piece.push_back(other);
+                }
+            }
+        return m_piece.size() == all;
     }
 
     template <typename Predicate>
@@ -136,10 +164,12 @@ private:
     std::vector<LabelIndex> const& m_labels;
     std::vector<Number> m_members;
     std::vector<LabelIndex> m_distinct;
-    std::vector<std::array<Number, 3>> m_others;
+    std::vector<Number> m_corners; // the nodes around the node
+    std::vector<std::uint64_t> m_others;
     std::vector<std::array<std::size_t, 3>> m_neighbours;
     std::vector<std::size_t> m_degree;
     std::vector<std::uint8_t> m_seen;
+    std::vector<std::size_t> m_piece;
     std::vector<std::vector<std::size_t>> m_pieces;
 };
 
