@@ -1,7 +1,6 @@
 #include <KetSDK/MeshJobs/View.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>
-#include <host/commands/options/ThreadsOption.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
 
@@ -55,13 +54,11 @@ private:
                         "surfaces and interfaces and the worst ones")
             ->type_name("N")
             ->check(Count());
-        m_threads.Declare(command);
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
         KetSDK::MeshVTK::OutputFile file = KetSDK::MeshJobs::OpenPage(m_file);
-        KetSDK::MeshJobs::Context const limited = m_threads.Limit(context);
-        m_result = KetSDK::MeshJobs::View(m_input.Read(limited), file, m_options, limited);
+        m_result = KetSDK::MeshJobs::View(m_input.Read(context), file, m_options, context);
         AddFile(m_file);
     }
 
@@ -81,7 +78,6 @@ private:
     bool NamesFiles() const override { return true; }
 
     ModelInput m_input;
-    ThreadsOption m_threads;
     std::string m_file;
     KetSDK::MeshJobs::ViewOptions m_options;
     ViewResult m_result;
