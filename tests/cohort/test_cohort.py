@@ -73,7 +73,7 @@ def faulty(tmp_path_factory):
     study = Study(tmp_path_factory.mktemp("faulty"), [*EXPECTED, *["none"] * 9])
     text = study.cases.read_text().replace("none,18", "none,1e6")
     study.cases.write_text(text)
-    study.ended = study.run("runs", "--workers", "2", "--timeout", "3", "--memory", "0.2")
+    study.ended = study.run("runs", "--workers", "2", "--timeout", "4", "--memory", "0.2")
     return study
 
 
@@ -82,14 +82,14 @@ def test_each_fault_becomes_its_status(faulty):
     assert faulty.statuses("runs") == faulty.expected
     assert faulty.no_process_stays()
     kinds = dict(zip(EXPECTED, (faulty.record("runs", case) for case in sorted(faulty.expected))))
-    errors = {"hang": "not done after 3 s", "eat": "took more than 0.2 GB of memory", "die": "ended by SIGSEGV",
+    errors = {"hang": "not done after 4 s", "eat": "took more than 0.2 GB of memory", "die": "ended by SIGSEGV",
               "check": "too bad", "mute": "printed no JSON object", "flood": "printed more than 64 MB",
               "missing": "nothere.vtu: there is no such file"}
     for kind, record in kinds.items():
         assert record["error"] == errors.get(kind, record["error"])
         assert bool(record["error"]) == (record["status"] != "done")
         assert list(record["steps"])[:1] == ["info"]
-    assert 3 <= kinds["hang"]["runs"]["fault"]["seconds"] < 3 + 4
+    assert 4 <= kinds["hang"]["runs"]["fault"]["seconds"] < 4 + 5
     assert kinds["eat"]["peak_memory"] > 0.2e9
     assert kinds["slow"]["warnings"][-1] == "fault: slow"
     assert kinds["none"]["steps"]["info"]["elements"] == 14
@@ -98,7 +98,7 @@ def test_each_fault_becomes_its_status(faulty):
 
 
 def test_summary_does_not_depend_on_workers(faulty):
-    faulty.run("runs1", "--workers", "1", "--timeout", "3", "--memory", "0.2")
+    faulty.run("runs1", "--workers", "1", "--timeout", "4", "--memory", "0.2")
     assert faulty.stable_summary("runs1") == faulty.stable_summary("runs")
     with open(faulty.folder / "runs" / "summary.csv", newline="") as file:
         rows = list(csv.DictReader(file))
@@ -263,7 +263,7 @@ def test_killed_workers_and_drivers_lose_no_finished_case(tmp_path):
 
 def test_external_scheduler(tmp_path):
     study = Study(tmp_path, ["none"] * 6 + ["slow"] * 10 + ["die", "hang"], TRIVIAL_PIPELINE)
-    with external_scheduler(tmp_path, 2) as (address, workers):
+    with external_scheduler(tmp_path, 2) as (address, scheduler, workers):
         process = study.start("runs", "--scheduler", address, "--timeout", "2")
         while len(study.finished("runs")) < 6 and process.poll() is None:
             time.sleep(0.05)
@@ -272,6 +272,16 @@ def test_external_scheduler(tmp_path):
         assert process.returncode == 2, err
         assert study.statuses("runs") == study.expected
         assert study.run("runs", "--scheduler", address, "--only", "case-000001").returncode == 0
+
+        process = study.start("runs2", "--scheduler", address, "--timeout", "2")
+        while not study.finished("runs2") and process.poll() is None:
+            time.sleep(0.05)
+        scheduler.kill()
+        out, err = process.communicate(timeout=60)
+        assert process.returncode == 1 and "Traceback" not in err
+        assert err.splitlines()[-1].startswith("ketmesh.cohort: the scheduler went away; the same command goes on")
+    for step in study.processes():
+        os.kill(step, signal.SIGKILL)
 
 
 def test_figures_go_by_names():

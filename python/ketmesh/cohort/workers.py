@@ -79,6 +79,7 @@ def _import_dask():
         import distributed
     except ModuleNotFoundError:
         raise Fault("dask.distributed is missing: install python3-distributed, or run with --workers 0") from None
+    logging.disable()  # what matters is told in one line
     return dask, distributed
 
 
