@@ -8,6 +8,7 @@
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/ResultArrays.h>
 #include <KetSDK/MeshSolver/CalculiX.h>
+#include <KetSDK/MeshSolver/Solution.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -21,11 +22,8 @@ namespace {
 
 using MeshSolver::Analysis;
 using MeshSolver::Case;
-using MeshSolver::DeckOptions;
 using MeshSolver::NodeForces;
 using Vector = MMVector<double, 3>;
-
-constexpr char const* JobName = "model";
 
 // Where the solver works: a private folder, or the one that the user keeps.
 class WorkFolder {
@@ -41,8 +39,9 @@ public:
         if (!std::filesystem::is_directory(keep, error))
             throw FileError(keep, "it cannot be made a folder for the solver's files");
         m_path = std::filesystem::absolute(keep, error);
-        for (char const* const ending : {".frd", ".dat", ".sta", ".cvg", ".log", ".12d"})
-            std::filesystem::remove(m_path / (std::string(JobName) + ending), error); // of an earlier run
+        for (std::string const job : {"model", "model-unbalanced-2", "model-unbalanced-3"}) // earlier
+            for (char const* const ending : {".inp", ".frd", ".dat", ".sta", ".cvg", ".log", ".12d"})
+                std::filesystem::remove(m_path / (job + ending), error);
     }
     std::filesystem::path const& GetPath() const noexcept { return m_path; }
 
@@ -116,19 +115,17 @@ int ThreadsOf(Context const& context) {
                                : static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
 }
 
-MeshSolver::CalculiXReport Run(Analysis const& analysis, SolveOptions const& options,
-                               std::filesystem::path const& program, std::filesystem::path const& folder,
-                               Context const& context) {
-    MeshSolver::WriteDeck(analysis, {DeckOptions::Dialect::CalculiX, options.method, true},
-                          folder / (std::string(JobName) + ".inp"), context.progress);
-    MeshSolver::CalculiXOptions run;
+MeshSolver::Solution Run(Analysis const& analysis, SolveOptions const& options,
+                         std::filesystem::path const& program, Context const& context) {
+    WorkFolder const folder(options.keep);
+    MeshSolver::SolutionOptions run;
     run.program = program;
-    run.folder = folder;
-    run.job = JobName;
+    run.folder = folder.GetPath();
+    run.method = options.method;
     run.threads = ThreadsOf(context);
     run.timeout = options.timeout;
     run.progress = context.progress;
-    return MeshSolver::RunCalculiX(run);
+    return MeshSolver::SolveAnalysis(analysis, run);
 }
 
 } // namespace
@@ -140,27 +137,16 @@ SolveResult Solve(Model& model, SolveOptions const& options, Context const& cont
             Detail::AnalysisOf(model, {&options.load_case, options.materials, false}, context);
         if (!analysis.HasStep())
             throw FileError(options.load_case.file, "it only names places; [[fix]] must hold the model");
-        WorkFolder const folder(options.keep);
-        MeshSolver::CalculiXReport const run = Run(analysis, options, program, folder.GetPath(), context);
-        std::filesystem::path const results = folder.GetPath() / (std::string(JobName) + ".frd");
-        if (!std::filesystem::exists(results))
-            throw MeshSolver::Error("CalculiX has left no results");
-        auto const index_of = [](std::int32_t id) { return std::optional(static_cast<std::size_t>(id) - 1); };
-        MeshSolver::FrdResult fields = Detail::ReadResults(model, results, index_of, std::nullopt, context);
+        MeshSolver::Solution solution = Run(analysis, options, program, context);
         SolveResult result;
         result.unknowns = analysis.NumberOfUnknowns();
-        result.is_iterative =
-            MeshSolver::IsIterative(analysis, {DeckOptions::Dialect::CalculiX, options.method, true});
-        result.solver_version = run.version;
-        result.solver_seconds = run.seconds;
-        for (char const* const needed : {"DISP", "STRESS", "FORC"})
-            if (!fields.fields.contains(needed))
-                throw MeshSolver::Error(std::string("CalculiX has left no results (") + needed + ")");
-        SetForces(result, analysis,
-                  MeshSolver::ReadTotals(folder.GetPath() / (std::string(JobName) + ".dat")));
+        result.is_iterative = solution.is_iterative;
+        result.solver_version = solution.report.version;
+        result.solver_seconds = solution.report.seconds;
+        SetForces(result, analysis, solution.totals);
         CheckBalance(result, model, context);
         context.ThrowIfCancelled();
-        ResultsReport const report = Detail::TakeResultArrays(model, fields);
+        ResultsReport const report = Detail::TakeResultArrays(model, solution.result);
         result.max_displacement = report.max_displacement.value_or(0.0);
         result.max_von_mises = report.max_von_mises.value_or(0.0);
         return result;

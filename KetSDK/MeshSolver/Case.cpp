@@ -238,9 +238,36 @@ Case FromTable(toml::table const& file) {
     return read;
 }
 
+// Beyond strings and comments TOML is ASCII. The parser does not stand other characters there: it comes to a
+// point that it holds for unreachable.
+void RefuseBareCharacters(std::string_view text) {
+    constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
+    if (text.starts_with(byte_order_mark))
+        text.remove_prefix(byte_order_mark.size());
+    std::size_t line = 1;
+    char inside = 0; // of a string its quote, of a comment #
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char const c = text[i];
+        if (c == '\n') {
+            ++line;
+            inside = 0;
+        } else if (inside == 0 && static_cast<unsigned char>(c) > 0x7F) {
+            throw CaseError("line " + std::to_string(line) +
+                            ": letters beyond ASCII need quotes, as in [place.\"NAME\"]");
+        } else if (inside == 0 && (c == '"' || c == '\'' || c == '#')) {
+            inside = c;
+        } else if (inside == '"' && c == '\\' && i + 1 < text.size() && text[i + 1] != '\n') {
+            ++i;
+        } else if (inside != '#' && c == inside) {
+            inside = 0;
+        }
+    }
+}
+
 } // namespace
 
 Case ReadCase(std::string_view text) {
+    RefuseBareCharacters(text);
     try {
         return FromTable(toml::parse(text));
     } catch (toml::parse_error const& e) {

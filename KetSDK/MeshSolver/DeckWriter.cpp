@@ -6,6 +6,7 @@
 #include <KetSDK/MeshSolver/detail/TextFile.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <numeric>
 #include <span>
@@ -80,13 +81,51 @@ private:
     std::uint64_t m_count = 0;
 };
 
+// --- Loads for the iterations of CalculiX ------------------------------------------------------------------
+//
+// They end when no residual exceeds 0.005 of the mean load, and only loads other than 0 count in that mean:
+// with a few loaded nodes the reactions are far off. A load that is next to nothing at every node makes all
+// nodes count.
+
+constexpr char const* AllNodes = "ALL-NODES"; // no other set is named like it
+
+bool HasLeastLoads(Analysis const& analysis, DeckOptions const& options) {
+    return options.dialect == DeckOptions::Dialect::CalculiX && analysis.HasStep() &&
+           IsIterative(analysis, options) && !options.unbalanced;
+}
+
+// The lowest modulus of a model in MPa.
+double LowestModulus(ElementMaterials const& materials) {
+    std::vector<double> moduli = materials.node_moduli;
+    std::erase(moduli, 0.0); // of nodes without elements
+    if (moduli.empty())
+        for (DeckMaterial const& material : materials.materials)
+            moduli.push_back(material.emodulus);
+    return std::ranges::min(moduli);
+}
+
+// In N, for each node and axis: all together are 1e-9 of the loads, and of what moving by the largest
+// displacement takes.
+double LeastLoad(Analysis const& analysis) {
+    double loads = 0.0;
+    for (MMVector<double, 3> const& load : analysis.AllLoads())
+        loads += load.Length();
+    double moved = 0.0;
+    for (HeldAxis const& held : analysis.held)
+        moved = std::max(moved, std::fabs(held.by));
+    constexpr double size = 1.0; // mm, below that of any model
+    double const moving = LowestModulus(analysis.materials) * moved * size;
+    return 1e-9 * (loads + moving) / static_cast<double>(std::ranges::count(analysis.used_nodes, true));
+}
+
 // --- Mesh, sets and materials ------------------------------------------------------------------------------
 
 class MeshSection {
 public:
-    MeshSection(Analysis const& analysis, TextFile& file, DeckSteps& steps)
+    MeshSection(Analysis const& analysis, DeckOptions const& options, TextFile& file, DeckSteps& steps)
         : m_analysis(analysis)
         , m_mesh(*analysis.mesh)
+        , m_options(options)
         , m_file(file)
         , m_steps(steps) {}
 
@@ -126,7 +165,10 @@ private:
     }
 
     void WriteNodes() {
-        m_file << "*NODE\n";
+        m_file << "*NODE";
+        if (HasLeastLoads(m_analysis, m_options))
+            m_file << ", NSET=" << AllNodes;
+        m_file << '\n';
         for (std::size_t i = 0; i < m_analysis.used_nodes.size(); ++i) {
             ++m_steps;
             if (!m_analysis.used_nodes[i])
@@ -237,6 +279,7 @@ private:
 
     Analysis const& m_analysis;
     MMeshBase const& m_mesh;
+    DeckOptions const& m_options;
     TextFile& m_file;
     DeckSteps& m_steps;
 };
@@ -263,9 +306,12 @@ public:
         if (m_options.dialect == DeckOptions::Dialect::CalculiX) // which takes the initial ones for 0
             WriteTemperatures(m_analysis, m_file, "*TEMPERATURE");
         WriteHeld();
-        WriteForces();
-        WritePressures();
-        WriteGravity();
+        WriteLeastLoads();
+        WriteForces(m_options.unbalanced ? *m_options.unbalanced : m_analysis.forces);
+        if (!m_options.unbalanced) {
+            WritePressures();
+            WriteGravity();
+        }
         for (std::string const& set : m_totals)
             m_file << "*NODE PRINT, NSET=" << set << ", TOTALS=ONLY\nRF\n";
         m_file << (m_options.dialect == DeckOptions::Dialect::CalculiX
@@ -306,7 +352,7 @@ private:
         for (Case::Displace const& displace : m_case.displacements)
             for (std::size_t axis = 0; axis < 3; ++axis)
                 if (displace.by[axis])
-                    WriteAxis(displace.place, axis, *displace.by[axis]);
+                    WriteAxis(displace.place, axis, m_options.unbalanced ? 0.0 : *displace.by[axis]);
     }
 
     void WriteAxis(std::string const& place, std::size_t axis, double by) {
@@ -317,11 +363,21 @@ private:
         m_file << '\n';
     }
 
-    void WriteForces() {
+    void WriteLeastLoads() {
+        double const load = HasLeastLoads(m_analysis, m_options) ? LeastLoad(m_analysis) : 0.0;
+        if (load == 0.0)
+            return;
+        m_file << "** next to nothing at every node, so that CalculiX iterates until all nodes are balanced\n"
+                  "*CLOAD\n";
+        for (std::int64_t axis = 1; axis <= 3; ++axis)
+            m_file << AllNodes << ", " << axis << ", " << load << '\n';
+    }
+
+    void WriteForces(NodeForces const& forces) {
         bool is_first = true;
-        for (std::size_t i = 0; i < m_analysis.forces.size(); ++i)
+        for (std::size_t i = 0; i < forces.size(); ++i)
             for (unsigned int axis = 0; axis < 3; ++axis) {
-                double const force = m_analysis.forces[i][axis];
+                double const force = forces[i][axis];
                 if (force == 0.0)
                     continue;
                 if (std::exchange(is_first, false))
@@ -388,7 +444,7 @@ void WriteDeck(Analysis const& analysis, DeckOptions const& options, std::filesy
                std::shared_ptr<Common::IProgressDelegate> const& progress) {
     DeckSteps steps(analysis, progress);
     TextFile file(path);
-    MeshSection(analysis, file, steps).Write();
+    MeshSection(analysis, options, file, steps).Write();
     if (analysis.HasStep())
         StepSection(analysis, options, file).Write();
     file.Close();
@@ -400,7 +456,7 @@ void WriteSplitDeck(Analysis const& analysis, DeckOptions const& options,
                     std::shared_ptr<Common::IProgressDelegate> const& progress) {
     DeckSteps steps(analysis, progress);
     TextFile mesh(mesh_path);
-    MeshSection(analysis, mesh, steps).Write();
+    MeshSection(analysis, options, mesh, steps).Write();
     mesh.Close();
     TextFile step(case_path);
     step << "*INCLUDE, INPUT=" << mesh_name << '\n';

@@ -21,6 +21,9 @@ struct DeckOptions {
     Method method = Method::Auto; // iterative above so many unknowns:
     static constexpr std::uint64_t MostUnknownsForDirect = 200000;
     bool print_totals = false; // CalculiX prints the forces at the nodes that each place holds
+    // Borrowed: loads of the step, by node, instead of those of the case; what is held then stays where it
+    // is.
+    NodeForces const* unbalanced = nullptr;
 };
 
 // The name of the set of the nodes that a place holds along an axis, by index. No other set is named like it.

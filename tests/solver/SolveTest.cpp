@@ -155,6 +155,31 @@ TEST(Solve, BalancesLoadsOnTheRealHead) {
     EXPECT_EQ(displacements[0], displacements[1]); // the same moduli in other words
 }
 
+TEST(Solve, IteratesUntilAllNodesAreBalanced) {
+    // Few loaded nodes; moved ones, whose neighbours have forces beyond any load; and both.
+    std::string const held =
+        "[place.base]\naxis = 'z-'\nwithin = 0\n[place.tip]\nbox = [0, 0, 30, 3, 3, 30]\n"
+        "[[fix]]\nplace = 'base'\naxes = 'xyz'\n";
+    std::string const pressed = "[[pressure]]\nplace = 'tip'\nvalue = 1\n";
+    std::string const moved =
+        "[place.side]\nbox = [10, 0, 10, 10, 10, 20]\n[[displace]]\nplace = 'side'\nby = { x = 0.5 }\n";
+    for (std::string const& loads : {pressed, moved, pressed + moved}) {
+        SCOPED_TRACE(loads);
+        Model model = MakeBlocks(10, 4, 4, 8, Box(10, 10, 30));
+        SolveOptions options = SolveWith(held + loads);
+        Solve(model, options, {});
+        std::vector<double> const direct = NodeArray(model, L"displacement");
+        options.method = KetSDK::MeshSolver::DeckOptions::Method::Iterative;
+        SolveResult const result = Solve(model, options, {});
+        EXPECT_LT(result.balance.value_or(0.0), loads == pressed ? 1e-5 : 1e-4);
+        std::vector<double> const& iterative = NodeArray(model, L"displacement");
+        double largest = 0.0;
+        for (std::size_t i = 0; i < direct.size(); ++i)
+            largest = std::max(largest, std::fabs(iterative[i] - direct[i]));
+        EXPECT_LT(largest, 1e-4 * result.max_displacement);
+    }
+}
+
 TEST(Solve, TakesModuliOfBinsElementsAndNodes) {
     // Two halves of a bar in series, the second ten times as stiff: by elements as by bins.
     std::string const pull =
