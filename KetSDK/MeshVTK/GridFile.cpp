@@ -11,7 +11,6 @@
 #include <KetSDK/MeshVTK/detail/XmlReader.h>
 
 #include <vtkCellData.h>
-#include <vtkCharArray.h>
 #include <vtkDataArray.h>
 #include <vtkNew.h>
 #include <vtkObjectFactory.h>
@@ -36,8 +35,10 @@ namespace {
 constexpr char const* CannotRead = "it cannot be read";
 constexpr char const* CannotWrite = "it cannot be written";
 
-vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::string_view bytes,
+vtkSmartPointer<vtkUnstructuredGrid> ReadXml(Detail::OpenFile const& file,
                                              std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    Detail::FileBytes const all = file.All(progress);
+    std::string_view const bytes = all.View();
     Detail::VtkSession session(progress, "Reading file");
     Detail::XmlCounts const counts = Detail::CheckXmlFile(bytes, "UnstructuredGrid");
     vtkNew<Detail::XmlReader<vtkXMLUnstructuredGridReader>> reader;
@@ -47,17 +48,16 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadXml(std::string_view bytes,
     return reader->GetOutput();
 }
 
-vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(std::string_view bytes,
+vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(Detail::OpenFile const& file,
                                                 std::shared_ptr<Common::IProgressDelegate> const& progress) {
+    Detail::MemoryFile const copy(file, progress);
+    std::string_view const bytes = copy.View();
     if (!bytes.starts_with("# vtk DataFile Version"))
         throw Error("this is no VTK file, though its name ends with .vtk");
     Detail::CheckLegacyFile(bytes);
     Detail::VtkSession session(progress, "Reading file");
-    vtkNew<vtkCharArray> borrowed; // the reader copies it
-    borrowed->SetArray(const_cast<char*>(bytes.data()), static_cast<vtkIdType>(bytes.size()), 1);
-    vtkNew<vtkUnstructuredGridReader> reader;
-    reader->ReadFromInputStringOn();
-    reader->SetInputArray(borrowed);
+    vtkNew<vtkUnstructuredGridReader> reader; // which would copy an array of bytes twice
+    reader->SetFileName(copy.Path().c_str());
     reader->ReadAllScalarsOn();
     reader->ReadAllVectorsOn();
     reader->ReadAllNormalsOn();
@@ -145,7 +145,7 @@ void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession
 
 struct GridFormat {
     char const* ending;
-    vtkSmartPointer<vtkUnstructuredGrid> (*read)(std::string_view bytes,
+    vtkSmartPointer<vtkUnstructuredGrid> (*read)(Detail::OpenFile const& file,
                                                  std::shared_ptr<Common::IProgressDelegate> const& progress);
     void (*write)(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session);
 };
@@ -166,9 +166,7 @@ GridFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
 vtkSmartPointer<vtkUnstructuredGrid>
 ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
     Detail::OpenFile const file(path, ".vtu or .vtk");
-    GridFormat const& format = FormatOf(path, "read from");
-    Detail::FileBytes const bytes = file.All(progress);
-    return format.read(bytes.View(), progress);
+    return FormatOf(path, "read from").read(file, progress);
 }
 
 void CheckGridFileName(std::filesystem::path const& path) {

@@ -7,9 +7,7 @@
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
-#include <vtkDoubleArray.h>
 #include <vtkFieldData.h>
-#include <vtkIntArray.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkUnsignedCharArray.h>
@@ -78,21 +76,6 @@ void ShareArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, vtkUnstructur
     grid.GetFieldData()->ShallowCopy(arrays->GetFieldData());
 }
 
-template <typename Array, typename Mask>
-void AddElementValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, Mask const& mask,
-                      std::string const& name) {
-    if (grid.GetNumberOfCells() != mesh.NumberOfElements())
-        throw Error("the grid has " + std::to_string(grid.GetNumberOfCells()) + " cells, the mesh " +
-                    std::to_string(mesh.NumberOfElements()) + " elements");
-    vtkNew<Array> values;
-    values->SetName(name.c_str());
-    values->SetNumberOfValues(mesh.NumberOfElements());
-    vtkIdType cell = 0;
-    for (MMeshElement const& e : mesh.Elements())
-        values->SetValue(cell++, mask.GetValue(e));
-    grid.GetCellData()->AddArray(values);
-}
-
 } // namespace
 
 vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh, vtkUnstructuredGrid& grid) {
@@ -102,16 +85,6 @@ vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh, vtk
     arrays->GetFieldData()->ShallowCopy(grid.GetFieldData());
     Detail::RemoveOwnArrays(*arrays, mesh);
     return arrays;
-}
-
-void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
-                  MDataMask<MMeshElement, double> const& mask, std::string const& name) {
-    AddElementValues<vtkDoubleArray>(grid, mesh, mask, name);
-}
-
-void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
-                  MDataMask<MMeshElement, MLong> const& mask, std::string const& name) {
-    AddElementValues<vtkIntArray>(grid, mesh, mask, name);
 }
 
 vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,

@@ -1,16 +1,11 @@
 #pragma once
 
-#include <KetSDK/Common/Shared/MLong.h>
-#include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/MeshVTK/LengthUnit.h>
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
 
 #include <vtkSmartPointer.h>
 
-#include <string>
-
 class MMeshBase;
-class MMeshElement;
 class vtkUnstructuredGrid;
 
 namespace KetSDK::MeshVTK {
@@ -32,12 +27,5 @@ KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase c
 // GridFromMesh would not make anew, on a grid without points and cells (shared, not copied).
 KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh,
                                                                          vtkUnstructuredGrid& grid);
-
-// Adds to the grid, one that was made of the mesh, a cell array of that name with the mask's value of each
-// element, in place of an array that has the name. Throws Error when the grid has another number of cells.
-KETSDK_MESHVTK_API void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
-                                     MDataMask<MMeshElement, double> const& mask, std::string const& name);
-KETSDK_MESHVTK_API void AddCellArray(vtkUnstructuredGrid& grid, MMeshBase const& mesh,
-                                     MDataMask<MMeshElement, MLong> const& mask, std::string const& name);
 
 } // namespace KetSDK::MeshVTK

@@ -154,30 +154,6 @@ TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
     }
 }
 
-TEST_F(GridFile, HoldsValuesOfElementMasks) {
-    auto const mesh = MeshFromGrid(*ReadGrid("wedge_beam14.vtu"), {}, nullptr);
-    MDataMask<MMeshElement, double> quality(-1.0);
-    MDataMask<MMeshElement, MLong> material(7);
-    mesh->GetElementMasks()->RegisterMask(&quality);
-    mesh->GetElementMasks()->RegisterMask(&material);
-    MLong number = 0;
-    for (MMeshElement const& e : mesh->Elements()) {
-        quality.SetValue(e, std::sqrt(number));
-        material.SetValue(e, -number++);
-    }
-    auto const grid = GridFromMesh(*mesh, {}, nullptr);
-    AddCellArray(*grid, *mesh, material, "quality"); // is replaced
-    AddCellArray(*grid, *mesh, quality, "quality");
-    AddCellArray(*grid, *mesh, material, "material");
-    auto const read = ReadGridFile(Write(*grid, ".vtu"), nullptr);
-    for (MLong i = 0; i < number; ++i) {
-        EXPECT_EQ(read->GetCellData()->GetArray("quality")->GetComponent(i, 0), std::sqrt(i));
-        EXPECT_EQ(read->GetCellData()->GetArray("material")->GetComponent(i, 0), -i);
-    }
-    EXPECT_EQ(read->GetCellData()->GetArray("material")->GetDataType(), VTK_INT);
-    EXPECT_THROW(AddCellArray(*ReadGrid("hex_matrix_fiber.vtu"), *mesh, quality, "quality"), Error);
-}
-
 TEST_F(GridFile, WhatCannotBeWrittenLeavesNothing) {
     auto const grid = ReadGrid("wedge_beam14.vtu");
     EXPECT_THROW(Write(*grid, ".stl"), Error);

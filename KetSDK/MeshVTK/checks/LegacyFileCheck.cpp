@@ -359,7 +359,8 @@ private:
     std::vector<std::int64_t> Integers(Count values) {
         std::vector<std::int64_t> integers;
         if (m_binary) {
-            Bytes(4 * values);
+            Bytes(4 * values); // which are there
+            integers.reserve(static_cast<std::size_t>(values));
             for (std::size_t at = m_at - static_cast<std::size_t>(4 * values); at < m_at; at += 4) {
                 std::uint32_t bits = 0; // most significant byte first
                 for (std::size_t k = 0; k < 4; ++k)

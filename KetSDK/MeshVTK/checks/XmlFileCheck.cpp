@@ -276,7 +276,14 @@ private:
         Stretch const data = DataOf(array);
         Count const bytes = BytesOfData(data, name).unpacked;
         auto const value_bytes = static_cast<std::size_t>(BytesOfType(type));
-        std::string const end = Unpacked(data, bytes - bytes % value_bytes, name, 2);
+        Count const size = bytes - bytes % value_bytes;
+        if (!m_compressed && !data.base64) { // where it stands, without a copy
+            std::size_t const at = m_word_bytes + static_cast<std::size_t>(size) - value_bytes;
+            if (at + value_bytes > data.text.size())
+                Damaged(name);
+            return Word(data.text.substr(at, value_bytes));
+        }
+        std::string const end = Unpacked(data, size, name, 2);
         if (end.size() < value_bytes)
             Damaged(name);
         return Word(std::string_view(end).substr(end.size() - value_bytes));

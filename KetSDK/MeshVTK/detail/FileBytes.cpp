@@ -3,11 +3,14 @@
 #include <KetSDK/MeshVTK/Error.h>
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 
 namespace KetSDK::MeshVTK::Detail {
 
@@ -63,16 +66,54 @@ std::string OpenFile::First(std::size_t count) const {
     return bytes;
 }
 
-FileBytes OpenFile::All(std::shared_ptr<Common::IProgressDelegate> const& progress) const {
-    FileBytes bytes(static_cast<std::size_t>(m_size));
+template <typename Take>
+void OpenFile::ForEachBlock(std::shared_ptr<Common::IProgressDelegate> const& progress, Take&& take) const {
     for (std::uint64_t at = 0; at < m_size; at += BlockSize) {
-        auto const count = static_cast<std::size_t>(std::min<std::uint64_t>(BlockSize, m_size - at));
-        if (Read(at, bytes.Data() + at, count) != count)
+        if (!take(at, static_cast<std::size_t>(std::min<std::uint64_t>(BlockSize, m_size - at))))
             throw Error("it cannot be read to its end");
         if (progress && progress->IsCancelled())
             throw Cancelled();
     }
+}
+
+FileBytes OpenFile::All(std::shared_ptr<Common::IProgressDelegate> const& progress) const {
+    FileBytes bytes(static_cast<std::size_t>(m_size));
+    ForEachBlock(progress, [&](std::uint64_t at, std::size_t count) {
+        return Read(at, bytes.Data() + at, count) == count;
+    });
     return bytes;
+}
+
+MemoryFile::MemoryFile(OpenFile const& file, std::shared_ptr<Common::IProgressDelegate> const& progress)
+    : m_file(::memfd_create("ketmesh", MFD_CLOEXEC))
+    , m_size(static_cast<std::size_t>(file.m_size)) {
+    if (m_file < 0)
+        throw std::bad_alloc();
+    try {
+        file.ForEachBlock(progress, [&](std::uint64_t at, std::size_t count) {
+            auto from = static_cast<off_t>(at);
+            for (off_t const end = from + static_cast<off_t>(count); from < end;) {
+                ssize_t const got =
+                    ::sendfile(m_file, file.m_file, &from, static_cast<std::size_t>(end - from));
+                if (got < 0 && errno == ENOMEM)
+                    throw std::bad_alloc();
+                if (got == 0 || (got < 0 && errno != EINTR))
+                    return false;
+            }
+            return true;
+        });
+        m_bytes = ::mmap(nullptr, m_size, PROT_READ, MAP_SHARED | MAP_POPULATE, m_file, 0);
+        if (m_bytes == MAP_FAILED)
+            throw std::bad_alloc();
+    } catch (...) {
+        ::close(m_file);
+        throw;
+    }
+}
+
+MemoryFile::~MemoryFile() {
+    ::munmap(m_bytes, m_size);
+    ::close(m_file);
 }
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -26,6 +26,28 @@ private:
     std::size_t m_size;
 };
 
+class OpenFile;
+
+// A copy of a file in memory that has a name as well, for a reader that opens files by themselves and would
+// copy bytes twice.
+class MemoryFile {
+public:
+    // Throws as OpenFile::All does.
+    MemoryFile(OpenFile const& file, std::shared_ptr<Common::IProgressDelegate> const& progress);
+    MemoryFile(MemoryFile const&) = delete;
+    MemoryFile& operator=(MemoryFile const&) = delete;
+    ~MemoryFile();
+
+    std::string_view View() const noexcept { return {static_cast<char const*>(m_bytes), m_size}; }
+    // Leads to this copy within this process, as long as it exists.
+    std::string Path() const { return "/proc/self/fd/" + std::to_string(m_file); }
+
+private:
+    int m_file;
+    void* m_bytes = nullptr;
+    std::size_t m_size;
+};
+
 // A file that is opened once, so that what is checked is what is read: its name may lead to another one the
 // next time. Whatever is no regular file is refused, as pipes are, which may never say anything.
 class OpenFile {
@@ -47,6 +69,11 @@ public:
     FileBytes All(std::shared_ptr<Common::IProgressDelegate> const& progress) const;
 
 private:
+    friend class MemoryFile;
+    // Calls take(offset, bytes) for blocks, which says whether the file had them.
+    template <typename Take>
+    void ForEachBlock(std::shared_ptr<Common::IProgressDelegate> const& progress, Take&& take) const;
+
     int m_file;
     std::uint64_t m_size = 0;
 };
