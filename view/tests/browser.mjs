@@ -35,6 +35,7 @@ const flags = [
 export async function openPage(path, { width = 1100, height = 760, ...options } = {}) {
   browser ??= await chromium.launch({ executablePath: KETMESH_CHROMIUM, args: flags });
   const context = await browser.newContext({ viewport: { width, height }, reducedMotion: 'reduce', ...options });
+  context.setDefaultTimeout(120_000); // other tests may run beside
   const page = await context.newPage();
   const url = `file://${encodeURI(path).replace(/[?#]/g, encodeURIComponent)}`;
   page.faults = [];
@@ -58,7 +59,7 @@ export async function picture(page) {
   const { width, height } = page.viewportSize();
   await page.mouse.move(width - 1, height - 1);
   await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
-  page.shot = await page.locator('#picture').screenshot();
+  page.shot = await page.screenshot({ clip: await page.locator('#stage').boundingBox() });
   return createHash('sha1').update(page.shot).digest('hex');
 }
 
