@@ -52,7 +52,7 @@ function heading({ header }) {
 
 function tool(name, title, action, pressed) {
   const button = h('button', { type: 'button', title, ariaLabel: title, onclick: action }, icon(name));
-  if (pressed !== undefined) button.ariaPressed = String(pressed);
+  if (pressed !== undefined) button.setAttribute('aria-pressed', pressed);
   return button;
 }
 
@@ -94,7 +94,7 @@ async function open() {
 
   const cut = cutPart(viewer, control);
   const edges = tool('edges', 'Edges of elements (E)', () => viewer.setEdges(!viewer.edges), true);
-  viewer.addEventListener('edges', () => (edges.ariaPressed = String(viewer.edges)));
+  viewer.addEventListener('edges', () => edges.setAttribute('aria-pressed', viewer.edges));
   $('tools').append(
     edges,
     tool('all', 'Show all (F)', () => control.fit()),

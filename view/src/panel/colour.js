@@ -104,7 +104,7 @@ function histogram(viewer) {
     const single = viewer.quantity.statistics.min === viewer.quantity.statistics.max;
     [...bars.children].forEach((bar, i) => {
       const on = Boolean(inside(i) || (single && selection));
-      bar.ariaPressed = String(on);
+      bar.setAttribute('aria-pressed', on);
       bar.classList.toggle('off', selection !== null && !on);
     });
     clear.hidden = !selection;

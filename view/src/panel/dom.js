@@ -5,6 +5,7 @@ export function h(tag, properties = {}, ...children) {
   for (const [name, value] of Object.entries(properties)) {
     if (name.startsWith('on')) element.addEventListener(name.slice(2), value);
     else if (name === 'style') for (const [key, v] of Object.entries(value)) element.style.setProperty(key, v);
+    else if (name.startsWith('aria')) element.setAttribute(`aria-${name.slice(4).toLowerCase()}`, value);
     else if (name in element && name !== 'list') element[name] = value;
     else element.setAttribute(name, value);
   }
