@@ -54,7 +54,7 @@ int main() {
     for (MMeshLabelReport const& label : make.GetReports()) {
         std::cout << "label " << label.label << ": " << label.volume << " mm3, voxels " << label.voxel_volume
                   << "\n";
-        if (std::abs(label.volume - label.voxel_volume) > 0.02 * label.voxel_volume)
+        if (std::abs(label.volume - label.voxel_volume) > 0.03 * label.voxel_volume)
             return 1;
     }
     return make.GetSmallestDihedral() >= 10.0 ? 0 : 1;

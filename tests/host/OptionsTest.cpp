@@ -63,7 +63,7 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"solve",
      {"block.inp --case case.toml -o out.vtu --materials nodes --solver direct --timeout 60 --keep out.run"}},
     {"results", {"kept.run/model.frd --mesh block.inp --step 1 -o out.vtu"}},
-    {"view", {"tet4.vtu --color EdgeMinMax --metrics Volume --max-elements 100 --threads 2 -o out.html"}},
+    {"view", {"tet4.vtu --color EdgeMinMax --metrics Volume --max-elements 100 -o out.html"}},
     {"colors",
      {"HEAD --bins 3 --from -500 --to 900 --name map -o out.json", "--intervals 1,2,3 -o out.xml"}}};
 
