@@ -67,6 +67,11 @@ Json Command::ReportError(std::string const& line) const {
     return report;
 }
 
+void Command::PrintAnswer(Json answer) const {
+    AddSurroundings(answer);
+    PrintJson(answer);
+}
+
 void Command::AddSurroundings(Json& report) const {
     report["inputs"] = Json::array();
     for (std::string const* const name : m_inputs)

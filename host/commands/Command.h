@@ -46,6 +46,8 @@ protected:
         , m_footer(footer) {}
 
     virtual void DeclareOptions(CLI::App& command) = 0;
+    // Prints what answers a question, with what all reports have.
+    void PrintAnswer(Json answer) const;
     // Answers a question about the program itself, such as --list, which needs no files; false when none was
     // asked.
     virtual bool Answer() { return false; }

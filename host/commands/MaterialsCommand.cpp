@@ -124,7 +124,7 @@ private:
         if (m_markdown)
             PrintPresetTable(std::cout);
         else if (IsJson())
-            PrintJson(PresetListJson());
+            PrintAnswer(PresetListJson());
         else
             PrintPresetList(std::cout);
         return true;

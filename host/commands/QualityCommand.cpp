@@ -128,13 +128,13 @@ private:
         if (!m_list && !m_list_limits)
             return false;
         if (m_list_limits && IsJson())
-            PrintJson(LimitSetsJson());
+            PrintAnswer(LimitSetsJson());
         else if (m_list_limits)
             PrintLimitSets(std::cout);
         else if (m_markdown)
             PrintMetricPage(std::cout);
         else if (IsJson())
-            PrintJson(MetricListJson());
+            PrintAnswer(MetricListJson());
         else
             PrintMetricList(std::cout);
         return true;

@@ -194,7 +194,10 @@ TEST_F(Ketmesh, LimitsOfBothSensesHoldInOneRun) {
     EXPECT_EQ(faulty["limits"][0]["failing"], 2); // and that of the element without size
     EXPECT_EQ(faulty["limits"][1]["failing"], 2);
 
-    Json const sets = RunJson({"quality", "--list-limits"})["limits"];
+    Json const answer = RunJson({"quality", "--list-limits"});
+    EXPECT_EQ(answer["inputs"], Json::array());
+    EXPECT_EQ(answer["warnings"], Json::array());
+    Json const sets = answer["limits"];
     for (char const* const name : {"abaqus", "ansys", "febio"}) {
         EXPECT_NE(sets[name]["source"], "");
         Json const judged = RunJson({"quality", Head, "--limits", name});
