@@ -46,6 +46,9 @@ value = 0.01
 END
 "$ketmesh" solve "$out/head_model.vtu" --case "$out/head_case.toml" -o "$out/head_solved.vtu" --solver iterative
 
+step "the solved head as a page for any browser"
+"$ketmesh" view "$out/head_solved.vtu" -o "$out/head_solved.html"
+
 step "what is in $mesh"
 "$ketmesh" info "$mesh"
 
@@ -87,6 +90,7 @@ head_model.vtu           with the arrays "grey", "density" and "emodulus"
 head_model.materials.xml its materials
 head_case.toml           what holds and loads the head
 head_solved.vtu          displacements, stresses and forces; show the array "von_mises"
+head_solved.html         the same to look at: a page for any browser
 head_surfaces.vtp        skin, bone and their interfaces; colour them by the array "surface"
 head_exterior.stl        the outside alone
 head_quality.vtu         the mesh with the array "ScaledJacobian"; show the elements below 0.1
@@ -98,4 +102,4 @@ head_grey.json           a colour map for the array "grey"
 head_repaired.vtu        the curved mesh without a folded element, solved
 END
 echo
-echo "Any viewer for VTK files opens them."
+echo "A browser shows $out/head_solved.html; any viewer for VTK files opens the others."
