@@ -424,7 +424,7 @@ MMeshFromLabelsOperator::Forecast MMeshFromLabelsOperator::Predict(double size) 
     LatticeGrid const grid(labels, m_image->spacing, size, largest);
     Forecast forecast;
     forecast.elements = NumberOfTetrahedra(volume, area, size, grid.is_graded ? grid.top_level : 0);
-    forecast.bytes = 450.0 * forecast.elements + grid.NumberOfSmallest() / 4.0 +
+    forecast.bytes = 300.0 * forecast.elements + grid.NumberOfSmallest() / 4.0 +
                      20.0 * static_cast<double>(m_image->labels.size());
     return forecast;
 }
