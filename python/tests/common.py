@@ -3,6 +3,7 @@
 import json
 import os
 import subprocess
+import tempfile
 from pathlib import Path
 
 DATA = Path(__file__).resolve().parents[2] / "data"
@@ -12,6 +13,13 @@ LABELS = DATA / "head_labels.nii.gz"
 IMAGE = DATA / "head_ct.nii.gz"
 
 UNIT_TET = [[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]]
+
+
+def has_page():
+    """Whether the library was built with the page of ketmesh view."""
+    with tempfile.TemporaryDirectory() as folder:
+        command = [os.environ["KETMESH"], "view", LINEAR, "-o", f"{folder}/page.html"]
+        return "without the page" not in subprocess.run(command, capture_output=True, text=True).stderr
 
 
 def program(*arguments):

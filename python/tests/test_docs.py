@@ -12,14 +12,17 @@ from pathlib import Path
 import pytest
 
 import ketmesh
-from common import DATA
+from common import DATA, has_page
 
 
 @pytest.mark.parametrize("module", ["ketmesh", *(f"ketmesh.{m}" for m in ("_mesh", "_surface", "_image", "_case", "examples"))])
 def test_examples(module, monkeypatch):
     monkeypatch.chdir(DATA)
-    failed, tried = doctest.testmod(importlib.import_module(module), extraglobs={"ketmesh": ketmesh})
-    assert tried > 0 and failed == 0
+    runner = doctest.DocTestRunner()
+    for example in doctest.DocTestFinder().find(importlib.import_module(module), extraglobs={"ketmesh": ketmesh}):
+        if not example.name.endswith("Mesh.view") or has_page():
+            runner.run(example)
+    assert runner.tries > 0 and runner.failures == 0
 
 
 # What needs a library that may not be installed.

@@ -9,7 +9,7 @@ import numpy as np
 import pytest
 
 import ketmesh
-from common import CURVED, DATA, IMAGE, LABELS, LINEAR, program
+from common import CURVED, IMAGE, LABELS, LINEAR, has_page, program
 
 # What commands are called here where that is another name.
 NAMES = {"convert": "to", "frame": "to_frame", "iso": "isosurface"}
@@ -134,6 +134,7 @@ def test_values_are_the_programs(command, inputs):
             np.testing.assert_array_equal(ours.cell_data[name], values)
 
 
+@pytest.mark.skipif(not has_page(), reason="the library was built without the page")
 def test_page(tmp_path):
     said = program("view", LINEAR, "-o", tmp_path / "theirs.html", "--color", "Volume")
     assert compare(plain(ketmesh.read(LINEAR).view(tmp_path / "ours.html", color="Volume")), said) > 5
