@@ -72,7 +72,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ":\n"
+        out << Printable(m_input.GetFileName()) << ":\n"
             << "  triangles        " << m_result.triangles << (m_options.all_faces ? ", all faces\n" : "\n")
             << "  area             " << FormatNumber(m_result.area) << " mm2\n"
             << "  closed           " << (m_result.closed ? "yes" : "no") << '\n'

@@ -105,7 +105,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
             << (m_result.quadratic ? "quadratic; tolerance " + FormatGeneral(m_options.tolerance) + " %"
                                    : "linear: without mid-edge nodes")
             << "\n\n";
@@ -137,8 +137,8 @@ private:
                 add(m_result.topology.*count.count, count.name);
         if (failed.empty())
             return Done;
-        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName())
-                  << ": the mesh has defects: " << failed << "; at most " << *m_most << " of each may be\n";
+        std::cerr << "ketmesh: " << Printable(m_input.GetFileName()) << ": the mesh has defects: " << failed
+                  << "; at most " << *m_most << " of each may be\n";
         return CheckFailed;
     }
 

@@ -1,5 +1,6 @@
 #include <host/commands/Command.h>
 
+#include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshVTK/OutputTransaction.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/terminal/Cancellation.h>
@@ -39,6 +40,8 @@ int Command::Run(Progress const& progress) {
     std::string const text = m_json ? ObjectText() : Text();
     {
         UninterruptedEnd const end;
+        if (IsCancelled()) // in a last step that does not listen
+            throw KetSDK::MeshJobs::Cancelled();
         files.Commit();
     }
     if (m_json)
@@ -111,7 +114,7 @@ std::string Command::Text() const {
             << KetSDK::Mesh::FrameWord(input.to) << ", the frame of the first file: " << input.file << '\n';
     char const* separator = "\n";
     for (std::size_t i = 0; !NamesFiles() && i < m_files.size(); ++i) {
-        out << separator << "written: " << KetSDK::MeshVTK::Printable(m_files[i]) << '\n';
+        out << separator << "written: " << Printable(m_files[i]) << '\n';
         separator = "";
     }
     if (m_timing)

@@ -80,7 +80,7 @@ private:
     void Print(std::ostream& out) const override {
         auto const& before = m_result.before;
         auto const& after = m_result.after;
-        out << m_input.GetFileName() << ": converted to " << m_to.GetWord() << "\n\n";
+        out << Printable(m_input.GetFileName()) << ": converted to " << m_to.GetWord() << "\n\n";
         Table table(
             {{"", Table::Align::Left}, {"before", Table::Align::Right}, {"after", Table::Align::Right}});
         table.AddRow({"elements", std::to_string(before.elements), std::to_string(after.elements)});

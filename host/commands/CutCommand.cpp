@@ -77,7 +77,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.cut << " elements cut, " << m_result.above
+        out << Printable(m_input.GetFileName()) << ": " << m_result.cut << " elements cut, " << m_result.above
             << " above, " << m_result.below << " below\n"
             << "contours        " << m_result.contours << ", " << FormatNumber(m_result.contour_length)
             << " mm long together\n\n";

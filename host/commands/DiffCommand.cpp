@@ -64,7 +64,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        std::string const files = m_input.GetFileName() + " and " + m_other;
+        std::string const files = Printable(m_input.GetFileName() + " and " + m_other);
         if (!m_result.AreEqual()) {
             out << files << " differ: " << *m_result.first_difference << '\n';
             return;

@@ -66,8 +66,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.elements_taken << " of " << m_result.elements
-            << " elements taken, " << m_result.triangles << " triangles\n"
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements_taken << " of "
+            << m_result.elements << " elements taken, " << m_result.triangles << " triangles\n"
             << "shrunk by " << FormatGeneral(m_options.shrink) << ": their volume is "
             << FormatGeneral(m_result.volume_factor) << " of what it was\n";
         if (m_result.taken_by_corners > 0)

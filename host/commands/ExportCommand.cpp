@@ -81,8 +81,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, " << m_result.nodes
-            << " nodes, " << m_result.materials << " materials\n\n";
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
+            << m_result.nodes << " nodes, " << m_result.materials << " materials\n\n";
         Table table({{"surface or place", Table::Align::Left},
                      {"in the deck", Table::Align::Left},
                      {"faces", Table::Align::Right},

@@ -61,7 +61,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_elements << " elements, " << m_nodes << " nodes ";
+        out << Printable(m_input.GetFileName()) << ": " << m_elements << " elements, " << m_nodes
+            << " nodes ";
         if (m_result.turned)
             out << "turned from " << KetSDK::Mesh::FrameWord(m_result.from) << " into "
                 << KetSDK::Mesh::FrameWord(m_options.to) << '\n';

@@ -66,7 +66,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
             << (m_options.all_edges ? "all edges" : "edges that lie on no boundary face") << "\n\n";
         Table table({{"graph", Table::Align::Left},
                      {"vertices", Table::Align::Right},

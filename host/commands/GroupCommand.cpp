@@ -53,7 +53,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.groups_of << " sub-volumes grouped to "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.groups_of << " sub-volumes grouped to "
             << m_result.subvolumes.size() << "\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }

@@ -95,7 +95,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.bad << " of " << m_result.elements
+        out << Printable(m_input.GetFileName()) << ": " << m_result.bad << " of " << m_result.elements
             << " elements are bad: " << m_options.metric << ' ' << m_threshold.Describe() << "\n\n";
         Table table({{"surface", Table::Align::Left},
                      {"triangles", Table::Align::Right},

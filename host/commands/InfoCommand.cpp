@@ -55,7 +55,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << '\n'
+        out << Printable(m_input.GetFileName()) << '\n'
             << "elements        " << m_result.elements << " (" << KindsText() << ")\n"
             << "nodes           " << m_result.nodes << '\n'
             << "volume          " << FormatNumber(m_result.volume) << " mm3\n"

@@ -69,7 +69,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_options.field << " at the nodes"
+        out << Printable(m_input.GetFileName()) << ": " << Printable(m_options.field) << " at the nodes"
             << (m_result.from_elements ? ", averaged from cells" : "") << ", from "
             << FormatGeneral(m_result.min) << " to " << FormatGeneral(m_result.max) << "\n\n"
             << "level      " << FormatGeneral(m_options.level) << '\n'

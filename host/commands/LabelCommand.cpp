@@ -52,7 +52,7 @@ private:
 
     void Print(std::ostream& out) const override {
         std::size_t const regions = m_result.subvolumes.size();
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements in "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements in "
             << (regions == 1 ? "1 region" : std::to_string(regions) + " regions") << "\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }

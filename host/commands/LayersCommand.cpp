@@ -61,7 +61,7 @@ private:
 
     void Print(std::ostream& out) const override {
         std::size_t const count = m_result.layers.size();
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
             << m_result.elements_in_layers << " of them in "
             << (count == 1 ? "1 layer" : std::to_string(count) + " layers") << "\n\n";
         double volume = m_result.inside.volume;

@@ -61,7 +61,7 @@ private:
 
     void Print(std::ostream& out) const override {
         KetSDK::MeshJobs::MatchCounts const& counts = m_result.counts;
-        out << m_input.GetFileName() << " and " << m_surface.GetFileName() << ", tolerance "
+        out << Printable(m_input.GetFileName()) << " and " << m_surface.GetFileName() << ", tolerance "
             << FormatGeneral(m_surface.GetTolerance()) << " mm\n\n";
         Table table(
             {{"", Table::Align::Left}, {"matched", Table::Align::Right}, {"unmatched", Table::Align::Right}});
@@ -81,9 +81,9 @@ private:
         std::uint64_t const mismatches = m_result.counts.GetMismatches();
         if (!m_most || mismatches <= *m_most)
             return Done;
-        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_surface.GetFileName()) << ": " << mismatches
-                  << " mismatches with " << KetSDK::MeshVTK::Printable(m_input.GetFileName()) << "; at most "
-                  << *m_most << " may be\n";
+        std::cerr << "ketmesh: " << Printable(m_surface.GetFileName()) << ": " << mismatches
+                  << " mismatches with " << Printable(m_input.GetFileName()) << "; at most " << *m_most
+                  << " may be\n";
         return CheckFailed;
     }
 

@@ -186,9 +186,9 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName()
-            << (m_options.constants_only ? std::string() : " with " + m_image.GetFileName()) << ": "
-            << m_result.elements << " elements, " << m_result.materials.size()
+        out << Printable(m_input.GetFileName())
+            << (m_options.constants_only ? std::string() : " with " + Printable(m_image.GetFileName()))
+            << ": " << m_result.elements << " elements, " << m_result.materials.size()
             << (m_result.materials.size() == 1 ? " material\n" : " materials\n");
         if (!m_options.constants_only)
             PrintSampling(out);

@@ -49,8 +49,9 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << " and " << m_other << ": " << m_result.elements << " elements, "
-            << m_result.nodes << " nodes; " << m_result.joined_nodes << " nodes became one with another\n\n";
+        out << Printable(m_input.GetFileName()) << " and " << Printable(m_other) << ": " << m_result.elements
+            << " elements, " << m_result.nodes << " nodes; " << m_result.joined_nodes
+            << " nodes became one with another\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

@@ -141,7 +141,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_file << ": " << m_result.model.mesh->NumberOfElements() << " elements, "
+        out << Printable(m_file) << ": " << m_result.model.mesh->NumberOfElements() << " elements, "
             << m_result.model.mesh->NumberOfPoints() << " nodes, smallest dihedral angle "
             << FormatNumber(m_result.min_dihedral) << " degrees\n\n";
         Table table({{"label", Table::Align::Right},

@@ -46,8 +46,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, " << m_result.tetrahedra
-            << " of them tetrahedra\n\n"
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
+            << m_result.tetrahedra << " of them tetrahedra\n\n"
             << "  corrected        " << m_result.corrected << '\n'
             << "  volume before    " << FormatNumber(m_result.volume_before) << " mm3\n"
             << "  volume after     " << FormatNumber(m_result.volume_after) << " mm3\n";

@@ -83,7 +83,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.nodes << " nodes at the boundary"
+        out << Printable(m_input.GetFileName()) << ": " << m_result.nodes << " nodes at the boundary"
             << (m_options.interfaces ? " and between sub-volumes" : "") << ", "
             << FormatGeneral(m_options.distance) << " mm to move at most\n\n"
             << "  moved onto the surface   " << m_result.moved << '\n'

@@ -178,7 +178,7 @@ private:
 
     void Print(std::ostream& out) const override {
         std::vector<MetricReport> const& metrics = m_result.metrics;
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements\n\n";
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements\n\n";
         PrintLimits(out, m_result);
         if (metrics.size() > 1)
             PrintSummary(out, m_result);
@@ -192,9 +192,8 @@ private:
     int Check() const override {
         if (!m_most_bad || m_result.failing <= *m_most_bad)
             return Done;
-        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName()) << ": "
-                  << m_result.failing << " elements fail (" << Reasons() << "); at most " << *m_most_bad
-                  << " may\n";
+        std::cerr << "ketmesh: " << Printable(m_input.GetFileName()) << ": " << m_result.failing
+                  << " elements fail (" << Reasons() << "); at most " << *m_most_bad << " may\n";
         return CheckFailed;
     }
 

@@ -48,7 +48,7 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.removed_elements << " elements and "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.removed_elements << " elements and "
             << m_result.removed_nodes << " nodes removed\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }

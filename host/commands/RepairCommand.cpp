@@ -90,8 +90,8 @@ private:
     void Print(std::ostream& out) const override {
         RatioReport const& before = m_result.before;
         RatioReport const& after = m_result.after;
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, " << m_result.outer
-            << " of them at the boundary\n\n"
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
+            << m_result.outer << " of them at the boundary\n\n"
             << "  modified elements        " << m_result.modified << '\n'
             << "  straightened fully       " << m_result.straightened << '\n'
             << "  mid-edge nodes aligned   " << m_result.mid_nodes_aligned << '\n'
@@ -112,8 +112,8 @@ private:
     int Check() const override {
         if (!m_most_bad || m_result.after.bad <= *m_most_bad)
             return Done;
-        std::cerr << "ketmesh: " << KetSDK::MeshVTK::Printable(m_input.GetFileName()) << ": "
-                  << m_result.after.bad << " elements stay bad; at most " << *m_most_bad << " may\n";
+        std::cerr << "ketmesh: " << Printable(m_input.GetFileName()) << ": " << m_result.after.bad
+                  << " elements stay bad; at most " << *m_most_bad << " may\n";
         return CheckFailed;
     }
 

@@ -56,7 +56,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_file << ": step " << m_report.step << ", " << FormatGeneral(m_report.time) << " s\n\n"
+        out << Printable(m_file) << ": step " << m_report.step << ", " << FormatGeneral(m_report.time)
+            << " s\n\n"
             << "arrays                 ";
         char const* separator = "";
         for (std::string const& name : m_report.arrays) {

@@ -47,8 +47,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_output.GetFileName() << ": " << m_elements << " elements, " << m_nodes << " nodes, "
-            << FormatBytes(m_bytes) << ", " << Encoding() << '\n';
+        out << Printable(m_output.GetFileName()) << ": " << m_elements << " elements, " << m_nodes
+            << " nodes, " << FormatBytes(m_bytes) << ", " << Encoding() << '\n';
     }
 
     bool NamesFiles() const override { return true; }

@@ -82,8 +82,9 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.unknowns << " unknowns, solved by CalculiX "
-            << m_result.solver_version << (m_result.is_iterative ? " (iterative)" : " (direct)") << " in "
+        out << Printable(m_input.GetFileName()) << ": " << m_result.unknowns
+            << " unknowns, solved by CalculiX " << m_result.solver_version
+            << (m_result.is_iterative ? " (iterative)" : " (direct)") << " in "
             << FormatNumber(m_result.solver_seconds) << " s\n\n";
         Table table({{"force [N]", Table::Align::Left},
                      {"x", Table::Align::Right},

@@ -51,8 +51,9 @@ private:
 
     void Print(std::ostream& out) const override {
         std::size_t const count = m_result.subvolumes.size();
-        out << m_input.GetFileName() << ": " << count << (count == 1 ? " sub-volume, " : " sub-volumes, ")
-            << m_result.new_subvolumes << " of them new\n\n";
+        out << Printable(m_input.GetFileName()) << ": " << count
+            << (count == 1 ? " sub-volume, " : " sub-volumes, ") << m_result.new_subvolumes
+            << " of them new\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

@@ -52,8 +52,8 @@ private:
     }
 
     void Print(std::ostream& out) const override {
-        out << m_input.GetFileName() << ": " << m_result.elements << " elements, " << m_result.nodes
-            << " nodes; " << m_result.joined_nodes << " nodes became one with another\n\n";
+        out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
+            << m_result.nodes << " nodes; " << m_result.joined_nodes << " nodes became one with another\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

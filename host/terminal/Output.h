@@ -1,5 +1,7 @@
 #pragma once
 
+#include <KetSDK/MeshVTK/Text.h>
+
 #include <nlohmann/json.hpp>
 
 #include <string>
@@ -8,6 +10,9 @@ namespace ketmesh {
 
 // Keys stand in the order in which they are set.
 using Json = nlohmann::ordered_json;
+
+// For names in text, so that each stays on its line.
+using KetSDK::MeshVTK::Printable;
 
 // Prints lines of text to standard output; what a terminal would obey or cannot show is made printable.
 void PrintLines(std::string const& text);

@@ -1,7 +1,5 @@
 #include "KetmeshProgram.h"
-#include "MeasuredSurface.h"
 
-#include <vtkAppendFilter.h>
 #include <vtkCellSizeFilter.h>
 #include <vtkFieldData.h>
 #include <vtkFloatArray.h>
@@ -14,23 +12,12 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <limits>
 #include <map>
 #include <set>
-#include <thread>
 
 namespace {
-
-std::map<std::string, Measured> MeasureSurfaces(vtkPolyData& data) {
-    auto& names = *vtkStringArray::SafeDownCast(data.GetFieldData()->GetAbstractArray("surface_names"));
-    auto& numbers = *data.GetCellData()->GetArray("surface");
-    std::map<std::string, Measured> surfaces;
-    for (vtkIdType i = 0; i < data.GetNumberOfCells(); ++i)
-        surfaces[names.GetValue(static_cast<vtkIdType>(numbers.GetComponent(i, 0)))].Add(data, i);
-    return surfaces;
-}
 
 TEST_F(Ketmesh, InfoAgreesWithVtk) {
     struct Case {
@@ -147,39 +134,6 @@ TEST_F(Ketmesh, InfoListsArraysAndDoubtsTheUnit) {
         EXPECT_EQ(result.err.find("--unit") != std::string::npos, !c.right.empty()) << result.err;
         EXPECT_NE(result.err.find(c.right), std::string::npos) << result.err;
     }
-}
-
-TEST_F(Ketmesh, SurfacesBoundTheHead) {
-    std::string const out = Path("out/head.vtp");
-    std::string const head = Data + "head_small_tet4.vtu";
-    Json const inner = RunJson({"surfaces", head, "-o", out, "--interfaces", "--names", "volumes"});
-    auto const measured = MeasureSurfaces(*ReadFile<vtkXMLPolyDataReader>(out));
-    std::set<std::string> names;
-    double enclosed = 0.0;
-    for (Json const& surface : inner["surfaces"]) {
-        std::string const name = surface["name"];
-        SCOPED_TRACE(name);
-        names.insert(name);
-        ASSERT_TRUE(measured.contains(name));
-        Measured const& m = measured.at(name);
-        EXPECT_EQ(surface["triangles"], m.triangles);
-        EXPECT_NEAR(surface["area"], m.area, 1e-9 * m.area);
-        EXPECT_EQ(surface["closed"], m.IsClosed());
-        bool const outside = name.ends_with("-");
-        enclosed += outside ? m.enclosed : 0.0;
-    }
-    EXPECT_EQ(names, (std::set<std::string>{"Label 1-", "Label 2-", "Label 3-", "Label 1-Label 2",
-                                            "Label 1-Label 3", "Label 2-Label 3"}));
-    double const volume = RunJson({"info", head})["volume"];
-    EXPECT_NEAR(enclosed, volume, 1e-9 * volume);
-
-    Json const ids = RunJson({"surfaces", Data + "wedge_beam14.vtu", "-o", Path("out/beam.vtp")});
-    ASSERT_EQ(ids["surfaces"].size(), 1u);
-    EXPECT_EQ(ids["surfaces"][0]["name"], "Exterior Surface-0");
-    EXPECT_EQ(ids["surfaces"][0]["triangles"], 60); // 4 triangles at the ends, 28 quadrilaterals around
-    EXPECT_NEAR(ids["surfaces"][0]["area"], 0.3, 1e-4);
-    EXPECT_TRUE(ids["surfaces"][0]["closed"]);
-    EXPECT_EQ(Outputs().size(), 2u);
 }
 
 // Bad input
@@ -443,53 +397,6 @@ TEST_F(Ketmesh, ManyElementsAtOnePlaceAreRefusedInsteadOfAnEndlessSearch) {
         ExpectRefused(arguments, "same.vtu: 300 tetrahedra have one face in common");
 }
 
-TEST_F(Ketmesh, InterruptLeavesNothingHalfWritten) {
-    // Signals are sent when the temporary file is there, which is before the mesh is read, and later by
-    // fractions of the time that a whole run takes on this machine.
-    vtkNew<vtkAppendFilter> several;
-    for (int i = 0; i < 8; ++i)
-        several->AddInputData(ReadGrid("head_small_tet4.vtu"));
-    several->Update();
-    WriteGrid(Path("large.vtu"), *several->GetOutput());
-    struct Case {
-        std::vector<std::string> arguments;
-        std::string output;
-    };
-    using Clock = std::chrono::steady_clock;
-    for (Case const& c :
-         std::vector<Case>{{{"surfaces", Path("large.vtu")}, "large.stl"},
-                           {{"save", Path("large.vtu")}, "large.kmesh"},
-                           {{"quality", Path("large.vtu"), "--metric", "all"}, "quality.vtu"}}) {
-        SCOPED_TRACE(c.arguments[0]);
-        std::vector<std::string> arguments = c.arguments;
-        arguments.insert(arguments.end(), {"-o", Path("out/" + c.output)});
-        auto const start = Clock::now();
-        ASSERT_EQ(Run(arguments).status, 0);
-        auto const whole_run = Clock::now() - start;
-        fs::remove(Path("out/" + c.output));
-        int cancelled = 0;
-        for (int attempt = 0; attempt < 5; ++attempt) {
-            pid_t const child = Start(arguments);
-            for (auto const begun = Clock::now(); Outputs().empty() && Clock::now() - begun < 10 * whole_run;)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            std::this_thread::sleep_for(whole_run * attempt / 5);
-            for (int i = 0; i <= attempt % 2; ++i) // a second one must not do harm either
-                ::kill(child, std::array{SIGTERM, SIGINT, SIGHUP}[static_cast<std::size_t>(attempt % 3)]);
-            Result const result = Finish(child);
-            if (result.status == 0) { // the last ones may come too late
-                EXPECT_EQ(Outputs(), std::vector<std::string>{c.output});
-                fs::remove(Path("out/" + c.output));
-                continue;
-            }
-            ++cancelled;
-            EXPECT_EQ(result.status, 130) << result.err;
-            EXPECT_EQ(result.out, "");
-            EXPECT_TRUE(Outputs().empty());
-        }
-        EXPECT_GT(cancelled, 0) << "the first signal comes before the mesh is read";
-    }
-}
-
 // Leads a stream to a pipe that nobody reads.
 void Break(int stream) {
     int ends[2];
@@ -501,8 +408,7 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
     struct Case {
         char const* what;
         std::vector<std::string> arguments;
-        void (*prepare)();
-        int signal; // that is sent as soon as there is a temporary file; 0: none
+        std::function<void()> prepare;
         int status;
         std::string err; // the beginning
     };
@@ -510,21 +416,22 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
     std::vector<std::string> const warns = {"cut",      Head,     "--normal", "0,0,1",          "--point",
                                             "0,0,9000", "--json", "-o",       Path("out/a.vtp")};
     std::string const lost = "ketmesh: the results could not be written";
+    auto const ignored = [this](int signal) {
+        return [this, signal] {
+            ::signal(signal, SIG_IGN);
+            SignalAt(Path("out"), DN_CREATE, signal);
+        };
+    };
     auto const full = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); };
     for (Case const& c :
-         std::vector<Case>{{"ignored", surfaces, [] { ::signal(SIGINT, SIG_IGN); }, SIGINT, 0, ""},
-                           {"nohup", surfaces, [] { ::signal(SIGHUP, SIG_IGN); }, SIGHUP, 0, ""},
-                           {"no reader", surfaces, [] { Break(STDOUT_FILENO); }, 0, 1, lost},
-                           {"no reader of warnings", warns, [] { Break(STDERR_FILENO); }, 0, 0, ""},
-                           {"help to a full device", {"--help"}, full, 0, 1, lost},
-                           {"version to a full device", {"--version"}, full, 0, 1, lost}}) {
+         std::vector<Case>{{"ignored", surfaces, ignored(SIGINT), 0, ""},
+                           {"nohup", surfaces, ignored(SIGHUP), 0, ""},
+                           {"no reader", surfaces, [] { Break(STDOUT_FILENO); }, 1, lost},
+                           {"no reader of warnings", warns, [] { Break(STDERR_FILENO); }, 0, ""},
+                           {"help to a full device", {"--help"}, full, 1, lost},
+                           {"version to a full device", {"--version"}, full, 1, lost}}) {
         SCOPED_TRACE(c.what);
-        pid_t const child = Start(c.arguments, c.prepare);
-        while (c.signal != 0 && Outputs().empty())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        if (c.signal != 0)
-            ::kill(child, c.signal);
-        Result const result = Finish(child);
+        Result const result = Finish(Start(c.arguments, c.prepare));
         EXPECT_EQ(result.status, c.status) << result.err;
         EXPECT_TRUE(result.err.starts_with(c.err) && c.err.empty() == result.err.empty()) << result.err;
         for (std::string const& name : Outputs())

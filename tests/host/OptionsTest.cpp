@@ -1,10 +1,13 @@
-// Every command and every option of it, as the program itself lists them, is used with success.
+// Every command and every option of it, as the program itself lists them, is used with success, and can be
+// cancelled at every stage of its work.
 #include "DicomElements.h"
 #include "KetmeshProgram.h"
 
 #include <vtkDoubleArray.h>
 #include <vtkPointData.h>
 
+#include <algorithm>
+#include <array>
 #include <map>
 #include <set>
 #include <sstream>
@@ -12,7 +15,7 @@
 namespace {
 
 // The runs of each command, without the options that all of them have. tet4.vtu and tet10.vtu are made of the
-// hexahedra; every run writes out.* .
+// hexahedra; every run writes out.* into a folder of its own.
 std::map<std::string, std::vector<std::string>> const Runs = {
     {"mesh",
      {"LABELS -o out.vtu --size 12 --max-size 20 --labels 1,2 --min-dihedral 12 --smooth 1 --rounds 2 "
@@ -165,52 +168,122 @@ std::set<std::string> Listed(std::string const& help, std::string const& title) 
     return names;
 }
 
+class EveryCommand : public Ketmesh {
+protected:
+    // A file that the runs read, with a name that text shows on one line all the same.
+    std::string In(std::string const& name) const { return Path("na\nme/" + name); }
+
+    // Makes these files. Samples are copied: what happens in this folder happens by this test.
+    void SetUp() override {
+        fs::create_directory(In(""));
+        fs::copy_file(Head, In("head.vtu"));
+        fs::copy_file(Data + "head_ct.nii.gz", In("ct.nii.gz"));
+        fs::copy_file(Data + "head_labels.nii.gz", In("labels.nii.gz"));
+        std::string const skin = In("skin.vtp"), model = In("model.vtu");
+        Run({"convert", Data + "hex_matrix_fiber.vtu", "--to", "tet4", "-o", In("tet4.vtu")});
+        auto const grid = ReadGrid("hex_matrix_fiber.vtu");
+        vtkNew<vtkDoubleArray> arrow;
+        arrow->SetName("arrow");
+        arrow->SetNumberOfComponents(3);
+        arrow->SetNumberOfTuples(grid->GetNumberOfPoints());
+        arrow->Fill(1.0);
+        grid->GetPointData()->AddArray(arrow);
+        WriteGrid(In("arrow.vtu"), *grid);
+        RunJson({"convert", In("tet4.vtu"), "--to", "tet10", "-o", In("tet10.vtu")});
+        RunJson({"surfaces", In("tet4.vtu"), "--interfaces", "--names", "volumes", "-o", skin});
+        Run({"materials", In("head.vtu"), "--image", In("ct.nii.gz"), "--preset", "femur", "--bins", "2",
+             "-o", model});
+        // A block with materials, which is solved at once.
+        std::string const deck =
+            "*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 0, 1, 0\n4, 0, 0, 1\n*ELEMENT, TYPE=C3D4, "
+            "ELSET=ALL\n1, 1, 2, 3, 4\n*ELSET, ELSET=label\n1\n*MATERIAL, NAME=M\n*ELASTIC\n100, 0.3\n"
+            "*SOLID SECTION, ELSET=ALL, MATERIAL=M\n";
+        Save(In("block.inp"), deck);
+        Save(In("case.toml"), "[place.base]\naxis = 'z-'\nwithin = 0\n[[fix]]\nplace = 'base'\naxes = 'xyz'\n"
+                              "[place.side]\nnormal = [1, 1, 1]\n[[pressure]]\nplace = 'side'\nvalue = 1\n");
+        // With a warning: a single linear tetrahedron.
+        EXPECT_EQ(Run({"solve", In("block.inp"), "--case", In("case.toml"), "-o", In("solved.vtu"), "--keep",
+                       In("kept.run")})
+                      .status,
+                  0);
+        fs::create_directory(In("dicom"));
+        for (std::string const z : {"60", "80"})
+            Save(In("dicom/" + z + ".dcm"), DicomSlice(z));
+    }
+
+    std::vector<std::string> Arguments(std::string const& command, std::string const& run) const {
+        static std::map<std::string, std::string> const samples = {
+            {"HEAD", "head.vtu"}, {"CT", "ct.nii.gz"}, {"LABELS", "labels.nii.gz"}, {"DICOM", "dicom"}};
+        static std::map<std::string, std::string> const names = {
+            {"ONE", "Label 1"}, {"TWO=1.9,17000,0.3", "Label 2=1.9,17000,0.3"}};
+        std::vector<std::string> arguments = {command};
+        std::istringstream words(run);
+        for (std::string word; words >> word;) {
+            bool const is_file =
+                std::ranges::any_of(std::array{".vt", ".inp", ".toml", ".run"},
+                                    [&](auto end) { return word.find(end) != std::string::npos; });
+            arguments.push_back(samples.contains(word)     ? In(samples.at(word))
+                                : names.contains(word)     ? names.at(word)
+                                : word.starts_with("out.") ? Path("out/" + word)
+                                : is_file                  ? In(word)
+                                                           : word);
+        }
+        return arguments;
+    }
+
+    // Sends signals at moments that do not depend on speed. Nobody loses patience with the program meanwhile:
+    // its work listens by itself.
+    void ExpectStops(std::vector<std::string> const& arguments) const {
+        ClearOutputs();
+        Result const undisturbed = Run(arguments);
+        EXPECT_EQ(undisturbed.status, 0) << undisturbed.err;
+        EXPECT_EQ((undisturbed.out + undisturbed.err).find("\nme/"), std::string::npos) << undisturbed.out;
+        std::set<std::string> const outputs = OutputSet();
+        struct Stage {
+            char const* what;
+            fs::path folder;
+            unsigned long event;
+            int signal;
+        };
+        for (Stage const& stage :
+             {Stage{"reading", In(""), DN_ACCESS, SIGTERM},
+              Stage{"beginning", m_folder / "out", DN_CREATE, SIGHUP},
+              Stage{"writing", m_folder / "out", DN_MODIFY, SIGINT},
+              Stage{"writing, twice", m_folder / "out", DN_MODIFY | DN_MULTISHOT, SIGINT},
+              Stage{"renaming", m_folder / "out", DN_RENAME, SIGINT}}) {
+            if (outputs.empty() && stage.event != DN_ACCESS)
+                continue;
+            SCOPED_TRACE(stage.what);
+            ClearOutputs();
+            Result const result = Finish(Start(arguments, [&stage] {
+                ::signal(SIGALRM, SIG_IGN);
+                SignalAt(stage.folder, stage.event, stage.signal);
+            }));
+            if (stage.event == DN_RENAME) { // too late: files of one run appear together
+                EXPECT_EQ(result.status, 0) << result.err;
+                EXPECT_EQ(OutputSet(), outputs);
+                continue;
+            }
+            EXPECT_EQ(result.status, 130) << result.err;
+            EXPECT_EQ(result.out, "");
+            std::set<std::string> left = OutputSet();
+            left.erase("out.run"); // what the solver did is kept on request
+            EXPECT_EQ(left, std::set<std::string>());
+        }
+    }
+    std::set<std::string> OutputSet() const {
+        std::vector<std::string> const names = Outputs();
+        return {names.begin(), names.end()};
+    }
+    void ClearOutputs() const {
+        for (std::string const& name : Outputs())
+            fs::remove_all(Path("out/" + name));
+    }
+};
+
 } // namespace
 
-TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
-    std::string const skin = Path("skin.vtp"), model = Path("model.vtu");
-    Run({"convert", Data + "hex_matrix_fiber.vtu", "--to", "tet4", "-o", Path("tet4.vtu")});
-    auto const grid = ReadGrid("hex_matrix_fiber.vtu");
-    vtkNew<vtkDoubleArray> arrow;
-    arrow->SetName("arrow");
-    arrow->SetNumberOfComponents(3);
-    arrow->SetNumberOfTuples(grid->GetNumberOfPoints());
-    arrow->Fill(1.0);
-    grid->GetPointData()->AddArray(arrow);
-    WriteGrid(Path("arrow.vtu"), *grid);
-    RunJson({"convert", Path("tet4.vtu"), "--to", "tet10", "-o", Path("tet10.vtu")});
-    RunJson({"surfaces", Path("tet4.vtu"), "--interfaces", "--names", "volumes", "-o", skin});
-    Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset", "femur", "--bins", "2", "-o",
-         model});
-    // A block with materials, which is solved at once.
-    std::string const deck =
-        "*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 0, 1, 0\n4, 0, 0, 1\n*ELEMENT, TYPE=C3D4, "
-        "ELSET=ALL\n1, 1, 2, 3, 4\n*ELSET, ELSET=label\n1\n*MATERIAL, NAME=M\n*ELASTIC\n100, 0.3\n"
-        "*SOLID SECTION, ELSET=ALL, MATERIAL=M\n";
-    Save(Path("block.inp"), deck);
-    Save(Path("case.toml"), "[place.base]\naxis = 'z-'\nwithin = 0\n[[fix]]\nplace = 'base'\naxes = 'xyz'\n"
-                            "[place.side]\nnormal = [1, 1, 1]\n[[pressure]]\nplace = 'side'\nvalue = 1\n");
-    // With a warning: a single linear tetrahedron.
-    EXPECT_EQ(Run({"solve", Path("block.inp"), "--case", Path("case.toml"), "-o", Path("solved.vtu"),
-                   "--keep", Path("kept.run")})
-                  .status,
-              0);
-    fs::create_directory(Path("dicom"));
-    for (std::string const z : {"60", "80"})
-        Save(Path("dicom/" + z + ".dcm"), DicomSlice(z));
-    std::map<std::string, std::string> const places = {{"HEAD", Head},
-                                                       {"CT", Data + "head_ct.nii.gz"},
-                                                       {"LABELS", Data + "head_labels.nii.gz"},
-                                                       {"DICOM", Path("dicom")},
-                                                       {"ONE", "Label 1"},
-                                                       {"TWO=1.9,17000,0.3", "Label 2=1.9,17000,0.3"}};
-    auto const place = [&](std::string const& word) {
-        bool const is_file = word.find(".vt") != std::string::npos || word.starts_with("out.") ||
-                             word.find(".inp") != std::string::npos ||
-                             word.find(".toml") != std::string::npos ||
-                             word.find(".run") != std::string::npos;
-        return places.contains(word) ? places.at(word) : is_file ? Path(word) : word;
-    };
+TEST_F(EveryCommand, WorksWithEveryOptionAndStopsOnRequest) {
     std::set<std::string> const commands = Listed(Run({"--help"}).out, "Subcommands");
     ASSERT_GE(commands.size(), Runs.size());
     for (std::string const& command : commands) {
@@ -230,10 +303,10 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
         std::string const common_keys =
             " inputs warnings seconds.read seconds.work seconds.write peak_memory";
         for (std::string const& run : Runs.at(command)) {
-            std::vector<std::string> arguments = {command};
-            std::istringstream words(run);
-            for (std::string word; words >> word;)
-                arguments.push_back(place(word));
+            SCOPED_TRACE(run);
+            ClearOutputs();
+            std::vector<std::string> arguments = Arguments(command, run);
+            std::vector<std::string> const plain = arguments;
             arguments.insert(arguments.end(), common.begin(), common.end());
             bool const reports = !common.empty();
             common.clear();
@@ -242,12 +315,14 @@ TEST_F(Ketmesh, EveryOptionOfEveryCommandWorks) {
             Result const result = Run(arguments);
             if (result.err.find("built without the page") != std::string::npos)
                 continue; // of ketmesh view, where npm is missing
-            EXPECT_EQ(result.status, 0) << run << ": " << result.err;
-            EXPECT_NE(result.out, "") << run;
+            EXPECT_EQ(result.status, 0) << result.err;
+            EXPECT_NE(result.out, "");
             Json const report = reports ? Json::parse(result.out, nullptr, false) : Json();
             std::istringstream keys(Keys.contains(command) ? Keys.at(command) + common_keys : common_keys);
             for (std::string key; reports && keys >> key;)
                 EXPECT_TRUE(HasKey(report, key)) << key << " is missing: " << report;
+            if (!plain[1].starts_with("--")) // what only prints a table reads nothing
+                ExpectStops(plain);
         }
         for (std::string const& option : Listed(help, "Options"))
             EXPECT_TRUE(used.contains(option)) << option << " is never used";

@@ -17,6 +17,8 @@ constexpr Refusal Refusals[] = {
     {"explode TET4 --shrink nan -o out/e.vtp", "--shrink"},
     {"explode TET4 --shrink x -o out/e.vtp", "--shrink"},
     {"explode TET4 --shrink 0 --select none -o out/e.vtp", "the cell arrays are"},
+    {"explode mixed.vtu --shrink 0 --select zero -o out/e.vtp", "is 0 on every element"},
+    {"explode mixed.vtu --shrink 0 --select pairs -o out/e.vtp", "has 2 components instead of one"},
     {"explode TET4 --shrink 0 -o out/e.vtu", ".vtp"},
     {"explode HEX8 --shrink 0.2 -o out/e.vtp", "ketmesh convert"},
     {"graph HEX8 -o out/g.vtp", "ketmesh convert"},
@@ -81,6 +83,8 @@ constexpr Refusal Refusals[] = {
     {"group TET4", "--surface"},
     {"match TET4 --surface none.vtp", "none.vtp"},
     {"label TET4 --surface skin.vtp --tolerance 0", "--tolerance"},
+    {"match HEX8 --surface skin.vtp", "tetrahedra alone are needed"},
+    {"match TET4 --surface skin.vtp --tolerance 1e9", "a smaller one is needed"},
     {"label HEX8", "tetrahedra"},
     {"project TET4 --surface none.stl --distance 1 -o out/p.vtu", "none.stl: there is no such file"},
     {"project HEX8 --surface skin.vtp --distance 1 -o out/p.vtu", "tetrahedra alone are needed"},
@@ -114,6 +118,14 @@ TEST_F(Ketmesh, WhatCannotBeDoneEndsInOneLine) {
     cell->InsertNextValue(0.0);
     cell->InsertNextValue(1.0);
     mixed->GetCellData()->AddArray(cell);
+    for (auto const& [name, components] : {std::pair("zero", 1), std::pair("pairs", 2)}) {
+        vtkNew<vtkDoubleArray> zeros;
+        zeros->SetName(name);
+        zeros->SetNumberOfComponents(components);
+        zeros->SetNumberOfTuples(2);
+        zeros->Fill(0.0);
+        mixed->GetCellData()->AddArray(zeros);
+    }
     WriteGrid(Path("mixed.vtu"), *mixed);
     RunJson({"surfaces", Head, "-o", Path("skin.vtp")});
     for (Refusal const& refusal : Refusals)

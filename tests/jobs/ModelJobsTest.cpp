@@ -6,18 +6,24 @@
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
+#include <KetSDK/MeshJobs/Boundary.h>
 #include <KetSDK/MeshJobs/Convert.h>
+#include <KetSDK/MeshJobs/Cut.h>
 #include <KetSDK/MeshJobs/Diff.h>
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/Explode.h>
+#include <KetSDK/MeshJobs/Graph.h>
 #include <KetSDK/MeshJobs/Group.h>
+#include <KetSDK/MeshJobs/Grow.h>
 #include <KetSDK/MeshJobs/Label.h>
+#include <KetSDK/MeshJobs/Layers.h>
 #include <KetSDK/MeshJobs/Match.h>
 #include <KetSDK/MeshJobs/Merge.h>
 #include <KetSDK/MeshJobs/ModelFile.h>
-#include <KetSDK/MeshJobs/Orient.h>
 #include <KetSDK/MeshJobs/Project.h>
+#include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/Remove.h>
-#include <KetSDK/MeshJobs/Split.h>
+#include <KetSDK/MeshJobs/Surfaces.h>
 
 #include <vtkCellData.h>
 #include <vtkNew.h>
@@ -37,6 +43,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -95,15 +102,6 @@ SurfaceModel SurfaceOf(Model model, void (*move)(MMeshPoint&)) {
     for (auto p = model.mesh->BeginPoint(); p != model.mesh->EndPoint(); ++p)
         move(*p);
     return SurfaceOf(model);
-}
-
-void ExpectError(std::string const& line, std::function<void()> const& job) {
-    try {
-        job();
-        ADD_FAILURE() << "no error: " << line;
-    } catch (Error const& e) {
-        EXPECT_EQ(e.what(), line);
-    }
 }
 
 // A context that keeps its warnings.
@@ -181,35 +179,6 @@ TEST(ModelFile, ArraysTravelUnchanged) {
     EXPECT_TRUE(HoldsHalves(*huge) && HasTypeWord(*huge, L"Scalars"));
 }
 
-TEST(Orient, TurnsWhatIsInverted) {
-    Model const upright = Cubes(3, 1);
-    Model model;
-    model.mesh = std::make_unique<MMeshBase>();
-    for (auto p = upright.mesh->BeginPoint(); p != upright.mesh->EndPoint(); ++p)
-        model.mesh->AddPoint(p->x, p->y, p->z);
-    std::uint64_t inverted = 0;
-    for (std::uint64_t i = 0; i < 162; ++i) {
-        std::vector<MMeshPoint*> nodes;
-        for (unsigned int k = 0; k < 4; ++k)
-            nodes.push_back(model.mesh->GetRandomPoint(
-                static_cast<std::uint64_t>(upright.mesh->GetElement(i)->GetNode(k)->GetIndex())));
-        if (i % 5 == 0) {
-            std::swap(nodes[2], nodes[3]);
-            ++inverted;
-        }
-        TestMeshes::AddElement(*model.mesh, nodes);
-    }
-    OrientResult const result = Orient(model, {});
-    EXPECT_EQ(result.elements, 162u);
-    EXPECT_EQ(result.tetrahedra, 162u);
-    EXPECT_EQ(result.flat, 0u);
-    EXPECT_EQ(result.corrected, inverted);
-    EXPECT_NEAR(result.volume_before, 27.0 - 2.0 * static_cast<double>(inverted) / 6.0, 1e-9);
-    EXPECT_NEAR(result.volume_after, 27.0, 1e-9);
-    for (MMeshElement const& e : model.mesh->Elements())
-        EXPECT_GT(GetElementVolume(e), 0.0);
-}
-
 // What was taken out of a head, and what was left, make the head again.
 TEST(RemoveAndMerge, BringTheHeadBack) {
     Model const head = Load(DataFolder + "head_small_tet4.vtu");
@@ -280,22 +249,6 @@ TEST(Convert, CutsHexahedraAndCurvesTetrahedra) {
     EXPECT_EQ(split.after.nodes, curved.after.nodes);
 }
 
-TEST(Split, GivesTheSmallerOneANewName) {
-    Model model = Cubes(5, 2);
-    // The middle layer of "right" goes to "left": two layers and one, which touch the other one no more.
-    MMeshSubVolume* const right = (model.mesh->BeginSubVolume() + 1)->get();
-    for (MMeshElement& e : model.mesh->Elements())
-        if (double const x = CentroidOf(e)[0]; x > 3.0 && x < 4.0)
-            right->MoveElement(e, model.mesh->GetMainSubVolume());
-    SplitResult const result = Split(model, {{"left"}}, {});
-    EXPECT_EQ(result.new_subvolumes, 1u);
-    ASSERT_EQ(result.subvolumes.size(), 3u);
-    EXPECT_EQ(result.subvolumes[2].name, "left 2");
-    EXPECT_NEAR(result.subvolumes[0].volume, 50.0, 1e-9);
-    EXPECT_NEAR(result.subvolumes[2].volume, 25.0, 1e-9);
-    EXPECT_EQ(Split(model, {}, {}).new_subvolumes, 1u); // the layers of "right"
-}
-
 TEST(LabelMatchAndGroup, BringSubVolumesBackThroughTheirSurfaces) {
     Model model = Cubes(3, 1);
     SurfaceModel const surface = SurfaceOf(model);
@@ -329,75 +282,7 @@ TEST(LabelMatchAndGroup, BringSubVolumesBackThroughTheirSurfaces) {
     EXPECT_TRUE(listening.warnings[1].starts_with("surface: no triangle of this surface lies within 2 mm"));
 }
 
-TEST(Project, MovesTheBoundaryOntoTheSurface) {
-    Model model = Cubes(3, 1);
-    SurfaceModel const surface = SurfaceOf(Cubes(3, 1), [](MMeshPoint& p) { p.x += p.x / 10; }); // stretched
-    Listening listening;
-    Project(model, surface, {1e-3, false}, listening.context);
-    EXPECT_TRUE(listening.warnings.empty()); // the face at x = 0 is on the surface
-    ProjectResult const result = Project(model, surface, {0.5, false}, listening.context);
-    EXPECT_EQ(result.nodes, 64u - 8u);
-    EXPECT_EQ(result.nodes, result.moved + result.shortened + result.left);
-    EXPECT_EQ(result.moved, 4u); // the others lie on the sides of the surface, which are where they were
-    EXPECT_EQ(result.on_surface, 52u);
-    EXPECT_NEAR(result.before.largest_distance, 0.3, 1e-4);
-    EXPECT_NEAR(result.after.largest_distance, 0.0, 1e-4);
-    EXPECT_NEAR(result.largest_move, 0.3, 1e-4);
-    EXPECT_NEAR(result.after.volume, 27.0 + 4 * 0.3, 1e-3); // a hat over the triangles around each node
-    SurfaceModel const elsewhere =
-        SurfaceOf(Cubes(3, 1), [](MMeshPoint& p) { p.z += 100 * TestMeshes::Unit; });
-    EXPECT_EQ(Project(model, elsewhere, {0.5, true}, listening.context).left, 64u - 4u);
-    ASSERT_EQ(listening.warnings.size(), 1u);
-    EXPECT_TRUE(listening.warnings[0].starts_with("surface: it comes within 0.5 mm of no node"));
-}
-
-TEST(ModelJobs, SayWhyTheyRefuse) {
-    Model const cubes = Cubes(1, 1);
-    Model hexahedra = Load(DataFolder + "hex_matrix_fiber.vtu");
-    hexahedra.file = "hex";
-    Model wedges = Load(DataFolder + "wedge_beam14.vtu");
-    wedges.file = "wedges";
-    std::string const wedge_count = std::to_string(wedges.mesh->NumberOfElements());
-    SurfaceModel const surface = SurfaceOf(cubes);
-    SurfaceModel nothing;
-    nothing.surfaces = std::make_unique<MStlBase>();
-    using Target = ConvertOptions::Target;
-    struct Refusal {
-        std::string line;
-        std::function<void()> job;
-    };
-    Model changed = Cubes(1, 1);
-    Refusal const refusals[] = {
-        {"hex: there are no tetrahedra, which could be turned", [&] { Orient(hexahedra, {}); }},
-        {"cubes: there is no sub-volume \"up\"; the sub-volumes are left, right",
-         [&] {
-             Remove(cubes, {{"left", "up"}}, {});
-         }},
-        {"cubes: there is no sub-volume \"up\"; the sub-volumes are left, right",
-         [&] { Split(changed, {{"up"}}, {}); }},
-        {"cubes: nothing would be left of it without these sub-volumes",
-         [&] {
-             Remove(cubes, {{"left", "right"}}, {});
-         }},
-        {"cubes: it could not be added to cubes", [&] { Merge(changed, changed, {}); }},
-        {"cubes: all elements are linear tetrahedra already; there is nothing to convert",
-         [&] { Convert(cubes, {Target::Tet4}, {}); }},
-        {"cubes: there are no quadratic tetrahedra, which could be split; convert to tet10 first",
-         [&] { Convert(cubes, {Target::Tet4Split}, {}); }},
-        {"cubes: it could not be moved onto the surface", [&] { Project(changed, nothing, {1.0}, {}); }},
-    };
-    for (Refusal const& refusal : refusals)
-        ExpectError(refusal.line, refusal.job);
-    for (auto const& job : std::vector<std::function<void()>>{
-             [&] { Label(wedges, nullptr, {}, {}); }, [&] { Group(wedges, surface, {}, {}); },
-             [&] { Match(wedges, surface, {}, {}); }, [&] { Project(wedges, surface, {1.0}, {}); }})
-        ExpectError("wedges: tetrahedra alone are needed, but there are other elements (" + wedge_count +
-                        " wedge6); cut them into tetrahedra first (ketmesh convert --to tet4)",
-                    job);
-    EXPECT_EQ(Diff(changed, Cubes(1, 1), {}, {}).first_difference, std::nullopt);
-}
-
-TEST(ModelJobs, StopWhenCancelled) {
+TEST(ModelJobs, LeaveTheModelAsItWasWhenCancelled) {
     Model model = Cubes(6, 2);
     SurfaceModel const surface = SurfaceOf(model);
     std::function<void(Context const&)> const jobs[] = {
@@ -406,6 +291,14 @@ TEST(ModelJobs, StopWhenCancelled) {
         [&](Context const& c) { Label(model, &surface, {}, c); },
         [&](Context const& c) { Group(model, surface, {}, c); },
         [&](Context const& c) { Project(model, surface, {1.0}, c); },
+        [&](Context const& c) { Surfaces(model, {}, c); },
+        [&](Context const& c) { Boundary(model, {}, c); },
+        [&](Context const& c) { Explode(model, {}, c); },
+        [&](Context const& c) { Graph(model, {}, c); },
+        [&](Context const& c) { Cut(model, {}, c); },
+        [&](Context const& c) { Layers(model, {}, c); },
+        [&](Context const& c) { Grow(model, std::nullopt, {}, c); },
+        [&](Context const& c) { Quality(model, {}, c); },
     };
     for (auto const& job : jobs) {
         Context context;

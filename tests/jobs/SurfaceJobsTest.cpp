@@ -8,12 +8,10 @@
 #include <KetSDK/MeshJobs/Cut.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Explode.h>
-#include <KetSDK/MeshJobs/Graph.h>
 #include <KetSDK/MeshJobs/Grow.h>
 #include <KetSDK/MeshJobs/Info.h>
 #include <KetSDK/MeshJobs/Iso.h>
 #include <KetSDK/MeshJobs/Layers.h>
-#include <KetSDK/MeshJobs/Repair.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
 #include <KetSDK/MeshVTK/Text.h>
 
@@ -242,34 +240,6 @@ TEST(SurfaceJobs, ExplodedElementsKeepTheirValuesAndShareOfVolume) {
     }
 }
 
-TEST(SurfaceJobs, ASectionLiesOnItsPlaneAndAddsUp) {
-    for (char const* const name : AllMeshes) {
-        SCOPED_TRACE(name);
-        Model const model = Read(name);
-        std::array<double, 3> const point = MiddleOf(model);
-        Warned context;
-        CutResult const result = Cut(model, {{0.0, 0.0, 5.0}, point}, context);
-        EXPECT_EQ(result.above + result.below + result.cut,
-                  static_cast<std::uint64_t>(model.mesh->NumberOfElements()));
-        double area = 0.0;
-        for (MStlSurface const& surface : result.section.surfaces->Surfaces())
-            area += surface.GetArea();
-        EXPECT_NEAR(area, result.area, 1e-4 * area);
-        double reported = 0.0;
-        for (SectionReport const& report : result.subvolumes)
-            reported += report.area;
-        EXPECT_NEAR(reported, result.area, 1e-9 * area);
-        for (MStlPoint const& p : result.section.surfaces->Points())
-            ASSERT_NEAR(p.GetPosition()[2], point[2], 1e-4);
-        EXPECT_TRUE(context.messages.empty());
-        EXPECT_EQ(Cut(model, {{0.0, 0.0, 1.0}, point, false}, context).section.surfaces->NumberOfSurfaces(),
-                  0u);
-        Cut(model, {{0.0, 0.0, 1.0}, {0.0, 0.0, 1e6}}, context);
-        ASSERT_EQ(context.messages.size(), 1u);
-        EXPECT_NE(context.messages[0].find("the section is empty"), std::string::npos);
-    }
-}
-
 TEST(SurfaceJobs, AnIsosurfaceOfHeightsIsAPlane) {
     for (char const* const name : {Tet4, Tet10}) {
         SCOPED_TRACE(name);
@@ -368,117 +338,6 @@ TEST(SurfaceJobs, MarkedTrianglesAreThoseOfBadElements) {
     Warned context;
     EXPECT_EQ(Grow(model, std::move(away), options, context).on_mesh, 0u);
     EXPECT_EQ(context.messages.size(), 1u);
-}
-
-TEST(SurfaceJobs, RepairStraightensWhatWasBent) {
-    Model model = Read(Tet10);
-    MMeshElement& e = *model.mesh->GetElement(1000);
-    MMeshPoint& middle = *e.GetNode(4);
-    MMeshPoint const& opposite = *e.GetNode(3); // bent through the element
-    middle.x += 2 * (opposite.x - middle.x);
-    middle.y += 2 * (opposite.y - middle.y);
-    middle.z += 2 * (opposite.z - middle.z);
-    RepairResult const result = Repair(model, {}, {});
-    EXPECT_GE(result.before.bad, 1u);
-    EXPECT_GE(result.before.folded, 1u);
-    EXPECT_EQ(result.after.folded, 0u);
-    EXPECT_GE(result.after.min, 0.0);
-    EXPECT_GE(result.modified + result.mid_nodes_aligned, 1u);
-    RepairResult const again = Repair(model, {}, {});
-    EXPECT_EQ(again.modified + again.mid_nodes_aligned, 0u);
-    EXPECT_EQ(again.before.bad, result.after.bad);
-}
-
-TEST(SurfaceJobs, SayWhatTheyCannotUse) {
-    Model tet4 = Read(Tet4);
-    Model hexahedra = Read(Hexahedra);
-    auto const elements = static_cast<std::size_t>(tet4.mesh->NumberOfElements());
-    SetArray(tet4.arrays,
-             {L"zero", MMeshArray::OnElements, 1, L"int32", std::vector<std::int32_t>(elements)});
-    SetArray(tet4.arrays,
-             {L"pairs", MMeshArray::OnElements, 2, L"int32", std::vector<std::int32_t>(2 * elements)});
-    GrowOptions two;
-    two.metric = "ScaledJacobian,Volume";
-    std::pair<std::function<void()>, char const*> const refusals[] = {
-        {[&] {
-             Explode(tet4, {1.0, ""}, {});
-         },
-         "is not from 0"},
-        {[&] {
-             Explode(tet4, {-0.1, ""}, {});
-         },
-         "is not from 0"},
-        {[&] {
-             Explode(tet4, {0.0, "none"}, {});
-         },
-         "there is no cell array \"none\"; the cell arrays are"},
-        {[&] {
-             Explode(tet4, {0.0, "zero"}, {});
-         },
-         "is 0 on every element"},
-        {[&] {
-             Explode(tet4, {0.0, "pairs"}, {});
-         },
-         "has 2 components instead of one"},
-        {[&] { Explode(hexahedra, {}, {}); }, "ketmesh convert"},
-        {[&] { Graph(hexahedra, {}, {}); }, "ketmesh convert"},
-        {[&] {
-             Iso(hexahedra, {"x", {}, 0.0}, {});
-         },
-         "ketmesh convert"},
-        {[&] {
-             Iso(tet4, {"x", {}, 0.0}, {});
-         },
-         "there is no array \"x\""},
-        {[&] { Grow(hexahedra, std::nullopt, {}, {}); }, "ketmesh convert"},
-        {[&] { Grow(tet4, std::nullopt, two, {}); }, "takes one metric"},
-        {[&] {
-             Cut(tet4, {{0.0, 0.0, 0.0}}, {});
-         },
-         "no direction"},
-        {[&] { Repair(tet4, {}, {}); }, "no quadratic tetrahedra"},
-        {[&] {
-             Repair(tet4, {2.0, 1.0}, {});
-         },
-         "every element would be bad"},
-        {[&] {
-             Repair(tet4, {0.0, 30.0, 1.5}, {});
-         },
-         "no cosine"},
-        {[&] { OpenGraphFile("graph.stl"); }, "lines are written to .vtp files only"},
-        {[&] { CheckSurfaceFileName("x.vtu"); }, "surfaces are written to"},
-    };
-    for (auto const& [job, line] : refusals)
-        EXPECT_NE(ErrorOf(job).find(line), std::string::npos) << ErrorOf(job) << "; expected: " << line;
-}
-
-TEST(SurfaceJobs, EndWhenTheyAreCancelled) {
-    struct Cancelling : KetSDK::Common::IProgressDelegate {
-        void Begin(std::string const&, bool) override {}
-        void Advance(double) override {}
-        void End() override {}
-        bool IsCancelled() const override { return true; }
-    };
-    Context context;
-    context.progress = std::make_shared<Cancelling>();
-    Model tet4 = Read(Tet4);
-    Model tet10 = Read(Tet10);
-    std::function<void()> const jobs[] = {
-        [&] { Surfaces(tet4, {}, context); },
-        [&] { Boundary(tet4, {}, context); },
-        [&] { Explode(tet4, {}, context); },
-        [&] { Graph(tet4, {}, context); },
-        [&] { Cut(tet4, {}, context); },
-        [&] { Layers(tet4, {}, context); },
-        [&] { Repair(tet10, {}, context); },
-        [&] { Grow(tet4, std::nullopt, {}, context); },
-        [&] {
-            Iso(tet4, {"grey", {}, 0.0}, context);
-        },
-    };
-    for (auto const& job : jobs)
-        EXPECT_THROW(job(), Cancelled);
-    EXPECT_EQ(FindArray(tet4.arrays, L"layer", MMeshArray::OnElements), nullptr);
 }
 
 TEST(Surfaces, CurvedOnesEncloseTheVolumeOfCurvedElements) {

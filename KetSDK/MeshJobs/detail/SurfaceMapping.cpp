@@ -1,6 +1,7 @@
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
@@ -9,6 +10,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <numbers>
 
 namespace KetSDK::MeshJobs::Detail {
 
@@ -29,6 +31,15 @@ double SizeOf(MMeshBase const& mesh) {
     return std::hypot(box[3] - box[0], box[4] - box[1], box[5] - box[2]);
 }
 
+// Of faces and triangles, which are compared one by one: a minute or so.
+constexpr double MostPairs = 3e8;
+
+// A surface of triangles of this size has so many of them within a radius, about.
+double TrianglesWithin(double radius, double size, MStlBase const& stl) {
+    double const disc = std::numbers::pi * radius * radius / (size * size);
+    return std::min(1.0 + disc, static_cast<double>(stl.NumberOfTriangles()));
+}
+
 } // namespace
 
 SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, double tolerance,
@@ -37,7 +48,14 @@ SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, 
     , m_surface(surface)
     , m_tolerance(std::min(tolerance, SizeOf(*model.mesh)))
     , m_before(model.mesh->GetCorrespondenceMapper()) {
-    if (double const size = TriangleSize(*surface.surfaces); tolerance > size)
+    double const size = TriangleSize(*surface.surfaces);
+    double const triangles = TrianglesWithin(m_tolerance, size, *surface.surfaces);
+    if (2.0 * triangles * static_cast<double>(model.mesh->NumberOfElements()) > MostPairs)
+        throw Error("the tolerance of " + FormatGeneral(tolerance) + " mm reaches about " +
+                    FormatGeneral(triangles, 3) + " triangles of " + NameOf(surface) +
+                    " from every face of " + NameOf(model) +
+                    ", which would take too long; a smaller one is needed");
+    if (tolerance > size)
         context.Warn("the tolerance of " + FormatGeneral(tolerance) + " mm is larger than the triangles of " +
                      NameOf(surface) + ", which measure " + FormatGeneral(size, 3) +
                      " mm: faces may be matched with triangles far from them, and it takes long");

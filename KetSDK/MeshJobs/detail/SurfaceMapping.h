@@ -14,7 +14,8 @@ namespace KetSDK::MeshJobs::Detail {
 class SurfaceMapping {
 public:
     // Finds the triangles up to so many mm from their faces. Warns when that is more than the triangles
-    // measure. Throws Cancelled.
+    // measure, and throws Error when so many lie within it that comparing them would take too long. Throws
+    // Cancelled.
     SurfaceMapping(Model const& model, SurfaceModel const& surface, double tolerance, Context const& context);
     SurfaceMapping(SurfaceMapping const&) = delete;
     SurfaceMapping& operator=(SurfaceMapping const&) = delete;
