@@ -50,7 +50,6 @@ REFUSED = [
     (CASES, STEP, ["--timeout", "-1"], ["argument --timeout: invalid number value"]),
     (CASES, STEP, ["--program", "/nothere"], ["/nothere: there is no such program"]),
     (CASES, STEP, ["--program", "/bin/false"], ["/bin/false: it does not say its version"]),
-    (CASES, STEP, ["--scheduler", "nonsense://x"], ["no scheduler answers at nonsense://x"]),
     (CASES, STEP, ["--out", "."], ["holds files that are not of this program"]),
 ]
 
@@ -179,6 +178,13 @@ def test_exit_status_is_of_the_cases_that_were_asked_for(tmp_path):
     assert study.run("runs", "--workers", "0").returncode == 2
 
 
+def test_scheduler_that_does_not_answer_is_told_at_once(tmp_path):
+    study = Study(tmp_path, ["none"])
+    process = study.start("runs", "--scheduler", "nonsense://x")
+    _, err = process.communicate(timeout=30)
+    assert process.returncode == 1 and err.startswith("ketmesh.cohort: no scheduler answers at nonsense://x")
+
+
 def test_inputs_are_never_emptied_away(tmp_path):
     study = Study(tmp_path, ["none"])
     assert study.run("runs", "--workers", "0").returncode == 0
@@ -195,7 +201,8 @@ def example(tmp_path_factory):
     (tree / "data").symlink_to(ROOT / "data")
     shutil.copytree(ROOT / "examples" / "cohort", tree / "examples" / "cohort")
     built = any(list(Path(folder).glob("ketmesh/_core*.so")) for folder in sys.path)
-    return tree / "examples" / "cohort", sys.executable + (" -m ketmesh.cohort" if built else f" {shlex.quote(str(COHORT))}")
+    module = "-m ketmesh.cohort" if built else shlex.quote(str(COHORT))
+    return tree / "examples" / "cohort", f"{sys.executable} {module}"
 
 
 def test_guide_runs_on_the_real_data(example):

@@ -196,13 +196,13 @@ def kill_at_random(study: Study, runs: str, options: list[str], kills: int,
             process.kill()
             done["drivers"] += 1
         process.communicate()
-        assert study.no_process_stays(), "steps outlive their driver"
         now = study.finished(runs)
         for case, stamp in before.items():
             assert now.get(case) == stamp, f"{case} was finished, and lost or run again"
         before = now
         done["runs"] += 1
         if process.returncode in (0, 2):
+            assert study.no_process_stays(), "processes of a step outlive the run"
             return done
 
 
@@ -254,9 +254,12 @@ def _trial_faults(folder: Path, cases: int) -> None:
 
 
 def _trial_kills(folder: Path, cases: int) -> None:
-    faults = ["none" if fault in ("missing", "damaged") else fault for fault in _mixed(cases)]  # whose step is not run
+    # Faults of files are of a step that is left out here; slow cases are there to be killed.
+    faults = [("slow", "none")[i % 3 > 0] if fault in ("none", "missing", "damaged") else fault
+              for i, fault in enumerate(_mixed(cases))]
     study = Study(folder, faults, TRIVIAL_PIPELINE)
-    done = kill_at_random(study, "runs", ["--workers", "2", "--timeout", "5", "--memory", "0.4"], kills=25, seconds=(4, 9))
+    options = ["--workers", "2", "--timeout", "5", "--memory", "0.4"]
+    done = kill_at_random(study, "runs", options, kills=25, seconds=(4, 9))
     assert study.statuses("runs") == study.expected
     started = study.started()
     counts = Counter(started[case, "fault"] for case, status in study.expected.items() if status == "done")
@@ -280,7 +283,7 @@ def _trial_many(folder: Path, cases: int) -> None:
     assert process.returncode == 0, err[-2000:]
     seconds = time.monotonic() - start
     print(out + err.splitlines()[-1])
-    print(f"{cases} cases in {seconds:.0f} s, {cases / seconds:.0f} a second; the driver held at most {peak / 1000:.0f} MB")
+    print(f"{cases / seconds:.0f} cases a second; the driver held at most {peak / 1000:.0f} MB")
     start = time.monotonic()
     assert study.run("runs").returncode == 0
     print(f"nothing to do, and the summary: {time.monotonic() - start:.0f} s")

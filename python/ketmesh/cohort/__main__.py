@@ -1,3 +1,4 @@
+import os
 import sys
 
 if not __package__:  # run as a folder: python3 python/ketmesh/cohort
@@ -9,4 +10,7 @@ if not __package__:  # run as a folder: python3 python/ketmesh/cohort
 from .command import main  # noqa: E402
 
 if __name__ == "__main__":
-    sys.exit(main())
+    status = main()
+    sys.stdout.flush()
+    sys.stderr.flush()
+    os._exit(status)  # dask's clients wait for schedulers that never answered when the interpreter ends
