@@ -14,7 +14,7 @@ namespace KetSDK::MeshSolver {
 namespace {
 
 constexpr int MostRuns = 3;
-constexpr double WellBalanced = 1e-5;    // of the loads
+constexpr double WellBalanced = 2e-5;    // of the loads
 constexpr double SmallCorrection = 1e-3; // of the displacements: the next would be as much smaller again
 
 FrdResult ReadResult(Analysis const& analysis, std::filesystem::path const& path,

@@ -171,7 +171,7 @@ TEST(Solve, IteratesUntilAllNodesAreBalanced) {
         std::vector<double> const direct = NodeArray(model, L"displacement");
         options.method = KetSDK::MeshSolver::DeckOptions::Method::Iterative;
         SolveResult const result = Solve(model, options, {});
-        EXPECT_LT(result.balance.value_or(0.0), loads == pressed ? 1e-5 : 1e-4);
+        EXPECT_LT(result.balance.value_or(0.0), loads == pressed ? 2e-5 : 1e-4);
         std::vector<double> const& iterative = NodeArray(model, L"displacement");
         double largest = 0.0;
         for (std::size_t i = 0; i < direct.size(); ++i)
