@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Installs what is missing and builds. Then goes from the labels of a real head to stresses: makes a mesh, measures it,
 # gives its elements densities from the CT image, solves it under a pressure. And takes meshes of other programs: turns
 # one into named surfaces, extracts an isosurface, saves it whole; repairs another, which is then solved too.

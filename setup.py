@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """`pip install .`: CMake builds the library and the module, and the package carries both.
 
 With KETSDK_BUILD_DIR, the folder of a finished build, nothing is built.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # Installs what is missing; checks the formatting; builds with GCC, all warnings as errors, and runs every test;
 # the same with Clang under the address and undefined-behaviour sanitizers; the tests of parallel work under the
 # thread sanitizer; and clang-tidy on the libraries' sources.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Building a mesh from plain numbers, and the memory that it takes.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Conversion between kinds of elements, and their orientation.
 #include "Jobs.h"
 

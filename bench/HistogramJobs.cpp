@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The histogram of ten million values.
 #include "Jobs.h"
 

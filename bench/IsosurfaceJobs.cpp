@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A surface of many sheets, of one field at the nodes.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Regions of a mesh, which triangle of a surface lies on which face, and moving the mesh onto a surface.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Grey values of elements from an image, intervals of them, and the materials that follow.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Which element lies across a face: preparing to answer, the memory for it, and answering.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Whole meshes to a file and back, and the memory that it takes to load one. Files lie in a temporary folder:
 // what is timed is the work of the processor, with the file in memory.
 #include "Jobs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The volume of the mesh, and every quality metric of all its elements.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Checking and repairing quadratic elements, layers, and what bad elements mark on a surface.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Sub-volumes split into their parts, and sections by a plane.
 #include "Jobs.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The surface of the mesh, its single elements and its edges; what has to be known of neighbours is worked
 // out anew each time.
 #include "Jobs.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Meshes one image of labels with `ketmesh mesh` and with CGAL's mesher, each in a process of its own on one
 core, and prints what came out side by side. CGAL is asked for edges such that it makes about as many elements.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Times the library's jobs beside VTK's on the same meshes, on one core, and prints the ratios.
 #include "Jobs.h"
 #include "OneVtkThread.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Cancels a long job from another thread: cancel_a_job MESH
 //
 // 1. Read the mesh.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Makes a quadratic mesh of a linear one, and asks where its nodes came from: convert_elements TET4_MESH
 //
 // 1. Read a mesh of linear tetrahedra.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Cuts a mesh in the middle and integrates the section over its height: cut_plane MESH
 //
 // 1. Read the mesh.

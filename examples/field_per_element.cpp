@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Adds a field of its own to a mesh, one value for each element: field_per_element MESH
 //
 // 1. Read the mesh.

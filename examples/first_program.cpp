@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Builds a cube of six tetrahedra, asks for its volume and quality, and extracts its surface.
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Extracts the surface at a fixed distance from a point in a mesh: isosurface MESH
 //
 // 1. Read a mesh of tetrahedra.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Takes the sub-volumes of a mesh away and finds them again from its surfaces alone: label_and_group MESH
 //
 // 1. Read the mesh and extract its surfaces, outside and between sub-volumes, named after these.

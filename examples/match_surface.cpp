@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Says which face of a mesh each triangle of a surface lies on: match_surface MESH SURFACE
 //
 // 1. Read mesh and surface.

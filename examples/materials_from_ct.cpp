@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Gives elements densities and moduli from the grey values of a CT image: materials_from_ct MESH IMAGE OUTPUT
 //
 // 1. Read mesh and image; each says where x and y point in the body.

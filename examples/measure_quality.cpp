@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Measures every element of a mesh and names the worst one: measure_quality MESH
 //
 // 1. Read the mesh with its sub-volumes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Makes a mesh of an image of labels that it draws itself: a ball in a shell.
 //
 // 1. Fill an image: a whole number for each voxel, 0 for outside.

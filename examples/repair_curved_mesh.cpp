@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Repairs the folded elements of a curved mesh and verifies the result: repair_curved_mesh TET10_MESH OUTPUT
 //
 // 1. Read a mesh of ten-node tetrahedra.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Keeps a mesh in a file that holds all of it, and more meshes than memory does: save_and_swap MESH
 // OUTPUT.kmesh
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Holds a head at its base, presses on its crown, and solves for stresses: solve_a_model MESH OUTPUT
 //
 // 1. Read the mesh.

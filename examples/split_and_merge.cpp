@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Splits sub-volumes into connected parts, takes one out, and puts it back: split_and_merge MESH
 //
 // 1. Read the mesh.

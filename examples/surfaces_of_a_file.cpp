@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads a mesh in millimetres, extracts its surfaces, outside and between the sub-volumes, and writes them
 // by name: surfaces_of_a_file data/head_small_tet4.vtu surfaces.vtp
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>

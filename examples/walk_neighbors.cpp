@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Walks over a mesh from element to element: walk_neighbors MESH
 //
 // 1. Read a mesh of tetrahedra.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: BSD-3-Clause
 # fuzz.sh SECONDS: builds the fuzzer with Clang and feeds every reader of files with damaged ones, all of them
 # together for so many seconds. Ends with a table; exit status 1 when a reader failed, with the paths of the files
 # that it failed on, which belong into tests/fuzz/corpus/<reader>/ once that is mended. What was learnt is kept

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Holds docs/commands.md against the program and the headers: check_commands.py KETMESH.
 
 Every command of the program's help has one row, every link leads to a header that declares what the row names, and the

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Holds what includes what against the map in ARCHITECTURE.md.
 
 A unit is a header and the source beside it. The table under "What depends on what" puts every unit into a room

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Looks whether every link of a site on disk leads somewhere: check_links.py FOLDER.
 
 Follows links from index.html through all pages but those of the reference, whose links among themselves are Doxygen's.

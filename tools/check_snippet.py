@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """The program on a page, and what it prints.
 
 check_snippet.py PAGE.md --extract OUT.cpp    writes the page's block of C++

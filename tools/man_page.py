@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Makes the man page of the program out of its help: man_page.py KETMESH OUTPUT.1"""
 import re
 import subprocess

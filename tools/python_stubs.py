@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Writes python/ketmesh/_core.pyi, the types of the module inside the Python package, by what the module says itself.
 
   PYTHONPATH=build/test/python /usr/bin/python3 tools/python_stubs.py

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Sourced by demo.sh and test.sh: the packages that a fresh Debian 12 machine lacks, and the build.
 
 fail() {

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Sourced by test.sh: the tests of parallel work under the thread sanitizer.
 
 # The one place where tasks start, and every user of it in the library.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Makes the page: build.mjs FOLDER VERSION. FOLDER has node_modules, and gets PageTemplate.cpp: the page in front of
 // the data of a mesh and behind it, as strings. Scripts and styles are known to the page's security policy by their
 // hashes, so nothing else can run in it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Boundary.h>
 
 #include <KetSDK/Mesh/mesh/MMeshElementIterators.h>

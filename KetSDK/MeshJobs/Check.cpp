@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Check.h>
 
 #include <KetSDK/Mesh/geometry/MMeshFold.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Context.h>
 
 #include <KetSDK/MeshJobs/Error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
@@ -42,12 +43,12 @@ struct ConvertResult {
     std::vector<SubVolumeReport> subvolumes;
     std::optional<Cut> cut; // when there are hexahedra or wedges
 };
-// Makes a model of other elements: hexahedra and wedges are cut into tetrahedra that fit together
-// (MMeshConformingCutOperator), a linear tetrahedron becomes quadratic with nodes in the middles of its
+// Makes a model of other elements. Hexahedra and wedges are cut into tetrahedra that fit together
+// (MMeshConformingCutOperator). A linear tetrahedron becomes quadratic with nodes in the middles of its
 // edges, a quadratic one linear. Inverted elements are turned when the result is linear. Elements come
 // sub-volume by sub-volume, and nodes at one position become one. In arrays of nodes a new mid-edge node has
-// the mean of the ends of its edge when the numbers are floating-point, and the smaller of both otherwise;
-// scalar fields are such arrays there. Warns of hexahedra and wedges that no cut makes positive. Throws
+// the mean of the ends of its edge when the numbers are floating-point, and the smaller of both otherwise.
+// Scalar fields are such arrays there. Warns of hexahedra and wedges that no cut makes positive. Throws
 // FileError for elements that cannot become what was asked for and when there is nothing to convert,
 // Cancelled.
 KETSDK_MESHJOBS_API ConvertResult Convert(Model const& model, ConvertOptions const& options,

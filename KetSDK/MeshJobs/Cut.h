@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -33,9 +34,9 @@ struct CutResult {
     std::uint64_t contours = 0;  // closed ones, around the section
     double contour_length = 0.0; // of all together, mm
     std::vector<SectionReport> subvolumes;
-    // A surface for each sub-volume that is cut, named after it, with the arrays `element`, `face` and `node`
-    // as Surfaces gives them, and those of the model: each triangle has the values of its element. Without
-    // surfaces when no section was asked for.
+    // A surface for each sub-volume that is cut, named after it. It has the arrays `element`, `face` and
+    // `node` as Surfaces gives them, and those of the model: each triangle has the values of its element.
+    // Without surfaces when no section was asked for.
     SurfaceModel section;
 };
 // Cuts a mesh by a plane (MMeshOperatorCutPlane), which leaves its elements as they are but for their

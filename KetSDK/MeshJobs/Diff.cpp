@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Diff.h>
 
 #include <KetSDK/Mesh/persistence/MMeshArrayDifference.h>

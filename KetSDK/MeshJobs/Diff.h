@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -19,10 +20,10 @@ struct DiffResult {
 };
 // Compares two models bit for bit: nodes, elements, their values, materials, sub-volumes, scalar fields and
 // all other arrays. Models in different frames of coordinates are compared in that of the first. Nodes,
-// elements and sub-volumes count from 0. When one is from a .kmesh file, or was made in memory, and the other
-// one from a .vtu or .vtk file, they are equal when writing the one to a file like the other would give that.
-// Nodes may lie apart by the tolerance [mm]. Arrays whose numbers are equal but of different types
-// are equal, with a warning. `options` are those that both were read with. Throws Cancelled.
+// elements and sub-volumes count from 0. One may be from a .kmesh file, or made in memory, and the other one
+// from a .vtu or .vtk file. They are equal when writing the one to a file like the other would give that.
+// Nodes may lie apart by the tolerance [mm]. Arrays whose numbers are equal but of different types are equal,
+// with a warning. `options` are those that both were read with. Throws Cancelled.
 KETSDK_MESHJOBS_API DiffResult Diff(Model const& a, Model const& b, ReadOptions const& options,
                                     Context const& context, double tolerance = 0.0);
 

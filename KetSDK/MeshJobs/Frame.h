@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/mesh/CoordinateFrame.h>
@@ -22,8 +23,8 @@ struct FrameResult {
 };
 // Turns a model or a surface, in place, into a frame of coordinates: x and y change their signs, exactly, and
 // so do those of the vectors. Where it has that frame already nothing changes. Throws FileError for one that
-// does not say its frame, for one that reaches the limit of coordinates, and for a name without an array of
-// three numbers with a sign in each row.
+// does not say its frame and for one that reaches the limit of coordinates. Throws it also for a name without
+// an array of three numbers with a sign in each row.
 KETSDK_MESHJOBS_API FrameResult ToFrame(Model& model, FrameOptions const& options, Context const& context);
 KETSDK_MESHJOBS_API FrameResult ToFrame(SurfaceModel& surface, FrameOptions const& options,
                                         Context const& context);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Graph.h>
 
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>

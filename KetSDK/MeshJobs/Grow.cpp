@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Grow.h>
 
 #include <KetSDK/Mesh/geometry/MMeshGrowBadTetsOperator.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -41,8 +42,8 @@ struct InfoResult {
     std::vector<ArrayReport> arrays; // those of cells, then of points, then of the mesh as a whole
 };
 // Warns of nodes that lie twice, where what touches is not connected, and of a box that suggests that the
-// lengths are in another unit: one that is shorter than 1 mm or longer than 3 m, where metres, millimetres or
-// micrometres in place of the unit would put it between.
+// lengths are in another unit. Such a box is shorter than 1 mm or longer than 3 m, where metres, millimetres
+// or micrometres in place of the unit would put it between.
 KETSDK_MESHJOBS_API InfoResult Info(Model const& model, InfoOptions const& options, Context const& context);
 inline InfoResult Info(Model const& model, Context const& context) {
     return Info(model, {}, context);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -12,7 +13,7 @@ namespace KetSDK::MeshJobs {
 
 struct IsoOptions {
     // The array of numbers on nodes or, where there is none of that name, on elements, whose values are
-    // averaged: a node gets the plain mean over the elements that have it.
+    // averaged. A node gets the plain mean over the elements that have it.
     std::string field;
     std::optional<int> component; // of an array of several, from 0
     double level = 0.0;           // the value of the field on the surface

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -18,7 +19,7 @@ struct LabelResult {
     std::vector<SubVolumeReport> subvolumes; // one for each region
 };
 // Makes a sub-volume of every region of a mesh of tetrahedra, in place of those that it has. A region is all
-// elements that are joined through faces without a triangle of the surface on them; without a surface, which
+// elements that are joined through faces without a triangle of the surface on them. Without a surface, which
 // null means, the regions are the connected sets of elements. Warns of a tolerance that is larger than the
 // triangles and of a surface that lies elsewhere. Throws FileError for other elements, Cancelled.
 KETSDK_MESHJOBS_API LabelResult Label(Model& model, SurfaceModel const* surface, LabelOptions const& options,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Layers.h>
 
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>

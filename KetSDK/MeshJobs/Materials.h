@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/materials/MaterialAssignment.h>
@@ -16,9 +17,9 @@
 namespace KetSDK::MeshJobs {
 
 struct MaterialsOptions {
-    // What is averaged over an element: grey values, whose mean is put into a bin, the middle of which the
-    // law turns into a density; or the densities that the law turns each sample into, at least the least
-    // one, which are then binned.
+    // What is averaged over an element. Grey: grey values, whose mean is put into a bin; the law turns the
+    // middle of that into a density. Law: the densities that the law turns each sample into, at least the
+    // least one; these are then binned.
     enum class Average { Grey, Law };
 
     // A published law and modulus (Mesh::MaterialPresets); what is given beside it comes before its part.
@@ -67,9 +68,10 @@ struct MaterialsResult {
 // Gives the elements of a model grey values by an image and materials by the grey values; the materials that
 // are in use become the catalog of its mesh. With constants only the image is not looked at. Warns of an
 // image that hardly fits, of a mass that materials move by more than 1 %, and of what hardly can be meant.
-// Throws Error for options that CheckMaterialsOptions refuses and for moduli that no solver takes, FileError
-// for sub-volumes that the model does not have, for one with fewer elements than bins and for an image that
-// lies elsewhere or cannot be sampled; Cancelled. The model may have grey values and materials then.
+// Throws Error for options that CheckMaterialsOptions refuses and for moduli that no solver takes. Throws
+// FileError for sub-volumes that the model does not have, for one with fewer elements than bins and for an
+// image that lies elsewhere or cannot be sampled; Cancelled. The model may have grey values and materials
+// then.
 KETSDK_MESHJOBS_API MaterialsResult Materials(Model& model, Image const& image,
                                               MaterialsOptions const& options, Context const& context);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -16,11 +17,11 @@ struct MergeResult {
 };
 // Adds a second model to a first one, behind what that has. Nodes at one position become one, but for those
 // of the first model among themselves. The sub-volumes of the second model follow those of the first, under
-// their names. Equal materials become one; others keep their numbers where these are free. An array that
-// one model lacks is filled with NaN there, or with 0 where its numbers are whole, as are grey values;
-// elements of a model without materials have none; one warning tells of each. Scalar fields are arrays of
-// nodes from then on. A second model in another frame of coordinates is turned into that of the first. Throws
-// FileError when both are one, Cancelled.
+// their names. Equal materials become one; others keep their numbers where these are free. An array that one
+// model lacks is filled with NaN there, or with 0 where its numbers are whole, as are grey values. Elements
+// of a model without materials have none; one warning tells of each. Scalar fields are arrays of nodes from
+// then on. A second model in another frame of coordinates is turned into that of the first. Throws FileError
+// when both are one, Cancelled.
 KETSDK_MESHJOBS_API MergeResult Merge(Model& first, Model const& second, Context const& context);
 
 } // namespace KetSDK::MeshJobs

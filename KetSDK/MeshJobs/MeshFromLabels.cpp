@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/MeshFromLabels.h>
 
 #include <KetSDK/Mesh/meshing/MMeshFromLabelsOperator.h>

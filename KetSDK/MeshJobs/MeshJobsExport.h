@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 // Marks what the layer of jobs exports; everything else stays hidden.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Metrics.h>
 
 #include <KetSDK/MeshJobs/EditDistance.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityLimit.h>
@@ -15,7 +16,7 @@ namespace KetSDK::MeshJobs {
 // Stands for all metrics in place of their names.
 inline constexpr char const* AllMetrics = "all";
 
-// The metrics of a list of names with commas between them, each once; all of them for AllMetrics but
+// The metrics of a list of names with commas between them, each once. AllMetrics stands for all of them but
 // FluentOrthogonalQuality, whose sign at neighbours means nothing to who does not know its definition. Throws
 // Error, with the nearest names, for one that is unknown.
 KETSDK_MESHJOBS_API std::vector<Mesh::QualityMetric const*> FindMetrics(std::string const& names);

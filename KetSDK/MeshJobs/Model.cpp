@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Model.h>
 
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>

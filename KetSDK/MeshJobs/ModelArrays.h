@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -29,7 +30,7 @@ struct ModelArrays {
     // By number in the array `subvolume` on the elements; without effect when there is no such array.
     std::vector<std::string> subvolume_names;
 };
-// Makes a model of arrays, as ReadModel makes one of a file that holds them: coordinates are rounded within
+// Makes a model of arrays, as ReadModel makes one of a file that holds them. Coordinates are rounded within
 // the limits, and the arrays `subvolume`, `label`, `grey`, `material` and `original_id` mean the same. Throws
 // Error for numbers that make no mesh, naming the first: node indices beyond the points, coordinates that are
 // not finite, arrays of another length; Cancelled.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/ModelFile.h>
 
 #include <KetSDK/MeshJobs/detail/DeckModel.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Project.h>
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>

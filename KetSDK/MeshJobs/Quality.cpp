@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Quality.h>
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityBins.h>
@@ -79,9 +80,9 @@ struct QualityResult {
 KETSDK_MESHJOBS_API QualityResult Quality(Model const& model, QualityOptions const& options,
                                           Context const& context);
 
-// Throws Error for options that no model can be measured with: unknown metrics, a number of bins beyond 1 to
-// QualityBinning::MostBins, and a width that makes more of a metric's own range. For a caller who has yet to
-// read the model.
+// Throws Error for options that no model can be measured with. Those are unknown metrics, a number of bins
+// beyond 1 to QualityBinning::MostBins, and a width that makes more of a metric's own range. For a caller who
+// has yet to read the model.
 KETSDK_MESHJOBS_API void CheckQualityOptions(QualityOptions const& options);
 
 } // namespace KetSDK::MeshJobs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/QualityPlot.h>
 
 #include <KetSDK/MeshJobs/Metrics.h>

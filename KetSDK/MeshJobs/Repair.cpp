@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Repair.h>
 
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Solve.h>
 
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/CaseFile.h>
@@ -44,9 +45,9 @@ struct SolveResult {
     double solver_seconds = 0.0;
 };
 // Solves a model under a case with CalculiX and gives it the arrays of Results(). Throws FileError for a
-// model that no solver takes, a case that does not fit it, a solver that is missing, fails, or runs out of
-// time, and results that do not balance the loads; Cancelled. The model is as it was then, and nothing is
-// left behind but what was to be kept.
+// model that no solver takes, a case that does not fit it, and results that do not balance the loads. Throws
+// it also for a solver that is missing, fails, or runs out of time; Cancelled. The model is as it was then,
+// and nothing is left behind but what was to be kept.
 KETSDK_MESHJOBS_API SolveResult Solve(Model& model, SolveOptions const& options, Context const& context);
 
 } // namespace KetSDK::MeshJobs

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/SurfaceModel.h>
 
 #include <KetSDK/Mesh/persistence/MMeshFrameArray.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Surfaces.h>
 
 #include <KetSDK/Mesh/mesh/MSurfaceOrigins.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -23,11 +24,11 @@ struct SurfacesResult {
     std::uint64_t triangles = 0;        // of all surfaces
     std::uint64_t points = 0;
     std::uint64_t taken_by_corners = 0; // ten-node tetrahedra whose faces are those of their corners
-    // The surfaces, with the cell arrays `element` and `face` and the point array `node`: the index of the
-    // element of each triangle, the face of it as solvers count faces, and the index of the node of each
-    // point, all counted from 1. With Names::Volumes also, of the surface as a whole, the names of the
-    // sub-volumes in their order, `subvolume_names`, and the number of that inside and that outside of each
-    // surface, `surface_inside` and `surface_outside`, -1 for none.
+    // The surfaces, with the cell arrays `element` and `face` and the point array `node`. Those are, counted
+    // from 1, the index of the element of each triangle, its face as solvers count faces, and the index of
+    // the node of each point. With Names::Volumes there are also arrays of the surface as a whole. Those are
+    // the names of the sub-volumes in their order, `subvolume_names`, and the number of that inside and that
+    // outside of each surface, `surface_inside` and `surface_outside`, -1 for none.
     SurfaceModel surfaces;
 };
 // Extracts the outer surface of each sub-volume and, on request, those between sub-volumes; it then warns of

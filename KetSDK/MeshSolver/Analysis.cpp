@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/Analysis.h>
 
 #include <KetSDK/Mesh/geometry/MMeshFold.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshSolver/Case.h>
@@ -80,9 +81,9 @@ struct KETSDK_MESHSOLVER_API Analysis {
     NodeForces AllLoads() const;
 };
 
-// Makes an analysis. Throws Error for a mesh that no solver takes, with what mends it, and CaseError for a
-// case that does not fit the mesh: a place without nodes or faces where some are needed, a node that is moved
-// to two places, a body that is not held.
+// Makes an analysis. Throws Error for a mesh that no solver takes, with what mends it. Throws CaseError for a
+// case that does not fit the mesh. It has a place without nodes or faces where some are needed, a node that
+// is moved to two places, or a body that is not held.
 KETSDK_MESHSOLVER_API Analysis MakeAnalysis(AnalysisInput const& input);
 
 } // namespace KetSDK::MeshSolver

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/Case.h>
 
 #include <KetSDK/MeshSolver/Error.h>

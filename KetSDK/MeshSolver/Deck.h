@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -62,8 +63,9 @@ struct Deck {
 KETSDK_MESHSOLVER_API Deck ReadDeck(std::filesystem::path const& path,
                                     std::shared_ptr<Common::IProgressDelegate> const& progress);
 
-// The element sets that divide the elements, each of which is in one: those that the comment names, or else
-// those that elements are defined in, or else others, those of sections last. Empty when there are none.
+// The element sets that divide the elements, each of which is in one. They are those that the comment names,
+// or else those that elements are defined in, or else others, those of sections last. Empty when there are
+// none.
 KETSDK_MESHSOLVER_API std::vector<std::size_t> FindDividingSets(Deck const& deck);
 
 } // namespace KetSDK::MeshSolver

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -38,8 +39,9 @@ struct FrdOptions {
 };
 
 // Reads the fields of a step. They have their final place from the beginning, so that reading takes no more
-// memory than they do. Throws Error for a binary file, one that is cut off, one of another mesh (a node that
-// it does not have or has elsewhere), a step that is not there, values that are no numbers; Cancelled.
+// memory than they do. Throws Error for a binary file, one that is cut off, and one of another mesh (a node
+// that it does not have or has elsewhere). Throws it also for a step that is not there and values that are no
+// numbers; Cancelled.
 KETSDK_MESHSOLVER_API FrdResult ReadFrd(std::filesystem::path const& path, FrdOptions const& options);
 
 } // namespace KetSDK::MeshSolver

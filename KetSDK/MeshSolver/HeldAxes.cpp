@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/HeldAxes.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/Loads.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 // Marks what the library of solvers' files exports; everything else stays hidden.

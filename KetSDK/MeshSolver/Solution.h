@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -32,7 +33,7 @@ struct Solution {
 };
 
 // Solves an analysis, which numbers nodes by their index and has a step. The iterations of CalculiX end early
-// where loads are uneven, and most of all where places are moved: the forces that its result leaves
+// where loads are uneven, and most of all where places are moved. The forces that its result leaves
 // unbalanced are then loads of a further run, whose result is added, three runs at most. Throws Error as
 // RunCalculiX and ReadFrd do, and when there are no results; Cancelled.
 KETSDK_MESHSOLVER_API Solution SolveAnalysis(Analysis const& analysis, SolutionOptions const& options);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/FlatCells.h>
 
 #include <KetSDK/MeshVTK/checks/GridCheck.h>

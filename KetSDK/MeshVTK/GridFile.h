@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -26,11 +27,10 @@ ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgres
 // Throws Error for a name that ends with neither .vtu nor .vtk.
 KETSDK_MESHVTK_API void CheckGridFileName(std::filesystem::path const& path);
 
-// Writes a grid with all its arrays into the file and commits it, in binary: .vtu without compression,
-// which writes and reads many times faster than packed data and is read by every program. Throws Error
-// when there are no cells, when writing fails, and for what a .vtk file cannot hold (numbers beyond 32 bits
-// in arrays of VTK's identifiers); throws Cancelled. The file is then not committed. The delegate may be
-// null.
+// Writes a grid with all its arrays into the file and commits it, in binary. A .vtu goes without compression,
+// which writes and reads many times faster than packed data; every program reads it. Throws Error when there
+// are no cells, when writing fails, and for what a .vtk file cannot hold (numbers beyond 32 bits in arrays of
+// VTK's identifiers); throws Cancelled. The file is then not committed. The delegate may be null.
 KETSDK_MESHVTK_API void WriteGridFile(vtkUnstructuredGrid& grid, OutputFile& file,
                                       std::shared_ptr<Common::IProgressDelegate> const& progress);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/ImageFromArray.h>
 
 #include <KetSDK/MeshVTK/Error.h>

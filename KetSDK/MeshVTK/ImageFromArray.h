@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
@@ -21,8 +22,8 @@ struct VoxelArray {
     First first; // voxel (0, 0, 0)
     std::array<std::int64_t, 3> size{};
     std::array<std::int64_t, 3> strides{}; // voxels from one to the next along each axis
-    // Where the voxels lie: x of the centre of voxel (i, j, k) is a i + b j + c k + d for the first row
-    // a, b, c, d; y and z by the others.
+    // Where the voxels lie. For the first row a, b, c, d, x of the centre of voxel (i, j, k) is a i + b j + c
+    // k + d. The other rows give y and z.
     std::array<std::array<double, 4>, 3> affine{};
 };
 

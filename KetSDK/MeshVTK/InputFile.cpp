@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/InputFile.h>
 
 #include <KetSDK/MeshVTK/detail/FileBytes.h>

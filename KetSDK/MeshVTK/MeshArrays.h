@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
@@ -15,7 +16,7 @@ class vtkUnstructuredGrid;
 namespace KetSDK::MeshVTK {
 
 // Arrays of grids and surfaces as arrays beside a mesh or a surface, and back. Everything that VTK's files
-// hold of an array comes back as it was: name, type, every bit of the values, names of components,
+// hold of an array comes back as it was. That is name, type, every bit of the values, names of components,
 // information, the order of the arrays, and what active scalars, vectors or the like an array was. Strings
 // and bits are arrays like others. Arrays that hold neither numbers nor strings throw Error.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -40,9 +41,9 @@ struct MeshFromGridOptions {
 // - The cell array `material`, where it holds whole numbers, becomes the material identifiers, and what
 //   `density`, `emodulus` and `poisson` give each of them becomes the catalog. Arrays that give a material
 //   several values make no catalog.
-// `report` (may be null) receives what rounding did.
-// Throws Error for a grid that cannot be used: no cells, cells of other kinds, wrong connectivity,
-// coordinates that are not finite, arrays that do not fit, rounding beyond the limits. Throws Cancelled.
+// `report` (may be null) receives what rounding did. Throws Error for a grid that cannot be used. It has no
+// cells, cells of other kinds, wrong connectivity, coordinates that are not finite, arrays that do not fit,
+// rounding beyond the limits. Throws Cancelled.
 KETSDK_MESHVTK_API std::unique_ptr<MMeshBase>
 MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options, RoundingReport* report);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 // Marks what the bridge to VTK exports; everything else stays hidden.

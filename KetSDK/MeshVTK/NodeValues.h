@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/materials/MDataMask.h>
@@ -24,12 +25,12 @@ struct NodeValuesReport {
 };
 
 // Reads a field at the nodes of a mesh from the grid that the mesh was made of, into a mask that is
-// registered with the mesh: from the array of points of that name, of any numeric type, or else from the
+// registered with the mesh. It takes the array of points of that name, of any numeric type. Else it takes the
 // array of cells, as the plain mean over the elements that have the node. A value that is not finite, or
 // beyond 1e300, with which nothing can be interpolated, becomes NaN, and so does the mean of an element
-// without a value. A node in no element keeps the mask's default when the array is one of cells.
-// An array of several components needs the number of one, from 0.
-// Throws Error when there is no such array, component or number of values; it says which arrays there are.
+// without a value. A node in no element keeps the mask's default when the array is one of cells. An array of
+// several components needs the number of one, from 0. Throws Error when there is no such array, component or
+// number of values; it says which arrays there are.
 KETSDK_MESHVTK_API NodeValuesReport NodeValuesFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid,
                                                        std::string const& name, std::optional<int> component,
                                                        MDataMask<MMeshPoint, double>& values);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
@@ -10,15 +11,15 @@
 namespace KetSDK::MeshVTK {
 
 // A file that appears whole or not at all. It is written under a temporary name in the same folder, and takes
-// its own name with Commit(); without, it is removed and whatever had the name stays as it was. A file that
+// its own name with Commit(). Without, it is removed and whatever had the name stays as it was. A file that
 // had the name before hands on its permissions; where the name is that of a symbolic link, the file goes
 // where the link leads. Temporary files that ended processes have left in the folder are removed. One thread
 // at a time makes output files.
 class KETSDK_MESHVTK_API OutputFile {
 public:
     // Makes the temporary file, empty. Throws Error when the folder does not exist or cannot be written to,
-    // when the name is too long or belongs to something else than a file, and when the file that has it may
-    // not be written to.
+    // and when the name is too long or belongs to something else than a file. Throws it also when the file
+    // that has the name may not be written to.
     explicit OutputFile(std::filesystem::path const& path);
     OutputFile(OutputFile const&) = delete;
     OutputFile& operator=(OutputFile const&) = delete;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/PolyDataFromGraphs.h>
 
 #include <KetSDK/MeshVTK/ArrayNames.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/Rounding.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <array>
@@ -17,9 +18,9 @@ struct SamplingReport {
     std::uint64_t elements = 0;
     // Elements whose centroid (of the corners) lies beyond the outermost voxel centres.
     std::uint64_t outside = 0;
-    // Elements inside for which the mode had no sample, so that a simpler one was used: in Voxels mode
-    // elements without a voxel centre, which get the mean by quadrature, and in any mode those of which
-    // only the centroid lies in the image or which have no volume, which get the value at the centroid.
+    // Elements inside for which the mode had no sample, so that a simpler one was used. In Voxels mode,
+    // elements without a voxel centre get the mean by quadrature. In any mode, those of which only the
+    // centroid lies in the image or which have no volume get the value at the centroid.
     std::uint64_t fallbacks = 0;
     // Elements inside that have only samples which are not finite numbers.
     std::uint64_t not_finite = 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -58,16 +59,16 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, std::vector<MMeshA
                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
                                          EmptySurface empty = EmptySurface::Refused);
 
-// The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp
-// files hold; .ply files hold the colours of AddColors as those of the faces.
+// The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp files
+// hold. Files of type .ply hold the colours of AddColors as those of the faces.
 KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
                                          EmptySurface empty = EmptySurface::Refused);
 
-// Writes each surface that has triangles into a file of its own, named `<stem>-<name of the surface>`
-// with the ending of `path`; spaces and characters that file names should not have become "_", and names that
-// would come twice are numbered. Returns the names in the order of the surfaces. All files appear
-// together, when the last one is written. Throws as above.
+// Writes each surface that has triangles into a file of its own, named `<stem>-<name of the surface>` with
+// the ending of `path`. Spaces and characters that file names should not have become "_", and names that
+// would come twice are numbered. Returns the names in the order of the surfaces. All files appear together,
+// when the last one is written. Throws as above.
 KETSDK_MESHVTK_API std::vector<std::filesystem::path>
 WriteSurfaceFiles(MStlBase const& stl, LengthUnit unit, std::filesystem::path const& path,
                   std::shared_ptr<Common::IProgressDelegate> const& progress);

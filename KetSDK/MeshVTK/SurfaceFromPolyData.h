@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
@@ -34,8 +35,9 @@ struct SurfaceReport {
 // rounding beyond the limits.
 KETSDK_MESHVTK_API std::unique_ptr<MStlBase>
 SurfaceFromPolyData(vtkPolyData& data, SurfaceFromPolyDataOptions const& options, SurfaceReport* report);
-// The same with the arrays of the surface (ArraysFromSurface), as its triangles and points have them: each
-// triangle the values of the polygon that it was cut from, each point those of the first one at its position.
+// The same with the arrays of the surface (ArraysFromSurface), as its triangles and points have them. Each
+// triangle has the values of the polygon that it was cut from, each point those of the first one at its
+// position.
 KETSDK_MESHVTK_API std::unique_ptr<MStlBase> SurfaceFromPolyData(vtkPolyData& data,
                                                                  SurfaceFromPolyDataOptions const& options,
                                                                  SurfaceReport* report,

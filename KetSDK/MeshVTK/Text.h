@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshVTK/MeshVTKExport.h>
@@ -12,7 +13,7 @@ namespace KetSDK::MeshVTK {
 KETSDK_MESHVTK_API std::string ToUtf8(std::wstring_view text);
 KETSDK_MESHVTK_API std::wstring FromUtf8(std::string_view text);
 
-// The text in one line of UTF-8 that can be shown on a terminal, whatever file or user it comes from: control
+// The text in one line of UTF-8 that can be shown on a terminal, whatever file or user it comes from. Control
 // characters, those that turn the direction of writing and bytes that are no UTF-8 become \xNN or \uNNNN.
 KETSDK_MESHVTK_API std::string Printable(std::string_view text);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Support/SupportExport.h>
@@ -12,7 +13,7 @@
 namespace KetSDK::Support {
 
 // Memory for blocks of a large container, cut from chunks that grow with it. Chunks of several megabytes ask
-// the system for large pages, since it takes longer to hand out memory in small pages than to fill it; at
+// the system for large pages, since it takes longer to hand out memory in small pages than to fill it. At
 // most a quarter of the memory waits for blocks to come. Blocks that are given back are used again; all
 // memory goes with the arena. Used by one thread at a time.
 class KETSDK_SUPPORT_API MArena {

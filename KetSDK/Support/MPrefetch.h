@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 namespace KetSDK::Support {
 
 // Asks for memory before it is needed. The objects of a large mesh lie anywhere in memory, and waiting for
-// each takes longer than what is done with it: a loop that asks for them some rounds ahead does not wait.
+// each takes longer than what is done with it. A loop that asks for them some rounds ahead does not wait.
 // Asking changes nothing, and any address may be asked for. Every function that does nothing else must be
 // always_inline like these: GCC drops calls of those that are not.
 

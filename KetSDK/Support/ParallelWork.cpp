@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <tbb/blocked_range.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Support/SupportExport.h>
@@ -30,9 +31,9 @@ struct WorkSteps {
     bool parallel = false;
     // Steps that a thread takes at a time. Handing them out costs about a microsecond.
     std::uint64_t grain = 1;
-    // Steps that are computed before they are committed, while the next ones are computed: enough to keep the
-    // threads busy, few enough for their slots to stay in the processor's cache. So many steps and no more
-    // are computed in vain when the work ends early.
+    // Steps that are computed before they are committed, while the next ones are computed. They are enough to
+    // keep the threads busy, and few enough for their slots to stay in the processor's cache. So many steps
+    // and no more are computed in vain when the work ends early.
     std::uint64_t window = 64;
 
     std::uint64_t NumberOfSteps() const noexcept { return items / step + (items % step != 0); }
@@ -42,16 +43,16 @@ struct WorkSteps {
     }
 };
 
-// Computes all steps and commits each. compute(first, last, slot) computes items first to last - 1 into a
-// slot below NumberOfSlots() and runs on any thread; commit(first, last, slot) runs on the calling thread.
-// When commit returns false no further step is committed, and the result is false.
+// Computes all steps and commits each. The function compute(first, last, slot) computes items first to last -
+// 1 into a slot below NumberOfSlots(), on any thread. The function commit(first, last, slot) runs on the
+// calling thread. When commit returns false no further step is committed, and the result is false.
 KETSDK_SUPPORT_API bool
 ComputeSteps(WorkSteps const& steps,
              std::function<void(std::uint64_t, std::uint64_t, std::size_t)> const& compute,
              std::function<bool(std::uint64_t, std::uint64_t, std::size_t)> const& commit);
 
-// The same with a slot of type Slot for each step: compute(first, last, Slot&) fills it, whatever an earlier
-// step left in it, and commit(first, last, Slot const&) reads it.
+// The same with a slot of type Slot for each step. The function compute(first, last, Slot&) fills it,
+// whatever an earlier step left in it, and commit(first, last, Slot const&) reads it.
 template <typename Slot, typename Compute, typename Commit>
 bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& commit) {
     std::vector<Slot> slots(static_cast<std::size_t>(steps.NumberOfSlots()));

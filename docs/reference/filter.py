@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Makes the comments of a public header visible to Doxygen: `//` above a declaration, and behind it, is its
 contract. Puts what the header declares into the group that groups.txt gives it."""
 import pathlib
@@ -26,6 +27,8 @@ def with_contracts(text):
     lines = []
     banner = False
     for line in text.splitlines():
+        if "SPDX-License-Identifier" in line:
+            line = ""
         # A banner names the members up to the next one, or to the end of its section.
         if banner and re.match(r"\s*(public|protected|private):|\};", line):
             lines.append("/// @}")

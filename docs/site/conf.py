@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The site: every guide of the tree as it stands, and the reference that Doxygen made before.
 import os
 import pathlib

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: BSD-3-Clause
 # The same cases and steps as an array of Slurm jobs: job k of n runs every n-th case.
 #
 #   job=$(sbatch --parsable slurm_array.sh)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Boundary.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>

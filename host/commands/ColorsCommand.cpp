@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/ColorMapFile.h>
 #include <KetSDK/MeshJobs/Colors.h>
 #include <host/commands/Command.h>

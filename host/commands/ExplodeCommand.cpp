@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Explode.h>
 #include <host/commands/Command.h>
 #include <host/commands/CornersNote.h>

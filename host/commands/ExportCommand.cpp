@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Export.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/CaseInput.h>

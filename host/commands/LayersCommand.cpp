@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Layers.h>
 #include <host/commands/Command.h>
 #include <host/commands/options/ModelInput.h>

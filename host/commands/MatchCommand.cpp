@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Match.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>

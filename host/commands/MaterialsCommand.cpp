@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Materials.h>
 #include <host/commands/Command.h>
 #include <host/commands/PresetTable.h>

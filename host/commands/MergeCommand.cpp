@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Merge.h>
 #include <host/commands/Command.h>
 #include <host/commands/SubVolumeTable.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <host/commands/MetricTable.h>
 
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
@@ -57,9 +58,9 @@ constexpr char const* Explanations[] = {
     "better: the values that MMeshQualityAnalysisOperator::IsBetterThan calls better",
     "worst: the values at the head of the list of the worst elements; \"negative\" means negative values "
     "first, then the highest",
-    "mirrored, flat, not finite: the value of the regular tetrahedron with two corners exchanged, of four "
-    "corners of a square, and of a tetrahedron with a coordinate that is not a number; a value that good "
-    "elements have too means that the metric does not see the fault",
+    "mirrored, flat, not finite: the values of the regular tetrahedron with two corners exchanged, of four "
+    "corners of a square, and of one with a coordinate that is no number. A value that good elements have "
+    "too means that the metric does not see the fault",
 };
 
 // A text in which Markdown sees nothing but text.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <host/terminal/Output.h>
 
 #include <KetSDK/MeshVTK/Text.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Volumetric finite-element meshes made from CT images.
 
 >>> import ketmesh

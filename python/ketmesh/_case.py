@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What holds and loads a model, and what a solver makes of it."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Meshes of other Python libraries, each of which is imported only when it is asked for."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """CT images and images of labels."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Triangulated surfaces."""
 
 from __future__ import annotations

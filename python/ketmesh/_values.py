@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Named values on the elements or the nodes of a mesh."""
 
 from __future__ import annotations

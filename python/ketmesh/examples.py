@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Small models to try things with."""
 
 from __future__ import annotations

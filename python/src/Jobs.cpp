@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "Numbers.h"
 #include "Record.h"
 #include "Run.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "Numbers.h"
 
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "Record.h"
 #include "Run.h"
 #include "Words.h"

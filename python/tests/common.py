@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What the tests share: the sample data, and the program to compare with."""
 
 import json

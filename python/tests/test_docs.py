@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The examples in the documentation of the package do what they show, and its stubs are true."""
 
 import doctest

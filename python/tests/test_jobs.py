@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What jobs give here that the program writes to files or does not give."""
 
 import numpy as np

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Meshes as arrays: in, out, and what is refused."""
 
 import numpy as np

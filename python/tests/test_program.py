@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Every command of the program is there, and gives the same values bit for bit."""
 
 import math

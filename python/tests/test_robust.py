@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Errors, warnings, Ctrl-C, threads, memory, and the package that pip makes."""
 
 import gc

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Runs of cohorts: what is refused, what each fault becomes, what is run again, and what is told in the end."""
 
 import csv

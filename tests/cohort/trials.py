@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: BSD-3-Clause
 """Cohorts with planted faults, and runs of them that are killed at random moments.
 
 The tests use small ones. By hand, with KETMESH naming the program:

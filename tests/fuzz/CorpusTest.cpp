@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Every file of the corpus goes through its reader: what is real is read, and nothing that is damaged
 // crashes, hangs or ends in an error that is not documented.
 #include "FuzzTargets.h"

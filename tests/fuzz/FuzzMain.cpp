@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The fuzzer: `ketsdk_fuzz TARGET [libFuzzer's arguments]`; `ketsdk_fuzz --list` names the targets.
 #include "FuzzTargets.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The library's own blocks and documents.
 #include "FuzzTargets.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What comes behind the readers: meshes of any content that a file can have go through every operator.
 #include "FuzzTargets.h"
 

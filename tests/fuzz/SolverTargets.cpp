@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Cases, decks and what solvers leave.
 #include "FuzzTargets.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Files that come through the bridge to VTK.
 #include "FuzzTargets.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Hexahedra and wedges cut into tetrahedra that fit together, held against counts of faces and against
 // volumes.
 #include "OriginsWitness.h"

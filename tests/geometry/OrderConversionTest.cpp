@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Conversion between kinds of elements, against what the views of single elements say of them.
 #include "TestMeshes.h"
 #include "TestProgress.h"

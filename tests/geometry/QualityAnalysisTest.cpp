@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The analysis operator against the measures of single elements, and its promise that threads change
 // nothing.
 #include "../TestMeshes.h"

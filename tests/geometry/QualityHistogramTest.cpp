@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/QualityHistogram.h>
 
 #include <gtest/gtest.h>

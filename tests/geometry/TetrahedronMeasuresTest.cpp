@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Measures of random tetrahedra against Verdict and against formulas of another kind (edge lengths only:
 // Heron, Cayley-Menger, the laws of cosines) in long double.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 // The Verdict functions that element geometry is checked against, under one set of names: a stand-alone

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Files as other programs write them: labels of another type, cells without volume, names where there is
 // room.
 #include "KetmeshProgram.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Frames of coordinates: what files say, and what is done where two of them meet.
 #include "KetmeshProgram.h"
 

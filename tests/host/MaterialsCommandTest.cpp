@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Materials from a CT image: a phantom with known grey values, and arithmetic on the files written.
 #include "KetmeshProgram.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // From an image of labels to a mesh that the other commands take.
 #include "KetmeshProgram.h"
 

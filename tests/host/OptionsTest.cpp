@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Every command and every option of it, as the program itself lists them, is used with success, and can be
 // cancelled at every stage of its work.
 #include "DicomElements.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The commands that measure, check and repair tetrahedra, against arithmetic on the files they read and
 // write.
 #include "KetmeshProgram.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What a command cannot do ends in one line that says why, and leaves nothing. Bad files: KetmeshTest.cpp.
 #include "KetmeshProgram.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // remove, split, merge and cut on the real head.
 #include "KetmeshProgram.h"
 #include "MeasuredSurface.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Surfaces of the real head give its sub-volumes back: as they are, written, disturbed and remeshed.
 #include "KetmeshProgram.h"
 #include "MeasuredSurface.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The tutorial does what it says.
 #include "KetmeshProgram.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Nodes that lie twice: what finds them, and what joins them.
 #include "KetmeshProgram.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "TestFiles.h"
 #include "TestMeshes.h"
 #include "TestProgress.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The job that measures, called as a user of the library calls it.
 #include <KetSDK/MeshJobs/ModelFile.h>
 #include <KetSDK/MeshJobs/Quality.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The jobs that make surfaces and lines of a mesh, and those that tell where its elements are bad.
 #include "OriginsWitness.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Operations that run out of memory leave a mesh as it was, and can be tried again. The allocator of this
 // program fails at the n-th call.
 #include "TestMeshes.h"

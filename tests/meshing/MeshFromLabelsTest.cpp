@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Meshes of label images: the smallest angle, closed interfaces and volumes hold for whatever the labels are.
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>

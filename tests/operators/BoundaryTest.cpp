@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // MMeshOperatorSTL and MMeshOperatorSurface: all faces of the tetrahedra, and which lie on the boundary.
 #include "TestMeshes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "TestMeshes.h"
 
 #include <KetSDK/Mesh/operators/MMeshIsosurfaceOperator.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What new meshes and surfaces came from: geometry is the witness.
 #include "OriginsWitness.h"
 #include "TestMeshes.h"

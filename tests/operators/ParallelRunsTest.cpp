@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Everything in the library that can run on several threads gives the same on any number of them.
 #include "TestMeshes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/persistence/MMeshArrayDifference.h>
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Values of a mesh go to what was made of it.
 #include "TestMeshes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "persistence/FullMesh.h"
 
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>

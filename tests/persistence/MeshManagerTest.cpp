@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Meshes that are swapped out come back as they were, whatever happens to disk, files and processes
 // meanwhile.
 #include "TestFiles.h"

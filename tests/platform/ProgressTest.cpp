@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include "TestProgress.h"
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>

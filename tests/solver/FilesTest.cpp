@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Decks that are written and read, results, and case files.
 #include "SolverModels.h"
 

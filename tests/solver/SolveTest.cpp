@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Models that are solved: against closed solutions, against what loads them, and those that no solver takes.
 #include "SolverModels.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Exploded views and graphs of the real meshes, beside their elements and VTK's edges.
 #include "RealMeshes.h"
 

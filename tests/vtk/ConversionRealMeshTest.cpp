@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Conversion between kinds of elements on real meshes: nothing is lost, doubled or torn open.
 #include "RealMeshes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Volume meshes go through files of both formats without losing a bit.
 #include "RealMeshes.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Images come out of files of every format with each voxel where the file says; damaged files end in one
 // line and never in a crash.
 #include "DicomElements.h"

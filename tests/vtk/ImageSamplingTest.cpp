@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Grey values of elements against VTK's probe, closed formulas, exact integer geometry and a real image.
 #include "RealMeshes.h"
 #include "TestMeshes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Files are opened once and read whole, whatever they are, whoever exchanges them meanwhile and whatever the
 // locale of the program is; and what they hold reaches no terminal as it is.
 #include "TestFiles.h"

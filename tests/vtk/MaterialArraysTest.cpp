@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Materials of elements and scalar fields on nodes, as arrays of a grid.
 #include <KetSDK/Mesh/materials/MMeshMaskIterator.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

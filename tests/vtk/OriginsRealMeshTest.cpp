@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Where the parts of new meshes and surfaces came from, on real meshes: geometry is the witness.
 #include "OriginsWitness.h"
 #include "RealMeshes.h"

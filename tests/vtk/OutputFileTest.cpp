@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Files appear whole or not at all, with the permissions and at the place that a user expects.
 #include "TestFiles.h"
 

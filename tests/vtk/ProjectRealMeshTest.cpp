@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The real head, straight and curved, is moved onto its own surface and onto disturbed ones.
 #include "RealMeshes.h"
 

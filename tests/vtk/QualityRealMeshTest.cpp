@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Quality metrics on real meshes, against VTK's and direct evaluation.
 #include "../geometry/QualityRun.h"
 #include "RealMeshes.h"

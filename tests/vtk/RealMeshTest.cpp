@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What must hold on real meshes: surfaces close, enclose the mesh's volume and count every face once.
 #include "RealMeshes.h"
 

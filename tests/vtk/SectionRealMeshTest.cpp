@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Sections of the real meshes: beside VTK's cutter, through nodes, and stacked up to the volume.
 #include "RealMeshes.h"
 

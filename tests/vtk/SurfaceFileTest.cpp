@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Surfaces go through files of every format; damaged files end in one line and never in a crash.
 #include "RealMeshes.h"
 #include "TestFiles.h"

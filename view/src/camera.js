@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The camera: views from the sides, and turning, moving and zooming by mouse, touch and keyboard.
 
 const add = (a, b, s = 1) => a.map((x, k) => x + s * b[k]);

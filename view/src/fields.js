@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What a page can be coloured by: sub-volumes, and values of elements and nodes.
 
 export const SubvolumeName = 'subvolume';

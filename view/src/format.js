@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Numbers as people read them.
 
 const whole = new Intl.NumberFormat('en', { maximumFractionDigits: 0 });

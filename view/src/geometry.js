@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { Kinds } from './kinds.js';
 
 // Triangles and lines to draw. Corners are not shared between triangles, so that each can have the value of its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The kinds of elements, by their number of nodes.
 
 // Faces in the order of solvers, winding outwards: corners, and the node between each and the next, if any.

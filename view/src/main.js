@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { bindKeys, bindPointer, CameraControl, namedViews } from './camera.js';
 import { categoryColor } from './colors.js';
 import { formatCount } from './format.js';

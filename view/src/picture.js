@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { categoryColor, Scales } from './colors.js';
 import { formatValue, ticks } from './format.js';
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import '@kitware/vtk.js/Rendering/OpenGL/Profiles/Geometry';
 import vtkDataArray from '@kitware/vtk.js/Common/Core/DataArray';
 import vtkPlane from '@kitware/vtk.js/Common/DataModel/Plane';

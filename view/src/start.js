@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The only script that stands in the page as it is: unpacks the program, whose hash the page's policy knows, and runs
 // it.
 const bytesOf = (id) => Uint8Array.from(atob(document.getElementById(id).textContent), (c) => c.charCodeAt(0));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { Kinds } from './kinds.js';
 
 // What lies across each face of each element.

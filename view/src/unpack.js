@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The data of a page: a mesh and its values in few bytes, as docs/view.md describes them.
 
 const unzip = async (bytes) =>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { categoryColor, colorTable, NoValue, rgbOf } from './colors.js';
 import { quantitiesOf, SubvolumeName } from './fields.js';
 import { castRay, cornerPoints, cornerValues, countKept, facePieces, nodeSides, sectionPieces } from './geometry.js';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // What the tests of the page share: runs of ketmesh, a browser that writes down what a page must not do, and meshes read
 // from their files without our own code.
 import assert from 'node:assert/strict';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Pages of all kinds of files: other elements, results, names that would like to be programs, meshes shown in part, phones.
 import assert from 'node:assert/strict';
 import { renameSync, writeFileSync } from 'node:fs';

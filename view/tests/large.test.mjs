@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A mesh of 600,000 elements is on the screen, drawn without a graphics card, within 15 seconds.
 import assert from 'node:assert/strict';
 import { after, test } from 'node:test';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The page of a real mesh, held against its file and the program's reports.
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // The page of a solved head, and the picture of it that README shows (docs/view.png is a copy of solved.png, which this
 // leaves in the build folder).
 import { writeFileSync } from 'node:fs';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -27,8 +28,8 @@ public:
     // Triangles of the surface.
     std::uint64_t GetNbTrianglesWithFace() const noexcept { return m_triangles.with; }
     std::uint64_t GetNbTrianglesWithoutFace() const noexcept { return m_triangles.without; }
-    // Faces whose triangle is turned the wrong way: at the boundary those that face into the mesh, between
-    // two sub-volumes those that face another way than most of their surface there.
+    // Faces whose triangle is turned the wrong way. At the boundary those are the ones that face into the
+    // mesh, between two sub-volumes the ones that face another way than most of their surface there.
     std::uint64_t GetNbTrianglesDisagreeing() const noexcept { return m_disagreeing; }
 
 private:

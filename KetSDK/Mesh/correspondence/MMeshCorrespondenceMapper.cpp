@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapper.h>
 
 MMeshCorrespondenceMapper::~MMeshCorrespondenceMapper() = default;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperBase.h>
@@ -6,12 +7,12 @@
 // little or remeshed since they were extracted. A face can have a triangle when its centroid and its
 // three corners lie within a tolerance of the surface.
 //
-// Where every corner of a triangle lies within the tolerance of a corner of the face, they match by
-// their corners, the closest first. Every other face gets a triangle within the tolerance of its
-// centroid whose plane agrees with its own to PlaneAngle; of several the one for which distance in
-// tolerances plus 1 - cosine of the angle, over its largest value, is least, and then the first. So where
-// surfaces meet or lie back to back, the planes decide. A face between elements gets no triangle that
-// matched another face by its corners: thin elements near the surface have faces close to it too.
+// Where every corner of a triangle lies within the tolerance of a corner of the face, they match by their
+// corners, the closest first. Every other face gets a triangle within the tolerance of its centroid whose
+// plane agrees with its own to PlaneAngle. Of several it gets the one with the least sum of the distance in
+// tolerances and of 1 - cosine of the angle, over its largest value; then the first. So where surfaces meet
+// or lie back to back, the planes decide. A face between elements gets no triangle that matched another face
+// by its corners: thin elements near the surface have faces close to it too.
 class KETSDK_MESH_API MMeshCorrespondenceMapperProjection : public MMeshCorrespondenceMapperBase {
 public:
     // Degrees up to which the planes of a face and a triangle agree, whichever way they face.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 
 #include <KetSDK/Mesh/geometry/PolyhedralFaceInterface.h>

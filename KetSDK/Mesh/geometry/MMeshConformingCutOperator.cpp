@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -20,11 +21,11 @@ struct MMeshOrigins;
 // place become one node. Inverted elements are turned.
 //
 // A face with four corners is halved through its node with the smallest number, so that neighbours agree
-// without asking, and a hexahedron becomes five or six tetrahedra, a wedge three: J. Dompierre, P. Labbe,
-// M.-G. Vallet, R. Camarero, How to subdivide pyramids, prisms and hexahedra into tetrahedra, 8th
-// International Meshing Roundtable, 1999. Beside triangles, as those of tetrahedra, the diagonal is theirs.
-// Where an element is so warped that a tetrahedron would not be positive, it is cut on the same diagonals in
-// another way, else with one node inside it, else along other diagonals that its neighbours can bear. An
+// without asking. A hexahedron becomes five or six tetrahedra, a wedge three: J. Dompierre, P. Labbe, M.-G.
+// Vallet, R. Camarero, How to subdivide pyramids, prisms and hexahedra into tetrahedra, 8th International
+// Meshing Roundtable, 1999. Beside triangles, as those of tetrahedra, the diagonal is theirs. Where an
+// element is so warped that a tetrahedron would not be positive, it is cut on the same diagonals in another
+// way. Where that does not help, it gets one node inside, or other diagonals that its neighbours can bear. An
 // element for which nothing of that helps is folded: it keeps the first cut, with tetrahedra that are not
 // positive. All that is judged exactly, on integer coordinates.
 //
@@ -53,7 +54,7 @@ public:
     }
 
     // Cuts, and makes the target linear. False without a mesh or target, when both are the same and for
-    // elements with nodes of another mesh, with nothing changed; false when the user cancelled, with a target
+    // elements with nodes of another mesh, with nothing changed. False when the user cancelled, with a target
     // that is not complete.
     bool Operate() override;
 

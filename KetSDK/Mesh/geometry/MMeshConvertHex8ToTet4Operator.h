@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -9,7 +10,7 @@ class MMeshBase;
 struct MMeshOrigins;
 
 // Builds a mesh in which every hexahedron of a mesh is cut into five linear tetrahedra, four at the corners
-// 1, 3, 4 and 6 and one in the middle; elements of other kinds are copied. Elements come sub-volume by
+// 1, 3, 4 and 6 and one in the middle. Elements of other kinds are copied. Elements come sub-volume by
 // sub-volume, within one in the order of the mesh; each new sub-volume has the name and the material number
 // of the old one. Nodes at one place become one node. Inverted tetrahedra are turned.
 //
@@ -18,8 +19,8 @@ struct MMeshOrigins;
 // not conform: see CompareDiagonals. In a regular grid all agree when every other hexahedron, as on a
 // chessboard, has its nodes turned by a quarter (1, 2, 3, 0, 5, 6, 7, 4).
 //
-// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique: node masks of
-// the target have a slot for every node of every element (kept: hosts rely on these indices).
+// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique. So node masks
+// of the target have a slot for every node of every element (kept: hosts rely on these indices).
 //
 // Grey values, materials, other masks and original identifiers are not copied. Reads no settings, reports no
 // progress. One thread at a time uses operator and meshes; copies refer to the same meshes.

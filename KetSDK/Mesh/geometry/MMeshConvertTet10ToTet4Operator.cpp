@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 
 #include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -6,16 +7,16 @@
 class MMeshBase;
 struct MMeshOrigins;
 
-// Builds a mesh of linear tetrahedra on the quadratic ones of a mesh: one on the corners of each element, or
-// eight on all its nodes, in the order of MMeshElementDescriptor::descr_tet10_to_tet4. Elements come
-// sub-volume by sub-volume, within one in the order of the mesh; each new sub-volume has the name and the
-// material number of the old one. Nodes at one place become one node. Inverted tetrahedra are turned.
+// Builds a mesh of linear tetrahedra on the quadratic ones of a mesh. It makes one on the corners of each
+// element, or eight on all its nodes in the order of MMeshElementDescriptor::descr_tet10_to_tet4. Elements
+// come sub-volume by sub-volume, within one in the order of the mesh; each new sub-volume has the name and
+// the material number of the old one. Nodes at one place become one node. Inverted tetrahedra are turned.
 //
-// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique: node masks of
-// the target have a slot for every node of every element (kept: hosts rely on these indices).
+// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique. So node masks
+// of the target have a slot for every node of every element (kept: hosts rely on these indices).
 //
 // Grey values, materials, other masks and original identifiers are not copied. Of elements of other kinds the
-// first four nodes are taken; a node that an element does not have is at the origin, as are the mid-edge
+// first four nodes are taken. A node that an element does not have is at the origin, as are the mid-edge
 // nodes of an element with fewer than ten nodes. Reads no settings, reports no progress. One thread at a time
 // uses operator and meshes; copies refer to the same meshes.
 class KETSDK_MESH_API MMeshConvertTet10ToTet4Operator : public MMeshOperator {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>

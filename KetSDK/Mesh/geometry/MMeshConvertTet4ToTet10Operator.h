@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -15,8 +16,8 @@ struct MMeshOrigins;
 // the mesh; each new sub-volume has the name and the material number of the old one. Nodes at one place
 // become one node, so neighbours share the nodes of their edges.
 //
-// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique: node masks of
-// the target have a slot for every node of every element (kept: hosts rely on these indices).
+// Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique. So node masks
+// of the target have a slot for every node of every element (kept: hosts rely on these indices).
 //
 // Grey values, materials, other masks and original identifiers are not copied. Orientation is kept, wrong
 // orientation included. Of elements of other kinds the first four nodes are taken, and a node that an

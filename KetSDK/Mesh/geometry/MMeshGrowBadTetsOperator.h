@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -13,9 +14,9 @@ class MMeshElement;
 class MStlBase;
 class MStlTriangle;
 
-// Marks where bad elements show on a surface: takes a set of elements, grows it by rings of face
-// neighbours, and marks the surface triangles that coincide with boundary faces of the grown set, so that
-// the region can be shown or meshed anew. Faces without a surface triangle are passed over.
+// Marks where bad elements show on a surface, so that the region can be shown or meshed anew. Takes a set of
+// elements and grows it by rings of face neighbours. Marks the surface triangles that coincide with boundary
+// faces of the grown set. Faces without a surface triangle are passed over.
 //
 // Enables the neighbour information of the mesh and leaves it enabled. Meant for four- and ten-node
 // elements, of which the corners count. One thread at a time uses operator, mesh and surface.

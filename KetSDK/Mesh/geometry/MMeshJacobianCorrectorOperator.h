@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -7,15 +8,15 @@
 
 class MMeshElement;
 
-// Repairs a mesh of ten-node tetrahedra in place: where the curved shape of an element is bad, its
-// mid-edge nodes are pulled back towards the middles of their straight edges, as little as needed.
-// First every mid node that stands too far across its edge, then, in passes until one finds nothing to
-// do, every element whose Jacobian ratio lies outside the thresholds. Pulling back for one element can
-// spoil its neighbours; the next pass sees to them.
+// Repairs a mesh of ten-node tetrahedra in place. Where the curved shape of an element is bad, its mid-edge
+// nodes are pulled back towards the middles of their straight edges, as little as needed. First every mid
+// node that stands too far across its edge, then, in passes until one finds nothing to do, every element
+// whose Jacobian ratio lies outside the thresholds. Pulling back for one element can spoil its neighbours;
+// the next pass sees to them.
 //
 // Corners never move. Elements of other kinds are left alone. So are elements that are bad even when
-// straight. A node that is no proper mid node, being a corner too or lying on different edges, never moves:
-// an element that has such nodes is straightened by its other ones. Whatever moves comes closer to its
+// straight. A node that is no proper mid node, being a corner too or lying on different edges, never moves.
+// An element that has such nodes is straightened by its other ones. Whatever moves comes closer to its
 // straight position on a grid of integers, so the passes end, and a second run finds nothing to do. Box and
 // coordinate index of the mesh follow. Reads no settings, reports no progress. Copies take all settings and
 // results along. One thread at a time uses the operator and its mesh.
@@ -35,8 +36,8 @@ public:
     void SetMaxRatioThreshold(double ratio) noexcept { m_max_ratio = ratio; }
     double GetMaxRatioThreshold() const noexcept { return m_max_ratio; }
 
-    // A mid node M on the edge from A to B is pulled back when its alignment, the cosine of the angle
-    // between M - A and B - M, lies below this; 0.333333 unless set. It is 1 on the straight edge, and -1
+    // A mid node M on the edge from A to B is pulled back when its alignment lies below this. That is the
+    // cosine of the angle between M - A and B - M. 0.333333 unless set. It is 1 on the straight edge, and -1
     // is taken for a node at a corner.
     void SetMinAlignmentThreshold(double cosine) noexcept { m_min_alignment = cosine; }
     double GetAlignmentThreshold() const noexcept { return m_min_alignment; }
@@ -62,15 +63,14 @@ public:
     // Elements with a corner on the boundary of the mesh.
     int GetNbOuterElements() const noexcept { return m_nb_outer; }
 
-    // What the last run found before it moved anything: the largest deviation of a mid node from the
-    // middle of its edge, in model units and relative to the edge's length (infinite beside an edge of
-    // no length), and the smallest alignment.
-    // -1, -1 and DBL_MAX when there is no mid node.
+    // What the last run found before it moved anything. The largest deviation of a mid node from the middle
+    // of its edge stands in model units, and relative to the edge's length (infinite beside an edge of no
+    // length). Beside it stands the smallest alignment. -1, -1 and DBL_MAX when there is no mid node.
     double GetLargestDeviation() const noexcept { return m_largest_deviation; }
     double GetLargestRelativeDeviation() const noexcept { return m_largest_relative_deviation; }
     double GetSmallestAlignment() const noexcept { return m_smallest_alignment; }
-    // What it left behind: the extreme Jacobian ratios of all elements (1 for one of another kind), and
-    // the smallest distortion of a ten-node element as QualityJacobianDistortion gives it, DBL_MAX when
+    // What it left behind: the extreme Jacobian ratios of all elements (1 for one of another kind), and the
+    // smallest distortion of a ten-node element. QualityJacobianDistortion gives that; it is DBL_MAX when
     // there is none. For a mesh without elements the ratios stay DBL_MAX and -DBL_MAX.
     double GetSmallestRatio() const noexcept { return m_smallest_ratio; }
     double GetLargestRatio() const noexcept { return m_largest_ratio; }

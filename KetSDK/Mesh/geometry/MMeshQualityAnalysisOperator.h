@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -79,8 +80,8 @@ public:
     // Number of bins of the histogram while there is no positive bin width; 10 unless set. A negative
     // number acts as 0.
     void SetNbPartitions(int partitions) noexcept { m_partitions = partitions; }
-    // A positive width fixes the width of the bins in place of their number, and extends the range to a
-    // whole number of them; it gives no bins where the range is that of the values. 0 unless set.
+    // A positive width fixes the width of the bins in place of their number, and extends the range to a whole
+    // number of them. It gives no bins where the range is that of the values. 0 unless set.
     void SetPartitionWidth(double width) noexcept { m_partition_width = width; }
     // Caps the upper end of the histogram's range, except where that is the range of the values. DBL_MAX
     // unless set.
@@ -93,9 +94,9 @@ public:
     // element; false, those of its corners, unless set. CornerVolume is that of the corners either way.
     void SetCurvedVolumes(bool curved) noexcept { m_curved_volumes = curved; }
 
-    // Evaluates the metric on all elements in their order. False without a mesh, for an unknown metric,
-    // for JacobianDistortion on a mesh that is not quadratic (the results are then empty), and when the
-    // user cancelled: the histogram then holds the values so far, in no bin, and the mask too.
+    // Evaluates the metric on all elements in their order. False without a mesh, for an unknown metric, for
+    // JacobianDistortion on a mesh that is not quadratic (the results are then empty), and when the user
+    // cancelled. The histogram then holds the values so far, in no bin, and the mask too.
     // FluentOrthogonalQuality and OrthogonalQuality look across faces when the mesh's neighbour information
     // is enabled.
     bool Operate() override;

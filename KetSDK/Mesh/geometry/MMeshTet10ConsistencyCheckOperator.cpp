@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
 
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>

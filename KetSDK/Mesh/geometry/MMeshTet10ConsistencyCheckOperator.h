@@ -1,15 +1,16 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
-// Counts four kinds of defect in the elements of a mesh, and changes nothing: elements with a mid-edge
-// node too far from the middle of its edge, elements with a face whose mid nodes are too far from theirs,
-// inverted elements, and elements without volume. An element may have several defects. The first two
-// are looked for in quadratic meshes only. Every element is seen as a tetrahedron, linear or quadratic,
-// on its first nodes.
-// The counts add up over runs (kept: callers sum over meshes in this way); a new operator starts at 0.
-// Reads no settings, reports no progress. One thread at a time uses operator and mesh.
+// Counts four kinds of defect in the elements of a mesh, and changes nothing. Those are elements with a
+// mid-edge node too far from the middle of its edge, and elements with a face whose mid nodes are too far
+// from theirs. The others are inverted elements, and elements without volume. An element may have several
+// defects. The first two are looked for in quadratic meshes only. Every element is seen as a tetrahedron,
+// linear or quadratic, on its first nodes. The counts add up over runs (kept: callers sum over meshes in this
+// way); a new operator starts at 0. Reads no settings, reports no progress. One thread at a time uses
+// operator and mesh.
 class KETSDK_MESH_API MMeshTet10ConsistencyCheckOperator : public MMeshOperator {
 public:
     MMeshTet10ConsistencyCheckOperator() = default;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/PolyhedronInterface.h>
 
 #include <KetSDK/Mesh/geometry/PolyhedralFaceInterface.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/QuadrangularFace.h>
 
 QuadrangularFace::QuadrangularFace(MMVector<double, 3> const& a, MMVector<double, 3> const& b,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -12,8 +13,8 @@
 #include <vector>
 
 // The distribution of one quality measure over many elements: the values as they were added, and their
-// counts in partitions (bins) of equal width that cut up a range of values. CountT (int, MLong or
-// unsigned int) is the type of the counts, ValueT (double) that of the values and bounds.
+// counts. These are taken in partitions (bins) of equal width that cut up a range of values. CountT (int,
+// MLong or unsigned int) is the type of the counts, ValueT (double) that of the values and bounds.
 //
 // Usual order: SetNbPartitions, SetMinRange and SetMaxRange where the range is not that of the values,
 // AddValue for each element, ComputeHistogram, then the getters. Partition numbers are not

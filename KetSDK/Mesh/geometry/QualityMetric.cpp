@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
@@ -117,7 +118,7 @@ constexpr QualityMetric Metrics[] = {
      "Ansys Meshing, user's guide (element quality)"},
     {Metric::FluentOrthogonalQuality, "FluentOrthogonalQuality",
      "smallest cosine between a face's normal and the lines from the centroid to the face's and, where "
-     "neighbours are known, to the neighbour's centroid, the normal as the neighbour winds the face",
+     "neighbours are known, to the neighbour's centroid. The normal is as the neighbour winds the face",
      "", "[-1, 1]", Unit, None, Lowest, false, 1, -1, 0, 1,
      "Ansys Fluent, user's guide (orthogonal quality)"},
     {Metric::MinCornerAngle, "MinCornerAngle", "smallest of the twelve angles between two edges at a corner",

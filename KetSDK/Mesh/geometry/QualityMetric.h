@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -23,9 +24,9 @@ struct QualityMetric {
     };
     // What the operator's IsBetterThan goes by.
     enum class Sense { None, Higher, Lower };
-    // Which values to look at first when bad elements are searched for; known for every metric, also
-    // where IsBetterThan knows of no sense, and apart from it where that is no help: folded elements
-    // have a low Jacobian.
+    // Which values to look at first when bad elements are searched for. Known for every metric, also where
+    // IsBetterThan knows of no sense, and apart from it where that is no help. Folded elements have a low
+    // Jacobian.
     enum class Worst {
         Lowest,
         Highest,
@@ -44,11 +45,11 @@ struct QualityMetric {
     // element is bad by each of these, whatever its value: MinJacobianDeterminant and JacobianRatio can miss
     // the fold between their points.
     bool quadratic;
-    // The best value, that of the regular tetrahedron with edges of 1 where size matters; and the values
-    // on three faulty elements made from it: the mirrored one (two corners exchanged), the flat one (the
-    // corners of a square with sides of 1), and one with a coordinate that is not a number. Straight
-    // edges where the metric is for quadratic elements. The size of a value says nothing of the fault
-    // where the faulty element scores as a good one does.
+    // The best value, that of the regular tetrahedron with edges of 1 where size matters; and the values on
+    // three faulty elements made from it. Those are the mirrored one (two corners exchanged), the flat one
+    // (the corners of a square with sides of 1), and one with a coordinate that is not a number. Straight
+    // edges where the metric is for quadratic elements. The size of a value says nothing of the fault where
+    // the faulty element scores as a good one does.
     double best;
     double inverted;
     double flat;

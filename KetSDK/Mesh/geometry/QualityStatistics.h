@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -32,7 +33,7 @@ struct QualityStatistics {
 KETSDK_MESH_API QualityStatistics Summarize(std::span<double const> values);
 
 // Indices of the values to look at first when bad elements are searched for (QualityMetric::Worst), at most
-// `count` of them: values that are not finite come first, and equal ones in order of their indices.
+// `count` of them. Values that are not finite come first, and equal ones in order of their indices.
 KETSDK_MESH_API std::vector<std::uint32_t> FindWorst(QualityMetric const& metric,
                                                      std::span<double const> values, std::size_t count);
 

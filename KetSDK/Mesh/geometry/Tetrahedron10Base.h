@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 
 #include <array>
 
-// The geometric view of one ten-node (quadratic) tetrahedron: the corners of TetrahedronBase and six
-// mid-edge nodes; with them the Jacobian of the curved element, the measures built on it, and how far
-// the mid-edge nodes stray from the middles of their edges.
+// The geometric view of one ten-node (quadratic) tetrahedron: the corners of TetrahedronBase and six mid-edge
+// nodes. With them the Jacobian of the curved element, the measures built on it, and how far the mid-edge
+// nodes stray from the middles of their edges.
 //
 // Nodes 0 to 3 are the corners; node 4 + m is mid node m on edge m of descr_tet4_tet10_point. Vertices
 // are all ten nodes: the bounding box and ShrinkTowardsCentroid cover them. The centroid and the linear
@@ -37,7 +38,7 @@ public:
     double Volume() const override;
     std::uint64_t GetNbVertices() const override; // 10
     std::uint64_t GetNbFaces() const override;    // 4
-    // The faces of the curved element as 16 triangles, wound outwards: triangle i belongs to face i / 4,
+    // The faces of the curved element as 16 triangles, wound outwards. Triangle i belongs to face i / 4,
     // which gives the three triangles at its corners, then the one of its mid nodes. Three points at the
     // origin for other numbers and for a linear element.
     MTriangle<double, 3> GetTriangleOfTet10(std::uint64_t i) override;
@@ -56,8 +57,8 @@ public:
     // True when every mid node lies less than `percent` of its edge's length from the edge's middle;
     // for a linear element always. An edge without length does not pass.
     virtual bool CheckMidVertices(double percent);
-    // True when on every face the largest deviation of a mid node is less than `percent` of the mean
-    // length of the face's three straight edges; for a linear element always.
+    // True when on every face the largest deviation of a mid node is less than `percent` of the mean length
+    // of the face's three straight edges. For a linear element always.
     virtual bool CheckMidFaces(double percent);
     // The smallest Jacobian determinant at the nodes and at four inner points, over the mean of those
     // four: 1 for a straight-sided element. It is what Verdict calls the distortion of ten nodes.
@@ -76,7 +77,7 @@ public:
 
 protected:
     // The derivatives g0 to g3 of the position by each barycentric coordinate, at the point with the
-    // coordinates l0 to l3: shape functions L (2 L - 1) at corners, 4 L L' at mid nodes (Zienkiewicz and
+    // coordinates l0 to l3. Shape functions are L (2 L - 1) at corners, 4 L L' at mid nodes (Zienkiewicz and
     // Taylor, The Finite Element Method, vol. 1).
     virtual void _ComputeJacobian(double l0, double l1, double l2, double l3, MMVector<double, 3>& g0,
                                   MMVector<double, 3>& g1, MMVector<double, 3>& g2, MMVector<double, 3>& g3);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 
 #include <KetSDK/Math/MathCore/MMatrix3x3.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/IDataMaskOwner.h>
@@ -74,7 +75,7 @@ public:
         return index < m_objects.Capacity() ? m_objects[index] : nullptr;
     }
 
-    // For a mesh whose objects go for a while and come back, with their indices, at other addresses: gives
+    // For a mesh whose objects go for a while and come back, with their indices, at other addresses. Gives
     // the memory of the object table back; indices stay taken and masks keep their values.
     void ForgetObjects() noexcept { m_objects.Clear(); }
     // Enters an object under the index that it has. Throws std::runtime_error("invalid state") when that

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -30,7 +31,7 @@ public:
     // same width; the list stays empty for n = 0. When no element is selected they return false, and
     // the list is empty. Starts are in the unit of the mesh, centres in `unit`.
 
-    // All elements. The intervals carry the density a + b * x^c + d * x^e at their centre x, and 0 where x
+    // All elements. The intervals carry the density a + b * x^c + d * x^e at their centre x. It is 0 where x
     // is negative and c or e is no integer: such a power is not real.
     bool CreateUniform(MMeshBase* mesh, unsigned int n, double a, double b, double c, double d, double e,
                        EMapUnit unit, SubVolumes const* sub_volumes = nullptr);
@@ -50,12 +51,11 @@ public:
     // values.
     bool DivideRange(unsigned int n, double min, double max, EMapUnit unit);
 
-    // One interval, in ascending order and without gaps, for each position of `mask` whose flag is set,
-    // the last one only when it is the material index of some element. An interval starts at the mean
-    // grey value (of whole numbers, fractions cut off) of the elements that have the position as their
-    // material index, at 0 when there are none. It carries that mean when `with_values` is true (the
-    // last position carries 0), else nothing. Elements whose material index lies beyond the flags are
-    // left out.
+    // One interval, in ascending order and without gaps, for each position of `mask` whose flag is set, the
+    // last one only when it is the material index of some element. An interval starts at the mean grey value
+    // (of whole numbers, fractions cut off) of the elements that have the position as their material index.
+    // It starts at 0 when there are none. It carries that mean when `with_values` is true (the last position
+    // carries 0), else nothing. Elements whose material index lies beyond the flags are left out.
     bool CreateFromMask(MMeshBase* mesh, std::vector<bool> const& mask, bool with_values,
                         SubVolumes const* sub_volumes = nullptr);
 };

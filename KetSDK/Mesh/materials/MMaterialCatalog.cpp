@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/materials/MMaterialCatalog.h>
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/materials/MDataMaskContainer.h>
@@ -18,9 +19,9 @@ template <typename C, typename M, typename V>
 struct BuiltInMask;
 } // namespace KetSDK::Mesh::Detail
 
-// The masks of a mesh's elements: the built-in ones, which exist from their first Get until Release or
-// Clear and belong to the container, and user masks, which belong to their makers. Created by the mesh.
-// The const Get operations return null while the mask does not exist.
+// The masks of a mesh's elements. The built-in ones exist from their first Get until Release or Clear and
+// belong to the container; user masks belong to their makers. Created by the mesh. The const Get operations
+// return null while the mask does not exist.
 class KETSDK_MESH_API MMeshElementMaskContainer : public MDataMaskContainer<MMeshElement> {
 public:
     // One entry of an element's volume list: the share of the element that a volume takes.
@@ -87,9 +88,9 @@ public:
     void CopyBuiltInMasks(MMeshElementMaskContainer const& other, CopiedElements const& copies,
                           bool with_subvolumes);
 
-    // Which material of several an element has: the number of set flags below its main volume, which is
-    // the one with the largest weight (the first of several) among the volumes of its list whose flag is
-    // set. For an element without such a volume it is the number of all set flags (below position 65535).
+    // Which material of several an element has: the number of set flags below its main volume. That is the
+    // one with the largest weight (the first of several) among the volumes of its list whose flag is set. For
+    // an element without such a volume it is the number of all set flags (below position 65535).
     static unsigned short CalculateMaterialIndexFromVolumeList(VolumeList const& list,
                                                                std::vector<bool> const& flags);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -13,9 +14,9 @@
 
 class MMeshBase;
 
-// Walks the masks of kind M, derived kinds included, that are registered with a mesh's node masks, in the
-// order of registration; of a mesh that must not change those of kind M const. A mask that is registered or
-// dies makes the iterators of its mesh invalid. One thread at a time, while none registers masks.
+// Walks the masks of kind M, derived kinds included, that are registered with a mesh's node masks, in that
+// order. Of a mesh that must not change those of kind M const. A mask that is registered or dies makes the
+// iterators of its mesh invalid. One thread at a time, while none registers masks.
 template <typename M>
 class KETSDK_MESH_API MMeshMaskIterator {
 public:

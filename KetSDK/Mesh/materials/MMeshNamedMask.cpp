@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/materials/MMeshNamedMask.h>
 
 MMeshNamedMask::MMeshNamedMask(std::wstring const& id, std::wstring const& user_label, MMeshBase* mesh)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/BaseProgressReporter.h>
@@ -17,15 +18,15 @@ class MMeshMaterial;
 class MMeshOperatorSettingsMaterialAssign;
 
 // Gives every element of the selected sub-volumes a material of the catalog in the settings
-// (MMeshOperatorSettingsMaterialAssign), and leaves in the catalog of the mesh exactly the materials that
-// its elements have.
+// (MMeshOperatorSettingsMaterialAssign). Leaves in the catalog of the mesh exactly the materials that its
+// elements have.
 //
 // Materials may get other identifiers on the way. When all sub-volumes are selected, or the mesh has no
-// materials, the catalog of the settings replaces that of the mesh. Otherwise the elements outside keep
-// their materials: each material of the settings becomes the first one of the mesh that is equal to it but
-// for the identifier, or is added under a free identifier. Materials are copied; the catalog of the
-// settings stays as it is. An element for which there is no material gets 0 or, from the lookup,
-// 0xFFFFFFFF. One thread at a time uses the operator and its mesh.
+// materials, the catalog of the settings replaces that of the mesh. Otherwise the elements outside keep their
+// materials. Each material of the settings becomes the first one of the mesh that is equal to it but for the
+// identifier, or is added under a free identifier. Materials are copied; the catalog of the settings stays as
+// it is. An element for which there is no material gets 0 or, from the lookup, 0xFFFFFFFF. One thread at a
+// time uses the operator and its mesh.
 class KETSDK_MESH_API MMeshOperatorMaterialAssign : public MMeshOperator {
 public:
     MMeshOperatorMaterialAssign() = default;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -80,8 +81,8 @@ struct AssignedMaterial {
 // Material indices, one for each sub-volume, are 16 bits wide.
 inline constexpr std::size_t MostSubVolumesWithMaterials = 65534;
 
-// Gives the elements of a mesh materials, by their grey values where there is no constant one, and leaves in
-// the catalog of the mesh the materials that are in use; returns these by ascending identifier. Identifiers
+// Gives the elements of a mesh materials, by their grey values where there is no constant one. Leaves in the
+// catalog of the mesh the materials that are in use, and returns these by ascending identifier. Identifiers
 // count from 1: bins or sub-volumes first, constants then. Kept materials keep theirs, and the others count
 // on from the largest of them. By Mask and Index the only entry in the volume list of an element is then its
 // sub-volume. Empty when the user cancelled; elements may have lost or got materials before. Throws

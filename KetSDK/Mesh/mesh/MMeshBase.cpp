@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>

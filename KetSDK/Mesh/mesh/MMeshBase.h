@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -29,9 +30,9 @@ class MMeshBaseNeighborsInfo;
 class MMeshCorrespondenceMapper;
 struct MMeshOrigins;
 
-// A volumetric finite-element mesh: nodes with integer coordinates, elements, a value per node or
-// element for whatever is known of them (masks), a material catalog, and named sub-volumes to which
-// every element belongs. The first sub-volume is the main one, into which new elements go.
+// A volumetric finite-element mesh: nodes with integer coordinates, elements, and a value per node or element
+// for whatever is known of them (masks). It has a material catalog, and named sub-volumes to which every
+// element belongs. The first sub-volume is the main one, into which new elements go.
 //
 // Nodes and elements keep their addresses while the mesh only grows; ClearMesh, ReplaceData and _Set
 // invalidate all of them, with all mask indices, the neighbour information and every iterator.
@@ -68,8 +69,8 @@ public:
     // masks stay out. Throws "invalid state", before anything is written, when the mesh is not consistent;
     // what cannot be written shows in the stream.
     void SaveState(MStreamMFileOut& out) override;
-    // Whether every element is of a known kind, with nodes of this mesh, and every face that the surface
-    // mask lists is one of its element: what can be written and read back.
+    // Whether every element is of a known kind, with nodes of this mesh, and every face that the surface mask
+    // lists is one of its element. Such a mesh can be written and read back.
     bool IsConsistent() const;
 
     // --- Nodes -------------------------------------------------------------------------------------

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -12,11 +13,11 @@
 
 class MMeshBase;
 
-// Which elements of a tetrahedral mesh lie across a face or around an edge. Built on demand as one list
-// per node of the elements that use it as one of their first four nodes, so it is meant for four- and
-// ten-node elements; faces and edges are found by intersecting those lists. Not updated when the mesh
-// changes: whoever changes elements or nodes disables and enables it again. Queries assume that it is
-// enabled, and are safe from several threads.
+// Which elements of a tetrahedral mesh lie across a face or around an edge. Built on demand as one list per
+// node of the elements that use it as one of their first four nodes, so it is meant for four- and ten-node
+// elements. Faces and edges are found by intersecting those lists. Not updated when the mesh changes: whoever
+// changes elements or nodes disables and enables it again. Queries assume that it is enabled, and are safe
+// from several threads.
 class KETSDK_MESH_API MMeshBaseNeighborsInfo {
 public:
     // Disabled. The mesh is not owned.
@@ -43,7 +44,7 @@ public:
     // The local number (0..5) of the edge p-q in e. 0 also when there is no such edge.
     char GetEdgeIndex(MMeshElement* e, MMeshPoint* p, MMeshPoint* q);
 
-    // Appends e and the elements around its edge in the order in which they meet: the whole ring
+    // Appends e and the elements around its edge in the order in which they meet. That is the whole ring
     // around an interior edge; on the boundary first those reached across the face
     // descr_tet4_edge_faces[edge][0], then those on the other side. Nothing for edge > 5 and for an element
     // of fewer than four nodes.
@@ -61,9 +62,9 @@ private:
         std::uint32_t size = 0;
         std::uint32_t Blocks() const noexcept { return (size + 3) / 4; }
     };
-    // Four elements of a list: their numbers, and for each a signature of its three other corners, a
-    // few bits set of 32, by which most elements that do not use a node are told apart four at a time
-    // and without a look at the element. Unused entries have no bit set.
+    // Four elements of a list: their numbers, and for each a signature of its three other corners, a few bits
+    // set of 32. By these most elements that do not use a node are told apart, four at a time and without a
+    // look at the element. Unused entries have no bit set.
     using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
     struct Block {
         FourNumbers element;

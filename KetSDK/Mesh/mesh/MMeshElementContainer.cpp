@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>

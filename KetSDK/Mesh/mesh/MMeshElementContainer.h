@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -53,10 +54,10 @@ public:
     // Writes the element block: count (32 bits), then for each element its node count (8 bits) and the
     // index of each node (32 bits), little-endian.
     void SaveElementsToFile(MFile* file) const;
-    // Appends the elements of an element block, with the nodes of `mesh`, and registers each with the
-    // element masks of `mesh`; they are put into no sub-volume. A block that is cut off, of an unknown
-    // element kind or with a node number that the mesh does not have throws "invalid state"; then, and out
-    // of memory, container and masks are as they were.
+    // Appends the elements of an element block, with the nodes of `mesh`, and registers each with the element
+    // masks of `mesh`; they are put into no sub-volume. A block that is cut off, of an unknown element kind
+    // or with a node number that the mesh does not have throws "invalid state". Then, and out of memory,
+    // container and masks are as they were.
     void LoadElementsFromFile(MMeshBase* mesh, MFile* file);
 
     // Bytes held, node arrays included.
@@ -68,8 +69,8 @@ public:
     auto begin() const noexcept { return m_elements.begin(); }
     auto end() const noexcept { return m_elements.end(); }
 
-    // Calls visit(element, number) for all elements in order, for loops that read the nodes: what is read
-    // of later elements, which may lie anywhere in memory, is fetched ahead of its use.
+    // Calls visit(element, number) for all elements in order, for loops that read the nodes. What is read of
+    // later elements, which may lie anywhere in memory, is fetched ahead of its use.
     template <typename Visit>
     void ForEachWithNodes(Visit&& visit) const {
         ForEachWithNodes(0, GetNumElements(), visit);

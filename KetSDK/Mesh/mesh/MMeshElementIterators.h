@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -98,8 +99,8 @@ public:
 
     // Room that Clone needs, the element iterator included.
     virtual std::size_t GetCloneSize() const;
-    // An independent copy: built in `storage` (aligned for any object, GetCloneSize() bytes; the caller
-    // calls its destructor and frees the block), or on the heap when null (the caller deletes it).
+    // An independent copy: built in `storage` (aligned for any object, GetCloneSize() bytes; the caller calls
+    // its destructor and frees the block). With null it is built on the heap, and the caller deletes it.
     virtual MMeshTetrahedronIterator* Clone(void* storage) const;
     virtual ~MMeshTetrahedronIterator();
     virtual MMeshTetrahedronIterator& operator++();

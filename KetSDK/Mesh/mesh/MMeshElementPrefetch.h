@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
@@ -22,8 +23,8 @@ namespace KetSDK::Mesh {
         Support::Prefetch(e.GetNode(i));
 }
 
-// In round i of `count` rounds that use element_at(i), a pointer, and its array of nodes: the array that is
-// used Distance rounds later, and the element that is used twice as late.
+// In round i of `count` rounds that use element_at(i), a pointer, and its array of nodes. Fetches the array
+// that is used Distance rounds later, and the element that is used twice as late.
 template <std::size_t Distance, typename ElementAt>
 [[gnu::always_inline]] inline void PrefetchWithNodeArray(std::size_t i, std::size_t count,
                                                          ElementAt const& element_at) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -33,5 +34,5 @@ struct MMeshOrigins {
 
 // The origins of a mesh that was made in two steps: `later` says what it came from in a mesh in between, and
 // `earlier` what that came from. Throws std::invalid_argument where an end of an edge lies in the middle of
-// an edge itself, which two nodes cannot tell: values are to be carried step by step then.
+// an edge itself, which two nodes cannot tell. Values are to be carried step by step then.
 KETSDK_MESH_API MMeshOrigins ComposeOrigins(MMeshOrigins const& earlier, MMeshOrigins const& later);

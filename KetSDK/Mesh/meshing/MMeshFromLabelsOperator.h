@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -42,10 +43,10 @@ struct MMeshLabelReport {
     // Nodes for which no such place was found within twice the size; they do not count in the distances.
     std::uint64_t not_found = 0;
     // Twice the volume of the voxels over the area between them and others, times 3/2 as for a surface in any
-    // direction: how thick a plate of this label would be. 2/3 of its radius for a ball.
+    // direction. So thick a plate of this label would be. It is 2/3 of its radius for a ball.
     double thickness = 0.0;
     // Volume of the voxels that have no tetrahedron of their label in the cube of the lattice where their
-    // centre lies or beside it: what was too thin for the size.
+    // centre lies or beside it. They were too thin for the size.
     double lost_volume = 0.0;
 };
 

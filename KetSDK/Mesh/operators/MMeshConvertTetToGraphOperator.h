@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -12,10 +13,10 @@ class MMeshBase;
 class MMeshElement;
 class MStlFeature;
 
-// Turns the edges of tetrahedra into line graphs: one for each sub-volume of the mesh, in the order of the
-// mesh's list, appended to a feature and named as the sub-volume. A graph has the corners of the elements as
-// vertices, in the order in which these first meet them and with the nodes' integer coordinates, and every
-// edge once, in the direction of descr_tet4_tet10_point in the element that first has it. Nodes at one
+// Turns the edges of tetrahedra into line graphs: one for each sub-volume of the mesh, in the order of its
+// list. They are appended to a feature and named as the sub-volumes. A graph has the corners of the elements
+// as vertices, in the order in which these first meet them and with the nodes' integer coordinates. It has
+// every edge once, in the direction of descr_tet4_tet10_point in the element that first has it. Nodes at one
 // position become one vertex.
 //
 // Unless all edges are asked for, those on a face at which some sub-volume ends, outside or against another

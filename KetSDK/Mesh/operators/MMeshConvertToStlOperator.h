@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -9,14 +10,14 @@ class MStlBase;
 struct MSurfaceOrigins;
 
 // Writes every tetrahedron of a mesh, or of a selection, as four triangles of its own into a surface
-// container, on request shrunk towards its centroid, so that the elements stand apart: an exploded view.
-// A face between two elements comes twice, once from each side. Triangles wind outwards, and their normals
-// point outwards, for correctly oriented elements.
+// container. On request it is shrunk towards its centroid, so that the elements stand apart: an exploded
+// view. A face between two elements comes twice, once from each side. Triangles wind outwards, and their
+// normals point outwards, for correctly oriented elements.
 //
 // Every element is read as the tetrahedron of its first four nodes. The triangles follow one another in the
-// order of the elements, each with its faces 0 to 3 as GetFaceOriented gives them, in the container's first
-// surface, which is made when there is none. Points at the same integer position are shared.
-// Reads no settings, reports no progress. One thread at a time uses operator, mesh and surface.
+// order of the elements, each with its faces 0 to 3 as GetFaceOriented gives them. They go into the
+// container's first surface, which is made when there is none. Points at the same integer position are
+// shared. Reads no settings, reports no progress. One thread at a time uses operator, mesh and surface.
 class KETSDK_MESH_API MMeshConvertToStlOperator : public MMeshOperator {
 public:
     MMeshConvertToStlOperator() = default;

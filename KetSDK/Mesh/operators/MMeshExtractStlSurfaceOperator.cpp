@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>

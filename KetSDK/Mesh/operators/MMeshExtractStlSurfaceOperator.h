@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -6,19 +7,18 @@
 class MStlBase;
 struct MSurfaceOrigins;
 
-// Turns the boundary of a mesh into named triangulated surfaces: every face without a neighbour goes to
-// the exterior surface of its sub-volume ("Exterior Surface-" and the number), and on request every face
-// between two sub-volumes to their interface surface ("Interface Surface", the lower number, "-", the
-// other), seen from the element of the lower number. Surfaces follow one another in the order in which
-// the walk over the elements first meets them. Triangles wind outwards for correctly oriented elements.
+// Turns the boundary of a mesh into named triangulated surfaces. Every face without a neighbour goes to the
+// exterior surface of its sub-volume ("Exterior Surface-" and the number). On request every face between two
+// sub-volumes goes to their interface surface ("Interface Surface", the lower number, "-", the other), seen
+// from the element of the lower number. Surfaces follow one another in the order in which the walk over the
+// elements first meets them. Triangles wind outwards for correctly oriented elements.
 //
-// Tetrahedra give their four faces (those of ten nodes their corner faces, or, where that is
-// set, each face as four triangles on its mid-edge nodes, too); hexahedra and wedges give
-// their true boundary, each quadrilateral as two triangles along the diagonal at which the element is
-// cut into tetrahedra. Elements in no sub-volume count as sub-volume -1.
-// A face that collapses gives no triangle.
-// Enables the neighbour information of the mesh and leaves it enabled. Reads no settings, reports no
-// progress. One thread at a time uses operator, mesh and surface.
+// Tetrahedra give their four faces (those of ten nodes their corner faces, or, where that is set, each face
+// as four triangles on its mid-edge nodes, too). Hexahedra and wedges give their true boundary, each
+// quadrilateral as two triangles along the diagonal at which the element is cut into tetrahedra. Elements in
+// no sub-volume count as sub-volume -1. A face that collapses gives no triangle. Enables the neighbour
+// information of the mesh and leaves it enabled. Reads no settings, reports no progress. One thread at a time
+// uses operator, mesh and surface.
 class KETSDK_MESH_API MMeshExtractStlSurfaceOperator : public MMeshOperator {
 public:
     MMeshExtractStlSurfaceOperator() = default;

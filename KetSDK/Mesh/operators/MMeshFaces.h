@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -14,8 +15,8 @@ namespace KetSDK::Mesh {
 
 // Faces as solvers count them (MMeshSolverFaces.h), from 1, and what hangs together by them.
 
-// The nodes of a face, as places in the node array of its element: corners, winding outwards for a correctly
-// oriented element, then, of ten-node tetrahedra, the node between each corner and the next.
+// The nodes of a face, as places in the node array of its element. Corners come first, winding outwards for a
+// correctly oriented element. Then comes, of ten-node tetrahedra, the node between each corner and the next.
 struct FaceNodes {
     unsigned int corners = 0; // 3 or 4
     unsigned int count = 0;   // 3, 4 or 6

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -14,8 +15,8 @@
 class MStlBase;
 struct MSurfaceOrigins;
 
-// The surface on which a scalar field, given at the nodes and linear in each tetrahedron, has a given value:
-// marching tetrahedra (Doi and Koide 1991), element by element in their order. Normals point to higher
+// The surface on which a scalar field, given at the nodes and linear in each tetrahedron, has a given value.
+// Marching tetrahedra (Doi and Koide 1991), element by element in their order. Normals point to higher
 // values. The surface of a continuous field is closed, except where it leaves the mesh.
 //
 // Every element counts as the tetrahedron of its first four nodes: that is right for linear ones, takes
@@ -51,9 +52,9 @@ public:
     // Points have no node.
     void SetOrigins(MSurfaceOrigins* origins) noexcept { m_origins = origins; }
 
-    // Fills the nodes mask with values to try the operator on: the distance in model units from a sphere in
-    // the middle of the mesh's box, a quarter of its shortest side in radius, negative inside. Does nothing
-    // without a mesh or a nodes mask.
+    // Fills the nodes mask with values to try the operator on: the distance in model units from a sphere,
+    // negative inside. It lies in the middle of the mesh's box and has a quarter of its shortest side as
+    // radius. Does nothing without a mesh or a nodes mask.
     void GenerateDemoValues();
 
     // Extracts. False without a mesh or without a nodes mask. Throws std::domain_error("integer division by

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -11,12 +12,12 @@ struct MMeshOrigins;
 // Adds a second mesh to the mesh of the operator, behind what that has, and leaves the second one as it is.
 //
 // - Every node of the second mesh whose position has a node already becomes that node, the first where there
-//   are several; so nodes of the second mesh at one position become one as well. Those that the first mesh
+//   are several. So nodes of the second mesh at one position become one as well. Those that the first mesh
 //   has at one position stay as they are.
 // - The sub-volumes of the second mesh are appended, empty ones too, under their names, which may be there
 //   already, and with their material numbers. Elements in no sub-volume are in none afterwards.
 // - A material of the second mesh that is equal to one of the first but for its identifier becomes that one.
-//   Another one keeps its identifier unless that stands for something else in the first mesh; then it, and
+//   Another one keeps its identifier unless that stands for something else in the first mesh. Then it, and
 //   its elements, get the smallest one from 1 on that is not in use. An identifier that no catalog knows is
 //   taken to mean the same in both meshes.
 // - The built-in values of elements and of the nodes that are new come along; where only one mesh has a kind

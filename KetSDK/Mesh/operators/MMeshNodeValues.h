@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -18,11 +19,11 @@ struct MMeshNodeValuesReport {
 };
 
 // Puts a field at the nodes of a mesh, as MMeshIsosurfaceOperator takes it, into a mask that is registered
-// with the mesh: from one value of each node, or of each element, in their order. A node then has the plain
-// mean over the elements that have it. A value that is not finite, or beyond 1e300, with which nothing can be
-// interpolated, becomes NaN, and so does the mean of an element without a value. A node in no element keeps
-// its value when they are those of elements. Throws std::invalid_argument when there are more or fewer values
-// than nodes or elements, and for values of the mesh as a whole.
+// with the mesh. It comes from one value of each node, or of each element, in their order. A node then has
+// the plain mean over the elements that have it. A value that is not finite, or beyond 1e300, with which
+// nothing can be interpolated, becomes NaN, and so does the mean of an element without a value. A node in no
+// element keeps its value when they are those of elements. Throws std::invalid_argument when there are more
+// or fewer values than nodes or elements, and for values of the mesh as a whole.
 KETSDK_MESH_API MMeshNodeValuesReport SetNodeValues(MMeshBase const& mesh, MMeshArray::Place place,
                                                     std::span<double const> column,
                                                     MDataMask<MMeshPoint, double>& values);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -50,12 +51,12 @@ public:
     MMeshSection const& GetSection() const noexcept { return m_section; }
     // The same as closed contours.
     MSection GetContours() const { return m_section.GetContours(); }
-    // Appends them, as triangles that wind counterclockwise for who looks against the normal, to a container:
-    // a surface for each sub-volume that is cut, named after it, in their order, and at last one without a
+    // Appends them to a container, as triangles that wind counterclockwise for who looks against the normal.
+    // Each sub-volume that is cut has a surface, named after it, in their order. At last comes one without a
     // name for elements in none. Returns the element of each triangle that was appended, in their order.
     // Triangles that collapse when rounded to internal units are left out. When origins are not null they get
-    // what is in the container then: each surface has its sub-volume inside, each triangle its element and,
-    // when it lies on one, the face of it, and each point on a node that node.
+    // what is in the container then. Each surface has its sub-volume inside, each triangle its element and,
+    // when it lies on one, the face of it. Each point on a node has that node.
     std::vector<MMeshElement const*> AddSurfaces(MStlBase& stl, MSurfaceOrigins* origins = nullptr) const;
 
 private:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -17,13 +18,13 @@ class MStlBase;
 // the first part names the volume that the triangles face away from, the second the one on the other
 // side. Parts are numbered from 1 in the order in which the surfaces bring them; the empty part has 0.
 //
-// The first face of a sub-volume that is outside, or between sub-volumes, and has a triangle decides:
-// outside, by the first part of the surface's name; between two, by the first part when the triangle is
-// assigned to the element in the sub-volume, else by the second. The number becomes the material number and
-// "Volume " and the part the name; an empty part gives "Volume". With no triangle on any such face the part
-// is empty; a sub-volume without elements gets -1, and goes. The new sub-volumes stand in the order in which
-// the numbers are met and have the name of the first of their number; their own material number is what
-// AddSubVolume gives.
+// The first face of a sub-volume that is outside, or between sub-volumes, and has a triangle decides.
+// Outside, it does so by the first part of the surface's name. Between two, by the first part when the
+// triangle is assigned to the element in the sub-volume, else by the second. The number becomes the material
+// number and "Volume " and the part the name; an empty part gives "Volume". With no triangle on any such face
+// the part is empty; a sub-volume without elements gets -1, and goes. The new sub-volumes stand in the order
+// in which the numbers are met and have the name of the first of their number. Their own material number is
+// what AddSubVolume gives.
 //
 // Which triangle lies on which face says the correspondence mapper that the mesh holds, else a
 // projection of tolerance 0.001, which is not kept. Enables the neighbour information of the mesh and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -8,10 +9,10 @@
 
 #include <memory>
 
-// Numbers the elements by layers, counted inwards from the boundary of the mesh: layer 1 is every
-// element with a corner node on a boundary face, layer k + 1 every element not yet in a layer that
-// shares a corner node with layer k. A boundary face is one without a neighbour; where two sub-volumes
-// meet is no boundary, and a face that collapses to fewer than three corners is none.
+// Numbers the elements by layers, counted inwards from the boundary of the mesh. Layer 1 is every element
+// with a corner node on a boundary face. Layer k + 1 is every element not yet in a layer that shares a corner
+// node with layer k. A boundary face is one without a neighbour; where two sub-volumes meet is no boundary,
+// and a face that collapses to fewer than three corners is none.
 //
 // Takes every kind of element, also mixed. Changes nothing in the mesh but the masks registered with
 // it. Enables its neighbour information and leaves it enabled, as callers expect. Reads no settings, reports

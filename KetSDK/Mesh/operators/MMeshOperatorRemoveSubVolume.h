@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -29,9 +30,9 @@ public:
     // Borrowed.
     void SetOrigins(MMeshOrigins* origins) noexcept { m_origins = origins; }
 
-    // Makes the mesh. False, and there is none, without a mesh and when one of the sub-volumes is null or
-    // not in its list: whoever asks for that means something else than he gets. With every sub-volume
-    // removed the new mesh has an empty main one.
+    // Makes the mesh. False, and there is none, without a mesh and when one of the sub-volumes is null or not
+    // in its list. Whoever asks for that means something else than he gets. With every sub-volume removed the
+    // new mesh has an empty main one.
     bool Operate();
 
     // The mesh that the last run made; null when it made none. It belongs to the caller, who deletes it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -7,7 +8,7 @@ class MStlBase;
 struct MSurfaceOrigins;
 
 // Writes the faces of the tetrahedra that the elements are cut into, as the triangle iterator gives them,
-// into one surface: faces between two tetrahedra, too, once from each side, or only those that
+// into one surface. Faces between two tetrahedra come too, once from each side; or only those come that
 // MMeshOperatorSurface has marked. They wind outwards for correctly oriented elements.
 //
 // When the mesh has materials, every triangle gets the colour of its element's material; none where the

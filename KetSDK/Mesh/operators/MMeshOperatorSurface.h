@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -7,12 +8,12 @@
 // faces on the boundary: sub-tetrahedron and face, the places of a triangle iterator. The neighbour mask of
 // the nodes gets, for every node, iterators at those triangles.
 //
-// A face lies on the boundary when no other element shares it: faces of elements match when they have the
-// same corners, whatever the kinds of the elements, so those of hexahedra and wedges also where the
-// neighbours are cut along different diagonals; and where elements of different kinds meet, the triangles
-// that they are cut into match. With faces between sub-volumes as boundary, both elements list theirs.
-// Triangles with a node twice are no faces. Both masks are made anew and do not follow later changes of the
-// mesh. Reports no progress. One thread at a time uses operator and mesh.
+// A face lies on the boundary when no other element shares it. Faces of elements match when they have the
+// same corners, whatever the kinds of the elements. So do those of hexahedra and wedges also where the
+// neighbours are cut along different diagonals. Where elements of different kinds meet, the triangles that
+// they are cut into match. With faces between sub-volumes as boundary, both elements list theirs. Triangles
+// with a node twice are no faces. Both masks are made anew and do not follow later changes of the mesh.
+// Reports no progress. One thread at a time uses operator and mesh.
 class KETSDK_MESH_API MMeshOperatorSurface : public MMeshOperator {
 public:
     MMeshOperatorSurface() = default;

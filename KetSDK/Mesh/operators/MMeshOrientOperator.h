@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -5,11 +6,11 @@
 
 class MMeshElement;
 
-// Repairs inverted tetrahedra, linear and quadratic: exchanges corners 2 and 3, on a ten-node element
-// together with the mid-edge nodes of their edges (5 with 8 and 6 with 7), so that every mid-edge node
-// stays on its edge. Flat elements have no orientation and stay, and so does every other kind of element.
-// Nodes, masks and neighbour information are not touched. Reads no settings, reports no progress. One
-// thread at a time uses operator and mesh.
+// Repairs inverted tetrahedra, linear and quadratic, by exchanging corners 2 and 3. On a ten-node element the
+// mid-edge nodes of their edges change places too (5 with 8 and 6 with 7), so that each stays on its edge.
+// Flat elements have no orientation and stay, and so does every other kind of element. Nodes, masks and
+// neighbour information are not touched. Reads no settings, reports no progress. One thread at a time uses
+// operator and mesh.
 class KETSDK_MESH_API MMeshOrientOperator : public MMeshOperator {
 public:
     MMeshOrientOperator() = default;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -23,10 +24,10 @@ class MStlBase;
 // No element is inverted: a move that would invert one is halved until it does not, which leaves the element
 // some of its height. A node that came part of the way goes the rest of it when, after its neighbours have
 // moved, nothing stands against that any more. Every move is judged by the rounded coordinates that it
-// writes. An element is good when the determinant of its corners is positive, by more than rounding can
-// tell; one of ten nodes when those of its curved shape at its corners, its edges and its centroid are, too.
-// Good elements stay good. One that is not good, being flat or inverted from the start, forbids only moves
-// that would make it worse.
+// writes. An element is good when the determinant of its corners is positive, by more than rounding can tell.
+// One of ten nodes when those of its curved shape at its corners, its edges and its centroid are, too. Good
+// elements stay good. One that is not good, being flat or inverted from the start, forbids only moves that
+// would make it worse.
 //
 // Nodes move one after another in node order, the result is the same on any number of threads. A node that
 // is a mid-edge node of different edges stays, one that is a corner as well moves as a corner. The
@@ -48,7 +49,7 @@ public:
     // Whether the nodes between sub-volumes move as well; false unless set.
     void SetInterfaces(bool interfaces) noexcept { m_interfaces = interfaces; }
     bool GetInterfaces() const noexcept { return m_interfaces; }
-    // The scaled Jacobian of the corners, 0 to 1, below which no move may bring an element; one that is below
+    // The scaled Jacobian of the corners, 0 to 1, below which no move may bring an element. One that is below
     // it already may not get worse. 0, as at first, asks for good elements alone.
     void SetMinQuality(double quality) noexcept { m_min_quality = quality; }
     double GetMinQuality() const noexcept { return m_min_quality; }
@@ -62,9 +63,9 @@ public:
     // and for one that Operate refuses.
     std::vector<MMeshPoint*> FindNodes();
 
-    // Moves the nodes. False, with nothing changed and no counts, without a mesh or a surface with
-    // triangles, for a mesh with elements other than tetrahedra of four or ten nodes, for a distance that is
-    // negative or no finite number, for a smallest quality beyond 0 to 1, and when the user cancelled.
+    // Moves the nodes. False, with nothing changed and no counts, without a mesh or a surface with triangles,
+    // and for a mesh with elements other than tetrahedra of four or ten nodes. False also for a distance that
+    // is negative or no finite number, for a smallest quality beyond 0 to 1, and when the user cancelled.
     bool Operate() override;
 
     // What the last run did. Every node that it looked at counts once, as moved, shortened or left.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -15,8 +16,8 @@
 // points: one for each edge between two nodes that the plane crosses, and one for each node on it.
 //
 // Tetrahedra, wedges and hexahedra are cut along their faces, ten-node tetrahedra as the eight linear ones
-// that MMeshBase::GetVolume adds up; so elements of all kinds give one polygon for each of them that is cut,
-// and a bent hexahedron or wedge, which a plane can meet more than once, several. What a face gives depends
+// that MMeshBase::GetVolume adds up. So elements of all kinds give one polygon for each of them that is cut.
+// A bent hexahedron or wedge, which a plane can meet more than once, gives several. What a face gives depends
 // on the face alone: polygons of neighbours meet without gap or overlap.
 //
 // A node on the plane counts as above it. So a face in the plane is the polygon of the element below it;
@@ -30,8 +31,8 @@ public:
 
     // No polygons.
     MMeshSection() = default;
-    // Cuts elements, all of one mesh, by the plane through `point` to which `normal` is perpendicular; of
-    // the normal, whose length does not matter, and the point all coordinates are finite and moderate. The
+    // Cuts elements, all of one mesh, by the plane through `point` to which `normal` is perpendicular. Of the
+    // normal, whose length does not matter, and the point all coordinates are finite and moderate. The
     // polygons come in the order of the elements.
     MMeshSection(std::span<MMeshElement const* const> elements, Point const& normal, Point const& point);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

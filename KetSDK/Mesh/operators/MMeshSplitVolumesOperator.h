@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -12,7 +13,7 @@ class MMeshSubVolume;
 // in one component. Takes every kind of element, also mixed.
 //
 // The component with the most elements stays what it was, with name, number and material number. Each other
-// one becomes a new sub-volume at the end of the list, of the same material number, whose name is the old one
+// one becomes a new sub-volume at the end of the list, of the same material number. Its name is the old one
 // followed by a blank and 2, 3, ... by descending number of elements; of equal ones that with the first
 // element comes first. A face that collapses to fewer than three corners connects nothing. Elements in no
 // sub-volume stay in none.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/MMeshExport.h>
@@ -10,8 +11,8 @@ class MMeshBase;
 struct MMeshOrigins;
 
 // Makes a mesh in which nodes at one place are one node, so that elements on both sides of them are
-// connected: of two meshes that lie side by side, or of a mesh that was written in pieces. The mesh of the
-// operator stays as it is.
+// connected. That mends two meshes that lie side by side, and a mesh that was written in pieces. The mesh of
+// the operator stays as it is.
 //
 // Nodes that lie within the tolerance of each other, directly or by way of others, become the first of them,
 // at its place. The other nodes, the elements and the sub-volumes keep their order. Sub-volumes, materials

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <cstdint>
@@ -5,9 +6,9 @@
 #include <variant>
 #include <vector>
 
-// An array of numbers that travels in a file beside a mesh. A plain value. Value k of object i is
-// values[i * components + k]; on nodes and elements there are as many objects as the mesh has of them, in
-// its order, and on the mesh as a whole any number.
+// An array of numbers that travels in a file beside a mesh. A plain value. Value k of object i is values[i *
+// components + k]. On nodes and elements there are as many objects as the mesh has of them, in its order, and
+// on the mesh as a whole any number.
 struct MMeshArray {
     enum Place : int { OnNodes = 0, OnElements = 1, OnMesh = 2 };
 

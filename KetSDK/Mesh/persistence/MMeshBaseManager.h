@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
@@ -11,8 +12,8 @@
 #include <string>
 #include <vector>
 
-// Keeps meshes by name, more of them than memory holds: a mesh that is not needed for a while is written to a
-// temporary file and its memory given back, and the next access brings it back.
+// Keeps meshes by name, more of them than memory holds. A mesh that is not needed for a while is written to a
+// temporary file and its memory given back. The next access brings it back.
 //
 // The mesh object itself stays at its address, with its sub-volumes, catalog, flags and mask containers. User
 // masks stay registered and have their values when the mesh is back; masks may be registered and may die in
@@ -38,8 +39,8 @@ public:
         FileChanged = 6, // the file is not what was written
         MeshChanged = 7, // nodes or elements were added, or the mesh was cleared, while it was out
         NoMemory = 8,    // too little to bring the mesh back, or to write it
-        // The mesh could not be read back and is still in memory: elements of unknown kinds or with nodes of
-        // no mesh or another one, or nodes or elements that share a mask index.
+        // The mesh could not be read back and is still in memory. It has elements of unknown kinds or with
+        // nodes of no mesh or another one, or nodes or elements that share a mask index.
         NotConsistent = 9,
     };
     class TempStateSwitch;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 
 #include <KetSDK/Mesh/materials/detail/BuiltInMasks.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Base/MFileName.h>
@@ -54,7 +55,7 @@ public:
     };
 
     // Writes a mesh, its named scalar fields, the arrays and the frame of the coordinates under exactly this
-    // name; writing beside and renaming is the caller's, and so is what is left of a file that could not be
+    // name. Writing beside and renaming is the caller's, and so is what is left of a file that could not be
     // finished. Throws MMeshFileError: BadContent when the mesh is not consistent or an array does not fit
     // it. False when the user cancelled. The delegate may be null.
     static bool Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,

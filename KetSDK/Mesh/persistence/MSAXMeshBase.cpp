@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>

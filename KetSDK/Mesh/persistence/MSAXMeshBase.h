@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/FileIO/SAX/ISAXPersistBase.h>
@@ -11,15 +12,15 @@
 
 class MMeshBase;
 
-// Writes a whole mesh as a tag "MeshBase" and reads it back: nodes, elements, built-in masks, sub-volumes,
-// material catalog, flags, type, state, and the named scalar fields that are registered with it. What is
-// read equals what was written, doubles bit for bit. User masks of other kinds, neighbour information and
-// the correspondence mapper are not written. Used by one thread.
+// Writes a whole mesh as a tag "MeshBase" and reads it back. That is nodes, elements, built-in masks,
+// sub-volumes, material catalog, flags, type, state, and the named scalar fields that are registered with it.
+// What is read equals what was written, doubles bit for bit. User masks of other kinds, neighbour information
+// and the correspondence mapper are not written. Used by one thread.
 //
 // Seven blocks come first, in this order: Points, Elements, GreyValues, Materials, OriginalPointIDs,
 // OriginalElementIDs (only when there are some), SubVolumes. Each has the attributes Dim (numbers of one
-// object), DataType ("long", "double", "int") and Count (objects; 0 where the mesh does not have the values),
-// and its numbers in a tag "Data". Elements are their node count and the indices of their nodes. Tags of
+// object), DataType ("long", "double", "int") and Count (objects; 0 where the mesh does not have the values).
+// Its numbers stand in a tag "Data". Elements are their node count and the indices of their nodes. Tags of
 // their own follow for the rest.
 class KETSDK_MESH_API MSAXMeshBase : public ISAXPersistBase {
 public:
@@ -37,9 +38,9 @@ public:
     bool Write(MSAXWriter& writer) const override;
     // Whether the last Write left the mesh out because it is in an earlier document.
     bool IsSavedIncrementally() const noexcept { return m_saved_incrementally; }
-    // What incremental saving knows the mesh by. Every object has one of its own unless it is given one,
-    // so that a mesh is left out only where its owner says, by the same object or the same identifier,
-    // that it has not changed.
+    // What incremental saving knows the mesh by. Every object has one of its own unless it is given one. So a
+    // mesh is left out only where its owner says, by the same object or the same identifier, that it has not
+    // changed.
     unsigned int GetMeshBaseTagId() const noexcept { return m_tag_id; }
     void SetMeshBaseTagId(unsigned int id) noexcept { m_tag_id = id; }
     // From now on nothing is written, and the tags that are read are skipped.

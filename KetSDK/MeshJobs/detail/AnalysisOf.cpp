@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/AnalysisOf.h>
 
 #include <KetSDK/MeshJobs/Error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 
 #include <KetSDK/Math/MathCore/MMTransform.h>

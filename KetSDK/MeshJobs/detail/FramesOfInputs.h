@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
@@ -12,8 +13,8 @@ namespace KetSDK::MeshJobs::Detail {
 
 // What jobs with two inputs do before anything else: the second input is taken in the frame of the first.
 // Where both say a frame and these differ, the second one is turned, and the context is told. Where one says
-// none, they are taken as they are; unless the caller said the frame of the model, a look decides whether
-// they would fit clearly better if they were turned: then FileError names --frame.
+// none, they are taken as they are. Unless the caller said the frame of the model, a look decides whether
+// they would fit clearly better if they were turned. Then FileError names --frame.
 
 // The image in the frame of the model. The look is at the share of the nodes that lie inside.
 Image InFrameOf(Model const& model, Image const& image, Context const& context);

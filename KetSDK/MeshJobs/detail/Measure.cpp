@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/Measure.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
@@ -10,7 +11,7 @@
 namespace KetSDK::MeshJobs::Detail {
 
 // Runs the operator, set up as the caller wants its histogram, with a metric that the model has, on as many
-// threads as the context allows; neighbour information is enabled for the metrics that need it. Throws
+// threads as the context allows. Neighbour information is enabled for the metrics that need it. Throws
 // Cancelled.
 void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::QualityMetric const& metric,
              Context const& context);

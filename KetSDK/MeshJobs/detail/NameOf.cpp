@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 
 namespace KetSDK::MeshJobs::Detail {

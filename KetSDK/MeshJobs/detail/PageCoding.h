@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <array>
@@ -27,9 +28,9 @@ private:
     std::int64_t m_last = 0;
 };
 
-// A column of values as one block: the letter of its coding, then the values.
-// 'i': whole numbers of 32 bits, as differences. 'f': the first bytes of all 32-bit floating-point numbers,
-// then all second ones, and so on. 'd': the same with 64 bits, for numbers that 32 bits cannot hold in size.
+// A column of values as one block: the letter of its coding, then the values. Letter 'i': whole numbers of 32
+// bits, as differences. Letter 'f': the first bytes of all 32-bit floating-point numbers, then all second
+// ones, and so on. Letter 'd': the same with 64 bits, for numbers that 32 bits cannot hold in size.
 std::string CodeColumn(std::span<double const> values);
 
 // Numbers of 16 bits as differences from the one before, without carry: first all low bytes, then all high

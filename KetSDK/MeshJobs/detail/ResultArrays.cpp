@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/ResultArrays.h>
 
 #include <KetSDK/MeshVTK/Text.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 
 #include <KetSDK/MeshJobs/Error.h>

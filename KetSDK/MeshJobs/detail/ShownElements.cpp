@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/ShownElements.h>
 
 #include <KetSDK/Mesh/mesh/MMeshSolverFaces.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/MeshJobs/detail/PageFields.h>
@@ -8,8 +9,8 @@
 
 namespace KetSDK::MeshJobs::Detail {
 
-// Which elements of a mesh that is too large a page shows: those that have a face at the surface or at an
-// interface, on both of its sides, and the worst by each metric.
+// Which elements of a mesh that is too large a page shows. Those have a face at the surface or at an
+// interface, on both of its sides, or are the worst by a metric.
 struct ShownElements {
     std::vector<std::uint32_t> elements; // ascending
     // For each of them a bit for each face, as solvers count them, at which the mesh ends. At other faces

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/detail/Integration.h>
 
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>

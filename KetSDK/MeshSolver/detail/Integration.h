@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <array>
@@ -20,8 +21,8 @@ struct ElementPoint {
 };
 
 // The points at which CalculiX integrates pressure over a face with 3, 4 or 6 nodes, one point on the
-// quadrilaterals of wedges (Dhondt, The Finite Element Method for Three-Dimensional Thermomechanical
-// Applications, 2004, section 2.2): loads at nodes are then those that it applies.
+// quadrilaterals of wedges. Dhondt, The Finite Element Method for Three-Dimensional Thermomechanical
+// Applications, 2004, section 2.2. Loads at nodes are then those that it applies.
 std::span<FacePoint const> SolverPointsOfFace(unsigned int nodes, bool is_of_wedge);
 // Points that integrate the product of shape functions and the area of a face that is bent little.
 std::span<FacePoint const> ExactPointsOfFace(unsigned int nodes);

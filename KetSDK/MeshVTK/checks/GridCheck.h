@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <vtkType.h>
@@ -9,9 +10,9 @@ class vtkUnstructuredGrid;
 
 namespace KetSDK::MeshVTK::Detail {
 
-// Throws Error unless every cell of the grid can become an element: there are cells, all of kinds that
-// meshes have, offsets and counts agree with the kinds, and all points exist. VTK's readers check none
-// of this, and its filters crash on what does not hold.
+// Throws Error unless every cell of the grid can become an element. That is so when there are cells, all of
+// kinds that meshes have, offsets and counts agree with the kinds, and all points exist. VTK's readers check
+// none of this, and its filters crash on what does not hold.
 void CheckGrid(vtkUnstructuredGrid& grid);
 
 // Whether there are so many cells, and their offsets rise from 0 to the length of the list of points.

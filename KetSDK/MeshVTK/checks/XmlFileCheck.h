@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <cstdint>
@@ -14,10 +15,10 @@ struct XmlCounts {
     std::uint64_t cells = 0;
 };
 
-// Looks through a .vtu, .vtp or .vti file and throws Error unless it holds a data set of the type that is
-// needed ("UnstructuredGrid", "PolyData", "ImageData"), an image in one piece, is not cut off, every array
-// holds as many values as there are points or cells, going by the headers of its data, and all of that data
-// is in the file. VTK's reader trusts these headers, so that wrong ones make it read beyond its buffers, and
+// Looks through a .vtu, .vtp or .vti file. Throws Error unless it holds a data set of the type that is needed
+// ("UnstructuredGrid", "PolyData", "ImageData"), an image in one piece, and is not cut off. Going by the
+// headers of its data, every array holds as many values as there are points or cells, and all of that data is
+// in the file. VTK's reader trusts these headers, so that wrong ones make it read beyond its buffers, and
 // takes the values that it needs from arrays that are too long. What the values are is not looked at. Runs
 // within a VtkSession, which gets the complaints about the XML itself. Returns what the file announces.
 XmlCounts CheckXmlFile(std::string_view bytes, std::string const& needed);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
@@ -8,9 +9,9 @@ class vtkAbstractArray;
 
 namespace KetSDK::MeshVTK::Detail {
 
-// One array of VTK as an array beside a mesh, and back: name, type, values to the last bit (those of a NaN
-// too), the names of components and the array's information, as far as VTK's files hold it. Words of the type
-// (MMeshArrayType.h) keep what an MMeshArray has no member for:
+// One array of VTK as an array beside a mesh, and back. That is name, type, values to the last bit (those of
+// a NaN too), the names of components and the array's information, as far as VTK's files hold it. Words of
+// the type (MMeshArrayType.h) keep what an MMeshArray has no member for:
 // - "component:K=NAME": the name of component K, from 0
 // - "name=NAME": the name, where it is no UTF-8
 // - "key:LOCATION:NAME:KIND=VALUE,VALUE": an entry of the information

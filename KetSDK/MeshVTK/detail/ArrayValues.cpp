@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
 
 #include <KetSDK/MeshVTK/Arrays.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <vtkType.h>
@@ -20,7 +21,7 @@ void CheckComponents(std::string const& name, std::uint64_t components, std::uin
 // Whether the array is of an integer type.
 bool HoldsWholeNumbers(vtkDataArray& array);
 // Nothing when every value of the first component is a whole number that a double holds exactly, as programs
-// write labels that they keep as floating-point numbers; otherwise where the first other one is.
+// write labels that they keep as floating-point numbers. Otherwise where the first other one is.
 std::optional<vtkIdType> FirstBrokenNumber(vtkDataArray& array);
 // The values of an array with one whole number, of whatever type, for each of `count`; throws Error for
 // another one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/detail/PointFieldArrays.h>
 
 #include <KetSDK/Mesh/materials/MMeshMaskIterator.h>

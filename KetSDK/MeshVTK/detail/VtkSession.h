@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -15,10 +16,10 @@ class vtkOutputWindow;
 
 namespace KetSDK::MeshVTK::Detail {
 
-// Runs VTK algorithms so that nothing of what they say is lost or printed: while a session lives, VTK's
-// messages are collected instead of shown, and the progress of the algorithms goes to a delegate, which
-// can abort them. VTK's log is left as the program has set it up. VTK has one place for its messages, so
-// there is one session at a time in a process.
+// Runs VTK algorithms so that nothing of what they say is lost or printed. While a session lives, VTK's
+// messages are collected instead of shown, and the progress of the algorithms goes to a delegate, which can
+// abort them. VTK's log is left as the program has set it up. VTK has one place for its messages, so there is
+// one session at a time in a process.
 class VtkSession {
 public:
     // Begins a progress phase; the delegate may be null.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <cstdint>
@@ -8,10 +9,10 @@
 
 namespace KetSDK::MeshVTK::Detail {
 
-// Slices are read by our own code because VTK 9.1's DICOM reader gives other values and no sign of it: it
-// rescales into 16 bits, where what does not fit wraps round; it does not know of unused bits, so the sign of
-// 12-bit values is lost; it takes rows, columns and slope of an icon image in a sequence without length for
-// those of the slice; it rounds positions to float; of slices that are cut off it returns what was in memory.
+// Slices are read by our own code because VTK 9.1's DICOM reader gives other values and no sign of it. It
+// rescales into 16 bits, where what does not fit wraps round. It does not know of unused bits, so the sign of
+// 12-bit values is lost. It takes rows, columns and slope of an icon image in a sequence without length for
+// those of the slice. It rounds positions to float; of slices that are cut off it returns what was in memory.
 // It tells nothing of series, frames and packing, for which the elements have to be walked through anyway.
 
 // What a DICOM file says about the slice in it.

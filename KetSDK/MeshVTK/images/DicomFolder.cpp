@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/images/DicomFolder.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/images/ElementSampler.h>
 
 namespace KetSDK::MeshVTK::Detail {

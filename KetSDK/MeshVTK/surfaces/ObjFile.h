@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <vtkSmartPointer.h>
@@ -9,7 +10,7 @@ class vtkPolyData;
 namespace KetSDK::MeshVTK::Detail {
 
 // Reads the faces of an .obj file. Throws Error unless every vertex has three numbers, every face at least
-// three corners that are there, and the last line an end: nothing else in these files tells that they are cut
+// three corners that are there, and the last line an end. Nothing else in these files tells that they are cut
 // off.
 vtkSmartPointer<vtkPolyData> ReadObjFile(std::string_view bytes);
 

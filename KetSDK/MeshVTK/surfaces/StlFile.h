@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <vtkSmartPointer.h>
@@ -8,8 +9,8 @@ class vtkPolyData;
 
 namespace KetSDK::MeshVTK::Detail {
 
-// Reads the triangles of an .stl file, each with points of its own. Throws Error unless it is whole: a binary
-// file is as long as its number of triangles makes it, one in text consists of solids with facets of three
+// Reads the triangles of an .stl file, each with points of its own. Throws Error unless it is whole. A binary
+// file is as long as its number of triangles makes it; one in text consists of solids with facets of three
 // vertices and closes all that it opens. The encoding is told by the length, not by the first word, which
 // lies in many binary files.
 vtkSmartPointer<vtkPolyData> ReadStlFile(std::string_view bytes);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <host/commands/options/BadThreshold.h>
 
 #include <KetSDK/MeshJobs/Metrics.h>

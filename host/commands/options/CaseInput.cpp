@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <host/commands/options/CaseInput.h>
 
 namespace ketmesh {

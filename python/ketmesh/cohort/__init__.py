@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Runs `ketmesh` over a cohort: a table of cases through the steps of a pipeline, on one machine or on a cluster.
 
     python3 -m ketmesh.cohort CASES.csv PIPELINE.toml --out RUNS

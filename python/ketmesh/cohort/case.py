@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """One case: its folder, its lock, its steps, and case.json, whose appearance says that the case is finished."""
 
 from __future__ import annotations

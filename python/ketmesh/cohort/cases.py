@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """CASES.csv: a row per case, with the case's id and what the steps want to know of it."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The command line: what is run, what is said, and the exit status."""
 
 from __future__ import annotations

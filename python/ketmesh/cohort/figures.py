@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The figures of a report: its numbers, by the keys that lead to them."""
 
 from __future__ import annotations

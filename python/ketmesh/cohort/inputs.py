@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """What a case is made from: the key of the contents of its inputs, its steps and the program's version."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """summary.html: a page that asks nothing of a network and runs no script."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """PIPELINE.toml: the steps that every case goes through."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """How far a run is: a line that changes on a terminal, a log elsewhere."""
 
 from __future__ import annotations

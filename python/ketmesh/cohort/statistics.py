@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """How figures lie over a cohort: median, spread, histogram, and what lies far out."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """One step: a process of its own, watched until it ends or has to be ended."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The summary of a cohort: summary.csv, summary.jsonl and summary.html in the folder of the runs.
 
 They are sorted by id, so they do not depend on the number of workers but for seconds and memory, which the page leaves

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """Who runs the cases: this process, worker processes of this machine, or a cluster."""
 
 from __future__ import annotations

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Writes a model to a file and reads it back, with the layer of jobs alone.
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/MeshJobs/Error.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Uses something of every library that is installed, from its public headers only.
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>

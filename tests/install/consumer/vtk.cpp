@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Reads a volume mesh from a file and counts what VTK makes of it, with the bridge alone.
 #include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // A program that compiles without warnings by its own measure only: those of the tree would refuse it.
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { gradient, Scales } from '../colors.js';
 import { histogramOf, middleRange } from '../fields.js';
 import { formatCount, formatValue, ticks } from '../format.js';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { formatValue } from '../format.js';
 import { h, option, part, row } from './dom.js';
 

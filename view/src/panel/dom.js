@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 // Elements of the page. Text is text, wherever it comes from: nothing here reads markup.
 
 export function h(tag, properties = {}, ...children) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { h } from './dom.js';
 
 // The directions of the body as they lie on the screen; each looks from there.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { formatCount, formatPlace, formatSize, formatValue } from '../format.js';
 import { h, part, table } from './dom.js';
 

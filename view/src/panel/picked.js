@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { formatPlace, formatValue } from '../format.js';
 import { h, icon, table } from './dom.js';
 

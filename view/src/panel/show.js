@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { categoryColor } from '../colors.js';
 import { formatCount } from '../format.js';
 import { h, part } from './dom.js';

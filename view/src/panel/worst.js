@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 import { worstElements } from '../fields.js';
 import { formatValue } from '../format.js';
 import { h, part } from './dom.js';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/correspondence/detail/SurfaceFaces.h>
 
 #include <KetSDK/Mesh/correspondence/detail/ParallelSort.h>

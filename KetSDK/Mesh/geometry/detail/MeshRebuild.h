@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
@@ -74,8 +75,8 @@ public:
             RecordNode(*node, source.GetIndex());
         return node;
     }
-    // Node i of an element seen as a tetrahedron: a node at the origin where the element has none, and in
-    // place of mid-edge nodes when it has fewer than ten.
+    // Node i of an element seen as a tetrahedron. It is a node at the origin where the element has none, and
+    // in place of mid-edge nodes when it has fewer than ten.
     static MMeshPoint const* SourceOf(MMeshElement const& e, unsigned int i) noexcept {
         static MMeshPoint const origin;
         bool const exists = i < (i < 4 || e.GetNodeCount() >= 10 ? e.GetNodeCount() : 4u);

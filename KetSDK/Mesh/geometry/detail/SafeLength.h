@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <cmath>
@@ -9,11 +10,11 @@ namespace KetSDK::Mesh::Detail {
 inline constexpr double smallest_safe_square = 0x1p-900;
 inline constexpr double largest_safe_square = 0x1p+1000;
 
-// The Euclidean length of (x, y, z), scaled by the largest component m so that no square over- or
-// underflows: m * sqrt((a / m)^2 + (b / m)^2 + 1) with a and b the other two.
-// m is at least the smallest subnormal, so the zero vector has that length and not 0: a quotient by
-// it stays 0 instead of becoming 0/0, and normalising by it leaves the zero vector as it is.
-// A NaN stays: the two exchanges of a pair keep both of its members.
+// The Euclidean length of (x, y, z), scaled by the largest component m so that no square over- or underflows.
+// It is m * sqrt((a / m)^2 + (b / m)^2 + 1) with a and b the other two. The component m is at least the
+// smallest subnormal, so the zero vector has that length and not 0. A quotient by it stays 0 instead of
+// becoming 0/0, and normalising by it leaves the zero vector as it is. A NaN stays: the two exchanges of a
+// pair keep both of its members.
 inline double ScaledLength(double x, double y, double z) noexcept {
     constexpr double smallest_subnormal = 4.94065645841247e-324;
     double const ax = std::fabs(x);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
@@ -9,9 +10,9 @@
 #include <type_traits>
 #include <utility>
 
-// The table of the built-in masks of a mesh. Whatever does the same with all of them walks it: making,
-// clearing and copying them, saving and loading them in binary states and as tags, comparing them, and
-// carrying their values to a mesh that is made of this one. Internal.
+// The table of the built-in masks of a mesh. Whatever does the same with all of them walks it. That is
+// making, clearing, copying and comparing them, saving and loading them in binary states and as tags, and
+// carrying their values to a new mesh. Internal.
 namespace KetSDK::Mesh::Detail {
 
 enum BuiltInMaskFlags : unsigned {

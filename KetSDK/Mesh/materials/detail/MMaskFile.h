@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
@@ -105,7 +106,7 @@ void ReadNumbers(MFile& file, MDataMask<T, V>& mask, MaskOrder const& order) {
 }
 
 // A binary state of the built-in masks: number of objects (32 bits), a byte whose bits say which masks
-// follow, then the values of each, which write(mask) and read(mask) know how to handle.
+// follow, then the values of each. The functions write(mask) and read(mask) know how to handle those.
 
 template <typename C, typename Write>
 void SaveBuiltInMasks(C const& masks, std::uint64_t objects, MFile& file, Write&& write) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/meshing/detail/ImageSpace.h>
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>

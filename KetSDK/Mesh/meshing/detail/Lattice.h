@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/meshing/detail/LatticeTree.h>
@@ -10,9 +11,9 @@
 namespace KetSDK::Mesh::Detail {
 
 // The tetrahedra of a graded body-centred cubic lattice. Nodes are the corners and the centres of the cubes
-// of an octree; every dihedral angle is 45, 60, 90 or 120 degrees. Tetrahedra share whole faces: two cubes of
+// of an octree; every dihedral angle is 45, 60, 90 or 120 degrees. Tetrahedra share whole faces. Two cubes of
 // one size have four tetrahedra around the line between their centres, cut in two where smaller cubes have a
-// node on an edge of their face; a larger cube has eight at the face of a smaller neighbour, and each smaller
+// node on an edge of their face. A larger cube has eight at the face of a smaller neighbour, and each smaller
 // one two (Labelle, Shewchuk, Isosurface stuffing, 2007, figure 5).
 struct Lattice {
     using Node = std::array<std::int32_t, 3>; // in halves of the edge of the smallest cubes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/meshing/detail/LatticeLabels.h>
 
 #include <KetSDK/Support/ParallelWork.h>

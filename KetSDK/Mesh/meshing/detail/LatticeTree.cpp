@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/meshing/detail/LatticeTree.h>
 
 #include <algorithm>

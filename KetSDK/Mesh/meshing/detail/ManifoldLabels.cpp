@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/meshing/detail/ManifoldLabels.h>
 
 #include <KetSDK/Support/ParallelWork.h>

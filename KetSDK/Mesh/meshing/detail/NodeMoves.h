@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/meshing/detail/InterfaceTargets.h>
@@ -22,9 +23,9 @@ struct MoveLimits {
 };
 
 // Moves nodes on interfaces there and all nodes around for better angles, one group after another. No move is
-// taken that leaves a tetrahedron below the limit, on the coordinates as they are stored; so the limit holds
-// always when it holds at the beginning. advance(fraction) is called between the groups; when it returns
-// false the work ends early, and so does this with false.
+// taken that leaves a tetrahedron below the limit, on the coordinates as they are stored; So the limit holds
+// always when it holds at the beginning. The function advance(fraction) is called between the groups; when it
+// returns false the work ends early, and so does this with false.
 bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets const& targets,
                MoveLimits const& limits, std::function<bool(double fraction)> const& advance);
 

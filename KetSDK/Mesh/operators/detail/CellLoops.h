@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/operators/detail/ElementFaces.h>
@@ -27,7 +28,7 @@ template <typename JoinsAbove>
 constexpr CellLoops TraceLoops(std::span<ElementFace const> faces, unsigned int below,
                                JoinsAbove const& joins_above) {
     auto const is_below = [below](unsigned char node) { return (below >> node & 1) != 0; };
-    // On a face the cut goes from an edge that leads down to one that leads up; the face beyond that edge
+    // On a face the cut goes from an edge that leads down to one that leads up. The face beyond that edge
     // goes along it the other way, so the cut goes on there.
     CrossedEdge next[8][8] = {};
     bool is_open[8][8] = {};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
@@ -59,8 +60,8 @@ constexpr NodeBits NodesOnFace(unsigned char n, Face const& face) noexcept {
     return nodes;
 }
 
-// The face of an element with n nodes on which all these nodes lie, three or more that are not on one edge,
-// as solvers count it, from 1; 0 when there is none.
+// The face of an element with n nodes on which all these nodes lie, three or more that are not on one edge.
+// Counted as solvers do, from 1; 0 when there is none.
 constexpr int SolverFaceOf(unsigned char n, NodeBits nodes) noexcept {
     auto const faces = MMeshSolverFacesOf(n);
     for (std::size_t f = 0; f < faces.size(); ++f)

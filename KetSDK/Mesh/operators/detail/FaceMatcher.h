@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
@@ -23,12 +24,12 @@ inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
 }
 
 // Finds the faces at which a mesh ends or at which elements of two groups meet, or else those at which
-// elements of one group meet, whatever the kinds of the elements.
+// elements of one group meet. Takes elements of every kind.
 //
-// Each face becomes a record of its corners, and the records are spread by a hash of the corners over
-// bins that fit into the processor's cache, where equal faces find one another through a small table.
-// So the elements are read once and in order, and nothing is looked up at random in a large table:
-// several times faster than asking for one neighbour after another.
+// Each face becomes a record of its corners. The records are spread by a hash of the corners over bins that
+// fit into the processor's cache, where equal faces find one another through a small table. So the elements
+// are read once and in order, and nothing is looked up at random in a large table: several times faster than
+// asking for one neighbour after another.
 //
 // Faces match when they have the same corners; a quadrilateral with a repeated corner counts as a
 // triangle. Faces with fewer than three different corners have no area; they are only listed.

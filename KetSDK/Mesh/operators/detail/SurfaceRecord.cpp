@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 
 #include <cstddef>

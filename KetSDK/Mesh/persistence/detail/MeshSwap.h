@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <cstdint>
@@ -10,9 +11,9 @@ namespace KetSDK::Mesh::Detail {
 
 // Moves what takes the memory of a mesh into a file and back: nodes, elements and the values of the built-in
 // masks. All the rest (sub-volumes, catalog, flags, box, the mask containers with the user masks in them)
-// stays in the mesh, and each node and element comes back with its mask index, so that user masks, of
-// whatever type, have their values again. Pointers to nodes, elements and built-in masks, neighbour
-// information, the neighbour mask and the correspondence mapper do not come back.
+// stays in the mesh. Each node and element comes back with its mask index, so that user masks, of whatever
+// type, have their values again. Pointers to nodes, elements and built-in masks, neighbour information, the
+// neighbour mask and the correspondence mapper do not come back.
 class MeshSwap {
 public:
     // Whether Restore would take what Write writes: the mesh is consistent, and no two nodes and no two

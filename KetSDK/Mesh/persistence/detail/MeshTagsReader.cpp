@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/persistence/detail/MeshTagsReader.h>
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>

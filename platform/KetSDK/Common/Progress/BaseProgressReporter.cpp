@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Common/Progress/BaseProgressReporter.h>
 
 #include <algorithm>

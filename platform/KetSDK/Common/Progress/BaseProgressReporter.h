@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
@@ -22,12 +23,11 @@ public:
     // True once the user behind the delegate has asked to cancel and the phase can be cancelled.
     bool IsCancelled() const;
 
-    // A delegate that covers the given fraction of this phase, for a sub-step that reports into it
-    // as if it were a full one. It starts where the phase stands or, when that is further on, where
-    // the nested delegate created before it stops; all of them together cover the phase once, and
-    // what would go beyond its end is cut off. Its phases do not begin or end this one, and their
-    // labels are not shown. It passes cancellation up. Never null; shared with the caller, and
-    // without effect once this reporter is gone.
+    // A delegate that covers the given fraction of this phase, for a sub-step that reports into it as if it
+    // were a full one. It starts where the phase stands or, when that is further on, where the nested
+    // delegate created before it stops. All of them together cover the phase once, and what would go beyond
+    // its end is cut off. Its phases do not begin or end this one, and their labels are not shown. It passes
+    // cancellation up. Never null; shared with the caller, and without effect once this reporter is gone.
     std::shared_ptr<IProgressDelegate> CreateNestedDelegate(double fraction);
 
 protected:

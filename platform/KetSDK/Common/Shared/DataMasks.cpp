@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Common/Shared/IDataMask.h>
 #include <KetSDK/Common/Shared/IDataMaskOwner.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Base/MFileName.h>
@@ -101,8 +102,8 @@ private:
     bool m_good = false;
     MFileObserver* m_observer = nullptr;
     std::unique_ptr<std::byte[]> m_buffer;
-    // The part of the buffer that is still to be read, or still free for writing; both ends are null
-    // while the file is not open in that mode, so that the fast paths need no other test.
+    // The part of the buffer that is still to be read, or still free for writing. Both ends are null while
+    // the file is not open in that mode, so that the fast paths need no other test.
     std::byte const* m_read = nullptr;
     std::byte const* m_read_end = nullptr;
     std::byte* m_write = nullptr;

@@ -1,12 +1,13 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Base/MFileName.h>
 #include <KetSDK/Common/Shared/MExport.h>
 
-// A folder of its own name for temporary files, readable by its user only, which goes with all that
-// is in it when the object dies. While the object lives, the folder is locked; the system lets go of the
-// lock when the process ends, whatever the way, so that RemoveStale can tell what a crash left behind.
-// May be moved, not copied; used by one thread at a time.
+// A folder of its own name for temporary files, readable by its user only, which goes with all that is in it
+// when the object dies. While the object lives, the folder is locked. The system lets go of the lock when the
+// process ends, whatever the way, so that RemoveStale can tell what a crash left behind. May be moved, not
+// copied; used by one thread at a time.
 class KETSDK_API MTemporaryDirectory {
 public:
     // Creates the folder in the system's folder for temporary files.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MExport.h>
@@ -17,9 +18,9 @@ public:
 
     // Sets what a tag may leave out.
     virtual void SetDefaults();
-    // A tag opens. The object reads its value or hands a child object to the reader and returns true;
-    // or returns true and gets the tags inside; or returns false, and the tag is skipped with all that
-    // is in it. What a tag holds may be anything: checking it is the object's job.
+    // A tag opens. The object reads its value or hands a child object to the reader and returns true; or
+    // returns true and gets the tags inside. Or returns false, and the tag is skipped with all that is in it.
+    // What a tag holds may be anything: checking it is the object's job.
     virtual bool HandleTag(std::wstring const& tag, MSAXReader& reader);
     // A tag closes for which HandleTag returned true.
     virtual void HandleEndTag(std::wstring const& tag);

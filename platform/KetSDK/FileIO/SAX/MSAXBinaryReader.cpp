@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/FileIO/SAX/MSAXBinaryReader.h>
 
 #include <KetSDK/FileIO/SAX/SaxOpenTags.h>

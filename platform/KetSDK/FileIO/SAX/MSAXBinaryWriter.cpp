@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/FileIO/SAX/MSAXBinaryWriter.h>
 
 #include <limits>

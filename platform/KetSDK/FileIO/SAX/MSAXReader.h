@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MExport.h>
@@ -12,11 +13,10 @@
 class ISAXPersistBase;
 class ISAXReference;
 
-// Reads persistent objects from the tags of one document. Objects see this interface only; the
-// encoding (MSAXTextReader, MSAXBinaryReader) is behind it. Whatever is wrong with a document throws
-// std::runtime_error("invalid state"), and leaves an object half-filled when its own values are
-// wrong: a caller with something to lose reads into a new object and takes it when all went well.
-// Used by one thread.
+// Reads persistent objects from the tags of one document. Objects see this interface only; the encoding
+// (MSAXTextReader, MSAXBinaryReader) is behind it. Whatever is wrong with a document throws
+// std::runtime_error("invalid state"), and leaves an object half-filled when its own values are wrong. A
+// caller with something to lose reads into a new object and takes it when all went well. Used by one thread.
 class KETSDK_API MSAXReader {
 public:
     MSAXReader(MSAXReader const&) = delete;
@@ -43,7 +43,7 @@ public:
     virtual void ReadArray(std::vector<std::int32_t>& values) = 0;
     virtual void ReadArray(std::vector<double>& values) = 0;
 
-    // For arrays that are too long to be held twice: takes the next numbers of the open tag and returns how
+    // For arrays that are too long to be held twice. Takes the next numbers of the open tag and returns how
     // many there were, fewer than asked for only at the end. For a tag that is read in this way alone.
     virtual std::size_t ReadPart(std::span<std::int32_t> values) = 0;
     virtual std::size_t ReadPart(std::span<double> values) = 0;

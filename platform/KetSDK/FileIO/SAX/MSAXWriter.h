@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MExport.h>
@@ -73,7 +74,7 @@ public:
     }
 
     // Incremental saving: several documents are written one after the other, each with a writer of its own
-    // and all with the same `written`, and a tag that has an identifier is written into one of them only.
+    // and all with the same `written`. A tag that has an identifier is written into one of them only.
     // Borrowed; it outlives the writer.
     void SaveIncrementally(MSAXWrittenTags& written) noexcept { m_written = &written; }
     virtual bool SupportsIncrementalSaving() const;

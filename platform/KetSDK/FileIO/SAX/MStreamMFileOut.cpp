@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/FileIO/SAX/MStreamMFileOut.h>
 
 void MStreamMFileOut::Write(std::wstring const& value) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/FileIO/SAX/ISAXPersist.h>
 #include <KetSDK/FileIO/SAX/ISAXReference.h>
 

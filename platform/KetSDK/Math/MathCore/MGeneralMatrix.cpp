@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Math/MathCore/MGeneralMatrix.h>
 
 #include <Eigen/Dense>

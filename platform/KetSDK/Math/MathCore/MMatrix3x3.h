@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Math/MathCore/MMVector.h>
@@ -29,12 +30,11 @@ public:
 
     constexpr double Determinant() const noexcept { return m_rows[0].Dot(m_rows[1].Cross(m_rows[2])); }
 
-    // Solves M x = b by Cramer's rule. False, with x as it was, when M is singular: when its
-    // determinant is no larger than what rounding alone can leave of it, |det| <= 16 eps m0 m1 m2 with
-    // mi the largest entry of row i by magnitude. The test does not depend on the unit of the rows: where
-    // their sizes would take it out of the range of numbers, they are scaled.
-    // NaN entries are not singular; they give NaN.
-    // Always inline: a call costs as much as the solution when the matrix has to be put into memory for it.
+    // Solves M x = b by Cramer's rule. False, with x as it was, when M is singular. Its determinant is then
+    // no larger than what rounding alone can leave of it: |det| <= 16 eps m0 m1 m2 with mi the largest entry
+    // of row i by magnitude. The test does not depend on the unit of the rows: where their sizes would take
+    // it out of the range of numbers, they are scaled. NaN entries are not singular; they give NaN. Always
+    // inline: a call costs as much as the solution when the matrix has to be put into memory for it.
     [[gnu::always_inline]] bool Solve(MMVector<double, 3> const& b, MMVector<double, 3>& x) const noexcept {
         constexpr double noise = 16.0 * std::numeric_limits<double>::epsilon();
         // Entry by entry, so that a matrix made on the spot never leaves the registers.
@@ -63,7 +63,7 @@ public:
 
 private:
     // Within these bounds of m0 m1 m2 neither the determinant nor the test comes near the ends of the range
-    // of numbers, unless one row is as far from the others as these bounds are apart.
+    // of numbers. The exception is a row that is as far from the others as these bounds are apart.
     static constexpr double SmallestSize = 1e-200;
     static constexpr double LargestSize = 1e+200;
 

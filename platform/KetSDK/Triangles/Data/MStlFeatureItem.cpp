@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Triangles/Data/MStlFeatureItem.h>
 
 MStlFeatureItem::~MStlFeatureItem() = default;

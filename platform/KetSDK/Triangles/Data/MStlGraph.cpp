@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Triangles/Data/MStlGraph.h>
 
 #include <KetSDK/Support/MHash.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
@@ -21,7 +22,7 @@
 //
 // The table holds 32 bits of each point's hash and its place in the sequence, eight of each in a line as long
 // as those of a cache. The highest of these bits number the line where the point stands, or behind which it
-// stands when that is full: so the lines ascend by hash, and a table grows in one pass from front to back. A
+// stands when that is full. So the lines ascend by hash, and a table grows in one pass from front to back. A
 // look-up nearly always reads one line, all of it at once, and compares a point only with those whose bits
 // agree: a new one with none.
 class MStlPointLookup {

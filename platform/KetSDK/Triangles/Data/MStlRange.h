@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 // What a range-based for walks: a begin and an end into a container that outlives it.

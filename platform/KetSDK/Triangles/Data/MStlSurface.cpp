@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlSurface.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
 #include <KetSDK/Common/Shared/MExport.h>
@@ -14,10 +15,10 @@ class MStlBase;
 class MStlTriangle;
 
 // The triangles of a surface container in a spatial tree, for questions about what lies near a point.
-// Positions and distances are in model units; distances are those to the triangles themselves, not to
-// their boxes. The tree keeps the positions that the triangles had when it was built, so it answers for
-// the surface as it was then; the triangles that it names belong to the container.
-// Immutable: any number of threads may ask at once.
+// Positions and distances are in model units; distances are those to the triangles themselves, not to their
+// boxes. The tree keeps the positions that the triangles had when it was built, so it answers for the surface
+// as it was then. The triangles that it names belong to the container. Immutable: any number of threads may
+// ask at once.
 class KETSDK_API MStlTriangleTree {
 public:
     using Point = MMVector<double, 3>;
