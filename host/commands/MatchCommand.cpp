@@ -62,8 +62,8 @@ private:
 
     void Print(std::ostream& out) const override {
         KetSDK::MeshJobs::MatchCounts const& counts = m_result.counts;
-        out << Printable(m_input.GetFileName()) << " and " << m_surface.GetFileName() << ", tolerance "
-            << FormatGeneral(m_surface.GetTolerance()) << " mm\n\n";
+        out << Printable(m_input.GetFileName()) << " and " << Printable(m_surface.GetFileName())
+            << ", tolerance " << FormatGeneral(m_surface.GetTolerance()) << " mm\n\n";
         Table table(
             {{"", Table::Align::Left}, {"matched", Table::Align::Right}, {"unmatched", Table::Align::Right}});
         auto const add = [&table](char const* name, std::uint64_t with, std::uint64_t without) {
