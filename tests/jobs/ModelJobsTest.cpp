@@ -8,7 +8,6 @@
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
 #include <KetSDK/MeshJobs/Convert.h>
-#include <KetSDK/MeshJobs/Cut.h>
 #include <KetSDK/MeshJobs/Diff.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Explode.h>
@@ -285,6 +284,7 @@ TEST(LabelMatchAndGroup, BringSubVolumesBackThroughTheirSurfaces) {
 TEST(ModelJobs, LeaveTheModelAsItWasWhenCancelled) {
     Model model = Cubes(6, 2);
     SurfaceModel const surface = SurfaceOf(model);
+    // All but those that say in their headers that they mark faces or visibility.
     std::function<void(Context const&)> const jobs[] = {
         [&](Context const& c) { Convert(model, {ConvertOptions::Target::Tet10}, c); },
         [&](Context const& c) { Match(model, surface, {}, c); },
@@ -294,7 +294,6 @@ TEST(ModelJobs, LeaveTheModelAsItWasWhenCancelled) {
         [&](Context const& c) { Surfaces(model, {}, c); },
         [&](Context const& c) { Explode(model, {}, c); },
         [&](Context const& c) { Graph(model, {}, c); },
-        [&](Context const& c) { Cut(model, {}, c); },
         [&](Context const& c) { Layers(model, {}, c); },
         [&](Context const& c) { Grow(model, std::nullopt, {}, c); },
         [&](Context const& c) { Quality(model, {}, c); },
