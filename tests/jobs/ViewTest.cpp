@@ -215,7 +215,8 @@ TEST(View, LargeMeshIsShownByItsSurfacesAndWorstElements) {
     how.metrics = "Volume";
     how.worst = 100;
     std::set<double> expected;
-    for (WorstElement const& worst : Quality(model, how, {}).metrics[0].worst)
+    QualityResult const quality = Quality(model, how, {});
+    for (WorstElement const& worst : quality.metrics[0].worst)
         expected.insert(static_cast<double>(worst.element));
     std::uint64_t outer = 0;
     for (std::uint64_t i = 0; i < page.result.elements; ++i)

@@ -42,6 +42,10 @@ void* Allocate(std::size_t size) {
         return memory;
     throw std::bad_alloc();
 }
+// A sanitizer's own operator for arrays would not ask the one above.
+[[gnu::noinline]] void* operator new[](std::size_t size) {
+    return operator new(size);
+}
 // std::stable_sort asks this one, and frees with the ordinary operator.
 [[gnu::noinline]] void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
     return Allocate(size);
@@ -56,6 +60,12 @@ void* Allocate(std::size_t size) {
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+[[gnu::noinline]] void operator delete[](void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 [[gnu::noinline]] void operator delete(void* memory, std::nothrow_t const&) noexcept {
