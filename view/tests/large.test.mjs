@@ -7,7 +7,10 @@ import { call, closeBrowser, closePage, data, file, ketmesh, openPage, picture, 
 
 after(closeBrowser);
 
-test('600,000 elements are ready within 15 s and cut within one', async () => {
+// Machines that others use as well may be given longer.
+const limit = Number(process.env.KETMESH_READY_SECONDS ?? 15);
+
+test(`600,000 elements are ready within ${limit} s`, async () => {
   // Each element in eight, twice: of 1952 hexahedra.
   ketmesh('convert', data('hex_matrix_fiber.vtu'), '--to', 'tet4', '-o', file('a.kmesh'));
   for (const [from, to] of [['a', 'b'], ['b', 'c']]) {
@@ -21,7 +24,7 @@ test('600,000 elements are ready within 15 s and cut within one', async () => {
   const seconds = (performance.now() - start) / 1000;
   console.log(`ready after ${seconds.toFixed(1)} s`);
   assert.ok((await state(page)).elements >= 600_000);
-  assert.ok(seconds < 15, `${seconds} s`);
+  assert.ok(seconds < limit, `${seconds} s`);
   const cut = await page.evaluate(() => {
     const from = performance.now();
     window.ketmesh.clip([0, 0, 1], 0.5);
