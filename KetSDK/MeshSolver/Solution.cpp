@@ -16,6 +16,7 @@ namespace {
 
 constexpr int MostRuns = 3;
 constexpr double WellBalanced = 2e-5;    // of the loads
+constexpr double CancellingLoads = 1e-9; // of the sum of their lengths
 constexpr double SmallCorrection = 1e-3; // of the displacements: the next would be as much smaller again
 
 FrdResult ReadResult(Analysis const& analysis, std::filesystem::path const& path,
@@ -89,6 +90,15 @@ double LengthOfSum(NodeForces const& forces) {
     return sum.Length();
 }
 
+// What balance is measured by: the length of the loads together or, where they cancel out, of each.
+double SizeOf(NodeForces const& loads) {
+    double sum = 0.0;
+    for (MMVector<double, 3> const& load : loads)
+        sum += load.Length();
+    double const together = LengthOfSum(loads);
+    return together > CancellingLoads * sum ? together : sum;
+}
+
 double LargestDisplacement(FrdResult const& result) {
     double largest = 0.0;
     for (double const value : result.fields.at("DISP").values)
@@ -103,7 +113,7 @@ Solution SolveAnalysis(Analysis const& analysis, SolutionOptions const& options)
     if (!solution.is_iterative)
         return solution;
     NodeForces const loads = analysis.AllLoads();
-    double const balanced = WellBalanced * LengthOfSum(loads);
+    double const balanced = WellBalanced * SizeOf(loads);
     bool is_rough = std::ranges::any_of(analysis.held, [](HeldAxis const& held) { return held.by != 0.0; });
     for (int run = 2; run <= MostRuns; ++run) {
         NodeForces const unbalanced = Unbalanced(analysis, loads, solution.result);
