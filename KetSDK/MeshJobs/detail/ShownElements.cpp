@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace KetSDK::MeshJobs::Detail {
 
@@ -17,9 +18,10 @@ using FaceKey = std::array<MLong, 3>;
 FaceKey KeyOf(MMeshElement const& element, std::uint8_t face) {
     Mesh::FaceNodes const& nodes = Mesh::NodesOfFace(element.GetNodeCount(), face);
     std::array<MLong, 4> corners{};
+    corners.fill(std::numeric_limits<MLong>::max()); // a triangle's fourth place sorts to the end
     for (unsigned int i = 0; i < nodes.corners; ++i)
         corners[i] = element.GetNode(nodes.node[i])->GetIndex();
-    std::sort(corners.begin(), corners.begin() + nodes.corners);
+    std::ranges::sort(corners);
     return {corners[0], corners[1], corners[2]};
 }
 
