@@ -1,13 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// The tutorial does what it says.
+// The tutorial and the page on cases do what they say.
 #include "KetmeshProgram.h"
 
 #include <sstream>
 
 namespace {
 
-TEST_F(Ketmesh, RunsEveryCommandOfTheTutorial) {
-    std::istringstream lines(Content(Data + "../docs/tutorial.md"));
+struct Page {
+    char const* name;
+    int commands;
+};
+class KetmeshPage : public Ketmesh, public testing::WithParamInterface<Page> {};
+
+TEST_P(KetmeshPage, RunsEveryCommand) {
+    std::istringstream lines(Content(Data + "../docs/" + GetParam().name));
     std::string load_case;
     bool is_in_case = false;
     int commands = 0;
@@ -33,7 +39,9 @@ TEST_F(Ketmesh, RunsEveryCommandOfTheTutorial) {
         EXPECT_EQ(result.status, 0) << line << ": " << result.err;
         ++commands;
     }
-    EXPECT_EQ(commands, 8);
+    EXPECT_EQ(commands, GetParam().commands);
 }
+INSTANTIATE_TEST_SUITE_P(Docs, KetmeshPage, testing::Values(Page{"tutorial.md", 8}, Page{"cases.md", 4}),
+                         [](auto const& page) { return std::string(page.param.name, 4); });
 
 } // namespace
