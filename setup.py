@@ -1,10 +1,11 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """`pip install .`: CMake builds the library and the module, and the package carries both.
 
-With KETSDK_BUILD_DIR, the folder of a finished build, nothing is built.
+CMake gets the options in CMAKE_ARGS as well. With KETSDK_BUILD_DIR, the folder of a finished build, nothing is built.
 """
 
 import os
+import shlex
 import shutil
 import subprocess
 import sys
@@ -37,10 +38,12 @@ class CMakeBuild(build_ext):
             "CMAKE_BUILD_TYPE": "Release",
             "KETSDK_BUILD_TESTS": "OFF",
             "KETSDK_BUILD_EXAMPLES": "OFF",
+            "KETSDK_UNITY_LIBRARIES": "ON",
             "KETSDK_WITH_PYTHON": "ON",
             "Python3_EXECUTABLE": sys.executable,
         }
         defined = [f"-D{name}={value}" for name, value in options.items()]
+        defined += shlex.split(os.environ.get("CMAKE_ARGS", ""))
         subprocess.run(["cmake", "-G", "Ninja", "-S", str(ROOT), "-B", str(build), *defined], check=True)
         subprocess.run(["cmake", "--build", str(build)], check=True)
         return build

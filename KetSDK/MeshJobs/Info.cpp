@@ -112,4 +112,8 @@ InfoResult Info(Model const& model, InfoOptions const& options, Context const& c
     return result;
 }
 
+double VolumeOf(MMeshBase const& mesh) {
+    return Detail::VolumeOf(mesh);
+}
+
 } // namespace KetSDK::MeshJobs

@@ -49,4 +49,7 @@ inline InfoResult Info(Model const& model, Context const& context) {
     return Info(model, {}, context);
 }
 
+// The volume of a mesh as Info tells it, in mm3.
+KETSDK_MESHJOBS_API double VolumeOf(MMeshBase const& mesh);
+
 } // namespace KetSDK::MeshJobs

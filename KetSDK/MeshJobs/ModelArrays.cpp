@@ -213,6 +213,9 @@ SurfaceArrays CopySurface(SurfaceModel const& surface) {
     arrays.points.resize(3 * static_cast<std::size_t>(stl.NumberOfPoints()));
     for (MStlPoint const& p : stl.Points())
         CopyPosition(p.GetPosition(), &arrays.points[3 * static_cast<std::size_t>(p.GetIndex())]);
+    auto const triangles = static_cast<std::size_t>(stl.NumberOfTriangles());
+    arrays.triangles.reserve(3 * triangles);
+    arrays.surface_of.reserve(triangles);
     for (MStlSurface const& s : stl.Surfaces()) {
         for (MStlTriangle const& t : s.Triangles()) {
             for (std::size_t i = 0; i < 3; ++i)

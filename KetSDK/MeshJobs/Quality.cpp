@@ -150,6 +150,8 @@ void CheckQualityOptions(QualityOptions const& options) {
     if (partitions < 1 || partitions > QualityBinning::MostBins)
         throw Error("histograms have 1 to " + std::to_string(QualityBinning::MostBins) + " bins, not " +
                     std::to_string(partitions));
+    if (!(options.binning.width >= 0.0 && options.binning.max_bound > 0.0))
+        throw Error("the width and the largest upper end of bins must be above 0");
     for (QualityMetric const* const metric :
          FindMetrics(options.metrics.empty() ? DefaultMetric : options.metrics))
         if (auto const range = options.binning.GetFixedRange(*metric))

@@ -81,8 +81,8 @@ KETSDK_MESHJOBS_API QualityResult Quality(Model const& model, QualityOptions con
                                           Context const& context);
 
 // Throws Error for options that no model can be measured with. Those are unknown metrics, a number of bins
-// beyond 1 to QualityBinning::MostBins, and a width that makes more of a metric's own range. For a caller who
-// has yet to read the model.
+// beyond 1 to QualityBinning::MostBins, a width that makes more of a metric's own range, and bounds of bins
+// below 0. For a caller who has yet to read the model.
 KETSDK_MESHJOBS_API void CheckQualityOptions(QualityOptions const& options);
 
 } // namespace KetSDK::MeshJobs

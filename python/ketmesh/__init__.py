@@ -17,8 +17,10 @@ doubt a result is a `MeshWarning`. Ctrl-C cancels a job.
 from ._case import Case, Result
 from ._core import MeshError, MeshFileError, MeshWarning
 from ._image import Image, read_image
-from ._mesh import Mesh, colors, diff, from_meshio, from_vtk, mesh, metrics, read, set_threads
+from ._mesh import Mesh, colors, diff, from_meshio, from_vtk, mesh, read, set_threads
 from ._surface import Surface, Surfaces, read_surface
+from ._tables import limits, metric_table, metrics, presets
+from ._timing import Timing
 from . import examples
 
 __all__ = [
@@ -31,13 +33,17 @@ __all__ = [
     "Result",
     "Surface",
     "Surfaces",
+    "Timing",
     "colors",
     "diff",
     "examples",
     "from_meshio",
     "from_vtk",
+    "limits",
     "mesh",
+    "metric_table",
     "metrics",
+    "presets",
     "read",
     "read_image",
     "read_surface",

@@ -8,6 +8,8 @@ from typing import TYPE_CHECKING, Any
 import numpy as np
 from numpy.typing import NDArray
 
+from . import _core
+
 if TYPE_CHECKING:
     from ._mesh import Mesh
 
@@ -76,6 +78,8 @@ def from_vtk(grid: Any) -> tuple[Arrays, dict[str, Any]]:
     """The arrays, and what the grid says beside them as options of `Mesh`."""
     from vtkmodules.util.numpy_support import vtk_to_numpy
 
+    if grid.GetNumberOfCells() == 0:
+        raise _core.MeshError("the grid has no cells")
     types = vtk_to_numpy(grid.GetCellTypesArray())
     offsets = vtk_to_numpy(grid.GetCells().GetOffsetsArray())
     indices = vtk_to_numpy(grid.GetCells().GetConnectivityArray())
@@ -113,7 +117,7 @@ def _arrays(data: Any) -> dict[str, Any]:
     from vtkmodules.util.numpy_support import vtk_to_numpy
 
     arrays = [data.GetArray(i) for i in range(data.GetNumberOfArrays())]
-    return {array.GetName(): vtk_to_numpy(array) for array in arrays if array is not None}
+    return {array.GetName(): vtk_to_numpy(array) for array in arrays if array is not None and array.GetName()}
 
 
 def _say(grid: Any, name: str, words: list[str]) -> None:

@@ -224,6 +224,7 @@ class Mesh:
         limits: Iterable[str] = (),
         bins: int = 10,
         width: float = 0.0,
+        max_bound: float | None = None,
         worst: int = 10,
         plot: Path = "",
         threads: int = 0,
@@ -234,9 +235,10 @@ class Mesh:
 
         Args:
             below, above: values strictly below, or above, are bad; below 0 without both.
-            limits: what values have to be, "METRIC>=VALUE" or "METRIC<=VALUE", or "abaqus", "ansys" or "febio" for
-                those that the solver documents.
+            limits: what values have to be, "METRIC>=VALUE" or "METRIC<=VALUE", or a name of `ketmesh.limits()` for
+                those that a solver documents.
             bins: of the histogram; or their `width`.
+            max_bound: largest upper end of bins that begin at 0.
             worst: how many elements to name for each metric.
             plot: a .svg file to draw the histograms into.
 
@@ -245,7 +247,7 @@ class Mesh:
         True
         """
         return _core.quality(
-            self._core, metrics, below, above, list(limits), bins, width, worst, os.fspath(plot), threads
+            self._core, metrics, below, above, list(limits), bins, width, max_bound, worst, os.fspath(plot), threads
         )
 
     def check(self, tolerance: float = 0.5) -> _core.Check:
@@ -379,7 +381,7 @@ class Mesh:
 
         Args:
             image: without one, sub-volumes get their `constants` and all others keep what they have.
-            preset: a published law and modulus, as `ketmesh materials --list` shows them.
+            preset: a published law and modulus; `presets()` names them.
             law: five numbers a, b, c, d, e of density [g/cm3] = a + b x^c + d x^e, x in Hounsfield units.
             modulus: two numbers p, q of E [MPa] = p density^q.
             poisson: 0.3 unless given.
@@ -746,15 +748,6 @@ def colors(intervals: Sequence[float], path: Path = "", name: str = "grey interv
     '#f20000'
     """
     return _core.colors(None, 0, None, None, [float(start) for start in intervals], os.fspath(path), name)
-
-
-def metrics() -> list[str]:
-    """The names of the quality metrics.
-
-    >>> "ScaledJacobian" in ketmesh.metrics()
-    True
-    """
-    return _core.metrics()
 
 
 def set_threads(threads: int) -> None:

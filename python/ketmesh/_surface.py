@@ -31,8 +31,6 @@ class Surface:
         name: as the sub-volumes that it bounds give it.
         points: (n, 3) float64, mm.
         triangles: (t, 3) int64, indices of points.
-        area: mm2.
-        closed: whether every edge lies in exactly two triangles.
         elements: (t,) number of the element of the mesh that each triangle is a face of, from 0; -1 for none.
             None where the surface was not made from a mesh.
         faces: (t,) number of that face as solvers count them, from 1; 0 for none. None as above.
@@ -61,9 +59,29 @@ class Surface:
         self.triangles: NDArray[np.int64] = arrays["triangles"]
         self.name: str = arrays["names"][0] if len(arrays["names"]) == 1 else ""
         self.frame: str | None = arrays["frame"]
-        self.area: float = sum(r.area for r in arrays["reports"])
-        self.closed: bool = bool(arrays["reports"]) and all(r.closed for r in arrays["reports"])
         self._take_origins(arrays["cell_data"], arrays["point_data"])
+
+    @cached_property
+    def _reports(self) -> list[_core.SurfaceReport]:
+        return _core.surface_reports(self._handle)
+
+    @property
+    def area(self) -> float:
+        """mm2.
+
+        >>> ketmesh.Surface([[0, 0, 0], [2, 0, 0], [0, 1, 0]], [[0, 1, 2]]).area
+        1.0
+        """
+        return sum(report.area for report in self._reports)
+
+    @property
+    def closed(self) -> bool:
+        """Whether every edge lies in exactly two triangles.
+
+        >>> ketmesh.read("head_small_tet4.vtu").boundary().closed
+        True
+        """
+        return bool(self._reports) and all(report.closed for report in self._reports)
 
     @property
     def _handle(self) -> _core.SurfaceModel:
@@ -106,7 +124,8 @@ class Surfaces(Mapping[str, Surface]):
     @cached_property
     def _by_name(self) -> dict[str, Surface]:
         arrays = _core.surface_arrays(self._handle)
-        return {name: _part(arrays, i) for i, name in enumerate(arrays["names"])}
+        reports = self.report.surfaces if self.report else _core.surface_reports(self._handle)
+        return {name: _part(arrays, i, reports[i]) for i, name in enumerate(arrays["names"])}
 
     def __getitem__(self, name: str) -> Surface:
         return self._by_name[name]
@@ -162,16 +181,15 @@ def _from_zero(ids: NDArray[Any] | None) -> NDArray[Any] | None:
     return None if ids is None else _read_only(ids - 1)
 
 
-def _part(arrays: dict[str, Any], index: int) -> Surface:
+def _part(arrays: dict[str, Any], index: int, report: _core.SurfaceReport) -> Surface:
     """One of several surfaces, with the points that it uses."""
     own = arrays["surface"] == index
     corners = arrays["triangles"][own]
     is_used = np.zeros(len(arrays["points"]), bool)
     is_used[corners] = True
     number_of = np.cumsum(is_used) - 1
-    report = arrays["reports"][index]
     part = Surface.__new__(Surface)
-    part.name, part.area, part.closed, part.report = report.name, report.area, report.closed, None
+    part.name, part._reports, part.report = report.name, [report], None
     part._made = None
     part.frame = arrays["frame"]
     part.points = _read_only(arrays["points"][is_used])

@@ -87,7 +87,8 @@ void AddLimits(std::vector<KetSDK::Mesh::QualityLimit>& limits, std::string cons
 
 QualityResult MeasureQuality(SharedModel& shared, std::string const& metrics, std::optional<double> below,
                              std::optional<double> above, std::vector<std::string> const& limits, int bins,
-                             double width, std::size_t worst, std::string const& plot, int threads) {
+                             double width, std::optional<double> max_bound, std::size_t worst,
+                             std::string const& plot, int threads) {
     QualityOptions options;
     options.metrics = metrics;
     if (below || above)
@@ -96,6 +97,7 @@ QualityResult MeasureQuality(SharedModel& shared, std::string const& metrics, st
         AddLimits(options.limits, limit);
     options.binning.partitions = bins;
     options.binning.width = width;
+    options.binning.max_bound = max_bound.value_or(options.binning.max_bound);
     options.worst = worst;
     CheckQualityOptions(options);
     std::optional<KetSDK::MeshVTK::OutputFile> picture;
@@ -115,13 +117,6 @@ py::array QualityValues(SharedModel& shared, std::string const& metric, int thre
     if (FindMetrics(metric).size() != 1)
         throw Error("values are those of one metric; quality_report measures several");
     return ToNumpy(std::move(Report<Quality>(shared, options, threads).values.front()));
-}
-
-std::vector<std::string> MetricNames() {
-    std::vector<std::string> names;
-    for (auto const& metric : KetSDK::Mesh::QualityMetrics())
-        names.emplace_back(metric.name);
-    return names;
 }
 
 std::vector<ColorInterval> ColorsOf(SharedModel* shared, int bins, std::optional<double> start,
@@ -148,10 +143,9 @@ void AddMeasures(py::module_& module) {
         "check", [](SharedModel& m, double tolerance) { return Report<Check>(m, CheckOptions{tolerance}); },
         py::arg("model"), py::arg("tolerance"));
     module.def("quality", &MeasureQuality, py::arg("model"), py::arg("metrics"), py::arg("below"),
-               py::arg("above"), py::arg("limits"), py::arg("bins"), py::arg("width"), py::arg("worst"),
-               py::arg("plot"), py::arg("threads"));
+               py::arg("above"), py::arg("limits"), py::arg("bins"), py::arg("width"), py::arg("max_bound"),
+               py::arg("worst"), py::arg("plot"), py::arg("threads"));
     module.def("quality_values", &QualityValues, py::arg("model"), py::arg("metric"), py::arg("threads"));
-    module.def("metrics", &MetricNames);
     module.def(
         "diff",
         [](SharedModel& first, SharedModel& second, double tolerance) {
@@ -409,16 +403,16 @@ void AddSurfaces(py::module_& module) {
     module.def(
         "graph",
         [](SharedModel& m, std::string const& path, bool all_edges, std::string const& unit) {
+            auto const length = UnitNamed(unit);
             std::optional<KetSDK::MeshVTK::OutputFile> file;
             if (!path.empty())
                 file.emplace(OpenGraphFile(path));
-            auto const result = Report<Graph>(m, GraphOptions{all_edges});
-            if (file)
-                Call().Run([&, length = UnitNamed(unit)](Context const& context) {
+            return Call().Run(m, [&](Model const& model, Context const& context) {
+                auto const result = Graph(model, GraphOptions{all_edges}, context);
+                if (file)
                     WriteGraphs(*result.lines, *file, length, context, result.frame);
-                    return true;
-                });
-            return result.graphs;
+                return result.graphs;
+            });
         },
         py::arg("model"), py::arg("path"), py::arg("all_edges"), py::arg("unit"));
     module.def(

@@ -259,17 +259,23 @@ Image MakeImageOf(py::array const& array, std::array<std::array<double, 4>, 3> c
     return Call().Run([&](Context const&) { return MakeImage(voxels, length, in); });
 }
 
+std::vector<SurfaceReport> ReportsOfSurface(SharedSurface const& shared) {
+    py::gil_scoped_release const released;
+    return ReportSurfaces(*shared.surface.surfaces);
+}
+
 py::dict ArraysOfSurface(SharedSurface const& shared) {
-    SurfaceArrays arrays = CopySurface(shared.surface);
-    py::dict dict;
+    auto [arrays, values] = [&] {
+        py::gil_scoped_release const released;
+        return std::pair(CopySurface(shared.surface), shared.surface.arrays);
+    }();
+    py::dict dict, cell_data, point_data;
     dict["points"] = GiveArray(std::move(arrays.points), 3);
     dict["triangles"] = GiveArray(std::move(arrays.triangles), 3);
     dict["surface"] = GiveArray(std::move(arrays.surface_of), 0);
     dict["names"] = arrays.names;
-    dict["reports"] = ReportSurfaces(*shared.surface.surfaces);
     dict["frame"] = WordOf(shared.surface.frame);
-    py::dict cell_data, point_data;
-    for (MMeshArray array : shared.surface.arrays)
+    for (MMeshArray& array : values)
         if (array.place != MMeshArray::OnMesh) {
             std::string const name = ToUtf8(array.name);
             (array.place == MMeshArray::OnNodes ? point_data : cell_data)[name.c_str()] =
@@ -313,7 +319,7 @@ void AddModels(py::module_& module) {
     module.def("box",
                [](SharedModel& m) { return Ask(m, [](Model const& model) { return BoxOf(*model.mesh); }); });
     module.def("volume", [](SharedModel& m) {
-        return Ask(m, [](Model const& model) { return Info(model, Context{}).volume; });
+        return Ask(m, [](Model const& model) { return VolumeOf(*model.mesh); });
     });
     module.def("subvolume_ids", &SubVolumeIds);
     module.def("array_names", &ArrayNames);
@@ -329,6 +335,7 @@ void AddModels(py::module_& module) {
     module.def("save_surface", &SaveSurface, py::arg("surface"), py::arg("path"), py::arg("unit"),
                py::arg("split"), py::arg("allow_empty"));
     module.def("surface_arrays", &ArraysOfSurface);
+    module.def("surface_reports", &ReportsOfSurface);
     module.def(
         "read_image",
         [](std::string const& path, std::string const& unit, std::string const& series) {

@@ -8,6 +8,7 @@ PYBIND11_MODULE(_core, module) {
     module.doc() = "The jobs of KetSDK.Mesh on handles of meshes; the package ketmesh is made for people.";
     ketmesh::AddErrors(module);
     ketmesh::AddThreads(module);
+    ketmesh::AddTables(module);
     ketmesh::AddReports(module);
     ketmesh::AddModels(module);
     ketmesh::AddJobs(module);

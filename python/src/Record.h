@@ -57,6 +57,8 @@ private:
     py::list m_fields;
 };
 
+// Metrics, presets and limits, by name.
+void AddTables(py::module_& module);
 // The structs that jobs report in.
 void AddReports(py::module_& module);
 // Models and surfaces: reading, writing, arrays.

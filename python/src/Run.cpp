@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Run.h"
 
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -32,6 +36,30 @@ private:
 
 // Of jobs that are not told another number; 0 stands for all cores.
 std::atomic<int> usual_threads = 0;
+
+void RequireThreads(int threads) {
+    if (threads < 0 || threads > 1024)
+        throw Jobs::Error("the number of threads is 1 to 1024, or 0 for all cores, not " +
+                          std::to_string(threads));
+}
+
+std::mutex times_lock;
+JobTimes all_times; // under the lock
+
+// How far up the caller is who is no code of this package: warnings are about what it does.
+int LevelOfCaller() {
+    int level = 1;
+    py::object frame = py::module_::import("sys").attr("_getframe")();
+    while (!frame.is_none()) {
+        auto const globals = py::dict(frame.attr("f_globals"));
+        std::string const name = globals.contains("__name__") ? py::str(globals["__name__"]) : "";
+        if (name != "ketmesh" && !name.starts_with("ketmesh."))
+            return level;
+        frame = frame.attr("f_back");
+        ++level;
+    }
+    return 1;
+}
 
 // Never freed: they live as long as the interpreter.
 PyObject* mesh_warning = nullptr;
@@ -75,23 +103,38 @@ void AddThreads(py::module_& module) {
     module.def(
         "set_threads",
         [](int threads) {
-            if (threads < 0 || threads > 1024)
-                throw Jobs::Error("the number of threads is 1 to 1024, or 0 for all cores, not " +
-                                  std::to_string(threads));
+            RequireThreads(threads);
             usual_threads = threads;
         },
         py::arg("threads"));
+    module.def("times", [] {
+        std::scoped_lock const lock(times_lock);
+        return std::array{all_times.read, all_times.work, all_times.write};
+    });
 }
 
 Call::Call(int threads) {
+    RequireThreads(threads);
     m_context.progress = std::make_shared<SignalWatch>();
     m_context.threads = threads > 0 ? threads : usual_threads.load();
+    m_context.times = &m_times;
     m_context.warn = [this](std::string const& message) { m_warnings.push_back(message); };
 }
 
+Call::~Call() {
+    std::chrono::duration<double> const all = std::chrono::steady_clock::now() - m_start;
+    std::scoped_lock const lock(times_lock);
+    all_times.read += m_times.read;
+    all_times.write += m_times.write;
+    all_times.work += std::max(0.0, all.count() - m_times.read - m_times.write);
+}
+
 void Call::GiveWarnings() const {
+    if (m_warnings.empty())
+        return;
+    int const level = LevelOfCaller();
     for (std::string const& warning : m_warnings)
-        if (PyErr_WarnEx(mesh_warning, warning.c_str(), 2) != 0)
+        if (PyErr_WarnEx(mesh_warning, warning.c_str(), level) != 0)
             throw py::error_already_set();
 }
 

@@ -8,6 +8,7 @@
 
 #include <pybind11/pybind11.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -49,13 +50,27 @@ inline SurfaceHandle Share(Jobs::SurfaceModel&& surface) {
 
 // Makes MeshError, MeshFileError and MeshWarning, and turns the errors of jobs into them.
 void AddErrors(py::module_& module);
-// How many threads jobs work on.
+// How many threads jobs work on, and how long they took.
 void AddThreads(py::module_& module);
 
-// What surrounds a job that Python calls: Ctrl-C cancels it, and its warnings become Python's.
+// Seconds that the jobs of this process took: reading and writing files, and everything else. Those of jobs
+// that run at the same time add up.
+struct JobTimes {
+    double read = 0.0;
+    double work = 0.0;
+    double write = 0.0;
+};
+
+// What surrounds a job that Python calls: Ctrl-C cancels it, its warnings become Python's, and its time is
+// kept.
 class Call {
 public:
+    // Threads that the job works on; 0 for those of set_threads. Throws Error for a number that cannot be
+    // meant.
     explicit Call(int threads = 0);
+    ~Call();
+    Call(Call const&) = delete;
+    Call& operator=(Call const&) = delete;
 
     // Runs the work without the interpreter lock. Throws what the work throws, and KeyboardInterrupt for a
     // job that Ctrl-C has cancelled.
@@ -109,6 +124,8 @@ private:
     void ThrowInterrupt() const;
 
     Jobs::Context m_context;
+    Jobs::FileTimes m_times;
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     std::vector<std::string> m_warnings;
 };
 

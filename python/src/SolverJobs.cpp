@@ -8,7 +8,6 @@
 #include <KetSDK/MeshJobs/Results.h>
 #include <KetSDK/MeshJobs/Solve.h>
 
-#include <map>
 #include <optional>
 
 namespace ketmesh {
@@ -98,12 +97,12 @@ void AddSolverReports(py::module_& module) {
         .Field(
             "reactions",
             [](SolveResult const& r) {
-                std::map<std::string, SolveResult::Force> reactions;
+                py::dict reactions;
                 for (auto const& [place, force] : r.reactions)
-                    reactions[place] = force;
+                    reactions[py::str(place)] = force;
                 return reactions;
             },
-            "N: by place")
+            "N: by place, in the order of the case")
         .Field("balance", &SolveResult::balance, "part of the loads that reactions do not balance, or None")
         .Field("max_displacement", &SolveResult::max_displacement, "mm")
         .Field("max_von_mises", &SolveResult::max_von_mises, "MPa")

@@ -16,7 +16,7 @@ import ketmesh
 from common import DATA, has_page
 
 
-@pytest.mark.parametrize("module", ["ketmesh", *(f"ketmesh.{m}" for m in ("_mesh", "_surface", "_image", "_case", "examples"))])
+@pytest.mark.parametrize("module", ["ketmesh", *(f"ketmesh.{m}" for m in ("_mesh", "_surface", "_image", "_case", "_tables", "_timing", "examples"))])
 def test_examples(module, monkeypatch):
     monkeypatch.chdir(DATA)
     runner = doctest.DocTestRunner()

@@ -1,6 +1,9 @@
 # SPDX-License-Identifier: BSD-3-Clause
 """Meshes as arrays: in, out, and what is refused."""
 
+import sys
+import types
+
 import numpy as np
 import pytest
 
@@ -99,6 +102,16 @@ def test_grey_values_are_the_meshs():
     mesh.cell_data["grey"] = np.arange(len(mesh.subvolume_ids), dtype=float)
     assert mesh.cell_data["grey"][5] == 5.0
     assert mesh.colors(1)[0].low == 0.0
+
+
+def test_pyvista_is_given_the_grid(monkeypatch):
+    """PyVista itself is not packaged everywhere: what stands in for it takes what its `wrap` is documented to take."""
+    vtk = pytest.importorskip("vtkmodules.vtkCommonDataModel")
+    monkeypatch.setitem(sys.modules, "pyvista", types.SimpleNamespace(wrap=lambda grid: ("wrapped", grid)))
+    said, grid = ketmesh.read(CURVED).to_pyvista()
+    assert said == "wrapped" and isinstance(grid, vtk.vtkUnstructuredGrid) and grid.GetNumberOfCells() == 46924
+    with pytest.raises(ketmesh.MeshError, match="no cells"):
+        ketmesh.from_vtk(vtk.vtkUnstructuredGrid())
 
 
 def test_other_libraries_give_and_take_meshes():

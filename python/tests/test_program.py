@@ -78,8 +78,8 @@ TABLE = {
     "boundary": (CURVED, ("--interfaces",), "vtp", lambda m: made(m.boundary(interfaces=True))),
     "explode": (LINEAR, ("--shrink", 0.25), "vtp", lambda m: made(m.explode(0.25))),
     "graph": (LINEAR, ("--all-edges",), "", lambda m: ({"graphs": m.graph(all_edges=True)}, None)),
-    "quality": (CURVED, ("--metric", "all", "--limits", "abaqus"), "",
-                lambda m: ({q.metric: q for q in m.quality_report("all", limits=["abaqus"]).metrics}, None)),
+    "quality": (CURVED, ("--metric", "all", "--limits", "abaqus", "--max-bound", 3), "",
+                lambda m: ({q.metric: q for q in m.quality_report("all", limits=["abaqus"], max_bound=3).metrics}, None)),
     "check": (CURVED, (), "", lambda m: (m.check(), None)),
     "repair": (CURVED, ("--max-ratio", 20), "vtu", lambda m: changed(m, m.repair(max_ratio=20))),
     "orient": (LINEAR, (), "vtu", lambda m: changed(m, m.orient())),
@@ -133,6 +133,15 @@ def test_values_are_the_programs(command, inputs):
         np.testing.assert_array_equal(ours.triangles, theirs.triangles)
         for name, values in theirs.cell_data.items():
             np.testing.assert_array_equal(ours.cell_data[name], values)
+
+
+@pytest.mark.parametrize("table, command", [("metric_table", ("quality", "--list")),
+                                            ("limits", ("quality", "--list-limits")),
+                                            ("presets", ("materials", "--list-presets"))])  # fmt: skip
+def test_tables_are_the_programs(table, command):
+    ours, (theirs,) = getattr(ketmesh, table)(), (v for v in program(*command).values() if isinstance(v, dict))
+    assert ours.keys() == theirs.keys()
+    assert compare(plain(ours), theirs) >= 3 * len(ours)
 
 
 @pytest.mark.skipif(not has_page(), reason="the library was built without the page")

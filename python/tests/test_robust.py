@@ -35,6 +35,8 @@ REFUSED = {
     "a frame that there is not": (lambda: ketmesh.read(LINEAR, frame="LAS"), ketmesh.MeshError, "LPS, RAS"),
     "a metric's name with a slip": (lambda: mesh.quality("ScaledJacobean"), ketmesh.MeshError, "ScaledJacobian"),
     "several metrics": (lambda: mesh.quality("Volume,Folded"), ketmesh.MeshError, "one metric"),
+    "bins that are no bins": (lambda: mesh.quality_report(width=-1), ketmesh.MeshError, "above 0"),
+    "threads that there cannot be": (lambda: mesh.quality("Volume", threads=5000), ketmesh.MeshError, "1024"),
     "a limit that is none": (lambda: mesh.quality_report(limits=["Volume>3"]), ketmesh.MeshError, "limit"),
     "a kind to convert to": (lambda: mesh.to("hex8"), ketmesh.MeshError, "tet10"),
     "a sub-volume that there is not": (lambda: mesh.remove(["none of that"]), ketmesh.MeshError, "none of that"),

@@ -46,6 +46,7 @@ REFUSED = [
     (CASES, STEP.replace("{mesh}", "{mesh"), [], ["step 1 (\"info\"): run: "]),
     (CASES, STEP.replace("{mesh}", "{mesh!r}"), [], ["braces hold the name of a column"]),
     (CASES, STEP.replace("{mesh}", "{mesh} -o ../all.vtu"), [], ["every case would write ../all.vtu"]),
+    (CASES, STEP.replace("{mesh}", "{mesh} --output=/all.vtu"), [], ["every case would write /all.vtu"]),
     (CASES, '[[step]]\nname = "info"\nrun = "ketmesh"\n', [], ["run must begin with ketmesh and a command"]),
     (CASES, STEP, ["--only", "a,b"], ['--only: there is no case "b"']),
     (CASES, STEP, ["--timeout", "-1"], ["argument --timeout: invalid number value"]),

@@ -21,6 +21,7 @@ from .step import run_step
 # What another try may mend; the program's own answers stay what they are.
 WORTH_ANOTHER_TRY = ("crashed", "timeout", "out-of-memory")
 LOCK = ".lock"
+NEEDED = {"status", "key", "error", "steps", "warnings"}  # in a record that says anything
 TOKEN = "KETMESH_COHORT_RUN"  # in the environment of a step's processes
 
 
@@ -34,7 +35,7 @@ def read_record(folder: Path) -> dict | None:
         record = json.loads((folder / "case.json").read_bytes())
     except (OSError, ValueError):
         return None
-    return record if isinstance(record, dict) and "status" in record and "key" in record else None
+    return record if isinstance(record, dict) and record.keys() >= NEEDED else None
 
 
 def is_current(record: dict, task: dict, may_read: bool = False) -> bool:
@@ -135,7 +136,7 @@ def _empty(folder: Path) -> None:
 
 
 def _commit(folder: Path, record: dict) -> None:
-    """Lets case.json appear, whole and on the disk."""
+    """Lets case.json appear: its bytes are on the disk before it has its name."""
     beside = folder / "case.json.new"
     with open(beside, "w", encoding="utf-8") as file:
         json.dump(record, file, indent=1, ensure_ascii=False)

@@ -139,7 +139,7 @@ class _Cohort:
             return record is not None and record["status"] != "done"
         return self._only is None or case_id in self._only
 
-    def chosen(self) -> list[dict[str, str]] | Iterator[dict[str, str]]:
+    def chosen(self) -> Iterator[dict[str, str]]:
         return (row for row in self._cases if self.is_chosen(row["id"]))
 
     def count(self) -> int:

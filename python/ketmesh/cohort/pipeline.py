@@ -7,6 +7,7 @@ import os
 import re
 import shlex
 import string
+from collections.abc import Iterator
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -56,9 +57,6 @@ class Pipeline:
 
     folder: Path
     steps: tuple[Step, ...]
-
-    def columns(self) -> set[str]:
-        return {column for step in self.steps for word in step.words for column in word.columns()}
 
     def option_like(self) -> set[str]:
         """Columns at the beginning of words: their values must not look like options."""
@@ -120,13 +118,20 @@ def _read_step(table: dict, where: str, columns: list[str], faults: Faults) -> S
         return None
     for column in sorted({c for word in words for c in word.columns()} - set(columns)):
         faults.add(f"{where}: there is no column {{{column}}} in the cases: they have {', '.join(columns)}")
-    for option, word in zip(words, words[1:]):
-        if option.columns() or word.columns() or option.fill({}) not in OUTPUT_OPTIONS:
-            continue
-        target = word.fill({})
+    for target in _fixed_outputs(words):
         if os.path.isabs(target) or ".." in Path(target).parts:
             faults.add(f"{where}: every case would write {target}: name a file in the case's own folder")
     return Step(name, tuple(words))
+
+
+def _fixed_outputs(words: list[Word]) -> Iterator[str]:
+    """What is written under the same name in all cases, as `-o NAME` or `--output=NAME`."""
+    texts = [word.fill({}) if not word.columns() else None for word in words]
+    for option, text in zip([None, *texts], texts):
+        if text is not None and option in OUTPUT_OPTIONS:
+            yield text
+        elif text is not None and (joined := _split_option(text))[0][:-1] in OUTPUT_OPTIONS:
+            yield joined[1]
 
 
 def _read_word(text: str) -> Word:

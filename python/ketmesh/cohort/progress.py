@@ -53,10 +53,6 @@ class Progress:
             if status != "done":
                 self._say(f"{case_id}: {status}{': ' + error if error else ''}")
 
-    def say(self, line: str) -> None:
-        with self._lock:
-            self._say(line)
-
     def line(self) -> str:
         """Done, failed, rate and time left."""
         done = self._counts["done"] + self._skipped

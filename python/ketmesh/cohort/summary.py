@@ -29,7 +29,7 @@ MOST_FIGURES_EACH = 5
 MOST_CASES = 10_000  # rows of the page's table
 
 
-def write_summary(runs: Path, tasks: Iterable[dict]) -> dict[str, str | Counter]:
+def write_summary(runs: Path, tasks: Iterable[dict]) -> Counter[str]:
     """Writes the three files for tasks that are sorted by id, and gives how many cases have which status."""
     statuses: Counter[str] = Counter()
     columns: dict[str, int] = {}
@@ -98,7 +98,7 @@ class _FigureTable:
     def __init__(self, file, columns: dict[str, int], rows: int):
         import numpy
 
-        self.columns, self._numpy = columns, numpy
+        self.columns, self.numpy = columns, numpy
         self._values = numpy.memmap(file, float, "w+", shape=(max(1, len(columns)), max(1, rows)))
         self._block = numpy.empty((max(1, len(columns)), BLOCK))
         self._begin = self._filled = 0
@@ -107,7 +107,7 @@ class _FigureTable:
     def add(self, row: dict) -> None:
         if self._filled == BLOCK:
             self.flush()
-        self._block[:, self._filled] = self._numpy.nan
+        self._block[:, self._filled] = self.numpy.nan
         for name, column in self.columns.items():
             value = row.get(name)
             if isinstance(value, (int, float)) and not isinstance(value, bool) and abs(value) < 1e300:
@@ -124,7 +124,7 @@ class _FigureTable:
         found = []
         for name, column in self.columns.items():
             values = self._values[column, :self._rows]
-            if name.rpartition(".")[2] != "seconds" and self._numpy.isfinite(values).any():
+            if name.rpartition(".")[2] != "seconds" and self.numpy.isfinite(values).any():
                 found.append(distribution(name, values))
         return [d for d in found if d.minimum < d.maximum]
 
@@ -139,10 +139,10 @@ class _FigureTable:
 def _write_page(out, runs: Path, statuses: Counter, table: _FigureTable) -> None:
     distributions = table.distributions()
     rows = statuses.total()
-    farthest = table._numpy.zeros(rows)  # the largest score of each case
+    farthest = table.numpy.zeros(rows)  # the largest score of each case
     for one in distributions:
-        farthest = table._numpy.fmax(farthest, abs(table.scores(one)))
-    order = sorted((i for i in table._numpy.nonzero(farthest > FAR_OUT)[0].tolist()), key=lambda i: (-farthest[i], i))
+        farthest = table.numpy.fmax(farthest, abs(table.scores(one)))
+    order = sorted((i for i in table.numpy.nonzero(farthest > FAR_OUT)[0].tolist()), key=lambda i: (-farthest[i], i))
     shown = order[:MOST_OUTLIERS]
     scores: dict[int, list[tuple[str, float, float]]] = {i: [] for i in shown}
     for one in distributions:
