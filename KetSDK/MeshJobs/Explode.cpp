@@ -111,7 +111,7 @@ ExplodeResult Explode(Model const& model, ExplodeOptions const& options, Context
 void RequireValid(ExplodeOptions const& options) {
     if (!(options.shrink >= 0.0 && options.shrink < 1.0))
         throw Error("--shrink: " + FormatGeneral(options.shrink) +
-                    " is not from 0 (as they are) up to, but not, 1 (elements become points)");
+                    " is no number from 0 (elements stay as they are) to below 1 (they become points)");
 }
 
 } // namespace KetSDK::MeshJobs

@@ -11,7 +11,7 @@
 namespace KetSDK::MeshJobs {
 
 struct ExplodeOptions {
-    // How far corners move towards the centroid of their element: from 0, where they stay, up to, but not, 1.
+    // How far corners move towards the centroid of their element: at least 0, where they stay, and below 1.
     double shrink = 0.0;
     // The array of one number on each element that says which are taken: those with another value than 0.
     // All are when it is empty.

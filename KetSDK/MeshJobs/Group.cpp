@@ -5,7 +5,6 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
-#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
@@ -92,12 +91,11 @@ GroupResult Group(Model& model, SurfaceModel const& given, GroupOptions const& o
     RequireTetrahedra(model);
     Detail::RequireFewAtEachFace(model);
     RequireNames(given);
-    auto const turned = Detail::InFrameOf(model, given, context);
-    SurfaceModel const& surface = turned ? *turned : given;
     GroupResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
     result.groups_of = static_cast<std::uint64_t>(model.mesh->NumberOfSubVolumes());
-    Detail::SurfaceMapping const mapping(model, surface, options.tolerance, context);
+    Detail::SurfaceMapping const mapping(model, given, options.tolerance, context);
+    SurfaceModel const& surface = mapping.GetSurface();
     result.counts = Detail::CountMatches(model, surface, context);
     std::optional<Detail::VolumesOfSurfaces> const volumes = Detail::VolumesOf(given);
     std::optional<NamedByNumber> numbered;

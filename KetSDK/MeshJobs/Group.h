@@ -11,9 +11,7 @@
 
 namespace KetSDK::MeshJobs {
 
-struct GroupOptions {
-    double tolerance = 0.001; // how far in mm a triangle may lie from its face
-};
+using GroupOptions = MatchOptions;
 
 struct GroupResult {
     std::uint64_t elements = 0;

@@ -3,7 +3,6 @@
 
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
-#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
 
@@ -15,14 +14,12 @@ LabelResult Label(Model& model, SurfaceModel const* surface, LabelOptions const&
                   Context const& context) {
     RequireTetrahedra(model);
     Detail::RequireFewAtEachFace(model);
-    auto const turned = surface ? Detail::InFrameOf(model, *surface, context) : std::nullopt;
-    surface = turned ? &*turned : surface;
     MStlBase nothing;
     std::optional<Detail::SurfaceMapping> mapping;
     if (surface)
         mapping.emplace(model, *surface, options.tolerance, context);
     MMeshOperatorLabelSubVolumes label;
-    label.SetStl(surface ? surface->surfaces.get() : &nothing);
+    label.SetStl(mapping ? mapping->GetSurface().surfaces.get() : &nothing);
     label.SetProgressDelegate(context.progress);
     Detail::RunOperator(label, model, "its regions could not be labelled", context);
     if (mapping)

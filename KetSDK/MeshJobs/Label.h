@@ -2,6 +2,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/Context.h>
+#include <KetSDK/MeshJobs/Match.h>
 #include <KetSDK/MeshJobs/Model.h>
 #include <KetSDK/MeshJobs/SurfaceModel.h>
 
@@ -10,9 +11,7 @@
 
 namespace KetSDK::MeshJobs {
 
-struct LabelOptions {
-    double tolerance = 0.001; // how far in mm a triangle may lie from its face
-};
+using LabelOptions = MatchOptions;
 
 struct LabelResult {
     std::uint64_t elements = 0;

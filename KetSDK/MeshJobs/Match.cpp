@@ -4,7 +4,6 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
-#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
 
 namespace KetSDK::MeshJobs {
@@ -28,16 +27,14 @@ MatchCounts Detail::CountMatches(Model const& model, SurfaceModel const& surface
     return counts;
 }
 
-MatchResult Match(Model const& model, SurfaceModel const& given, MatchOptions const& options,
+MatchResult Match(Model const& model, SurfaceModel const& surface, MatchOptions const& options,
                   Context const& context) {
     RequireTetrahedra(model);
     Detail::RequireFewAtEachFace(model);
-    auto const turned = Detail::InFrameOf(model, given, context);
-    SurfaceModel const& surface = turned ? *turned : given;
     Detail::SurfaceMapping const mapping(model, surface, options.tolerance, context);
     MatchResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
-    result.counts = Detail::CountMatches(model, surface, context);
+    result.counts = Detail::CountMatches(model, mapping.GetSurface(), context);
     mapping.WarnWhenApart(context);
     return result;
 }

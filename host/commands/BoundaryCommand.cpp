@@ -18,17 +18,16 @@ namespace {
 class BoundaryCommand : public Command {
 public:
     BoundaryCommand()
-        : Command(
-              "boundary", "Write the boundary of a mesh as one surface",
-              "The boundary are the faces of the tetrahedra that the elements are cut into which no other\n"
-              "element shares. With --interfaces, faces between two sub-volumes count too; they are written\n"
-              "once, seen from the sub-volume of the lower number. Ten-node tetrahedra are cut into eight,\n"
-              "so that each of their faces gives four triangles; with --simplify it gives one. In .vtp\n"
-              "files the triangles have the arrays element and face, the points node, as surfaces writes\n"
-              "them.\n\n"
-              "Examples:\n"
-              "  ketmesh boundary head.vtu -o skin.stl\n"
-              "  ketmesh boundary model.vtu -o model.vtp --interfaces --colors") {}
+        : Command("boundary", "Write the boundary of a mesh as one surface",
+                  "Elements are cut into tetrahedra, and the boundary is made of the faces that no other\n"
+                  "element shares. With --interfaces, faces between two sub-volumes count too; they are\n"
+                  "written once, seen from the sub-volume of the lower number. Ten-node tetrahedra are\n"
+                  "cut into eight, so that each of their faces gives four triangles; with --simplify it\n"
+                  "gives one. In .vtp files the triangles have the arrays element and face, the points\n"
+                  "node, as ketmesh surfaces writes them.\n\n"
+                  "Examples:\n"
+                  "  ketmesh boundary head.vtu -o skin.stl\n"
+                  "  ketmesh boundary model.vtu -o model.vtp --interfaces --colors") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

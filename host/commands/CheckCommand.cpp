@@ -2,6 +2,7 @@
 #include <KetSDK/MeshJobs/Check.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
+#include <host/commands/options/FailOn.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
@@ -9,7 +10,6 @@
 
 #include <cstdint>
 #include <iostream>
-#include <optional>
 #include <string>
 
 namespace ketmesh {
@@ -35,7 +35,7 @@ constexpr Defect Defects[] = {
     {"wrong_mid_edges", &CheckResult::wrong_mid_edges, "wrong mid-edge nodes",
      "a mid-edge node is farther from the middle of its edge than the tolerance"},
     {"wrong_mid_faces", &CheckResult::wrong_mid_faces, "wrong mid-face nodes",
-     "so is one of a face, measured by the mean length of the face's edges"},
+     "the same for those of a face, by the mean length of its edges"},
 };
 
 using KetSDK::Mesh::MMeshTopology;
@@ -51,14 +51,14 @@ struct TopologyCount {
 
 constexpr TopologyCount TopologyCounts[] = {
     {"duplicate_elements", &MMeshTopology::duplicate_elements, "duplicate elements",
-     "elements on the same places as an earlier one", true},
+     "elements at the same positions as an earlier one", true},
     {"duplicate_nodes", &MMeshTopology::duplicate_nodes, "duplicate nodes",
-     "nodes at the place of an earlier one; ketmesh weld joins them", true},
+     "nodes at the position of an earlier one; ketmesh weld joins them", true},
     {"faces_of_three", &MMeshTopology::faces_of_three, "faces of three", "faces of more than two elements",
      true},
     {"unused_nodes", &MMeshTopology::unused_nodes, "unused nodes", "nodes of no element", false},
-    {"parts", &MMeshTopology::parts, "parts",
-     "sets of elements that hang together through faces, across sub-volumes", false},
+    {"parts", &MMeshTopology::parts, "parts", "sets of elements connected through faces, across sub-volumes",
+     false},
 };
 
 // Counts defects of tetrahedra.
@@ -66,7 +66,7 @@ class CheckCommand : public Command {
 public:
     CheckCommand()
         : Command("check", "Count defects of linear and quadratic tetrahedra",
-                  "An element can have several defects. Mid-edge nodes are looked at where the mesh has\n"
+                  "An element can have several defects. Mid-edge nodes are checked where the mesh has\n"
                   "quadratic tetrahedra.\n\n"
                   "Examples:\n"
                   "  ketmesh check head.vtu\n"
@@ -78,15 +78,13 @@ private:
         command
             .add_option("--tolerance", m_options.tolerance,
                         "Deviation of a mid-edge node that passes, in per cent of the length of its edge "
-                        "(0.5 unless given)")
+                        "(default: 0.5)")
             ->type_name("P")
             ->check(PositiveNumber());
-        command
-            .add_option("--fail-on", m_most,
-                        "End with exit status 2 when more than so many elements have one of the defects, are "
-                        "duplicates, or so many nodes are duplicates or faces those of three elements")
-            ->type_name("N")
-            ->check(Count());
+        m_fail_on.Declare(
+            command,
+            "End with exit status 2 when more than so many elements have any one defect, or when there are "
+            "more duplicate elements, duplicate nodes or faces of three elements than that");
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
@@ -128,7 +126,7 @@ private:
     int Check() const override {
         std::string failed;
         auto const add = [&](std::uint64_t count, char const* name) {
-            if (m_most && count > *m_most)
+            if (m_fail_on.IsExceededBy(count))
                 failed += (failed.empty() ? "" : ", ") + std::to_string(count) + " " + name;
         };
         for (Defect const& defect : Defects)
@@ -139,13 +137,13 @@ private:
         if (failed.empty())
             return Done;
         std::cerr << "ketmesh: " << Printable(m_input.GetFileName()) << ": the mesh has defects: " << failed
-                  << "; at most " << *m_most << " of each may be\n";
+                  << "; " << m_fail_on.Describe() << " of each may be\n";
         return CheckFailed;
     }
 
     ModelInput m_input;
     KetSDK::MeshJobs::CheckOptions m_options;
-    std::optional<std::uint64_t> m_most;
+    FailOn m_fail_on;
     CheckResult m_result;
 };
 

@@ -18,10 +18,10 @@ namespace {
 using KetSDK::MeshJobs::ColorInterval;
 
 constexpr char const* ColorsHelp =
-    "Intervals are N bins of equal width over the grey values of a mesh (its cell array grey), or\n"
-    "those that begin at the numbers of --intervals. The colours go from dark red at 0 through\n"
-    "yellow, green, cyan and blue to dark blue at 4096, those of the table of ketmesh materials.\n"
-    "Import the file as a colour map and show the array grey with it.\n\n"
+    "Intervals are N bins of equal width over the grey values of a mesh (its cell array\n"
+    "grey), or those that begin at the numbers of --intervals. The colours go from dark red\n"
+    "at 0 through yellow, green, cyan and blue to dark blue at 4096, as in the table of\n"
+    "ketmesh materials. Import the file as a colour map and show the array grey with it.\n\n"
     "Examples:\n"
     "  ketmesh colors model.vtu --bins 20 -o grey.json\n"
     "  ketmesh colors --intervals 0,300,700,1500 -o tissues.xml";
@@ -45,13 +45,13 @@ private:
         CLI::Option* const to = command.add_option("--to", m_options.to, "Only grey values below this one")
                                     ->check(FiniteNumber());
         CLI::Option* const intervals =
-            command.add_option("--intervals", m_intervals, "Where intervals begin, in place of a mesh")
+            command.add_option("--intervals", m_intervals, "Lower ends of the intervals, in place of a mesh")
                 ->type_name("G,G,...")
                 ->excludes(file)
                 ->excludes(bins)
                 ->excludes(from)
                 ->excludes(to);
-        command.add_option("--name", m_name, "Name of the colour map (grey intervals unless given)");
+        command.add_option("--name", m_name, "Name of the colour map (default: grey intervals)");
         command.add_option("-o,--output", m_file, "File to write: .json or .xml")->required();
         DeclareOutput();
         command.callback([this, file, bins, intervals] {

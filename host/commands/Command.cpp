@@ -20,13 +20,11 @@ void Command::Declare(CLI::App& app) {
     CLI::App& command = *app.add_subcommand(m_name, m_description);
     command.footer(m_footer);
     DeclareOptions(command);
-    command
-        .add_option("--threads", m_threads,
-                    "Number of threads to work on (as many as there are cores unless given)")
+    command.add_option("--threads", m_threads, "Number of threads to work on (default: one for each core)")
         ->check(CLI::Range(1, 1024));
-    command.add_flag("--timing", m_timing, "Tell the seconds and the memory that it took");
-    command.add_flag("--all-rows", m_all_rows, "Print tables with all rows, not 100 at most");
-    command.add_flag("--json", m_json, "Print one JSON object");
+    command.add_flag("--timing", m_timing, "Report how long it took and how much memory");
+    command.add_flag("--all-rows", m_all_rows, "Print all rows of tables, not 100 at most");
+    command.add_flag("--json", m_json, "Print the report as one JSON object");
 }
 
 int Command::Run(Progress const& progress) {

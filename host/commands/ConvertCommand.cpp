@@ -22,17 +22,17 @@ using Target = KetSDK::MeshJobs::ConvertOptions::Target;
 class ConvertCommand : public Command {
 public:
     ConvertCommand()
-        : Command("convert", "Convert hexahedra, wedges and tetrahedra to other tetrahedra",
+        : Command("convert", "Convert elements to linear or quadratic tetrahedra",
                   "Hexahedra and wedges are cut into tetrahedra that fit together: five or six, or three.\n"
-                  "Where an element is too warped for that, it gets a node inside; no node is added on its\n"
-                  "faces. A linear tetrahedron becomes quadratic with nodes in the middles of its edges, a\n"
-                  "quadratic one linear by its corners alone or, with --split, as eight.\n"
-                  "Inverted elements are turned when the result is linear.\n\n"
-                  "Elements come sub-volume by sub-volume, and nodes at one place become one. New elements\n"
-                  "have the values of those that they came from in all cell arrays. In point arrays a new\n"
-                  "mid-edge node has the mean of the ends of its edge when the numbers are floating-point,\n"
-                  "and the smaller of both values otherwise; a node inside an element has those of its\n"
-                  "corners. original_id is -1 at new nodes.\n\n"
+                  "Where an element is too warped for that, it gets a node inside; no node is added on\n"
+                  "its faces. A linear tetrahedron becomes quadratic with nodes in the middles of its\n"
+                  "edges. A quadratic one becomes linear by its corners alone or, with --split, eight\n"
+                  "linear ones. Inverted elements are turned when the result is linear.\n\n"
+                  "Elements are written sub-volume by sub-volume, and nodes at one position become one.\n"
+                  "New elements have the values of those that they came from in all cell arrays. In point\n"
+                  "arrays a new mid-edge node has the mean of the ends of its edge when the numbers are\n"
+                  "floating-point, and the smaller of both values otherwise; a node inside an element has\n"
+                  "those of its corners. original_id is -1 at new nodes.\n\n"
                   "Examples:\n"
                   "  ketmesh convert head.vtu -o head_tet10.vtu --to tet10\n"
                   "  ketmesh convert head_tet10.vtu -o head_fine.vtu --to tet4 --split\n"

@@ -30,11 +30,11 @@ class CutCommand : public Command {
 public:
     CutCommand()
         : Command("cut", "Cut a volume mesh by a plane",
-                  "An element is above the plane, where the normal points, or below it when all its\n"
-                  "nodes are, and cut otherwise. The section has a surface for each sub-volume, named\n"
+                  "The normal points to what is above the plane. An element is above or below it when all\n"
+                  "its nodes are, and cut otherwise. The section has a surface for each sub-volume, named\n"
                   "after it; in .vtp files its triangles have the values of the elements that they lie\n"
-                  "in, and the arrays element, face and node as surfaces writes them, 0 for a triangle\n"
-                  "that lies on no face and a point on no node.\n\n"
+                  "in, and the arrays element, face and node as ketmesh surfaces writes them: 0 for a\n"
+                  "triangle that lies on no face, and for a point on no node.\n\n"
                   "Examples:\n"
                   "  ketmesh cut head.vtu --normal 0,0,1 --point 0,0,80\n"
                   "  ketmesh cut head.vtu --normal 1,1,0 --point 120,120,80 -o section.vtp") {}

@@ -20,18 +20,18 @@ using KetSDK::MeshJobs::Model;
 class DiffCommand : public Command {
 public:
     DiffCommand()
-        : Command(
-              "diff", "Say whether two volume meshes are equal",
-              "Names the first difference, the value in the first file first: of nodes, elements, their\n"
-              "values, materials, sub-volumes, scalar fields and all other arrays, bit for bit. Nodes,\n"
-              "elements and sub-volumes count from 0. A .kmesh file and a .vtu or .vtk file are equal\n"
-              "when writing the one to a file like the other would give that; it is said when the .kmesh\n"
-              "file has more than that. Arrays of equal numbers are equal, whatever types the numbers\n"
-              "have; a warning tells. A second mesh in another frame of coordinates is turned into that\n"
-              "of the first. Exit status 2 when the meshes differ.\n\n"
-              "Examples:\n"
-              "  ketmesh diff head.vtu head.kmesh\n"
-              "  ketmesh diff before.kmesh after.kmesh --json") {}
+        : Command("diff", "Check whether two volume meshes are equal",
+                  "Compares nodes, elements, their values, materials, sub-volumes, scalar fields and all\n"
+                  "other arrays bit for bit. Names the first difference, with the value in the first file\n"
+                  "first. Nodes, elements and sub-volumes count from 0. A .kmesh file equals a .vtu or\n"
+                  ".vtk file when saving it in that format would give that file; the report says when the\n"
+                  ".kmesh file holds more. Arrays of equal numbers are equal, whatever types the numbers\n"
+                  "have; a warning says when the types differ. A second mesh in another frame of\n"
+                  "coordinates is turned into that of the first. The exit status is 2 when the meshes\n"
+                  "differ.\n\n"
+                  "Examples:\n"
+                  "  ketmesh diff head.vtu head.kmesh\n"
+                  "  ketmesh diff before.kmesh after.kmesh --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
@@ -40,7 +40,7 @@ private:
         DeclareInput(m_other);
         command
             .add_option("--tolerance", m_tolerance,
-                        "How far in mm a node may lie from the same node of the other mesh (0 unless given)")
+                        "How far in mm a node may lie from the same node of the other mesh (default: 0)")
             ->type_name("MM")
             ->check(PositiveNumber());
     }

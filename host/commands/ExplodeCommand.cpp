@@ -17,31 +17,28 @@ namespace {
 class ExplodeCommand : public Command {
 public:
     ExplodeCommand()
-        : Command(
-              "explode", "Write every tetrahedron as four triangles, shrunk: exploded view",
-              "Every corner v of a tetrahedron moves to v (1 - F) + c F, where c is the mean of the four\n"
-              "corners: 0 leaves the elements as they are, 0.5 halves their edges, and the volume becomes\n"
-              "(1 - F)^3 of what it was. Ten-node tetrahedra count by their corners. A .vtp file carries "
-              "the\n"
-              "cell arrays of the mesh, each triangle with the values of its element, and the\n"
-              "arrays element, face and node as surfaces writes them.\n\n"
-              "Examples:\n"
-              "  ketmesh explode head.vtu --shrink 0.2 -o head_exploded.vtp\n"
-              "  ketmesh explode head_bad.vtu --shrink 0 --select bad -o bad.stl") {}
+        : Command("explode", "Write an exploded view: every tetrahedron as four triangles, shrunk",
+                  "Every corner v of a tetrahedron moves to v (1 - F) + c F, where c is the mean of the\n"
+                  "four corners: 0 leaves the elements as they are, 0.5 halves their edges, and the\n"
+                  "volume becomes (1 - F)^3 of what it was. Ten-node tetrahedra count by their corners. A\n"
+                  ".vtp file carries the cell arrays of the mesh, each triangle with the values of its\n"
+                  "element, and the arrays element, face and node as ketmesh surfaces writes them.\n\n"
+                  "Examples:\n"
+                  "  ketmesh explode head.vtu --shrink 0.2 -o head_exploded.vtp\n"
+                  "  ketmesh explode head_bad.vtu --shrink 0 --select bad -o bad.stl") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
         command
             .add_option("--shrink", m_options.shrink,
-                        "How far corners move towards the centroid: from 0 up to, "
-                        "but not, 1")
+                        "How far corners move towards the centroid: at least 0 and less than 1")
             ->type_name("F")
             ->required()
             ->check(FiniteNumber());
         command
             .add_option("--select", m_options.select,
-                        "Cell array of numbers: only elements with another value than 0 are taken")
+                        "Cell array of numbers: take only elements whose value is not 0")
             ->type_name("ARRAY");
         m_output.Declare(*this, command, "Surface file to write")->required();
     }
@@ -61,8 +58,7 @@ private:
         report["points"] = m_result.points;
         report["shrink"] = m_options.shrink;
         report["volume_factor"] = m_result.volume_factor;
-        if (m_result.taken_by_corners > 0)
-            report["note"] = CornersNote(m_result.taken_by_corners);
+        AddCornersNote(report, m_result.taken_by_corners);
         return report;
     }
 
@@ -71,8 +67,7 @@ private:
             << m_result.elements << " elements taken, " << m_result.triangles << " triangles\n"
             << "shrunk by " << FormatGeneral(m_options.shrink) << ": their volume is "
             << FormatGeneral(m_result.volume_factor) << " of what it was\n";
-        if (m_result.taken_by_corners > 0)
-            out << "note: " << CornersNote(m_result.taken_by_corners) << '\n';
+        PrintCornersNote(out, m_result.taken_by_corners);
     }
 
     ModelInput m_input;

@@ -22,13 +22,13 @@ class ExportCommand : public Command {
 public:
     ExportCommand()
         : Command("export", "Write a model for a finite-element solver",
-                  "Decks (.inp) are for CalculiX and Abaqus, .feb files for FEBio 4. Lengths are in mm, "
-                  "forces in\n"
-                  "N, stresses in MPa, densities in tonne/mm3. They hold nodes, elements, a set for each\n"
-                  "sub-volume and material, the outer surfaces and interfaces under the names of the\n"
-                  "sub-volumes, the places of the case and, with a case that does more than naming places,\n"
-                  "a step. Nodes without elements are left out. Numbers are those of the mesh, from 1.\n"
-                  "Names become A-Z, 0-9 and _; those that change are listed.\n\n"
+                  "Decks (.inp) are for CalculiX and Abaqus, .feb files for FEBio 4. Lengths are in mm,\n"
+                  "forces in N, stresses in MPa, densities in tonne/mm3. They hold nodes, elements, a set\n"
+                  "for each sub-volume and material, the outer surfaces and interfaces under the names of\n"
+                  "the sub-volumes, the places of the case and, when the case does more than name places,\n"
+                  "a step. Nodes without elements are left out. Nodes and elements are numbered as in the\n"
+                  "mesh, from 1. Names are spelled with A-Z, 0-9 and _; the report lists those that\n"
+                  "change.\n\n"
                   "A case (TOML) names places and says what holds and loads them; ketmesh solve --help\n"
                   "shows one.\n\n"
                   "Examples:\n"

@@ -33,8 +33,8 @@ private:
         m_to.Declare(command, "--to", "Frame of the file that is written")->required();
         command
             .add_option("--vectors", m_options.vectors,
-                        "Array of three components whose values are vectors, which are turned, too; as often "
-                        "as needed")
+                        "Array of three components whose values are vectors, which are turned too; give it "
+                        "again for more")
             ->type_name("NAME")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);

@@ -61,8 +61,7 @@ private:
         report["vertices"] = m_result.vertices;
         report["edges"] = m_result.edges;
         report["all_edges"] = m_options.all_edges;
-        if (m_result.taken_by_corners > 0)
-            report["note"] = CornersNote(m_result.taken_by_corners);
+        AddCornersNote(report, m_result.taken_by_corners);
         return report;
     }
 
@@ -80,8 +79,7 @@ private:
         table.AddRule();
         add_row({"all", m_result.vertices, m_result.edges});
         table.Print(out);
-        if (m_result.taken_by_corners > 0)
-            out << "\nnote: " << CornersNote(m_result.taken_by_corners) << '\n';
+        PrintCornersNote(out, m_result.taken_by_corners);
     }
 
     ModelInput m_input;

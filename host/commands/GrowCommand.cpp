@@ -40,11 +40,10 @@ public:
 private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
-        command.add_option("--metric", m_options.metric, "Metric that tells (ScaledJacobian unless given)")
+        command.add_option("--metric", m_options.metric, "Metric that decides (default: ScaledJacobian)")
             ->type_name("NAME");
         m_threshold.Declare(command);
-        command
-            .add_option("--rings", m_options.rings, "How many rings of neighbours to add (0 unless given)")
+        command.add_option("--rings", m_options.rings, "How many rings of neighbours to add (default: 0)")
             ->type_name("K")
             ->check(CLI::Range(0, std::numeric_limits<int>::max()));
         m_surface.Declare(*this, command)

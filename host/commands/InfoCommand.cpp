@@ -19,7 +19,7 @@ using KetSDK::MeshJobs::ArrayReport;
 class InfoCommand : public Command {
 public:
     InfoCommand()
-        : Command("info", "Say what a volume mesh holds",
+        : Command("info", "Show what a volume mesh holds",
                   "Examples:\n"
                   "  ketmesh info head.vtu\n"
                   "  ketmesh info part.vtk --unit m --labels material --json") {}

@@ -19,11 +19,11 @@ public:
     IsoCommand()
         : Command("iso", "Extract an isosurface of a field of a tetrahedral mesh",
                   "The field is an array of points or, where there is none of that name, an array of\n"
-                  "cells, whose values are averaged: a node gets the plain mean over the elements that\n"
-                  "have it. Between nodes the field is linear in each tetrahedron; ten-node elements are\n"
-                  "read through their four corners. Normals point to higher values. An element with a\n"
-                  "corner without a value (NaN, infinite or beyond 1e300) gives no triangles. The surface\n"
-                  "is open where it leaves the mesh. A volume is given for closed surfaces only.\n\n"
+                  "cells, whose values are averaged: a node gets the plain mean of the elements around\n"
+                  "it. Between nodes the field is linear in each tetrahedron; ten-node elements are read\n"
+                  "through their four corners. Normals point to higher values. An element with a corner\n"
+                  "without a value (NaN, infinite or beyond 1e300) gives no triangles. The surface is\n"
+                  "open where it leaves the mesh. A volume is given for closed surfaces only.\n\n"
                   "Examples:\n"
                   "  ketmesh iso head.vtu --field grey --level 700 -o bone.stl\n"
                   "  ketmesh iso result.vtu --field displacement --component 2 --level -0.5 --json") {}

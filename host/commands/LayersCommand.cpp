@@ -23,8 +23,8 @@ public:
     LayersCommand()
         : Command("layers", "Number elements by layers from the boundary inwards",
                   "Layer 1 is every element with a corner on the boundary of the mesh, layer 2 every\n"
-                  "other element with a corner on one of layer 1, and so on. Where two sub-volumes meet\n"
-                  "is no boundary. Elements of all kinds are taken.\n\n"
+                  "other element with a corner on one of layer 1, and so on. Faces between two\n"
+                  "sub-volumes are no boundary. Elements of all kinds count.\n\n"
                   "Examples:\n"
                   "  ketmesh layers head.vtu --layers 3\n"
                   "  ketmesh layers head.vtu --layers 10 -o head_layers.vtu --json") {}
@@ -32,7 +32,7 @@ public:
 private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
-        command.add_option("--layers", m_options.count, "How many layers to number (1 unless given)")
+        command.add_option("--layers", m_options.count, "How many layers to number (default: 1)")
             ->type_name("K")
             ->check(CLI::Range(1, std::numeric_limits<int>::max()));
         m_output.Declare(*this, command,

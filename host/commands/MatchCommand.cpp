@@ -3,15 +3,14 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
 #include <host/commands/MatchCounts.h>
+#include <host/commands/options/FailOn.h>
 #include <host/commands/options/MatchInput.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
-#include <host/terminal/NumberCheck.h>
 #include <host/terminal/Table.h>
 
 #include <cstdint>
 #include <iostream>
-#include <optional>
 #include <string>
 
 namespace ketmesh {
@@ -38,11 +37,7 @@ private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
         m_surface.Declare(*this, command)->required();
-        command
-            .add_option("--fail-on", m_most,
-                        "End with exit status 2 when there are more mismatches than this")
-            ->type_name("N")
-            ->check(Count());
+        m_fail_on.Declare(command, "End with exit status 2 when there are more mismatches than this");
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
@@ -80,17 +75,17 @@ private:
 
     int Check() const override {
         std::uint64_t const mismatches = m_result.counts.GetMismatches();
-        if (!m_most || mismatches <= *m_most)
+        if (!m_fail_on.IsExceededBy(mismatches))
             return Done;
         std::cerr << "ketmesh: " << Printable(m_surface.GetFileName()) << ": " << mismatches
-                  << " mismatches with " << Printable(m_input.GetFileName()) << "; at most " << *m_most
+                  << " mismatches with " << Printable(m_input.GetFileName()) << "; " << m_fail_on.Describe()
                   << " may be\n";
         return CheckFailed;
     }
 
     ModelInput m_input;
     MatchInput m_surface;
-    std::optional<std::uint64_t> m_most;
+    FailOn m_fail_on;
     KetSDK::MeshJobs::MatchResult m_result;
 };
 

@@ -38,18 +38,19 @@ constexpr char const* MaterialsHelp =
     "          sub-volumes share a material\n"
     "  index   its sub-volume: one material each, for its elements' mean grey value\n"
     "  single  nothing: one material for all, for the mean grey value of the elements\n\n"
-    "--average grey takes the mean grey value of each element, puts it into a bin and turns the\n"
-    "middle of the bin into a density. --average law turns each sample in an element into a\n"
-    "density, takes their mean, and bins those densities. Both come to the same up to the width\n"
-    "of a bin where the law is linear or an element has a single sample, as with --sampling\n"
-    "centroid; with a curved law and elements larger than voxels only the second is the mean\n"
-    "density.\n\n"
-    "Written are the cell arrays grey, material, density [g/cm3], emodulus [MPa] and poisson.\n"
-    "Identifiers count the bins from 1, with --by mask on through the sub-volumes; bins without\n"
-    "elements have no material. mass sums up materials, mass_of_elements the elements by\n"
-    "densities of their own; a warning says when they differ by more than 1 %.\n\n"
-    "--set gives a sub-volume constants, --only leaves all sub-volumes but those named as they\n"
-    "are: a second image or law is for a second run. Without --image only constants are given.\n\n"
+    "--average grey takes the mean grey value of each element, puts it into a bin and turns\n"
+    "the middle of the bin into a density. --average law turns each sample in an element\n"
+    "into a density, takes their mean, and bins those densities. Both agree to the width of\n"
+    "a bin where the law is linear or an element has a single sample, as with --sampling\n"
+    "centroid; with a curved law and elements larger than voxels only the second gives the\n"
+    "mean density.\n\n"
+    "The result has the cell arrays grey, material, density [g/cm3], emodulus [MPa] and\n"
+    "poisson. Identifiers count the bins from 1, with --by mask on through the sub-volumes;\n"
+    "bins without elements have no material. mass sums up materials, mass_of_elements the\n"
+    "elements by densities of their own; a warning says when they differ by more than 1 %.\n\n"
+    "--set gives a sub-volume constants. --only leaves all sub-volumes but those named as\n"
+    "they are, so that a second run can take another image or law. Without --image only\n"
+    "constants are given.\n\n"
     "Lengths in reports are in mm, masses in g.\n\n"
     "Examples:\n"
     "  ketmesh materials femur.vtu --image ct.nii.gz --preset femur --bins 100 -o model.vtu\n"
@@ -76,9 +77,9 @@ private:
                 ->check(CLI::Range(1, 65535));
         m_law.Declare(command);
         m_by.Declare(command, "--by",
-                     "What decides which material an element gets, see below (grey unless given)");
+                     "What decides which material an element gets, see below (default: grey)");
         m_average.Declare(command, "--average",
-                          "What is averaged over an element, see below (grey unless given)");
+                          "What is averaged over an element, see below (default: grey)");
         CLI::Option* const set = m_constants.Declare(command);
         command
             .add_option("--only", m_options.only,

@@ -17,11 +17,12 @@ class MergeCommand : public Command {
 public:
     MergeCommand()
         : Command("merge", "Merge two volume meshes into one",
-                  "Elements and nodes of the first mesh come first, then those of the second. Nodes at one\n"
-                  "place become one, but for those of the first mesh among themselves. The sub-volumes of\n"
-                  "the second mesh follow those of the first, under their names. Equal materials become\n"
-                  "one; others keep their numbers where these are free. An array that only one mesh has\n"
-                  "gets NaN, or 0 where its numbers are whole, for the other; a warning tells.\n\n"
+                  "Elements and nodes of the first mesh come first, then those of the second. Nodes of\n"
+                  "both meshes at one position become one; nodes of the first mesh are not joined with\n"
+                  "each other. The sub-volumes of the second mesh follow those of the first, under their\n"
+                  "names. Equal materials become one; others keep their numbers where these are free. An\n"
+                  "array that only one mesh has is filled for the other with NaN, or with 0 where its\n"
+                  "numbers are whole; a warning says so.\n\n"
                   "Examples:\n"
                   "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
                   "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
@@ -52,7 +53,7 @@ private:
     void Print(std::ostream& out) const override {
         out << Printable(m_input.GetFileName()) << " and " << Printable(m_other) << ": " << m_result.elements
             << " elements, " << m_result.nodes << " nodes; " << m_result.joined_nodes
-            << " nodes became one with another\n\n";
+            << " nodes joined with another\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

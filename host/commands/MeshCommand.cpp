@@ -41,17 +41,17 @@ std::string ReadLabels(std::string const& text, std::vector<std::int32_t>& label
 class MeshCommand : public Command {
 public:
     MeshCommand()
-        : Command(
-              "mesh", "Make a tetrahedral mesh from an image of labels",
-              "The image has a whole number for each voxel; 0 is outside. Each label becomes a\n"
-              "sub-volume \"Label <n>\". Elements at interfaces have edges of about --size, those inside\n"
-              "up to --max-size. Interfaces are those of the labels smoothed by --smooth, such that\n"
-              "curved ones stay where they are. The boundary of each label is a closed two-manifold, and\n"
-              "no dihedral angle is below --min-dihedral. The mesh is the same on any number of threads.\n"
-              "What is thinner than the size is warned of.\n\n"
-              "Examples:\n"
-              "  ketmesh mesh labels.nii.gz -o head.vtu --size 4\n"
-              "  ketmesh mesh labels.nii.gz -o bone.kmesh --size 2 --labels 2 --min-dihedral 15 --json") {}
+        : Command("mesh", "Make a tetrahedral mesh from an image of labels",
+                  "The image has a whole number for each voxel; 0 is outside. Each label becomes a\n"
+                  "sub-volume \"Label <n>\". Elements at interfaces have edges of about --size, those\n"
+                  "inside up to --max-size. Interfaces are those of the labels smoothed by --smooth, so\n"
+                  "that curved ones stay in place. The boundary of each label is a closed two-manifold,\n"
+                  "and no dihedral angle is below --min-dihedral. The mesh is the same on any number of\n"
+                  "threads. A warning names what is thinner than --size.\n\n"
+                  "Examples:\n"
+                  "  ketmesh mesh labels.nii.gz -o head.vtu --size 4\n"
+                  "  ketmesh mesh labels.nii.gz -o bone.kmesh --size 2 --labels 2 --min-dihedral 15 --json") {
+    }
 
 private:
     void DeclareOptions(CLI::App& command) override {
@@ -71,12 +71,12 @@ private:
             ->check(PositiveNumber());
         command
             .add_option("--max-size", m_options.largest_size,
-                        "The same of elements inside [mm] (four times the size unless given)")
+                        "The same for elements inside [mm] (default: four times --size)")
             ->type_name("MM")
             ->check(PositiveNumber());
         command
             .add_option("--labels", m_labels,
-                        "Labels to mesh (all but 0 unless given); the others count as outside")
+                        "Labels to mesh (default: all but 0); the others count as outside")
             ->type_name("N,N,...")
             ->check([](std::string const& text) {
                 std::vector<std::int32_t> labels;
@@ -84,7 +84,7 @@ private:
             });
         command
             .add_option("--min-dihedral", m_options.min_dihedral,
-                        "No element has a dihedral angle below this [degrees] (10 unless given)")
+                        "No element has a dihedral angle below this [degrees] (default: 10)")
             ->type_name("DEG")
             ->check(CLI::Range(0.0, 30.0));
         command
@@ -95,14 +95,13 @@ private:
             ->type_name("MM")
             ->check(CLI::Range(0.0, 1e6));
         command
-            .add_option(
-                "--rounds", m_options.rounds,
-                "Rounds in which nodes are moved (6 unless given); with 0 interfaces stay those of the "
-                "lattice")
+            .add_option("--rounds", m_options.rounds,
+                        "Rounds in which nodes are moved (default: 6); with 0 interfaces stay those of the "
+                        "lattice")
             ->check(CLI::Range(0, 100));
-        command.add_option("--image-unit", m_image_unit, "Unit of length of the image (mm unless given)")
+        command.add_option("--image-unit", m_image_unit, "Unit of length of the image (default: mm)")
             ->check(CLI::IsMember({"m", "mm", "um"}));
-        command.add_option("--unit", m_unit, "Unit of length of the mesh file (mm unless given)")
+        command.add_option("--unit", m_unit, "Unit of length of the mesh file (default: mm)")
             ->check(CLI::IsMember({"m", "mm", "um"}));
     }
 

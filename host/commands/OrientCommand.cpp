@@ -16,9 +16,9 @@ class OrientCommand : public Command {
 public:
     OrientCommand()
         : Command("orient", "Correct the orientation of inverted tetrahedra",
-                  "The corners of an inverted tetrahedron span a negative volume; exchanging two of them,\n"
-                  "and of a quadratic one the mid-edge nodes with them, makes it positive. Flat elements\n"
-                  "stay as they are, and so do hexahedra and wedges. All arrays are kept.\n\n"
+                  "The corners of an inverted tetrahedron span a negative volume. Exchanging two of them\n"
+                  "makes it positive; the mid-edge nodes of a quadratic one follow. Flat elements stay as\n"
+                  "they are, and so do hexahedra and wedges. All arrays are kept.\n\n"
                   "Examples:\n"
                   "  ketmesh orient head.vtu -o head_oriented.vtu\n"
                   "  ketmesh orient head_tet10.vtu -o head_oriented.vtu --json") {}

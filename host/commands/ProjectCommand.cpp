@@ -24,9 +24,9 @@ public:
         : Command("project", "Move the boundary of a mesh of tetrahedra onto a surface",
                   "Nodes at the boundary move to the nearest point of the surface when it is near enough;\n"
                   "mid-edge nodes follow. A move that would invert an element, or bring its scaled\n"
-                  "Jacobian below --min-quality, is shortened, or the node held where it is. Elements that "
-                  "are flat or inverted before (ketmesh check) hold their\n"
-                  "nodes, too, unless the move does them no harm.\n\n"
+                  "Jacobian below --min-quality, is shortened, or the node stays where it is. Elements\n"
+                  "that were flat or inverted before (ketmesh check) hold their nodes too, unless the\n"
+                  "move does them no harm.\n\n"
                   "Examples:\n"
                   "  ketmesh project head.vtu --surface smooth.stl --distance 2 -o smooth.vtu\n"
                   "  ketmesh project head.vtu --surface head.vtp --distance 0.5 --interfaces \\\n"
@@ -44,10 +44,9 @@ private:
             ->check(PositiveNumber());
         command.add_flag("--interfaces", m_options.interfaces, "Move the nodes between sub-volumes as well");
         command
-            .add_option(
-                "--min-quality", m_options.min_quality,
-                "Let no element fall below this scaled Jacobian of its corners, or further below it, 0 to "
-                "1 (default 0.05)")
+            .add_option("--min-quality", m_options.min_quality,
+                        "Let no element fall below this scaled Jacobian of its corners, or further below it, "
+                        "0 to 1 (default: 0.05)")
             ->type_name("Q")
             ->check(FiniteNumber())
             ->check(CLI::Range(0.0, 1.0));

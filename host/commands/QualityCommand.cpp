@@ -7,6 +7,7 @@
 #include <host/commands/MetricTable.h>
 #include <host/commands/QualityTable.h>
 #include <host/commands/options/BadThreshold.h>
+#include <host/commands/options/FailOn.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/terminal/NumberCheck.h>
@@ -64,18 +65,14 @@ private:
             ->type_name("NAMES");
         m_threshold.Declare(command);
         DeclareLimits(command);
-        command
-            .add_option(
-                "--fail-on", m_most_bad,
-                "End with exit status 2 when more than so many elements fail: any of the limits, --below "
-                "or --above by one of the metrics, or Folded; values below 0 are bad when nothing of "
-                "these is given")
-            ->type_name("N")
-            ->check(Count());
+        m_fail_on.Declare(
+            command,
+            "End with exit status 2 when more than so many elements fail: any of the limits, --below or "
+            "--above by one of the metrics, or Folded; values below 0 are bad when none of these is given");
         DeclareHistogram(command);
         command
             .add_option("--worst", m_options.worst,
-                        "How many of the worst elements to name for each metric (10 unless given)")
+                        "How many of the worst elements to name for each metric (default: 10)")
             ->type_name("K")
             ->check(Count());
         m_output.Declare(*this, command, "Volume mesh to write with each metric's values as a cell array");
@@ -90,11 +87,10 @@ private:
 
     void DeclareLimits(CLI::App& command) {
         command
-            .add_option(
-                "--limit", m_limits,
-                "METRIC>=VALUE or METRIC<=VALUE, in quotes: what all elements should have; as often as "
-                "needed. What is not a number fails every limit, and a folded element those of metrics "
-                "that see mid-edge nodes")
+            .add_option("--limit", m_limits,
+                        "METRIC>=VALUE or METRIC<=VALUE, in quotes: what all elements should have; give it "
+                        "again for more. A value that is not a number fails every limit; a folded element "
+                        "fails those of metrics that see mid-edge nodes")
             ->type_name("LIMIT")
             ->allow_extra_args(false);
         command
@@ -108,7 +104,7 @@ private:
     void DeclareHistogram(CLI::App& command) {
         KetSDK::Mesh::QualityBinning& binning = m_options.binning;
         CLI::Option* const partitions =
-            command.add_option("--partitions", binning.partitions, "Number of bins (10 unless given)")
+            command.add_option("--partitions", binning.partitions, "Number of bins (default: 10)")
                 ->type_name("N")
                 ->check(CLI::Range(1, KetSDK::Mesh::QualityBinning::MostBins));
         command.add_option("--width", binning.width, "Width of the bins, in place of their number")
@@ -191,10 +187,10 @@ private:
     }
 
     int Check() const override {
-        if (!m_most_bad || m_result.failing <= *m_most_bad)
+        if (!m_fail_on.IsExceededBy(m_result.failing))
             return Done;
         std::cerr << "ketmesh: " << Printable(m_input.GetFileName()) << ": " << m_result.failing
-                  << " elements fail (" << Reasons() << "); at most " << *m_most_bad << " may\n";
+                  << " elements fail (" << Reasons() << "); " << m_fail_on.Describe() << " may\n";
         return CheckFailed;
     }
 
@@ -223,7 +219,7 @@ private:
     std::vector<std::string> m_limits;
     std::string m_limit_set;
     std::string m_plot;
-    std::optional<std::uint64_t> m_most_bad;
+    FailOn m_fail_on;
     bool m_histograms = false;
     bool m_list = false;
     bool m_list_limits = false;

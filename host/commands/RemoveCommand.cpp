@@ -4,6 +4,7 @@
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
+#include <host/commands/options/SubVolumeNames.h>
 
 #include <ostream>
 
@@ -16,8 +17,8 @@ class RemoveCommand : public Command {
 public:
     RemoveCommand()
         : Command("remove", "Remove sub-volumes from a volume mesh",
-                  "Nodes that nothing uses any more go too. Elements and nodes keep their order and all\n"
-                  "arrays that the file has.\n\n"
+                  "Nodes that no element uses any more are removed too. Elements and nodes keep their\n"
+                  "order and all arrays that the file has.\n\n"
                   "Examples:\n"
                   "  ketmesh remove head.vtu --name \"Label 1\" -o rest.vtu\n"
                   "  ketmesh remove parts.vtu --name Skin --name Fat -o bone.vtu --json") {}
@@ -25,12 +26,9 @@ public:
 private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
-        command
-            .add_option("--name", m_options.names,
-                        "Sub-volume to remove, all where several have the name; as often as needed")
-            ->required()
-            ->expected(1)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        DeclareSubVolumeNames(command, m_options.names,
+                              "Sub-volume to remove, all where several have the name; give it again for more")
+            ->required();
         m_output.Declare(*this, command, "Volume mesh to write")->required();
     }
 

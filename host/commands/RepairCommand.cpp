@@ -2,15 +2,14 @@
 #include <KetSDK/MeshJobs/Repair.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
+#include <host/commands/options/FailOn.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/NumberCheck.h>
 #include <host/terminal/Table.h>
 
-#include <cstdint>
 #include <iostream>
-#include <optional>
 #include <string>
 
 namespace ketmesh {
@@ -42,16 +41,12 @@ private:
         DeclareThreshold(command, "--min-alignment", m_options.min_alignment,
                          "Smallest cosine of the angle at a mid-edge node between the halves of its edge, 1 "
                          "when straight; nodes below are pulled back first");
-        command
-            .add_option("--fail-on", m_most_bad,
-                        "End with exit status 2 when more than so many elements stay bad")
-            ->type_name("N")
-            ->check(Count());
+        m_fail_on.Declare(command, "End with exit status 2 when more than so many elements stay bad");
     }
 
     static void DeclareThreshold(CLI::App& command, char const* name, double& value,
                                  std::string const& description) {
-        command.add_option(name, value, description + " (" + FormatGeneral(value) + " unless given)")
+        command.add_option(name, value, description + " (default: " + FormatGeneral(value) + ")")
             ->type_name("R")
             ->check(FiniteNumber());
     }
@@ -111,17 +106,17 @@ private:
     }
 
     int Check() const override {
-        if (!m_most_bad || m_result.after.bad <= *m_most_bad)
+        if (!m_fail_on.IsExceededBy(m_result.after.bad))
             return Done;
         std::cerr << "ketmesh: " << Printable(m_input.GetFileName()) << ": " << m_result.after.bad
-                  << " elements stay bad; at most " << *m_most_bad << " may\n";
+                  << " elements stay bad; " << m_fail_on.Describe() << " may\n";
         return CheckFailed;
     }
 
     ModelInput m_input;
     ModelOutput m_output;
     KetSDK::MeshJobs::RepairOptions m_options;
-    std::optional<std::uint64_t> m_most_bad;
+    FailOn m_fail_on;
     KetSDK::MeshJobs::RepairResult m_result;
 };
 

@@ -16,15 +16,14 @@ namespace {
 class ResultsCommand : public Command {
 public:
     ResultsCommand()
-        : Command(
-              "results", "Read what CalculiX left (.frd) as arrays of a mesh",
-              "Written are the point arrays displacement [mm], stress [MPa] and strain\n"
-              "(XX YY ZZ XY YZ XZ), von_mises [MPa] and force [N], as far as the file has them. Nodes have\n"
-              "the numbers of the deck when the mesh is an .inp file; otherwise they count from 1 in the\n"
-              "order of the mesh, as export numbers them.\n\n"
-              "Examples:\n"
-              "  ketmesh results model.frd --mesh model.inp -o solved.vtu\n"
-              "  ketmesh results run/model.frd --mesh model.vtu -o solved.vtu --step 1") {}
+        : Command("results", "Read the results of CalculiX (.frd) as arrays of a mesh",
+                  "The mesh gets the point arrays displacement [mm], stress [MPa] and strain (XX YY ZZ XY\n"
+                  "YZ XZ), von_mises [MPa] and force [N], as far as the file has them. Nodes have the\n"
+                  "numbers of the deck when the mesh is an .inp file; otherwise they count from 1 in the\n"
+                  "order of the mesh, as export numbers them.\n\n"
+                  "Examples:\n"
+                  "  ketmesh results model.frd --mesh model.inp -o solved.vtu\n"
+                  "  ketmesh results run/model.frd --mesh model.vtu -o solved.vtu --step 1") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
@@ -33,7 +32,7 @@ private:
         m_input.Declare(*this, command, "--mesh");
         m_output.Declare(*this, command, "Volume mesh to write, with the results as point arrays")
             ->required();
-        command.add_option("--step", m_options.step, "Step to read (the last unless given)")
+        command.add_option("--step", m_options.step, "Step to read (default: the last)")
             ->type_name("N")
             ->check(CLI::Range(1, 2147483647));
     }

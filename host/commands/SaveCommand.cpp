@@ -16,12 +16,12 @@ using KetSDK::MeshJobs::Model;
 class SaveCommand : public Command {
 public:
     SaveCommand()
-        : Command("save", "Save a volume mesh in another kind of file",
-                  "A .kmesh file holds all that a mesh knows: nodes and elements as they are, sub-volumes\n"
-                  "with names and material numbers, materials with colours, volume lists, scalar fields,\n"
-                  "and the arrays of the .vtu or .vtk file that it was made of. It is binary, or XML with\n"
-                  "--text, and carries a checksum over all of it. A .vtu or .vtk file holds what other\n"
-                  "programs know, too; what else a mesh has is left out there.\n\n"
+        : Command("save", "Save a volume mesh in another file format",
+                  "A .kmesh file holds everything that a mesh has: nodes and elements as they are,\n"
+                  "sub-volumes with names and material numbers, materials with colours, volume lists,\n"
+                  "scalar fields and the arrays of the .vtu or .vtk file that it was made of. It is\n"
+                  "binary, or XML with --text, and carries a checksum over all of it. A .vtu or .vtk file\n"
+                  "holds only what other programs understand.\n\n"
                   "Examples:\n"
                   "  ketmesh save head.vtu -o head.kmesh\n"
                   "  ketmesh save head.kmesh -o head.vtu --unit m\n"

@@ -22,9 +22,9 @@ using Method = KetSDK::MeshSolver::DeckOptions::Method;
 
 std::string SolveHelp() {
     return std::string(CaseInput::Help) +
-           "Written are the point arrays displacement [mm], stress [MPa] and strain (XX YY ZZ XY YZ XZ),\n"
-           "von_mises [MPa] and force [N], the solver's own forces at nodes. Reactions are what holds the\n"
-           "model, without the loads at the same nodes.\n\n"
+           "The result has the point arrays displacement [mm], stress [MPa] and strain (XX YY ZZ\n"
+           "XY YZ XZ), von_mises [MPa] and force [N], the solver's own forces at nodes. Reactions\n"
+           "are the forces that hold the model, without the loads at the same nodes.\n\n"
            "Examples:\n"
            "  ketmesh solve model.vtu --case case.toml -o solved.vtu\n"
            "  ketmesh solve model.vtu --case case.toml -o solved.vtu --solver iterative --keep run";
@@ -44,7 +44,7 @@ private:
             ->required();
         m_case.Declare(*this, command)->required();
         m_method.Declare(command, "--solver",
-                         "Solver of the equations; iterative above 200000 unknowns unless given");
+                         "Solver of the equations (default: iterative above 200000 unknowns)");
         command.add_option("--timeout", m_options.timeout, "End the solver after so many seconds")
             ->type_name("S")
             ->check(PositiveNumber());

@@ -4,6 +4,7 @@
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
+#include <host/commands/options/SubVolumeNames.h>
 
 #include <cstddef>
 #include <ostream>
@@ -12,13 +13,13 @@ namespace ketmesh {
 
 namespace {
 
-// Splits sub-volumes into the sets of elements that hang together.
+// Splits sub-volumes into connected pieces.
 class SplitCommand : public Command {
 public:
     SplitCommand()
-        : Command("split", "Split sub-volumes into the parts that hang together",
-                  "Elements with a face in common hang together. The part with the most elements keeps\n"
-                  "the name; the others get it with 2, 3, ... behind it, by descending size.\n\n"
+        : Command("split", "Split sub-volumes into their connected pieces",
+                  "Elements that share a face are connected. The piece with the most elements keeps the\n"
+                  "name; the others get it followed by 2, 3, ..., the larger ones first.\n\n"
                   "Examples:\n"
                   "  ketmesh split head.vtu -o parts.vtu\n"
                   "  ketmesh split head.vtu --name \"Label 2\" -o parts.vtu --json") {}
@@ -26,13 +27,9 @@ public:
 private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
-        command
-            .add_option(
-                "--name", m_options.names,
-                "Sub-volume to split (all unless given), all where several have the name; as often as "
-                "needed")
-            ->expected(1)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        DeclareSubVolumeNames(
+            command, m_options.names,
+            "Sub-volume to split (default: all), all where several have the name; give it again for more");
         m_output.Declare(*this, command, "Volume mesh to write, with all arrays of the one that is read");
     }
 

@@ -24,10 +24,9 @@ class SurfacesCommand : public Command {
 public:
     SurfacesCommand()
         : Command("surfaces", "Extract the named surfaces of a volume mesh",
-                  "In .vtp files each triangle has the number of its element in the mesh file and of\n"
-                  "the face of it on which it lies, as the cell arrays element and face, and each\n"
-                  "point the number of its node, as the point array node. Numbers begin with 1, and\n"
-                  "faces count as in solvers.\n\n"
+                  "In .vtp files the cell arrays element and face say on which face of which element each\n"
+                  "triangle lies; the point array node says which node each point is. Elements and nodes\n"
+                  "count from 1 in the order of the mesh file, faces as in solvers.\n\n"
                   "Examples:\n"
                   "  ketmesh surfaces head.vtu -o head.vtp --interfaces --names volumes\n"
                   "  ketmesh surfaces head.vtu -o head.stl --split-surfaces") {}
@@ -67,8 +66,7 @@ private:
                                           {"triangles", surface.triangles},
                                           {"area", surface.area},
                                           {"closed", surface.closed}});
-        if (m_result.taken_by_corners > 0)
-            report["note"] = CornersNote(m_result.taken_by_corners);
+        AddCornersNote(report, m_result.taken_by_corners);
         report["triangles"] = m_result.triangles;
         report["points"] = m_result.points;
         report["box"] = m_box;
@@ -90,8 +88,7 @@ private:
         table.AddRule();
         table.AddRow({"all", std::to_string(m_result.triangles), FormatNumber(area), ""});
         table.Print(out);
-        if (m_result.taken_by_corners > 0)
-            out << "\nnote: " << CornersNote(m_result.taken_by_corners) << "; --curved keeps them\n";
+        PrintCornersNote(out, m_result.taken_by_corners, "; --curved keeps them");
     }
 
     ModelInput m_input;

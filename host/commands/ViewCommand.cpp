@@ -46,12 +46,12 @@ private:
             ->type_name("NAME");
         command
             .add_option("--metrics", m_options.metrics,
-                        "Quality metrics that the page has, with commas between them, or all; without it "
-                        "the usual ones")
+                        "Quality metrics that the page has, with commas between them, or all (default: the "
+                        "usual ones)")
             ->type_name("NAMES");
         command
             .add_option("--max-elements", m_options.max_elements,
-                        "Show a mesh with more elements than this (2000000 unless given) by those at its "
+                        "Show a mesh with more elements than this (default: 2000000) by those at its "
                         "surfaces and interfaces and the worst ones")
             ->type_name("N")
             ->check(Count());

@@ -17,11 +17,11 @@ namespace {
 class WeldCommand : public Command {
 public:
     WeldCommand()
-        : Command("weld", "Join nodes that lie at one place",
-                  "Two meshes side by side, and meshes that were written in pieces, have nodes twice where\n"
-                  "they touch, so nothing connects them. Such nodes become the first of them. Elements,\n"
-                  "sub-volumes, materials and arrays are kept. When two nodes of one element would become\n"
-                  "one, nothing is written.\n\n"
+        : Command("weld", "Join nodes that lie at one position",
+                  "Two meshes side by side, and meshes that were written in pieces, have nodes twice\n"
+                  "where they touch, so that nothing connects them. The first of such nodes replaces the\n"
+                  "others. Elements, sub-volumes, materials and arrays are kept. When two nodes of one\n"
+                  "element would become one, nothing is written.\n\n"
                   "Examples:\n"
                   "  ketmesh weld pieces.vtu -o whole.vtu\n"
                   "  ketmesh weld both.vtu -o welded.vtu --tolerance 0.001") {}
@@ -30,10 +30,9 @@ private:
     void DeclareOptions(CLI::App& command) override {
         m_input.Declare(*this, command);
         command
-            .add_option(
-                "--tolerance", m_options.tolerance,
-                "How far apart in mm nodes may lie that become one, directly or by way of others; equal "
-                "places only unless given")
+            .add_option("--tolerance", m_options.tolerance,
+                        "Distance in mm up to which nodes become one, directly or through others between "
+                        "them (default: equal positions only)")
             ->type_name("MM")
             ->check(PositiveNumber());
         m_output.Declare(*this, command, "Volume mesh to write")->required();
@@ -54,7 +53,7 @@ private:
 
     void Print(std::ostream& out) const override {
         out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
-            << m_result.nodes << " nodes; " << m_result.joined_nodes << " nodes became one with another\n\n";
+            << m_result.nodes << " nodes; " << m_result.joined_nodes << " nodes joined with another\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 
@@ -46,11 +47,13 @@ double TrianglesWithin(double radius, double size, MStlBase const& stl) {
 SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, double tolerance,
                                Context const& context)
     : m_model(model)
-    , m_surface(surface)
+    , m_turned(InFrameOf(model, surface, context))
+    , m_surface(m_turned ? *m_turned : surface)
     , m_tolerance(std::min(tolerance, SizeOf(*model.mesh)))
     , m_before(model.mesh->GetCorrespondenceMapper()) {
-    double const size = TriangleSize(*surface.surfaces);
-    double const triangles = TrianglesWithin(m_tolerance, size, *surface.surfaces);
+    MStlBase& stl = *m_surface.surfaces;
+    double const size = TriangleSize(stl);
+    double const triangles = TrianglesWithin(m_tolerance, size, stl);
     if (2.0 * triangles * static_cast<double>(model.mesh->NumberOfElements()) > MostPairs)
         throw Error("the tolerance of " + FormatGeneral(tolerance) + " mm reaches about " +
                     FormatGeneral(triangles, 3) + " triangles of " + NameOf(surface) +
@@ -60,8 +63,8 @@ SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, 
         context.Warn("the tolerance of " + FormatGeneral(tolerance) + " mm is larger than the triangles of " +
                      NameOf(surface) + ", which measure " + FormatGeneral(size, 3) +
                      " mm: faces may be matched with triangles far from them, and it takes long");
-    auto const mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(surface.surfaces.get(),
-                                                                              model.mesh.get(), m_tolerance);
+    auto const mapper =
+        std::make_shared<MMeshCorrespondenceMapperProjection>(&stl, model.mesh.get(), m_tolerance);
     mapper->SetProgressDelegate(context.progress);
     WithThreads(context, [&mapper](bool parallel) {
         mapper->SetParallel(parallel);

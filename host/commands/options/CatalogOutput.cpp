@@ -8,8 +8,7 @@ void CatalogOutput::Declare(Command& owner, CLI::App& command) {
     owner.DeclareOutput();
     command
         .add_option("--catalog", m_file,
-                    "File for the catalog of materials: .xml (unless given, beside the mesh: "
-                    "<name>.materials.xml)")
+                    "File for the catalog of materials: .xml (default: <name>.materials.xml beside the mesh)")
         ->type_name("FILE");
 }
 

@@ -14,7 +14,7 @@ CLI::Option* ImageInput::Declare(Command& owner, CLI::App& command) {
             .add_option("--image", m_file,
                         "CT image to read: .nii, .nii.gz, .mha, .mhd, .vti or a folder of DICOM slices")
             ->type_name("CT");
-    command.add_option("--image-unit", m_unit, "Unit of length of the image (mm unless given)")
+    command.add_option("--image-unit", m_unit, "Unit of length of the image (default: mm)")
         ->check(CLI::IsMember({"m", "mm", "um"}));
     command
         .add_option("--series", m_series,
@@ -22,16 +22,16 @@ CLI::Option* ImageInput::Declare(Command& owner, CLI::App& command) {
         ->type_name("UID");
     m_mode.Declare(command, "--sampling",
                    "Grey value of an element: that at its centroid, the mean over it by a quadrature rule, "
-                   "or the mean of the voxels in it (centroid unless given)");
+                   "or the mean of the voxels in it (default: centroid)");
     command
-        .add_option("--order", m_order,
-                    "With --sampling mean: polynomials of so high a degree are averaged exactly (2 unless "
-                    "given)")
+        .add_option(
+            "--order", m_order,
+            "With --sampling mean: the degree up to which polynomials are averaged exactly (default: 2)")
         ->type_name("K")
         ->check(CLI::Range(1, 6));
     command
         .add_option("--outside", m_outside,
-                    "Grey value of elements whose centroid lies outside the image (0 unless given)")
+                    "Grey value of elements whose centroid lies outside the image (default: 0)")
         ->type_name("V")
         ->check(FiniteNumber());
     return file;

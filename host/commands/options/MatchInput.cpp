@@ -9,7 +9,7 @@ CLI::Option* MatchInput::Declare(Command& owner, CLI::App& command) {
     CLI::Option* const file = m_surface.Declare(owner, command);
     command
         .add_option("--tolerance", m_tolerance,
-                    "How far in mm a triangle may lie from its face (0.001 unless given); for a surface "
+                    "How far in mm a triangle may lie from its face (default: 0.001); for a surface "
                     "that was remeshed, how far that has moved it")
         ->type_name("MM")
         ->check(PositiveNumber());

@@ -47,9 +47,9 @@ void MaterialLawInput::Declare(CLI::App& command) {
         ->check(NumberList(2, "p,q of E = p density^q"));
     command
         .add_option("--preset", m_preset,
-                    "Published law and modulus of a site; --law and --modulus come before them")
+                    "Published law and modulus of a site; --law and --modulus override it")
         ->type_name("NAME");
-    command.add_option("--poisson", m_poisson, "Poisson's ratio of all materials (0.3 unless given)")
+    command.add_option("--poisson", m_poisson, "Poisson's ratio of all materials (default: 0.3)")
         ->type_name("NU")
         ->check(PoissonsRatio());
     command.add_flag("--unit-offset", m_offset,
@@ -57,7 +57,7 @@ void MaterialLawInput::Declare(CLI::App& command) {
     command
         .add_option("--min-density", m_least_density,
                     "Density in g/cm3 of materials for which the law gives less, or no number "
-                    "(0.01 unless given)")
+                    "(default: 0.01)")
         ->type_name("D")
         ->check(PositiveNumber());
 }

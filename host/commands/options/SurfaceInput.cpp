@@ -12,8 +12,8 @@ CLI::Option* SurfaceInput::Declare(Command& owner, CLI::App& command) {
             ->type_name("FILE");
     m_frame.Declare(
         command, "--surface-frame",
-        "Frame of the coordinates of the surface, which is turned into that of the mesh (what its "
-        "file says unless given)");
+        "Frame of the coordinates of the surface, which is turned into that of the mesh (default: what its "
+        "file says)");
     return file;
 }
 
