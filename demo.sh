@@ -17,6 +17,7 @@ mkdir -p "$out"
 
 labels=data/head_labels.nii.gz
 ct=data/head_ct.nii.gz
+load_case=data/head_case.toml
 law=(--law 1,0.001,1,0,0 --modulus 3000,2) # 1 + HU / 1000 g/cm3: water 1, air 0
 
 step "a mesh made of the labels in $labels, and whether anything is wrong with it"
@@ -28,24 +29,8 @@ step "ten nodes an element, because linear tetrahedra are too stiff, and moduli 
 "$ketmesh" convert "$out/head_mesh.vtu" --to tet10 -o "$out/head_tet10.vtu"
 "$ketmesh" materials "$out/head_tet10.vtu" --image "$ct" "${law[@]}" --bins 20 --sampling mean -o "$out/head_model.vtu"
 
-step "a case: the lowest 5 mm held, pressure on the crown; CalculiX solves it"
-cat >"$out/head_case.toml" <<END
-[place.base]
-axis = "z-"
-within = 5
-[place.crown]
-axis = "z+"
-within = 20
-normal = [0, 0, 1]
-angle = 60
-[[fix]]
-place = "base"
-axes = "xyz"
-[[pressure]]
-place = "crown"
-value = 0.01
-END
-"$ketmesh" solve "$out/head_model.vtu" --case "$out/head_case.toml" -o "$out/head_solved.vtu" --solver iterative
+step "the case in $load_case: the lowest 5 mm held, pressure on the crown; CalculiX solves it"
+"$ketmesh" solve "$out/head_model.vtu" --case "$load_case" -o "$out/head_solved.vtu" --solver iterative
 
 step "the solved head as a page for any browser"
 "$ketmesh" view "$out/head_solved.vtu" -o "$out/head_solved.html"
@@ -74,12 +59,12 @@ step "all of that model in one file, and whether it is the same"
 curved=data/head_small_tet10.vtu
 step "the same case on $curved, where mid-edge nodes fold elements: no solver takes it"
 "$ketmesh" materials "$curved" --image "$ct" "${law[@]}" --bins 20 --sampling mean -o "$out/head_curved.vtu" >/dev/null
-! "$ketmesh" solve "$out/head_curved.vtu" --case "$out/head_case.toml" -o "$out/head_repaired.vtu" ||
+! "$ketmesh" solve "$out/head_curved.vtu" --case "$load_case" -o "$out/head_repaired.vtu" ||
     fail "a model with folded elements was solved"
 
 step "and after repair"
 "$ketmesh" repair "$out/head_curved.vtu" -o "$out/head_repaired.vtu" --fail-on 0
-"$ketmesh" solve "$out/head_repaired.vtu" --case "$out/head_case.toml" -o "$out/head_repaired.vtu" --solver iterative
+"$ketmesh" solve "$out/head_repaired.vtu" --case "$load_case" -o "$out/head_repaired.vtu" --solver iterative
 
 step "written to $PWD/$out"
 while read -r file what; do
@@ -89,7 +74,6 @@ head_mesh.vtu            the mesh made of labels
 head_tet10.vtu           the same with ten nodes an element
 head_model.vtu           with the arrays "grey", "density" and "emodulus"
 head_model.materials.xml its materials
-head_case.toml           what holds and loads the head
 head_solved.vtu          displacements, stresses and forces; show the array "von_mises"
 head_solved.html         the same to look at: a page for any browser
 head_surfaces.vtp        skin, bone and their interfaces; colour them by the array "surface"

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // The page of a solved head, and the picture of it that README shows (docs/view.png is a copy of solved.png, which this
 // leaves in the build folder).
-import { writeFileSync } from 'node:fs';
 import assert from 'node:assert/strict';
 import { join } from 'node:path';
 import { after, test } from 'node:test';
@@ -10,29 +9,11 @@ import { call, closeBrowser, closePage, data, file, ketmesh, openPage, picture, 
 
 after(closeBrowser);
 
-const pressed = `
-[place.base]
-axis = "z-"
-within = 5
-[place.crown]
-axis = "z+"
-within = 20
-normal = [0, 0, 1]
-angle = 60
-[[fix]]
-place = "base"
-axes = "xyz"
-[[pressure]]
-place = "crown"
-value = 0.01
-`;
-
 test('results have their values, units and shape', async () => {
-  writeFileSync(file('case.toml'), pressed);
   ketmesh('mesh', data('head_labels.nii.gz'), '-o', file('head.vtu'), '--size', '10');
   ketmesh('materials', file('head.vtu'), '--image', data('head_ct.nii.gz'), '--law', '1,0.001,1,0,0', '--modulus', '3000,2',
     '--bins', '20', '--sampling', 'mean', '-o', file('model.vtu'));
-  const solved = ketmesh('solve', file('model.vtu'), '--case', file('case.toml'), '-o', file('head_solved.vtu'));
+  const solved = ketmesh('solve', file('model.vtu'), '--case', data('head_case.toml'), '-o', file('head_solved.vtu'));
   const page = await openPage(writePage(file('head_solved.vtu'), 'solved.html'), { width: 1200, height: 760 });
   const largest = async (name, value, unit) => {
     await call(page, 'setColor', name);
