@@ -19,6 +19,7 @@ import json
 import os
 import random
 import re
+import shlex
 import signal
 import subprocess
 import sys
@@ -36,7 +37,7 @@ VOLATILE = {"seconds", "peak_memory"}
 PROGRAM = """#!/bin/sh
 [ "$1" = --version ] && { echo "ketmesh ${TRIAL_VERSION:-trial}"; exit 0; }
 echo "$PWD $1" >>"$(dirname "$0")/ledger"
-[ "$1" = fault ] || exec "$TRIAL_KETMESH" "$@"
+[ "$1" = fault ] || exec KETMESH "$@"
 case "$2" in
 none) echo "{\\"value\\": $3, \\"even\\": true, \\"warnings\\": []}" ;;
 slow) sleep 0.3; echo "{\\"value\\": $3, \\"warnings\\": [\\"slow\\"]}" ;;
@@ -75,7 +76,8 @@ class Study:
         """`faults`: what happens to each case, a key of EXPECTED."""
         self.folder = folder.resolve()
         self.folder.mkdir(parents=True, exist_ok=True)
-        self.program = self._write("ketmesh", PROGRAM)
+        ketmesh = shlex.quote(os.environ.get("KETMESH", "ketmesh"))
+        self.program = self._write("ketmesh", PROGRAM.replace("KETMESH", ketmesh))
         self.program.chmod(0o755)
         self.pipeline = self._write("pipeline.toml", pipeline)
         whole = SMALL_MESH.read_bytes()
@@ -89,8 +91,7 @@ class Study:
             for i, fault in reversed(list(enumerate(faults))):
                 mesh = {"missing": "nothere.vtu", "damaged": "damaged.vtu"}.get(fault, "mesh.vtu")
                 writer.writerow([f"case-{i:06}", mesh, fault, i])
-        self.environment = {**os.environ, "KETMESH": str(self.program), "PYTHONDONTWRITEBYTECODE": "1",
-                            "TRIAL_KETMESH": os.environ.get("KETMESH", "ketmesh")}
+        self.environment = {**os.environ, "KETMESH": str(self.program), "PYTHONDONTWRITEBYTECODE": "1"}
 
     def _write(self, name: str, content: str | bytes) -> Path:
         path = self.folder / name
