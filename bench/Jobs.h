@@ -102,6 +102,7 @@ void AddLabelJobs(Recipe const& recipe);
 void AddSubVolumeJobs(Recipe const& recipe);
 void AddMaterialJobs(Recipe const& recipe);
 void AddPersistenceJobs(Recipe const& recipe);
+void AddSolverJobs(Recipe const& recipe);
 // Those on plain values.
 void AddHistogramJobs();
 

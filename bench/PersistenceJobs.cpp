@@ -2,6 +2,7 @@
 // Whole meshes to a file and back, and the memory that it takes to load one. Files lie in a temporary folder:
 // what is timed is the work of the processor, with the file in memory.
 #include "Jobs.h"
+#include "LoadedPeak.h"
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
@@ -12,12 +13,7 @@
 #include <vtkXMLUnstructuredGridReader.h>
 #include <vtkXMLUnstructuredGridWriter.h>
 
-#include <malloc.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 namespace Bench {
@@ -102,59 +98,6 @@ void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string co
     });
 }
 
-double ResidentBytes(char const* what) {
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    double kilobytes = 0.0;
-    while (status >> word)
-        if (word == what)
-            status >> kilobytes;
-    return kilobytes * 1024.0;
-}
-
-// How far the memory of a process grows beyond what it has when it loads: the highest on the way, as a
-// multiple of what is left in the heap. In a child process with nothing of its own to fill first.
-template <typename Load>
-double PeakOverLoaded(Load load) {
-    int ends[2];
-    if (pipe(ends) != 0)
-        throw std::runtime_error("no pipe");
-    pid_t const child = fork();
-    if (child == 0) {
-        malloc_trim(0);
-        std::ofstream("/proc/self/clear_refs") << "5" << std::flush; // the highest is what it is now
-        double const before = ResidentBytes("VmRSS:");
-        double const heap_before = HeapBytes();
-        auto const loaded = load();
-        double const loaded_bytes = HeapBytes() - heap_before;
-        double const ratio = (ResidentBytes("VmHWM:") - before) / loaded_bytes;
-        _exit(write(ends[1], &ratio, sizeof ratio) == sizeof ratio ? 0 : 1);
-    }
-    double ratio = 0.0;
-    int status = 0;
-    bool const told = read(ends[0], &ratio, sizeof ratio) == sizeof ratio;
-    close(ends[0]);
-    close(ends[1]);
-    if (waitpid(child, &status, 0) != child || status != 0 || !told)
-        throw std::runtime_error("the child process failed");
-    return ratio;
-}
-
-template <typename Save, typename Load>
-void AddPeak(Recipe const& recipe, std::string const& way, Save save, Load load) {
-    auto const run = [=](benchmark::State& state) {
-        Case& c = UseCase(recipe);
-        save(c);
-        double ratio = 0.0;
-        for ([[maybe_unused]] auto step : state)
-            ratio = PeakOverLoaded(load);
-        state.counters["%ofloaded"] = 100.0 * ratio;
-    };
-    benchmark::RegisterBenchmark((recipe.name + "/load_peak/" + way).c_str(), run)
-        ->Iterations(1)
-        ->Unit(benchmark::kMillisecond);
-}
-
 } // namespace
 
 void AddPersistenceJobs(Recipe const& recipe) {
@@ -168,11 +111,13 @@ void AddPersistenceJobs(Recipe const& recipe) {
     AddSaveAndLoad(recipe, "binary", "zlib .vtu", "grid.vtu", zlib, LoadGrid);
     AddSaveAndLoad(recipe, "text", Ours, "mesh", text, LoadMesh);
     AddSaveAndLoad(recipe, "state", Ours, "mesh", state, LoadState);
-    AddPeak(recipe, "binary", binary, LoadMesh);
-    AddPeak(recipe, "text", text, LoadMesh);
-    AddPeak(recipe, "state", state, LoadState);
-    AddPeak(recipe, "raw .vtu", raw, LoadGrid);
-    AddPeak(recipe, "zlib .vtu", zlib, LoadGrid);
+    auto const load_mesh = [](Case&) { return LoadMesh(); };
+    auto const load_grid = [](Case&) { return LoadGrid(); };
+    AddPeak(recipe, "load_peak", "binary", binary, load_mesh);
+    AddPeak(recipe, "load_peak", "text", text, load_mesh);
+    AddPeak(recipe, "load_peak", "state", state, [](Case&) { return LoadState(); });
+    AddPeak(recipe, "load_peak", "raw .vtu", raw, load_grid);
+    AddPeak(recipe, "load_peak", "zlib .vtu", zlib, load_grid);
 }
 
 } // namespace Bench

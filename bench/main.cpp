@@ -69,6 +69,7 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
         Bench::AddSubVolumeJobs(recipe);
         Bench::AddMaterialJobs(recipe);
         Bench::AddPersistenceJobs(recipe);
+        Bench::AddSolverJobs(recipe);
     }
 }
 
@@ -88,8 +89,10 @@ int main(int argc, char** argv) try {
 
     Bench::UseOneVtkThread();
     AddJobs(Recipes(files));
-    if (files.empty())
+    if (files.empty()) {
+        Bench::AddSolverJobs({.name = "cube_6e6", .cube = 99}); // of a million nodes
         Bench::AddHistogramJobs();
+    }
     Bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     if (Bench::AnyAnswerDiffers()) {
