@@ -8,6 +8,9 @@
 #include <KetSDK/MeshSolver/detail/Jacobian.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
+#include <limits>
 #include <map>
 #include <utility>
 
@@ -173,12 +176,53 @@ void TakePlaces(Analysis& analysis, std::vector<MeshSurface> const& surfaces, An
     }
 }
 
+// "axis, normal"
+std::string KeysOf(Case::Place const& place) {
+    std::string keys;
+    auto const add = [&keys](bool is_given, char const* key) {
+        if (is_given)
+            keys += (keys.empty() ? "" : ", ") + std::string(key);
+    };
+    add(place.end.has_value(), "axis");
+    add(!place.surface.empty(), "surface");
+    add(place.normal.has_value(), "normal");
+    add(place.box.has_value(), "box");
+    add(place.sphere.has_value(), "sphere");
+    add(!place.subvolume.empty(), "subvolume");
+    return keys;
+}
+
+// "x 0 to 1, y 0 to 1, z 0 to 2.5"
+std::string ExtentOf(MMeshBase const& mesh, std::vector<bool> const& used) {
+    std::string extent;
+    for (unsigned int axis = 0; axis < 3; ++axis) {
+        double low = std::numeric_limits<double>::infinity();
+        double high = -low;
+        for (std::size_t i = 0; i < used.size(); ++i)
+            if (used[i]) {
+                double const position = mesh.GetRandomPoint(i)->GetPosition()[axis];
+                low = std::min(low, position);
+                high = std::max(high, position);
+            }
+        std::array<char, 64> text;
+        std::snprintf(text.data(), text.size(), "%c %.6g to %.6g", "xyz"[axis], low, high);
+        extent += (axis == 0 ? "" : ", ") + std::string(text.data());
+    }
+    return extent;
+}
+
 Analysis::Place const& RequirePlace(Analysis const& analysis, std::string const& name, bool with_faces) {
-    Analysis::Place const* const place = analysis.FindPlace(name);
-    if (!place || (with_faces ? place->faces.empty() : place->nodes.empty()))
-        throw CaseError("there is no " + std::string(with_faces ? "face" : "node") + " in the place " +
-                        InQuotes(name) + "; what its keys name does not meet the mesh");
-    return *place;
+    Analysis::Place const* const found = analysis.FindPlace(name);
+    if (found && !(with_faces ? found->faces.empty() : found->nodes.empty()))
+        return *found;
+    auto const place = std::ranges::find(analysis.load_case->places, name, &Case::Place::name);
+    if (place == analysis.load_case->places.end())
+        throw CaseError("there is no place " + InQuotes(name));
+    char const* const what = with_faces ? "face" : "node";
+    throw CaseError("there is no " + std::string(what) + " in the place " + InQuotes(name) + ": no " +
+                    (with_faces && place->surface.empty() ? "outer " : "") + what + " meets its " +
+                    KeysOf(*place) + "; the mesh reaches from " +
+                    ExtentOf(*analysis.mesh, analysis.used_nodes) + " mm");
 }
 
 // --- What holds the model ----------------------------------------------------------------------------------
@@ -227,8 +271,8 @@ void RequireHeldBodies(Analysis const& analysis) {
     throw CaseError(
         (loose.size() == 1 ? std::string("a body is") : std::to_string(loose.size()) + " bodies are") +
         " not held: the one with element " + std::to_string(body.element) + " (" +
-        std::to_string(body.elements) + (body.elements == 1 ? " element that hangs" : " elements that hang") +
-        " together by faces) can move in " + std::to_string(body.motions) +
+        std::to_string(body.elements) + (body.elements == 1 ? " element" : " elements connected by faces") +
+        ") can move in " + std::to_string(body.motions) +
         " of the 6 ways of a rigid body; [[fix]] or [[displace]] must hold it");
 }
 

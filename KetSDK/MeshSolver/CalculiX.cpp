@@ -14,7 +14,6 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <cmath>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -140,14 +139,17 @@ Log ReadLog(std::filesystem::path const& path) {
     return log;
 }
 
-std::string Reason(int status) {
+constexpr char const* LogRemedy = " and it names no error; --keep keeps what it printed, in model.log";
+
+std::string Reason(int status, std::filesystem::path const& program) {
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL)
+        return "it was ended by signal 9; there may not be enough memory";
     if (WIFSIGNALED(status))
-        return "it was ended by signal " + std::to_string(WTERMSIG(status)) +
-               (WTERMSIG(status) == SIGKILL ? "; there may not be enough memory" : "");
+        return "it was ended by signal " + std::to_string(WTERMSIG(status)) + LogRemedy;
     if (WEXITSTATUS(status) == Process::CannotStart)
-        return "it cannot be started";
+        return program.string() + " cannot be started; is it a program for this machine?";
     if (WEXITSTATUS(status) != 0)
-        return "its exit status is " + std::to_string(WEXITSTATUS(status));
+        return "its exit status is " + std::to_string(WEXITSTATUS(status)) + LogRemedy;
     return {};
 }
 
@@ -178,9 +180,7 @@ int Wait(Process& process, CalculiXOptions const& options, Clock::time_point sta
         if (options.progress && options.progress->IsCancelled())
             throw Cancelled();
         if (options.timeout > 0.0 && SecondsSince(start) > options.timeout)
-            throw Error("CalculiX has not solved it in " +
-                        std::to_string(static_cast<long long>(std::ceil(options.timeout))) +
-                        " seconds; --timeout gives it more, --solver iterative often needs less");
+            throw TimedOut();
         std::this_thread::sleep_for(pause);
         pause = std::min(pause * 2, std::chrono::milliseconds(50));
     }
@@ -188,6 +188,11 @@ int Wait(Process& process, CalculiXOptions const& options, Clock::time_point sta
 }
 
 } // namespace
+
+TimedOut::TimedOut()
+    : Error("CalculiX has not ended in time") {}
+
+TimedOut::~TimedOut() = default;
 
 std::filesystem::path FindCalculiX(std::string const& path) {
     std::string_view rest = path;
@@ -215,7 +220,7 @@ CalculiXReport RunCalculiX(CalculiXOptions const& options) {
     }
     double const seconds = SecondsSince(start);
     Log const log = ReadLog(log_path);
-    std::string const reason = Reason(status);
+    std::string const reason = Reason(status, options.program);
     if (!log.error.empty() || !reason.empty())
         throw Error("CalculiX has failed: " + (log.error.empty() ? reason : log.error));
     return {log.version, seconds};

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
+#include <KetSDK/MeshSolver/Error.h>
 #include <KetSDK/MeshSolver/MeshSolverExport.h>
 
 #include <array>
@@ -31,8 +32,15 @@ struct CalculiXReport {
 // Throws Error when there is none.
 KETSDK_MESHSOLVER_API std::filesystem::path FindCalculiX(std::string const& path);
 
-// Solves a deck. Throws Error when the solver fails, with what it says of the reason in one line, and when it
-// runs out of time; Cancelled. The solver has ended in any case.
+// The solver has not ended in time.
+class KETSDK_MESHSOLVER_API TimedOut : public Error {
+public:
+    TimedOut();
+    ~TimedOut() override;
+};
+
+// Solves a deck. Throws Error when the solver fails, with what it says of the reason in one line; TimedOut;
+// Cancelled. The solver has ended in any case.
 KETSDK_MESHSOLVER_API CalculiXReport RunCalculiX(CalculiXOptions const& options);
 
 // The total forces at sets of nodes that the solver printed (.dat), in N and with more digits than those at

@@ -270,6 +270,8 @@ void RefuseBareCharacters(std::string_view text) {
 } // namespace
 
 Case ReadCase(std::string_view text) {
+    if (text.find('\0') != std::string_view::npos)
+        throw CaseError("it is no text; cases are written in TOML, as ketmesh solve --help shows");
     RefuseBareCharacters(text);
     try {
         return FromTable(toml::parse(text));

@@ -60,9 +60,8 @@ struct Case {
     std::optional<Vector> gravity;
 
     // Whether it does nothing but name places.
-    bool HasPlacesOnly() const noexcept {
-        return fixes.empty() && displacements.empty() && pressures.empty() && forces.empty() && !gravity;
-    }
+    bool HasPlacesOnly() const noexcept { return fixes.empty() && displacements.empty() && !HasLoads(); }
+    bool HasLoads() const noexcept { return !pressures.empty() || !forces.empty() || gravity; }
 };
 
 // Reads the text of a case file (TOML). Throws CaseError with the line of what is wrong.

@@ -203,13 +203,12 @@ private:
 
     void WriteMesh() {
         m_file.Open("Mesh");
-        m_file.Open("Nodes", {{"name", "NODES"}});
-        for (std::size_t i = 0; i < m_analysis.used_nodes.size(); ++i) {
+        m_file.Open("Nodes"); // a name would make a set of them, which a place could be named like
+        for (std::uint32_t const node : NodesById()) {
             Step();
-            if (!m_analysis.used_nodes[i])
-                continue;
-            auto const p = m_mesh.GetRandomPoint(i)->GetPosition();
-            m_file.Add("node", {{"id", std::to_string(m_analysis.NodeId(i))}}, VectorText(p[0], p[1], p[2]));
+            auto const p = m_mesh.GetRandomPoint(node)->GetPosition();
+            m_file.Add("node", {{"id", std::to_string(m_analysis.NodeId(node))}},
+                       VectorText(p[0], p[1], p[2]));
         }
         m_file.Close();
         for (Block const& block : m_blocks)
@@ -219,6 +218,18 @@ private:
         for (Analysis::Place const& place : m_analysis.places)
             WriteFaces(place);
         m_file.Close();
+    }
+
+    // FEBio wants the numbers of nodes to rise.
+    std::vector<std::uint32_t> NodesById() const {
+        std::vector<std::uint32_t> nodes;
+        for (std::size_t i = 0; i < m_analysis.used_nodes.size(); ++i)
+            if (m_analysis.used_nodes[i])
+                nodes.push_back(static_cast<std::uint32_t>(i));
+        auto const id = [this](std::uint32_t node) { return m_analysis.NodeId(node); };
+        if (!std::ranges::is_sorted(nodes, {}, id))
+            std::ranges::sort(nodes, {}, id);
+        return nodes;
     }
 
     void WriteBlock(Block const& block) {
@@ -235,8 +246,8 @@ private:
     }
 
     void AppendNode(std::string& list, MLong index) const {
-        list +=
-            (list.empty() ? "" : ",") + std::to_string(m_analysis.NodeId(static_cast<std::size_t>(index)));
+        bool const is_first = list.empty() || list.back() == '\n';
+        list += (is_first ? "" : ",") + std::to_string(m_analysis.NodeId(static_cast<std::size_t>(index)));
     }
 
     void WriteFaces(Analysis::Surface const& surface) {
@@ -254,8 +265,11 @@ private:
         if (!surface.faces.empty())
             m_file.Close();
         std::string nodes;
-        for (std::uint32_t const node : surface.nodes)
-            AppendNode(nodes, static_cast<MLong>(node));
+        for (std::size_t i = 0; i < surface.nodes.size(); ++i) {
+            AppendNode(nodes, static_cast<MLong>(surface.nodes[i]));
+            if (i % NodesOfLine == NodesOfLine - 1 && i + 1 < surface.nodes.size())
+                nodes += ",\n";
+        }
         if (!nodes.empty())
             m_file.Add("NodeSet", {{"name", surface.deck}}, nodes);
     }
@@ -297,9 +311,11 @@ private:
                 if (displace.by[axis])
                     WriteDisplacement(displace.place, axis, *displace.by[axis]);
         m_file.Close();
-        m_file.Open("Loads");
-        WriteLoads(load_case);
-        m_file.Close();
+        if (load_case.HasLoads()) {
+            m_file.Open("Loads");
+            WriteLoads(load_case);
+            m_file.Close();
+        }
         m_file.Open("LoadData");
         m_file.Open("load_controller", {{"id", "1"}, {"type", "loadcurve"}});
         m_file.Add("interpolate", {}, "LINEAR");
@@ -312,8 +328,12 @@ private:
         m_file.Close();
         m_file.Open("Output");
         m_file.Open("plotfile", {{"type", "febio"}});
-        for (char const* const what : {"displacement", "stress", "reaction forces"})
+        for (char const* const what : {"displacement", "stress"})
             m_file.Add("var", {{"type", what}}, "");
+        if (load_case.fixes.empty()) // it would show none where displacements are zero
+            m_file.Add("var", {{"type", "reaction forces"}}, "");
+        else
+            m_file.Comment("FEBio knows the reaction forces of prescribed displacements only");
         m_file.Close();
         m_file.Close();
     }
@@ -356,7 +376,7 @@ private:
         // FEBio takes a body force per mass away from the residual: its sign is the other one.
         auto const& [x, y, z] = *load_case.gravity;
         m_file.Open("body_load", {{"type", "body force"}});
-        m_file.Add("force", {{"lc", "1"}}, VectorText(-x, -y, -z));
+        m_file.Add("force", {{"lc", "1"}}, VectorText(0.0 - x, 0.0 - y, 0.0 - z)); // no "-0"
         m_file.Close();
     }
 
@@ -365,6 +385,7 @@ private:
                     {{"name", Deck(place) + "_" + type}, {"surface", Deck(place)}, {"type", type}});
     }
 
+    static constexpr std::size_t NodesOfLine = 16; // a long list on one line is not recommended
     static constexpr char const* Axes[] = {"x", "y", "z"};
     static constexpr char const* ZeroAxes[] = {"x_dof", "y_dof", "z_dof"};
 

@@ -3,11 +3,13 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshSolver/Error.h>
+#include <KetSDK/MeshSolver/detail/TextFile.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace KetSDK::MeshSolver {
@@ -22,7 +24,7 @@ constexpr double SmallCorrection = 1e-3; // of the displacements: the next would
 FrdResult ReadResult(Analysis const& analysis, std::filesystem::path const& path,
                      SolutionOptions const& options) {
     if (!std::filesystem::exists(path))
-        throw Error("CalculiX has left no results");
+        throw Error("CalculiX has left no results; --keep keeps what it printed, in model.log");
     MMeshBase const& mesh = *analysis.mesh;
     FrdOptions how;
     how.nodes = analysis.used_nodes.size();
@@ -106,9 +108,7 @@ double LargestDisplacement(FrdResult const& result) {
     return largest;
 }
 
-} // namespace
-
-Solution SolveAnalysis(Analysis const& analysis, SolutionOptions const& options) {
+Solution SolveInRuns(Analysis const& analysis, SolutionOptions const& options) {
     Solution solution = Run(analysis, options, "model", nullptr, options.timeout);
     if (!solution.is_iterative)
         return solution;
@@ -129,6 +129,23 @@ Solution SolveAnalysis(Analysis const& analysis, SolutionOptions const& options)
         Add(solution, more);
     }
     return solution;
+}
+
+// "1 second", "0.2 seconds"
+std::string SecondsText(double seconds) {
+    return Detail::RealText(seconds) + (seconds == 1.0 ? " second" : " seconds");
+}
+
+} // namespace
+
+Solution SolveAnalysis(Analysis const& analysis, SolutionOptions const& options) try {
+    return SolveInRuns(analysis, options);
+} catch (TimedOut const&) {
+    DeckOptions deck;
+    deck.method = options.method;
+    throw Error("CalculiX has not solved it in " + SecondsText(options.timeout) +
+                "; --timeout gives it more" +
+                (IsIterative(analysis, deck) ? "" : ", and --solver iterative often needs less"));
 }
 
 } // namespace KetSDK::MeshSolver

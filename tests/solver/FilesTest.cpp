@@ -237,7 +237,7 @@ TEST(Febio, ModelHasBlocksMapsAndOutwardFaces) {
          {"<febio_spec version=\"4.0\">", "<SolidDomain name=\"BLOCK\" mat=\"MATERIAL_1\"/>",
           "<Elements type=\"tet10\" name=\"KN_CHEL___2\">", "<E>1234.5678901234567</E>",
           "<bc name=\"BASE\" node_set=\"BASE\" type=\"zero displacement\">",
-          "<pressure lc=\"1\">1</pressure>", "<force lc=\"1\">-0,-0,9810</force>", "<density>2e-9</density>"})
+          "<pressure lc=\"1\">1</pressure>", "<force lc=\"1\">0,0,9810</force>", "<density>2e-9</density>"})
         EXPECT_NE(text.find(part), std::string::npos) << part;
     // The first face of the top winds so that its normal points up.
     std::size_t const at = text.find("<tri6 id=\"1\">", text.find("<Surface name=\"TOP_FACE\">")) + 13;
@@ -258,6 +258,37 @@ TEST(Febio, ModelHasBlocksMapsAndOutwardFaces) {
     EXPECT_NE(text.find("<e lid=\"1\">1234.5678901234567</e>"), std::string::npos);
     options.materials = MaterialsAs::Nodes;
     ExpectRefusals({{[&] { ExportTo(model, folder / "m.feb", options); }, "written to .inp only"}});
+}
+
+// Numbers of nodes rise, and nothing but sets of the case and surfaces has a name that these could have.
+TEST(Febio, NumbersNodesInAscendingOrder) {
+    Folder folder;
+    Model const model = MakeTwoParts(10);
+    MLong const nodes = model.mesh->NumberOfPoints();
+    for (MLong i = 0; i < nodes; ++i)
+        model.mesh->GetPointMasks()->GetOriginalIDs()->SetValue(
+            *model.mesh->GetRandomPoint(static_cast<std::uint64_t>(i)), 2 * (nodes - i));
+    int id = 0;
+    for (MMeshElement const& e : model.mesh->Elements())
+        model.mesh->GetElementMasks()->GetOriginalIDs()->SetValue(e, ++id);
+    ExportOptions options;
+    options.original_ids = true;
+    ExportTo(model, folder / "m.feb", options);
+    int last = 0;
+    for (std::string const& line : Lines(folder / "m.feb")) {
+        std::size_t const at = line.find("<node id=\"");
+        if (at == std::string::npos)
+            continue;
+        int const number = std::stoi(line.substr(at + 10));
+        EXPECT_GT(number, last);
+        last = number;
+        // Node i of the mesh has number 2 (nodes - i); its position is that of the file.
+        auto const p =
+            model.mesh->GetRandomPoint(static_cast<std::uint64_t>(nodes - number / 2))->GetPosition();
+        EXPECT_EQ(std::stod(line.substr(line.find('>') + 1)), p[0]);
+    }
+    EXPECT_EQ(last, 2 * nodes);
+    EXPECT_NE(Content(folder / "m.feb").find("<Nodes>"), std::string::npos);
 }
 
 TEST(Results, AreRefusedWhenCutOffOrOfAnotherMesh) {
@@ -297,6 +328,7 @@ TEST(CaseFile, SaysInWhichLineItIsWrong) {
     };
     for (auto const& [text, line] : {
              Row{"", "the case is empty"},
+             Row{std::string("PK\0\1", 4), "it is no text; cases are written in TOML"},
              Row{"[place.a]\n", "line 1: [place.a] names nothing"},
              Row{"[place.a]\nwhithin = 1\n", "line 2: unknown key \"whithin\" in [place.a]; known are axis"},
              Row{"[place.a]\naxis = 'z'\nwithin = 1\n", "line 2: axis must be one of x-, x+"},

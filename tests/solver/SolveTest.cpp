@@ -235,8 +235,10 @@ TEST(Solve, SaysInOneLineWhyThereIsNoResult) {
     Model model = MakeBlocks(8, 1, 1, 1, Box(1, 1, 1));
     std::string const text = Supports + "[[pressure]]\nplace = 'top'\nvalue = 1\n";
     Folder folder;
-    auto const solve = [&](std::string const& path, double timeout = 0.0) {
+    using Method = KetSDK::MeshSolver::DeckOptions::Method;
+    auto const solve = [&](std::string const& path, double timeout = 0.0, Method method = Method::Auto) {
         SolveOptions options = SolveWith(text);
+        options.method = method;
         options.path = path;
         options.timeout = timeout;
         return [&model, options] { Solve(model, options, {}); };
@@ -246,9 +248,16 @@ TEST(Solve, SaysInOneLineWhyThereIsNoResult) {
                                               "echo '         determinant in element 7'\nexit 201")),
                      "CalculiX has failed: *ERROR in e_c3d: nonpositive jacobian determinant in element 7"}});
     ExpectRefusals({{solve(FakeSolver(folder, "kill -9 $$")), "ended by signal 9"}});
-    ExpectRefusals({{solve(FakeSolver(folder, "exit 3")), "exit status is 3"}});
+    ExpectRefusals({{solve(FakeSolver(folder, "exit 3")), "exit status is 3 and it names no error; --keep"}});
     ExpectRefusals({{solve(FakeSolver(folder, "exit 0")), "has left no results"}});
-    ExpectRefusals({{solve(FakeSolver(folder, "exec sleep 60"), 0.2), "has not solved it in 1 seconds"}});
+    std::string const slow = FakeSolver(folder, "exec sleep 60");
+    ExpectRefusals({{solve(slow, 0.2), "in 0.2 seconds; --timeout gives it more, and --solver iterative"}});
+    try {
+        solve(slow, 0.2, Method::Iterative)();
+        ADD_FAILURE();
+    } catch (Error const& e) {
+        EXPECT_TRUE(std::string(e.what()).ends_with("--timeout gives it more")) << e.what();
+    }
     EXPECT_TRUE(model.arrays.empty());
 }
 
@@ -313,10 +322,12 @@ TEST(Solve, RefusesWhatNoSolverTakes) {
         {solve(good, [](Model& model) { model.mesh->GetElement(3)->SwapNodes(4, 5); }),
          "1 element is folded (the first is 3), which no solver takes; ketmesh repair"},
         {solve(good + "[[fix]]\nplace = 'none'\naxes = 'x'\n[place.none]\nbox = [5, 5, 5, 6, 6, 6]\n", as_is),
-         "case.toml: there is no node in the place \"none\""},
+         "case.toml: there is no node in the place \"none\": no node meets its box; the mesh reaches from x "
+         "0 "
+         "to 1, y 0 to 1, z 0 to 1 mm"},
         {solve(good + "[[pressure]]\nplace = 'line'\nvalue = 1\n[place.line]\nbox = [0, 0, 0, 0, 0, 1]\n",
                as_is),
-         "there is no face in the place \"line\""},
+         "there is no face in the place \"line\": no outer face meets its box"},
         {solve(good + "[place.other]\nsurface = 'Skin-'\n[[fix]]\nplace = 'other'\naxes = 'x'\n", as_is),
          "\"Skin-\", which the mesh does not have; there are Block-"},
         {solve(good + "[place.other]\nsubvolume = 'Bone'\n[[fix]]\nplace = 'other'\naxes = 'x'\n", as_is),
@@ -349,9 +360,8 @@ TEST(Solve, HoldsEveryBodyThatHangsTogetherByFaces) {
     SetMaterial(two);
     std::string const base =
         "[place.base]\nbox = [0, 0, 0, 1, 1, 1]\n[[fix]]\nplace = 'base'\naxes = 'xyz'\n";
-    ExpectRefusals(
-        {{[&] { Solve(two, SolveWith(base), {}); },
-          "the one with element 1 (1 element that hangs together by faces) can move in 1 of the 6"}});
+    ExpectRefusals({{[&] { Solve(two, SolveWith(base), {}); },
+                     "the one with element 1 (1 element) can move in 1 of the 6"}});
 }
 
 } // namespace
