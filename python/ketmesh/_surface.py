@@ -13,6 +13,9 @@ from numpy.typing import ArrayLike, NDArray
 
 from . import _core
 
+# What a surface takes from the library when it is asked for.
+TAKEN = ("name", "points", "triangles", "elements", "faces", "nodes", "cell_data", "point_data", "frame")
+
 
 class Surface:
     """A triangulated surface. Its arrays are read-only.
@@ -44,6 +47,16 @@ class Surface:
     0.5
     """
 
+    name: str
+    points: NDArray[np.float64]
+    triangles: NDArray[np.int64]
+    elements: NDArray[Any] | None
+    faces: NDArray[Any] | None
+    nodes: NDArray[Any] | None
+    cell_data: dict[str, NDArray[Any]]
+    point_data: dict[str, NDArray[Any]]
+    frame: str | None
+    report: Any
     _made: _core.SurfaceModel | None
 
     def __init__(
@@ -52,14 +65,22 @@ class Surface:
         self._take(_core.make_surface(np.asarray(points), np.asarray(triangles), name, unit, frame))
 
     def _take(self, core: _core.SurfaceModel, report: Any = None) -> None:
-        arrays = _core.surface_arrays(core)
         self._made = core
         self.report = report
-        self.points: NDArray[np.float64] = arrays["points"]
-        self.triangles: NDArray[np.int64] = arrays["triangles"]
-        self.name: str = arrays["names"][0] if len(arrays["names"]) == 1 else ""
-        self.frame: str | None = arrays["frame"]
+
+    def __getattr__(self, name: str) -> Any:
+        """The attributes that are not there yet: all come from the library when the first of them is asked for."""
+        if name not in TAKEN or self._made is None:
+            raise AttributeError(f"a surface has no {name!r}")
+        arrays = _core.surface_arrays(self._made)
+        self.points, self.triangles = arrays["points"], arrays["triangles"]
+        self.name = arrays["names"][0] if len(arrays["names"]) == 1 else ""
+        self.frame = arrays["frame"]
         self._take_origins(arrays["cell_data"], arrays["point_data"])
+        return self.__dict__[name]
+
+    def __dir__(self) -> list[str]:
+        return sorted({*super().__dir__(), *TAKEN})
 
     @cached_property
     def _reports(self) -> list[_core.SurfaceReport]:
