@@ -231,6 +231,22 @@ TEST(MeshFromLabels, AnglesInterfacesAndVolumesHoldForWhateverTheLabelsAre) {
     }
 }
 
+// Curved interfaces, of which a small ball has the most, lose no volume to flat triangles.
+TEST(MeshFromLabels, AtTwiceTheVoxelsVolumesAreThoseOfTheVoxels) {
+    for (double const radius : {7.0, 9.0, 13.0, 20.0}) {
+        double const core = radius > 10.0 ? radius - 6.0 : 0.0;
+        SCOPED_TRACE(radius);
+        MLabelImage const image = ImageOf({46, 46, 46}, [=](Vector const& p) {
+            double const r = Radius(p, 22.5);
+            return r < core ? 2 : r < radius ? 1 : 0;
+        });
+        Made made;
+        ASSERT_NO_FATAL_FAILURE(Make(image, Size(2.0, 8.0), made));
+        for (MMeshLabelReport const& report : made.reports)
+            EXPECT_NEAR(report.volume / report.voxel_volume, 1.0, 0.01) << report.label;
+    }
+}
+
 // The ball is the same, voxels and elements become smaller: volume and surface come to those of the ball with
 // the square of their size.
 TEST(MeshFromLabels, ErrorsFallWithTheSize) {

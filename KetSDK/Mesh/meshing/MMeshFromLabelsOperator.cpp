@@ -40,6 +40,8 @@ constexpr double MostCubes = 1 << 19;              // along an axis
 constexpr std::size_t MostLabels = 65534;
 // In voxels. A single voxel is still there after smoothing, and steps between slices are hardly seen.
 constexpr double UsualSigma = 0.6;
+// How far an interface may be moved to give labels the volume of their voxels, in voxels.
+constexpr double LargestShift = 0.1;
 // Rings of nodes around the interfaces that are moved for better angles.
 constexpr std::uint8_t Rings = 3;
 
@@ -240,7 +242,17 @@ private:
         limits.largest_bulge = Units(std::min(0.05 * m_settings.size, 0.25 * SmallestSpacing(m_image)));
         limits.rounds = m_settings.rounds;
         limits.parallel = m_owner.GetParallel();
-        return MoveNodes(m_moving, around, targets, limits, Within(300, 900));
+        VolumeShifts shifts(VoxelVolumes(), Units(LargestShift * SmallestSpacing(m_image)));
+        return MoveNodes(m_moving, around, targets, limits, shifts, Within(300, 900));
+    }
+
+    // Of each label by index, in cubic internal units.
+    std::vector<double> VoxelVolumes() const {
+        std::vector<double> volumes;
+        for (std::uint64_t const count : m_labels.Counts())
+            volumes.push_back(static_cast<double>(count) * VoxelVolume(m_image) * Units(1.0) * Units(1.0) *
+                              Units(1.0));
+        return volumes;
     }
 
     // --- What is said about the result ---------------------------------------------------------------

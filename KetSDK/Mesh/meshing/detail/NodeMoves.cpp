@@ -30,11 +30,12 @@ Position Rounded(Position p) noexcept {
 class Mover {
 public:
     Mover(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets const& targets,
-          MoveLimits const& limits, double aim)
+          MoveLimits const& limits, VolumeShifts const& shifts, double aim)
         : m_mesh(mesh)
         , m_around(around)
         , m_targets(targets)
         , m_limits(limits)
+        , m_shifts(shifts)
         , m_aim(NodeStar::SignedSquare(Cosine(aim))) {}
 
     // Moves a node towards its interface.
@@ -48,7 +49,7 @@ public:
         auto const target = m_targets.Find(from, *labels, normal, m_limits.reach);
         if (!target)
             return;
-        Position const way = *target - from + Bulge(*labels, normal);
+        Position const way = *target - from + normal * (Bulge(*labels, normal) - Shift(*labels));
         if (way.Dot(way) < 1.0)
             return;
         double const allowed = std::max(m_aim, m_star.WorstAt(from, NodeStar::Worst));
@@ -117,23 +118,30 @@ private:
     // Flat triangles cut off what bulges out between nodes that lie on a curved surface. On a sphere of
     // radius R with edges of length e the triangles lie e^2 / 8R below it in the mean, a quarter of how far
     // the neighbours of a node lie below it.
-    Position Bulge(Junction const& labels, Position const& normal) const noexcept {
+    double Bulge(Junction const& labels, Position const& normal) const noexcept {
         if (labels.count > 2)
-            return {0.0, 0.0, 0.0};
+            return 0.0;
         double const below = (m_star.Centre() - m_star.MeanOfNeighbours(true)).Dot(normal);
-        return normal * std::clamp(0.25 * below, -m_limits.largest_bulge, m_limits.largest_bulge);
+        return std::clamp(0.25 * below, -m_limits.largest_bulge, m_limits.largest_bulge);
+    }
+    // Out of the first label, against the normal.
+    double Shift(Junction const& labels) const noexcept {
+        return labels.count > 2 ? 0.0 : m_shifts.Between(labels.labels[0], labels.labels[1]);
     }
 
     MovingMesh& m_mesh;
     NodeTetrahedra const& m_around;
     InterfaceTargets const& m_targets;
     MoveLimits const& m_limits;
+    VolumeShifts const& m_shifts;
     double m_aim; // what becomes worse than this is not done, unless it was worse before
     NodeStar m_star;
 };
 
 // Degrees above the limit that the first rounds keep, so that no node takes the room of its neighbours.
 constexpr double FirstAim = 18.0;
+// So many rounds in the end begin with a look at the volumes.
+constexpr int RoundsForVolumes = 2;
 
 } // namespace
 
@@ -159,8 +167,9 @@ void MakeGroups(MovingMesh& mesh, NodeTetrahedra const& around, std::vector<std:
 }
 
 bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets const& targets,
-               MoveLimits const& limits, std::function<bool(double fraction)> const& advance) {
-    double const passes = 2.0 * static_cast<double>(mesh.groups.size()) * limits.rounds;
+               MoveLimits const& limits, VolumeShifts& shifts,
+               std::function<bool(double fraction)> const& advance) {
+    double const passes = static_cast<double>(mesh.groups.size()) * 2.0 * limits.rounds;
     double done = 0.0;
     auto const for_all = [&](double aim, auto const& move) {
         for (std::vector<Number> const& group : mesh.groups) {
@@ -169,7 +178,7 @@ bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets 
             steps.step = 256;
             steps.parallel = limits.parallel;
             Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
-                Mover mover(mesh, around, targets, limits, aim);
+                Mover mover(mesh, around, targets, limits, shifts, aim);
                 for (std::uint64_t i = first; i < last; ++i)
                     move(mover, group[static_cast<std::size_t>(i)]);
             });
@@ -181,11 +190,14 @@ bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets 
     };
     // A little above the limit, which others compute in their own way.
     double const limit = limits.smallest_dihedral + 1e-7;
+    auto const approach = [](Mover& mover, Number node) { mover.Approach(node); };
     for (int round = 0; round < limits.rounds; ++round) {
+        if (round + RoundsForVolumes >= limits.rounds)
+            shifts.Correct(mesh);
         double const rest = 1.0 - (round + 1.0) / std::max(1.0, limits.rounds - 1.0);
         double const aim = limit + FirstAim * std::max(0.0, rest);
         double const step = limits.reach * 0.12 * std::pow(0.8, round);
-        if (!for_all(aim, [](Mover& mover, Number node) { mover.Approach(node); }) ||
+        if (!for_all(aim, approach) ||
             !for_all(aim, [=](Mover& mover, Number node) { mover.Improve(node, step); }))
             return false;
     }

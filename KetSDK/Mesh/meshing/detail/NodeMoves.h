@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/meshing/detail/InterfaceTargets.h>
 #include <KetSDK/Mesh/meshing/detail/MovingMesh.h>
+#include <KetSDK/Mesh/meshing/detail/VolumeShifts.h>
 
 #include <cstdint>
 #include <functional>
@@ -17,17 +18,19 @@ void MakeGroups(MovingMesh& mesh, NodeTetrahedra const& around, std::vector<std:
 struct MoveLimits {
     double smallest_dihedral; // degrees; of every tetrahedron with a label, after every single move
     double reach;             // how far from a node its interface may lie, internal units
-    double largest_bulge;     // how far nodes may be moved beyond it to keep volumes, internal units
+    double largest_bulge;     // how far a node may be moved beyond it where it is curved, internal units
     int rounds;               // 0: no node is moved
     bool parallel;
 };
 
-// Moves nodes on interfaces there and all nodes around for better angles, one group after another. No move is
-// taken that leaves a tetrahedron below the limit, on the coordinates as they are stored; So the limit holds
-// always when it holds at the beginning. The function advance(fraction) is called between the groups; when it
-// returns false the work ends early, and so does this with false.
+// Moves nodes on interfaces there and all nodes around for better angles, one group after another. In the
+// last rounds whole interfaces move for the volumes that `shifts` wants. No move is taken that leaves a
+// tetrahedron below the limit, on the coordinates as they are stored. So the limit holds always when it holds
+// at the beginning. The function advance(fraction) is called between the groups; when it returns false the
+// work ends early, and so does this with false.
 bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets const& targets,
-               MoveLimits const& limits, std::function<bool(double fraction)> const& advance);
+               MoveLimits const& limits, VolumeShifts& shifts,
+               std::function<bool(double fraction)> const& advance);
 
 // How far the nodes on interfaces are from where their labels meet; negative where that was not found.
 std::vector<double> DistancesToInterface(MovingMesh const& mesh, NodeTetrahedra const& around,
