@@ -5,6 +5,7 @@
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/FrameOfInput.h>
 #include <KetSDK/MeshJobs/detail/GridModel.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/GridFile.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
@@ -169,7 +170,10 @@ void WriteModel(Model const& model, MeshVTK::OutputFile& file, WriteOptions cons
             WriteMeshFile(model, file, options.encoding, context);
             return;
         }
-        auto const grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, model.arrays);
+        vtkSmartPointer<vtkUnstructuredGrid> grid;
+        Detail::WithThreads(context, [&](bool parallel) {
+            grid = MeshVTK::GridFromMesh(*model.mesh, options.unit, model.arrays, parallel);
+        });
         if (model.frame)
             MeshVTK::SetFrame(*grid, model.frame);
         MeshVTK::WriteGridFile(*grid, file, context.progress);

@@ -20,9 +20,10 @@ namespace KetSDK::MeshVTK {
 //
 // `source` is a grid that the mesh was made of and whose cells and points are still the mesh's elements and
 // nodes. Every other array of it comes along (shared, not copied). It may be null. Throws Error when source
-// has other numbers of cells or points, and for an element of unknown kind.
-KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
-                                                                     vtkUnstructuredGrid* source);
+// has other numbers of cells or points, and for an element of unknown kind. When parallel, as many threads as
+// the caller's task arena has make the grid, which is the same.
+KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid>
+GridFromMesh(MMeshBase const& mesh, LengthUnit unit, vtkUnstructuredGrid* source, bool parallel = false);
 
 // The arrays of a grid that the mesh does not carry itself, on a grid without points and cells (shared, not
 // copied). Those are arrays of cells, points and field data that GridFromMesh would not make anew.

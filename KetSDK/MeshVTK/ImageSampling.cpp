@@ -42,14 +42,23 @@ vtkDataArray& ValuesOf(vtkImageData& image) {
     return *values;
 }
 
-void CheckKinds(MMeshBase const& mesh) {
-    std::uint64_t number = 0;
-    for (MMeshElement const& e : mesh.Elements()) {
-        if (MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) == 0)
-            throw Error("element " + std::to_string(number) + " has " + std::to_string(e.GetNodeCount()) +
+void CheckKinds(MMeshBase const& mesh, bool parallel) {
+    auto const is_known = [&mesh](std::uint64_t number) {
+        return MMeshElementDescriptor::GetNumSimpleNodes(mesh.GetElement(number)->GetNodeCount()) > 0;
+    };
+    auto const find = [&is_known](std::uint64_t first, std::uint64_t last, std::uint64_t& unknown) {
+        for (unknown = first; unknown < last && is_known(unknown); ++unknown) {
+        }
+    };
+    auto const complain = [&mesh](std::uint64_t, std::uint64_t last, std::uint64_t unknown) {
+        if (unknown != last)
+            throw Error("element " + std::to_string(unknown) + " has " +
+                        std::to_string(mesh.GetElement(unknown)->GetNodeCount()) +
                         " nodes, which is no known kind");
-        ++number;
-    }
+        return true;
+    };
+    Support::ComputeSteps<std::uint64_t>(
+        {.items = mesh.Elements().GetNumElements(), .step = 4096, .parallel = parallel}, find, complain);
 }
 
 // Values of elements first to last - 1, written to the places of these elements.
@@ -95,11 +104,13 @@ SamplingReport MakeReport(MMeshBase const& mesh, Detail::ImageFrame const& frame
     return report;
 }
 
-void StoreGreyValues(MMeshBase& mesh, std::vector<double> const& values) {
+void StoreGreyValues(MMeshBase& mesh, std::vector<double> const& values, bool parallel) {
     MDataMask<MMeshElement, double>& mask = *mesh.GetElementMasks()->GetGreyValueMask();
-    auto value = values.begin();
-    for (MMeshElement const& e : mesh.Elements())
-        mask.SetValue(e, *value++);
+    Support::ComputeSteps({.items = values.size(), .step = 4096, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              for (std::uint64_t i = first; i < last; ++i)
+                                  mask.SetValue(*mesh.GetElement(i), values[i]);
+                          });
     mesh.SetGreyValuesFlag(true);
 }
 
@@ -110,7 +121,7 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
     CheckOptions(options);
     vtkDataArray& voxels = ValuesOf(image);
     Detail::ImageFrame const frame(image, options.unit);
-    CheckKinds(mesh);
+    CheckKinds(mesh, options.parallel);
     bool const with_law = options.law.value && options.law_values;
     SamplingOptions own = options;
     if (!with_law)
@@ -133,7 +144,7 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
     }
     SamplingReport const report =
         MakeReport(mesh, frame, SampleAll(count, options.parallel, sample, progress));
-    StoreGreyValues(mesh, grey);
+    StoreGreyValues(mesh, grey, options.parallel);
     if (with_law)
         options.law_values->swap(law);
     return report;

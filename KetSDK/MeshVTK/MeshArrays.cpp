@@ -139,8 +139,8 @@ void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshArray> const& arrays)
 }
 
 vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
-                                                  std::vector<MMeshArray> const& arrays) {
-    auto grid = GridFromMesh(mesh, unit, nullptr);
+                                                  std::vector<MMeshArray> const& arrays, bool parallel) {
+    auto grid = GridFromMesh(mesh, unit, nullptr, parallel);
     vtkNew<vtkUnstructuredGrid> own;
     for (MMeshArray::Place const place : Places) {
         ArraysAt(*own, place)->ShallowCopy(ArraysAt(*grid, place));

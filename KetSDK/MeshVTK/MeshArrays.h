@@ -44,7 +44,8 @@ KETSDK_MESHVTK_API void AddArrays(vtkUnstructuredGrid& grid, std::vector<MMeshAr
 // GridFromMesh with the arrays beside the mesh, which come before those that the mesh itself makes. Throws
 // Error for an array that does not fit the mesh.
 KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
-                                                                     std::vector<MMeshArray> const& arrays);
+                                                                     std::vector<MMeshArray> const& arrays,
+                                                                     bool parallel = false);
 
 // The arrays of triangles (on elements) and points (on nodes) of a surface and its field data, but for those
 // that its container makes anew: `surface`, `surface_names`.

@@ -9,9 +9,10 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/checks/GridCheck.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
-#include <KetSDK/MeshVTK/detail/CellKinds.h>
+#include <KetSDK/MeshVTK/detail/CellNumbers.h>
 #include <KetSDK/MeshVTK/detail/MaterialArrays.h>
 #include <KetSDK/MeshVTK/detail/NamedArrays.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -23,9 +24,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <optional>
+#include <span>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -39,8 +43,30 @@ struct Partition {
     std::vector<int> subvolume_of;   // each cell; empty when there is one sub-volume
 };
 
+// The same for values between two that are not far apart.
+std::vector<long long> ReplaceByRankFrom(long long least, long long largest, std::vector<long long>& values) {
+    std::vector<int> rank_of(static_cast<std::size_t>(largest - least) + 1, 0);
+    for (long long const value : values)
+        rank_of[static_cast<std::size_t>(value - least)] = 1;
+    std::vector<long long> distinct;
+    for (std::size_t i = 0; i < rank_of.size(); ++i)
+        if (rank_of[i] != 0) {
+            rank_of[i] = static_cast<int>(distinct.size());
+            distinct.push_back(least + static_cast<long long>(i));
+        }
+    for (long long& value : values)
+        value = rank_of[static_cast<std::size_t>(value - least)];
+    return distinct;
+}
+
 // Numbers the values that occur by ascending value.
 std::vector<long long> ReplaceByRank(std::vector<long long>& values) {
+    if (values.empty())
+        return {};
+    auto const [least, largest] = std::ranges::minmax(values);
+    // Mostly there are few numbers that lie close to each other.
+    if (static_cast<std::uint64_t>(largest) - static_cast<std::uint64_t>(least) < values.size())
+        return ReplaceByRankFrom(least, largest, values);
     std::vector<long long> distinct = values;
     std::ranges::sort(distinct);
     distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
@@ -110,15 +136,18 @@ Partition FindPartition(vtkUnstructuredGrid& grid, MeshFromGridOptions const& op
 // Makes the nodes and elements of a mesh out of a grid that has been checked.
 class MeshMaker {
 public:
-    MeshMaker(MMeshBase& mesh, vtkUnstructuredGrid& grid, Common::IncrementalProgressReporter& progress)
+    MeshMaker(MMeshBase& mesh, vtkUnstructuredGrid& grid, Common::IncrementalProgressReporter& progress,
+              bool parallel)
         : m_mesh(mesh)
         , m_grid(grid)
-        , m_progress(progress) {}
+        , m_progress(progress)
+        , m_parallel(parallel) {}
 
-    void AddNodes(std::vector<std::array<MLong, 3>> const& points) {
-        for (std::array<MLong, 3> const& p : points) {
-            m_mesh.AddPoint(p[0], p[1], p[2]);
-            Step();
+    void AddNodes(std::span<std::array<MLong, 3> const> points) {
+        for (std::size_t first = 0; first < points.size(); first += AtOnce) {
+            std::size_t const count = std::min(AtOnce, points.size() - first);
+            m_mesh.AddPoints(points.subspan(first, count), m_parallel);
+            Step(count);
         }
     }
 
@@ -127,49 +156,73 @@ public:
             MMeshSubVolume* const part = i == 0 ? m_mesh.GetMainSubVolume() : m_mesh.AddSubVolume();
             part->SetName(partition.names[i]);
         }
-        m_subvolumes.clear();
-        for (auto it = m_mesh.BeginSubVolume(); it != m_mesh.EndSubVolume(); ++it)
-            m_subvolumes.push_back(it->get());
-        for (vtkIdType cell = 0; cell < m_grid.GetNumberOfCells(); ++cell) {
-            std::size_t const index =
-                partition.subvolume_of.empty()
-                    ? 0
-                    : static_cast<std::size_t>(partition.subvolume_of[static_cast<std::size_t>(cell)]);
-            TakeElement(cell, *m_subvolumes[index]);
-            Step();
-        }
+        Detail::WithNumbersOf(*m_grid.GetCells(), [&](auto const offsets, auto const points) {
+            std::vector<unsigned char> counts;
+            std::vector<MLong> nodes;
+            for (std::size_t first = 0; first + 1 < offsets.size(); first += AtOnce) {
+                std::size_t const count = std::min(AtOnce, offsets.size() - 1 - first);
+                auto const begin = static_cast<std::size_t>(offsets[first]);
+                auto const end = static_cast<std::size_t>(offsets[first + count]);
+                Count(offsets.subspan(first, count + 1), counts);
+                MMeshElementArrays elements;
+                elements.node_counts = counts;
+                elements.nodes = Nodes(points.subspan(begin, end - begin), nodes);
+                if (!partition.subvolume_of.empty())
+                    elements.sub_volumes = std::span(partition.subvolume_of).subspan(first, count);
+                m_mesh.AddElements(elements, m_parallel);
+                TurnWedges(first);
+                Step(count);
+            }
+        });
     }
 
 private:
-    void TakeElement(vtkIdType cell, MMeshSubVolume& part) {
-        vtkIdType count = 0;
-        vtkIdType const* ids = nullptr;
-        m_grid.GetCells()->GetCellAtId(cell, count, ids);
-        std::array<MMeshPoint*, Detail::MaxCellNodes> nodes{};
-        for (vtkIdType i = 0; i < count; ++i)
-            nodes[static_cast<std::size_t>(i)] = m_mesh.GetRandomPoint(static_cast<std::uint64_t>(ids[i]));
-        if (count == 6)
-            TurnWedge(nodes.data());
-        part.AddElement(static_cast<char>(count), nodes.data());
+    // Elements at a time, between which the user can cancel.
+    static constexpr std::size_t AtOnce = std::size_t{1} << 18;
+
+    template <typename Offsets>
+    void Count(Offsets const& offsets, std::vector<unsigned char>& counts) const {
+        counts.resize(offsets.size() - 1);
+        for (std::size_t i = 0; i < counts.size(); ++i)
+            counts[i] = static_cast<unsigned char>(offsets[i + 1] - offsets[i]);
+    }
+
+    // Numbers of 32 bits are taken as they lie.
+    template <typename Points>
+    std::span<MLong const> Nodes(Points const& points, std::vector<MLong>& copy) const {
+        if constexpr (std::is_convertible_v<Points, std::span<MLong const>>) {
+            return points;
+        } else {
+            copy.resize(points.size());
+            Support::ComputeSteps({.items = points.size(), .step = 65536, .parallel = m_parallel},
+                                  [&](std::uint64_t first, std::uint64_t last) {
+                                      for (std::uint64_t i = first; i < last; ++i)
+                                          copy[i] = static_cast<MLong>(points[i]);
+                                  });
+            return copy;
+        }
     }
 
     // Files hold wedges of either winding. Exchanging the triangles turns a wedge inside out.
-    static void TurnWedge(MMeshPoint** nodes) {
-        if (GetElementVolume(MMeshElement(6, nodes)) < 0.0)
-            std::swap_ranges(nodes, nodes + 3, nodes + 3);
+    void TurnWedges(std::uint64_t first) {
+        for (std::uint64_t i = first; i < m_mesh.Elements().GetNumElements(); ++i)
+            if (MMeshElement& e = *m_mesh.GetElement(i); e.GetNodeCount() == 6 && GetElementVolume(e) < 0.0)
+                for (unsigned int k = 0; k < 3; ++k)
+                    e.SwapNodes(k, k + 3);
     }
 
-    void Step() {
-        ++m_progress;
-        if (++m_steps % 10000 == 0 && m_progress.IsCancelled())
+    void Step(std::size_t count) {
+        m_done += count;
+        m_progress = m_done;
+        if (m_progress.IsCancelled())
             throw Cancelled();
     }
 
     MMeshBase& m_mesh;
     vtkUnstructuredGrid& m_grid;
     Common::IncrementalProgressReporter& m_progress;
-    std::vector<MMeshSubVolume*> m_subvolumes;
-    std::uint64_t m_steps = 0;
+    bool m_parallel;
+    std::uint64_t m_done = 0;
 };
 
 void SetGreyValues(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
@@ -218,14 +271,15 @@ void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
 
 std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridOptions const& options,
                                         RoundingReport* report) {
-    Detail::CheckGrid(grid);
+    Detail::CheckGrid(grid, options.parallel);
     Partition const partition = FindPartition(grid, options);
-    RoundedPoints const rounded = RoundPoints(*grid.GetPoints(), options.unit, options.limits);
+    RoundedPoints const rounded =
+        RoundPoints(*grid.GetPoints(), options.unit, options.limits, options.parallel);
 
     auto const steps = static_cast<unsigned long long>(grid.GetNumberOfPoints() + grid.GetNumberOfCells());
     Common::IncrementalProgressReporter progress(options.progress, "Building mesh", steps, true);
     auto mesh = std::make_unique<MMeshBase>();
-    MeshMaker maker(*mesh, grid, progress);
+    MeshMaker maker(*mesh, grid, progress, options.parallel);
     maker.AddNodes(rounded.points);
     maker.AddElements(partition);
     SetGreyValues(*mesh, grid);

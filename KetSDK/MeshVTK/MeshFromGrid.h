@@ -28,6 +28,8 @@ struct MeshFromGridOptions {
     // Called with one line for what should make the user doubt the mesh; may be empty.
     std::function<void(std::string const& message)> warn;
     std::shared_ptr<Common::IProgressDelegate> progress; // may be null
+    // Whether several threads, as many as the task arena of the caller has, make the mesh, which is the same.
+    bool parallel = false;
 };
 
 // Makes a mesh, owned by the caller, of a grid of tetrahedra (4 or 10 nodes), hexahedra and wedges. Each

@@ -3,16 +3,21 @@
 
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/Support/MHash.h>
+#include <KetSDK/Support/MPrefetch.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkPoints.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <numeric>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace KetSDK::MeshVTK {
 
@@ -28,28 +33,48 @@ std::array<double, 3> Position(vtkPoints& points, std::size_t i) {
     return position;
 }
 
-void CheckFinite(vtkPoints& points) {
-    for (vtkIdType i = 0; i < points.GetNumberOfPoints(); ++i)
-        for (double const coordinate : Position(points, static_cast<std::size_t>(i)))
-            if (!std::isfinite(coordinate))
-                throw Error("point " + std::to_string(i) + " has the coordinate " +
-                            std::to_string(coordinate) + "; coordinates must be finite numbers");
-}
+// Where points lie by their integer coordinates: a hash table of their numbers.
+class PointTable {
+public:
+    using Points = std::vector<std::array<MLong, 3>>;
+
+    explicit PointTable(Points const& points)
+        : m_points(points)
+        , m_entries(std::bit_ceil(2 * points.size() + 1), None) {}
+
+    void Prefetch(std::size_t i) const noexcept { Support::Prefetch(&m_entries[EntryOf(i)]); }
+    // The first point at the place of point i, which is entered when there is none.
+    std::size_t FirstAt(std::size_t i) noexcept {
+        std::size_t entry = EntryOf(i);
+        while (m_entries[entry] != None && m_points[m_entries[entry]] != m_points[i])
+            entry = (entry + 1) & (m_entries.size() - 1);
+        if (m_entries[entry] == None)
+            m_entries[entry] = static_cast<std::uint32_t>(i);
+        return m_entries[entry];
+    }
+
+private:
+    static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
+
+    std::size_t EntryOf(std::size_t i) const noexcept {
+        auto const& p = m_points[i];
+        return static_cast<std::size_t>(Support::HashOfPosition(p[0], p[1], p[2])) & (m_entries.size() - 1);
+    }
+
+    Points const& m_points;
+    std::vector<std::uint32_t> m_entries;
+};
 
 // Points that share their integer coordinates with an earlier point, but not their exact ones.
 std::uint64_t CountMerged(vtkPoints& exact, std::vector<std::array<MLong, 3>> const& rounded) {
-    std::vector<std::uint32_t> order(rounded.size());
-    std::iota(order.begin(), order.end(), 0u);
-    std::ranges::sort(order, [&rounded](std::uint32_t a, std::uint32_t b) {
-        return rounded[a] != rounded[b] ? rounded[a] < rounded[b] : a < b;
-    });
+    constexpr std::size_t ahead = 16;
+    PointTable table(rounded);
     std::uint64_t merged = 0;
-    std::size_t first = 0; // of the points at one place
-    for (std::size_t i = 1; i < order.size(); ++i) {
-        if (rounded[order[i]] != rounded[order[first]])
-            first = i;
-        else if (Position(exact, order[i]) != Position(exact, order[first]))
-            ++merged;
+    for (std::size_t i = 0; i < rounded.size(); ++i) {
+        if (i + ahead < rounded.size())
+            table.Prefetch(i + ahead);
+        std::size_t const first = table.FirstAt(i);
+        merged += first != i && Position(exact, i) != Position(exact, first);
     }
     return merged;
 }
@@ -71,32 +96,53 @@ void CheckLimits(RoundingReport const& report, std::size_t count, RoundingLimits
 
 } // namespace
 
-RoundedPoints RoundPoints(vtkPoints& points, LengthUnit unit, RoundingLimits const& limits) {
+RoundedPoints RoundPoints(vtkPoints& points, LengthUnit unit, RoundingLimits const& limits, bool parallel) {
     if (points.GetNumberOfPoints() > std::numeric_limits<MLong>::max())
         throw Error("more than 2147483647 points");
-    CheckFinite(points);
+    // Of the points of a step.
+    struct Found {
+        std::optional<std::pair<std::uint64_t, double>> not_finite;
+        double largest_squared;
+        std::uint64_t out_of_range;
+    };
     RoundedPoints result;
-    std::size_t const count = static_cast<std::size_t>(points.GetNumberOfPoints());
+    auto const count = static_cast<std::size_t>(points.GetNumberOfPoints());
     result.points.resize(count);
-    double largest_squared = 0.0;
-    for (std::size_t i = 0; i < count; ++i) {
-        std::array<double, 3> const position = Position(points, i);
-        bool in_range = true;
-        double squared = 0.0;
-        for (std::size_t c = 0; c < 3; ++c) {
-            double const millimetres = position[c] * unit.millimetres;
-            double const exact = millimetres * InternalUnit;
-            double const integer = std::clamp(std::round(exact), Smallest, Largest);
-            in_range = in_range && std::fabs(exact - integer) <= 0.5;
-            result.points[i][c] = static_cast<MLong>(integer);
-            double const error = integer / InternalUnit - millimetres;
-            squared += error * error;
+    auto const round = [&](std::uint64_t first, std::uint64_t last, Found& found) {
+        found = {};
+        for (auto i = static_cast<std::size_t>(first); i < last && !found.not_finite; ++i) {
+            std::array<double, 3> const position = Position(points, i);
+            bool in_range = true;
+            double squared = 0.0;
+            for (std::size_t c = 0; c < 3; ++c) {
+                if (!std::isfinite(position[c])) {
+                    found.not_finite = {i, position[c]};
+                    break;
+                }
+                double const millimetres = position[c] * unit.millimetres;
+                double const exact = millimetres * InternalUnit;
+                double const integer = std::clamp(std::round(exact), Smallest, Largest);
+                in_range = in_range && std::fabs(exact - integer) <= 0.5;
+                result.points[i][c] = static_cast<MLong>(integer);
+                double const error = integer / InternalUnit - millimetres;
+                squared += error * error;
+            }
+            if (in_range)
+                found.largest_squared = std::max(found.largest_squared, squared);
+            else
+                ++found.out_of_range;
         }
-        if (in_range)
-            largest_squared = std::max(largest_squared, squared);
-        else
-            ++result.report.out_of_range;
-    }
+    };
+    double largest_squared = 0.0;
+    auto const take = [&](std::uint64_t, std::uint64_t, Found const& found) {
+        if (found.not_finite)
+            throw Error("point " + std::to_string(found.not_finite->first) + " has the coordinate " +
+                        std::to_string(found.not_finite->second) + "; coordinates must be finite numbers");
+        largest_squared = std::max(largest_squared, found.largest_squared);
+        result.report.out_of_range += found.out_of_range;
+        return true;
+    };
+    Support::ComputeSteps<Found>({.items = count, .step = 4096, .parallel = parallel}, round, take);
     result.report.largest_error = std::sqrt(largest_squared);
     result.report.merged = CountMerged(points, result.points);
     CheckLimits(result.report, count, limits);

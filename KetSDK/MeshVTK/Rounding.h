@@ -19,9 +19,10 @@ struct RoundedPoints {
     RoundingReport report;
 };
 
-// Rounds points to internal units. Throws Error for a coordinate that is not finite, naming the first
-// such point, and for what the limits do not accept, with the numbers of the report.
-KETSDK_MESHVTK_API RoundedPoints RoundPoints(vtkPoints& points, LengthUnit unit,
-                                             RoundingLimits const& limits);
+// Rounds points to internal units, on several threads when parallel and with the same result. Throws Error
+// for a coordinate that is not finite, naming the first such point, and for what the limits do not accept,
+// with the numbers of the report.
+KETSDK_MESHVTK_API RoundedPoints RoundPoints(vtkPoints& points, LengthUnit unit, RoundingLimits const& limits,
+                                             bool parallel = false);
 
 } // namespace KetSDK::MeshVTK

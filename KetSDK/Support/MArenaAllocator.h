@@ -23,6 +23,8 @@ public:
     MArena& operator=(MArena const&) = delete;
     ~MArena();
 
+    // Bytes of all chunks.
+    std::size_t MemoryUsed() const noexcept { return m_total; }
     // Aligned for any type without a stricter alignment of its own.
     void* Allocate(std::size_t bytes);
     void Deallocate(void* block, std::size_t bytes) noexcept;
@@ -105,6 +107,24 @@ struct MLargePageAllocator {
     template <typename U>
     bool operator==(MLargePageAllocator<U> const&) const noexcept {
         return true;
+    }
+};
+
+// The same for elements that are written before they are read, by the threads that need them: the vector does
+// not touch their memory.
+template <typename T>
+struct MUninitializedAllocator : MLargePageAllocator<T> {
+    MUninitializedAllocator() = default;
+    template <typename U>
+    MUninitializedAllocator(MUninitializedAllocator<U> const&) noexcept {}
+
+    template <typename U>
+    void construct(U* object) noexcept {
+        ::new (static_cast<void*>(object)) U;
+    }
+    template <typename U, typename Argument>
+    void construct(U* object, Argument const& argument) {
+        ::new (static_cast<void*>(object)) U(argument);
     }
 };
 

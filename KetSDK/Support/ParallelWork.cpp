@@ -144,6 +144,10 @@ void ComputeSteps(WorkSteps const& steps, std::function<void(std::uint64_t, std:
         [](std::uint64_t, std::uint64_t, std::size_t) { return true; });
 }
 
+std::size_t NumberOfThreads() noexcept {
+    return static_cast<std::size_t>(std::max(1, tbb::this_task_arena::max_concurrency()));
+}
+
 void RunApart(std::function<void()> const& work) {
     Apart([&work](tbb::task_group_context& context) { tbb::task_group(context).run_and_wait(work); });
 }

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -68,6 +69,21 @@ bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& 
 // where no other step does.
 KETSDK_SUPPORT_API void ComputeSteps(WorkSteps const& steps,
                                      std::function<void(std::uint64_t, std::uint64_t)> const& compute);
+
+// The same for what must not be left half done. Where there is no memory for the work of threads, the calling
+// thread does it all. So the function throws nothing, and may compute an item once more.
+template <typename Compute>
+void ComputeStepsSafely(WorkSteps const& steps, Compute const& compute) noexcept {
+    try {
+        ComputeSteps(steps, std::function<void(std::uint64_t, std::uint64_t)>(std::ref(compute)));
+    } catch (std::bad_alloc const&) {
+        compute(0, steps.items);
+    }
+}
+
+// How many threads the caller's task arena has, for work that is cut into as many large pieces. What comes of
+// it must not depend on that number.
+KETSDK_SUPPORT_API std::size_t NumberOfThreads() noexcept;
 
 // Calls work() on the calling thread, with the oneTBB algorithms in it kept apart as above.
 KETSDK_SUPPORT_API void RunApart(std::function<void()> const& work);

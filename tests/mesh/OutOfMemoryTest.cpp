@@ -11,12 +11,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <new>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -229,11 +231,24 @@ TEST(OutOfMemory, LeavesTheMeshAsItWas) {
               [](MMeshBase& mesh) {
                   TestMeshes::AddElement(mesh, {4, mesh.BeginPoint()});
               }},
+             {"add nodes in bulk",
+              [](MMeshBase& mesh) {
+                  mesh.AllowDuplicatePoints();
+                  mesh.AddPoints(std::vector<std::array<MLong, 3>>(300, {7, 8, 9}), true);
+              }},
+             {"add elements in bulk",
+              [](MMeshBase& mesh) {
+                  mesh.AddElements({std::array<unsigned char, 1>{4}, std::vector<MLong>(4 * 300, 5),
+                                    std::vector<int>(300, 1)},
+                                   true);
+              }},
              {"add element to sub-volume",
               [](MMeshBase& mesh) {
-                  MMeshPoint* nodes[] = {mesh.BeginPoint(), mesh.BeginPoint(), mesh.BeginPoint(),
-                                         mesh.BeginPoint()};
-                  (mesh.BeginSubVolume() + 1)->get()->AddElement(4, nodes);
+                  std::array<MMeshPoint*, 200> nodes; // more than the container has room for
+                  nodes.fill(mesh.BeginPoint());
+                  (mesh.BeginSubVolume() + 1)
+                      ->get()
+                      ->AddElement(static_cast<char>(nodes.size()), nodes.data());
               }},
              {"add sub-volume", [](MMeshBase& mesh) { mesh.AddSubVolume(); }},
              {"add material",

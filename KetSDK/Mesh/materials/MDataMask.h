@@ -132,6 +132,12 @@ public:
         word = value ? word | bit : word & ~bit;
     }
 
+    // The values at 64 mask indices that the mask has, the first of which is a multiple of 64; the lowest bit
+    // is that of the first.
+    void SetWordAt(std::uint64_t first_index, std::uint64_t word) noexcept {
+        m_words[first_index >> 6] = word;
+    }
+
     bool GetDefaultValue() const noexcept { return m_default; }
 
     // Exchanges the values with those of a mask that has as many slots.

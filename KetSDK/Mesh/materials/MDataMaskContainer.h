@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>
 
 #include <cstdint>
@@ -44,6 +45,24 @@ public:
             if (m_keep_objects)
                 m_objects[index] = &object;
         }
+    }
+    // The same on several threads when parallel; at(i) is object i of them, on any thread.
+    template <typename At>
+    void RegisterMaskObjectsAt(std::uint64_t count, bool parallel, At const& at) {
+        std::uint64_t const reused = count < m_free_count ? count : m_free_count;
+        MakeRoom(CapacityWith(count - reused)); // nothing after it runs out of memory
+        for (std::uint64_t i = 0; i < reused; ++i)
+            RegisterMaskObject(at(i));
+        std::uint64_t const first_index = GetNewIDs(count - reused);
+        KetSDK::Support::ComputeStepsSafely({.items = count - reused, .step = 8192, .parallel = parallel},
+                                            [&](std::uint64_t first, std::uint64_t last) {
+                                                for (std::uint64_t i = first; i < last; ++i) {
+                                                    T& object = at(reused + i);
+                                                    object.SetMaskIndex(first_index + i);
+                                                    if (m_keep_objects)
+                                                        m_objects[first_index + i] = &object;
+                                                }
+                                            });
     }
     // Takes the object's index back. Its values stay until the index is handed out again.
     void UnregisterMaskObject(T const& object);

@@ -9,9 +9,11 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
@@ -227,6 +229,26 @@ MMeshPointIterator MMeshBase::AddPoint(MLong x, MLong y, MLong z) {
     return {m_points.get(), static_cast<std::uint64_t>(node.GetIndex())};
 }
 
+void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool parallel) {
+    if (m_points->HasCoordinateIndex()) {
+        for (std::array<MLong, 3> const& p : positions)
+            AddPoint(p[0], p[1], p[2]);
+        return;
+    }
+    std::uint64_t const before = m_points->GetNumPoints();
+    try {
+        m_points->AppendPoints(positions, parallel);
+        m_point_masks->RegisterMaskObjectsAt(
+            positions.size(), parallel,
+            [this, before](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(before + i); });
+    } catch (...) {
+        m_points->ShrinkTo(before);
+        throw;
+    }
+    for (std::array<MLong, 3> const& p : positions)
+        m_box.Widen({p[0], p[1], p[2]});
+}
+
 MMeshPoint& MMeshBase::AddPointUnique(MMVector<double, 3> const& p, double scale) {
     ForbidDuplicatePoints();
     return *AddPoint(ToInternal(scale * p[0]), ToInternal(scale * p[1]), ToInternal(scale * p[2]));
@@ -265,6 +287,51 @@ MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
     MMeshElement* const e = _AddElementWithoutSubVolume(n, nodes);
     GetMainSubVolume()->IncludeElement(*e);
     return e;
+}
+
+void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
+    auto const is_listed = [this](int place) {
+        return place >= 0 && static_cast<std::size_t>(place) < m_subvolumes.size();
+    };
+    if (m_subvolumes.empty() || !std::ranges::all_of(elements.sub_volumes, is_listed))
+        throw std::runtime_error("invalid state");
+    m_element_masks->GetSubvolumeMask(); // makes it
+    std::uint64_t const before = m_elements->GetNumElements();
+    std::uint64_t const count = m_elements->AppendElements(elements, *m_points, parallel);
+    try {
+        if (!elements.sub_volumes.empty() && elements.sub_volumes.size() != count)
+            throw std::runtime_error("invalid state");
+        m_element_masks->RegisterMaskObjectsAt(count, parallel,
+                                               [this, before](std::uint64_t i) -> MMeshElement& {
+                                                   return *m_elements->GetElementPtrAt(before + i);
+                                               });
+    } catch (...) {
+        m_elements->ShrinkTo(before);
+        throw;
+    }
+    IncludeElements(before, elements.sub_volumes, parallel);
+}
+
+void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel) {
+    MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
+    auto const place_of = [&](std::uint64_t i) {
+        return sub_volumes.empty() ? std::size_t{0} : static_cast<std::size_t>(sub_volumes[i]);
+    };
+    std::uint64_t const count = m_elements->GetNumElements() - first;
+    KetSDK::Support::ComputeStepsSafely(
+        {.items = count, .step = 8192, .parallel = parallel}, [&](std::uint64_t begin, std::uint64_t end) {
+            for (std::uint64_t i = begin; i < end; ++i)
+                numbers.SetValue(*m_elements->GetElementPtrAt(first + i), m_subvolumes[place_of(i)]->GetID());
+        });
+    std::size_t last = 0; // neighbours in the list mostly share a sub-volume
+    unsigned int run = 0;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (std::size_t const place = place_of(i); place != last) {
+            m_subvolumes[std::exchange(last, place)]->Count(std::exchange(run, 0U));
+        }
+        ++run;
+    }
+    m_subvolumes[last]->Count(run);
 }
 
 MeshElementsIterator<0>* MMeshBase::CreateBeginElementIter() {
@@ -519,10 +586,28 @@ void MMeshBase::Transform(MMTransform const& transform) {
     NodesMoved();
 }
 
-double MMeshBase::GetVolume() const {
+double MMeshBase::GetVolume(bool parallel) const {
     double volume = 0.0;
-    Elements().ForEachWithNodes(
-        [&volume](MMeshElement const& e, std::uint64_t) { volume += GetElementVolume(e); });
+    if (!parallel) {
+        Elements().ForEachWithNodes(
+            [&volume](MMeshElement const& e, std::uint64_t) { volume += GetElementVolume(e); });
+        return volume;
+    }
+    constexpr std::size_t step = 4096;
+    using Volumes = std::array<double, step>;
+    KetSDK::Support::ComputeSteps<Volumes>(
+        {.items = m_elements->GetNumElements(), .step = step, .parallel = true},
+        [this](std::uint64_t first, std::uint64_t last, Volumes& volumes) {
+            Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t i) {
+                volumes[static_cast<std::size_t>(i - first)] = GetElementVolume(e);
+            });
+        },
+        // One after another: sums depend on the order.
+        [&volume](std::uint64_t first, std::uint64_t last, Volumes const& volumes) {
+            volume = std::accumulate(volumes.begin(),
+                                     volumes.begin() + static_cast<std::ptrdiff_t>(last - first), volume);
+            return true;
+        });
     return volume;
 }
 

@@ -21,35 +21,46 @@ MMeshElement::MMeshElement(std::vector<MMeshPoint*> const& nodes)
     : m_nodes(CopyNodes(static_cast<unsigned char>(nodes.size()), nodes.data()))
     , m_count(static_cast<unsigned char>(nodes.size())) {}
 
+MMeshElement::MMeshElement(MMeshElement&& other) noexcept
+    : MDataMaskIndex(other) {
+    TakeFrom(other);
+}
+
 MMeshElement& MMeshElement::operator=(MMeshElement&& other) noexcept {
     if (this != &other) {
         MDataMaskIndex::operator=(other);
-        delete[] m_nodes;
-        m_nodes = std::exchange(other.m_nodes, nullptr);
-        m_count = std::exchange(other.m_count, static_cast<unsigned char>(0));
-        m_flags = other.m_flags;
+        Free();
+        TakeFrom(other);
     }
     return *this;
 }
 
+void MMeshElement::TakeFrom(MMeshElement& other) noexcept {
+    m_nodes = std::exchange(other.m_nodes, nullptr);
+    m_count = std::exchange(other.m_count, static_cast<unsigned char>(0));
+    m_lent = std::exchange(other.m_lent, false);
+}
+
+void MMeshElement::Own(unsigned char n, MMeshPoint** nodes) noexcept {
+    m_nodes = nodes;
+    m_count = n;
+    m_lent = false;
+}
+
 void MMeshElement::Free() noexcept {
-    delete[] m_nodes;
-    m_nodes = nullptr;
-    m_count = 0;
+    if (!m_lent)
+        delete[] m_nodes;
+    Own(0, nullptr);
 }
 
 void MMeshElement::Set(unsigned char n, MMeshPoint** nodes) {
-    MMeshPoint** const copy = CopyNodes(n, nodes);
-    delete[] m_nodes;
-    m_nodes = copy;
-    m_count = n;
+    MMeshPoint** const copy = CopyNodes(n, nodes); // before the old ones go
+    Free();
+    Own(n, copy);
 }
 
 void MMeshElement::Set(std::vector<MMeshPoint*> const& nodes) {
-    MMeshPoint** const copy = CopyNodes(static_cast<unsigned char>(nodes.size()), nodes.data());
-    delete[] m_nodes;
-    m_nodes = copy;
-    m_count = static_cast<unsigned char>(nodes.size());
+    Set(static_cast<unsigned char>(nodes.size()), const_cast<MMeshPoint**>(nodes.data()));
 }
 
 MMeshElementDescriptor::ElementType MMeshElement::GetType() const noexcept {

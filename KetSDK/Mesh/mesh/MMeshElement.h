@@ -10,8 +10,8 @@
 #include <vector>
 
 // A mesh element: an array of node pointers whose length is the element's kind. The element owns the
-// array and never the nodes, which live in the node container of the mesh and must outlive it.
-// At most 255 nodes; move-only. Safe to read from several threads while none changes it.
+// array, unless its container does, and never the nodes, which live in the node container of the mesh and
+// must outlive it. At most 255 nodes; move-only. Safe to read from several threads while none changes it.
 class KETSDK_MESH_API MMeshElement : public MDataMaskIndex {
 public:
     // No nodes.
@@ -23,14 +23,14 @@ public:
 
     MMeshElement(MMeshElement const&) = delete;
     MMeshElement& operator=(MMeshElement const&) = delete;
-    // Takes over array, count and flags and leaves the source without nodes. The mask index comes along.
-    MMeshElement(MMeshElement&& other) noexcept
-        : MDataMaskIndex(other)
-        , m_nodes(std::exchange(other.m_nodes, nullptr))
-        , m_count(std::exchange(other.m_count, static_cast<unsigned char>(0)))
-        , m_flags(other.m_flags) {}
+    // Takes over array and count and leaves the source without nodes. The mask index comes along. An array
+    // that the source's container owns stays the container's, and goes with it.
+    MMeshElement(MMeshElement&& other) noexcept;
     MMeshElement& operator=(MMeshElement&& other) noexcept;
-    ~MMeshElement() { delete[] m_nodes; }
+    ~MMeshElement() {
+        if (!m_lent)
+            delete[] m_nodes;
+    }
 
     // Drops the nodes; the element stays usable.
     void Free() noexcept;
@@ -40,7 +40,7 @@ public:
     // Exchanges nodes i and k, not range-checked.
     void SwapNodes(unsigned int i, unsigned int k) noexcept { std::swap(m_nodes[i], m_nodes[k]); }
 
-    // The node array of GetNodeCount() pointers, owned by the element.
+    // The node array of GetNodeCount() pointers.
     MMeshPoint* const* GetNodes() const noexcept { return m_nodes; }
     // Node i, not range-checked.
     MMeshPoint* GetNode(unsigned int i) const noexcept { return m_nodes[i]; }
@@ -50,7 +50,19 @@ public:
     MMeshElementDescriptor::ElementType GetType() const noexcept;
 
 private:
+    friend class MMeshElementContainer;
+
+    // Stands on an array that its container holds; for a new element.
+    void Borrow(unsigned char n, MMeshPoint** nodes) noexcept {
+        m_nodes = nodes;
+        m_count = n;
+        m_lent = true;
+    }
+    // Stands on an array of its own from now on.
+    void Own(unsigned char n, MMeshPoint** nodes) noexcept;
+    void TakeFrom(MMeshElement& other) noexcept;
+
     MMeshPoint** m_nodes = nullptr;
     unsigned char m_count = 0;
-    unsigned char m_flags = 0; // reserved; moves along, read by nobody
+    bool m_lent = false; // whether the array is that of the container
 };

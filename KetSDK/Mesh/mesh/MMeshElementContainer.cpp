@@ -4,33 +4,132 @@
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
 #include <limits>
+#include <numeric>
 #include <stdexcept>
+#include <utility>
 
 using KetSDK::Mesh::Detail::MeshElementsIterator;
 
 MMeshElementContainer& MMeshElementContainer::operator=(MMeshElementContainer&& other) noexcept {
     if (this != &other) {
         Clear();
-        m_elements.swap(other.m_elements);
+        Swap(other);
     }
     return *this;
 }
 
 std::uint64_t MMeshElementContainer::AddElement(char n, MMeshPoint** nodes) {
-    // Made before the deque makes room for it: Boost's loses a new block when the constructor throws.
-    m_elements.push_back(MMeshElement(static_cast<unsigned char>(n), nodes));
+    auto const count = static_cast<unsigned char>(n);
+    MMeshPoint** const array = LendArray(count);
+    std::copy_n(nodes, count, array);
+    m_elements.emplace_back().Borrow(count, array);
     return m_elements.size() - 1;
 }
 
 std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& nodes) {
-    m_elements.push_back(MMeshElement(nodes));
-    return m_elements.size() - 1;
+    return AddElement(static_cast<char>(nodes.size()), const_cast<MMeshPoint**>(nodes.data()));
+}
+
+MMeshPoint** MMeshElementContainer::LendArray(std::size_t n) {
+    if (!m_arrays)
+        m_arrays = std::make_unique<KetSDK::Support::MArena>();
+    return static_cast<MMeshPoint**>(m_arrays->Allocate(n * sizeof(MMeshPoint*)));
+}
+
+void MMeshElementContainer::Swap(MMeshElementContainer& other) noexcept {
+    m_arrays.swap(other.m_arrays);
+    m_elements.swap(other.m_elements);
+}
+
+namespace {
+
+constexpr std::uint64_t ElementsPerStep = 4096;
+
+// Where the nodes of elements stand in one list of all.
+class NodeOffsets {
+public:
+    NodeOffsets(MMeshElementArrays const& arrays, bool parallel)
+        : m_counts(arrays.node_counts) {
+        if (m_counts.size() == 1) {
+            m_elements = m_counts[0] > 0 ? arrays.nodes.size() / m_counts[0] : 0;
+            m_end = m_elements * m_counts[0];
+            return;
+        }
+        m_elements = m_counts.size();
+        KetSDK::Support::ComputeSteps<std::uint64_t>(
+            {.items = m_elements, .step = ElementsPerStep, .parallel = parallel},
+            [this](std::uint64_t first, std::uint64_t last, std::uint64_t& sum) {
+                sum = std::accumulate(&m_counts[first], &m_counts[last - 1] + 1, std::uint64_t{0});
+            },
+            [this](std::uint64_t, std::uint64_t, std::uint64_t sum) {
+                m_offset_of_step.push_back(std::exchange(m_end, m_end + sum));
+                return true;
+            });
+    }
+    std::uint64_t NumberOfElements() const noexcept { return m_elements; }
+    std::uint64_t NumberOfNodes() const noexcept { return m_end; }
+    unsigned char CountOf(std::uint64_t element) const noexcept {
+        return m_counts.size() == 1 ? m_counts[0] : m_counts[element];
+    }
+    // Of an element that begins a step.
+    std::uint64_t OffsetOf(std::uint64_t element) const noexcept {
+        return m_counts.size() == 1 ? element * m_counts[0] : m_offset_of_step[element / ElementsPerStep];
+    }
+
+private:
+    std::span<unsigned char const> m_counts;
+    std::uint64_t m_elements = 0;
+    std::uint64_t m_end = 0;
+    std::vector<std::uint64_t> m_offset_of_step;
+};
+
+} // namespace
+
+std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& arrays,
+                                                    MMeshPointContainer& points, bool parallel) {
+    NodeOffsets const offsets(arrays, parallel);
+    auto const last_node = static_cast<MLong>(points.GetNumPoints());
+    std::size_t const before = m_elements.size();
+    if (offsets.NumberOfNodes() != arrays.nodes.size() ||
+        offsets.NumberOfElements() > std::numeric_limits<MLong>::max() - before)
+        throw std::runtime_error("invalid state");
+    std::vector<MMeshPoint*> const blocks = points.GetBlocks();
+    MMeshPoint** const array = LendArray(arrays.nodes.size());
+    try {
+        m_elements.resize(before + static_cast<std::size_t>(offsets.NumberOfElements()));
+        KetSDK::Support::ComputeSteps(
+            {.items = offsets.NumberOfElements(), .step = ElementsPerStep, .parallel = parallel},
+            [&](std::uint64_t first, std::uint64_t last) {
+                MMeshPoint** nodes = array + offsets.OffsetOf(first);
+                MLong const* index = arrays.nodes.data() + offsets.OffsetOf(first);
+                for (std::uint64_t element = first; element < last; ++element) {
+                    unsigned char const count = offsets.CountOf(element);
+                    for (unsigned int i = 0; i < count; ++i, ++index) {
+                        if (*index < 0 || *index >= last_node)
+                            throw std::runtime_error("invalid state");
+                        auto const node = static_cast<std::size_t>(*index);
+                        nodes[i] = blocks[node / MMeshPointContainer::NodesPerBlock] +
+                                   node % MMeshPointContainer::NodesPerBlock;
+                    }
+                    m_elements[before + static_cast<std::size_t>(element)].Borrow(count, nodes);
+                    nodes += count;
+                }
+            });
+    } catch (...) {
+        ShrinkTo(before);
+        m_arrays->Deallocate(array, arrays.nodes.size() * sizeof(MMeshPoint*));
+        throw;
+    }
+    return offsets.NumberOfElements();
 }
 
 void MMeshElementContainer::Clear() noexcept {
     Storage().swap(m_elements);
+    m_arrays.reset();
 }
 
 MeshElementsIterator<0>* MMeshElementContainer::CreateElementIterAt(std::uint64_t i) {
@@ -81,10 +180,11 @@ void MMeshElementContainer::TakeRegistered(MMeshElementContainer& others, MMeshE
     std::uint64_t const count = others.GetNumElements();
     try {
         if (m_elements.empty())
-            m_elements.swap(others.m_elements);
+            Swap(others);
         else
-            for (MMeshElement& element : others)
-                m_elements.push_back(std::move(element));
+            for (MMeshElement const& element : others)
+                AddElement(static_cast<char>(element.GetNodeCount()),
+                           const_cast<MMeshPoint**>(element.GetNodes()));
         auto element = m_elements.begin() + static_cast<std::ptrdiff_t>(before);
         masks.RegisterMaskObjects(count, [&element]() -> MMeshElement& { return *element++; });
     } catch (...) {
@@ -101,9 +201,9 @@ std::size_t MMeshElementContainer::MemoryUsed() const noexcept {
     std::size_t const blocks = (m_elements.size() + BlockSize - 1) / BlockSize;
     std::size_t bytes = blocks * (BlockSize * sizeof(MMeshElement) + sizeof(void*));
     for (MMeshElement const& element : m_elements) {
-        // What the allocator takes for a node array: a header and sixteen-byte steps.
+        // What the allocator takes for an array of the element's own: a header and sixteen-byte steps.
         std::size_t const payload = element.GetNodeCount() * sizeof(MMeshPoint*);
-        bytes += (payload + sizeof(std::size_t) + 15) / 16 * 16;
+        bytes += element.m_lent ? 0 : (payload + sizeof(std::size_t) + 15) / 16 * 16;
     }
-    return bytes;
+    return m_arrays ? bytes + m_arrays->MemoryUsed() : bytes;
 }

@@ -5,17 +5,28 @@
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/mesh/MeshElementsIterator.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <boost/container/deque.hpp>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <span>
 #include <vector>
 
 class MFile;
 class MMeshBase;
 class MMeshElementMaskContainer;
+class MMeshPointContainer;
+
+// Elements as plain arrays.
+struct MMeshElementArrays {
+    std::span<unsigned char const> node_counts; // of each element; a single number stands for all
+    std::span<MLong const> nodes;               // those of one element after another, by their index
+    std::span<int const> sub_volumes; // of each, by the place in the mesh's list; none: the main one
+};
 
 // The elements of a mesh, addressed by their number, which is their place in the container. Appending
 // never moves an element. Masks and sub-volumes are kept by the mesh. Not synchronised: concurrent
@@ -26,13 +37,19 @@ public:
     MMeshElementContainer(MMeshElementContainer const&) = delete;
     MMeshElementContainer& operator=(MMeshElementContainer const&) = delete;
     // The source is left empty and can be filled again.
-    MMeshElementContainer(MMeshElementContainer&& other) noexcept { m_elements.swap(other.m_elements); }
+    MMeshElementContainer(MMeshElementContainer&& other) noexcept { Swap(other); }
     MMeshElementContainer& operator=(MMeshElementContainer&& other) noexcept;
 
     // Appends an element with the first n nodes of `nodes`, or with all of them; returns its number. Out of
     // memory, nothing is appended.
     std::uint64_t AddElement(char n, MMeshPoint** nodes);
     std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
+
+    // Appends elements with nodes of `points`, on several threads when parallel, and returns how many. Throws
+    // std::runtime_error("invalid state") for an index that is not there and for nodes that are left over,
+    // and is as before then and when memory runs out.
+    std::uint64_t AppendElements(MMeshElementArrays const& elements, MMeshPointContainer& points,
+                                 bool parallel);
 
     // Element i, not range-checked.
     MMeshElement* GetElementPtrAt(std::uint64_t i) noexcept {
@@ -109,11 +126,15 @@ private:
     using Storage = boost::container::deque<
         MMeshElement, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
 
+    // The node arrays of elements lie one behind the other, in memory that goes with the elements.
+    MMeshPoint** LendArray(std::size_t n);
+    void Swap(MMeshElementContainer& other) noexcept;
     // Appends the elements of another container, which is left empty, and registers each.
     void TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
     // Removes what was appended last, down to so many.
     void ShrinkTo(std::uint64_t count) noexcept;
 
+    std::unique_ptr<KetSDK::Support::MArena> m_arrays; // none until there are elements; goes after them
     Storage m_elements;
 };
 

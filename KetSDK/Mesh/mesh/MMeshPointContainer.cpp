@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Support/MHash.h>
 #include <KetSDK/Support/MPrefetch.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
@@ -115,6 +116,27 @@ MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     return node;
 }
 
+void MMeshPointContainer::AppendPoints(std::span<Position const> positions, bool parallel) {
+    std::size_t const before = m_points.size();
+    if (positions.size() > std::numeric_limits<MLong>::max() - before)
+        throw std::runtime_error("invalid state");
+    m_points.resize(before + positions.size());
+    KetSDK::Support::ComputeSteps({.items = positions.size(), .step = NodesPerBlock, .parallel = parallel},
+                                  [&](std::uint64_t first, std::uint64_t last) {
+                                      for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                                          MMeshPoint& node = m_points[before + i];
+                                          node.x = positions[i][0];
+                                          node.y = positions[i][1];
+                                          node.z = positions[i][2];
+                                          node.m_index = static_cast<MLong>(before + i);
+                                      }
+                                  });
+}
+
+void MMeshPointContainer::ShrinkTo(std::uint64_t count) noexcept {
+    m_points.erase(m_points.begin() + static_cast<std::ptrdiff_t>(count), m_points.end());
+}
+
 void MMeshPointContainer::CreateCoordinateIndex() {
     if (!m_index)
         m_index = std::make_unique<CoordinateIndex>();
@@ -215,7 +237,7 @@ void MMeshPointContainer::LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, M
 
 // Nothing is registered before all nodes are there; those of a block that is cut off go again.
 void MMeshPointContainer::LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file) {
-    auto const size_before = static_cast<std::ptrdiff_t>(m_points.size());
+    std::size_t const size_before = m_points.size();
     try {
         std::array<MLong, 3 * NodesAtOnce> coordinates;
         for (std::size_t left = count; left > 0;) {
@@ -226,10 +248,10 @@ void MMeshPointContainer::LoadAppending(std::uint32_t count, MMeshBase* mesh, MF
                 Append(coordinates[3 * i], coordinates[3 * i + 1], coordinates[3 * i + 2]);
             left -= nodes;
         }
-        auto node = m_points.begin() + size_before;
+        auto node = m_points.begin() + static_cast<std::ptrdiff_t>(size_before);
         mesh->GetPointMasks()->RegisterMaskObjects(count, [&node]() -> MMeshPoint& { return *node++; });
     } catch (...) {
-        m_points.erase(m_points.begin() + size_before, m_points.end());
+        ShrinkTo(size_before);
         throw;
     }
 }

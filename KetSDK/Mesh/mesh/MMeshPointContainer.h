@@ -7,9 +7,11 @@
 
 #include <boost/container/deque.hpp>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 class MFile;
@@ -30,6 +32,10 @@ public:
     // knows there. Out of memory, nothing changes.
     MMeshPoint& AddPoint(MLong x, MLong y, MLong z);
     MMeshPoint& AddPoint(MLong const* xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
+
+    // Appends a node for each position, on several threads when parallel; the coordinate index, which would
+    // have to be asked for one after the other, does not hear of them.
+    void AppendPoints(std::span<std::array<MLong, 3> const> positions, bool parallel);
 
     // Starts an empty coordinate index: nodes that are there already are not entered.
     void CreateCoordinateIndex();
@@ -56,6 +62,8 @@ public:
     // blocks[i / NodesPerBlock][i % NodesPerBlock]. True until the next one is added.
     static constexpr std::size_t NodesPerBlock = 4096;
     std::vector<MMeshPoint*> GetBlocks();
+    // Takes the last nodes away, all but so many; the coordinate index must not know them.
+    void ShrinkTo(std::uint64_t count) noexcept;
     // Removes all nodes; the coordinate index goes too.
     void Clear() noexcept;
 

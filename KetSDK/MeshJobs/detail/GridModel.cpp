@@ -2,6 +2,7 @@
 #include <KetSDK/MeshJobs/detail/GridModel.h>
 
 #include <KetSDK/Mesh/persistence/MMeshFrameArray.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/FlatCells.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
@@ -20,7 +21,10 @@ Model ModelFromGrid(vtkUnstructuredGrid& grid, ReadOptions const& options, Conte
     if (std::string const skipped = MeshVTK::SkipFlatCells(grid); !skipped.empty())
         context.Warn("cells without volume are left out: " + skipped);
     Model model;
-    model.mesh = MeshVTK::MeshFromGrid(grid, how, &model.rounding);
+    WithThreads(context, [&](bool parallel) {
+        how.parallel = parallel;
+        model.mesh = MeshVTK::MeshFromGrid(grid, how, &model.rounding);
+    });
     model.arrays = MeshVTK::TakeArraysFromGrid(*model.mesh, grid);
     model.frame = TakeFrame(model.arrays);
     return model;

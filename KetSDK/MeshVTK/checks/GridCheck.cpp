@@ -3,6 +3,8 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/detail/CellKinds.h>
+#include <KetSDK/MeshVTK/detail/CellNumbers.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellTypes.h>
@@ -10,7 +12,9 @@
 #include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <map>
 #include <string>
@@ -21,9 +25,10 @@ namespace {
 
 void CheckKinds(vtkUnsignedCharArray& types) {
     std::map<unsigned char, vtkIdType> refused;
+    unsigned char const* const kinds = types.GetPointer(0);
     for (vtkIdType i = 0; i < types.GetNumberOfValues(); ++i)
-        if (NodesOfCellType(types.GetValue(i)) == 0)
-            ++refused[types.GetValue(i)];
+        if (NodesOfCellType(kinds[i]) == 0)
+            ++refused[kinds[i]];
     if (refused.empty())
         return;
     std::string list;
@@ -35,37 +40,48 @@ void CheckKinds(vtkUnsignedCharArray& types) {
 
 // The offsets must rise from 0 to the length of the connectivity by the node count of each cell's kind.
 void CheckOffsets(vtkCellArray& cells, vtkUnsignedCharArray& types) {
-    vtkDataArray& offsets = *cells.GetOffsetsArray();
-    vtkIdType const count = types.GetNumberOfValues();
-    if (offsets.GetNumberOfTuples() != count + 1)
-        throw Error("there are " + std::to_string(count) + " cell types but " +
-                    std::to_string(offsets.GetNumberOfTuples() - 1) + " cells");
-    double end = 0.0; // exact up to 2^53
-    if (offsets.GetComponent(0, 0) != end)
-        throw Error("the cell offsets do not begin at 0");
-    for (vtkIdType i = 0; i < count; ++i) {
-        unsigned char const nodes = NodesOfCellType(types.GetValue(i));
-        double const length = offsets.GetComponent(i + 1, 0) - end;
-        if (length != nodes)
-            throw Error("cell " + std::to_string(i) + " lists " +
-                        std::to_string(static_cast<long long>(length)) + " points instead of " +
-                        std::to_string(nodes));
-        end += length;
-    }
-    if (end != static_cast<double>(cells.GetConnectivityArray()->GetNumberOfTuples()))
-        throw Error("the cell offsets do not end with the list of points");
+    WithNumbersOf(cells, [&types](auto const offsets, auto const points) {
+        std::size_t const count = static_cast<std::size_t>(types.GetNumberOfValues());
+        unsigned char const* const kinds = types.GetPointer(0);
+        if (offsets.size() != count + 1)
+            throw Error("there are " + std::to_string(count) + " cell types but " +
+                        std::to_string(static_cast<long long>(offsets.size()) - 1) + " cells");
+        if (offsets[0] != 0)
+            throw Error("the cell offsets do not begin at 0");
+        std::uint64_t end = 0;
+        for (std::size_t i = 0; i < count; ++i) {
+            unsigned char const nodes = NodesOfCellType(kinds[i]);
+            if (std::uint64_t const next = static_cast<std::uint64_t>(offsets[i + 1]); next != end + nodes)
+                throw Error("cell " + std::to_string(i) + " lists " +
+                            std::to_string(static_cast<long long>(next - end)) + " points instead of " +
+                            std::to_string(nodes));
+            end += nodes;
+        }
+        if (end != points.size())
+            throw Error("the cell offsets do not end with the list of points");
+    });
 }
 
-void CheckPointNumbers(vtkCellArray& cells, vtkIdType points) {
-    for (vtkIdType i = 0; i < cells.GetNumberOfCells(); ++i) {
-        vtkIdType count = 0;
-        vtkIdType const* ids = nullptr;
-        cells.GetCellAtId(i, count, ids);
-        for (vtkIdType k = 0; k < count; ++k)
-            if (ids[k] < 0 || ids[k] >= points)
-                throw Error("cell " + std::to_string(i) + " uses point " + std::to_string(ids[k]) +
-                            ", but there are " + std::to_string(points) + " points (from 0)");
-    }
+// To be called when the offsets are right.
+void CheckPointNumbers(vtkCellArray& cells, vtkIdType count, bool parallel) {
+    WithNumbersOf(cells, [&](auto const offsets, auto const points) {
+        auto const is_wrong = [count](auto number) { return number < 0 || number >= count; };
+        auto const find = [&](std::uint64_t first, std::uint64_t last, std::uint64_t& wrong) {
+            for (wrong = first; wrong < last && !is_wrong(points[wrong]); ++wrong) {
+            }
+        };
+        auto const complain = [&](std::uint64_t, std::uint64_t last, std::uint64_t wrong) {
+            if (wrong == last)
+                return true;
+            auto const cell = std::ranges::upper_bound(
+                offsets, wrong, {}, [](auto offset) { return static_cast<std::uint64_t>(offset); });
+            throw Error("cell " + std::to_string(cell - offsets.begin() - 1) + " uses point " +
+                        std::to_string(points[wrong]) + ", but there are " + std::to_string(count) +
+                        " points (from 0)");
+        };
+        Support::ComputeSteps<std::uint64_t>({.items = points.size(), .step = 65536, .parallel = parallel},
+                                             find, complain);
+    });
 }
 
 } // namespace
@@ -107,7 +123,7 @@ std::string NameOfCellType(unsigned char type) {
     return name && std::string(name) != "UnknownClass" ? name : "type " + std::to_string(type);
 }
 
-void CheckGrid(vtkUnstructuredGrid& grid) {
+void CheckGrid(vtkUnstructuredGrid& grid, bool parallel) {
     vtkUnsignedCharArray* const types = grid.GetCellTypesArray();
     vtkCellArray* const cells = grid.GetCells();
     if (!types || !cells || types->GetNumberOfValues() == 0)
@@ -116,7 +132,7 @@ void CheckGrid(vtkUnstructuredGrid& grid) {
         throw Error("more than 2147483647 cells");
     CheckKinds(*types);
     CheckOffsets(*cells, *types);
-    CheckPointNumbers(*cells, grid.GetPoints() ? grid.GetNumberOfPoints() : 0);
+    CheckPointNumbers(*cells, grid.GetPoints() ? grid.GetNumberOfPoints() : 0, parallel);
 }
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -13,7 +13,7 @@ namespace KetSDK::MeshVTK::Detail {
 // Throws Error unless every cell of the grid can become an element. That is so when there are cells, all of
 // kinds that meshes have, offsets and counts agree with the kinds, and all points exist. VTK's readers check
 // none of this, and its filters crash on what does not hold.
-void CheckGrid(vtkUnstructuredGrid& grid);
+void CheckGrid(vtkUnstructuredGrid& grid, bool parallel);
 
 // Whether there are so many cells, and their offsets rise from 0 to the length of the list of points.
 bool AreOffsetsRising(vtkCellArray& cells, vtkIdType count);
