@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/PolyDataFromGraphs.h>
 #include <KetSDK/MeshVTK/SurfaceFile.h>
@@ -19,7 +20,7 @@ GraphResult Graph(Model const& model, GraphOptions const& options, Context const
     result.frame = model.frame;
     MMeshConvertTetToGraphOperator convert(*model.mesh, *result.lines);
     convert.SetOnlyInteriorEdges(!options.all_edges);
-    bool const done = convert.Operate();
+    bool const done = Detail::Operate(convert, context);
     context.ThrowIfCancelled();
     if (!done)
         throw FileError(model.file, "its edges could not be turned into graphs");

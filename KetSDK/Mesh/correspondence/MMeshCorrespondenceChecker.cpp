@@ -88,7 +88,7 @@ bool MMeshCorrespondenceChecker::Operate() {
         mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(m_stl, mesh, 0.001);
     if (!mapper->IsMapped())
         mapper->Map();
-    mesh->GetNeighborsInfo()->Enable();
+    mesh->GetNeighborsInfo()->Enable(GetParallel());
     Walk(*this, *mesh, *mapper).Run();
     for (MStlTriangle const& triangle : m_stl->Triangles())
         m_triangles.Add(mapper->GetElement(&triangle));

@@ -7,6 +7,7 @@
 #include <KetSDK/Mesh/materials/MDataMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
@@ -50,16 +51,28 @@ public:
     }
 
     // Appends the face neighbours of the ring that was added last. False when there is no such ring.
-    bool AddRing() {
-        std::size_t const end = m_elements.size();
-        if (m_ring == end)
+    bool AddRing(bool parallel) {
+        std::vector<MMeshElement*> const ring(m_elements.begin() + static_cast<std::ptrdiff_t>(m_ring),
+                                              m_elements.end());
+        if (ring.empty())
             return false;
-        for (; m_ring < end; ++m_ring)
-            for (unsigned int face = 0; face < 4; ++face) {
-                MMeshElement* const neighbour = m_neighbours.GetNeighbor(m_elements[m_ring], face);
-                if (neighbour && !IsListed(*neighbour))
+        m_ring = m_elements.size();
+        using Neighbours = std::vector<MMeshElement*>; // of the elements of a step
+        auto const find = [&](std::uint64_t first, std::uint64_t last, Neighbours& found) {
+            found.clear();
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                for (unsigned int face = 0; face < 4; ++face)
+                    if (MMeshElement* const neighbour = m_neighbours.GetNeighbor(ring[i], face))
+                        found.push_back(neighbour);
+        };
+        auto const append = [this](std::uint64_t, std::uint64_t, Neighbours const& found) {
+            for (MMeshElement* const neighbour : found)
+                if (!IsListed(*neighbour))
                     Append(*neighbour);
-            }
+            return true;
+        };
+        KetSDK::Support::ComputeSteps<Neighbours>({.items = ring.size(), .step = 256, .parallel = parallel},
+                                                  find, append);
         return true;
     }
 
@@ -130,11 +143,11 @@ bool MMeshGrowBadTetsOperator::Operate() {
     int const rings = std::max(m_grow_level, 0);
     IncrementalProgressReporter progress(m_progress, "MMeshGrowBadTetsOperator",
                                          static_cast<unsigned long long>(rings) + 1, true);
-    GetMesh()->GetNeighborsInfo()->Enable();
+    GetMesh()->GetNeighborsInfo()->Enable(GetParallel());
     if (!AttachResult())
         return false;
     GrowingSet set(*GetMesh(), *m_bad);
-    for (int ring = 0; ring < rings && set.AddRing(); ++ring) {
+    for (int ring = 0; ring < rings && set.AddRing(GetParallel()); ++ring) {
         ++progress;
         if (progress.IsCancelled()) {
             m_result.reset();
@@ -157,14 +170,22 @@ bool MMeshGrowBadTetsOperator::AttachResult() {
 void MMeshGrowBadTetsOperator::MarkBoundary(std::vector<MMeshElement*> const& elements) {
     NeighbourLists const lists(*m_stl);
     MMeshBaseNeighborsInfo& neighbours = *GetMesh()->GetNeighborsInfo();
-    for (MMeshElement* const e : elements)
-        for (unsigned int face = 0; face < 4; ++face) {
-            if (neighbours.GetNeighbor(e, face))
-                continue;
-            if (MStlTriangle* const triangle =
-                    _FindTriangle(TetrahedronBase<double>(e).GetFaceUnoriented(face)))
+    using Faces = std::vector<MTriangle<double, 3>>; // without a neighbour
+    auto const find = [&](std::uint64_t first, std::uint64_t last, Faces& faces) {
+        faces.clear();
+        for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+            for (unsigned int face = 0; face < 4; ++face)
+                if (!neighbours.GetNeighbor(elements[i], face))
+                    faces.push_back(TetrahedronBase<double>(elements[i]).GetFaceUnoriented(face));
+    };
+    auto const mark = [this](std::uint64_t, std::uint64_t, Faces const& faces) {
+        for (MTriangle<double, 3> const& face : faces)
+            if (MStlTriangle* const triangle = _FindTriangle(face))
                 m_result->SetValue(*triangle, true);
-        }
+        return true;
+    };
+    KetSDK::Support::ComputeSteps<Faces>({.items = elements.size(), .step = 256, .parallel = GetParallel()},
+                                         find, mark);
 }
 
 // The first surface triangle with the corners of a face; null when there is none.

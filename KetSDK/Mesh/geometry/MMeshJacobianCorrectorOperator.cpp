@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <cmath>
@@ -62,6 +63,23 @@ private:
     Vector m_mid, m_a, m_b, m_middle;
 };
 
+// What a step of mid nodes is like before any moves, and what was done.
+struct MidNodesFound {
+    double largest_deviation = -1.0;
+    double largest_relative_deviation = -1.0;
+    double smallest_alignment = DBL_MAX;
+    int corrections = 0;
+    bool anything_moved = false;
+
+    void Add(MidNodeOnEdge const& mid) {
+        double const deviation = mid.Deviation();
+        largest_deviation = std::max(largest_deviation, deviation / KetSDK::Common::MInternalUnits::Get());
+        // No number (0 / 0) is not kept, where the whole edge is one point.
+        largest_relative_deviation = std::max(largest_relative_deviation, deviation / mid.EdgeLength());
+        smallest_alignment = std::min(smallest_alignment, mid.Alignment());
+    }
+};
+
 } // namespace
 
 struct MMeshJacobianCorrectorOperator::Run {
@@ -72,12 +90,27 @@ struct MMeshJacobianCorrectorOperator::Run {
         , ratio(static_cast<std::size_t>(m.NumberOfElements()), 1.0)
         , modified(static_cast<std::size_t>(m.NumberOfElements()), false) {}
 
-    // Whether the element may have changed since the pass before looked at it.
-    bool MayHaveChanged(MMeshElement const& e, int pass) const {
+    // Whether a mid node of the element moved in this pass or a later one.
+    bool HasMovedSince(MMeshElement const& e, int pass) const {
         for (unsigned int m = 0; m < MidNodes::OfElement; ++m)
-            if (moved_in[IndexOf(*e.GetNode(4 + m))] >= pass - 1)
+            if (moved_in[IndexOf(*e.GetNode(4 + m))] >= pass)
                 return true;
         return false;
+    }
+
+    // Computes the ratios that may differ from those of the pass before, as nodes stand when the pass begins.
+    void ComputeRatios(int pass) {
+        KetSDK::Support::ComputeSteps({.items = ratio.size(), .step = 1024, .parallel = true},
+                                      [&](std::uint64_t first, std::uint64_t last) {
+                                          mesh.Elements().ForEachWithNodes(
+                                              first, last, [&](MMeshElement const& e, std::uint64_t number) {
+                                                  if (IsQuadratic(e) && HasMovedSince(e, pass - 1))
+                                                      ratio[static_cast<std::size_t>(number)] = RatioOf(e);
+                                              });
+                                      });
+    }
+    static double RatioOf(MMeshElement const& e) {
+        return Tetrahedron10Base<MLong>(&e, true).JacobianRatio();
     }
 
     void WriteMidNodes(MMeshElement const& e, Tetrahedron10Base<MLong> const& t, int pass) {
@@ -123,33 +156,44 @@ void MMeshJacobianCorrectorOperator::ClearResults() noexcept {
     m_smallest_ratio = m_largest_ratio = 0.0;
 }
 
+// A mid node is moved by no other step, and the ends of its edge, which are corners, never move.
 void MMeshJacobianCorrectorOperator::CorrectMidNodes(Run& run) {
-    run.mid_nodes.ForEach(run.mesh, [this, &run](MMeshPoint& p, MMeshPoint const& a, MMeshPoint const& b) {
-        MidNodeOnEdge const mid(Vector(PositionOf(p)), Vector(PositionOf(a)), Vector(PositionOf(b)));
-        KeepStatistics(mid);
+    auto const correct = [this, &run](std::uint64_t first, std::uint64_t last, MidNodesFound& found) {
+        found = {};
         auto const aligned = [this](double cosine) { return !(cosine < m_min_alignment); };
-        if (aligned(mid.Alignment()) || !aligned(mid.AlignmentKeeping(0.0)))
-            return;
-        double const kept =
-            LargestGoodFraction([&](double fraction) { return aligned(mid.AlignmentKeeping(fraction)); });
-        run.anything_moved |= MoveTo(p, mid.Keeping(kept));
-        ++m_nb_corrections;
-    });
-}
-
-template <typename MidNode>
-void MMeshJacobianCorrectorOperator::KeepStatistics(MidNode const& mid) noexcept {
-    double const deviation = mid.Deviation();
-    m_largest_deviation = std::max(m_largest_deviation, deviation / KetSDK::Common::MInternalUnits::Get());
-    // No number (0 / 0) is not kept, where the whole edge is one point.
-    m_largest_relative_deviation = std::max(m_largest_relative_deviation, deviation / mid.EdgeLength());
-    m_smallest_alignment = std::min(m_smallest_alignment, mid.Alignment());
+        run.mid_nodes.ForEach(
+            run.mesh, first, last, [&](MMeshPoint& p, MMeshPoint const& a, MMeshPoint const& b) {
+                MidNodeOnEdge const mid(Vector(PositionOf(p)), Vector(PositionOf(a)), Vector(PositionOf(b)));
+                found.Add(mid);
+                if (aligned(mid.Alignment()) || !aligned(mid.AlignmentKeeping(0.0)))
+                    return;
+                double const kept = LargestGoodFraction(
+                    [&](double fraction) { return aligned(mid.AlignmentKeeping(fraction)); });
+                found.anything_moved |= MoveTo(p, mid.Keeping(kept));
+                ++found.corrections;
+            });
+    };
+    auto const take = [this, &run](std::uint64_t, std::uint64_t, MidNodesFound const& found) {
+        m_largest_deviation = std::max(m_largest_deviation, found.largest_deviation);
+        m_largest_relative_deviation =
+            std::max(m_largest_relative_deviation, found.largest_relative_deviation);
+        m_smallest_alignment = std::min(m_smallest_alignment, found.smallest_alignment);
+        m_nb_corrections += found.corrections;
+        run.anything_moved |= found.anything_moved;
+        return true;
+    };
+    KetSDK::Support::ComputeSteps<MidNodesFound>(
+        {.items = static_cast<std::uint64_t>(run.mesh.NumberOfPoints()),
+         .step = 4096,
+         .parallel = GetParallel()},
+        correct, take);
 }
 
 void MMeshJacobianCorrectorOperator::CountOuterElements(Run& run) {
     MMeshOperatorLayers layers;
     layers.SetMesh(&run.mesh);
     layers.SetNbLayers(1);
+    layers.SetParallel(GetParallel());
     layers.Operate();
     m_nb_outer = layers.GetNbLayersElements();
 }
@@ -159,14 +203,21 @@ void MMeshJacobianCorrectorOperator::PassOverRatios(Run& run) {
     m_modified_in_pass = 0;
     m_smallest_ratio = DBL_MAX;
     m_largest_ratio = -DBL_MAX;
+    // The first pass computes every ratio; later on one stands until a mid node moves. Threads compute all
+    // ratios before the first node moves, which leaves those of elements whose nodes move before they are
+    // looked at.
+    if (GetParallel())
+        run.ComputeRatios(pass);
+    int const computed_in = GetParallel() ? pass : pass - 1;
     run.mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
         auto const n = static_cast<std::size_t>(number);
         double& ratio = run.ratio[n];
-        // The first pass computes every ratio; later on one stands until a mid node moves.
-        if (IsQuadratic(e) && run.MayHaveChanged(e, pass)) {
+        if (IsQuadratic(e) && run.HasMovedSince(e, computed_in))
+            ratio = Run::RatioOf(e);
+        if (IsBad(ratio) && IsQuadratic(e) && run.HasMovedSince(e, pass - 1) &&
+            run.mid_nodes.HasProperIn(e)) {
             Tetrahedron10Base<MLong> t(&e, true);
-            ratio = t.JacobianRatio();
-            if (IsBad(ratio) && run.mid_nodes.HasProperIn(e) && Straighten(t, run, e)) {
+            if (Straighten(t, run, e)) {
                 run.WriteMidNodes(e, t, pass);
                 run.modified[n] = true;
                 ++m_modified_in_pass;
@@ -204,9 +255,19 @@ bool MMeshJacobianCorrectorOperator::Straighten(Tetrahedron& t, Run const& run, 
 }
 
 void MMeshJacobianCorrectorOperator::CloseStatistics(Run const& run) {
-    run.mesh.Elements().ForEachWithNodes([this](MMeshElement const& e, std::uint64_t) {
-        if (IsQuadratic(e))
-            m_smallest_jacobian = std::min(m_smallest_jacobian,
-                                           Tetrahedron10Base<double>(&e, false).QualityJacobianDistortion());
-    });
+    auto const find_smallest = [&run](std::uint64_t first, std::uint64_t last, double& smallest) {
+        smallest = DBL_MAX;
+        run.mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
+            if (IsQuadratic(e))
+                smallest =
+                    std::min(smallest, Tetrahedron10Base<double>(&e, false).QualityJacobianDistortion());
+        });
+    };
+    auto const take = [this](std::uint64_t, std::uint64_t, double smallest) {
+        m_smallest_jacobian = std::min(m_smallest_jacobian, smallest);
+        return true;
+    };
+    KetSDK::Support::ComputeSteps<double>(
+        {.items = run.mesh.Elements().GetNumElements(), .step = 1024, .parallel = GetParallel()},
+        find_smallest, take);
 }

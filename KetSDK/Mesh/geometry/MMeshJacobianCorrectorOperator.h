@@ -81,8 +81,6 @@ private:
 
     void ClearResults() noexcept;
     void CorrectMidNodes(Run& run);
-    template <typename MidNode>
-    void KeepStatistics(MidNode const& mid) noexcept;
     void CountOuterElements(Run& run);
     void PassOverRatios(Run& run);
     template <typename Tetrahedron>

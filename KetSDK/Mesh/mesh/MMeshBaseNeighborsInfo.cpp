@@ -3,9 +3,11 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/detail/NeighborBlocks.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 #include <functional>
 #include <utility>
 
@@ -23,10 +25,11 @@ std::uint32_t NodeBit(std::uint64_t mask_index) {
 }
 
 // Calls use(mask index of the node, number of the element, signature of its other corners) for the
-// first four nodes of every element, as far as their mask index lies below `slots`.
+// first four nodes of elements first to last - 1, as far as their mask index lies below `slots`.
 template <typename Use>
-void ForEachCorner(MMeshBase const& mesh, std::size_t slots, Use&& use) {
-    mesh.Elements().ForEachWithNodes([&use, slots](MMeshElement const& e, std::uint64_t number) {
+void ForEachCorner(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, std::size_t slots,
+                   Use&& use) {
+    mesh.Elements().ForEachWithNodes(first, last, [&use, slots](MMeshElement const& e, std::uint64_t number) {
         std::uint64_t slot[4] = {};
         std::uint32_t bit[4] = {};
         unsigned int const corners = CornersInUse(e);
@@ -42,10 +45,17 @@ void ForEachCorner(MMeshBase const& mesh, std::size_t slots, Use&& use) {
     });
 }
 
+using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
+
+FourNumbers Four(std::uint32_t const (&numbers)[4]) noexcept {
+    FourNumbers four;
+    std::memcpy(&four, numbers, sizeof four);
+    return four;
+}
+
 // One bit for each of four comparisons.
 template <typename FourFlags>
 std::uint64_t FourBits(FourFlags const& flags) {
-    using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
     using TwoHalves = std::uint64_t __attribute__((vector_size(16)));
     auto const halves =
         reinterpret_cast<TwoHalves>(reinterpret_cast<FourNumbers>(flags) & FourNumbers{1, 2, 4, 8});
@@ -68,35 +78,99 @@ MMeshBaseNeighborsInfo::~MMeshBaseNeighborsInfo() {
     Disable();
 }
 
-void MMeshBaseNeighborsInfo::Enable() {
+// A counting sort of elements by node, which threads do together: each counts and then enters the elements of
+// a piece of its own, behind those of the pieces before. So the lists are those of a single piece.
+class MMeshBaseNeighborsInfo::Sorting {
+public:
+    Sorting(MMeshBase const& mesh, std::size_t slots, bool parallel)
+        : m_mesh(mesh)
+        , m_slots(slots)
+        , m_parallel(parallel) {
+        std::uint64_t const elements = mesh.Elements().GetNumElements();
+        constexpr std::uint64_t fewest = 16384, most_pieces = 16;
+        std::uint64_t const most = std::min<std::uint64_t>(KetSDK::Support::NumberOfThreads(), most_pieces);
+        std::uint64_t const pieces = parallel ? std::clamp<std::uint64_t>(elements / fewest, 1, most) : 1;
+        m_step = std::max<std::uint64_t>((elements + pieces - 1) / pieces, 1);
+        m_next.resize(static_cast<std::size_t>(pieces));
+    }
+
+    // Counts how long the lists are.
+    void Count() {
+        ForEachPiece([this](std::uint64_t first, std::uint64_t last, std::vector<std::uint32_t>& count) {
+            count.assign(m_slots, 0);
+            ForEachCorner(m_mesh, first, last, m_slots,
+                          [&count](std::size_t slot, std::uint32_t, std::uint32_t) { ++count[slot]; });
+        });
+    }
+
+    // Says where the lists lie; returns how many blocks they take.
+    std::uint32_t Place(MDataMask<MMeshPoint, ElementList>& lists) {
+        KetSDK::Mesh::Detail::NeighborBlocks blocks;
+        for (std::size_t slot = 0; slot < m_slots; ++slot) {
+            ElementList list{blocks.Used(), 0};
+            for (std::vector<std::uint32_t>& next : m_next)
+                if (!next.empty())
+                    list.size += std::exchange(next[slot], 4 * list.first_block + list.size);
+            blocks.Take(list.size);
+            lists.GetSlot(slot) = list;
+        }
+        return blocks.Used();
+    }
+
+    // Fills the blocks, the last of each list up with entries that nobody uses.
+    void Fill(MDataMask<MMeshPoint, ElementList> const& lists, Block* blocks) {
+        KetSDK::Support::ComputeSteps({.items = m_slots, .step = 4096, .parallel = m_parallel},
+                                      [&](std::uint64_t first, std::uint64_t last) {
+                                          for (std::uint64_t slot = first; slot < last; ++slot) {
+                                              ElementList const& list = lists.GetValueAt(slot);
+                                              if (list.size % 4 != 0)
+                                                  blocks[list.first_block + list.size / 4] = Block{};
+                                          }
+                                      });
+        ForEachPiece([&](std::uint64_t first, std::uint64_t last, std::vector<std::uint32_t>& next) {
+            ForEachCorner(m_mesh, first, last, m_slots,
+                          [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
+                              std::uint32_t const entry = next[slot]++;
+                              blocks[entry / 4].element[entry % 4] = element;
+                              blocks[entry / 4].signature[entry % 4] = signature;
+                          });
+        });
+    }
+
+private:
+    template <typename Work>
+    void ForEachPiece(Work const& work) {
+        KetSDK::Support::ComputeSteps(
+            {.items = m_mesh.Elements().GetNumElements(), .step = m_step, .parallel = m_parallel},
+            [&](std::uint64_t first, std::uint64_t last) {
+                work(first, last, m_next[static_cast<std::size_t>(first / m_step)]);
+            });
+    }
+
+    MMeshBase const& m_mesh;
+    std::size_t m_slots;
+    bool m_parallel;
+    std::uint64_t m_step = 1;                       // elements of a piece
+    std::vector<std::vector<std::uint32_t>> m_next; // of each piece, by the node's slot
+};
+
+void MMeshBaseNeighborsInfo::Enable(bool parallel) {
     if (IsEnabled())
         return;
     auto incident = std::make_unique<MDataMask<MMeshPoint, ElementList>>();
     m_parent->GetPointMasks()->AddMask(incident.get());
-
-    // A counting sort by node. Nodes that are registered with no mask have no list.
-    std::vector<std::uint32_t> next(static_cast<std::size_t>(incident->GetSize()), 0);
-    ForEachCorner(*m_parent, next.size(),
-                  [&next](std::size_t slot, std::uint32_t, std::uint32_t) { ++next[slot]; });
-    KetSDK::Mesh::Detail::NeighborBlocks blocks;
-    for (std::size_t slot = 0; slot < next.size(); ++slot) {
-        ElementList const list{blocks.Take(next[slot]), next[slot]};
-        incident->GetSlot(slot) = list;
-        next[slot] = 4 * list.first_block;
-    }
-    m_blocks.assign(blocks.Used(), Block{});
-    ForEachCorner(*m_parent, next.size(),
-                  [&](std::size_t slot, std::uint32_t element, std::uint32_t signature) {
-                      std::uint32_t const entry = next[slot]++;
-                      m_blocks[entry / 4].element[entry % 4] = element;
-                      m_blocks[entry / 4].signature[entry % 4] = signature;
-                  });
+    // Nodes that are registered with no mask have no list.
+    Sorting sorting(*m_parent, static_cast<std::size_t>(incident->GetSize()), parallel);
+    sorting.Count();
+    decltype(m_blocks) blocks(sorting.Place(*incident));
+    sorting.Fill(*incident, blocks.data());
+    m_blocks.swap(blocks);
     m_incident = std::move(incident);
 }
 
 void MMeshBaseNeighborsInfo::Disable() {
     m_incident.reset();
-    std::vector<Block>().swap(m_blocks);
+    decltype(m_blocks)().swap(m_blocks);
 }
 
 MMeshElement const* MMeshBaseNeighborsInfo::Max3(MMeshElement const* a, MMeshElement const* b,
@@ -151,7 +225,7 @@ void MMeshBaseNeighborsInfo::ForEachCandidate(FaceLists const& face, Visit&& vis
         std::uint32_t const count = std::min(blocks_at_once, face.list[0].Blocks() - done);
         std::uint64_t candidates = 0;
         for (std::uint32_t i = 0; i < count; ++i)
-            candidates |= FourBits((block[i].signature & wanted) == wanted) << 4 * i;
+            candidates |= FourBits((Four(block[i].signature) & wanted) == wanted) << 4 * i;
         for (; candidates != 0; candidates &= candidates - 1) {
             auto const entry = static_cast<unsigned int>(std::countr_zero(candidates));
             visit(block[entry / 4].element[entry % 4]);
@@ -163,7 +237,8 @@ bool MMeshBaseNeighborsInfo::Contains(ElementList const& list, std::uint32_t ele
     // An entry that is not used may hold the number 0, but never the signature of an element.
     FourNumbers found{};
     for (std::uint32_t i = list.first_block; i < list.first_block + list.Blocks(); ++i)
-        found |= reinterpret_cast<FourNumbers>(m_blocks[i].element == element) & m_blocks[i].signature;
+        found |=
+            reinterpret_cast<FourNumbers>(Four(m_blocks[i].element) == element) & Four(m_blocks[i].signature);
     return FourBits(found != 0u) != 0;
 }
 

@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -28,8 +29,8 @@ public:
     MMeshBaseNeighborsInfo& operator=(MMeshBaseNeighborsInfo const& other);
     ~MMeshBaseNeighborsInfo();
 
-    // Builds the lists; nothing when they are there already.
-    void Enable();
+    // Builds the lists, on several threads when parallel; nothing when they are there already.
+    void Enable(bool parallel = false);
     void Disable();
     bool IsEnabled() const noexcept { return m_incident != nullptr; }
     // Bytes held by the lists, without the node mask that says where they lie.
@@ -65,10 +66,9 @@ private:
     // Four elements of a list: their numbers, and for each a signature of its three other corners, a few bits
     // set of 32. By these most elements that do not use a node are told apart, four at a time and without a
     // look at the element. Unused entries have no bit set.
-    using FourNumbers = std::uint32_t __attribute__((vector_size(16)));
-    struct Block {
-        FourNumbers element;
-        FourNumbers signature;
+    struct alignas(16) Block {
+        std::uint32_t element[4];
+        std::uint32_t signature[4];
     };
 
     // The nodes of a face of an element and the elements of each, the shortest list first.
@@ -83,13 +83,14 @@ private:
     void ForEachCandidate(FaceLists const& face, Visit&& visit) const;
     bool Contains(ElementList const& list, std::uint32_t element) const noexcept;
 
+    class Sorting;
     // Walks round the edge p-q from e across face f, appending to out, until the boundary or an
     // element that the walk has met since `first`. True when the ring closed.
     bool WalkAroundEdge(MMeshElement* e, unsigned int f, MMeshPoint* p, MMeshPoint* q,
                         std::vector<MMeshElement*>& out, std::size_t first);
 
     // One list after another; the mask says where the list of each node lies.
-    std::vector<Block> m_blocks;
+    std::vector<Block, KetSDK::Support::MUninitializedAllocator<Block>> m_blocks;
     std::unique_ptr<MDataMask<MMeshPoint, ElementList>> m_incident;
     MMeshBase* m_parent;
 };

@@ -19,8 +19,8 @@ public:
     virtual void SetMesh(MMeshBase* mesh);
     virtual MMeshBase* GetMesh();
     // Whether Operate() may use several threads, as many as the task arena of the caller has; false unless
-    // set. The result is the same bit for bit either way. Operators that do
-    // not tell of threads in their headers run on one.
+    // set. The result is the same bit for bit either way. What still runs on one thread is listed in
+    // docs/concepts/threads.md.
     void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
     bool GetParallel() const noexcept { return m_parallel; }
     // Runs the job. False when the mesh or the settings do not suit, and after cancellation.

@@ -184,9 +184,9 @@ void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     if (!m_only_interior_edges)
         return;
     MMeshBaseNeighborsInfo& neighbors = *m_mesh->GetNeighborsInfo();
-    neighbors.Enable();
+    neighbors.Enable(GetParallel());
     SubVolumeIDs const ids(*m_mesh);
-    FaceMatcher<false> matcher(m_mesh->Elements(), ids);
+    FaceMatcher<false> matcher(m_mesh->Elements(), GetParallel(), ids);
     matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int, int, bool) {
         JoinCorners(*m_mesh->GetElement(element), face);
     });

@@ -34,6 +34,11 @@ public:
     void SetOnlyInteriorEdges(bool only_interior) noexcept { m_only_interior_edges = only_interior; }
     bool GetOnlyInteriorEdges() const noexcept { return m_only_interior_edges; }
 
+    // Whether Operate() may use several threads, as many as the task arena of the caller has; false unless
+    // set. The result is the same bit for bit either way.
+    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
+    bool GetParallel() const noexcept { return m_parallel; }
+
     // Appends the graphs; those that the feature has stay as they are. Always true. With interior edges only
     // it enables the neighbour information of the mesh and leaves it enabled.
     bool Operate();
@@ -49,5 +54,6 @@ private:
     MMeshBase* m_mesh;
     MStlFeature* m_feature;
     bool m_only_interior_edges = true;
+    bool m_parallel = false;
     std::unique_ptr<BoundaryEdges> m_boundary_edges;
 };

@@ -5,12 +5,14 @@
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <vector>
 
 using namespace KetSDK::Mesh::Detail;
 
@@ -43,53 +45,67 @@ MLong Rounded(double v) noexcept {
     return static_cast<MLong>(static_cast<std::int64_t>(v + std::copysign(half, v)));
 }
 
-// Writes tetrahedra into a container, some time after their positions are known: what the container reads to
-// find a point at a position, which may lie anywhere in memory, is fetched meanwhile.
+using Position = std::array<MLong, 3>; // in internal units
+
+// A tetrahedron as it goes into the container.
+struct ShrunkTetrahedron {
+    MMeshElement const* element;
+    MLong index;
+    std::array<Position, 4> positions;
+    std::array<MMVector<float, 3>, 4> normals; // of the faces, from the corners before they are rounded
+};
+using ShrunkTetrahedra = std::vector<ShrunkTetrahedron>;
+
+ShrunkTetrahedron Shrunk(MMeshElement const& e, std::uint64_t index, double f) {
+    constexpr double unit = KetSDK::Common::MInternalUnits::Get();
+    Corners const corners = ShrunkCorners(e, f);
+    ShrunkTetrahedron shrunk;
+    shrunk.element = &e;
+    shrunk.index = static_cast<MLong>(index);
+    for (std::size_t i = 0; i < 4; ++i)
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            shrunk.positions[i][axis] = Rounded(corners[i][axis] * unit);
+    for (std::size_t face = 0; face < 4; face += 2) {
+        auto const& first = Descriptor::descr_triangle_point_ORIENTED[face];
+        auto const& second = Descriptor::descr_triangle_point_ORIENTED[face + 1];
+        auto const pair = [&](std::size_t i) {
+            return VectorPair::Of(corners[first[i]], corners[second[i]]);
+        };
+        VectorPair const normals = UnitNormals(pair(0), pair(1), pair(2));
+        for (std::size_t k = 0; k < 2; ++k)
+            shrunk.normals[face + k] = MMVector<float, 3>(Vector(normals.x[k], normals.y[k], normals.z[k]));
+    }
+    return shrunk;
+}
+
+// Writes tetrahedra into a container. What it reads to find a point at a position, which may lie anywhere in
+// memory, is fetched some time before.
 class FaceWriter {
 public:
     FaceWriter(MStlBase& stl, MSurfaceOrigins* origins)
         : m_stl(stl)
         , m_record(origins, stl) {}
 
-    void Add(MMeshElement const& e, std::uint64_t index, Corners const& tetrahedron) {
-        constexpr double unit = KetSDK::Common::MInternalUnits::Get();
-        Waiting& added = m_waiting[m_count++];
-        added.element = &e;
-        added.index = static_cast<MLong>(index);
-        added.corners = tetrahedron;
-        for (std::size_t i = 0; i < 4; ++i) {
-            Position& p = added.positions[i];
-            for (std::size_t axis = 0; axis < 3; ++axis)
-                p[axis] = Rounded(tetrahedron[i][axis] * unit);
-            m_stl.PrefetchPoint(p[0], p[1], p[2]);
+    void Write(ShrunkTetrahedra const& tetrahedra) {
+        constexpr std::size_t ahead = 12;
+        for (std::size_t i = 0; i < std::min(ahead, tetrahedra.size()); ++i)
+            Prefetch(tetrahedra[i]);
+        for (std::size_t i = 0; i < tetrahedra.size(); ++i) {
+            if (i + ahead < tetrahedra.size())
+                Prefetch(tetrahedra[i + ahead]);
+            WriteOne(tetrahedra[i]);
         }
-        if (m_count == m_waiting.size())
-            Flush();
-    }
-
-    // Writes those that wait.
-    void Flush() {
-        for (std::size_t i = 0; i < m_count; ++i)
-            WriteOne(m_waiting[i]);
-        m_count = 0;
     }
     // To be called after the last one.
-    void Finish() {
-        Flush();
-        m_record.Finish();
-    }
+    void Finish() { m_record.Finish(); }
 
 private:
-    using Position = std::array<MLong, 3>;
+    void Prefetch(ShrunkTetrahedron const& tetrahedron) const noexcept {
+        for (Position const& p : tetrahedron.positions)
+            m_stl.PrefetchPoint(p[0], p[1], p[2]);
+    }
 
-    struct Waiting {
-        MMeshElement const* element;
-        MLong index;
-        Corners corners;
-        std::array<Position, 4> positions; // in internal units
-    };
-
-    void WriteOne(Waiting const& tetrahedron) {
+    void WriteOne(ShrunkTetrahedron const& tetrahedron) {
         // Each corner lies on three faces, but is looked up once, in the order in which the faces first meet
         // it.
         MStlPoint* points[4];
@@ -99,31 +115,18 @@ private:
             if (i < tetrahedron.element->GetNodeCount())
                 m_record.AddPoint(*points[i], tetrahedron.element->GetNode(i)->GetIndex());
         }
-        for (std::size_t face = 0; face < 4; face += 2) {
-            auto const& first = Descriptor::descr_triangle_point_ORIENTED[face];
-            auto const& second = Descriptor::descr_triangle_point_ORIENTED[face + 1];
-            auto const corners = [&](std::size_t i) {
-                return VectorPair::Of(tetrahedron.corners[first[i]], tetrahedron.corners[second[i]]);
-            };
-            // Of the corners before they are rounded.
-            VectorPair const normals = UnitNormals(corners(0), corners(1), corners(2));
-            _AddTriangle(tetrahedron, points, first, {normals.x[0], normals.y[0], normals.z[0]});
-            _AddTriangle(tetrahedron, points, second, {normals.x[1], normals.y[1], normals.z[1]});
+        for (std::size_t face = 0; face < 4; ++face) {
+            auto const& corner = Descriptor::descr_triangle_point_ORIENTED[face];
+            auto* const triangle =
+                m_stl.AddTriangle(points[corner[0]], points[corner[1]], points[corner[2]], nullptr);
+            triangle->SetNormalFloat(tetrahedron.normals[face]);
+            m_record.AddTriangle(tetrahedron.index, tetrahedron.element->GetNodeCount(),
+                                 1U << corner[0] | 1U << corner[1] | 1U << corner[2]);
         }
-    }
-
-    void _AddTriangle(Waiting const& tetrahedron, MStlPoint* const (&points)[4],
-                      unsigned char const (&face)[3], Vector const& normal) {
-        auto* const triangle = m_stl.AddTriangle(points[face[0]], points[face[1]], points[face[2]], nullptr);
-        triangle->SetNormalFloat(MMVector<float, 3>(normal));
-        m_record.AddTriangle(tetrahedron.index, tetrahedron.element->GetNodeCount(),
-                             1U << face[0] | 1U << face[1] | 1U << face[2]);
     }
 
     MStlBase& m_stl;
     SurfaceRecord m_record;
-    std::array<Waiting, 16> m_waiting;
-    std::size_t m_count = 0;
 };
 
 } // namespace
@@ -145,10 +148,19 @@ bool MMeshConvertToStlOperator::Operate() {
     m_stl->ReserveLookUps(m_epsilon == 0.0 ? std::min(nodes, 4 * selected) : 4 * selected);
 
     FaceWriter writer(*m_stl, m_origins);
-    mesh->Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t index) {
-        if (is_selected(e))
-            writer.Add(e, index, ShrunkCorners(e, m_epsilon));
-    });
+    KetSDK::Support::ComputeSteps<ShrunkTetrahedra>(
+        {.items = mesh->Elements().GetNumElements(), .step = 512, .parallel = GetParallel()},
+        [&](std::uint64_t first, std::uint64_t last, ShrunkTetrahedra& shrunk) {
+            shrunk.clear();
+            mesh->Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t index) {
+                if (is_selected(e))
+                    shrunk.push_back(Shrunk(e, index, m_epsilon));
+            });
+        },
+        [&writer](std::uint64_t, std::uint64_t, ShrunkTetrahedra const& shrunk) {
+            writer.Write(shrunk);
+            return true;
+        });
     writer.Finish();
     return true;
 }

@@ -38,12 +38,12 @@ constexpr std::uint32_t NoFace = std::numeric_limits<std::uint32_t>::max();
 // The faces to extract, as a chain for every element.
 class TakenFaces {
 public:
-    TakenFaces(MMeshBase& mesh, bool interfaces)
+    TakenFaces(MMeshBase& mesh, bool interfaces, bool parallel)
         : m_first(static_cast<std::size_t>(mesh.Elements().GetNumElements()), NoFace) {
         if (HasTrianglesOnly(mesh.Elements()))
-            Find<false>(mesh, interfaces);
+            Find<false>(mesh, interfaces, parallel);
         else
-            Find<true>(mesh, interfaces);
+            Find<true>(mesh, interfaces, parallel);
     }
 
     // The faces of an element by ascending face number.
@@ -57,11 +57,11 @@ public:
 
 private:
     template <bool WithQuadrilaterals>
-    void Find(MMeshBase& mesh, bool interfaces) {
+    void Find(MMeshBase& mesh, bool interfaces, bool parallel) {
         using Matcher = FaceMatcher<WithQuadrilaterals>;
         static_assert(Matcher::NoNeighbour == Exterior);
         SubVolumeIDs const ids(mesh);
-        Matcher matcher(mesh.Elements(), ids);
+        Matcher matcher(mesh.Elements(), parallel, ids);
         auto const take = [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other,
                                              bool has_neighbour) {
             if (interfaces ? id < other : !has_neighbour)
@@ -186,9 +186,9 @@ bool MMeshExtractStlSurfaceOperator::Operate() {
         return false;
     if (!m_stl)
         m_stl = new MStlBase;
-    mesh->GetNeighborsInfo()->Enable();
+    mesh->GetNeighborsInfo()->Enable(GetParallel());
 
-    TakenFaces faces(*mesh, m_extract_interfaces);
+    TakenFaces faces(*mesh, m_extract_interfaces, GetParallel());
     SurfaceWriter writer(*m_stl, *mesh, m_origins, m_curved);
     std::size_t index = 0;
     for (MMeshElement const& e : mesh->Elements()) {

@@ -2,10 +2,10 @@
 #include <KetSDK/Mesh/operators/MMeshFaces.h>
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/DisjointSets.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 
 #include <algorithm>
-#include <numeric>
 #include <stdexcept>
 #include <utility>
 
@@ -57,7 +57,7 @@ std::vector<BoundaryFace> CollectBoundaryFaces(MMeshBase const& mesh) {
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
     auto const subvolume = [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : 0; };
     std::vector<BoundaryFace> faces;
-    FaceMatcher<WithQuadrilaterals>(mesh.Elements(), subvolume)
+    FaceMatcher<WithQuadrilaterals>(mesh.Elements(), false, subvolume)
         .ForEachBoundaryFace(
             [&](std::uint32_t element, std::uint32_t face, int own, int other, bool has_neighbour) {
                 if (has_neighbour && own > other)
@@ -69,35 +69,6 @@ std::vector<BoundaryFace> CollectBoundaryFaces(MMeshBase const& mesh) {
             });
     return faces;
 }
-
-// Elements joined to bodies; the first element of a body stands for it.
-class JoinedBodies {
-public:
-    explicit JoinedBodies(std::size_t elements)
-        : m_parent(elements) {
-        std::iota(m_parent.begin(), m_parent.end(), 0U);
-    }
-
-    void Join(std::uint32_t a, std::uint32_t b) {
-        a = Of(a);
-        b = Of(b);
-        m_parent[std::max(a, b)] = std::min(a, b);
-    }
-    std::vector<std::uint32_t> Take() {
-        for (std::uint32_t i = 0; i < m_parent.size(); ++i)
-            m_parent[i] = Of(i);
-        return std::move(m_parent);
-    }
-
-private:
-    std::uint32_t Of(std::uint32_t element) {
-        while (m_parent[element] != element)
-            element = m_parent[element] = m_parent[m_parent[element]];
-        return element;
-    }
-
-    std::vector<std::uint32_t> m_parent;
-};
 
 } // namespace
 
@@ -115,14 +86,17 @@ std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh) {
 }
 
 std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh) {
-    JoinedBodies bodies(static_cast<std::size_t>(mesh.NumberOfElements()));
+    Detail::DisjointSets bodies(static_cast<std::size_t>(mesh.NumberOfElements()));
     auto const all_in_one = [](MMeshElement const&) { return 0; };
     auto const join = [&bodies](std::uint32_t a, std::uint32_t b) { bodies.Join(a, b); };
     if (Detail::HasTrianglesOnly(mesh.Elements()))
-        FaceMatcher<false>(mesh.Elements(), all_in_one).ForEachConnection(join);
+        FaceMatcher<false>(mesh.Elements(), false, all_in_one).ForEachConnectionAtOnce(join);
     else
-        FaceMatcher<true>(mesh.Elements(), all_in_one).ForEachConnection(join);
-    return bodies.Take();
+        FaceMatcher<true>(mesh.Elements(), false, all_in_one).ForEachConnectionAtOnce(join);
+    std::vector<std::uint32_t> first_of(static_cast<std::size_t>(mesh.NumberOfElements()));
+    for (std::uint32_t i = 0; i < first_of.size(); ++i)
+        first_of[i] = bodies.FirstOf(i);
+    return first_of;
 }
 
 } // namespace KetSDK::Mesh

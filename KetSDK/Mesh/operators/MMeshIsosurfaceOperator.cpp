@@ -5,6 +5,7 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <limits>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -156,44 +158,30 @@ void Write(MStlBase& surface, RoundedTriangle const& triangle) {
     surface.AddTriangle(points[0], points[1], points[2], nullptr);
 }
 
-// Writes triangles some time after they are known: what the container reads to find a point at a position,
-// which may lie anywhere in memory, is fetched meanwhile.
-class TriangleWriter {
-public:
-    TriangleWriter(MStlBase& surface, MSurfaceOrigins* origins)
-        : m_surface(surface)
-        , m_record(origins, surface) {}
-
-    void Add(Triangle const& triangle, std::uint64_t element) {
-        if (HasCornerTwice(triangle))
-            return;
-        m_record.AddTriangle(static_cast<MLong>(element), 0); // they are written in this order
-        RoundedTriangle& added = m_waiting[m_count++];
-        added = Rounded(triangle);
-        for (auto const& p : added)
-            m_surface.PrefetchPoint(p[0], p[1], p[2]);
-        if (m_count == m_waiting.size())
-            Flush();
-    }
-
-    // Writes those that wait.
-    void Flush() {
-        for (std::size_t i = 0; i < m_count; ++i)
-            Write(m_surface, m_waiting[i]);
-        m_count = 0;
-    }
-    // To be called after the last one.
-    void Finish() {
-        Flush();
-        m_record.Finish();
-    }
-
-private:
-    MStlBase& m_surface;
-    KetSDK::Mesh::Detail::SurfaceRecord m_record;
-    std::array<RoundedTriangle, 16> m_waiting;
-    std::size_t m_count = 0;
+// A triangle, and the element that it cuts.
+struct FoundTriangle {
+    RoundedTriangle corners;
+    MLong element;
 };
+using FoundTriangles = std::vector<FoundTriangle>;
+
+// Writes triangles. What the container reads to find a point at a position, which may lie anywhere in memory,
+// is fetched some time before.
+void Write(MStlBase& surface, FoundTriangles const& triangles, KetSDK::Mesh::Detail::SurfaceRecord& record) {
+    constexpr std::size_t ahead = 8;
+    auto const prefetch = [&](std::size_t i) {
+        for (auto const& p : triangles[i].corners)
+            surface.PrefetchPoint(p[0], p[1], p[2]);
+    };
+    for (std::size_t i = 0; i < std::min(ahead, triangles.size()); ++i)
+        prefetch(i);
+    for (std::size_t i = 0; i < triangles.size(); ++i) {
+        if (i + ahead < triangles.size())
+            prefetch(i + ahead);
+        record.AddTriangle(triangles[i].element, 0);
+        Write(surface, triangles[i].corners);
+    }
+}
 
 } // namespace
 
@@ -227,18 +215,30 @@ bool MMeshIsosurfaceOperator::Operate() {
                                                          count / elements_per_step + 1, false);
     if (!m_iso_surface)
         m_iso_surface = new MStlBase;
-    IsoTetrahedron tetrahedron;
-    TriangleWriter writer(*m_iso_surface, m_origins);
-    std::as_const(*mesh).Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t index) {
-        ++reporter; // by elements, not by steps: it stands at the end early (kept)
-        if (!ReadDifferences(e, *m_nodes_mask, m_iso_value, tetrahedron.differences))
-            return;
-        tetrahedron.corners = CornersOf(e);
-        IsoTriangles const found = Cut(tetrahedron);
-        for (std::size_t i = 0; i < found.count; ++i)
-            writer.Add(found.triangles[i], index);
-    });
-    writer.Finish();
+    auto const find = [&](std::uint64_t first, std::uint64_t last, FoundTriangles& found) {
+        found.clear();
+        IsoTetrahedron tetrahedron;
+        std::as_const(*mesh).Elements().ForEachWithNodes(
+            first, last, [&](MMeshElement const& e, std::uint64_t index) {
+                if (!ReadDifferences(e, *m_nodes_mask, m_iso_value, tetrahedron.differences))
+                    return;
+                tetrahedron.corners = CornersOf(e);
+                IsoTriangles const cut = Cut(tetrahedron);
+                for (std::size_t i = 0; i < cut.count; ++i)
+                    if (!HasCornerTwice(cut.triangles[i]))
+                        found.push_back({Rounded(cut.triangles[i]), static_cast<MLong>(index)});
+            });
+    };
+    KetSDK::Mesh::Detail::SurfaceRecord record(m_origins, *m_iso_surface);
+    auto const write = [&](std::uint64_t first, std::uint64_t last, FoundTriangles const& found) {
+        for (std::uint64_t i = first; i < last; ++i)
+            ++reporter; // by elements, not by steps: it stands at the end early (kept)
+        Write(*m_iso_surface, found, record);
+        return true;
+    };
+    KetSDK::Support::ComputeSteps<FoundTriangles>({.items = count, .step = 4096, .parallel = GetParallel()},
+                                                  find, write);
+    record.Finish();
     return true;
 }
 

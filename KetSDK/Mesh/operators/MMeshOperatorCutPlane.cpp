@@ -5,9 +5,11 @@
 #include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <map>
@@ -26,18 +28,21 @@ constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
 constexpr unsigned char AboveBit = 1;
 constexpr unsigned char BelowBit = 2;
 
-std::vector<unsigned char> SidesOfNodes(MMeshBase const& mesh, Point const& normal, Point const& point) {
+std::vector<unsigned char> SidesOfNodes(MMeshBase const& mesh, Point const& normal, Point const& point,
+                                        bool parallel) {
     double const offset = normal.Dot(point);
     std::vector<unsigned char> sides(static_cast<std::size_t>(mesh.NumberOfPoints()));
     constexpr std::size_t block = MMeshPointContainer::NodesPerBlock;
-    for (std::size_t first = 0; first < sides.size(); first += block) {
-        MMeshPoint const* const nodes = mesh.GetRandomPoint(first);
-        for (std::size_t i = 0; i < std::min(block, sides.size() - first); ++i) {
-            double const distance = normal.Dot(nodes[i].GetPosition()) - offset;
-            sides[first + i] =
-                static_cast<unsigned char>((distance > 0.0 ? AboveBit : 0) | (distance < 0.0 ? BelowBit : 0));
-        }
-    }
+    KetSDK::Support::ComputeSteps({.items = sides.size(), .step = block, .parallel = parallel},
+                                  [&](std::uint64_t first, std::uint64_t last) {
+                                      MMeshPoint const* const nodes = mesh.GetRandomPoint(first);
+                                      for (std::size_t i = 0; i < last - first; ++i) {
+                                          double const distance = normal.Dot(nodes[i].GetPosition()) - offset;
+                                          sides[first + i] =
+                                              static_cast<unsigned char>((distance > 0.0 ? AboveBit : 0) |
+                                                                         (distance < 0.0 ? BelowBit : 0));
+                                      }
+                                  });
     return sides;
 }
 
@@ -53,6 +58,58 @@ unsigned int SideOf(MMeshElement const& e, std::vector<unsigned char> const& sid
         common &= side(i);
     return common;
 }
+
+// What a step of elements is told by the sides of their nodes.
+struct SidesOfStep {
+    static constexpr std::size_t Elements = 4096;
+    std::vector<std::uint64_t> cut;                 // numbers of elements
+    std::array<std::uint64_t, Elements / 64> above; // a bit for each element
+    std::uint64_t nb_above;
+    bool is_shown; // whether the mask of visible elements has been told
+};
+
+// Finds out where elements lie and shows those that lie not above.
+class SideFinder {
+public:
+    SideFinder(MMeshBase& mesh, std::vector<unsigned char> const& sides)
+        : m_elements(mesh.Elements())
+        , m_visible(*mesh.GetElementMasks()->GetVisibleMask())
+        , m_sides(sides) {}
+
+    // On any thread: the mask is told where no other step does.
+    void Find(std::uint64_t first, std::uint64_t last, SidesOfStep& found) {
+        found.cut.clear();
+        found.above.fill(0);
+        found.nb_above = 0;
+        std::uint64_t const first_slot = m_elements.GetElementPtrAt(first)->GetMaskIndex();
+        // Elements of a mesh that was made in one go have one slot after the other.
+        bool in_a_row = first_slot % 64 == 0 && (last - first) % 64 == 0;
+        m_elements.ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
+            std::uint64_t const i = number - first;
+            unsigned int const side = SideOf(e, m_sides);
+            std::uint64_t const is_above = (side & AboveBit) != 0;
+            found.nb_above += is_above;
+            found.above[i / 64] |= is_above << i % 64;
+            in_a_row = in_a_row && e.GetMaskIndex() == first_slot + i;
+            if (side == 0)
+                found.cut.push_back(number);
+        });
+        found.is_shown = in_a_row && first_slot + (last - first) <= m_visible.GetSize();
+        for (std::uint64_t i = 0; found.is_shown && i < last - first; i += 64)
+            m_visible.SetWordAt(first_slot + i, ~found.above[i / 64]);
+    }
+    // On one thread.
+    void Show(std::uint64_t first, std::uint64_t last, SidesOfStep const& found) {
+        for (std::uint64_t i = 0; !found.is_shown && i < last - first; ++i)
+            m_visible.SetValue(*m_elements.GetElementPtrAt(first + i),
+                               (found.above[i / 64] >> i % 64 & 1) == 0);
+    }
+
+private:
+    MMeshElementContainer const& m_elements;
+    MDataMaskBits<MMeshElement>& m_visible;
+    std::vector<unsigned char> const& m_sides;
+};
 
 // A power of two times the normal, whose largest coordinate is between 1 and 2 then: exact, and safe from
 // overflow.
@@ -152,22 +209,24 @@ bool MMeshOperatorCutPlane::Operate() {
     if (!GetMesh() || !is_plane)
         return false;
     MMeshBase& mesh = *GetMesh();
-    std::vector<unsigned char> const sides = SidesOfNodes(mesh, m_normal, m_point);
-    MDataMaskBits<MMeshElement>& visible = *mesh.GetElementMasks()->GetVisibleMask();
+    std::vector<unsigned char> const sides = SidesOfNodes(mesh, m_normal, m_point, GetParallel());
     std::vector<MMeshElement const*> cut;
     std::uint64_t above = 0;
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t index) {
-        unsigned int const side = SideOf(e, sides);
-        bool const is_above = (side & AboveBit) != 0;
-        above += is_above;
-        // Writing the same word over and over would wait for the last time.
-        if (visible.GetValue(e) == is_above)
-            visible.SetValue(e, !is_above);
-        if (side == 0) {
-            cut.push_back(&e);
-            m_cut_elements.push_back(static_cast<MLong>(index));
-        }
-    });
+    SideFinder finder(mesh, sides);
+    KetSDK::Support::ComputeSteps<SidesOfStep>(
+        {.items = mesh.Elements().GetNumElements(), .step = SidesOfStep::Elements, .parallel = GetParallel()},
+        [&finder](std::uint64_t first, std::uint64_t last, SidesOfStep& found) {
+            finder.Find(first, last, found);
+        },
+        [&](std::uint64_t first, std::uint64_t last, SidesOfStep const& found) {
+            finder.Show(first, last, found);
+            above += found.nb_above;
+            for (std::uint64_t const index : found.cut) {
+                cut.push_back(mesh.GetElement(index));
+                m_cut_elements.push_back(static_cast<MLong>(index));
+            }
+            return true;
+        });
     m_nb_above = above;
     m_nb_cut = cut.size();
     m_nb_below = mesh.Elements().GetNumElements() - m_nb_above - m_nb_cut;

@@ -123,7 +123,7 @@ MMeshOperatorGroupSubVolumes::_FindMaterials() {
         mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(m_stl, &mesh, 0.001);
     if (!mapper->IsMapped())
         mapper->Map();
-    mesh.GetNeighborsInfo()->Enable();
+    mesh.GetNeighborsInfo()->Enable(GetParallel());
 
     // One pass for all sub-volumes, of which there can be thousands: each sees its elements in their order.
     SubVolumesByNumber const sub_volumes({mesh.BeginSubVolume(), mesh.EndSubVolume()}, mesh);

@@ -30,14 +30,14 @@ constexpr std::uint32_t NoElement = std::numeric_limits<std::uint32_t>::max();
 // GetNeighbor says, but found for all faces at once, which takes a fraction of the time.
 class NeighborTable {
 public:
-    explicit NeighborTable(MMeshBase& mesh)
+    NeighborTable(MMeshBase& mesh, bool parallel)
         : m_numbers(static_cast<std::size_t>(mesh.NumberOfElements()),
                     {NoElement, NoElement, NoElement, NoElement}) {
         bool const tetrahedra_only = std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
             return e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
         });
         if (tetrahedra_only)
-            MatchFaces(mesh);
+            MatchFaces(mesh, parallel);
         else
             Ask(mesh);
     }
@@ -48,11 +48,11 @@ public:
 private:
     using Matcher = FaceMatcher<false>;
 
-    void MatchFaces(MMeshBase& mesh) {
+    void MatchFaces(MMeshBase& mesh, bool parallel) {
         // Every element is a group of its own, so that all faces between elements are visited.
-        int number = 0;
-        Matcher matcher(mesh.Elements(), [&number](MMeshElement const&) { return number++; });
-        matcher.ForEachBoundaryFace(
+        Matcher matcher(mesh.Elements(), parallel,
+                        [](MMeshElement const&, std::uint32_t number) { return static_cast<int>(number); });
+        matcher.ForEachBoundaryFaceAtOnce(
             [this](std::uint32_t element, std::uint32_t face, int, int neighbor, bool has_neighbor) {
                 if (has_neighbor)
                     m_numbers[element][face] = static_cast<std::uint32_t>(neighbor);
@@ -103,10 +103,10 @@ private:
 // Fills one region after another.
 class MMeshOperatorLabelSubVolumes::Filling {
 public:
-    Filling(MMeshBase& mesh, MMeshCorrespondenceMapper& mapper,
+    Filling(MMeshBase& mesh, bool parallel, MMeshCorrespondenceMapper& mapper,
             KetSDK::Common::IncrementalProgressReporter& reporter)
         : m_mesh(mesh)
-        , m_neighbors(mesh)
+        , m_neighbors(mesh, parallel)
         , m_reached(static_cast<std::size_t>(mesh.NumberOfElements()), false)
         , m_mapper(mapper)
         , m_is_far(mapper)
@@ -196,7 +196,7 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
 
     KetSDK::Common::IncrementalProgressReporter reporter(
         m_progress, "Label sub volumes", static_cast<std::uint64_t>(mesh->NumberOfElements()) / 1000, true);
-    mesh->GetNeighborsInfo()->Enable();
+    mesh->GetNeighborsInfo()->Enable(GetParallel());
     MDataMask<MMeshElement, bool> visited;
     MDataMask<MMeshElement, int> labels;
     mesh->GetElementMasks()->RegisterMask(&visited);
@@ -209,7 +209,7 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
     if (!mapper->IsMapped())
         mapper->Map();
 
-    Filling filling(*mesh, *mapper, reporter);
+    Filling filling(*mesh, GetParallel(), *mapper, reporter);
     while (MMeshElement* const seed = _FindSeed(visited)) {
         ++m_regions;
         if (!filling.Fill(*seed))

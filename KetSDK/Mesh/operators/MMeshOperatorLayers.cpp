@@ -40,9 +40,9 @@ private:
 };
 
 template <bool WithQuadrilaterals>
-void AddNodesOfBoundaryFaces(MMeshBase const& mesh, NodeSet& nodes) {
+void AddNodesOfBoundaryFaces(MMeshBase const& mesh, bool parallel, NodeSet& nodes) {
     // All elements are of one group: what is visited are the faces without a neighbour.
-    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), [](MMeshElement const&) { return 0; });
+    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), parallel, [](MMeshElement const&) { return 0; });
     matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
         MMeshElement const& e = *mesh.GetElement(element);
         ElementFace const& corners = FacesOfElement(e.GetNodeCount())[face];
@@ -51,12 +51,12 @@ void AddNodesOfBoundaryFaces(MMeshBase const& mesh, NodeSet& nodes) {
     });
 }
 
-NodeSet NodesOnBoundary(MMeshBase const& mesh) {
+NodeSet NodesOnBoundary(MMeshBase const& mesh, bool parallel) {
     NodeSet nodes(mesh);
     if (HasTrianglesOnly(mesh.Elements()))
-        AddNodesOfBoundaryFaces<false>(mesh, nodes);
+        AddNodesOfBoundaryFaces<false>(mesh, parallel, nodes);
     else
-        AddNodesOfBoundaryFaces<true>(mesh, nodes);
+        AddNodesOfBoundaryFaces<true>(mesh, parallel, nodes);
     return nodes;
 }
 
@@ -109,11 +109,11 @@ bool MMeshOperatorLayers::Operate() {
     MMeshBase* const mesh = GetMesh();
     if (!mesh)
         return false;
-    mesh->GetNeighborsInfo()->Enable(); // for callers, who count on it
+    mesh->GetNeighborsInfo()->Enable(GetParallel()); // for callers, who count on it
     m_layers = std::make_unique<LayerMask>(0);
     mesh->GetElementMasks()->RegisterMask(m_layers.get());
 
-    NodeSet reached = NodesOnBoundary(*mesh);
+    NodeSet reached = NodesOnBoundary(*mesh, GetParallel());
     Elements rest;
     rest.reserve(static_cast<std::size_t>(mesh->NumberOfElements()));
     for (MMeshElement const& e : mesh->Elements())

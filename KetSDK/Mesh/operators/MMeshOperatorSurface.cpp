@@ -33,9 +33,9 @@ using Triangles = std::vector<Triangle>;
 using FaceBits = std::vector<std::uint8_t>;
 
 template <bool WithQuadrilaterals, typename Group>
-FaceBits FindFaces(MMeshElementContainer const& elements, Group const& group) {
+FaceBits FindFaces(MMeshElementContainer const& elements, bool parallel, Group const& group) {
     FaceBits faces(static_cast<std::size_t>(elements.GetNumElements()), 0);
-    FaceMatcher<WithQuadrilaterals>(elements, group)
+    FaceMatcher<WithQuadrilaterals>(elements, parallel, group)
         .ForEachBoundaryFace([&faces](std::uint32_t element, std::uint32_t face, int, int, bool) {
             faces[element] = static_cast<std::uint8_t>(faces[element] | 1U << face);
         });
@@ -43,8 +43,9 @@ FaceBits FindFaces(MMeshElementContainer const& elements, Group const& group) {
 }
 
 template <typename Group>
-FaceBits FindFaces(MMeshElementContainer const& elements, Group const& group) {
-    return HasTrianglesOnly(elements) ? FindFaces<false>(elements, group) : FindFaces<true>(elements, group);
+FaceBits FindFaces(MMeshElementContainer const& elements, bool parallel, Group const& group) {
+    return HasTrianglesOnly(elements) ? FindFaces<false>(elements, parallel, group)
+                                      : FindFaces<true>(elements, parallel, group);
 }
 
 bool LiesOnOneOf(FaceBits::value_type faces, unsigned char n, NodeBits triangle) {
@@ -110,9 +111,9 @@ void RemoveShared(Triangles& triangles, MMeshElementContainer const& elements, G
 
 // group(element) says to which group an element belongs; faces between groups lie on the boundary.
 template <typename Group>
-Triangles BoundaryOf(MMeshBase& mesh, Group const& group) {
+Triangles BoundaryOf(MMeshBase& mesh, bool parallel, Group const& group) {
     MMeshElementContainer const& elements = mesh.Elements();
-    Triangles triangles = TrianglesOf(mesh, FindFaces(elements, group));
+    Triangles triangles = TrianglesOf(mesh, FindFaces(elements, parallel, group));
     unsigned char const kind = elements.begin()->GetNodeCount();
     if (!std::ranges::all_of(elements, [kind](MMeshElement const& e) { return e.GetNodeCount() == kind; }))
         RemoveShared(triangles, elements, group);
@@ -129,8 +130,8 @@ bool MMeshOperatorSurface::Operate() {
     if (!mesh || mesh->NumberOfElements() == 0 || (GetSettings() && !settings))
         return false;
     Triangles const triangles = settings && settings->GetInterfacesAreBoundary()
-                                    ? BoundaryOf(*mesh, SubVolumeIDs(*mesh))
-                                    : BoundaryOf(*mesh, [](MMeshElement const&) { return 0; });
+                                    ? BoundaryOf(*mesh, GetParallel(), SubVolumeIDs(*mesh))
+                                    : BoundaryOf(*mesh, GetParallel(), [](MMeshElement const&) { return 0; });
     MMeshElementMaskContainer& masks = *mesh->GetElementMasks();
     masks.ReleaseSurfaceMask();
     MDataMask<MMeshElement, MMeshSurfaceTriangleList>& lists = *masks.GetSurfaceMask();

@@ -285,7 +285,7 @@ std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
         return nodes;
     std::vector<char> on_face(static_cast<std::size_t>(mesh->NumberOfPoints()), 0);
     SubVolumeIDs const ids(*mesh);
-    FaceMatcher<false> matcher(mesh->Elements(),
+    FaceMatcher<false> matcher(mesh->Elements(), GetParallel(),
                                [&](MMeshElement const& e) { return m_interfaces ? ids(e) : 0; });
     matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
         MMeshElement const& e = *mesh->GetElement(element);
@@ -302,7 +302,7 @@ bool MMeshProjectTetOnStlOperator::Operate() {
     m_counts = {};
     if (!CanRun())
         return false;
-    GetMesh()->GetNeighborsInfo()->Enable(); // for callers, who count on it
+    GetMesh()->GetNeighborsInfo()->Enable(GetParallel()); // for callers, who count on it
     std::vector<MMeshPoint*> const nodes = FindNodes();
     IncrementalProgressReporter reporter(m_delegate, "Moving boundary", 2 * nodes.size(), true);
     std::vector<Move> moves = FindMoves(nodes, reporter);

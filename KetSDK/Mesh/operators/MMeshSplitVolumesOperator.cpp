@@ -22,19 +22,20 @@ using Number = DisjointSets::Number; // of an element
 // Which elements of one sub-volume hang together; an element stands for its component when it is the first of
 // it.
 template <bool WithQuadrilaterals>
-void Connect(MMeshBase const& mesh, DisjointSets& components) {
+void Connect(MMeshBase const& mesh, bool parallel, DisjointSets& components) {
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-    FaceMatcher<WithQuadrilaterals> matcher(
-        mesh.Elements(), [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : -1; });
-    matcher.ForEachConnection([&components](Number a, Number b) { components.Join(a, b); });
+    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), parallel, [numbers](MMeshElement const& e) {
+        return numbers ? numbers->GetValue(e) : -1;
+    });
+    matcher.ForEachConnectionAtOnce([&components](Number a, Number b) { components.Join(a, b); });
 }
 
-DisjointSets FindComponents(MMeshBase const& mesh) {
+DisjointSets FindComponents(MMeshBase const& mesh, bool parallel) {
     DisjointSets components(static_cast<std::size_t>(mesh.NumberOfElements()));
     if (HasTrianglesOnly(mesh.Elements()))
-        Connect<false>(mesh, components);
+        Connect<false>(mesh, parallel, components);
     else
-        Connect<true>(mesh, components);
+        Connect<true>(mesh, parallel, components);
     return components;
 }
 
@@ -68,7 +69,7 @@ bool MMeshSplitVolumesOperator::Operate() {
     MMeshBase* const mesh = GetMesh();
     if (!mesh || !AreAllOf(*mesh, m_sub_volumes))
         return false;
-    DisjointSets components = FindComponents(*mesh);
+    DisjointSets components = FindComponents(*mesh, GetParallel());
     auto const components_of = ComponentsOf(*mesh, components, m_sub_volumes);
 
     // Where the elements go that do not stay, by the first element of their component.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/MMeshTopology.h>
 
+#include <KetSDK/Mesh/correspondence/detail/ParallelSort.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/DisjointSets.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <limits>
 #include <span>
@@ -67,19 +69,23 @@ std::uint64_t HashOf(Key const& key) {
     return hash;
 }
 
-std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& places) {
+std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& places, bool parallel) {
     struct Entry {
         std::uint64_t hash;
         Number element;
     };
-    std::vector<Entry> entries;
-    entries.reserve(static_cast<std::size_t>(mesh.NumberOfElements()));
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
-        entries.push_back({HashOf(KeyOf(e, places)), static_cast<Number>(number)});
-    });
-    std::ranges::sort(entries, [](Entry const& a, Entry const& b) {
+    std::vector<Entry> entries(static_cast<std::size_t>(mesh.NumberOfElements()));
+    Support::ComputeSteps(
+        {.items = entries.size(), .step = 4096, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last) {
+            mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
+                entries[number] = {HashOf(KeyOf(e, places)), static_cast<Number>(number)};
+            });
+        });
+    auto const comes_before = [](Entry const& a, Entry const& b) {
         return a.hash != b.hash ? a.hash < b.hash : a.element < b.element;
-    });
+    };
+    Sort(entries, comes_before, parallel);
     std::uint64_t count = 0;
     std::vector<Key> different; // those of one hash, of which there is one but by accident
     for (std::size_t i = 0; i < entries.size(); ++i) {
@@ -98,31 +104,34 @@ std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& 
 }
 
 template <bool WithQuadrilaterals>
-void LookAtFaces(MMeshBase const& mesh, MMeshTopology& topology) {
+void LookAtFaces(MMeshBase const& mesh, bool parallel, MMeshTopology& topology) {
     DisjointSets parts(static_cast<std::size_t>(mesh.NumberOfElements()));
-    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), [](MMeshElement const&) { return 0; });
-    matcher.ForEachFace([&](std::span<Number const> elements) {
-        topology.faces_of_three += elements.size() > 2;
+    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), parallel, [](MMeshElement const&) { return 0; });
+    std::atomic<std::uint64_t> faces_of_three = 0;
+    matcher.ForEachFaceAtOnce([&](std::span<Number const> elements) {
+        if (elements.size() > 2)
+            ++faces_of_three;
         for (Number const element : elements.subspan(1))
             parts.Join(elements.front(), element);
     });
+    topology.faces_of_three = faces_of_three;
     topology.parts = parts.CountSets();
 }
 
 } // namespace
 
-MMeshTopology AnalyzeTopology(MMeshBase const& mesh) {
+MMeshTopology AnalyzeTopology(MMeshBase const& mesh, bool parallel) {
     MMeshTopology topology;
     Number places = 0;
     std::vector<Number> const place_of = NumberPlaces(mesh, places, [](MMeshPoint const&) { return true; });
     topology.duplicate_nodes = place_of.size() - places;
-    topology.duplicate_elements = CountDuplicates(mesh, place_of);
+    topology.duplicate_elements = CountDuplicates(mesh, place_of, parallel);
     std::vector<bool> const used = FindUsedNodes(mesh);
     topology.unused_nodes = static_cast<std::uint64_t>(std::count(used.begin(), used.end(), false));
     if (HasTrianglesOnly(mesh.Elements()))
-        LookAtFaces<false>(mesh, topology);
+        LookAtFaces<false>(mesh, parallel, topology);
     else
-        LookAtFaces<true>(mesh, topology);
+        LookAtFaces<true>(mesh, parallel, topology);
     return topology;
 }
 

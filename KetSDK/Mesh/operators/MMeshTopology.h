@@ -18,7 +18,8 @@ struct MMeshTopology {
     std::uint64_t parts = 0;              // sets of elements that hang together through faces, whatever their
                                           // sub-volumes
 };
-KETSDK_MESH_API MMeshTopology AnalyzeTopology(MMeshBase const& mesh);
+// On several threads when parallel, with the same result.
+KETSDK_MESH_API MMeshTopology AnalyzeTopology(MMeshBase const& mesh, bool parallel = false);
 
 // The nodes of elements at the place of an earlier node of an element: elements on both sides of them touch
 // and are not connected.

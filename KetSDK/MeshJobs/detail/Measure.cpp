@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 
 #include <string>
 
@@ -14,7 +15,7 @@ void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::Q
     if (metric.type == MMeshQualityAnalysisOperator::FluentOrthogonalQuality ||
         metric.type == MMeshQualityAnalysisOperator::OrthogonalQuality) {
         RequireFewAtEachFace(model);
-        model.mesh->GetNeighborsInfo()->Enable();
+        WithThreads(context, [&](bool parallel) { model.mesh->GetNeighborsInfo()->Enable(parallel); });
     }
     analysis.SetCurrentMetric(metric.type);
     analysis.SetCurvedVolumes(true);

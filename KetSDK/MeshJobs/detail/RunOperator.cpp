@@ -2,18 +2,8 @@
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 
 #include <KetSDK/MeshJobs/Error.h>
-#include <KetSDK/MeshJobs/detail/Threads.h>
 
 namespace KetSDK::MeshJobs::Detail {
-
-bool Operate(MMeshOperator& job, Context const& context) {
-    bool done = false;
-    WithThreads(context, [&](bool parallel) {
-        job.SetParallel(parallel);
-        done = job.Operate();
-    });
-    return done;
-}
 
 void RunOperator(MMeshOperator& job, Model const& model, std::string const& failure, Context const& context) {
     job.SetMesh(model.mesh.get());

@@ -4,13 +4,22 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 #include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshJobs/Model.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 
 #include <string>
 
 namespace KetSDK::MeshJobs::Detail {
 
 // Runs an operator, to which all was given, on as many threads as the context allows.
-bool Operate(MMeshOperator& job, Context const& context);
+template <typename Operator>
+bool Operate(Operator& job, Context const& context) {
+    bool done = false;
+    WithThreads(context, [&](bool parallel) {
+        job.SetParallel(parallel);
+        done = job.Operate();
+    });
+    return done;
+}
 
 // The same for an operator to which all but the mesh was given, on the mesh of a model. Throws Cancelled when
 // the user cancelled, and FileError of the model's file with `failure` when the operator failed.

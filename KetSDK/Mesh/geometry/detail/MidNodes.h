@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -61,13 +62,13 @@ public:
         return any;
     }
 
-    // Calls visit(mid node, one end of its edge, the other).
+    // Calls visit(mid node, one end of its edge, the other) for those of nodes first to last - 1.
     template <typename Visit>
-    void ForEach(MMeshBase& mesh, Visit&& visit) const {
+    void ForEach(MMeshBase& mesh, std::uint64_t first, std::uint64_t last, Visit&& visit) const {
         auto const node = [&mesh](auto i) -> MMeshPoint& {
             return *mesh.GetRandomPoint(static_cast<std::uint64_t>(i));
         };
-        for (std::size_t i = 0; i < m_edges.size(); ++i)
+        for (auto i = static_cast<std::size_t>(first); i < last; ++i)
             if (m_edges[i].first >= 0)
                 visit(node(i), node(m_edges[i].first), node(m_edges[i].second));
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
@@ -21,17 +22,32 @@ public:
 
     // The smallest number of the set that one is in.
     Number FirstOf(Number number) noexcept {
-        while (m_first[number] != number) {
-            m_first[number] = m_first[m_first[number]]; // halves the way for those who come later
-            number = m_first[number];
+        for (;;) {
+            Number const next = Load(number);
+            if (next == number)
+                return number;
+            Number const after = Load(next);
+            if (after == next)
+                return next;
+            // Halves the way for those who come later.
+            std::atomic_ref(m_first[number]).store(after, std::memory_order_relaxed);
+            number = after;
         }
-        return number;
     }
-    // Makes one set of the two that these are in.
+    // Makes one set of the two that these are in. Threads may join at the same time; the sets are the same in
+    // whatever order.
     void Join(Number a, Number b) noexcept {
-        a = FirstOf(a);
-        b = FirstOf(b);
-        m_first[a < b ? b : a] = a < b ? a : b;
+        for (;;) {
+            a = FirstOf(a);
+            b = FirstOf(b);
+            if (a == b)
+                return;
+            if (a < b)
+                std::swap(a, b);
+            Number expected = a;
+            if (std::atomic_ref(m_first[a]).compare_exchange_weak(expected, b, std::memory_order_relaxed))
+                return;
+        }
     }
     std::uint64_t CountSets() const noexcept {
         std::uint64_t count = 0;
@@ -41,6 +57,10 @@ public:
     }
 
 private:
+    Number Load(Number number) noexcept {
+        return std::atomic_ref(m_first[number]).load(std::memory_order_relaxed);
+    }
+
     std::vector<Number> m_first; // a number of the same set that is no larger
 };
 

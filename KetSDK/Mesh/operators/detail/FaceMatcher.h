@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 #include <KetSDK/Mesh/operators/detail/ElementFaces.h>
 #include <KetSDK/Support/MHash.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -29,7 +30,8 @@ inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
 // Each face becomes a record of its corners. The records are spread by a hash of the corners over bins that
 // fit into the processor's cache, where equal faces find one another through a small table. So the elements
 // are read once and in order, and nothing is looked up at random in a large table: several times faster than
-// asking for one neighbour after another.
+// asking for one neighbour after another. On several threads each spreads elements of its own, and bins are
+// matched at the same time.
 //
 // Faces match when they have the same corners; a quadrilateral with a repeated corner counts as a
 // triangle. Faces with fewer than three different corners have no area; they are only listed.
@@ -42,63 +44,82 @@ public:
     // Stands for the group of the neighbour where there is none.
     static constexpr int NoNeighbour = std::numeric_limits<int>::max();
 
-    // group(element) says to which group an element belongs. One of the walks below uses the matcher up.
+    // group(element) or group(element, its number) says to which group an element belongs, on several threads
+    // at once when parallel. One of the walks below uses the matcher up.
     template <typename Group>
-    FaceMatcher(MMeshElementContainer const& elements, Group&& group)
-        : m_elements(elements) {
-        std::uint64_t bins = 1;
-        while (bins < MaxBins && bins * RecordsPerBin < 4 * elements.GetNumElements()) {
-            bins *= 2;
+    FaceMatcher(MMeshElementContainer const& elements, bool parallel, Group const& group)
+        : m_elements(elements)
+        , m_parallel(parallel) {
+        while (m_bins < MaxBins && m_bins * RecordsPerBin < 4 * elements.GetNumElements()) {
+            m_bins *= 2;
             --m_bin_shift;
         }
-        m_bins.resize(bins);
         Spread(group);
     }
 
     // Calls visit(element, face, group, group of the neighbour, whether there is a neighbour) for every
-    // face whose neighbour is of another group or missing, in no particular order. Where more than two
-    // elements meet at a face, the neighbour is the one of lowest address that is not the element itself.
+    // face whose neighbour is of another group or missing. It does so on the calling thread, in an order that
+    // is the same on any number of threads. Where more than two elements meet at a face, the neighbour is the
+    // one of lowest address that is not the element itself.
     template <typename Visit>
-    void ForEachBoundaryFace(Visit&& visit) {
-        for (Bin& bin : m_bins) {
-            MatchRecords(
-                bin, [&](Bin const& records, std::uint32_t first) { VisitRecords(records, first, visit); });
-            bin = Bin();
-        }
+    void ForEachBoundaryFace(Visit const& visit) {
+        struct Found : Table {
+            std::vector<BoundaryFace> faces;
+        };
+        auto const match = [this](std::uint64_t first, std::uint64_t last, Found& found) {
+            found.faces.clear();
+            auto const keep = [&found](Number element, std::uint32_t face, int group, int other, bool has) {
+                found.faces.push_back({element, face, group, other, has});
+            };
+            MatchBins(first, last, found,
+                      [this, &keep](auto const& chain) { this->VisitChain(chain, keep); });
+        };
+        auto const hand_on = [&visit](std::uint64_t, std::uint64_t, Found const& found) {
+            for (BoundaryFace const& f : found.faces)
+                visit(f.element, f.face, f.group, f.other, f.has_neighbour);
+            return true;
+        };
+        Support::ComputeSteps<Found>(Bins(), match, hand_on);
+    }
+    // The same on the threads that find the faces: visit writes for each face where no other face does.
+    template <typename Visit>
+    void ForEachBoundaryFaceAtOnce(Visit const& visit) {
+        ForEachChainAtOnce([this, &visit](auto const& chain) { this->VisitChain(chain, visit); });
     }
 
     // Calls visit(element, other) for elements of one group that have a face in common, in no particular
-    // order. Where more than two of them meet at a face, enough pairs are visited to connect all.
+    // order and on several threads at once. Where more than two of them meet at a face, enough pairs are
+    // visited to connect all.
     template <typename Visit>
-    void ForEachConnection(Visit&& visit) {
-        for (Bin& bin : m_bins) {
-            MatchRecords(bin, [&](Bin const& records, std::uint32_t first) {
-                for (std::uint32_t own = m_next[first]; own != End; own = m_next[own]) {
-                    std::uint32_t other = first;
-                    while (other != own && records[other].group != records[own].group)
-                        other = m_next[other];
-                    if (other != own)
-                        visit(records[other].element, records[own].element);
-                }
-            });
-            bin = Bin();
-        }
+    void ForEachConnectionAtOnce(Visit const& visit) {
+        ForEachChainAtOnce([&visit](auto const& chain) {
+            for (std::uint32_t own = chain.Next(chain.first); own != End; own = chain.Next(own)) {
+                std::uint32_t other = chain.first;
+                while (other != own && chain[other].group != chain[own].group)
+                    other = chain.Next(other);
+                if (other != own)
+                    visit(chain[other].element, chain[own].element);
+            }
+        });
     }
 
-    // Calls visit(elements) for every face, in no particular order: the one, two or more elements that have
-    // it.
+    // Calls visit(elements) for every face, in no particular order and on several threads at once: the one,
+    // two or more elements that have it.
     template <typename Visit>
-    void ForEachFace(Visit&& visit) {
-        std::vector<Number> elements;
-        for (Bin& bin : m_bins) {
-            MatchRecords(bin, [&](Bin const& records, std::uint32_t first) {
-                elements.clear();
-                for (std::uint32_t i = first; i != End; i = m_next[i])
-                    elements.push_back(records[i].element);
-                visit(std::span<Number const>(elements));
-            });
-            bin = Bin();
-        }
+    void ForEachFaceAtOnce(Visit const& visit) {
+        ForEachChainAtOnce([&visit](auto const& chain) {
+            Number few[2] = {};
+            std::uint32_t count = 0;
+            for (std::uint32_t i = chain.first; i != End; i = chain.Next(i))
+                if (count++ < 2)
+                    few[count - 1] = chain[i].element;
+            if (count <= 2) // nearly always
+                return visit(std::span<Number const>(few, count));
+            std::vector<Number> elements;
+            for (std::uint32_t i = chain.first; i != End; i = chain.Next(i))
+                elements.push_back(chain[i].element);
+            visit(std::span<Number const>(elements));
+        });
     }
 
     struct Face {
@@ -125,7 +146,15 @@ private:
         }
     };
 
-    // Records of one bin, in blocks that are filled one after another.
+    struct BoundaryFace {
+        Number element;
+        std::uint32_t face;
+        int group;
+        int other;
+        bool has_neighbour;
+    };
+
+    // Records of one bin from one piece of the elements, in blocks that are filled one after another.
     class Bin {
     public:
         void Add(Record const& r) {
@@ -143,6 +172,12 @@ private:
         Record const& operator[](std::uint32_t i) const noexcept {
             return m_blocks[i / BlockSize][i % BlockSize];
         }
+        void AppendTo(std::vector<Record>& records) const {
+            for (std::uint32_t left = Size(); auto const& block : m_blocks) {
+                records.insert(records.end(), block.get(), block.get() + std::min(left, BlockSize));
+                left -= std::min(left, BlockSize);
+            }
+        }
 
     private:
         static constexpr std::uint32_t BlockSize = 512;
@@ -151,18 +186,67 @@ private:
         std::uint32_t m_room = 0;
     };
 
+    // The records of the elements of one piece.
+    struct Piece {
+        std::vector<Bin> bins;
+        std::vector<Face> collapsed;
+    };
+
+    // Records that came of the same corners, of a bin that is a Bin or a list of records.
+    template <typename Records>
+    struct Chain {
+        Records const& records;
+        std::vector<std::uint32_t> const& next;
+        std::uint32_t first;
+
+        Record const& operator[](std::uint32_t i) const noexcept { return records[i]; }
+        std::uint32_t Next(std::uint32_t i) const noexcept { return next[i]; }
+    };
+
+    // What matching a bin needs; used again for every bin.
+    struct Table {
+        std::vector<std::uint32_t> first;  // hash table: first record of a chain
+        std::vector<std::uint32_t> next;   // next record of the same chain
+        std::vector<std::uint32_t> chains; // first records of all chains
+        std::vector<Record> records;       // of all pieces, where there are several
+    };
+
+    // Elements in as many pieces as there are threads, as long as that pays.
     template <typename Group>
-    void Spread(Group& group) {
+    void Spread(Group const& group) {
+        std::uint64_t const elements = m_elements.GetNumElements();
+        constexpr std::uint64_t fewest = 4096, most_pieces = 16;
+        std::uint64_t const pieces =
+            m_parallel
+                ? std::clamp<std::uint64_t>(elements / fewest, 1,
+                                            std::min<std::uint64_t>(Support::NumberOfThreads(), most_pieces))
+                : 1;
+        m_pieces.resize(static_cast<std::size_t>(pieces));
+        std::uint64_t const size = std::max<std::uint64_t>((elements + pieces - 1) / pieces, 1);
+        Support::ComputeSteps({.items = elements, .step = size, .parallel = m_parallel},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  Spread(group, first, last,
+                                         m_pieces[static_cast<std::size_t>(first / size)]);
+                              });
+        for (Piece const& piece : m_pieces)
+            m_collapsed.insert(m_collapsed.end(), piece.collapsed.begin(), piece.collapsed.end());
+    }
+    template <typename Group>
+    void Spread(Group const& group, std::uint64_t first, std::uint64_t last, Piece& piece) const {
+        piece.bins.resize(m_bins);
         Record record{};
-        m_elements.ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+        m_elements.ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
             record.element = static_cast<Number>(number);
-            record.group = group(e);
+            if constexpr (std::is_invocable_v<Group const&, MMeshElement const&, Number>)
+                record.group = group(e, record.element);
+            else
+                record.group = group(e);
             auto const faces = FacesOf(e.GetNodeCount());
             for (record.face = 0; record.face < faces.size(); ++record.face) {
                 if (SetCorners(record, e, faces[record.face]))
-                    m_bins[m_bin_shift < 64 ? record.Hash() >> m_bin_shift : 0].Add(record);
+                    piece.bins[m_bin_shift < 64 ? record.Hash() >> m_bin_shift : 0].Add(record);
                 else
-                    m_collapsed.push_back({record.element, record.face});
+                    piece.collapsed.push_back({record.element, record.face});
             }
         });
     }
@@ -204,52 +288,90 @@ private:
         }
     }
 
-    // Links records with the same corners to chains and calls visit_chain(records, first of the chain).
-    template <typename VisitChain>
-    void MatchRecords(Bin const& records, VisitChain const& visit_chain) {
-        std::size_t size = 64;
-        while (size < 2 * records.Size())
-            size *= 2;
-        m_first.assign(size, End);
-        m_next.assign(records.Size(), End);
-        m_chains.clear();
-        for (std::uint32_t i = 0; i < records.Size(); ++i) {
-            std::size_t at = static_cast<std::size_t>(records[i].Hash()) & (size - 1);
-            while (m_first[at] != End && !records[m_first[at]].Matches(records[i]))
-                at = (at + 1) & (size - 1);
-            if (m_first[at] == End) {
-                m_first[at] = i;
-                m_chains.push_back(i);
-            } else {
-                std::uint32_t last = m_first[at];
-                while (m_next[last] != End)
-                    last = m_next[last];
-                m_next[last] = i;
-            }
-        }
-        for (std::uint32_t const first : m_chains)
-            visit_chain(records, first);
+    // Bins as steps of work: few at a time, since each takes a table of its own.
+    Support::WorkSteps Bins() const noexcept {
+        return {.items = m_elements.GetNumElements() > 0 ? m_bins : 0,
+                .parallel = m_parallel,
+                .window = 2 * Support::NumberOfThreads()};
     }
 
+    template <typename VisitChain>
+    void ForEachChainAtOnce(VisitChain const& visit) {
+        Support::ComputeSteps<Table>(
+            Bins(),
+            [&](std::uint64_t first, std::uint64_t last, Table& table) {
+                MatchBins(first, last, table, visit);
+            },
+            [](std::uint64_t, std::uint64_t, Table const&) { return true; });
+    }
+
+    // Calls visit(chain) for all chains of the bins, and drops these.
     template <typename Visit>
-    void VisitRecords(Bin const& records, std::uint32_t first, Visit& visit) const {
-        std::uint32_t const second = m_next[first];
-        if (second != End && m_next[second] == End && records[first].group == records[second].group &&
-            records[first].element != records[second].element)
+    void MatchBins(std::uint64_t first, std::uint64_t last, Table& table, Visit const& visit) {
+        for (auto bin = static_cast<std::size_t>(first); bin < last; ++bin) {
+            if (m_pieces.size() == 1) {
+                Bin& records = m_pieces.front().bins[bin];
+                MatchRecords(records, records.Size(), table, visit);
+            } else {
+                table.records.clear();
+                for (Piece const& piece : m_pieces)
+                    if (!piece.bins.empty())
+                        piece.bins[bin].AppendTo(table.records);
+                MatchRecords(table.records, static_cast<std::uint32_t>(table.records.size()), table, visit);
+            }
+            for (Piece& piece : m_pieces)
+                if (!piece.bins.empty())
+                    piece.bins[bin] = Bin();
+        }
+    }
+
+    // Links records with the same corners to chains and calls visit(chain) for each.
+    template <typename Records, typename Visit>
+    static void MatchRecords(Records const& records, std::uint32_t count, Table& table, Visit const& visit) {
+        std::size_t size = 64;
+        while (size < 2 * std::size_t{count})
+            size *= 2;
+        table.first.assign(size, End);
+        table.next.assign(count, End);
+        table.chains.clear();
+        for (std::uint32_t i = 0; i < count; ++i) {
+            std::size_t at = static_cast<std::size_t>(records[i].Hash()) & (size - 1);
+            while (table.first[at] != End && !records[table.first[at]].Matches(records[i]))
+                at = (at + 1) & (size - 1);
+            if (table.first[at] == End) {
+                table.first[at] = i;
+                table.chains.push_back(i);
+            } else {
+                std::uint32_t last = table.first[at];
+                while (table.next[last] != End)
+                    last = table.next[last];
+                table.next[last] = i;
+            }
+        }
+        for (std::uint32_t const first : table.chains)
+            visit(Chain<Records>{records, table.next, first});
+    }
+
+    template <typename Records, typename Visit>
+    void VisitChain(Chain<Records> const& chain, Visit const& visit) const {
+        std::uint32_t const second = chain.Next(chain.first);
+        if (second != End && chain.Next(second) == End && chain[chain.first].group == chain[second].group &&
+            chain[chain.first].element != chain[second].element)
             return; // what most faces are
-        for (std::uint32_t own = first; own != End; own = m_next[own]) {
-            Record const& r = records[own];
-            Record const* const other = Neighbour(records, first, r.element);
+        for (std::uint32_t own = chain.first; own != End; own = chain.Next(own)) {
+            Record const& r = chain[own];
+            Record const* const other = Neighbour(chain, r.element);
             int const other_group = other ? other->group : NoNeighbour;
             if (!other || r.group != other_group)
                 visit(r.element, r.face, r.group, other_group, other != nullptr);
         }
     }
 
-    Record const* Neighbour(Bin const& records, std::uint32_t first, Number own) const {
+    template <typename Records>
+    Record const* Neighbour(Chain<Records> const& chain, Number own) const {
         Record const* lowest = nullptr;
-        for (std::uint32_t i = first; i != End; i = m_next[i]) {
-            Record const& r = records[i];
+        for (std::uint32_t i = chain.first; i != End; i = chain.Next(i)) {
+            Record const& r = chain[i];
             if (r.element != own && (!lowest || m_elements.GetElementPtrAt(r.element) <
                                                     m_elements.GetElementPtrAt(lowest->element)))
                 lowest = &r;
@@ -260,12 +382,11 @@ private:
     static constexpr std::uint32_t End = std::numeric_limits<std::uint32_t>::max();
 
     MMeshElementContainer const& m_elements;
-    std::vector<Face> m_collapsed;
+    bool m_parallel;
+    std::uint64_t m_bins = 1;
     unsigned int m_bin_shift = 64; // the highest bits of the hash number the bin
-    std::vector<Bin> m_bins;
-    std::vector<std::uint32_t> m_first;  // hash table: first record of a chain
-    std::vector<std::uint32_t> m_next;   // next record of the same chain
-    std::vector<std::uint32_t> m_chains; // first records of all chains
+    std::vector<Piece> m_pieces;
+    std::vector<Face> m_collapsed;
 };
 
 } // namespace KetSDK::Mesh::Detail
