@@ -22,11 +22,6 @@ NODES = {"tet4": 4, "tet10": 10, "hex8": 8, "wedge6": 6}
 Path = str | os.PathLike[str]
 SurfaceLike = Surface | Surfaces | Path
 
-MATERIAL_OPTIONS = (
-    "preset", "law", "modulus", "poisson", "least_density", "unit_offset", "only", "constants", "by", "bins",
-    "average", "sampling", "order", "outside",
-)  # fmt: skip
-
 
 class Mesh:
     """A volume mesh with its sub-volumes, materials and values.
@@ -221,7 +216,7 @@ class Mesh:
         *,
         below: float | None = None,
         above: float | None = None,
-        limits: Iterable[str] = (),
+        limits: str | Iterable[str] = (),
         bins: int = 10,
         width: float = 0.0,
         max_bound: float | None = None,
@@ -247,7 +242,7 @@ class Mesh:
         True
         """
         return _core.quality(
-            self._core, metrics, below, above, list(limits), bins, width, max_bound, worst, os.fspath(plot), threads
+            self._core, metrics, below, above, _words(limits), bins, width, max_bound, worst, os.fspath(plot), threads
         )
 
     def check(self, tolerance: float = 0.5) -> _core.Check:
@@ -317,13 +312,13 @@ class Mesh:
         """
         return _core.group(self._core, as_surface(surface), tolerance)
 
-    def split(self, names: Sequence[str] = ()) -> _core.Split:
+    def split(self, names: str | Iterable[str] = ()) -> _core.Split:
         """Splits sub-volumes, all without names, into the connected sets of their elements.
 
         >>> ketmesh.read("head_small_tet4.vtu").split(["Label 3"]).new_subvolumes >= 0
         True
         """
-        return _core.split(self._core, list(names))
+        return _core.split(self._core, _words(names))
 
     def merge(self, other: Mesh) -> _core.Merge:
         """Adds another mesh, which stays as it is, behind what this one has. Nodes at one place become one.
@@ -364,7 +359,7 @@ class Mesh:
         """
         return _core.project(self._core, as_surface(surface), distance, interfaces, min_quality, threads)
 
-    def to_frame(self, frame: str, vectors: Sequence[str] = ()) -> _core.Frame:
+    def to_frame(self, frame: str, vectors: str | Iterable[str] = ()) -> _core.Frame:
         """Turns the mesh into the frame of coordinates "RAS" or "LPS": x and y change their signs.
 
         So do those of the arrays named in `vectors`, on nodes and elements. Raises `MeshError` for a mesh that does
@@ -374,9 +369,28 @@ class Mesh:
         >>> mesh.to_frame("RAS").turned, mesh.frame
         (True, 'RAS')
         """
-        return _core.to_frame(self._core, frame, list(vectors))
+        return _core.to_frame(self._core, frame, _words(vectors))
 
-    def materials(self, image: Image | Path | None = None, *, threads: int = 0, **options: Any) -> _core.Materials:
+    def materials(
+        self,
+        image: Image | Path | None = None,
+        *,
+        preset: str | None = None,
+        law: Sequence[float] | None = None,
+        modulus: Sequence[float] | None = None,
+        poisson: float | None = None,
+        least_density: float | None = None,
+        unit_offset: bool | None = None,
+        only: str | Iterable[str] | None = None,
+        constants: Mapping[str, Sequence[float]] | None = None,
+        by: str | None = None,
+        bins: int | None = None,
+        average: str | None = None,
+        sampling: str | None = None,
+        order: int | None = None,
+        outside: float | None = None,
+        threads: int = 0,
+    ) -> _core.Materials:
         """Gives the elements grey values by an image and materials by the grey values.
 
         Args:
@@ -396,16 +410,20 @@ class Mesh:
             order: of polynomials that "mean" averages exactly, 1 to 6.
             outside: grey value of elements outside the image.
 
-        Raises `MeshError` for options and images that do not fit, `TypeError` for an option that there is not.
+        Raises `MeshError` for options and images that do not fit.
 
         >>> mesh = ketmesh.read("head_small_tet4.vtu")
         >>> report = mesh.materials("head_ct.nii.gz", law=(1, 0.001, 1, 0, 0), modulus=(3000, 2), bins=4)
         >>> len(report.materials)
         4
         """
-        if unknown := set(options) - set(MATERIAL_OPTIONS):
-            raise TypeError(f"materials has no option {', '.join(sorted(unknown))}; there are {', '.join(MATERIAL_OPTIONS)}")
-        return _core.materials(self._core, None if image is None else as_image(image), options, threads)
+        options = {
+            "preset": preset, "law": law, "modulus": modulus, "poisson": poisson, "least_density": least_density,
+            "unit_offset": unit_offset, "only": None if only is None else _words(only), "constants": constants, "by": by,
+            "bins": bins, "average": average, "sampling": sampling, "order": order, "outside": outside,
+        }  # fmt: skip
+        given = {name: value for name, value in options.items() if value is not None}
+        return _core.materials(self._core, None if image is None else as_image(image), given, threads)
 
     # --- Making others of it ----------------------------------------------------------------------------
 
@@ -420,13 +438,13 @@ class Mesh:
         """
         return _wrap(*_core.convert(self._core, kind, split))
 
-    def remove(self, names: Sequence[str]) -> Mesh:
-        """What is left without the sub-volumes of these names.
+    def remove(self, names: str | Iterable[str]) -> Mesh:
+        """What is left without the sub-volume of this name, or the sub-volumes of these names.
 
-        >>> [s.name for s in ketmesh.read("head_small_tet4.vtu").remove(["Label 1"]).subvolumes]
+        >>> [s.name for s in ketmesh.read("head_small_tet4.vtu").remove("Label 1").subvolumes]
         ['Label 2', 'Label 3']
         """
-        return _wrap(*_core.remove(self._core, list(names)))
+        return _wrap(*_core.remove(self._core, _words(names)))
 
     def weld(self, tolerance: float = 0.0) -> Mesh:
         """A mesh in which nodes that lie at one place, or within the tolerance [mm], are one.
@@ -768,6 +786,11 @@ def from_vtk(grid: Any, **options: Any) -> Mesh:
     """A mesh of a vtkUnstructuredGrid or pyvista.UnstructuredGrid. Options are those of `Mesh`."""
     arrays, said = _exchange.from_vtk(grid)
     return Mesh(*arrays, **(said | options))
+
+
+def _words(words: str | Iterable[str]) -> list[str]:
+    """One word stands for a list of it."""
+    return [words] if isinstance(words, str) else list(words)
 
 
 def _wrap(core: _core.Model, report: Any = None) -> Mesh:
