@@ -31,7 +31,7 @@ void Connect(MMeshBase const& mesh, bool parallel, DisjointSets& components) {
 }
 
 DisjointSets FindComponents(MMeshBase const& mesh, bool parallel) {
-    DisjointSets components(static_cast<std::size_t>(mesh.NumberOfElements()));
+    DisjointSets components(static_cast<std::size_t>(mesh.NumberOfElements()), parallel);
     if (HasTrianglesOnly(mesh.Elements()))
         Connect<false>(mesh, parallel, components);
     else

@@ -15,8 +15,10 @@ class DisjointSets {
 public:
     using Number = std::uint32_t;
 
-    explicit DisjointSets(std::size_t size)
-        : m_first(size) {
+    // When parallel, several threads may join at the same time, which takes longer on one.
+    explicit DisjointSets(std::size_t size, bool parallel = false)
+        : m_parallel(parallel)
+        , m_first(size) {
         std::iota(m_first.begin(), m_first.end(), Number{0});
     }
 
@@ -34,8 +36,7 @@ public:
             number = after;
         }
     }
-    // Makes one set of the two that these are in. Threads may join at the same time; the sets are the same in
-    // whatever order.
+    // Makes one set of the two that these are in. The sets are the same in whatever order.
     void Join(Number a, Number b) noexcept {
         for (;;) {
             a = FirstOf(a);
@@ -44,6 +45,10 @@ public:
                 return;
             if (a < b)
                 std::swap(a, b);
+            if (!m_parallel) {
+                m_first[a] = b;
+                return;
+            }
             Number expected = a;
             if (std::atomic_ref(m_first[a]).compare_exchange_weak(expected, b, std::memory_order_relaxed))
                 return;
@@ -61,6 +66,7 @@ private:
         return std::atomic_ref(m_first[number]).load(std::memory_order_relaxed);
     }
 
+    bool m_parallel;
     std::vector<Number> m_first; // a number of the same set that is no larger
 };
 
