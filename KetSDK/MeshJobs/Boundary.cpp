@@ -10,6 +10,7 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/detail/OriginArrays.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/ToTetrahedra.h>
 
 #include <algorithm>
 #include <utility>
@@ -29,12 +30,16 @@ void Mark(Model const& model, BoundaryOptions const& options, Context const& con
     Detail::RunOperator(mark, model, Failure, context);
 }
 
-void Count(MMeshBase const& mesh, BoundaryResult& result) {
-    result.elements = static_cast<std::uint64_t>(mesh.NumberOfElements());
-    result.nodes = static_cast<std::uint64_t>(mesh.NumberOfPoints());
+void Count(Detail::ToTetrahedra const& tetrahedra, BoundaryResult& result) {
+    MMeshBase const& mesh = *tetrahedra.Get().mesh;
     auto const& marks = *mesh.GetElementMasks()->GetSurfaceMask();
-    auto const is_marked = [&marks](MMeshElement const& e) { return !marks.GetValue(e).IsEmpty(); };
-    result.boundary_elements = static_cast<std::uint64_t>(std::ranges::count_if(mesh.Elements(), is_marked));
+    std::vector<bool> marked(static_cast<std::size_t>(result.elements), false);
+    MLong index = 0;
+    for (MMeshElement const& e : mesh.Elements()) {
+        auto const element = static_cast<std::size_t>(tetrahedra.ElementOf(index++));
+        marked[element] = marked[element] || !marks.GetValue(e).IsEmpty();
+    }
+    result.boundary_elements = static_cast<std::uint64_t>(std::ranges::count(marked, true));
     for (auto node = mesh.BeginPoint(); node != mesh.EndPoint(); ++node) {
         MMeshTriangleIterator** triangles = nullptr;
         unsigned long long count = 0;
@@ -43,8 +48,9 @@ void Count(MMeshBase const& mesh, BoundaryResult& result) {
     }
 }
 
-void MakeSurface(Model const& model, BoundaryOptions const& options, SurfaceModel& surface,
-                 Context const& context) {
+void MakeSurface(Detail::ToTetrahedra const& tetrahedra, BoundaryOptions const& options,
+                 SurfaceModel& surface, Context const& context) {
+    Model const& model = tetrahedra.Get();
     surface.surfaces = std::make_unique<MStlBase>();
     surface.frame = model.frame;
     MSurfaceOrigins origins;
@@ -57,6 +63,7 @@ void MakeSurface(Model const& model, BoundaryOptions const& options, SurfaceMode
     write.SetOrigins(&origins);
     Detail::RunOperator(write, model, Failure, context);
     surface.surfaces->GetSurface(0)->SetName(options.all_faces ? L"All faces" : L"Boundary");
+    tetrahedra.ToModel(origins);
     Detail::AddOriginArrays(surface, origins);
     context.ThrowIfCancelled();
 }
@@ -80,11 +87,15 @@ BoundaryResult Boundary(Model const& model, BoundaryOptions const& options, Cont
     if (options.colors && model.mesh->GetMaterialCatalog().NumberOfMaterials() == 0)
         throw FileError(model.file, "it has no materials whose colours --colors could write; "
                                     "ketmesh materials assigns some");
-    Mark(model, options, context);
+    Detail::ToTetrahedra const tetrahedra(model, nullptr, 0.0, context);
+    Mark(tetrahedra.Get(), options, context);
     BoundaryResult result;
-    Count(*model.mesh, result);
+    result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
+    result.nodes = static_cast<std::uint64_t>(model.mesh->NumberOfPoints());
+    result.solids = tetrahedra.GetReport();
+    Count(tetrahedra, result);
     context.ThrowIfCancelled();
-    MakeSurface(model, options, result.surface, context);
+    MakeSurface(tetrahedra, options, result.surface, context);
     MStlBase const& stl = *result.surface.surfaces;
     if (options.colors)
         SetArray(result.surface.arrays, ColorsOf(stl));

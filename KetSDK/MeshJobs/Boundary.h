@@ -19,6 +19,7 @@ struct BoundaryOptions {
 
 struct BoundaryResult {
     std::uint64_t elements = 0;
+    SolidsReport solids;
     std::uint64_t nodes = 0;
     std::uint64_t boundary_elements = 0; // with a face on the boundary
     std::uint64_t boundary_nodes = 0;
@@ -29,9 +30,10 @@ struct BoundaryResult {
     // green and blue of each triangle, 0 to 255) when colours were asked for.
     SurfaceModel surface;
 };
-// Makes one surface of the boundary of a mesh: the faces of the tetrahedra that its elements are cut into
-// which no other element shares. A face between two sub-volumes comes once, seen from the one of the lower
-// number. Throws FileError when colours are asked for and the model has no materials.
+// Makes one surface of the boundary of a mesh: the faces of tetrahedra which no other element shares.
+// Hexahedra and wedges are cut so that neighbours fit (MMeshConformingCutOperator). A face between two
+// sub-volumes comes once, seen from the one of the lower number. Throws FileError when colours are asked for
+// and the model has no materials.
 KETSDK_MESHJOBS_API BoundaryResult Boundary(Model const& model, BoundaryOptions const& options,
                                             Context const& context);
 

@@ -29,12 +29,13 @@ std::uint64_t CountFolded(MMeshBase const& mesh, bool parallel) {
 } // namespace
 
 CheckResult Check(Model const& model, CheckOptions const& options, Context const& context) {
-    RequireTetrahedra(model);
     MMeshTet10ConsistencyCheckOperator check;
     check.SetTolerance(options.tolerance);
+    check.SetEveryKind(true);
     Detail::RunOperator(check, model, "it could not be checked", context);
     CheckResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
+    result.solids = CountSolids(*model.mesh);
     result.quadratic = model.mesh->GetMeshType() == MMeshBase::Quadratic;
     result.wrong_orientation = static_cast<std::uint64_t>(check.GetWrongOrientation());
     Detail::WithThreads(context, [&](bool parallel) { result.folded = CountFolded(*model.mesh, parallel); });

@@ -18,6 +18,7 @@ struct CheckOptions {
 // mesh as a whole.
 struct CheckResult {
     std::uint64_t elements = 0;
+    std::uint64_t solids = 0;            // hexahedra and wedges among them
     bool quadratic = false;              // there are mid-edge nodes to look at
     std::uint64_t wrong_orientation = 0; // the corners are wound the wrong way: the volume is negative
     std::uint64_t folded = 0;            // the Jacobian determinant is negative somewhere: see IsFolded
@@ -26,7 +27,7 @@ struct CheckResult {
     std::uint64_t wrong_mid_faces = 0;   // so does one of a face, by the mean length of the face's edges
     Mesh::MMeshTopology topology;
 };
-// Counts defects of tetrahedra. Throws FileError for other elements.
+// Counts defects; hexahedra and wedges are looked at as they are, not cut. Throws Cancelled.
 KETSDK_MESHJOBS_API CheckResult Check(Model const& model, CheckOptions const& options,
                                       Context const& context);
 

@@ -110,7 +110,7 @@ GrowResult Grow(Model const& model, std::optional<SurfaceModel> surface, GrowOpt
     Mesh::QualityMetric const& metric = FindMetric(options.metric);
     RequireTetrahedra(model);
     Detail::RequireFewAtEachFace(model);
-    RequireMetric(model, metric);
+    RequireMetric(model, metric, Mesh::QualityMetric::Tetrahedra);
     bool const is_own = !surface;
     GrowResult result;
     if (is_own)

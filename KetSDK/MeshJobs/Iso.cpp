@@ -7,6 +7,7 @@
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/ToTetrahedra.h>
 #include <KetSDK/MeshVTK/NodeValues.h>
 #include <KetSDK/MeshVTK/Text.h>
 
@@ -26,7 +27,7 @@ void CheckSize(Model const& model) {
     MLong const elements = model.mesh->NumberOfElements();
     if (elements < LeastElements)
         throw FileError(model.file, "isosurfaces are extracted from " + std::to_string(LeastElements) +
-                                        " elements or more, because progress is counted in thousandths of "
+                                        " tetrahedra or more, because progress is counted in thousandths of "
                                         "them; this mesh has " +
                                         std::to_string(elements) + ", so refine it first");
 }
@@ -111,8 +112,8 @@ void Warn(Model const& model, IsoOptions const& options, IsoResult const& result
 } // namespace
 
 IsoResult Iso(Model const& model, IsoOptions const& options, Context const& context) {
-    RequireTetrahedra(model);
-    CheckSize(model);
+    Detail::ToTetrahedra const tetrahedra(model, nullptr, 0.0, context);
+    CheckSize(tetrahedra.Get());
     MDataMask<MMeshPoint, double> values(std::numeric_limits<double>::quiet_NaN());
     model.mesh->GetPointMasks()->RegisterMask(&values);
     MeshVTK::NodeValuesReport const field = Detail::ForFile(model.file, [&] {
@@ -123,7 +124,13 @@ IsoResult Iso(Model const& model, IsoOptions const& options, Context const& cont
     result.min = field.min;
     result.max = field.max;
     result.nodes_without_value = field.without_value;
-    Extract(model, options, values, result, context);
+    result.solids = tetrahedra.GetReport();
+    MDataMask<MMeshPoint, double> carried(std::numeric_limits<double>::quiet_NaN());
+    if (tetrahedra.IsCut()) {
+        tetrahedra.Get().mesh->GetPointMasks()->RegisterMask(&carried);
+        tetrahedra.CarryValues(values, carried);
+    }
+    Extract(tetrahedra.Get(), options, tetrahedra.IsCut() ? carried : values, result, context);
     Measure(result);
     context.ThrowIfCancelled();
     Warn(model, options, result, context);

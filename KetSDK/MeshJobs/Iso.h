@@ -31,12 +31,14 @@ struct IsoResult {
     double area = 0.0;           // mm2
     bool closed = false;         // every edge lies in exactly two triangles
     std::optional<double> enclosed_volume; // mm3; of a closed surface only
-    SurfaceModel surface;                  // one surface, named after field and level
+    SolidsReport solids;
+    SurfaceModel surface; // one surface, named after field and level
 };
-// Extracts the surface on which a field of a mesh of tetrahedra has one value (MMeshIsosurfaceOperator);
-// normals point to higher values. Elements with a corner without a value give no triangles. Warns of
-// ten-node elements, which are read through their corners, of nodes without a value and of an empty surface.
-// Throws FileError for other elements, for fewer than 1000 of them and for a field that cannot be used.
+// Extracts the surface on which a field of a mesh has one value (MMeshIsosurfaceOperator); normals point to
+// higher values. Hexahedra and wedges are cut into tetrahedra for it. Elements with a corner without a value
+// give no triangles. Warns of ten-node elements, which are read through their corners, of nodes without a
+// value and of an empty surface. Throws FileError for fewer than 1000 tetrahedra and for a field that cannot
+// be used.
 KETSDK_MESHJOBS_API IsoResult Iso(Model const& model, IsoOptions const& options, Context const& context);
 
 } // namespace KetSDK::MeshJobs

@@ -3,28 +3,78 @@
 
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
+#include <KetSDK/MeshJobs/detail/ToTetrahedra.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace KetSDK::MeshJobs {
 
+namespace {
+
+// Gives each element of a model the region of its tetrahedra, as a sub-volume. What an element has pieces of
+// in several regions, since triangles lie near the cut inside it, is one region. What collapses to nothing
+// when cut is a region of its own.
+void TakeRegions(Detail::ToTetrahedra const& tetrahedra, MMeshBase& mesh) {
+    MMeshBase const& pieces = *tetrahedra.Get().mesh;
+    auto const none = static_cast<std::size_t>(pieces.NumberOfSubVolumes());
+    std::vector<std::size_t> joined(none + 1);
+    for (std::size_t i = 0; i < joined.size(); ++i)
+        joined[i] = i;
+    auto const region_of = [&joined](std::size_t region) {
+        while (joined[region] != region)
+            region = joined[region] = joined[joined[region]];
+        return region;
+    };
+    std::vector<std::size_t> regions(static_cast<std::size_t>(mesh.NumberOfElements()), none);
+    for (MLong i = 0; i < pieces.NumberOfElements(); ++i) {
+        auto const number = pieces.GetElementMasks()->GetSubvolumeMask()->GetValue(
+            *pieces.GetElement(static_cast<std::uint64_t>(i)));
+        std::size_t& region = regions[static_cast<std::size_t>(tetrahedra.ElementOf(i))];
+        if (region == none)
+            region = region_of(static_cast<std::size_t>(number));
+        else
+            joined[region_of(static_cast<std::size_t>(number))] = region_of(region);
+    }
+    std::vector<MMeshSubVolume*> sub_volumes(joined.size(), nullptr);
+    mesh.ClearSubVolumes();
+    std::size_t index = 0;
+    for (MMeshElement& e : mesh.Elements()) {
+        MMeshSubVolume*& sub_volume = sub_volumes[region_of(regions[index++])];
+        if (!sub_volume)
+            sub_volume = mesh.AddSubVolume();
+        sub_volume->IncludeElement(e);
+    }
+}
+
+} // namespace
+
 LabelResult Label(Model& model, SurfaceModel const* surface, LabelOptions const& options,
                   Context const& context) {
-    RequireTetrahedra(model);
-    Detail::RequireFewAtEachFace(model);
+    auto const turned = surface ? Detail::InFrameOf(model, *surface, context) : std::nullopt;
+    surface = turned ? &*turned : surface;
+    Detail::ToTetrahedra const tetrahedra(model, surface, options.tolerance, context);
+    Detail::RequireFewAtEachFace(tetrahedra.Get());
     MStlBase nothing;
     std::optional<Detail::SurfaceMapping> mapping;
     if (surface)
-        mapping.emplace(model, *surface, options.tolerance, context);
+        mapping.emplace(tetrahedra.Get(), *surface, options.tolerance, context);
     MMeshOperatorLabelSubVolumes label;
-    label.SetStl(mapping ? mapping->GetSurface().surfaces.get() : &nothing);
+    label.SetStl(surface ? surface->surfaces.get() : &nothing);
     label.SetProgressDelegate(context.progress);
-    Detail::RunOperator(label, model, "its regions could not be labelled", context);
+    Detail::RunOperator(label, tetrahedra.Get(), "its regions could not be labelled", context);
     if (mapping)
         mapping->WarnWhenApart(context);
-    return {static_cast<std::uint64_t>(model.mesh->NumberOfElements()), ReportSubVolumes(*model.mesh)};
+    if (tetrahedra.IsCut())
+        TakeRegions(tetrahedra, *model.mesh);
+    return {static_cast<std::uint64_t>(model.mesh->NumberOfElements()), tetrahedra.GetReport(),
+            ReportSubVolumes(*model.mesh)};
 }
 
 } // namespace KetSDK::MeshJobs

@@ -4,7 +4,9 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/MeshJobs/detail/CommonFaces.h>
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
+#include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
+#include <KetSDK/MeshJobs/detail/ToTetrahedra.h>
 
 namespace KetSDK::MeshJobs {
 
@@ -27,14 +29,17 @@ MatchCounts Detail::CountMatches(Model const& model, SurfaceModel const& surface
     return counts;
 }
 
-MatchResult Match(Model const& model, SurfaceModel const& surface, MatchOptions const& options,
+MatchResult Match(Model const& model, SurfaceModel const& given, MatchOptions const& options,
                   Context const& context) {
-    RequireTetrahedra(model);
-    Detail::RequireFewAtEachFace(model);
-    Detail::SurfaceMapping const mapping(model, surface, options.tolerance, context);
+    auto const turned = Detail::InFrameOf(model, given, context);
+    SurfaceModel const& surface = turned ? *turned : given;
+    Detail::ToTetrahedra const tetrahedra(model, &surface, options.tolerance, context);
+    Detail::RequireFewAtEachFace(tetrahedra.Get());
+    Detail::SurfaceMapping const mapping(tetrahedra.Get(), surface, options.tolerance, context);
     MatchResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
-    result.counts = Detail::CountMatches(model, mapping.GetSurface(), context);
+    result.solids = tetrahedra.GetReport();
+    result.counts = Detail::CountMatches(tetrahedra.Get(), surface, context);
     mapping.WarnWhenApart(context);
     return result;
 }

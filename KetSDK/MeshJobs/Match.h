@@ -37,11 +37,12 @@ struct KETSDK_MESHJOBS_API MatchCounts {
 
 struct MatchResult {
     std::uint64_t elements = 0;
+    SolidsReport solids;
     MatchCounts counts;
 };
-// Counts how far a mesh of tetrahedra and a surface correspond; ten-node tetrahedra count by their corners.
-// Warns of a tolerance that is larger than the triangles and of a surface that lies elsewhere. Throws
-// FileError for other elements, Cancelled.
+// Counts how far a mesh and a surface correspond; ten-node tetrahedra count by their corners. Hexahedra and
+// wedges are cut into tetrahedra, their faces into two as the surface is. Warns of a tolerance that is larger
+// than the triangles and of a surface that lies elsewhere. Throws FileError, Cancelled.
 KETSDK_MESHJOBS_API MatchResult Match(Model const& model, SurfaceModel const& surface,
                                       MatchOptions const& options, Context const& context);
 

@@ -58,10 +58,23 @@ std::vector<QualityMetric const*> FindMetrics(std::string const& names) {
     return metrics;
 }
 
-void RequireMetric(Model const& model, QualityMetric const& metric) {
-    if (!Mesh::HasMetric(*model.mesh, metric))
-        throw FileError(model.file, std::string(metric.name) +
-                                        " is a measure of quadratic tetrahedra, and the mesh has none");
+void RequireMetric(Model const& model, QualityMetric const& metric, unsigned char kinds) {
+    std::string const name(metric.name);
+    if (metric.type == MMeshQualityAnalysisOperator::JacobianDistortion &&
+        model.mesh->GetMeshType() != MMeshBase::Quadratic)
+        throw FileError(model.file, name + " is a measure of quadratic tetrahedra, and the mesh has none");
+    if (Mesh::MeasuresAll(metric, kinds))
+        return;
+    throw FileError(model.file, name + " does not measure all kinds of elements here (" + KindsText(model) +
+                                    "); ketmesh quality --list says which do");
+}
+
+std::string KindsText(Model const& model) {
+    std::string text;
+    for (KindCount const& kind : CountKinds(*model.mesh))
+        if (kind.elements > 0)
+            text += (text.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
+    return text;
 }
 
 std::string TitleOf(QualityMetric const& metric) {

@@ -21,8 +21,13 @@ inline constexpr char const* AllMetrics = "all";
 // Error, with the nearest names, for one that is unknown.
 KETSDK_MESHJOBS_API std::vector<Mesh::QualityMetric const*> FindMetrics(std::string const& names);
 
-// Throws FileError for a model that does not have what the metric measures (Mesh::HasMetric).
-KETSDK_MESHJOBS_API void RequireMetric(Model const& model, Mesh::QualityMetric const& metric);
+// Throws FileError unless the metric measures these kinds of elements (Mesh::KindsOf), and for
+// JacobianDistortion without quadratic tetrahedra.
+KETSDK_MESHJOBS_API void RequireMetric(Model const& model, Mesh::QualityMetric const& metric,
+                                       unsigned char kinds);
+
+// What elements a model has: "12 tet4, 1952 hex8".
+KETSDK_MESHJOBS_API std::string KindsText(Model const& model);
 
 // "Volume [mm3]"
 KETSDK_MESHJOBS_API std::string TitleOf(Mesh::QualityMetric const& metric);

@@ -48,6 +48,13 @@ std::uint64_t CountTenNodeTetrahedra(MMeshBase const& mesh) {
     return static_cast<std::uint64_t>(std::ranges::count_if(mesh.Elements(), has_ten));
 }
 
+std::uint64_t CountSolids(MMeshBase const& mesh) {
+    auto const is_solid = [](MMeshElement const& e) {
+        return e.GetNodeCount() == 6 || e.GetNodeCount() == 8;
+    };
+    return static_cast<std::uint64_t>(std::ranges::count_if(mesh.Elements(), is_solid));
+}
+
 void RequireTetrahedra(Model const& model) {
     std::string others;
     for (KindCount const& kind : CountKinds(*model.mesh))

@@ -54,6 +54,16 @@ KETSDK_MESHJOBS_API std::vector<KindCount> CountKinds(MMeshBase const& mesh);
 // How many elements are ten-node tetrahedra, which several jobs take by their corners.
 KETSDK_MESHJOBS_API std::uint64_t CountTenNodeTetrahedra(MMeshBase const& mesh);
 
+// How many elements are hexahedra or wedges, which several jobs take as what they are and others cut into
+// tetrahedra.
+KETSDK_MESHJOBS_API std::uint64_t CountSolids(MMeshBase const& mesh);
+
+// What a job made of the hexahedra and wedges of a model.
+struct SolidsReport {
+    std::uint64_t elements = 0;
+    std::uint64_t tetrahedra = 0; // that they were cut into; 0 where they were taken as they are
+};
+
 // Throws FileError unless all elements are tetrahedra; it says what else there is and what to do.
 KETSDK_MESHJOBS_API void RequireTetrahedra(Model const& model);
 

@@ -2,7 +2,6 @@
 #include <KetSDK/MeshJobs/Quality.h>
 
 #include <KetSDK/Common/Progress/BranchingProgressReporter.h>
-#include <KetSDK/Mesh/geometry/TetrahedronBase.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Metrics.h>
 #include <KetSDK/MeshJobs/NumberText.h>
@@ -39,22 +38,35 @@ void Add(Metrics& metrics, QualityMetric const* metric) {
 }
 
 // Those that are asked for, by name or by a limit; "all" means those that the model has.
-Metrics ChooseMetrics(Model const& model, QualityOptions const& options) {
+Metrics ChooseMetrics(Model const& model, QualityOptions const& options,
+                      std::vector<Mesh::QualityLimit> const& limits) {
     Metrics metrics;
     if (!options.metrics.empty())
         metrics = FindMetrics(options.metrics);
-    else if (options.limits.empty())
+    else if (limits.empty())
         metrics = FindMetrics(DefaultMetric);
+    unsigned char const kinds = Mesh::KindsOf(*model.mesh);
     if (options.metrics == AllMetrics)
-        std::erase_if(metrics,
-                      [&model](QualityMetric const* m) { return !Mesh::HasMetric(*model.mesh, *m); });
-    for (Mesh::QualityLimit const& limit : options.limits)
+        std::erase_if(metrics, [&](QualityMetric const* m) {
+            return !Mesh::MeasuresAll(*m, kinds) || !Mesh::HasMetric(*model.mesh, *m);
+        });
+    for (QualityMetric const* const metric : metrics)
+        RequireMetric(model, *metric, kinds);
+    for (Mesh::QualityLimit const& limit : limits) {
+        RequireMetric(model, *limit.metric, limit.kinds & kinds);
         Add(metrics, limit.metric);
+    }
     if (options.metrics.empty() && CountTenNodeTetrahedra(*model.mesh) > 0)
         Add(metrics, Mesh::FindQualityMetric(MMeshQualityAnalysisOperator::Folded));
-    for (QualityMetric const* const metric : metrics)
-        RequireMetric(model, *metric);
     return metrics;
+}
+
+MMVector<double, 3> CentreOf(MMeshElement const& element) {
+    unsigned int const corners = element.GetNodeCount() == 10 ? 4 : element.GetNodeCount();
+    MMVector<double, 3> sum;
+    for (unsigned int i = 0; i < corners; ++i)
+        sum = sum + element.GetNode(i)->GetPosition();
+    return sum * (1.0 / corners);
 }
 
 std::vector<WorstElement> NameWorst(MMeshBase const& mesh, QualityMetric const& metric,
@@ -63,7 +75,7 @@ std::vector<WorstElement> NameWorst(MMeshBase const& mesh, QualityMetric const& 
     for (std::uint32_t const i : Mesh::FindWorst(metric, values, count)) {
         MMeshElement const& element = *mesh.GetElement(i);
         MMeshSubVolume const* const subvolume = mesh.GetSubVolume(element);
-        auto const centre = TetrahedronBase<double>(&element).GetCentroid();
+        MMVector<double, 3> const centre = CentreOf(element);
         worst.push_back({i,
                          values[i],
                          {centre[0], centre[1], centre[2]},
@@ -76,40 +88,53 @@ std::vector<WorstElement> NameWorst(MMeshBase const& mesh, QualityMetric const& 
 class Failures {
 public:
     // `folds` is empty where no metric sees them.
-    Failures(QualityOptions const& options, std::vector<double> folds, std::uint64_t elements)
-        : m_options(options)
+    Failures(MMeshBase const& mesh, QualityOptions const& options, std::vector<double> folds)
+        : m_mesh(mesh)
+        , m_kinds(Mesh::KindsOf(mesh))
+        , m_options(options)
         , m_folds(std::move(folds))
-        , m_marks(elements, 0) {}
+        , m_marks(static_cast<std::size_t>(mesh.NumberOfElements()), 0) {}
 
     bool HasThreshold() const { return m_options.bad.has_value() || m_options.limits.empty(); }
 
-    // The number of elements that are bad by a metric with these values.
+    // The number of elements that are bad by a metric with these values, of those that it measures.
     std::uint64_t CountBad(QualityMetric const& metric, std::vector<double> const& values) {
         bool const is_fold = metric.type == MMeshQualityAnalysisOperator::Folded;
         Mesh::QualityThreshold const threshold = m_options.bad.value_or(Mesh::QualityThreshold());
-        auto const is_bad = [&](double v) { return metric.IsFault(v) || (!is_fold && threshold.IsBad(v)); };
-        return Count(metric, values, HasThreshold() || is_fold, is_bad);
+        return Count({metric, metric.kinds, HasThreshold() || is_fold}, values,
+                     [&](double v) { return metric.IsFault(v) || (!is_fold && threshold.IsBad(v)); });
     }
     std::uint64_t CountFailing(Mesh::QualityLimit const& limit, std::vector<double> const& values) {
-        return Count(*limit.metric, values, true, [&limit](double v) { return !limit.Holds(v); });
+        return Count({*limit.metric, limit.kinds, true}, values,
+                     [&limit](double v) { return !limit.Holds(v); });
     }
 
     std::vector<std::int32_t>& GetMarks() { return m_marks; }
 
 private:
+    struct Judged {
+        QualityMetric const& metric;
+        unsigned char kinds; // of elements that are looked at
+        bool marks;          // what does not pass fails
+    };
     template <typename Test>
-    std::uint64_t Count(QualityMetric const& metric, std::vector<double> const& values, bool marks,
-                        Test const& test) {
-        bool const sees_folds = Detail::SeesFolds(&metric) && !m_folds.empty();
+    std::uint64_t Count(Judged const& judged, std::vector<double> const& values, Test const& test) {
+        bool const sees_folds = Detail::SeesFolds(&judged.metric) && !m_folds.empty();
+        auto const is_meant = [&](std::size_t i) {
+            return (m_kinds & ~judged.kinds) == 0 ||
+                   (judged.kinds & Mesh::KindOf(m_mesh.GetElement(i)->GetNodeCount())) != 0;
+        };
         std::uint64_t count = 0;
         for (std::size_t i = 0; i < values.size(); ++i)
-            if (test(values[i]) || (sees_folds && m_folds[i] != 0.0)) {
+            if ((test(values[i]) || (sees_folds && m_folds[i] != 0.0)) && is_meant(i)) {
                 ++count;
-                m_marks[i] |= marks;
+                m_marks[i] |= judged.marks;
             }
         return count;
     }
 
+    MMeshBase const& m_mesh;
+    unsigned char m_kinds;
     QualityOptions const& m_options;
     std::vector<double> m_folds;
     std::vector<std::int32_t> m_marks;
@@ -129,13 +154,20 @@ MMeshArray AsArray(QualityMetric const& metric, std::vector<double> const& value
     return {MeshVTK::FromUtf8(metric.name), MMeshArray::OnElements, 1, L"float64", values};
 }
 
-// Each limit once, without failing elements as yet.
-std::vector<LimitReport> ListLimits(std::vector<Mesh::QualityLimit> const& limits) {
-    std::vector<LimitReport> reports;
-    for (Mesh::QualityLimit const& limit : limits)
-        if (std::ranges::find(reports, limit, &LimitReport::limit) == reports.end())
-            reports.push_back({limit});
-    return reports;
+// The limits that hold for a kind of element that the model has, each once.
+std::vector<Mesh::QualityLimit> ChooseLimits(Model const& model, QualityOptions const& options) {
+    unsigned char const kinds = Mesh::KindsOf(*model.mesh);
+    std::vector<Mesh::QualityLimit> limits;
+    for (Mesh::QualityLimit limit : options.limits) {
+        if ((kinds & ~limit.kinds) == 0) // for all here
+            limit.kinds = QualityMetric::AllKinds;
+        if ((limit.kinds & kinds) != 0 && std::ranges::find(limits, limit) == limits.end())
+            limits.push_back(limit);
+    }
+    if (limits.empty() && !options.limits.empty())
+        throw FileError(model.file,
+                        "none of the limits is for its kinds of elements (" + KindsText(model) + ")");
+    return limits;
 }
 
 } // namespace
@@ -160,8 +192,8 @@ void CheckQualityOptions(QualityOptions const& options) {
 
 QualityResult Quality(Model const& model, QualityOptions const& options, Context const& context) {
     CheckQualityOptions(options);
-    RequireTetrahedra(model);
-    Metrics const metrics = ChooseMetrics(model, options);
+    std::vector<Mesh::QualityLimit> const limits = ChooseLimits(model, options);
+    Metrics const metrics = ChooseMetrics(model, options, limits);
     bool const looks_for_folds = std::ranges::any_of(metrics, Detail::SeesFolds);
     Common::BranchingProgressReporter reporter(context.progress, "Measuring", true);
     auto const measure = [&](QualityMetric const& metric) {
@@ -178,11 +210,13 @@ QualityResult Quality(Model const& model, QualityOptions const& options, Context
     QualityResult result;
     result.file = model.file;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
-    Failures failures(options, folds ? folds->GetQualityHistogram()->GetValues() : std::vector<double>(),
-                      result.elements);
+    result.solids = CountSolids(*model.mesh);
+    Failures failures(*model.mesh, options,
+                      folds ? folds->GetQualityHistogram()->GetValues() : std::vector<double>());
     result.bad = options.bad.value_or(Mesh::QualityThreshold());
     result.has_threshold = failures.HasThreshold();
-    result.limits = ListLimits(options.limits);
+    for (Mesh::QualityLimit const& limit : limits)
+        result.limits.push_back({limit});
     for (QualityMetric const* const metric : metrics) {
         auto const analysis = metric == &folded ? folds : measure(*metric);
         std::vector<double> const& values = analysis->GetQualityHistogram()->GetValues();

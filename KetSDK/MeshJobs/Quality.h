@@ -62,6 +62,7 @@ struct LimitReport {
 struct QualityResult {
     std::string file; // of the model
     std::uint64_t elements = 0;
+    std::uint64_t solids = 0;          // hexahedra and wedges among them
     Mesh::QualityThreshold bad;        // of the options, or below 0
     bool has_threshold = false;        // it says which elements fail: it was given, or there are no limits
     std::vector<MetricReport> metrics; // in the order of the options, each once
@@ -74,9 +75,9 @@ struct QualityResult {
     std::vector<MMeshArray> values;
 };
 
-// Measures tetrahedra; volumes are those of curved elements. Throws Error for options that
-// CheckQualityOptions refuses and for a width that makes too many bins, FileError for other elements and for
-// a metric that the model does not have; Cancelled.
+// Measures elements, hexahedra and wedges as what they are; volumes are those of curved elements. Throws
+// Error for options that CheckQualityOptions refuses and for a width that makes too many bins, FileError for
+// a metric that does not measure the model's kinds of elements; Cancelled.
 KETSDK_MESHJOBS_API QualityResult Quality(Model const& model, QualityOptions const& options,
                                           Context const& context);
 

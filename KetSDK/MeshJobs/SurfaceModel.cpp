@@ -21,13 +21,21 @@ namespace KetSDK::MeshJobs {
 namespace {
 
 // Several surfaces become one in files that hold no names.
-void WarnOfNames(MStlBase const& stl, std::filesystem::path const& path, Context const& context) {
+void WarnOfNames(MStlBase const& stl, std::filesystem::path const& path, SurfaceWriteOptions const& options,
+                 Context const& context) {
     std::string const ending = MeshVTK::LowerCaseEnding(path);
     auto const count = std::ranges::count_if(
         stl.Surfaces(), [](MStlSurface const& surface) { return surface.NumberOfTriangles() > 0; });
-    if (count > 1 && (ending == ".stl" || ending == ".ply"))
+    if (count > 1 && ((ending == ".stl" && !options.text) || ending == ".ply"))
         context.Warn(path.string() + ": the names of its " + std::to_string(count) + " surfaces are lost, " +
-                     ending + " files hold none; .vtp and .obj files do");
+                     (ending == ".stl" ? "binary " : "") + ending +
+                     " files hold none; .vtp and .obj files and .stl in text (--ascii) do");
+}
+
+// The one of several functions of that name.
+void WriteBinary(vtkPolyData& data, MeshVTK::OutputFile& file,
+                 std::shared_ptr<Common::IProgressDelegate> const& progress, MeshVTK::EmptySurface empty) {
+    MeshVTK::WriteSurfaceFile(data, file, progress, empty);
 }
 
 } // namespace
@@ -69,19 +77,21 @@ MeshVTK::OutputFile OpenSurfaceFile(std::string const& path) {
 void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file, SurfaceWriteOptions const& options,
                   Context const& context) {
     Detail::WritingFile(file.GetPath().string(), context, [&] {
-        WarnOfNames(*surface.surfaces, file.GetPath(), context);
+        WarnOfNames(*surface.surfaces, file.GetPath(), options, context);
         auto const data = MeshVTK::PolyDataFromSurfaces(*surface.surfaces, options.unit);
         MeshVTK::AddArrays(*data, surface.arrays);
         if (surface.frame)
             MeshVTK::SetFrame(*data, surface.frame);
-        MeshVTK::WriteSurfaceFile(*data, file, context.progress,
-                                  options.allow_empty ? MeshVTK::EmptySurface::Written
-                                                      : MeshVTK::EmptySurface::Refused);
+        auto const write = options.text ? MeshVTK::WriteStlTextFile : WriteBinary;
+        write(*data, file, context.progress,
+              options.allow_empty ? MeshVTK::EmptySurface::Written : MeshVTK::EmptySurface::Refused);
     });
 }
 
 std::vector<std::string> WriteSurfaces(SurfaceModel const& surface, std::string const& path,
                                        SurfaceWriteOptions const& options, Context const& context) {
+    if (options.text)
+        throw FileError(path, "surfaces are written in text to one file only");
     return Detail::WritingFile(path, context, [&] {
         std::vector<std::string> names;
         for (auto const& name : MeshVTK::WriteSurfaceFiles(*surface.surfaces, surface.arrays, surface.frame,

@@ -38,6 +38,8 @@ KETSDK_MESHJOBS_API SurfaceModel ReadSurface(std::string const& path, ReadOption
 struct SurfaceWriteOptions {
     MeshVTK::LengthUnit unit;
     bool allow_empty = false; // write a surface without triangles, which is an error otherwise
+    // Write a .stl file in text, which keeps the names of surfaces as those of solids; an error for others.
+    bool text = false;
 };
 
 // Throws FileError for a name with another ending than those above.
@@ -51,7 +53,7 @@ KETSDK_MESHJOBS_API MeshVTK::OutputFile OpenSurfaceFile(std::string const& path)
 KETSDK_MESHJOBS_API void WriteSurface(SurfaceModel const& surface, MeshVTK::OutputFile& file,
                                       SurfaceWriteOptions const& options, Context const& context);
 // Writes each surface that has triangles into a file `<stem>-<name of the surface>` with the ending of
-// `path`; returns the names. All files appear together. Throws FileError, Cancelled.
+// `path`; returns the names. All files appear together. Throws FileError, also for text; Cancelled.
 KETSDK_MESHJOBS_API std::vector<std::string> WriteSurfaces(SurfaceModel const& surface,
                                                            std::string const& path,
                                                            SurfaceWriteOptions const& options,

@@ -31,6 +31,7 @@
 #include <vtkPolyData.h>
 #include <vtkSTLWriter.h>
 #include <vtkStringArray.h>
+#include <vtkTriangle.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkXMLPolyDataReader.h>
 #include <vtkXMLPolyDataWriter.h>
@@ -42,6 +43,7 @@
 #include <cstdint>
 #include <fstream>
 #include <numeric>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -127,16 +129,16 @@ void WritePly(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
     file.Write(PlyBytes(data, colors && colors->GetNumberOfComponents() == 3 ? colors : nullptr).Get());
 }
 
-// VTK's writer knows neither groups nor comments.
-class ObjText {
+// VTK's writers know neither groups, solids nor comments.
+class NumberText {
 public:
-    ObjText& operator<<(std::string_view text) {
+    NumberText& operator<<(std::string_view text) {
         m_text += text;
         return *this;
     }
     // The shortest text that reads back as the same number.
     template <typename Number>
-    ObjText& Add(Number number) {
+    NumberText& Add(Number number) {
         char digits[32];
         return *this << std::string_view(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
     }
@@ -146,17 +148,17 @@ private:
     std::string m_text;
 };
 
-// The name of the surface of each triangle, as a line that is written where it changes.
-class GroupLines {
+// The name of the surface of each triangle, where it changes.
+class SurfaceNames {
 public:
-    explicit GroupLines(vtkPolyData& data)
+    explicit SurfaceNames(vtkPolyData& data)
         : m_numbers(vtkDataArray::SafeDownCast(data.GetCellData()->GetAbstractArray(ArrayNames::Surface)))
         , m_names(
               vtkStringArray::SafeDownCast(data.GetFieldData()->GetAbstractArray(ArrayNames::SurfaceNames))) {
     }
 
-    // Nothing where the surface has no name or goes on.
-    std::string Before(vtkIdType triangle) {
+    // Nothing where the surface goes on or its name is not known.
+    std::optional<std::string> Before(vtkIdType triangle) {
         if (!m_numbers || !m_names)
             return {};
         auto const number = static_cast<vtkIdType>(m_numbers->GetComponent(triangle, 0));
@@ -165,7 +167,7 @@ public:
         std::string name = m_names->GetValue(number);
         std::ranges::replace_if(
             name, [](unsigned char c) { return c < ' '; }, '_');
-        return name.empty() && triangle == 0 ? "" : "g " + name + "\n";
+        return name;
     }
 
 private:
@@ -175,7 +177,7 @@ private:
 };
 
 void WriteObj(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
-    ObjText out;
+    NumberText out;
     if (auto const frame = FrameOf(data))
         out << "# " << Detail::FrameText(*frame) << "\n";
     for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i) {
@@ -186,16 +188,63 @@ void WriteObj(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
             (out << " ").Add(coordinate);
         out << "\n";
     }
-    GroupLines groups(data);
+    SurfaceNames names(data);
     vtkNew<vtkIdList> corners;
     for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
-        out << groups.Before(i) << "f";
+        if (auto const name = names.Before(i); name && (i > 0 || !name->empty()))
+            out << "g " << *name << "\n";
+        out << "f";
         data.GetPolys()->GetCellAtId(i, corners);
         for (vtkIdType const corner : *corners)
             (out << " ").Add(corner + 1);
         out << "\n";
     }
     file.Write(out.Get());
+}
+
+// "solid " and "endsolid " of a surface.
+void AddSolidLine(NumberText& out, char const* word, std::string const& name, std::string const& rest) {
+    out << word << (name.empty() ? "" : " ") << name << rest << "\n";
+}
+
+std::string StlText(vtkPolyData& data) {
+    NumberText out;
+    SurfaceNames names(data);
+    std::optional<std::string> open;
+    std::string frame; // in the first line
+    if (auto const said = FrameOf(data))
+        frame = " " + Detail::FrameText(*said);
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+        auto const name = names.Before(i);
+        if (name || !open) {
+            if (open)
+                AddSolidLine(out, "endsolid", *open, "");
+            open = name.value_or("");
+            AddSolidLine(out, "solid", *open, std::exchange(frame, ""));
+        }
+        data.GetPolys()->GetCellAtId(i, corners);
+        double point[3][3];
+        for (vtkIdType corner = 0; corner < 3; ++corner)
+            data.GetPoint(corners->GetId(corner), point[corner]);
+        double normal[3];
+        vtkTriangle::ComputeNormal(point[0], point[1], point[2], normal);
+        out << "facet normal";
+        for (double const component : normal)
+            (out << " ").Add(component);
+        out << "\nouter loop\n";
+        for (auto const& position : point) {
+            out << "vertex";
+            for (double const coordinate : position)
+                (out << " ").Add(coordinate);
+            out << "\n";
+        }
+        out << "endloop\nendfacet\n";
+    }
+    if (!open)
+        AddSolidLine(out, "solid", open.emplace(), frame);
+    AddSolidLine(out, "endsolid", *open, "");
+    return out.Get();
 }
 
 // VTK's writers for the older formats do not notice a full disk. These say whether all of a file of
@@ -357,6 +406,16 @@ void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
                       std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
     CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()), empty);
     Write(data, file, progress);
+    file.Commit();
+}
+
+void WriteStlTextFile(vtkPolyData& data, OutputFile& file,
+                      std::shared_ptr<Common::IProgressDelegate> const& progress, EmptySurface empty) {
+    if (LowerCaseEnding(file.GetPath()) != ".stl")
+        throw Error("surfaces are written in text to .stl files only");
+    CheckTriangles(static_cast<std::uint64_t>(data.GetNumberOfPolys()), empty);
+    Detail::VtkSession const session(progress, "Writing file");
+    file.Write(StlText(data));
     file.Commit();
 }
 

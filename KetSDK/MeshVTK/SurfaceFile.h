@@ -20,10 +20,10 @@ class vtkPolyData;
 namespace KetSDK::MeshVTK {
 
 // Reads and writes surfaces in the format of the file's ending: .vtp (through VTK), .stl, .ply (all
-// three are written in binary) or .obj. Surface names travel in .vtp, as groups in .obj and, where they are
-// read in text, as solids in .stl; .stl and .ply hold coordinates as 32-bit floats. The frame of coordinates
-// (Frames.h) is a field data array of .vtp files, and "SPACE=RAS" in the header of .stl and in a comment of
-// .ply and .obj files.
+// three are written in binary, .stl on request in text) or .obj. Surface names travel in .vtp, as groups in
+// .obj and as solids in .stl in text; binary .stl and .ply hold coordinates as 32-bit floats. The frame of
+// coordinates (Frames.h) is a field data array of .vtp files, and "SPACE=RAS" in the header of .stl and in a
+// comment of .ply and .obj files.
 
 // Reads a surface container, owned by the caller; see SurfaceFromPolyData for what becomes of polygons,
 // rounding and names. `report` and the delegate may be null. Throws Error for a file that is missing,
@@ -62,6 +62,12 @@ KETSDK_MESHVTK_API void WriteSurfaceFile(MStlBase const& stl, std::vector<MMeshA
 // The same for what PolyDataFromSurfaces made of a container and other arrays were added to, which .vtp files
 // hold. Files of type .ply hold the colours of AddColors as those of the faces.
 KETSDK_MESHVTK_API void WriteSurfaceFile(vtkPolyData& data, OutputFile& file,
+                                         std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                         EmptySurface empty = EmptySurface::Refused);
+
+// The same into a .stl file in text: a solid for each surface, under its name, with coordinates that read
+// back as they are. Throws Error for a name with another ending.
+KETSDK_MESHVTK_API void WriteStlTextFile(vtkPolyData& data, OutputFile& file,
                                          std::shared_ptr<Common::IProgressDelegate> const& progress,
                                          EmptySurface empty = EmptySurface::Refused);
 

@@ -3,6 +3,7 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <host/commands/Command.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
@@ -19,12 +20,12 @@ class BoundaryCommand : public Command {
 public:
     BoundaryCommand()
         : Command("boundary", "Write the boundary of a mesh as one surface",
-                  "Elements are cut into tetrahedra, and the boundary is made of the faces that no other\n"
-                  "element shares. With --interfaces, faces between two sub-volumes count too; they are\n"
-                  "written once, seen from the sub-volume of the lower number. Ten-node tetrahedra are\n"
-                  "cut into eight, so that each of their faces gives four triangles; with --simplify it\n"
-                  "gives one. In .vtp files the triangles have the arrays element and face, the points\n"
-                  "node, as ketmesh surfaces writes them.\n\n"
+                  "The boundary is made of the faces that no other element shares. Hexahedra and wedges\n"
+                  "are cut into tetrahedra that fit together. With --interfaces, faces between two\n"
+                  "sub-volumes count too; they are written once, seen from the sub-volume of the lower\n"
+                  "number. Ten-node tetrahedra are cut into eight, so that each of their faces gives four\n"
+                  "triangles; with --simplify it gives one. In .vtp files the triangles have the arrays\n"
+                  "element and face, the points node, as ketmesh surfaces writes them.\n\n"
                   "Examples:\n"
                   "  ketmesh boundary head.vtu -o skin.stl\n"
                   "  ketmesh boundary model.vtu -o model.vtp --interfaces --colors") {}
@@ -62,6 +63,7 @@ private:
     Json Report() const override {
         Json report;
         report["elements"] = m_result.elements;
+        AddSolids(report, m_result.solids);
         report["nodes"] = m_result.nodes;
         report["boundary_elements"] = m_result.boundary_elements;
         report["boundary_nodes"] = m_result.boundary_nodes;
@@ -78,6 +80,7 @@ private:
             << "  closed           " << (m_result.closed ? "yes" : "no") << '\n'
             << "  on the boundary  " << m_result.boundary_elements << " of " << m_result.elements
             << " elements, " << m_result.boundary_nodes << " of " << m_result.nodes << " nodes\n";
+        PrintSolids(out, m_result.solids);
     }
 
     ModelInput m_input;

@@ -2,6 +2,7 @@
 #include <KetSDK/MeshJobs/Check.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/options/FailOn.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/terminal/Format.h>
@@ -61,13 +62,13 @@ constexpr TopologyCount TopologyCounts[] = {
      false},
 };
 
-// Counts defects of tetrahedra.
+// Counts defects.
 class CheckCommand : public Command {
 public:
     CheckCommand()
-        : Command("check", "Count defects of linear and quadratic tetrahedra",
+        : Command("check", "Count defects of a mesh",
                   "An element can have several defects. Mid-edge nodes are checked where the mesh has\n"
-                  "quadratic tetrahedra.\n\n"
+                  "quadratic tetrahedra. Hexahedra and wedges are checked as they are, not cut.\n\n"
                   "Examples:\n"
                   "  ketmesh check head.vtu\n"
                   "  ketmesh check head_tet10.vtu --tolerance 5 --fail-on 0 --json") {}
@@ -95,6 +96,7 @@ private:
         Json report;
         report["elements"] = m_result.elements;
         report["quadratic"] = m_result.quadratic;
+        AddSolids(report, {m_result.solids});
         report["tolerance"] = m_options.tolerance;
         for (Defect const& defect : Defects)
             report[defect.key] = m_result.*defect.count;
@@ -121,6 +123,7 @@ private:
             whole.AddRow({count.name, std::to_string(m_result.topology.*count.count), count.meaning});
         out << '\n';
         whole.Print(out);
+        PrintSolids(out, {m_result.solids});
     }
 
     int Check() const override {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Iso.h>
 #include <host/commands/Command.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceOutput.h>
 #include <host/terminal/Format.h>
@@ -17,13 +18,14 @@ namespace {
 class IsoCommand : public Command {
 public:
     IsoCommand()
-        : Command("iso", "Extract an isosurface of a field of a tetrahedral mesh",
+        : Command("iso", "Extract an isosurface of a field",
                   "The field is an array of points or, where there is none of that name, an array of\n"
                   "cells, whose values are averaged: a node gets the plain mean of the elements around\n"
-                  "it. Between nodes the field is linear in each tetrahedron; ten-node elements are read\n"
-                  "through their four corners. Normals point to higher values. An element with a corner\n"
-                  "without a value (NaN, infinite or beyond 1e300) gives no triangles. The surface is\n"
-                  "open where it leaves the mesh. A volume is given for closed surfaces only.\n\n"
+                  "it. Between nodes the field is linear in each tetrahedron. Hexahedra and wedges are cut\n"
+                  "into tetrahedra; ten-node elements are read through their four corners. Normals point\n"
+                  "to higher values. An element with a corner without a value (NaN, infinite or beyond\n"
+                  "1e300) gives no triangles. The surface is open where it leaves the mesh. A volume is\n"
+                  "given for closed surfaces only.\n\n"
                   "Examples:\n"
                   "  ketmesh iso head.vtu --field grey --level 700 -o bone.stl\n"
                   "  ketmesh iso result.vtu --field displacement --component 2 --level -0.5 --json") {}
@@ -55,6 +57,7 @@ private:
     Json Report() const override {
         Json report;
         report["field"] = m_options.field;
+        AddSolids(report, m_result.solids);
         report["from"] = m_result.from_elements ? "cells" : "points";
         report["range"] = {m_result.min, m_result.max};
         report["nodes_without_value"] = m_result.nodes_without_value;
@@ -81,6 +84,7 @@ private:
             out << "volume     " << FormatNumber(*m_result.enclosed_volume) << " mm3\n";
         if (m_result.collapsed > 0)
             out << "left out   " << m_result.collapsed << " triangles that rounding made edges or points\n";
+        PrintSolids(out, m_result.solids);
     }
 
     ModelInput m_input;

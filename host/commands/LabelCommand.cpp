@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Label.h>
 #include <host/commands/RegroupingCommand.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/SubVolumeTable.h>
 
 #include <cstddef>
@@ -15,7 +16,7 @@ public:
     LabelCommand()
         : RegroupingCommand(
               {"label", "Make a sub-volume of every region that a surface encloses",
-               "A region is all tetrahedra that are joined through faces without a triangle of the\n"
+               "A region is all elements that are joined through faces without a triangle of the\n"
                "surface on them. Without a surface the regions are the connected parts of the mesh.\n"
                "They replace the sub-volumes that the mesh has; to keep these apart, give the surfaces\n"
                "between them (ketmesh surfaces --interfaces). ketmesh group then joins regions by the\n"
@@ -36,7 +37,10 @@ private:
     }
 
     Json Report() const override {
-        return {{"elements", m_result.elements}, {"subvolumes", ToJson(m_result.subvolumes)}};
+        Json report = {{"elements", m_result.elements}};
+        AddSolids(report, m_result.solids);
+        report["subvolumes"] = ToJson(m_result.subvolumes);
+        return report;
     }
 
     std::string Summary() const override {
@@ -48,6 +52,7 @@ private:
     std::vector<KetSDK::MeshJobs::SubVolumeReport> const& GetSubVolumes() const override {
         return m_result.subvolumes;
     }
+    KetSDK::MeshJobs::SolidsReport GetSolids() const override { return m_result.solids; }
 
     KetSDK::MeshJobs::LabelResult m_result;
 };

@@ -3,6 +3,7 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
 #include <host/commands/MatchCounts.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/options/FailOn.h>
 #include <host/commands/options/MatchInput.h>
 #include <host/commands/options/ModelInput.h>
@@ -28,7 +29,7 @@ public:
                   "that face the wrong way; and faces between sub-volumes without a triangle, unless none\n"
                   "of them has one.\n"
                   "Ten-node elements count by their corners: take their surface from ketmesh\n"
-                  "surfaces.\n\n"
+                  "surfaces. Hexahedra and wedges are cut into tetrahedra, whose faces count.\n\n"
                   "Examples:\n"
                   "  ketmesh match head.vtu --surface head.vtp --fail-on 0\n"
                   "  ketmesh match head.vtu --surface remeshed.stl --tolerance 0.5 --json") {}
@@ -49,6 +50,7 @@ private:
     Json Report() const override {
         Json report;
         report["elements"] = m_result.elements;
+        AddSolids(report, m_result.solids);
         report["tolerance"] = m_surface.GetTolerance();
         report.update(ToJson(m_result.counts));
         report["mismatches"] = m_result.counts.GetMismatches();
@@ -71,6 +73,7 @@ private:
         table.Print(out);
         out << "\nfacing the wrong way: " << counts.wrong_way << "\nmismatches: " << counts.GetMismatches()
             << '\n';
+        PrintSolids(out, m_result.solids);
     }
 
     int Check() const override {

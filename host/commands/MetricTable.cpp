@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <ostream>
+#include <utility>
 
 namespace ketmesh {
 
@@ -54,7 +55,8 @@ std::vector<std::string> Figures(QualityMetric const& metric) {
 // How the columns are to be read, a sentence for each.
 constexpr char const* Explanations[] = {
     "values: what elements of the right orientation can have",
-    "best: the value of the regular tetrahedron, with edges of 1 mm where size matters",
+    "best: the value of the regular tetrahedron, with edges of 1 mm where size matters. For metrics of "
+    "hexahedra and wedges alone the cube takes its place, here and in what follows",
     "better: the values that MMeshQualityAnalysisOperator::IsBetterThan calls better",
     "worst: the values at the head of the list of the worst elements; \"negative\" means negative values "
     "first, then the highest",
@@ -80,7 +82,24 @@ void PrintMarkdownRow(std::ostream& out, auto const& cells) {
     out << "|\n";
 }
 
+std::string MetricKindsText(QualityMetric const& metric) {
+    std::string text;
+    for (std::string const& name : KindNames(metric.kinds))
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
 } // namespace
+
+std::vector<std::string> KindNames(unsigned char kinds) {
+    std::vector<std::string> names;
+    for (auto const& [kind, name] :
+         {std::pair(QualityMetric::Tetrahedra, "tet4"), std::pair(QualityMetric::Tetrahedra, "tet10"),
+          std::pair(QualityMetric::Wedges, "wedge6"), std::pair(QualityMetric::Hexahedra, "hex8")})
+        if ((kinds & kind) != 0)
+            names.emplace_back(name);
+    return names;
+}
 
 void PrintMetricList(std::ostream& out) {
     std::vector<Table::Column> columns;
@@ -96,6 +115,7 @@ void PrintMetricList(std::ostream& out) {
     for (QualityMetric const& metric : QualityMetrics()) {
         out << '\n' << metric.name << '\n';
         PrintWrapped(out, std::string(metric.definition), 2);
+        PrintWrapped(out, "Of: " + MetricKindsText(metric), 2);
         PrintWrapped(out, "Source: " + std::string(metric.source), 2);
     }
 }
@@ -103,7 +123,7 @@ void PrintMetricList(std::ostream& out) {
 void PrintMetricPage(std::ostream& out) {
     out << "# Quality metrics\n\n"
            "What `ketmesh quality --metric NAME` and `MMeshQualityAnalysisOperator` measure of each "
-           "tetrahedron. "
+           "element. "
            "This page\nis the output of `ketmesh quality --list --markdown`.\n\n"
            "How to read the table:\n\n";
     for (char const* const explanation : Explanations)
@@ -115,8 +135,8 @@ void PrintMetricPage(std::ostream& out) {
         PrintMarkdownRow(out, Figures(metric));
     out << "\n## Definitions and sources\n\n";
     for (QualityMetric const& metric : QualityMetrics())
-        out << "- **" << metric.name << "**: " << EscapeMarkdown(metric.definition) << ".\n  *"
-            << EscapeMarkdown(metric.source) << "*\n";
+        out << "- **" << metric.name << "**: " << EscapeMarkdown(metric.definition) << ". Of "
+            << MetricKindsText(metric) << ".\n  *" << EscapeMarkdown(metric.source) << "*\n";
 }
 
 Json MetricListJson() {
@@ -134,6 +154,7 @@ Json MetricListJson() {
                                           {"better", SenseName(metric)},
                                           {"worst", WorstName(metric)},
                                           {"quadratic", metric.quadratic},
+                                          {"kinds", KindNames(metric.kinds)},
                                           {"mirrored", number(metric.inverted)},
                                           {"flat", number(metric.flat)},
                                           {"nonfinite", number(metric.nonfinite)},

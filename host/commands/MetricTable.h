@@ -4,8 +4,13 @@
 #include <host/terminal/Output.h>
 
 #include <iosfwd>
+#include <string>
+#include <vector>
 
 namespace ketmesh {
+
+// The names of kinds of elements, as bits of QualityMetric::Kinds: "tet4", "tet10", "wedge6", "hex8".
+std::vector<std::string> KindNames(unsigned char kinds);
 
 // All quality metrics, as `ketmesh quality --list` shows them.
 

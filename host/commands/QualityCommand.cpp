@@ -6,6 +6,7 @@
 #include <host/commands/Command.h>
 #include <host/commands/MetricTable.h>
 #include <host/commands/QualityTable.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/options/BadThreshold.h>
 #include <host/commands/options/FailOn.h>
 #include <host/commands/options/ModelInput.h>
@@ -38,7 +39,8 @@ constexpr char const* QualityHelp =
     "of the worst; --below and --above find them bad only where they are infinite on that side. Ten-node\n"
     "elements that fold, the solver's worst fault, are bad by each metric that sees mid-edge nodes; Folded\n"
     "is 1 for them. With -o the cell array bad is 1 for elements that fail. Elements are numbered\n"
-    "from 0 in the order of the file. Results are the same on any number of threads.\n\n"
+    "from 0 in the order of the file. Results are the same on any number of threads.\n"
+    "Hexahedra and wedges are measured as they are, not cut, by the metrics that are for them.\n\n"
     "Examples:\n"
     "  ketmesh quality head.vtu\n"
     "  ketmesh quality head.vtu --metric MinDihedralAngle --below 10 --width 5 --fail-on 0\n"
@@ -51,7 +53,7 @@ constexpr char const* QualityHelp =
 class QualityCommand : public Command {
 public:
     QualityCommand()
-        : Command("quality", "Measure the quality of tetrahedra", QualityHelp) {}
+        : Command("quality", "Measure the quality of elements", QualityHelp) {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
@@ -164,6 +166,7 @@ private:
     Json Report() const override {
         Json report;
         report["elements"] = m_result.elements;
+        AddSolids(report, {m_result.solids});
         m_threshold.AddTo(report);
         report["limits"] = LimitsJson(m_result.limits);
         report["failing"] = m_result.failing;
@@ -184,6 +187,7 @@ private:
                 out << (metrics.size() > 1 ? "\n" : "");
                 PrintDetails(out, metric, m_result.bad);
             }
+        PrintSolids(out, {m_result.solids});
     }
 
     int Check() const override {

@@ -2,6 +2,7 @@
 #include <host/commands/QualityTable.h>
 
 #include <KetSDK/MeshJobs/Metrics.h>
+#include <host/commands/MetricTable.h>
 #include <host/terminal/Format.h>
 #include <host/terminal/HistogramText.h>
 #include <host/terminal/Table.h>
@@ -67,10 +68,23 @@ void PrintWorst(std::ostream& out, MetricReport const& report) {
     table.Print(out, 2);
 }
 
+// For a limit that does not hold for all kinds.
+std::string LimitKindsText(QualityLimit const& limit) {
+    std::string text;
+    if (limit.kinds != QualityMetric::AllKinds)
+        for (std::string const& name : KindNames(limit.kinds))
+            text += (text.empty() ? " of " : ", ") + name;
+    return text;
+}
+
+// `kinds` stands only where the limit does not hold for all.
 Json LimitJson(QualityLimit const& limit) {
-    return {{"metric", limit.metric->name},
-            {"sense", limit.sense == QualityLimit::Sense::AtLeast ? ">=" : "<="},
-            {"value", limit.value}};
+    Json json = {{"metric", limit.metric->name},
+                 {"sense", limit.sense == QualityLimit::Sense::AtLeast ? ">=" : "<="},
+                 {"value", limit.value}};
+    if (limit.kinds != QualityMetric::AllKinds)
+        json["kinds"] = KindNames(limit.kinds);
+    return json;
 }
 
 } // namespace
@@ -142,8 +156,9 @@ void PrintLimits(std::ostream& out, KetSDK::MeshJobs::QualityResult const& quali
                  {"share", Table::Align::Right},
                  {"", Table::Align::Left}});
     for (LimitReport const& report : quality.limits)
-        table.AddRow({DescribeLimit(report.limit), std::to_string(report.failing),
-                      FormatShare(report.failing, quality.elements), report.failing == 0 ? "pass" : "fail"});
+        table.AddRow({DescribeLimit(report.limit) + LimitKindsText(report.limit),
+                      std::to_string(report.failing), FormatShare(report.failing, quality.elements),
+                      report.failing == 0 ? "pass" : "fail"});
     table.AddRule();
     table.AddRow({"any", std::to_string(quality.failing), FormatShare(quality.failing, quality.elements),
                   quality.failing == 0 ? "pass" : "fail"});
@@ -165,7 +180,7 @@ void PrintLimitSets(std::ostream& out) {
     for (QualityLimitSet const& set : KetSDK::Mesh::QualityLimitSets()) {
         out << separator << set.name << " (" << set.solver << ")\n";
         for (QualityLimit const& limit : set.limits)
-            out << "  " << DescribeLimit(limit) << '\n';
+            out << "  " << DescribeLimit(limit) << LimitKindsText(limit) << '\n';
         PrintWrapped(out, std::string(set.note), 2);
         PrintWrapped(out, "Source: " + std::string(set.source), 2);
         separator = "\n";

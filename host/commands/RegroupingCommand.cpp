@@ -2,6 +2,7 @@
 #include <host/commands/RegroupingCommand.h>
 
 #include <KetSDK/MeshVTK/Text.h>
+#include <host/commands/SolidsNote.h>
 #include <host/commands/SubVolumeTable.h>
 
 #include <ostream>
@@ -25,6 +26,7 @@ void RegroupingCommand::Work(KetSDK::MeshJobs::Context const& context) {
 void RegroupingCommand::Print(std::ostream& out) const {
     out << Printable(m_input.GetFileName()) << ": " << Summary() << "\n\n";
     PrintSubVolumes(out, GetSubVolumes());
+    PrintSolids(out, GetSolids());
 }
 
 } // namespace ketmesh

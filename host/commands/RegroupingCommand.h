@@ -38,6 +38,8 @@ protected:
     virtual std::string Summary() const = 0;
     // ... that it has now.
     virtual std::vector<KetSDK::MeshJobs::SubVolumeReport> const& GetSubVolumes() const = 0;
+    // What was made of hexahedra and wedges, for the note below the table.
+    virtual KetSDK::MeshJobs::SolidsReport GetSolids() const { return {}; }
 
 private:
     void DeclareOptions(CLI::App& command) final;

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
+#include <KetSDK/MeshVTK/InputFile.h>
 #include <host/commands/Command.h>
 #include <host/commands/CornersNote.h>
 #include <host/commands/options/ModelInput.h>
@@ -29,6 +31,7 @@ public:
                   "count from 1 in the order of the mesh file, faces as in solvers.\n\n"
                   "Examples:\n"
                   "  ketmesh surfaces head.vtu -o head.vtp --interfaces --names volumes\n"
+                  "  ketmesh surfaces head.vtu -o head.stl --ascii\n"
                   "  ketmesh surfaces head.vtu -o head.stl --split-surfaces") {}
 
 private:
@@ -44,18 +47,24 @@ private:
         m_names.Declare(
             command, "--names",
             "Name surfaces by the numbers (ids, the default) or the names (volumes) of the sub-volumes");
-        command.add_flag("--split-surfaces", m_split,
-                         "Write a file for each surface, named <output>-<surface> with the output's ending");
+        CLI::Option* const ascii = command.add_flag(
+            "--ascii", m_ascii, "Write .stl in text, with a solid for each surface under its name");
+        command
+            .add_flag("--split-surfaces", m_split,
+                      "Write a file for each surface, named <output>-<surface> with the output's ending")
+            ->excludes(ascii);
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {
         m_options.names = m_names.Get();
+        if (m_ascii && KetSDK::MeshVTK::LowerCaseEnding(m_output.GetFileName()) != ".stl")
+            throw KetSDK::MeshJobs::FileError(m_output.GetFileName(), "--ascii is for .stl files only");
         m_output.Open(m_split ? SurfaceOutput::Files::OneForEachSurface : SurfaceOutput::Files::One);
         KetSDK::MeshJobs::Model const model = m_input.Read(context);
         m_box = KetSDK::MeshJobs::BoxOf(*model.mesh);
         m_rounding_error = model.rounding.largest_error;
         m_result = KetSDK::MeshJobs::Surfaces(model, m_options, context);
-        m_output.Write(m_result.surfaces, {m_input.GetUnit()}, context);
+        m_output.Write(m_result.surfaces, {.unit = m_input.GetUnit(), .text = m_ascii}, context);
     }
 
     Json Report() const override {
@@ -97,6 +106,7 @@ private:
         {{"ids", SurfacesOptions::Names::Ids}, {"volumes", SurfacesOptions::Names::Volumes}}};
     SurfacesOptions m_options;
     bool m_split = false;
+    bool m_ascii = false;
     KetSDK::MeshJobs::SurfacesResult m_result;
     std::array<double, 6> m_box{};
     double m_rounding_error = 0.0;

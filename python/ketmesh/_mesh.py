@@ -202,8 +202,9 @@ class Mesh:
     def quality(self, metric: str = "ScaledJacobian", *, threads: int = 0) -> NDArray[np.float64]:
         """(m,) float64: the value of a quality metric of each element; `metrics()` names them.
 
-        `threads` is how many work; 0 stands for all cores. The values are the same for any number. Raises
-        `MeshError` for another metric, and for elements that are no tetrahedra.
+        `threads` is how many work; 0 stands for all cores. The values are the same for any number. Hexahedra and
+        wedges are measured as they are. Raises `MeshError` for another metric, and for one that does not measure
+        the kinds of elements here.
 
         >>> ketmesh.read("head_small_tet4.vtu").quality("MinDihedralAngle").shape
         (46924,)
@@ -248,8 +249,8 @@ class Mesh:
     def check(self, tolerance: float = 0.5) -> _core.Check:
         """Counts elements with defects, and what does not belong into a mesh.
 
-        `tolerance` is the deviation of a mid-edge node that passes, in per cent of the length of its edge. Raises
-        `MeshError` for elements that are no tetrahedra.
+        `tolerance` is the deviation of a mid-edge node that passes, in per cent of the length of its edge.
+        Hexahedra and wedges are looked at as they are.
 
         >>> ketmesh.read("head_small_tet10.vtu").check().folded
         403

@@ -122,12 +122,12 @@ class Surface:
         state = "closed" if self.closed else "open"
         return f"<ketmesh.Surface {self.name!r}: {len(self.triangles)} triangles, {self.area:.6g} mm2, {state}>"
 
-    def save(self, path: str | os.PathLike[str], unit: str = "mm") -> None:
-        """Writes a .vtp, .stl, .ply or .obj file. Raises `MeshFileError`.
+    def save(self, path: str | os.PathLike[str], unit: str = "mm", *, ascii: bool = False) -> None:
+        """Writes a .vtp, .stl, .ply or .obj file; .stl in text if `ascii`. Raises `MeshFileError`.
 
         >>> ketmesh.read("head_small_tet4.vtu").boundary().save("/tmp/ketmesh-skin.stl")
         """
-        _core.save_surface(self._handle, os.fspath(path), unit, False, False)
+        _core.save_surface(self._handle, os.fspath(path), unit, False, False, ascii)
 
 
 class Surfaces(Mapping[str, Surface]):
@@ -161,17 +161,24 @@ class Surfaces(Mapping[str, Surface]):
         return f"<ketmesh.Surfaces: {', '.join(repr(name) for name in self)}>"
 
     def save(
-        self, path: str | os.PathLike[str], unit: str = "mm", *, split: bool = False, allow_empty: bool = False
+        self,
+        path: str | os.PathLike[str],
+        unit: str = "mm",
+        *,
+        split: bool = False,
+        ascii: bool = False,
+        allow_empty: bool = False,
     ) -> list[str]:
         """Writes all of them to one .vtp, .stl, .ply or .obj file; the paths that were written.
 
-        With `split` each has a file of its own, `<path>-<name>` with the ending of the path. Raises `MeshFileError`,
-        also for surfaces without a triangle unless `allow_empty`.
+        With `split` each has a file of its own, `<path>-<name>` with the ending of the path. With `ascii` a .stl file
+        is written in text, with a solid for each surface under its name. Raises `MeshFileError`, also for surfaces
+        without a triangle unless `allow_empty`.
 
         >>> ketmesh.read("head_small_tet4.vtu").surfaces().save("/tmp/ketmesh-head.vtp")
         ['/tmp/ketmesh-head.vtp']
         """
-        return _core.save_surface(self._handle, os.fspath(path), unit, split, allow_empty)
+        return _core.save_surface(self._handle, os.fspath(path), unit, split, allow_empty, ascii)
 
 
 def read_surface(path: str | os.PathLike[str], unit: str = "mm", frame: str | None = None) -> Surface:

@@ -396,7 +396,7 @@ void AddSurfaces(py::module_& module) {
         "match",
         [](SharedModel& m, SharedSurface const& surface, double tolerance) {
             return Call().Run(m, [&](Model& model, Context const& context) {
-                return Match(model, surface.surface, MatchOptions{tolerance}, context).counts;
+                return Match(model, surface.surface, MatchOptions{tolerance}, context);
             });
         },
         py::arg("model"), py::arg("surface"), py::arg("tolerance"));

@@ -208,10 +208,11 @@ SurfaceHandle MakeSurfaceOf(py::handle points, py::handle triangles, std::string
 }
 
 std::vector<std::string> SaveSurface(SharedSurface& shared, std::string const& path, std::string const& unit,
-                                     bool split, bool allow_empty) {
+                                     bool split, bool allow_empty, bool text) {
     SurfaceWriteOptions options;
     options.unit = UnitNamed(unit);
     options.allow_empty = allow_empty;
+    options.text = text;
     return Call().Run([&](Context const& context) {
         if (split)
             return WriteSurfaces(shared.surface, path, options, context);
@@ -333,7 +334,7 @@ void AddModels(py::module_& module) {
     module.def("make_surface", &MakeSurfaceOf, py::arg("points"), py::arg("triangles"), py::arg("name"),
                py::arg("unit"), py::arg("frame"));
     module.def("save_surface", &SaveSurface, py::arg("surface"), py::arg("path"), py::arg("unit"),
-               py::arg("split"), py::arg("allow_empty"));
+               py::arg("split"), py::arg("allow_empty"), py::arg("text"));
     module.def("surface_arrays", &ArraysOfSurface);
     module.def("surface_reports", &ReportsOfSurface);
     module.def(

@@ -34,6 +34,7 @@
 #include <KetSDK/MeshJobs/Weld.h>
 
 #include <map>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -52,6 +53,11 @@ std::string ColorText(unsigned int color) {
     return text;
 }
 
+constexpr char const* SolidsHelp = "HexahedraAndWedges; None when there are none";
+std::optional<SolidsReport> Solids(SolidsReport const& report) {
+    return report.elements > 0 ? std::optional(report) : std::nullopt;
+}
+
 void AddParts(py::module_& module) {
     Record<SubVolumeReport>(module, "SubVolume", "A sub-volume of a mesh.")
         .Field("number", &SubVolumeReport::number, "place in the list")
@@ -63,6 +69,12 @@ void AddParts(py::module_& module) {
         .Field("triangles", &SurfaceReport::triangles, "how many there are")
         .Field("area", &SurfaceReport::area, "mm2")
         .Field("closed", &SurfaceReport::closed, "every edge lies in exactly two triangles");
+    Record<SolidsReport>(module, "HexahedraAndWedges", "What a job made of hexahedra and wedges.")
+        .Field("elements", &SolidsReport::elements, "how many there are")
+        .Field(
+            "taken_as", [](SolidsReport const& r) { return r.tetrahedra > 0 ? "tetrahedra" : "elements"; },
+            "\"elements\", as they are, or \"tetrahedra\"")
+        .Field("tetrahedra", &SolidsReport::tetrahedra, "that they were cut into; 0 where taken as they are");
     Record<KetSDK::MeshVTK::RoundingReport>(module, "Rounding", "What rounding to integer coordinates did.")
         .Field("out_of_range", &KetSDK::MeshVTK::RoundingReport::out_of_range, "points beyond the integers")
         .Field("merged", &KetSDK::MeshVTK::RoundingReport::merged, "points that came to lie on others")
@@ -106,6 +118,8 @@ void AddMeasureReports(py::module_& module) {
         .Field("memory", &InfoResult::memory, "bytes that the mesh takes");
     Record<CheckResult>(module, "Check", "Numbers of elements with defects.")
         .Field("elements", &CheckResult::elements, "how many there are")
+        .Field(
+            "hexahedra_and_wedges", [](CheckResult const& r) { return Solids({r.solids}); }, SolidsHelp)
         .Field("quadratic", &CheckResult::quadratic, "there are mid-edge nodes to look at")
         .Field("wrong_orientation", &CheckResult::wrong_orientation, "negative volume")
         .Field("folded", &CheckResult::folded, "negative Jacobian determinant somewhere")
@@ -157,6 +171,8 @@ void AddMeasureReports(py::module_& module) {
         .Field("failing", &LimitReport::failing, "elements");
     Record<QualityResult>(module, "Quality", "What was measured of a mesh.")
         .Field("elements", &QualityResult::elements, "how many there are")
+        .Field(
+            "hexahedra_and_wedges", [](QualityResult const& r) { return Solids({r.solids}); }, SolidsHelp)
         .Field("metrics", &QualityResult::metrics, "list of MetricReport")
         .Field("limits", &QualityResult::limits, "list of LimitReport")
         .Field("failing", &QualityResult::failing, "elements that fail a limit or the threshold, or fold");
@@ -196,6 +212,8 @@ void AddChangeReports(py::module_& module) {
         .Field("volume_after", &OrientResult::volume_after, "mm3, signed");
     Record<LabelResult>(module, "Label", "The regions that became sub-volumes.")
         .Field("elements", &LabelResult::elements, "how many there are")
+        .Field(
+            "hexahedra_and_wedges", [](LabelResult const& r) { return Solids(r.solids); }, SolidsHelp)
         .Field("subvolumes", &LabelResult::subvolumes, "list of SubVolume");
     Record<GroupResult>(module, "Group", "The sub-volumes that were joined.")
         .Field("elements", &GroupResult::elements, "how many there are")
@@ -357,6 +375,8 @@ void AddSurfaceReports(py::module_& module) {
         .Field("taken_by_corners", &SurfacesResult::taken_by_corners,
                "ten-node tetrahedra whose faces are those of their corners");
     Record<IsoResult>(module, "Isosurface", "What an isosurface is like.")
+        .Field(
+            "hexahedra_and_wedges", [](IsoResult const& r) { return Solids(r.solids); }, SolidsHelp)
         .Field("from_elements", &IsoResult::from_elements, "the field was one on elements")
         .Field("min", &IsoResult::min, "of the field at the nodes")
         .Field("max", &IsoResult::max, "")
@@ -375,6 +395,8 @@ void AddSurfaceReports(py::module_& module) {
         .Field("contour_length", &CutResult::contour_length, "mm")
         .Field("subvolumes", &CutResult::subvolumes, "list of Section");
     Record<BoundaryResult>(module, "Boundary", "The boundary of a mesh.")
+        .Field(
+            "hexahedra_and_wedges", [](BoundaryResult const& r) { return Solids(r.solids); }, SolidsHelp)
         .Field("boundary_elements", &BoundaryResult::boundary_elements, "with a face on the boundary")
         .Field("boundary_nodes", &BoundaryResult::boundary_nodes, "")
         .Field("triangles", &BoundaryResult::triangles, "how many there are")
@@ -400,14 +422,26 @@ void AddSurfaceReports(py::module_& module) {
     Record<MatchCounts::Faces>(module, "MatchedFaces", "Faces with and without a triangle on them.")
         .Field("with_triangle", &MatchCounts::Faces::with_triangle, "")
         .Field("without_triangle", &MatchCounts::Faces::without_triangle, "");
-    Record<MatchCounts>(module, "Match", "How far a mesh and a surface correspond.")
-        .Field("boundary", &MatchCounts::boundary, "MatchedFaces at the outside")
-        .Field("interfaces", &MatchCounts::interfaces, "MatchedFaces between sub-volumes")
-        .Field("inner", &MatchCounts::inner, "faces inside a sub-volume with a triangle")
-        .Field("with_face", &MatchCounts::with_face, "triangles")
-        .Field("without_face", &MatchCounts::without_face, "triangles")
-        .Field("wrong_way", &MatchCounts::wrong_way, "faces whose triangle faces the other way")
-        .Field("mismatches", &MatchCounts::GetMismatches, "");
+    Record<MatchResult>(module, "Match", "How far a mesh and a surface correspond.")
+        .Field(
+            "hexahedra_and_wedges", [](MatchResult const& r) { return Solids(r.solids); }, SolidsHelp)
+        .Field(
+            "boundary", [](MatchResult const& r) { return r.counts.boundary; }, "MatchedFaces at the outside")
+        .Field(
+            "interfaces", [](MatchResult const& r) { return r.counts.interfaces; },
+            "MatchedFaces between sub-volumes")
+        .Field(
+            "inner", [](MatchResult const& r) { return r.counts.inner; },
+            "faces inside a sub-volume with a triangle")
+        .Field(
+            "with_face", [](MatchResult const& r) { return r.counts.with_face; }, "triangles")
+        .Field(
+            "without_face", [](MatchResult const& r) { return r.counts.without_face; }, "triangles")
+        .Field(
+            "wrong_way", [](MatchResult const& r) { return r.counts.wrong_way; },
+            "faces whose triangle faces the other way")
+        .Field(
+            "mismatches", [](MatchResult const& r) { return r.counts.GetMismatches(); }, "");
 }
 
 } // namespace

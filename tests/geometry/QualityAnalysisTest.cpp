@@ -161,16 +161,20 @@ TEST(QualityMetric, TableHoldsForGoodAndFaultyElements) {
         else
             EXPECT_NEAR(value, stated, 1e-7 * std::max(1.0, std::fabs(stated)));
     };
+    std::size_t number = 0;
     for (QualityMetric const& metric : QualityMetrics()) {
         SCOPED_TRACE(metric.name);
         EXPECT_EQ(FindQualityMetric(metric.type), &metric);
         EXPECT_EQ(FindQualityMetric(metric.name), &metric);
+        if ((metric.kinds & QualityMetric::Tetrahedra) == 0)
+            continue; // see SolidMeasuresTest.cpp
+        ++number;
         expect(Evaluate(metric, element(regular)), metric.best);
         expect(Evaluate(metric, element(mirrored)), metric.inverted);
         expect(Evaluate(metric, element(square)), metric.flat);
         expect(Evaluate(metric, element(no_number)), metric.nonfinite);
     }
-    EXPECT_EQ(QualityMetrics().size(), std::size(Evaluators));
+    EXPECT_EQ(number, std::size(Evaluators));
     EXPECT_EQ(FindQualityMetric(-1), nullptr);
     EXPECT_EQ(FindQualityMetric(Analysis::NumberOfMetrics), nullptr);
     EXPECT_EQ(FindQualityMetric("meanratio"), nullptr);
@@ -179,7 +183,7 @@ TEST(QualityMetric, TableHoldsForGoodAndFaultyElements) {
 TEST(QualityAnalysis, ValuesAreThoseOfTheElementsWhateverTheThreads) {
     MMeshBase mesh;
     FillWithCurvedElements(mesh, 15); // more than one window of the parallel loop
-    for (QualityMetric const& metric : QualityMetrics()) {
+    for (QualityMetric const& metric : QualityMetrics().first(std::size(Evaluators))) {
         SCOPED_TRACE(metric.name);
         Outcome const sequential = RunAnalysis(mesh, metric.type, false);
         EXPECT_TRUE(sequential.finished);

@@ -24,7 +24,9 @@ std::map<std::string, std::vector<std::string>> const Runs = {
     {"info", {"tet4.vtu"}},
     {"save", {"tet4.vtu -o out.kmesh --text"}},
     {"diff", {"tet4.vtu tet4.vtu --tolerance 0.1"}},
-    {"surfaces", {"tet4.vtu -o out.stl --interfaces --curved --names volumes --split-surfaces"}},
+    {"surfaces",
+     {"tet4.vtu -o out.stl --interfaces --curved --names volumes --split-surfaces",
+      "tet4.vtu -o out.stl --ascii"}},
     {"iso", {"tet4.vtu --field label --component 0 --level 1.5 -o out.vtp"}},
     {"boundary",
      {"model.vtu -o out.vtp --interfaces --simplify --colors", "tet4.vtu -o out.vtp --all-faces"}},
@@ -98,20 +100,23 @@ std::map<std::string, std::string> const Keys = {
     {"diff", "equal first_difference left_out elements nodes"},
     {"surfaces", "surfaces.name surfaces.triangles surfaces.area surfaces.closed triangles points box "
                  "rounding_error files"},
-    {"iso", "field from range nodes_without_value level triangles points collapsed area closed "
-            "enclosed_volume files"},
-    {"boundary", "elements nodes boundary_elements boundary_nodes triangles area closed files"},
+    {"iso",
+     "field hexahedra_and_wedges from range nodes_without_value level triangles points collapsed area closed "
+     "enclosed_volume files"},
+    {"boundary",
+     "elements hexahedra_and_wedges nodes boundary_elements boundary_nodes triangles area closed files"},
     {"explode", "elements elements_taken triangles points shrink volume_factor files"},
     {"graph", "elements graphs.name graphs.vertices graphs.edges vertices edges all_edges files"},
-    {"quality", "elements below limits failing metrics.Volume.unit metrics.Volume.min metrics.Volume.mean "
+    {"quality", "elements hexahedra_and_wedges below limits failing metrics.Volume.unit metrics.Volume.min "
+                "metrics.Volume.mean "
                 "metrics.Volume.max "
                 "metrics.Volume.percentiles.50 metrics.Volume.nonfinite metrics.Volume.bad "
                 "metrics.Volume.histogram.range "
                 "metrics.Volume.histogram.counts metrics.Volume.worst.element metrics.Volume.worst.value "
                 "metrics.Volume.worst.centre metrics.Volume.worst.subvolume files"},
-    {"check",
-     "elements quadratic tolerance wrong_orientation folded zero_volume wrong_mid_edges wrong_mid_faces "
-     "duplicate_elements duplicate_nodes faces_of_three unused_nodes parts"},
+    {"check", "elements quadratic hexahedra_and_wedges tolerance wrong_orientation folded zero_volume "
+              "wrong_mid_edges wrong_mid_faces "
+              "duplicate_elements duplicate_nodes faces_of_three unused_nodes parts"},
     {"repair",
      "elements modified straightened mid_nodes_aligned passes outer thresholds bad_before bad_after "
      "ratio_before.folded ratio_after.median files"},
@@ -124,13 +129,14 @@ std::map<std::string, std::string> const Keys = {
     {"convert",
      "to elements_before elements_after nodes_before nodes_after nodes_joined volume_before volume_after "
      "reoriented subvolumes.name files"},
-    {"label", "elements subvolumes.name files"},
+    {"label", "elements hexahedra_and_wedges subvolumes.name files"},
     {"group",
      "elements groups_of subvolumes.name boundary_faces.with_triangle interface_faces.without_triangle "
      "inner_faces.with_triangle triangles.with_face wrong_way files"},
-    {"match", "elements tolerance boundary_faces.with_triangle interface_faces.without_triangle "
-              "inner_faces.with_triangle "
-              "triangles.without_face wrong_way mismatches"},
+    {"match",
+     "elements hexahedra_and_wedges tolerance boundary_faces.with_triangle interface_faces.without_triangle "
+     "inner_faces.with_triangle "
+     "triangles.without_face wrong_way mismatches"},
     {"remove", "elements nodes removed_elements removed_nodes subvolumes.name files"},
     {"split", "elements nodes new_subvolumes subvolumes.name files"},
     {"merge", "elements nodes joined_nodes subvolumes.name files"},

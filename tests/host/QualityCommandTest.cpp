@@ -243,7 +243,7 @@ TEST_F(Ketmesh, QualityIsDrawnAndListed) {
     Result const page = Run({"quality", "--list", "--markdown"});
     EXPECT_TRUE(page.out == Content(Data + "../docs/quality.md"))
         << "make docs/quality.md anew: ketmesh quality --list --markdown";
-    EXPECT_EQ(RunJson({"quality", "--list"})["metrics"].size(), 36u);
+    EXPECT_EQ(RunJson({"quality", "--list"})["metrics"].size(), 45u);
     std::string const list = Run({"quality", "--list"}).out;
     for (std::size_t begin = 0, end; (end = list.find('\n', begin)) != std::string::npos; begin = end + 1)
         EXPECT_LE(end - begin, 110u);

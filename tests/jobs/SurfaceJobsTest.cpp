@@ -12,7 +12,9 @@
 #include <KetSDK/MeshJobs/Grow.h>
 #include <KetSDK/MeshJobs/Info.h>
 #include <KetSDK/MeshJobs/Iso.h>
+#include <KetSDK/MeshJobs/Label.h>
 #include <KetSDK/MeshJobs/Layers.h>
+#include <KetSDK/MeshJobs/Match.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
 #include <KetSDK/MeshVTK/Text.h>
 
@@ -354,4 +356,101 @@ TEST(Surfaces, CurvedOnesEncloseTheVolumeOfCurvedElements) {
     };
     EXPECT_LT(error(curved), 0.3 * error(flat));
     EXPECT_LT(error(curved), 1e-3 * volume);
+}
+
+// The operators behind these jobs know tetrahedra: hexahedra and wedges go through their conforming cut.
+TEST(SurfaceJobs, TakeHexahedraAndWedgesWholeAgain) {
+    for (char const* const name : {Hexahedra, Wedges}) {
+        SCOPED_TRACE(name);
+        Model model = Read(name);
+        auto const elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
+        SurfacesResult const outside = Surfaces(model, {}, {});
+        double area = 0.0;
+        for (SurfaceReport const& report : outside.reports)
+            area += report.area;
+
+        BoundaryResult const boundary = Boundary(model, {}, {});
+        EXPECT_EQ(boundary.solids.elements, elements);
+        EXPECT_GT(boundary.solids.tetrahedra, 2 * elements);
+        EXPECT_EQ(boundary.elements, elements);
+        EXPECT_EQ(boundary.triangles, outside.triangles);
+        EXPECT_EQ(boundary.boundary_nodes, boundary.surface.surfaces->NumberOfPoints());
+        EXPECT_NEAR(boundary.area, area, 1e-6 * area);
+        EXPECT_TRUE(boundary.closed);
+        EXPECT_NEAR(SignedVolume(*boundary.surface.surfaces), Info(model, {}).volume, 1e-6 * area);
+        CheckFile(model, boundary.surface);
+        for (std::int32_t const face : Numbers(boundary.surface, L"face"))
+            EXPECT_GT(face, 0);
+
+        // The surface halves faces in its own way, and a file of it is rounded to floats.
+        SurfacesResult const all = Surfaces(model, {.interfaces = true}, {});
+        MTemporaryDirectory const folder;
+        std::string const path = InFolder(folder, "s.stl");
+        KetSDK::MeshVTK::OutputFile file = OpenSurfaceFile(path);
+        WriteSurface(all.surfaces, file, {}, {});
+        SurfaceModel const rounded = ReadSurface(path, {}, {});
+        MatchResult const match = Match(model, rounded, {}, {});
+        EXPECT_EQ(match.solids.elements, elements);
+        EXPECT_EQ(match.counts.GetMismatches(), 0u);
+        EXPECT_EQ(match.counts.with_face, all.triangles);
+        EXPECT_EQ(match.counts.boundary.with_triangle + match.counts.interfaces.with_triangle, all.triangles);
+
+        std::vector<SubVolumeReport> const before = ReportSubVolumes(*model.mesh);
+        LabelResult const label = Label(model, &rounded, {}, {});
+        EXPECT_EQ(label.solids.elements, elements);
+        ASSERT_EQ(label.subvolumes.size(), before.size());
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            EXPECT_EQ(label.subvolumes[i].elements, before[i].elements);
+            EXPECT_NEAR(label.subvolumes[i].volume, before[i].volume, 1e-9);
+        }
+        EXPECT_EQ(Label(model, nullptr, {}, {}).subvolumes.size(), 1u);
+        EXPECT_EQ(CountSolids(*model.mesh), elements);
+    }
+}
+
+TEST(SurfaceJobs, CutHexahedraForIsosurfaces) {
+    Model model = Read(Hexahedra);
+    std::vector<double> x;
+    for (auto node = model.mesh->BeginPoint(); node != model.mesh->EndPoint(); ++node)
+        x.push_back(node->GetPosition()[0]);
+    auto const box = BoxOf(*model.mesh);
+    SetArray(model.arrays, {L"x", MMeshArray::OnNodes, 1, L"float64", std::move(x)});
+    double const section = (box[4] - box[1]) * (box[5] - box[2]);
+    for (double const share : {0.13, 0.5, 0.77}) {
+        IsoResult const iso = Iso(model, {"x", {}, box[0] + share * (box[3] - box[0])}, {});
+        EXPECT_NEAR(iso.area, section, 1e-4 * section);
+        EXPECT_EQ(iso.solids.elements, 1952u);
+    }
+}
+
+TEST(Surfaces, KeepTheirNamesInStlFilesInText) {
+    Model const model = Read(Tet4);
+    SurfacesOptions options;
+    options.interfaces = true;
+    options.names = SurfacesOptions::Names::Volumes;
+    SurfacesResult result = Surfaces(model, options, {});
+    result.surfaces.frame = KetSDK::Mesh::CoordinateFrame::LPS;
+    ASSERT_GT(result.reports.size(), 2u);
+    MTemporaryDirectory const folder;
+    for (bool const text : {true, false}) {
+        std::string const path = InFolder(folder, text ? "text.stl" : "binary.stl");
+        Warned context;
+        KetSDK::MeshVTK::OutputFile file = OpenSurfaceFile(path);
+        WriteSurface(result.surfaces, file, {{}, false, text}, context);
+        EXPECT_EQ(context.messages.size(), text ? 0u : 1u);
+        SurfaceModel const read = ReadSurface(path, {}, {});
+        EXPECT_EQ(read.frame, result.surfaces.frame);
+        ASSERT_EQ(read.surfaces->NumberOfSurfaces(), text ? result.reports.size() : 1u);
+        if (!text)
+            continue;
+        std::vector<SurfaceReport> const reports = ReportSurfaces(*read.surfaces);
+        for (std::size_t i = 0; i < reports.size(); ++i) {
+            EXPECT_EQ(reports[i].name, result.reports[i].name);
+            EXPECT_EQ(reports[i].triangles, result.reports[i].triangles);
+            EXPECT_EQ(reports[i].area, result.reports[i].area);
+            EXPECT_EQ(reports[i].closed, result.reports[i].closed);
+        }
+    }
+    KetSDK::MeshVTK::OutputFile file = OpenSurfaceFile(InFolder(folder, "s.ply"));
+    EXPECT_NE(ErrorOf([&] { WriteSurface(result.surfaces, file, {{}, false, true}, {}); }), "");
 }

@@ -257,6 +257,9 @@ TEST(View, ColoursAreThoseThatThereAre) {
          {"subvolume", "MinFaceAngle", "displacement", "displacement y", "stress XZ"})
         EXPECT_EQ(PackModel(model, {color, "Volume", 1000}, {}).result.color, color);
     EXPECT_EQ(Unpacked(PackModel(model, {"", "Volume", 1000}, {}).data).Field("stress")["unit"], "MPa");
+    Model const boxes = LoadData("hex_matrix_fiber.vtu");
+    for (std::string const color : {"ScaledJacobian", "Shape"}) // a common metric, and one of hexahedra
+        EXPECT_EQ(PackModel(boxes, {color, "", 1000}, {}).result.color, color);
     EXPECT_THROW(PackModel(model, {"stress", "Volume", 1000}, {}), Error);
     EXPECT_THROW(PackModel(model, {"", "Nonsense", 1000}, {}), Error);
 }

@@ -41,10 +41,18 @@ bool HasItsNodes(MMeshBase const& mesh) {
 // Chooses the diagonals of all faces with four corners.
 class Diagonals {
 public:
-    explicit Diagonals(MMeshBase const& mesh)
+    // `edges` are given ones of nodes, by index.
+    Diagonals(MMeshBase const& mesh, std::vector<Edge> const& edges)
         : m_mesh(mesh) {
         NumberPlaces();
         CollectEdges();
+        auto const is_node = [this](MLong index) {
+            return static_cast<std::size_t>(index) < m_number.size();
+        };
+        for (auto const& [a, b] : edges)
+            if (is_node(a) && is_node(b))
+                m_edges.insert(
+                    Key(m_number[static_cast<std::size_t>(a)], m_number[static_cast<std::size_t>(b)]));
     }
 
     // Looks at all elements and chooses other diagonals where that saves one. False when the user cancelled.
@@ -174,7 +182,7 @@ private:
 
     MMeshBase const& m_mesh;
     std::vector<MLong> m_number;               // by node
-    std::unordered_set<std::uint64_t> m_edges; // of triangles
+    std::unordered_set<std::uint64_t> m_edges; // of triangles, and given ones
     std::set<FaceKey> m_flipped;
     std::map<FaceKey, std::vector<MMeshElement const*>> m_elements_at; // of elements without a positive cut
 };
@@ -268,11 +276,12 @@ bool MMeshConformingCutOperator::Operate() {
         return false;
     auto const elements = static_cast<unsigned long long>(mesh->NumberOfElements());
     IncrementalProgressReporter progress(m_delegate, "Cutting elements", 2 * elements, true);
-    Diagonals diagonals(*mesh);
+    Diagonals diagonals(*mesh, m_given_edges);
     if (!diagonals.Choose(progress))
         return false;
     m_target->SetMeshType(MMeshBase::Linear);
     MeshRebuild rebuild(*mesh, *m_target, m_origins);
+    rebuild.SetJoinNodes(m_join_nodes);
     Cutter cutter(rebuild, diagonals, m_counts);
     bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
         return rebuild.ForEachElement(source, [&](MMeshElement const& e) {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <utility>
+#include <vector>
 
 namespace KetSDK::Common {
 class IProgressDelegate;
@@ -18,7 +21,7 @@ struct MMeshOrigins;
 // Builds a mesh in which every hexahedron and wedge of a mesh is cut into linear tetrahedra that fit
 // together; elements of other kinds are copied. Elements come sub-volume by sub-volume, within one in the
 // order of the mesh; each new sub-volume has the name and the material number of the old one. Nodes at one
-// place become one node. Inverted elements are turned.
+// place become one node, unless SetJoinNodes says otherwise. Inverted elements are turned.
 //
 // A face with four corners is halved through its node with the smallest number, so that neighbours agree
 // without asking. A hexahedron becomes five or six tetrahedra, a wedge three: J. Dompierre, P. Labbe, M.-G.
@@ -48,6 +51,12 @@ public:
     // Borrowed.
     void SetOrigins(MMeshOrigins* origins) noexcept { m_origins = origins; }
 
+    // Edges between nodes of the mesh, by their indices: a face of which one is a diagonal is halved there,
+    // as it is beside triangles. None unless set.
+    void SetEdges(std::vector<std::array<MLong, 2>> edges) noexcept { m_given_edges = std::move(edges); }
+    // Whether nodes at one place become one node, as unless set; else parts that only touch stay apart.
+    void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
+
     // Hears of the progress, and lets the user cancel; null for none.
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_delegate = std::move(delegate);
@@ -73,6 +82,8 @@ public:
 private:
     MMeshBase* m_target = nullptr;
     MMeshOrigins* m_origins = nullptr;
+    std::vector<std::array<MLong, 2>> m_given_edges;
+    bool m_join_nodes = true;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;
     Counts m_counts;
 };

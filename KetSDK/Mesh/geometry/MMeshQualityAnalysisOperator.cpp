@@ -3,6 +3,7 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Mesh/geometry/MMeshFold.h>
+#include <KetSDK/Mesh/geometry/MMeshSolidMeasures.h>
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
@@ -18,7 +19,6 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -131,8 +131,12 @@ void OrthogonalQuality(Block const& block, double* values) {
     });
 }
 
+double FoldOf(MMeshElement const& e) {
+    return IsFolded(e) ? 1.0 : 0.0;
+}
+
 void Folded(Block const& block, double* values) {
-    Store(block, values, [](MMeshElement const& e) { return IsFolded(e) ? 1.0 : 0.0; });
+    Store(block, values, FoldOf);
 }
 
 void CurvedVolume(Block const& block, double* values) {
@@ -145,10 +149,15 @@ bool IsVolume(Metric::QualityType type) {
     return type == Metric::Volume || type == Metric::VolumeInRange || type == Metric::VolumeInRange2;
 }
 
+// Of a metric that does not measure tetrahedra.
+void NotMeasured(Block const& block, double* values) {
+    std::fill(values, values + (block.last - block.first), std::numeric_limits<double>::quiet_NaN());
+}
+
 // Writes the values of a block of elements, in their order.
 using Evaluator = void (*)(Block const& block, double* values);
 
-// How each metric is evaluated.
+// How each metric of tetrahedra is evaluated.
 struct Evaluated {
     Metric::QualityType type;
     Evaluator evaluate;
@@ -196,7 +205,61 @@ Evaluator EvaluatorOf(Metric::QualityType type) {
     for (Evaluated const& e : Evaluators)
         if (e.type == type)
             return e.evaluate;
-    throw std::logic_error("not implemented");
+    return NotMeasured;
+}
+
+using Solid = KetSDK::Mesh::MMeshSolidMeasures;
+using SolidMeasure = double (*)(MMeshElement const& e);
+
+template <auto Measure>
+double OfSolid(MMeshElement const& e) {
+    return std::invoke(Measure, Solid(e));
+}
+
+// How hexahedra and wedges are measured.
+struct MeasuredOnSolids {
+    Metric::QualityType type;
+    SolidMeasure measure;
+};
+constexpr MeasuredOnSolids SolidMeasures[] = {
+    {Metric::Volume, GetElementVolume},
+    {Metric::VolumeInRange, GetElementVolume},
+    {Metric::VolumeInRange2, GetElementVolume},
+    {Metric::CornerVolume, GetElementVolume},
+    {Metric::EdgeMaxMin, OfSolid<&Solid::GetEdgeMaxMin>},
+    {Metric::EdgeMinMax, OfSolid<&Solid::GetEdgeMinMax>},
+    {Metric::Jacobian, OfSolid<&Solid::GetJacobian>},
+    {Metric::ScaledJacobian, OfSolid<&Solid::GetScaledJacobian>},
+    {Metric::MaxEdgeLength, OfSolid<&Solid::GetMaxEdgeLength>},
+    {Metric::MinEdgeLength, OfSolid<&Solid::GetMinEdgeLength>},
+    {Metric::MinFaceAngle, OfSolid<&Solid::GetMinFaceAngle>},
+    {Metric::MaxFaceAngle, OfSolid<&Solid::GetMaxFaceAngle>},
+    {Metric::Folded, FoldOf},
+    {Metric::Condition, OfSolid<&Solid::GetCondition>},
+    {Metric::MeanAspectFrobenius, OfSolid<&Solid::GetMeanAspectFrobenius>},
+    {Metric::Shape, OfSolid<&Solid::GetShape>},
+    {Metric::MaxEdgeRatio, OfSolid<&Solid::GetMaxEdgeRatio>},
+    {Metric::Skew, OfSolid<&Solid::GetSkew>},
+    {Metric::Taper, OfSolid<&Solid::GetTaper>},
+    {Metric::Stretch, OfSolid<&Solid::GetStretch>},
+    {Metric::Diagonal, OfSolid<&Solid::GetDiagonal>},
+    {Metric::Oddy, OfSolid<&Solid::GetOddy>},
+};
+
+bool IsSolid(MMeshElement const& e) {
+    return e.GetNodeCount() == 6 || e.GetNodeCount() == 8;
+}
+
+// Gives the hexahedra and wedges of a block their own values.
+void MeasureSolids(Block const& block, Metric::QualityType type, double* values) {
+    auto const* const found = std::ranges::find(SolidMeasures, type, &MeasuredOnSolids::type);
+    block.mesh.Elements().ForEachWithNodes(
+        block.first, block.last, [&](MMeshElement const& e, std::uint64_t) {
+            if (IsSolid(e))
+                *values = found == std::end(SolidMeasures) ? std::numeric_limits<double>::quiet_NaN()
+                                                           : found->measure(e);
+            ++values;
+        });
 }
 
 // Elements between two looks at the progress delegate.
@@ -211,7 +274,8 @@ MMeshQualityAnalysisOperator::MMeshQualityAnalysisOperator(MMeshQualityAnalysisO
     , m_partition_width(other.m_partition_width)
     , m_max_bound(other.m_max_bound)
     , m_progress(other.m_progress)
-    , m_curved_volumes(other.m_curved_volumes) {}
+    , m_curved_volumes(other.m_curved_volumes)
+    , m_every_kind(other.m_every_kind) {}
 
 MMeshQualityAnalysisOperator&
 MMeshQualityAnalysisOperator::operator=(MMeshQualityAnalysisOperator const& other) {
@@ -225,6 +289,7 @@ MMeshQualityAnalysisOperator::operator=(MMeshQualityAnalysisOperator const& othe
     m_max_bound = other.m_max_bound;
     m_progress = other.m_progress;
     m_curved_volumes = other.m_curved_volumes;
+    m_every_kind = other.m_every_kind;
     return *this;
 }
 
@@ -267,8 +332,11 @@ bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
     using Values = std::array<double, StepSize>;
     Evaluator const evaluate = m_curved_volumes && IsVolume(m_metric) ? CurvedVolume : EvaluatorOf(m_metric);
+    bool const has_solids = m_every_kind && std::ranges::any_of(mesh.Elements(), IsSolid);
     auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
         evaluate({mesh, first, last}, values.data());
+        if (has_solids)
+            MeasureSolids({mesh, first, last}, m_metric, values.data());
     };
     auto const commit = [&](std::uint64_t first, std::uint64_t last, Values const& values) {
         std::size_t const size = static_cast<std::size_t>(last - first);

@@ -19,7 +19,8 @@ class IncrementalProgressReporter;
 // elements and as a histogram. QualityMetric.h says of each measure what it means, what range its
 // histogram has and which values are good.
 //
-// The measures are those of tetrahedra: of an element of another kind they see the first four nodes.
+// The measures are those of tetrahedra: of an element of another kind they see the first four nodes, unless
+// SetEveryKind(true) has hexahedra and wedges measured as what they are.
 // Metrics 12 to 14 and 101 see all ten nodes of a quadratic element, and with SetCurvedVolumes(true) the
 // volumes 3, 29 and 30 do.
 // One thread at a time uses operator and mesh. With SetParallel(true) the values are computed on several
@@ -65,6 +66,16 @@ public:
         OrthogonalQuality = 100,
         Folded = 101,
         CornerVolume = 102,
+        // Of hexahedra, the first three of wedges as well.
+        Condition = 110,
+        MeanAspectFrobenius = 111,
+        Shape = 112,
+        MaxEdgeRatio = 113,
+        Skew = 114,
+        Taper = 115,
+        Stretch = 116,
+        Diagonal = 117,
+        Oddy = 118,
     };
     static constexpr int NumberOfMetrics = 33; // numbered from 0 on; QualityMetrics() has the others too
 
@@ -90,6 +101,9 @@ public:
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_progress = std::move(delegate);
     }
+    // Whether hexahedra and wedges are measured by MMeshSolidMeasures; their values are NaN for a metric that
+    // does not measure them (QualityMetric::kinds). False unless set.
+    void SetEveryKind(bool every_kind) noexcept { m_every_kind = every_kind; }
     // Whether Volume, VolumeInRange and VolumeInRange2 of a quadratic element are exact ones of the curved
     // element; false, those of its corners, unless set. CornerVolume is that of the corners either way.
     void SetCurvedVolumes(bool curved) noexcept { m_curved_volumes = curved; }
@@ -126,4 +140,5 @@ private:
     double m_max_bound = DBL_MAX;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
     bool m_curved_volumes = false;
+    bool m_every_kind = false;
 };

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 MMeshTet10ConsistencyCheckOperator::~MMeshTet10ConsistencyCheckOperator() = default;
@@ -18,6 +19,12 @@ bool MMeshTet10ConsistencyCheckOperator::Operate() {
     auto const count = [&](std::uint64_t first, std::uint64_t last, Counts& counts) {
         counts = {};
         mesh->Elements().ForEachWithNodes(first, last, [&](MMeshElement const& element, std::uint64_t) {
+            if (m_every_kind && (element.GetNodeCount() == 6 || element.GetNodeCount() == 8)) {
+                double const volume = GetElementVolume(element);
+                counts.wrong_orientation += volume < 0.0;
+                counts.zero_volume += volume == 0.0;
+                return;
+            }
             Tetrahedron10Base<double> tetrahedron(&element, false);
             counts.wrong_mid_edges += quadratic && !tetrahedron.CheckMidVertices(m_tolerance);
             counts.wrong_mid_faces += quadratic && !tetrahedron.CheckMidFaces(m_tolerance);

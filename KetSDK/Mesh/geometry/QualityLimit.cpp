@@ -9,26 +9,28 @@ namespace {
 
 using Metric = MMeshQualityAnalysisOperator;
 
-QualityLimit AtLeast(Metric::QualityType metric, double value) {
-    return {FindQualityMetric(metric), QualityLimit::Sense::AtLeast, value};
+QualityLimit AtLeast(Metric::QualityType metric, double value,
+                     unsigned char kinds = QualityMetric::AllKinds) {
+    return {FindQualityMetric(metric), QualityLimit::Sense::AtLeast, value, kinds};
 }
-QualityLimit AtMost(Metric::QualityType metric, double value) {
-    return {FindQualityMetric(metric), QualityLimit::Sense::AtMost, value};
+QualityLimit AtMost(Metric::QualityType metric, double value, unsigned char kinds = QualityMetric::AllKinds) {
+    return {FindQualityMetric(metric), QualityLimit::Sense::AtMost, value, kinds};
 }
 
 } // namespace
 
 std::span<QualityLimitSet const> QualityLimitSets() {
-    static QualityLimit const abaqus[] = {
-        AtLeast(Metric::AbacusShapeFactor, 0.0001), AtLeast(Metric::MinFaceAngle, 5.0),
-        AtMost(Metric::MaxFaceAngle, 170.0), AtMost(Metric::EdgeMaxMin, 10.0)};
-    static QualityLimit const ansys[] = {AtLeast(Metric::EquiSizeSkew, 0.1)};
+    static constexpr unsigned char Tetrahedra = QualityMetric::Tetrahedra;
+    static QualityLimit const abaqus[] = {AtLeast(Metric::AbacusShapeFactor, 0.0001, Tetrahedra),
+                                          AtLeast(Metric::MinFaceAngle, 5.0, Tetrahedra),
+                                          AtMost(Metric::MaxFaceAngle, 170.0, Tetrahedra),
+                                          AtMost(Metric::EdgeMaxMin, 10.0, Tetrahedra)};
+    static QualityLimit const ansys[] = {AtLeast(Metric::EquiSizeSkew, 0.1, Tetrahedra)};
     static QualityLimit const febio[] = {AtLeast(Metric::Jacobian, DBL_MIN), AtMost(Metric::Folded, 0.0)};
     static QualityLimitSet const sets[] = {
         {"abaqus", "Abaqus", abaqus,
          "Abaqus/CAE User's Guide 2016, section 17.6.1, Verifying element quality: default limits of the "
-         "shape "
-         "criteria; ceae-server.colorado.edu/v2016/books/usi/pt03ch17s06s01.html",
+         "element shape criteria; ceae-server.colorado.edu/v2016/books/usi/pt03ch17s06s01.html",
          "those for tetrahedra: shape factor, smallest and largest corner angle of the faces, longest edge "
          "over "
          "shortest; the geometric deviation factor has no metric here"},

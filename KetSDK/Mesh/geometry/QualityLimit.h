@@ -16,6 +16,7 @@ struct QualityLimit {
     QualityMetric const* metric = nullptr;
     Sense sense = Sense::AtLeast;
     double value = 0.0;
+    unsigned char kinds = QualityMetric::AllKinds; // of elements that it holds for
 
     // False for a value that is not a number, and for one that tells of a fault by itself.
     bool Holds(double v) const noexcept {

@@ -22,6 +22,8 @@ constexpr double NaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double Infinity = std::numeric_limits<double>::infinity();
 constexpr double FlatRadius = 1.3407807929942596e+154; // the circumradius that stands for a flat element
 
+constexpr std::string_view Verdict = "Stimpson et al. 2007, Sandia report SAND2007-1751";
+
 // Values of the regular tetrahedron with edges of 1.
 constexpr double RegularVolume = 0.11785113019775793;  // sqrt(2) / 12
 constexpr double RegularJacobian = 0.7071067811865476; // six times that
@@ -29,8 +31,8 @@ constexpr double RegularDihedral = 70.52877936550931;  // acos(1/3), in degrees
 constexpr double SquareDiagonal = 1.4142135623730951;  // the longest edge of the flat element
 
 constexpr std::string_view CurvedVolumes = "determinant of three edges / 6; integral of the Jacobian "
-                                           "determinant by the rule of five points of Keast "
-                                           "1986, Comput. Methods Appl. Mech. Eng. 55";
+                                           "determinant by the rule of five points of Keast 1986, "
+                                           "Comput. Methods Appl. Mech. Eng. 55";
 
 // Fields: type, name, definition, unit, values, range, sense, worst,
 // quadratic; best, inverted, flat, non-finite; source.
@@ -44,10 +46,11 @@ constexpr QualityMetric Metrics[] = {
     {Metric::MeanRatio, "MeanRatio", "12 (3 volume)^(2/3) / sum of squared edges", "", "(0, 1]", Unit, Higher,
      Lowest, false, 1, NaN, 0, NaN, "Liu, Joe 1994, BIT 34"},
     {Metric::Volume, "Volume",
-     "signed volume, of a curved element the exact one; MMeshQualityAnalysisOperator takes that of the "
-     "corners "
-     "unless SetCurvedVolumes is on",
-     "mm3", "(0, inf)", Values, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes},
+     "signed volume, of a curved element the exact one, of hexahedra and wedges that of the tetrahedra "
+     "that they are cut into; MMeshQualityAnalysisOperator takes that of the corners unless "
+     "SetCurvedVolumes is on",
+     "mm3", "(0, inf)", Values, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes,
+     QualityMetric::AllKinds},
     {Metric::AspectRatio, "AspectRatio", "sqrt(3/2) smallest height / longest edge", "", "(0, 1]", Unit,
      Higher, Lowest, false, 1, 1, 0, NaN,
      "Parthasarathy, Graichen, Hathaway 1994, Finite Elem. Anal. Des. 15"},
@@ -62,16 +65,22 @@ constexpr QualityMetric Metrics[] = {
      Lowest, false, 1, 1, 0.75, 1, "equiangular skewness as mesh generators for flow solvers use it, from 1"},
     {Metric::EdgeMaxMin, "EdgeMaxMin", "longest edge / shortest edge", "", "[1, inf)", Largest, Lower,
      Highest, false, 1, 1, SquareDiagonal, 1,
-     "Stimpson et al. 2007, Sandia report SAND2007-1751 (edge ratio)"},
+     "Stimpson et al. 2007, Sandia report SAND2007-1751 (edge ratio)", QualityMetric::AllKinds},
     {Metric::EdgeMinMax, "EdgeMinMax", "shortest edge / longest edge", "", "(0, 1]", Unit, Higher, Lowest,
      false, 1, 1, 0.7071067811865475, 1,
-     "Stimpson et al. 2007, Sandia report SAND2007-1751 (edge ratio, inverse)"},
-    {Metric::Jacobian, "Jacobian", "Jacobian determinant of the corners: six times the volume", "mm3",
-     "(0, inf)", Values, None, Lowest, false, RegularJacobian, -RegularJacobian, 0, NaN,
-     "Stimpson et al. 2007, Sandia report SAND2007-1751"},
+     "Stimpson et al. 2007, Sandia report SAND2007-1751 (edge ratio, inverse)", QualityMetric::AllKinds},
+    {Metric::Jacobian, "Jacobian",
+     "Jacobian determinant of the corners: six times the volume; of hexahedra the smallest one at "
+     "corners and centre, of wedges at corners",
+     "mm3", "(0, inf)", Values, None, Lowest, false, RegularJacobian, -RegularJacobian, 0, NaN,
+     "Stimpson et al. 2007, Sandia report SAND2007-1751", QualityMetric::AllKinds},
     {Metric::ScaledJacobian, "ScaledJacobian",
-     "sqrt(2) Jacobian / largest product of the three edges at a corner", "", "(0, 1]", Unit, Higher, Lowest,
-     false, 1, -1, 0, NaN, "Knupp 2000, Int. J. Numer. Meth. Eng. 48; Stimpson et al. 2007, SAND2007-1751"},
+     "sqrt(2) Jacobian / largest product of the three edges at a corner. For hexahedra it is the "
+     "smallest determinant of unit edges at a corner or unit axes at the centre, for wedges 2/sqrt(3) "
+     "of that at corners",
+     "", "(0, 1]", Unit, Higher, Lowest, false, 1, -1, 0, NaN,
+     "Knupp 2000, Int. J. Numer. Meth. Eng. 48; Stimpson et al. 2007, SAND2007-1751",
+     QualityMetric::AllKinds},
     {Metric::JacobianDistortion, "JacobianDistortion",
      "smallest Jacobian determinant x volume of the reference element / volume, of ten nodes", "",
      "(-inf, 1]", Values, None, Lowest, true, 1, 1, NaN, NaN,
@@ -85,9 +94,9 @@ constexpr QualityMetric Metrics[] = {
      "[1, inf) or -100", Largest, Lower, NegativeThenHighest, true, 1, 1, NaN, NaN,
      "Ansys Mechanical APDL, theory reference (Jacobian ratio)"},
     {Metric::MaxEdgeLength, "MaxEdgeLength", "longest edge", "mm", "(0, inf)", Largest, None, Highest, false,
-     1, 1, SquareDiagonal, 1, "distance of two corners"},
+     1, 1, SquareDiagonal, 1, "distance of two corners", QualityMetric::AllKinds},
     {Metric::MinEdgeLength, "MinEdgeLength", "shortest edge", "mm", "(0, inf)", Largest, None, Lowest, false,
-     1, 1, 1, 1, "distance of two corners"},
+     1, 1, 1, 1, "distance of two corners", QualityMetric::AllKinds},
     {Metric::MaxCosDihedralAngle, "MaxCosDihedralAngle", "cosine of the smallest dihedral angle", "",
      "[1/3, 1)", Values, None, Highest, false, 1.0 / 3.0, 1.0 / 3.0, 1, -DBL_MAX,
      "Freitag, Ollivier-Gooch 1997, Int. J. Numer. Meth. Eng. 40"},
@@ -97,12 +106,12 @@ constexpr QualityMetric Metrics[] = {
     {Metric::MaxDihedralAngle, "MaxDihedralAngle", "largest of the six angles between two faces", "deg",
      "[70.53, 180)", Angle, Lower, Highest, false, RegularDihedral, RegularDihedral, 180, NaN,
      "Freitag, Ollivier-Gooch 1997, Int. J. Numer. Meth. Eng. 40"},
-    {Metric::MinFaceAngle, "MinFaceAngle", "smallest of the twelve corner angles of the faces", "deg",
-     "(0, 60]", Angle, Higher, Lowest, false, 60, 60, 45, 60,
-     "Shewchuk 2002, What Is a Good Linear Finite Element?"},
-    {Metric::MaxFaceAngle, "MaxFaceAngle", "largest of the twelve corner angles of the faces", "deg",
-     "[60, 180)", Angle, Lower, Highest, false, 60, 60, 90, 60,
-     "Shewchuk 2002, What Is a Good Linear Finite Element?"},
+    {Metric::MinFaceAngle, "MinFaceAngle", "smallest of the corner angles of the faces", "deg", "(0, 60]",
+     Angle, Higher, Lowest, false, 60, 60, 45, 60, "Shewchuk 2002, What Is a Good Linear Finite Element?",
+     QualityMetric::AllKinds},
+    {Metric::MaxFaceAngle, "MaxFaceAngle", "largest of the corner angles of the faces", "deg", "[60, 180)",
+     Angle, Lower, Highest, false, 60, 60, 90, 60, "Shewchuk 2002, What Is a Good Linear Finite Element?",
+     QualityMetric::AllKinds},
     {Metric::EquiDihedralAngleSkew, "EquiDihedralAngleSkew",
      "1 - max((largest - 70.53) / 109.47, (70.53 - smallest) / 70.53) of the dihedral angles", "", "[0, 1]",
      Unit, None, Lowest, false, 1, 1, 0, NaN,
@@ -128,9 +137,10 @@ constexpr QualityMetric Metrics[] = {
      "deg", "[60, 180)", Angle, None, Highest, false, 60, 60, 90, 60,
      "Shewchuk 2002, What Is a Good Linear Finite Element?"},
     {Metric::VolumeInRange, "VolumeInRange", "the same as Volume, in a histogram from 0", "mm3", "(0, inf)",
-     Largest, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes},
+     Largest, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes,
+     QualityMetric::AllKinds},
     {Metric::VolumeInRange2, "VolumeInRange2", "the same as VolumeInRange", "mm3", "(0, inf)", Largest, None,
-     Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes},
+     Lowest, false, RegularVolume, -RegularVolume, 0, NaN, CurvedVolumes, QualityMetric::AllKinds},
     {Metric::MinFaceAngleRatio, "MinFaceAngleRatio", "smallest corner angle of the faces / 60 deg", "",
      "(0, 1]", Unit, None, Lowest, false, 1, 1, 0.75, 1,
      "Shewchuk 2002, What Is a Good Linear Finite Element?"},
@@ -138,16 +148,42 @@ constexpr QualityMetric Metrics[] = {
      "(180 deg - largest corner angle of the faces) / 120 deg", "", "(0, 1]", Unit, None, Lowest, false, 1, 1,
      0.75, 1, "Shewchuk 2002, What Is a Good Linear Finite Element?"},
     {Metric::OrthogonalQuality, "OrthogonalQuality",
-     "smallest cosine between a face's outward normal and the lines from the centroid to the face's and, "
-     "where "
-     "neighbours are known, to the neighbour's centroid; not below 0",
+     "smallest cosine between a face's outward normal and the lines from the centroid to the face's "
+     "and, where neighbours are known, to the neighbour's centroid; not below 0",
      "", "[0, 1]", Unit, Higher, Lowest, false, 1, 0, 0, NaN,
      "Ansys Fluent, user's guide (orthogonal quality)"},
     {Metric::Folded, "Folded", "1 where the Jacobian determinant is negative anywhere in the element, else 0",
      "", "0", Unit, Lower, Highest, true, 0, 1, 0, NaN,
-     "Johnen, Remacle, Geuzaine 2013, J. Comput. Phys. 233"},
-    {Metric::CornerVolume, "CornerVolume", "signed volume of the corners", "mm3", "(0, inf)", Values, None,
-     Lowest, false, RegularVolume, -RegularVolume, 0, NaN, "determinant of three edges / 6"},
+     "Johnen, Remacle, Geuzaine 2013, J. Comput. Phys. 233", QualityMetric::AllKinds},
+    {Metric::CornerVolume, "CornerVolume",
+     "signed volume of the corners; of hexahedra and wedges of the tetrahedra that they are cut into", "mm3",
+     "(0, inf)", Values, None, Lowest, false, RegularVolume, -RegularVolume, 0, NaN,
+     "determinant of three edges / 6", QualityMetric::AllKinds},
+    {Metric::Condition, "Condition",
+     "largest condition number of the Jacobian matrices at corners and centre / 3; of wedges the "
+     "largest aspect Frobenius at a corner",
+     "", "[1, inf)", Largest, Lower, Highest, false, 1, Infinity, Infinity, NaN, Verdict,
+     QualityMetric::WedgesAndHexahedra},
+    {Metric::MeanAspectFrobenius, "MeanAspectFrobenius", "mean of the same at the corners", "", "[1, inf)",
+     Largest, Lower, Highest, false, 1, Infinity, Infinity, NaN, Verdict, QualityMetric::WedgesAndHexahedra},
+    {Metric::Shape, "Shape",
+     "smallest 3 determinant^(2/3) / sum of squared edges at a corner, 0 where inverted", "", "[0, 1]", Unit,
+     Higher, Lowest, false, 1, 0, 0, NaN, Verdict, QualityMetric::WedgesAndHexahedra},
+    {Metric::MaxEdgeRatio, "MaxEdgeRatio", "longest principal axis / shortest", "", "[1, inf)", Largest,
+     Lower, Highest, false, 1, 1, Infinity, NaN, Verdict, QualityMetric::Hexahedra},
+    {Metric::Skew, "Skew", "largest cosine between two principal axes", "", "[0, 1]", Unit, Lower, Highest,
+     false, 0, 0, 1, NaN, Verdict, QualityMetric::Hexahedra},
+    {Metric::Taper, "Taper", "largest cross derivative / shorter one of its two principal axes", "",
+     "[0, inf)", Largest, Lower, Highest, false, 0, 0, Infinity, NaN, Verdict, QualityMetric::Hexahedra},
+    {Metric::Stretch, "Stretch", "sqrt(3) shortest edge / longest diagonal", "", "[0, 1]", Unit, Higher,
+     Lowest, false, 1, 1, 0, NaN, Verdict, QualityMetric::Hexahedra},
+    {Metric::Diagonal, "Diagonal", "shortest diagonal / longest diagonal", "", "[0, 1]", Unit, Higher, Lowest,
+     false, 1, 1, 1, NaN, Verdict, QualityMetric::Hexahedra},
+    {Metric::Oddy, "Oddy",
+     "largest deviation of the metric tensor from that of a cube, at corners and centre", "", "[0, inf)",
+     Largest, Lower, Highest, false, 0, Infinity, Infinity, NaN,
+     "Oddy, Goldak, McDill, Bibby 1988, Trans. CSME 12; Stimpson et al. 2007, SAND2007-1751",
+     QualityMetric::Hexahedra},
 };
 
 constexpr bool EachIsInThePlaceOfItsNumber() {
@@ -183,8 +219,16 @@ bool QualityMetric::IsFault(double value) const noexcept {
     return (worst == NegativeThenHighest && value < 0.0) || (type == Metric::Folded && value > 0.0);
 }
 
+unsigned char KindsOf(MMeshBase const& mesh) {
+    unsigned int kinds = 0;
+    for (MMeshElement const& e : mesh.Elements())
+        kinds |= KindOf(e.GetNodeCount());
+    return static_cast<unsigned char>(kinds);
+}
+
 bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric) {
-    return metric.type != Metric::JacobianDistortion || mesh.GetMeshType() == MMeshBase::Quadratic;
+    return MeasuresAll(metric, KindsOf(mesh)) &&
+           (metric.type != Metric::JacobianDistortion || mesh.GetMeshType() == MMeshBase::Quadratic);
 }
 
 } // namespace KetSDK::Mesh

@@ -33,6 +33,15 @@ struct QualityMetric {
         NegativeThenHighest, // negative values mark a fault of their own
     };
 
+    // Kinds of elements, as bits.
+    enum Kinds : unsigned char {
+        Tetrahedra = 1,
+        Wedges = 2,
+        Hexahedra = 4,
+        WedgesAndHexahedra = 6,
+        AllKinds = 7
+    };
+
     MMeshQualityAnalysisOperator::QualityType type;
     std::string_view name;       // that of the enumerator
     std::string_view definition; // in words and symbols
@@ -50,11 +59,14 @@ struct QualityMetric {
     // (the corners of a square with sides of 1), and one with a coordinate that is not a number. Straight
     // edges where the metric is for quadratic elements. The size of a value says nothing of the fault where
     // the faulty element scores as a good one does.
+    // Of a metric that does not measure tetrahedra: those of the unit cube, of it turned inside out and of it
+    // pressed flat; no mesh has the last.
     double best;
     double inverted;
     double flat;
     double nonfinite;
-    std::string_view source; // in the literature
+    std::string_view source;          // in the literature
+    unsigned char kinds = Tetrahedra; // what it measures
 
     // Whether a value tells of a fault whatever threshold a user sets: JacobianRatio is -100 for an element
     // that folds at the points it looks at, and Folded is 1.
@@ -67,7 +79,20 @@ KETSDK_MESH_API std::span<QualityMetric const> QualityMetrics() noexcept;
 KETSDK_MESH_API QualityMetric const* FindQualityMetric(int type) noexcept;
 KETSDK_MESH_API QualityMetric const* FindQualityMetric(std::string_view name) noexcept;
 
-// Whether the mesh has what the metric measures: JacobianDistortion is for quadratic tetrahedra alone.
+// The kind of an element with so many nodes; others than hexahedra and wedges count as tetrahedra.
+constexpr unsigned char KindOf(unsigned char nodes) noexcept {
+    return nodes == 8   ? QualityMetric::Hexahedra
+           : nodes == 6 ? QualityMetric::Wedges
+                        : QualityMetric::Tetrahedra;
+}
+// The kinds of elements that a mesh has, as bits of QualityMetric::Kinds.
+KETSDK_MESH_API unsigned char KindsOf(MMeshBase const& mesh);
+// Whether the metric measures all these kinds.
+inline bool MeasuresAll(QualityMetric const& metric, unsigned char kinds) noexcept {
+    return (kinds & ~metric.kinds) == 0;
+}
+// Whether the mesh has what the metric measures: elements of its kinds alone, and quadratic tetrahedra for
+// JacobianDistortion. Walks over all elements.
 KETSDK_MESH_API bool HasMetric(MMeshBase const& mesh, QualityMetric const& metric);
 
 } // namespace KetSDK::Mesh

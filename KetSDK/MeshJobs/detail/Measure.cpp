@@ -19,6 +19,7 @@ void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::Q
     }
     analysis.SetCurrentMetric(metric.type);
     analysis.SetCurvedVolumes(true);
+    analysis.SetEveryKind(true);
     analysis.SetProgressDelegate(context.progress);
     RunOperator(analysis, model, std::string(metric.name) + " could not be measured", context);
 }

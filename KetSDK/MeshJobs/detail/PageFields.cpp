@@ -97,21 +97,21 @@ void AddOwn(Fields& fields, Model const& model) {
     }
 }
 
-// The metrics to measure: those that are asked for, and the colour when it is one.
+// The metrics to measure: those that are asked for, and the colour when it is one. Unless some are asked for,
+// common ones that measure all kinds of elements here.
 std::string ChooseMetrics(Model const& model, ViewOptions const& options) {
-    bool const has_quadratic = CountTenNodeTetrahedra(*model.mesh) > 0;
     std::string names = options.metrics;
-    if (names.empty())
-        names = std::string(CommonMetrics) + (has_quadratic ? QuadraticMetrics : "");
+    if (names.empty()) {
+        bool const has_quadratic = CountTenNodeTetrahedra(*model.mesh) > 0;
+        unsigned char const kinds = Mesh::KindsOf(*model.mesh);
+        for (auto const* metric :
+             FindMetrics(std::string(CommonMetrics) + (has_quadratic ? QuadraticMetrics : "")))
+            if (Mesh::MeasuresAll(*metric, kinds))
+                names += (names.empty() ? "" : ",") + std::string(metric->name);
+    }
     if (names != AllMetrics && Mesh::FindQualityMetric(options.color))
         names += "," + options.color;
     return names;
-}
-
-bool HasTetrahedraOnly(Model const& model) {
-    return std::ranges::all_of(CountKinds(*model.mesh), [](KindCount const& kind) {
-        return kind.nodes == 4 || kind.nodes == 10 || kind.elements == 0;
-    });
 }
 
 char const* WordFor(Mesh::QualityMetric::Worst worst) {
@@ -120,8 +120,6 @@ char const* WordFor(Mesh::QualityMetric::Worst worst) {
 }
 
 void AddMetrics(Fields& fields, Model const& model, ViewOptions const& options, Context const& context) {
-    if (!HasTetrahedraOnly(model) && options.metrics.empty() && !Mesh::FindQualityMetric(options.color))
-        return;
     QualityOptions how;
     how.metrics = ChooseMetrics(model, options);
     how.worst = WorstShown;

@@ -22,6 +22,9 @@ public:
     // are not null.
     MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins);
 
+    // Whether nodes at one place become one node, as unless set.
+    void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
+
     // Calls visit(sub-volume of the source, new sub-volume of the target) for each in the order of the list,
     // until visit returns false; false when it did.
     template <typename Visit>
@@ -112,7 +115,10 @@ private:
         return static_cast<MLong>((sum + (sum > 0) - (sum < 0)) / 2);
     }
     MMeshPoint* Enter(MLong x, MLong y, MLong z) {
-        m_target.ForbidDuplicatePoints();
+        if (m_join_nodes)
+            m_target.ForbidDuplicatePoints();
+        else
+            m_target.AllowDuplicatePoints();
         m_target.m_box.Widen({x, y, z});
         return Use(m_target.m_points->AddPoint(x, y, z));
     }
@@ -145,6 +151,7 @@ private:
     std::array<MMeshPoint*, 512> m_used; // in the order of use, not yet registered
     std::size_t m_used_count = 0;
     MMeshOrigins* m_origins;
+    bool m_join_nodes = true;
     std::vector<MLong> m_index_at; // of elements of the source, by mask index; when origins are recorded
 };
 
