@@ -61,7 +61,8 @@ void RequireTetrahedra(Model const& model) {
         if (kind.nodes != 4 && kind.nodes != 10 && kind.elements > 0)
             others += (others.empty() ? "" : ", ") + std::to_string(kind.elements) + " " + kind.name;
     if (!others.empty())
-        throw FileError(model.file, "tetrahedra alone are needed, but there are other elements (" + others +
+        throw FileError(model.file, "only tetrahedra can be used here, but there are other elements (" +
+                                        others +
                                         "); cut them into tetrahedra first (ketmesh convert --to tet4)");
 }
 

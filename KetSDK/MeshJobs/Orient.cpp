@@ -28,7 +28,7 @@ OrientResult CountTetrahedra(MMeshBase const& mesh) {
 OrientResult Orient(Model& model, Context const& context) {
     OrientResult result = CountTetrahedra(*model.mesh);
     if (result.tetrahedra == 0)
-        throw FileError(model.file, "there are no tetrahedra, which could be turned");
+        throw FileError(model.file, "there are no tetrahedra that could be turned");
     result.volume_before = Detail::VolumeOf(*model.mesh);
     MMeshOrientOperator orient;
     Detail::RunOperator(orient, model, "its elements could not be turned", context);

@@ -35,7 +35,7 @@ RepairResult Repair(Model& model, RepairOptions const& options, Context const& c
     RequireValid(options);
     if (model.mesh->GetMeshType() != MMeshBase::Quadratic)
         throw FileError(model.file,
-                        "there are no quadratic tetrahedra, whose mid-edge nodes could be repaired");
+                        "there are no quadratic tetrahedra whose mid-edge nodes could be repaired");
     RepairResult result;
     result.before = Measure(model, options, context);
     MMeshJacobianCorrectorOperator corrector;

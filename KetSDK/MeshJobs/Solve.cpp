@@ -38,7 +38,7 @@ public:
         std::error_code error;
         std::filesystem::create_directories(keep, error);
         if (!std::filesystem::is_directory(keep, error))
-            throw FileError(keep, "it cannot be made a folder for the solver's files");
+            throw FileError(keep, "no folder for the solver's files can be made there");
         m_path = std::filesystem::absolute(keep, error);
         for (std::string const job : {"model", "model-unbalanced-2", "model-unbalanced-3"}) // earlier
             for (char const* const ending : {".inp", ".frd", ".dat", ".sta", ".cvg", ".log", ".12d"})

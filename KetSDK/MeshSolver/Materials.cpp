@@ -17,7 +17,8 @@ namespace KetSDK::MeshSolver {
 namespace {
 
 constexpr int NoMaterial = -1;
-constexpr char const* Remedy = "ketmesh materials gives elements materials from a CT image";
+constexpr char const* Remedy =
+    "ketmesh materials gives elements materials from a CT image, or constants with --set";
 
 std::string ElementName(std::size_t element) {
     return "element " + std::to_string(element);

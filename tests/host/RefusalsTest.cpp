@@ -89,7 +89,7 @@ constexpr Refusal Refusals[] = {
     {"label TET4 --surface skin.vtp --tolerance 0", "--tolerance"},
     {"match TET4 --surface skin.vtp --tolerance 1e9", "a smaller one is needed"},
     {"project TET4 --surface none.stl --distance 1 -o out/p.vtu", "none.stl: there is no such file"},
-    {"project HEX8 --surface skin.vtp --distance 1 -o out/p.vtu", "tetrahedra alone are needed"},
+    {"project HEX8 --surface skin.vtp --distance 1 -o out/p.vtu", "only tetrahedra can be used here"},
     {"project TET4 --surface skin.vtp --distance 0 -o out/p.vtu", "no positive number"},
     {"project TET4 --surface skin.vtp --distance 1 --min-quality 1.1 -o out/p.vtu", "--min-quality"},
     {"project TET4 --surface skin.vtp --distance 1 --min-quality nan -o out/p.vtu", "--min-quality"},

@@ -12,7 +12,7 @@ void WarnOfDoubleNodes(Model const& model, Context const& context) {
     if (std::uint64_t const count = Mesh::CountDoubleNodes(*model.mesh))
         context.Warn(
             NameOf(model) + ": " + std::to_string(count) +
-            " nodes lie at the place of another one, so the elements that touch there are not connected "
+            " nodes lie at the position of another one, so the elements that touch there are not connected "
             "and have no interface; ketmesh weld joins them");
 }
 

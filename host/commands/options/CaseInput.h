@@ -23,14 +23,14 @@ public:
 
     // What help says of cases.
     static constexpr char const* Help =
-        "A case (TOML) names places and says what happens there. What a place names in several keys\n"
-        "must hold in all:\n"
+        "A case (TOML) names places and says what happens there. A place has the nodes and faces that\n"
+        "meet all its keys:\n"
         "  [place.base]\n"
-        "  axis = \"z-\"                 # x-, x+, y-, ...: within so many mm of that end\n"
+        "  axis = \"z-\"                 # x-, x+, y-, ...: up to `within` mm from that end\n"
         "  within = 3.0\n"
         "  [place.top]\n"
-        "  surface = \"Label 2-\"        # as surfaces --names volumes says; else outer\n"
-        "  normal = [0, 0, 1]          # faces that look that way, up to so many\n"
+        "  surface = \"Label 2-\"        # by surfaces --names volumes; else the outer\n"
+        "  normal = [0, 0, 1]          # faces whose normal lies within `angle` of it\n"
         "  angle = 30                  # degrees\n"
         "  # further: box = [xmin, ymin, zmin, xmax, ymax, zmax], subvolume = \"NAME\",\n"
         "  # sphere = [x, y, z, radius]\n"
