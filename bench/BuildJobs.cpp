@@ -2,6 +2,9 @@
 // Building a mesh from plain numbers, and the memory that it takes.
 #include "Jobs.h"
 
+#include <KetSDK/MeshVTK/GridFromMesh.h>
+#include <KetSDK/MeshVTK/MeshFromGrid.h>
+
 namespace Bench {
 
 void AddBuildJobs(Recipe const& recipe) {
@@ -12,6 +15,27 @@ void AddBuildJobs(Recipe const& recipe) {
         recipe, "build", "vtkUnstructuredGrid", NothingToPrepare,
         [](Case& c) { return MakeGrid(c.tetrahedra); },
         [](Case&, auto const& grid) { return std::optional<double>(grid->GetNumberOfCells()); });
+
+    AddWay(
+        recipe, "build_arrays", Ours, NothingToPrepare,
+        [](Case& c) { return MakeMeshFromArrays(c.tetrahedra, IsParallel()); },
+        [](Case&, auto const& mesh) { return std::optional<double>(mesh->NumberOfElements()); });
+    AddWay(
+        recipe, "build_arrays", "vtkCellArray::SetData", NothingToPrepare,
+        [](Case& c) { return MakeGridFromArrays(c.tetrahedra); },
+        [](Case&, auto const& grid) { return std::optional<double>(grid->GetNumberOfCells()); });
+    // What a user of VTK's files pays for our mesh.
+    AddWay(
+        recipe, "mesh_from_grid", Ours, NothingToPrepare,
+        [](Case& c) {
+            KetSDK::MeshVTK::MeshFromGridOptions options;
+            options.parallel = IsParallel();
+            return KetSDK::MeshVTK::MeshFromGrid(*c.grid, options, nullptr);
+        },
+        NoAnswer);
+    AddWay(
+        recipe, "grid_from_mesh", Ours, NothingToPrepare,
+        [](Case& c) { return KetSDK::MeshVTK::GridFromMesh(*c.mesh, {}, nullptr, IsParallel()); }, NoAnswer);
 
     AddMemory(recipe, "memory", Ours, [](Case& c) {
         double const before = HeapBytes();

@@ -17,6 +17,7 @@ namespace {
 std::unique_ptr<MMeshBase> ToQuadratic(Case& c) {
     MMeshConvertTet4ToTet10Operator convert;
     convert.SetMesh(c.mesh.get());
+    convert.SetParallel(IsParallel());
     convert.Operate();
     return std::unique_ptr<MMeshBase>(convert.GetTet10Mesh());
 }
@@ -26,6 +27,7 @@ std::unique_ptr<MMeshBase> ToLinear(Case& c) {
     MMeshConvertTet10ToTet4Operator convert;
     convert.SetMesh(c.mesh.get());
     convert.SetMultipleElements(Multiple);
+    convert.SetParallel(IsParallel());
     convert.Operate();
     return std::unique_ptr<MMeshBase>(convert.GetTet4Mesh());
 }
@@ -54,6 +56,7 @@ void AddConversionJobs(Recipe const& recipe) {
         [](Case& c) {
             MMeshOrientOperator orient;
             orient.SetMesh(c.mesh.get());
+            orient.SetParallel(IsParallel());
             orient.Operate();
             return orient;
         },

@@ -30,18 +30,18 @@ std::vector<double>& Values() {
     return values;
 }
 
-void AddOurs(bool parallel) {
+void AddOurs() {
     auto const histogram = std::make_shared<QualityHistogram<int, double>>();
     AddWayOn(
-        "values_1e7", Values, "histogram", parallel ? OursParallel : Ours,
+        "values_1e7", Values, "histogram", Ours,
         [histogram](std::vector<double> const& values) {
             *histogram = {};
             histogram->AddValues(values);
             histogram->SetMaxRange(1.0);
         },
-        [histogram, parallel](std::vector<double> const&) {
+        [histogram](std::vector<double> const&) {
             histogram->SetNbPartitions(Partitions);
-            histogram->ComputeHistogram(parallel);
+            histogram->ComputeHistogram(IsParallel());
             return histogram;
         },
         [](auto&, auto const& result) {
@@ -52,8 +52,7 @@ void AddOurs(bool parallel) {
 } // namespace
 
 void AddHistogramJobs() {
-    AddOurs(false);
-    AddOurs(true);
+    AddOurs();
     AddWayOn(
         "values_1e7", Values, "histogram", "vtkImageAccumulate", NothingToPrepare,
         [](std::vector<double>& values) {

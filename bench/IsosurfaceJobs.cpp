@@ -60,6 +60,7 @@ std::unique_ptr<MStlBase> Extract(Case& c, Field const& field) {
     iso.SetMesh(c.mesh.get());
     iso.SetNodesMask(field.values.get());
     iso.SetIsoSurface(surface.get());
+    iso.SetParallel(IsParallel());
     iso.Operate();
     return surface;
 }
@@ -74,7 +75,7 @@ vtkSmartPointer<Filter> Contour(Field const& field) {
     filter->SetOutputPointsPrecision(vtkAlgorithm::DOUBLE_PRECISION);
     if constexpr (std::is_same_v<Filter, vtkContour3DLinearGrid>) {
         filter->MergePointsOn();
-        filter->SequentialProcessingOn();
+        filter->SetSequentialProcessing(!IsParallel());
     }
     filter->Update();
     return filter;

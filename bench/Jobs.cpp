@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Jobs.h"
 
+#include "VtkThreads.h"
+
 #include <malloc.h>
 #include <time.h>
 
@@ -15,6 +17,20 @@ namespace Bench {
 namespace {
 
 bool any_answer_differs = false;
+bool is_parallel = false;
+
+struct Way {
+    std::string name;
+    std::function<void(benchmark::State&)> run;
+};
+struct Job {
+    std::string name; // mesh/job
+    std::vector<Way> ways;
+};
+std::vector<Job>& Jobs() {
+    static std::vector<Job> jobs;
+    return jobs;
+}
 
 } // namespace
 
@@ -46,6 +62,35 @@ double ClockSeconds() {
 
 unsigned int NumberOfThreads() {
     return std::max(1u, std::thread::hardware_concurrency());
+}
+
+bool IsParallel() {
+    return is_parallel;
+}
+
+void SetParallel(bool parallel) {
+    is_parallel = parallel;
+    UseVtkThreads(parallel ? static_cast<int>(NumberOfThreads()) : 1);
+}
+
+void Keep(std::string const& mesh, std::string const& job, std::string const& way,
+          std::function<void(benchmark::State&)> run) {
+    std::string const name = mesh + "/" + job;
+    auto found = std::ranges::find(Jobs(), name, &Job::name);
+    if (found == Jobs().end())
+        found = Jobs().insert(found, {name, {}});
+    found->ways.push_back({way, std::move(run)});
+}
+
+void RegisterRounds(unsigned int rounds) {
+    for (Job& job : Jobs())
+        for (unsigned int round = 0; round <= rounds; ++round) {
+            for (Way const& way : job.ways)
+                benchmark::RegisterBenchmark((job.name + "/" + way.name).c_str(), way.run)
+                    ->UseManualTime()
+                    ->Unit(benchmark::kMillisecond);
+            std::ranges::reverse(job.ways);
+        }
 }
 
 double HeapBytes() {

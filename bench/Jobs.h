@@ -17,9 +17,10 @@
 // figures that both come to are compared before either time counts.
 namespace Bench {
 
-// The names of our ways, on one thread and on all cores; every other one is VTK's.
+// The name of our way; every other one is VTK's. Each is measured on one core and, with this behind its name,
+// on all.
 inline constexpr char const* Ours = "ours";
-inline constexpr char const* OursParallel = "ours_parallel";
+inline constexpr char const* OnAllCores = ", all cores";
 
 // Whether the answer of one way is that of the ways before it, to rounding. The first is taken as given.
 bool IsSameAnswer(std::string const& mesh, std::string const& job, std::optional<double> answer);
@@ -31,8 +32,19 @@ bool AnyAnswerDiffers();
 double ProcessorSeconds();
 double ClockSeconds();
 
+// Whether the way that runs now may use all cores; tells VTK as well.
+bool IsParallel();
+void SetParallel(bool parallel);
+
 // Number of threads that parallel work runs on.
 unsigned int NumberOfThreads();
+
+// The ways of a job are measured in turn, forwards and backwards, so that what the machine does meanwhile
+// hits all of them; the first round warms up and does not count. Keeps a way until all are known.
+void Keep(std::string const& mesh, std::string const& job, std::string const& way,
+          std::function<void(benchmark::State&)> run);
+// Registers what was kept, each way for so many rounds and one more.
+void RegisterRounds(unsigned int rounds);
 
 // Number of things that a time is divided by.
 inline std::size_t SizeOf(Case const& c) {
@@ -46,11 +58,12 @@ inline std::size_t SizeOf(std::vector<double> const& values) {
 // are not timed, nor is the destruction of what `work` returns. `answer` gives the figure to compare, or
 // nothing.
 template <typename Subject, typename Prepare, typename Work, typename Answer>
-benchmark::internal::Benchmark* AddWayOn(std::string const& mesh, Subject subject, std::string const& job,
-                                         std::string const& way, Prepare prepare, Work work, Answer answer) {
-    auto const run = [=](benchmark::State& state) {
+void AddWayOn(std::string const& mesh, Subject subject, std::string const& job, std::string const& way,
+              Prepare prepare, Work work, Answer answer) {
+    auto const run = [=](benchmark::State& state, bool parallel) {
         auto& c = subject();
-        auto const seconds = way == OursParallel ? ClockSeconds : ProcessorSeconds;
+        SetParallel(parallel);
+        auto const seconds = parallel ? ClockSeconds : ProcessorSeconds;
         for ([[maybe_unused]] auto step : state) {
             prepare(c);
             double const begin = seconds();
@@ -67,16 +80,16 @@ benchmark::internal::Benchmark* AddWayOn(std::string const& mesh, Subject subjec
         state.counters["s/element"] =
             Counter(elements, Counter::kIsIterationInvariantRate | Counter::kInvert);
     };
-    return benchmark::RegisterBenchmark((mesh + "/" + job + "/" + way).c_str(), run)
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    for (bool const parallel : {false, true})
+        Keep(mesh, job, parallel ? way + OnAllCores : way,
+             [run, parallel](benchmark::State& state) { run(state, parallel); });
 }
 
 // The same on a mesh.
 template <typename Prepare, typename Work, typename Answer>
-benchmark::internal::Benchmark* AddWay(Recipe const& recipe, std::string const& job, std::string const& way,
-                                       Prepare prepare, Work work, Answer answer) {
-    return AddWayOn(
+void AddWay(Recipe const& recipe, std::string const& job, std::string const& way, Prepare prepare, Work work,
+            Answer answer) {
+    AddWayOn(
         recipe.name, [recipe]() -> Case& { return UseCase(recipe); }, job, way, prepare, work, answer);
 }
 

@@ -42,18 +42,19 @@ std::shared_ptr<MStlBase> Extract(Case& c) {
     extract.SetMesh(c.mesh.get());
     extract.SetStl(stl.get());
     extract.SetExtractInterfacesBetweenSubVolumes(true);
+    extract.SetParallel(IsParallel());
     extract.Operate();
     return stl;
 }
 
 template <typename Make>
-void AddMapping(Recipe const& recipe, std::string const& job, char const* way, Make make) {
+void AddMapping(Recipe const& recipe, std::string const& job, Make make) {
     auto const stl = std::make_shared<std::shared_ptr<MStlBase>>();
     AddWay(
-        recipe, job, way, [stl](Case& c) { *stl = Extract(c); },
-        [stl, way, make](Case& c) {
+        recipe, job, Ours, [stl](Case& c) { *stl = Extract(c); },
+        [stl, make](Case& c) {
             auto mapper = make(stl->get(), c.mesh.get());
-            mapper->SetParallel(way == OursParallel);
+            mapper->SetParallel(IsParallel());
             mapper->Map();
             return mapper;
         },
@@ -79,21 +80,21 @@ void PlaceNodes(Case& c, bool beside) {
     c.mesh->NodesMoved();
 }
 
-void AddProjection(Recipe const& recipe, char const* way) {
+void AddProjection(Recipe const& recipe) {
     auto const stl = std::make_shared<std::shared_ptr<MStlBase>>();
     AddWay(
-        recipe, "project", way,
+        recipe, "project", Ours,
         [stl](Case& c) {
             *stl = Extract(c);
             PlaceNodes(c, true);
         },
-        [stl, way](Case& c) {
+        [stl](Case& c) {
             MMeshProjectTetOnStlOperator project;
             project.SetMesh(c.mesh.get());
             project.SetStl(stl->get());
             project.SetDistance(1.0);
             project.SetInterfaces(true);
-            project.SetParallel(way == OursParallel);
+            project.SetParallel(IsParallel());
             project.Operate();
             return static_cast<double>(project.GetNbMoved());
         },
@@ -114,6 +115,7 @@ void AddLabelJobs(Recipe const& recipe) {
             MMeshOperatorLabelSubVolumes label;
             label.SetMesh(c.mesh.get());
             label.SetStl(&nothing);
+            label.SetParallel(IsParallel());
             label.Operate();
             return label.GetNbVolumes();
         },
@@ -133,15 +135,13 @@ void AddLabelJobs(Recipe const& recipe) {
             return filter;
         },
         NoAnswer);
-    for (char const* const way : {Ours, OursParallel}) {
-        AddProjection(recipe, way);
-        AddMapping(recipe, "map_exact", way, [](MStlBase* stl, MMeshBase* mesh) {
-            return std::make_shared<MMeshCorrespondenceMapperExact>(stl, mesh);
-        });
-        AddMapping(recipe, "map_projection", way, [](MStlBase* stl, MMeshBase* mesh) {
-            return std::make_shared<MMeshCorrespondenceMapperProjection>(stl, mesh, 0.001);
-        });
-    }
+    AddProjection(recipe);
+    AddMapping(recipe, "map_exact", [](MStlBase* stl, MMeshBase* mesh) {
+        return std::make_shared<MMeshCorrespondenceMapperExact>(stl, mesh);
+    });
+    AddMapping(recipe, "map_projection", [](MStlBase* stl, MMeshBase* mesh) {
+        return std::make_shared<MMeshCorrespondenceMapperProjection>(stl, mesh, 0.001);
+    });
 }
 
 } // namespace Bench

@@ -11,6 +11,7 @@
 
 #include <vtkDoubleArray.h>
 #include <vtkImageData.h>
+#include <vtkImageProbeFilter.h>
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
@@ -97,35 +98,41 @@ double SumOfGreyValues(MMeshBase& mesh) {
 }
 
 void AddSampling(Recipe const& recipe, char const* job, SamplingMode mode) {
-    for (bool const parallel : {false, true})
-        AddWay(
-            recipe, job, parallel ? OursParallel : Ours, MakeScene,
-            [mode, parallel](Case& c) {
-                KetSDK::MeshVTK::SamplingOptions options;
-                options.mode = mode;
-                options.parallel = parallel;
-                return KetSDK::MeshVTK::SampleImage(*c.mesh, *UseScene(c).image, options, nullptr);
-            },
-            [](Case& c, auto const&) { return std::optional(SumOfGreyValues(*c.mesh)); });
+    AddWay(
+        recipe, job, Ours, MakeScene,
+        [mode](Case& c) {
+            KetSDK::MeshVTK::SamplingOptions options;
+            options.mode = mode;
+            options.parallel = IsParallel();
+            return KetSDK::MeshVTK::SampleImage(*c.mesh, *UseScene(c).image, options, nullptr);
+        },
+        [](Case& c, auto const&) { return std::optional(SumOfGreyValues(*c.mesh)); });
 }
 
-void AddProbe(Recipe const& recipe) {
+template <typename Filter, typename Answer>
+void AddProbe(Recipe const& recipe, char const* name, Answer answer) {
     AddWay(
-        recipe, "sample_centroid", "vtkProbeFilter", MakeScene,
+        recipe, "sample_centroid", name, MakeScene,
         [](Case& c) {
-            auto filter = vtkSmartPointer<vtkProbeFilter>::New();
+            auto filter = vtkSmartPointer<Filter>::New();
             filter->SetInputData(UseScene(c).centroids);
             filter->SetSourceData(UseScene(c).image);
             filter->Update();
             return filter;
         },
-        [](Case& c, auto const& filter) {
-            vtkDataArray& values = *filter->GetOutput()->GetPointData()->GetArray("grey");
-            double sum = 0.0;
-            for (vtkIdType i = 0; i < c.grid->GetNumberOfCells(); ++i)
-                sum += values.GetTuple1(i);
-            return std::optional(sum);
-        });
+        answer);
+}
+
+void AddProbes(Recipe const& recipe) {
+    AddProbe<vtkProbeFilter>(recipe, "vtkProbeFilter", [](Case& c, auto const& filter) {
+        vtkDataArray& values = *filter->GetOutput()->GetPointData()->GetArray("grey");
+        double sum = 0.0;
+        for (vtkIdType i = 0; i < c.grid->GetNumberOfCells(); ++i)
+            sum += values.GetTuple1(i);
+        return std::optional(sum);
+    });
+    // Its sum is that of the others to 1e-4 only, which is not compared.
+    AddProbe<vtkImageProbeFilter>(recipe, "vtkImageProbeFilter", NoAnswer);
 }
 
 // Grey values that differ from element to element.
@@ -177,6 +184,7 @@ void AddAssignment(Recipe const& recipe) {
             MMeshOperatorMaterialAssign assign;
             assign.SetMesh(c.mesh.get());
             assign.SetSettings(&(*materials)->settings);
+            assign.SetParallel(IsParallel());
             return assign.Operate();
         },
         NoAnswer);
@@ -186,7 +194,7 @@ void AddAssignment(Recipe const& recipe) {
 
 void AddMaterialJobs(Recipe const& recipe) {
     AddSampling(recipe, "sample_centroid", SamplingMode::Centroid);
-    AddProbe(recipe);
+    AddProbes(recipe);
     AddSampling(recipe, "sample_mean", SamplingMode::Mean);
     AddSampling(recipe, "sample_voxels", SamplingMode::Voxels);
     AddWay(recipe, "intervals_uniform", Ours, MakeGreyValues, MakeIntervals, NoAnswer);

@@ -7,16 +7,20 @@
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
+#include <vtkDoubleArray.h>
 #include <vtkIntArray.h>
 #include <vtkPoints.h>
+#include <vtkTypeInt32Array.h>
 #include <vtkXMLUnstructuredGridReader.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <numeric>
 #include <random>
+#include <span>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
@@ -249,6 +253,61 @@ std::unique_ptr<MMeshBase> MakeMesh(Tetrahedra const& tetrahedra) {
     if (!tetrahedra.middles.empty())
         mesh->SetMeshType(MMeshBase::Quadratic);
     return mesh;
+}
+
+std::unique_ptr<MMeshBase> MakeMeshFromArrays(Tetrahedra const& tetrahedra, bool parallel) {
+    auto mesh = std::make_unique<MMeshBase>();
+    mesh->AddPoints(tetrahedra.points, parallel);
+    std::map<int, int> place_of;
+    for (int const label : tetrahedra.labels)
+        place_of[label] = 0;
+    int places = 0;
+    for (auto& [label, place] : place_of)
+        place = places++;
+    while (static_cast<int>(mesh->NumberOfSubVolumes()) < places)
+        mesh->AddSubVolume();
+    std::vector<int> sub_volumes;
+    sub_volumes.reserve(tetrahedra.labels.size());
+    for (int const label : tetrahedra.labels)
+        sub_volumes.push_back(place_of[label]);
+    unsigned char const count = 4;
+    MMeshElementArrays elements;
+    elements.node_counts = std::span(&count, 1);
+    elements.nodes = std::span(tetrahedra.cells.front().data(), 4 * tetrahedra.cells.size());
+    elements.sub_volumes = sub_volumes;
+    mesh->AddElements(elements, parallel);
+    return mesh;
+}
+
+vtkSmartPointer<vtkUnstructuredGrid> MakeGridFromArrays(Tetrahedra const& tetrahedra) {
+    auto const cell_count = static_cast<vtkIdType>(tetrahedra.cells.size());
+    vtkNew<vtkDoubleArray> coordinates;
+    coordinates->SetNumberOfComponents(3);
+    coordinates->SetNumberOfTuples(static_cast<vtkIdType>(tetrahedra.points.size()));
+    double* value = coordinates->GetPointer(0);
+    for (Point const& p : tetrahedra.points)
+        for (MLong const coordinate : p)
+            *value++ = coordinate / Scale;
+    vtkNew<vtkPoints> points;
+    points->SetData(coordinates);
+    vtkNew<vtkTypeInt32Array> corners;
+    corners->SetNumberOfValues(4 * cell_count);
+    std::copy_n(tetrahedra.cells.front().data(), 4 * tetrahedra.cells.size(), corners->GetPointer(0));
+    vtkNew<vtkTypeInt32Array> offsets;
+    offsets->SetNumberOfValues(cell_count + 1);
+    for (vtkIdType i = 0; i <= cell_count; ++i)
+        offsets->SetValue(i, static_cast<vtkTypeInt32>(4 * i));
+    vtkNew<vtkCellArray> cells;
+    cells->SetData(offsets.GetPointer(), corners.GetPointer());
+    vtkNew<vtkIntArray> labels;
+    labels->SetName("label");
+    labels->SetNumberOfValues(cell_count);
+    std::ranges::copy(tetrahedra.labels, labels->GetPointer(0));
+    auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
+    grid->SetPoints(points);
+    grid->SetCells(VTK_TETRA, cells);
+    grid->GetCellData()->AddArray(labels);
+    return grid;
 }
 
 vtkSmartPointer<vtkUnstructuredGrid> MakeGrid(Tetrahedra const& tetrahedra) {

@@ -46,8 +46,14 @@ void CheckOrientation(Tetrahedra const& tetrahedra);
 // One sub-volume for each label, built node by node and element by element.
 std::unique_ptr<MMeshBase> MakeMesh(Tetrahedra const& tetrahedra);
 
+// The same of linear tetrahedra from arrays, all at once.
+std::unique_ptr<MMeshBase> MakeMeshFromArrays(Tetrahedra const& tetrahedra, bool parallel);
+
 // Coordinates in millimetres as doubles, the cell array `label`.
 vtkSmartPointer<vtkUnstructuredGrid> MakeGrid(Tetrahedra const& tetrahedra);
+
+// The same from arrays, which are copied as they lie.
+vtkSmartPointer<vtkUnstructuredGrid> MakeGridFromArrays(Tetrahedra const& tetrahedra);
 
 // One mesh in its three forms.
 struct Case {

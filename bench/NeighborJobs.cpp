@@ -11,7 +11,7 @@ namespace Bench {
 namespace {
 
 void Enable(Case& c) {
-    c.mesh->GetNeighborsInfo()->Enable();
+    c.mesh->GetNeighborsInfo()->Enable(IsParallel());
 }
 void BuildLinks(Case& c) {
     c.grid->BuildLinks();

@@ -10,6 +10,7 @@
 #include <vtkFieldData.h>
 #include <vtkMeshQuality.h>
 #include <vtkNew.h>
+#include <vtkTetra.h>
 
 #include <algorithm>
 
@@ -65,16 +66,16 @@ double Sum(std::vector<double> const& values) {
     return sum;
 }
 
-void AddOurs(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric, bool parallel) {
+void AddOurs(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) {
     InVtk const* const vtk = FindInVtk(metric.type);
     bool const comparable = recipe.curved || (vtk && vtk->to_ours);
     AddWay(
-        recipe, std::string(metric.name), parallel ? OursParallel : Ours, NothingToPrepare,
-        [type = metric.type, parallel](Case& c) {
+        recipe, std::string(metric.name), Ours, NothingToPrepare,
+        [type = metric.type](Case& c) {
             auto analysis = std::make_unique<Analysis>();
             analysis->SetMesh(c.mesh.get());
             analysis->SetCurrentMetric(type);
-            analysis->SetParallel(parallel);
+            analysis->SetParallel(IsParallel());
             analysis->Operate();
             return analysis;
         },
@@ -107,8 +108,7 @@ void AddVtk(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric, InV
 }
 
 void AddMetric(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) {
-    AddOurs(recipe, metric, false);
-    AddOurs(recipe, metric, true);
+    AddOurs(recipe, metric);
     InVtk const* const vtk = FindInVtk(metric.type);
     if (vtk && !recipe.curved)
         AddVtk(recipe, metric, *vtk);
@@ -116,7 +116,7 @@ void AddMetric(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) 
 
 void AddVolume(Recipe const& recipe) {
     AddWay(
-        recipe, "GetVolume", Ours, NothingToPrepare, [](Case& c) { return c.mesh->GetVolume(); },
+        recipe, "GetVolume", Ours, NothingToPrepare, [](Case& c) { return c.mesh->GetVolume(IsParallel()); },
         [](Case&, double volume) { return std::optional(volume); });
     AddWay(
         recipe, "GetVolume", "vtkCellSizeFilter", NothingToPrepare,
@@ -136,11 +136,33 @@ void AddVolume(Recipe const& recipe) {
         });
 }
 
+// VTK's plain way to the volume, without a filter's output.
+void AddPlainVolume(Recipe const& recipe) {
+    AddWay(
+        recipe, "GetVolume", "vtkTetra::ComputeVolume, summed", NothingToPrepare,
+        [](Case& c) {
+            double volume = 0.0;
+            double p[4][3];
+            for (vtkIdType cell = 0; cell < c.grid->GetNumberOfCells(); ++cell) {
+                vtkIdType count = 0;
+                vtkIdType const* ids = nullptr;
+                c.grid->GetCellPoints(cell, count, ids);
+                for (int i = 0; i < 4; ++i)
+                    c.grid->GetPoint(ids[i], p[i]);
+                volume += vtkTetra::ComputeVolume(p[0], p[1], p[2], p[3]);
+            }
+            return volume;
+        },
+        [](Case&, double volume) { return std::optional(volume); });
+}
+
 } // namespace
 
 void AddQualityJobs(Recipe const& recipe) {
-    if (!recipe.curved)
+    if (!recipe.curved) {
         AddVolume(recipe);
+        AddPlainVolume(recipe);
+    }
     for (KetSDK::Mesh::QualityMetric const& metric : KetSDK::Mesh::QualityMetrics())
         if (metric.quadratic == recipe.curved)
             AddMetric(recipe, metric);

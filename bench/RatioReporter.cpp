@@ -4,8 +4,10 @@
 #include "Jobs.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iomanip>
 #include <ostream>
+#include <string_view>
 
 namespace Bench {
 
@@ -32,10 +34,10 @@ void RatioReporter::Finalize() {
     for (Job const& job : m_jobs) {
         if (job.mesh != mesh)
             PrintTableHeader(mesh = job.mesh);
-        for (auto const& [way, value] : job.vtk)
-            PrintRow(job, way, value);
+        for (Way const& way : job.vtk)
+            PrintRow(job, way);
         if (job.vtk.empty())
-            PrintRow(job, "", NotMeasured);
+            PrintRow(job, {});
     }
     GetOutputStream().flush();
 }
@@ -44,18 +46,37 @@ void RatioReporter::Finalize() {
 void RatioReporter::Note(std::string const& benchmark, std::string const& unit, double value) {
     std::size_t const first = benchmark.find('/');
     std::size_t const second = benchmark.find('/', first + 1);
-    std::string const way = benchmark.substr(second + 1);
+    std::string name = benchmark.substr(second + 1);
     Job& job = FindJob(benchmark.substr(0, first), benchmark.substr(first + 1, second - first - 1), unit);
-    if (way == Ours || way == OursParallel) {
-        double& best = way == Ours ? job.ours : job.parallel;
-        best = std::min(best, value);
-        return;
+    bool const on_all = name.ends_with(OnAllCores);
+    if (on_all)
+        name.resize(name.size() - std::string_view(OnAllCores).size());
+    Way* way = &job.ours;
+    if (name != Ours) {
+        auto found = std::ranges::find(job.vtk, name, &Way::name);
+        if (found == job.vtk.end())
+            found = job.vtk.insert(found, {name, {}, {}});
+        way = &*found;
     }
-    auto known = std::find_if(job.vtk.begin(), job.vtk.end(), [&](auto const& w) { return w.first == way; });
-    if (known == job.vtk.end())
-        job.vtk.emplace_back(way, value);
-    else
-        known->second = std::min(known->second, value);
+    (on_all ? way->on_all_cores : way->on_one_core).push_back(value);
+}
+
+double RatioReporter::Median(std::vector<double> figures) {
+    if (figures.size() > 1)
+        figures.erase(figures.begin()); // warmed up
+    if (figures.empty())
+        return NotMeasured;
+    std::ranges::sort(figures);
+    return figures[figures.size() / 2];
+}
+
+double RatioReporter::Spread(std::vector<double> figures) {
+    double const median = Median(figures);
+    if (figures.size() < 3)
+        return NotMeasured;
+    figures.erase(figures.begin());
+    std::ranges::sort(figures);
+    return (figures[figures.size() * 3 / 4] - figures[figures.size() / 4]) / median;
 }
 
 RatioReporter::Job& RatioReporter::FindJob(std::string const& mesh, std::string const& name,
@@ -72,21 +93,31 @@ RatioReporter::Job& RatioReporter::FindJob(std::string const& mesh, std::string 
 }
 
 void RatioReporter::PrintTableHeader(std::string const& mesh) {
-    GetOutputStream() << "\n"
-                      << std::left << std::setw(32) << mesh + ", per element" << std::right << std::setw(12)
-                      << "ours" << std::setw(12) << "VTK" << std::setw(9) << "ratio" << std::setw(12)
-                      << std::to_string(NumberOfThreads()) + " threads" << std::setw(9) << "ratio"
-                      << "  VTK's way\n";
+    std::string const all = std::to_string(NumberOfThreads()) + " cores";
+    std::ostream& out = GetOutputStream();
+    out << "\n" << std::left << std::setw(32) << mesh + ", per element" << std::right;
+    for (std::string const& title :
+         {std::string("ours"), std::string("VTK"), std::string("ratio"), "ours, " + all, std::string("gain"),
+          "VTK, " + all, std::string("ratio"), std::string("spread")})
+        out << std::setw(title == "ours" || title == "VTK" ? 12 : title.size() > 6 ? 15 : 9) << title;
+    out << "  VTK's way\n";
 }
 
-void RatioReporter::PrintRow(Job const& job, std::string const& way, double vtk) {
+void RatioReporter::PrintRow(Job const& job, Way const& vtk) {
+    double const ours = Median(job.ours.on_one_core), ours_on_all = Median(job.ours.on_all_cores);
+    double const others = Median(vtk.on_one_core), others_on_all = Median(vtk.on_all_cores);
     GetOutputStream() << std::left << std::setw(32) << job.name << std::right;
-    PrintFigure(job.ours, job.unit);
-    PrintFigure(vtk, job.unit);
-    PrintRatio(vtk, job.ours);
-    PrintFigure(job.parallel, job.unit);
-    PrintRatio(job.ours, job.parallel);
-    GetOutputStream() << way << "\n";
+    PrintFigure(ours, job.unit);
+    PrintFigure(others, job.unit);
+    PrintRatio(others, ours);
+    GetOutputStream() << "   ";
+    PrintFigure(ours_on_all, job.unit);
+    PrintRatio(ours, ours_on_all);
+    GetOutputStream() << "   ";
+    PrintFigure(others_on_all, job.unit);
+    PrintRatio(others_on_all, ours_on_all);
+    PrintFigure(100 * Spread(job.ours.on_one_core), "%");
+    GetOutputStream() << vtk.name << "\n";
 }
 
 void RatioReporter::PrintRatio(double slow, double fast) {
@@ -96,7 +127,7 @@ void RatioReporter::PrintRatio(double slow, double fast) {
 
 void RatioReporter::PrintFigure(double value, std::string const& unit) {
     std::ostream& out = GetOutputStream();
-    if (value == NotMeasured)
+    if (!std::isfinite(value))
         out << std::setw(9) << "-"
             << "   ";
     else

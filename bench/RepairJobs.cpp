@@ -18,6 +18,7 @@ template <typename Operator>
 std::unique_ptr<Operator> Run(Case& c) {
     auto job = std::make_unique<Operator>();
     job->SetMesh(c.mesh.get());
+    job->SetParallel(IsParallel());
     job->Operate();
     return job;
 }
@@ -28,6 +29,7 @@ struct Growth {
         MMeshExtractStlSurfaceOperator extract;
         extract.SetMesh(c.mesh.get());
         extract.SetStl(&surface);
+        extract.SetParallel(IsParallel());
         extract.Operate();
         c.mesh->GetElementMasks()->RegisterMask(&bad);
         for (std::uint64_t i = 0; i < c.mesh->Elements().GetNumElements(); i += 100)
@@ -48,6 +50,7 @@ void AddGrowth(Recipe const& recipe) {
             job->SetStlMesh(&(*inputs)->surface);
             job->SetBadMask(&(*inputs)->bad);
             job->SetGrowLevel(2);
+            job->SetParallel(IsParallel());
             job->Operate();
             inputs->reset();
             return job;

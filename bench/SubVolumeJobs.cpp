@@ -66,6 +66,7 @@ void AddSections(Recipe const& recipe) {
             auto const middle = Middle(c);
             cut->SetMesh(c.mesh.get());
             cut->SetPlane({Normal[0], Normal[1], Normal[2]}, {middle[0], middle[1], middle[2]});
+            cut->SetParallel(IsParallel());
             cut->Operate();
             return cut;
         },
@@ -122,6 +123,7 @@ void AddSubVolumeJobs(Recipe const& recipe) {
         [](Case& c) {
             auto split = std::make_unique<MMeshSplitVolumesOperator>();
             split->SetMesh(c.mesh.get());
+            split->SetParallel(IsParallel());
             split->Operate();
             return split;
         },

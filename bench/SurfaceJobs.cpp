@@ -33,6 +33,7 @@ std::unique_ptr<MStlBase> Extract(Case& c, bool interfaces) {
     extract.SetMesh(c.mesh.get());
     extract.SetStl(surfaces.get());
     extract.SetExtractInterfacesBetweenSubVolumes(interfaces);
+    extract.SetParallel(IsParallel());
     extract.Operate();
     return surfaces;
 }
@@ -50,6 +51,7 @@ std::unique_ptr<MStlBase> Explode(Case& c) {
     convert.SetMesh(c.mesh.get());
     convert.SetStl(triangles.get());
     convert.SetEpsilon(Shrink);
+    convert.SetParallel(IsParallel());
     convert.Operate();
     return triangles;
 }
@@ -73,6 +75,7 @@ std::unique_ptr<MStlFeature> Edges(Case& c, bool only_interior) {
     auto graphs = std::make_unique<MStlFeature>();
     MMeshConvertTetToGraphOperator convert(*c.mesh, *graphs);
     convert.SetOnlyInteriorEdges(only_interior);
+    convert.SetParallel(IsParallel());
     convert.Operate();
     return graphs;
 }
@@ -125,6 +128,7 @@ void AddSurfaceJobs(Recipe const& recipe) {
         [](Case& c) {
             MMeshOperatorSurface surface;
             surface.SetMesh(c.mesh.get());
+            surface.SetParallel(IsParallel());
             surface.Operate();
             return 0;
         },
@@ -146,6 +150,7 @@ void AddSurfaceJobs(Recipe const& recipe) {
         [](Case& c) {
             auto filter = vtkSmartPointer<vtkExtractEdges>::New();
             filter->SetInputData(c.grid);
+            filter->UseAllPointsOn(); // faster: it looks for no points at one place
             filter->Update();
             return filter;
         },

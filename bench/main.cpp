@@ -1,30 +1,29 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Times the library's jobs beside VTK's on the same meshes, on one core, and prints the ratios.
+// Times the library's jobs beside VTK's on the same meshes, on one core and on all, and prints the ratios.
 #include "Jobs.h"
-#include "OneVtkThread.h"
+#include "PerformancePlot.h"
 #include "RatioReporter.h"
 
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
 
-// Takes every --mesh=FILE out of the arguments.
-std::vector<std::string> TakeMeshFiles(int& argc, char** argv) {
-    constexpr char Option[] = "--mesh=";
-    std::vector<std::string> files;
+// Takes every option of that name, as in "--mesh=", out of the arguments; returns what stands behind.
+std::vector<std::string> Take(std::string const& option, int& argc, char** argv) {
+    std::vector<std::string> values;
     int kept = 1;
     for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], Option, std::strlen(Option)) == 0)
-            files.emplace_back(argv[i] + std::strlen(Option));
+        if (std::string_view(argv[i]).starts_with(option))
+            values.emplace_back(argv[i] + option.size());
         else
             argv[kept++] = argv[i];
     }
     argc = kept;
-    return files;
+    return values;
 }
 
 std::string NameOfFile(std::string const& path) {
@@ -32,7 +31,9 @@ std::string NameOfFile(std::string const& path) {
     return name.substr(0, name.find_last_of('.'));
 }
 
-std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files) {
+std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files, bool large) {
+    if (large) // minutes, and gigabytes, each
+        return {{.name = "cube_1e7", .cube = 119}, {.name = "cube_5e7", .cube = 203}};
     if (!files.empty()) {
         std::vector<Bench::Recipe> recipes;
         for (std::string const& file : files) {
@@ -76,9 +77,12 @@ void AddJobs(std::vector<Bench::Recipe> const& recipes) {
 } // namespace
 
 int main(int argc, char** argv) try {
-    std::vector<std::string> const files = TakeMeshFiles(argc, argv);
+    std::vector<std::string> const files = Take("--mesh=", argc, argv);
+    std::vector<std::string> const rounds = Take("--rounds=", argc, argv);
+    bool const large = !Take("--large", argc, argv).empty();
+    std::vector<std::string> const plots = Take("--plot=", argc, argv);
     // Before the caller's own arguments, which win.
-    std::string short_runs = "--benchmark_min_time=0.1";
+    std::string short_runs = "--benchmark_min_time=0.02";
     std::vector<char*> arguments(argv, argv + argc);
     arguments.insert(arguments.begin() + 1, short_runs.data());
     int count = static_cast<int>(arguments.size());
@@ -87,14 +91,16 @@ int main(int argc, char** argv) try {
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
         return 1;
 
-    Bench::UseOneVtkThread();
-    AddJobs(Recipes(files));
-    if (files.empty()) {
+    AddJobs(Recipes(files, large));
+    if (files.empty() && !large) {
         Bench::AddSolverJobs({.name = "cube_6e6", .cube = 99}); // of a million nodes
         Bench::AddHistogramJobs();
     }
+    Bench::RegisterRounds(rounds.empty() ? 5 : static_cast<unsigned int>(std::stoul(rounds.back())));
     Bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    for (std::string const& plot : plots)
+        Bench::WritePerformancePlot(reporter.GetJobs(), plot);
     if (Bench::AnyAnswerDiffers()) {
         std::fprintf(stderr, "ketsdk_bench: some answers differ; see above\n");
         return 1;
