@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -42,15 +43,20 @@ void TakeRegions(Detail::ToTetrahedra const& tetrahedra, MMeshBase& mesh) {
         else
             joined[region_of(static_cast<std::size_t>(number))] = region_of(region);
     }
-    std::vector<MMeshSubVolume*> sub_volumes(joined.size(), nullptr);
-    mesh.ClearSubVolumes();
-    std::size_t index = 0;
-    for (MMeshElement& e : mesh.Elements()) {
-        MMeshSubVolume*& sub_volume = sub_volumes[region_of(regions[index++])];
-        if (!sub_volume)
-            sub_volume = mesh.AddSubVolume();
-        sub_volume->IncludeElement(e);
+    MMeshBase::SubVolumeList sub_volumes;
+    std::vector<int> number_of(joined.size(), -1);
+    for (std::size_t& region : regions) {
+        region = region_of(region);
+        if (number_of[region] >= 0)
+            continue;
+        number_of[region] = static_cast<int>(sub_volumes.size());
+        sub_volumes.push_back(std::make_shared<MMeshSubVolume>(&mesh, number_of[region]));
     }
+    mesh.ClearSubVolumes();
+    mesh.SwapSubVolumes(sub_volumes);
+    std::size_t index = 0;
+    for (MMeshElement& e : mesh.Elements())
+        mesh.BeginSubVolume()[number_of[regions[index++]]]->IncludeElement(e);
 }
 
 } // namespace

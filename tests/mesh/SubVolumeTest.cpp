@@ -124,6 +124,40 @@ TEST(SubVolume, BecomesAMeshOfItsOwn) {
     }
 }
 
+// Who kept a sub-volume must neither see what got its number nor touch a mesh that is gone.
+TEST(SubVolume, DroppedFromTheListHasNoElements) {
+    auto mesh = std::make_unique<MMeshBase>();
+    Divide(*mesh);
+    std::shared_ptr<MMeshSubVolume> const full = mesh->BeginSubVolume()[1];
+    std::shared_ptr<MMeshSubVolume> const empty = mesh->BeginSubVolume()[2];
+    std::shared_ptr<MMeshSubVolume> const kept = mesh->BeginSubVolume()[3];
+    mesh->RemoveEmptySubVolumes();
+    EXPECT_EQ(empty->GetParent(), nullptr);
+    EXPECT_EQ(kept->GetNbElements(), 24u);
+    mesh->ClearSubVolumes();
+    for (int i = 0; i < 4; ++i)
+        mesh->AddSubVolume()->SetName(L"new");
+    MMeshElement& element = *mesh->GetElement(0);
+    for (auto const& dropped : {full, empty, kept}) {
+        EXPECT_EQ(dropped->GetParent(), nullptr);
+        EXPECT_EQ(dropped->GetNbElements(), 0u);
+        EXPECT_EQ(dropped->GetNbPoints(), 0u);
+        EXPECT_EQ(dropped->GetVolume(), 0.0);
+        EXPECT_TRUE(dropped->begin() == dropped->end());
+        EXPECT_THROW(dropped->IncludeElement(element), std::runtime_error);
+        EXPECT_THROW(dropped->AddElement(4, nullptr), std::runtime_error);
+        dropped->MoveAllElements(mesh->GetMainSubVolume());
+        std::unique_ptr<MMeshBase> const none(mesh->GetSubVolumeAsMMeshBase(*dropped));
+        EXPECT_EQ(none->NumberOfElements(), 0);
+        EXPECT_EQ(none->GetMainSubVolume()->GetName(), dropped->GetName());
+    }
+    std::shared_ptr<MMeshSubVolume> const last = mesh->BeginSubVolume()[0];
+    mesh->ClearMesh();
+    EXPECT_EQ(last->GetParent(), nullptr);
+    mesh.reset();
+    EXPECT_TRUE(full->begin() == full->end());
+}
+
 TEST(SubVolume, OfAnotherMeshIsCopiedFromThere) {
     MMeshBase mesh, other;
     TestMeshes::FillWithCubes(mesh, 1);

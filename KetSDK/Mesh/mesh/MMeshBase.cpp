@@ -60,8 +60,7 @@ MMeshBase& MMeshBase::operator=(MMeshBase const& other) {
 
 MMeshBase::~MMeshBase() {
     // Sub-volumes that a caller still shares are left without a mesh.
-    for (auto const& sub_volume : m_subvolumes)
-        sub_volume->SetParent(nullptr);
+    ClearSubVolumes();
 }
 
 void MMeshBase::CopyFrom(MMeshBase const& other) {
@@ -81,7 +80,7 @@ void MMeshBase::CopyFrom(MMeshBase const& other) {
 }
 
 void MMeshBase::CopySubVolumes(MMeshBase const& other) {
-    m_subvolumes.clear();
+    ClearSubVolumes();
     for (auto const& source : other.m_subvolumes) {
         MMeshSubVolume* const copy = AddSubVolume();
         copy->SetName(source->GetName());
@@ -176,7 +175,7 @@ void MMeshBase::ReadState(MStreamMFileIn& in) {
     m_state = static_cast<MeshStateType>(read(std::int32_t{}));
     m_catalog.LoadState(in);
 
-    m_subvolumes.clear();
+    ClearSubVolumes();
     constexpr std::uint64_t least_size = sizeof(std::uint64_t) + 3 * sizeof(std::int32_t);
     for (std::uint64_t left = in.ReadCount(least_size); left > 0; --left) {
         MMeshSubVolume& sub_volume = *AddSubVolume();
@@ -349,6 +348,14 @@ MMeshSubVolume* MMeshBase::AddSubVolume() {
     return m_subvolumes.back().get();
 }
 
+void MMeshBase::ClearSubVolumes() noexcept {
+    // Who holds one further must not walk the elements of what gets its number, or those of a mesh that is
+    // gone.
+    for (auto const& sub_volume : m_subvolumes)
+        sub_volume->Detach();
+    m_subvolumes.clear();
+}
+
 MMeshSubVolume* MMeshBase::GetSubVolume(MMeshElement const& e) {
     return const_cast<MMeshSubVolume*>(std::as_const(*this).GetSubVolume(e));
 }
@@ -417,6 +424,9 @@ std::uint64_t MMeshBase::RemoveEmptySubVolumes() {
     for (std::size_t i = 0; i < kept.size(); ++i)
         kept[i]->SetID(static_cast<int>(i));
     m_subvolumes.swap(kept);
+    for (auto const& sub_volume : kept)
+        if (sub_volume->m_element_count <= 0)
+            sub_volume->Detach();
     return kept.size() - m_subvolumes.size();
 }
 
@@ -481,7 +491,7 @@ void MMeshBase::ClearMesh() {
     m_has_volume_index = false;
     m_element_masks.swap(element_masks);
     m_catalog.Clear();
-    m_subvolumes.clear();
+    ClearSubVolumes();
 }
 
 void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
@@ -546,7 +556,7 @@ void MMeshBase::TakeContent(MMeshBase& other) {
     other.m_box.SetEmpty();
     other.m_has_grey_values = other.m_has_volume_index = false;
     other.m_catalog.Clear();
-    other.m_subvolumes.clear();
+    other.ClearSubVolumes();
 }
 
 void MMeshBase::CopyMetadata(MMeshBase const& other) {

@@ -144,8 +144,8 @@ public:
     // not null.
     MMeshBase* GetSubVolumeAsMMeshBase(MMeshSubVolume const& sub_volume,
                                        MMeshOrigins* origins = nullptr) const;
-    // Empties the list; elements keep their numbers.
-    void ClearSubVolumes() noexcept { m_subvolumes.clear(); }
+    // Empties the list; elements keep their numbers. Who holds a sub-volume further has one of no mesh.
+    void ClearSubVolumes() noexcept;
     // Exchanges the list for one of sub-volumes that were made for this mesh; elements keep their numbers.
     void SwapSubVolumes(SubVolumeList& list) noexcept { m_subvolumes.swap(list); }
     // Drops sub-volumes without elements, the main one too, and renumbers the rest; returns how many

@@ -5,9 +5,19 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 
+#include <stdexcept>
 #include <vector>
 
 using KetSDK::Mesh::Detail::SubVolumeElementsIterator;
+
+namespace {
+
+void RequireParent(MMeshBase const* parent) {
+    if (!parent)
+        throw std::runtime_error("invalid state");
+}
+
+} // namespace
 
 std::uint64_t MMeshSubVolume::mg_unique_counter = 0;
 
@@ -40,6 +50,7 @@ double MMeshSubVolume::GetVolume() const {
 }
 
 void MMeshSubVolume::IncludeElement(MMeshElement& e) {
+    RequireParent(m_parent);
     m_parent->GetElementMasks()->GetSubvolumeMask()->SetValue(e, m_number);
     Count(1);
 }
@@ -59,6 +70,7 @@ void MMeshSubVolume::MoveAllElements(MMeshSubVolume* target) {
 }
 
 MMeshElement* MMeshSubVolume::AddElement(char n, MMeshPoint** nodes) {
+    RequireParent(m_parent);
     MMeshElement* const e = m_parent->AddElement(n, nodes);
     IncludeElement(*e);
     m_parent->GetMainSubVolume()->Count(-1U);

@@ -28,7 +28,8 @@ public:
     MMeshSubVolume& operator=(MMeshSubVolume const&) = default;
     ~MMeshSubVolume() = default;
 
-    // The mesh; not owned. Null once the mesh is gone: such a sub-volume has no elements to walk.
+    // The mesh; not owned. Null once the mesh is gone or has dropped the sub-volume from its list: such a
+    // sub-volume has no elements, and adding one throws std::runtime_error("invalid state").
     MMeshBase* GetParent() noexcept { return m_parent; }
     MMeshBase const* GetParent() const noexcept { return m_parent; }
     void SetParent(MMeshBase* parent) noexcept { m_parent = parent; }
@@ -79,6 +80,11 @@ private:
     friend class MMeshBase;
     friend class KetSDK::Mesh::Detail::MeshTagsReader; // reads counts from a file
 
+    // Lets go of the mesh and its elements.
+    void Detach() noexcept {
+        m_parent = nullptr;
+        m_element_count = 0;
+    }
     // A count that came out of a file may be any number: it wraps round.
     void Count(unsigned int change) noexcept {
         m_element_count = static_cast<int>(static_cast<unsigned int>(m_element_count) + change);

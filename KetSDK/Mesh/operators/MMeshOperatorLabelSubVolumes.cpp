@@ -235,6 +235,7 @@ void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(MDataMask<MMeshElement, int
     MMeshBase::SubVolumeList sub_volumes;
     for (int region = 0; region < m_regions; ++region)
         sub_volumes.push_back(std::make_shared<MMeshSubVolume>(&mesh, region));
+    mesh.ClearSubVolumes();
     mesh.SwapSubVolumes(sub_volumes);
     for (MMeshElement& e : mesh.Elements())
         mesh.BeginSubVolume()[labels.GetValue(e) - 1]->IncludeElement(e);
