@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <random>
+#include <set>
 
 namespace {
 
@@ -83,11 +85,84 @@ TEST(MaterialCatalog, HandsOutTheSmallestFreeIdentifierFromOneOn) {
     }
 }
 
+// For minutes where each is searched from the first one on.
 TEST(MaterialCatalog, HandsOutManyIdentifiersInTimeInProportion) {
-    MMaterialCatalog catalog;
+    MMaterialCatalog catalog = Catalog({0xFFFFFFF0}); // so that there is a gap at all times
     MMeshMaterial material = Material(2, 9.0);
-    for (unsigned int id = 1; id <= 100000; ++id) // for minutes where each is searched from the first one on
+    for (unsigned int id = 1; id <= 100000; ++id)
         ASSERT_EQ(catalog.AddMaterialNewID(material)->GetID(), id);
+}
+
+TEST(MaterialCatalog, RemovesManyMaterialsInTimeInProportion) {
+    constexpr unsigned int Count = 50000; // for a minute where each removal looks at all entries
+    MMaterialCatalog catalog;
+    for (unsigned int id = 1; id <= Count; ++id) {
+        MMeshMaterial material = Material(id, 0.5 * id);
+        catalog.AddMaterial(material);
+    }
+    catalog.Invalidate();
+    for (unsigned int id = Count; id > 1; --id) {
+        catalog.RemoveMaterial(id);
+        ASSERT_EQ(catalog.GetMaterialWithDensity(0.5 * id), nullptr);
+    }
+    EXPECT_EQ(catalog.NumberOfMaterials(), 1u);
+    EXPECT_EQ(catalog.GetMaterialWithDensity(0.5), catalog.GetMaterialWithID(1));
+}
+
+// A removal takes the first entry whose material has that identifier now, whoever changed it.
+TEST(MaterialCatalog, RemovesByIdentifiersThatChanged) {
+    for (bool const assigned : {false, true}) {
+        MMaterialCatalog catalog = Catalog({1, 2, 3, 4});
+        catalog.Invalidate();
+        catalog.RemoveMaterial(4); // from now on entries are known by identifier
+        MMeshMaterial* const first = catalog.GetMaterialWithID(1);
+        if (assigned)
+            *first = Material(3, 1.5);
+        else
+            first->SetID(3);
+        catalog.RemoveMaterial(3); // the third material, and the entry of the first
+        EXPECT_EQ(catalog.GetMaterialWithID(3), nullptr);
+        EXPECT_EQ(catalog.GetMaterialWithDensity(1.5), nullptr);
+        EXPECT_NE(catalog.GetMaterialWithDensity(3.5), nullptr);
+        catalog.RemoveMaterial(3);
+        EXPECT_EQ(catalog.GetMaterialWithDensity(3.5), nullptr);
+        EXPECT_EQ(catalog.GetMaterialWithDensity(2.5), catalog.GetMaterialWithID(2));
+        catalog.RemoveMaterial(1);
+        EXPECT_EQ(catalog.NumberOfMaterials(), 1u);
+    }
+}
+
+TEST(MaterialCatalog, HandsOutWhatWasGivenBackFirst) {
+    std::mt19937 random(16);
+    MMaterialCatalog catalog;
+    std::set<unsigned int> taken;
+    for (int step = 0; step < 4000; ++step) {
+        unsigned int const id = static_cast<unsigned int>(random() % 400);
+        MMeshMaterial material = Material(id, 1.0);
+        switch (random() % (step % 1000 < 500 ? 4 : 6)) {
+        case 0:
+        case 1: {
+            unsigned int smallest = 1;
+            while (taken.contains(smallest))
+                ++smallest;
+            ASSERT_EQ(catalog.AddMaterialNewID(material)->GetID(), smallest) << step;
+            taken.insert(smallest);
+            break;
+        }
+        case 2:
+            catalog.AddMaterial(material);
+            taken.insert(id);
+            break;
+        case 3:
+            if (step % 50 == 0)
+                catalog = MMaterialCatalog(catalog);
+            break;
+        default:
+            catalog.RemoveMaterial(id);
+            taken.erase(id);
+        }
+        ASSERT_EQ(catalog.NumberOfMaterials(), taken.size()) << step;
+    }
 }
 
 TEST(MaterialCatalog, FindsNewMaterialsByIdentifierUntilItIsInvalidated) {

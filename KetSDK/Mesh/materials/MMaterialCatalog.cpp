@@ -5,10 +5,13 @@
 #include <KetSDK/FileIO/SAX/MSAXTagWriter.h>
 #include <KetSDK/FileIO/SAX/MStreamMFileIn.h>
 #include <KetSDK/FileIO/SAX/MStreamMFileOut.h>
+#include <KetSDK/Mesh/materials/detail/DensityIndex.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <vector>
+
+using KetSDK::Mesh::Detail::DensityIndex;
 
 namespace {
 
@@ -16,11 +19,17 @@ constexpr std::uint64_t MaterialStateSize = 32; // bytes of one material in the 
 
 } // namespace
 
+MMaterialCatalog::MMaterialCatalog()
+    : m_density_index(std::make_unique<DensityIndex>()) {}
+
 // The copy finds its own materials under the same densities as the original does: index entries
 // are mapped to the copies, also those whose material is no longer in the catalog.
 MMaterialCatalog::MMaterialCatalog(MMaterialCatalog const& other)
     : ISAXReference(other)
-    , ISAXPersist(other) {
+    , ISAXPersist(other)
+    , m_density_index(std::make_unique<DensityIndex>())
+    , m_next_id(other.m_next_id)
+    , m_given_back(other.m_given_back) {
     std::map<MMeshMaterial const*, std::shared_ptr<MMeshMaterial>> copies;
     auto const copy_of = [&](MMeshMaterial const& material) {
         auto& copy = copies[&material];
@@ -32,8 +41,8 @@ MMaterialCatalog::MMaterialCatalog(MMaterialCatalog const& other)
     for (auto const& [id, material] : other.m_materials) {
         m_materials.emplace_hint(m_materials.end(), id, copy_of(*material));
     }
-    for (auto const& [density, material] : other.m_density_index) {
-        m_density_index.emplace_hint(m_density_index.end(), density, copy_of(*material));
+    for (auto const& [density, material] : other.m_density_index->GetEntries()) {
+        m_density_index->Add(density, copy_of(*material));
     }
 }
 
@@ -42,6 +51,8 @@ MMaterialCatalog& MMaterialCatalog::operator=(MMaterialCatalog const& other) {
         MMaterialCatalog copy(other);
         m_materials.swap(copy.m_materials);
         m_density_index.swap(copy.m_density_index);
+        m_next_id = copy.m_next_id;
+        m_given_back.swap(copy.m_given_back);
     }
     return *this;
 }
@@ -68,30 +79,38 @@ MMeshMaterial* MMaterialCatalog::GetMaterialWithID(unsigned int id) const {
 
 MMeshMaterial* MMaterialCatalog::GetMaterialWithDensity(double density) const {
     // The lower bound is the first entry with the value; find() may return any.
-    auto const found = m_density_index.lower_bound(density);
-    return found == m_density_index.end() || found->first != density ? nullptr : found->second.get();
+    auto const& entries = m_density_index->GetEntries();
+    auto const found = entries.lower_bound(density);
+    return found == entries.end() || found->first != density ? nullptr : found->second.get();
 }
 
 void MMaterialCatalog::Invalidate() {
-    decltype(m_density_index) index;
+    DensityIndex index;
     for (auto const& [id, material] : m_materials) {
-        index.emplace(material->GetDensity(), material);
+        index.Add(material->GetDensity(), material);
     }
-    m_density_index.swap(index);
+    m_density_index->Swap(index);
 }
 
 void MMaterialCatalog::RemoveMaterial(unsigned int id) {
-    m_materials.erase(id);
-    auto const entry = std::find_if(m_density_index.begin(), m_density_index.end(),
-                                    [id](auto const& e) { return e.second->GetID() == id; });
-    if (entry != m_density_index.end()) {
-        m_density_index.erase(entry);
+    auto const material = m_materials.find(id);
+    if (material != m_materials.end()) {
+        if (id > 0 && id < m_next_id) {
+            m_given_back.insert(id); // first, as it may throw
+        }
+        m_materials.erase(material);
+    }
+    auto const entry = m_density_index->FindFirst(id);
+    if (entry != m_density_index->GetEntries().end()) {
+        m_density_index->Remove(entry);
     }
 }
 
 void MMaterialCatalog::Clear() {
     m_materials.clear();
-    m_density_index.clear();
+    m_density_index->Clear();
+    m_next_id = 1;
+    m_given_back.clear();
 }
 
 void MMaterialCatalog::Copy(MMaterialCatalog const& other) {
@@ -144,27 +163,25 @@ void MMaterialCatalog::SaveState(MStreamMFileOut& out) {
 
 // Enters a material under its identifier, in the density index too (see GetMaterialWithDensity).
 MMeshMaterial* MMaterialCatalog::Store(std::shared_ptr<MMeshMaterial> const& material) {
-    auto const entry = m_density_index.emplace(static_cast<double>(material->GetID()), material);
+    auto const entry = m_density_index->Add(static_cast<double>(material->GetID()), material);
     try {
         m_materials.emplace(material->GetID(), material);
     } catch (...) {
-        m_density_index.erase(entry);
+        m_density_index->Remove(entry);
         throw;
     }
+    m_given_back.erase(material->GetID());
     return material.get();
 }
 
-unsigned int MMaterialCatalog::NextFreeID() const {
-    // Mostly none is missing, and the next one follows without a search.
-    auto const taken = static_cast<unsigned int>(m_materials.size() - m_materials.count(0));
-    if (!m_materials.empty() && m_materials.rbegin()->first == taken)
-        return taken + 1;
-    unsigned int candidate = 1; // 0 is never handed out
-    for (auto const& [id, material] : m_materials) {
-        if (candidate < id) {
-            break;
-        }
-        candidate = id + 1;
+// The smallest one; 0 is never handed out.
+unsigned int MMaterialCatalog::NextFreeID() {
+    if (!m_given_back.empty()) {
+        return *m_given_back.begin();
     }
-    return candidate;
+    for (auto taken = m_materials.lower_bound(m_next_id);
+         taken != m_materials.end() && taken->first == m_next_id; ++taken) {
+        ++m_next_id;
+    }
+    return m_next_id;
 }

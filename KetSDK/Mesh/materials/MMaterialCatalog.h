@@ -6,10 +6,14 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/materials/MMeshMaterial.h>
 
-#include <cmath>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
+
+namespace KetSDK::Mesh::Detail {
+class DensityIndex;
+}
 
 // The materials of a mesh, by identifier and, once Invalidate() was called, by density. A value:
 // copies hold materials of their own. Materials keep their addresses until they are removed. Used by
@@ -19,7 +23,7 @@ public:
     using MaterialMap = std::map<unsigned int, std::shared_ptr<MMeshMaterial>>;
     using const_iterator = MaterialMap::const_iterator;
 
-    MMaterialCatalog() = default;
+    MMaterialCatalog();
     MMaterialCatalog(MMaterialCatalog const& other);
     MMaterialCatalog& operator=(MMaterialCatalog const& other);
     ~MMaterialCatalog() override;
@@ -66,15 +70,13 @@ public:
     void SaveState(MStreamMFileOut& out) override;
 
 private:
-    // Ascending, with "not a number", which a file may hold, behind all numbers.
-    struct DensityOrder {
-        bool operator()(double a, double b) const noexcept { return std::isnan(b) ? !std::isnan(a) : a < b; }
-    };
-
     MMeshMaterial* Store(std::shared_ptr<MMeshMaterial> const& material);
-    unsigned int NextFreeID() const;
+    unsigned int NextFreeID();
 
     MaterialMap m_materials;
-    std::multimap<double, std::shared_ptr<MMeshMaterial>, DensityOrder> m_density_index;
+    std::unique_ptr<KetSDK::Mesh::Detail::DensityIndex> m_density_index;
+    // Every identifier from 1 up to the next one is taken or was given back, so nobody walks over them again.
+    unsigned int m_next_id = 1;
+    std::set<unsigned int> m_given_back;
     MMeshMaterial m_scratch; // the material that is being read from tags
 };

@@ -15,12 +15,12 @@ constexpr int DoublePrecision = 17; // reads back bit for bit
 MMeshMaterial::~MMeshMaterial() = default;
 
 bool MMeshMaterial::operator==(MMeshMaterial const& other) const noexcept {
-    return m_id == other.m_id && m_density == other.m_density && m_color == other.m_color &&
+    return GetID() == other.GetID() && m_density == other.m_density && m_color == other.m_color &&
            m_poisson == other.m_poisson && m_emodulus == other.m_emodulus;
 }
 
 void MMeshMaterial::SetDefaults() {
-    m_id = 0xFFFFFFFF;
+    SetID(0xFFFFFFFF);
     m_density = 0.0;
     m_color = 0xFF0000FF;
     m_poisson = 0.0;
@@ -29,7 +29,9 @@ void MMeshMaterial::SetDefaults() {
 
 bool MMeshMaterial::HandleTag(std::wstring const& tag, MSAXReader& reader) {
     if (tag == L"Index") {
-        reader.Read(m_id);
+        unsigned int id = GetID();
+        reader.Read(id);
+        SetID(id);
     } else if (tag == L"Color") {
         reader.Read(m_color);
     } else if (tag == L"Density") {
@@ -46,7 +48,7 @@ bool MMeshMaterial::HandleTag(std::wstring const& tag, MSAXReader& reader) {
 
 bool MMeshMaterial::Write(MSAXWriter& writer) const {
     MSAXTagWriter const material(writer, L"Material");
-    writer.WriteTag(L"Index", m_id);
+    writer.WriteTag(L"Index", GetID());
     writer.WriteTag(L"Color", m_color);
     writer.WriteTag(L"Density", m_density, DoublePrecision);
     writer.WriteTag(L"E-modulus", m_emodulus, DoublePrecision);
@@ -56,7 +58,9 @@ bool MMeshMaterial::Write(MSAXWriter& writer) const {
 
 void MMeshMaterial::LoadState(MStreamMFileIn& in) {
     MMeshMaterial read;
-    in.Read(read.m_id);
+    unsigned int id = 0;
+    in.Read(id);
+    read.SetID(id);
     in.Read(read.m_density);
     in.Read(read.m_color);
     in.Read(read.m_poisson);
@@ -65,7 +69,7 @@ void MMeshMaterial::LoadState(MStreamMFileIn& in) {
 }
 
 void MMeshMaterial::SaveState(MStreamMFileOut& out) {
-    out.Write(m_id);
+    out.Write(GetID());
     out.Write(m_density);
     out.Write(m_color);
     out.Write(m_poisson);

@@ -6,7 +6,13 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 
 #include <cfloat>
+#include <cstdint>
+#include <memory>
 #include <string>
+
+namespace KetSDK::Mesh::Detail {
+class DensityIndex;
+}
 
 // One material of a finite-element model: an identifier, a display colour and its mechanical
 // properties. A value; used by one thread at a time.
@@ -19,8 +25,8 @@ public:
     ~MMeshMaterial() override;
 
     // The identifier; 0xFFFFFFFF when none has been given yet.
-    unsigned int GetID() const noexcept { return m_id; }
-    void SetID(unsigned int id) noexcept { m_id = id; }
+    unsigned int GetID() const noexcept { return m_id.Get(); }
+    void SetID(unsigned int id) noexcept { m_id.Set(id); }
     // The density; DBL_MAX when unset.
     double GetDensity() const noexcept { return m_density; }
     void SetDensity(double density) noexcept { m_density = density; }
@@ -49,7 +55,33 @@ public:
     void SaveState(MStreamMFileOut& out) override;
 
 private:
-    unsigned int m_id = 0xFFFFFFFF;
+    friend class KetSDK::Mesh::Detail::DensityIndex;
+
+    // An identifier that counts its changes for whoever goes by it; for nobody in a copy.
+    class Identifier {
+    public:
+        Identifier() = default;
+        Identifier(Identifier const& other) noexcept
+            : m_value(other.m_value) {}
+        Identifier& operator=(Identifier const& other) noexcept {
+            Set(other.m_value);
+            return *this;
+        }
+        ~Identifier() = default;
+        unsigned int Get() const noexcept { return m_value; }
+        void Set(unsigned int value) noexcept {
+            if (m_changes && value != m_value)
+                ++*m_changes;
+            m_value = value;
+        }
+        void SetCounter(std::shared_ptr<std::uint64_t> const& changes) noexcept { m_changes = changes; }
+
+    private:
+        unsigned int m_value = 0xFFFFFFFF;
+        std::shared_ptr<std::uint64_t> m_changes;
+    };
+
+    Identifier m_id;
     double m_density = DBL_MAX;
     unsigned int m_color = 0xFF0000FF;
     double m_poisson = DBL_MAX;
