@@ -64,7 +64,8 @@ private:
         Identifier(Identifier const& other) noexcept
             : m_value(other.m_value) {}
         Identifier& operator=(Identifier const& other) noexcept {
-            Set(other.m_value);
+            if (this != &other)
+                Set(other.m_value);
             return *this;
         }
         ~Identifier() = default;
