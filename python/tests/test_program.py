@@ -48,16 +48,18 @@ def plain(value):
     return None if isinstance(value, float) and not math.isfinite(value) else value
 
 
-def compare(ours, theirs, path=""):
-    """The number of values that both have; each must be the same."""
+def compare(ours, theirs, path="", tolerance=None):
+    """The number of values that both have; each must be the same, or as near as the tolerance."""
     if isinstance(ours, dict) and isinstance(theirs, dict):
-        return sum(compare(ours[key], theirs[key], f"{path}.{key}") for key in (ours.keys() & theirs.keys()) - {"files"})
+        keys = (ours.keys() & theirs.keys()) - {"files"}
+        return sum(compare(ours[key], theirs[key], f"{path}.{key}", tolerance) for key in keys)
     if isinstance(ours, list) and isinstance(theirs, list):
         assert len(ours) == len(theirs), path
-        return sum(compare(a, b, f"{path}[{i}]") for i, (a, b) in enumerate(zip(ours, theirs)))
+        return sum(compare(a, b, f"{path}[{i}]", tolerance) for i, (a, b) in enumerate(zip(ours, theirs)))
     if isinstance(ours, (dict, list)) or isinstance(theirs, (dict, list)):
         return 0
-    assert ours == theirs, path
+    is_rounded = tolerance and isinstance(theirs, float)
+    assert ours == (pytest.approx(theirs, tolerance, tolerance) if is_rounded else theirs), path
     return 1
 
 
@@ -171,13 +173,14 @@ def test_solver(tmp_path):
         assert compare(plain(report), said) > 5
         texts = [(tmp_path / f"{whose}-{name}").read_text().replace(f"{whose}-", "") for whose in ("ours", "theirs")]
         assert texts[0] == texts[1]
+    # On several threads the solver adds in another order each time: what it says differs in its last digits.
     said = program("solve", tmp_path / "bar.vtu", "--case", case, "-o", tmp_path / "solved.vtu")
     result = mesh.solve(case, keep=tmp_path / "run")
-    assert compare(plain(result.report), said) >= 8
+    assert compare(plain(result.report), said, tolerance=1e-4) >= 8
     assert result.balance < 1e-6 and result.reactions["base"][2] == pytest.approx(-100)
     theirs = ketmesh.read(tmp_path / "solved.vtu").point_data
     for name in ("displacement", "stress", "strain", "von_mises", "force"):
-        np.testing.assert_array_equal(getattr(result, name), theirs[name])
+        np.testing.assert_allclose(getattr(result, name), theirs[name], rtol=0, atol=2e-5 * np.abs(theirs[name]).max())
     again = ketmesh.examples.bar()
     report = again.results(next((tmp_path / "run").glob("*.frd")))
     assert report.max_von_mises == result.report.max_von_mises
