@@ -64,19 +64,27 @@ function(ketsdk_unity target files)
   endif()
 endfunction()
 
-# ketsdk_unity_by_folder(TARGET FILE...): the same for a library, up to eight sources of one folder at a time, but for
-# the files named: those that have names in common, and those whose time goes into loops that must be fast.
+# ketsdk_unity_by_folder(TARGET [APART FILE...] [FAST FILE...]): the same for a library, up to eight sources of one folder
+# at a time, but for the files apart, which have names in common with others, and for the fast ones, whose time goes
+# into loops that must be fast: a sanitizer slows them down anyway.
 function(ketsdk_unity_by_folder target)
   if(NOT KETSDK_UNITY OR NOT KETSDK_UNITY_LIBRARIES)
     return()
   endif()
-  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  cmake_parse_arguments(PARSE_ARGV 1 alone "" "" "APART;FAST")
+  set(alone ${alone_APART})
+  if(NOT KETSDK_SANITIZE)
+    list(APPEND alone ${alone_FAST})
+  endif()
+  if(alone)
+    set_source_files_properties(${alone} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+  endif()
   get_target_property(sources ${target} SOURCES)
   list(FILTER sources INCLUDE REGEX "\\.cpp$")
   list(SORT sources)
   foreach(source IN LISTS sources)
     file(RELATIVE_PATH file ${CMAKE_CURRENT_SOURCE_DIR} ${source})
-    if(file IN_LIST ARGN)
+    if(file IN_LIST alone)
       continue()
     endif()
     get_filename_component(folder ${file} DIRECTORY)
