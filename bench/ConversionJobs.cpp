@@ -16,7 +16,7 @@ namespace {
 
 std::unique_ptr<MMeshBase> ToQuadratic(Case& c) {
     MMeshConvertTet4ToTet10Operator convert;
-    convert.SetMesh(c.mesh.get());
+    convert.SetMesh(&c.Mesh());
     convert.SetParallel(IsParallel());
     convert.Operate();
     return std::unique_ptr<MMeshBase>(convert.GetTet10Mesh());
@@ -25,7 +25,7 @@ std::unique_ptr<MMeshBase> ToQuadratic(Case& c) {
 template <bool Multiple>
 std::unique_ptr<MMeshBase> ToLinear(Case& c) {
     MMeshConvertTet10ToTet4Operator convert;
-    convert.SetMesh(c.mesh.get());
+    convert.SetMesh(&c.Mesh());
     convert.SetMultipleElements(Multiple);
     convert.SetParallel(IsParallel());
     convert.Operate();
@@ -46,7 +46,7 @@ void AddConversionJobs(Recipe const& recipe) {
         recipe, "tet4_to_tet10", "vtkLinearToQuadraticCellsFilter", NothingToPrepare,
         [](Case& c) {
             vtkNew<vtkLinearToQuadraticCellsFilter> filter;
-            filter->SetInputData(c.grid);
+            filter->SetInputData(c.Grid());
             filter->Update();
             return vtkSmartPointer<vtkUnstructuredGrid>(filter->GetOutput());
         },
@@ -55,7 +55,7 @@ void AddConversionJobs(Recipe const& recipe) {
         recipe, "orient", Ours, NothingToPrepare,
         [](Case& c) {
             MMeshOrientOperator orient;
-            orient.SetMesh(c.mesh.get());
+            orient.SetMesh(&c.Mesh());
             orient.SetParallel(IsParallel());
             orient.Operate();
             return orient;

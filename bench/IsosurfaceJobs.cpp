@@ -29,8 +29,8 @@ struct Field {
 // A gyroid with three periods along the longest side: the surface crosses about as many elements as one
 // of bone does in a head. It is shifted off the nodes of a regular lattice: where it passes through a node,
 // VTK leaves out the triangles that have no area.
-double ValueAt(Case const& c, MMeshPoint const& p) {
-    auto const& box = c.mesh->GetBoundingBox();
+double ValueAt(Case& c, MMeshPoint const& p) {
+    auto const& box = c.Mesh().GetBoundingBox();
     double longest = 0.0;
     for (std::size_t i = 0; i < 3; ++i)
         longest = std::fmax(longest, static_cast<double>(box.GetMax()[i]) - box.GetMin()[i]);
@@ -43,22 +43,22 @@ double ValueAt(Case const& c, MMeshPoint const& p) {
 
 void MakeField(Case& c, Field& field) {
     field.values = std::make_unique<MDataMask<MMeshPoint, double>>(0.0);
-    c.mesh->GetPointMasks()->RegisterMask(field.values.get());
+    c.Mesh().GetPointMasks()->RegisterMask(field.values.get());
     vtkNew<vtkDoubleArray> array;
     array->SetName("field");
-    for (auto node = c.mesh->BeginPoint(); node != c.mesh->EndPoint(); ++node) {
+    for (auto node = c.Mesh().BeginPoint(); node != c.Mesh().EndPoint(); ++node) {
         field.values->SetValue(*node, ValueAt(c, *node));
         array->InsertNextValue(field.values->GetValue(*node));
     }
     field.grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
-    field.grid->ShallowCopy(c.grid);
+    field.grid->ShallowCopy(c.Grid());
     field.grid->GetPointData()->SetScalars(array);
 }
 
 std::unique_ptr<MStlBase> Extract(Case& c, Field const& field) {
     auto surface = std::make_unique<MStlBase>();
     MMeshIsosurfaceOperator iso;
-    iso.SetMesh(c.mesh.get());
+    iso.SetMesh(&c.Mesh());
     iso.SetNodesMask(field.values.get());
     iso.SetIsoSurface(surface.get());
     iso.SetParallel(IsParallel());
@@ -87,7 +87,8 @@ void AddVtkWay(Recipe const& recipe, std::shared_ptr<Field> const& field, char c
     AddWay(
         recipe, "isosurface", name, [field](Case& c) { MakeField(c, *field); },
         [field](Case&) { return Contour<Filter>(*field); },
-        [](Case&, auto const& filter) {
+        [field](Case&, auto const& filter) {
+            *field = {}; // as large as a mesh
             auto& surface = *vtkPolyData::SafeDownCast(filter->GetOutputDataObject(0));
             return std::optional(static_cast<double>(surface.GetNumberOfCells()));
         });
@@ -100,7 +101,8 @@ void AddIsosurfaceJobs(Recipe const& recipe) {
     AddWay(
         recipe, "isosurface", Ours, [field](Case& c) { MakeField(c, *field); },
         [field](Case& c) { return Extract(c, *field); },
-        [](Case&, auto const& surface) {
+        [field](Case&, auto const& surface) {
+            *field = {};
             return std::optional(static_cast<double>(surface->NumberOfTriangles()));
         });
     AddVtkWay<vtkContourFilter>(recipe, field, "vtkContourFilter");

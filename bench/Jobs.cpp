@@ -103,9 +103,13 @@ void AddMemory(Recipe const& recipe, std::string const& what, std::string const&
     auto const run = [=](benchmark::State& state) {
         Case& c = UseCase(recipe);
         double total = 0.0;
-        for ([[maybe_unused]] auto step : state)
+        for ([[maybe_unused]] auto step : state) {
+            PrepareFor(c, way);
             total = bytes(c);
-        state.counters["bytes/element"] = total / static_cast<double>(c.tetrahedra.cells.size());
+        }
+        auto const elements = static_cast<double>(SizeOf(c));
+        state.counters["elements"] = elements;
+        state.counters["bytes/element"] = total / elements;
     };
     benchmark::RegisterBenchmark((recipe.name + "/" + what + "/" + way).c_str(), run)
         ->Iterations(1)

@@ -12,8 +12,8 @@
 #include <vtkConnectivityFilter.h>
 
 #include <cstdint>
-#include <map>
 #include <memory>
+#include <vector>
 
 namespace Bench {
 namespace {
@@ -24,22 +24,23 @@ void ForgetNeighbors(Case& c) {
 
 // Gives the mesh the sub-volumes back that it was made with.
 void RestoreSubVolumes(Case& c) {
-    std::map<int, MMeshSubVolume*> of_label;
-    for (int const label : c.tetrahedra.labels)
-        of_label[label] = nullptr;
-    c.mesh->ClearSubVolumes();
-    for (auto& [label, sub_volume] : of_label)
-        sub_volume = c.mesh->AddSubVolume();
+    MMeshBase& mesh = c.Mesh();
+    mesh.ClearSubVolumes();
+    std::vector<MMeshSubVolume*> sub_volumes;
     std::size_t i = 0;
-    for (MMeshElement& e : c.mesh->Elements())
-        of_label[c.tetrahedra.labels[i++]]->IncludeElement(e);
+    for (MMeshElement& e : mesh.Elements()) {
+        auto const place = static_cast<std::size_t>(c.elements.sub_volumes[i++]);
+        while (sub_volumes.size() <= place)
+            sub_volumes.push_back(mesh.AddSubVolume());
+        sub_volumes[place]->IncludeElement(e);
+    }
 }
 
 // The surface of the mesh and of its sub-volumes, made before the time counts.
 std::shared_ptr<MStlBase> Extract(Case& c) {
     auto const stl = std::make_shared<MStlBase>();
     MMeshExtractStlSurfaceOperator extract;
-    extract.SetMesh(c.mesh.get());
+    extract.SetMesh(&c.Mesh());
     extract.SetStl(stl.get());
     extract.SetExtractInterfacesBetweenSubVolumes(true);
     extract.SetParallel(IsParallel());
@@ -53,7 +54,7 @@ void AddMapping(Recipe const& recipe, std::string const& job, Make make) {
     AddWay(
         recipe, job, Ours, [stl](Case& c) { *stl = Extract(c); },
         [stl, make](Case& c) {
-            auto mapper = make(stl->get(), c.mesh.get());
+            auto mapper = make(stl->get(), &c.Mesh());
             mapper->SetParallel(IsParallel());
             mapper->Map();
             return mapper;
@@ -70,14 +71,14 @@ void AddMapping(Recipe const& recipe, std::string const& job, Make make) {
 // Puts the nodes beside the places that they were made at, by up to 0.015 model units along each axis.
 void PlaceNodes(Case& c, bool beside) {
     MLong i = 0;
-    for (auto const& [x, y, z] : c.tetrahedra.points) {
+    for (auto const& [x, y, z] : c.elements.points) {
         auto const off = [&](MLong factor) { return beside ? i * factor % 1999 - 999 : 0; };
-        MMeshPoint& p = *c.mesh->GetRandomPoint(static_cast<std::uint64_t>(i++));
+        MMeshPoint& p = *c.Mesh().GetRandomPoint(static_cast<std::uint64_t>(i++));
         p.x = x + off(17);
         p.y = y + off(31);
         p.z = z + off(53);
     }
-    c.mesh->NodesMoved();
+    c.Mesh().NodesMoved();
 }
 
 void AddProjection(Recipe const& recipe) {
@@ -90,7 +91,7 @@ void AddProjection(Recipe const& recipe) {
         },
         [stl](Case& c) {
             MMeshProjectTetOnStlOperator project;
-            project.SetMesh(c.mesh.get());
+            project.SetMesh(&c.Mesh());
             project.SetStl(stl->get());
             project.SetDistance(1.0);
             project.SetInterfaces(true);
@@ -113,7 +114,7 @@ void AddLabelJobs(Recipe const& recipe) {
         [](Case& c) {
             MStlBase nothing;
             MMeshOperatorLabelSubVolumes label;
-            label.SetMesh(c.mesh.get());
+            label.SetMesh(&c.Mesh());
             label.SetStl(&nothing);
             label.SetParallel(IsParallel());
             label.Operate();
@@ -128,13 +129,15 @@ void AddLabelJobs(Recipe const& recipe) {
         recipe, "label_regions", "vtkConnectivityFilter", ForgetNeighbors,
         [](Case& c) {
             auto filter = vtkSmartPointer<vtkConnectivityFilter>::New();
-            filter->SetInputData(c.grid);
+            filter->SetInputData(c.Grid());
             filter->SetExtractionModeToAllRegions();
             filter->ColorRegionsOn();
             filter->Update();
             return filter;
         },
         NoAnswer);
+    if (!recipe.IsOfLinearTetrahedra())
+        return;
     AddProjection(recipe);
     AddMapping(recipe, "map_exact", [](MStlBase* stl, MMeshBase* mesh) {
         return std::make_shared<MMeshCorrespondenceMapperExact>(stl, mesh);

@@ -79,8 +79,9 @@ Scene& UseScene(Case& c) {
     static Scene scene;
     if (scene.mesh != c.name) {
         double box[6];
-        c.grid->GetBounds(box);
-        scene = {c.name, MakeImage(box), MakeCentroids(*c.grid)};
+        c.Grid()->GetBounds(box);
+        scene = {c.name, MakeImage(box), MakeCentroids(*c.Grid())};
+        c.PrepareFor(true);
     }
     return scene;
 }
@@ -104,9 +105,9 @@ void AddSampling(Recipe const& recipe, char const* job, SamplingMode mode) {
             KetSDK::MeshVTK::SamplingOptions options;
             options.mode = mode;
             options.parallel = IsParallel();
-            return KetSDK::MeshVTK::SampleImage(*c.mesh, *UseScene(c).image, options, nullptr);
+            return KetSDK::MeshVTK::SampleImage(c.Mesh(), *UseScene(c).image, options, nullptr);
         },
-        [](Case& c, auto const&) { return std::optional(SumOfGreyValues(*c.mesh)); });
+        [](Case& c, auto const&) { return std::optional(SumOfGreyValues(c.Mesh())); });
 }
 
 template <typename Filter, typename Answer>
@@ -124,10 +125,10 @@ void AddProbe(Recipe const& recipe, char const* name, Answer answer) {
 }
 
 void AddProbes(Recipe const& recipe) {
-    AddProbe<vtkProbeFilter>(recipe, "vtkProbeFilter", [](Case& c, auto const& filter) {
+    AddProbe<vtkProbeFilter>(recipe, "vtkProbeFilter", [](Case&, auto const& filter) {
         vtkDataArray& values = *filter->GetOutput()->GetPointData()->GetArray("grey");
         double sum = 0.0;
-        for (vtkIdType i = 0; i < c.grid->GetNumberOfCells(); ++i)
+        for (vtkIdType i = 0; i < values.GetNumberOfTuples(); ++i)
             sum += values.GetTuple1(i);
         return std::optional(sum);
     });
@@ -137,15 +138,15 @@ void AddProbes(Recipe const& recipe) {
 
 // Grey values that differ from element to element.
 void MakeGreyValues(Case& c) {
-    auto& grey = *c.mesh->GetElementMasks()->GetGreyValueMask();
+    auto& grey = *c.Mesh().GetElementMasks()->GetGreyValueMask();
     double value = 0.0;
-    for (MMeshElement const& e : c.mesh->Elements())
+    for (MMeshElement const& e : c.Mesh().Elements())
         grey.SetValue(e, value = std::fmod(value + 997.0, 3000.0));
 }
 
 MHUList MakeIntervals(Case& c) {
     MHUList list;
-    list.CreateUniform(c.mesh.get(), Bins, 0.1, 0.001, 1.0, 0.0, 0.0, MHUList::MeshUnit);
+    list.CreateUniform(&c.Mesh(), Bins, 0.1, 0.001, 1.0, 0.0, 0.0, MHUList::MeshUnit);
     return list;
 }
 
@@ -182,7 +183,7 @@ void AddAssignment(Recipe const& recipe) {
         },
         [materials](Case& c) {
             MMeshOperatorMaterialAssign assign;
-            assign.SetMesh(c.mesh.get());
+            assign.SetMesh(&c.Mesh());
             assign.SetSettings(&(*materials)->settings);
             assign.SetParallel(IsParallel());
             return assign.Operate();

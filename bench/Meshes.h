@@ -15,57 +15,49 @@
 // with the same coordinates, bit for bit, in the same order.
 namespace Bench {
 
-struct Tetrahedra {
-    std::vector<std::array<MLong, 3>> points;  // internal units
-    std::vector<std::array<MLong, 4>> cells;   // indices of points, positively oriented
-    std::vector<int> labels;                   // one per cell
-    std::vector<std::array<MLong, 6>> middles; // of curved meshes: the mid-edge nodes of each cell
+struct Elements {
+    std::vector<std::array<MLong, 3>> points; // internal units
+    std::vector<MLong> nodes;                 // indices of points, those of one element after another
+    std::size_t nodes_each = 4;               // 4 or 10 of a tetrahedron, 8 of a hexahedron
+    std::vector<int> labels;                  // one per element
+    std::vector<int> sub_volumes;             // for each element, the place of its label among all
+
+    std::size_t Count() const noexcept { return labels.size(); }
+    MLong const* NodesOf(std::size_t element) const noexcept { return &nodes[nodes_each * element]; }
 };
 
-// A cube of n x n x n cells, each cut into six tetrahedra. Inner nodes are moved at random by up to a
-// tenth of a cell; a ball in the middle and the half around it have labels of their own.
-Tetrahedra MakeCube(int n);
+// A cube of n x n x n cells, each a hexahedron or cut into six tetrahedra. Inner nodes are moved at random by
+// up to a tenth of a cell; a ball in the middle and the half around it have labels of their own.
+Elements MakeCube(int n, bool hexahedra);
 
 // The linear tetrahedra of a .vtu file in millimetres, with its cell array `label` when it has one.
 // Throws std::runtime_error for a file that holds something else.
-Tetrahedra ReadFile(std::string const& path);
+Elements ReadFile(std::string const& path);
 
 // The same shape with every tetrahedron cut into eight.
-Tetrahedra Refine(Tetrahedra const& coarse);
+Elements Refine(Elements const& coarse);
 
-// Puts nodes and cells into a random order: the worst that a mesh generator may hand over.
-void Shuffle(Tetrahedra& tetrahedra);
+// Puts nodes and elements into a random order: the worst that a mesh generator may hand over.
+void Shuffle(Elements& elements);
 
-// Gives every edge a node near its middle, off by up to an eighth of the edge's length, and by up to
-// half of it for one edge in fifty: some elements fold. Elements become quadratic; grids do not.
-void Curve(Tetrahedra& tetrahedra);
+// Makes tetrahedra quadratic: gives every edge a node near its middle, off by up to an eighth of the edge's
+// length, and by up to half of it for one edge in fifty: some elements fold.
+void Curve(Elements& elements);
 
 // Throws std::runtime_error when a tetrahedron is not positively oriented.
-void CheckOrientation(Tetrahedra const& tetrahedra);
+void CheckOrientation(Elements const& tetrahedra);
 
 // One sub-volume for each label, built node by node and element by element.
-std::unique_ptr<MMeshBase> MakeMesh(Tetrahedra const& tetrahedra);
+std::unique_ptr<MMeshBase> MakeMesh(Elements const& elements);
 
-// The same of linear tetrahedra from arrays, all at once.
-std::unique_ptr<MMeshBase> MakeMeshFromArrays(Tetrahedra const& tetrahedra, bool parallel);
+// The same from arrays, all at once.
+std::unique_ptr<MMeshBase> MakeMeshFromArrays(Elements const& elements, bool parallel);
 
 // Coordinates in millimetres as doubles, the cell array `label`.
-vtkSmartPointer<vtkUnstructuredGrid> MakeGrid(Tetrahedra const& tetrahedra);
+vtkSmartPointer<vtkUnstructuredGrid> MakeGrid(Elements const& elements);
 
 // The same from arrays, which are copied as they lie.
-vtkSmartPointer<vtkUnstructuredGrid> MakeGridFromArrays(Tetrahedra const& tetrahedra);
-
-// One mesh in its three forms.
-struct Case {
-    std::string name;
-    Tetrahedra tetrahedra;
-    std::unique_ptr<MMeshBase> mesh;
-    vtkSmartPointer<vtkUnstructuredGrid> grid;
-    std::vector<double> values; // room for one per element, where a job needs it
-
-    // Drops what mesh and grid know of their neighbours.
-    void ForgetNeighbors();
-};
+vtkSmartPointer<vtkUnstructuredGrid> MakeGridFromArrays(Elements const& elements);
 
 // How a mesh is made.
 struct Recipe {
@@ -75,9 +67,39 @@ struct Recipe {
     int refinements = 0;
     bool shuffled = false;
     bool curved = false;
+    bool hexahedra = false;
+    bool frugal = false; // memory holds our mesh or VTK's grid only, whichever is measured
+
+    bool IsOfLinearTetrahedra() const noexcept { return !curved && !hexahedra; }
 };
 
-// The mesh in all forms. Only the one asked for last is kept: the largest fill gigabytes.
+// One mesh in its three forms, two of which are made when they are first asked for.
+class Case {
+public:
+    Case() = default;
+    explicit Case(Recipe const& recipe);
+
+    std::string name;
+    Elements elements;
+    std::array<double, 3> middle{}; // of the box around it, millimetres
+
+    MMeshBase& Mesh();
+    vtkSmartPointer<vtkUnstructuredGrid> const& Grid();
+    // Lets go of the mesh: the next one that is asked for is as new.
+    void ForgetMesh() noexcept { m_mesh.reset(); }
+    // Drops what mesh and grid know of their neighbours.
+    void ForgetNeighbors();
+    // Before our way of a job is measured, or VTK's: makes what it needs and, if memory is short, lets go of
+    // what the other does.
+    void PrepareFor(bool ours);
+
+private:
+    bool m_frugal = false;
+    std::unique_ptr<MMeshBase> m_mesh;
+    vtkSmartPointer<vtkUnstructuredGrid> m_grid;
+};
+
+// The case of a recipe. Only the one asked for last is kept: the largest fill gigabytes.
 Case& UseCase(Recipe const& recipe);
 
 } // namespace Bench

@@ -11,10 +11,10 @@ namespace Bench {
 namespace {
 
 void Enable(Case& c) {
-    c.mesh->GetNeighborsInfo()->Enable(IsParallel());
+    c.Mesh().GetNeighborsInfo()->Enable(IsParallel());
 }
 void BuildLinks(Case& c) {
-    c.grid->BuildLinks();
+    c.Grid()->BuildLinks();
 }
 void Forget(Case& c) {
     c.ForgetNeighbors();
@@ -22,9 +22,9 @@ void Forget(Case& c) {
 
 // Number of faces that have a neighbour, of all elements.
 std::int64_t CountNeighbors(Case& c) {
-    MMeshBaseNeighborsInfo& neighbors = *c.mesh->GetNeighborsInfo();
+    MMeshBaseNeighborsInfo& neighbors = *c.Mesh().GetNeighborsInfo();
     std::int64_t count = 0;
-    for (MMeshElement& element : c.mesh->Elements())
+    for (MMeshElement& element : c.Mesh().Elements())
         for (unsigned int f = 0; f < 4; ++f)
             count += neighbors.GetNeighbor(&element, f) != nullptr;
     return count;
@@ -33,13 +33,13 @@ std::int64_t CountNeighbors(Case& c) {
 std::int64_t CountNeighborsInGrid(Case& c) {
     vtkNew<vtkIdList> found;
     std::int64_t count = 0;
-    for (vtkIdType cell = 0; cell < c.grid->GetNumberOfCells(); ++cell) {
+    for (vtkIdType cell = 0; cell < c.Grid()->GetNumberOfCells(); ++cell) {
         vtkIdType n = 0;
         vtkIdType const* ids = nullptr;
-        c.grid->GetCellPoints(cell, n, ids);
+        c.Grid()->GetCellPoints(cell, n, ids);
         for (auto const& face : MMeshElementDescriptor::descr_triangle_point) {
             vtkIdType const corners[3] = {ids[face[0]], ids[face[1]], ids[face[2]]};
-            c.grid->GetCellNeighbors(cell, 3, corners, found);
+            c.Grid()->GetCellNeighbors(cell, 3, corners, found);
             count += found->GetNumberOfIds() > 0;
         }
     }

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
-#include "RatioReporter.h"
+#include "Figures.h"
 
 #include <string>
-#include <vector>
 
 namespace Bench {
 
 // Draws the time an element takes over the number of elements of the cubes in regular order, ours and that of
-// VTK's fastest way, on one core and on all: an SVG with a panel for each of some jobs. Throws
+// VTK's fastest way, on one core and on all: an SVG with a panel for each of some jobs,
+// which takes the colours of a light or dark page. Throws
 // std::runtime_error when the file cannot be written.
-void WritePerformancePlot(std::vector<RatioReporter::Job> const& jobs, std::string const& path);
+void WritePerformancePlot(Figures const& figures, std::string const& path);
 
 } // namespace Bench

@@ -50,16 +50,15 @@ std::unique_ptr<MMeshBase> LoadState() {
     return mesh;
 }
 
-void SaveGrid(Grid const& grid, bool compressed) {
+using Compressor = vtkXMLWriter::CompressorType;
+
+void SaveGrid(Grid const& grid, int mode, Compressor compressor) {
     auto const writer = vtkSmartPointer<vtkXMLUnstructuredGridWriter>::New();
     writer->SetFileName(PathOf("grid.vtu").c_str());
     writer->SetInputData(grid);
-    writer->SetDataModeToAppended();
+    writer->SetDataMode(mode);
     writer->EncodeAppendedDataOff();
-    if (compressed)
-        writer->SetCompressorTypeToZLib();
-    else
-        writer->SetCompressorTypeToNone();
+    writer->SetCompressorType(compressor);
     writer->Write();
 }
 
@@ -101,15 +100,22 @@ void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string co
 } // namespace
 
 void AddPersistenceJobs(Recipe const& recipe) {
-    auto const binary = [](Case& c) { SaveMesh(*c.mesh, MMeshFile::Binary); };
-    auto const text = [](Case& c) { SaveMesh(*c.mesh, MMeshFile::Text); };
-    auto const state = [](Case& c) { SaveState(*c.mesh); };
-    auto const raw = [](Case& c) { SaveGrid(c.grid, false); };
-    auto const zlib = [](Case& c) { SaveGrid(c.grid, true); };
+    auto const binary = [](Case& c) { SaveMesh(c.Mesh(), MMeshFile::Binary); };
+    auto const text = [](Case& c) { SaveMesh(c.Mesh(), MMeshFile::Text); };
+    auto const state = [](Case& c) { SaveState(c.Mesh()); };
+    auto const grid = [](int mode, Compressor compressor) {
+        return [mode, compressor](Case& c) { SaveGrid(c.Grid(), mode, compressor); };
+    };
+    auto const raw = grid(vtkXMLWriter::Appended, vtkXMLWriter::NONE);
+    auto const zlib = grid(vtkXMLWriter::Appended, vtkXMLWriter::ZLIB);
+    auto const lz4 = grid(vtkXMLWriter::Appended, vtkXMLWriter::LZ4);
+    auto const ascii = grid(vtkXMLWriter::Ascii, vtkXMLWriter::NONE);
     AddSaveAndLoad(recipe, "binary", Ours, "mesh", binary, LoadMesh);
     AddSaveAndLoad(recipe, "binary", "raw .vtu", "grid.vtu", raw, LoadGrid);
     AddSaveAndLoad(recipe, "binary", "zlib .vtu", "grid.vtu", zlib, LoadGrid);
+    AddSaveAndLoad(recipe, "binary", "LZ4 .vtu", "grid.vtu", lz4, LoadGrid);
     AddSaveAndLoad(recipe, "text", Ours, "mesh", text, LoadMesh);
+    AddSaveAndLoad(recipe, "text", "ASCII .vtu", "grid.vtu", ascii, LoadGrid);
     AddSaveAndLoad(recipe, "state", Ours, "mesh", state, LoadState);
     auto const load_mesh = [](Case&) { return LoadMesh(); };
     auto const load_grid = [](Case&) { return LoadGrid(); };

@@ -18,6 +18,7 @@ namespace Bench {
 namespace {
 
 using Analysis = MMeshQualityAnalysisOperator;
+using KetSDK::Mesh::QualityMetric;
 
 // How VTK's filter does the same; `measure` is one of VTK_QUALITY_*.
 struct InVtk {
@@ -52,6 +53,16 @@ constexpr InVtk Vtk[] = {
     {Analysis::MinDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
     {Analysis::EquiDihedralAngleSkew, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
     {Analysis::AnsysElementQuality, "AspectGamma", VTK_QUALITY_ASPECT_GAMMA, Inverse},
+    // Of hexahedra alone.
+    {Analysis::Condition, "Condition", VTK_QUALITY_CONDITION, nullptr},
+    {Analysis::MeanAspectFrobenius, "MedAspectFrobenius", VTK_QUALITY_MED_ASPECT_FROBENIUS, nullptr},
+    {Analysis::Shape, "Shape", VTK_QUALITY_SHAPE, nullptr},
+    {Analysis::MaxEdgeRatio, "MaxEdgeRatio", VTK_QUALITY_MAX_EDGE_RATIO, nullptr},
+    {Analysis::Skew, "Skew", VTK_QUALITY_SKEW, nullptr},
+    {Analysis::Taper, "Taper", VTK_QUALITY_TAPER, nullptr},
+    {Analysis::Stretch, "Stretch", VTK_QUALITY_STRETCH, nullptr},
+    {Analysis::Diagonal, "Diagonal", VTK_QUALITY_DIAGONAL, nullptr},
+    {Analysis::Oddy, "Oddy", VTK_QUALITY_ODDY, nullptr},
 };
 
 InVtk const* FindInVtk(Analysis::QualityType metric) {
@@ -66,16 +77,17 @@ double Sum(std::vector<double> const& values) {
     return sum;
 }
 
-void AddOurs(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) {
+void AddOurs(Recipe const& recipe, QualityMetric const& metric) {
     InVtk const* const vtk = FindInVtk(metric.type);
     bool const comparable = recipe.curved || (vtk && vtk->to_ours);
     AddWay(
         recipe, std::string(metric.name), Ours, NothingToPrepare,
         [type = metric.type](Case& c) {
             auto analysis = std::make_unique<Analysis>();
-            analysis->SetMesh(c.mesh.get());
+            analysis->SetMesh(&c.Mesh());
             analysis->SetCurrentMetric(type);
             analysis->SetParallel(IsParallel());
+            analysis->SetEveryKind(c.elements.nodes_each == 8);
             analysis->Operate();
             return analysis;
         },
@@ -85,13 +97,14 @@ void AddOurs(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) {
         });
 }
 
-void AddVtk(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric, InVtk const& vtk) {
+void AddVtk(Recipe const& recipe, QualityMetric const& metric, InVtk const& vtk) {
     AddWay(
         recipe, std::string(metric.name), vtk.name, NothingToPrepare,
         [&vtk](Case& c) {
             auto filter = vtkSmartPointer<vtkMeshQuality>::New();
-            filter->SetInputData(c.grid);
+            filter->SetInputData(c.Grid());
             filter->SetTetQualityMeasure(vtk.measure);
+            filter->SetHexQualityMeasure(vtk.measure);
             filter->Update();
             return filter;
         },
@@ -101,13 +114,13 @@ void AddVtk(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric, InV
             auto* const values =
                 vtkDoubleArray::SafeDownCast(filter->GetOutput()->GetCellData()->GetArray("Quality"));
             double sum = 0.0;
-            for (vtkIdType i = 0; i < c.grid->GetNumberOfCells(); ++i)
+            for (std::size_t i = 0; i < c.elements.Count(); ++i)
                 sum += vtk.to_ours(values->GetValue(i));
             return std::optional(sum);
         });
 }
 
-void AddMetric(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) {
+void AddMetric(Recipe const& recipe, QualityMetric const& metric) {
     AddOurs(recipe, metric);
     InVtk const* const vtk = FindInVtk(metric.type);
     if (vtk && !recipe.curved)
@@ -116,13 +129,13 @@ void AddMetric(Recipe const& recipe, KetSDK::Mesh::QualityMetric const& metric) 
 
 void AddVolume(Recipe const& recipe) {
     AddWay(
-        recipe, "GetVolume", Ours, NothingToPrepare, [](Case& c) { return c.mesh->GetVolume(IsParallel()); },
+        recipe, "GetVolume", Ours, NothingToPrepare, [](Case& c) { return c.Mesh().GetVolume(IsParallel()); },
         [](Case&, double volume) { return std::optional(volume); });
     AddWay(
         recipe, "GetVolume", "vtkCellSizeFilter", NothingToPrepare,
         [](Case& c) {
             auto filter = vtkSmartPointer<vtkCellSizeFilter>::New();
-            filter->SetInputData(c.grid);
+            filter->SetInputData(c.Grid());
             filter->ComputeVertexCountOff();
             filter->ComputeLengthOff();
             filter->ComputeAreaOff();
@@ -143,12 +156,12 @@ void AddPlainVolume(Recipe const& recipe) {
         [](Case& c) {
             double volume = 0.0;
             double p[4][3];
-            for (vtkIdType cell = 0; cell < c.grid->GetNumberOfCells(); ++cell) {
+            for (vtkIdType cell = 0; cell < c.Grid()->GetNumberOfCells(); ++cell) {
                 vtkIdType count = 0;
                 vtkIdType const* ids = nullptr;
-                c.grid->GetCellPoints(cell, count, ids);
+                c.Grid()->GetCellPoints(cell, count, ids);
                 for (int i = 0; i < 4; ++i)
-                    c.grid->GetPoint(ids[i], p[i]);
+                    c.Grid()->GetPoint(ids[i], p[i]);
                 volume += vtkTetra::ComputeVolume(p[0], p[1], p[2], p[3]);
             }
             return volume;
@@ -159,12 +172,12 @@ void AddPlainVolume(Recipe const& recipe) {
 } // namespace
 
 void AddQualityJobs(Recipe const& recipe) {
-    if (!recipe.curved) {
-        AddVolume(recipe);
+    AddVolume(recipe);
+    if (recipe.IsOfLinearTetrahedra())
         AddPlainVolume(recipe);
-    }
-    for (KetSDK::Mesh::QualityMetric const& metric : KetSDK::Mesh::QualityMetrics())
-        if (metric.quadratic == recipe.curved)
+    unsigned char const kind = recipe.hexahedra ? QualityMetric::Hexahedra : QualityMetric::Tetrahedra;
+    for (QualityMetric const& metric : KetSDK::Mesh::QualityMetrics())
+        if (metric.quadratic == recipe.curved && (metric.kinds & kind) != 0)
             AddMetric(recipe, metric);
 }
 

@@ -20,12 +20,17 @@ void RatioReporter::ReportRuns(std::vector<Run> const& runs) {
         if (run.run_type != Run::RT_Iteration)
             continue;
         std::string const& name = run.run_name.function_name;
-        if (auto const time = run.counters.find("s/element"); time != run.counters.end())
-            Note(name, "ns", 1e9 * time->second.value);
-        if (auto const memory = run.counters.find("bytes/element"); memory != run.counters.end())
-            Note(name, "B", memory->second.value);
-        if (auto const peak = run.counters.find("%ofloaded"); peak != run.counters.end())
-            Note(name, "%", peak->second.value);
+        auto const counter = [&run](char const* of) {
+            auto const found = run.counters.find(of);
+            return found == run.counters.end() ? NotMeasured : found->second.value;
+        };
+        double const elements = counter("elements");
+        if (double const time = counter("s/element"); time != NotMeasured)
+            Note(name, "ns", 1e9 * time, elements);
+        if (double const memory = counter("bytes/element"); memory != NotMeasured)
+            Note(name, "B", memory, elements);
+        if (double const peak = counter("%ofloaded"); peak != NotMeasured)
+            Note(name, "%", peak, elements);
     }
 }
 
@@ -43,11 +48,13 @@ void RatioReporter::Finalize() {
 }
 
 // The name is mesh/job/way.
-void RatioReporter::Note(std::string const& benchmark, std::string const& unit, double value) {
+void RatioReporter::Note(std::string const& benchmark, std::string const& unit, double value,
+                         double elements) {
     std::size_t const first = benchmark.find('/');
     std::size_t const second = benchmark.find('/', first + 1);
     std::string name = benchmark.substr(second + 1);
     Job& job = FindJob(benchmark.substr(0, first), benchmark.substr(first + 1, second - first - 1), unit);
+    job.elements = elements;
     bool const on_all = name.ends_with(OnAllCores);
     if (on_all)
         name.resize(name.size() - std::string_view(OnAllCores).size());

@@ -29,6 +29,7 @@ public:
         std::string mesh;
         std::string name;
         std::string unit;
+        double elements = 0.0; // of the mesh
         Way ours;
         std::vector<Way> vtk;
     };
@@ -41,7 +42,7 @@ public:
     static double Spread(std::vector<double> figures);
 
 private:
-    void Note(std::string const& benchmark, std::string const& unit, double value);
+    void Note(std::string const& benchmark, std::string const& unit, double value, double elements);
     Job& FindJob(std::string const& mesh, std::string const& name, std::string const& unit);
     void PrintTableHeader(std::string const& mesh);
     void PrintRow(Job const& job, Way const& vtk);

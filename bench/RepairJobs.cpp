@@ -17,7 +17,7 @@ namespace {
 template <typename Operator>
 std::unique_ptr<Operator> Run(Case& c) {
     auto job = std::make_unique<Operator>();
-    job->SetMesh(c.mesh.get());
+    job->SetMesh(&c.Mesh());
     job->SetParallel(IsParallel());
     job->Operate();
     return job;
@@ -27,13 +27,13 @@ std::unique_ptr<Operator> Run(Case& c) {
 struct Growth {
     explicit Growth(Case& c) {
         MMeshExtractStlSurfaceOperator extract;
-        extract.SetMesh(c.mesh.get());
+        extract.SetMesh(&c.Mesh());
         extract.SetStl(&surface);
         extract.SetParallel(IsParallel());
         extract.Operate();
-        c.mesh->GetElementMasks()->RegisterMask(&bad);
-        for (std::uint64_t i = 0; i < c.mesh->Elements().GetNumElements(); i += 100)
-            bad.SetValue(*c.mesh->GetElement(i), true);
+        c.Mesh().GetElementMasks()->RegisterMask(&bad);
+        for (std::uint64_t i = 0; i < c.Mesh().Elements().GetNumElements(); i += 100)
+            bad.SetValue(*c.Mesh().GetElement(i), true);
     }
 
     MStlBase surface;
@@ -46,7 +46,7 @@ void AddGrowth(Recipe const& recipe) {
         recipe, "grow_2_rings", Ours, [inputs](Case& c) { *inputs = std::make_unique<Growth>(c); },
         [inputs](Case& c) {
             auto job = std::make_unique<MMeshGrowBadTetsOperator>();
-            job->SetMesh(c.mesh.get());
+            job->SetMesh(&c.Mesh());
             job->SetStlMesh(&(*inputs)->surface);
             job->SetBadMask(&(*inputs)->bad);
             job->SetGrowLevel(2);
@@ -69,7 +69,11 @@ void AddRepairJobs(Recipe const& recipe) {
         return;
     }
     AddWay(
-        recipe, "correct_jacobians", Ours, [](Case& c) { c.mesh = MakeMesh(c.tetrahedra); },
+        recipe, "correct_jacobians", Ours,
+        [](Case& c) {
+            c.ForgetMesh();
+            c.Mesh();
+        },
         Run<MMeshJacobianCorrectorOperator>, NoAnswer);
     AddWay(recipe, "correct_jacobians_again", Ours, Run<MMeshJacobianCorrectorOperator>,
            Run<MMeshJacobianCorrectorOperator>, NoAnswer);

@@ -28,7 +28,7 @@ std::string PathOf(std::string const& name) {
 
 // The mesh with one material.
 Analysis AnalysisOf(Case& c) {
-    MMeshBase& mesh = *c.mesh;
+    MMeshBase& mesh = c.Mesh();
     AnalysisInput input;
     input.mesh = &mesh;
     for (std::uint64_t i = 0; i < mesh.NumberOfSubVolumes(); ++i)
@@ -81,7 +81,7 @@ void WriteFrdOf(Case& c) {
     std::FILE* const file = std::fopen(PathOf("model.frd").c_str(), "w");
     if (!file)
         throw std::runtime_error("no file for results");
-    auto const& points = c.tetrahedra.points;
+    auto const& points = c.elements.points;
     std::fprintf(file, "    1C\n    2C%18s%12zu%37s1\n", "", points.size(), "");
     for (std::size_t i = 0; i < points.size(); ++i)
         std::fprintf(file, " -1%10zu%12.5E%12.5E%12.5E\n", i + 1, points[i][0] / 65536.0,
@@ -97,10 +97,10 @@ void WriteFrdOf(Case& c) {
 
 FrdResult ReadFrdOf(Case& c) {
     FrdOptions options;
-    options.nodes = c.tetrahedra.points.size();
+    options.nodes = c.elements.points.size();
     options.index_of = [](std::int32_t id) { return std::optional(static_cast<std::size_t>(id) - 1); };
     options.position_of = [&c](std::size_t i) {
-        auto const& p = c.tetrahedra.points[i];
+        auto const& p = c.elements.points[i];
         return std::array<double, 3>{p[0] / 65536.0, p[1] / 65536.0, p[2] / 65536.0};
     };
     return ReadFrd(PathOf("model.frd"), options);

@@ -2,6 +2,7 @@
 // Sub-volumes split into their parts, and sections by a plane.
 #include "Jobs.h"
 
+#include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 
@@ -16,7 +17,6 @@
 #include <vtkPolyData.h>
 #include <vtkTriangle.h>
 
-#include <array>
 #include <memory>
 #include <optional>
 
@@ -26,16 +26,10 @@ namespace {
 // Through the middle of the mesh, askew, so that no node lies on it.
 constexpr double Normal[3] = {0.31, -0.47, 0.83};
 
-std::array<double, 3> Middle(Case& c) {
-    std::array<double, 3> middle;
-    c.grid->GetCenter(middle.data());
-    return middle;
-}
-
-vtkNew<vtkPlane> Plane(Case& c) {
+vtkNew<vtkPlane> Plane(Case const& c) {
     vtkNew<vtkPlane> plane;
     plane->SetNormal(Normal[0], Normal[1], Normal[2]);
-    plane->SetOrigin(Middle(c).data());
+    plane->SetOrigin(c.middle.data());
     return plane;
 }
 
@@ -63,9 +57,8 @@ void AddSections(Recipe const& recipe) {
         recipe, "section", Ours, NothingToPrepare,
         [](Case& c) {
             auto cut = std::make_unique<MMeshOperatorCutPlane>();
-            auto const middle = Middle(c);
-            cut->SetMesh(c.mesh.get());
-            cut->SetPlane({Normal[0], Normal[1], Normal[2]}, {middle[0], middle[1], middle[2]});
+            cut->SetMesh(&c.Mesh());
+            cut->SetPlane({Normal[0], Normal[1], Normal[2]}, {c.middle[0], c.middle[1], c.middle[2]});
             cut->SetParallel(IsParallel());
             cut->Operate();
             return cut;
@@ -75,7 +68,7 @@ void AddSections(Recipe const& recipe) {
         recipe, "section", "vtkCutter", NothingToPrepare,
         [](Case& c) {
             auto cutter = vtkSmartPointer<vtkCutter>::New();
-            cutter->SetInputData(c.grid);
+            cutter->SetInputData(c.Grid());
             cutter->SetCutFunction(Plane(c));
             cutter->SetOutputPointsPrecision(vtkAlgorithm::DOUBLE_PRECISION); // as ours
             cutter->Update();
@@ -87,7 +80,7 @@ void AddSections(Recipe const& recipe) {
         recipe, "section", "vtk3DLinearGridPlaneCutter, points merged", NothingToPrepare,
         [](Case& c) {
             auto cutter = vtkSmartPointer<vtk3DLinearGridPlaneCutter>::New();
-            cutter->SetInputData(c.grid);
+            cutter->SetInputData(c.Grid());
             cutter->SetPlane(Plane(c));
             cutter->SetOutputPointsPrecision(vtkAlgorithm::DOUBLE_PRECISION);
             cutter->MergePointsOn();
@@ -100,7 +93,7 @@ void AddSections(Recipe const& recipe) {
         recipe, "section", "vtkPlaneCutter", NothingToPrepare,
         [](Case& c) {
             auto cutter = vtkSmartPointer<vtkPlaneCutter>::New();
-            cutter->SetInputData(c.grid);
+            cutter->SetInputData(c.Grid());
             cutter->SetPlane(Plane(c));
             cutter->BuildTreeOff(); // pays off for many sections only
             cutter->ComputeNormalsOff();
@@ -110,19 +103,48 @@ void AddSections(Recipe const& recipe) {
         AreaIsAnswer);
 }
 
+// The mesh and a copy of it beside it, which shares the nodes of one side.
+void AddMerge(Recipe const& recipe) {
+    struct Meshes {
+        std::unique_ptr<MMeshBase> first, second;
+    };
+    auto const meshes = std::make_shared<Meshes>();
+    AddWay(
+        recipe, "merge", Ours,
+        [meshes](Case& c) {
+            Elements moved = c.elements;
+            MLong const width = static_cast<MLong>(c.Mesh().GetBoundingBox().GetMax()[0]) -
+                                static_cast<MLong>(c.Mesh().GetBoundingBox().GetMin()[0]);
+            for (auto& point : moved.points)
+                point[0] += width;
+            *meshes = {MakeMesh(c.elements), MakeMesh(moved)};
+        },
+        [meshes](Case&) {
+            MMeshMergeVolumesOperator merge(meshes->first.get(), meshes->second.get());
+            merge.Operate();
+            return meshes->first->NumberOfPoints();
+        },
+        [meshes](Case&, auto const& nodes) {
+            *meshes = {};
+            return std::optional(static_cast<double>(nodes));
+        });
+}
+
 } // namespace
 
 void AddSubVolumeJobs(Recipe const& recipe) {
     AddSections(recipe);
+    AddMerge(recipe);
     AddWay(
         recipe, "split", Ours,
         [](Case& c) {
-            if (c.mesh->NumberOfSubVolumes() > 3)
-                c.mesh = MakeMesh(c.tetrahedra);
+            if (c.Mesh().NumberOfSubVolumes() > 3)
+                c.ForgetMesh();
+            c.Mesh();
         },
         [](Case& c) {
             auto split = std::make_unique<MMeshSplitVolumesOperator>();
-            split->SetMesh(c.mesh.get());
+            split->SetMesh(&c.Mesh());
             split->SetParallel(IsParallel());
             split->Operate();
             return split;

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Times the library's jobs beside VTK's on the same meshes, on one core and on all, and prints the ratios.
+#include "Figures.h"
 #include "Jobs.h"
 #include "PerformancePlot.h"
 #include "RatioReporter.h"
 
 #include <cstdio>
 #include <exception>
+#include <iostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,7 +35,8 @@ std::string NameOfFile(std::string const& path) {
 
 std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files, bool large) {
     if (large) // minutes, and gigabytes, each
-        return {{.name = "cube_1e7", .cube = 119}, {.name = "cube_5e7", .cube = 203}};
+        return {{.name = "cube_1e7", .cube = 119, .frugal = true},
+                {.name = "cube_5e7", .cube = 203, .frugal = true}};
     if (!files.empty()) {
         std::vector<Bench::Recipe> recipes;
         for (std::string const& file : files) {
@@ -49,6 +52,7 @@ std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files, bool l
         {.name = "cube_1e6", .cube = 55},
         {.name = "cube_1e6_shuffled", .cube = 55, .shuffled = true},
         {.name = "curved_1e5", .cube = 26, .curved = true},
+        {.name = "hexahedra_1e5", .cube = 47, .hexahedra = true},
         {.name = "head_small", .file = head},
         {.name = "head_small_x8", .file = head, .refinements = 1},
         {.name = "head_small_x64", .file = head, .refinements = 2},
@@ -58,18 +62,20 @@ std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files, bool l
 void AddJobs(std::vector<Bench::Recipe> const& recipes) {
     for (Bench::Recipe const& recipe : recipes) {
         Bench::AddQualityJobs(recipe);
+        Bench::AddBuildJobs(recipe);
+        Bench::AddPersistenceJobs(recipe);
+        if (recipe.hexahedra)
+            continue; // what knows of faces takes the tetrahedra that they are cut into
+        Bench::AddSurfaceJobs(recipe);
+        Bench::AddLabelJobs(recipe);
         Bench::AddRepairJobs(recipe);
         Bench::AddConversionJobs(recipe);
         if (recipe.curved)
-            continue; // VTK's grid of it is a linear one
-        Bench::AddBuildJobs(recipe);
+            continue;
         Bench::AddNeighborJobs(recipe);
-        Bench::AddSurfaceJobs(recipe);
         Bench::AddIsosurfaceJobs(recipe);
-        Bench::AddLabelJobs(recipe);
         Bench::AddSubVolumeJobs(recipe);
         Bench::AddMaterialJobs(recipe);
-        Bench::AddPersistenceJobs(recipe);
         Bench::AddSolverJobs(recipe);
     }
 }
@@ -81,6 +87,7 @@ int main(int argc, char** argv) try {
     std::vector<std::string> const rounds = Take("--rounds=", argc, argv);
     bool const large = !Take("--large", argc, argv).empty();
     std::vector<std::string> const plots = Take("--plot=", argc, argv);
+    std::vector<std::string> const kept = Take("--figures=", argc, argv);
     // Before the caller's own arguments, which win.
     std::string short_runs = "--benchmark_min_time=0.02";
     std::vector<char*> arguments(argv, argv + argc);
@@ -99,8 +106,16 @@ int main(int argc, char** argv) try {
     Bench::RegisterRounds(rounds.empty() ? 5 : static_cast<unsigned int>(std::stoul(rounds.back())));
     Bench::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    Bench::Figures figures;
+    for (std::string const& file : kept)
+        figures.Read(file);
+    figures.Take(reporter.GetJobs());
+    for (std::string const& file : kept) {
+        figures.Write(file);
+        figures.PrintGrowth(std::cout);
+    }
     for (std::string const& plot : plots)
-        Bench::WritePerformancePlot(reporter.GetJobs(), plot);
+        Bench::WritePerformancePlot(figures, plot);
     if (Bench::AnyAnswerDiffers()) {
         std::fprintf(stderr, "ketsdk_bench: some answers differ; see above\n");
         return 1;
