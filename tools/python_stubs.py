@@ -51,6 +51,8 @@ RESULTS = {
     "surfaces": "tuple[SurfaceModel, SurfacesReport]",
     "weld": "tuple[Model, Weld]",
 }
+# What copies a class, and its arguments.
+COPIES = {"__copy__": "self", "__deepcopy__": "self, memo: dict[Any, Any]"}
 # Arguments that may be None.
 OPTIONAL = {("export_deck", "case"), ("colors", "model"), ("label", "surface"), ("grow", "surface"), ("materials", "image")}
 
@@ -97,6 +99,8 @@ def class_of(name: str, made: type) -> str:
             lines.append(f"    @property\n    def {member}(self) -> {kind}: ...\n")
         elif member == "as_dict":
             lines.append("    def as_dict(self) -> dict[str, Any]: ...\n")
+        elif member in COPIES:
+            lines.append(f"    def {member}({COPIES[member]}) -> {name}: ...\n")
         elif member == "_fields":
             lines.append("    _fields: tuple[str, ...]\n")
     return f"\nclass {name}(metaclass=_Metaclass):" + ("\n" + "".join(lines) if lines else " ...\n")

@@ -16,12 +16,12 @@ CaseFile ReadCaseFile(std::string const& path) {
         std::string const text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
         if (!file && !file.eof())
             throw MeshVTK::Error("it cannot be read");
-        return CaseFile{path, MeshSolver::ReadCase(text)};
+        return CaseFile{path, MeshSolver::ReadCase(text), text};
     });
 }
 
 CaseFile MakeCase(std::string const& text) {
-    return Detail::ForFile("", [&text] { return CaseFile{"", MeshSolver::ReadCase(text)}; });
+    return Detail::ForFile("", [&text] { return CaseFile{"", MeshSolver::ReadCase(text), text}; });
 }
 
 } // namespace KetSDK::MeshJobs

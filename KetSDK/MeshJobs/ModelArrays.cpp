@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/ModelArrays.h>
 
+#include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
@@ -26,6 +27,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 
@@ -102,6 +104,11 @@ vtkNew<vtkStringArray> NamesArray(std::vector<std::string> const& names) {
     for (std::string const& name : names)
         array->InsertNextValue(name);
     return array;
+}
+
+// Coordinates that came from integers, which they become again.
+MLong InternalUnits(double millimetres) {
+    return static_cast<MLong>(std::llround(millimetres * Common::MInternalUnits::Get()));
 }
 
 void CopyPosition(MMVector<double, 3> const& position, double* out) {
@@ -245,6 +252,34 @@ SurfaceModel MakeSurface(std::span<double const> points, std::span<std::int64_t 
         model.surfaces->GetSurface(0)->SetName(MeshVTK::FromUtf8(name).c_str());
         return model;
     });
+}
+
+SurfaceModel MakeSurfaces(SurfaceArrays const& arrays) {
+    SurfaceModel model;
+    model.surfaces = std::make_unique<MStlBase>();
+    MStlBase& stl = *model.surfaces;
+    stl.SetKeepNeighbourInfo(false);
+    auto const points = arrays.points.size() / 3;
+    for (std::size_t i = 0; i < points; ++i)
+        stl.AddPoint(InternalUnits(arrays.points[3 * i]), InternalUnits(arrays.points[3 * i + 1]),
+                     InternalUnits(arrays.points[3 * i + 2]), true);
+    for (std::string const& name : arrays.names)
+        stl.AddSurface(nullptr)->SetName(MeshVTK::FromUtf8(name).c_str());
+    auto const point_at = [&](std::size_t i) {
+        if (i >= arrays.triangles.size() || !std::in_range<std::size_t>(arrays.triangles[i]) ||
+            static_cast<std::size_t>(arrays.triangles[i]) >= points)
+            throw Error("the triangles of the surface name points that there are not");
+        return stl.GetPoint(static_cast<std::uint64_t>(arrays.triangles[i]));
+    };
+    for (std::size_t t = 0; t < arrays.surface_of.size(); ++t) {
+        if (!std::in_range<std::size_t>(arrays.surface_of[t]) ||
+            static_cast<std::size_t>(arrays.surface_of[t]) >= arrays.names.size())
+            throw Error("a triangle is of a surface that there is not");
+        stl.AddTriangle(point_at(3 * t), point_at(3 * t + 1), point_at(3 * t + 2),
+                        stl.GetSurface(static_cast<std::uint64_t>(arrays.surface_of[t])));
+    }
+    stl.SetKeepNeighbourInfo(true);
+    return model;
 }
 
 } // namespace KetSDK::MeshJobs

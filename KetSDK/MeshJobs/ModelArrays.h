@@ -74,5 +74,8 @@ KETSDK_MESHJOBS_API SurfaceArrays CopySurface(SurfaceModel const& surface);
 KETSDK_MESHJOBS_API SurfaceModel MakeSurface(std::span<double const> points,
                                              std::span<std::int64_t const> triangles, std::string const& name,
                                              ReadOptions const& options);
+// The surfaces that CopySurface gives these arrays of, with the same points, triangles and names. Throws
+// Error for indices that name no point and numbers that name no surface.
+KETSDK_MESHJOBS_API SurfaceModel MakeSurfaces(SurfaceArrays const& arrays);
 
 } // namespace KetSDK::MeshJobs

@@ -5,6 +5,7 @@
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/FrameOfInput.h>
 #include <KetSDK/MeshJobs/detail/GridModel.h>
+#include <KetSDK/MeshJobs/detail/MeshFileFault.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/GridFile.h>
@@ -27,28 +28,6 @@ namespace {
 constexpr char const* MeshFileEnding = ".kmesh";
 constexpr char const* DeckEnding = ".inp"; // which is read, and written by jobs of its own
 constexpr std::array Endings = {MeshFileEnding, ".vtu", ".vtk"};
-
-// What is wrong with a mesh file, and what would be right.
-std::string DescribeFault(MMeshFileError const& error) {
-    switch (error.GetFault()) {
-    case MMeshFileError::CannotOpen:
-        return "it cannot be opened";
-    case MMeshFileError::NotAMeshFile:
-        return "this is no mesh file, though its name ends with .kmesh";
-    case MMeshFileError::NewerVersion:
-        return "it is of version " + std::to_string(error.GetVersion()) +
-               " of the format, and this program reads up to version " + std::to_string(MMeshFile::Version) +
-               "; a newer one is needed";
-    case MMeshFileError::ChecksumDiffers:
-        return "it is cut off or was changed after it was written: its checksum is another one; it has to be "
-               "saved again";
-    case MMeshFileError::BadContent:
-        return "it is whole, but what it holds makes no mesh";
-    case MMeshFileError::CannotWrite:
-        return "it cannot be written: the disk is full or gone";
-    }
-    return error.what();
-}
 
 bool IsDeckName(std::string const& path) {
     return MeshVTK::LowerCaseEnding(path) == DeckEnding;
@@ -92,7 +71,7 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
         model.arrays = std::move(content.arrays);
         model.frame = content.frame;
     } catch (MMeshFileError const& e) {
-        throw MeshVTK::Error(DescribeFault(e));
+        throw MeshVTK::Error(Detail::DescribeFault(e));
     }
     if (model.mesh->NumberOfElements() == 0)
         throw MeshVTK::Error("the mesh has no elements");
@@ -121,7 +100,7 @@ void WriteMeshFile(Model const& model, MeshVTK::OutputFile& file, MMeshFile::Enc
     } catch (MMeshFileError const& e) {
         if (e.GetFault() == MMeshFileError::BadContent)
             throw MeshVTK::Error("the mesh cannot be saved: it contradicts itself");
-        throw MeshVTK::Error(DescribeFault(e));
+        throw MeshVTK::Error(Detail::DescribeFault(e));
     }
     file.Commit();
 }

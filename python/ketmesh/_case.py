@@ -10,6 +10,7 @@ import numpy as np
 from numpy.typing import NDArray
 
 from . import _core
+from ._kept import ReadOnlyArrays
 from ._values import Values
 
 
@@ -66,7 +67,7 @@ class Case:
         return f"<ketmesh.Case: {file}places {', '.join(map(repr, self.places))}>"
 
 
-class Result:
+class Result(ReadOnlyArrays):
     """What a solver found. Arrays are read-only and have a row for each node; NaN at nodes without elements.
 
     Attributes:

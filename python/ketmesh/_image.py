@@ -4,9 +4,10 @@
 from __future__ import annotations
 
 import os
+from typing import Any
 
 import numpy as np
-from numpy.typing import ArrayLike
+from numpy.typing import ArrayLike, NDArray
 
 from . import _core
 
@@ -26,7 +27,7 @@ class Image:
 
     >>> import numpy as np
     >>> ketmesh.Image(np.zeros((4, 5, 6), np.int16), np.diag([0.5, 0.5, 1, 1]), "RAS")
-    <ketmesh.Image: RAS>
+    <ketmesh.Image: 4 x 5 x 6 int16, 0.5 x 0.5 x 1 mm, RAS>
     """
 
     def __init__(self, array: ArrayLike, affine: ArrayLike, frame: str | None = None, unit: str = "mm") -> None:
@@ -41,6 +42,34 @@ class Image:
         self._core = _core.make_image(voxels, matrix[:3].tolist(), frame, unit)
 
     @property
+    def array(self) -> NDArray[Any]:
+        """(i, j, k), in the type that they have: the voxels, where the image holds them. Read-only.
+
+        >>> ketmesh.read_image("head_labels.nii.gz").array.max()
+        3
+        """
+        return self._core.array
+
+    @property
+    def spacing(self) -> list[float]:
+        """mm: the distances of voxels along i, j and k.
+
+        >>> [round(length, 3) for length in ketmesh.read_image("head_ct.nii.gz").spacing]
+        [1.914, 1.914, 1.5]
+        """
+        return self._core.spacing
+
+    @property
+    def affine(self) -> NDArray[np.float64]:
+        """(4, 4) float64: turns (i, j, k, 1) into x, y and z of the centre of that voxel [mm] in the frame.
+
+        >>> image = ketmesh.read_image("head_ct.nii.gz")
+        >>> tuple(map(float, image.affine.diagonal().round(3)))
+        (1.914, 1.914, 1.5, 1.0)
+        """
+        return np.array(self._core.affine)
+
+    @property
     def frame(self) -> str | None:
         """Where x and y point in the body: "RAS", "LPS" or None."""
         return self._core.frame
@@ -51,8 +80,11 @@ class Image:
         return self._core.note
 
     def __repr__(self) -> str:
-        said = [repr(os.path.basename(self._core.file))] if self._core.file else []
-        return f"<ketmesh.Image: {', '.join(said + [self.frame or 'no frame'])}>"
+        voxels = self.array
+        size = " x ".join(map(str, voxels.shape))
+        spacing = " x ".join(f"{length:.6g}" for length in self.spacing)
+        file = f", {os.path.basename(self._core.file)!r}" if self._core.file else ""
+        return f"<ketmesh.Image: {size} {voxels.dtype}, {spacing} mm, {self.frame or 'no frame'}{file}>"
 
 
 def read_image(path: str | os.PathLike[str], unit: str = "mm", *, series: str = "") -> Image:
@@ -62,7 +94,7 @@ def read_image(path: str | os.PathLike[str], unit: str = "mm", *, series: str = 
     with several. Raises `MeshFileError`.
 
     >>> ketmesh.read_image("head_ct.nii.gz")
-    <ketmesh.Image: 'head_ct.nii.gz', RAS>
+    <ketmesh.Image: 89 x 118 x 108 int16, 1.91406 x 1.91406 x 1.5 mm, RAS, 'head_ct.nii.gz'>
     """
     image = Image.__new__(Image)
     image._core = _core.read_image(os.fspath(path), unit, series)

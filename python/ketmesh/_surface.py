@@ -12,12 +12,13 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _core
+from ._kept import ReadOnlyArrays
 
 # What a surface takes from the library when it is asked for.
 TAKEN = ("name", "points", "triangles", "elements", "faces", "nodes", "cell_data", "point_data", "frame")
 
 
-class Surface:
+class Surface(ReadOnlyArrays):
     """A triangulated surface. Its arrays are read-only.
 
     Args:

@@ -15,7 +15,8 @@ class Values(MutableMapping[str, "NDArray[Any]"]):
     """Arrays by name, one row for each element or node.
 
     What is read is a read-only copy; what is set is copied into the mesh. Arrays that the mesh makes of what it
-    holds (`subvolume`, `material`, `density`, ...) cannot be set; `grey` of the elements can.
+    holds (`subvolume`, `material`, `density`, ...) cannot be set; `grey` of the elements can. Copies and pickles are
+    dictionaries of the arrays.
     """
 
     def __init__(self, model: _core.Model, place: int) -> None:
@@ -38,5 +39,9 @@ class Values(MutableMapping[str, "NDArray[Any]"]):
     def __len__(self) -> int:
         return len(_core.array_names(self._model, self._place))
 
+    def __reduce__(self) -> tuple[Any, ...]:
+        return dict, (dict(self),)
+
     def __repr__(self) -> str:
-        return f"<ketmesh values: {', '.join(self)}>"
+        place = "elements" if self._place == _core.ON_ELEMENTS else "nodes"
+        return f"<ketmesh.Values of {_core.rows(self._model, self._place)} {place}: {', '.join(map(repr, self)) or 'none'}>"

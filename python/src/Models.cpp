@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: BSD-3-Clause
+#include "Copies.h"
 #include "Numbers.h"
 #include "Record.h"
 #include "Run.h"
 #include "Words.h"
 
-#include <KetSDK/MeshJobs/Image.h>
 #include <KetSDK/MeshJobs/Info.h>
 #include <KetSDK/MeshJobs/ModelArrays.h>
 #include <KetSDK/MeshJobs/ModelFile.h>
 #include <KetSDK/MeshVTK/Text.h>
 
-#include <array>
 #include <memory>
 #include <optional>
-#include <tuple>
 
 namespace ketmesh {
 
@@ -22,7 +20,6 @@ namespace {
 using namespace KetSDK::MeshJobs;
 using KetSDK::MeshVTK::FromUtf8;
 using KetSDK::MeshVTK::ToUtf8;
-using KetSDK::MeshVTK::VoxelArray;
 
 // What readers take for granted of a file, and what they accept.
 ReadOptions OptionsFor(std::string const& unit, FrameWord const& frame, std::string const& labels = "",
@@ -189,7 +186,7 @@ bool RemoveArray(SharedModel& shared, int place, std::string const& name) {
     });
 }
 
-// --- Surfaces and images --------------------------------------------------------------------------------
+// --- Surfaces -------------------------------------------------------------------------------------------
 
 SurfaceHandle ReadSurfaceFile(std::string const& path, std::string const& unit, FrameWord const& frame) {
     ReadOptions const options = OptionsFor(unit, frame);
@@ -222,44 +219,6 @@ std::vector<std::string> SaveSurface(SharedSurface& shared, std::string const& p
     });
 }
 
-// The voxels of an array of three dimensions where they lie. Throws TypeError and ValueError.
-VoxelArray VoxelsOf(py::array const& array) {
-    if (array.ndim() != 3)
-        throw py::value_error("an image must have the shape (i, j, k), not " +
-                              std::string(py::str(array.attr("shape"))));
-    VoxelArray voxels;
-    auto const take = [&]<typename T>(T) {
-        if (!py::isinstance<py::array_t<T>>(array))
-            return false;
-        voxels.first = static_cast<T const*>(array.data());
-        return true;
-    };
-    bool const is_known =
-        std::apply([&](auto... types) { return (take(types) || ...); },
-                   std::tuple<std::int8_t, std::uint8_t, std::int16_t, std::uint16_t, std::int32_t,
-                              std::uint32_t, std::int64_t, std::uint64_t, float, double>{});
-    if (!is_known)
-        throw py::type_error("the voxels of an image must be numbers of 8 to 64 bits, not " +
-                             std::string(py::str(array.dtype())));
-    for (py::ssize_t axis = 0; axis < 3; ++axis) {
-        auto const at = static_cast<std::size_t>(axis);
-        voxels.size[at] = array.shape(axis);
-        if (array.strides(axis) % array.itemsize() != 0)
-            throw py::value_error("the voxels of an image must lie at multiples of their size");
-        voxels.strides[at] = array.strides(axis) / array.itemsize();
-    }
-    return voxels;
-}
-
-Image MakeImageOf(py::array const& array, std::array<std::array<double, 4>, 3> const& affine,
-                  FrameWord const& frame, std::string const& unit) {
-    VoxelArray voxels = VoxelsOf(array);
-    voxels.affine = affine;
-    auto const length = UnitNamed(unit);
-    auto const in = FrameNamed(frame);
-    return Call().Run([&](Context const&) { return MakeImage(voxels, length, in); });
-}
-
 std::vector<SurfaceReport> ReportsOfSurface(SharedSurface const& shared) {
     py::gil_scoped_release const released;
     return ReportSurfaces(*shared.surface.surfaces);
@@ -290,13 +249,12 @@ py::dict ArraysOfSurface(SharedSurface const& shared) {
 } // namespace
 
 void AddModels(py::module_& module) {
-    py::class_<SharedModel, ModelHandle>(module, "Model",
-                                         "A mesh with all that belongs to it, inside the library.");
-    py::class_<SharedSurface, SurfaceHandle>(module, "SurfaceModel", "Surfaces, inside the library.");
-    py::class_<KetSDK::MeshJobs::Image>(module, "Image", "An image, inside the library.")
-        .def_readonly("file", &Image::file)
-        .def_readonly("note", &Image::note)
-        .def_property_readonly("frame", [](Image const& image) { return WordOf(image.frame); });
+    py::class_<SharedModel, ModelHandle> models(module, "Model",
+                                                "A mesh with all that belongs to it, inside the library.");
+    py::class_<SharedSurface, SurfaceHandle> surfaces(module, "SurfaceModel",
+                                                      "Surfaces, inside the library.");
+    AddCopies(models);
+    AddCopies(surfaces);
 
     module.def("read", &Read, py::arg("path"), py::arg("labels"), py::arg("unit"), py::arg("frame"),
                py::arg("allow_merged"), py::arg("allow_out_of_range"));
@@ -337,16 +295,6 @@ void AddModels(py::module_& module) {
                py::arg("split"), py::arg("allow_empty"), py::arg("text"));
     module.def("surface_arrays", &ArraysOfSurface);
     module.def("surface_reports", &ReportsOfSurface);
-    module.def(
-        "read_image",
-        [](std::string const& path, std::string const& unit, std::string const& series) {
-            return Call().Run([&, of = UnitNamed(unit)](Context const& context) {
-                return ReadImage(path, of, context, series);
-            });
-        },
-        py::arg("path"), py::arg("unit"), py::arg("series"));
-    module.def("make_image", &MakeImageOf, py::arg("array"), py::arg("affine"), py::arg("frame"),
-               py::arg("unit"));
 }
 
 } // namespace ketmesh

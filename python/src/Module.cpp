@@ -11,6 +11,7 @@ PYBIND11_MODULE(_core, module) {
     ketmesh::AddTables(module);
     ketmesh::AddReports(module);
     ketmesh::AddModels(module);
+    ketmesh::AddImages(module);
     ketmesh::AddJobs(module);
     ketmesh::AddSolverJobs(module);
 }

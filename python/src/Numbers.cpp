@@ -149,6 +149,7 @@ py::array_t<T> GiveArray(std::vector<T>&& values, std::size_t columns) {
     SetReadOnly(array);
     return array;
 }
+template py::array_t<std::uint8_t> GiveArray(std::vector<std::uint8_t>&&, std::size_t);
 template py::array_t<double> GiveArray(std::vector<double>&&, std::size_t);
 template py::array_t<std::int32_t> GiveArray(std::vector<std::int32_t>&&, std::size_t);
 template py::array_t<std::int64_t> GiveArray(std::vector<std::int64_t>&&, std::size_t);

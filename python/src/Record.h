@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include "Copies.h"
+
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
@@ -11,7 +13,7 @@ namespace ketmesh {
 namespace py = pybind11;
 
 // A plain struct as a class of Python: its members are attributes that cannot be set, `repr` shows them, and
-// `as_dict()` gives them by name.
+// `as_dict()` gives them by name. From a pickle comes an object of Python with the same attributes.
 template <typename T>
 class Record {
 public:
@@ -20,6 +22,11 @@ public:
         m_class.def("__repr__", [](py::object const& self) { return Show(self); });
         m_class.def(
             "as_dict", [](py::object const& self) { return Dict(self); }, "The attributes by name.");
+        CopyIsItself(m_class);
+        m_class.def("__reduce__", [](py::object const& self) {
+            auto const kept = py::module_::import("ketmesh._kept").attr("kept");
+            return py::make_tuple(kept, py::make_tuple(py::type::of(self).attr("__name__"), Dict(self)));
+        });
     }
     ~Record() { m_class.attr("_fields") = py::tuple(m_fields); }
     Record(Record const&) = delete;
@@ -63,6 +70,8 @@ void AddTables(py::module_& module);
 void AddReports(py::module_& module);
 // Models and surfaces: reading, writing, arrays.
 void AddModels(py::module_& module);
+// Images: the same.
+void AddImages(py::module_& module);
 // A function for each job.
 void AddJobs(py::module_& module);
 void AddSolverJobs(py::module_& module);

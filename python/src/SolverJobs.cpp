@@ -116,9 +116,15 @@ void AddSolverReports(py::module_& module) {
 
 void AddSolverJobs(py::module_& module) {
     AddSolverReports(module);
-    py::class_<CaseFile>(module, "CaseFile", "What holds and loads a model, inside the library.")
-        .def_readonly("file", &CaseFile::file)
-        .def_property_readonly("places", &PlacesOf);
+    py::class_<CaseFile> cases(module, "CaseFile", "What holds and loads a model, inside the library.");
+    cases.def_readonly("file", &CaseFile::file).def_property_readonly("places", &PlacesOf);
+    CopyIsItself(cases);
+    cases.def(py::pickle([](CaseFile const& of) { return py::make_tuple(of.file, of.text); },
+                         [](py::tuple const& state) {
+                             CaseFile made = MakeCase(state[1].cast<std::string>());
+                             made.file = state[0].cast<std::string>();
+                             return made;
+                         }));
     module.def("read_case", &ReadCaseFile, py::arg("path"));
     module.def("make_case", &MakeCase, py::arg("text"));
     module.def("export_deck", &ExportDeck, py::arg("model"), py::arg("path"), py::arg("case").none(true),
