@@ -167,8 +167,8 @@ private:
 
     // The lattice with a label for each tetrahedron, all boundaries manifold. False when the user cancelled.
     bool MakeLabelledLattice() {
-        m_lattice.emplace(MakeLattice(MakeTree(*m_weights, m_grid), m_grid, *m_weights, m_owner.GetParallel(),
-                                      Within(80, 120)));
+        m_lattice.emplace(MakeLattice(MakeTree(*m_weights, m_grid, m_owner.GetParallel()), m_grid, *m_weights,
+                                      m_owner.GetParallel(), Within(80, 120)));
         if (!Advance(120))
             return false;
         m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.GetParallel());
@@ -180,16 +180,35 @@ private:
 
     // Which labels meet at each node, as long as all tetrahedra outside are there.
     void FindInterfaces(NodeTetrahedra const& around) {
+        using Found = std::vector<std::pair<Number, Junction>>;
         m_moving.interface.assign(m_lattice->nodes.size(), MovingMesh::NoInterface);
-        for (std::size_t node = 0; node < m_lattice->nodes.size(); ++node) {
-            Junction labels;
-            for (std::uint64_t i = around.first[node]; i < around.first[node + 1]; ++i)
-                labels.Add(m_tetrahedron_labels[around.tetrahedra[static_cast<std::size_t>(i)]]);
-            if (labels.count < 2)
-                continue;
-            m_moving.interface[node] = static_cast<Number>(m_moving.junctions.size());
-            m_moving.junctions.push_back(labels);
-        }
+        KetSDK::Support::ComputeSteps<Found>(
+            Steps(m_lattice->nodes.size(), 1024),
+            [&](std::uint64_t first, std::uint64_t last, Found& found) {
+                found.clear();
+                for (std::uint64_t node = first; node < last; ++node) {
+                    Junction labels;
+                    for (std::uint64_t i = around.first[node]; i < around.first[node + 1]; ++i)
+                        labels.Add(m_tetrahedron_labels[around.tetrahedra[static_cast<std::size_t>(i)]]);
+                    if (labels.count >= 2)
+                        found.emplace_back(static_cast<Number>(node), labels);
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, Found const& found) {
+                for (auto const& [node, labels] : found) {
+                    m_moving.interface[node] = static_cast<Number>(m_moving.junctions.size());
+                    m_moving.junctions.push_back(labels);
+                }
+                return true;
+            });
+    }
+
+    KetSDK::Support::WorkSteps Steps(std::size_t items, std::uint64_t step) const {
+        KetSDK::Support::WorkSteps steps;
+        steps.items = items;
+        steps.step = step;
+        steps.parallel = m_owner.GetParallel();
+        return steps;
     }
 
     bool IsOnInterface(Number node) const noexcept {
@@ -211,14 +230,11 @@ private:
         m_tetrahedron_labels = {};
         m_lattice->tetrahedra = {};
         m_moving.positions.resize(m_lattice->nodes.size());
-        KetSDK::Support::WorkSteps steps;
-        steps.items = m_moving.positions.size();
-        steps.step = 4096;
-        steps.parallel = m_owner.GetParallel();
-        KetSDK::Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
-            for (std::uint64_t i = first; i < last; ++i)
-                m_moving.positions[i] = m_space.PositionOf(m_grid.PlaceOf(m_lattice->nodes[i]));
-        });
+        KetSDK::Support::ComputeSteps(
+            Steps(m_moving.positions.size(), 4096), [&](std::uint64_t first, std::uint64_t last) {
+                for (std::uint64_t i = first; i < last; ++i)
+                    m_moving.positions[i] = m_space.PositionOf(m_grid.PlaceOf(m_lattice->nodes[i]));
+            });
         m_lattice.reset();
         FindMovingNodes();
     }
@@ -277,18 +293,40 @@ private:
 
     void ReportElements() {
         double const cubic = MInternalUnits::Get() * MInternalUnits::Get() * MInternalUnits::Get();
+        struct Measures {
+            double worst = -1.0;
+            std::vector<double> volumes;
+        };
         double worst = -1.0;
-        for (std::size_t t = 0; t < m_moving.labels.size(); ++t) {
-            if (m_moving.labels[t] == 0)
-                continue;
-            Vector p[4];
-            for (std::size_t k = 0; k < 4; ++k)
-                p[k] = m_moving.positions[m_moving.tetrahedra[t][k]];
-            worst = std::max(worst, CosineOfSmallestDihedral(p[0], p[1], p[2], p[3]));
-            MMeshLabelReport& report = m_reports[m_moving.labels[t] - 1u];
-            ++report.elements;
-            report.volume += (p[1] - p[0]).Dot((p[2] - p[0]).Cross(p[3] - p[0])) / 6.0 / cubic;
-        }
+        KetSDK::Support::ComputeSteps<Measures>(
+            Steps(m_moving.labels.size(), 4096),
+            [&](std::uint64_t first, std::uint64_t last, Measures& measures) {
+                measures.worst = -1.0;
+                measures.volumes.clear();
+                for (std::uint64_t t = first; t < last; ++t) {
+                    if (m_moving.labels[t] == 0)
+                        continue;
+                    Vector p[4];
+                    for (std::size_t k = 0; k < 4; ++k)
+                        p[k] = m_moving.positions[m_moving.tetrahedra[t][k]];
+                    measures.worst =
+                        std::max(measures.worst, CosineOfSmallestDihedral(p[0], p[1], p[2], p[3]));
+                    measures.volumes.push_back((p[1] - p[0]).Dot((p[2] - p[0]).Cross(p[3] - p[0])) / 6.0 /
+                                               cubic);
+                }
+            },
+            [&](std::uint64_t first, std::uint64_t last, Measures const& measures) {
+                worst = std::max(worst, measures.worst);
+                auto volume = measures.volumes.begin();
+                for (std::uint64_t t = first; t < last; ++t) {
+                    if (m_moving.labels[t] == 0)
+                        continue;
+                    MMeshLabelReport& report = m_reports[m_moving.labels[t] - 1u];
+                    ++report.elements;
+                    report.volume += *volume++;
+                }
+                return true;
+            });
         m_smallest_dihedral = std::acos(std::clamp(worst, -1.0, 1.0)) * 180.0 / std::numbers::pi;
     }
 
@@ -321,29 +359,45 @@ private:
     void Fill(MMeshBase& mesh) {
         mesh.ClearMesh();
         mesh.AllowDuplicatePoints();
-        std::vector<MMeshSubVolume*> sub_volumes(m_reports.size() + 1, nullptr);
+        std::vector<int> sub_volumes(m_reports.size() + 1, -1);
         for (std::size_t i = 0; i < m_reports.size(); ++i)
             if (m_reports[i].elements > 0) {
-                sub_volumes[i + 1] = mesh.AddSubVolume();
-                sub_volumes[i + 1]->SetName(L"Label " + std::to_wstring(m_reports[i].label));
+                sub_volumes[i + 1] = static_cast<int>(mesh.NumberOfSubVolumes());
+                mesh.AddSubVolume()->SetName(L"Label " + std::to_wstring(m_reports[i].label));
             }
-        std::vector<MMeshPoint*> points(m_moving.positions.size(), nullptr);
-        for (std::size_t t = 0; t < m_moving.labels.size(); ++t) {
+        std::vector<MLong> index_of(m_moving.positions.size(), -1);
+        // Arrays of so many elements are small beside the mesh.
+        constexpr std::size_t Together = 1 << 16;
+        for (std::size_t t = 0; t < m_moving.labels.size(); t += Together)
+            AddElements(mesh, t, std::min(t + Together, m_moving.labels.size()), sub_volumes, index_of);
+        mesh.CalcBoundingBox();
+    }
+
+    // Those of the tetrahedra from `first` to `last` - 1 that have a label, and their new nodes.
+    void AddElements(MMeshBase& mesh, std::size_t first, std::size_t last,
+                     std::vector<int> const& sub_volume_of, std::vector<MLong>& index_of) const {
+        std::vector<std::array<MLong, 3>> positions;
+        std::vector<MLong> nodes;
+        std::vector<int> sub_volumes;
+        MLong next = mesh.NumberOfPoints();
+        for (std::size_t t = first; t < last; ++t) {
             if (m_moving.labels[t] == 0)
                 continue;
-            MMeshPoint* nodes[4];
-            for (std::size_t k = 0; k < 4; ++k) {
-                Number const node = m_moving.tetrahedra[t][k];
-                if (!points[node]) {
+            for (Number const node : m_moving.tetrahedra[t]) {
+                if (index_of[node] < 0) {
                     Vector const& p = m_moving.positions[node];
-                    points[node] = mesh.AddPoint(static_cast<MLong>(p[0]), static_cast<MLong>(p[1]),
-                                                 static_cast<MLong>(p[2]));
+                    positions.push_back(
+                        {static_cast<MLong>(p[0]), static_cast<MLong>(p[1]), static_cast<MLong>(p[2])});
+                    index_of[node] = next++;
                 }
-                nodes[k] = points[node];
+                nodes.push_back(index_of[node]);
             }
-            sub_volumes[m_moving.labels[t]]->AddElement(4, nodes);
+            sub_volumes.push_back(sub_volume_of[m_moving.labels[t]]);
         }
-        mesh.CalcBoundingBox();
+        constexpr unsigned char Corners = 4;
+        mesh.AddPoints(positions, m_owner.GetParallel());
+        mesh.AddElements({.node_counts = {&Corners, 1}, .nodes = nodes, .sub_volumes = sub_volumes},
+                         m_owner.GetParallel());
     }
 
     MMeshFromLabelsOperator& m_owner;
@@ -369,13 +423,21 @@ std::vector<std::int32_t> MMeshFromLabelsOperator::LabelsToMesh() const {
         return m_settings.labels;
     std::vector<std::int32_t> labels;
     std::int32_t last = 0;
-    for (std::int32_t const label : m_image->labels) {
-        if (label == last)
-            continue;
-        last = label;
-        auto const place = std::ranges::lower_bound(labels, label);
-        if (label != 0 && (place == labels.end() || *place != label))
-            labels.insert(place, label);
+    constexpr std::size_t Together = 16;
+    std::vector<std::int32_t> const& voxels = m_image->labels;
+    for (std::size_t begin = 0; begin < voxels.size(); begin += Together) {
+        std::size_t const end = std::min(begin + Together, voxels.size());
+        std::int32_t others = 0; // not 0 when any label is not the last one
+        for (std::size_t i = begin; i < end; ++i)
+            others |= voxels[i] ^ last;
+        for (std::size_t i = begin; others != 0 && i < end; ++i) {
+            if (voxels[i] == last)
+                continue;
+            last = voxels[i];
+            auto const place = std::ranges::lower_bound(labels, last);
+            if (last != 0 && (place == labels.end() || *place != last))
+                labels.insert(place, last);
+        }
     }
     return labels;
 }

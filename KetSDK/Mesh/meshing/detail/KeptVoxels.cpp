@@ -7,40 +7,58 @@
 #include <atomic>
 #include <cmath>
 #include <cstddef>
+#include <span>
 
 namespace KetSDK::Mesh::Detail {
 
 namespace {
 
+// Which voxels near interfaces were kept. Elsewhere, where only one label has a weight, none can be lost.
 class KeptVoxels {
 public:
-    explicit KeptVoxels(IndexedLabels const& labels)
-        : m_labels(labels)
-        , m_kept(static_cast<std::size_t>(labels.Size()[0] * labels.Size()[1] * labels.Size()[2]), 0) {}
+    using Voxel = LabelWeights::Voxel;
+
+    explicit KeptVoxels(LabelWeights const& weights)
+        : m_weights(weights)
+        , m_kept(weights.NumberOfSlots() * Side, 0) {}
 
     // Keeps the voxels of a label whose centres lie in a box of places. Several threads may do so at a time.
     void Keep(LabelIndex label, LabelWeights::Place const& low, LabelWeights::Place const& high) {
-        std::int64_t first[3], last[3];
+        Voxel box_first, box_last;
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            first[axis] = std::max<std::int64_t>(static_cast<std::int64_t>(std::ceil(low[axis])), 0);
-            last[axis] =
-                std::min(static_cast<std::int64_t>(std::floor(high[axis])), m_labels.Size()[axis] - 1);
+            box_first[axis] = static_cast<std::int64_t>(std::ceil(low[axis]));
+            box_last[axis] = static_cast<std::int64_t>(std::floor(high[axis]));
         }
-        for (std::int64_t k = first[2]; k <= last[2]; ++k)
-            for (std::int64_t j = first[1]; j <= last[1]; ++j)
-                for (std::int64_t i = first[0]; i <= last[0]; ++i)
-                    if (m_labels.At(i, j, k) == label)
-                        std::atomic_ref(m_kept[At(i, j, k)]).store(1, std::memory_order_relaxed);
+        m_weights.ForEachSlotIn(box_first, box_last, label,
+                                [this](std::size_t slot, Voxel const& first, Voxel const& last) {
+                                    Layer const layer = LayerOf(first, last);
+                                    for (std::int64_t k = first[2]; k <= last[2]; ++k)
+                                        Keep(m_kept[slot * Side + static_cast<std::size_t>(k)], layer);
+                                });
     }
-    bool IsKept(std::int64_t i, std::int64_t j, std::int64_t k) const noexcept { return m_kept[At(i, j, k)]; }
+    // A voxel of a slot, counted from the first one of its brick.
+    bool IsKept(std::size_t slot, Voxel const& voxel) const noexcept {
+        return (m_kept[slot * Side + static_cast<std::size_t>(voxel[2])] & LayerOf(voxel, voxel)) != 0;
+    }
 
 private:
-    std::size_t At(std::int64_t i, std::int64_t j, std::int64_t k) const noexcept {
-        return static_cast<std::size_t>((k * m_labels.Size()[1] + j) * m_labels.Size()[0] + i);
+    static constexpr std::size_t Side = LabelWeights::Side;
+    using Layer = std::uint64_t; // a bit for each of 8 x 8 voxels, the first axis fastest
+
+    static Layer LayerOf(Voxel const& first, Voxel const& last) noexcept {
+        constexpr Layer EveryRow = 0x0101010101010101u;
+        Layer const row = (Layer{2} << last[0]) - (Layer{1} << first[0]);
+        return row * (EveryRow >> 8 * (7 - (last[1] - first[1])) << 8 * first[1]);
+    }
+    static void Keep(Layer& kept, Layer layer) noexcept {
+        std::atomic_ref const shared(kept);
+        // Boxes overlap, so most is kept already.
+        if ((shared.load(std::memory_order_relaxed) & layer) != layer)
+            shared.fetch_or(layer, std::memory_order_relaxed);
     }
 
-    IndexedLabels const& m_labels;
-    std::vector<std::uint8_t> m_kept;
+    LabelWeights const& m_weights;
+    std::vector<Layer> m_kept; // by slot and the third axis
 };
 
 // Keeps the voxels of a tetrahedron's label in the box around it.
@@ -72,7 +90,7 @@ void KeepAround(KeptVoxels& kept, MovingMesh const& mesh, std::size_t t, ImageSp
 std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMesh const& mesh,
                                            ImageSpace const& space, LabelWeights const& weights, double size,
                                            MMVector<double, 3> const& spacing, bool parallel) {
-    KeptVoxels kept(labels);
+    KeptVoxels kept(weights);
     LabelWeights::Place margin;
     for (std::size_t axis = 0; axis < 3; ++axis)
         margin[axis] = 0.5 * size / spacing[axis];
@@ -85,14 +103,19 @@ std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMe
             KeepAround(kept, mesh, static_cast<std::size_t>(t), space, margin);
     });
     std::vector<std::uint64_t> lost(labels.Counts().size(), 0);
-    for (std::int64_t k = labels.First()[2]; k <= labels.Last()[2]; ++k)
-        for (std::int64_t j = labels.First()[1]; j <= labels.Last()[1]; ++j)
-            for (std::int64_t i = labels.First()[0]; i <= labels.Last()[0]; ++i) {
-                LabelIndex const label = labels.At(i, j, k);
-                if (label != 0 && !kept.IsKept(i, j, k) &&
-                    !weights.IsPureAt({double(i), double(j), double(k)}))
-                    ++lost[label];
-            }
+    weights.ForEachBrickWithSlots(
+        [&](LabelWeights::Voxel const& first, std::size_t first_slot, std::span<LabelIndex const> slots) {
+            constexpr std::int64_t Side = LabelWeights::Side;
+            for (std::int64_t k = 0; k < Side; ++k)
+                for (std::int64_t j = 0; j < Side; ++j)
+                    for (std::int64_t i = 0; i < Side; ++i) {
+                        LabelIndex const label = labels.At(first[0] + i, first[1] + j, first[2] + k);
+                        if (label == 0)
+                            continue;
+                        auto const place = std::ranges::find(slots, label) - slots.begin();
+                        lost[label] += !kept.IsKept(first_slot + static_cast<std::size_t>(place), {i, j, k});
+                    }
+        });
     return lost;
 }
 

@@ -8,6 +8,26 @@
 
 namespace KetSDK::Mesh::Detail {
 
+namespace {
+
+// How many of the next `count` voxels have this label, until one has another.
+std::size_t RunOf(std::int32_t label, std::int32_t const* voxels, std::int64_t count) noexcept {
+    constexpr std::size_t Together = 16;
+    std::size_t const end = static_cast<std::size_t>(count);
+    std::size_t run = 0;
+    for (std::int32_t others = 0; run + Together <= end; run += Together) {
+        for (std::size_t i = 0; i < Together; ++i)
+            others |= voxels[run + i] ^ label;
+        if (others != 0)
+            break;
+    }
+    while (run < end && voxels[run] == label)
+        ++run;
+    return run;
+}
+
+} // namespace
+
 IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t> const& labels)
     : m_size(image.size)
     , m_indices(image.labels.size(), 0)
@@ -22,6 +42,13 @@ IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t>
             std::int64_t first = m_size[0], last = -1; // in this row
             for (std::int64_t i = 0; i < m_size[0]; ++i, ++voxel) {
                 std::int32_t const label = image.labels[voxel];
+                if (last_index == 0 && label == last_label) {
+                    std::size_t const run = RunOf(label, &image.labels[voxel], m_size[0] - i);
+                    m_counts[0] += run;
+                    voxel += run - 1;
+                    i += static_cast<std::int64_t>(run) - 1;
+                    continue;
+                }
                 if (label != last_label) {
                     auto const found = std::ranges::lower_bound(labels, label);
                     last_label = label;
@@ -160,14 +187,28 @@ private:
     template <std::int64_t Length>
     static void AddAlong(float const* source, float* target, std::vector<float> const& kernel,
                          std::int64_t blocks, std::int64_t wide) {
-        for (std::int64_t block = 0; block < blocks; ++block)
-            for (std::size_t tap = 0; tap < kernel.size(); ++tap) {
-                float const weight = kernel[tap];
-                float const* const from = source + (block * wide + static_cast<std::int64_t>(tap)) * Length;
-                float* const to = target + block * Count * Length;
-                for (std::int64_t i = 0; i < Count * Length; ++i)
-                    to[i] += weight * from[i];
-            }
+        constexpr std::int64_t Numbers = Count * Length;
+        for (std::int64_t block = 0; block < blocks; ++block) {
+            float const* const from = source + block * wide * Length;
+            float* const to = target + block * Numbers;
+            for (std::int64_t i = 0; i < Numbers / Together; ++i)
+                AddTaps<Together>(from + i * Together, Length, to + i * Together, kernel);
+            constexpr std::int64_t Rest = Numbers % Together;
+            AddTaps<Rest>(from + Numbers - Rest, Length, to + Numbers - Rest, kernel);
+        }
+    }
+    // So many sums stay in registers while all taps are added.
+    static constexpr std::int64_t Together = 16;
+    template <std::int64_t Numbers>
+    static void AddTaps(float const* from, std::int64_t stride, float* to, std::vector<float> const& kernel) {
+        float sums[Numbers];
+        std::copy(to, to + Numbers, sums);
+        for (float const weight : kernel) {
+            for (std::int64_t i = 0; i < Numbers; ++i)
+                sums[i] += weight * from[i];
+            from += stride;
+        }
+        std::copy(sums, sums + Numbers, to);
     }
 
     IndexedLabels const& m_labels;
@@ -199,11 +240,7 @@ LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& k
     Support::ComputeSteps<BrickWork>(
         steps,
         [&](std::uint64_t brick, std::uint64_t, BrickWork& work) {
-            std::int64_t const number = static_cast<std::int64_t>(brick);
-            smoother.Smooth({number % m_bricks[0] * Side - m_padding,
-                             number / m_bricks[0] % m_bricks[1] * Side - m_padding,
-                             number / (m_bricks[0] * m_bricks[1]) * Side - m_padding},
-                            work);
+            smoother.Smooth(FirstVoxelOf(static_cast<std::size_t>(brick)), work);
         },
         [&](std::uint64_t, std::uint64_t, BrickWork const& work) {
             Brick brick;
@@ -264,10 +301,8 @@ double Interpolate(float const* weights, double const (&f)[3]) noexcept {
 } // namespace
 
 float const* LabelWeights::WeightsOf(Brick const& brick, LabelIndex label) const noexcept {
-    for (std::size_t i = brick.first; i < std::size_t{brick.first} + brick.count; ++i)
-        if (m_brick_labels[i] == label)
-            return &m_weights[i * Samples];
-    return nullptr;
+    std::size_t const slot = SlotOf(brick, label);
+    return slot == NoSlot ? nullptr : &m_weights[slot * Samples];
 }
 
 LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
@@ -320,14 +355,22 @@ bool LabelWeights::IsPureAt(Place const& place) const noexcept {
 class LabelWeights::BrickCrossings {
 public:
     BrickCrossings(float const* weights, std::size_t labels)
-        : m_weights(weights)
-        , m_largest(Samples, 0) {
-        for (std::size_t sample = 0; sample < Samples; ++sample)
-            for (std::size_t label = 1; label < labels; ++label)
-                if (Weight(label, sample) > Weight(m_largest[sample], sample))
-                    m_largest[sample] = static_cast<LabelIndex>(label);
+        : m_weights(weights) {
+        std::array<float, Samples> most;
+        std::copy(weights, weights + Samples, most.begin());
+        for (std::size_t label = 1; label < labels; ++label)
+            for (std::size_t sample = 0; sample < Samples; ++sample) {
+                float const weight = Weight(label, sample);
+                bool const is_larger = weight > most[sample];
+                most[sample] = is_larger ? weight : most[sample];
+                m_largest[sample] = is_larger ? static_cast<std::uint32_t>(label) : m_largest[sample];
+            }
     }
 
+    // Whether there is none at all.
+    bool IsEmpty() const noexcept {
+        return std::ranges::all_of(m_largest, [&](std::uint32_t label) { return label == m_largest[0]; });
+    }
     // Whether there is any in the cell that begins with a sample; the box around them, from that sample.
     bool FindIn(std::size_t first, Box& box) const {
         if (std::ranges::all_of(CornerOffsets, [&](std::size_t offset) {
@@ -367,27 +410,50 @@ private:
     }
 
     float const* m_weights;
-    std::vector<LabelIndex> m_largest; // by sample, among the labels of the brick
+    std::array<std::uint32_t, Samples> m_largest{}; // by sample, among the labels of the brick
 };
 
-std::vector<LabelWeights::Box> LabelWeights::CrossedCells(std::size_t number) const {
+LabelWeights::Voxel LabelWeights::FirstVoxelOf(std::size_t brick) const noexcept {
+    std::int64_t const n = static_cast<std::int64_t>(brick);
+    return {n % m_bricks[0] * Side - m_padding, n / m_bricks[0] % m_bricks[1] * Side - m_padding,
+            n / (m_bricks[0] * m_bricks[1]) * Side - m_padding};
+}
+
+void LabelWeights::AddCrossedCells(std::size_t number, std::vector<Box>& boxes) const {
     Brick const& brick = m_all[number];
+    if (brick.count == 0)
+        return;
     BrickCrossings const crossings(&m_weights[brick.first * Samples], brick.count);
-    std::int64_t const n = static_cast<std::int64_t>(number);
-    std::array<std::int64_t, 3> const at = {n % m_bricks[0], n / m_bricks[0] % m_bricks[1],
-                                            n / (m_bricks[0] * m_bricks[1])};
-    std::vector<Box> boxes;
+    if (crossings.IsEmpty())
+        return;
+    Voxel const at = FirstVoxelOf(number);
     Box box;
     for (std::int64_t k = 0; k < Side; ++k)
         for (std::int64_t j = 0; j < Side; ++j)
             for (std::int64_t i = 0; i < Side; ++i) {
                 if (!crossings.FindIn(static_cast<std::size_t>((k * 9 + j) * 9 + i), box))
                     continue;
-                Place const first{double(at[0] * Side + i - m_padding), double(at[1] * Side + j - m_padding),
-                                  double(at[2] * Side + k - m_padding)};
+                Place const first{double(at[0] + i), double(at[1] + j), double(at[2] + k)};
                 boxes.push_back({first + box.low, first + box.high});
             }
-    return boxes;
+}
+
+void LabelWeights::ForEachCrossedCell(bool parallel, std::function<void(Box const& box)> const& visit) const {
+    Support::WorkSteps steps;
+    steps.items = m_all.size();
+    steps.step = 32;
+    steps.parallel = parallel;
+    Support::ComputeSteps<std::vector<Box>>(
+        steps,
+        [&](std::uint64_t first, std::uint64_t last, std::vector<Box>& boxes) {
+            boxes.clear();
+            for (std::uint64_t brick = first; brick < last; ++brick)
+                AddCrossedCells(static_cast<std::size_t>(brick), boxes);
+        },
+        [&](std::uint64_t, std::uint64_t, std::vector<Box> const& boxes) {
+            std::ranges::for_each(boxes, visit);
+            return true;
+        });
 }
 
 double LabelWeights::DifferenceIn(Brick const& brick, Cell const& cell, LabelIndex a, LabelIndex b,

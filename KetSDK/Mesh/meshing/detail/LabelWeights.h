@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/meshing/MLabelImage.h>
 #include <KetSDK/Mesh/meshing/detail/SmoothingKernel.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -101,20 +102,57 @@ public:
     };
     // Calls visit(box) for each cell between eight voxel centres at which labels with the largest weights
     // differ: the box around the places on its edges where they change. On edges weights are linear, so
-    // these are exact.
-    template <typename Visit>
-    void ForEachCrossedCell(Visit const& visit) const {
-        for (std::size_t brick = 0; brick < m_all.size(); ++brick)
-            if (m_all[brick].count > 0)
-                for (Box const& box : CrossedCells(brick))
-                    visit(box);
-    }
+    // these are exact. All calls are made on the calling thread, in the same order always.
+    void ForEachCrossedCell(bool parallel, std::function<void(Box const& box)> const& visit) const;
     // Weight of one label minus that of another, and the change of that along each axis unless it is null.
     double Difference(Place const& place, LabelIndex a, LabelIndex b,
                       Place* gradient = nullptr) const noexcept;
 
-private:
+    // Voxels of a brick along each axis.
     static constexpr std::int64_t Side = 8;
+    // A brick with several labels has a slot for each of them. Slots are counted over all bricks: room for
+    // what is kept of the voxels near interfaces, by label.
+    std::size_t NumberOfSlots() const noexcept { return m_brick_labels.size(); }
+    using Voxel = std::array<std::int64_t, 3>;
+    // Calls visit(slot, first, last) for the slots of a label in the bricks that have voxels of a box: those
+    // from `first` to `last`, counted from the first voxel of the brick.
+    template <typename Visit>
+    void ForEachSlotIn(Voxel const& box_first, Voxel const& box_last, LabelIndex label,
+                       Visit const& visit) const {
+        Voxel low, high;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] = std::max<std::int64_t>(box_first[axis] + m_padding, 0);
+            high[axis] = std::min(box_last[axis] + m_padding, m_bricks[axis] * Side - 1);
+            if (low[axis] > high[axis])
+                return;
+        }
+        for (std::int64_t k = low[2] / Side; k <= high[2] / Side; ++k)
+            for (std::int64_t j = low[1] / Side; j <= high[1] / Side; ++j)
+                for (std::int64_t i = low[0] / Side; i <= high[0] / Side; ++i) {
+                    std::size_t const slot = SlotOf(BrickAt(i, j, k), label);
+                    if (slot == NoSlot)
+                        continue;
+                    Voxel const at = {i * Side, j * Side, k * Side};
+                    Voxel first, last;
+                    for (std::size_t axis = 0; axis < 3; ++axis) {
+                        first[axis] = std::max<std::int64_t>(low[axis] - at[axis], 0);
+                        last[axis] = std::min(high[axis] - at[axis], Side - 1);
+                    }
+                    visit(slot, first, last);
+                }
+    }
+    // Calls visit(voxel, slot, labels) for each brick with several labels: its first voxel, which may lie
+    // beyond the image, and its labels, of which the first has that slot.
+    template <typename Visit>
+    void ForEachBrickWithSlots(Visit const& visit) const {
+        for (std::size_t brick = 0; brick < m_all.size(); ++brick)
+            if (m_all[brick].count > 0)
+                visit(FirstVoxelOf(brick), std::size_t{m_all[brick].first},
+                      std::span(&m_brick_labels[m_all[brick].first], m_all[brick].count));
+    }
+
+private:
+    static constexpr std::size_t NoSlot = SIZE_MAX;
     static constexpr std::size_t Samples = 729; // 9 x 9 x 9: neighbours share the outer layer
 
     struct Brick {
@@ -125,7 +163,17 @@ private:
     struct Cell; // where a place lies in its brick
     class BrickCrossings;
 
-    std::vector<Box> CrossedCells(std::size_t brick) const;
+    void AddCrossedCells(std::size_t brick, std::vector<Box>& boxes) const;
+    Brick const& BrickAt(std::int64_t i, std::int64_t j, std::int64_t k) const noexcept {
+        return m_all[static_cast<std::size_t>((k * m_bricks[1] + j) * m_bricks[0] + i)];
+    }
+    Voxel FirstVoxelOf(std::size_t brick) const noexcept;
+    std::size_t SlotOf(Brick const& brick, LabelIndex label) const noexcept {
+        for (std::size_t slot = brick.first; slot < std::size_t{brick.first} + brick.count; ++slot)
+            if (m_brick_labels[slot] == label)
+                return slot;
+        return NoSlot;
+    }
     Brick const* Find(Place const& place, Cell& cell) const noexcept;
     // The weights of a label in a brick that has several; null when it has none there.
     float const* WeightsOf(Brick const& brick, LabelIndex label) const noexcept;

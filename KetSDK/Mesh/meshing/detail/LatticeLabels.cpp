@@ -45,9 +45,9 @@ double LatticeGrid::NumberOfSmallest() const noexcept {
     return number;
 }
 
-LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid) {
+LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid, bool parallel) {
     LatticeTree tree(grid.top_cubes, grid.top_level);
-    weights.ForEachCrossedCell([&](LabelWeights::Box const& box) {
+    weights.ForEachCrossedCell(parallel, [&](LabelWeights::Box const& box) {
         LatticeTree::Cube low, high;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             auto const cube_of = [&](double voxel) {

@@ -45,7 +45,7 @@ private:
 };
 
 // The cubes of the lattice: the smallest ones wherever the label with the largest weight changes.
-LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid);
+LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid, bool parallel);
 // The lattice of these cubes where there are labels, and around them. advance(fraction) is called meanwhile;
 // when it returns false the lattice stays incomplete.
 Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeights const& weights,

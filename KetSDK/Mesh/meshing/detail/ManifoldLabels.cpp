@@ -19,7 +19,9 @@ public:
     Star(Lattice const& lattice, NodeTetrahedra const& around, std::vector<LabelIndex> const& labels)
         : m_lattice(lattice)
         , m_around(around)
-        , m_labels(labels) {}
+        , m_labels(labels) {
+        m_corners.fill(NoCorner);
+    }
 
     // False when all have one label: there is nothing to look at then.
     bool LookAt(Number node) {
@@ -80,9 +82,8 @@ private:
         std::size_t const count = m_members.size();
         m_neighbours.assign(count, {});
         m_degree.assign(count, 0);
-        // The other corners of each tetrahedron, a bit for each: a node of this lattice has 26 neighbours at
-        // most.
-        m_corners.clear();
+        // The other corners of each tetrahedron, a bit for each.
+        m_corners.fill(NoCorner);
         m_others.assign(count, 0);
         for (std::size_t i = 0; i < count; ++i)
             for (Number const corner : m_lattice.tetrahedra[m_members[i]])
@@ -97,12 +98,13 @@ private:
                 }
             }
     }
-    std::size_t PlaceOf(Number corner) {
-        auto const place = std::ranges::find(m_corners, corner);
-        std::size_t const number = static_cast<std::size_t>(place - m_corners.begin());
-        if (place == m_corners.end())
-            m_corners.push_back(corner);
-        return number;
+    // Its place among the corners around the node; it gets the next free one after that of its hash.
+    std::size_t PlaceOf(Number corner) noexcept {
+        std::size_t place = corner * 0x9E3779B9u >> 26;
+        while (m_corners[place] != corner && m_corners[place] != NoCorner)
+            place = (place + 1) % m_corners.size();
+        m_corners[place] = corner;
+        return place;
     }
 
     template <typename Predicate>
@@ -165,7 +167,8 @@ private:
     std::vector<LabelIndex> const& m_labels;
     std::vector<Number> m_members;
     std::vector<LabelIndex> m_distinct;
-    std::vector<Number> m_corners; // the nodes around the node
+    static constexpr Number NoCorner = UINT32_MAX;
+    std::array<Number, 64> m_corners; // a node of this lattice has 26 neighbours at most
     std::vector<std::uint64_t> m_others;
     std::vector<std::array<std::size_t, 3>> m_neighbours;
     std::vector<std::size_t> m_degree;
