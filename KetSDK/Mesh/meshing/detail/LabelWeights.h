@@ -114,8 +114,8 @@ public:
     // what is kept of the voxels near interfaces, by label.
     std::size_t NumberOfSlots() const noexcept { return m_brick_labels.size(); }
     using Voxel = std::array<std::int64_t, 3>;
-    // Calls visit(slot, first, last) for the slots of a label in the bricks that have voxels of a box: those
-    // from `first` to `last`, counted from the first voxel of the brick.
+    // Calls visit(slot, first, last) for the slots of a label in the bricks that have voxels of a box. These
+    // are the voxels from `first` to `last`, counted from the first one of the brick.
     template <typename Visit>
     void ForEachSlotIn(Voxel const& box_first, Voxel const& box_last, LabelIndex label,
                        Visit const& visit) const {
