@@ -108,13 +108,13 @@ void AddVtk(Recipe const& recipe, QualityMetric const& metric, InVtk const& vtk)
             filter->Update();
             return filter;
         },
-        [&vtk](Case& c, auto const& filter) {
+        [&vtk](Case&, auto const& filter) {
             if (!vtk.to_ours)
                 return std::optional<double>();
             auto* const values =
                 vtkDoubleArray::SafeDownCast(filter->GetOutput()->GetCellData()->GetArray("Quality"));
             double sum = 0.0;
-            for (std::size_t i = 0; i < c.elements.Count(); ++i)
+            for (vtkIdType i = 0; i < values->GetNumberOfTuples(); ++i)
                 sum += vtk.to_ours(values->GetValue(i));
             return std::optional(sum);
         });
