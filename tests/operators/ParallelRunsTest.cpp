@@ -4,12 +4,15 @@
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
+#include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshGrowBadTetsOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 #include <KetSDK/Mesh/meshing/MMeshFromLabelsOperator.h>
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
@@ -454,6 +457,72 @@ Numbers GrowthOf(bool parallel) {
     return numbers;
 }
 
+void Append(Numbers& numbers, MMeshOrigins const& origins) {
+    numbers.insert(numbers.end(), origins.elements.begin(), origins.elements.end());
+    for (MMeshOrigins::Node const& node : origins.nodes)
+        numbers.insert(numbers.end(), {static_cast<double>(node.a), static_cast<double>(node.b)});
+    for (auto const& [node, corners] : origins.inside)
+        numbers.push_back(node + static_cast<double>(corners.size()));
+    numbers.push_back(static_cast<double>(origins.joined_nodes));
+}
+
+// As many along each axis, on nodes that were moved so far that some need a node inside.
+void FillWithWarpedHexahedra(MMeshBase& mesh, int n) {
+    for (int i = 0; i <= n; ++i)
+        for (int k = 0; k <= n; ++k)
+            for (int l = 0; l <= n; ++l)
+                mesh.AddPoint(i * Unit, k * Unit, l * Unit);
+    std::mt19937 random(3);
+    for (auto p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
+        for (MLong* const coordinate : {&p->x, &p->y, &p->z})
+            *coordinate += static_cast<MLong>(random() % (3 * Unit / 4));
+    mesh.NodesMoved();
+    int const row = n + 1;
+    for (int i = 0; i < n; ++i)
+        for (int k = 0; k < n; ++k)
+            for (int l = 0; l < n; ++l) {
+                std::vector<MMeshPoint*> nodes;
+                for (int const corner : {0, row * row, row * row + row, row})
+                    nodes.push_back(
+                        &*mesh.GetRandomPoint(static_cast<std::uint64_t>((i * row + k) * row + l + corner)));
+                for (std::size_t c = 0; c < 4; ++c)
+                    nodes.push_back(
+                        &*mesh.GetRandomPoint(static_cast<std::uint64_t>(nodes[c]->GetIndex() + 1)));
+                TestMeshes::AddElement(mesh, nodes);
+            }
+}
+
+// Ten-node elements, eight linear ones of each, and tetrahedra of hexahedra, some of which are warped.
+Numbers ConversionsOf(bool parallel) {
+    Numbers numbers;
+    auto const run = [&](auto& convert, MMeshBase& source, MMeshBase& target) {
+        MMeshOrigins origins;
+        convert.SetMesh(&source);
+        convert.SetOrigins(&origins);
+        convert.SetParallel(parallel);
+        EXPECT_TRUE(convert.Operate());
+        Append(numbers, target);
+        Append(numbers, origins);
+    };
+    TwoVolumes linear(9);
+    MMeshBase quadratic, split, cut;
+    MMeshConvertTet4ToTet10Operator curve;
+    curve.SetTet10Mesh(&quadratic);
+    run(curve, linear.mesh, quadratic);
+    MMeshConvertTet10ToTet4Operator straighten;
+    straighten.SetTet4Mesh(&split);
+    straighten.SetMultipleElements(true);
+    run(straighten, quadratic, split);
+
+    MMeshBase hexahedra;
+    FillWithWarpedHexahedra(hexahedra, 11);
+    MMeshConformingCutOperator conforming;
+    conforming.SetTet4Mesh(&cut);
+    run(conforming, hexahedra, cut);
+    EXPECT_GT(conforming.GetCounts().nodes_inside, 0u);
+    return numbers;
+}
+
 struct Case {
     char const* name;
     std::function<Numbers(bool parallel)> run;
@@ -483,6 +552,7 @@ Case const Cases[] = {
     {"checks", ChecksOf},
     {"correction", CorrectionOf},
     {"growth", GrowthOf},
+    {"conversions", ConversionsOf},
 };
 
 } // namespace

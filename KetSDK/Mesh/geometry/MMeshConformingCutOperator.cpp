@@ -5,13 +5,16 @@
 #include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 #include <KetSDK/Mesh/operators/detail/ElementCut.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <map>
 #include <set>
+#include <span>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
@@ -38,6 +41,13 @@ bool HasItsNodes(MMeshBase const& mesh) {
     });
 }
 
+// False when the user cancelled.
+bool Advance(IncrementalProgressReporter& progress, std::uint64_t elements) {
+    for (; elements > 0; --elements)
+        ++progress;
+    return !progress.IsCancelled();
+}
+
 // Chooses the diagonals of all faces with four corners.
 class Diagonals {
 public:
@@ -56,14 +66,22 @@ public:
     }
 
     // Looks at all elements and chooses other diagonals where that saves one. False when the user cancelled.
-    bool Choose(IncrementalProgressReporter& progress) {
-        std::vector<std::uint64_t> folded;
-        for (std::uint64_t i = 0; i < m_mesh.Elements().GetNumElements(); ++i, ++progress) {
-            if (progress.IsCancelled())
-                return false;
-            if (MMeshElement const& e = *m_mesh.GetElement(i); IsCut(e) && !CutOf(e).positive)
-                folded.push_back(i);
-        }
+    bool Choose(IncrementalProgressReporter& progress, bool parallel) {
+        using Numbers = std::vector<std::uint64_t>;
+        Numbers folded;
+        auto const find = [this](std::uint64_t first, std::uint64_t last, Numbers& found) {
+            found.clear();
+            for (std::uint64_t i = first; i < last; ++i)
+                if (MMeshElement const& e = *m_mesh.GetElement(i); IsCut(e) && !CutOf(e).positive)
+                    found.push_back(i);
+        };
+        auto const note = [&](std::uint64_t first, std::uint64_t last, Numbers const& found) {
+            folded.insert(folded.end(), found.begin(), found.end());
+            return Advance(progress, last - first);
+        };
+        if (!KetSDK::Support::ComputeSteps<Numbers>(
+                {.items = m_mesh.Elements().GetNumElements(), .step = 256, .parallel = parallel}, find, note))
+            return false;
         FindElementsAt(folded);
         for (std::uint64_t const i : folded) {
             if (progress.IsCancelled())
@@ -195,47 +213,43 @@ struct HalvedFace {
     friend auto operator<=>(HalvedFace const&, HalvedFace const&) = default;
 };
 
-// Puts the pieces of the elements into the target.
+// What cutting some elements met.
+struct CutNotes {
+    MMeshConformingCutOperator::Counts counts;
+    std::vector<HalvedFace> faces;
+};
+
+// Sketches the pieces of the elements.
 class Cutter {
 public:
-    Cutter(MeshRebuild& rebuild, Diagonals const& diagonals, MMeshConformingCutOperator::Counts& counts)
-        : m_rebuild(rebuild)
-        , m_diagonals(diagonals)
-        , m_counts(counts) {}
+    Cutter(Diagonals const& diagonals, MeshSketch& sketch, CutNotes& notes)
+        : m_diagonals(diagonals)
+        , m_sketch(sketch)
+        , m_notes(notes) {}
 
-    void Add(MMeshElement const& e, MMeshSubVolume& target) {
+    void Add(MMeshElement const& e) {
         if (IsCut(e))
-            AddPieces(e, target);
+            AddPieces(e);
         else
-            AddCopy(e, target);
-    }
-
-    // Counts the faces that two elements share, and compares how they halve them.
-    void CompareFaces() {
-        std::ranges::sort(m_faces);
-        for (std::size_t i = 0; i < m_faces.size(); ++i)
-            if (i == 0 || m_faces[i].key != m_faces[i - 1].key) {
-                m_counts.other_diagonals += m_faces[i].diagonal[0] != m_faces[i].key[0];
-            } else {
-                ++m_counts.shared_faces;
-                m_counts.mismatches += m_faces[i].diagonal != m_faces[i - 1].diagonal;
-            }
+            AddCopy(e);
     }
 
 private:
-    void AddPieces(MMeshElement const& e, MMeshSubVolume& target) {
+    void AddPieces(MMeshElement const& e) {
         ElementToCut const element = m_diagonals.ToCut(e);
         ElementCut const cut = element.Cut();
-        MMeshPoint* const inside = cut.inside ? m_rebuild.NodeInside(e, *cut.inside) : nullptr;
+        MeshSketch::Mark inside{};
+        if (cut.inside)
+            inside = m_sketch.NodeInside(e, *cut.inside);
         for (ElementCut::Tetrahedron const& t : cut.tetrahedra) {
-            MMeshPoint* nodes[4];
+            MeshSketch::Mark nodes[4];
             for (unsigned int i = 0; i < 4; ++i)
-                nodes[i] = t[i] == ElementCut::Inside ? inside : m_rebuild.NodeFor(*e.GetNode(t[i]));
-            target.AddElement(4, nodes);
+                nodes[i] = t[i] == ElementCut::Inside ? inside : m_sketch.NodeFor(*e.GetNode(t[i]));
+            m_sketch.AddElement(nodes);
         }
-        m_counts.nodes_inside += inside != nullptr;
-        m_counts.turned += cut.turned;
-        m_counts.folded += !cut.positive;
+        m_notes.counts.nodes_inside += cut.inside.has_value();
+        m_notes.counts.turned += cut.turned;
+        m_notes.counts.folded += !cut.positive;
         for (Face const& face : element.GetFaces())
             AddFace(face, cut);
     }
@@ -248,22 +262,34 @@ private:
             });
         };
         bool const first = has_edge(face.corners[0], face.corners[2]);
-        m_faces.push_back({face.key, first ? face.diagonal : face.other});
+        m_notes.faces.push_back({face.key, first ? face.diagonal : face.other});
     }
 
-    void AddCopy(MMeshElement const& e, MMeshSubVolume& target) {
-        MMeshPoint* nodes[255];
+    void AddCopy(MMeshElement const& e) {
+        MeshSketch::Mark nodes[255] = {};
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-            nodes[i] = m_rebuild.NodeFor(*e.GetNode(i));
-        MMeshElement* const copy = target.AddElement(static_cast<char>(e.GetNodeCount()), nodes);
-        m_counts.turned += MMeshOrientOperator::TurnIfInverted(*copy);
+            nodes[i] = m_sketch.NodeFor(*e.GetNode(i));
+        m_notes.counts.turned += MMeshOrientOperator::TurnIfInverted(
+            e, [&nodes](unsigned int i, unsigned int k) { std::swap(nodes[i], nodes[k]); });
+        m_sketch.AddElement(std::span(nodes).first(e.GetNodeCount()));
     }
 
-    MeshRebuild& m_rebuild;
     Diagonals const& m_diagonals;
-    MMeshConformingCutOperator::Counts& m_counts;
-    std::vector<HalvedFace> m_faces;
+    MeshSketch& m_sketch;
+    CutNotes& m_notes;
 };
+
+// Counts the faces that two elements share, and compares how they halve them.
+void CompareFaces(std::vector<HalvedFace>& faces, MMeshConformingCutOperator::Counts& counts) {
+    std::ranges::sort(faces);
+    for (std::size_t i = 0; i < faces.size(); ++i)
+        if (i == 0 || faces[i].key != faces[i - 1].key) {
+            counts.other_diagonals += faces[i].diagonal[0] != faces[i].key[0];
+        } else {
+            ++counts.shared_faces;
+            counts.mismatches += faces[i].diagonal != faces[i - 1].diagonal;
+        }
+}
 
 } // namespace
 
@@ -277,20 +303,26 @@ bool MMeshConformingCutOperator::Operate() {
     auto const elements = static_cast<unsigned long long>(mesh->NumberOfElements());
     IncrementalProgressReporter progress(m_delegate, "Cutting elements", 2 * elements, true);
     Diagonals diagonals(*mesh, m_given_edges);
-    if (!diagonals.Choose(progress))
+    if (!diagonals.Choose(progress, GetParallel()))
         return false;
     m_target->SetMeshType(MMeshBase::Linear);
-    MeshRebuild rebuild(*mesh, *m_target, m_origins);
+    MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
     rebuild.SetJoinNodes(m_join_nodes);
-    Cutter cutter(rebuild, diagonals, m_counts);
-    bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
-        return rebuild.ForEachElement(source, [&](MMeshElement const& e) {
-            cutter.Add(e, target);
-            ++progress;
-            return !progress.IsCancelled();
-        });
+    std::vector<HalvedFace> faces;
+    auto const sketch = [&diagonals](MMeshElement const& e, MeshSketch& pieces, CutNotes& notes) {
+        Cutter(diagonals, pieces, notes).Add(e);
+    };
+    auto const go_on = [&](std::uint64_t cut, CutNotes const& notes) {
+        m_counts.turned += notes.counts.turned;
+        m_counts.nodes_inside += notes.counts.nodes_inside;
+        m_counts.folded += notes.counts.folded;
+        faces.insert(faces.end(), notes.faces.begin(), notes.faces.end());
+        return Advance(progress, cut);
+    };
+    bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source) {
+        return rebuild.ForEachElement<CutNotes>(source, sketch, go_on);
     });
     if (done)
-        cutter.CompareFaces();
+        CompareFaces(faces, m_counts);
     return done;
 }

@@ -6,9 +6,11 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <vector>
 
 using KetSDK::Mesh::Detail::MeshRebuild;
+using KetSDK::Mesh::Detail::MeshSketch;
 
 namespace {
 
@@ -16,20 +18,20 @@ namespace {
 constexpr unsigned char Tetrahedra[5][4] = {
     {0, 1, 2, 5}, {0, 2, 3, 7}, {7, 5, 4, 0}, {7, 6, 5, 2}, {0, 2, 7, 5}};
 
-void AddFive(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& target) {
+void AddFive(MMeshElement const& e, MeshSketch& sketch) {
     for (auto const& corners : Tetrahedra) {
-        MMeshPoint* nodes[4];
+        MeshSketch::Mark nodes[4];
         for (unsigned int i = 0; i < 4; ++i)
-            nodes[i] = rebuild.NodeFor(*e.GetNode(corners[i]));
-        target.AddElement(4, nodes);
+            nodes[i] = sketch.NodeFor(*e.GetNode(corners[i]));
+        sketch.AddElement(nodes);
     }
 }
 
-void AddCopy(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& target) {
-    MMeshPoint* nodes[255];
+void AddCopy(MMeshElement const& e, MeshSketch& sketch) {
+    MeshSketch::Mark nodes[255] = {};
     for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-        nodes[i] = rebuild.NodeFor(*e.GetNode(i));
-    target.AddElement(static_cast<char>(e.GetNodeCount()), nodes);
+        nodes[i] = sketch.NodeFor(*e.GetNode(i));
+    sketch.AddElement(std::span(nodes).first(e.GetNodeCount()));
 }
 
 // A face of a hexahedron by the numbers of its corners.
@@ -82,12 +84,12 @@ bool MMeshConvertHex8ToTet4Operator::Operate() {
     if (!mesh || !m_target || mesh == m_target)
         return false;
     m_target->SetMeshType(MMeshBase::Linear);
-    MeshRebuild rebuild(*mesh, *m_target, m_origins);
-    rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
-        return rebuild.ForEachElement(source, [&](MMeshElement const& e) {
-            (e.GetNodeCount() == 8 ? AddFive : AddCopy)(rebuild, e, target);
-            return true;
+    MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
+    rebuild.ForEachSubVolume([&](MMeshSubVolume const& source) {
+        rebuild.ForEachElement(source, [](MMeshElement const& e, MeshSketch& sketch) {
+            (e.GetNodeCount() == 8 ? AddFive : AddCopy)(e, sketch);
         });
+        return true;
     });
     m_corrected = rebuild.Orient();
     return true;

@@ -4,22 +4,23 @@
 #include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 
 using KetSDK::Mesh::Detail::MeshRebuild;
+using KetSDK::Mesh::Detail::MeshSketch;
 
 namespace {
 
-void AddCorners(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& target) {
-    MMeshPoint* nodes[4];
+void AddCorners(MMeshElement const& e, MeshSketch& sketch) {
+    MeshSketch::Mark nodes[4];
     for (unsigned int i = 0; i < 4; ++i)
-        nodes[i] = rebuild.NodeFor(e, i);
-    target.AddElement(4, nodes);
+        nodes[i] = sketch.NodeFor(e, i);
+    sketch.AddElement(nodes);
 }
 
-void AddEight(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& target) {
+void AddEight(MMeshElement const& e, MeshSketch& sketch) {
     for (auto const& row : MMeshElementDescriptor::descr_tet10_to_tet4) {
-        MMeshPoint* nodes[4];
+        MeshSketch::Mark nodes[4];
         for (unsigned int i = 0; i < 4; ++i)
-            nodes[i] = rebuild.NodeFor(e, row[i]);
-        target.AddElement(4, nodes);
+            nodes[i] = sketch.NodeFor(e, row[i]);
+        sketch.AddElement(nodes);
     }
 }
 
@@ -34,13 +35,10 @@ bool MMeshConvertTet10ToTet4Operator::Operate() {
     if (!m_target)
         m_target = new MMeshBase;
     m_target->SetMeshType(MMeshBase::Linear);
-    MeshRebuild rebuild(*mesh, *m_target, m_origins);
-    auto const add = m_multiple ? AddEight : AddCorners;
-    rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
-        return rebuild.ForEachElement(source, [&](MMeshElement const& e) {
-            add(rebuild, e, target);
-            return true;
-        });
+    MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
+    rebuild.ForEachSubVolume([&](MMeshSubVolume const& source) {
+        rebuild.ForEachElement(source, m_multiple ? AddEight : AddCorners);
+        return true;
     });
     m_corrected = rebuild.Orient();
     return true;

@@ -8,45 +8,39 @@
 using KetSDK::Common::BranchingProgressReporter;
 using KetSDK::Common::IncrementalProgressReporter;
 using KetSDK::Mesh::Detail::MeshRebuild;
+using KetSDK::Mesh::Detail::MeshSketch;
 
 namespace {
 
 constexpr char const* Title = "Label sub volumes"; // kept: hosts know the job by it
-constexpr unsigned int ElementsPerStep = 1000;
 
-// Reads the corners at their nodes in the source, which are fetched ahead.
-void AddQuadratic(MeshRebuild& rebuild, MMeshElement const& e, MMeshSubVolume& target) {
+void AddQuadratic(MMeshElement const& e, MeshSketch& sketch) {
     MMeshPoint const* corners[4];
-    MMeshPoint* nodes[10];
+    MeshSketch::Mark nodes[10];
     for (unsigned int i = 0; i < 4; ++i) {
-        corners[i] = MeshRebuild::SourceOf(e, i);
-        nodes[i] = rebuild.NodeFor(e, i);
+        corners[i] = MeshSketch::SourceOf(e, i);
+        nodes[i] = sketch.NodeFor(*corners[i]);
     }
     for (unsigned int i = 0; i < 6; ++i) {
         auto const& edge = MMeshElementDescriptor::descr_tet4_tet10_point[i];
-        nodes[4 + i] = rebuild.MiddleOf(*corners[edge[0]], *corners[edge[1]]);
+        nodes[4 + i] = sketch.MiddleOf(*corners[edge[0]], *corners[edge[1]]);
     }
-    target.AddElement(10, nodes);
+    sketch.AddElement(nodes);
 }
 
 // False when cancelled.
-bool Convert(MeshRebuild& rebuild, MMeshSubVolume const& source, MMeshSubVolume& target,
-             IncrementalProgressReporter& progress) {
-    unsigned int count = 0;
-    auto const prefetch = [&rebuild](MMeshElement const& e) {
-        for (auto const& edge : MMeshElementDescriptor::descr_tet4_tet10_point)
-            rebuild.PrefetchMiddleOf(*MeshRebuild::SourceOf(e, edge[0]), *MeshRebuild::SourceOf(e, edge[1]));
-    };
-    return rebuild.ForEachElement(source, prefetch, [&](MMeshElement const& e) {
-        AddQuadratic(rebuild, e, target);
-        if (++count < ElementsPerStep)
+bool Convert(MeshRebuild& rebuild, MMeshSubVolume const& source, IncrementalProgressReporter& progress) {
+    struct NoNotes {};
+    return rebuild.ForEachElement<NoNotes>(
+        source, [](MMeshElement const& e, MeshSketch& sketch, NoNotes&) { AddQuadratic(e, sketch); },
+        [&progress](std::uint64_t elements, NoNotes const&) {
+            if (elements < MeshRebuild::ElementsPerStep)
+                return true;
+            if (progress.IsCancelled())
+                return false;
+            ++progress;
             return true;
-        count = 0;
-        if (progress.IsCancelled())
-            return false;
-        ++progress;
-        return true;
-    });
+        });
 }
 
 } // namespace
@@ -59,13 +53,13 @@ bool MMeshConvertTet4ToTet10Operator::Operate() {
         return false;
     if (!m_target)
         m_target = new MMeshBase;
-    MeshRebuild rebuild(*mesh, *m_target, m_origins);
+    MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
     BranchingProgressReporter progress(m_progress, Title, true);
     double const weight = 1.0 / static_cast<double>(mesh->NumberOfSubVolumes());
-    bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source, MMeshSubVolume& target) {
+    bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source) {
         IncrementalProgressReporter pass(progress.CreateNestedDelegate(weight), Title,
-                                         source.GetNbElements() / ElementsPerStep, true);
-        if (!Convert(rebuild, source, target, pass))
+                                         source.GetNbElements() / MeshRebuild::ElementsPerStep, true);
+        if (!Convert(rebuild, source, pass))
             return false;
         pass = pass.GetMaxValue();
         return true;

@@ -55,7 +55,7 @@ public:
     NodeOffsets(MMeshElementArrays const& arrays, bool parallel)
         : m_counts(arrays.node_counts) {
         if (m_counts.size() == 1) {
-            m_elements = m_counts[0] > 0 ? arrays.nodes.size() / m_counts[0] : 0;
+            m_elements = m_counts[0] > 0 ? arrays.nodes.size() / m_counts[0] : 1; // one without nodes
             m_end = m_elements * m_counts[0];
             return;
         }

@@ -7,23 +7,6 @@
 
 #include <vector>
 
-namespace {
-
-bool IsInverted(MMeshElement const& e) {
-    bool const is_tetrahedron = e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
-    return is_tetrahedron && !TetrahedronBase<double>(&e).OrientationOK();
-}
-
-void Invert(MMeshElement& e) noexcept {
-    e.SwapNodes(2, 3);
-    if (e.GetNodeCount() == 10) { // the edges 1-2 and 1-3, 2-0 and 0-3
-        e.SwapNodes(5, 8);
-        e.SwapNodes(6, 7);
-    }
-}
-
-} // namespace
-
 MMeshOrientOperator::~MMeshOrientOperator() = default;
 
 bool MMeshOrientOperator::Operate() {
@@ -40,7 +23,7 @@ bool MMeshOrientOperator::Operate() {
     };
     auto const invert = [this, mesh](std::uint64_t, std::uint64_t, Numbers const& inverted) {
         for (std::uint64_t const number : inverted)
-            Invert(*mesh->GetElement(number));
+            TurnIfInverted(*mesh->GetElement(number));
         m_corrected += static_cast<int>(inverted.size());
         return true;
     };
@@ -49,8 +32,10 @@ bool MMeshOrientOperator::Operate() {
 }
 
 bool MMeshOrientOperator::TurnIfInverted(MMeshElement& e) {
-    bool const inverted = IsInverted(e);
-    if (inverted)
-        Invert(e);
-    return inverted;
+    return TurnIfInverted(e, [&e](unsigned int i, unsigned int k) { e.SwapNodes(i, k); });
+}
+
+bool MMeshOrientOperator::IsInverted(MMeshElement const& e) {
+    bool const is_tetrahedron = e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
+    return is_tetrahedron && !TetrahedronBase<double>(&e).OrientationOK();
 }

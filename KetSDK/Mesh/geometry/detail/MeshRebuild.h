@@ -5,78 +5,36 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
 
-// What is common to building a mesh of other elements on the places of a source mesh, sub-volume by
-// sub-volume. Nodes at one place become one node. The source must not change meanwhile.
-class MeshRebuild {
+// What some elements of a source mesh become, before the target has it: nodes and elements on them. It reads
+// the source alone, so that threads can make several at the same time.
+class MeshSketch {
 public:
-    // Empties the target's list of sub-volumes; whatever else it holds stays. Origins are recorded when they
-    // are not null.
-    MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins);
+    // Stands for a node of the target, in one sketch.
+    enum class Mark : std::uint32_t {};
 
-    // Whether nodes at one place become one node, as unless set.
-    void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
-
-    // Calls visit(sub-volume of the source, new sub-volume of the target) for each in the order of the list,
-    // until visit returns false; false when it did.
-    template <typename Visit>
-    bool ForEachSubVolume(Visit&& visit) {
-        for (auto it = m_source.BeginSubVolume(); it != m_source.EndSubVolume(); ++it)
-            if (!visit(**it, AddSubVolumeLike(**it)))
-                return false;
-        if (m_origins)
-            CountJoinedNodes();
-        return true;
-    }
-
-    // Calls visit(element) for each of a sub-volume in the order of the mesh, until visit returns false;
-    // false when it did. The nodes of later elements are fetched ahead of prefetch(element), which comes some
-    // elements before visit.
-    template <typename Prefetch, typename Visit>
-    bool ForEachElement(MMeshSubVolume const& sub_volume, Prefetch&& prefetch, Visit&& visit) {
-        constexpr std::size_t near = 8, far = 24;
-        auto const indices = m_members.Of(sub_volume);
-        bool going_on = true;
-        for (std::size_t i = 0; i < indices.size() && going_on; ++i) {
-            if (i + far < indices.size())
-                PrefetchNodes(ElementAt(indices[i + far]));
-            if (i + near < indices.size())
-                prefetch(ElementAt(indices[i + near]));
-            going_on = visit(ElementAt(indices[i]));
-            if (m_origins)
-                RecordElements(indices[i]);
-        }
-        RegisterUsed();
-        return going_on;
-    }
-    template <typename Visit>
-    bool ForEachElement(MMeshSubVolume const& sub_volume, Visit&& visit) {
-        return ForEachElement(
-            sub_volume, [](MMeshElement const&) {}, visit);
-    }
-
-    // The target's node at the place of a node, which is one of the source or in no container. What follows
-    // is that of AddPointUnique, of which only the search is saved: each time the node gets a fresh mask
-    // index, also when it was entered before. It has it when ForEachElement is through.
-    MMeshPoint* NodeFor(MMeshPoint const& source) {
+    // At the place of a node, which is one of the source or in no container.
+    Mark NodeFor(MMeshPoint const& source) {
         auto const number = static_cast<std::size_t>(source.GetIndex());
-        if (number >= m_node_of.size())
-            return Enter(source.x, source.y, source.z);
-        MMeshPoint*& node = m_node_of[number];
-        if (node)
-            return Use(*node);
-        node = Enter(source.x, source.y, source.z);
-        if (m_origins)
-            RecordNode(*node, source.GetIndex());
-        return node;
+        if (number >= m_node_of->size())
+            return Use(AddPlace({source.x, source.y, source.z}));
+        if (MLong& recent = m_recent[number % m_recent.size()];
+            !(*m_node_of)[number] && recent != source.GetIndex()) {
+            recent = source.GetIndex();
+            AddPlace({source.x, source.y, source.z}, &source, &source);
+        }
+        return Use(static_cast<Mark>(number));
     }
     // Node i of an element seen as a tetrahedron. It is a node at the origin where the element has none, and
     // in place of mid-edge nodes when it has fewer than ten.
@@ -85,55 +43,174 @@ public:
         bool const exists = i < (i < 4 || e.GetNodeCount() >= 10 ? e.GetNodeCount() : 4u);
         return exists ? e.GetNode(i) : &origin;
     }
-    // The target's node there.
-    MMeshPoint* NodeFor(MMeshElement const& e, unsigned int i) { return NodeFor(*SourceOf(e, i)); }
-    // The target's node in the middle between two nodes of the source that NodeFor was asked for, halves
-    // rounded away from zero.
-    MMeshPoint* MiddleOf(MMeshPoint const& a, MMeshPoint const& b) {
-        MMeshPoint* const node = Enter(Middle(a.x, b.x), Middle(a.y, b.y), Middle(a.z, b.z));
+    Mark NodeFor(MMeshElement const& e, unsigned int i) { return NodeFor(*SourceOf(e, i)); }
+    // In the middle between two nodes that NodeFor was asked for, halves rounded away from zero.
+    Mark MiddleOf(MMeshPoint const& a, MMeshPoint const& b);
+    // At a place inside an element, for the corners of which its values stand.
+    Mark NodeInside(MMeshElement const& e, MMVector<MLong, 3> const& place) {
+        return Use(AddPlace({place[0], place[1], place[2]}, nullptr, nullptr, &e));
+    }
+    void AddElement(std::span<Mark const> nodes) {
+        m_counts.push_back(static_cast<unsigned char>(nodes.size()));
+        m_nodes.insert(m_nodes.end(), nodes.begin(), nodes.end());
+    }
+
+private:
+    friend class MeshRebuild;
+
+    // Where the target may have no node yet.
+    struct Place {
+        std::array<MLong, 3> position;
+        MMeshPoint const* a = nullptr; // between these of the source; the same twice: at that node
+        MMeshPoint const* b = nullptr;
+        MMeshElement const* around = nullptr; // inside this one
+    };
+    // The place in the middle of an edge of the source, in a hash table.
+    struct Middle {
+        std::uint64_t edge = 0;
+        std::uint32_t place = 0;
+        std::uint32_t round = 0; // of which sketch; an older one is free
+    };
+    static constexpr auto IsPlace = std::uint32_t{1}
+                                    << 31; // in a mark; else it is the number of a source's node
+
+    void Begin(std::vector<MMeshPoint*> const& node_of);
+    Mark AddPlace(std::array<MLong, 3> const& position, MMeshPoint const* a = nullptr,
+                  MMeshPoint const* b = nullptr, MMeshElement const* around = nullptr) {
+        m_places.push_back({position, a, b, around});
+        return static_cast<Mark>((m_places.size() - 1) | IsPlace);
+    }
+    Mark Use(Mark mark) {
+        m_uses.push_back(mark);
+        return mark;
+    }
+    Middle& Find(std::uint64_t edge) noexcept;
+    void GrowMiddles();
+    // When the places have their nodes.
+    MMeshPoint* NodeAt(Mark mark) const noexcept {
+        auto const number = static_cast<std::uint32_t>(mark);
+        return (number & IsPlace) != 0 ? m_entered[number & ~IsPlace] : (*m_node_of)[number];
+    }
+
+    std::vector<MMeshPoint*> const* m_node_of = nullptr; // the target's, by number of the source's node
+    std::array<MLong, 1024> m_recent;                    // of the source's nodes some that have a place here
+    std::vector<Place> m_places;                         // in the order of their first use
+    std::vector<MMeshPoint*> m_entered;                  // at the places
+    std::vector<Mark> m_uses;                            // each call that asked for a node
+    std::vector<MMeshPoint*> m_used;                     // the same as nodes
+    std::vector<unsigned char> m_counts;                 // of nodes, of the elements
+    std::vector<Mark> m_nodes;
+    std::vector<MLong> m_parents;  // of the elements, when origins are recorded
+    std::vector<Middle> m_middles; // a power of two, half of which at least is free
+    std::size_t m_middle_count = 0;
+    std::uint32_t m_round = 0;
+};
+
+// What is common to building a mesh of other elements on the places of a source mesh, sub-volume by
+// sub-volume. Nodes at one place become one node. The source must not change meanwhile.
+//
+// Elements are sketched on several threads when parallel. Nodes are entered and registered in the order of
+// their use, as AddPointUnique for one after the other does. Each time the node gets a fresh mask index, also
+// when it was entered before.
+class MeshRebuild {
+public:
+    using Mark = MeshSketch::Mark;
+    static constexpr std::uint64_t ElementsPerStep = 1000;
+
+    // Empties the target's list of sub-volumes; whatever else it holds stays. Origins are recorded when they
+    // are not null.
+    MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins, bool parallel);
+
+    // Whether nodes at one place become one node, as unless set. Otherwise nothing may ask for middles.
+    void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
+
+    // Calls visit(sub-volume of the source) for each in the order of the list, until visit returns false;
+    // false when it did. The target has a new sub-volume like it, into which elements go.
+    template <typename Visit>
+    bool ForEachSubVolume(Visit&& visit) {
+        for (auto it = m_source.BeginSubVolume(); it != m_source.EndSubVolume(); ++it) {
+            AddSubVolumeLike(**it);
+            if (!visit(**it))
+                return false;
+        }
         if (m_origins)
-            RecordMiddle(*node, a, b);
-        return node;
+            CountJoinedNodes();
+        return true;
     }
-    // The target's node at a place inside an element, for the corners of which its values stand.
-    MMeshPoint* NodeInside(MMeshElement const& e, MMVector<MLong, 3> const& place) {
-        MMeshPoint* const node = Enter(place[0], place[1], place[2]);
-        if (m_origins)
-            RecordInside(*node, e);
-        return node;
+
+    // Builds what sketch(element, MeshSketch&, Notes&) makes of each element of a sub-volume, in the order of
+    // the mesh; it is called on any thread. After ElementsPerStep elements, and at the end, the calling
+    // thread continues with go_on(elements, Notes const&), until that returns false; false when it did. What
+    // it has heard of is built then, and nothing else.
+    template <typename Notes, typename Sketch, typename GoOn>
+    bool ForEachElement(MMeshSubVolume const& sub_volume, Sketch const& sketch, GoOn const& go_on) {
+        auto const all = m_members.Of(sub_volume);
+        std::vector<Notes> notes(m_sketches.size());
+        for (std::size_t begin = 0; begin < all.size();) {
+            auto const indices = all.subspan(
+                begin, std::min<std::size_t>(all.size() - begin, m_sketches.size() * ElementsPerStep));
+            begin += indices.size();
+            Support::ComputeSteps(StepsOf(indices.size()), [&](std::uint64_t first, std::uint64_t last) {
+                auto const step = static_cast<std::size_t>(first / ElementsPerStep);
+                notes[step] = {};
+                SketchElements(
+                    indices.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
+                    m_sketches[step],
+                    [&](MMeshElement const& e) { sketch(e, m_sketches[step], notes[step]); });
+            });
+            std::size_t entered = 0;
+            bool going_on = true;
+            for (std::uint64_t first = 0; first < indices.size() && going_on; first += ElementsPerStep) {
+                Enter(m_sketches[entered]);
+                going_on =
+                    go_on(std::min(ElementsPerStep, indices.size() - first), std::as_const(notes[entered]));
+                ++entered;
+            }
+            Build(std::span(m_sketches).first(entered));
+            if (!going_on)
+                return false;
+        }
+        return true;
     }
-    // Fetches what MiddleOf of the nodes there will look up.
-    void PrefetchMiddleOf(MMeshPoint const& a, MMeshPoint const& b) const noexcept {
-        m_target.PrefetchPoint(Middle(a.x, b.x), Middle(a.y, b.y), Middle(a.z, b.z));
+    // The same without notes, to the end.
+    template <typename Sketch>
+    void ForEachElement(MMeshSubVolume const& sub_volume, Sketch const& sketch) {
+        struct None {};
+        ForEachElement<None>(
+            sub_volume, [&sketch](MMeshElement const& e, MeshSketch& s, None&) { sketch(e, s); },
+            [](std::uint64_t, None const&) { return true; });
     }
+
     // Turns the inverted tetrahedra of the target, those that it had before too; returns how many.
     int Orient();
 
 private:
-    static MLong Middle(MLong a, MLong b) noexcept {
-        std::int64_t const sum = std::int64_t{a} + b;
-        return static_cast<MLong>((sum + (sum > 0) - (sum < 0)) / 2);
+    Support::WorkSteps StepsOf(std::uint64_t elements) const noexcept {
+        return {.items = elements, .step = ElementsPerStep, .parallel = m_parallel};
     }
-    MMeshPoint* Enter(MLong x, MLong y, MLong z) {
-        if (m_join_nodes)
-            m_target.ForbidDuplicatePoints();
-        else
-            m_target.AllowDuplicatePoints();
-        m_target.m_box.Widen({x, y, z});
-        return Use(m_target.m_points->AddPoint(x, y, z));
+    // Calls visit(element) for each; the nodes of later elements are fetched ahead.
+    template <typename Visit>
+    void SketchElements(std::span<std::uint64_t const> indices, MeshSketch& sketch,
+                        Visit const& visit) const {
+        constexpr std::size_t ahead = 16;
+        sketch.Begin(m_node_of);
+        for (std::size_t i = 0; i < indices.size(); ++i) {
+            if (i + ahead < indices.size())
+                PrefetchNodes(ElementAt(indices[i + ahead]));
+            visit(ElementAt(indices[i]));
+            if (m_origins)
+                sketch.m_parents.resize(sketch.m_counts.size(),
+                                        m_index_at[static_cast<std::size_t>(indices[i])]);
+        }
     }
-    // Notes that the node is to be registered. Such nodes lie anywhere in memory: waiting for one after the
-    // other would double the time of a conversion.
-    MMeshPoint* Use(MMeshPoint& node) {
-        Support::PrefetchToWrite(&node);
-        if (m_used_count == m_used.size())
-            RegisterUsed();
-        return m_used[m_used_count++] = &node;
-    }
-    void RegisterUsed();
+    // Gives each place its node.
+    void Enter(MeshSketch& sketch);
+    MMeshPoint* EnterAt(MeshSketch::Place const& place);
+    MMeshPoint* AddNode(std::array<MLong, 3> const& position);
+    // Registers the nodes that the sketches use, and adds their elements.
+    void Build(std::span<MeshSketch> sketches);
+    void RegisterUsed(MeshSketch const& sketch);
     void BeginRecord();
-    // What the target got last came from the element with that mask index.
-    void RecordElements(std::uint64_t mask_index);
     void RecordNode(MMeshPoint const& node, MLong parent);
     void RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b);
     void RecordInside(MMeshPoint const& node, MMeshElement const& e);
@@ -142,16 +219,18 @@ private:
     MMeshElement const& ElementAt(std::uint64_t index) const noexcept {
         return *m_source.GetElementMasks()->GetObjectAt(index);
     }
-    MMeshSubVolume& AddSubVolumeLike(MMeshSubVolume const& source);
+    void AddSubVolumeLike(MMeshSubVolume const& source);
 
     MMeshBase const& m_source;
     MMeshBase& m_target;
     SubVolumeElements m_members;
-    std::vector<MMeshPoint*> m_node_of;  // by number of the source's node; null while not entered
-    std::array<MMeshPoint*, 512> m_used; // in the order of use, not yet registered
-    std::size_t m_used_count = 0;
+    std::vector<MMeshPoint*> m_node_of; // by number of the source's node; null while not entered
     MMeshOrigins* m_origins;
+    bool m_parallel;
     bool m_join_nodes = true;
+    std::vector<MeshSketch> m_sketches;  // those of one round
+    std::vector<unsigned char> m_counts; // of nodes, of the elements of one round
+    std::vector<MLong> m_nodes;
     std::vector<MLong> m_index_at; // of elements of the source, by mask index; when origins are recorded
 };
 
