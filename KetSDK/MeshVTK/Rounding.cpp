@@ -90,7 +90,7 @@ void CheckLimits(RoundingReport const& report, std::size_t count, RoundingLimits
                 << report.largest_error << " mm)";
     else
         return;
-    message << "; is the unit of length right?";
+    message << "; --unit m, mm or um says in which unit of length the file is";
     throw Error(message.str());
 }
 
