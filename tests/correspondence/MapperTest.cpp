@@ -139,6 +139,30 @@ TEST(Mapper, ProjectsOntoLargeTrianglesWithinTheTolerance) {
     }
 }
 
+// However far a tolerance reaches, what fits by its corners comes first.
+TEST(Mapper, FindsTheTrianglesOfFacesAtAnyTolerance) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 5);
+    MStlBase stl;
+    MMeshExtractStlSurfaceOperator extract;
+    extract.SetMesh(&mesh);
+    extract.SetStl(&stl);
+    ASSERT_TRUE(extract.Operate());
+    MMeshCorrespondenceMapperExact exact(&stl, &mesh);
+    for (double const tolerance : {0.5, 3.0, 10.0, 1e6}) {
+        MMeshCorrespondenceMapperProjection mapper(&stl, &mesh, tolerance);
+        for (MMeshElement& e : mesh.Elements())
+            for (unsigned int face = 0; face < 4; ++face)
+                ASSERT_EQ(mapper.GetTriangle(&e, face), exact.GetTriangle(&e, face)) << tolerance;
+    }
+    // A triangle that nothing fits, beyond the others, goes to a face that is far from it.
+    MStlPoint* const p[3] = {stl.AddPoint(20 * Unit, 0, 0, true), stl.AddPoint(20 * Unit, Unit, 0, true),
+                             stl.AddPoint(20 * Unit, 0, Unit, true)};
+    MStlTriangle const* const away = &stl.AddTriangle(p[0], p[1], p[2], nullptr)->GetData();
+    EXPECT_EQ(MMeshCorrespondenceMapperProjection(&stl, &mesh, 10.0).GetElement(away), nullptr);
+    EXPECT_NE(MMeshCorrespondenceMapperProjection(&stl, &mesh, 30.0).GetElement(away), nullptr);
+}
+
 TEST(Checker, CountsWhatIsMissingAndWhatIsTurned) {
     MMeshBase mesh;
     TestMeshes::FillWithCubes(mesh, 3);

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 using namespace KetSDK::Mesh::Detail;
 
@@ -62,16 +63,24 @@ struct CornerDistances {
     }
 };
 
+// Costs and radii are compared with that much to spare for rounding.
+constexpr double Spare = 1.0 - 1e-9;
+
 class ProjectionMatcher : public SurfaceMatcher {
 public:
     ProjectionMatcher(MStlBase const& stl, double tolerance)
-        : m_tree(stl)
-        , m_tolerance(tolerance) {}
+        : m_stl(stl)
+        , m_tree(stl)
+        , m_tolerance(tolerance)
+        , m_first_radius(FirstRadius()) {}
 
     bool IsNear(MMeshPoint const& node) const override {
-        thread_local Hits hits;
-        m_tree.FindWithin(node.GetPosition(), m_tolerance, hits);
-        return !hits.empty();
+        bool found = false;
+        Widen(m_tree, node.GetPosition(), m_first_radius, [&found](Hits const& hits, double) {
+            found = !hits.empty();
+            return found;
+        });
+        return found;
     }
 
     std::vector<FaceMatch> FindMatches(std::span<SurfaceFace const> faces,
@@ -79,15 +88,20 @@ public:
         std::vector<Claims> claims(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i)
-                claims[i] = ClaimByCorners(faces[i]);
+                claims[i] = ClaimByCorners(m_tree, PositionsOf(faces[i]), m_first_radius);
         });
+        if (IsWide())
+            ClaimFarther(faces, claims, loop);
         std::vector<double> const taken = LeastCosts(claims);
+        std::optional<MStlTriangleTree> free; // the triangles that are left to faces between elements
+        if (IsWide())
+            free.emplace(m_stl, AreTaken(taken));
         std::vector<FaceMatch> matches(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i) {
                 matches[i] = Granted(claims[i], taken);
                 if (matches[i].IsEmpty())
-                    matches[i] = MatchByPlane(faces[i], taken);
+                    matches[i] = MatchByPlane(free && !faces[i].exterior ? *free : m_tree, faces[i], taken);
             }
         });
         return matches;
@@ -99,24 +113,100 @@ private:
                 face.corners[2]->GetPosition()};
     }
 
-    // The triangles within the tolerance of the centroid.
-    Hits const& Near(Triangle const& face) const {
+    static Point CentroidOf(Triangle const& face) { return (face[0] + face[1] + face[2]) / 3.0; }
+
+    // About two triangles wide, or the tolerance where that is less.
+    double FirstRadius() const {
+        double area = 0.0;
+        for (std::size_t i = 0; i < m_tree.NumberOfTriangles(); ++i)
+            area += m_tree.GetPositions(i).Area();
+        double const size = std::sqrt(area / static_cast<double>(m_tree.NumberOfTriangles()));
+        return std::min(std::max(2.0 * size, m_tolerance / 4096.0), m_tolerance);
+    }
+    // Whether the tolerance reaches so many triangles that they are looked at in rings, the nearest first.
+    bool IsWide() const noexcept { return m_first_radius < m_tolerance; }
+
+    // Calls look(hits, radius) with what a tree has around a point, from the first radius to the tolerance,
+    // twice as far each time, until that is true.
+    template <typename Look>
+    void Widen(MStlTriangleTree const& tree, Point const& centre, double radius, Look const& look) const {
         thread_local Hits hits;
-        m_tree.FindWithin((face[0] + face[1] + face[2]) / 3.0, m_tolerance, hits);
-        return hits;
+        for (;; radius = std::min(2.0 * radius, m_tolerance)) {
+            tree.FindWithin(centre, radius, hits);
+            if (look(hits, radius) || !(radius < m_tolerance))
+                return;
+        }
     }
 
-    Claims ClaimByCorners(SurfaceFace const& face) const {
-        Triangle const corners = PositionsOf(face);
-        Claims claims;
-        for (MStlTriangleTree::Hit const& hit : Near(corners)) {
+    void OfferByCorners(Triangle const& corners, Hits const& hits, Claims& claims) const {
+        for (MStlTriangleTree::Hit const& hit : hits) {
             CornerDistances const distances(corners, m_tree.GetPositions(hit.number));
             double const least = std::min(distances.same, distances.opposite);
             if (least <= m_tolerance)
                 (distances.same <= distances.opposite ? claims.same : claims.opposite)
                     .Offer(hit.number, least);
         }
+    }
+
+    // The claims of a face to what a tree has within a radius of its centroid.
+    Claims ClaimByCorners(MStlTriangleTree const& tree, Triangle const& corners, double radius) const {
+        thread_local Hits hits;
+        tree.FindWithin(CentroidOf(corners), radius, hits);
+        Claims claims;
+        OfferByCorners(corners, hits, claims);
         return claims;
+    }
+
+    // Claims within the first radius are final when they cost no more than that, because no corners lie
+    // nearer than centroids do. All others can be granted only for triangles without a final claim: they are
+    // few, mostly none, and are looked for far away.
+    void ClaimFarther(std::span<SurfaceFace const> faces, std::vector<Claims>& claims,
+                      MappingLoop const& loop) const {
+        for (Claims& both : claims)
+            for (Claim* const claim : {&both.same, &both.opposite})
+                if (claim->cost > m_first_radius * Spare)
+                    *claim = {};
+        std::vector<bool> const taken = AreTaken(LeastCosts(claims));
+        if (std::ranges::find(taken, false) == taken.end())
+            return;
+        MStlTriangleTree const free(m_stl, taken);
+        loop(faces.size(), 64, [&](std::size_t first, std::size_t last) {
+            for (std::size_t i = first; i < last; ++i)
+                ClaimFarther(free, PositionsOf(faces[i]), claims[i]);
+        });
+    }
+
+    void ClaimFarther(MStlTriangleTree const& free, Triangle const& corners, Claims& claims) const {
+        bool const needs_same = claims.same.cost == Unmatched;
+        bool const needs_opposite = claims.opposite.cost == Unmatched;
+        if (!needs_same && !needs_opposite)
+            return;
+        Claims far;
+        Widen(free, CentroidOf(corners), m_first_radius, [&](Hits const& hits, double radius) {
+            far = {};
+            OfferByCorners(corners, hits, far);
+            return (!needs_same || far.same.cost <= radius * Spare) &&
+                   (!needs_opposite || far.opposite.cost <= radius * Spare);
+        });
+        bool const has_same = needs_same && far.same.cost != Unmatched;
+        bool const has_opposite = needs_opposite && far.opposite.cost != Unmatched;
+        if (!has_same && !has_opposite)
+            return;
+        // They stand when no other triangle is nearer.
+        double const cost = std::max(has_same ? far.same.cost : 0.0, has_opposite ? far.opposite.cost : 0.0);
+        Claims const all = ClaimByCorners(m_tree, corners, std::min(cost / Spare, m_tolerance));
+        if (has_same)
+            claims.same = all.same;
+        if (has_opposite)
+            claims.opposite = all.opposite;
+    }
+
+    static std::vector<bool> AreTaken(std::vector<double> const& costs) {
+        std::vector<bool> taken;
+        taken.reserve(costs.size());
+        for (double const cost : costs)
+            taken.push_back(cost != Unmatched);
+        return taken;
     }
 
     // What the best claim to each triangle costs.
@@ -139,21 +229,29 @@ private:
         return {granted(claims.same), granted(claims.opposite)};
     }
 
-    FaceMatch MatchByPlane(SurfaceFace const& face, std::vector<double> const& taken) const {
+    // Only what the tree has counts.
+    FaceMatch MatchByPlane(MStlTriangleTree const& tree, SurfaceFace const& face,
+                           std::vector<double> const& taken) const {
         Triangle const corners = PositionsOf(face);
         Point const normal = corners.Normal();
         Claim same;
         Claim opposite;
-        for (MStlTriangleTree::Hit const& hit : Near(corners)) {
+        auto const offer = [&](MStlTriangleTree::Hit const& hit) {
             if (!face.exterior && taken[hit.number] != Unmatched)
-                continue;
+                return;
             double const cosine = normal.Dot(m_tree.GetPositions(hit.number).Normal());
             if (std::abs(cosine) < LeastCosine)
-                continue;
+                return;
             double const away = m_tolerance > 0.0 ? hit.distance / m_tolerance : 0.0;
             (cosine > 0.0 ? same : opposite)
                 .Offer(hit.number, away + (1.0 - std::abs(cosine)) / (1.0 - LeastCosine));
-        }
+        };
+        Widen(tree, CentroidOf(corners), m_first_radius, [&](Hits const& hits, double radius) {
+            same = opposite = {};
+            std::ranges::for_each(hits, offer);
+            // What lies farther away costs more than one that counts.
+            return radius / m_tolerance > std::min(same.cost, opposite.cost) + BackToBack;
+        });
         FaceMatch match;
         if (same.cost <= opposite.cost + BackToBack)
             match.same = same.triangle;
@@ -162,8 +260,10 @@ private:
         return match;
     }
 
+    MStlBase const& m_stl;
     MStlTriangleTree m_tree;
     double m_tolerance;
+    double m_first_radius;
 };
 
 } // namespace

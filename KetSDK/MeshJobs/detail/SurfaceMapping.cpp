@@ -33,8 +33,8 @@ double SizeOf(MMeshBase const& mesh) {
     return std::hypot(box[3] - box[0], box[4] - box[1], box[5] - box[2]);
 }
 
-// Of faces and triangles, which are compared one by one: a minute or so.
-constexpr double MostPairs = 3e8;
+// Of faces and triangles that lie near them, about: a minute or so where the surface is not that of the mesh.
+constexpr double MostPairs = 5e7;
 
 // A surface of triangles of this size has so many of them within a radius, about.
 double TrianglesWithin(double radius, double size, MStlBase const& stl) {

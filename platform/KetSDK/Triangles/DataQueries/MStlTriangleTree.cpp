@@ -57,13 +57,18 @@ struct MStlTriangleTree::Tree {
 };
 
 MStlTriangleTree::MStlTriangleTree(MStlBase const& stl)
+    : MStlTriangleTree(stl, std::vector<bool>(static_cast<std::size_t>(stl.NumberOfTriangles()), false)) {}
+
+MStlTriangleTree::MStlTriangleTree(MStlBase const& stl, std::vector<bool> const& left_out)
     : m_stl(stl) {
     m_positions.reserve(static_cast<std::size_t>(stl.NumberOfTriangles()));
     std::vector<TreeEntry> entries;
     entries.reserve(m_positions.capacity());
     for (MStlTriangle const& triangle : stl.Triangles()) {
+        std::size_t const number = m_positions.size();
         m_positions.push_back(triangle.GetPositions());
-        entries.emplace_back(BoxOf(m_positions.back()), static_cast<std::uint32_t>(entries.size()));
+        if (!left_out[number])
+            entries.emplace_back(BoxOf(m_positions.back()), static_cast<std::uint32_t>(number));
     }
     m_tree.reset(new Tree{decltype(Tree::entries)(entries)});
 }

@@ -32,6 +32,8 @@ public:
     };
 
     explicit MStlTriangleTree(MStlBase const& stl);
+    // Of some triangles only: the tree does not find those for whose numbers `left_out` is true.
+    MStlTriangleTree(MStlBase const& stl, std::vector<bool> const& left_out);
     MStlTriangleTree(MStlTriangleTree const&) = delete;
     MStlTriangleTree& operator=(MStlTriangleTree const&) = delete;
     ~MStlTriangleTree();
