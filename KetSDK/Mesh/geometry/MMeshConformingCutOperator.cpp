@@ -13,6 +13,7 @@
 #include <map>
 #include <set>
 #include <span>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -105,6 +106,22 @@ private:
     ElementCut CutOf(MMeshElement const& e) const { return ToCut(e).Cut(); }
     ElementToCut::Faces FacesOf(MMeshElement const& e) const { return ToCut(e).GetFaces(); }
 
+    // Whether the cut on the present diagonals is positive. Remembered for each choice of diagonals, because
+    // those of folded elements and of their neighbours are tried many times, and each cut takes long.
+    bool IsPositive(MMeshElement const& e) {
+        ElementToCut const element = ToCut(e);
+        unsigned int choice = 0;
+        for (Face const& face : element.GetFaces())
+            choice = choice << 1U | static_cast<unsigned int>(face.flipped);
+        std::uint64_t const bit = std::uint64_t{1} << choice; // of at most six faces
+        auto& [known, positive] = m_positive[&e];
+        if ((known & bit) == 0) {
+            known |= bit;
+            positive |= element.Cut().positive ? bit : 0;
+        }
+        return (positive & bit) != 0;
+    }
+
     bool IsFlipped(Face const& face) const {
         bool const beside_triangles =
             !m_edges.empty() && m_edges.contains(Key(face.other)) && !m_edges.contains(Key(face.diagonal));
@@ -165,7 +182,7 @@ private:
     // Flips the fewest faces of an element with which it is positive and no neighbour becomes worse.
     // Diagonals of tetrahedra stay.
     void TryOtherDiagonals(MMeshElement const& e) {
-        if (CutOf(e).positive) // since a neighbour was
+        if (IsPositive(e)) // since a neighbour was
             return;
         std::vector<FaceKey> faces;
         for (Face const& face : FacesOf(e))
@@ -179,23 +196,27 @@ private:
     }
 
     bool TryFlips(MMeshElement const& e, std::vector<FaceKey> const& faces, unsigned int chosen) {
-        std::set<MMeshElement const*> positive_neighbours;
-        for (std::size_t f = 0; f < faces.size(); ++f)
-            for (MMeshElement const* const other : m_elements_at[faces[f]])
-                if ((chosen >> f & 1U) != 0 && other != &e && CutOf(*other).positive)
-                    positive_neighbours.insert(other);
         auto const flip = [&] {
             for (std::size_t f = 0; f < faces.size(); ++f)
                 if ((chosen >> f & 1U) != 0 && m_flipped.erase(faces[f]) == 0)
                     m_flipped.insert(faces[f]);
         };
         flip();
-        bool const helps = CutOf(e).positive &&
-                           std::ranges::all_of(positive_neighbours,
-                                               [this](MMeshElement const* n) { return CutOf(*n).positive; });
+        bool const helps = IsPositive(e);
+        flip();
         if (!helps)
+            return false;
+        std::set<MMeshElement const*> positive_neighbours;
+        for (std::size_t f = 0; f < faces.size(); ++f)
+            for (MMeshElement const* const other : m_elements_at[faces[f]])
+                if ((chosen >> f & 1U) != 0 && other != &e && IsPositive(*other))
+                    positive_neighbours.insert(other);
+        flip();
+        bool const harmless = std::ranges::all_of(
+            positive_neighbours, [this](MMeshElement const* neighbour) { return IsPositive(*neighbour); });
+        if (!harmless)
             flip();
-        return helps;
+        return harmless;
     }
 
     MMeshBase const& m_mesh;
@@ -203,6 +224,8 @@ private:
     std::unordered_set<std::uint64_t> m_edges; // of triangles, and given ones
     std::set<FaceKey> m_flipped;
     std::map<FaceKey, std::vector<MMeshElement const*>> m_elements_at; // of elements without a positive cut
+    // By element, for each choice of diagonals a bit: whether its cut is known, and whether it is positive.
+    std::unordered_map<MMeshElement const*, std::pair<std::uint64_t, std::uint64_t>> m_positive;
 };
 
 // A face with four corners, and how an element halves it.
