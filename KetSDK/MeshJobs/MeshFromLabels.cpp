@@ -13,7 +13,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <unordered_set>
+#include <utility>
 
 namespace KetSDK::MeshJobs {
 
@@ -22,6 +26,7 @@ namespace {
 // Elements are numbered in 32 bits.
 constexpr double MostElements = 2e9;
 constexpr double UsualGrading = 4.0;
+constexpr std::size_t MostLabels = 1000;
 
 double MemoryOfMachine() {
     long const pages = sysconf(_SC_PHYS_PAGES), size = sysconf(_SC_PAGESIZE);
@@ -66,6 +71,22 @@ void CheckMemory(MMeshFromLabelsOperator const& meshing, Image const& image,
                                     "; a size of " + SizeText(size) + " mm fits");
 }
 
+// Throws FileError for more labels than anybody draws: then the numbers are grey values.
+void CheckLabels(MLabelImage const& labels, Image const& image, MeshFromLabelsOptions const& options) {
+    if (!options.labels.empty())
+        return;
+    std::unordered_set<std::int32_t> different;
+    std::int32_t last = 0;
+    for (std::int32_t const label : labels.labels)
+        if (label != std::exchange(last, label))
+            different.insert(label);
+    if (different.size() > MostLabels)
+        throw FileError(image.file,
+                        "it has " + std::to_string(different.size()) +
+                            " different numbers, as grey values have: an image of labels is needed, or "
+                            "--labels with those to take");
+}
+
 void Warn(MeshedLabel const& label, Image const& image, double size, Context const& context) {
     std::string const name = image.file + ": label " + std::to_string(label.label);
     std::string const share = FormatGeneral(100.0 * label.lost_volume / label.voxel_volume, 2) + " %";
@@ -92,6 +113,7 @@ MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions co
                                     Context const& context) {
     MLabelImage const labels = Detail::ForFile(
         image.file, [&] { return MeshVTK::LabelsFromImage(*image.voxels->data, image.unit); });
+    CheckLabels(labels, image, options);
     MMeshFromLabelsOperator meshing;
     meshing.SetImage(&labels);
     meshing.SetMeshingSettings(SettingsOf(options));
