@@ -10,9 +10,11 @@
 #include <KetSDK/Math/MathCore/MMTransform.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
+#include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertHex8ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet10ToTet4Operator.h>
 #include <KetSDK/Mesh/geometry/MMeshConvertTet4ToTet10Operator.h>
+#include <KetSDK/Mesh/geometry/MMeshFold.h>
 #include <KetSDK/Mesh/geometry/MMeshGrowBadTetsOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
@@ -40,6 +42,8 @@
 #include <KetSDK/Mesh/operators/MMeshOrientOperator.h>
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
+#include <KetSDK/Mesh/operators/MMeshTopology.h>
+#include <KetSDK/Mesh/operators/MMeshWeldOperator.h>
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
@@ -90,6 +94,27 @@ void ConvertKinds(MMeshBase& mesh) {
     CarryMasks(mesh, origins, target);
 }
 
+void CutAndWeld(MMeshBase& mesh) {
+    for (bool const join : {false, true}) {
+        MMeshBase target;
+        MMeshOrigins origins;
+        MMeshConformingCutOperator cut;
+        cut.SetTet4Mesh(&target);
+        cut.SetOrigins(&origins);
+        cut.SetJoinNodes(join);
+        Run(cut, mesh);
+    }
+    for (double const tolerance : {0.0, 0.25, 1e9}) {
+        MMeshBase target;
+        MMeshOrigins origins;
+        MMeshWeldOperator weld;
+        weld.SetTarget(&target);
+        weld.SetTolerance(tolerance);
+        weld.SetOrigins(&origins);
+        Run(weld, mesh);
+    }
+}
+
 void Measure(MMeshBase& mesh) {
     MMeshQualityAnalysisOperator analysis;
     for (KetSDK::Mesh::QualityMetric const& metric : KetSDK::Mesh::QualityMetrics()) {
@@ -98,6 +123,10 @@ void Measure(MMeshBase& mesh) {
     }
     MMeshTet10ConsistencyCheckOperator check;
     Run(check, mesh);
+    for (MMeshElement const& e : mesh.Elements())
+        IsFolded(e);
+    KetSDK::Mesh::AnalyzeTopology(mesh);
+    KetSDK::Mesh::CountDoubleNodes(mesh);
 }
 
 void Repair(MMeshBase& mesh) {
@@ -291,9 +320,9 @@ void Project(MMeshBase& mesh) {
     Run(project, mesh);
 }
 
-constexpr void (*Uses[])(MMeshBase&) = {
-    ConvertKinds, Measure, Repair,        Grow,  AssignMaterials, MakeSurfaces, Isosurface, MakeGraphs,
-    Layers,       Cut,     LabelAndGroup, Match, Split,           Merge,        Remove,     Project};
+constexpr void (*Uses[])(MMeshBase&) = {ConvertKinds, CutAndWeld, Measure,    Repair, Grow,   AssignMaterials,
+                                        MakeSurfaces, Isosurface, MakeGraphs, Layers, Cut,    LabelAndGroup,
+                                        Match,        Split,      Merge,      Remove, Project};
 
 // Each use of a mesh begins with the mesh of the file.
 bool ConsumeForOperators(std::span<std::byte const> bytes) {
