@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
@@ -124,6 +125,8 @@ MergeResult Merge(Model& first, Model const& second, Context const& context) {
     result.elements = static_cast<std::uint64_t>(first.mesh->NumberOfElements());
     result.nodes = static_cast<std::uint64_t>(first.mesh->NumberOfPoints());
     result.joined_nodes = of_second.joined_nodes;
+    result.duplicate_elements = Detail::WarnOfDuplicateElements(
+        *first.mesh, Detail::NameOf(first) + " and " + Detail::NameOf(second), context);
     result.subvolumes = ReportSubVolumes(*first.mesh);
     return result;
 }

@@ -5,7 +5,9 @@
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
+#include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 
 #include <cmath>
@@ -40,6 +42,8 @@ WeldResult Weld(Model const& model, WeldOptions const& options, Context const& c
     result.elements = static_cast<std::uint64_t>(result.model.mesh->NumberOfElements());
     result.nodes = static_cast<std::uint64_t>(result.model.mesh->NumberOfPoints());
     result.joined_nodes = origins.joined_nodes;
+    result.duplicate_elements =
+        Detail::WarnOfDuplicateElements(*result.model.mesh, Detail::NameOf(model), context);
     result.subvolumes = ReportSubVolumes(*result.model.mesh);
     context.ThrowIfCancelled();
     return result;

@@ -22,7 +22,7 @@ struct HeldAxis {
     bool IsSameAxis(HeldAxis const& other) const noexcept { return node == other.node && axis == other.axis; }
 };
 
-// A part of a mesh whose elements hang together by faces.
+// A part of a mesh whose elements are connected through faces.
 struct LooseBody {
     std::uint32_t element = 0;  // the first of its elements
     std::uint64_t elements = 0; // how many there are

@@ -16,16 +16,18 @@ namespace {
 class MergeCommand : public Command {
 public:
     MergeCommand()
-        : Command("merge", "Merge two volume meshes into one",
-                  "Elements and nodes of the first mesh come first, then those of the second. Nodes of\n"
-                  "both meshes at one position become one; nodes of the first mesh are not joined with\n"
-                  "each other. The sub-volumes of the second mesh follow those of the first, under their\n"
-                  "names. Equal materials become one; others keep their numbers where these are free. An\n"
-                  "array that only one mesh has is filled for the other with NaN, or with 0 where its\n"
-                  "numbers are whole; a warning says so.\n\n"
-                  "Examples:\n"
-                  "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
-                  "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
+        : Command(
+              "merge", "Merge two volume meshes into one",
+              "Elements and nodes of the first mesh come first, then those of the second. Nodes of\n"
+              "both meshes at one position become one; nodes of the first mesh are not joined with\n"
+              "each other. The sub-volumes of the second mesh follow those of the first, under their\n"
+              "names. Equal materials become one; others keep their numbers where these are free. An\n"
+              "array that only one mesh has is filled for the other with NaN, or with 0 where its\n"
+              "numbers are whole; a warning says so. Elements that lie on one another stay, with a warning\n"
+              "and their count.\n\n"
+              "Examples:\n"
+              "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
+              "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
@@ -47,13 +49,14 @@ private:
         return {{"elements", m_result.elements},
                 {"nodes", m_result.nodes},
                 {"joined_nodes", m_result.joined_nodes},
+                {"duplicate_elements", m_result.duplicate_elements},
                 {"subvolumes", ToJson(m_result.subvolumes)}};
     }
 
     void Print(std::ostream& out) const override {
         out << Printable(m_input.GetFileName()) << " and " << Printable(m_other) << ": " << m_result.elements
             << " elements, " << m_result.nodes << " nodes; " << m_result.joined_nodes
-            << " nodes joined with another\n\n";
+            << " nodes joined with another, " << m_result.duplicate_elements << " duplicate elements\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

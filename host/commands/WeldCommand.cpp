@@ -17,14 +17,16 @@ namespace {
 class WeldCommand : public Command {
 public:
     WeldCommand()
-        : Command("weld", "Join nodes that lie at one position",
-                  "Two meshes side by side, and meshes that were written in pieces, have nodes twice\n"
-                  "where they touch, so that nothing connects them. The first of such nodes replaces the\n"
-                  "others. Elements, sub-volumes, materials and arrays are kept. When two nodes of one\n"
-                  "element would become one, nothing is written.\n\n"
-                  "Examples:\n"
-                  "  ketmesh weld pieces.vtu -o whole.vtu\n"
-                  "  ketmesh weld both.vtu -o welded.vtu --tolerance 0.001") {}
+        : Command(
+              "weld", "Join nodes that lie at one position",
+              "Two meshes side by side, and meshes that were written in pieces, have nodes twice\n"
+              "where they touch, so that nothing connects them. The first of such nodes replaces the\n"
+              "others. Elements, sub-volumes, materials and arrays are kept. When two nodes of one\n"
+              "element would become one, nothing is written. Elements that lie on one another stay, with a\n"
+              "warning and their count.\n\n"
+              "Examples:\n"
+              "  ketmesh weld pieces.vtu -o whole.vtu\n"
+              "  ketmesh weld both.vtu -o welded.vtu --tolerance 0.001") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
@@ -48,12 +50,14 @@ private:
         return {{"elements", m_result.elements},
                 {"nodes", m_result.nodes},
                 {"joined_nodes", m_result.joined_nodes},
+                {"duplicate_elements", m_result.duplicate_elements},
                 {"subvolumes", ToJson(m_result.subvolumes)}};
     }
 
     void Print(std::ostream& out) const override {
         out << Printable(m_input.GetFileName()) << ": " << m_result.elements << " elements, "
-            << m_result.nodes << " nodes; " << m_result.joined_nodes << " nodes joined with another\n\n";
+            << m_result.nodes << " nodes; " << m_result.joined_nodes << " nodes joined with another, "
+            << m_result.duplicate_elements << " duplicate elements\n\n";
         PrintSubVolumes(out, m_result.subvolumes);
     }
 

@@ -140,7 +140,7 @@ void AddMeasureReports(py::module_& module) {
             "nodes of no element")
         .Field(
             "parts", [](CheckResult const& r) { return r.topology.parts; },
-            "sets of elements that hang together through faces");
+            "sets of elements that are connected through faces");
     Record<WorstElement>(module, "WorstElement", "An element that is among the worst.")
         .Field("element", &WorstElement::element, "number in the mesh")
         .Field("value", &WorstElement::value, "of the metric")
@@ -229,6 +229,7 @@ void AddChangeReports(py::module_& module) {
         .Field("nodes", &MergeResult::nodes, "how many there are")
         .Field("joined_nodes", &MergeResult::joined_nodes,
                "nodes of the second mesh that became one with another")
+        .Field("duplicate_elements", &MergeResult::duplicate_elements, "on the places of an earlier one")
         .Field("subvolumes", &MergeResult::subvolumes, "list of SubVolume");
     Record<LayerReport>(module, "Layer", "The elements of one layer.")
         .Field("elements", &LayerReport::elements, "how many there are")
@@ -326,6 +327,7 @@ void AddMadeMeshes(py::module_& module) {
         .Field("elements", &WeldResult::elements, "how many there are")
         .Field("nodes", &WeldResult::nodes, "that are left")
         .Field("joined_nodes", &WeldResult::joined_nodes, "nodes that became one with another")
+        .Field("duplicate_elements", &WeldResult::duplicate_elements, "on the places of an earlier one")
         .Field("subvolumes", &WeldResult::subvolumes, "list of SubVolume");
     Record<MeshedLabel>(module, "MeshedLabel", "What became of a label.")
         .Field("label", &MeshedLabel::label, "its number")

@@ -201,7 +201,8 @@ TEST_F(Ketmesh, HandsTheFrameOnInEveryKindOfFile) {
     Json const equal = RunJson({"diff", Path("lps.vtu"), Path("ras.vtu")}); // but for the frame
     EXPECT_EQ(equal["equal"], true);
     EXPECT_EQ(equal["turned"][0]["from"], "RAS");
-    Json const merged = RunJson({"merge", Path("lps.vtu"), Path("ras.vtu"), "-o", Path("both.vtu")});
+    Json const merged = // with a warning: the mesh is there twice
+        Json::parse(Run({"merge", Path("lps.vtu"), Path("ras.vtu"), "-o", Path("both.vtu"), "--json"}).out);
     EXPECT_EQ(merged["joined_nodes"], RunJson({"info", Path("lps.vtu")})["nodes"]);
     RunJson({"frame", Path("ras.vtu"), "--to", "LPS", "-o", Path("again.vtu")});
     EXPECT_EQ(Run({"diff", Path("lps.vtu"), Path("again.vtu")}).status, 0);

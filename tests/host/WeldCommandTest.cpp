@@ -61,6 +61,8 @@ TEST_F(Ketmesh, WeldJoinsTheNodesThatCheckCounts) {
     Json const report = RunJson({"weld", Path("pieces.vtu"), "-o", welded});
     EXPECT_EQ(report["joined_nodes"], doubled);
     EXPECT_EQ(report["nodes"], nodes);
+    EXPECT_EQ(report["duplicate_elements"], 0);
+    EXPECT_TRUE(report["warnings"].empty());
     EXPECT_EQ(report["subvolumes"], RunJson({"info", Head})["subvolumes"]);
     Json after = RunJson({"check", welded});
     for (auto const& [key, value] : whole.items()) {
@@ -105,6 +107,29 @@ TEST_F(Ketmesh, WeldTakesATolerance) {
     fs::remove(out);
     ExpectRefused({"weld", Path("apart.vtu"), "-o", out, "--tolerance", "5"}, "would collapse");
     ExpectRefused({"weld", Head, "-o", out, "--tolerance", "-1"}, "--tolerance");
+}
+
+TEST_F(Ketmesh, WeldAndMergeWarnOfElementsThatAreThereTwice) {
+    auto const head = ReadGrid("head_small_tet4.vtu");
+    vtkNew<vtkAppendFilter> twice;
+    twice->AddInputData(head);
+    twice->AddInputData(head);
+    twice->Update();
+    WriteGrid(Path("twice.vtu"), *twice->GetOutput());
+    std::string const count = std::to_string(head->GetNumberOfCells());
+    for (std::vector<std::string> const& inputs :
+         std::vector<std::vector<std::string>>{{"weld", Path("twice.vtu")}, {"merge", Head, Head}}) {
+        std::vector<std::string> arguments = inputs;
+        arguments.insert(arguments.end(), {"-o", Path("out/joined.vtu"), "--json"});
+        Json const report = Json::parse(Run(arguments).out);
+        EXPECT_EQ(report["duplicate_elements"], head->GetNumberOfCells()) << inputs[0];
+        EXPECT_EQ(report["elements"], 2 * head->GetNumberOfCells()) << inputs[0];
+        ASSERT_EQ(report["warnings"].size(), 1u) << inputs[0];
+        EXPECT_NE(report["warnings"][0].get<std::string>().find(count + " elements lie on"),
+                  std::string::npos);
+        EXPECT_EQ(RunJson({"check", Path("out/joined.vtu")})["duplicate_elements"],
+                  report["duplicate_elements"]);
+    }
 }
 
 TEST_F(Ketmesh, CheckCountsWhatIsThereTooOften) {

@@ -19,7 +19,7 @@ namespace {
 
 using Number = DisjointSets::Number; // of an element
 
-// Which elements of one sub-volume hang together; an element stands for its component when it is the first of
+// Which elements of one sub-volume are connected; an element stands for its component when it is the first of
 // it.
 template <bool WithQuadrilaterals>
 void Connect(MMeshBase const& mesh, bool parallel, DisjointSets& components) {

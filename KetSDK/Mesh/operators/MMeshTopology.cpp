@@ -135,6 +135,12 @@ MMeshTopology AnalyzeTopology(MMeshBase const& mesh, bool parallel) {
     return topology;
 }
 
+std::uint64_t CountDuplicateElements(MMeshBase const& mesh, bool parallel) {
+    Number places = 0;
+    return CountDuplicates(mesh, NumberPlaces(mesh, places, [](MMeshPoint const&) { return true; }),
+                           parallel);
+}
+
 std::uint64_t CountDoubleNodes(MMeshBase const& mesh) {
     std::vector<bool> const used = FindUsedNodes(mesh);
     Number places = 0;

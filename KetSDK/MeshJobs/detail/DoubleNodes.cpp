@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/operators/MMeshTopology.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 
 #include <string>
 
@@ -14,6 +15,18 @@ void WarnOfDoubleNodes(Model const& model, Context const& context) {
             NameOf(model) + ": " + std::to_string(count) +
             " nodes lie at the position of another one, so the elements that touch there are not connected "
             "and have no interface; ketmesh weld joins them");
+}
+
+std::uint64_t WarnOfDuplicateElements(MMeshBase const& mesh, std::string const& name,
+                                      Context const& context) {
+    std::uint64_t count = 0;
+    WithThreads(context, [&](bool parallel) { count = Mesh::CountDuplicateElements(mesh, parallel); });
+    if (count > 0)
+        context.Warn(
+            name + ": " + std::to_string(count) + (count == 1 ? " element lies" : " elements lie") +
+            " on the nodes of an earlier one and count twice in volumes and masses; ketmesh remove takes "
+            "a sub-volume out that is there twice");
+    return count;
 }
 
 } // namespace KetSDK::MeshJobs::Detail

@@ -67,7 +67,7 @@ public:
             }
         return smallest;
     }
-    // Whether the tetrahedra of every label hang together, and so do those of all others.
+    // Whether the tetrahedra of every label are connected, and so are those of all others.
     bool IsManifold() {
         for (LabelIndex const label : m_distinct)
             for (bool const of_label : {true, false}) {
