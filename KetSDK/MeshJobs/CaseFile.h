@@ -12,7 +12,7 @@ namespace KetSDK::MeshJobs {
 struct CaseFile {
     std::string file; // empty for a case that was made in memory
     MeshSolver::Case content;
-    std::string text; // that says it
+    std::string text = {}; // that says it; empty where only the content is known
 };
 
 // Reads a case (.toml). Throws FileError with the line of what is wrong.
