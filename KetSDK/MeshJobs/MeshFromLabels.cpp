@@ -71,20 +71,26 @@ void CheckMemory(MMeshFromLabelsOperator const& meshing, Image const& image,
                                     "; a size of " + SizeText(size) + " mm fits");
 }
 
-// Throws FileError for more labels than anybody draws: then the numbers are grey values.
+// Throws FileError for grey values: more numbers than anybody draws labels, most of which change from voxel
+// to voxel.
 void CheckLabels(MLabelImage const& labels, Image const& image, MeshFromLabelsOptions const& options) {
     if (!options.labels.empty())
         return;
     std::unordered_set<std::int32_t> different;
-    std::int32_t last = 0;
-    for (std::int32_t const label : labels.labels)
-        if (label != std::exchange(last, label))
-            different.insert(label);
-    if (different.size() > MostLabels)
-        throw FileError(image.file,
-                        "it has " + std::to_string(different.size()) +
-                            " different numbers, as grey values have: an image of labels is needed, or "
-                            "--labels with those to take");
+    std::size_t runs = 0, single = 0; // of one number, and those of one voxel
+    auto const end = labels.labels.end();
+    for (auto run = labels.labels.begin(); run != end;) {
+        auto const next = std::find_if(run, end, [&run](std::int32_t label) { return label != *run; });
+        ++runs;
+        single += next - run == 1;
+        if (different.size() <= MostLabels)
+            different.insert(*run);
+        run = next;
+    }
+    if (different.size() > MostLabels && 2 * single > runs)
+        throw FileError(image.file, "it has more than " + std::to_string(MostLabels) +
+                                        " different numbers, most of them in single voxels, as grey values "
+                                        "have: an image of labels is needed, or --labels with those to take");
 }
 
 void Warn(MeshedLabel const& label, Image const& image, double size, Context const& context) {

@@ -4,20 +4,26 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace {
+
+template <typename T>
+std::string ImageOf(char const* type, char const* size, std::vector<T> const& voxels) {
+    std::string text =
+        std::string("ObjectType = Image\nNDims = 3\nBinaryData = True\nBinaryDataByteOrderMSB = False\n") +
+        "DimSize = " + size + "\nElementSpacing = 2 2 2\nOffset = 0 0 0\nElementType = " + type +
+        "\nElementDataFile = LOCAL\n";
+    text.append(reinterpret_cast<char const*>(voxels.data()), voxels.size() * sizeof(T));
+    return text;
+}
 
 // A .mha image of 4 x 4 x 4 voxels, all outside but one.
 template <typename T>
 std::string SmallImage(char const* type, T value) {
-    std::string text =
-        std::string("ObjectType = Image\nNDims = 3\nBinaryData = True\nBinaryDataByteOrderMSB = False\n") +
-        "DimSize = 4 4 4\nElementSpacing = 2 2 2\nOffset = 0 0 0\nElementType = " + type +
-        "\nElementDataFile = LOCAL\n";
-    T voxels[64] = {};
+    std::vector<T> voxels(64);
     voxels[21] = value;
-    text.append(reinterpret_cast<char const*>(voxels), sizeof(voxels));
-    return text;
+    return ImageOf(type, "4 4 4", voxels);
 }
 
 } // namespace
@@ -62,6 +68,18 @@ TEST_F(Ketmesh, MakesAMeshOfTheRealHeadThatOtherCommandsTake) {
     }
     Run({"mesh", labels, "--size", "8", "--threads", "1", "-o", again});
     EXPECT_EQ(Content(mesh), Content(again)) << "on any number of threads";
+}
+
+TEST_F(Ketmesh, MeshesAnAtlasOfMoreLabelsThanAnImageOfGreyValuesMayHave) {
+    std::vector<short> voxels;
+    for (int z = 0; z < 20; ++z)
+        for (int y = 0; y < 20; ++y)
+            for (int x = 0; x < 22; ++x)
+                voxels.push_back(static_cast<short>(1 + x / 2 + 11 * (y / 2 + 10 * (z / 2))));
+    Save(Path("atlas.mha"), ImageOf("MET_SHORT", "22 20 20", voxels));
+    Json const report =
+        RunJson({"mesh", Path("atlas.mha"), "--size", "2", "--rounds", "0", "-o", Path("atlas.vtu")});
+    EXPECT_EQ(report["labels"].size(), 1100u);
 }
 
 TEST_F(Ketmesh, RefusesWhatNoMeshCanBeMadeOf) {
