@@ -22,8 +22,7 @@ struct MergeResult {
 // model lacks is filled with NaN there, or with 0 where its numbers are whole, as are grey values. Elements
 // of a model without materials have none; one warning tells of each. Scalar fields are arrays of nodes from
 // then on. A second model in another frame of coordinates is turned into that of the first. Warns of
-// elements that lie on one another. Throws FileError
-// when both are one, Cancelled.
+// elements on the nodes of an earlier one. Throws FileError when both are one, Cancelled.
 KETSDK_MESHJOBS_API MergeResult Merge(Model& first, Model const& second, Context const& context);
 
 } // namespace KetSDK::MeshJobs

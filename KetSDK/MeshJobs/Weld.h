@@ -24,8 +24,8 @@ struct WeldResult {
 };
 // Joins nodes that lie at one place, or within the tolerance of each other, directly or by way of others:
 // they become the first of them. Elements, sub-volumes, materials and arrays are kept; nodes have the values
-// of the first. Warns of elements that lie on one another. Throws FileError when two nodes of one element
-// would become one, Error for a tolerance that is negative or not finite; Cancelled.
+// of the first. Warns of elements on the nodes of an earlier one. Throws FileError when two nodes of one
+// element would become one, Error for a tolerance that is negative or not finite; Cancelled.
 KETSDK_MESHJOBS_API WeldResult Weld(Model const& model, WeldOptions const& options, Context const& context);
 
 } // namespace KetSDK::MeshJobs

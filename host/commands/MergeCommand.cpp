@@ -23,8 +23,8 @@ public:
               "each other. The sub-volumes of the second mesh follow those of the first, under their\n"
               "names. Equal materials become one; others keep their numbers where these are free. An\n"
               "array that only one mesh has is filled for the other with NaN, or with 0 where its\n"
-              "numbers are whole; a warning says so. Elements that lie on one another stay, with a warning\n"
-              "and their count.\n\n"
+              "numbers are whole; a warning says so. Elements on the nodes of an earlier one stay, with\n"
+              "a warning and their count.\n\n"
               "Examples:\n"
               "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
               "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}

@@ -22,8 +22,8 @@ public:
               "Two meshes side by side, and meshes that were written in pieces, have nodes twice\n"
               "where they touch, so that nothing connects them. The first of such nodes replaces the\n"
               "others. Elements, sub-volumes, materials and arrays are kept. When two nodes of one\n"
-              "element would become one, nothing is written. Elements that lie on one another stay, with a\n"
-              "warning and their count.\n\n"
+              "element would become one, nothing is written. Elements on the nodes of an earlier one stay,\n"
+              "with a warning and their count.\n\n"
               "Examples:\n"
               "  ketmesh weld pieces.vtu -o whole.vtu\n"
               "  ketmesh weld both.vtu -o welded.vtu --tolerance 0.001") {}

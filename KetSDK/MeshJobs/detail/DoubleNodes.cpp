@@ -22,10 +22,10 @@ std::uint64_t WarnOfDuplicateElements(MMeshBase const& mesh, std::string const& 
     std::uint64_t count = 0;
     WithThreads(context, [&](bool parallel) { count = Mesh::CountDuplicateElements(mesh, parallel); });
     if (count > 0)
-        context.Warn(
-            name + ": " + std::to_string(count) + (count == 1 ? " element lies" : " elements lie") +
-            " on the nodes of an earlier one and count twice in volumes and masses; ketmesh remove takes "
-            "a sub-volume out that is there twice");
+        context.Warn(name + ": " + std::to_string(count) +
+                     (count == 1 ? " element lies on the nodes of an earlier one and counts"
+                                 : " elements lie on the nodes of earlier ones and count") +
+                     " again in volumes and masses");
     return count;
 }
 
