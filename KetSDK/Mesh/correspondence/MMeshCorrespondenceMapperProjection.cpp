@@ -121,7 +121,8 @@ private:
         for (std::size_t i = 0; i < m_tree.NumberOfTriangles(); ++i)
             area += m_tree.GetPositions(i).Area();
         double const size = std::sqrt(area / static_cast<double>(m_tree.NumberOfTriangles()));
-        return std::min(std::max(2.0 * size, m_tolerance / 4096.0), m_tolerance);
+        double const first = std::min(std::max(2.0 * size, m_tolerance / 4096.0), m_tolerance);
+        return first > 0.0 ? first : m_tolerance;
     }
     // Whether the tolerance reaches so many triangles that they are looked at in rings, the nearest first.
     bool IsWide() const noexcept { return m_first_radius < m_tolerance; }

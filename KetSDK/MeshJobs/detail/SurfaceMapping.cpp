@@ -54,7 +54,9 @@ SurfaceMapping::SurfaceMapping(Model const& model, SurfaceModel const& surface, 
     MStlBase& stl = *m_surface.surfaces;
     double const size = TriangleSize(stl);
     double const triangles = TrianglesWithin(m_tolerance, size, stl);
-    if (2.0 * triangles * static_cast<double>(model.mesh->NumberOfElements()) > MostPairs)
+    bool const is_wide =
+        m_tolerance > 2.0 * size; // otherwise each face costs the same, however little it reaches
+    if (is_wide && 2.0 * triangles * static_cast<double>(model.mesh->NumberOfElements()) > MostPairs)
         throw Error("the tolerance of " + FormatGeneral(tolerance) + " mm reaches about " +
                     FormatGeneral(triangles, 3) + " triangles of " + NameOf(surface) +
                     " from every face of " + NameOf(model) +
