@@ -81,7 +81,7 @@ public:
             return Advance(progress, last - first);
         };
         if (!KetSDK::Support::ComputeSteps<Numbers>(
-                {.items = m_mesh.Elements().GetNumElements(), .step = 256, .parallel = parallel}, find, note))
+                {.items = m_mesh.Elements().GetNumElements(), .step = 32, .parallel = parallel}, find, note))
             return false;
         FindElementsAt(folded);
         for (std::uint64_t const i : folded) {
@@ -330,6 +330,7 @@ bool MMeshConformingCutOperator::Operate() {
         return false;
     m_target->SetMeshType(MMeshBase::Linear);
     MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
+    rebuild.SetElementsPerStep(50); // one that is badly folded takes a millisecond
     rebuild.SetJoinNodes(m_join_nodes);
     std::vector<HalvedFace> faces;
     auto const sketch = [&diagonals](MMeshElement const& e, MeshSketch& pieces, CutNotes& notes) {

@@ -18,7 +18,7 @@
 namespace KetSDK::Mesh::Detail {
 
 // What some elements of a source mesh become, before the target has it: nodes and elements on them. It reads
-// the source alone, so that threads can make several at the same time.
+// the source and which of its nodes are entered, so that threads can make several at the same time.
 class MeshSketch {
 public:
     // Stands for a node of the target, in one sketch.
@@ -123,6 +123,8 @@ public:
 
     // Whether nodes at one place become one node, as unless set. Otherwise nothing may ask for middles.
     void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
+    // Fewer where an element takes long, so that a job can be cancelled soon.
+    void SetElementsPerStep(std::uint64_t elements) noexcept { m_step = elements; }
 
     // Calls visit(sub-volume of the source) for each in the order of the list, until visit returns false;
     // false when it did. The target has a new sub-volume like it, into which elements go.
@@ -139,19 +141,19 @@ public:
     }
 
     // Builds what sketch(element, MeshSketch&, Notes&) makes of each element of a sub-volume, in the order of
-    // the mesh; it is called on any thread. After ElementsPerStep elements, and at the end, the calling
+    // the mesh; it is called on any thread. After the elements of a step, and at the end, the calling
     // thread continues with go_on(elements, Notes const&), until that returns false; false when it did. What
-    // it has heard of is built then, and nothing else.
+    // it has heard of is built when this returns, and nothing else.
     template <typename Notes, typename Sketch, typename GoOn>
     bool ForEachElement(MMeshSubVolume const& sub_volume, Sketch const& sketch, GoOn const& go_on) {
         auto const all = m_members.Of(sub_volume);
         std::vector<Notes> notes(m_sketches.size());
         for (std::size_t begin = 0; begin < all.size();) {
-            auto const indices = all.subspan(
-                begin, std::min<std::size_t>(all.size() - begin, m_sketches.size() * ElementsPerStep));
+            auto const indices =
+                all.subspan(begin, std::min<std::size_t>(all.size() - begin, m_sketches.size() * m_step));
             begin += indices.size();
             Support::ComputeSteps(StepsOf(indices.size()), [&](std::uint64_t first, std::uint64_t last) {
-                auto const step = static_cast<std::size_t>(first / ElementsPerStep);
+                auto const step = static_cast<std::size_t>(first / m_step);
                 notes[step] = {};
                 SketchElements(
                     indices.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
@@ -160,10 +162,9 @@ public:
             });
             std::size_t entered = 0;
             bool going_on = true;
-            for (std::uint64_t first = 0; first < indices.size() && going_on; first += ElementsPerStep) {
+            for (std::uint64_t first = 0; first < indices.size() && going_on; first += m_step) {
                 Enter(m_sketches[entered]);
-                going_on =
-                    go_on(std::min(ElementsPerStep, indices.size() - first), std::as_const(notes[entered]));
+                going_on = go_on(std::min(m_step, indices.size() - first), std::as_const(notes[entered]));
                 ++entered;
             }
             Build(std::span(m_sketches).first(entered));
@@ -186,7 +187,7 @@ public:
 
 private:
     Support::WorkSteps StepsOf(std::uint64_t elements) const noexcept {
-        return {.items = elements, .step = ElementsPerStep, .parallel = m_parallel};
+        return {.items = elements, .step = m_step, .parallel = m_parallel};
     }
     // Calls visit(element) for each; the nodes of later elements are fetched ahead.
     template <typename Visit>
@@ -228,6 +229,7 @@ private:
     MMeshOrigins* m_origins;
     bool m_parallel;
     bool m_join_nodes = true;
+    std::uint64_t m_step = ElementsPerStep;
     std::vector<MeshSketch> m_sketches;  // those of one round
     std::vector<unsigned char> m_counts; // of nodes, of the elements of one round
     std::vector<MLong> m_nodes;
