@@ -90,7 +90,7 @@ void CheckLimits(RoundingReport const& report, std::size_t count, RoundingLimits
                 << report.largest_error << " mm)";
     else
         return;
-    message << "; --unit m, mm or um says in which unit of length the file is";
+    message << "; is their unit of length right (--unit m, mm or um)?";
     throw Error(message.str());
 }
 

@@ -118,7 +118,7 @@ void LookAt(Model const& model, SurfaceModel const& surface) {
 
 [[noreturn]] void RefuseLimit(std::string const& file) {
     throw FileError(file, "it cannot be turned into another frame: it reaches the limit of coordinates, "
-                          "-32768 mm; --unit m, mm or um says in which unit of length the file is");
+                          "-32768 mm");
 }
 
 bool IsAtLimit(MLong x, MLong y) {
