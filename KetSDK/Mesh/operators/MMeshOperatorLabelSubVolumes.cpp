@@ -210,17 +210,22 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
         mapper->Map();
 
     Filling filling(*mesh, GetParallel(), *mapper, reporter);
-    for (MMeshElement const& seed : mesh->Elements()) {
-        if (visited.GetValue(seed))
-            continue;
+    while (MMeshElement* const seed = _FindSeed(visited)) {
         ++m_regions;
-        if (!filling.Fill(seed))
+        if (!filling.Fill(*seed))
             return false;
         filling.Label(visited, labels, m_regions);
     }
     RebuildSubVolumes(labels);
     reporter = reporter.GetMaxValue();
     return true;
+}
+
+MMeshElement* MMeshOperatorLabelSubVolumes::_FindSeed(MDataMask<MMeshElement, bool>& visited) {
+    for (MMeshElement& e : GetMesh()->Elements())
+        if (!visited.GetValue(e))
+            return &e;
+    return nullptr;
 }
 
 void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels) {

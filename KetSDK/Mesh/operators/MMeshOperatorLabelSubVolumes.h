@@ -47,6 +47,8 @@ public:
 private:
     class Filling;
 
+    // The first element in mesh order that is not visited; null when all are. Begins anew each time.
+    MMeshElement* _FindSeed(MDataMask<MMeshElement, bool>& visited);
     void RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels);
 
     MStlBase* m_stl = nullptr;
