@@ -82,12 +82,18 @@ class Result(ReadOnlyArrays):
         report: all figures, with the solver's version and time.
     """
 
+    displacement: NDArray[np.float64]
+    stress: NDArray[np.float64]
+    strain: NDArray[np.float64]
+    von_mises: NDArray[np.float64]
+    force: NDArray[np.float64]
+
     def __init__(self, report: _core.Solve, values: Values) -> None:
-        self.displacement: NDArray[np.float64] = values["displacement"]
-        self.stress: NDArray[np.float64] = values["stress"]
-        self.strain: NDArray[np.float64] = values["strain"]
-        self.von_mises: NDArray[np.float64] = values["von_mises"]
-        self.force: NDArray[np.float64] = values["force"]
+        self.displacement = values["displacement"]
+        self.stress = values["stress"]
+        self.strain = values["strain"]
+        self.von_mises = values["von_mises"]
+        self.force = values["force"]
         self.reactions: dict[str, NDArray[np.float64]] = {
             place: np.array(force) for place, force in report.reactions.items()
         }

@@ -48,10 +48,12 @@ def kept(name: str, values: dict[str, Any]) -> Kept:
 
 
 class ReadOnlyArrays:
-    """Its attributes that are arrays are read-only; NumPy alone would forget that in copies and pickles."""
+    """The arrays that its class declares are read-only; NumPy alone would forget that in copies and pickles."""
 
     def __setstate__(self, state: dict[str, Any]) -> None:
-        for value in state.values():
-            if isinstance(value, np.ndarray):
-                value.flags.writeable = False
+        for name in type(self).__annotations__:
+            value = state.get(name)
+            for array in value.values() if isinstance(value, dict) else [value]:
+                if isinstance(array, np.ndarray):
+                    array.flags.writeable = False
         self.__dict__.update(state)

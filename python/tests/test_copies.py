@@ -102,6 +102,8 @@ def test_images_and_surfaces_and_cases_serve_as_before(way):
             np.testing.assert_array_equal(getattr(again, name), getattr(surface, name))
             assert name not in again.__dict__ or again.points is None or not again.points.flags.writeable
         assert again.cell_data.keys() == surface.cell_data.keys()
+        for name, values in again.cell_data.items():
+            assert values.flags.writeable == surface.cell_data[name].flags.writeable, name
         assert repr(mesh.match(again)) == repr(mesh.match(surface))
     assert repr(mesh.label(way(surfaces))) == repr(mesh.label(surfaces))  # several surfaces keep their names
 

@@ -59,7 +59,7 @@ def compare(ours, theirs, path="", tolerance=None):
     if isinstance(ours, (dict, list)) or isinstance(theirs, (dict, list)):
         return 0
     is_rounded = tolerance and isinstance(theirs, float)
-    assert ours == (pytest.approx(theirs, tolerance, tolerance) if is_rounded else theirs), path
+    assert ours == (pytest.approx(theirs, tolerance, 1e-9) if is_rounded else theirs), path
     return 1
 
 
