@@ -23,7 +23,7 @@ namespace {
 
 using Number = DisjointSets::Number;
 
-Number IndexOf(MMeshPoint const& node) {
+Number NumberOf(MMeshPoint const& node) {
     return static_cast<Number>(node.GetIndex());
 }
 
@@ -31,7 +31,7 @@ std::vector<bool> FindUsedNodes(MMeshBase const& mesh) {
     std::vector<bool> used(static_cast<std::size_t>(mesh.NumberOfPoints()), false);
     mesh.Elements().ForEachWithNodes([&used](MMeshElement const& e, std::uint64_t) {
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-            used[IndexOf(*e.GetNode(i))] = true;
+            used[NumberOf(*e.GetNode(i))] = true;
     });
     return used;
 }
@@ -45,7 +45,7 @@ std::vector<Number> NumberPlaces(MMeshBase const& mesh, Number& places, Counts c
     std::vector<Number> numbers;
     numbers.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
-        numbers.push_back(counts(*p) ? IndexOf(positions.AddPoint(p->x, p->y, p->z)) : 0);
+        numbers.push_back(counts(*p) ? NumberOf(positions.AddPoint(p->x, p->y, p->z)) : 0);
     places = static_cast<Number>(positions.GetNumPoints());
     return numbers;
 }
@@ -57,7 +57,7 @@ Key KeyOf(MMeshElement const& e, std::vector<Number> const& places) {
     Key key;
     key.fill(std::numeric_limits<Number>::max());
     for (unsigned int i = 0; i < std::min<unsigned int>(e.GetNodeCount(), key.size()); ++i)
-        key[i] = places[IndexOf(*e.GetNode(i))];
+        key[i] = places[NumberOf(*e.GetNode(i))];
     std::ranges::sort(key);
     return key;
 }
@@ -144,7 +144,7 @@ std::uint64_t CountDuplicateElements(MMeshBase const& mesh, bool parallel) {
 std::uint64_t CountDoubleNodes(MMeshBase const& mesh) {
     std::vector<bool> const used = FindUsedNodes(mesh);
     Number places = 0;
-    NumberPlaces(mesh, places, [&used](MMeshPoint const& node) { return used[IndexOf(node)]; });
+    NumberPlaces(mesh, places, [&used](MMeshPoint const& node) { return used[NumberOf(node)]; });
     return static_cast<std::uint64_t>(std::count(used.begin(), used.end(), true)) - places;
 }
 
