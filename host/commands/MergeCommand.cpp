@@ -16,18 +16,17 @@ namespace {
 class MergeCommand : public Command {
 public:
     MergeCommand()
-        : Command(
-              "merge", "Merge two volume meshes into one",
-              "Elements and nodes of the first mesh come first, then those of the second. Nodes of\n"
-              "both meshes at one position become one; nodes of the first mesh are not joined with\n"
-              "each other. The sub-volumes of the second mesh follow those of the first, under their\n"
-              "names. Equal materials become one; others keep their numbers where these are free. An\n"
-              "array that only one mesh has is filled for the other with NaN, or with 0 where its\n"
-              "numbers are whole; a warning says so. Elements on the nodes of an earlier one stay, with\n"
-              "a warning and their count.\n\n"
-              "Examples:\n"
-              "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
-              "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
+        : Command("merge", "Merge two volume meshes into one",
+                  "Elements and nodes of the first mesh come first, then those of the second. Nodes of\n"
+                  "both meshes at one position become one; nodes of the first mesh are not joined with\n"
+                  "each other. The sub-volumes of the second mesh follow those of the first, under their\n"
+                  "names. Equal materials become one; others keep their numbers where these are free. An\n"
+                  "array that only one mesh has is filled for the other with NaN, or with 0 where its\n"
+                  "numbers are whole; a warning says so. Elements on the nodes of an earlier one stay, with\n"
+                  "a warning and their count.\n\n"
+                  "Examples:\n"
+                  "  ketmesh merge bone.vtu implant.vtu -o both.vtu\n"
+                  "  ketmesh merge bone.vtu implant.vtu -o both.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {
