@@ -20,6 +20,8 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <charconv>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -27,6 +29,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -60,13 +63,42 @@ std::optional<Count> CountAttribute(vtkXMLDataElement& element, char const* name
     return static_cast<Count>(value);
 }
 
-// Bytes of a value of a type in a file; 0 for types whose values have no fixed size.
-Count BytesOfType(std::string const& type) {
-    static std::map<std::string, Count> const bytes = {
-        {"Int8", 1},   {"UInt8", 1}, {"Int16", 2},  {"UInt16", 2},  {"Int32", 4},
-        {"UInt32", 4}, {"Int64", 8}, {"UInt64", 8}, {"Float32", 4}, {"Float64", 8}};
-    auto const found = bytes.find(type);
-    return found == bytes.end() ? 0 : found->second;
+// Whether a word is a number of that type, whole and nothing else. VTK's reader takes no other, not even
+// those that are not finite.
+template <typename T>
+bool IsNumberOf(std::string_view word) {
+    if (word.size() > 1 && word[0] == '+' && word[1] != '-')
+        word.remove_prefix(1);
+    T value{};
+    auto const [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
+    return fault == std::errc() && end == word.data() + word.size() &&
+           std::isfinite(static_cast<double>(value));
+}
+
+struct NumberType {
+    Count bytes;
+    bool (*is_number)(std::string_view word);
+};
+
+// Null for types whose values have no fixed size.
+NumberType const* FindType(std::string const& name) {
+    static std::map<std::string, NumberType> const types = {
+        {"Int8", {1, IsNumberOf<std::int8_t>}},   {"UInt8", {1, IsNumberOf<std::uint8_t>}},
+        {"Int16", {2, IsNumberOf<std::int16_t>}}, {"UInt16", {2, IsNumberOf<std::uint16_t>}},
+        {"Int32", {4, IsNumberOf<std::int32_t>}}, {"UInt32", {4, IsNumberOf<std::uint32_t>}},
+        {"Int64", {8, IsNumberOf<std::int64_t>}}, {"UInt64", {8, IsNumberOf<std::uint64_t>}},
+        {"Float32", {4, IsNumberOf<float>}},      {"Float64", {8, IsNumberOf<double>}}};
+    auto const found = types.find(name);
+    return found == types.end() ? nullptr : &found->second;
+}
+
+Count BytesOfType(std::string const& name) {
+    NumberType const* const type = FindType(name);
+    return type ? type->bytes : 0;
+}
+
+bool IsBase64Digit(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '+' || character == '/';
 }
 
 // Where a surface has its cells, by sort.
@@ -213,6 +245,8 @@ private:
             tuples = Required(array, "NumberOfTuples");
 
         Count const values = ValuesIn(array);
+        if (section == "CellData")
+            CheckReadable(array, name);
         if (!IsText(array))
             AddStored(BytesOfData(DataOf(array), name).stored);
         CheckComponents(name, components, values);
@@ -222,6 +256,36 @@ private:
         if (tuples && !is_bits && values != *tuples * components)
             throw Error("the array \"" + name + "\" has " + std::to_string(values) + " values instead of " +
                         std::to_string(*tuples * components));
+    }
+
+    // VTK's reader crashes on an array of cells that it cannot read: its message names an array of points,
+    // which need not be there.
+    void CheckReadable(vtkXMLDataElement& array, std::string const& name) const {
+        if (IsText(array)) {
+            CheckNumbers(array, name);
+            return;
+        }
+        Stretch const data = DataOf(array);
+        Count const bytes = BytesOfData(data, name).unpacked;
+        if (m_compressed)
+            Unpacked(data, bytes, name);
+        else if (data.base64) {
+            auto const end = std::ranges::find_if_not(data.text, IsBase64Digit);
+            if (static_cast<Count>(end - data.text.begin()) * 6 < (m_word_bytes + bytes) * 8)
+                Damaged(name);
+        }
+    }
+
+    // Bits are written as bytes, and strings as the numbers of their characters, with sign or without.
+    void CheckNumbers(vtkXMLDataElement& array, std::string const& name) const {
+        std::string const type_name = Attribute(array, "type");
+        NumberType const* const type = FindType(type_name);
+        auto const is_number = type ? type->is_number : IsNumberOf<std::int16_t>;
+        ForEachWord(Inline(array).text, [&](std::string_view word) {
+            if (!is_number(word))
+                throw Error("the array \"" + name + "\" has the value \"" + std::string(word.substr(0, 40)) +
+                            "\", which is no number of the type " + type_name);
+        });
     }
 
     void AddStored(Count bytes) {
@@ -373,14 +437,21 @@ private:
         return {m_content.substr(begin, end - begin), true};
     }
 
+    template <typename Visit>
+    static void ForEachWord(std::string_view text, Visit const& visit) {
+        auto const is_space = [](char character) {
+            return std::isspace(static_cast<unsigned char>(character)) != 0;
+        };
+        for (auto at = std::ranges::find_if_not(text, is_space); at != text.end();) {
+            auto const end = std::find_if(at, text.end(), is_space);
+            visit(std::string_view(at, end));
+            at = std::find_if_not(end, text.end(), is_space);
+        }
+    }
+
     Count WordsInline(vtkXMLDataElement& array) const {
         Count words = 0;
-        bool in_word = false;
-        for (char const character : Inline(array).text) {
-            bool const space = std::isspace(static_cast<unsigned char>(character)) != 0;
-            words += !space && !in_word;
-            in_word = !space;
-        }
+        ForEachWord(Inline(array).text, [&words](std::string_view) { ++words; });
         return words;
     }
 
