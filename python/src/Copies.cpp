@@ -4,14 +4,18 @@
 #include "Numbers.h"
 #include "Words.h"
 
+#include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/ModelArrays.h>
 #include <KetSDK/MeshJobs/ModelBytes.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <pybind11/stl.h>
 
+#include <cstdint>
 #include <tuple>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace ketmesh {
@@ -78,6 +82,14 @@ MMeshArray ArrayOf(ArrayState const& state) {
     return array;
 }
 
+void CheckRows(MMeshArray const& array, MStlBase const& surfaces) {
+    std::uint64_t const rows =
+        array.place == MMeshArray::OnNodes ? surfaces.NumberOfPoints() : surfaces.NumberOfTriangles();
+    auto const values = std::visit([](auto const& own) { return own.size(); }, array.values);
+    if (array.components == 0 || (array.place != MMeshArray::OnMesh && values != rows * array.components))
+        throw Error("an array of the surface has not one row for each triangle or point");
+}
+
 // Points, triangles, surface of each triangle, names; arrays, frame, file.
 using SurfaceState = std::tuple<py::array, py::array, py::array, std::vector<std::string>,
                                 std::vector<ArrayState>, FrameWord, std::string>;
@@ -102,8 +114,10 @@ SurfaceHandle SurfaceOf(SurfaceState const& state) {
     SurfaceArrays const arrays{ToVector<double>(points), ToVector<std::int64_t>(triangles),
                                ToVector<std::int32_t>(surface_of), names};
     SurfaceModel surface = Call().Run([&](Context const&) { return MakeSurfaces(arrays); });
-    for (ArrayState const& array : values)
+    for (ArrayState const& array : values) {
         surface.arrays.push_back(ArrayOf(array));
+        CheckRows(surface.arrays.back(), *surface.surfaces);
+    }
     surface.frame = FrameNamed(frame);
     surface.file = file;
     return Share(std::move(surface));

@@ -154,3 +154,12 @@ def test_bytes_of_no_mesh_are_refused():
                           (np.arange(99, dtype=np.uint8), "something else")):
         with pytest.raises(ketmesh.MeshError, match=words):
             kind(*arguments).__setstate__((bytes_, *state[1:]))
+
+
+def test_a_surface_with_arrays_of_another_length_is_refused():
+    kind, arguments, state = ketmesh.read(LINEAR).boundary()._made.__reduce_ex__(2)[:3]
+    name, place, components, type_, values = state[4][0]
+    for array in ((name, place, 0, type_, values), (name, place, components, type_, values[:-1]),
+                  (name, 7, components + 1, type_, values)):
+        with pytest.raises(ketmesh.MeshError, match="one row for each"):
+            kind(*arguments).__setstate__((*state[:4], [array], *state[5:]))
