@@ -75,7 +75,7 @@ def seconds_of(command, one_core):
     """Runs a process; its seconds on the processor, or by the clock when it may use all cores."""
     begin = time.perf_counter()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL, env=dict(os.environ, VTK_SMP_BACKEND_IN_USE="TBB"),
-                               preexec_fn=lambda: one_core and os.sched_setaffinity(0, {0}))
+                               preexec_fn=lambda: one_core and os.sched_setaffinity(0, {min(os.sched_getaffinity(0))}))
     _, status, usage = os.wait4(process.pid, 0)
     if status != 0:
         sys.exit(f"failed: {' '.join(command[:2])}")
@@ -94,6 +94,8 @@ def main():
     parser.add_argument("--ketmesh", default="ketmesh", help="the program")
     parser.add_argument("--rounds", type=int, default=5)
     options = parser.parse_args()
+    if options.rounds < 2:
+        parser.error("--rounds: at least 2 are needed for a spread")
     point, elements = middle_of(options.mesh)
     print(f"{elements} elements; seconds, and by how much of the median the middle half differs\n")
     print("| job | ketmesh, one core | VTK | ratio | ketmesh, all cores | VTK | ratio |")
@@ -101,7 +103,7 @@ def main():
     with tempfile.TemporaryDirectory() as folder:
         names = {"mesh": options.mesh, "point": point, "out": os.path.join(folder, "out")}
         for job, (words, body, ending) in JOBS.items():
-            ours = [options.ketmesh] + words.format(**names).split()
+            ours = [options.ketmesh] + [word.format(**names) for word in words.split()]
             vtk = [sys.executable, "-c", script(body, ending, names)]
             ways = [(ours + ["--threads", "1"], True), (vtk, True), (ours, False), (vtk, False)]
             times = [[] for _ in ways]
