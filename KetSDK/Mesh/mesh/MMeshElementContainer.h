@@ -23,7 +23,7 @@ class MMeshPointContainer;
 
 // Elements as plain arrays.
 struct MMeshElementArrays {
-    std::span<unsigned char const> node_counts; // of each element; a single number stands for all
+    std::span<unsigned char const> node_counts; // of each element; a single one for all (0: one element)
     std::span<MLong const> nodes;               // those of one element after another, by their index
     std::span<int const> sub_volumes; // of each, by the place in the mesh's list; none: the main one
 };
