@@ -24,12 +24,14 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -63,16 +65,34 @@ std::optional<Count> CountAttribute(vtkXMLDataElement& element, char const* name
     return static_cast<Count>(value);
 }
 
-// Whether a word is a number of that type, whole and nothing else. VTK's reader takes no other, not even
-// those that are not finite.
+// The value of a word that is a number of that type, whole and nothing else.
+template <typename T>
+std::optional<T> ParseNumber(std::string_view word) {
+    T value{};
+    auto const [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (fault == std::errc() && end == word.data() + word.size())
+        return value;
+    return std::nullopt;
+}
+
+// Whether VTK's reader takes a word for that type. It drops the sign of an infinite number.
 template <typename T>
 bool IsNumberOf(std::string_view word) {
     if (word.size() > 1 && word[0] == '+' && word[1] != '-')
         word.remove_prefix(1);
-    T value{};
-    auto const [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
-    return fault == std::errc() && end == word.data() + word.size() &&
-           std::isfinite(static_cast<double>(value));
+    if constexpr (std::is_integral_v<T>)
+        return ParseNumber<T>(word).has_value();
+    else {
+        auto value = ParseNumber<double>(word);
+        if (!value) // numbers too close to 0 are read as 0
+            if (auto const tiny = ParseNumber<long double>(word); tiny && std::abs(*tiny) < 1)
+                value = 0.0;
+        if (!value)
+            return false;
+        if (std::isfinite(*value))
+            return std::abs(*value) <= static_cast<double>(std::numeric_limits<T>::max());
+        return word.size() <= std::string_view("-nan").size() && !(*value < 0);
+    }
 }
 
 struct NumberType {
@@ -245,7 +265,9 @@ private:
             tuples = Required(array, "NumberOfTuples");
 
         Count const values = ValuesIn(array);
-        if (section == "CellData")
+        if (IsText(array))
+            CheckNumbers(array, name);
+        else if (section == "CellData")
             CheckReadable(array, name);
         if (!IsText(array))
             AddStored(BytesOfData(DataOf(array), name).stored);
@@ -261,10 +283,6 @@ private:
     // VTK's reader crashes on an array of cells that it cannot read: its message names an array of points,
     // which need not be there.
     void CheckReadable(vtkXMLDataElement& array, std::string const& name) const {
-        if (IsText(array)) {
-            CheckNumbers(array, name);
-            return;
-        }
         Stretch const data = DataOf(array);
         Count const bytes = BytesOfData(data, name).unpacked;
         if (m_compressed)
@@ -281,10 +299,14 @@ private:
         std::string const type_name = Attribute(array, "type");
         NumberType const* const type = FindType(type_name);
         auto const is_number = type ? type->is_number : IsNumberOf<std::int16_t>;
-        ForEachWord(Inline(array).text, [&](std::string_view word) {
+        std::string_view const text = Inline(array).text;
+        ForEachWord(text, [&](std::string_view word) {
             if (!is_number(word))
                 throw Error("the array \"" + name + "\" has the value \"" + std::string(word.substr(0, 40)) +
-                            "\", which is no number of the type " + type_name);
+                            "\", which cannot be read as " + type_name);
+            if (word.end() == text.end() && std::isalpha(static_cast<unsigned char>(word.back())))
+                throw Error("the array \"" + name + "\" ends with \"" + std::string(word) +
+                            "\", which can be read only with a space behind it");
         });
     }
 
