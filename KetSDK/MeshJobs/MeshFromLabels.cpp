@@ -15,9 +15,11 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 namespace KetSDK::MeshJobs {
 
@@ -27,6 +29,7 @@ namespace {
 constexpr double MostElements = 2e9;
 constexpr double UsualGrading = 4.0;
 constexpr std::size_t MostLabels = 1000;
+constexpr std::size_t MostWarnings = 20;
 
 double MemoryOfMachine() {
     long const pages = sysconf(_SC_PHYS_PAGES), size = sysconf(_SC_PAGESIZE);
@@ -93,18 +96,37 @@ void CheckLabels(MLabelImage const& labels, Image const& image, MeshFromLabelsOp
                                         "have: an image of labels is needed, or --labels with those to take");
 }
 
-void Warn(MeshedLabel const& label, Image const& image, double size, Context const& context) {
-    std::string const name = image.file + ": label " + std::to_string(label.label);
-    std::string const share = FormatGeneral(100.0 * label.lost_volume / label.voxel_volume, 2) + " %";
+// What the mesh lacks of a label, empty for nothing.
+std::string LackOf(MeshedLabel const& label, double size) {
+    std::string const share = FormatGeneral(100.0 * label.lost_volume / label.voxel_volume, 2);
+    std::string const lost = FormatGeneral(label.lost_volume, 3) + " mm3 of it (" + share + " %) are lost";
     if (label.elements == 0)
-        context.Warn(name + " is too thin for a size of " + FormatGeneral(size) + " mm: it has no element");
-    else if (label.thickness < size)
-        context.Warn(name + " is thinner than the size: as a plate it would be " +
-                     FormatGeneral(label.thickness, 2) + " mm thick; " + FormatGeneral(label.lost_volume, 3) +
-                     " mm3 of it (" + share + ") are lost");
-    else if (label.lost_volume > 0.0)
-        context.Warn(name + " has places too thin for the size: " + FormatGeneral(label.lost_volume, 3) +
-                     " mm3 of it (" + share + ") are lost");
+        return "is too thin for a size of " + FormatGeneral(size) + " mm: it has no element";
+    if (label.thickness < size)
+        return "is thinner than the size: as a plate it would be " + FormatGeneral(label.thickness, 2) +
+               " mm thick; " + (label.lost_volume > 0.0 ? lost : "nothing of it is lost");
+    return label.lost_volume > 0.0 ? "has places too thin for the size: " + lost : "";
+}
+
+// Of more labels than anybody reads lines, those with the largest share lost come first.
+void WarnOfLacks(std::vector<MeshedLabel> const& labels, Image const& image, double size,
+                 Context const& context) {
+    std::vector<MeshedLabel const*> lacking;
+    for (MeshedLabel const& label : labels)
+        if (!LackOf(label, size).empty())
+            lacking.push_back(&label);
+    std::size_t const lines = std::min(lacking.size(), MostWarnings);
+    if (lines < lacking.size())
+        std::ranges::stable_sort(lacking, std::greater(), [](MeshedLabel const* label) {
+            return std::pair(label->elements == 0, label->lost_volume / label->voxel_volume);
+        });
+    for (std::size_t i = 0; i < lines; ++i)
+        context.Warn(image.file + ": label " + std::to_string(lacking[i]->label) + " " +
+                     LackOf(*lacking[i], size));
+    if (lines < lacking.size())
+        context.Warn(
+            image.file + ": " + std::to_string(lacking.size() - lines) +
+            " more labels are too thin for the size, in places or altogether: see the report on each");
 }
 
 MeshedLabel LabelOf(MMeshLabelReport const& report) {
@@ -135,10 +157,9 @@ MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions co
     context.ThrowIfCancelled();
     if (!done)
         throw FileError(image.file, "its labels could not be meshed");
-    for (MMeshLabelReport const& report : meshing.GetReports()) {
+    for (MMeshLabelReport const& report : meshing.GetReports())
         result.labels.push_back(LabelOf(report));
-        Warn(result.labels.back(), image, options.size, context);
-    }
+    WarnOfLacks(result.labels, image, options.size, context);
     if (result.model.mesh->NumberOfElements() == 0)
         throw FileError(image.file, "no label is thick enough for a size of " + FormatGeneral(options.size) +
                                         " mm: the mesh would be empty");

@@ -45,10 +45,10 @@ struct MeshFromLabelsResult {
     std::vector<MeshedLabel> labels;
 };
 // Makes a mesh of linear tetrahedra from an image of labels (MMeshFromLabelsOperator), in mm. Warns of labels
-// that are thinner than the size, and of what was lost of them. Throws FileError for an image without labels,
-// for one whose values are no whole numbers, and for labels that it does not have. It does so for more than a
-// thousand different numbers, too, unless labels are named. Throws it for a size that would make more
-// elements than memory holds; it then says how many and which size fits.
+// that are thinner than the size, and of what was lost of them: of up to 20 one by one. Throws FileError for
+// an image without labels, for one whose values are no whole numbers, and for labels that it does not have.
+// It does so for more than a thousand different numbers, too, unless labels are named. Throws it for a size
+// that would make more elements than memory holds; it then says how many and which size fits.
 KETSDK_MESHJOBS_API MeshFromLabelsResult MeshFromLabels(Image const& image,
                                                         MeshFromLabelsOptions const& options,
                                                         Context const& context);

@@ -72,14 +72,15 @@ TEST_F(Ketmesh, MakesAMeshOfTheRealHeadThatOtherCommandsTake) {
 
 TEST_F(Ketmesh, MeshesAnAtlasOfMoreLabelsThanAnImageOfGreyValuesMayHave) {
     std::vector<short> voxels;
-    for (int z = 0; z < 20; ++z)
-        for (int y = 0; y < 20; ++y)
-            for (int x = 0; x < 22; ++x)
-                voxels.push_back(static_cast<short>(1 + x / 2 + 11 * (y / 2 + 10 * (z / 2))));
-    Save(Path("atlas.mha"), ImageOf("MET_SHORT", "22 20 20", voxels));
-    Json const report =
-        RunJson({"mesh", Path("atlas.mha"), "--size", "2", "--rounds", "0", "-o", Path("atlas.vtu")});
+    for (int x = 0; x < 1100; ++x)
+        voxels.insert(voxels.end(), 2 * 2 * 2, static_cast<short>(1 + x));
+    Save(Path("atlas.mha"), ImageOf("MET_SHORT", "2 2 2200", voxels));
+    Json const report = Json::parse(
+        Run({"mesh", Path("atlas.mha"), "--size", "4", "--rounds", "0", "-o", Path("atlas.vtu"), "--json"})
+            .out);
     EXPECT_EQ(report["labels"].size(), 1100u);
+    EXPECT_EQ(report["warnings"].size(), 21u) << "labels too thin for the size";
+    EXPECT_NE(report["warnings"][20].get<std::string>().find("1080 more labels"), std::string::npos);
 }
 
 TEST_F(Ketmesh, RefusesWhatNoMeshCanBeMadeOf) {
