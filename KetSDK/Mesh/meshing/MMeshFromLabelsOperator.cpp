@@ -20,6 +20,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <mutex>
 #include <numbers>
 #include <optional>
 
@@ -85,39 +86,68 @@ std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& i
     std::vector<double> areas(labels.Counts().size(), 0.0);
     double const voxel = VoxelVolume(image);
     std::int64_t const before = labels.First()[0] - 1, wide = labels.Last()[0] - before + 2;
-    std::vector<LabelIndex> rows[3]; // this one, and the next along the second and third axis
-    for (std::vector<LabelIndex>& row : rows)
-        row.resize(static_cast<std::size_t>(wide));
+    std::size_t const end = wide > 1 ? static_cast<std::size_t>(wide) - 1 : 0;
+    std::vector<LabelIndex> room[3];
+    for (std::vector<LabelIndex>& row : room)
+        row.resize(end + 1);
     for (std::int64_t k = labels.First()[2] - 1; k <= labels.Last()[2]; ++k)
         for (std::int64_t j = labels.First()[1] - 1; j <= labels.Last()[1]; ++j) {
-            labels.CopyRow(before, j, k, wide, rows[0].data());
-            labels.CopyRow(before, j + 1, k, wide, rows[1].data());
-            labels.CopyRow(before, j, k + 1, wide, rows[2].data());
-            for (std::size_t i = 0; i + 1 < rows[0].size(); ++i) {
-                LabelIndex const label = rows[0][i];
-                LabelIndex const next[3] = {rows[0][i + 1], rows[1][i], rows[2][i]};
+            // This row, the same from its second voxel on, and the next along the second and third axis.
+            LabelIndex const* const row = labels.Row(before, j, k, wide, room[0].data());
+            LabelIndex const* const next[3] = {row + 1, labels.Row(before, j + 1, k, wide, room[1].data()),
+                                               labels.Row(before, j, k + 1, wide, room[2].data())};
+            auto const add_faces = [&](std::size_t i) {
                 for (std::size_t axis = 0; axis < 3; ++axis)
-                    if (next[axis] != label) {
-                        areas[label] += voxel / image.spacing[axis];
-                        areas[next[axis]] += voxel / image.spacing[axis];
+                    if (next[axis][i] != row[i]) {
+                        areas[row[i]] += voxel / image.spacing[axis];
+                        areas[next[axis][i]] += voxel / image.spacing[axis];
                     }
+            };
+            constexpr std::size_t Together = 16;
+            std::size_t first = 0;
+            for (; first + Together <= end; first += Together) {
+                unsigned differences = 0;
+                for (std::size_t i = first; i < first + Together; ++i)
+                    differences |= static_cast<unsigned>((row[i] ^ next[0][i]) | (row[i] ^ next[1][i]) |
+                                                         (row[i] ^ next[2][i]));
+                for (std::size_t i = first; differences != 0 && i < first + Together; ++i)
+                    add_faces(i);
             }
+            for (; first < end; ++first)
+                add_faces(first);
         }
     return areas;
 }
 
 } // namespace
 
+struct MMeshFromLabelsOperator::Voxels {
+    Voxels(MLabelImage const& image, std::vector<std::int32_t> labels)
+        : values(std::move(labels))
+        , indices(image, values)
+        , areas(VoxelAreas(indices, image)) {}
+
+    std::vector<std::int32_t> values; // that are meshed
+    IndexedLabels indices;
+    std::vector<double> areas; // of the faces between voxels of each index and others
+};
+
+struct MMeshFromLabelsOperator::KeptVoxels {
+    std::once_flag once;
+    std::shared_ptr<Voxels const> voxels;
+};
+
 // One run: the steps from labels to a mesh, each of which leaves what the next one needs.
 class MMeshFromLabelsOperator::Run {
 public:
-    Run(MMeshFromLabelsOperator& owner, KetSDK::Common::IncrementalProgressReporter& reporter)
+    Run(MMeshFromLabelsOperator& owner, Voxels const& voxels,
+        KetSDK::Common::IncrementalProgressReporter& reporter)
         : m_owner(owner)
         , m_image(*owner.m_image)
         , m_settings(owner.m_settings)
         , m_reporter(reporter)
-        , m_label_values(owner.LabelsToMesh())
-        , m_labels(m_image, m_label_values)
+        , m_voxels(voxels)
+        , m_labels(voxels.indices)
         , m_grid(m_labels, m_image.spacing, m_settings.size, m_settings.largest_size)
         , m_space(m_image) {}
 
@@ -128,8 +158,9 @@ public:
             return false;
         MakeMovingMesh();
         InterfaceTargets const targets(*m_weights, m_space, 0.5 * Units(SmallestSpacing(m_image)));
-        NodeTetrahedra const around(m_moving.positions.size(), m_moving.tetrahedra);
-        MakeGroups(m_moving, around, m_moves);
+        NodeTetrahedra const around(m_moving.positions.size(), m_moving.tetrahedra, m_owner.GetParallel());
+        if (m_settings.rounds > 0)
+            MakeGroups(m_moving, around, FindMovingNodes());
         if (!Advance(300) || !MoveAll(targets, around))
             return false;
         Report(targets, around);
@@ -172,7 +203,7 @@ private:
         if (!Advance(120))
             return false;
         m_tetrahedron_labels = LabelTetrahedra(*m_lattice, m_grid, *m_weights, m_owner.GetParallel());
-        NodeTetrahedra const around(m_lattice->nodes.size(), m_lattice->tetrahedra);
+        NodeTetrahedra const around(m_lattice->nodes.size(), m_lattice->tetrahedra, m_owner.GetParallel());
         m_relabelled = MakeManifold(*m_lattice, around, m_owner.GetParallel(), m_tetrahedron_labels);
         FindInterfaces(around);
         return true;
@@ -236,19 +267,20 @@ private:
                     m_moving.positions[i] = m_space.PositionOf(m_grid.PlaceOf(m_lattice->nodes[i]));
             });
         m_lattice.reset();
-        FindMovingNodes();
     }
 
-    void FindMovingNodes() {
-        m_moves.assign(m_moving.positions.size(), 0);
-        for (std::size_t node = 0; node < m_moves.size(); ++node)
-            m_moves[node] = IsOnInterface(static_cast<Number>(node));
+    // Whether each node may be moved.
+    std::vector<std::uint8_t> FindMovingNodes() const {
+        std::vector<std::uint8_t> moves(m_moving.positions.size());
+        for (std::size_t node = 0; node < moves.size(); ++node)
+            moves[node] = IsOnInterface(static_cast<Number>(node));
         for (std::uint8_t ring = 1; ring < Rings; ++ring)
             for (Lattice::Tetrahedron const& nodes : m_moving.tetrahedra)
-                if (std::ranges::any_of(nodes, [&](Number n) { return m_moves[n] == ring; }))
+                if (std::ranges::any_of(nodes, [&](Number n) { return moves[n] == ring; }))
                     for (Number const n : nodes)
-                        if (m_moves[n] == 0)
-                            m_moves[n] = static_cast<std::uint8_t>(ring + 1);
+                        if (moves[n] == 0)
+                            moves[n] = static_cast<std::uint8_t>(ring + 1);
+        return moves;
     }
 
     bool MoveAll(InterfaceTargets const& targets, NodeTetrahedra const& around) {
@@ -274,11 +306,11 @@ private:
     // --- What is said about the result ---------------------------------------------------------------
 
     void Report(InterfaceTargets const& targets, NodeTetrahedra const& around) {
-        m_reports.resize(m_label_values.size());
-        std::vector<double> const areas = VoxelAreas(m_labels, m_image);
+        m_reports.resize(m_voxels.values.size());
+        std::vector<double> const& areas = m_voxels.areas;
         for (std::size_t i = 0; i < m_reports.size(); ++i) {
             MMeshLabelReport& report = m_reports[i];
-            report.label = m_label_values[i];
+            report.label = m_voxels.values[i];
             report.voxel_volume = static_cast<double>(m_labels.Counts()[i + 1]) * VoxelVolume(m_image);
             report.thickness = areas[i + 1] > 0.0 ? 3.0 * report.voxel_volume / areas[i + 1] : 0.0;
         }
@@ -404,15 +436,14 @@ private:
     MLabelImage const& m_image;
     MMeshFromLabelsSettings const& m_settings;
     KetSDK::Common::IncrementalProgressReporter& m_reporter;
-    std::vector<std::int32_t> const m_label_values;
-    IndexedLabels const m_labels;
+    Voxels const& m_voxels;
+    IndexedLabels const& m_labels;
     LatticeGrid const m_grid;
     ImageSpace const m_space;
     std::optional<LabelWeights> m_weights;
     std::optional<Lattice> m_lattice;
     std::vector<LabelIndex> m_tetrahedron_labels;
     MovingMesh m_moving;
-    std::vector<std::uint8_t> m_moves;
     std::uint64_t m_relabelled = 0;
     std::vector<MMeshLabelReport> m_reports;
     double m_smallest_dihedral = 0.0;
@@ -442,7 +473,28 @@ std::vector<std::int32_t> MMeshFromLabelsOperator::LabelsToMesh() const {
     return labels;
 }
 
+void MMeshFromLabelsOperator::SetImage(MLabelImage const* image) {
+    m_image = image;
+    m_voxels = std::make_shared<KeptVoxels>();
+}
+
+void MMeshFromLabelsOperator::SetMeshingSettings(MMeshFromLabelsSettings settings) {
+    m_settings = std::move(settings);
+    m_voxels = std::make_shared<KeptVoxels>();
+}
+
+std::shared_ptr<MMeshFromLabelsOperator::Voxels const> MMeshFromLabelsOperator::FindVoxels() const {
+    std::call_once(m_voxels->once,
+                   [this] { m_voxels->voxels = std::make_shared<Voxels const>(*m_image, LabelsToMesh()); });
+    return m_voxels->voxels;
+}
+
 std::string MMeshFromLabelsOperator::FindFault() const {
+    std::string fault = FindFaultOfSettings();
+    return fault.empty() ? FindFaultOfLabels(LabelsToMesh()) : fault;
+}
+
+std::string MMeshFromLabelsOperator::FindFaultOfSettings() const {
     if (!m_image)
         return "there is no image";
     MLabelImage const& image = *m_image;
@@ -472,7 +524,10 @@ std::string MMeshFromLabelsOperator::FindFault() const {
         return "the smallest dihedral angle must lie between 0 and 30 degrees";
     if (std::isnan(m_settings.smoothing) || m_settings.smoothing > 20.0 * SmallestSpacing(image))
         return "the smoothing must not exceed 20 voxels";
-    auto const labels = LabelsToMesh();
+    return {};
+}
+
+std::string MMeshFromLabelsOperator::FindFaultOfLabels(std::vector<std::int32_t> const& labels) const {
     if (labels.empty())
         return "there are no labels: every voxel is 0";
     if (labels.size() > MostLabels)
@@ -481,22 +536,21 @@ std::string MMeshFromLabelsOperator::FindFault() const {
     for (std::size_t i = 0; i < m_settings.labels.size(); ++i) {
         if (labels[i] == 0 || (i > 0 && labels[i] <= labels[i - 1]))
             return "the labels to mesh must be ascending and not 0";
-        if (std::ranges::find(image.labels, labels[i]) == image.labels.end())
+        if (std::ranges::find(m_image->labels, labels[i]) == m_image->labels.end())
             return "there is no label " + std::to_string(labels[i]);
     }
     return {};
 }
 
 MMeshFromLabelsOperator::Forecast MMeshFromLabelsOperator::Predict(double size) const {
-    IndexedLabels const labels(*m_image, LabelsToMesh());
+    auto const voxels = FindVoxels();
     double volume = 0.0, area = 0.0;
-    auto const areas = VoxelAreas(labels, *m_image);
-    for (std::size_t i = 1; i < areas.size(); ++i) {
-        volume += static_cast<double>(labels.Counts()[i]) * VoxelVolume(*m_image);
-        area += areas[i] * 2.0 / 3.0;
+    for (std::size_t i = 1; i < voxels->areas.size(); ++i) {
+        volume += static_cast<double>(voxels->indices.Counts()[i]) * VoxelVolume(*m_image);
+        area += voxels->areas[i] * 2.0 / 3.0;
     }
     double const largest = m_settings.largest_size / m_settings.size * size;
-    LatticeGrid const grid(labels, m_image->spacing, size, largest);
+    LatticeGrid const grid(voxels->indices, m_image->spacing, size, largest);
     Forecast forecast;
     forecast.elements = NumberOfTetrahedra(volume, area, size, grid.is_graded ? grid.top_level : 0);
     forecast.bytes = 300.0 * forecast.elements + grid.NumberOfSmallest() / 4.0 +
@@ -506,10 +560,14 @@ MMeshFromLabelsOperator::Forecast MMeshFromLabelsOperator::Predict(double size) 
 
 bool MMeshFromLabelsOperator::Operate() {
     MMeshBase* const mesh = GetMesh();
-    if (!mesh || !FindFault().empty())
+    if (!mesh || !FindFaultOfSettings().empty())
+        return false;
+    auto const voxels = FindVoxels();
+    m_voxels = std::make_shared<KeptVoxels>(); // the image may change from here on
+    if (!FindFaultOfLabels(voxels->values).empty())
         return false;
     KetSDK::Common::IncrementalProgressReporter reporter(m_progress, "Meshing", 1000, true);
-    bool const done = Run(*this, reporter).Do(*mesh);
+    bool const done = Run(*this, *voxels, reporter).Do(*mesh);
     if (done)
         reporter = 1000;
     return done;

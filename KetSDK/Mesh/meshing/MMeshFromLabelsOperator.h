@@ -68,9 +68,10 @@ struct MMeshLabelReport {
 // The result is the same bit for bit with and without SetParallel, on any number of threads.
 class KETSDK_MESH_API MMeshFromLabelsOperator : public MMeshOperator {
 public:
-    // The image; borrowed until Operate() has returned.
-    void SetImage(MLabelImage const* image) noexcept { m_image = image; }
-    void SetMeshingSettings(MMeshFromLabelsSettings settings) { m_settings = std::move(settings); }
+    // The image; borrowed until Operate() has returned. What Predict() found out about its voxels is used
+    // until then, so whoever changes voxels after Predict() sets the image once more.
+    void SetImage(MLabelImage const* image);
+    void SetMeshingSettings(MMeshFromLabelsSettings settings);
     // Where progress is reported and cancelling is asked for; may be null.
     void SetProgressDelegate(std::shared_ptr<KetSDK::Common::IProgressDelegate> delegate) noexcept {
         m_progress = std::move(delegate);
@@ -101,12 +102,18 @@ public:
 
 private:
     class Run;
+    struct Voxels;     // what the labels of the voxels tell
+    struct KeptVoxels; // the same, once it was asked for
 
     // The labels to mesh: those of the settings, or all of the image but 0.
     std::vector<std::int32_t> LabelsToMesh() const;
+    std::shared_ptr<Voxels const> FindVoxels() const;
+    std::string FindFaultOfSettings() const;
+    std::string FindFaultOfLabels(std::vector<std::int32_t> const& labels) const;
 
     MLabelImage const* m_image = nullptr;
     MMeshFromLabelsSettings m_settings;
+    std::shared_ptr<KeptVoxels> m_voxels;
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_progress;
     std::vector<MMeshLabelReport> m_reports;
     double m_smallest_dihedral = 0.0;

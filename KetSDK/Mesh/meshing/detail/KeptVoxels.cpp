@@ -4,6 +4,7 @@
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <cstddef>
@@ -61,14 +62,14 @@ private:
     std::vector<Layer> m_kept; // by slot and the third axis
 };
 
-// Keeps the voxels of a tetrahedron's label in the box around it.
-void KeepAround(KeptVoxels& kept, MovingMesh const& mesh, std::size_t t, ImageSpace const& space,
-                LabelWeights::Place const& margin) {
+// Keeps the voxels of a tetrahedron's label in the box around it; `places` are those of the nodes.
+void KeepAround(KeptVoxels& kept, MovingMesh const& mesh, std::size_t t,
+                std::vector<LabelWeights::Place> const& places, LabelWeights::Place const& margin) {
     if (mesh.labels[t] == 0)
         return;
-    LabelWeights::Place low = space.PlaceOf(mesh.positions[mesh.tetrahedra[t][0]]), high = low;
+    LabelWeights::Place low = places[mesh.tetrahedra[t][0]], high = low;
     for (std::uint32_t const node : mesh.tetrahedra[t]) {
-        LabelWeights::Place const place = space.PlaceOf(mesh.positions[node]);
+        LabelWeights::Place const& place = places[node];
         for (std::size_t axis = 0; axis < 3; ++axis) {
             low[axis] = std::min(low[axis], place[axis]);
             high[axis] = std::max(high[axis], place[axis]);
@@ -85,6 +86,38 @@ void KeepAround(KeptVoxels& kept, MovingMesh const& mesh, std::size_t t, ImageSp
     kept.Keep(mesh.labels[t], low, high);
 }
 
+// Calls visit(label) for each voxel of the bricks from `first` to `last` - 1 that was not kept.
+template <typename Visit>
+void ForEachLost(std::size_t first_brick, std::size_t last_brick, IndexedLabels const& labels,
+                 LabelWeights const& weights, KeptVoxels const& kept, Visit const& visit) {
+    weights.ForEachBrickWithSlots(
+        first_brick, last_brick,
+        [&](LabelWeights::Voxel const& first, std::size_t first_slot, std::span<LabelIndex const> slots) {
+            constexpr std::int64_t Side = LabelWeights::Side;
+            std::array<LabelIndex, Side> room;
+            for (std::int64_t k = 0; k < Side; ++k)
+                for (std::int64_t j = 0; j < Side; ++j) {
+                    LabelIndex const* const row =
+                        labels.Row(first[0], first[1] + j, first[2] + k, Side, room.data());
+                    for (std::int64_t i = 0; i < Side; ++i) {
+                        if (row[i] == 0)
+                            continue;
+                        auto const place = std::ranges::find(slots, row[i]) - slots.begin();
+                        if (!kept.IsKept(first_slot + static_cast<std::size_t>(place), {i, j, k}))
+                            visit(row[i]);
+                    }
+                }
+        });
+}
+
+Support::WorkSteps Steps(std::size_t items, std::uint64_t step, bool parallel) {
+    Support::WorkSteps steps;
+    steps.items = items;
+    steps.step = step;
+    steps.parallel = parallel;
+    return steps;
+}
+
 } // namespace
 
 std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMesh const& mesh,
@@ -94,27 +127,29 @@ std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMe
     LabelWeights::Place margin;
     for (std::size_t axis = 0; axis < 3; ++axis)
         margin[axis] = 0.5 * size / spacing[axis];
-    Support::WorkSteps steps;
-    steps.items = mesh.labels.size();
-    steps.step = 4096;
-    steps.parallel = parallel;
-    Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
-        for (std::uint64_t t = first; t < last; ++t)
-            KeepAround(kept, mesh, static_cast<std::size_t>(t), space, margin);
+    std::vector<LabelWeights::Place> places(mesh.positions.size());
+    Support::ComputeSteps(Steps(places.size(), 4096, parallel), [&](std::uint64_t first, std::uint64_t last) {
+        for (std::uint64_t node = first; node < last; ++node)
+            places[node] = space.PlaceOf(mesh.positions[node]);
     });
+    Support::ComputeSteps(Steps(mesh.labels.size(), 4096, parallel),
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              for (std::uint64_t t = first; t < last; ++t)
+                                  KeepAround(kept, mesh, static_cast<std::size_t>(t), places, margin);
+                          });
     std::vector<std::uint64_t> lost(labels.Counts().size(), 0);
-    weights.ForEachBrickWithSlots(
-        [&](LabelWeights::Voxel const& first, std::size_t first_slot, std::span<LabelIndex const> slots) {
-            constexpr std::int64_t Side = LabelWeights::Side;
-            for (std::int64_t k = 0; k < Side; ++k)
-                for (std::int64_t j = 0; j < Side; ++j)
-                    for (std::int64_t i = 0; i < Side; ++i) {
-                        LabelIndex const label = labels.At(first[0] + i, first[1] + j, first[2] + k);
-                        if (label == 0)
-                            continue;
-                        auto const place = std::ranges::find(slots, label) - slots.begin();
-                        lost[label] += !kept.IsKept(first_slot + static_cast<std::size_t>(place), {i, j, k});
-                    }
+    using Lost = std::vector<LabelIndex>; // of each voxel
+    Support::ComputeSteps<Lost>(
+        Steps(weights.NumberOfBricks(), 64, parallel),
+        [&](std::uint64_t first, std::uint64_t last, Lost& found) {
+            found.clear();
+            ForEachLost(static_cast<std::size_t>(first), static_cast<std::size_t>(last), labels, weights,
+                        kept, [&](LabelIndex label) { found.push_back(label); });
+        },
+        [&](std::uint64_t, std::uint64_t, Lost const& found) {
+            for (LabelIndex const label : found)
+                ++lost[label];
+            return true;
         });
     return lost;
 }

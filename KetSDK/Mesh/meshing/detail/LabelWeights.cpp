@@ -70,25 +70,116 @@ IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t>
         }
 }
 
-void IndexedLabels::CopyRow(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count,
-                            LabelIndex* to) const {
-    std::fill(to, to + count, LabelIndex{0});
-    if (j < 0 || k < 0 || j >= m_size[1] || k >= m_size[2])
-        return;
+LabelIndex const* IndexedLabels::Row(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count,
+                                     LabelIndex* room) const {
+    bool const exists = j >= 0 && k >= 0 && j < m_size[1] && k < m_size[2];
+    LabelIndex const* const row =
+        m_indices.data() + (exists ? static_cast<std::size_t>((k * m_size[1] + j) * m_size[0]) : 0u);
+    if (exists && i >= 0 && i + count <= m_size[0])
+        return row + i;
+    std::fill(room, room + count, LabelIndex{0});
     std::int64_t const begin = std::max<std::int64_t>(i, 0), end = std::min(i + count, m_size[0]);
-    LabelIndex const* const row = &m_indices[static_cast<std::size_t>((k * m_size[1] + j) * m_size[0])];
-    if (begin < end)
-        std::copy(row + begin, row + end, to + (begin - i));
+    if (exists && begin < end)
+        std::copy(row + begin, row + end, room + (begin - i));
+    return room;
 }
 
 namespace {
+
+constexpr std::uint32_t Several = UINT32_MAX; // in place of a label
+
+std::int64_t FloorOf(std::int64_t voxel, std::int64_t side) noexcept {
+    return voxel >= 0 ? voxel / side : -((side - 1 - voxel) / side);
+}
+
+// The labels of an image in small blocks: tells at once that a large box has one label only.
+class LabelBlocks {
+public:
+    LabelBlocks(IndexedLabels const& labels, bool parallel)
+        : m_labels(labels) {
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            m_count[axis] = (labels.Size()[axis] + Side - 1) / Side;
+        m_all.resize(static_cast<std::size_t>(m_count[0] * m_count[1] * m_count[2]));
+        Support::WorkSteps steps;
+        steps.items = static_cast<std::uint64_t>(m_count[2]);
+        steps.parallel = parallel;
+        Support::ComputeSteps(steps, [this](std::uint64_t first, std::uint64_t last) {
+            Rows rows;
+            for (std::uint64_t k = first; k < last; ++k)
+                for (std::int64_t j = 0; j < m_count[1]; ++j)
+                    Fill(j, static_cast<std::int64_t>(k), rows);
+        });
+    }
+
+    // The only label of the blocks that have voxels of a box, `last` included; Several when there are more.
+    std::uint32_t OnlyLabelIn(std::array<std::int64_t, 3> const& first,
+                              std::array<std::int64_t, 3> const& last) const noexcept {
+        std::array<std::int64_t, 3> low, high;
+        bool inside = true;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] = std::max<std::int64_t>(FloorOf(first[axis], Side), 0);
+            high[axis] = std::min(FloorOf(last[axis], Side), m_count[axis] - 1);
+            inside &= first[axis] >= 0 && high[axis] == FloorOf(last[axis], Side);
+            if (low[axis] > high[axis])
+                return 0;
+        }
+        std::uint32_t const label = inside ? At(low[0], low[1], low[2]) : 0u;
+        for (std::int64_t k = low[2]; k <= high[2]; ++k)
+            for (std::int64_t j = low[1]; j <= high[1]; ++j)
+                for (std::int64_t i = low[0]; i <= high[0]; ++i)
+                    if (At(i, j, k) != label)
+                        return Several;
+        return label;
+    }
+
+private:
+    static constexpr std::int64_t Side = 4;
+    struct Rows {
+        std::vector<LabelIndex> room;
+        std::vector<LabelIndex> differences; // bits in which labels differ from the first one of their block
+    };
+
+    std::uint32_t At(std::int64_t i, std::int64_t j, std::int64_t k) const noexcept {
+        return m_all[static_cast<std::size_t>((k * m_count[1] + j) * m_count[0] + i)];
+    }
+
+    // One row of blocks. Those that reach beyond the image have label 0 there.
+    void Fill(std::int64_t j, std::int64_t k, Rows& rows) {
+        std::size_t const voxels = static_cast<std::size_t>(m_count[0] * Side);
+        rows.room.resize(voxels);
+        rows.differences.assign(voxels, 0);
+        std::uint32_t* const blocks = &m_all[static_cast<std::size_t>((k * m_count[1] + j) * m_count[0])];
+        for (std::int64_t row = 0; row < Side * Side; ++row) {
+            LabelIndex const* const labels = m_labels.Row(0, j * Side + row % Side, k * Side + row / Side,
+                                                          m_count[0] * Side, rows.room.data());
+            if (row == 0)
+                for (std::size_t i = 0; i < voxels; i += Side)
+                    blocks[i / Side] = labels[i];
+            for (std::size_t i = 0; i < voxels; ++i)
+                rows.differences[i] =
+                    static_cast<LabelIndex>(rows.differences[i] | (labels[i] ^ blocks[i / Side]));
+        }
+        for (std::size_t i = 0; i < voxels; ++i)
+            if (rows.differences[i] != 0)
+                blocks[i / Side] = Several;
+    }
+
+    IndexedLabels const& m_labels;
+    std::array<std::int64_t, 3> m_count{};
+    std::vector<std::uint32_t> m_all;
+};
 
 // The weights of one brick as they are computed.
 struct BrickWork {
     std::vector<LabelIndex> labels; // one only: no weights
     std::vector<float> weights;
-    // Scratch: the labels around the brick, one row of them, and the sums along the first and second axis.
-    std::vector<LabelIndex> around;
+    // Scratch: the rows of labels around the brick, those of them that reach beyond the image, the label of
+    // each row or Several, which of its voxels have the label at hand, and the sums along the first and
+    // second axis.
+    std::vector<LabelIndex const*> rows;
+    std::vector<LabelIndex> beyond;
+    std::vector<std::uint32_t> row_labels;
+    std::vector<std::uint32_t> windows;
     std::vector<float> row;
     std::vector<float> along_first;
     std::vector<float> along_second;
@@ -97,8 +188,9 @@ struct BrickWork {
 // Smooths the indicator functions of the labels within a brick, one axis after another.
 class BrickSmoother {
 public:
-    BrickSmoother(IndexedLabels const& labels, SmoothingKernel const& kernel)
-        : m_labels(labels) {
+    BrickSmoother(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel)
+        : m_labels(labels)
+        , m_blocks(labels, parallel) {
         for (std::size_t axis = 0; axis < 3; ++axis) {
             m_radius[axis] = static_cast<std::int64_t>(kernel.narrow[axis].size() / 2);
             m_narrow[axis].assign(kernel.narrow[axis].begin(), kernel.narrow[axis].end());
@@ -109,13 +201,28 @@ public:
             weight *= static_cast<float>(kernel.share);
         for (float& weight : m_wide[2])
             weight *= static_cast<float>(1.0 - kernel.share);
+        m_narrow_sums = SumsOf(m_narrow[0]);
+        m_wide_sums = SumsOf(m_wide[0]);
+    }
+
+    // The only label around the brick whose first sample is voxel `first`; Several unless that is clear.
+    std::uint32_t OnlyLabel(std::array<std::int64_t, 3> const& first) const noexcept {
+        std::array<std::int64_t, 3> low, high;
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            low[axis] = first[axis] - m_radius[axis];
+            high[axis] = low[axis] + Wide(axis) - 1;
+        }
+        return m_blocks.OnlyLabelIn(low, high);
     }
 
     // The brick whose first sample is voxel `first`.
     void Smooth(std::array<std::int64_t, 3> const& first, BrickWork& work) const {
         work.labels.clear();
         work.weights.clear();
-        Gather(first, work);
+        if (std::uint32_t const only = OnlyLabel(first); only != Several)
+            work.labels.push_back(static_cast<LabelIndex>(only));
+        else
+            Gather(first, work);
         if (work.labels.size() < 2)
             return;
         std::ranges::sort(work.labels);
@@ -125,9 +232,11 @@ public:
         std::fill(rest, rest + Samples, 1.0F);
         for (std::size_t i = 0; i + 1 < work.labels.size(); ++i) {
             float* const target = &work.weights[i * Samples];
-            AddSmoothed(work.labels[i], m_narrow, work, target);
+            if (!m_narrow_sums.empty())
+                FindWindows(work.labels[i], work);
+            AddSmoothed(work.labels[i], m_narrow, m_narrow_sums, work, target);
             if (m_radius[0] + m_radius[1] + m_radius[2] > 0)
-                AddSmoothed(work.labels[i], m_wide, work, target);
+                AddSmoothed(work.labels[i], m_wide, m_wide_sums, work, target);
             for (std::size_t k = 0; k < Samples; ++k)
                 rest[k] -= target[k];
         }
@@ -136,30 +245,76 @@ public:
 private:
     static constexpr std::int64_t Count = 9;
     static constexpr std::size_t Samples = 729;
+    // Wider kernels have no table of sums.
+    static constexpr std::size_t MostTaps = 9;
     using Kernels = std::array<std::vector<float>, 3>;
 
     std::int64_t Wide(std::size_t axis) const noexcept { return Count + 2 * m_radius[axis]; }
 
+    // The sum of the weights of a kernel for each choice of its taps, by their bits.
+    static std::vector<float> SumsOf(std::vector<float> const& kernel) {
+        std::vector<float> sums;
+        if (kernel.size() > MostTaps)
+            return sums;
+        for (std::uint32_t taps = 0; taps < 1u << kernel.size(); ++taps) {
+            sums.push_back(0.0F);
+            for (std::size_t i = 0; i < kernel.size(); ++i)
+                sums.back() += (taps >> i & 1u) != 0 ? kernel[i] : 0.0F;
+        }
+        return sums;
+    }
+
     void Gather(std::array<std::int64_t, 3> const& first, BrickWork& work) const {
-        work.around.resize(static_cast<std::size_t>(Wide(0) * Wide(1) * Wide(2)));
-        LabelIndex* row = work.around.data();
+        work.rows.clear();
+        work.row_labels.clear();
+        work.beyond.resize(static_cast<std::size_t>(Wide(0) * Wide(1) * Wide(2)));
+        LabelIndex* room = work.beyond.data();
         for (std::int64_t k = 0; k < Wide(2); ++k)
-            for (std::int64_t j = 0; j < Wide(1); ++j, row += Wide(0)) {
-                m_labels.CopyRow(first[0] - m_radius[0], first[1] + j - m_radius[1],
-                                 first[2] + k - m_radius[2], Wide(0), row);
-                for (std::int64_t i = 0; i < Wide(0); ++i)
+            for (std::int64_t j = 0; j < Wide(1); ++j, room += Wide(0)) {
+                LabelIndex const* const row = m_labels.Row(first[0] - m_radius[0], first[1] + j - m_radius[1],
+                                                           first[2] + k - m_radius[2], Wide(0), room);
+                bool const is_one = std::equal(row + 1, row + Wide(0), row);
+                work.rows.push_back(row);
+                work.row_labels.push_back(is_one ? *row : Several);
+                for (std::int64_t i = 0; i < (is_one ? 1 : Wide(0)); ++i)
                     if ((i == 0 || row[i] != row[i - 1]) &&
                         std::ranges::find(work.labels, row[i]) == work.labels.end())
                         work.labels.push_back(row[i]);
             }
     }
 
-    void AddSmoothed(LabelIndex label, Kernels const& kernels, BrickWork& work, float* target) const {
+    void AddSmoothed(LabelIndex label, Kernels const& kernels, std::vector<float> const& sums,
+                     BrickWork& work, float* target) const {
         work.along_first.assign(static_cast<std::size_t>(Wide(1) * Wide(2) * Count), 0.0F);
         work.along_second.assign(static_cast<std::size_t>(Wide(2) * Count * Count), 0.0F);
-        SmoothRows(label, kernels[0], work);
+        if (sums.empty())
+            SmoothRows(label, kernels[0], work);
+        else
+            LookUpRows(sums, work);
         AddAlong<Count>(work.along_first.data(), work.along_second.data(), kernels[1], Wide(2), Wide(1));
         AddAlong<Count * Count>(work.along_second.data(), target, kernels[2], 1, Wide(2));
+    }
+
+    // Which voxels of each row have the label, a bit for each.
+    void FindWindows(LabelIndex label, BrickWork& work) const {
+        std::size_t const wide = static_cast<std::size_t>(Wide(0));
+        work.windows.assign(work.rows.size(), 0u);
+        for (std::size_t row = 0; row < work.rows.size(); ++row)
+            if (work.row_labels[row] == label)
+                work.windows[row] = (1u << wide) - 1u;
+            else if (work.row_labels[row] == Several)
+                for (std::size_t i = 0; i < wide; ++i)
+                    work.windows[row] |= std::uint32_t{work.rows[row][i] == label} << i;
+    }
+    void LookUpRows(std::vector<float> const& table, BrickWork& work) const {
+        std::uint32_t const taps = static_cast<std::uint32_t>(table.size()) - 1u;
+        float* sums = work.along_first.data();
+        for (std::uint32_t const window : work.windows) {
+            if (window != 0)
+                for (std::size_t i = 0; i < Count; ++i)
+                    sums[i] = table[window >> i & taps];
+            sums += Count;
+        }
     }
 
     void SmoothRows(LabelIndex label, std::vector<float> const& kernel, BrickWork& work) const {
@@ -168,18 +323,15 @@ private:
         float full = 0.0F; // what a row has that is all of the label
         for (float const weight : kernel)
             full += weight;
-        for (std::size_t row = 0; row * wide < work.around.size(); ++row) {
-            LabelIndex const* const source = &work.around[row * wide];
+        for (std::size_t row = 0; row < work.rows.size(); ++row) {
             float* const sums = &work.along_first[row * Count];
-            std::size_t of_label = 0;
-            for (std::size_t i = 0; i < wide; ++i) {
-                of_label += source[i] == label;
-                work.row[i] = source[i] == label ? 1.0F : 0.0F;
-            }
-            if (of_label == wide)
+            if (work.row_labels[row] == label)
                 std::fill(sums, sums + Count, full);
-            else if (of_label > 0)
-                AddAlong<1>(work.row.data(), sums, kernel, 1, Wide(0));
+            if (work.row_labels[row] != Several)
+                continue;
+            for (std::size_t i = 0; i < wide; ++i)
+                work.row[i] = work.rows[row][i] == label ? 1.0F : 0.0F;
+            AddAlong<1>(work.row.data(), sums, kernel, 1, Wide(0));
         }
     }
 
@@ -212,8 +364,11 @@ private:
     }
 
     IndexedLabels const& m_labels;
+    LabelBlocks m_blocks;
     Kernels m_narrow;
     Kernels m_wide;
+    std::vector<float> m_narrow_sums; // of taps along the first axis
+    std::vector<float> m_wide_sums;
     std::array<std::int64_t, 3> m_radius{};
 };
 
@@ -231,12 +386,16 @@ LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& k
     m_padding = (static_cast<std::int64_t>(widest) / Side + 1) * Side;
     for (std::size_t axis = 0; axis < 3; ++axis)
         m_bricks[axis] = (labels.Size()[axis] + 2 * m_padding + Side - 1) / Side;
-    BrickSmoother const smoother(labels, kernel);
+    BrickSmoother const smoother(labels, kernel, parallel);
     Support::WorkSteps steps;
     steps.items = static_cast<std::uint64_t>(m_bricks[0] * m_bricks[1] * m_bricks[2]);
     steps.parallel = parallel;
     steps.grain = 4;
     m_all.reserve(static_cast<std::size_t>(steps.items));
+    std::size_t mixed = 0;
+    for (std::size_t brick = 0; brick < steps.items; ++brick)
+        mixed += smoother.OnlyLabel(FirstVoxelOf(brick)) == Several;
+    m_weights.reserve(2 * Samples * mixed); // hardly any have more than two labels
     Support::ComputeSteps<BrickWork>(
         steps,
         [&](std::uint64_t brick, std::uint64_t, BrickWork& work) {
@@ -365,19 +524,16 @@ public:
                 most[sample] = is_larger ? weight : most[sample];
                 m_largest[sample] = is_larger ? static_cast<std::uint32_t>(label) : m_largest[sample];
             }
+        for (std::size_t const offset : CornerOffsets)
+            for (std::size_t sample = 0; sample < Cells; ++sample)
+                m_crossed[sample] |= m_largest[sample] ^ m_largest[sample + offset];
     }
 
-    // Whether there is none at all.
-    bool IsEmpty() const noexcept {
-        return std::ranges::all_of(m_largest, [&](std::uint32_t label) { return label == m_largest[0]; });
-    }
-    // Whether there is any in the cell that begins with a sample; the box around them, from that sample.
-    bool FindIn(std::size_t first, Box& box) const {
-        if (std::ranges::all_of(CornerOffsets, [&](std::size_t offset) {
-                return m_largest[first + offset] == m_largest[first];
-            }))
-            return false;
-        box = {{1.0, 1.0, 1.0}, {0.0, 0.0, 0.0}};
+    // Whether there is any in the cell that begins with a sample.
+    bool IsCrossed(std::size_t first) const noexcept { return m_crossed[first] != 0; }
+    // The box around them, from that sample.
+    Box FindIn(std::size_t first) const {
+        Box box = {{1.0, 1.0, 1.0}, {0.0, 0.0, 0.0}};
         for (std::size_t axis = 0; axis < 3; ++axis)
             for (std::size_t edge = 0; edge < 4; ++edge) {
                 std::array<std::size_t, 3> at{};
@@ -394,7 +550,7 @@ public:
                     box.high[k] = std::max(box.high[k], place[k]);
                 }
             }
-        return true;
+        return box;
     }
 
 private:
@@ -411,6 +567,8 @@ private:
 
     float const* m_weights;
     std::array<std::uint32_t, Samples> m_largest{}; // by sample, among the labels of the brick
+    static constexpr std::size_t Cells = Samples - 91;
+    std::array<std::uint32_t, Cells> m_crossed{}; // by first sample of a cell: 0 where its corners agree
 };
 
 LabelWeights::Voxel LabelWeights::FirstVoxelOf(std::size_t brick) const noexcept {
@@ -424,15 +582,14 @@ void LabelWeights::AddCrossedCells(std::size_t number, std::vector<Box>& boxes) 
     if (brick.count == 0)
         return;
     BrickCrossings const crossings(&m_weights[brick.first * Samples], brick.count);
-    if (crossings.IsEmpty())
-        return;
     Voxel const at = FirstVoxelOf(number);
-    Box box;
     for (std::int64_t k = 0; k < Side; ++k)
         for (std::int64_t j = 0; j < Side; ++j)
             for (std::int64_t i = 0; i < Side; ++i) {
-                if (!crossings.FindIn(static_cast<std::size_t>((k * 9 + j) * 9 + i), box))
+                std::size_t const cell = static_cast<std::size_t>((k * 9 + j) * 9 + i);
+                if (!crossings.IsCrossed(cell))
                     continue;
+                Box const box = crossings.FindIn(cell);
                 Place const first{double(at[0] + i), double(at[1] + j), double(at[2] + k)};
                 boxes.push_back({first + box.low, first + box.high});
             }

@@ -32,8 +32,10 @@ public:
             return 0;
         return m_indices[static_cast<std::size_t>((k * m_size[1] + j) * m_size[0] + i)];
     }
-    // Those of `count` voxels of a row from voxel i of it on; the row may lie beyond the image, too.
-    void CopyRow(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count, LabelIndex* to) const;
+    // Those of `count` voxels of a row from voxel i of it on; the row may lie beyond the image, too. They
+    // stay where they are, or are copied to `room` when some of them lie beyond the image.
+    LabelIndex const* Row(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count,
+                          LabelIndex* room) const;
     // Voxels of each index.
     std::vector<std::uint64_t> const& Counts() const noexcept { return m_counts; }
     // First and last voxel along each axis of the box around all labels; last < first when there are none.
@@ -141,11 +143,13 @@ public:
                     visit(slot, first, last);
                 }
     }
-    // Calls visit(voxel, slot, labels) for each brick with several labels: its first voxel, which may lie
-    // beyond the image, and its labels, of which the first has that slot.
+    std::size_t NumberOfBricks() const noexcept { return m_all.size(); }
+    // Calls visit(voxel, slot, labels) for those of the bricks from `first` to `last` - 1 that have several
+    // labels. The voxel is the brick's first and may lie beyond the image; the first of the labels has the
+    // slot.
     template <typename Visit>
-    void ForEachBrickWithSlots(Visit const& visit) const {
-        for (std::size_t brick = 0; brick < m_all.size(); ++brick)
+    void ForEachBrickWithSlots(std::size_t first, std::size_t last, Visit const& visit) const {
+        for (std::size_t brick = first; brick < last; ++brick)
             if (m_all[brick].count > 0)
                 visit(FirstVoxelOf(brick), std::size_t{m_all[brick].first},
                       std::span(&m_brick_labels[m_all[brick].first], m_all[brick].count));

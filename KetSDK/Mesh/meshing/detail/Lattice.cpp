@@ -5,6 +5,8 @@
 
 #include <tsl/robin_map.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <utility>
 
 namespace KetSDK::Mesh::Detail {
@@ -205,18 +207,32 @@ Lattice::Lattice(LatticeTree const& tree,
     nodes = numbers.Take();
 }
 
-NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all)
+NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all, bool parallel)
     : first(nodes + 1, 0)
     , tetrahedra(4 * all.size()) {
-    for (Lattice::Tetrahedron const& t : all)
-        for (std::uint32_t const node : t)
-            ++first[node + 1];
+    // Each thread looks at all tetrahedra, for some of the nodes.
+    Support::WorkSteps steps;
+    steps.items = nodes;
+    steps.parallel = parallel;
+    std::uint64_t const threads = parallel ? Support::NumberOfThreads() : 1;
+    steps.step = std::max<std::uint64_t>((nodes + threads - 1) / threads, 1);
+    Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
+        for (Lattice::Tetrahedron const& t : all)
+            for (std::uint32_t const node : t)
+                if (node >= begin && node < end)
+                    ++first[node + 1];
+    });
     for (std::size_t node = 0; node < nodes; ++node)
         first[node + 1] += first[node];
-    std::vector<std::uint64_t> next(first.begin(), first.end() - 1);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        for (std::uint32_t const node : all[i])
-            tetrahedra[static_cast<std::size_t>(next[node]++)] = static_cast<std::uint32_t>(i);
+    Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
+        std::vector<std::uint64_t> next(first.begin() + static_cast<std::ptrdiff_t>(begin),
+                                        first.begin() + static_cast<std::ptrdiff_t>(end));
+        for (std::size_t i = 0; i < all.size(); ++i)
+            for (std::uint32_t const node : all[i])
+                if (node >= begin && node < end)
+                    tetrahedra[static_cast<std::size_t>(next[node - begin]++)] =
+                        static_cast<std::uint32_t>(i);
+    });
 }
 
 } // namespace KetSDK::Mesh::Detail

@@ -36,7 +36,7 @@ struct NodeTetrahedra {
     std::vector<std::uint64_t> first;
     std::vector<std::uint32_t> tetrahedra;
 
-    NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all);
+    NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all, bool parallel);
 };
 
 } // namespace KetSDK::Mesh::Detail

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <span>
 
 namespace KetSDK::Mesh::Detail {
 
@@ -20,15 +22,15 @@ public:
         : m_lattice(lattice)
         , m_around(around)
         , m_labels(labels) {
-        m_corners.fill(NoCorner);
+        m_first_at.fill(NoMember);
     }
 
     // False when all have one label: there is nothing to look at then.
     bool LookAt(Number node) {
-        m_members.assign(m_around.tetrahedra.begin() + static_cast<std::ptrdiff_t>(m_around.first[node]),
-                         m_around.tetrahedra.begin() + static_cast<std::ptrdiff_t>(m_around.first[node + 1]));
-        LabelIndex const first = m_labels[m_members.front()];
-        if (std::ranges::all_of(m_members, [&](Number t) { return m_labels[t] == first; }))
+        auto const first = static_cast<std::size_t>(m_around.first[node]);
+        m_members = {&m_around.tetrahedra[first], static_cast<std::size_t>(m_around.first[node + 1]) - first};
+        LabelIndex const label = m_labels[m_members.front()];
+        if (std::ranges::all_of(m_members, [&](Number t) { return m_labels[t] == label; }))
             return false;
         Connect(node);
         m_distinct.clear();
@@ -39,7 +41,7 @@ public:
         return true;
     }
 
-    std::vector<Number> const& Members() const noexcept { return m_members; }
+    std::span<Number const> Members() const noexcept { return m_members; }
     LabelIndex LowestLabel() const noexcept { return m_distinct.front(); }
 
     // The smallest piece that is too many, with the label that it should get; empty when all is well.
@@ -47,56 +49,87 @@ public:
         std::vector<Number> tetrahedra;
         LabelIndex label = 0;
     };
-    Piece SmallestPiece() {
-        Piece smallest;
-        for (LabelIndex const label : m_distinct)
-            for (bool const of_label : {true, false}) {
-                if (!of_label && m_distinct.size() == 2 && label != m_distinct.front())
-                    continue; // the others of one label are the other label
-                FindPieces([&](Number t) { return (m_labels[t] == label) == of_label; });
-                if (m_pieces.size() < 2)
-                    continue;
-                auto const piece = std::ranges::min_element(
-                    m_pieces, [](auto const& a, auto const& b) { return a.size() < b.size(); });
-                if (!smallest.tetrahedra.empty() && piece->size() >= smallest.tetrahedra.size())
-                    continue;
-                smallest.label = of_label ? LabelAround(*piece, label) : label;
-                smallest.tetrahedra.clear();
-                for (std::size_t const member : *piece)
-                    smallest.tetrahedra.push_back(m_members[member]);
+    Piece SmallestPiece() const {
+        Set smallest = 0;
+        LabelIndex new_label = 0;
+        ForEachSide([&](LabelIndex label, Set of_label, Set side) {
+            Set piece = side;
+            int pieces = 0;
+            for (Set rest = side; rest != 0; ++pieces) {
+                Set const next = FirstPiece(rest);
+                rest &= ~next;
+                if (std::popcount(next) < std::popcount(piece))
+                    piece = next;
             }
-        return smallest;
+            if (pieces >= 2 && (smallest == 0 || std::popcount(piece) < std::popcount(smallest))) {
+                smallest = piece;
+                new_label = side == of_label ? LabelAround(piece, label) : label;
+            }
+            return true;
+        });
+        Piece result{{}, new_label};
+        ForEach(smallest, [&](std::size_t member) { result.tetrahedra.push_back(m_members[member]); });
+        return result;
     }
     // Whether the tetrahedra of every label are connected, and so are those of all others.
-    bool IsManifold() {
-        for (LabelIndex const label : m_distinct)
-            for (bool const of_label : {true, false}) {
-                if (!HangTogether([&](Number t) { return (m_labels[t] == label) == of_label; }))
-                    return false;
-            }
-        return true;
+    bool IsManifold() const {
+        return ForEachSide([&](LabelIndex, Set, Set side) { return FirstPiece(side) == side; });
     }
 
 private:
+    // Some of the tetrahedra around the node, a bit for each. A node of this lattice has 26 neighbours at
+    // most, and 48 tetrahedra.
+    using Set = std::uint64_t;
+
+    template <typename Visit>
+    static void ForEach(Set set, Visit const& visit) {
+        for (; set != 0; set &= set - 1)
+            visit(static_cast<std::size_t>(std::countr_zero(set)));
+    }
+
+    // Calls visit(label, of_label, side) for each label, with those that have it and then with those that do
+    // not, until it returns false; of two labels only for the first. False when it did so.
+    template <typename Visit>
+    bool ForEachSide(Visit const& visit) const {
+        Set const all = ~Set{0} >> (64 - m_members.size());
+        for (LabelIndex const label : m_distinct) {
+            Set of_label = 0;
+            for (std::size_t i = 0; i < m_members.size(); ++i)
+                of_label |= Set{m_labels[m_members[i]] == label} << i;
+            if (!visit(label, of_label, of_label) || !visit(label, of_label, all & ~of_label))
+                return false;
+            if (m_distinct.size() == 2)
+                break; // the other label's are the others of this one
+        }
+        return true;
+    }
+
     void Connect(Number node) {
-        std::size_t const count = m_members.size();
-        m_neighbours.assign(count, {});
-        m_degree.assign(count, 0);
-        // The other corners of each tetrahedron, a bit for each.
+        m_neighbours.fill(0);
         m_corners.fill(NoCorner);
-        m_others.assign(count, 0);
-        for (std::size_t i = 0; i < count; ++i)
+        // Faces that have the node, by the places of their other two corners.
+        std::array<std::array<std::uint16_t, 3>, 64> faces;
+        for (std::size_t i = 0; i < m_members.size(); ++i) {
+            std::array<std::size_t, 3> places{};
+            std::size_t count = 0;
             for (Number const corner : m_lattice.tetrahedra[m_members[i]])
-                if (corner != node)
-                    m_others[i] |= std::uint64_t{1} << PlaceOf(corner);
-        for (std::size_t i = 0; i < count; ++i)
-            for (std::size_t j = i + 1; j < count && m_degree[i] < 3; ++j) {
-                std::uint64_t const shared = m_others[i] & m_others[j];
-                if ((shared & (shared - 1)) != 0) { // two bits, since no two tetrahedra have the same corners
-                    m_neighbours[i][m_degree[i]++] = j;
-                    m_neighbours[j][m_degree[j]++] = i;
+                if (corner != node && count < 3)
+                    places[count++] = PlaceOf(corner);
+            for (std::size_t k = 0; k < 3; ++k) {
+                std::size_t const a = places[k], b = places[(k + 1) % 3];
+                faces[i][k] = static_cast<std::uint16_t>(std::min(a, b) * 64 + std::max(a, b));
+                std::uint8_t& other = m_first_at[faces[i][k]];
+                if (other == NoMember)
+                    other = static_cast<std::uint8_t>(i);
+                else {
+                    m_neighbours[i] |= Set{1} << other;
+                    m_neighbours[other] |= Set{1} << i;
                 }
             }
+        }
+        for (std::size_t i = 0; i < m_members.size(); ++i)
+            for (std::uint16_t const face : faces[i])
+                m_first_at[face] = NoMember;
     }
     // Its place among the corners around the node; it gets the next free one after that of its hash.
     std::size_t PlaceOf(Number corner) noexcept {
@@ -107,74 +140,39 @@ private:
         return place;
     }
 
-    template <typename Predicate>
-    bool HangTogether(Predicate const& belongs) {
-        m_seen.assign(m_members.size(), 0);
-        m_piece.clear();
-        std::size_t all = 0;
-        for (std::size_t i = 0; i < m_members.size(); ++i)
-            if (belongs(m_members[i])) {
-                if (all++ == 0) {
-                    m_piece.push_back(i);
-                    m_seen[i] = 1;
-                }
-            } else
-                m_seen[i] = 1;
-        for (std::size_t next = 0; next < m_piece.size(); ++next)
-            for (std::size_t k = 0; k < m_degree[m_piece[next]]; ++k) {
-                std::size_t const other = m_neighbours[m_piece[next]][k];
-                if (!m_seen[other]) {
-                    m_seen[other] = 1;
-                    m_piece.push_back(other);
-                }
-            }
-        return m_piece.size() == all;
-    }
-
-    template <typename Predicate>
-    void FindPieces(Predicate const& belongs) {
-        m_pieces.clear();
-        m_seen.assign(m_members.size(), 0);
-        for (std::size_t i = 0; i < m_members.size(); ++i) {
-            if (m_seen[i] || !belongs(m_members[i]))
-                continue;
-            std::vector<std::size_t> piece = {i};
-            m_seen[i] = 1;
-            for (std::size_t next = 0; next < piece.size(); ++next)
-                for (std::size_t k = 0; k < m_degree[piece[next]]; ++k) {
-                    std::size_t const other = m_neighbours[piece[next]][k];
-                    if (!m_seen[other] && belongs(m_members[other])) {
-                        m_seen[other] = 1;
-                        piece.push_back(other);
-                    }
-                }
-            m_pieces.push_back(std::move(piece));
+    // Those of a set that are connected with its first.
+    Set FirstPiece(Set set) const noexcept {
+        Set piece = set & (~set + 1);
+        for (Set next = piece; next != 0;) {
+            Set const more = m_neighbours[static_cast<std::size_t>(std::countr_zero(next))] & set & ~piece;
+            piece |= more;
+            next = (next & (next - 1)) | more;
         }
+        return piece;
     }
 
     // The label that most neighbours of a piece have, the lowest of equals.
-    LabelIndex LabelAround(std::vector<std::size_t> const& piece, LabelIndex label) const {
+    LabelIndex LabelAround(Set piece, LabelIndex label) const {
         LabelSums sums;
-        for (std::size_t const member : piece)
-            for (std::size_t k = 0; k < m_degree[member]; ++k)
-                if (LabelIndex const other = m_labels[m_members[m_neighbours[member][k]]]; other != label)
+        ForEach(piece, [&](std::size_t member) {
+            ForEach(m_neighbours[member], [&](std::size_t neighbour) {
+                if (LabelIndex const other = m_labels[m_members[neighbour]]; other != label)
                     sums.Add(other, 1.0);
+            });
+        });
         return sums.IsEmpty() ? m_distinct.front() : sums.Largest();
     }
 
     Lattice const& m_lattice;
     NodeTetrahedra const& m_around;
     std::vector<LabelIndex> const& m_labels;
-    std::vector<Number> m_members;
+    std::span<Number const> m_members;
     std::vector<LabelIndex> m_distinct;
     static constexpr Number NoCorner = UINT32_MAX;
-    std::array<Number, 64> m_corners; // a node of this lattice has 26 neighbours at most
-    std::vector<std::uint64_t> m_others;
-    std::vector<std::array<std::size_t, 3>> m_neighbours;
-    std::vector<std::size_t> m_degree;
-    std::vector<std::uint8_t> m_seen;
-    std::vector<std::size_t> m_piece;
-    std::vector<std::vector<std::size_t>> m_pieces;
+    std::array<Number, 64> m_corners;
+    static constexpr std::uint8_t NoMember = 255;
+    std::array<std::uint8_t, 64 * 64> m_first_at; // by face: the first tetrahedron that has it
+    std::array<Set, 64> m_neighbours{};
 };
 
 // The nodes around which something is wrong.

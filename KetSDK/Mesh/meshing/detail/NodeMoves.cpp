@@ -217,7 +217,7 @@ std::vector<double> DistancesToInterface(MovingMesh const& mesh, NodeTetrahedra 
             Number const node = static_cast<Number>(i);
             if (mesh.interface[node] == MovingMesh::NoInterface)
                 continue;
-            star.Gather(mesh, around, node);
+            star.GatherNormal(mesh, around, node);
             auto const target =
                 targets.Find(star.Centre(), mesh.junctions[mesh.interface[node]], star.Normal(), reach);
             if (target)

@@ -21,7 +21,8 @@ constexpr std::size_t Others[4][3] = {{1, 2, 3}, {0, 3, 2}, {3, 0, 1}, {2, 1, 0}
 
 } // namespace
 
-void NodeStar::Gather(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node) {
+template <bool Angles>
+void NodeStar::GatherFor(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node) {
     m_centre = mesh.positions[node];
     m_sums = {};
     m_counts = {};
@@ -32,7 +33,7 @@ void NodeStar::Gather(MovingMesh const& mesh, NodeTetrahedra const& around, std:
         on_interface ? mesh.junctions[mesh.interface[node]].labels[0] : LabelIndex{0};
     auto const first = static_cast<std::size_t>(around.first[node]);
     std::size_t const count = static_cast<std::size_t>(around.first[node + 1]) - first;
-    m_blocks.resize((count + Lanes - 1) / Lanes);
+    m_blocks.resize(Angles ? (count + Lanes - 1) / Lanes : 0);
     std::array<Position, 3> corners;
     bool inside = false;
     for (std::size_t i = 0; i < count; ++i) {
@@ -53,12 +54,17 @@ void NodeStar::Gather(MovingMesh const& mesh, NodeTetrahedra const& around, std:
             m_normal += way * sign;
         }
         inside = mesh.labels[t] != 0;
-        Put(i, corners, inside);
+        if constexpr (Angles)
+            Put(i, corners, inside);
     }
     // The last block is filled up with the last tetrahedron.
-    for (std::size_t i = count; i < m_blocks.size() * Lanes; ++i)
-        Put(i, corners, inside);
+    if constexpr (Angles)
+        for (std::size_t i = count; i < m_blocks.size() * Lanes; ++i)
+            Put(i, corners, inside);
 }
+
+template void NodeStar::GatherFor<true>(MovingMesh const&, NodeTetrahedra const&, std::uint32_t);
+template void NodeStar::GatherFor<false>(MovingMesh const&, NodeTetrahedra const&, std::uint32_t);
 
 void NodeStar::Put(std::size_t place, std::array<Position, 3> const& corners, bool inside) noexcept {
     Block& block = m_blocks[place / Lanes];

@@ -22,7 +22,13 @@ public:
         return cosine < 0.0 ? -cosine * cosine : cosine * cosine;
     }
 
-    void Gather(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node);
+    void Gather(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node) {
+        GatherFor<true>(mesh, around, node);
+    }
+    // The same for all but WorstAt().
+    void GatherNormal(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node) {
+        GatherFor<false>(mesh, around, node);
+    }
 
     // Where the node was.
     Position const& Centre() const noexcept { return m_centre; }
@@ -48,6 +54,8 @@ private:
         double inside[Lanes];        // 1, or 0 for tetrahedra outside
     };
 
+    template <bool Angles>
+    void GatherFor(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node);
     void Put(std::size_t place, std::array<Position, 3> const& corners, bool inside) noexcept;
     static double WorstOf(Block const& block, Position const& p) noexcept;
 
