@@ -327,6 +327,7 @@ TEST(MeshFromLabels, NamesWhatIsWrongAndLeavesTheMeshAlone) {
         {"perpendicular", [](auto& image, auto&) { image.direction[0][1] = 0.2; }},
         {"size must be", [](auto&, auto& settings) { settings.size = 0.001; }},
         {"size must be", [](auto&, auto& settings) { settings.size = std::nan(""); }},
+        {"shortest edge", [](auto& image, auto&) { image.spacing[2] = 0.0009; }},
         {"largest size", [](auto&, auto& settings) { settings.largest_size = 0.5; }},
         {"too far away", [](auto& image, auto&) { image.origin[2] = 40000.0; }},
         {"between 0 and 30", [](auto&, auto& settings) { settings.smallest_dihedral = 31.0; }},

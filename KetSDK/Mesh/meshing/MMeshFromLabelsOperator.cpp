@@ -38,6 +38,7 @@ constexpr double ShortestEdge = 128.0; // internal units
 constexpr double LargestLimit = 30.0;
 constexpr double LargestCoordinate = 2147483000.0; // internal units
 constexpr double MostCubes = 1 << 19;              // along an axis
+constexpr int MostVoxels = 1000;                   // along an edge: interfaces are searched voxel by voxel
 constexpr std::size_t MostLabels = 65534;
 // In voxels. A single voxel is still there after smoothing, and steps between slices are hardly seen.
 constexpr double UsualSigma = 0.6;
@@ -516,6 +517,9 @@ std::string MMeshFromLabelsOperator::FindFaultOfSettings() const {
         return "the axes of the image are not perpendicular";
     if (!(m_settings.size * MInternalUnits::Get() >= ShortestEdge))
         return "the size must be " + std::to_string(ShortestEdge / MInternalUnits::Get()) + " at least";
+    if (!(m_settings.size <= MostVoxels * SmallestSpacing(image)))
+        return "the size must not exceed " + std::to_string(MostVoxels) +
+               " times the shortest edge of the voxels";
     if (!(m_settings.largest_size >= m_settings.size))
         return "the largest size must not be smaller than the size";
     if (!(farthest * MInternalUnits::Get() < LargestCoordinate))

@@ -65,34 +65,29 @@ std::optional<Count> CountAttribute(vtkXMLDataElement& element, char const* name
     return static_cast<Count>(value);
 }
 
-// The value of a word that is a number of that type, whole and nothing else.
-template <typename T>
-std::optional<T> ParseNumber(std::string_view word) {
-    T value{};
-    auto const [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
-    if (fault == std::errc() && end == word.data() + word.size())
-        return value;
-    return std::nullopt;
+// Whether so short a word with such an exponent is out of range because it is too close to 0.
+bool IsTiny(std::string_view word) {
+    return word.size() < 64 && (word.find("e-") != word.npos || word.find("E-") != word.npos);
 }
 
-// Whether VTK's reader takes a word for that type. It drops the sign of an infinite number.
+// Whether VTK's reader takes a word, whole and nothing else, for a number of that type. It drops the sign of
+// an infinite one.
 template <typename T>
 bool IsNumberOf(std::string_view word) {
     if (word.size() > 1 && word[0] == '+' && word[1] != '-')
         word.remove_prefix(1);
+    std::conditional_t<std::is_integral_v<T>, T, double> value{};
+    auto const [end, fault] = std::from_chars(word.data(), word.data() + word.size(), value);
+    if (end != word.data() + word.size())
+        return false;
     if constexpr (std::is_integral_v<T>)
-        return ParseNumber<T>(word).has_value();
-    else {
-        auto value = ParseNumber<double>(word);
-        if (!value) // numbers too close to 0 are read as 0
-            if (auto const tiny = ParseNumber<long double>(word); tiny && std::abs(*tiny) < 1)
-                value = 0.0;
-        if (!value)
-            return false;
-        if (std::isfinite(*value))
-            return std::abs(*value) <= static_cast<double>(std::numeric_limits<T>::max());
-        return word.size() <= std::string_view("-nan").size() && !(*value < 0);
-    }
+        return fault == std::errc();
+    else if (fault != std::errc())
+        return fault == std::errc::result_out_of_range && IsTiny(word);
+    else if (std::isfinite(value))
+        return std::abs(value) <= static_cast<double>(std::numeric_limits<T>::max());
+    else
+        return word.size() <= std::string_view("-nan").size() && !(value < 0);
 }
 
 struct NumberType {
