@@ -515,18 +515,22 @@ class LabelWeights::BrickCrossings {
 public:
     BrickCrossings(float const* weights, std::size_t labels)
         : m_weights(weights) {
-        std::array<float, Samples> most;
-        std::copy(weights, weights + Samples, most.begin());
-        for (std::size_t label = 1; label < labels; ++label)
+        // Plain loops, which the compiler turns into several samples at a time.
+        float most[Samples];
+        std::uint32_t* const largest = m_largest.data();
+        std::copy(weights, weights + Samples, most);
+        for (std::uint32_t label = 1; label < labels; ++label) {
+            float const* const of_label = weights + label * Samples;
             for (std::size_t sample = 0; sample < Samples; ++sample) {
-                float const weight = Weight(label, sample);
-                bool const is_larger = weight > most[sample];
-                most[sample] = is_larger ? weight : most[sample];
-                m_largest[sample] = is_larger ? static_cast<std::uint32_t>(label) : m_largest[sample];
+                std::uint32_t const is_larger = 0u - std::uint32_t{of_label[sample] > most[sample]};
+                largest[sample] = (label & is_larger) | (largest[sample] & ~is_larger);
+                most[sample] = of_label[sample] > most[sample] ? of_label[sample] : most[sample];
             }
-        for (std::size_t const offset : CornerOffsets)
-            for (std::size_t sample = 0; sample < Cells; ++sample)
-                m_crossed[sample] |= m_largest[sample] ^ m_largest[sample + offset];
+        }
+        std::uint32_t* const crossed = m_crossed.data();
+        for (std::size_t sample = 0; sample < Cells; ++sample)
+            for (std::size_t i = 1; i < 8; ++i)
+                crossed[sample] |= largest[sample] ^ largest[sample + CornerOffsets[i]];
     }
 
     // Whether there is any in the cell that begins with a sample.
