@@ -7,6 +7,7 @@
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
+#include <KetSDK/MeshJobs/detail/Limits.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/VolumeOf.h>
@@ -14,6 +15,7 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace KetSDK::MeshJobs {
 
@@ -27,9 +29,9 @@ enum class Step { Cut, Straighten, Split, Curve };
 // How many elements of so many nodes there are.
 using Kinds = std::map<unsigned int, std::uint64_t>;
 
-Kinds KindsOf(MMeshBase const& mesh) {
+Kinds KindsOf(std::vector<KindCount> const& counts) {
     Kinds kinds;
-    for (KindCount const& kind : CountKinds(mesh))
+    for (KindCount const& kind : counts)
         kinds[kind.nodes] = kind.elements;
     return kinds;
 }
@@ -132,8 +134,13 @@ void WarnOfFolds(Model const& model, ConvertResult const& result, Context const&
 } // namespace
 
 ConvertResult Convert(Model const& model, ConvertOptions const& options, Context const& context) {
-    Kinds kinds = KindsOf(*model.mesh);
-    if (std::string const why_not = WhyNot(kinds, options.target); !why_not.empty())
+    std::vector<KindCount> const counts = CountKinds(*model.mesh);
+    Kinds kinds = KindsOf(counts);
+    std::string why_not = WhyNot(kinds, options.target);
+    if (why_not.empty())
+        why_not = Detail::WhyTooMany(Detail::LeastTetrahedra(counts, options.target == Target::Tet4Split),
+                                     "elements");
+    if (!why_not.empty())
         throw FileError(model.file, why_not);
     ConvertResult result = RunSteps(model, Plan(kinds, options.target), context);
     MMeshBase& mesh = *result.model.mesh;

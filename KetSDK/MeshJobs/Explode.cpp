@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/persistence/MMeshArrayType.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/Limits.h>
 #include <KetSDK/MeshJobs/detail/OriginArrays.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/SurfaceArrays.h>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string>
 #include <vector>
 
 namespace KetSDK::MeshJobs {
@@ -80,6 +82,9 @@ ExplodeResult Explode(Model const& model, ExplodeOptions const& options, Context
     ExplodeResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
     result.elements_taken = Select(model, arrays, options.select, selection);
+    if (std::string const why_not = Detail::WhyTooMany(4 * result.elements_taken, "triangles");
+        !why_not.empty())
+        throw FileError(model.file, why_not);
     result.taken_by_corners = CountTenNodeTetrahedra(*model.mesh);
 
     result.surface.surfaces = std::make_unique<MStlBase>();

@@ -8,6 +8,7 @@
 #include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/FieldArrays.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
+#include <KetSDK/MeshJobs/detail/Limits.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshVTK/Text.h>
@@ -103,6 +104,10 @@ void FillGreyValues(Model const& first, Model const& second, bool in_first, std:
 } // namespace
 
 MergeResult Merge(Model& first, Model const& second, Context const& context) {
+    if (std::string const why_not = Detail::WhyTooMany(
+            first.mesh->Elements().GetNumElements() + second.mesh->Elements().GetNumElements(), "elements");
+        !why_not.empty())
+        throw FileError(second.file, why_not);
     std::vector<MMeshArray> arrays_of_first = Detail::ArraysWithFields(first);
     std::vector<MMeshArray> arrays_of_second = Detail::ArraysWithFields(second);
     AddMissing(arrays_of_first, arrays_of_second, first, context);

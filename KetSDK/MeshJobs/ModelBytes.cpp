@@ -3,7 +3,7 @@
 
 #include <KetSDK/Mesh/persistence/MMeshFile.h>
 #include <KetSDK/MeshJobs/Error.h>
-#include <KetSDK/MeshJobs/detail/MeshFileFault.h>
+#include <KetSDK/MeshJobs/detail/MeshFiles.h>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -74,26 +74,12 @@ auto OnMeshBytes(Step const& step) {
 
 void Save(Model const& model, FileInMemory const& file, Context const& context) {
     try {
-        if (!MMeshFile::Save(*model.mesh, model.arrays, file.Name(), MMeshFile::Binary, context.progress,
-                             model.frame))
-            throw Cancelled();
+        Detail::SaveMeshFile(model, file.Name(), MMeshFile::Binary, context);
     } catch (MMeshFileError const& e) {
         if (e.GetFault() == MMeshFileError::BadContent)
             throw Error("the mesh cannot be copied: it contradicts itself");
         throw;
     }
-}
-
-Model Load(FileInMemory const& file, Context const& context) {
-    MMeshFile::Content content = MMeshFile::Load(file.Name(), context.progress);
-    if (!content.mesh)
-        throw Cancelled();
-    Model model;
-    model.mesh = std::move(content.mesh);
-    model.fields = std::move(content.fields);
-    model.arrays = std::move(content.arrays);
-    model.frame = content.frame;
-    return model;
 }
 
 } // namespace
@@ -110,7 +96,7 @@ Model ModelOfBytes(std::span<std::uint8_t const> bytes, Context const& context) 
     return OnMeshBytes([&] {
         FileInMemory file;
         file.Write(bytes);
-        return Load(file, context);
+        return Detail::LoadMeshFile(file.Name(), context);
     });
 }
 
@@ -118,7 +104,7 @@ Model CopyModel(Model const& model, Context const& context) {
     return OnMeshBytes([&] {
         FileInMemory const file;
         Save(model, file, context);
-        Model copy = Load(file, context);
+        Model copy = Detail::LoadMeshFile(file.Name(), context);
         copy.file = model.file;
         copy.frame_is_given = model.frame_is_given;
         copy.rounding = model.rounding;

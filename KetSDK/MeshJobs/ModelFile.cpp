@@ -5,7 +5,7 @@
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/FrameOfInput.h>
 #include <KetSDK/MeshJobs/detail/GridModel.h>
-#include <KetSDK/MeshJobs/detail/MeshFileFault.h>
+#include <KetSDK/MeshJobs/detail/MeshFiles.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/GridFile.h>
@@ -63,13 +63,7 @@ void CheckSubVolumes(MMeshBase const& mesh) {
 Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context const& context) {
     Model model;
     try {
-        MMeshFile::Content content = MMeshFile::Load(path, context.progress);
-        if (!content.mesh)
-            throw Cancelled();
-        model.mesh = std::move(content.mesh);
-        model.fields = std::move(content.fields);
-        model.arrays = std::move(content.arrays);
-        model.frame = content.frame;
+        model = Detail::LoadMeshFile(path, context);
     } catch (MMeshFileError const& e) {
         throw MeshVTK::Error(Detail::DescribeFault(e));
     }
@@ -94,9 +88,7 @@ Model ReadGridFile(std::string const& path, ReadOptions const& options, Context 
 void WriteMeshFile(Model const& model, MeshVTK::OutputFile& file, MMeshFile::Encoding encoding,
                    Context const& context) {
     try {
-        if (!MMeshFile::Save(*model.mesh, model.arrays, file.GetTemporaryPath(), encoding, context.progress,
-                             model.frame))
-            throw Cancelled();
+        Detail::SaveMeshFile(model, file.GetTemporaryPath(), encoding, context);
     } catch (MMeshFileError const& e) {
         if (e.GetFault() == MMeshFileError::BadContent)
             throw MeshVTK::Error("the mesh cannot be saved: it contradicts itself");

@@ -85,6 +85,43 @@ private:
     std::shared_ptr<MArena> m_arena;
 };
 
+// Allocates from an arena that outlives the container. A container that is empty may be without one.
+template <typename T>
+class MBorrowedArenaAllocator {
+public:
+    using value_type = T;
+    using propagate_on_container_swap = std::true_type;
+    using propagate_on_container_move_assignment = std::true_type;
+    using is_always_equal = std::false_type;
+
+    MBorrowedArenaAllocator() = default;
+    explicit MBorrowedArenaAllocator(MArena* arena) noexcept
+        : m_arena(arena) {}
+    template <typename U>
+    MBorrowedArenaAllocator(MBorrowedArenaAllocator<U> const& other) noexcept
+        : m_arena(other.m_arena) {}
+
+    T* allocate(std::size_t count) {
+        if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
+            throw std::bad_alloc();
+        return static_cast<T*>(m_arena->Allocate(count * sizeof(T)));
+    }
+    void deallocate(T* objects, std::size_t count) noexcept {
+        m_arena->Deallocate(objects, count * sizeof(T));
+    }
+
+    template <typename U>
+    bool operator==(MBorrowedArenaAllocator<U> const& other) const noexcept {
+        return m_arena == other.m_arena;
+    }
+
+private:
+    template <typename U>
+    friend class MBorrowedArenaAllocator;
+
+    MArena* m_arena = nullptr;
+};
+
 // For vectors that may grow large: the same large pages, for each piece of memory by itself.
 KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes);
 KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes) noexcept;

@@ -23,6 +23,7 @@
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/Remove.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
+#include <KetSDK/MeshJobs/detail/Limits.h>
 
 #include <vtkCellData.h>
 #include <vtkNew.h>
@@ -246,6 +247,29 @@ TEST(Convert, CutsHexahedraAndCurvesTetrahedra) {
     ConvertResult const split = Convert(curved.model, {ConvertOptions::Target::Tet4Split}, {});
     EXPECT_EQ(split.after.elements, 8 * curved.after.elements);
     EXPECT_EQ(split.after.nodes, curved.after.nodes);
+}
+
+TEST(Limits, TellBeforehandWhatCannotBeNumbered) {
+    struct Forecast {
+        KindCount kind;
+        bool split;
+        std::uint64_t tetrahedra;
+        bool refused;
+    };
+    for (Forecast const& f : {Forecast{{"tet10", 10, 268435455}, true, 2147483640, false},
+                              Forecast{{"tet10", 10, 268435456}, true, 2147483648, true},
+                              Forecast{{"tet10", 10, 268435456}, false, 268435456, false},
+                              Forecast{{"hex8", 8, 429496730}, false, 2147483650, true},
+                              Forecast{{"wedge6", 6, 715827882}, true, 2147483646, false},
+                              Forecast{{"tet4", 4, 2147483647}, true, 2147483647, false}}) {
+        SCOPED_TRACE(f.kind.name);
+        EXPECT_EQ(Detail::LeastTetrahedra({f.kind}, f.split), f.tetrahedra);
+        EXPECT_EQ(Detail::WhyTooMany(f.tetrahedra, "elements").empty(), !f.refused);
+    }
+    EXPECT_EQ(
+        Detail::WhyTooMany(3000000000, "triangles"),
+        "this would make 3000000000 triangles or more, beyond the 2147483647 that can be numbered; fewer "
+        "elements are needed");
 }
 
 TEST(LabelMatchAndGroup, BringSubVolumesBackThroughTheirSurfaces) {

@@ -17,6 +17,7 @@
 #include <functional>
 #include <new>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -199,6 +200,14 @@ void RegisterNamedMask(MMeshBase& mesh) {
     }
 }
 
+// Leaves the elements no room for further arrays of nodes: so large a one gets a piece of memory of its own,
+// and goes again.
+void UseUpRoom(MMeshBase& mesh) {
+    Unlimited const unlimited;
+    EXPECT_THROW(mesh.AddElements({std::array<unsigned char, 1>{4}, std::vector<MLong>(8192, -1), {}}, false),
+                 std::runtime_error);
+}
+
 MMVector<double, 3> const Far(50.0, 50.0, 50.0);
 
 } // namespace
@@ -244,7 +253,8 @@ TEST(OutOfMemory, LeavesTheMeshAsItWas) {
               }},
              {"add element to sub-volume",
               [](MMeshBase& mesh) {
-                  std::array<MMeshPoint*, 200> nodes; // more than the container has room for
+                  UseUpRoom(mesh);
+                  std::array<MMeshPoint*, 200> nodes;
                   nodes.fill(mesh.BeginPoint());
                   (mesh.BeginSubVolume() + 1)
                       ->get()

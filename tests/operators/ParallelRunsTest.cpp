@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Everything in the library that can run on several threads gives the same on any number of them.
+#include "TestFiles.h"
 #include "TestMeshes.h"
 
+#include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
@@ -26,6 +28,8 @@
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshTopology.h>
+#include <KetSDK/Mesh/persistence/MMeshDifference.h>
+#include <KetSDK/Mesh/persistence/MMeshFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <gtest/gtest.h>
@@ -38,10 +42,13 @@
 #include <algorithm>
 #include <array>
 #include <functional>
+#include <initializer_list>
 #include <memory>
+#include <optional>
 #include <random>
 #include <span>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace {
@@ -523,6 +530,26 @@ Numbers ConversionsOf(bool parallel) {
     return numbers;
 }
 
+// More nodes and elements, of all kinds, than are made at a time; bytes of the file, and what is read of it.
+Numbers FilesOf(bool parallel) {
+    MMeshBase mesh;
+    for (unsigned char const kind : std::initializer_list<unsigned char>{10, 4, 6, 8})
+        TestMeshes::AddElementOfKind(mesh, kind);
+    TestMeshes::FillWithCubes(mesh, 24);
+    for (MLong i = 0; i < 60000; ++i)
+        mesh.AddPoint(i, -i, 7);
+    TestMeshes::AddElementOfKind(mesh, 8);
+    MTemporaryDirectory const folder;
+    std::string const name = folder.GetPath().GetString() + "/mesh.kmesh";
+    EXPECT_TRUE(MMeshFile::Save(mesh, {}, name, MMeshFile::Binary, nullptr, std::nullopt, parallel));
+    std::string const bytes = Content(name);
+    Numbers numbers(bytes.begin(), bytes.end());
+    MMeshFile::Content const content = MMeshFile::Load(name, nullptr, parallel);
+    EXPECT_EQ(FindMeshDifference(mesh, *content.mesh), std::nullopt);
+    Append(numbers, *content.mesh);
+    return numbers;
+}
+
 struct Case {
     char const* name;
     std::function<Numbers(bool parallel)> run;
@@ -553,6 +580,7 @@ Case const Cases[] = {
     {"correction", CorrectionOf},
     {"growth", GrowthOf},
     {"conversions", ConversionsOf},
+    {"mesh files", FilesOf},
 };
 
 } // namespace

@@ -66,7 +66,7 @@ MMeshBase::~MMeshBase() {
 void MMeshBase::CopyFrom(MMeshBase const& other) {
     m_points = std::make_unique<MMeshPointContainer>(*other.m_points);
     m_elements = _CreateElementContainerFromOther(*m_points, *other.m_elements);
-    RegisterAll();
+    RegisterAll(false);
     m_box = other.m_box;
     CopyMetadata(other);
     CopySubVolumes(other);
@@ -104,13 +104,13 @@ MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points,
     return copies;
 }
 
-void MMeshBase::RegisterAll() {
-    std::uint64_t i = 0;
-    m_point_masks->RegisterMaskObjects(m_points->GetNumPoints(),
-                                       [this, &i]() -> MMeshPoint& { return *m_points->GetPointPtrAt(i++); });
-    auto element = m_elements->begin();
-    m_element_masks->RegisterMaskObjects(m_elements->GetNumElements(),
-                                         [&element]() -> MMeshElement& { return *element++; });
+void MMeshBase::RegisterAll(bool parallel) {
+    m_point_masks->RegisterMaskObjectsAt(
+        m_points->GetNumPoints(), parallel,
+        [this](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(i); });
+    m_element_masks->RegisterMaskObjectsAt(
+        m_elements->GetNumElements(), parallel,
+        [this](std::uint64_t i) -> MMeshElement& { return *m_elements->GetElementPtrAt(i); });
 }
 
 // Persistence
@@ -520,9 +520,9 @@ void MMeshBase::Replace(MMeshPointContainer* nodes, MMeshElementContainer* eleme
     CalcBoundingBox();
 }
 
-void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
+void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool parallel) {
     Replace(nodes, elements, true);
-    RegisterAll();
+    RegisterAll(parallel);
 }
 
 void MMeshBase::TakeContent(MMeshBase& other) {
@@ -568,11 +568,12 @@ void MMeshBase::CopyMetadata(MMeshBase const& other) {
 }
 
 void MMeshBase::CalcBoundingBox() {
-    m_box.SetEmpty();
+    BoundingBox box; // a local one stays in registers
     for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
         MMeshPoint const& p = *m_points->GetPointPtrAt(i);
-        m_box.Widen({p.x, p.y, p.z});
+        box.Widen({p.x, p.y, p.z});
     }
+    m_box = box;
 }
 
 void MMeshBase::NodesMoved() {

@@ -162,8 +162,10 @@ public:
     // The new objects are registered with no mask and belong to no sub-volume. Out of memory, the mesh stays
     // as it was and the new objects are deleted.
     void ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements);
-    // The same, and registers every node and element with the masks in container order.
-    void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements);
+    // The same, and registers every node and element with the masks in container order, on several threads
+    // when parallel.
+    void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements) { _Set(nodes, elements, false); }
+    void _Set(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool parallel);
     // Takes everything that another mesh holds, nodes and elements at their addresses, in place of what
     // is here; the other mesh is left as after ClearMesh. User masks of the other mesh come along, those
     // of this mesh are let go of; neighbour information and correspondence mapper of both are gone.
@@ -239,7 +241,7 @@ private:
     void IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel);
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);
-    void RegisterAll();
+    void RegisterAll(bool parallel);
     // Reads a state into this mesh, which is new.
     void ReadState(MStreamMFileIn& in);
     // Takes over the containers, whose objects have no slots in the masks; out of memory, both are deleted.

@@ -23,6 +23,8 @@ MMeshElementContainer& MMeshElementContainer::operator=(MMeshElementContainer&& 
 }
 
 std::uint64_t MMeshElementContainer::AddElement(char n, MMeshPoint** nodes) {
+    if (m_elements.size() >= std::numeric_limits<MLong>::max())
+        throw std::length_error("more than 2147483647 elements");
     auto const count = static_cast<unsigned char>(n);
     MMeshPoint** const array = LendArray(count);
     std::copy_n(nodes, count, array);
@@ -35,13 +37,15 @@ std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& 
 }
 
 MMeshPoint** MMeshElementContainer::LendArray(std::size_t n) {
-    if (!m_arrays)
-        m_arrays = std::make_unique<KetSDK::Support::MArena>();
-    return static_cast<MMeshPoint**>(m_arrays->Allocate(n * sizeof(MMeshPoint*)));
+    if (!m_memory) {
+        m_memory = std::make_unique<KetSDK::Support::MArena>();
+        Storage(Allocator(m_memory.get())).swap(m_elements);
+    }
+    return static_cast<MMeshPoint**>(m_memory->Allocate(n * sizeof(MMeshPoint*)));
 }
 
 void MMeshElementContainer::Swap(MMeshElementContainer& other) noexcept {
-    m_arrays.swap(other.m_arrays);
+    m_memory.swap(other.m_memory);
     m_elements.swap(other.m_elements);
 }
 
@@ -92,12 +96,18 @@ private:
 std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& arrays,
                                                     MMeshPointContainer& points, bool parallel) {
     NodeOffsets const offsets(arrays, parallel);
-    auto const last_node = static_cast<MLong>(points.GetNumPoints());
     std::size_t const before = m_elements.size();
     if (offsets.NumberOfNodes() != arrays.nodes.size() ||
         offsets.NumberOfElements() > std::numeric_limits<MLong>::max() - before)
         throw std::runtime_error("invalid state");
     std::vector<MMeshPoint*> const blocks = points.GetBlocks();
+    auto const node_at = [block = blocks.data(),
+                          count = static_cast<std::uint32_t>(points.GetNumPoints())](MLong index) {
+        auto const node = static_cast<std::uint32_t>(index); // a negative index becomes a large one
+        if (node >= count)
+            throw std::runtime_error("invalid state");
+        return block[node / MMeshPointContainer::NodesPerBlock] + node % MMeshPointContainer::NodesPerBlock;
+    };
     MMeshPoint** const array = LendArray(arrays.nodes.size());
     try {
         m_elements.resize(before + static_cast<std::size_t>(offsets.NumberOfElements()));
@@ -106,22 +116,21 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
             [&](std::uint64_t first, std::uint64_t last) {
                 MMeshPoint** nodes = array + offsets.OffsetOf(first);
                 MLong const* index = arrays.nodes.data() + offsets.OffsetOf(first);
-                for (std::uint64_t element = first; element < last; ++element) {
-                    unsigned char const count = offsets.CountOf(element);
-                    for (unsigned int i = 0; i < count; ++i, ++index) {
-                        if (*index < 0 || *index >= last_node)
-                            throw std::runtime_error("invalid state");
-                        auto const node = static_cast<std::size_t>(*index);
-                        nodes[i] = blocks[node / MMeshPointContainer::NodesPerBlock] +
-                                   node % MMeshPointContainer::NodesPerBlock;
+                for (std::uint64_t element = first; element < last;) {
+                    // So many elements lie one behind the other.
+                    std::uint64_t const end =
+                        std::min(last, element + BlockSize - (before + element) % BlockSize);
+                    for (MMeshElement* e = GetElementPtrAt(before + element); element < end; ++element, ++e) {
+                        unsigned char const count = offsets.CountOf(element);
+                        e->Borrow(count, nodes);
+                        for (MMeshPoint* const* const next = nodes + count; nodes < next; ++nodes, ++index)
+                            *nodes = node_at(*index);
                     }
-                    m_elements[before + static_cast<std::size_t>(element)].Borrow(count, nodes);
-                    nodes += count;
                 }
             });
     } catch (...) {
         ShrinkTo(before);
-        m_arrays->Deallocate(array, arrays.nodes.size() * sizeof(MMeshPoint*));
+        m_memory->Deallocate(array, arrays.nodes.size() * sizeof(MMeshPoint*));
         throw;
     }
     return offsets.NumberOfElements();
@@ -129,7 +138,7 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
 
 void MMeshElementContainer::Clear() noexcept {
     Storage().swap(m_elements);
-    m_arrays.reset();
+    m_memory.reset();
 }
 
 MeshElementsIterator<0>* MMeshElementContainer::CreateElementIterAt(std::uint64_t i) {
@@ -198,12 +207,11 @@ void MMeshElementContainer::ShrinkTo(std::uint64_t count) noexcept {
 }
 
 std::size_t MMeshElementContainer::MemoryUsed() const noexcept {
-    std::size_t const blocks = (m_elements.size() + BlockSize - 1) / BlockSize;
-    std::size_t bytes = blocks * (BlockSize * sizeof(MMeshElement) + sizeof(void*));
+    std::size_t bytes = m_memory ? m_memory->MemoryUsed() : 0;
     for (MMeshElement const& element : m_elements) {
         // What the allocator takes for an array of the element's own: a header and sixteen-byte steps.
         std::size_t const payload = element.GetNodeCount() * sizeof(MMeshPoint*);
         bytes += element.m_lent ? 0 : (payload + sizeof(std::size_t) + 15) / 16 * 16;
     }
-    return m_arrays ? bytes + m_arrays->MemoryUsed() : bytes;
+    return bytes;
 }

@@ -41,7 +41,7 @@ public:
     MMeshElementContainer& operator=(MMeshElementContainer&& other) noexcept;
 
     // Appends an element with the first n nodes of `nodes`, or with all of them; returns its number. Out of
-    // memory, nothing is appended.
+    // memory, or of numbers (std::length_error), nothing is appended.
     std::uint64_t AddElement(char n, MMeshPoint** nodes);
     std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
 
@@ -123,10 +123,13 @@ public:
 private:
     friend class MMeshBase;
     static constexpr std::size_t BlockSize = 4096;
+    using Allocator = KetSDK::Support::MBorrowedArenaAllocator<MMeshElement>;
     using Storage = boost::container::deque<
-        MMeshElement, void, boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+        MMeshElement, Allocator,
+        boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
 
-    // The node arrays of elements lie one behind the other, in memory that goes with the elements.
+    // The node arrays of elements lie one behind the other, in memory that goes with the elements. Comes
+    // before an element is appended: it makes that memory.
     MMeshPoint** LendArray(std::size_t n);
     void Swap(MMeshElementContainer& other) noexcept;
     // Appends the elements of another container, which is left empty, and registers each.
@@ -134,7 +137,7 @@ private:
     // Removes what was appended last, down to so many.
     void ShrinkTo(std::uint64_t count) noexcept;
 
-    std::unique_ptr<KetSDK::Support::MArena> m_arrays; // none until there are elements; goes after them
+    std::unique_ptr<KetSDK::Support::MArena> m_memory; // none until there are elements; goes after them
     Storage m_elements;
 };
 

@@ -263,6 +263,8 @@ std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
 }
 
 MMeshPoint& MMeshPointContainer::Append(MLong x, MLong y, MLong z) {
+    if (m_points.size() >= std::numeric_limits<MLong>::max())
+        throw std::length_error("more than 2147483647 nodes");
     MMeshPoint& node = m_points.emplace_back(x, y, z);
     node.m_index = static_cast<MLong>(m_points.size() - 1);
     return node;

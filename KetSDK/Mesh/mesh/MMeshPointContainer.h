@@ -29,7 +29,7 @@ public:
     ~MMeshPointContainer();
 
     // Appends a node at a position in internal units, or returns the one that the coordinate index
-    // knows there. Out of memory, nothing changes.
+    // knows there. Out of memory, or of indices (std::length_error), nothing changes.
     MMeshPoint& AddPoint(MLong x, MLong y, MLong z);
     MMeshPoint& AddPoint(MLong const* xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
 

@@ -165,9 +165,11 @@ void Write(MSAXWriter& writer, MMeshArray const& array) {
 
 class DocumentReader : public ISAXPersistBase {
 public:
-    explicit DocumentReader(MMeshBase& mesh)
+    DocumentReader(MMeshBase& mesh, bool parallel)
         : m_receiver(mesh)
-        , m_mesh(&mesh) {}
+        , m_mesh(&mesh) {
+        m_mesh.SetParallel(parallel);
+    }
 
     bool HandleTag(std::wstring const& tag, MSAXReader& reader) override {
         if (tag == MeshTag && !std::exchange(m_has_mesh, true))
@@ -202,10 +204,12 @@ private:
 };
 
 bool WriteDocument(MSAXWriter& writer, MMeshBase const& mesh, std::vector<MMeshArray> const& arrays,
-                   std::optional<KetSDK::Mesh::CoordinateFrame> frame) {
+                   std::optional<KetSDK::Mesh::CoordinateFrame> frame, bool parallel) {
     MSAXTagWriter const document(writer, DocumentTag);
     writer.WriteAttribute(L"Version", std::uint64_t{MMeshFile::Version});
-    bool const written = MSAXMeshBase(&mesh).Write(writer);
+    MSAXMeshBase tags(&mesh);
+    tags.SetParallel(parallel);
+    bool const written = tags.Write(writer);
     for (MMeshArray const& array : arrays)
         Write(writer, array);
     if (frame)
@@ -261,8 +265,8 @@ Header ReadHeader(MFileName const& path) {
 }
 
 // Reads the document; false when it makes no mesh. Where the file is whole nothing but the trailer is left.
-bool ReadDocument(MFile& file, MMeshFile::Encoding encoding, MMeshFile::Content& content) {
-    DocumentReader document(*content.mesh);
+bool ReadDocument(MFile& file, MMeshFile::Encoding encoding, MMeshFile::Content& content, bool parallel) {
+    DocumentReader document(*content.mesh, parallel);
     try {
         if (encoding == MMeshFile::Binary) {
             std::array<char, BinarySignature.size() + 2 * sizeof(std::uint32_t)> header;
@@ -305,7 +309,7 @@ MMeshFileError::~MMeshFileError() = default;
 
 bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,
                      Encoding encoding, std::shared_ptr<IProgressDelegate> progress,
-                     std::optional<KetSDK::Mesh::CoordinateFrame> frame) {
+                     std::optional<KetSDK::Mesh::CoordinateFrame> frame, bool parallel) {
     if (!std::all_of(arrays.begin(), arrays.end(),
                      [&mesh](MMeshArray const& array) { return FitsMesh(array, mesh); }))
         Throw(Fault::BadContent);
@@ -321,10 +325,10 @@ bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& array
         file.WRITE(Version);
         file.WRITE(std::uint32_t{0});
         MSAXBinaryWriter writer(file);
-        written = WriteDocument(writer, mesh, arrays, frame);
+        written = WriteDocument(writer, mesh, arrays, frame, parallel);
     } else {
         MSAXTextWriter writer(file);
-        written = WriteDocument(writer, mesh, arrays, frame);
+        written = WriteDocument(writer, mesh, arrays, frame, parallel);
     }
     file.Flush();
     if (watch.IsCancelled())
@@ -339,7 +343,8 @@ bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& array
     return true;
 }
 
-MMeshFile::Content MMeshFile::Load(MFileName const& path, std::shared_ptr<IProgressDelegate> progress) {
+MMeshFile::Content MMeshFile::Load(MFileName const& path, std::shared_ptr<IProgressDelegate> progress,
+                                   bool parallel) {
     Header const header = ReadHeader(path);
     if (header.version > Version)
         Throw(Fault::NewerVersion, header.version);
@@ -356,7 +361,7 @@ MMeshFile::Content MMeshFile::Load(MFileName const& path, std::shared_ptr<IProgr
     IncrementalProgressReporter reporter(progress, "Loading mesh", file.Size(), true);
     Watch watch(file.Size() - trailer_size, reporter);
     file.SetObserver(&watch);
-    bool const read = ReadDocument(file, header.encoding, content);
+    bool const read = ReadDocument(file, header.encoding, content, parallel);
     ReadToTheEnd(file);
     if (watch.IsCancelled())
         return Content();

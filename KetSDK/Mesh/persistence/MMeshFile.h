@@ -57,12 +57,15 @@ public:
     // Writes a mesh, its named scalar fields, the arrays and the frame of the coordinates under exactly this
     // name. Writing beside and renaming is the caller's, and so is what is left of a file that could not be
     // finished. Throws MMeshFileError: BadContent when the mesh is not consistent or an array does not fit
-    // it. False when the user cancelled. The delegate may be null.
+    // it. False when the user cancelled. The delegate may be null. Works on several threads when parallel;
+    // the file is the same.
     static bool Save(MMeshBase const& mesh, std::vector<MMeshArray> const& arrays, MFileName const& path,
                      Encoding encoding, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress,
-                     std::optional<KetSDK::Mesh::CoordinateFrame> frame = std::nullopt);
+                     std::optional<KetSDK::Mesh::CoordinateFrame> frame = std::nullopt,
+                     bool parallel = false);
     // Reads what Save wrote; the encoding is seen from the file. Throws MMeshFileError. The mesh is null when
     // the user cancelled. Memory grows with what was really read; from a binary file the mesh is read
-    // without being held twice.
-    static Content Load(MFileName const& path, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress);
+    // without being held twice. Works on several threads when parallel; the mesh is the same.
+    static Content Load(MFileName const& path, std::shared_ptr<KetSDK::Common::IProgressDelegate> progress,
+                        bool parallel = false);
 };

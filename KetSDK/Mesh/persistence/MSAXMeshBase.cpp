@@ -8,7 +8,9 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/persistence/detail/MeshTags.h>
 #include <KetSDK/Mesh/persistence/detail/MeshTagsReader.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cwchar>
 #include <optional>
@@ -70,39 +72,95 @@ private:
     std::vector<std::int32_t> m_values;
 };
 
-void WritePoints(MSAXWriter& writer, MMeshBase const& mesh) {
+// A piece of a block, which is put together on any thread and written by the calling one.
+struct Piece {
+    std::vector<std::int32_t> values;
+    bool good = true;
+};
+
+// So many pieces wait to be written that threads have work and the pieces stay in the cache.
+constexpr std::uint64_t PiecesAhead = 16;
+
+void WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
     auto const count = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     Block const block(writer, Tags::Points, 3, L"long", count);
-    Integers integers(writer);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        MMeshPoint const& p = *mesh.GetRandomPoint(i);
-        for (MLong const coordinate : {p.x, p.y, p.z})
-            integers.Put(coordinate);
-        integers.Next();
-    }
-    integers.Finish();
+    constexpr std::uint64_t nodes_of_piece = (Integers::Piece + 2) / 3;
+    KetSDK::Support::ComputeSteps<Piece>(
+        {.items = count / nodes_of_piece + 1, .parallel = parallel, .window = PiecesAhead},
+        [&mesh, count](std::uint64_t number, std::uint64_t, Piece& piece) {
+            std::uint64_t const first = number * nodes_of_piece;
+            std::uint64_t const last = std::min(first + nodes_of_piece, count);
+            piece.values.resize(static_cast<std::size_t>(3 * (last - first)));
+            std::int32_t* value = piece.values.data();
+            for (std::uint64_t i = first; i < last; ++i) {
+                MMeshPoint const& p = *mesh.GetRandomPoint(i);
+                for (MLong const coordinate : {p.x, p.y, p.z})
+                    *value++ = coordinate;
+            }
+        },
+        [&writer](std::uint64_t, std::uint64_t, Piece const& piece) {
+            writer.WriteArray(std::span(piece.values));
+            return true;
+        });
 }
 
-// False for an element that could not be read back.
-bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh) {
-    Block const block(writer, Tags::Elements, 1, L"long", mesh.Elements().GetNumElements());
+// What is known of the elements before they are written, from one look at each.
+struct ElementPieces {
+    explicit ElementPieces(MMeshElementContainer const& elements) {
+        std::uint64_t number = 0;
+        std::size_t size = 0;
+        for (MMeshElement const& e : elements) {
+            in_order = in_order && e.GetMaskIndex() == number;
+            size += std::size_t{1} + e.GetNodeCount();
+            ++number;
+            if (size >= Integers::Piece) {
+                ends.push_back(number);
+                size = 0;
+            }
+        }
+        ends.push_back(number);
+    }
+
+    bool in_order = true; // each has its own number as mask index
+    // Of pieces: each ends with the element that fills it; the last one may be empty.
+    std::vector<std::uint64_t> ends{0};
+};
+
+// The elements as their node counts and the indices of their nodes.
+void PutElements(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, Piece& piece) {
     auto const points = static_cast<std::uint32_t>(mesh.NumberOfPoints());
+    piece.values.resize(Integers::Piece + Integers::Margin);
+    std::int32_t* value = piece.values.data();
     bool good = true;
-    std::vector<std::int32_t> values(Integers::Piece + Integers::Margin);
-    std::size_t size = 0;
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
+    mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
         unsigned char const n = e.GetNodeCount();
         good = good && MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
-        values[size++] = n;
+        *value++ = n;
         for (unsigned int i = 0; i < n; ++i) {
             MLong const index = e.GetNode(i)->GetIndex();
             good = good && static_cast<std::uint32_t>(index) < points;
-            values[size++] = index;
+            *value++ = index;
         }
-        if (size >= Integers::Piece)
-            writer.WriteArray(std::span<std::int32_t const>(values.data(), std::exchange(size, 0)));
     });
-    writer.WriteArray(std::span<std::int32_t const>(values.data(), size));
+    piece.values.resize(static_cast<std::size_t>(value - piece.values.data()));
+    piece.good = good;
+}
+
+// False for an element that could not be read back.
+bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh, std::vector<std::uint64_t> const& ends,
+                   bool parallel) {
+    Block const block(writer, Tags::Elements, 1, L"long", mesh.Elements().GetNumElements());
+    bool good = true;
+    KetSDK::Support::ComputeSteps<Piece>(
+        {.items = ends.size() - 1, .parallel = parallel, .window = PiecesAhead},
+        [&](std::uint64_t number, std::uint64_t, Piece& piece) {
+            PutElements(mesh, ends[number], ends[number + 1], piece);
+        },
+        [&](std::uint64_t, std::uint64_t, Piece const& piece) {
+            good = good && piece.good;
+            writer.WriteArray(std::span(piece.values));
+            return true;
+        });
     return good;
 }
 
@@ -239,14 +297,18 @@ void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& ord
     }
 }
 
-bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh) {
-    MaskOrder const elements(mesh.Elements().GetNumElements(),
-                             [&mesh](std::uint64_t i) { return mesh.GetElement(i)->GetMaskIndex(); });
+bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
+    ElementPieces const pieces(mesh.Elements());
+    std::uint64_t const count = mesh.Elements().GetNumElements();
+    MaskOrder const elements =
+        pieces.in_order
+            ? MaskOrder(count)
+            : MaskOrder(count, [&mesh](std::uint64_t i) { return mesh.GetElement(i)->GetMaskIndex(); });
     MaskOrder const nodes(static_cast<std::uint64_t>(mesh.NumberOfPoints()),
                           [&mesh](std::uint64_t i) { return mesh.GetRandomPoint(i)->GetMaskIndex(); });
 
-    WritePoints(writer, mesh);
-    bool good = WriteElements(writer, mesh);
+    WritePoints(writer, mesh, parallel);
+    bool good = WriteElements(writer, mesh, pieces.ends, parallel);
     good = MaskBlocks(writer, mesh, elements, nodes).Write() && good;
     WriteSubVolumeList(writer, mesh);
     WriteFields(writer, mesh, nodes);
@@ -282,7 +344,7 @@ bool MSAXMeshBase::Write(MSAXWriter& writer) const {
     MSAXTagWriter const tag(writer, Tags::Mesh);
     if (writer.SupportsIncrementalSaving())
         writer.SetTagId(m_tag_id);
-    bool const consistent = WriteBlocks(writer, *m_mesh);
+    bool const consistent = WriteBlocks(writer, *m_mesh, m_parallel);
     bool const written = m_mesh->GetMaterialCatalog().Write(writer) && consistent;
     writer.WriteTag(Tags::HasGreyValues, m_mesh->HasGreyValues());
     writer.WriteTag(Tags::HasVolumeIndexValues, m_mesh->HasVolumeIndexValues());
@@ -296,7 +358,7 @@ void MSAXMeshBase::SetDefaults() {
     m_fields.clear();
     m_reading.reset();
     if (m_target && !m_skip)
-        m_reading = std::make_unique<Reading>();
+        m_reading = std::make_unique<Reading>(m_parallel);
 }
 
 bool MSAXMeshBase::HandleTag(std::wstring const& tag, MSAXReader& reader) {

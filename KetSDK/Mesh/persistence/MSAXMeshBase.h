@@ -45,6 +45,9 @@ public:
     void SetMeshBaseTagId(unsigned int id) noexcept { m_tag_id = id; }
     // From now on nothing is written, and the tags that are read are skipped.
     void SkipMeshBase(bool skip = true) noexcept { m_skip = skip; }
+    // Whether nodes and elements are made and put into words on several threads; off unless set. What is
+    // read and written is the same.
+    void SetParallel(bool parallel) noexcept { m_parallel = parallel; }
 
     // Reading. Everything is read into a new mesh and checked; InitAfterLoading puts it in place of what the
     // receiving mesh holds (MMeshBase::TakeContent). Whatever is wrong throws
@@ -65,6 +68,7 @@ private:
     MMeshBase const* m_mesh;
     unsigned int m_tag_id;
     bool m_skip = false;
+    bool m_parallel = false;
     mutable bool m_saved_incrementally = false;
     std::unique_ptr<Reading> m_reading;
     MMaterialCatalog m_catalog; // a reader may come back to it after the mesh has been read

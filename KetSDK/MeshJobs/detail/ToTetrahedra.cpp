@@ -5,6 +5,8 @@
 #include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
 #include <KetSDK/Mesh/mesh/MMeshSolverFaces.h>
 #include <KetSDK/Mesh/persistence/MMeshCarrying.h>
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/Limits.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 
 #include <algorithm>
@@ -13,6 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <string>
 #include <vector>
 
 namespace KetSDK::MeshJobs::Detail {
@@ -102,6 +105,9 @@ ToTetrahedra::ToTetrahedra(Model const& model, SurfaceModel const* surface, doub
 }
 
 void ToTetrahedra::Cut(SurfaceModel const* surface, double tolerance, Context const& context) {
+    if (std::string const why_not = WhyTooMany(LeastTetrahedra(CountKinds(*m_model.mesh), false), "elements");
+        !why_not.empty())
+        throw FileError(m_model.file, why_not);
     m_cut.file = m_model.file;
     m_cut.frame = m_model.frame;
     m_cut.frame_is_given = m_model.frame_is_given;

@@ -22,6 +22,9 @@ namespace KetSDK::Mesh::Detail {
 // The mask indices of a mesh's nodes or elements, in their order.
 class MaskOrder {
 public:
+    // That of objects which have their own numbers as mask indices.
+    explicit MaskOrder(std::uint64_t count)
+        : m_count(count) {}
     // index_of(i) is the mask index of object i.
     template <typename IndexOf>
     MaskOrder(std::uint64_t count, IndexOf&& index_of)

@@ -3,10 +3,12 @@
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>
 #include <KetSDK/Mesh/persistence/detail/MeshTags.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <stdexcept>
 #include <string_view>
@@ -42,12 +44,6 @@ public:
         value = m_values[m_next++];
         return true;
     }
-    // The next ones, `count` of them, when they lie at hand; null when they have to be taken singly.
-    std::int32_t const* TakeAtHand(std::size_t count) {
-        if (m_size - m_next < count)
-            return nullptr;
-        return m_values.data() + std::exchange(m_next, m_next + count);
-    }
     // One that must be there, of those below `end`.
     std::int32_t TakeBelow(std::int64_t end) {
         std::int32_t value = 0;
@@ -64,6 +60,55 @@ private:
     std::array<std::int32_t, 16384> m_values; // as many as come from a file without a copy
     std::size_t m_next = 0;
     std::size_t m_size = 0;
+};
+
+// Some elements of the open tag, and what was read beyond them.
+class ElementPiece {
+public:
+    ElementPiece()
+        : m_values(std::make_unique_for_overwrite<MLong[]>(Capacity))
+        , m_counts(std::make_unique_for_overwrite<unsigned char[]>(MostElements)) {}
+
+    // Takes the elements that follow those of another piece; none at the end. Throws for elements of an
+    // unknown kind and for one that is cut off.
+    void Read(MSAXReader& reader, ElementPiece const& before) {
+        MLong* const values = m_values.get();
+        std::size_t size = before.m_size - before.m_next;
+        std::copy_n(before.m_values.get() + before.m_next, size, values);
+        size += reader.ReadPart(std::span(values + size, Capacity - size));
+        std::size_t next = 0, nodes = 0, elements = 0;
+        while (next < size) {
+            auto const n = static_cast<std::size_t>(values[next]); // a negative count becomes a large one
+            Require(n <= UINT8_MAX &&
+                    MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(n)) > 0);
+            if (size - next <= n || nodes + n > MostNodes)
+                break;
+            m_counts[elements++] = static_cast<unsigned char>(n);
+            MLong const* const from = values + next + 1;
+            for (std::size_t i = 0; i < n; ++i) // to behind the nodes of the elements before
+                values[nodes + i] = from[i];
+            nodes += n;
+            next += n + 1;
+        }
+        Require(size == 0 || elements > 0);
+        m_next = next;
+        m_size = size;
+        m_elements = {{m_counts.get(), elements}, {values, nodes}, {}};
+    }
+    bool IsEmpty() const noexcept { return m_elements.node_counts.empty(); }
+    MMeshElementArrays const& GetElements() const noexcept { return m_elements; }
+
+private:
+    // Pointers to the nodes fill half a large page: nothing is left over of these.
+    static constexpr std::size_t MostNodes = (std::size_t{1} << 20) / sizeof(MMeshPoint*);
+    static constexpr std::size_t MostElements = MostNodes / 4;
+    static constexpr std::size_t Capacity = MostNodes + MostElements; // so many tetrahedra
+
+    std::unique_ptr<MLong[]> m_values; // the nodes, and from m_next on what is beyond the elements
+    std::unique_ptr<unsigned char[]> m_counts;
+    std::size_t m_next = 0;
+    std::size_t m_size = 0;
+    MMeshElementArrays m_elements;
 };
 
 template <typename T>
@@ -142,8 +187,9 @@ std::vector<MeshTagsReader::Rule> const& MeshTagsReader::Rules() {
     return rules;
 }
 
-MeshTagsReader::MeshTagsReader()
-    : m_mesh(std::make_unique<MMeshBase>()) {}
+MeshTagsReader::MeshTagsReader(bool parallel)
+    : m_mesh(std::make_unique<MMeshBase>())
+    , m_parallel(parallel) {}
 
 MeshTagsReader::~MeshTagsReader() = default;
 
@@ -206,13 +252,13 @@ void MeshTagsReader::OpenBlock(MSAXReader& reader) {
 
 void MeshTagsReader::ReadPoints(MSAXReader& reader) {
     m_points = std::make_unique<MMeshPointContainer>();
-    std::array<MLong, 3 * 1024> coordinates;
-    std::size_t size = coordinates.size();
-    while (size == coordinates.size()) {
-        size = reader.ReadPart(std::span(coordinates));
+    using Position = std::array<MLong, 3>;
+    constexpr std::size_t at_once = 1 << 16;
+    auto const positions = std::make_unique_for_overwrite<Position[]>(at_once);
+    for (std::size_t size = 3 * at_once; size == 3 * at_once;) {
+        size = reader.ReadPart(std::span(positions[0].data(), 3 * at_once));
         Require(size % 3 == 0);
-        for (std::size_t i = 0; i < size; i += 3)
-            m_points->AddPoint(&coordinates[i]);
+        m_points->AppendPoints(std::span<Position const>(positions.get(), size / 3), m_parallel);
     }
     Require(m_points->GetNumPoints() == m_count && m_count < AnyLength);
 }
@@ -220,29 +266,27 @@ void MeshTagsReader::ReadPoints(MSAXReader& reader) {
 void MeshTagsReader::ReadElements(MSAXReader& reader) {
     Require(m_points != nullptr);
     auto elements = std::make_unique<MMeshElementContainer>();
-    auto const nodes = static_cast<std::int64_t>(m_points->GetNumPoints());
-    constexpr std::size_t block = MMeshPointContainer::NodesPerBlock;
-    std::vector<MMeshPoint*> const blocks = m_points->GetBlocks();
-    Integers integers(reader);
-    MMeshPoint* element[UINT8_MAX];
-    for (std::int32_t n = 0; integers.Take(n);) {
-        Require(n > 0 && n <= UINT8_MAX &&
-                MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(n)) > 0);
-        std::int32_t const* const at_hand = integers.TakeAtHand(static_cast<std::size_t>(n));
-        for (std::int32_t i = 0; i < n; ++i) {
-            auto const index = static_cast<std::uint32_t>(at_hand ? at_hand[i] : integers.TakeBelow(nodes));
-            Require(index < nodes);
-            element[i] = blocks[index / block] + index % block;
-        }
-        elements->AddElement(static_cast<char>(n), element);
-    }
+    // This thread reads the piece after the next one while another one makes elements of the next.
+    std::array<ElementPiece, 2> pieces;
+    pieces[0].Read(reader, pieces[1]);
+    pieces[1].Read(reader, pieces[0]);
+    KetSDK::Support::ComputeSteps(
+        {.items = std::numeric_limits<std::uint64_t>::max(), .parallel = m_parallel, .window = 1},
+        [&](std::uint64_t number, std::uint64_t, std::size_t) {
+            elements->AppendElements(pieces[number % 2].GetElements(), *m_points, false);
+        },
+        [&](std::uint64_t number, std::uint64_t, std::size_t) {
+            ElementPiece const& next = pieces[(number + 1) % 2];
+            pieces[number % 2].Read(reader, next);
+            return !next.IsEmpty();
+        });
     Require(elements->GetNumElements() == m_count && m_count < AnyLength);
-    m_mesh->_Set(m_points.release(), elements.release());
+    m_mesh->_Set(m_points.release(), elements.release(), m_parallel);
 }
 
 MaskOrder MeshTagsReader::Order(std::uint64_t objects) const {
     Require(m_count == 0 || m_count == objects);
-    return {m_count, [](std::uint64_t i) { return i; }};
+    return MaskOrder(m_count);
 }
 
 template <typename Make>

@@ -21,7 +21,8 @@ namespace KetSDK::Mesh::Detail {
 // fit throws std::runtime_error("invalid state"). Internal.
 class MeshTagsReader {
 public:
-    MeshTagsReader();
+    // Makes nodes and elements on several threads when parallel.
+    explicit MeshTagsReader(bool parallel);
     ~MeshTagsReader();
 
     // As the operations of a persistent object.
@@ -88,6 +89,7 @@ private:
     std::set<std::wstring> m_seen;    // the tags of the mesh that have been read
     std::uint64_t m_count = 0;        // of the open block
     bool m_data_read = true;          // of the open block or field
+    bool m_parallel;
     std::wstring m_field_id;
     std::wstring m_field_label;
     double m_field_default = 0.0;

@@ -1,7 +1,36 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include <KetSDK/MeshJobs/detail/MeshFileFault.h>
+#include <KetSDK/MeshJobs/detail/MeshFiles.h>
+
+#include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
+
+#include <utility>
 
 namespace KetSDK::MeshJobs::Detail {
+
+Model LoadMeshFile(std::string const& path, Context const& context) {
+    MMeshFile::Content content;
+    WithThreads(context, [&](bool parallel) { content = MMeshFile::Load(path, context.progress, parallel); });
+    if (!content.mesh)
+        throw Cancelled();
+    Model model;
+    model.mesh = std::move(content.mesh);
+    model.fields = std::move(content.fields);
+    model.arrays = std::move(content.arrays);
+    model.frame = content.frame;
+    return model;
+}
+
+void SaveMeshFile(Model const& model, std::string const& path, MMeshFile::Encoding encoding,
+                  Context const& context) {
+    bool saved = false;
+    WithThreads(context, [&](bool parallel) {
+        saved = MMeshFile::Save(*model.mesh, model.arrays, path, encoding, context.progress, model.frame,
+                                parallel);
+    });
+    if (!saved)
+        throw Cancelled();
+}
 
 std::string DescribeFault(MMeshFileError const& error) {
     switch (error.GetFault()) {
