@@ -314,8 +314,7 @@ private:
 
     // Whether the values of an array stand in its tag as text.
     static bool IsText(vtkXMLDataElement& array) {
-        std::string const format = Attribute(array, "format");
-        return (format == "ascii" || format.empty()) && !Offset(array);
+        return Attribute(array, "format") != "binary" && !Offset(array); // as VTK's reader decides
     }
 
     Stretch DataOf(vtkXMLDataElement& array) const {
@@ -432,7 +431,7 @@ private:
     }
 
     static std::optional<Count> Offset(vtkXMLDataElement& array) {
-        if (Attribute(array, "offset").empty())
+        if (!array.GetAttribute("offset"))
             return std::nullopt;
         long long offset = -1;
         array.GetScalarAttribute("offset", offset);
