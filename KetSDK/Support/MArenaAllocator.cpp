@@ -64,7 +64,7 @@ void MArena::Deallocate(void* block, std::size_t bytes) noexcept {
         return;
     if (!m_free)
         m_free_bytes = bytes;
-    // One of another size is an outgrown list of blocks, which nobody asks for again.
+    // One of another size is not used again.
     if (bytes == m_free_bytes)
         m_free = new (block) FreeBlock{m_free};
 }

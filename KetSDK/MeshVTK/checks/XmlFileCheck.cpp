@@ -155,20 +155,37 @@ struct Stretch {
     // Upper limit of the bytes that it can hold.
     Count Capacity() const { return base64 ? (text.size() + 3) / 4 * 3 : text.size(); }
 
+    // How many of the first `count` bytes can be read. VTK's reader takes base64 in whole groups of four
+    // characters.
+    Count Readable(Count count) const {
+        if (!base64)
+            return std::min<Count>(count, text.size());
+        Count bytes = 0;
+        for (std::size_t at = 0; at + 4 <= text.size() && bytes < count; at += 4) {
+            std::string_view const group = text.substr(at, 4);
+            std::size_t const digits = std::min(group.find('='), group.size());
+            if (digits < 2 || group.find_first_not_of('=', digits) != group.npos ||
+                !std::ranges::all_of(group.substr(0, digits), IsBase64Digit))
+                break;
+            bytes += digits - 1;
+            if (digits < 4)
+                break;
+        }
+        return std::min(bytes, count);
+    }
+
     // The first `count` bytes, or fewer when it ends before.
     std::string First(Count count) const {
+        count = Readable(count);
         if (!base64)
-            return std::string(text.substr(0, static_cast<std::size_t>(std::min<Count>(count, text.size()))));
+            return std::string(text.substr(0, static_cast<std::size_t>(count)));
         static constexpr std::string_view digits =
             "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
         std::string bytes;
         std::uint32_t bits = 0;
         unsigned int bit_count = 0;
-        for (char const character : text) {
-            std::size_t const digit = digits.find(character);
-            if (digit == std::string_view::npos || bytes.size() == count)
-                break;
-            bits = bits << 6 | static_cast<std::uint32_t>(digit);
+        for (std::size_t i = 0; bytes.size() < count; ++i) {
+            bits = bits << 6 | static_cast<std::uint32_t>(digits.find(text[i]));
             bit_count += 6;
             if (bit_count >= 8)
                 bytes.push_back(static_cast<char>(bits >> (bit_count -= 8) & 0xFFu));
@@ -282,11 +299,8 @@ private:
         Count const bytes = BytesOfData(data, name).unpacked;
         if (m_compressed)
             Unpacked(data, bytes, name);
-        else if (data.base64) {
-            auto const end = std::ranges::find_if_not(data.text, IsBase64Digit);
-            if (static_cast<Count>(end - data.text.begin()) * 6 < (m_word_bytes + bytes) * 8)
-                Damaged(name);
-        }
+        else if (data.Readable(m_word_bytes + bytes) < m_word_bytes + bytes)
+            Damaged(name);
     }
 
     // Bits are written as bytes, and strings as the numbers of their characters, with sign or without.

@@ -173,9 +173,9 @@ private:
 struct BrickWork {
     std::vector<LabelIndex> labels; // one only: no weights
     std::vector<float> weights;
-    // Scratch: the rows of labels around the brick, those of them that reach beyond the image, the label of
-    // each row or Several, which of its voxels have the label at hand, and the sums along the first and
-    // second axis.
+    // Scratch: the rows of labels around the brick, those of them that reach beyond the image, and the label
+    // of each row or Several. Then which voxels of each row have the label at hand, and the sums along the
+    // first and second axis.
     std::vector<LabelIndex const*> rows;
     std::vector<LabelIndex> beyond;
     std::vector<std::uint32_t> row_labels;

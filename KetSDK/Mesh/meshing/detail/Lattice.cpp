@@ -210,11 +210,11 @@ Lattice::Lattice(LatticeTree const& tree,
 NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all, bool parallel)
     : first(nodes + 1, 0)
     , tetrahedra(4 * all.size()) {
-    // Each thread looks at all tetrahedra, for some of the nodes.
+    // Each of a few threads looks at all tetrahedra, for some of the nodes.
     Support::WorkSteps steps;
     steps.items = nodes;
     steps.parallel = parallel;
-    std::uint64_t const threads = parallel ? Support::NumberOfThreads() : 1;
+    std::uint64_t const threads = parallel ? std::min<std::uint64_t>(Support::NumberOfThreads(), 8) : 1;
     steps.step = std::max<std::uint64_t>((nodes + threads - 1) / threads, 1);
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
         for (Lattice::Tetrahedron const& t : all)

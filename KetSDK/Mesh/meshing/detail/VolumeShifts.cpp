@@ -15,7 +15,7 @@ using Position = MovingMesh::Position;
 
 // Of the sweeps that spread what one label lacks over its neighbours.
 constexpr int MostSweeps = 200;
-constexpr double SmallestChange = 0.1; // internal units
+constexpr double SmallestShift = 0.1; // internal units
 
 // The corners across from each corner of a tetrahedron, such that their face points at it.
 constexpr std::size_t Across[4][3] = {{1, 2, 3}, {0, 3, 2}, {0, 1, 3}, {0, 2, 1}};
@@ -71,8 +71,8 @@ void VolumeShifts::Correct(MovingMesh const& mesh) {
     auto const lacking = Lacking(mesh);
     auto const interfaces = FindInterfaces(mesh, m_wanted.size());
     std::vector<double> more(m_wanted.size(), 0.0);
-    double change = 1.0 + SmallestChange;
-    for (int sweep = 0; sweep < MostSweeps && change > SmallestChange; ++sweep) {
+    double change = 1.0 + SmallestShift;
+    for (int sweep = 0; sweep < MostSweeps && change > SmallestShift; ++sweep) {
         change = 0.0;
         for (std::size_t label = 1; label < more.size(); ++label) {
             double area = 0.0, gained = lacking[label];
