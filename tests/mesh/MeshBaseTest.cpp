@@ -8,8 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 TEST(MeshBase, LifeFromBirthToClearing) {
     MMeshBase mesh;
@@ -40,6 +42,18 @@ TEST(MeshBase, LifeFromBirthToClearing) {
     mesh.AddSubVolume();
     TestMeshes::AddElementOfKind(mesh, 4);
     EXPECT_EQ(mesh.GetMainSubVolume()->GetNbElements(), 1u);
+}
+
+TEST(MeshBase, RefusedElementsLeaveNoMemoryBehind) {
+    MMeshBase mesh;
+    std::vector<MLong> const nodes(400000, 0); // there are none
+    std::array<unsigned char, 1> const four{4};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_THROW(mesh.AddElements({four, nodes, {}}, false), std::runtime_error);
+        EXPECT_EQ(mesh.Elements().MemoryUsed(), 0u);
+    }
+    TestMeshes::AddElementOfKind(mesh, 4);
+    EXPECT_EQ(mesh.NumberOfElements(), 1);
 }
 
 TEST(MeshBase, ForbiddenDuplicatesShareTheNodeAndRenewItsSlot) {

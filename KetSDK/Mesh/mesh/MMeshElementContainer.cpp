@@ -129,8 +129,12 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
                 }
             });
     } catch (...) {
-        ShrinkTo(before);
-        m_memory->Deallocate(array, arrays.nodes.size() * sizeof(MMeshPoint*));
+        if (before == 0) {
+            Clear(); // gives all memory back
+        } else {
+            ShrinkTo(before);
+            m_memory->Deallocate(array, arrays.nodes.size() * sizeof(MMeshPoint*));
+        }
         throw;
     }
     return offsets.NumberOfElements();

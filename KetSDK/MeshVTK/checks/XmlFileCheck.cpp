@@ -279,10 +279,10 @@ private:
         Count const values = ValuesIn(array);
         if (IsText(array))
             CheckNumbers(array, name);
-        else if (section == "CellData")
-            CheckReadable(array, name);
-        if (!IsText(array))
+        else
             AddStored(BytesOfData(DataOf(array), name).stored);
+        if (section == "CellData" && !IsText(array))
+            CheckReadable(array, name);
         CheckComponents(name, components, values);
         bool const is_bits = Attribute(array, "type") == "Bit"; // up to eight of them are one value
         if (tuples && is_bits && *tuples > 8 * values / std::max<Count>(components, 1))
