@@ -8,14 +8,15 @@
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace KetSDK::Support {
 
 // Memory for blocks of a large container, cut from chunks that grow with it. Chunks of several megabytes ask
 // the system for large pages, since it takes longer to hand out memory in small pages than to fill it. At
-// most a quarter of the memory waits for blocks to come. Blocks that are given back are used again; all
-// memory goes with the arena. Used by one thread at a time.
+// most a quarter of the memory waits for blocks to come. Blocks that are given back are used again, those of
+// the size that came back first; all memory goes with the arena. Used by one thread at a time.
 class KETSDK_SUPPORT_API MArena {
 public:
     MArena() = default;
@@ -48,20 +49,24 @@ private:
     std::size_t m_free_bytes = 0;
 };
 
-// Allocates from an arena that its copies share. Containers swap their arenas with their contents.
-template <typename T>
-class MArenaAllocator {
+// Allocates from the arena that ArenaPointer leads to. Containers swap their arenas with their contents.
+template <typename T, typename ArenaPointer>
+class MBasicArenaAllocator {
 public:
     using value_type = T;
     using propagate_on_container_swap = std::true_type;
     using propagate_on_container_move_assignment = std::true_type;
     using is_always_equal = std::false_type;
 
-    // With an arena of its own.
-    MArenaAllocator()
-        : m_arena(std::make_shared<MArena>()) {}
+    // With an arena of its own where copies share one; else with none.
+    MBasicArenaAllocator() {
+        if constexpr (std::is_same_v<ArenaPointer, std::shared_ptr<MArena>>)
+            m_arena = std::make_shared<MArena>();
+    }
+    explicit MBasicArenaAllocator(ArenaPointer arena) noexcept
+        : m_arena(std::move(arena)) {}
     template <typename U>
-    MArenaAllocator(MArenaAllocator<U> const& other) noexcept
+    MBasicArenaAllocator(MBasicArenaAllocator<U, ArenaPointer> const& other) noexcept
         : m_arena(other.m_arena) {}
 
     T* allocate(std::size_t count) {
@@ -74,53 +79,24 @@ public:
     }
 
     template <typename U>
-    bool operator==(MArenaAllocator<U> const& other) const noexcept {
+    bool operator==(MBasicArenaAllocator<U, ArenaPointer> const& other) const noexcept {
         return m_arena == other.m_arena;
     }
 
 private:
-    template <typename U>
-    friend class MArenaAllocator;
+    template <typename U, typename OtherPointer>
+    friend class MBasicArenaAllocator;
 
-    std::shared_ptr<MArena> m_arena;
+    ArenaPointer m_arena{};
 };
 
-// Allocates from an arena that outlives the container. A container that is empty may be without one.
+// Its copies share the arena and keep it.
 template <typename T>
-class MBorrowedArenaAllocator {
-public:
-    using value_type = T;
-    using propagate_on_container_swap = std::true_type;
-    using propagate_on_container_move_assignment = std::true_type;
-    using is_always_equal = std::false_type;
+using MArenaAllocator = MBasicArenaAllocator<T, std::shared_ptr<MArena>>;
 
-    MBorrowedArenaAllocator() = default;
-    explicit MBorrowedArenaAllocator(MArena* arena) noexcept
-        : m_arena(arena) {}
-    template <typename U>
-    MBorrowedArenaAllocator(MBorrowedArenaAllocator<U> const& other) noexcept
-        : m_arena(other.m_arena) {}
-
-    T* allocate(std::size_t count) {
-        if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
-            throw std::bad_alloc();
-        return static_cast<T*>(m_arena->Allocate(count * sizeof(T)));
-    }
-    void deallocate(T* objects, std::size_t count) noexcept {
-        m_arena->Deallocate(objects, count * sizeof(T));
-    }
-
-    template <typename U>
-    bool operator==(MBorrowedArenaAllocator<U> const& other) const noexcept {
-        return m_arena == other.m_arena;
-    }
-
-private:
-    template <typename U>
-    friend class MBorrowedArenaAllocator;
-
-    MArena* m_arena = nullptr;
-};
+// The arena outlives the container. A container that is empty may be without one.
+template <typename T>
+using MBorrowedArenaAllocator = MBasicArenaAllocator<T, MArena*>;
 
 // For vectors that may grow large: the same large pages, for each piece of memory by itself.
 KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes);

@@ -46,13 +46,17 @@ TEST(MeshBase, LifeFromBirthToClearing) {
 
 TEST(MeshBase, RefusedElementsLeaveNoMemoryBehind) {
     MMeshBase mesh;
-    std::vector<MLong> const nodes(400000, 0); // there are none
+    std::vector<MLong> const nodes(400000, 99); // there is none
     std::array<unsigned char, 1> const four{4};
     for (int i = 0; i < 3; ++i) {
         EXPECT_THROW(mesh.AddElements({four, nodes, {}}, false), std::runtime_error);
         EXPECT_EQ(mesh.Elements().MemoryUsed(), 0u);
     }
     TestMeshes::AddElementOfKind(mesh, 4);
+    std::size_t const used = mesh.Elements().MemoryUsed();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_THROW(mesh.AddElements({four, nodes, {}}, false), std::runtime_error);
+    EXPECT_EQ(mesh.Elements().MemoryUsed(), used);
     EXPECT_EQ(mesh.NumberOfElements(), 1);
 }
 

@@ -298,8 +298,6 @@ void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
     std::uint64_t const before = m_elements->GetNumElements();
     std::uint64_t const count = m_elements->AppendElements(elements, *m_points, parallel);
     try {
-        if (!elements.sub_volumes.empty() && elements.sub_volumes.size() != count)
-            throw std::runtime_error("invalid state");
         m_element_masks->RegisterMaskObjectsAt(count, parallel,
                                                [this, before](std::uint64_t i) -> MMeshElement& {
                                                    return *m_elements->GetElementPtrAt(before + i);

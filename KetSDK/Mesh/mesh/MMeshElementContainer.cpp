@@ -91,6 +91,14 @@ private:
     std::vector<std::uint64_t> m_offset_of_step;
 };
 
+// A negative index counts as a large one.
+std::uint32_t LargestOf(std::span<MLong const> indices) noexcept {
+    std::uint32_t largest = 0;
+    for (MLong const index : indices)
+        largest = std::max(largest, static_cast<std::uint32_t>(index));
+    return largest;
+}
+
 } // namespace
 
 std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& arrays,
@@ -98,7 +106,11 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
     NodeOffsets const offsets(arrays, parallel);
     std::size_t const before = m_elements.size();
     if (offsets.NumberOfNodes() != arrays.nodes.size() ||
-        offsets.NumberOfElements() > std::numeric_limits<MLong>::max() - before)
+        offsets.NumberOfElements() > std::numeric_limits<MLong>::max() - before ||
+        (!arrays.sub_volumes.empty() && arrays.sub_volumes.size() != offsets.NumberOfElements()))
+        throw std::runtime_error("invalid state");
+    // An array that is refused halfway would stay in the memory of elements that are there already.
+    if (before > 0 && !arrays.nodes.empty() && LargestOf(arrays.nodes) >= points.GetNumPoints())
         throw std::runtime_error("invalid state");
     std::vector<MMeshPoint*> const blocks = points.GetBlocks();
     auto const node_at = [block = blocks.data(),
@@ -129,12 +141,10 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
                 }
             });
     } catch (...) {
-        if (before == 0) {
+        if (before == 0)
             Clear(); // gives all memory back
-        } else {
+        else
             ShrinkTo(before);
-            m_memory->Deallocate(array, arrays.nodes.size() * sizeof(MMeshPoint*));
-        }
         throw;
     }
     return offsets.NumberOfElements();

@@ -46,8 +46,8 @@ public:
     std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
 
     // Appends elements with nodes of `points`, on several threads when parallel, and returns how many. Throws
-    // std::runtime_error("invalid state") for an index that is not there and for nodes that are left over,
-    // and is as before then and when memory runs out.
+    // std::runtime_error("invalid state") for an index that is not there, nodes left over and a list of
+    // sub-volumes of another length, and is as before then and when memory runs out.
     std::uint64_t AppendElements(MMeshElementArrays const& elements, MMeshPointContainer& points,
                                  bool parallel);
 
