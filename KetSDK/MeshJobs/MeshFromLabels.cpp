@@ -6,12 +6,15 @@
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
-#include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/SubVolumeReports.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/LabelsFromImage.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -74,23 +77,58 @@ void CheckMemory(MMeshFromLabelsOperator const& meshing, Image const& image,
                                     "; a size of " + SizeText(size) + " mm fits");
 }
 
+// Voxels of one number, one after another.
+struct Runs {
+    std::size_t all = 0;
+    std::size_t single = 0;                     // of one voxel
+    std::unordered_set<std::int32_t> different; // numbers, until they are too many for labels
+
+    void Add(std::int32_t number) {
+        if (different.size() <= MostLabels)
+            different.insert(number);
+    }
+    // Those that begin at the voxels from `first` to `last` - 1.
+    void Find(std::vector<std::int32_t> const& voxels, std::size_t first, std::size_t last) {
+        // The last number of each kind, to begin with one of another kind: few have to be looked up.
+        std::array<std::int32_t, 16> recent;
+        for (std::size_t kind = 0; kind < recent.size(); ++kind)
+            recent[kind] = static_cast<std::int32_t>(kind ^ 1);
+        auto const is_change = [&](std::size_t voxel) {
+            return voxel == 0 || voxel == voxels.size() || voxels[voxel] != voxels[voxel - 1];
+        };
+        for (std::size_t voxel = first; voxel < last; ++voxel) {
+            if (!is_change(voxel))
+                continue;
+            ++all;
+            single += is_change(voxel + 1);
+            std::int32_t& of_kind = recent[static_cast<std::uint32_t>(voxels[voxel]) % recent.size()];
+            if (std::exchange(of_kind, voxels[voxel]) != voxels[voxel])
+                Add(voxels[voxel]);
+        }
+    }
+};
+
 // Throws FileError for grey values: more numbers than anybody draws labels, most of which change from voxel
 // to voxel.
-void CheckLabels(MLabelImage const& labels, Image const& image, MeshFromLabelsOptions const& options) {
+void CheckLabels(MLabelImage const& labels, Image const& image, MeshFromLabelsOptions const& options,
+                 bool parallel) {
     if (!options.labels.empty())
         return;
-    std::unordered_set<std::int32_t> different;
-    std::size_t runs = 0, single = 0; // of one number, and those of one voxel
-    auto const end = labels.labels.end();
-    for (auto run = labels.labels.begin(); run != end;) {
-        auto const next = std::find_if(run, end, [&run](std::int32_t label) { return label != *run; });
-        ++runs;
-        single += next - run == 1;
-        if (different.size() <= MostLabels)
-            different.insert(*run);
-        run = next;
-    }
-    if (different.size() > MostLabels && 2 * single > runs)
+    Runs runs;
+    Support::ComputeSteps<Runs>(
+        {.items = labels.labels.size(), .step = 1 << 14, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last, Runs& found) {
+            found = {};
+            found.Find(labels.labels, static_cast<std::size_t>(first), static_cast<std::size_t>(last));
+        },
+        [&](std::uint64_t, std::uint64_t, Runs const& found) {
+            runs.all += found.all;
+            runs.single += found.single;
+            for (std::int32_t const number : found.different)
+                runs.Add(number);
+            return true;
+        });
+    if (runs.different.size() > MostLabels && 2 * runs.single > runs.all)
         throw FileError(image.file, "it has more than " + std::to_string(MostLabels) +
                                         " different numbers, most of them in single voxels, as grey values "
                                         "have: an image of labels is needed, or --labels with those to take");
@@ -135,14 +173,14 @@ MeshedLabel LabelOf(MMeshLabelReport const& report) {
             report.thickness,       report.lost_volume};
 }
 
-} // namespace
-
-MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions const& options,
-                                    Context const& context) {
+// The mesh and what is said about it.
+MeshFromLabelsResult MeshLabels(Image const& image, MeshFromLabelsOptions const& options,
+                                Context const& context, bool parallel) {
     MLabelImage const labels = Detail::ForFile(
-        image.file, [&] { return MeshVTK::LabelsFromImage(*image.voxels->data, image.unit); });
-    CheckLabels(labels, image, options);
+        image.file, [&] { return MeshVTK::LabelsFromImage(*image.voxels->data, image.unit, parallel); });
+    CheckLabels(labels, image, options, parallel);
     MMeshFromLabelsOperator meshing;
+    meshing.SetParallel(parallel);
     meshing.SetImage(&labels);
     meshing.SetMeshingSettings(SettingsOf(options));
     meshing.SetProgressDelegate(context.progress);
@@ -153,20 +191,30 @@ MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions co
     result.model.mesh = std::make_unique<MMeshBase>();
     result.model.frame = image.frame;
     meshing.SetMesh(result.model.mesh.get());
-    bool const done = Detail::Operate(meshing, context);
+    bool const done = meshing.Operate();
     context.ThrowIfCancelled();
     if (!done)
         throw FileError(image.file, "its labels could not be meshed");
     for (MMeshLabelReport const& report : meshing.GetReports())
         result.labels.push_back(LabelOf(report));
+    result.min_dihedral = meshing.GetSmallestDihedral();
+    result.largest_size = SettingsOf(options).largest_size;
+    result.relabelled = meshing.GetNbRelabelled();
+    result.subvolumes = Detail::ReportSubVolumes(*result.model.mesh, parallel);
+    return result;
+}
+
+} // namespace
+
+MeshFromLabelsResult MeshFromLabels(Image const& image, MeshFromLabelsOptions const& options,
+                                    Context const& context) {
+    MeshFromLabelsResult result;
+    Detail::WithThreads(context,
+                        [&](bool parallel) { result = MeshLabels(image, options, context, parallel); });
     WarnOfLacks(result.labels, image, options.size, context);
     if (result.model.mesh->NumberOfElements() == 0)
         throw FileError(image.file, "no label is thick enough for a size of " + FormatGeneral(options.size) +
                                         " mm: the mesh would be empty");
-    result.min_dihedral = meshing.GetSmallestDihedral();
-    result.largest_size = SettingsOf(options).largest_size;
-    result.relabelled = meshing.GetNbRelabelled();
-    result.subvolumes = ReportSubVolumes(*result.model.mesh);
     return result;
 }
 

@@ -3,7 +3,9 @@
 
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/SubVolumeReports.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -66,20 +68,35 @@ void RequireTetrahedra(Model const& model) {
                                         "); cut them into tetrahedra first (ketmesh convert --to tet4)");
 }
 
-std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh) {
+std::vector<SubVolumeReport> Detail::ReportSubVolumes(MMeshBase const& mesh, bool parallel) {
     // One pass for all: a mesh that was split can have hundreds.
     std::vector<double> volumes(static_cast<std::size_t>(mesh.NumberOfSubVolumes()), 0.0);
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        auto const number = static_cast<std::size_t>(numbers ? numbers->GetValue(e) : -1);
-        if (number < volumes.size())
-            volumes[number] += GetCurvedElementVolume(e);
-    });
+    using Volumes = std::vector<std::pair<std::size_t, double>>; // of elements, with their sub-volumes
+    Support::ComputeSteps<Volumes>(
+        {.items = mesh.Elements().GetNumElements(), .step = 2048, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last, Volumes& found) {
+            found.resize(static_cast<std::size_t>(last - first));
+            mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t i) {
+                found[static_cast<std::size_t>(i - first)] = {
+                    static_cast<std::size_t>(numbers ? numbers->GetValue(e) : -1), GetCurvedElementVolume(e)};
+            });
+        },
+        [&](std::uint64_t, std::uint64_t, Volumes const& found) {
+            for (auto const& [number, volume] : found)
+                if (number < volumes.size())
+                    volumes[number] += volume;
+            return true;
+        });
     std::vector<SubVolumeReport> reports;
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
         reports.push_back({(*it)->GetID(), MeshVTK::ToUtf8((*it)->GetName()),
                            static_cast<std::uint64_t>((*it)->GetNbElements()), volumes[reports.size()]});
     return reports;
+}
+
+std::vector<SubVolumeReport> ReportSubVolumes(MMeshBase const& mesh) {
+    return Detail::ReportSubVolumes(mesh, false);
 }
 
 std::vector<MMeshSubVolume*> FindSubVolumes(Model const& model, std::vector<std::string> const& names) {

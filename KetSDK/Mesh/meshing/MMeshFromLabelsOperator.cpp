@@ -23,6 +23,7 @@
 #include <mutex>
 #include <numbers>
 #include <optional>
+#include <span>
 
 using KetSDK::Common::MInternalUnits;
 using namespace KetSDK::Mesh::Detail;
@@ -82,27 +83,31 @@ double NumberOfTetrahedra(double volume, double area, double size, int top_level
     return 1.1 * PerCube * number * volume / (size * size * size);
 }
 
-// Area of the voxel faces between each label, by index, and others.
-std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& image) {
-    std::vector<double> areas(labels.Counts().size(), 0.0);
-    double const voxel = VoxelVolume(image);
-    std::int64_t const before = labels.First()[0] - 1, wide = labels.Last()[0] - before + 2;
-    std::size_t const end = wide > 1 ? static_cast<std::size_t>(wide) - 1 : 0;
-    std::vector<LabelIndex> room[3];
-    for (std::vector<LabelIndex>& row : room)
-        row.resize(end + 1);
-    for (std::int64_t k = labels.First()[2] - 1; k <= labels.Last()[2]; ++k)
+// A face between voxels of two labels, by index, and the axis across it.
+struct VoxelFace {
+    LabelIndex labels[2];
+    std::uint16_t axis;
+};
+
+// Finds the faces between voxels of different labels slice by slice.
+class VoxelFaces {
+public:
+    // Those of the voxels of slice k with each other and with the next slice.
+    void Find(IndexedLabels const& labels, std::int64_t k) {
+        m_faces.clear();
+        std::int64_t const before = labels.First()[0] - 1, wide = labels.Last()[0] - before + 2;
+        std::size_t const end = wide > 1 ? static_cast<std::size_t>(wide) - 1 : 0;
+        for (std::vector<LabelIndex>& row : m_room)
+            row.resize(end + 1);
         for (std::int64_t j = labels.First()[1] - 1; j <= labels.Last()[1]; ++j) {
             // This row, the same from its second voxel on, and the next along the second and third axis.
-            LabelIndex const* const row = labels.Row(before, j, k, wide, room[0].data());
-            LabelIndex const* const next[3] = {row + 1, labels.Row(before, j + 1, k, wide, room[1].data()),
-                                               labels.Row(before, j, k + 1, wide, room[2].data())};
+            LabelIndex const* const row = labels.Row(before, j, k, wide, m_room[0].data());
+            LabelIndex const* const next[3] = {row + 1, labels.Row(before, j + 1, k, wide, m_room[1].data()),
+                                               labels.Row(before, j, k + 1, wide, m_room[2].data())};
             auto const add_faces = [&](std::size_t i) {
-                for (std::size_t axis = 0; axis < 3; ++axis)
-                    if (next[axis][i] != row[i]) {
-                        areas[row[i]] += voxel / image.spacing[axis];
-                        areas[next[axis][i]] += voxel / image.spacing[axis];
-                    }
+                for (std::uint16_t axis = 0; axis < 3; ++axis)
+                    if (next[axis][i] != row[i])
+                        m_faces.push_back({{row[i], next[axis][i]}, axis});
             };
             constexpr std::size_t Together = 16;
             std::size_t first = 0;
@@ -117,16 +122,44 @@ std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& i
             for (; first < end; ++first)
                 add_faces(first);
         }
+    }
+    std::vector<VoxelFace> const& All() const noexcept { return m_faces; }
+
+private:
+    std::vector<VoxelFace> m_faces;
+    std::vector<LabelIndex> m_room[3];
+};
+
+// Area of the voxel faces between each label, by index, and others.
+std::vector<double> VoxelAreas(IndexedLabels const& labels, MLabelImage const& image, bool parallel) {
+    std::vector<double> areas(labels.Counts().size(), 0.0);
+    double of_face[3];
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        of_face[axis] = VoxelVolume(image) / image.spacing[axis];
+    std::int64_t const before = labels.First()[2] - 1; // the first slice
+    KetSDK::Support::ComputeSteps<VoxelFaces>(
+        {.items = static_cast<std::uint64_t>(std::max<std::int64_t>(labels.Last()[2] - before + 1, 0)),
+         .parallel = parallel,
+         .window = 16},
+        [&](std::uint64_t slice, std::uint64_t, VoxelFaces& faces) {
+            faces.Find(labels, before + static_cast<std::int64_t>(slice));
+        },
+        [&](std::uint64_t, std::uint64_t, VoxelFaces const& faces) {
+            for (VoxelFace const& face : faces.All())
+                for (LabelIndex const label : face.labels)
+                    areas[label] += of_face[face.axis];
+            return true;
+        });
     return areas;
 }
 
 } // namespace
 
 struct MMeshFromLabelsOperator::Voxels {
-    Voxels(MLabelImage const& image, std::vector<std::int32_t> labels)
+    Voxels(MLabelImage const& image, std::vector<std::int32_t> labels, bool parallel)
         : values(std::move(labels))
-        , indices(image, values)
-        , areas(VoxelAreas(indices, image)) {}
+        , indices(image, values, parallel)
+        , areas(VoxelAreas(indices, image, parallel)) {}
 
     std::vector<std::int32_t> values; // that are meshed
     IndexedLabels indices;
@@ -249,16 +282,34 @@ private:
 
     // Keeps the tetrahedra that the moves need, and places the nodes.
     void MakeMovingMesh() {
-        for (std::size_t t = 0; t < m_tetrahedron_labels.size(); ++t) {
-            Lattice::Tetrahedron nodes = m_lattice->tetrahedra[t];
-            LabelIndex const label = m_tetrahedron_labels[t];
-            if (label == 0 && std::ranges::none_of(nodes, [&](Number n) { return IsOnInterface(n); }))
-                continue;
-            if (m_space.IsMirrored())
-                std::swap(nodes[2], nodes[3]);
-            m_moving.tetrahedra.push_back(nodes);
-            m_moving.labels.push_back(label);
-        }
+        struct Kept {
+            std::vector<Lattice::Tetrahedron> tetrahedra;
+            std::vector<LabelIndex> labels;
+        };
+        m_moving.tetrahedra.reserve(m_tetrahedron_labels.size());
+        m_moving.labels.reserve(m_tetrahedron_labels.size());
+        KetSDK::Support::ComputeSteps<Kept>(
+            Steps(m_tetrahedron_labels.size(), 4096),
+            [&](std::uint64_t first, std::uint64_t last, Kept& kept) {
+                kept.tetrahedra.clear();
+                kept.labels.clear();
+                for (std::uint64_t t = first; t < last; ++t) {
+                    Lattice::Tetrahedron nodes = m_lattice->tetrahedra[t];
+                    LabelIndex const label = m_tetrahedron_labels[t];
+                    if (label == 0 && std::ranges::none_of(nodes, [&](Number n) { return IsOnInterface(n); }))
+                        continue;
+                    if (m_space.IsMirrored())
+                        std::swap(nodes[2], nodes[3]);
+                    kept.tetrahedra.push_back(nodes);
+                    kept.labels.push_back(label);
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, Kept const& kept) {
+                m_moving.tetrahedra.insert(m_moving.tetrahedra.end(), kept.tetrahedra.begin(),
+                                           kept.tetrahedra.end());
+                m_moving.labels.insert(m_moving.labels.end(), kept.labels.begin(), kept.labels.end());
+                return true;
+            });
         m_tetrahedron_labels = {};
         m_lattice->tetrahedra = {};
         m_moving.positions.resize(m_lattice->nodes.size());
@@ -398,39 +449,79 @@ private:
                 sub_volumes[i + 1] = static_cast<int>(mesh.NumberOfSubVolumes());
                 mesh.AddSubVolume()->SetName(L"Label " + std::to_wstring(m_reports[i].label));
             }
-        std::vector<MLong> index_of(m_moving.positions.size(), -1);
+        std::vector<Number> const index_of = AddNodes(mesh);
         // Arrays of so many elements are small beside the mesh.
-        constexpr std::size_t Together = 1 << 16;
+        constexpr std::size_t Together = 1 << 17;
+        ElementArrays arrays;
         for (std::size_t t = 0; t < m_moving.labels.size(); t += Together)
-            AddElements(mesh, t, std::min(t + Together, m_moving.labels.size()), sub_volumes, index_of);
+            AddElements(mesh, t, std::min(t + Together, m_moving.labels.size()), sub_volumes, index_of,
+                        arrays);
         mesh.CalcBoundingBox();
     }
 
-    // Those of the tetrahedra from `first` to `last` - 1 that have a label, and their new nodes.
-    void AddElements(MMeshBase& mesh, std::size_t first, std::size_t last,
-                     std::vector<int> const& sub_volume_of, std::vector<MLong>& index_of) const {
-        std::vector<std::array<MLong, 3>> positions;
+    // Adds the nodes and returns the new number of each.
+    std::vector<Number> AddNodes(MMeshBase& mesh) const {
+        constexpr Number Unused = UINT32_MAX;
+        std::vector<Number> index_of(m_moving.positions.size(), Unused), used;
+        for (std::size_t t = 0; t < m_moving.labels.size(); ++t)
+            if (m_moving.labels[t] != 0)
+                for (Number const node : m_moving.tetrahedra[t])
+                    if (index_of[node] == Unused) {
+                        index_of[node] = static_cast<Number>(used.size());
+                        used.push_back(node);
+                    }
+        std::vector<std::array<MLong, 3>> positions(used.size());
+        KetSDK::Support::ComputeSteps(Steps(used.size(), 4096), [&](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i) {
+                Vector const& p = m_moving.positions[used[static_cast<std::size_t>(i)]];
+                positions[static_cast<std::size_t>(i)] = {static_cast<MLong>(p[0]), static_cast<MLong>(p[1]),
+                                                          static_cast<MLong>(p[2])};
+            }
+        });
+        mesh.AddPoints(positions, m_owner.GetParallel());
+        return index_of;
+    }
+
+    struct ElementArrays {
         std::vector<MLong> nodes;
         std::vector<int> sub_volumes;
-        MLong next = mesh.NumberOfPoints();
-        for (std::size_t t = first; t < last; ++t) {
-            if (m_moving.labels[t] == 0)
-                continue;
-            for (Number const node : m_moving.tetrahedra[t]) {
-                if (index_of[node] < 0) {
-                    Vector const& p = m_moving.positions[node];
-                    positions.push_back(
-                        {static_cast<MLong>(p[0]), static_cast<MLong>(p[1]), static_cast<MLong>(p[2])});
-                    index_of[node] = next++;
-                }
-                nodes.push_back(index_of[node]);
-            }
-            sub_volumes.push_back(sub_volume_of[m_moving.labels[t]]);
+
+        void Clear() noexcept {
+            nodes.clear();
+            sub_volumes.clear();
         }
+        void Append(ElementArrays const& more) {
+            nodes.insert(nodes.end(), more.nodes.begin(), more.nodes.end());
+            sub_volumes.insert(sub_volumes.end(), more.sub_volumes.begin(), more.sub_volumes.end());
+        }
+    };
+
+    // Those of the tetrahedra from `first` to `last` - 1 that have a label; `arrays` is room for the work.
+    void AddElements(MMeshBase& mesh, std::size_t first, std::size_t last,
+                     std::vector<int> const& sub_volume_of, std::vector<Number> const& index_of,
+                     ElementArrays& arrays) const {
+        arrays.Clear();
+        KetSDK::Support::ComputeSteps<ElementArrays>(
+            Steps(last - first, 2048),
+            [&](std::uint64_t begin, std::uint64_t end, ElementArrays& some) {
+                some.Clear();
+                for (std::size_t t = first + static_cast<std::size_t>(begin);
+                     t < first + static_cast<std::size_t>(end); ++t) {
+                    if (m_moving.labels[t] == 0)
+                        continue;
+                    for (Number const node : m_moving.tetrahedra[t])
+                        some.nodes.push_back(static_cast<MLong>(index_of[node]));
+                    some.sub_volumes.push_back(sub_volume_of[m_moving.labels[t]]);
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, ElementArrays const& some) {
+                arrays.Append(some);
+                return true;
+            });
         constexpr unsigned char Corners = 4;
-        mesh.AddPoints(positions, m_owner.GetParallel());
-        mesh.AddElements({.node_counts = {&Corners, 1}, .nodes = nodes, .sub_volumes = sub_volumes},
-                         m_owner.GetParallel());
+        mesh.AddElements(
+            {.node_counts = {&Corners, 1}, .nodes = arrays.nodes, .sub_volumes = arrays.sub_volumes},
+            m_owner.GetParallel());
     }
 
     MMeshFromLabelsOperator& m_owner;
@@ -450,27 +541,54 @@ private:
     double m_smallest_dihedral = 0.0;
 };
 
+namespace {
+
+// Adds a label to an ascending list, unless it is outside or there.
+void AddLabel(std::int32_t label, std::vector<std::int32_t>& labels) {
+    auto const place = std::ranges::lower_bound(labels, label);
+    if (label != 0 && (place == labels.end() || *place != label))
+        labels.insert(place, label);
+}
+
+void AddLabelsOf(std::span<std::int32_t const> voxels, std::vector<std::int32_t>& labels) {
+    std::int32_t last = 0;
+    auto const add = [&](std::int32_t label) {
+        if (std::exchange(last, label) != label)
+            AddLabel(label, labels);
+    };
+    constexpr std::size_t Together = 16;
+    std::size_t begin = 0;
+    for (; begin + Together <= voxels.size(); begin += Together) {
+        std::int32_t others = 0; // not 0 when any label is not the last one
+        for (std::size_t i = begin; i < begin + Together; ++i)
+            others |= voxels[i] ^ last;
+        for (std::size_t i = begin; others != 0 && i < begin + Together; ++i)
+            add(voxels[i]);
+    }
+    for (; begin < voxels.size(); ++begin)
+        add(voxels[begin]);
+}
+
+} // namespace
+
 std::vector<std::int32_t> MMeshFromLabelsOperator::LabelsToMesh() const {
     if (!m_settings.labels.empty())
         return m_settings.labels;
     std::vector<std::int32_t> labels;
-    std::int32_t last = 0;
-    constexpr std::size_t Together = 16;
     std::vector<std::int32_t> const& voxels = m_image->labels;
-    for (std::size_t begin = 0; begin < voxels.size(); begin += Together) {
-        std::size_t const end = std::min(begin + Together, voxels.size());
-        std::int32_t others = 0; // not 0 when any label is not the last one
-        for (std::size_t i = begin; i < end; ++i)
-            others |= voxels[i] ^ last;
-        for (std::size_t i = begin; others != 0 && i < end; ++i) {
-            if (voxels[i] == last)
-                continue;
-            last = voxels[i];
-            auto const place = std::ranges::lower_bound(labels, last);
-            if (last != 0 && (place == labels.end() || *place != last))
-                labels.insert(place, last);
-        }
-    }
+    KetSDK::Support::ComputeSteps<std::vector<std::int32_t>>(
+        {.items = voxels.size(), .step = 1 << 12, .parallel = GetParallel()},
+        [&](std::uint64_t first, std::uint64_t last, std::vector<std::int32_t>& found) {
+            found.clear();
+            AddLabelsOf(std::span(voxels).subspan(static_cast<std::size_t>(first),
+                                                  static_cast<std::size_t>(last - first)),
+                        found);
+        },
+        [&](std::uint64_t, std::uint64_t, std::vector<std::int32_t> const& found) {
+            for (std::int32_t const label : found)
+                AddLabel(label, labels);
+            return true;
+        });
     return labels;
 }
 
@@ -485,8 +603,9 @@ void MMeshFromLabelsOperator::SetMeshingSettings(MMeshFromLabelsSettings setting
 }
 
 std::shared_ptr<MMeshFromLabelsOperator::Voxels const> MMeshFromLabelsOperator::FindVoxels() const {
-    std::call_once(m_voxels->once,
-                   [this] { m_voxels->voxels = std::make_shared<Voxels const>(*m_image, LabelsToMesh()); });
+    std::call_once(m_voxels->once, [this] {
+        m_voxels->voxels = std::make_shared<Voxels const>(*m_image, LabelsToMesh(), GetParallel());
+    });
     return m_voxels->voxels;
 }
 

@@ -10,10 +10,12 @@ namespace KetSDK::Mesh::Detail {
 
 namespace {
 
-// How many of the next `count` voxels have this label, until one has another.
+// How many of the next `count` voxels have the label of the first one, until one has another.
 std::size_t RunOf(std::int32_t label, std::int32_t const* voxels, std::int64_t count) noexcept {
     constexpr std::size_t Together = 16;
     std::size_t const end = static_cast<std::size_t>(count);
+    if (end > 1 && voxels[1] != label)
+        return 1;
     std::size_t run = 0;
     for (std::int32_t others = 0; run + Together <= end; run += Together) {
         for (std::size_t i = 0; i < Together; ++i)
@@ -28,53 +30,68 @@ std::size_t RunOf(std::int32_t label, std::int32_t const* voxels, std::int64_t c
 
 } // namespace
 
-IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t> const& labels)
+IndexedLabels::IndexedLabels(MLabelImage const& image, std::vector<std::int32_t> const& labels, bool parallel)
     : m_size(image.size)
-    , m_indices(image.labels.size(), 0)
-    , m_counts(labels.size() + 1, 0) {
-    m_first = {m_size[0], m_size[1], m_size[2]};
-    m_last = {-1, -1, -1};
+    , m_indices(new LabelIndex[image.labels.size()]) // each is written below
+    , m_counts(labels.size() + 1, 0)
+    , m_first(m_size)
+    , m_last{-1, -1, -1} {
+    Support::ComputeSteps<Found>(
+        {.items = static_cast<std::uint64_t>(m_size[2]), .parallel = parallel, .window = 16},
+        [&](std::uint64_t k, std::uint64_t, Found& found) {
+            FillSlice(static_cast<std::int64_t>(k), image, labels, found);
+        },
+        [&](std::uint64_t, std::uint64_t, Found const& found) {
+            for (std::size_t i = 0; i < m_counts.size(); ++i)
+                m_counts[i] += found.counts[i];
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                m_first[axis] = std::min(m_first[axis], found.first[axis]);
+                m_last[axis] = std::max(m_last[axis], found.last[axis]);
+            }
+            return true;
+        });
+}
+
+void IndexedLabels::FillSlice(std::int64_t k, MLabelImage const& image,
+                              std::vector<std::int32_t> const& labels, Found& found) {
+    found.counts.assign(m_counts.size(), 0);
+    found.first = m_size;
+    found.last = {-1, -1, -1};
     std::int32_t last_label = 0; // neighbours mostly agree
     LabelIndex last_index = 0;
-    std::size_t voxel = 0;
-    for (std::int64_t k = 0; k < m_size[2]; ++k)
-        for (std::int64_t j = 0; j < m_size[1]; ++j) {
-            std::int64_t first = m_size[0], last = -1; // in this row
-            for (std::int64_t i = 0; i < m_size[0]; ++i, ++voxel) {
-                std::int32_t const label = image.labels[voxel];
-                if (last_index == 0 && label == last_label) {
-                    std::size_t const run = RunOf(label, &image.labels[voxel], m_size[0] - i);
-                    m_counts[0] += run;
-                    voxel += run - 1;
-                    i += static_cast<std::int64_t>(run) - 1;
-                    continue;
-                }
-                if (label != last_label) {
-                    auto const found = std::ranges::lower_bound(labels, label);
-                    last_label = label;
-                    last_index = found != labels.end() && *found == label
-                                     ? static_cast<LabelIndex>(found - labels.begin() + 1)
-                                     : LabelIndex{0};
-                }
-                m_indices[voxel] = last_index;
-                ++m_counts[last_index];
-                if (last_index != 0) {
-                    first = std::min(first, i);
-                    last = i;
-                }
+    std::size_t voxel = static_cast<std::size_t>(k * m_size[1] * m_size[0]);
+    for (std::int64_t j = 0; j < m_size[1]; ++j) {
+        std::int64_t first = m_size[0], last = -1; // in this row
+        for (std::int64_t i = 0; i < m_size[0];) {
+            if (std::int32_t const label = image.labels[voxel]; label != last_label) {
+                auto const place = std::ranges::lower_bound(labels, label);
+                last_label = label;
+                last_index = place != labels.end() && *place == label
+                                 ? static_cast<LabelIndex>(place - labels.begin() + 1)
+                                 : LabelIndex{0};
             }
-            if (last < 0)
-                continue;
-            m_first = {std::min(m_first[0], first), std::min(m_first[1], j), std::min(m_first[2], k)};
-            m_last = {std::max(m_last[0], last), std::max(m_last[1], j), k};
+            std::size_t const run = RunOf(last_label, &image.labels[voxel], m_size[0] - i);
+            std::fill_n(&m_indices[voxel], run, last_index);
+            found.counts[last_index] += run;
+            if (last_index != 0)
+                first = std::min(first, i);
+            voxel += run;
+            i += static_cast<std::int64_t>(run);
+            if (last_index != 0)
+                last = i - 1;
         }
+        if (last < 0)
+            continue;
+        found.first = {std::min(found.first[0], first), std::min(found.first[1], j), k};
+        found.last = {std::max(found.last[0], last), std::max(found.last[1], j), k};
+    }
 }
 
 LabelIndex const* IndexedLabels::Row(std::int64_t i, std::int64_t j, std::int64_t k, std::int64_t count,
                                      LabelIndex* room) const {
     bool const exists = j >= 0 && k >= 0 && j < m_size[1] && k < m_size[2];
     LabelIndex const* const row =
-        m_indices.data() + (exists ? static_cast<std::size_t>((k * m_size[1] + j) * m_size[0]) : 0u);
+        m_indices.get() + (exists ? static_cast<std::size_t>((k * m_size[1] + j) * m_size[0]) : 0u);
     if (exists && i >= 0 && i + count <= m_size[0])
         return row + i;
     std::fill(room, room + count, LabelIndex{0});
@@ -390,7 +407,8 @@ LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& k
     Support::WorkSteps steps;
     steps.items = static_cast<std::uint64_t>(m_bricks[0] * m_bricks[1] * m_bricks[2]);
     steps.parallel = parallel;
-    steps.grain = 4;
+    steps.grain = 2;
+    steps.window = 128; // bricks differ a lot, and threads wait for each other at the end of each window
     m_all.reserve(static_cast<std::size_t>(steps.items));
     std::size_t mixed = 0;
     for (std::size_t brick = 0; brick < steps.items; ++brick)

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 #include <utility>
 #include <vector>
@@ -23,7 +24,7 @@ using LabelIndex = std::uint16_t;
 class IndexedLabels {
 public:
     // `labels` are ascending; voxels of other labels lie outside.
-    IndexedLabels(MLabelImage const& image, std::vector<std::int32_t> const& labels);
+    IndexedLabels(MLabelImage const& image, std::vector<std::int32_t> const& labels, bool parallel);
 
     std::array<std::int64_t, 3> const& Size() const noexcept { return m_size; }
     // Outside beyond the image.
@@ -43,8 +44,17 @@ public:
     std::array<std::int64_t, 3> const& Last() const noexcept { return m_last; }
 
 private:
+    // Of some of the slices.
+    struct Found {
+        std::vector<std::uint64_t> counts;
+        std::array<std::int64_t, 3> first{};
+        std::array<std::int64_t, 3> last{};
+    };
+    void FillSlice(std::int64_t k, MLabelImage const& image, std::vector<std::int32_t> const& labels,
+                   Found& found);
+
     std::array<std::int64_t, 3> m_size;
-    std::vector<LabelIndex> m_indices;
+    std::unique_ptr<LabelIndex[]> m_indices;
     std::vector<std::uint64_t> m_counts;
     std::array<std::int64_t, 3> m_first{};
     std::array<std::int64_t, 3> m_last{};

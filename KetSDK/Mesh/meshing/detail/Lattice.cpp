@@ -186,7 +186,7 @@ Lattice::Lattice(LatticeTree const& tree,
     std::vector<Number> number_of;
     Support::WorkSteps steps;
     steps.items = tree.NumberOfBlocks();
-    steps.step = 64;
+    steps.step = 16;
     steps.window = 16;
     steps.parallel = parallel;
     Support::ComputeSteps<Piece>(
@@ -210,28 +210,33 @@ Lattice::Lattice(LatticeTree const& tree,
 NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedron> const& all, bool parallel)
     : first(nodes + 1, 0)
     , tetrahedra(4 * all.size()) {
-    // Each of a few threads looks at all tetrahedra, for some of the nodes.
+    // Each of a few threads looks at some of the tetrahedra, one after another. Of each node it counts how
+    // many it has; so it knows where among the node's tetrahedra its own begin.
     Support::WorkSteps steps;
-    steps.items = nodes;
+    steps.items = all.size();
     steps.parallel = parallel;
     std::uint64_t const threads = parallel ? std::min<std::uint64_t>(Support::NumberOfThreads(), 8) : 1;
-    steps.step = std::max<std::uint64_t>((nodes + threads - 1) / threads, 1);
+    steps.step = std::max<std::uint64_t>((all.size() + threads - 1) / threads, 1);
+    std::vector<std::vector<std::uint32_t>> numbers(static_cast<std::size_t>(steps.NumberOfSteps()));
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
-        for (Lattice::Tetrahedron const& t : all)
-            for (std::uint32_t const node : t)
-                if (node >= begin && node < end)
-                    ++first[node + 1];
+        std::vector<std::uint32_t>& counts = numbers[static_cast<std::size_t>(begin / steps.step)];
+        counts.assign(nodes, 0);
+        for (std::uint64_t i = begin; i < end; ++i)
+            for (std::uint32_t const node : all[static_cast<std::size_t>(i)])
+                ++counts[node];
     });
-    for (std::size_t node = 0; node < nodes; ++node)
-        first[node + 1] += first[node];
+    for (std::size_t node = 0; node < nodes; ++node) {
+        std::uint32_t sum = 0;
+        for (std::vector<std::uint32_t>& counts : numbers)
+            sum += std::exchange(counts[node], sum);
+        first[node + 1] = first[node] + sum;
+    }
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
-        std::vector<std::uint64_t> next(first.begin() + static_cast<std::ptrdiff_t>(begin),
-                                        first.begin() + static_cast<std::ptrdiff_t>(end));
-        for (std::size_t i = 0; i < all.size(); ++i)
-            for (std::uint32_t const node : all[i])
-                if (node >= begin && node < end)
-                    tetrahedra[static_cast<std::size_t>(next[node - begin]++)] =
-                        static_cast<std::uint32_t>(i);
+        std::vector<std::uint32_t>& next = numbers[static_cast<std::size_t>(begin / steps.step)];
+        for (std::uint64_t i = begin; i < end; ++i)
+            for (std::uint32_t const node : all[static_cast<std::size_t>(i)])
+                tetrahedra[static_cast<std::size_t>(first[node] + next[node]++)] =
+                    static_cast<std::uint32_t>(i);
     });
 }
 

@@ -8,6 +8,8 @@
 #include <bit>
 #include <cstddef>
 #include <span>
+#include <utility>
+#include <vector>
 
 namespace KetSDK::Mesh::Detail {
 
@@ -175,25 +177,63 @@ private:
     std::array<Set, 64> m_neighbours{};
 };
 
-// The nodes around which something is wrong.
-std::vector<Number> BadNodes(Lattice const& lattice, NodeTetrahedra const& around, bool parallel,
-                             std::vector<LabelIndex> const& labels) {
-    std::vector<Number> bad;
+// Nodes around which something is wrong, each with the tetrahedra that are too many there.
+class BadNodes {
+public:
+    struct Entry {
+        Number node;
+        LabelIndex label; // that they should get
+        std::size_t end;  // behind them
+    };
+
+    void Clear() noexcept {
+        m_entries.clear();
+        m_tetrahedra.clear();
+    }
+    void Add(Number node, Star::Piece const& piece) {
+        m_tetrahedra.insert(m_tetrahedra.end(), piece.tetrahedra.begin(), piece.tetrahedra.end());
+        m_entries.push_back({node, piece.label, m_tetrahedra.size()});
+    }
+    void Append(BadNodes const& more) {
+        std::size_t const before = m_tetrahedra.size();
+        m_tetrahedra.insert(m_tetrahedra.end(), more.m_tetrahedra.begin(), more.m_tetrahedra.end());
+        for (Entry const& entry : more.m_entries)
+            m_entries.push_back({entry.node, entry.label, before + entry.end});
+    }
+    std::vector<Entry> const& Entries() const noexcept { return m_entries; }
+    Star::Piece PieceOf(std::size_t entry) const {
+        auto const end_of = [this](std::size_t i) {
+            return m_tetrahedra.begin() + static_cast<std::ptrdiff_t>(m_entries[i].end);
+        };
+        return {{entry > 0 ? end_of(entry - 1) : m_tetrahedra.begin(), end_of(entry)},
+                m_entries[entry].label};
+    }
+
+private:
+    std::vector<Entry> m_entries;
+    std::vector<Number> m_tetrahedra;
+};
+
+// Those among `count` nodes, of which node_at(i) is one.
+template <typename NodeAt>
+BadNodes FindBadNodes(Lattice const& lattice, NodeTetrahedra const& around, bool parallel,
+                      std::vector<LabelIndex> const& labels, std::size_t count, NodeAt const& node_at) {
+    BadNodes bad;
     Support::WorkSteps steps;
-    steps.items = lattice.nodes.size();
-    steps.step = 4096;
+    steps.items = count;
+    steps.step = 512;
     steps.parallel = parallel;
-    Support::ComputeSteps<std::vector<Number>>(
+    Support::ComputeSteps<BadNodes>(
         steps,
-        [&](std::uint64_t first, std::uint64_t last, std::vector<Number>& found) {
-            found.clear();
+        [&](std::uint64_t first, std::uint64_t last, BadNodes& found) {
+            found.Clear();
             Star star(lattice, around, labels);
-            for (std::uint64_t node = first; node < last; ++node)
-                if (star.LookAt(static_cast<Number>(node)) && !star.IsManifold())
-                    found.push_back(static_cast<Number>(node));
+            for (std::uint64_t i = first; i < last; ++i)
+                if (Number const node = node_at(i); star.LookAt(node) && !star.IsManifold())
+                    found.Add(node, star.SmallestPiece());
         },
-        [&](std::uint64_t, std::uint64_t, std::vector<Number> const& found) {
-            bad.insert(bad.end(), found.begin(), found.end());
+        [&](std::uint64_t, std::uint64_t, BadNodes const& found) {
+            bad.Append(found);
             return true;
         });
     return bad;
@@ -201,44 +241,89 @@ std::vector<Number> BadNodes(Lattice const& lattice, NodeTetrahedra const& aroun
 
 constexpr std::uint8_t ChangesByNeighbours = 4;
 
+// Changes labels around bad nodes.
+class Mender {
+public:
+    Mender(Lattice const& lattice, NodeTetrahedra const& around, std::vector<LabelIndex>& labels)
+        : m_lattice(lattice)
+        , m_labels(labels)
+        , m_star(lattice, around, labels)
+        , m_changes(labels.size(), 0)
+        , m_is_touched(lattice.nodes.size(), false) {}
+
+    // Those of all bad nodes at once: what was found out about a node holds until labels around it change.
+    // Then it is looked at anew, and so is any other of `nodes`, which are ascending as the bad ones are.
+    void Mend(std::vector<Number> const& nodes, BadNodes const& bad) {
+        std::size_t next = 0;
+        for (Number const node : nodes) {
+            bool const was_bad = next < bad.Entries().size() && bad.Entries()[next].node == node;
+            next += was_bad;
+            if (m_is_touched[node])
+                Mend(node, m_star.LookAt(node) ? m_star.SmallestPiece() : Star::Piece{});
+            else if (was_bad)
+                Mend(node, bad.PieceOf(next - 1));
+        }
+    }
+    // The nodes around which labels changed since it was asked last, ascending.
+    std::vector<Number> TakeTouched() {
+        for (Number const node : m_touched)
+            m_is_touched[node] = false;
+        std::ranges::sort(m_touched);
+        return std::exchange(m_touched, {});
+    }
+    std::uint64_t NumberOfChanges() const noexcept { return m_count; }
+
+private:
+    void Mend(Number node, Star::Piece const& piece) {
+        if (std::ranges::all_of(piece.tetrahedra,
+                                [&](Number t) { return m_changes[t] < ChangesByNeighbours; })) {
+            for (Number const t : piece.tetrahedra)
+                Change(t, piece.label);
+        } else if (m_star.LookAt(node)) {
+            LabelIndex const lowest = m_star.LowestLabel();
+            for (Number const t : m_star.Members())
+                Change(t, lowest);
+        }
+    }
+    void Change(Number t, LabelIndex label) {
+        if (m_labels[t] == label)
+            return;
+        m_labels[t] = label;
+        m_changes[t] = static_cast<std::uint8_t>(std::min(m_changes[t] + 1, 255));
+        ++m_count;
+        for (Number const node : m_lattice.tetrahedra[t])
+            if (!m_is_touched[node]) {
+                m_is_touched[node] = true;
+                m_touched.push_back(node);
+            }
+    }
+
+    Lattice const& m_lattice;
+    std::vector<LabelIndex>& m_labels;
+    Star m_star;
+    std::vector<std::uint8_t> m_changes; // by tetrahedron
+    std::vector<bool> m_is_touched;      // by node
+    std::vector<Number> m_touched;
+    std::uint64_t m_count = 0;
+};
+
 } // namespace
 
 std::uint64_t MakeManifold(Lattice const& lattice, NodeTetrahedra const& around, bool parallel,
                            std::vector<LabelIndex>& labels) {
-    std::vector<Number> nodes = BadNodes(lattice, around, parallel, labels);
-    std::vector<std::uint8_t> changes(labels.size(), 0);
-    std::vector<Number> touched;
-    std::uint64_t count = 0;
-    Star star(lattice, around, labels);
-    auto const change = [&](Number t, LabelIndex label) {
-        if (labels[t] == label)
-            return;
-        labels[t] = label;
-        changes[t] = static_cast<std::uint8_t>(std::min(changes[t] + 1, 255));
-        touched.insert(touched.end(), lattice.tetrahedra[t].begin(), lattice.tetrahedra[t].end());
-        ++count;
-    };
+    BadNodes bad = FindBadNodes(lattice, around, parallel, labels, lattice.nodes.size(),
+                                [](std::uint64_t i) { return static_cast<Number>(i); });
+    std::vector<Number> nodes;
+    for (BadNodes::Entry const& entry : bad.Entries())
+        nodes.push_back(entry.node);
+    Mender mender(lattice, around, labels);
     while (!nodes.empty()) {
-        touched.clear();
-        for (Number const node : nodes) {
-            if (!star.LookAt(node))
-                continue;
-            auto const piece = star.SmallestPiece();
-            if (piece.tetrahedra.empty())
-                continue;
-            if (std::ranges::all_of(piece.tetrahedra,
-                                    [&](Number t) { return changes[t] < ChangesByNeighbours; }))
-                for (Number const t : piece.tetrahedra)
-                    change(t, piece.label);
-            else
-                for (Number const t : star.Members())
-                    change(t, star.LowestLabel());
-        }
-        std::ranges::sort(touched);
-        touched.erase(std::unique(touched.begin(), touched.end()), touched.end());
-        nodes = touched;
+        mender.Mend(nodes, bad);
+        nodes = mender.TakeTouched();
+        bad = FindBadNodes(lattice, around, parallel, labels, nodes.size(),
+                           [&nodes](std::uint64_t i) { return nodes[static_cast<std::size_t>(i)]; });
     }
-    return count;
+    return mender.NumberOfChanges();
 }
 
 } // namespace KetSDK::Mesh::Detail
