@@ -18,6 +18,7 @@ from ._case import Case, Result
 from ._core import MeshError, MeshFileError, MeshWarning
 from ._image import Image, read_image
 from ._mesh import Mesh, colors, diff, from_meshio, from_vtk, mesh, read, set_threads
+from ._page import Page
 from ._surface import Surface, Surfaces, read_surface
 from ._tables import limits, metric_table, metrics, presets
 from ._timing import Timing
@@ -30,6 +31,7 @@ __all__ = [
     "MeshError",
     "MeshFileError",
     "MeshWarning",
+    "Page",
     "Result",
     "Surface",
     "Surfaces",

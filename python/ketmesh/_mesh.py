@@ -5,8 +5,9 @@ from __future__ import annotations
 
 import copy as _copy
 import os
+import tempfile as _tempfile
 from collections.abc import Iterable, Mapping, Sequence
-from typing import Any
+from typing import Any, overload
 
 import numpy as np
 from numpy.typing import ArrayLike, NDArray
@@ -14,6 +15,7 @@ from numpy.typing import ArrayLike, NDArray
 from . import _core, _exchange
 from ._case import Case, Result, as_case
 from ._image import Image, as_image
+from ._page import Page
 from ._surface import Surface, Surfaces, as_surface, wrap
 from ._values import Values
 
@@ -341,7 +343,7 @@ class Mesh:
         return _core.split(self._core, _words(names))
 
     def merge(self, other: Mesh) -> _core.Merge:
-        """Adds another mesh, which stays as it is, behind what this one has. Nodes at one place become one.
+        """Adds another mesh, which stays as it is, behind what this one has. Nodes at one position become one.
 
         >>> mesh = ketmesh.read("head_small_tet4.vtu")
         >>> mesh.merge(ketmesh.read("head_small_tet4.vtu")).joined_nodes
@@ -467,7 +469,7 @@ class Mesh:
         return _wrap(*_core.remove(self._core, _words(names)))
 
     def weld(self, tolerance: float = 0.0) -> Mesh:
-        """A mesh in which nodes that lie at one place, or within the tolerance [mm], are one.
+        """A mesh in which nodes that lie at one position, or within the tolerance [mm], are one.
 
         >>> ketmesh.read("head_small_tet4.vtu").weld().report.joined_nodes
         0
@@ -671,10 +673,21 @@ class Mesh:
         """
         _core.save(self._core, os.fspath(path), unit, text)
 
-    def view(self, path: Path, *, color: str = "", metrics: str = "", max_elements: int = 2_000_000) -> _core.View:
-        """Writes the mesh as a page (.html) that any browser shows, without a network.
+    @overload
+    def view(
+        self, path: None = None, *, color: str = "", metrics: str = "", max_elements: int = 2_000_000
+    ) -> Page: ...
+
+    @overload
+    def view(self, path: Path, *, color: str = "", metrics: str = "", max_elements: int = 2_000_000) -> _core.View: ...
+
+    def view(
+        self, path: Path | None = None, *, color: str = "", metrics: str = "", max_elements: int = 2_000_000
+    ) -> Page | _core.View:
+        """Writes the mesh as a page (.html) that any browser shows, without a network, or gives a notebook one to show.
 
         Args:
+            path: of the file to write. Without it, the page is returned and a notebook shows it.
             color: what it is coloured by when it opens: "subvolume", an array, a quality metric, or one component of an
                 array ("stress XY"). Without it: von_mises where there is one, else the sub-volumes.
             metrics: names with commas between them, or "all"; those that most people look at without it.
@@ -685,7 +698,13 @@ class Mesh:
         >>> ketmesh.read("head_small_tet4.vtu").view("/tmp/ketmesh-head.html").shown
         46924
         """
-        return _core.view(self._core, os.fspath(path), color, metrics, max_elements)
+        if path is not None:
+            return _core.view(self._core, os.fspath(path), color, metrics, max_elements)
+        with _tempfile.TemporaryDirectory() as folder:
+            file = os.path.join(folder, "page.html")
+            report = _core.view(self._core, file, color, metrics, max_elements)
+            with open(file, encoding="utf-8") as page:
+                return Page(page.read(), report)
 
     def save_catalog(self, path: Path) -> None:
         """Writes the catalog of materials to a .xml file. Raises `MeshFileError`.

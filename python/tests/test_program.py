@@ -5,6 +5,7 @@ import math
 import os
 import re
 import subprocess
+from html.parser import HTMLParser
 
 import numpy as np
 import pytest
@@ -151,6 +152,21 @@ def test_page(tmp_path):
     said = program("view", LINEAR, "-o", tmp_path / "theirs.html", "--color", "Volume")
     assert compare(plain(ketmesh.read(LINEAR).view(tmp_path / "ours.html", color="Volume")), said) > 5
     assert (tmp_path / "ours.html").read_bytes() == (tmp_path / "theirs.html").read_bytes()
+
+
+@pytest.mark.skipif(not has_page(), reason="the library was built without the page")
+def test_page_in_a_notebook(tmp_path):
+    mesh = ketmesh.read(LINEAR)
+    report = mesh.view(tmp_path / "page.html")
+    page = mesh.view()
+    assert page.html == (tmp_path / "page.html").read_text("utf-8") and page.report.bytes == report.bytes
+    frames = []
+    reader = HTMLParser()
+    reader.handle_starttag = lambda tag, attributes: frames.append((tag, dict(attributes)))
+    reader.feed(page._repr_html_())
+    (tag, attributes), = frames  # nothing of the page gets out of its frame
+    assert tag == "iframe" and attributes["srcdoc"] == page.html
+    assert attributes["sandbox"] == "allow-scripts allow-downloads"
 
 
 def test_mesh_of_labels(tmp_path):

@@ -27,7 +27,7 @@ export function ticks(min, max, about) {
   if (!(max > min)) return [min];
   const raw = (max - min) / about;
   const power = 10 ** Math.floor(Math.log10(raw));
-  const step = [1, 2, 5, 10].find((f) => f * power >= raw) * power;
+  const step = [1, 2, 5, 10].find((f) => f * power >= 0.8 * raw) * power;
   const values = [];
   for (let k = Math.ceil(min / step - 1e-6); k * step <= max + 1e-6 * step; ++k) values.push(Number((k * step).toPrecision(12)));
   return values;

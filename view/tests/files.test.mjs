@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Pages of all kinds of files: other elements, results, names that would like to be programs, meshes shown in part, phones.
 import assert from 'node:assert/strict';
-import { renameSync, writeFileSync } from 'node:fs';
+import { readFileSync, renameSync, writeFileSync } from 'node:fs';
 import { after, test } from 'node:test';
 
 import { call, closeBrowser, closePage, data, file, ketmesh, openPage, picture, state, writePage } from './browser.mjs';
@@ -144,6 +144,19 @@ test('views are those of the frame', async () => {
   }
   const page = await openPage(writePage(mesh, 'none.html'));
   assert.ok((await page.locator('#gizmo button').allTextContents()).includes('+X'));
+  await closePage(page);
+});
+
+test('a notebook shows the page in a frame that is shut off', async () => {
+  const path = writePage(data('wedge_beam14.vtu'), 'framed.html');
+  const text = readFileSync(path, 'utf8').replaceAll('&', '&amp;').replaceAll('"', '&quot;');
+  writeFileSync(file('notebook.html'), `<iframe sandbox="allow-scripts allow-downloads" srcdoc="${text}"></iframe>
+    <script>window.ketmesh = { ready: true }</script>`);
+  const page = await openPage(file('notebook.html'));
+  const frame = page.frames()[1];
+  await frame.evaluate(() => window.ketmesh.ready);
+  assert.equal((await frame.evaluate(() => window.ketmesh.state())).elements, ketmesh('info', data('wedge_beam14.vtu')).elements);
+  await assert.rejects(frame.evaluate(() => window.parent.document.title));
   await closePage(page);
 });
 

@@ -5,7 +5,7 @@ import { h } from './dom.js';
 export function gizmo(place, scene, control, views) {
   const radius = 34;
   const buttons = Object.entries(views).map(([name, view]) => ({
-    view, button: h('button', { type: 'button', title: `From the ${view.title} (${name})`, ariaLabel: `View from ${view.title}`, onclick: () => control.look(view) }, name),
+    view, button: h('button', { type: 'button', title: view.title === name ? `From ${name}` : `From the ${view.title} (${name})`, ariaLabel: `View from ${view.title}`, onclick: () => control.look(view) }, name),
     arm: h('i'),
   }));
   place.replaceChildren(...buttons.flatMap(({ arm, button }) => [arm, button]));
