@@ -145,7 +145,7 @@ void AddEdges(Recipe const& recipe) {
         [](Case& c) {
             auto filter = vtkSmartPointer<vtkExtractEdges>::New();
             filter->SetInputData(c.Grid());
-            filter->UseAllPointsOn(); // faster: it looks for no points at one place
+            filter->UseAllPointsOn(); // faster: it looks for no points at one position
             filter->Update();
             return filter;
         },

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Finds the Verdict mesh-quality functions and gives Verdict::Verdict.
 #
 # A stand-alone Verdict (header verdict.h, functions in namespace verdict) is preferred. Without it

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Finds the hash library xxHash (0.8 or newer, for XXH3) and gives xxHash::xxhash.
 #
 # Its own CMake package is preferred; distributions mostly build it without one.

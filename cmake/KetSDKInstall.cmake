@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # Install and export: find_package(KetSDKMesh CONFIG) gives KetSDK::Mesh, KetSDK::MeshSolver, KetSDK::MeshVTK and
 # KetSDK::MeshJobs, the last two where VTK is found, and what they need.
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The page of `ketmesh view`: npm brings what view/package-lock.json names, esbuild makes one file of the sources,
 # and that becomes a source of C++. All of it lies in the build folder. Sets KETSDK_PAGE_SOURCE.
 find_program(KETSDK_NPM npm)

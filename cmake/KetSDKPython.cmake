@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # The interpreter that the Python package is made for, and whether it can be built: KETSDK_WITH_PYTHON, ON where all
 # that it needs is found.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 # One place that says how every target of this project is compiled.
 
 # Flags that hold for library, host, tests and benches alike.

@@ -44,9 +44,9 @@ int main(int argc, char** argv) try {
         return 1;
 
     // 4.
-    for (MStlSurface const& part : surface.Surfaces())
-        std::cout << part.NumberOfTriangles() << " triangles, " << part.GetArea() << " mm2, "
-                  << (part.IsClosed() ? "closed" : "open where it leaves the mesh") << "\n";
+    for (MStlSurface const& one : surface.Surfaces())
+        std::cout << one.NumberOfTriangles() << " triangles, " << one.GetArea() << " mm2, "
+                  << (one.IsClosed() ? "closed" : "open where it leaves the mesh") << "\n";
 } catch (KetSDK::MeshJobs::Error const& error) {
     std::cerr << "isosurface: " << error.what() << "\n";
     return 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-// Splits sub-volumes into connected parts, takes one out, and puts it back: split_and_merge MESH
+// Splits sub-volumes into connected pieces, takes one out, and puts it back: split_and_merge MESH
 //
 // 1. Read the mesh.
 // 2. Split: each further component of a sub-volume becomes a sub-volume of its own.
@@ -28,21 +28,21 @@ int main(int argc, char** argv) try {
     split.SetMesh(&mesh);
     if (!split.Operate())
         return 1;
-    std::cout << split.GetNbNewSubVolumes() << " parts lay apart from their sub-volume\n";
+    std::cout << split.GetNbNewSubVolumes() << " pieces lay apart from their sub-volume\n";
 
     // 3.
     MMeshSubVolume& last = **(mesh.EndSubVolume() - 1);
-    std::unique_ptr<MMeshBase> const part(mesh.GetSubVolumeAsMMeshBase(last));
+    std::unique_ptr<MMeshBase> const piece(mesh.GetSubVolumeAsMMeshBase(last));
     MMeshOperatorRemoveSubVolume remove;
     remove.SetMesh(&mesh);
     remove.AddSubVolumeToRemove(&last);
     if (!remove.Operate())
         return 1;
     std::unique_ptr<MMeshBase> const rest(remove.GetNewMesh());
-    std::cout << part->GetVolume() << " mm3 are out\n";
+    std::cout << piece->GetVolume() << " mm3 are out\n";
 
     // 4.
-    MMeshMergeVolumesOperator merge(rest.get(), part.get());
+    MMeshMergeVolumesOperator merge(rest.get(), piece.get());
     if (!merge.Operate())
         return 1;
 

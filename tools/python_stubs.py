@@ -15,7 +15,8 @@ from ketmesh import _core
 
 STUBS = Path(__file__).resolve().parent.parent / "python" / "ketmesh" / "_core.pyi"
 
-HEAD = '''"""The jobs of KetSDK.Mesh on handles of meshes; the package ketmesh is made for people."""
+HEAD = '''# SPDX-License-Identifier: BSD-3-Clause
+"""The jobs of KetSDK.Mesh on handles of meshes; the package ketmesh is made for people."""
 
 from typing import Any, type_check_only
 

@@ -13,7 +13,7 @@ struct MergeResult {
     std::uint64_t elements = 0;
     std::uint64_t nodes = 0;
     std::uint64_t joined_nodes = 0;       // nodes of the second model that became one with another
-    std::uint64_t duplicate_elements = 0; // of all, those on the places of an earlier one
+    std::uint64_t duplicate_elements = 0; // of all, those on the positions of an earlier one
     std::vector<SubVolumeReport> subvolumes;
 };
 // Adds a second model to a first one, behind what that has. Nodes at one position become one, but for those

@@ -31,7 +31,7 @@ struct MeshedLabel {
     std::uint64_t interface_nodes = 0;
     double mean_distance = 0.0;
     double largest_distance = 0.0;
-    std::uint64_t not_found = 0; // nodes without such a place within twice the size; not in the distances
+    std::uint64_t not_found = 0; // nodes without such a position within twice the size; not in the distances
     double thickness = 0.0;      // mm; as a plate of the same volume and surface
     double lost_volume = 0.0;    // mm3; of voxels without an element of their label within half the size
 };

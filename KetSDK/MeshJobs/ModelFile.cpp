@@ -37,14 +37,14 @@ bool IsModelFileName(std::string const& path) {
     return std::ranges::find(Endings, MeshVTK::LowerCaseEnding(path)) != Endings.end();
 }
 
-// Throws unless each element is in a sub-volume of the list and each sub-volume has its place in the list as
+// Throws unless each element is in a sub-volume of the list and each sub-volume has its index in the list as
 // its number: what the commands rely on.
 void CheckSubVolumes(MMeshBase const& mesh) {
     int const count = static_cast<int>(mesh.NumberOfSubVolumes());
     for (int i = 0; i < count; ++i)
         if (int const number = (*(mesh.BeginSubVolume() + i))->GetID(); number != i)
             throw MeshVTK::Error("sub-volume " + std::to_string(i) + " has the number " +
-                                 std::to_string(number) + "; its place in the list would be right");
+                                 std::to_string(number) + "; its index in the list would be right");
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
     std::uint64_t element = 0;
     for (MMeshElement const& e : mesh.Elements()) {

@@ -17,7 +17,7 @@
 
 namespace KetSDK::MeshJobs {
 
-// A triangulated surface with named parts and what belongs to it. Lengths are in mm.
+// Triangulated surfaces with their names and what belongs to them. Lengths are in mm.
 struct KETSDK_MESHJOBS_API SurfaceModel {
     // The file that it was read from, as the caller named it; empty for one that a job made.
     std::string file;

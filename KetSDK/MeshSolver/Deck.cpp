@@ -520,7 +520,7 @@ private:
         m_section_names.emplace_back(NameKey(set), MaterialNamed(material));
     }
 
-    // --- From numbers to places in the lists ---------------------------------------------------------------
+    // --- From numbers to indices in the lists --------------------------------------------------------------
 
     void Resolve() {
         IdIndex const nodes(m_deck.node_ids, "node");

@@ -18,7 +18,7 @@
 namespace KetSDK::MeshSolver {
 
 // What a deck of CalculiX or Abaqus (.inp) says of a mesh. Everything refers to nodes and elements by their
-// places in the lists here. Names are as they were written first; solvers take names that differ in case or
+// indices in the lists here. Names are as they were written first; solvers take names that differ in case or
 // blanks for one.
 struct Deck {
     struct Set {

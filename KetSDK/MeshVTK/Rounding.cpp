@@ -43,7 +43,7 @@ public:
         , m_entries(std::bit_ceil(2 * points.size() + 1), None) {}
 
     void Prefetch(std::size_t i) const noexcept { Support::Prefetch(&m_entries[EntryOf(i)]); }
-    // The first point at the place of point i, which is entered when there is none.
+    // The first point at the position of point i, which is entered when there is none.
     std::size_t FirstAt(std::size_t i) noexcept {
         std::size_t entry = EntryOf(i);
         while (m_entries[entry] != None && m_points[m_entries[entry]] != m_points[i])

@@ -90,7 +90,7 @@ private:
         table.Print(out);
         out << '\n';
         PrintSubVolumes(out, m_result.subvolumes);
-        out << "\nre-oriented elements        " << m_result.reoriented << "\nnodes joined at one place   "
+        out << "\nre-oriented elements        " << m_result.reoriented << "\nnodes joined at a position  "
             << m_result.origins.joined_nodes << '\n';
         if (auto const& cut = m_result.cut)
             out << "nodes added inside elements " << cut->nodes_inside << "\nfolded elements             "

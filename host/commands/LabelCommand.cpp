@@ -17,7 +17,7 @@ public:
         : RegroupingCommand(
               {"label", "Make a sub-volume of every region that a surface encloses",
                "A region is all elements that are joined through faces without a triangle of the\n"
-               "surface on them. Without a surface the regions are the connected parts of the mesh.\n"
+               "surface on them. Without a surface the regions are the connected pieces of the mesh.\n"
                "They replace the sub-volumes that the mesh has; to keep these apart, give the surfaces\n"
                "between them (ketmesh surfaces --interfaces). ketmesh group then joins regions by the\n"
                "names of the surfaces around them. Ten-node elements count by their corners: take\n"

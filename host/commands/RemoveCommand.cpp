@@ -21,7 +21,7 @@ public:
                   "order and all arrays that the file has.\n\n"
                   "Examples:\n"
                   "  ketmesh remove head.vtu --name \"Label 1\" -o rest.vtu\n"
-                  "  ketmesh remove parts.vtu --name Skin --name Fat -o bone.vtu --json") {}
+                  "  ketmesh remove head.vtu --name Skin --name Fat -o bone.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

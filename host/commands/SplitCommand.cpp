@@ -21,8 +21,8 @@ public:
                   "Elements that share a face are connected. The piece with the most elements keeps the\n"
                   "name; the others get it followed by 2, 3, ..., the larger ones first.\n\n"
                   "Examples:\n"
-                  "  ketmesh split head.vtu -o parts.vtu\n"
-                  "  ketmesh split head.vtu --name \"Label 2\" -o parts.vtu --json") {}
+                  "  ketmesh split head.vtu -o pieces.vtu\n"
+                  "  ketmesh split head.vtu --name \"Label 2\" -o pieces.vtu --json") {}
 
 private:
     void DeclareOptions(CLI::App& command) override {

@@ -13,7 +13,7 @@ namespace ketmesh {
 
 namespace {
 
-// Joins the nodes that lie at one place.
+// Joins the nodes that lie at one position.
 class WeldCommand : public Command {
 public:
     WeldCommand()

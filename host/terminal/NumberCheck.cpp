@@ -29,7 +29,7 @@ CLI::Validator PositiveNumber() {
 }
 
 CLI::Validator Count() {
-    return Check("number of things",
+    return Check("whole number from 0 on",
                  [](double value) { return value >= 0.0 && value < 0x1p53 && value == std::floor(value); });
 }
 

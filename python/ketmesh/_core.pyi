@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: BSD-3-Clause
 """The jobs of KetSDK.Mesh on handles of meshes; the package ketmesh is made for people."""
 
 from typing import Any, type_check_only

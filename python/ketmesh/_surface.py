@@ -22,7 +22,7 @@ class Surface(ReadOnlyArrays):
     """A triangulated surface. Its arrays are read-only.
 
     Args:
-        points: (n, 3) numbers, in the unit. Those at one place become one.
+        points: (n, 3) numbers, in the unit. Those at one position become one.
         triangles: (t, 3) indices of points. Those that collapse are dropped.
         name: of the surface.
         unit: of the points, "m", "mm" or "um".

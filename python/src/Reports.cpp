@@ -60,7 +60,7 @@ std::optional<SolidsReport> Solids(SolidsReport const& report) {
 
 void AddParts(py::module_& module) {
     Record<SubVolumeReport>(module, "SubVolume", "A sub-volume of a mesh.")
-        .Field("number", &SubVolumeReport::number, "place in the list")
+        .Field("number", &SubVolumeReport::number, "index in the list")
         .Field("name", &SubVolumeReport::name, "")
         .Field("elements", &SubVolumeReport::elements, "how many there are")
         .Field("volume", &SubVolumeReport::volume, "mm3, signed");
@@ -131,7 +131,7 @@ void AddMeasureReports(py::module_& module) {
             "on the nodes of an earlier one")
         .Field(
             "duplicate_nodes", [](CheckResult const& r) { return r.topology.duplicate_nodes; },
-            "at the place of an earlier one")
+            "at the position of an earlier one")
         .Field(
             "faces_of_three", [](CheckResult const& r) { return r.topology.faces_of_three; },
             "faces of more than two elements")
@@ -229,7 +229,7 @@ void AddChangeReports(py::module_& module) {
         .Field("nodes", &MergeResult::nodes, "how many there are")
         .Field("joined_nodes", &MergeResult::joined_nodes,
                "nodes of the second mesh that became one with another")
-        .Field("duplicate_elements", &MergeResult::duplicate_elements, "on the places of an earlier one")
+        .Field("duplicate_elements", &MergeResult::duplicate_elements, "on the positions of an earlier one")
         .Field("subvolumes", &MergeResult::subvolumes, "list of SubVolume");
     Record<LayerReport>(module, "Layer", "The elements of one layer.")
         .Field("elements", &LayerReport::elements, "how many there are")
@@ -327,7 +327,7 @@ void AddMadeMeshes(py::module_& module) {
         .Field("elements", &WeldResult::elements, "how many there are")
         .Field("nodes", &WeldResult::nodes, "that are left")
         .Field("joined_nodes", &WeldResult::joined_nodes, "nodes that became one with another")
-        .Field("duplicate_elements", &WeldResult::duplicate_elements, "on the places of an earlier one")
+        .Field("duplicate_elements", &WeldResult::duplicate_elements, "on the positions of an earlier one")
         .Field("subvolumes", &WeldResult::subvolumes, "list of SubVolume");
     Record<MeshedLabel>(module, "MeshedLabel", "What became of a label.")
         .Field("label", &MeshedLabel::label, "its number")

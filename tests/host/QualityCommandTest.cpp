@@ -58,7 +58,7 @@ vtkSmartPointer<vtkUnstructuredGrid> Tetrahedra(std::vector<std::array<double, 3
     return grid;
 }
 
-// All corners at one place; a corner of a cube; it mirrored, twice as high, and flat, twice. Far apart.
+// All corners at one position; a corner of a cube; it mirrored, twice as high, and flat, twice. Far apart.
 vtkSmartPointer<vtkUnstructuredGrid> FaultyElements() {
     std::vector<std::array<double, 3>> points(4, {-10.0, 0.0, 0.0});
     double x = 0.0;

@@ -244,7 +244,7 @@ TEST(SplitVolumes, FacesConnectAndEdgesAndOtherSubVolumesDoNot) {
 TEST(MergeVolumes, NodesAtOnePlaceBecomeOneButForThoseOfTheFirstMesh) {
     MMeshBase first, second;
     TestMeshes::AddElementOfKind(first, 4);
-    TestMeshes::AddElementOfKind(first, 4); // at the same places
+    TestMeshes::AddElementOfKind(first, 4); // at the same positions
     first.ForbidDuplicatePoints();          // does not know the nodes that are there
     TestMeshes::AddElementOfKind(second, 8);
     TestMeshes::AddElementOfKind(second, 6);

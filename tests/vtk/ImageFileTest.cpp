@@ -463,7 +463,7 @@ TEST_F(ImageFile, DicomFoldersThatMakeNoStackAreRefused) {
     } const cases[] = {{{}, "no DICOM slices"},
                        {{at("-2"), at("3"), at("13")}, "slices are missing"},
                        {{at("-2"), at("3"), at("10")}, "equal distances"},
-                       {{at("-7")}, "same place"},
+                       {{at("-7")}, "same position"},
                        {{tilted}, "tilted"},
                        {{turned}, "another orientation"},
                        {{other}, "2 series, 1.2.3 (1 slices), 1.2.4 (1 slices); --series UID"},

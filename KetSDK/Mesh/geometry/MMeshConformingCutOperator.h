@@ -21,9 +21,9 @@ struct MMeshOrigins;
 // Builds a mesh in which every hexahedron and wedge of a mesh is cut into linear tetrahedra that fit
 // together; elements of other kinds are copied. Elements come sub-volume by sub-volume, within one in the
 // order of the mesh; each new sub-volume has the name and the material number of the old one. Nodes at one
-// place become one node, unless SetJoinNodes says otherwise. Inverted elements are turned.
+// position become one node, unless SetJoinNodes says otherwise. Inverted elements are turned.
 //
-// A face with four corners is halved through its node with the smallest number, so that neighbours agree
+// A face with four corners is halved through its node with the smallest index, so that neighbours agree
 // without asking. A hexahedron becomes five or six tetrahedra, a wedge three: J. Dompierre, P. Labbe, M.-G.
 // Vallet, R. Camarero, How to subdivide pyramids, prisms and hexahedra into tetrahedra, 8th International
 // Meshing Roundtable, 1999. Beside triangles, as those of tetrahedra, the diagonal is theirs. Where an
@@ -54,7 +54,7 @@ public:
     // Edges between nodes of the mesh, by their indices: a face of which one is a diagonal is halved there,
     // as it is beside triangles. None unless set.
     void SetEdges(std::vector<std::array<MLong, 2>> edges) noexcept { m_given_edges = std::move(edges); }
-    // Whether nodes at one place become one node, as unless set; else parts that only touch stay apart.
+    // Whether nodes at one position become one node, as unless set; else bodies that only touch stay apart.
     void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
 
     // Hears of the progress, and lets the user cancel; null for none.
@@ -71,7 +71,7 @@ public:
     struct Counts {
         std::uint64_t turned = 0;          // elements of the source that were inverted
         std::uint64_t nodes_inside = 0;    // nodes that were added, one in an element
-        std::uint64_t other_diagonals = 0; // faces that are not halved through their smallest number
+        std::uint64_t other_diagonals = 0; // faces that are not halved through their smallest index
         std::uint64_t folded = 0;          // elements with a tetrahedron that is not positive
         std::uint64_t shared_faces = 0;    // faces with four corners between two elements
         std::uint64_t mismatches =

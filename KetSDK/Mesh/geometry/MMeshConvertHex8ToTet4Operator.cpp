@@ -56,7 +56,7 @@ CutFace MakeCutFace(std::array<MLong, 8> const& nodes, KetSDK::Mesh::Detail::Ele
 
 // The faces of all hexahedra, equal ones beside one another; without those that have collapsed.
 std::vector<CutFace> CutFaces(MMeshBase const& mesh) {
-    MMeshPointContainer places; // gives nodes at one place one number
+    MMeshPointContainer places; // gives nodes at one position one index
     places.CreateCoordinateIndex();
     std::vector<CutFace> faces;
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {

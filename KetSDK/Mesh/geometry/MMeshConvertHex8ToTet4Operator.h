@@ -12,7 +12,7 @@ struct MMeshOrigins;
 // Builds a mesh in which every hexahedron of a mesh is cut into five linear tetrahedra, four at the corners
 // 1, 3, 4 and 6 and one in the middle. Elements of other kinds are copied. Elements come sub-volume by
 // sub-volume, within one in the order of the mesh; each new sub-volume has the name and the material number
-// of the old one. Nodes at one place become one node. Inverted tetrahedra are turned.
+// of the old one. Nodes at one position become one node. Inverted tetrahedra are turned.
 //
 // The cut goes by the order of the nodes alone: it runs along the diagonals of the faces between the corners
 // 0, 2, 5 and 7. Where two hexahedra have different diagonals on the face that they share, the tetrahedra do
@@ -51,7 +51,7 @@ public:
         std::uint64_t different; // those that they cut along different diagonals
     };
     // Compares the diagonals along which the hexahedra of a mesh are cut, or would be, where they meet. Nodes
-    // at one place count as one.
+    // at one position count as one.
     static Diagonals CompareDiagonals(MMeshBase const& hexahedra);
 
     // How many elements of the target the last run turned.

@@ -10,7 +10,7 @@ struct MMeshOrigins;
 // Builds a mesh of linear tetrahedra on the quadratic ones of a mesh. It makes one on the corners of each
 // element, or eight on all its nodes in the order of MMeshElementDescriptor::descr_tet10_to_tet4. Elements
 // come sub-volume by sub-volume, within one in the order of the mesh; each new sub-volume has the name and
-// the material number of the old one. Nodes at one place become one node. Inverted tetrahedra are turned.
+// the material number of the old one. Nodes at one position become one node. Inverted tetrahedra are turned.
 //
 // Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique. So node masks
 // of the target have a slot for every node of every element (kept: hosts rely on these indices).

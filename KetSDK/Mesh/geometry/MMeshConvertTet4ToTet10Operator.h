@@ -13,7 +13,7 @@ struct MMeshOrigins;
 
 // Builds a mesh of quadratic tetrahedra on the linear ones of a mesh: the corners stay where they are, and
 // every edge gets a node in its middle. Elements come sub-volume by sub-volume, within one in the order of
-// the mesh; each new sub-volume has the name and the material number of the old one. Nodes at one place
+// the mesh; each new sub-volume has the name and the material number of the old one. Nodes at one position
 // become one node, so neighbours share the nodes of their edges.
 //
 // Each time that an element uses a node the node gets a fresh mask index, as by AddPointUnique. So node masks

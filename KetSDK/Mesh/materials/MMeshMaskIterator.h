@@ -42,7 +42,7 @@ public:
     // The same as a pointer; null at the end.
     operator M*() const noexcept { return m_mask; }
 
-    // Whether two iterators of one mesh are at the same place.
+    // Whether two iterators of one mesh are at the same mask.
     bool operator==(MMeshMaskIterator const& other) const noexcept { return m_current == other.m_current; }
 
 private:
@@ -51,7 +51,7 @@ private:
     MMeshMaskIterator(Position current, Position end)
         : m_current(current)
         , m_end(end) {}
-    // On from the current place to a mask of kind M, which it may be itself.
+    // On from the current mask to one of kind M, which it may be itself.
     void _Validate();
 
     Position m_current;

@@ -10,7 +10,7 @@
 namespace KetSDK::Mesh::Detail {
 
 // A sequence that grows in pages of 1024 values, so that growing never moves a value. Entry i lies in
-// page i >> 10 at place i & 1023. Not synchronised: concurrent reads are safe, writes are not.
+// page i >> 10 at index i & 1023. Not synchronised: concurrent reads are safe, writes are not.
 template <typename V>
 class MPagedArray {
 public:

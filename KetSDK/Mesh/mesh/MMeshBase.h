@@ -125,7 +125,7 @@ public:
     MMeshElementContainer const& Elements() const noexcept { return *m_elements; }
 
     // --- Sub-volumes -------------------------------------------------------------------------------
-    // Appends a sub-volume that is numbered by its place in the list; the mesh owns it.
+    // Appends a sub-volume that is numbered by its index in the list; the mesh owns it.
     MMeshSubVolume* AddSubVolume();
     // The first sub-volume; the mesh must have one.
     MMeshSubVolume* GetMainSubVolume() noexcept { return m_subvolumes.front().get(); }
@@ -237,7 +237,7 @@ private:
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>
     _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);
-    // Puts elements from `first` on, which are in none yet, into sub-volumes by their places in the list.
+    // Puts elements from `first` on, which are in none yet, into sub-volumes by their indices in the list.
     void IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel);
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);

@@ -57,7 +57,7 @@ protected:
                                     MMeshElement const* c) noexcept;
 
 private:
-    // The elements of one node, by ascending number, in whole blocks of four.
+    // The elements of one node, by ascending index, in whole blocks of four.
     struct ElementList {
         std::uint32_t first_block = 0;
         std::uint32_t size = 0;

@@ -25,10 +25,10 @@ class MMeshPointContainer;
 struct MMeshElementArrays {
     std::span<unsigned char const> node_counts; // of each element; a single one for all (0: one element)
     std::span<MLong const> nodes;               // those of one element after another, by their index
-    std::span<int const> sub_volumes; // of each, by the place in the mesh's list; none: the main one
+    std::span<int const> sub_volumes; // of each, by the index in the mesh's list; none: the main one
 };
 
-// The elements of a mesh, addressed by their number, which is their place in the container. Appending
+// The elements of a mesh, addressed by their index in the container. Appending
 // never moves an element. Masks and sub-volumes are kept by the mesh. Not synchronised: concurrent
 // reads are safe.
 class KETSDK_MESH_API MMeshElementContainer {
@@ -47,7 +47,7 @@ public:
 
     // Appends elements with nodes of `points`, on several threads when parallel, and returns how many. Throws
     // std::runtime_error("invalid state") for an index that is not there, nodes left over and a list of
-    // sub-volumes of another length, and is as before then and when memory runs out.
+    // sub-volumes of another length. Then, and out of memory, nothing is appended.
     std::uint64_t AppendElements(MMeshElementArrays const& elements, MMeshPointContainer& points,
                                  bool parallel);
 
@@ -73,7 +73,7 @@ public:
     void SaveElementsToFile(MFile* file) const;
     // Appends the elements of an element block, with the nodes of `mesh`, and registers each with the element
     // masks of `mesh`; they are put into no sub-volume. A block that is cut off, of an unknown element kind
-    // or with a node number that the mesh does not have throws "invalid state". Then, and out of memory,
+    // or with a node index that the mesh does not have throws "invalid state". Then, and out of memory,
     // container and masks are as they were.
     void LoadElementsFromFile(MMeshBase* mesh, MFile* file);
 

@@ -22,12 +22,12 @@ public:
     // Number of tetrahedra that the element is cut into: 1, 3, 6, 8; 0 for an unknown kind.
     static unsigned char GetNumTetraOfElement(unsigned char n) noexcept;
 
-    // Place in the node array of vertex 0..3 of a sub-tetrahedron; 0 for an unknown kind. The
+    // Index in the node array of vertex 0..3 of a sub-tetrahedron; 0 for an unknown kind. The
     // tetrahedron number is ignored for n = 4.
     static unsigned char GetOffsetForTetra(unsigned char n, unsigned char tetra,
                                            unsigned char vertex) noexcept;
 
-    // Place in the node array of vertex 0..2 of face 0..3 of a sub-tetrahedron.
+    // Index in the node array of vertex 0..2 of face 0..3 of a sub-tetrahedron.
     static unsigned char GetOffsetForTriangle(unsigned char n, unsigned char tetra, unsigned char triangle,
                                               unsigned char vertex) noexcept {
         return GetOffsetForTetra(n, tetra, descr_triangle_point[triangle][vertex]);

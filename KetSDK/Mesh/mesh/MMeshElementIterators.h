@@ -48,7 +48,7 @@ public:
     Iterator& operator*() const noexcept { return *m_it; }
     Iterator* operator->() const noexcept { return m_it; }
 
-    // Puts a copy in the place of the iterator: in `storage`, or on the heap when null.
+    // Puts a copy in place of the iterator: in `storage`, or on the heap when null.
     void Separate(void* storage) {
         if (storage)
             Replace(m_it->Clone(storage), Ownership::InPlace);
@@ -116,7 +116,7 @@ public:
     ElementIterator* GetElementIt() const noexcept { return m_element_it.Get(); }
     char GetCurrentTetrahedron() const noexcept { return m_tetrahedron; }
 
-    // Same tetrahedron of the same place in the same container.
+    // Same tetrahedron of the same element in the same container.
     bool operator==(MMeshTetrahedronIterator const& o) const noexcept {
         return m_tetrahedron == o.m_tetrahedron && *m_element_it == *o.m_element_it;
     }

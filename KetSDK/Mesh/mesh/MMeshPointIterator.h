@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-// A place in a node container, by node index. Used by value; reading is not range-checked.
+// A node of a node container, by its index. Used by value; reading is not range-checked.
 class KETSDK_MESH_API MMeshPointIterator {
 public:
     MMeshPointIterator(MMeshPointContainer* container, std::uint64_t position) noexcept

@@ -3,7 +3,7 @@
 
 #include <span>
 
-// A face of an element as finite-element solvers count them: corners as places in the node array, in the
+// A face of an element as finite-element solvers count them: corners as indices into the node array, in the
 // solvers' order.
 struct MMeshSolverFace {
     unsigned char corners; // 3 or 4

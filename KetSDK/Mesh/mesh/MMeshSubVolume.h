@@ -38,7 +38,7 @@ public:
     void SetName(std::wstring const& name) { m_name = name; }
     void SetName(std::wstring&& name) noexcept { m_name = std::move(name); }
 
-    // The number that member elements carry: the place in the mesh's list while that is in order.
+    // The number that member elements carry: the index in the mesh's list while that is in order.
     // Changing it without rewriting the elements detaches them.
     int GetID() const noexcept { return m_number; }
     void SetID(int number) noexcept { m_number = number; }

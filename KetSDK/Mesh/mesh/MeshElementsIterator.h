@@ -45,7 +45,7 @@ public:
     std::uint64_t GetPosition() const noexcept { return m_position; }
     Container* GetContainer() const noexcept { return m_container; }
 
-    // Same place in the same container.
+    // Same index in the same container.
     bool operator==(MeshElementsIterator const& o) const noexcept {
         return m_position == o.m_position && m_container == o.m_container;
     }

@@ -40,7 +40,7 @@ struct MMeshLabelReport {
     std::uint64_t interface_nodes = 0;
     double mean_distance = 0.0;
     double largest_distance = 0.0;
-    // Nodes for which no such place was found within twice the size; they do not count in the distances.
+    // Nodes for which no such position was found within twice the size; they do not count in the distances.
     std::uint64_t not_found = 0;
     // Twice the volume of the voxels over the area between them and others, times 3/2 as for a surface in any
     // direction. So thick a plate of this label would be. It is 2/3 of its radius for a ball.

@@ -79,7 +79,7 @@ public:
         if (vertex.graph_number != m_graph_number) {
             MStlPoint* const point = m_graph->AddVertex(node.x, node.y, node.z);
             vertex = {point, static_cast<std::uint32_t>(point->GetIndex()), m_graph_number};
-            if (vertex.index >= m_ends.size()) // a node at the same place may have the vertex already
+            if (vertex.index >= m_ends.size()) // a node at the same position may have the vertex already
                 m_ends.emplace_back();
         }
         return vertex;

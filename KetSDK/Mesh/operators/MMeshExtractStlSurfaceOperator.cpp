@@ -146,7 +146,7 @@ private:
         return *surface;
     }
 
-    // False for a triangle that nodes at one place collapse.
+    // False for a triangle that nodes at one position collapse.
     bool WriteTriangle(MStlSurface& surface, MMeshPoint const& a, MMeshPoint const& b, MMeshPoint const& c) {
         MMVector<double, 3> const normal = UnitNormal(a.GetPosition(), b.GetPosition(), c.GetPosition());
         MStlPoint* const pa = SurfacePoint(a);

@@ -15,7 +15,7 @@ namespace KetSDK::Mesh {
 
 // Faces as solvers count them (MMeshSolverFaces.h), from 1, and what hangs together by them.
 
-// The nodes of a face, as places in the node array of its element. Corners come first, winding outwards for a
+// The nodes of a face, by index in the node array of its element. Corners come first, winding outwards for a
 // correctly oriented element. Then comes, of ten-node tetrahedra, the node between each corner and the next.
 struct FaceNodes {
     unsigned int corners = 0; // 3 or 4

@@ -12,7 +12,7 @@ struct MSurfaceOrigins;
 // MMeshOperatorSurface has marked. They wind outwards for correctly oriented elements.
 //
 // When the mesh has materials, every triangle gets the colour of its element's material; none where the
-// element has none. Elements must be of a known kind. Faces with two corners at one place are left out.
+// element has none. Elements must be of a known kind. Faces with two corners at one position are left out.
 // Reports no progress. One thread at a time uses operator, mesh and surface.
 class KETSDK_MESH_API MMeshOperatorSTL : public MMeshOperator {
 public:

@@ -5,7 +5,7 @@
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
 
 // Marks the boundary of a mesh in its masks. The surface mask of the elements gets, for every element, its
-// faces on the boundary: sub-tetrahedron and face, the places of a triangle iterator. The neighbour mask of
+// faces on the boundary: sub-tetrahedron and face, as a triangle iterator counts them. The neighbour mask of
 // the nodes gets, for every node, iterators at those triangles.
 //
 // A face lies on the boundary when no other element shares it. Faces of elements match when they have the

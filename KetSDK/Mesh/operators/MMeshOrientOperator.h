@@ -24,7 +24,7 @@ public:
 
     // Repairs one element where it needs that, and says whether it did.
     static bool TurnIfInverted(MMeshElement& e);
-    // The same for an element whose nodes stand elsewhere too: calls exchange(i, k) for places of its nodes.
+    // The same for an element whose nodes stand elsewhere too: calls exchange(i, k) for indices of its nodes.
     template <typename Exchange>
     static bool TurnIfInverted(MMeshElement const& e, Exchange const& exchange) {
         bool const inverted = IsInverted(e);

@@ -10,12 +10,12 @@
 class MMeshBase;
 struct MMeshOrigins;
 
-// Makes a mesh in which nodes at one place are one node, so that elements on both sides of them are
+// Makes a mesh in which nodes at one position are one node, so that elements on both sides of them are
 // connected. That mends two meshes that lie side by side, and a mesh that was written in pieces. The mesh of
 // the operator stays as it is.
 //
 // Nodes that lie within the tolerance of each other, directly or by way of others, become the first of them,
-// at its place. The other nodes, the elements and the sub-volumes keep their order. Sub-volumes, materials
+// at its position. The other nodes, the elements and the sub-volumes keep their order. Sub-volumes, materials
 // and all built-in values come along; user masks stay behind. Reads no settings, reports no progress. One
 // thread at a time uses operator and meshes.
 class KETSDK_MESH_API MMeshWeldOperator : public MMeshOperator {
@@ -27,7 +27,7 @@ public:
 
     // The mesh to fill, an empty one. Borrowed.
     void SetTarget(MMeshBase* target) noexcept { m_target = target; }
-    // How far apart nodes may lie that become one, in model units; 0, at first, and less join equal places
+    // How far apart nodes may lie that become one, in model units; 0, at first, and less join equal positions
     // only.
     void SetTolerance(double tolerance) noexcept { m_tolerance = tolerance; }
     // Where to record what the mesh came from; null, as at first, records nothing. Borrowed.

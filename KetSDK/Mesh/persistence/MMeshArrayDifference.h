@@ -9,7 +9,7 @@
 #include <vector>
 
 // Where the arrays beside two meshes differ first, in words, the value of `a` first, or nothing when they are
-// equal. Elements come first, then nodes, then the mesh as a whole. In each place it goes by name, type of
+// equal. Elements come first, then nodes, then the mesh as a whole. On each of these it goes by name, type of
 // the values, values in a row, number of values, and values, bit for bit. Elements and nodes count from 0.
 // The order of the arrays does not count, nor do those without a name and words of types that say nothing of
 // the values.

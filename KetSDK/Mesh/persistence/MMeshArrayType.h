@@ -35,7 +35,7 @@ KETSDK_MESH_API bool HoldsHalves(MMeshArray const& array);
 // An array of strings in UTF-8, one in a row, that belongs to the mesh as a whole, and the strings of one.
 KETSDK_MESH_API MMeshArray MakeStringArray(std::wstring const& name, std::vector<std::string> const& strings);
 KETSDK_MESH_API std::vector<std::string> StringsOf(MMeshArray const& array);
-// Where the values belong: the place, but for strings.
+// Where the values belong: what the array says, but for strings.
 KETSDK_MESH_API MMeshArray::Place PlaceOfValues(MMeshArray const& array);
 
 // How many values a row has, the values of one node or element; 1 at least.

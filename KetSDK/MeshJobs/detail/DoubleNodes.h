@@ -15,7 +15,7 @@ namespace KetSDK::MeshJobs::Detail {
 // what touches there is not connected.
 void WarnOfDoubleNodes(Model const& model, Context const& context);
 
-// Counts the elements on the places of an earlier one, as a mesh has them that was merged with itself, and
+// Counts the elements on the positions of an earlier one, as a mesh has them that was merged with itself, and
 // warns where there are any: their volume counts twice. `name` says where the mesh comes from.
 std::uint64_t WarnOfDuplicateElements(MMeshBase const& mesh, std::string const& name, Context const& context);
 

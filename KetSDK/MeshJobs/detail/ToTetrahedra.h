@@ -13,7 +13,7 @@ namespace KetSDK::MeshJobs::Detail {
 // A model for operators that know tetrahedra alone, with a way back from what is found there. It is the model
 // itself where that has no other elements, else a copy whose hexahedra and wedges are cut
 // (MMeshConformingCutOperator). The copy has the sub-volumes, grey values and materials of the model and its
-// frame, and no arrays; nodes at one place stay apart.
+// frame, and no arrays; nodes at one position stay apart.
 class ToTetrahedra {
 public:
     // Faces with four corners are halved as a surface halves them that has points within the tolerance in mm

@@ -62,7 +62,7 @@ public:
 
     // In bytes, when it was opened.
     std::uint64_t Size() const noexcept { return m_size; }
-    // Reads bytes from a place on; returns how many there were.
+    // Reads bytes from an offset on; returns how many there were.
     std::size_t Read(std::uint64_t offset, char* to, std::size_t count) const;
     // The first bytes, or all of a shorter file.
     std::string First(std::size_t count) const;

@@ -32,7 +32,7 @@ struct DicomSlice {
     bool big_endian = false;
     std::size_t pixels = 0; // where they begin in the file
 
-    // The stored value at a place among the pixels.
+    // The stored value of the pixel with an index.
     int Stored(char const* pixel) const noexcept {
         auto const byte = [pixel](unsigned int i) {
             return static_cast<unsigned int>(static_cast<unsigned char>(pixel[i]));

@@ -180,7 +180,7 @@ double DistanceBetween(std::vector<SliceFile> const& files, ImageFileReport& rep
     double const mean = (files.back().height - files.front().height) / static_cast<double>(distances.size());
     double const smallest = *std::ranges::min_element(distances);
     if (!(smallest > 1e-3 * mean) || !(smallest > 1e-6))
-        throw Error("two slices lie at the same place; a folder with one series at one time is needed");
+        throw Error("two slices lie at the same position; a folder with one series at one time is needed");
     CheckDistances(files, distances);
     double jitter = 0.0;
     for (double const distance : distances)

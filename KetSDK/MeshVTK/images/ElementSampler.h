@@ -43,7 +43,7 @@ struct ElementMeasure {
 };
 ElementMeasure MeasureOf(MMeshElement const& element) noexcept;
 
-// An element in the image: its nodes as places there.
+// An element in the image: its nodes as positions there.
 class ElementInVoxels {
 public:
     ElementInVoxels(MMeshElement const& element, ImageFrame const& frame) noexcept;

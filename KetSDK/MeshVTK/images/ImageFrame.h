@@ -12,23 +12,23 @@ class vtkImageData;
 
 namespace KetSDK::MeshVTK::Detail {
 
-// A place counted in voxels from the centre of the first one along each axis of an image.
+// A position counted in voxels from the centre of the first one along each axis of an image.
 using VoxelPosition = MMVector<double, 3>;
 
 // Where an image lies in the space of a mesh.
 class ImageFrame {
 public:
-    // Throws Error when a place in mm cannot be turned into one in the image.
+    // Throws Error when a position in mm cannot be turned into one in the image.
     ImageFrame(vtkImageData& image, LengthUnit unit);
 
-    // The place of a position in internal units.
+    // The voxel coordinates of a position in internal units.
     VoxelPosition Place(MMVector<double, 3> const& p) const noexcept {
         VoxelPosition place;
         for (std::size_t i = 0; i < 3; ++i)
             place[i] = m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2] + m_shift[i];
         return place;
     }
-    // Whether a place lies between the outermost voxel centres, or beyond them by rounding only.
+    // Whether a position lies between the outermost voxel centres, or beyond them by rounding only.
     bool Contains(VoxelPosition const& place) const noexcept {
         bool inside = true;
         for (std::size_t i = 0; i < 3; ++i)

@@ -22,12 +22,12 @@ public:
         , m_row(size[0])
         , m_slice(size[0] * size[1]) {}
 
-    // The row of voxels along the first axis with these places along the others.
+    // The row of voxels along the first axis with these indices along the others.
     T const* Row(std::int64_t j, std::int64_t k) const noexcept {
         return m_values + (j * m_row + k * m_slice);
     }
 
-    // The trilinear value at a place in the image. Voxels without weight have no say, whatever they hold;
+    // The trilinear value at a position in the image. Voxels without weight have no say, whatever they hold;
     // not finite when another voxel is not.
     double At(VoxelPosition const& place) const noexcept {
         double f[3];
@@ -50,7 +50,7 @@ public:
     }
 
 private:
-    // The first of the eight voxels around a place, and where the place is between them.
+    // The first of the eight voxels around a position, and where that is between them.
     T const* Cell(VoxelPosition const& place, double (&f)[3]) const noexcept {
         std::int64_t cell[3];
         for (std::size_t i = 0; i < 3; ++i) {

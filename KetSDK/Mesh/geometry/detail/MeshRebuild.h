@@ -24,7 +24,7 @@ public:
     // Stands for a node of the target, in one sketch.
     enum class Mark : std::uint32_t {};
 
-    // At the place of a node, which is one of the source or in no container.
+    // At the position of a node, which is one of the source or in no container.
     Mark NodeFor(MMeshPoint const& source) {
         auto const number = static_cast<std::size_t>(source.GetIndex());
         if (number >= m_node_of->size())
@@ -46,7 +46,7 @@ public:
     Mark NodeFor(MMeshElement const& e, unsigned int i) { return NodeFor(*SourceOf(e, i)); }
     // In the middle between two nodes that NodeFor was asked for, halves rounded away from zero.
     Mark MiddleOf(MMeshPoint const& a, MMeshPoint const& b);
-    // At a place inside an element, for the corners of which its values stand.
+    // At a position inside an element, for the corners of which its values stand.
     Mark NodeInside(MMeshElement const& e, MMVector<MLong, 3> const& place) {
         return Use(AddPlace({place[0], place[1], place[2]}, nullptr, nullptr, &e));
     }
@@ -107,7 +107,7 @@ private:
 };
 
 // What is common to building a mesh of other elements on the places of a source mesh, sub-volume by
-// sub-volume. Nodes at one place become one node. The source must not change meanwhile.
+// sub-volume. Nodes at one position become one node. The source must not change meanwhile.
 //
 // Elements are sketched on several threads when parallel. Nodes are entered and registered in the order of
 // their use, as AddPointUnique for one after the other does. Each time the node gets a fresh mask index, also
@@ -121,7 +121,7 @@ public:
     // are not null.
     MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins, bool parallel);
 
-    // Whether nodes at one place become one node, as unless set. Otherwise nothing may ask for middles.
+    // Whether nodes at one position become one node, as unless set. Otherwise nothing may ask for middles.
     void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
     // Fewer where an element takes long, so that a job can be cancelled soon.
     void SetElementsPerStep(std::uint64_t elements) noexcept { m_step = elements; }

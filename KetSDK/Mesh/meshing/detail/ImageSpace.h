@@ -12,10 +12,10 @@ public:
     // Its directions are perpendicular and of length 1.
     explicit ImageSpace(MLabelImage const& image) noexcept;
 
-    // The position in internal units, rounded, of a place in model units along the axes of the image, from
+    // The position in internal units, rounded, of one in model units along the axes of the image, from
     // the centre of its first voxel.
     MMVector<double, 3> PositionOf(MMVector<double, 3> const& along_axes) const noexcept;
-    // The place in voxels of a position in internal units.
+    // The voxel coordinates of a position in internal units.
     MMVector<double, 3> PlaceOf(MMVector<double, 3> const& p) const noexcept {
         MMVector<double, 3> place = m_shift;
         for (std::size_t i = 0; i < 3; ++i)

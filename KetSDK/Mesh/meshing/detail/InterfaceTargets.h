@@ -29,8 +29,8 @@ public:
         , m_space(space)
         , m_step(step) {}
 
-    // The place near p where the labels meet, no farther away than `reach`. Where the weights do not say in
-    // which direction that is, it is looked for along `normal`. None when it is not found.
+    // The position near p where the labels meet, no farther away than `reach`. Where the weights do not say
+    // in which direction that is, it is looked for along `normal`. None when it is not found.
     std::optional<Position> Find(Position const& p, Junction const& labels, Position const& normal,
                                  double reach) const;
 

@@ -17,7 +17,7 @@
 
 namespace KetSDK::Mesh::Detail {
 
-// A label by its place in the list of labels that are meshed, counted from 1; 0 is everything outside.
+// A label by its index in the list of labels that are meshed, counted from 1; 0 is everything outside.
 using LabelIndex = std::uint16_t;
 
 // The labels of an image by index.

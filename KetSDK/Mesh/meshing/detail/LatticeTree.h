@@ -13,7 +13,7 @@ namespace KetSDK::Mesh::Detail {
 // as the smallest ones, whose level is 0. Cubes that share a face or an edge differ by one level at most.
 class LatticeTree {
 public:
-    using Cube = std::array<int, 3>; // its place among the cubes of its level
+    using Cube = std::array<int, 3>; // its indices among the cubes of its level
 
     // Without refinement all cubes have the top level, which is 1 at least.
     LatticeTree(std::array<int, 3> const& top_cubes, int top_level);

@@ -18,7 +18,7 @@ struct MovingMesh {
     std::vector<Position> positions; // whole internal units
     std::vector<Lattice::Tetrahedron> tetrahedra;
     std::vector<LabelIndex> labels;       // of the tetrahedra
-    std::vector<std::uint32_t> interface; // by node: its place in junctions, or NoInterface
+    std::vector<std::uint32_t> interface; // by node: its index in junctions, or NoInterface
     std::vector<Junction> junctions;      // of the nodes on interfaces
     // By node: which nodes may move, in groups of which no two share a tetrahedron.
     std::vector<std::vector<std::uint32_t>> groups;

@@ -8,7 +8,7 @@
 
 namespace KetSDK::Mesh::Detail {
 
-// An edge that a plane crosses, as places in a list of nodes.
+// An edge that a plane crosses, as indices into a list of nodes.
 struct CrossedEdge {
     unsigned char above;
     unsigned char below;

@@ -15,9 +15,9 @@ namespace KetSDK::Mesh::Detail {
 
 // How a hexahedron or wedge is cut into tetrahedra.
 struct ElementCut {
-    // Corners as places in the node array of the element, wound like an element.
+    // Corners as indices into the node array of the element, wound like an element.
     using Tetrahedron = std::array<unsigned char, 4>;
-    static constexpr unsigned char Inside = 8; // the place of a node that the cut adds
+    static constexpr unsigned char Inside = 8; // the index of a node that the cut adds
 
     boost::container::static_vector<Tetrahedron, 16> tetrahedra;
     std::optional<MMVector<MLong, 3>> inside; // where that node lies, in internal units
@@ -42,7 +42,7 @@ public:
     };
     using Faces = boost::container::static_vector<Face, 6>;
 
-    // The numbers of the corners: those of nodes at one place are the same, and neighbours agree on them.
+    // The numbers of the corners: those of nodes at one position are the same, and neighbours agree on them.
     ElementToCut(MMeshElement const& e, Numbers const& numbers);
 
     // May be flipped before the cut.
@@ -58,7 +58,7 @@ public:
     ElementCut Cut() const;
 
 private:
-    using Triangle = std::array<unsigned char, 3>; // winding outwards, the smallest place first
+    using Triangle = std::array<unsigned char, 3>; // winding outwards, the smallest index first
     using Triangles = boost::container::static_vector<Triangle, 48>;
     class Search;
 

@@ -10,7 +10,7 @@
 
 namespace KetSDK::Mesh::Detail {
 
-// One face of an element: three or four corners as places in the node array, winding outwards. A
+// One face of an element: three or four corners as indices into the node array, winding outwards. A
 // quadrilateral is cut into (0, 1, 2) and (0, 2, 3), along the diagonal at which the element is cut into
 // tetrahedra.
 struct ElementFace {
@@ -41,7 +41,7 @@ constexpr std::span<ElementFace const> FacesOfElement(unsigned char n) noexcept 
     }
 }
 
-// Nodes of an element, by their places in the node array.
+// Nodes of an element, by their indices in the node array.
 using NodeBits = unsigned int;
 
 // The nodes that lie on a face of an element with n nodes: its corners and, of ten-node elements, the

@@ -13,7 +13,7 @@ public:
 
     // The value of the object with a mask index; the default for an index without a value.
     virtual double GetValueAt(std::uint64_t index) const = 0;
-    // Stores it; an index without a place for a value is left out.
+    // Stores it; an index without a slot is left out.
     virtual void SetValueAt(std::uint64_t index, double value) = 0;
     // The value of objects that have been given none.
     virtual double GetDefaultValue() const = 0;

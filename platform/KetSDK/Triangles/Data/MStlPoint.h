@@ -33,7 +33,7 @@ public:
         return {m_x / units, m_y / units, m_z / units};
     }
 
-    // The place among the points of the surface container or the vertices of the graph, from 0.
+    // The index among the points of the surface container or the vertices of the graph.
     MLong GetIndex() const noexcept { return m_index; }
 
     // The triangles that have this point as a corner, in order of addition, each once. None while the

@@ -20,7 +20,7 @@
 // of points and brings up to date before each use, so that points which nobody looks up cost nothing.
 // Used by one thread at a time while points are entered; concurrent look-ups are safe.
 //
-// The table holds 32 bits of each point's hash and its place in the sequence, eight of each in a line as long
+// The table holds 32 bits of each point's hash and its index in the sequence, eight of each in a line as long
 // as those of a cache. The highest of these bits number the line where the point stands, or behind which it
 // stands when that is full. So the lines ascend by hash, and a table grows in one pass from front to back. A
 // look-up nearly always reads one line, all of it at once, and compares a point only with those whose bits
@@ -84,7 +84,7 @@ private:
     // Filled from the front.
     struct Line {
         std::array<std::uint32_t, SlotsPerLine> bits{};   // of the hash
-        std::array<std::uint32_t, SlotsPerLine> points{}; // their places in the sequence
+        std::array<std::uint32_t, SlotsPerLine> points{}; // their indices in the sequence
 
         // A bit for each slot with these bits.
         unsigned int SlotsWith(std::uint32_t wanted) const noexcept {

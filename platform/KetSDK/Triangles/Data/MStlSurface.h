@@ -48,7 +48,7 @@ public:
 
     // The container that the surface belongs to.
     MStlBase* GetBase() const noexcept { return m_base; }
-    // The surface's place among the surfaces of its container, from 0.
+    // The surface's index in its container.
     std::uint32_t GetIndex() const noexcept { return m_index; }
 
     // The sum of the triangles' areas, in squared model units.

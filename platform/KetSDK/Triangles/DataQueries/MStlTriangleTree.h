@@ -26,7 +26,7 @@ public:
     // What a triangle is to a point.
     struct Hit {
         MStlTriangle const* triangle = nullptr;
-        std::uint64_t number = 0; // the triangle's place among those of the container
+        std::uint64_t number = 0; // the triangle's index in the container
         Point point;              // the point of the triangle that is nearest
         double distance = std::numeric_limits<double>::infinity();
     };
