@@ -149,6 +149,8 @@ ConvertResult Convert(Model const& model, ConvertOptions const& options, Context
     context.ThrowIfCancelled();
     result.model.arrays = CarryArrays(Detail::ArraysWithFields(model), result.origins);
     context.ThrowIfCancelled();
+    if (options.target == Target::Tet4)
+        result.taken_by_corners = static_cast<std::uint64_t>(kinds[10]);
     result.before = SizeOf(*model.mesh);
     result.after = SizeOf(mesh);
     result.subvolumes = ReportSubVolumes(mesh);

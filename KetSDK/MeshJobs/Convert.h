@@ -39,7 +39,8 @@ struct ConvertResult {
     MMeshOrigins origins;
     Size before;
     Size after;
-    std::uint64_t reoriented = 0; // inverted elements that were turned
+    std::uint64_t taken_by_corners = 0; // ten-node tetrahedra whose mid-edge nodes were left out
+    std::uint64_t reoriented = 0;       // inverted elements that were turned
     std::vector<SubVolumeReport> subvolumes;
     std::optional<Cut> cut; // when there are hexahedra or wedges
 };

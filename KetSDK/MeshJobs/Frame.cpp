@@ -47,7 +47,8 @@ std::vector<MMeshArray*> FindVectors(std::vector<MMeshArray>& arrays, std::vecto
             if (MeshVTK::ToUtf8(array.name) == name && PlaceOfValues(array) != MMeshArray::OnMesh)
                 found.push_back(&array);
         if (found.size() == before)
-            throw FileError(file, "there is no array \"" + name + "\" on its nodes or elements (--vectors)");
+            throw FileError(file, "there is no array \"" + name +
+                                      "\" with rows of three numbers on its nodes or elements (--vectors)");
         if (!std::all_of(found.begin() + static_cast<std::ptrdiff_t>(before), found.end(),
                          [](MMeshArray const* array) { return HoldsVectors(*array); }))
             throw FileError(file, "the array \"" + name +

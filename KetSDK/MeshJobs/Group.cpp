@@ -94,6 +94,7 @@ GroupResult Group(Model& model, SurfaceModel const& given, GroupOptions const& o
     GroupResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
     result.groups_of = static_cast<std::uint64_t>(model.mesh->NumberOfSubVolumes());
+    result.taken_by_corners = CountTenNodeTetrahedra(*model.mesh);
     Detail::SurfaceMapping const mapping(model, given, options.tolerance, context);
     SurfaceModel const& surface = mapping.GetSurface();
     result.counts = Detail::CountMatches(model, surface, context);

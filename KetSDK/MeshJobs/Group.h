@@ -15,7 +15,8 @@ using GroupOptions = MatchOptions;
 
 struct GroupResult {
     std::uint64_t elements = 0;
-    std::uint64_t groups_of = 0; // how many sub-volumes there were
+    std::uint64_t groups_of = 0;        // how many sub-volumes there were
+    std::uint64_t taken_by_corners = 0; // ten-node tetrahedra
     std::vector<SubVolumeReport> subvolumes;
     MatchCounts counts; // of the sub-volumes that there were
 };

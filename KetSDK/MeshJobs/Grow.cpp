@@ -113,14 +113,14 @@ GrowResult Grow(Model const& model, std::optional<SurfaceModel> surface, GrowOpt
     RequireMetric(model, metric, Mesh::QualityMetric::Tetrahedra);
     bool const is_own = !surface;
     GrowResult result;
-    if (is_own)
+    result.taken_by_corners = CountTenNodeTetrahedra(*model.mesh);
+    if (is_own) {
         result.surface.surfaces = ExteriorOf(model, context);
-    else
-        result.surface = std::move(*surface);
-    if (is_own)
         result.surface.frame = model.frame;
-    else
+    } else {
+        result.surface = std::move(*surface);
         Detail::TurnToFrameOf(model, result.surface, context);
+    }
     MStlBase& stl = *result.surface.surfaces;
     MDataMaskBits<MMeshElement> bad;
     model.mesh->GetElementMasks()->RegisterMask(&bad);

@@ -31,6 +31,7 @@ struct GrowResult {
     std::uint64_t elements = 0;
     std::uint64_t bad = 0; // elements, without the rings
     std::vector<MarkedSurfaceReport> surfaces;
+    std::uint64_t taken_by_corners = 0; // ten-node tetrahedra whose exterior faces are those of their corners
     // Of all surfaces.
     std::uint64_t triangles = 0;
     std::uint64_t on_mesh = 0; // triangles that are boundary faces of the mesh

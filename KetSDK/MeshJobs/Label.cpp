@@ -75,12 +75,14 @@ LabelResult Label(Model& model, SurfaceModel const* surface, LabelOptions const&
     label.SetStl(surface ? surface->surfaces.get() : &nothing);
     label.SetProgressDelegate(context.progress);
     Detail::RunOperator(label, tetrahedra.Get(), "its regions could not be labelled", context);
-    if (mapping)
+    if (mapping) {
         mapping->WarnWhenApart(context);
+        mapping->WarnWhenMostLiesApart(context);
+    }
     if (tetrahedra.IsCut())
         TakeRegions(tetrahedra, *model.mesh);
     return {static_cast<std::uint64_t>(model.mesh->NumberOfElements()), tetrahedra.GetReport(),
-            ReportSubVolumes(*model.mesh)};
+            surface ? CountTenNodeTetrahedra(*model.mesh) : 0, ReportSubVolumes(*model.mesh)};
 }
 
 } // namespace KetSDK::MeshJobs

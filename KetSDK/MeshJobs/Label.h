@@ -16,6 +16,7 @@ using LabelOptions = MatchOptions;
 struct LabelResult {
     std::uint64_t elements = 0;
     SolidsReport solids;
+    std::uint64_t taken_by_corners = 0;      // ten-node tetrahedra that a surface was held against
     std::vector<SubVolumeReport> subvolumes; // one for each region
 };
 // Makes a sub-volume of every region of a mesh, in place of those that it has. A region is all elements that

@@ -39,6 +39,7 @@ MatchResult Match(Model const& model, SurfaceModel const& given, MatchOptions co
     MatchResult result;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
     result.solids = tetrahedra.GetReport();
+    result.taken_by_corners = CountTenNodeTetrahedra(*model.mesh);
     result.counts = Detail::CountMatches(tetrahedra.Get(), surface, context);
     mapping.WarnWhenApart(context);
     return result;

@@ -38,6 +38,7 @@ struct KETSDK_MESHJOBS_API MatchCounts {
 struct MatchResult {
     std::uint64_t elements = 0;
     SolidsReport solids;
+    std::uint64_t taken_by_corners = 0; // ten-node tetrahedra
     MatchCounts counts;
 };
 // Counts how far a mesh and a surface correspond; ten-node tetrahedra count by their corners. Hexahedra and

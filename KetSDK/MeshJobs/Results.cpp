@@ -36,6 +36,7 @@ ResultsReport Results(Model& model, std::string const& file, ResultsOptions cons
     return Detail::ReadingFile(file, context, [&] {
         MeshVTK::CheckInputFile(file, ".frd");
         MeshSolver::FrdResult result = Detail::ReadResults(model, file, index_of, options.step, context);
+        Detail::WarnOfNodesWithout(result, model, file, context);
         return Detail::TakeResultArrays(model, result);
     });
 }

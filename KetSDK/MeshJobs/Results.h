@@ -24,7 +24,8 @@ struct ResultsReport {
 };
 // Reads what a solver left at the nodes of a model (.frd of CalculiX) into arrays of the model. Those are
 // displacement [mm], stress [MPa] and strain (XX YY ZZ XY YZ XZ), von_mises [MPa], force [N]; NaN at nodes
-// without. The number of a node in the file is that which a deck gave it when the model was read from one
+// without, with a warning where elements use them. The number of a node in the file is that which a deck gave
+// it when the model was read from one
 // (.inp), and its index + 1 otherwise. Throws FileError for a file that is cut off, binary, or of another
 // mesh; Cancelled.
 KETSDK_MESHJOBS_API ResultsReport Results(Model& model, std::string const& file,

@@ -468,7 +468,10 @@ private:
             m_deck.materials.push_back({name, {}, {}, {}});
         return found->second;
     }
-    void BeginMaterial(Keyword const& keyword) { m_material = MaterialNamed(keyword.Get("NAME")); }
+    void BeginMaterial(Keyword const& keyword) {
+        m_material = MaterialNamed(keyword.Get("NAME"));
+        m_defined_materials.insert(*m_material);
+    }
 
     void BeginElastic(Keyword const& keyword) {
         std::string const type = NameKey(keyword.Get("TYPE"));
@@ -543,6 +546,8 @@ private:
             auto const found = m_element_sets.Find(set);
             if (!found)
                 throw Error("a section is for the element set " + set + ", which is not defined");
+            if (!m_defined_materials.contains(material))
+                ++m_deck.unread["material " + m_deck.materials[material].name + ", which is not defined"];
             m_deck.sections.push_back({*found, material});
         }
     }
@@ -680,6 +685,7 @@ private:
     std::size_t m_surface = 0;
     std::optional<std::size_t> m_material;
     std::map<std::string, std::size_t> m_material_of;
+    std::set<std::size_t> m_defined_materials;                        // others stand in sections only
     std::vector<std::pair<std::string, std::size_t>> m_section_names; // key of the set, material
 };
 

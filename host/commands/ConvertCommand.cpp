@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Convert.h>
 #include <host/commands/Command.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/SubVolumeTable.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
@@ -69,6 +70,7 @@ private:
         report["volume_after"] = m_result.after.volume;
         report["reoriented"] = m_result.reoriented;
         report["subvolumes"] = ToJson(m_result.subvolumes);
+        AddCornersNote(report, m_result.taken_by_corners);
         if (auto const& cut = m_result.cut) {
             report["interior_faces"] = cut->interior_faces;
             report["nonmatching_faces"] = cut->nonmatching_faces;
@@ -96,6 +98,7 @@ private:
             out << "nodes added inside elements " << cut->nodes_inside << "\nfolded elements             "
                 << cut->folded << "\nfaces that do not match     " << cut->nonmatching_faces << " of "
                 << cut->interior_faces << " with four corners\n";
+        PrintCornersNote(out, m_result.taken_by_corners, "; --split keeps their mid-edge nodes");
     }
 
     ModelInput m_input;

@@ -42,7 +42,7 @@ private:
             .add_option("--tolerance", m_tolerance,
                         "How far in mm a node may lie from the same node of the other mesh (default: 0)")
             ->type_name("MM")
-            ->check(PositiveNumber());
+            ->check(NonNegativeNumber());
     }
 
     void Work(KetSDK::MeshJobs::Context const& context) override {

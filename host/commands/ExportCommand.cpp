@@ -43,7 +43,7 @@ private:
         command.add_option("-o,--output", m_file, "Deck to write: .inp (CalculiX, Abaqus) or .feb (FEBio)")
             ->required();
         m_case.Declare(*this, command);
-        m_dialect.Declare(command, "--dialect", "Solver that an .inp file is for");
+        m_dialect.Declare(command, "--dialect", "Solver that an .inp file is for (default: ccx)");
         command.add_flag("--split", m_options.split,
                          "Write the step of an .inp file into <output>-case.inp, which includes the rest");
         command.add_flag("--original-ids", m_options.original_ids,

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Group.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/MatchCounts.h>
 #include <host/commands/RegroupingCommand.h>
 #include <host/commands/SubVolumeTable.h>
@@ -40,6 +41,7 @@ private:
         report["groups_of"] = m_result.groups_of;
         report["subvolumes"] = ToJson(m_result.subvolumes);
         report.update(ToJson(m_result.counts));
+        AddCornersNote(report, m_result.taken_by_corners);
         return report;
     }
 
@@ -51,6 +53,7 @@ private:
     std::vector<KetSDK::MeshJobs::SubVolumeReport> const& GetSubVolumes() const override {
         return m_result.subvolumes;
     }
+    std::uint64_t GetTakenByCorners() const override { return m_result.taken_by_corners; }
 
     KetSDK::MeshJobs::GroupResult m_result;
 };

@@ -3,6 +3,7 @@
 #include <KetSDK/MeshJobs/Grow.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <host/commands/Command.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/options/BadThreshold.h>
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/SurfaceInput.h>
@@ -91,6 +92,7 @@ private:
         report["on_mesh"] = m_result.on_mesh;
         report["marked"] = m_result.marked;
         report["area"] = m_result.area;
+        AddCornersNote(report, m_result.taken_by_corners);
         return report;
     }
 
@@ -112,6 +114,7 @@ private:
         table.Print(out);
         if (m_surface.IsGiven())
             out << "\n" << m_result.on_mesh << " of the triangles are boundary faces of the mesh\n";
+        PrintCornersNote(out, m_result.taken_by_corners);
     }
 
     ModelInput m_input;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/Label.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/RegroupingCommand.h>
 #include <host/commands/SolidsNote.h>
 #include <host/commands/SubVolumeTable.h>
@@ -39,6 +40,7 @@ private:
     Json Report() const override {
         Json report = {{"elements", m_result.elements}};
         AddSolids(report, m_result.solids);
+        AddCornersNote(report, m_result.taken_by_corners);
         report["subvolumes"] = ToJson(m_result.subvolumes);
         return report;
     }
@@ -53,6 +55,7 @@ private:
         return m_result.subvolumes;
     }
     KetSDK::MeshJobs::SolidsReport GetSolids() const override { return m_result.solids; }
+    std::uint64_t GetTakenByCorners() const override { return m_result.taken_by_corners; }
 
     KetSDK::MeshJobs::LabelResult m_result;
 };

@@ -2,6 +2,7 @@
 #include <KetSDK/MeshJobs/Match.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <host/commands/Command.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/MatchCounts.h>
 #include <host/commands/SolidsNote.h>
 #include <host/commands/options/FailOn.h>
@@ -51,6 +52,7 @@ private:
         Json report;
         report["elements"] = m_result.elements;
         AddSolids(report, m_result.solids);
+        AddCornersNote(report, m_result.taken_by_corners);
         report["tolerance"] = m_surface.GetTolerance();
         report.update(ToJson(m_result.counts));
         report["mismatches"] = m_result.counts.GetMismatches();
@@ -74,6 +76,7 @@ private:
         out << "\nfacing the wrong way: " << counts.wrong_way << "\nmismatches: " << counts.GetMismatches()
             << '\n';
         PrintSolids(out, m_result.solids);
+        PrintCornersNote(out, m_result.taken_by_corners);
     }
 
     int Check() const override {

@@ -2,6 +2,7 @@
 #include <host/commands/RegroupingCommand.h>
 
 #include <KetSDK/MeshVTK/Text.h>
+#include <host/commands/CornersNote.h>
 #include <host/commands/SolidsNote.h>
 #include <host/commands/SubVolumeTable.h>
 
@@ -27,6 +28,7 @@ void RegroupingCommand::Print(std::ostream& out) const {
     out << Printable(m_input.GetFileName()) << ": " << Summary() << "\n\n";
     PrintSubVolumes(out, GetSubVolumes());
     PrintSolids(out, GetSolids());
+    PrintCornersNote(out, GetTakenByCorners());
 }
 
 } // namespace ketmesh

@@ -7,6 +7,7 @@
 #include <host/commands/options/ModelInput.h>
 #include <host/commands/options/ModelOutput.h>
 
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -40,6 +41,8 @@ protected:
     virtual std::vector<KetSDK::MeshJobs::SubVolumeReport> const& GetSubVolumes() const = 0;
     // What was made of hexahedra and wedges, for the note below the table.
     virtual KetSDK::MeshJobs::SolidsReport GetSolids() const { return {}; }
+    // How many ten-node tetrahedra were taken by their corners, for that note as well.
+    virtual std::uint64_t GetTakenByCorners() const = 0;
 
 private:
     void DeclareOptions(CLI::App& command) final;

@@ -36,7 +36,7 @@ private:
                         "Distance in mm up to which nodes become one, directly or through others between "
                         "them (default: equal positions only)")
             ->type_name("MM")
-            ->check(PositiveNumber());
+            ->check(NonNegativeNumber());
         m_output.Declare(*this, command, "Volume mesh to write")->required();
     }
 

@@ -28,6 +28,10 @@ CLI::Validator PositiveNumber() {
     return Check("positive number", [](double value) { return value > 0.0; });
 }
 
+CLI::Validator NonNegativeNumber() {
+    return Check("number from 0 on", [](double value) { return value >= 0.0; });
+}
+
 CLI::Validator Count() {
     return Check("whole number from 0 on",
                  [](double value) { return value >= 0.0 && value < 0x1p53 && value == std::floor(value); });

@@ -102,6 +102,7 @@ TEST_F(Ketmesh, WeldTakesATolerance) {
     int const nodes = RunJson({"info", Head})["nodes"];
     std::string const out = Path("out/welded.vtu");
     EXPECT_EQ(RunJson({"weld", Path("apart.vtu"), "-o", out})["joined_nodes"], 0);
+    EXPECT_EQ(RunJson({"weld", Path("apart.vtu"), "-o", out, "--tolerance", "0"})["joined_nodes"], 0);
     // Labels 1 and 3 are two gaps apart, but not everywhere with a node of label 2 between.
     EXPECT_EQ(RunJson({"weld", Path("apart.vtu"), "-o", out, "--tolerance", "0.0021"})["nodes"], nodes);
     fs::remove(out);

@@ -6,9 +6,11 @@
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/MeshJobs/Boundary.h>
+#include <KetSDK/MeshJobs/Convert.h>
 #include <KetSDK/MeshJobs/Cut.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/Explode.h>
+#include <KetSDK/MeshJobs/Group.h>
 #include <KetSDK/MeshJobs/Grow.h>
 #include <KetSDK/MeshJobs/Info.h>
 #include <KetSDK/MeshJobs/Iso.h>
@@ -356,6 +358,22 @@ TEST(Surfaces, CurvedOnesEncloseTheVolumeOfCurvedElements) {
     };
     EXPECT_LT(error(curved), 0.3 * error(flat));
     EXPECT_LT(error(curved), 1e-3 * volume);
+
+    // Faces count by their corners when triangles are matched with them, and all that do so say so.
+    Model regions = Read(Tet10);
+    Warned context;
+    LabelResult const label = Label(regions, &curved.surfaces, {}, context);
+    ASSERT_EQ(context.messages.size(), 1u);
+    EXPECT_NE(context.messages[0].find("of its " + std::to_string(curved.triangles) + " triangles"),
+              std::string::npos);
+    Label(regions, &flat.surfaces, {}, context);
+    EXPECT_EQ(context.messages.size(), 1u) << context.messages.back();
+    for (std::uint64_t const count :
+         {label.taken_by_corners, Match(model, flat.surfaces, {}, {}).taken_by_corners,
+          Group(regions, flat.surfaces, {}, {}).taken_by_corners,
+          Grow(model, std::nullopt, {}, {}).taken_by_corners, Convert(model, {}, {}).taken_by_corners})
+        EXPECT_EQ(count, flat.taken_by_corners);
+    EXPECT_EQ(Convert(model, {ConvertOptions::Target::Tet4Split}, {}).taken_by_corners, 0u);
 }
 
 // The operators behind these jobs know tetrahedra: hexahedra and wedges go through their conforming cut.

@@ -172,13 +172,15 @@ TEST(Deck, OfOtherProgramsIsRead) {
              "*NSET, NSET=corner\n10, 60\n*SURFACE, TYPE=ELEMENT, NAME=face\nleft, S1\n"
              "*ELEMENT, TYPE=S3, ELSET=SHELL\n9, 10, 20, 30\n"
              "*MATERIAL, NAME=bone\n*ELASTIC\n 17e3, .3\n*DENSITY\n 1.8e-9\n"
-             "*SOLID SECTION, ELSET=RIGHT, MATERIAL=Bone\n1.,\n*STEP\n*BOUNDARY\nALL, 1\n*END STEP\n");
+             "*SOLID SECTION, ELSET=RIGHT, MATERIAL=Bone\n1.,\n*SOLID SECTION, ELSET=LEFT, MATERIAL=Skin\n"
+             "*STEP\n*BOUNDARY\nALL, 1\n*END STEP\n");
     std::vector<std::string> warnings;
     Context context;
     context.warn = [&warnings](std::string const& line) { warnings.push_back(line); };
     Model const model = ReadModel(folder / "m.inp", {}, context);
-    EXPECT_EQ(warnings,
-              (std::vector<std::string>{(folder / "m.inp") + ": not read: *STEP, elements of type S3"}));
+    EXPECT_EQ(warnings, (std::vector<std::string>{
+                            (folder / "m.inp") +
+                            ": not read: *STEP, elements of type S3, material Skin, which is not defined"}));
     EXPECT_EQ(model.mesh->NumberOfPoints(), 6);
     EXPECT_EQ(model.mesh->NumberOfSubVolumes(), 2U);
     EXPECT_EQ(model.mesh->GetMainSubVolume()->GetName(), L"left");

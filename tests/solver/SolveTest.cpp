@@ -261,6 +261,28 @@ TEST(Solve, SaysInOneLineWhyThereIsNoResult) {
     EXPECT_TRUE(model.arrays.empty());
 }
 
+// A block that is there twice would be twice as stiff and heavy, without being one body.
+TEST(Solve, WarnsOfWhatIsThereTwice) {
+    Model model = MakeBlocks(8, 1, 1, 1, Box(1, 1, 1));
+    std::vector<MMeshPoint*> copies;
+    for (std::uint64_t i = 0; i < 8; ++i) {
+        MMeshPoint const p = *model.mesh->GetElement(0)->GetNode(static_cast<unsigned int>(i));
+        copies.push_back(model.mesh->AddPoint(p.x, p.y, p.z));
+    }
+    model.mesh->AddElement(8, copies.data());
+    SetMaterial(model);
+    Folder folder;
+    SolveOptions options = SolveWith(Supports + "[[pressure]]\nplace = 'top'\nvalue = 1\n");
+    options.path = FakeSolver(folder, "exit 0");
+    Context context;
+    std::string warnings;
+    context.warn = [&warnings](std::string const& message) { warnings += message + "\n"; };
+    EXPECT_THROW(Solve(model, options, context), Error);
+    for (char const* const part : {"8 nodes lie at the position of another", "ketmesh weld joins them",
+                                   "1 element lies on the nodes of an earlier one", "ketmesh check"})
+        EXPECT_NE(warnings.find(part), std::string::npos) << part << " in " << warnings;
+}
+
 class CancelWhen : public KetSDK::Common::IProgressDelegate {
 public:
     explicit CancelWhen(std::function<bool()> when)
@@ -286,6 +308,12 @@ TEST(Solve, EndsTheSolverWhenCancelledAndKeepsItsFilesOnRequest) {
     ResultsReport const report = Results(again, options.keep + "/model.frd", {}, {});
     EXPECT_EQ(report.step, 1);
     EXPECT_EQ(again.arrays, model.arrays);
+    Model larger = MakeBlocks(8, 1, 1, 2, Box(1, 1, 2)); // the block, and four nodes more
+    Context warned;
+    std::string warning;
+    warned.warn = [&warning](std::string const& message) { warning += message; };
+    Results(larger, options.keep + "/model.frd", {}, warned);
+    EXPECT_NE(warning.find("4 of the 12 nodes"), std::string::npos) << warning;
 
     options.path = FakeSolver(folder, "echo $$ > " + (folder / "pid") + "\nexec sleep 60");
     Context context;

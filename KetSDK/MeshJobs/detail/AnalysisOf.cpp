@@ -2,6 +2,7 @@
 #include <KetSDK/MeshJobs/detail/AnalysisOf.h>
 
 #include <KetSDK/MeshJobs/Error.h>
+#include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshSolver/Error.h>
@@ -45,6 +46,8 @@ MeshSolver::Analysis AnalysisOf(Model const& model, AnalysisOptions const& optio
     input.original_ids = options.original_ids;
     input.warn = [&](std::string const& message) { context.Warn(NameOf(model) + ": " + message); };
     context.ThrowIfCancelled();
+    WarnOfDoubleNodes(model, context);
+    WarnOfDuplicateElements(*model.mesh, NameOf(model), context);
     try {
         return MeshSolver::MakeAnalysis(input);
     } catch (MeshSolver::CaseError const& e) {

@@ -14,8 +14,8 @@ struct AnalysisOptions {
     bool original_ids = false;
 };
 
-// The analysis that a model makes with a case; it refers to the mesh of the model. Throws FileError that
-// names the file of the model or of the case, Cancelled.
+// The analysis that a model makes with a case; it refers to the mesh of the model. Warns of nodes and
+// elements that are there twice. Throws FileError that names the file of the model or of the case, Cancelled.
 MeshSolver::Analysis AnalysisOf(Model const& model, AnalysisOptions const& options, Context const& context);
 
 } // namespace KetSDK::MeshJobs::Detail

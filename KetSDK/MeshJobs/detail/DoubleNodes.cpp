@@ -25,7 +25,7 @@ std::uint64_t WarnOfDuplicateElements(MMeshBase const& mesh, std::string const& 
         context.Warn(name + ": " + std::to_string(count) +
                      (count == 1 ? " element lies on the nodes of an earlier one and counts"
                                  : " elements lie on the nodes of earlier ones and count") +
-                     " again in volumes and masses");
+                     " again in volumes and masses; ketmesh check counts such elements");
     return count;
 }
 

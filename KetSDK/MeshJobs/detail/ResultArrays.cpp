@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/ResultArrays.h>
 
+#include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
@@ -63,6 +64,24 @@ MeshSolver::FrdResult ReadResults(Model const& model, std::filesystem::path cons
     options.step = step;
     options.progress = context.progress;
     return MeshSolver::ReadFrd(file, options);
+}
+
+void WarnOfNodesWithout(MeshSolver::FrdResult const& result, Model const& model, std::string const& file,
+                        Context const& context) {
+    std::vector<char> misses(static_cast<std::size_t>(model.mesh->NumberOfPoints()), false);
+    for (auto const& [name, field] : result.fields)
+        for (std::size_t i = 0; i < misses.size(); ++i)
+            misses[i] = misses[i] || std::isnan(field.values[i * field.components]);
+    std::vector<char> counts(misses.size(), false);
+    for (MMeshElement const& e : std::as_const(*model.mesh).Elements())
+        for (unsigned int k = 0; k < e.GetNodeCount(); ++k) {
+            auto const index = static_cast<std::size_t>(e.GetNode(k)->GetIndex());
+            counts[index] = misses[index];
+        }
+    if (auto const count = std::ranges::count(counts, true))
+        context.Warn(file + ": " + std::to_string(count) + " of the " + std::to_string(misses.size()) +
+                     " nodes of " + NameOf(model) +
+                     " have no values in it, or not all, and get NaN; is it the result of that mesh?");
 }
 
 ResultsReport TakeResultArrays(Model& model, MeshSolver::FrdResult& result) {

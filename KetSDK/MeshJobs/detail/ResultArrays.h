@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <string>
 
 namespace KetSDK::MeshJobs::Detail {
 
@@ -19,6 +20,10 @@ using NodeIndex = std::function<std::optional<std::size_t>(std::int32_t)>;
 // Reads a step of the results at the nodes of a model. Throws MeshSolver::Error, MeshSolver::Cancelled.
 MeshSolver::FrdResult ReadResults(Model const& model, std::filesystem::path const& file,
                                   NodeIndex const& index_of, std::optional<int> step, Context const& context);
+
+// Warns of nodes of elements that miss some of the results of a file.
+void WarnOfNodesWithout(MeshSolver::FrdResult const& result, Model const& model, std::string const& file,
+                        Context const& context);
 
 // Gives a model the arrays of results, which are empty afterwards.
 ResultsReport TakeResultArrays(Model& model, MeshSolver::FrdResult& result);

@@ -80,14 +80,28 @@ SurfaceMapping::~SurfaceMapping() {
     m_model.mesh->SetCorrespondenceMapper(m_before);
 }
 
+std::uint64_t SurfaceMapping::CountOnMesh() const {
+    return static_cast<std::uint64_t>(
+        std::ranges::count_if(m_surface.surfaces->Triangles(), [this](MStlTriangle const& triangle) {
+            return m_model.mesh->GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
+        }));
+}
+
 void SurfaceMapping::WarnWhenApart(Context const& context) const {
-    auto const on_mesh = [this](MStlTriangle const& triangle) {
-        return m_model.mesh->GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
-    };
-    if (std::ranges::none_of(m_surface.surfaces->Triangles(), on_mesh))
+    if (CountOnMesh() == 0)
         context.Warn(NameOf(m_surface) + ": no triangle of this surface lies within " +
                      FormatGeneral(m_tolerance) + " mm of a face of " + NameOf(m_model) +
                      "; is it a surface of that mesh, in the same unit, or was it remeshed (--tolerance)?");
+}
+
+void SurfaceMapping::WarnWhenMostLiesApart(Context const& context) const {
+    std::uint64_t const triangles = m_surface.surfaces->NumberOfTriangles();
+    std::uint64_t const on_mesh = CountOnMesh();
+    if (on_mesh > 0 && on_mesh < triangles - on_mesh)
+        context.Warn(NameOf(m_surface) + ": only " + std::to_string(on_mesh) + " of its " +
+                     std::to_string(triangles) + " triangles lie within " + FormatGeneral(m_tolerance) +
+                     " mm of a face of " + NameOf(m_model) +
+                     ", so that it separates little of the mesh; ketmesh match counts them");
 }
 
 } // namespace KetSDK::MeshJobs::Detail

@@ -27,8 +27,12 @@ public:
     SurfaceModel const& GetSurface() const noexcept { return m_surface; }
     // Warns when no triangle lies on any face.
     void WarnWhenApart(Context const& context) const;
+    // Where some do, but more than half of the triangles lie on no face.
+    void WarnWhenMostLiesApart(Context const& context) const;
 
 private:
+    std::uint64_t CountOnMesh() const;
+
     Model const& m_model;
     std::optional<SurfaceModel> m_turned;
     SurfaceModel const& m_surface;

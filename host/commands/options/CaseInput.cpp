@@ -8,9 +8,10 @@ CLI::Option* CaseInput::Declare(Command& owner, CLI::App& command) {
     CLI::Option* const file =
         command.add_option("--case", m_file, "Case to read: what holds and loads the model; see below")
             ->type_name("CASE.toml");
-    m_materials.Declare(command, "--materials",
-                        "Moduli: one for each material (bins), each element's own (elements), or varying "
-                        "linearly inside elements between the means at their corners (nodes)");
+    m_materials.Declare(
+        command, "--materials",
+        "Moduli: one for each material (bins, the default), each element's own (elements), or "
+        "varying linearly inside elements between the means at their corners (nodes)");
     return file;
 }
 
