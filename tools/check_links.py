@@ -3,9 +3,10 @@
 """Looks whether every link of a site on disk leads somewhere: check_links.py FOLDER.
 
 Follows links from index.html through all pages but those of the reference, whose links among themselves are Doxygen's.
-Links that leave the machine are left alone."""
+Those in the reference's menu that leave it are looked at too. Links that leave the machine are left alone."""
 import html.parser
 import pathlib
+import re
 import sys
 import urllib.parse
 
@@ -48,6 +49,12 @@ def broken(site):
                 if path not in seen and "reference" not in path.relative_to(site).parts[:1]:
                     seen.add(path)
                     ahead.append(path)
+    ways_out = re.findall(r'url:"(\.\./[^"]+)"', (site / "reference/menudata.js").read_text())
+    if not ways_out:
+        yield "the menu of the reference does not lead back to the guides"
+    for link in ways_out:
+        if not (site / "reference" / link).is_file():
+            yield f"the menu of the reference: nothing at {link}"
     print(f"{len(seen)} pages, {sum(len(p.links) for p in pages.values())} links")
 
 
