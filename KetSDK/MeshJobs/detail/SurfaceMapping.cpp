@@ -80,15 +80,13 @@ SurfaceMapping::~SurfaceMapping() {
     m_model.mesh->SetCorrespondenceMapper(m_before);
 }
 
-std::uint64_t SurfaceMapping::CountOnMesh() const {
-    return static_cast<std::uint64_t>(
-        std::ranges::count_if(m_surface.surfaces->Triangles(), [this](MStlTriangle const& triangle) {
-            return m_model.mesh->GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
-        }));
+bool SurfaceMapping::IsOnMesh(MStlTriangle const& triangle) const {
+    return m_model.mesh->GetCorrespondenceMapper()->GetElement(&triangle) != nullptr;
 }
 
 void SurfaceMapping::WarnWhenApart(Context const& context) const {
-    if (CountOnMesh() == 0)
+    if (std::ranges::none_of(m_surface.surfaces->Triangles(),
+                             [this](MStlTriangle const& triangle) { return IsOnMesh(triangle); }))
         context.Warn(NameOf(m_surface) + ": no triangle of this surface lies within " +
                      FormatGeneral(m_tolerance) + " mm of a face of " + NameOf(m_model) +
                      "; is it a surface of that mesh, in the same unit, or was it remeshed (--tolerance)?");
@@ -96,7 +94,9 @@ void SurfaceMapping::WarnWhenApart(Context const& context) const {
 
 void SurfaceMapping::WarnWhenMostLiesApart(Context const& context) const {
     std::uint64_t const triangles = m_surface.surfaces->NumberOfTriangles();
-    std::uint64_t const on_mesh = CountOnMesh();
+    auto const on_mesh = static_cast<std::uint64_t>(
+        std::ranges::count_if(m_surface.surfaces->Triangles(),
+                              [this](MStlTriangle const& triangle) { return IsOnMesh(triangle); }));
     if (on_mesh > 0 && on_mesh < triangles - on_mesh)
         context.Warn(NameOf(m_surface) + ": only " + std::to_string(on_mesh) + " of its " +
                      std::to_string(triangles) + " triangles lie within " + FormatGeneral(m_tolerance) +

@@ -31,7 +31,7 @@ public:
     void WarnWhenMostLiesApart(Context const& context) const;
 
 private:
-    std::uint64_t CountOnMesh() const;
+    bool IsOnMesh(MStlTriangle const& triangle) const;
 
     Model const& m_model;
     std::optional<SurfaceModel> m_turned;
