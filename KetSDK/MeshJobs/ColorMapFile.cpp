@@ -20,12 +20,12 @@ namespace {
 // Keys stand in the order in which they are set.
 using Json = nlohmann::ordered_json;
 
-// What is left out between an interval and the next one, as a part of its width: viewers need two places,
+// What is left out between an interval and the next one, as a part of its width: viewers need two values,
 // in single precision too.
 constexpr double Gap = 1e-5;
 
 struct ColorPoint {
-    double place;
+    double value;
     std::array<double, 3> color; // red, green, blue from 0 to 1
 };
 
@@ -48,7 +48,7 @@ std::vector<ColorPoint> Points(ColorsResult const& colors) {
 std::string AsJson(std::vector<ColorPoint> const& points, std::string const& name) {
     Json numbers = Json::array();
     for (ColorPoint const& point : points) {
-        numbers.push_back(point.place);
+        numbers.push_back(point.value);
         for (double const channel : point.color)
             numbers.push_back(channel);
     }
@@ -69,7 +69,7 @@ std::string AsXml(std::vector<ColorPoint> const& points, std::string const& name
     for (ColorPoint const& point : points) {
         vtkNew<vtkXMLDataElement> element;
         element->SetName("Point");
-        element->SetAttribute("x", Json(point.place).dump().c_str()); // reads back bit for bit
+        element->SetAttribute("x", Json(point.value).dump().c_str()); // reads back bit for bit
         element->SetAttribute("o", "1");
         set_color(*element, point.color);
         map->AddNestedElement(element);

@@ -32,8 +32,8 @@ struct Chosen {
     bool all = true;
     std::vector<std::uint32_t> elements;
     std::vector<std::uint32_t> nodes;
-    std::vector<std::int32_t> place; // of a node of the mesh among `nodes`; -1 for none
-    std::string ends;                // ShownElements
+    std::vector<std::int32_t> index_of; // of a node of the mesh, in `nodes`; -1 for none
+    std::string ends;                   // ShownElements
 };
 
 std::vector<std::uint32_t> FirstNumbers(MLong count) {
@@ -46,7 +46,7 @@ Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& field
               ViewOptions const& options) {
     Chosen chosen;
     chosen.all = static_cast<std::uint64_t>(mesh.NumberOfElements()) <= options.max_elements;
-    chosen.place.assign(static_cast<std::size_t>(mesh.NumberOfPoints()), -1);
+    chosen.index_of.assign(static_cast<std::size_t>(mesh.NumberOfPoints()), -1);
     if (chosen.all) {
         chosen.elements = FirstNumbers(mesh.NumberOfElements());
         chosen.nodes = FirstNumbers(mesh.NumberOfPoints());
@@ -54,7 +54,7 @@ Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& field
         auto [elements, ends] = Detail::ChooseShownElements(mesh, fields);
         chosen.elements = std::move(elements);
         chosen.ends = std::move(ends);
-        std::vector<bool> used(chosen.place.size(), false);
+        std::vector<bool> used(chosen.index_of.size(), false);
         for (std::uint32_t const i : chosen.elements) {
             MMeshElement const& element = *mesh.GetElement(i);
             for (unsigned int k = 0; k < element.GetNodeCount(); ++k)
@@ -65,7 +65,7 @@ Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& field
                 chosen.nodes.push_back(static_cast<std::uint32_t>(i));
     }
     for (std::size_t i = 0; i < chosen.nodes.size(); ++i)
-        chosen.place[chosen.nodes[i]] = static_cast<std::int32_t>(i);
+        chosen.index_of[chosen.nodes[i]] = static_cast<std::int32_t>(i);
     return chosen;
 }
 
@@ -88,7 +88,7 @@ public:
             kinds += static_cast<char>(element.GetNodeCount());
             subvolumes.Add(numbers ? numbers->GetValue(element) : -1);
             for (unsigned int k = 0; k < element.GetNodeCount(); ++k)
-                nodes.Add(m_chosen.place[static_cast<std::size_t>(element.GetNode(k)->GetIndex())]);
+                nodes.Add(m_chosen.index_of[static_cast<std::size_t>(element.GetNode(k)->GetIndex())]);
         }
         Add("kinds", kinds);
         Add("connectivity", nodes.Take());

@@ -108,16 +108,16 @@ void MMeshCorrespondenceMapperBase::Enter(std::uint32_t element, unsigned int fa
         return;
     if (slot >= m_entry_of_slot.size())
         m_entry_of_slot.resize(static_cast<std::size_t>(slot) + 1, None);
-    std::uint32_t& place = m_entry_of_slot[static_cast<std::size_t>(slot)];
-    if (place == None) {
-        place = static_cast<std::uint32_t>(m_faces.size());
+    std::uint32_t& entry = m_entry_of_slot[static_cast<std::size_t>(slot)];
+    if (entry == None) {
+        entry = static_cast<std::uint32_t>(m_faces.size());
         m_faces.emplace_back();
     }
     MStlTriangle* const triangle =
         m_stl->GetTriangle(match.same != FaceMatch::None ? match.same : match.opposite);
     bool const assigned = match.same != FaceMatch::None || alone;
-    m_faces[place].triangle[face] = triangle;
-    m_faces[place].assigned[face] = assigned;
+    m_faces[entry].triangle[face] = triangle;
+    m_faces[entry].assigned[face] = assigned;
     if (assigned)
         m_element_of.emplace_back(triangle, element);
 }
@@ -125,9 +125,9 @@ void MMeshCorrespondenceMapperBase::Enter(std::uint32_t element, unsigned int fa
 MMeshCorrespondenceMapperBase::ElementFaces const*
 MMeshCorrespondenceMapperBase::FacesOf(MMeshElement const& e) const noexcept {
     std::uint64_t const slot = e.GetMaskIndex();
-    std::uint32_t const place =
+    std::uint32_t const entry =
         slot < m_entry_of_slot.size() ? m_entry_of_slot[static_cast<std::size_t>(slot)] : None;
-    return place != None ? &m_faces[place] : nullptr;
+    return entry != None ? &m_faces[entry] : nullptr;
 }
 
 MStlTriangle* MMeshCorrespondenceMapperBase::GetTriangle(MMeshElement* e, unsigned int face) {

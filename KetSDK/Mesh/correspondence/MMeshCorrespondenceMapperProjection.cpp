@@ -220,7 +220,7 @@ private:
         return least;
     }
 
-    // The claims that are as good as any. Faces of parts that are not joined can lie at one place: all of
+    // The claims that are as good as any. Faces of parts that are not joined can lie at one position: all of
     // them have the triangle.
     static FaceMatch Granted(Claims const& claims, std::vector<double> const& taken) {
         auto const granted = [&taken](Claim const& claim) {

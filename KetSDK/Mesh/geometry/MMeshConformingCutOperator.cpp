@@ -128,13 +128,13 @@ private:
         return beside_triangles != (!m_flipped.empty() && m_flipped.contains(face.key));
     }
 
-    // Numbers the places of nodes in the order of the first node at each.
+    // Numbers the positions of nodes in the order of the first node at each.
     void NumberPlaces() {
-        MMeshPointContainer places;
-        places.CreateCoordinateIndex();
+        MMeshPointContainer positions;
+        positions.CreateCoordinateIndex();
         m_number.reserve(static_cast<std::size_t>(m_mesh.NumberOfPoints()));
         for (MMeshPointConstIterator p = m_mesh.BeginPoint(); p != m_mesh.EndPoint(); ++p)
-            m_number.push_back(places.AddPoint(p->x, p->y, p->z).GetIndex());
+            m_number.push_back(positions.AddPoint(p->x, p->y, p->z).GetIndex());
     }
 
     // The edges of faces with three corners, where there may be some beside faces with four.

@@ -56,15 +56,15 @@ CutFace MakeCutFace(std::array<MLong, 8> const& nodes, KetSDK::Mesh::Detail::Ele
 
 // The faces of all hexahedra, equal ones beside one another; without those that have collapsed.
 std::vector<CutFace> CutFaces(MMeshBase const& mesh) {
-    MMeshPointContainer places; // gives nodes at one position one index
-    places.CreateCoordinateIndex();
+    MMeshPointContainer positions; // gives nodes at one position one index
+    positions.CreateCoordinateIndex();
     std::vector<CutFace> faces;
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
         if (e.GetNodeCount() != 8)
             return;
         std::array<MLong, 8> nodes{};
         for (unsigned int i = 0; i < 8; ++i)
-            nodes[i] = places.AddPoint(e.GetNode(i)->x, e.GetNode(i)->y, e.GetNode(i)->z).GetIndex();
+            nodes[i] = positions.AddPoint(e.GetNode(i)->x, e.GetNode(i)->y, e.GetNode(i)->z).GetIndex();
         for (auto const& face : KetSDK::Mesh::Detail::HexahedronFaces) {
             CutFace const cut = MakeCutFace(nodes, face);
             if (std::ranges::adjacent_find(cut.corners) == cut.corners.end())

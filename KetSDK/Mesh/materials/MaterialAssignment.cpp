@@ -298,10 +298,10 @@ void AssignConstants(MMeshBase& mesh, Sources const& sources, std::vector<Assign
             ids.SetValue(e, id_of.at(static_cast<int>(SubVolumeOf(mesh, e))));
 }
 
-// Finds the place of an identifier in a list: kept materials, and behind them those of a plan.
-class MaterialPlaces {
+// Finds the index of an identifier in a list: kept materials, and behind them those of a plan.
+class MaterialIndices {
 public:
-    MaterialPlaces(std::vector<AssignedMaterial> const& kept, Plan const& plan)
+    MaterialIndices(std::vector<AssignedMaterial> const& kept, Plan const& plan)
         : m_kept(kept)
         , m_first_id(plan.GetFirstId())
         , m_count(kept.size() + plan.GetMaterials().size()) {}
@@ -331,13 +331,13 @@ double OrientedVolume(MMeshElement const& e) {
 }
 
 // Counts the elements of each material, with their volumes, grey values and masses.
-void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, MaterialPlaces const& places,
+void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, MaterialIndices const& indices,
                    std::vector<AssignedMaterial>& materials) {
     MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
     auto const* const grey_values = masks.GetGreyValueMask();
     std::vector<Spread> spreads(materials.size());
     mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        std::size_t const i = places.Find(static_cast<unsigned int>(masks.GetMaterialMask()->GetValue(e)));
+        std::size_t const i = indices.Find(static_cast<unsigned int>(masks.GetMaterialMask()->GetValue(e)));
         if (i == materials.size())
             return;
         AssignedMaterial& material = materials[i];
@@ -401,7 +401,7 @@ std::vector<AssignedMaterial> AssignMaterials(MMeshBase& mesh, MaterialAssignmen
     AssignConstants(mesh, sources, plan.GetMaterials(), false);
     std::vector<AssignedMaterial> materials = kept;
     materials.insert(materials.end(), plan.GetMaterials().begin(), plan.GetMaterials().end());
-    CountElements(mesh, how, MaterialPlaces(kept, plan), materials);
+    CountElements(mesh, how, MaterialIndices(kept, plan), materials);
     std::erase_if(materials, [](AssignedMaterial const& material) { return material.elements == 0; });
     catalog.Clear(); // the operator knows those of the law alone
     for (AssignedMaterial& material : materials) {

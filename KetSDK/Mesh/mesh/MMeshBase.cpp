@@ -289,8 +289,8 @@ MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
 }
 
 void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
-    auto const is_listed = [this](int place) {
-        return place >= 0 && static_cast<std::size_t>(place) < m_subvolumes.size();
+    auto const is_listed = [this](int index) {
+        return index >= 0 && static_cast<std::size_t>(index) < m_subvolumes.size();
     };
     if (m_subvolumes.empty() || !std::ranges::all_of(elements.sub_volumes, is_listed))
         throw std::runtime_error("invalid state");
@@ -311,20 +311,20 @@ void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
 
 void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel) {
     MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
-    auto const place_of = [&](std::uint64_t i) {
+    auto const index_of = [&](std::uint64_t i) {
         return sub_volumes.empty() ? std::size_t{0} : static_cast<std::size_t>(sub_volumes[i]);
     };
     std::uint64_t const count = m_elements->GetNumElements() - first;
     KetSDK::Support::ComputeStepsSafely(
         {.items = count, .step = 8192, .parallel = parallel}, [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t i = begin; i < end; ++i)
-                numbers.SetValue(*m_elements->GetElementPtrAt(first + i), m_subvolumes[place_of(i)]->GetID());
+                numbers.SetValue(*m_elements->GetElementPtrAt(first + i), m_subvolumes[index_of(i)]->GetID());
         });
     std::size_t last = 0; // neighbours in the list mostly share a sub-volume
     unsigned int run = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
-        if (std::size_t const place = place_of(i); place != last) {
-            m_subvolumes[std::exchange(last, place)]->Count(std::exchange(run, 0U));
+        if (std::size_t const index = index_of(i); index != last) {
+            m_subvolumes[std::exchange(last, index)]->Count(std::exchange(run, 0U));
         }
         ++run;
     }

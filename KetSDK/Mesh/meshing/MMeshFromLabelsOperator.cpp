@@ -316,7 +316,7 @@ private:
         KetSDK::Support::ComputeSteps(
             Steps(m_moving.positions.size(), 4096), [&](std::uint64_t first, std::uint64_t last) {
                 for (std::uint64_t i = first; i < last; ++i)
-                    m_moving.positions[i] = m_space.PositionOf(m_grid.PlaceOf(m_lattice->nodes[i]));
+                    m_moving.positions[i] = m_space.PositionOf(m_grid.PositionOf(m_lattice->nodes[i]));
             });
         m_lattice.reset();
     }

@@ -136,8 +136,8 @@ bool IsMarked(MMeshSurfaceTriangleList const& marks, unsigned char n, Triangle c
     });
 }
 
-// Corners by ascending index; a triangle begins with -1. By node, so that faces which only lie at one place
-// stay apart.
+// Corners by ascending index; a triangle begins with -1. By node, so that faces which only lie at one
+// position stay apart.
 using Corners = std::array<MLong, 4>;
 
 template <typename Indices>

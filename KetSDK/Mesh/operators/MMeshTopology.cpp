@@ -36,40 +36,40 @@ std::vector<bool> FindUsedNodes(MMeshBase const& mesh) {
     return used;
 }
 
-// By node the number of its place: places are numbered in the order in which nodes come to them. Where
+// By node the number of its position: positions are numbered in the order in which nodes come to them. Where
 // `counts(node)` is false, the node has none.
 template <typename Counts>
-std::vector<Number> NumberPlaces(MMeshBase const& mesh, Number& places, Counts const& counts) {
-    MMeshPointContainer positions;
-    positions.CreateCoordinateIndex();
+std::vector<Number> NumberPositions(MMeshBase const& mesh, Number& count, Counts const& counts) {
+    MMeshPointContainer found;
+    found.CreateCoordinateIndex();
     std::vector<Number> numbers;
     numbers.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
-        numbers.push_back(counts(*p) ? NumberOf(positions.AddPoint(p->x, p->y, p->z)) : 0);
-    places = static_cast<Number>(positions.GetNumPoints());
+        numbers.push_back(counts(*p) ? NumberOf(found.AddPoint(p->x, p->y, p->z)) : 0);
+    count = static_cast<Number>(found.GetNumPoints());
     return numbers;
 }
 
-// The places of an element's nodes, in ascending order, and then none.
+// The positions of an element's nodes, in ascending order, and then none.
 using Key = std::array<Number, 10>;
 
-Key KeyOf(MMeshElement const& e, std::vector<Number> const& places) {
+Key KeyOf(MMeshElement const& e, std::vector<Number> const& positions) {
     Key key;
     key.fill(std::numeric_limits<Number>::max());
     for (unsigned int i = 0; i < std::min<unsigned int>(e.GetNodeCount(), key.size()); ++i)
-        key[i] = places[NumberOf(*e.GetNode(i))];
+        key[i] = positions[NumberOf(*e.GetNode(i))];
     std::ranges::sort(key);
     return key;
 }
 
 std::uint64_t HashOf(Key const& key) {
     std::uint64_t hash = 0;
-    for (Number const place : key)
-        hash = Support::HashOfPair(hash, place);
+    for (Number const position : key)
+        hash = Support::HashOfPair(hash, position);
     return hash;
 }
 
-std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& places, bool parallel) {
+std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& positions, bool parallel) {
     struct Entry {
         std::uint64_t hash;
         Number element;
@@ -79,7 +79,7 @@ std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& 
         {.items = entries.size(), .step = 4096, .parallel = parallel},
         [&](std::uint64_t first, std::uint64_t last) {
             mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
-                entries[number] = {HashOf(KeyOf(e, places)), static_cast<Number>(number)};
+                entries[number] = {HashOf(KeyOf(e, positions)), static_cast<Number>(number)};
             });
         });
     auto const comes_before = [](Entry const& a, Entry const& b) {
@@ -94,7 +94,7 @@ std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& 
             continue;
         if (is_new)
             different.clear();
-        Key const key = KeyOf(*mesh.GetElement(entries[i].element), places);
+        Key const key = KeyOf(*mesh.GetElement(entries[i].element), positions);
         if (std::ranges::find(different, key) != different.end())
             ++count;
         else
@@ -122,10 +122,11 @@ void LookAtFaces(MMeshBase const& mesh, bool parallel, MMeshTopology& topology) 
 
 MMeshTopology AnalyzeTopology(MMeshBase const& mesh, bool parallel) {
     MMeshTopology topology;
-    Number places = 0;
-    std::vector<Number> const place_of = NumberPlaces(mesh, places, [](MMeshPoint const&) { return true; });
-    topology.duplicate_nodes = place_of.size() - places;
-    topology.duplicate_elements = CountDuplicates(mesh, place_of, parallel);
+    Number positions = 0;
+    std::vector<Number> const position_of =
+        NumberPositions(mesh, positions, [](MMeshPoint const&) { return true; });
+    topology.duplicate_nodes = position_of.size() - positions;
+    topology.duplicate_elements = CountDuplicates(mesh, position_of, parallel);
     std::vector<bool> const used = FindUsedNodes(mesh);
     topology.unused_nodes = static_cast<std::uint64_t>(std::count(used.begin(), used.end(), false));
     if (HasTrianglesOnly(mesh.Elements()))
@@ -136,16 +137,16 @@ MMeshTopology AnalyzeTopology(MMeshBase const& mesh, bool parallel) {
 }
 
 std::uint64_t CountDuplicateElements(MMeshBase const& mesh, bool parallel) {
-    Number places = 0;
-    return CountDuplicates(mesh, NumberPlaces(mesh, places, [](MMeshPoint const&) { return true; }),
+    Number positions = 0;
+    return CountDuplicates(mesh, NumberPositions(mesh, positions, [](MMeshPoint const&) { return true; }),
                            parallel);
 }
 
 std::uint64_t CountDoubleNodes(MMeshBase const& mesh) {
     std::vector<bool> const used = FindUsedNodes(mesh);
-    Number places = 0;
-    NumberPlaces(mesh, places, [&used](MMeshPoint const& node) { return used[NumberOf(node)]; });
-    return static_cast<std::uint64_t>(std::count(used.begin(), used.end(), true)) - places;
+    Number positions = 0;
+    NumberPositions(mesh, positions, [&used](MMeshPoint const& node) { return used[NumberOf(node)]; });
+    return static_cast<std::uint64_t>(std::count(used.begin(), used.end(), true)) - positions;
 }
 
 } // namespace KetSDK::Mesh

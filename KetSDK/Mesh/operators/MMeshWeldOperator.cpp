@@ -104,15 +104,15 @@ private:
 };
 
 void JoinEqual(MMeshBase const& mesh, DisjointSets& sets) {
-    MMeshPointContainer places;
-    places.CreateCoordinateIndex();
-    std::vector<Number> firsts; // by place the first node
+    MMeshPointContainer positions;
+    positions.CreateCoordinateIndex();
+    std::vector<Number> firsts; // by position the first node
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
-        Number const place = NumberOf(places.AddPoint(p->x, p->y, p->z));
-        if (place == firsts.size())
+        Number const position = NumberOf(positions.AddPoint(p->x, p->y, p->z));
+        if (position == firsts.size())
             firsts.push_back(NumberOf(*p));
         else
-            sets.Join(firsts[place], NumberOf(*p));
+            sets.Join(firsts[position], NumberOf(*p));
     }
 }
 

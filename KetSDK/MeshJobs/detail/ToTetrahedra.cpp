@@ -22,7 +22,7 @@ namespace KetSDK::MeshJobs::Detail {
 
 namespace {
 
-// Finds the node that lies nearest to a place.
+// Finds the node that lies nearest to a position.
 class NearestNodes {
 public:
     // Within so many mm, but no farther than nodes mostly lie apart.
@@ -34,10 +34,10 @@ public:
     }
 
     // -1 for none.
-    MLong Find(MMeshPoint const& place) const {
+    MLong Find(MMeshPoint const& position) const {
         MLong nearest = -1;
         double least = m_size * m_size;
-        Cell const centre = CellOf(place);
+        Cell const centre = CellOf(position);
         for (int n = 0; n < 27; ++n) {
             auto const found =
                 m_nodes.find({centre[0] + n % 3 - 1, centre[1] + n / 3 % 3 - 1, centre[2] + n / 9 - 1});
@@ -45,7 +45,7 @@ public:
                 continue;
             for (MLong const i : found->second)
                 if (double const square =
-                        SquaredDistance(*m_mesh.GetRandomPoint(static_cast<std::size_t>(i)), place);
+                        SquaredDistance(*m_mesh.GetRandomPoint(static_cast<std::size_t>(i)), position);
                     square < least || (square == least && nearest < 0)) {
                     nearest = i;
                     least = square;
@@ -147,11 +147,11 @@ int ToTetrahedra::FaceOf(MSurfaceOrigins::Triangle const& triangle) const {
     MMeshElement const& tetrahedron = *m_cut.mesh->GetElement(static_cast<std::uint64_t>(triangle.element));
     MMeshElement const& element =
         *m_model.mesh->GetElement(static_cast<std::uint64_t>(ElementOf(triangle.element)));
-    std::array<unsigned int, 3> corners{}; // as places in the element
+    std::array<unsigned int, 3> corners{}; // as indices in the element
     for (std::size_t i = 0; i < 3; ++i) {
-        auto const place = MMeshSolverFacesOfTetrahedron[triangle.face - 1].node[i];
+        auto const index = MMeshSolverFacesOfTetrahedron[triangle.face - 1].node[i];
         MLong const node =
-            m_origins.nodes[static_cast<std::size_t>(tetrahedron.GetNode(place)->GetIndex())].a;
+            m_origins.nodes[static_cast<std::size_t>(tetrahedron.GetNode(index)->GetIndex())].a;
         while (corners[i] < element.GetNodeCount() && element.GetNode(corners[i])->GetIndex() != node)
             ++corners[i];
     }

@@ -16,8 +16,8 @@ constexpr auto& Edges = MMeshElementDescriptor::descr_tet4_tet10_point;
 // Barycentric coordinates above this count as not negative: a position on a face is on both sides.
 constexpr double Inside = -1e-9;
 
-double Smallest(CurvedTetrahedron::Barycentric const& place) {
-    return *std::ranges::min_element(place);
+double Smallest(CurvedTetrahedron::Barycentric const& weights) {
+    return *std::ranges::min_element(weights);
 }
 
 // The solution of x a + y b + z c = d; not finite when there is none.
@@ -30,21 +30,21 @@ std::array<double, 3> Solve(MMVector<double, 3> const& a, MMVector<double, 3> co
 
 } // namespace
 
-CurvedTetrahedron::Point CurvedTetrahedron::At(Barycentric const& place) const noexcept {
+CurvedTetrahedron::Point CurvedTetrahedron::At(Barycentric const& weights) const noexcept {
     // Derivatives by each coordinate on its own; the positions come along.
     Point point;
     Vector by[4];
     for (std::size_t corner = 0; corner < 4; ++corner) {
-        point.position += m_nodes[corner] * (place[corner] * (2.0 * place[corner] - 1.0));
-        by[corner] = m_nodes[corner] * (4.0 * place[corner] - 1.0);
+        point.position += m_nodes[corner] * (weights[corner] * (2.0 * weights[corner] - 1.0));
+        by[corner] = m_nodes[corner] * (4.0 * weights[corner] - 1.0);
     }
     for (std::size_t edge = 0; edge < 6; ++edge) {
         std::size_t const a = Edges[edge][0];
         std::size_t const b = Edges[edge][1];
         Vector const node = m_nodes[4 + edge] * 4.0;
-        point.position += node * (place[a] * place[b]);
-        by[a] += node * place[b];
-        by[b] += node * place[a];
+        point.position += node * (weights[a] * weights[b]);
+        by[a] += node * weights[b];
+        by[b] += node * weights[a];
     }
     for (std::size_t i = 0; i < 3; ++i)
         point.along[i] = by[i + 1] - by[0];
@@ -91,17 +91,17 @@ CurvedInterior::CurvedInterior(CurvedTetrahedron const& element) noexcept
 }
 
 // Newton's method from a first guess. False when it does not get there.
-bool CurvedInterior::FindPlace(DoubleVector const& position, Weights& place) const noexcept {
+bool CurvedInterior::FindWeights(DoubleVector const& position, Weights& weights) const noexcept {
     constexpr int most_steps = 30;
     for (int step = 0; step < most_steps; ++step) {
-        auto const point = m_element.At(place);
+        auto const point = m_element.At(weights);
         auto const change = Solve(point.along[0], point.along[1], point.along[2], position - point.position);
         double largest = 0.0;
         for (std::size_t i = 0; i < 3; ++i) {
-            place[i + 1] += change[i];
+            weights[i + 1] += change[i];
             largest = std::max(largest, std::fabs(change[i]));
         }
-        place[0] = 1.0 - place[1] - place[2] - place[3];
+        weights[0] = 1.0 - weights[1] - weights[2] - weights[3];
         if (!(largest < 1e6)) // or not a number
             return false;
         if (largest < 1e-12)
@@ -123,10 +123,10 @@ bool CurvedInterior::Contains(DoubleVector const& position) const noexcept {
     // The map l -> b - sum of 4 l_i l_j g d takes the tetrahedron into itself: it has a fixed point there.
     if (surely_inside)
         return true;
-    // Where the map from coordinates to positions folds beyond a face, another start finds other places.
+    // Where the map from coordinates to positions folds beyond a face, another start finds other points.
     Weights const starts[] = {straight, {0.25, 0.25, 0.25, 0.25}};
-    for (Weights place : starts)
-        if (FindPlace(position, place) && Smallest(place) >= Inside)
+    for (Weights weights : starts)
+        if (FindWeights(position, weights) && Smallest(weights) >= Inside)
             return true;
     return false;
 }

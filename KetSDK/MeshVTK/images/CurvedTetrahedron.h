@@ -25,7 +25,7 @@ public:
         // Six times the volume where the element is straight-sided.
         double Determinant() const noexcept { return along[0].Dot(along[1].Cross(along[2])); }
     };
-    Point At(Barycentric const& place) const noexcept;
+    Point At(Barycentric const& weights) const noexcept;
 
     // A box that holds the element: lower and upper corner.
     std::array<Vector, 2> Box() const noexcept;
@@ -47,7 +47,7 @@ private:
     using DoubleVector = CurvedTetrahedron::Vector;
     using Weights = CurvedTetrahedron::Barycentric;
 
-    bool FindPlace(DoubleVector const& position, Weights& place) const noexcept;
+    bool FindWeights(DoubleVector const& position, Weights& weights) const noexcept;
 
     CurvedTetrahedron const& m_element;
     std::array<DoubleVector, 4> m_gradients; // of the barycentric coordinates in the straight tetrahedron

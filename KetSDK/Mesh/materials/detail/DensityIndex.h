@@ -42,15 +42,17 @@ public:
     void Clear() noexcept;
 
 private:
-    bool KnowsPlaces() const noexcept { return m_renumberings && *m_renumberings == m_known_renumberings; }
-    void ForgetPlaces() noexcept;
-    void LearnPlaces();
-    bool AddPlace(Entry entry);
+    bool KnowsIdentifiers() const noexcept {
+        return m_renumberings && *m_renumberings == m_known_renumberings;
+    }
+    void ForgetIdentifiers() noexcept;
+    void LearnIdentifiers();
+    bool AddIdentifierOf(Entry entry);
 
     Entries m_entries;
     // The entry of each identifier, and how often identifiers had changed when they were looked up. No
     // counter: they are not known.
-    std::unordered_map<unsigned int, Entry> m_places;
+    std::unordered_map<unsigned int, Entry> m_entry_of;
     std::shared_ptr<std::uint64_t> m_renumberings;
     std::uint64_t m_known_renumberings = 0;
 };

@@ -16,11 +16,11 @@ public:
     // the centre of its first voxel.
     MMVector<double, 3> PositionOf(MMVector<double, 3> const& along_axes) const noexcept;
     // The voxel coordinates of a position in internal units.
-    MMVector<double, 3> PlaceOf(MMVector<double, 3> const& p) const noexcept {
-        MMVector<double, 3> place = m_shift;
+    MMVector<double, 3> VoxelPositionOf(MMVector<double, 3> const& p) const noexcept {
+        MMVector<double, 3> position = m_shift;
         for (std::size_t i = 0; i < 3; ++i)
-            place[i] += m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2];
-        return place;
+            position[i] += m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2];
+        return position;
     }
     // The change by internal units of what changes so by voxels.
     MMVector<double, 3> GradientOf(MMVector<double, 3> const& by_voxels) const noexcept {

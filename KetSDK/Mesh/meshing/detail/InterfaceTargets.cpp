@@ -31,13 +31,13 @@ std::optional<InterfaceTargets::Position> InterfaceTargets::Find(Position const&
         return FindPair(p, {labels.labels[0], labels.labels[1]}, normal, reach);
     if (auto const junction = FindJunction(p, labels, reach))
         return junction;
-    // The labels do not meet in one place: between all places where two of them do.
+    // The labels do not meet at one position: between all positions where two of them do.
     Position sum{0.0, 0.0, 0.0};
     int found = 0;
     for (std::size_t i = 0; i < labels.count; ++i)
         for (std::size_t j = i + 1; j < labels.count; ++j)
-            if (auto const place = FindPair(p, {labels.labels[i], labels.labels[j]}, normal, reach)) {
-                sum += *place;
+            if (auto const target = FindPair(p, {labels.labels[i], labels.labels[j]}, normal, reach)) {
+                sum += *target;
                 ++found;
             }
     if (found == 0)
@@ -47,7 +47,7 @@ std::optional<InterfaceTargets::Position> InterfaceTargets::Find(Position const&
 
 bool InterfaceTargets::Step(Position& p, Pair labels, double longest, double& difference) const noexcept {
     Position by_voxels;
-    difference = m_weights.Difference(m_space.PlaceOf(p), labels.a, labels.b, &by_voxels);
+    difference = m_weights.Difference(m_space.VoxelPositionOf(p), labels.a, labels.b, &by_voxels);
     if (std::fabs(difference) < SmallestDifference)
         return true;
     if (by_voxels.Dot(by_voxels) < SmallestChange * SmallestChange)
@@ -61,19 +61,19 @@ bool InterfaceTargets::Step(Position& p, Pair labels, double longest, double& di
 
 std::optional<InterfaceTargets::Position> InterfaceTargets::FollowGradient(Position const& p, Pair labels,
                                                                            double reach) const {
-    Position place = p;
+    Position target = p;
     double difference = 1.0;
     for (int i = 0; i < 10 && std::fabs(difference) >= SmallestDifference; ++i)
-        if (!Step(place, labels, 2.0 * m_step, difference))
+        if (!Step(target, labels, 2.0 * m_step, difference))
             return std::nullopt;
-    Position const way = place - p;
+    Position const way = target - p;
     if (way.Dot(way) > reach * reach)
         return std::nullopt;
-    if (std::fabs(difference) >= SmallestDifference && std::fabs(Difference(place, labels)) > 0.05)
+    if (std::fabs(difference) >= SmallestDifference && std::fabs(Difference(target, labels)) > 0.05)
         return std::nullopt;
-    if (m_weights.WeightAt(m_space.PlaceOf(place), labels.a) < SmallestWeight)
+    if (m_weights.WeightAt(m_space.VoxelPositionOf(target), labels.a) < SmallestWeight)
         return std::nullopt;
-    return place;
+    return target;
 }
 
 std::optional<InterfaceTargets::Position>
@@ -93,9 +93,9 @@ InterfaceTargets::SearchLine(Position const& p, Pair labels, Position const& nor
                         (Difference(p + normal * (sign * middle), labels) < 0.0) == (there < 0.0);
                     (beyond ? outer : inner) = middle;
                 }
-                Position const place = p + normal * (sign * outer);
-                if (m_weights.WeightAt(m_space.PlaceOf(place), labels.a) >= SmallestWeight)
-                    return place;
+                Position const target = p + normal * (sign * outer);
+                if (m_weights.WeightAt(m_space.VoxelPositionOf(target), labels.a) >= SmallestWeight)
+                    return target;
             }
             last[side] = there;
         }
@@ -104,45 +104,45 @@ InterfaceTargets::SearchLine(Position const& p, Pair labels, Position const& nor
 
 std::optional<InterfaceTargets::Position>
 InterfaceTargets::FindPair(Position const& p, Pair labels, Position const& normal, double reach) const {
-    if (auto const place = FollowGradient(p, labels, reach))
-        return place;
-    auto place = SearchLine(p, labels, normal, reach);
+    if (auto const target = FollowGradient(p, labels, reach))
+        return target;
+    auto target = SearchLine(p, labels, normal, reach);
     for (std::size_t axis = 0; axis < 3; ++axis) {
         Position along{0.0, 0.0, 0.0};
         along[axis] = 1.0;
-        double const found = place ? (*place - p).Length() : reach;
+        double const found = target ? (*target - p).Length() : reach;
         if (found > 2.0 * m_step)
             if (auto const other = SearchLine(p, labels, along, found))
-                place = other;
+                target = other;
     }
-    if (!place)
+    if (!target)
         return std::nullopt;
     // Not along the line, but straight there.
-    auto const nearest = FollowGradient(*place, labels, reach);
-    return nearest && (*nearest - p).Length() < (*place - p).Length() ? nearest : place;
+    auto const nearest = FollowGradient(*target, labels, reach);
+    return nearest && (*nearest - p).Length() < (*target - p).Length() ? nearest : target;
 }
 
 std::optional<InterfaceTargets::Position>
 InterfaceTargets::FindJunction(Position const& p, Junction const& labels, double reach) const {
-    Position place = p;
+    Position target = p;
     for (int i = 0; i < 12; ++i) {
-        Position const before = place;
+        Position const before = target;
         double difference = 0.0;
         for (std::size_t k = 0; k < labels.count; ++k)
-            if (!Step(place, {labels.labels[k], labels.labels[(k + 1) % labels.count]}, m_step, difference))
+            if (!Step(target, {labels.labels[k], labels.labels[(k + 1) % labels.count]}, m_step, difference))
                 return std::nullopt;
-        if (place == before)
+        if (target == before)
             break;
     }
-    Position const way = place - p;
+    Position const way = target - p;
     if (way.Dot(way) > reach * reach)
         return std::nullopt;
     for (std::size_t k = 0; k < labels.count; ++k)
-        if (std::fabs(Difference(place, {labels.labels[k], labels.labels[(k + 1) % labels.count]})) > 0.05)
+        if (std::fabs(Difference(target, {labels.labels[k], labels.labels[(k + 1) % labels.count]})) > 0.05)
             return std::nullopt;
-    if (m_weights.WeightAt(m_space.PlaceOf(place), labels.labels[0]) < SmallestWeight / 2)
+    if (m_weights.WeightAt(m_space.VoxelPositionOf(target), labels.labels[0]) < SmallestWeight / 2)
         return std::nullopt;
-    return place;
+    return target;
 }
 
 } // namespace KetSDK::Mesh::Detail

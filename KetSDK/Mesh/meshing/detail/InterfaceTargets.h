@@ -23,7 +23,7 @@ class InterfaceTargets {
 public:
     using Position = MMVector<double, 3>;
 
-    // `step`: how far two places on a line may lie apart so that no interface is missed between them.
+    // `step`: how far two positions on a line may lie apart so that no interface is missed between them.
     InterfaceTargets(LabelWeights const& weights, ImageSpace const& space, double step) noexcept
         : m_weights(weights)
         , m_space(space)
@@ -41,7 +41,7 @@ private:
     };
 
     double Difference(Position const& p, Pair labels) const noexcept {
-        return m_weights.Difference(m_space.PlaceOf(p), labels.a, labels.b);
+        return m_weights.Difference(m_space.VoxelPositionOf(p), labels.a, labels.b);
     }
     // Moves p to where the difference of the weights would be 0 if it were linear, by `longest` at most.
     // False where it hardly changes. `difference` is that before the move; where it is as good as 0 there is

@@ -23,8 +23,10 @@ public:
         : m_weights(weights)
         , m_kept(weights.NumberOfSlots() * Side, 0) {}
 
-    // Keeps the voxels of a label whose centres lie in a box of places. Several threads may do so at a time.
-    void Keep(LabelIndex label, LabelWeights::Place const& low, LabelWeights::Place const& high) {
+    // Keeps the voxels of a label whose centres lie in a box of positions. Several threads may do so at a
+    // time.
+    void Keep(LabelIndex label, LabelWeights::VoxelPosition const& low,
+              LabelWeights::VoxelPosition const& high) {
         Voxel box_first, box_last;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             box_first[axis] = static_cast<std::int64_t>(std::ceil(low[axis]));
@@ -62,17 +64,18 @@ private:
     std::vector<Layer> m_kept; // by slot and the third axis
 };
 
-// Keeps the voxels of a tetrahedron's label in the box around it; `places` are those of the nodes.
+// Keeps the voxels of a tetrahedron's label in the box around it; `in_voxels` are the positions of the nodes.
 void KeepAround(KeptVoxels& kept, MovingMesh const& mesh, std::size_t t,
-                std::vector<LabelWeights::Place> const& places, LabelWeights::Place const& margin) {
+                std::vector<LabelWeights::VoxelPosition> const& in_voxels,
+                LabelWeights::VoxelPosition const& margin) {
     if (mesh.labels[t] == 0)
         return;
-    LabelWeights::Place low = places[mesh.tetrahedra[t][0]], high = low;
+    LabelWeights::VoxelPosition low = in_voxels[mesh.tetrahedra[t][0]], high = low;
     for (std::uint32_t const node : mesh.tetrahedra[t]) {
-        LabelWeights::Place const& place = places[node];
+        LabelWeights::VoxelPosition const& position = in_voxels[node];
         for (std::size_t axis = 0; axis < 3; ++axis) {
-            low[axis] = std::min(low[axis], place[axis]);
-            high[axis] = std::max(high[axis], place[axis]);
+            low[axis] = std::min(low[axis], position[axis]);
+            high[axis] = std::max(high[axis], position[axis]);
         }
     }
     // Inside a label the boxes of tetrahedra cover all voxels as they are.
@@ -102,8 +105,8 @@ void ForEachLost(std::size_t first_brick, std::size_t last_brick, IndexedLabels 
                     for (std::int64_t i = 0; i < Side; ++i) {
                         if (row[i] == 0)
                             continue;
-                        auto const place = std::ranges::find(slots, row[i]) - slots.begin();
-                        if (!kept.IsKept(first_slot + static_cast<std::size_t>(place), {i, j, k}))
+                        auto const slot = std::ranges::find(slots, row[i]) - slots.begin();
+                        if (!kept.IsKept(first_slot + static_cast<std::size_t>(slot), {i, j, k}))
                             visit(row[i]);
                     }
                 }
@@ -124,18 +127,19 @@ std::vector<std::uint64_t> CountLostVoxels(IndexedLabels const& labels, MovingMe
                                            ImageSpace const& space, LabelWeights const& weights, double size,
                                            MMVector<double, 3> const& spacing, bool parallel) {
     KeptVoxels kept(weights);
-    LabelWeights::Place margin;
+    LabelWeights::VoxelPosition margin;
     for (std::size_t axis = 0; axis < 3; ++axis)
         margin[axis] = 0.5 * size / spacing[axis];
-    std::vector<LabelWeights::Place> places(mesh.positions.size());
-    Support::ComputeSteps(Steps(places.size(), 4096, parallel), [&](std::uint64_t first, std::uint64_t last) {
-        for (std::uint64_t node = first; node < last; ++node)
-            places[node] = space.PlaceOf(mesh.positions[node]);
-    });
+    std::vector<LabelWeights::VoxelPosition> in_voxels(mesh.positions.size());
+    Support::ComputeSteps(Steps(in_voxels.size(), 4096, parallel),
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              for (std::uint64_t node = first; node < last; ++node)
+                                  in_voxels[node] = space.VoxelPositionOf(mesh.positions[node]);
+                          });
     Support::ComputeSteps(Steps(mesh.labels.size(), 4096, parallel),
                           [&](std::uint64_t first, std::uint64_t last) {
                               for (std::uint64_t t = first; t < last; ++t)
-                                  KeepAround(kept, mesh, static_cast<std::size_t>(t), places, margin);
+                                  KeepAround(kept, mesh, static_cast<std::size_t>(t), in_voxels, margin);
                           });
     std::vector<std::uint64_t> lost(labels.Counts().size(), 0);
     using Lost = std::vector<LabelIndex>; // of each voxel

@@ -64,10 +64,10 @@ void IndexedLabels::FillSlice(std::int64_t k, MLabelImage const& image,
         std::int64_t first = m_size[0], last = -1; // in this row
         for (std::int64_t i = 0; i < m_size[0];) {
             if (std::int32_t const label = image.labels[voxel]; label != last_label) {
-                auto const place = std::ranges::lower_bound(labels, label);
+                auto const entry = std::ranges::lower_bound(labels, label);
                 last_label = label;
-                last_index = place != labels.end() && *place == label
-                                 ? static_cast<LabelIndex>(place - labels.begin() + 1)
+                last_index = entry != labels.end() && *entry == label
+                                 ? static_cast<LabelIndex>(entry - labels.begin() + 1)
                                  : LabelIndex{0};
             }
             std::size_t const run = RunOf(last_label, &image.labels[voxel], m_size[0] - i);
@@ -103,7 +103,7 @@ LabelIndex const* IndexedLabels::Row(std::int64_t i, std::int64_t j, std::int64_
 
 namespace {
 
-constexpr std::uint32_t Several = UINT32_MAX; // in place of a label
+constexpr std::uint32_t Several = UINT32_MAX; // instead of a label
 
 std::int64_t FloorOf(std::int64_t voxel, std::int64_t side) noexcept {
     return voxel >= 0 ? voxel / side : -((side - 1 - voxel) / side);
@@ -393,7 +393,7 @@ private:
 
 struct LabelWeights::Cell {
     std::size_t offset; // of the first of eight samples
-    double f[3];        // where the place is between them
+    double f[3];        // where the position is between them
 };
 
 LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel,
@@ -434,10 +434,10 @@ LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& k
         });
 }
 
-LabelWeights::Brick const* LabelWeights::Find(Place const& place, Cell& cell) const noexcept {
+LabelWeights::Brick const* LabelWeights::Find(VoxelPosition const& position, Cell& cell) const noexcept {
     std::uint64_t brick[3], sample[3];
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        double const from_first = place[axis] + static_cast<double>(m_padding);
+        double const from_first = position[axis] + static_cast<double>(m_padding);
         if (!(from_first >= 0.0) || from_first >= static_cast<double>(m_bricks[axis] * Side))
             return nullptr;
         std::int64_t const voxel = static_cast<std::int64_t>(from_first);
@@ -452,7 +452,7 @@ LabelWeights::Brick const* LabelWeights::Find(Place const& place, Cell& cell) co
 
 namespace {
 
-// The samples around a place: corners of a cell, the first axis fastest.
+// The samples around a position: corners of a cell, the first axis fastest.
 using Corners = std::array<double, 8>;
 constexpr std::size_t CornerOffsets[8] = {0, 1, 9, 10, 81, 82, 90, 91};
 
@@ -482,9 +482,9 @@ float const* LabelWeights::WeightsOf(Brick const& brick, LabelIndex label) const
     return slot == NoSlot ? nullptr : &m_weights[slot * Samples];
 }
 
-LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
+LabelIndex LabelWeights::LargestAt(VoxelPosition const& position) const noexcept {
     Cell cell;
-    Brick const* const brick = Find(place, cell);
+    Brick const* const brick = Find(position, cell);
     if (!brick)
         return 0;
     LabelIndex best = brick->only;
@@ -499,11 +499,11 @@ LabelIndex LabelWeights::LargestAt(Place const& place) const noexcept {
     return best;
 }
 
-LabelIndex LabelWeights::LargestAtAll(std::span<Place const> places, LabelSums& sums) const {
+LabelIndex LabelWeights::LargestAtAll(std::span<VoxelPosition const> positions, LabelSums& sums) const {
     sums.Clear();
-    for (Place const& place : places) {
+    for (VoxelPosition const& position : positions) {
         Cell cell;
-        Brick const* const brick = Find(place, cell);
+        Brick const* const brick = Find(position, cell);
         if (!brick || brick->count == 0)
             sums.Add(brick ? brick->only : LabelIndex{0}, 1.0);
         else
@@ -513,18 +513,18 @@ LabelIndex LabelWeights::LargestAtAll(std::span<Place const> places, LabelSums& 
     return sums.Largest();
 }
 
-double LabelWeights::WeightAt(Place const& place, LabelIndex label) const noexcept {
+double LabelWeights::WeightAt(VoxelPosition const& position, LabelIndex label) const noexcept {
     Cell cell;
-    Brick const* const brick = Find(place, cell);
+    Brick const* const brick = Find(position, cell);
     if (!brick || brick->count == 0)
         return (brick ? brick->only : LabelIndex{0}) == label ? 1.0 : 0.0;
     float const* const weights = WeightsOf(*brick, label);
     return weights ? Interpolate(weights + cell.offset, cell.f) : 0.0;
 }
 
-bool LabelWeights::IsPureAt(Place const& place) const noexcept {
+bool LabelWeights::IsPureAt(VoxelPosition const& position) const noexcept {
     Cell cell;
-    Brick const* const brick = Find(place, cell);
+    Brick const* const brick = Find(position, cell);
     return !brick || brick->count == 0;
 }
 
@@ -565,11 +565,11 @@ public:
                 std::size_t const to = from + Strides[axis];
                 if (m_largest[from] == m_largest[to])
                     continue;
-                Place place{double(at[0]), double(at[1]), double(at[2])};
-                place[axis] = Change(from, to);
+                VoxelPosition position{double(at[0]), double(at[1]), double(at[2])};
+                position[axis] = Change(from, to);
                 for (std::size_t k = 0; k < 3; ++k) {
-                    box.low[k] = std::min(box.low[k], place[k]);
-                    box.high[k] = std::max(box.high[k], place[k]);
+                    box.low[k] = std::min(box.low[k], position[k]);
+                    box.high[k] = std::max(box.high[k], position[k]);
                 }
             }
         return box;
@@ -612,7 +612,7 @@ void LabelWeights::AddCrossedCells(std::size_t number, std::vector<Box>& boxes) 
                 if (!crossings.IsCrossed(cell))
                     continue;
                 Box const box = crossings.FindIn(cell);
-                Place const first{double(at[0] + i), double(at[1] + j), double(at[2] + k)};
+                VoxelPosition const first{double(at[0] + i), double(at[1] + j), double(at[2] + k)};
                 boxes.push_back({first + box.low, first + box.high});
             }
 }
@@ -636,7 +636,7 @@ void LabelWeights::ForEachCrossedCell(bool parallel, std::function<void(Box cons
 }
 
 double LabelWeights::DifferenceIn(Brick const& brick, Cell const& cell, LabelIndex a, LabelIndex b,
-                                  Place* gradient) const noexcept {
+                                  VoxelPosition* gradient) const noexcept {
     float const* const of_a = WeightsOf(brick, a);
     float const* const of_b = WeightsOf(brick, b);
     Corners corners{};
@@ -649,10 +649,10 @@ double LabelWeights::DifferenceIn(Brick const& brick, Cell const& cell, LabelInd
     return Interpolate(corners, cell.f, gradient);
 }
 
-double LabelWeights::Difference(Place const& place, LabelIndex a, LabelIndex b,
-                                Place* gradient) const noexcept {
+double LabelWeights::Difference(VoxelPosition const& position, LabelIndex a, LabelIndex b,
+                                VoxelPosition* gradient) const noexcept {
     Cell cell;
-    Brick const* const brick = Find(place, cell);
+    Brick const* const brick = Find(position, cell);
     if (brick && brick->count > 0)
         return DifferenceIn(*brick, cell, a, b, gradient);
     if (gradient)

@@ -92,33 +92,33 @@ private:
 // of labels. Safe from several threads.
 class LabelWeights {
 public:
-    // A place in voxels from the centre of the first one.
-    using Place = MMVector<double, 3>;
+    // A position in voxels from the centre of the first one.
+    using VoxelPosition = MMVector<double, 3>;
 
     // advance(fraction) is called meanwhile; when it returns false the weights stay incomplete.
     LabelWeights(IndexedLabels const& labels, SmoothingKernel const& kernel, bool parallel,
                  std::function<bool(double fraction)> const& advance);
 
     // The label with the largest weight, the first of equals.
-    LabelIndex LargestAt(Place const& place) const noexcept;
-    // The label with the largest sum of weights at all of these places, the first of equals;
+    LabelIndex LargestAt(VoxelPosition const& position) const noexcept;
+    // The label with the largest sum of weights at all of these positions, the first of equals;
     // `sums` is room for the work.
-    LabelIndex LargestAtAll(std::span<Place const> places, LabelSums& sums) const;
-    double WeightAt(Place const& place, LabelIndex label) const noexcept;
-    // Whether only one label has a weight in the brick around a place.
-    bool IsPureAt(Place const& place) const noexcept;
-    // Of places.
+    LabelIndex LargestAtAll(std::span<VoxelPosition const> positions, LabelSums& sums) const;
+    double WeightAt(VoxelPosition const& position, LabelIndex label) const noexcept;
+    // Whether only one label has a weight in the brick around a position.
+    bool IsPureAt(VoxelPosition const& position) const noexcept;
+    // Of positions.
     struct Box {
-        Place low;
-        Place high;
+        VoxelPosition low;
+        VoxelPosition high;
     };
     // Calls visit(box) for each cell between eight voxel centres at which labels with the largest weights
-    // differ: the box around the places on its edges where they change. On edges weights are linear, so
+    // differ: the box around the positions on its edges where they change. On edges weights are linear, so
     // these are exact. All calls are made on the calling thread, in the same order always.
     void ForEachCrossedCell(bool parallel, std::function<void(Box const& box)> const& visit) const;
     // Weight of one label minus that of another, and the change of that along each axis unless it is null.
-    double Difference(Place const& place, LabelIndex a, LabelIndex b,
-                      Place* gradient = nullptr) const noexcept;
+    double Difference(VoxelPosition const& position, LabelIndex a, LabelIndex b,
+                      VoxelPosition* gradient = nullptr) const noexcept;
 
     // Voxels of a brick along each axis.
     static constexpr std::int64_t Side = 8;
@@ -170,11 +170,11 @@ private:
     static constexpr std::size_t Samples = 729; // 9 x 9 x 9: neighbours share the outer layer
 
     struct Brick {
-        std::uint32_t first = 0; // in m_brick_labels; its weights are at the same place times Samples
+        std::uint32_t first = 0; // in m_brick_labels; its weights are at the same index times Samples
         std::uint16_t count = 0; // 0: only label `only`
         LabelIndex only = 0;
     };
-    struct Cell; // where a place lies in its brick
+    struct Cell; // where a position lies in its brick
     class BrickCrossings;
 
     void AddCrossedCells(std::size_t brick, std::vector<Box>& boxes) const;
@@ -188,11 +188,11 @@ private:
                 return slot;
         return NoSlot;
     }
-    Brick const* Find(Place const& place, Cell& cell) const noexcept;
+    Brick const* Find(VoxelPosition const& position, Cell& cell) const noexcept;
     // The weights of a label in a brick that has several; null when it has none there.
     float const* WeightsOf(Brick const& brick, LabelIndex label) const noexcept;
     double DifferenceIn(Brick const& brick, Cell const& cell, LabelIndex a, LabelIndex b,
-                        Place* gradient) const noexcept;
+                        VoxelPosition* gradient) const noexcept;
 
     std::array<std::int64_t, 3> m_bricks{};
     std::int64_t m_padding; // voxels of the bricks before the image's first

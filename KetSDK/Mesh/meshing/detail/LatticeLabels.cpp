@@ -11,7 +11,7 @@ namespace KetSDK::Mesh::Detail {
 
 namespace {
 
-using Place = MMVector<double, 3>;
+using VoxelPosition = MMVector<double, 3>;
 
 // Further levels hardly save elements.
 constexpr int HighestLevel = 8;
@@ -51,8 +51,8 @@ LatticeTree MakeTree(LabelWeights const& weights, LatticeGrid const& grid, bool 
         LatticeTree::Cube low, high;
         for (std::size_t axis = 0; axis < 3; ++axis) {
             auto const cube_of = [&](double voxel) {
-                double const place = voxel * grid.spacing[axis] - grid.first[axis];
-                return static_cast<int>(std::floor(place / (2.0 * grid.size)));
+                double const distance = voxel * grid.spacing[axis] - grid.first[axis];
+                return static_cast<int>(std::floor(distance / (2.0 * grid.size)));
             };
             low[axis] = cube_of(box.low[axis]);
             high[axis] = cube_of(box.high[axis]);
@@ -92,7 +92,7 @@ private:
         Lattice::Node centre;
         for (std::size_t axis = 0; axis < 3; ++axis)
             centre[axis] = (2 * cube[axis] + 1) << level;
-        return m_weights.LargestAt(m_grid.VoxelOf(centre)) != 0;
+        return m_weights.LargestAt(m_grid.VoxelPositionOf(centre)) != 0;
     }
 
     LatticeTree const& m_tree;
@@ -120,14 +120,14 @@ std::vector<LabelIndex> LabelTetrahedra(Lattice const& lattice, LatticeGrid cons
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
         LabelSums sums;
         for (std::uint64_t i = begin; i < end; ++i) {
-            std::array<Place, 5> places; // the centre, and half-way from there to each corner
+            std::array<VoxelPosition, 5> positions; // the centre, and half-way from there to each corner
             for (std::size_t k = 0; k < 4; ++k) {
-                places[k + 1] = grid.VoxelOf(lattice.nodes[lattice.tetrahedra[i][k]]) * 0.5;
-                places[0] += places[k + 1] * 0.5;
+                positions[k + 1] = grid.VoxelPositionOf(lattice.nodes[lattice.tetrahedra[i][k]]) * 0.5;
+                positions[0] += positions[k + 1] * 0.5;
             }
             for (std::size_t k = 1; k < 5; ++k)
-                places[k] += places[0] * 0.5;
-            labels[i] = weights.LargestAtAll(places, sums);
+                positions[k] += positions[0] * 0.5;
+            labels[i] = weights.LargestAtAll(positions, sums);
         }
     });
     return labels;

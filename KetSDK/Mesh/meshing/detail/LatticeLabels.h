@@ -28,20 +28,20 @@ struct LatticeGrid {
 
     // Cubes of the smallest size in all.
     double NumberOfSmallest() const noexcept;
-    MMVector<double, 3> PlaceOf(Lattice::Node const& node) const noexcept {
+    MMVector<double, 3> PositionOf(Lattice::Node const& node) const noexcept {
         return first + MMVector<double, 3>{double(node[0]), double(node[1]), double(node[2])} * (0.5 * size);
     }
     // The same in voxels.
-    LabelWeights::Place VoxelOf(Lattice::Node const& node) const noexcept {
-        LabelWeights::Place place;
+    LabelWeights::VoxelPosition VoxelPositionOf(Lattice::Node const& node) const noexcept {
+        LabelWeights::VoxelPosition position;
         for (std::size_t axis = 0; axis < 3; ++axis)
-            place[axis] = m_first_voxel[axis] + m_half_voxels[axis] * double(node[axis]);
-        return place;
+            position[axis] = m_first_voxel[axis] + m_half_voxels[axis] * double(node[axis]);
+        return position;
     }
 
 private:
-    LabelWeights::Place m_first_voxel; // `first` in voxels
-    LabelWeights::Place m_half_voxels; // half of `size` in voxels
+    LabelWeights::VoxelPosition m_first_voxel; // `first` in voxels
+    LabelWeights::VoxelPosition m_half_voxels; // half of `size` in voxels
 };
 
 // The cubes of the lattice: the smallest ones wherever the label with the largest weight changes.

@@ -64,9 +64,9 @@ public:
             Cube cube = block;
             bool is_first = true;
             for (; !Exists(level, cube); ++level)
-                for (int& place : cube) {
-                    is_first &= (place & 1) == 0;
-                    place >>= 1;
+                for (int& coordinate : cube) {
+                    is_first &= (coordinate & 1) == 0;
+                    coordinate >>= 1;
                 }
             if (is_first)
                 VisitLeaves(level, cube, visit);

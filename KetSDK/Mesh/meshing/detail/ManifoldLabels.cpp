@@ -109,16 +109,16 @@ private:
     void Connect(Number node) {
         m_neighbours.fill(0);
         m_corners.fill(NoCorner);
-        // Faces that have the node, by the places of their other two corners.
+        // Faces that have the node, by the slots of their other two corners.
         std::array<std::array<std::uint16_t, 3>, 64> faces;
         for (std::size_t i = 0; i < m_members.size(); ++i) {
-            std::array<std::size_t, 3> places{};
+            std::array<std::size_t, 3> slots{};
             std::size_t count = 0;
             for (Number const corner : m_lattice.tetrahedra[m_members[i]])
                 if (corner != node && count < 3)
-                    places[count++] = PlaceOf(corner);
+                    slots[count++] = SlotOf(corner);
             for (std::size_t k = 0; k < 3; ++k) {
-                std::size_t const a = places[k], b = places[(k + 1) % 3];
+                std::size_t const a = slots[k], b = slots[(k + 1) % 3];
                 faces[i][k] = static_cast<std::uint16_t>(std::min(a, b) * 64 + std::max(a, b));
                 std::uint8_t& other = m_first_at[faces[i][k]];
                 if (other == NoMember)
@@ -133,13 +133,13 @@ private:
             for (std::uint16_t const face : faces[i])
                 m_first_at[face] = NoMember;
     }
-    // Its place among the corners around the node; it gets the next free one after that of its hash.
-    std::size_t PlaceOf(Number corner) noexcept {
-        std::size_t place = corner * 0x9E3779B9u >> 26;
-        while (m_corners[place] != corner && m_corners[place] != NoCorner)
-            place = (place + 1) % m_corners.size();
-        m_corners[place] = corner;
-        return place;
+    // Its slot among the corners around the node; it gets the next free one after that of its hash.
+    std::size_t SlotOf(Number corner) noexcept {
+        std::size_t slot = corner * 0x9E3779B9u >> 26;
+        while (m_corners[slot] != corner && m_corners[slot] != NoCorner)
+            slot = (slot + 1) % m_corners.size();
+        m_corners[slot] = corner;
+        return slot;
     }
 
     // Those of a set that are connected with its first.

@@ -66,9 +66,9 @@ void NodeStar::GatherFor(MovingMesh const& mesh, NodeTetrahedra const& around, s
 template void NodeStar::GatherFor<true>(MovingMesh const&, NodeTetrahedra const&, std::uint32_t);
 template void NodeStar::GatherFor<false>(MovingMesh const&, NodeTetrahedra const&, std::uint32_t);
 
-void NodeStar::Put(std::size_t place, std::array<Position, 3> const& corners, bool inside) noexcept {
-    Block& block = m_blocks[place / Lanes];
-    std::size_t const lane = place % Lanes;
+void NodeStar::Put(std::size_t index, std::array<Position, 3> const& corners, bool inside) noexcept {
+    Block& block = m_blocks[index / Lanes];
+    std::size_t const lane = index % Lanes;
     Position const normal = (corners[1] - corners[0]).Cross(corners[2] - corners[0]);
     for (std::size_t axis = 0; axis < 3; ++axis) {
         for (std::size_t k = 0; k < 3; ++k)

@@ -56,7 +56,7 @@ private:
 
     template <bool Angles>
     void GatherFor(MovingMesh const& mesh, NodeTetrahedra const& around, std::uint32_t node);
-    void Put(std::size_t place, std::array<Position, 3> const& corners, bool inside) noexcept;
+    void Put(std::size_t index, std::array<Position, 3> const& corners, bool inside) noexcept;
     static double WorstOf(Block const& block, Position const& p) noexcept;
 
     Position m_centre;

@@ -59,7 +59,7 @@ public:
         if (m_lines.empty())
             return Found();
         Slot const slot = FindSlot(points, BitsOf(x, y, z), x, y, z);
-        return IsFree(slot) ? Found() : &points[m_lines[slot.line].points[slot.place]];
+        return IsFree(slot) ? Found() : &points[m_lines[slot.line].points[slot.entry]];
     }
 
     // The point at the position, appended to the sequence with the next index when none is there.
@@ -70,7 +70,7 @@ public:
         std::uint32_t const bits = BitsOf(x, y, z);
         Slot const slot = FindSlot(points, bits, x, y, z);
         if (!IsFree(slot))
-            return &points[m_lines[slot.line].points[slot.place]];
+            return &points[m_lines[slot.line].points[slot.entry]];
         MStlPoint& added = points.emplace_back(x, y, z, static_cast<MLong>(m_entered));
         Fill(slot, bits);
         ++m_entered;
@@ -106,7 +106,7 @@ private:
 
     struct Slot {
         std::size_t line;
-        unsigned int place;
+        unsigned int entry;
     };
 
     static std::uint32_t BitsOf(MLong x, MLong y, MLong z) noexcept {
@@ -120,23 +120,23 @@ private:
         for (std::size_t at = bits >> m_shift;; at = Next(at)) {
             Line const& line = m_lines[at];
             for (unsigned int same = line.SlotsWith(bits); same != 0; same &= same - 1) {
-                auto const place = static_cast<unsigned int>(std::countr_zero(same));
-                MStlPoint const& p = points[line.points[place]];
+                auto const entry = static_cast<unsigned int>(std::countr_zero(same));
+                MStlPoint const& p = points[line.points[entry]];
                 if (p.GetX() == x && p.GetY() == y && p.GetZ() == z)
-                    return {at, place};
+                    return {at, entry};
             }
             if (unsigned int const free = line.SlotsWith(Free))
                 return {at, static_cast<unsigned int>(std::countr_zero(free))};
         }
     }
     bool IsFree(Slot const& slot) const noexcept {
-        return m_lines[slot.line].bits[slot.place] == Free;
+        return m_lines[slot.line].bits[slot.entry] == Free;
     }
 
     // Enters the next point of the sequence.
     void Fill(Slot const& slot, std::uint32_t bits) noexcept {
-        m_lines[slot.line].bits[slot.place] = bits;
-        m_lines[slot.line].points[slot.place] = static_cast<std::uint32_t>(m_entered);
+        m_lines[slot.line].bits[slot.entry] = bits;
+        m_lines[slot.line].points[slot.entry] = static_cast<std::uint32_t>(m_entered);
         ++m_filled;
     }
     // At three quarters of the slots at most.
