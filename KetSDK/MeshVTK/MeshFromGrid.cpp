@@ -153,8 +153,8 @@ public:
 
     void AddElements(Partition const& partition) {
         for (std::size_t i = 0; i < partition.names.size(); ++i) {
-            MMeshSubVolume* const part = i == 0 ? m_mesh.GetMainSubVolume() : m_mesh.AddSubVolume();
-            part->SetName(partition.names[i]);
+            MMeshSubVolume* const sub_volume = i == 0 ? m_mesh.GetMainSubVolume() : m_mesh.AddSubVolume();
+            sub_volume->SetName(partition.names[i]);
         }
         Detail::WithNumbersOf(*m_grid.GetCells(), [&](auto const offsets, auto const points) {
             std::vector<unsigned char> counts;
@@ -296,14 +296,14 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
 void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid, std::string const& labels) {
     Partition const partition = PartitionByLabels(LabelArray(grid, labels), mesh.NumberOfElements());
     mesh.ClearSubVolumes();
-    std::vector<MMeshSubVolume*> parts;
+    std::vector<MMeshSubVolume*> sub_volumes;
     for (std::wstring const& name : partition.names) {
-        parts.push_back(mesh.AddSubVolume());
-        parts.back()->SetName(name);
+        sub_volumes.push_back(mesh.AddSubVolume());
+        sub_volumes.back()->SetName(name);
     }
     auto index = partition.subvolume_of.begin();
     for (MMeshElement& e : mesh.Elements())
-        parts[static_cast<std::size_t>(*index++)]->IncludeElement(e);
+        sub_volumes[static_cast<std::size_t>(*index++)]->IncludeElement(e);
 }
 
 void SetSubvolumesByLabels(MMeshBase& mesh, std::vector<MMeshArray> const& arrays,

@@ -45,6 +45,7 @@
 #include <initializer_list>
 #include <memory>
 #include <optional>
+#include <ostream>
 #include <random>
 #include <span>
 #include <stdexcept>
@@ -554,6 +555,9 @@ struct Case {
     char const* name;
     std::function<Numbers(bool parallel)> run;
 };
+void PrintTo(Case const& tested, std::ostream* out) {
+    *out << tested.name;
+}
 Case const Cases[] = {
     {"quality", QualityOf},
     {"histogram", HistogramOf},
