@@ -34,13 +34,14 @@ struct ImageFileOptions {
 //   them taken from their positions. The world is that of the patient positions.
 // - VTK XML (.vti), in LPS unless it says another frame: the active scalars, or the only array, of the
 //   points.
-// Jitter of DICOM slices below a hundredth of a spacing is noted. The image says its frame of coordinates
-// (Frames.h). The image has origin, spacing and direction matrix as the file states them: voxel (i, j, k) is
-// the file's own and no axis is flipped. A slope and intercept in the header are applied: the values stay
-// integers where both are. Throws Error for what is missing, empty, cut off, damaged or of another kind, and
-// for axes that are not perpendicular. Throws it also for more than one value per voxel and for slices that
-// make no regular stack. Throws Cancelled. Memory grows with what is in the file, never with what its header
-// claims. The delegate and the report may be null.
+// Jitter of DICOM slices below a hundredth of a spacing is noted. So is how far slices lie beside a straight
+// line, up to a tenth of a voxel, when rounding of their positions does not explain it. The image says its
+// frame of coordinates (Frames.h). The image has origin, spacing and direction matrix as the file states
+// them: voxel (i, j, k) is the file's own and no axis is flipped. A slope and intercept in the header are
+// applied: the values stay integers where both are. Throws Error for what is missing, empty, cut off, damaged
+// or of another kind, and for axes that are not perpendicular. Throws it also for more than one value per
+// voxel and for slices that make no regular stack. Throws Cancelled. Memory grows with what is in the file,
+// never with what its header claims. The delegate and the report may be null.
 KETSDK_MESHVTK_API vtkSmartPointer<vtkImageData>
 ReadImageFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress,
               ImageFileReport* report = nullptr);

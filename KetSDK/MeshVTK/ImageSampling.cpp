@@ -6,6 +6,7 @@
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/images/ElementSampler.h>
 #include <KetSDK/MeshVTK/images/ImageFrame.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkDataArray.h>
@@ -13,6 +14,7 @@
 #include <vtkPointData.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <utility>
@@ -42,38 +44,28 @@ vtkDataArray& ValuesOf(vtkImageData& image) {
     return *values;
 }
 
-void CheckKinds(MMeshBase const& mesh, bool parallel) {
-    auto const is_known = [&mesh](std::uint64_t number) {
-        return MMeshElementDescriptor::GetNumSimpleNodes(mesh.GetElement(number)->GetNodeCount()) > 0;
-    };
-    auto const find = [&is_known](std::uint64_t first, std::uint64_t last, std::uint64_t& unknown) {
-        for (unknown = first; unknown < last && is_known(unknown); ++unknown) {
-        }
-    };
-    auto const complain = [&mesh](std::uint64_t, std::uint64_t last, std::uint64_t unknown) {
-        if (unknown != last)
-            throw Error("element " + std::to_string(unknown) + " has " +
-                        std::to_string(mesh.GetElement(unknown)->GetNodeCount()) +
-                        " nodes, which is no known kind");
-        return true;
-    };
-    Support::ComputeSteps<std::uint64_t>(
-        {.items = mesh.Elements().GetNumElements(), .step = 4096, .parallel = parallel}, find, complain);
-}
-
 // Values of elements first to last - 1, written to the places of these elements.
 using StepFunction = std::function<Detail::SamplingSums(std::uint64_t first, std::uint64_t last)>;
 
+void CheckKinds(MMeshBase const& mesh, Detail::SamplingSums const& sums) {
+    if (sums.unknown != Detail::SamplingSums::NoElement)
+        throw Error("element " + std::to_string(sums.unknown) + " has " +
+                    std::to_string(mesh.GetElement(sums.unknown)->GetNodeCount()) +
+                    " nodes, which is no known kind");
+}
+
 // Takes the values of all elements; the sums are added in the order of the steps.
-Detail::SamplingSums SampleAll(std::uint64_t elements, bool parallel, StepFunction const& sample,
+Detail::SamplingSums SampleAll(MMeshBase const& mesh, bool parallel, StepFunction const& sample,
                                std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    Support::WorkSteps const steps{.items = elements, .step = StepSize, .parallel = parallel};
+    Support::WorkSteps const steps{
+        .items = mesh.Elements().GetNumElements(), .step = StepSize, .parallel = parallel};
     Common::IncrementalProgressReporter reporter(progress, "Sampling image", steps.NumberOfSteps(), true);
     Detail::SamplingSums all;
     auto const compute = [&sample](std::uint64_t first, std::uint64_t last, Detail::SamplingSums& sums) {
         sums = sample(first, last);
     };
     auto const commit = [&](std::uint64_t, std::uint64_t, Detail::SamplingSums const& sums) {
+        CheckKinds(mesh, sums);
         all.Add(sums);
         ++reporter;
         return !reporter.IsCancelled();
@@ -104,12 +96,16 @@ SamplingReport MakeReport(MMeshBase const& mesh, Detail::ImageFrame const& frame
     return report;
 }
 
-void StoreGreyValues(MMeshBase& mesh, std::vector<double> const& values, bool parallel) {
+// Values of all elements, written before they are read.
+using GreyValues = std::vector<double, Support::MUninitializedAllocator<double>>;
+
+void StoreGreyValues(MMeshBase& mesh, GreyValues const& values, bool parallel) {
     MDataMask<MMeshElement, double>& mask = *mesh.GetElementMasks()->GetGreyValueMask();
     Support::ComputeSteps({.items = values.size(), .step = 4096, .parallel = parallel},
                           [&](std::uint64_t first, std::uint64_t last) {
-                              for (std::uint64_t i = first; i < last; ++i)
-                                  mask.SetValue(*mesh.GetElement(i), values[i]);
+                              auto element = mesh.Elements().begin() + static_cast<std::ptrdiff_t>(first);
+                              for (std::uint64_t i = first; i < last; ++i, ++element)
+                                  mask.SetValue(*element, values[i]);
                           });
     mesh.SetGreyValuesFlag(true);
 }
@@ -121,13 +117,12 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
     CheckOptions(options);
     vtkDataArray& voxels = ValuesOf(image);
     Detail::ImageFrame const frame(image, options.unit);
-    CheckKinds(mesh, options.parallel);
     bool const with_law = options.law.value && options.law_values;
     SamplingOptions own = options;
     if (!with_law)
         own.law = {};
     std::uint64_t const count = mesh.Elements().GetNumElements();
-    std::vector<double> grey(static_cast<std::size_t>(count));
+    GreyValues grey(static_cast<std::size_t>(count));
     std::vector<double> law(with_law ? grey.size() : 0);
     StepFunction sample;
     auto const use = [&]<typename T>(T const* values) {
@@ -143,7 +138,7 @@ SamplingReport SampleImage(MMeshBase& mesh, vtkImageData& image, SamplingOptions
         throw Error(std::string("voxels of type ") + voxels.GetDataTypeAsString() + " cannot be sampled");
     }
     SamplingReport const report =
-        MakeReport(mesh, frame, SampleAll(count, options.parallel, sample, progress));
+        MakeReport(mesh, frame, SampleAll(mesh, options.parallel, sample, progress));
     StoreGreyValues(mesh, grey, options.parallel);
     if (with_law)
         options.law_values->swap(law);

@@ -514,6 +514,36 @@ TEST_F(ImageFile, DicomSeriesAreChosenAndJitterIsNoted) {
     EXPECT_THROW(read(""), Error);
 }
 
+// A slice beside the others is noted with how far it is, unless positions are written too coarsely to tell.
+TEST_F(ImageFile, DicomSlicesBesideTheOthersAreNoted) {
+    fs::path const folder = Path("slices");
+    fs::create_directories(folder);
+    std::string const turned = "0\\0.819152\\0.573576\\0\\-0.573576\\0.819152"; // by 35 degrees
+    struct {
+        std::string position, orientation, note;
+    } const cases[] = {
+        {"3\\11.060\\0.42", Slice().orientation, "0.100000 mm"},
+        {"3.04\\11\\0.58", Slice().orientation, "0.080000 mm"}, // and the distances are noted
+        {"3e0\\11\\58.0e-2", Slice().orientation, "0.080000 mm"},
+        {"3\\11\\0.58", turned, "0.080000 mm"},
+        {"3\\11.1\\0.5", Slice().orientation, ""}, // any could be 11.05
+        {"3\\11.00\\0.51", Slice().orientation, ""},
+        {"3\\11.0000\\0.5005", Slice().orientation, ""}, // too little to say
+        {"3.000000\\11\\0.5", turned, ""},
+    };
+    for (auto const& c : cases) {
+        SCOPED_TRACE(c.position);
+        Save(folder / "a.dcm", Dicom({.orientation = c.orientation}));
+        Save(folder / "b.dcm", Dicom({.position = "-2\\11\\0.5", .orientation = c.orientation, .k = 1}));
+        Save(folder / "c.dcm", Dicom({.position = c.position, .orientation = c.orientation, .k = 1}));
+        ReadImageFile(folder, nullptr, &m_report);
+        bool const noted = m_report.note.find("beside") != std::string::npos;
+        EXPECT_EQ(noted, !c.note.empty()) << m_report.note;
+        EXPECT_EQ(m_report.note.find("\"c.dcm\"") != std::string::npos, noted) << m_report.note;
+        EXPECT_NE(m_report.note.find(c.note), std::string::npos) << m_report.note;
+    }
+}
+
 // Files of every format: cut off after every byte they are refused; with any byte changed they are read or
 // refused. A folder has one good slice beside the file.
 TEST_F(ImageFile, CutAndDamagedFilesNeverCrash) {

@@ -74,14 +74,18 @@ double GreyValue(MMeshBase& mesh, vtkImageData& image, SamplingOptions const& op
     return GreyValues(mesh)[0];
 }
 
-std::unique_ptr<MMeshBase> MeshOf(std::vector<Point> const& nodes) {
-    auto mesh = std::make_unique<MMeshBase>();
+void AddElementAt(MMeshBase& mesh, std::vector<Point> const& nodes) {
     std::vector<MMeshPoint*> points;
     for (Point const& p : nodes)
-        points.push_back(mesh->AddPoint(static_cast<MLong>(std::lround(p[0] * 65536.0)),
-                                        static_cast<MLong>(std::lround(p[1] * 65536.0)),
-                                        static_cast<MLong>(std::lround(p[2] * 65536.0))));
-    mesh->AddElement(static_cast<char>(points.size()), points.data());
+        points.push_back(mesh.AddPoint(static_cast<MLong>(std::lround(p[0] * 65536.0)),
+                                       static_cast<MLong>(std::lround(p[1] * 65536.0)),
+                                       static_cast<MLong>(std::lround(p[2] * 65536.0))));
+    TestMeshes::AddElement(mesh, points);
+}
+
+std::unique_ptr<MMeshBase> MeshOf(std::vector<Point> const& nodes) {
+    auto mesh = std::make_unique<MMeshBase>();
+    AddElementAt(*mesh, nodes);
     return mesh;
 }
 
@@ -464,6 +468,51 @@ TEST(ImageSampling, ValuesDoNotDependOnThreadsOrCancelledRunsOrTasksAround) {
         }
 }
 
+// Elements of all kinds and sizes that lie about in and around an image, between which voxels are fetched
+// ahead, against each of them in a mesh of its own.
+TEST(ImageSampling, ValuesDoNotDependOnOtherElements) {
+    constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+    std::mt19937 random(17);
+    std::uniform_real_distribution<double> place(-3.0, 22.0), size(0.05, 2.0), hounsfield(-1000.0, 3000.0);
+    auto const image = MakeImage(20, [&](double, double, double) {
+        double const value = hounsfield(random);
+        return value > 2700.0 ? nan : value;
+    });
+    MMeshBase mesh;
+    std::vector<std::unique_ptr<MMeshBase>> alone;
+    for (int i = 0; i < 600; ++i) {
+        double const at[] = {place(random), place(random), place(random)}, scale = size(random);
+        std::vector<Point> nodes;
+        for (auto const& p : TestMeshes::Corners(std::array<unsigned char, 4>{4, 6, 8, 10}[random() % 4]))
+            nodes.push_back({at[0] + scale * static_cast<double>(p[0]),
+                             at[1] + scale * static_cast<double>(p[1]),
+                             at[2] + scale * static_cast<double>(p[2])});
+        AddElementAt(mesh, nodes);
+        alone.push_back(MeshOf(nodes));
+    }
+    int square = 2;
+    std::vector<double> law_together, law_alone;
+    for (auto const mode : {SamplingMode::Centroid, SamplingMode::Mean, SamplingMode::Voxels}) {
+        SamplingOptions options{.mode = mode, .order = 4, .outside_value = -1.0, .law = {Power, &square}};
+        options.law_values = &law_together;
+        SamplingReport const report = SampleImage(mesh, *image, options, nullptr);
+        std::vector<double> const grey = GreyValues(mesh);
+        options.law_values = &law_alone;
+        SamplingReport sum, one;
+        for (std::size_t i = 0; i < alone.size(); ++i) {
+            ASSERT_TRUE(SameBits({GreyValue(*alone[i], *image, options, &one)}, {grey[i]})) << i;
+            ASSERT_TRUE(SameBits(law_alone, {law_together[i]})) << i;
+            sum.outside += one.outside;
+            sum.fallbacks += one.fallbacks;
+            sum.not_finite += one.not_finite;
+        }
+        EXPECT_GT(sum.outside, 50u);
+        EXPECT_EQ(report.outside, sum.outside);
+        EXPECT_EQ(report.fallbacks, sum.fallbacks);
+        EXPECT_EQ(report.not_finite, sum.not_finite);
+    }
+}
+
 // The thinned-out image lies where the whole one lay from which the values in the file came.
 TEST(ImageSampling, RealImagesLieWhereTheirMeshesAre) {
     auto const mesh = ReadMesh("head_small_tet4.vtu");
@@ -507,4 +556,11 @@ TEST(ImageSampling, WhatCannotBeSampledIsRefused) {
     image->SetSpacing(1.0, 1.0, 1.0);
     image->AllocateScalars(VTK_SHORT, 2);
     refused(*image);
+    image->AllocateScalars(VTK_SHORT, 1);
+    for (int i = 0; i < 1000; ++i)
+        TestMeshes::AddElementOfKind(mesh, 4);
+    TestMeshes::AddElement(
+        mesh, TestMeshes::AddNodes(mesh, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 1}}));
+    for (auto const mode : {SamplingMode::Centroid, SamplingMode::Mean, SamplingMode::Voxels})
+        refused(*image, {.mode = mode, .parallel = true});
 }

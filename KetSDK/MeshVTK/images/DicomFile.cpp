@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 namespace KetSDK::MeshVTK::Detail {
 
@@ -171,6 +172,24 @@ std::vector<double> Numbers(std::string_view value) {
     return numbers;
 }
 
+// What one in the last digit of such numbers is worth: 0.01 for 2.5 and 1.25.
+double LastDigit(std::string_view value) {
+    double most = -std::numeric_limits<double>::infinity(); // digits behind the point
+    while (!value.empty()) {
+        std::string_view const number = value.substr(0, value.find('\\'));
+        value.remove_prefix(std::min(number.size() + 1, value.size()));
+        std::string_view const mantissa = number.substr(0, number.find_first_of("eE"));
+        std::string_view power = number.substr(std::min(mantissa.size() + 1, number.size()));
+        power.remove_prefix(power.starts_with('+') ? 1 : 0);
+        double const exponent = std::clamp(AsNumber(Text(power)).value_or(0.0), -400.0, 400.0);
+        auto const digits =
+            std::ranges::count_if(mantissa.substr(std::min(mantissa.find('.'), mantissa.size())),
+                                  [](char c) { return c >= '0' && c <= '9'; });
+        most = std::max(most, static_cast<double>(digits) - exponent);
+    }
+    return std::pow(10.0, -most);
+}
+
 double Number(std::string_view value, double otherwise) {
     std::vector<double> const numbers = Numbers(value);
     return numbers.empty() ? otherwise : numbers[0];
@@ -221,9 +240,11 @@ void ReadElement(Elements const& elements, Element const& element, DicomSlice& s
         break;
     case Position:
         slice.position = Numbers(element.value);
+        slice.position_digit = LastDigit(element.value);
         break;
     case Orientation:
         slice.orientation = Numbers(element.value);
+        slice.orientation_digit = LastDigit(element.value);
         break;
     case PixelSpacing:
         slice.spacing = Numbers(element.value);

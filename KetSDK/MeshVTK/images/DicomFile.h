@@ -23,7 +23,10 @@ struct DicomSlice {
     std::int64_t columns = 0;        // and along the first
     std::vector<double> position;    // of the first voxel's centre, three coordinates in mm
     std::vector<double> orientation; // directions of the first and the second axis
-    std::vector<double> spacing;     // between rows, then between columns, in mm
+    // What one in the last digit that these numbers were written with is worth.
+    double position_digit = 0.0;
+    double orientation_digit = 0.0;
+    std::vector<double> spacing; // between rows, then between columns, in mm
     double slope = 1.0;
     double intercept = 0.0;
     unsigned int bytes = 2; // of a stored value, 1 or 2

@@ -30,7 +30,8 @@ namespace {
 // slices and across it in voxels: positions are written with few digits.
 constexpr double PositionTolerance = 0.02;
 constexpr double DirectionTolerance = 1e-4;
-// What is accepted with a note, as part of a spacing, and from where on distances between slices are noted.
+// What is accepted with a note, as part of a spacing. Then from where on two things are noted: distances
+// between slices, as part of the mean one, and how far a slice lies across it, in voxels.
 constexpr double JitterTolerance = 0.01;
 constexpr double NotedJitter = 1e-3;
 
@@ -205,6 +206,53 @@ void CheckStraight(std::vector<SliceFile> const& files, ImageGrid const& grid) {
     }
 }
 
+// How far slices may lie beside a straight line because their positions and directions are written with few
+// digits. Two axes that are exactly perpendicular and of length 1 were not rounded, however they are written.
+double RoundingAcross(std::vector<SliceFile> const& files) {
+    double position = std::numeric_limits<double>::infinity();
+    double direction = position;
+    for (SliceFile const& file : files) {
+        position = std::min(position, file.slice.position_digit);
+        direction = std::min(direction, file.slice.orientation_digit);
+    }
+    double const* const axes = files[0].slice.orientation.data();
+    auto const dot = [axes](std::size_t a, std::size_t b) {
+        return axes[a] * axes[b] + axes[a + 1] * axes[b + 1] + axes[a + 2] * axes[b + 2];
+    };
+    if (std::max({std::fabs(dot(0, 0) - 1.0), std::fabs(dot(3, 3) - 1.0), std::fabs(dot(0, 3))}) < 1e-12)
+        direction = 0.0;
+    double const height = files.back().height - files.front().height;
+    // Half a digit for each coordinate of both slices, and of both axes that the normal is the product of.
+    return std::sqrt(3.0) * (position + height * direction);
+}
+
+// How far a position lies from the line along the normal through the origin of the grid.
+double DistanceAcross(std::vector<double> const& position, ImageGrid const& grid) {
+    Vector3 const& normal = grid.axes[2]; // of length 1 only as far as the axes are written
+    Vector3 offset;
+    double along = 0.0, square = 0.0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        offset[i] = position[i] - grid.origin[i];
+        along += normal[i] * offset[i];
+        square += normal[i] * normal[i];
+    }
+    for (std::size_t i = 0; i < 3; ++i)
+        offset[i] -= along / square * normal[i];
+    return std::hypot(offset[0], offset[1], offset[2]);
+}
+
+// Notes slices that lie beside the line straight above the first one, where the image has them.
+void NoteAcross(std::vector<SliceFile> const& files, ImageGrid const& grid, ImageFileReport& report) {
+    auto const across = [&grid](SliceFile const& file) { return DistanceAcross(file.slice.position, grid); };
+    SliceFile const& farthest = *std::ranges::max_element(files, {}, across);
+    if (across(farthest) > std::max(RoundingAcross(files), NotedJitter * std::ranges::min(grid.spacing)))
+        AddNote(report,
+                "slices lie up to " + std::to_string(across(farthest)) +
+                    " mm beside the line straight above the first one, on which they are taken to lie; "
+                    "the farthest is \"" +
+                    farthest.path.filename().string() + "\"");
+}
+
 // Sorts the slices along their normal and places the image; throws where they make no regular stack.
 ImageGrid Stack(std::vector<SliceFile>& files, ImageFileReport& report) {
     ImageGrid grid = GridOfSlices(files[0].slice, files.size());
@@ -213,6 +261,7 @@ ImageGrid Stack(std::vector<SliceFile>& files, ImageFileReport& report) {
     if (files.size() > 1) {
         grid.spacing[2] = DistanceBetween(files, report);
         CheckStraight(files, grid);
+        NoteAcross(files, grid, report);
     }
     return grid;
 }

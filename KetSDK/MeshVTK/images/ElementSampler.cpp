@@ -10,11 +10,6 @@ constexpr double Inside = -1e-9;
 // A box is taken a little larger than it is, for what counts as inside by that margin.
 constexpr double BoxMargin = 1e-6;
 
-// Positions in internal units: differences and sums of a few are exact.
-VoxelPosition PositionOf(MMeshPoint const& p) {
-    return {static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)};
-}
-
 } // namespace
 
 void SamplingSums::Add(SamplingSums const& other) noexcept {
@@ -27,17 +22,12 @@ void SamplingSums::Add(SamplingSums const& other) noexcept {
     sum += other.sum;
     volume += other.volume;
     outside_volume += other.outside_volume;
+    unknown = std::min(unknown, other.unknown);
 }
 
-ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
-    auto const six_volumes = [](VoxelPosition const& a, VoxelPosition const& b, VoxelPosition const& c,
-                                VoxelPosition const& d) { return (b - a).Dot((c - a).Cross(d - a)); };
+ElementMeasure MeasureByTables(MMeshElement const& element) noexcept {
     auto const node = [&element](unsigned int i) { return PositionOf(*element.GetNode(i)); };
     unsigned char const count = MMeshElementDescriptor::GetNumSimpleNodes(element.GetNodeCount());
-    if (count == 4) { // most elements, and much faster than by the tables
-        VoxelPosition const a = node(0), b = node(1), c = node(2), d = node(3);
-        return {(a + b + c + d) * 0.25, std::fabs(six_volumes(a, b, c, d))};
-    }
     VoxelPosition sum;
     for (unsigned int i = 0; i < count; ++i)
         sum += node(i);
@@ -46,7 +36,7 @@ ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
         auto const corner = [&](unsigned char vertex) {
             return node(MMeshElementDescriptor::GetOffsetForTetra(count, t, vertex));
         };
-        volumes += six_volumes(corner(0), corner(1), corner(2), corner(3));
+        volumes += SixVolumes(corner(0), corner(1), corner(2), corner(3));
     }
     return {sum / static_cast<double>(count), std::fabs(volumes)};
 }

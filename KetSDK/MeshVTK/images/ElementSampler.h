@@ -14,6 +14,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <optional>
 #include <span>
 #include <type_traits>
 #include <utility>
@@ -31,6 +33,9 @@ struct SamplingSums {
     double sum = 0.0;
     double volume = 0.0; // in any unit
     double outside_volume = 0.0;
+    std::uint64_t unknown = NoElement; // the first element of no known kind
+
+    static constexpr std::uint64_t NoElement = std::numeric_limits<std::uint64_t>::max();
 
     void Add(SamplingSums const& other) noexcept;
 };
@@ -41,7 +46,28 @@ struct ElementMeasure {
     // Six times the volume in cubic internal units, without sign; of a curved element that of its corners.
     double six_volumes;
 };
-ElementMeasure MeasureOf(MMeshElement const& element) noexcept;
+// Of no known kind of element: a centroid that is no number.
+ElementMeasure MeasureByTables(MMeshElement const& element) noexcept;
+
+// Positions in internal units: differences and sums of a few are exact.
+inline VoxelPosition PositionOf(MMeshPoint const& p) noexcept {
+    return {static_cast<double>(p.x), static_cast<double>(p.y), static_cast<double>(p.z)};
+}
+// Always inlined, like what else every sample takes: passing positions takes as long as the arithmetic.
+[[gnu::always_inline]] inline double SixVolumes(VoxelPosition const& a, VoxelPosition const& b,
+                                                VoxelPosition const& c, VoxelPosition const& d) noexcept {
+    return (b - a).Dot((c - a).Cross(d - a));
+}
+[[gnu::always_inline]] inline ElementMeasure MeasureOf(MMeshElement const& element) noexcept {
+    if (element.GetNodeCount() != 4 && element.GetNodeCount() != 10)
+        return MeasureByTables(element);
+    auto const node = [&element](unsigned int i) { return PositionOf(*element.GetNode(i)); };
+    VoxelPosition const a = node(0), b = node(1), c = node(2), d = node(3);
+    return {(a + b + c + d) * 0.25, std::fabs(SixVolumes(a, b, c, d))};
+}
+
+// Tetrahedra that a straight-sided element is cut into at most: those of a hexahedron.
+constexpr unsigned int MostTetrahedra = 6;
 
 // An element in the image: its nodes as positions there.
 class ElementInVoxels {
@@ -91,6 +117,8 @@ class VoxelsOfElement {
 public:
     VoxelsOfElement(ElementInVoxels const& element, ImageFrame const& frame) noexcept;
 
+    // The box of the element, in which all of them are.
+    VoxelBox const& Box() const noexcept { return m_box; }
     // Calls visit(first, last, j, k) for runs of voxels in rows; each voxel is in one run only, also when
     // it is in several of the element's tetrahedra.
     template <typename Visit>
@@ -113,7 +141,6 @@ public:
     }
 
 private:
-    static constexpr unsigned int MostTetrahedra = 6; // of a hexahedron
     using Runs = std::array<VoxelRun, MostTetrahedra>;
 
     static VoxelBox BoxOf(ElementInVoxels const& element, ImageFrame const& frame) noexcept;
@@ -139,26 +166,56 @@ public:
     SamplingSums Sample(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, double* grey,
                         double* law) const {
         SamplingSums sums;
-        if (m_options.mode == SamplingMode::Centroid)
-            for (std::uint64_t batch = first; batch < last; batch += BatchSize, grey += BatchSize) {
-                SampleCentroids(mesh, batch, std::min(batch + BatchSize, last), grey, law, sums);
-                law = law ? law + BatchSize : nullptr;
-            }
-        else
-            mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
-                Mean mean{m_options.law};
-                ElementMeasure const measure = MeasureOf(e);
-                VoxelPosition const centroid = m_frame.Place(measure.centroid);
-                if (Enter(centroid, measure.six_volumes, sums))
-                    TakeElement(e, centroid, mean, sums);
-                Finish(mean, grey++, law ? law++ : nullptr, sums);
-            });
+        // The more of an element is fetched, the fewer elements are on their way.
+        switch (m_options.mode) {
+        case SamplingMode::Centroid: {
+            std::array<LocatedCentroid, 16> ring;
+            SampleThrough(ring, mesh, first, last, grey, law, sums);
+            break;
+        }
+        case SamplingMode::Mean: {
+            std::array<LocatedPoints, 8> ring;
+            std::size_t const most = MostTetrahedra * m_rule.size();
+            auto const points = std::make_unique_for_overwrite<WeightedCell[]>(ring.size() * most);
+            for (std::size_t i = 0; i < ring.size(); ++i)
+                ring[i].points = &points[i * most];
+            SampleThrough(ring, mesh, first, last, grey, law, sums);
+            break;
+        }
+        case SamplingMode::Voxels: {
+            std::array<LocatedVoxels, 4> ring;
+            SampleThrough(ring, mesh, first, last, grey, law, sums);
+            break;
+        }
+        }
         return sums;
     }
 
 private:
-    // Elements whose voxels are on their way at the same time.
-    static constexpr std::uint64_t BatchSize = 32;
+    using Cell = typename VoxelField<T>::Cell;
+
+    // An element whose voxels were asked for and not yet used; of one outside nothing else is known.
+    struct Located {
+        double six_volumes;
+        bool inside;
+    };
+    struct LocatedCentroid : Located {
+        Cell cell;
+    };
+    struct WeightedCell {
+        Cell cell;
+        double weight;
+    };
+    struct LocatedPoints : Located {
+        VoxelPosition centroid;
+        unsigned int count;
+        WeightedCell* points; // of the rule, those that are in the image
+    };
+    struct LocatedVoxels : Located {
+        VoxelPosition centroid;
+        MMeshElement const* element;
+        std::optional<VoxelsOfElement> voxels; // of a straight-sided element
+    };
 
     // Weighted sums over the samples of one element.
     struct Mean {
@@ -177,47 +234,98 @@ private:
         bool HasValue() const noexcept { return weight > 0.0; }
     };
 
-    // The voxels that are needed lie anywhere in memory: all are asked for before the first is used.
-    void SampleCentroids(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, double* grey,
-                         double* law, SamplingSums& sums) const {
-        std::array<VoxelPosition, BatchSize> places;
-        std::array<double, BatchSize> volumes;
+    // Voxels lie anywhere in memory. Those of an element are asked for when it is located, and used when the
+    // ring has gone round.
+    template <typename AnyLocated, std::size_t Ahead>
+    void SampleThrough(std::array<AnyLocated, Ahead>& ring, MMeshBase const& mesh, std::uint64_t first,
+                       std::uint64_t last, double* grey, double* law, SamplingSums& sums) const {
+        auto const take = [&](AnyLocated const& located) {
+            Take(located, grey++, law ? law++ : nullptr, sums);
+        };
         mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
-            auto const i = static_cast<std::size_t>(number - first);
+            AnyLocated& located = ring[number % Ahead];
+            if (number >= first + Ahead)
+                take(located);
             ElementMeasure const measure = MeasureOf(e);
-            places[i] = m_frame.Place(measure.centroid);
-            volumes[i] = measure.six_volumes;
-            m_field.Prefetch(places[i]);
+            VoxelPosition const centroid = m_frame.Place(measure.centroid);
+            located.six_volumes = measure.six_volumes;
+            located.inside = m_frame.Contains(centroid);
+            if (located.inside)
+                Locate(e, centroid, located);
+            if (MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) == 0)
+                sums.unknown = std::min(sums.unknown, number);
         });
-        for (std::size_t i = 0; i < last - first; ++i) {
-            Mean mean{m_options.law};
-            if (Enter(places[i], volumes[i], sums)) {
-                mean.Add(1.0, m_field.At(places[i]));
-                sums.not_finite += !mean.HasValue();
-            }
-            Finish(mean, grey++, law ? law++ : nullptr, sums);
-        }
+        for (std::uint64_t number = std::max(first + Ahead, last) - Ahead; number < last; ++number)
+            take(ring[number % Ahead]);
     }
 
-    // Counts an element in. False when it is outside.
-    bool Enter(VoxelPosition const& centroid, double volume, SamplingSums& sums) const {
-        bool const inside = m_frame.Contains(centroid);
-        sums.volume += volume;
-        sums.outside += !inside;
-        sums.outside_volume += inside ? 0.0 : volume;
-        return inside;
+    void Locate(MMeshElement const&, VoxelPosition const& centroid, LocatedCentroid& located) const {
+        m_field.FindCell(centroid, located.cell);
+        m_field.Prefetch(located.cell);
     }
-
-    void TakeElement(MMeshElement const& e, VoxelPosition const& centroid, Mean& mean,
-                     SamplingSums& sums) const {
+    void Locate(MMeshElement const& e, VoxelPosition const& centroid, LocatedPoints& located) const {
+        located.centroid = centroid;
+        located.count = 0;
+        ForEachPoint(ElementInVoxels(e, m_frame), [&](VoxelPosition const& position, double weight) {
+            WeightedCell& point = located.points[located.count++];
+            m_field.FindCell(position, point.cell);
+            point.weight = weight;
+            m_field.Prefetch(point.cell);
+        });
+    }
+    void Locate(MMeshElement const& e, VoxelPosition const& centroid, LocatedVoxels& located) const {
+        located.centroid = centroid;
+        located.element = &e;
+        located.voxels.reset();
         ElementInVoxels const element(e, m_frame);
-        if (m_options.mode == SamplingMode::Voxels)
-            AddVoxels(element, mean);
-        else
-            AddByRule(element, mean);
+        if (!element.IsCurved())
+            PrefetchRows(located.voxels.emplace(element, m_frame).Box());
+    }
+
+    // Not for a large element: its voxels lie one behind the other, and would push those of others out.
+    [[gnu::always_inline]] void PrefetchRows(VoxelBox const& box) const {
+        constexpr std::int64_t most = 64;
+        if ((box.last[1] - box.first[1] + 1) * (box.last[2] - box.first[2] + 1) > most)
+            return;
+        for (std::int64_t k = box.first[2]; k <= box.last[2]; ++k)
+            for (std::int64_t j = box.first[1]; j <= box.last[1]; ++j) {
+                T const* const row = m_field.Row(j, k);
+                Support::Prefetch(row + box.first[0]);
+                Support::Prefetch(row + box.last[0]);
+            }
+    }
+
+    void Take(auto const& located, double* grey, double* law, SamplingSums& sums) const {
+        Mean mean{m_options.law};
+        sums.volume += located.six_volumes;
+        sums.outside += !located.inside;
+        sums.outside_volume += located.inside ? 0.0 : located.six_volumes;
+        if (located.inside)
+            AddValues(located, mean, sums);
+        Finish(mean, grey, law, sums);
+    }
+
+    void AddValues(LocatedCentroid const& located, Mean& mean, SamplingSums& sums) const {
+        mean.Add(1.0, m_field.At(located.cell));
+        sums.not_finite += !mean.HasValue();
+    }
+    void AddValues(LocatedPoints const& located, Mean& mean, SamplingSums& sums) const {
+        for (unsigned int i = 0; i < located.count; ++i)
+            mean.Add(located.points[i].weight, m_field.At(located.points[i].cell));
+        if (!mean.HasValue())
+            FallBack(located.centroid, mean, sums);
+    }
+    void AddValues(LocatedVoxels const& located, Mean& mean, SamplingSums& sums) const {
+        AddVoxels(located, mean);
         if (mean.HasValue())
             return;
-        AddByRule(element, mean);
+        ForEachPoint(
+            ElementInVoxels(*located.element, m_frame),
+            [&](VoxelPosition const& position, double weight) { mean.Add(weight, m_field.At(position)); });
+        FallBack(located.centroid, mean, sums);
+    }
+    // For an element that was to have another value than that at its centroid.
+    void FallBack(VoxelPosition const& centroid, Mean& mean, SamplingSums& sums) const {
         if (!mean.HasValue())
             mean.Add(1.0, m_field.At(centroid));
         ++(mean.HasValue() ? sums.fallbacks : sums.not_finite);
@@ -237,18 +345,19 @@ private:
         sums.largest = std::max(sums.largest, *grey);
     }
 
-    void AddPoint(VoxelPosition const& place, double weight, Mean& mean) const {
-        if (m_frame.Contains(place))
-            mean.Add(weight, m_field.At(place));
-    }
-
-    void AddByRule(ElementInVoxels const& element, Mean& mean) const {
+    // Calls visit(position, weight) for the points of the rule in an element that are in the image.
+    template <typename Visit>
+    void ForEachPoint(ElementInVoxels const& element, Visit const& visit) const {
+        auto const visit_inside = [&](VoxelPosition const& position, double weight) {
+            if (m_frame.Contains(position))
+                visit(position, weight);
+        };
         if (element.IsCurved()) {
             CurvedTetrahedron const curved = element.Curved();
             for (RulePoint const& p : m_rule) {
                 // A folded element has determinants of both signs: all of them take up volume.
                 auto const point = curved.At(p.place);
-                AddPoint(point.position, p.weight * std::fabs(point.Determinant()), mean);
+                visit_inside(point.position, p.weight * std::fabs(point.Determinant()));
             }
             return;
         }
@@ -256,8 +365,8 @@ private:
             auto const c = element.Tetrahedron(t);
             double const volume = std::fabs((c[1] - c[0]).Dot((c[2] - c[0]).Cross(c[3] - c[0])));
             for (RulePoint const& p : m_rule)
-                AddPoint(c[0] * p.place[0] + c[1] * p.place[1] + c[2] * p.place[2] + c[3] * p.place[3],
-                         p.weight * volume, mean);
+                visit_inside(c[0] * p.place[0] + c[1] * p.place[1] + c[2] * p.place[2] + c[3] * p.place[3],
+                             p.weight * volume);
         }
     }
 
@@ -266,13 +375,13 @@ private:
             mean.Add(1.0, static_cast<double>(row[i]));
     }
 
-    void AddVoxels(ElementInVoxels const& element, Mean& mean) const {
+    void AddVoxels(LocatedVoxels const& located, Mean& mean) const {
         auto const add = [&](std::int64_t first, std::int64_t last, std::int64_t j, std::int64_t k) {
             AddRun(m_field.Row(j, k), first, last, mean);
         };
-        if (!element.IsCurved())
-            return VoxelsOfElement(element, m_frame).ForEachRun(add);
-        CurvedTetrahedron const curved = element.Curved();
+        if (located.voxels)
+            return located.voxels->ForEachRun(add);
+        CurvedTetrahedron const curved = ElementInVoxels(*located.element, m_frame).Curved();
         CurvedInterior const interior(curved);
         auto const [lower, upper] = curved.Box();
         VoxelBox const box(lower, upper, m_frame);
