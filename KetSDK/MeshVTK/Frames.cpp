@@ -54,7 +54,7 @@ double ShareInside(MMeshBase const& mesh, vtkImageData& image, LengthUnit unit_o
     std::uint64_t inside = 0;
     for (MLong i = 0; i < mesh.NumberOfPoints(); ++i) {
         MMeshPoint const& p = *mesh.GetRandomPoint(static_cast<std::uint64_t>(i));
-        inside += frame.Contains(frame.Place({double(p.x), double(p.y), double(p.z)}));
+        inside += frame.Contains(frame.PositionOf({double(p.x), double(p.y), double(p.z)}));
     }
     return static_cast<double>(inside) / static_cast<double>(std::max<MLong>(mesh.NumberOfPoints(), 1));
 }

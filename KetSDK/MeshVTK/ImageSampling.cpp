@@ -44,7 +44,7 @@ vtkDataArray& ValuesOf(vtkImageData& image) {
     return *values;
 }
 
-// Values of elements first to last - 1, written to the places of these elements.
+// Values of elements first to last - 1, written to the indices of these elements.
 using StepFunction = std::function<Detail::SamplingSums(std::uint64_t first, std::uint64_t last)>;
 
 void CheckKinds(MMeshBase const& mesh, Detail::SamplingSums const& sums) {

@@ -65,7 +65,7 @@ public:
     }
     bool AtEnd() const noexcept { return m_at == m_bytes.size(); }
     // Where the next element begins.
-    std::size_t Place() const noexcept { return m_at; }
+    std::size_t Position() const noexcept { return m_at; }
     // The group of the next element, which says whether it still describes the file.
     std::uint32_t NextGroup() const { return Number(m_bytes.substr(m_at, 2)); }
     bool IsBigEndian() const noexcept { return m_big_endian; }
@@ -283,7 +283,7 @@ void ReadElement(Elements const& elements, Element const& element, DicomSlice& s
         if (element.length == Undefined)
             throw Error("its voxels are compressed; uncompressed slices are needed");
         layout.pixel_bytes = element.length;
-        slice.pixels = elements.Place() - element.length;
+        slice.pixels = elements.Position() - element.length;
         break;
     default:
         break;

@@ -44,14 +44,14 @@ ElementMeasure MeasureByTables(MMeshElement const& element) noexcept {
 ElementInVoxels::ElementInVoxels(MMeshElement const& element, ImageFrame const& frame) noexcept
     : m_count(element.GetNodeCount()) {
     for (unsigned int i = 0; i < m_count; ++i) {
-        m_places[i] = frame.Place(PositionOf(*element.GetNode(i)));
+        m_nodes[i] = frame.PositionOf(PositionOf(*element.GetNode(i)));
     }
 }
 
 std::array<VoxelPosition, 4> ElementInVoxels::Tetrahedron(unsigned int i) const noexcept {
     auto const corner = [&](unsigned char vertex) -> VoxelPosition const& {
-        return m_places[MMeshElementDescriptor::GetOffsetForTetra(m_count, static_cast<unsigned char>(i),
-                                                                  vertex)];
+        return m_nodes[MMeshElementDescriptor::GetOffsetForTetra(m_count, static_cast<unsigned char>(i),
+                                                                 vertex)];
     };
     return {corner(0), corner(1), corner(2), corner(3)};
 }

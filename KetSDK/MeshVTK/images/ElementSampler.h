@@ -75,7 +75,7 @@ public:
     ElementInVoxels(MMeshElement const& element, ImageFrame const& frame) noexcept;
 
     bool IsCurved() const noexcept { return m_count == 10; }
-    CurvedTetrahedron Curved() const noexcept { return CurvedTetrahedron(m_places); }
+    CurvedTetrahedron Curved() const noexcept { return CurvedTetrahedron(m_nodes); }
     // The tetrahedra that a straight-sided element is cut into.
     unsigned int TetrahedronCount() const noexcept {
         return MMeshElementDescriptor::GetNumTetraOfElement(m_count);
@@ -84,7 +84,7 @@ public:
 
 private:
     unsigned char m_count;
-    std::array<VoxelPosition, 10> m_places;
+    std::array<VoxelPosition, 10> m_nodes;
 };
 
 // The voxels that lie in a box, which may reach out of the image.
@@ -247,7 +247,7 @@ private:
             if (number >= first + Ahead)
                 take(located);
             ElementMeasure const measure = MeasureOf(e);
-            VoxelPosition const centroid = m_frame.Place(measure.centroid);
+            VoxelPosition const centroid = m_frame.PositionOf(measure.centroid);
             located.six_volumes = measure.six_volumes;
             located.inside = m_frame.Contains(centroid);
             if (located.inside)
@@ -356,7 +356,7 @@ private:
             CurvedTetrahedron const curved = element.Curved();
             for (RulePoint const& p : m_rule) {
                 // A folded element has determinants of both signs: all of them take up volume.
-                auto const point = curved.At(p.place);
+                auto const point = curved.At(p.coordinates);
                 visit_inside(point.position, p.weight * std::fabs(point.Determinant()));
             }
             return;
@@ -365,7 +365,8 @@ private:
             auto const c = element.Tetrahedron(t);
             double const volume = std::fabs((c[1] - c[0]).Dot((c[2] - c[0]).Cross(c[3] - c[0])));
             for (RulePoint const& p : m_rule)
-                visit_inside(c[0] * p.place[0] + c[1] * p.place[1] + c[2] * p.place[2] + c[3] * p.place[3],
+                visit_inside(c[0] * p.coordinates[0] + c[1] * p.coordinates[1] + c[2] * p.coordinates[2] +
+                                 c[3] * p.coordinates[3],
                              p.weight * volume);
         }
     }

@@ -22,17 +22,18 @@ public:
     ImageFrame(vtkImageData& image, LengthUnit unit);
 
     // The voxel coordinates of a position in internal units.
-    VoxelPosition Place(MMVector<double, 3> const& p) const noexcept {
-        VoxelPosition place;
+    VoxelPosition PositionOf(MMVector<double, 3> const& p) const noexcept {
+        VoxelPosition position;
         for (std::size_t i = 0; i < 3; ++i)
-            place[i] = m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2] + m_shift[i];
-        return place;
+            position[i] =
+                m_inverse[i][0] * p[0] + m_inverse[i][1] * p[1] + m_inverse[i][2] * p[2] + m_shift[i];
+        return position;
     }
     // Whether a position lies between the outermost voxel centres, or beyond them by rounding only.
-    bool Contains(VoxelPosition const& place) const noexcept {
+    bool Contains(VoxelPosition const& position) const noexcept {
         bool inside = true;
         for (std::size_t i = 0; i < 3; ++i)
-            inside &= place[i] >= -Tolerance && place[i] <= m_last[i] + Tolerance;
+            inside &= position[i] >= -Tolerance && position[i] <= m_last[i] + Tolerance;
         return inside;
     }
     // Voxels along each axis.

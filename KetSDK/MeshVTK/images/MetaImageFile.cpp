@@ -116,7 +116,7 @@ int VoxelType(Header const& header) {
                 "\" cannot be read; an integer of up to 32 bits, float or double is needed");
 }
 
-ImageGrid Place(Header const& header) {
+ImageGrid GridOf(Header const& header) {
     std::vector<double> const size = header.Numbers({"DimSize"});
     std::size_t const dimensions = size.size();
     double const stated = header.Number({"NDims"}, static_cast<double>(dimensions));
@@ -227,7 +227,7 @@ vtkSmartPointer<vtkImageData> ReadMetaImageFile(std::filesystem::path const& pat
     CheckKind(header);
     int const type = VoxelType(header);
     int const bytes = vtkDataArray::GetDataTypeSize(type);
-    ImageGrid const grid = Place(header);
+    ImageGrid const grid = GridOf(header);
     CheckGrid(grid);
     std::uint64_t const needed = NumberOfVoxels(grid) * static_cast<std::uint64_t>(bytes);
     Voxels voxels = FindVoxels(path, file, header, needed);

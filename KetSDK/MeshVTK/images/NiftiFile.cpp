@@ -221,7 +221,7 @@ double UnitOf(Header const& header) {
     }
 }
 
-ImageGrid Place(Header const& header, ImageFileReport& report) {
+ImageGrid GridOf(Header const& header, ImageFileReport& report) {
     HeaderLayout const& layout = header.Layout();
     ImageGrid grid;
     grid.size = Size(header);
@@ -276,7 +276,7 @@ vtkSmartPointer<vtkImageData> ReadNiftiFile(std::filesystem::path const&, OpenFi
     std::string const bytes = ReadHeader(source);
     Header const header(bytes);
     int const type = TypeOf(header);
-    ImageGrid const grid = Place(header, report);
+    ImageGrid const grid = GridOf(header, report);
     CheckGrid(grid);
     std::uint64_t const begin = BeginOfVoxels(header);
     int const bytes_per_voxel = vtkDataArray::GetDataTypeSize(type);

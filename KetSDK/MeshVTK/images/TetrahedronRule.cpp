@@ -11,7 +11,7 @@ namespace {
 
 // All points that come of one by exchanging its coordinates.
 struct Orbit {
-    std::array<double, 4> place;
+    std::array<double, 4> coordinates;
     double weight; // of each of the points
 };
 
@@ -31,10 +31,10 @@ constexpr Orbit Anywhere(double a, double b, double weight) {
 std::vector<RulePoint> Points(std::initializer_list<Orbit> orbits) {
     std::vector<RulePoint> points;
     for (Orbit orbit : orbits) {
-        std::ranges::sort(orbit.place);
+        std::ranges::sort(orbit.coordinates);
         do
-            points.push_back({orbit.place, orbit.weight});
-        while (std::ranges::next_permutation(orbit.place).found);
+            points.push_back({orbit.coordinates, orbit.weight});
+        while (std::ranges::next_permutation(orbit.coordinates).found);
     }
     return points;
 }

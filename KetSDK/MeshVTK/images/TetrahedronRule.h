@@ -9,7 +9,7 @@ namespace KetSDK::MeshVTK::Detail {
 // A point in a tetrahedron, by its four barycentric coordinates, and its share of the weight; the weights
 // of a rule add up to 1.
 struct RulePoint {
-    std::array<double, 4> place;
+    std::array<double, 4> coordinates;
     double weight;
 };
 

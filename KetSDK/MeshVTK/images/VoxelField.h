@@ -37,16 +37,16 @@ public:
         double f[3];
     };
     // The cell of a position in the image, or of the position in it that is closest.
-    Cell CellOf(VoxelPosition const& place) const noexcept {
+    Cell CellOf(VoxelPosition const& position) const noexcept {
         Cell cell;
-        FindCell(place, cell);
+        FindCell(position, cell);
         return cell;
     }
     // The same, written where it is needed: a copy would wait for what was just written.
-    [[gnu::always_inline]] void FindCell(VoxelPosition const& place, Cell& cell) const noexcept {
+    [[gnu::always_inline]] void FindCell(VoxelPosition const& position, Cell& cell) const noexcept {
         std::int64_t index[3];
         for (std::size_t i = 0; i < 3; ++i) {
-            double const inside = std::min(std::max(place[i], 0.0), m_last[i]);
+            double const inside = std::min(std::max(position[i], 0.0), m_last[i]);
             index[i] = std::min(static_cast<std::int64_t>(inside), m_last_cell[i]);
             cell.f[i] = inside - static_cast<double>(index[i]);
         }
@@ -66,7 +66,7 @@ public:
                 return ByWeights(v, f);
         return value;
     }
-    double At(VoxelPosition const& place) const noexcept { return At(CellOf(place)); }
+    double At(VoxelPosition const& position) const noexcept { return At(CellOf(position)); }
 
     // Fetches ahead what At needs.
     [[gnu::always_inline]] void Prefetch(Cell const& cell) const noexcept {
