@@ -27,11 +27,11 @@ std::string PathOf(std::string const& name) {
 }
 
 void SaveMesh(MMeshBase const& mesh, MMeshFile::Encoding encoding) {
-    MMeshFile::Save(mesh, {}, PathOf("mesh"), encoding, nullptr);
+    MMeshFile::Save(mesh, {}, PathOf("mesh"), encoding, nullptr, {}, IsParallel());
 }
 
 std::unique_ptr<MMeshBase> LoadMesh() {
-    return MMeshFile::Load(PathOf("mesh"), nullptr).mesh;
+    return MMeshFile::Load(PathOf("mesh"), nullptr, IsParallel()).mesh;
 }
 
 void SaveState(MMeshBase& mesh) {
@@ -82,7 +82,9 @@ void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string co
                     std::string const& file, Save save, Load load) {
     auto const size_is_answer = [](Case&, auto const&) { return std::optional<double>(); };
     AddWay(
-        recipe, "save_" + job, way, NothingToPrepare,
+        recipe, "save_" + job, way,
+        // To write over a file that is there may wait for the disk, which the clock would count.
+        [file](Case&) { std::filesystem::remove(PathOf(file)); },
         [save](Case& c) {
             save(c);
             return 0;

@@ -218,7 +218,7 @@ struct TwoVolumes {
 
 // Node by node, or all at once.
 Numbers BuildOf(bool parallel) {
-    TwoVolumes source(16);
+    TwoVolumes source(29); // so many that each half is made on several threads
     std::vector<std::array<MLong, 3>> positions;
     std::vector<unsigned char> counts;
     std::vector<MLong> nodes;
@@ -512,7 +512,7 @@ Numbers ConversionsOf(bool parallel) {
         Append(numbers, target);
         Append(numbers, origins);
     };
-    TwoVolumes linear(9);
+    TwoVolumes linear; // more elements than threads take at a time
     MMeshBase quadratic, split, cut;
     MMeshConvertTet4ToTet10Operator curve;
     curve.SetTet10Mesh(&quadratic);
@@ -536,7 +536,7 @@ Numbers FilesOf(bool parallel) {
     MMeshBase mesh;
     for (unsigned char const kind : std::initializer_list<unsigned char>{10, 4, 6, 8})
         TestMeshes::AddElementOfKind(mesh, kind);
-    TestMeshes::FillWithCubes(mesh, 24);
+    TestMeshes::FillWithCubes(mesh, 28);
     for (MLong i = 0; i < 60000; ++i)
         mesh.AddPoint(i, -i, 7);
     TestMeshes::AddElementOfKind(mesh, 8);

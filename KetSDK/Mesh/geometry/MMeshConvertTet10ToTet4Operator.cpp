@@ -36,6 +36,8 @@ bool MMeshConvertTet10ToTet4Operator::Operate() {
         m_target = new MMeshBase;
     m_target->SetMeshType(MMeshBase::Linear);
     MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
+    if (m_multiple)
+        rebuild.ExpectNodes(static_cast<std::uint64_t>(mesh->NumberOfPoints()));
     rebuild.ForEachSubVolume([&](MMeshSubVolume const& source) {
         rebuild.ForEachElement(source, m_multiple ? AddEight : AddCorners);
         return true;

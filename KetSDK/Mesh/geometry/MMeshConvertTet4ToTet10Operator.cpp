@@ -5,6 +5,8 @@
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Mesh/geometry/detail/MeshRebuild.h>
 
+#include <cmath>
+
 using KetSDK::Common::BranchingProgressReporter;
 using KetSDK::Common::IncrementalProgressReporter;
 using KetSDK::Mesh::Detail::MeshRebuild;
@@ -13,6 +15,15 @@ using KetSDK::Mesh::Detail::MeshSketch;
 namespace {
 
 constexpr char const* Title = "Label sub volumes"; // kept: hosts know the job by it
+
+// About as many nodes as the target gets: corners and edges. By Euler's formula there is an edge for each
+// corner and each element, and one for two faces on the boundary. Of these a mesh has few, and not many more
+// than a ball of as many elements.
+std::uint64_t ExpectedNodes(MMeshBase const& mesh) {
+    auto const elements = static_cast<double>(mesh.NumberOfElements());
+    return 2 * static_cast<std::uint64_t>(mesh.NumberOfPoints()) +
+           static_cast<std::uint64_t>(elements + 4.0 * std::pow(elements, 2.0 / 3.0));
+}
 
 void AddQuadratic(MMeshElement const& e, MeshSketch& sketch) {
     MMeshPoint const* corners[4];
@@ -54,6 +65,7 @@ bool MMeshConvertTet4ToTet10Operator::Operate() {
     if (!m_target)
         m_target = new MMeshBase;
     MeshRebuild rebuild(*mesh, *m_target, m_origins, GetParallel());
+    rebuild.ExpectNodes(ExpectedNodes(*mesh));
     BranchingProgressReporter progress(m_progress, Title, true);
     double const weight = 1.0 / static_cast<double>(mesh->NumberOfSubVolumes());
     bool const done = rebuild.ForEachSubVolume([&](MMeshSubVolume const& source) {

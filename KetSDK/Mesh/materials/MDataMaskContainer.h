@@ -54,15 +54,18 @@ public:
         for (std::uint64_t i = 0; i < reused; ++i)
             RegisterMaskObject(at(i));
         std::uint64_t const first_index = GetNewIDs(count - reused);
-        KetSDK::Support::ComputeStepsSafely({.items = count - reused, .step = 8192, .parallel = parallel},
-                                            [&](std::uint64_t first, std::uint64_t last) {
-                                                for (std::uint64_t i = first; i < last; ++i) {
-                                                    T& object = at(reused + i);
-                                                    object.SetMaskIndex(first_index + i);
-                                                    if (m_keep_objects)
-                                                        m_objects[first_index + i] = &object;
-                                                }
-                                            });
+        constexpr std::uint64_t step = 8192;
+        bool const is_short = count < 8 * step; // done before another thread has begun
+        KetSDK::Support::ComputeStepsSafely(
+            {.items = count - reused, .step = step, .parallel = parallel && !is_short},
+            [&](std::uint64_t first, std::uint64_t last) {
+                for (std::uint64_t i = first; i < last; ++i) {
+                    T& object = at(reused + i);
+                    object.SetMaskIndex(first_index + i);
+                    if (m_keep_objects)
+                        m_objects[first_index + i] = &object;
+                }
+            });
     }
     // Takes the object's index back. Its values stay until the index is handed out again.
     void UnregisterMaskObject(T const& object);

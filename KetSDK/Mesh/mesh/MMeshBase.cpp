@@ -296,25 +296,33 @@ void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
         throw std::runtime_error("invalid state");
     m_element_masks->GetSubvolumeMask(); // makes it
     std::uint64_t const before = m_elements->GetNumElements();
-    std::uint64_t const count = m_elements->AppendElements(elements, *m_points, parallel);
-    try {
-        m_element_masks->RegisterMaskObjectsAt(count, parallel,
-                                               [this, before](std::uint64_t i) -> MMeshElement& {
-                                                   return *m_elements->GetElementPtrAt(before + i);
-                                               });
-    } catch (...) {
-        m_elements->ShrinkTo(before);
-        throw;
-    }
+    m_elements->AppendElements(elements, *m_points, parallel);
     IncludeElements(before, elements.sub_volumes, parallel);
 }
 
+void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
+                               std::span<int const> sub_volumes) {
+    m_element_masks->GetSubvolumeMask(); // makes it
+    std::uint64_t const before = m_elements->GetNumElements();
+    m_elements->AppendElements(node_counts, nodes);
+    IncludeElements(before, sub_volumes, false);
+}
+
 void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel) {
+    std::uint64_t const count = m_elements->GetNumElements() - first;
+    try {
+        m_element_masks->RegisterMaskObjectsAt(count, parallel,
+                                               [this, first](std::uint64_t i) -> MMeshElement& {
+                                                   return *m_elements->GetElementPtrAt(first + i);
+                                               });
+    } catch (...) {
+        m_elements->ShrinkTo(first);
+        throw;
+    }
     MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
     auto const index_of = [&](std::uint64_t i) {
         return sub_volumes.empty() ? std::size_t{0} : static_cast<std::size_t>(sub_volumes[i]);
     };
-    std::uint64_t const count = m_elements->GetNumElements() - first;
     KetSDK::Support::ComputeStepsSafely(
         {.items = count, .step = 8192, .parallel = parallel}, [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t i = begin; i < end; ++i)

@@ -237,7 +237,12 @@ private:
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>
     _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);
-    // Puts elements from `first` on, which are in none yet, into sub-volumes by their indices in the list.
+    // Appends elements with so many nodes of the mesh each, those of one after another, with a sub-volume
+    // each.
+    void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
+                        std::span<int const> sub_volumes);
+    // Registers elements from `first` on with the masks and puts them into sub-volumes by their indices in
+    // the list. Out of memory, they go.
     void IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel);
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);

@@ -112,34 +112,8 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
     // An array that is refused halfway would stay in the memory of elements that are there already.
     if (before > 0 && !arrays.nodes.empty() && LargestOf(arrays.nodes) >= points.GetNumPoints())
         throw std::runtime_error("invalid state");
-    std::vector<MMeshPoint*> const blocks = points.GetBlocks();
-    auto const node_at = [block = blocks.data(),
-                          count = static_cast<std::uint32_t>(points.GetNumPoints())](MLong index) {
-        auto const node = static_cast<std::uint32_t>(index); // a negative index becomes a large one
-        if (node >= count)
-            throw std::runtime_error("invalid state");
-        return block[node / MMeshPointContainer::NodesPerBlock] + node % MMeshPointContainer::NodesPerBlock;
-    };
-    MMeshPoint** const array = LendArray(arrays.nodes.size());
     try {
-        m_elements.resize(before + static_cast<std::size_t>(offsets.NumberOfElements()));
-        KetSDK::Support::ComputeSteps(
-            {.items = offsets.NumberOfElements(), .step = ElementsPerStep, .parallel = parallel},
-            [&](std::uint64_t first, std::uint64_t last) {
-                MMeshPoint** nodes = array + offsets.OffsetOf(first);
-                MLong const* index = arrays.nodes.data() + offsets.OffsetOf(first);
-                for (std::uint64_t element = first; element < last;) {
-                    // So many elements lie one behind the other.
-                    std::uint64_t const end =
-                        std::min(last, element + BlockSize - (before + element) % BlockSize);
-                    for (MMeshElement* e = GetElementPtrAt(before + element); element < end; ++element, ++e) {
-                        unsigned char const count = offsets.CountOf(element);
-                        e->Borrow(count, nodes);
-                        for (MMeshPoint* const* const next = nodes + count; nodes < next; ++nodes, ++index)
-                            *nodes = node_at(*index);
-                    }
-                }
-            });
+        Fill(AppendRoom(offsets.NumberOfElements(), arrays.nodes.size()), arrays, points, parallel);
     } catch (...) {
         if (before == 0)
             Clear(); // gives all memory back
@@ -148,6 +122,70 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
         throw;
     }
     return offsets.NumberOfElements();
+}
+
+void MMeshElementContainer::AppendElements(std::span<unsigned char const> node_counts,
+                                           std::span<MMeshPoint* const> nodes) {
+    std::size_t const before = m_elements.size();
+    if (node_counts.size() > std::numeric_limits<MLong>::max() - before)
+        throw std::length_error("more than 2147483647 elements");
+    MMeshPoint** array = LendArray(nodes.size());
+    std::ranges::copy(nodes, array);
+    try {
+        m_elements.resize(before + node_counts.size());
+    } catch (...) {
+        ShrinkTo(before);
+        throw;
+    }
+    auto element = m_elements.begin() + static_cast<std::ptrdiff_t>(before);
+    for (unsigned char const count : node_counts) {
+        element->Borrow(count, array);
+        array += count;
+        ++element;
+    }
+}
+
+MMeshElementContainer::Room MMeshElementContainer::AppendRoom(std::uint64_t elements, std::size_t nodes) {
+    Room room{m_elements.size(), {}, LendArray(nodes)};
+    std::size_t const end = m_elements.size() + static_cast<std::size_t>(elements);
+    room.blocks.reserve(static_cast<std::size_t>(elements) / BlockSize + 2);
+    m_elements.resize(end);
+    // Elements are added and removed at the end only, so the first one begins a block.
+    for (auto i = static_cast<std::size_t>(room.first) / BlockSize * BlockSize; i < end; i += BlockSize)
+        room.blocks.push_back(&m_elements[i]);
+    return room;
+}
+
+void MMeshElementContainer::Fill(Room const& room, MMeshElementArrays const& arrays,
+                                 MMeshPointContainer& points, bool parallel) {
+    NodeOffsets const offsets(arrays, parallel);
+    std::vector<MMeshPoint*> const blocks = points.GetBlocks();
+    auto const node_at = [block = blocks.data(),
+                          count = static_cast<std::uint32_t>(points.GetNumPoints())](MLong index) {
+        auto const node = static_cast<std::uint32_t>(index); // a negative index becomes a large one
+        if (node >= count)
+            throw std::runtime_error("invalid state");
+        return block[node / MMeshPointContainer::NodesPerBlock] + node % MMeshPointContainer::NodesPerBlock;
+    };
+    std::uint64_t const in_block = room.first % BlockSize; // where the first one lies
+    KetSDK::Support::ComputeSteps(
+        {.items = offsets.NumberOfElements(), .step = ElementsPerStep, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last) {
+            MMeshPoint** nodes = room.nodes + offsets.OffsetOf(first);
+            MLong const* index = arrays.nodes.data() + offsets.OffsetOf(first);
+            for (std::uint64_t element = first; element < last;) {
+                std::uint64_t const at = in_block + element;
+                // So many elements lie one behind the other.
+                std::uint64_t const end = std::min(last, element + BlockSize - at % BlockSize);
+                for (MMeshElement* e = room.blocks[at / BlockSize] + at % BlockSize; element < end;
+                     ++element, ++e) {
+                    unsigned char const count = offsets.CountOf(element);
+                    e->Borrow(count, nodes);
+                    for (MMeshPoint* const* const next = nodes + count; nodes < next; ++nodes, ++index)
+                        *nodes = node_at(*index);
+                }
+            }
+        });
 }
 
 void MMeshElementContainer::Clear() noexcept {

@@ -20,6 +20,9 @@ class MFile;
 class MMeshBase;
 class MMeshElementMaskContainer;
 class MMeshPointContainer;
+namespace KetSDK::Mesh::Detail {
+class MeshTagsReader;
+}
 
 // Elements as plain arrays.
 struct MMeshElementArrays {
@@ -122,6 +125,7 @@ public:
 
 private:
     friend class MMeshBase;
+    friend class KetSDK::Mesh::Detail::MeshTagsReader; // fills elements while it reads the next ones
     static constexpr std::size_t BlockSize = 4096;
     using Allocator = KetSDK::Support::MBorrowedArenaAllocator<MMeshElement>;
     using Storage = boost::container::deque<
@@ -132,6 +136,19 @@ private:
     // before an element is appended: it makes that memory.
     MMeshPoint** LendArray(std::size_t n);
     void Swap(MMeshElementContainer& other) noexcept;
+    // Elements that were appended without their nodes, and memory for these.
+    struct Room {
+        std::uint64_t first = 0;           // number of the first one
+        std::vector<MMeshElement*> blocks; // that of the first one and those behind it
+        MMeshPoint** nodes = nullptr;
+    };
+    Room AppendRoom(std::uint64_t elements, std::size_t nodes);
+    // Appends elements with so many nodes each, those of one after another. Out of memory, nothing.
+    void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes);
+    // Gives the elements their nodes, on several threads when parallel. The container may grow meanwhile.
+    // Throws for an index that is not there: some elements are without nodes then.
+    static void Fill(Room const& room, MMeshElementArrays const& elements, MMeshPointContainer& points,
+                     bool parallel);
     // Appends the elements of another container, which is left empty, and registers each.
     void TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
     // Removes what was appended last, down to so many.

@@ -4,6 +4,7 @@
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MHash.h>
 #include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -38,7 +39,12 @@ public:
     // Makes room for one more position.
     void MakeRoom() {
         if (2 * (m_count + 1) > m_entries.size())
-            GrowBy();
+            Resize(2 * m_entries.size());
+    }
+    // Makes room for so many positions in all.
+    void Reserve(std::uint64_t count) {
+        if (2 * count > m_entries.size())
+            Resize(static_cast<std::size_t>(2 * count));
     }
     // Enters a number for a position that has none yet, for which there is room.
     void Enter(Position const& p, Number node) noexcept {
@@ -67,10 +73,13 @@ private:
         Number node;
     };
     static constexpr Entry FreeEntry{{0, 0, 0}, None};
+    // In small pages the processor would look for the page of an entry as long as for the entry.
+    using Entries = std::vector<Entry, KetSDK::Support::MLargePageAllocator<Entry>>;
 
+    // The high bits of the hash say where in the table, of whatever size, a position belongs.
     std::size_t EntryOf(Position const& p) const noexcept {
-        return static_cast<std::size_t>(KetSDK::Support::HashOfPosition(p[0], p[1], p[2])) &
-               (m_entries.size() - 1);
+        std::uint64_t const hash = KetSDK::Support::HashOfPosition(p[0], p[1], p[2]) >> 32;
+        return static_cast<std::size_t>((hash * m_entries.size()) >> 32);
     }
     // Comparing the arrays would call a function.
     static bool IsSame(Position const& p, Position const& q) noexcept {
@@ -80,18 +89,18 @@ private:
     std::size_t Lookup(Position const& p) const noexcept {
         std::size_t entry = EntryOf(p);
         while (m_entries[entry].node != None && !IsSame(m_entries[entry].position, p))
-            entry = (entry + 1) & (m_entries.size() - 1);
+            entry = entry + 1 < m_entries.size() ? entry + 1 : 0;
         return entry;
     }
-    void GrowBy() {
-        std::vector<Entry> larger(2 * m_entries.size(), FreeEntry);
-        m_entries.swap(larger);
-        for (Entry const& entry : larger)
+    void Resize(std::size_t size) {
+        Entries before(size, FreeEntry);
+        m_entries.swap(before);
+        for (Entry const& entry : before)
             if (entry.node != None)
                 m_entries[Lookup(entry.position)] = entry;
     }
 
-    std::vector<Entry> m_entries; // a power of two, half of which at least is free
+    Entries m_entries; // half of them at least are free
     std::size_t m_count = 0;
 };
 
@@ -121,16 +130,18 @@ void MMeshPointContainer::AppendPoints(std::span<Position const> positions, bool
     if (positions.size() > std::numeric_limits<MLong>::max() - before)
         throw std::runtime_error("invalid state");
     m_points.resize(before + positions.size());
-    KetSDK::Support::ComputeSteps({.items = positions.size(), .step = NodesPerBlock, .parallel = parallel},
-                                  [&](std::uint64_t first, std::uint64_t last) {
-                                      for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
-                                          MMeshPoint& node = m_points[before + i];
-                                          node.x = positions[i][0];
-                                          node.y = positions[i][1];
-                                          node.z = positions[i][2];
-                                          node.m_index = static_cast<MLong>(before + i);
-                                      }
-                                  });
+    bool const is_short = positions.size() < 16 * NodesPerBlock; // done before another thread has begun
+    KetSDK::Support::ComputeSteps(
+        {.items = positions.size(), .step = NodesPerBlock, .parallel = parallel && !is_short},
+        [&](std::uint64_t first, std::uint64_t last) {
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                MMeshPoint& node = m_points[before + i];
+                node.x = positions[i][0];
+                node.y = positions[i][1];
+                node.z = positions[i][2];
+                node.m_index = static_cast<MLong>(before + i);
+            }
+        });
 }
 
 void MMeshPointContainer::ShrinkTo(std::uint64_t count) noexcept {
@@ -140,6 +151,11 @@ void MMeshPointContainer::ShrinkTo(std::uint64_t count) noexcept {
 void MMeshPointContainer::CreateCoordinateIndex() {
     if (!m_index)
         m_index = std::make_unique<CoordinateIndex>();
+}
+
+void MMeshPointContainer::ReserveCoordinateIndex(std::uint64_t count) {
+    if (m_index)
+        m_index->Reserve(count);
 }
 
 void MMeshPointContainer::DropCoordinateIndex() noexcept {

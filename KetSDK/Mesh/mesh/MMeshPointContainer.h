@@ -39,6 +39,9 @@ public:
 
     // Starts an empty coordinate index: nodes that are there already are not entered.
     void CreateCoordinateIndex();
+    // Makes room in the coordinate index for so many nodes in all: growing to them would take longer, and up
+    // to three times the memory. Nothing without an index.
+    void ReserveCoordinateIndex(std::uint64_t count);
     void DropCoordinateIndex() noexcept;
     // To be called after nodes were moved: enters the nodes that the coordinate index knows at their
     // present positions, the first of those that have come together. Nothing without an index. Out of memory,

@@ -72,21 +72,26 @@ private:
     std::vector<std::int32_t> m_values;
 };
 
-// A piece of a block, which is put together on any thread and written by the calling one.
+// A piece of a block, which is put together on any thread and written by the calling one. That one makes it:
+// memory that other threads ask for goes back to the system and must be handed out anew for the next file.
 struct Piece {
+    Piece() { values.reserve(Integers::Piece + Integers::Margin); }
     std::vector<std::int32_t> values;
     bool good = true;
 };
 
-// So many pieces wait to be written that threads have work and the pieces stay in the cache.
-constexpr std::uint64_t PiecesAhead = 16;
+KetSDK::Support::WorkSteps StepsOf(std::uint64_t pieces, bool parallel) {
+    constexpr std::uint64_t least = 16; // fewer are written before another thread has begun
+    // Few pieces wait to be written: memory that is not yet in use takes longer to get than to fill.
+    return {.items = pieces, .parallel = parallel && pieces >= least, .window = 4};
+}
 
 void WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
     auto const count = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     Block const block(writer, Tags::Points, 3, L"long", count);
     constexpr std::uint64_t nodes_of_piece = (Integers::Piece + 2) / 3;
     KetSDK::Support::ComputeSteps<Piece>(
-        {.items = count / nodes_of_piece + 1, .parallel = parallel, .window = PiecesAhead},
+        StepsOf(count / nodes_of_piece + 1, parallel),
         [&mesh, count](std::uint64_t number, std::uint64_t, Piece& piece) {
             std::uint64_t const first = number * nodes_of_piece;
             std::uint64_t const last = std::min(first + nodes_of_piece, count);
@@ -106,11 +111,50 @@ void WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
 
 // What is known of the elements before they are written, from one look at each.
 struct ElementPieces {
-    explicit ElementPieces(MMeshElementContainer const& elements) {
+    ElementPieces(MMeshElementContainer const& elements, bool parallel) {
+        std::uint64_t const count = elements.GetNumElements();
+        unsigned int const nodes = count > 0 ? elements.GetElementPtrAt(0)->GetNodeCount() : 0;
+        struct Seen {
+            bool in_order;
+            bool alike;
+        };
+        bool alike = true;
+        constexpr std::uint64_t step = 8192;
+        KetSDK::Support::ComputeSteps<Seen>(
+            {.items = count, .step = step, .parallel = parallel && count >= 8 * step},
+            [&elements, nodes](std::uint64_t first, std::uint64_t last, Seen& seen) {
+                seen = {true, true};
+                auto e = elements.begin() + static_cast<std::ptrdiff_t>(first);
+                for (std::uint64_t i = first; i < last; ++i, ++e) {
+                    seen.in_order &= e->GetMaskIndex() == i;
+                    seen.alike &= e->GetNodeCount() == nodes;
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, Seen const& seen) {
+                in_order = in_order && seen.in_order;
+                alike = alike && seen.alike;
+                return true;
+            });
+        if (alike)
+            CutEvery((Integers::Piece + nodes) / (nodes + 1), count);
+        else
+            CutBySize(elements);
+        ends.push_back(count);
+    }
+
+    bool in_order = true; // each has its own number as mask index
+    // Of pieces: each ends with the element that fills it; the last one may be empty.
+    std::vector<std::uint64_t> ends{0};
+
+private:
+    void CutEvery(std::uint64_t elements, std::uint64_t count) {
+        for (std::uint64_t end = elements; end <= count; end += elements)
+            ends.push_back(end);
+    }
+    void CutBySize(MMeshElementContainer const& elements) {
         std::uint64_t number = 0;
         std::size_t size = 0;
         for (MMeshElement const& e : elements) {
-            in_order = in_order && e.GetMaskIndex() == number;
             size += std::size_t{1} + e.GetNodeCount();
             ++number;
             if (size >= Integers::Piece) {
@@ -118,12 +162,7 @@ struct ElementPieces {
                 size = 0;
             }
         }
-        ends.push_back(number);
     }
-
-    bool in_order = true; // each has its own number as mask index
-    // Of pieces: each ends with the element that fills it; the last one may be empty.
-    std::vector<std::uint64_t> ends{0};
 };
 
 // The elements as their node counts and the indices of their nodes.
@@ -131,19 +170,20 @@ void PutElements(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last,
     auto const points = static_cast<std::uint32_t>(mesh.NumberOfPoints());
     piece.values.resize(Integers::Piece + Integers::Margin);
     std::int32_t* value = piece.values.data();
-    bool good = true;
+    bool known = true;
+    std::uint32_t largest = 0; // a negative index counts as a large one
     mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
         unsigned char const n = e.GetNodeCount();
-        good = good && MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
+        known &= MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
         *value++ = n;
         for (unsigned int i = 0; i < n; ++i) {
             MLong const index = e.GetNode(i)->GetIndex();
-            good = good && static_cast<std::uint32_t>(index) < points;
+            largest = std::max(largest, static_cast<std::uint32_t>(index));
             *value++ = index;
         }
     });
     piece.values.resize(static_cast<std::size_t>(value - piece.values.data()));
-    piece.good = good;
+    piece.good = piece.values.empty() || (known && largest < points);
 }
 
 // False for an element that could not be read back.
@@ -152,7 +192,7 @@ bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh, std::vector<std::u
     Block const block(writer, Tags::Elements, 1, L"long", mesh.Elements().GetNumElements());
     bool good = true;
     KetSDK::Support::ComputeSteps<Piece>(
-        {.items = ends.size() - 1, .parallel = parallel, .window = PiecesAhead},
+        StepsOf(ends.size() - 1, parallel),
         [&](std::uint64_t number, std::uint64_t, Piece& piece) {
             PutElements(mesh, ends[number], ends[number + 1], piece);
         },
@@ -298,7 +338,7 @@ void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& ord
 }
 
 bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
-    ElementPieces const pieces(mesh.Elements());
+    ElementPieces const pieces(mesh.Elements(), parallel);
     std::uint64_t const count = mesh.Elements().GetNumElements();
     MaskOrder const elements =
         pieces.in_order

@@ -9,10 +9,11 @@
 
 namespace KetSDK::Mesh::Detail {
 
-void MeshSketch::Begin(std::vector<MMeshPoint*> const& node_of) {
+void MeshSketch::Begin(NodesOfSource const& node_of) {
     m_node_of = &node_of;
     m_recent.fill(-1);
     m_places.clear();
+    m_surroundings.clear();
     m_uses.clear();
     m_counts.clear();
     m_nodes.clear();
@@ -60,105 +61,121 @@ void MeshSketch::GrowMiddles() {
             Find(middle.edge) = middle;
 }
 
-namespace {
-
-// Enough for several threads, and few enough for what one leaves to be in the cache when the next reads it.
-constexpr std::size_t ParallelSketches = 48;
-constexpr std::size_t SequentialSketches = 2;
-
-} // namespace
-
 MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins, bool parallel)
     : m_source(source)
     , m_target(target)
     , m_members(source, nullptr)
-    , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()), nullptr)
+    , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()))
     , m_origins(origins)
     , m_parallel(parallel)
-    , m_sketches(parallel ? ParallelSketches : SequentialSketches) {
+    , m_slots(static_cast<std::size_t>(parallel ? 2 * Window : 1)) {
     target.ClearSubVolumes();
     target.GetNeighborsInfo()->Disable(); // elements are coming
     if (origins)
         BeginRecord();
 }
 
-void MeshRebuild::Enter(MeshSketch& sketch) {
+void MeshRebuild::Enter(Slot& slot) {
     constexpr std::size_t ahead = 16;
+    MeshSketch& sketch = slot.sketch;
     auto const& places = sketch.m_places;
+    if (!places.empty())
+        PrepareForNodes();
     sketch.m_entered.resize(places.size());
     for (std::size_t i = 0; i < places.size(); ++i) {
         if (i + ahead < places.size()) {
             auto const& p = places[i + ahead].position;
             m_target.PrefetchPoint(p[0], p[1], p[2]);
         }
-        sketch.m_entered[i] = EnterAt(places[i]);
+        sketch.m_entered[i] = EnterAt(places[i], sketch.m_surroundings[i]);
     }
+    slot.entered = true;
 }
 
-MMeshPoint* MeshRebuild::EnterAt(MeshSketch::Place const& place) {
-    if (place.a && place.a == place.b && static_cast<std::size_t>(place.a->GetIndex()) < m_node_of.size()) {
-        MMeshPoint*& node = m_node_of[static_cast<std::size_t>(place.a->GetIndex())];
-        if (!node) {
-            node = AddNode(place.position);
-            if (m_origins)
-                RecordNode(*node, place.a->GetIndex());
-        }
-        return node;
-    }
-    MMeshPoint* const node = AddNode(place.position);
-    if (m_origins && place.a)
-        RecordMiddle(*node, *place.a, *place.b);
-    if (m_origins && place.around)
-        RecordInside(*node, *place.around);
-    return node;
-}
-
-MMeshPoint* MeshRebuild::AddNode(std::array<MLong, 3> const& position) {
+void MeshRebuild::PrepareForNodes() {
     if (m_join_nodes)
         m_target.ForbidDuplicatePoints();
     else
         m_target.AllowDuplicatePoints();
+    if (std::uint64_t const expected = std::exchange(m_expected_nodes, 0); expected > 0)
+        m_target.m_points->ReserveCoordinateIndex(m_target.m_points->GetNumPoints() + expected);
+}
+
+MMeshPoint* MeshRebuild::EnterAt(MeshSketch::Place const& place, MeshSketch::Surroundings const& around) {
+    if (place.node >= 0) {
+        std::atomic<MMeshPoint*>& known = m_node_of[static_cast<std::size_t>(place.node)];
+        MMeshPoint* node = known.load(std::memory_order_relaxed);
+        if (!node) {
+            node = AddNode(place.position);
+            known.store(node, std::memory_order_relaxed);
+            if (m_origins)
+                RecordNode(*node, place.node);
+        }
+        return node;
+    }
+    MMeshPoint* const node = AddNode(place.position);
+    if (m_origins && around.a)
+        RecordMiddle(*node, *around.a, *around.b);
+    if (m_origins && around.element)
+        RecordInside(*node, *around.element);
+    return node;
+}
+
+MMeshPoint* MeshRebuild::AddNode(std::array<MLong, 3> const& position) {
     m_target.m_box.Widen({position[0], position[1], position[2]});
     return &m_target.m_points->AddPoint(position.data());
 }
 
-void MeshRebuild::Build(std::span<MeshSketch> sketches) {
-    std::vector<std::size_t> element_of, node_of; // where those of each begin
-    std::size_t elements = 0;
-    std::size_t nodes = 0;
-    for (MeshSketch const& sketch : sketches) {
-        element_of.push_back(std::exchange(elements, elements + sketch.m_counts.size()));
-        node_of.push_back(std::exchange(nodes, nodes + sketch.m_nodes.size()));
-    }
-    m_counts.resize(elements);
-    m_nodes.resize(nodes);
-    Support::ComputeSteps(
-        {.items = sketches.size(), .parallel = m_parallel}, [&](std::uint64_t first, std::uint64_t) {
-            auto const i = static_cast<std::size_t>(first);
-            MeshSketch& sketch = sketches[i];
-            sketch.m_used.resize(sketch.m_uses.size());
-            std::ranges::transform(sketch.m_uses, sketch.m_used.begin(),
-                                   [&sketch](Mark mark) { return sketch.NodeAt(mark); });
-            std::ranges::copy(sketch.m_counts, m_counts.data() + element_of[i]);
-            std::ranges::transform(sketch.m_nodes, m_nodes.data() + node_of[i],
-                                   [&sketch](Mark mark) { return sketch.NodeAt(mark)->GetIndex(); });
-        });
-    for (MeshSketch const& sketch : sketches) {
-        RegisterUsed(sketch);
-        if (m_origins)
-            m_origins->elements.insert(m_origins->elements.end(), sketch.m_parents.begin(),
-                                       sketch.m_parents.end());
-    }
-    if (elements == 0)
+void MeshRebuild::Finish(Slot& slot) {
+    if (!std::exchange(slot.entered, false))
         return;
-    std::vector<int> const places(elements, static_cast<int>(m_target.NumberOfSubVolumes() - 1));
-    m_target.AddElements({m_counts, m_nodes, places}, m_parallel);
+    MeshSketch& sketch = slot.sketch;
+    Finished& finished = slot.finished;
+    auto const look_up = [&sketch](std::vector<MeshSketch::Mark> const& marks,
+                                   std::vector<MMeshPoint*>& nodes) {
+        nodes.resize(marks.size());
+        std::ranges::transform(marks, nodes.begin(), [&sketch](Mark mark) { return sketch.NodeAt(mark); });
+    };
+    look_up(sketch.m_uses, finished.used);
+    finished.nodes.clear();
+    if (!std::ranges::equal(sketch.m_nodes, sketch.m_uses))
+        look_up(sketch.m_nodes, finished.nodes);
+    finished.counts.swap(sketch.m_counts);
+    finished.parents.swap(sketch.m_parents);
+    finished.number = slot.number;
+    finished.waits = true;
+}
+
+void MeshRebuild::Build(Finished& finished) {
+    if (!std::exchange(finished.waits, false))
+        return;
+    RegisterUsed(finished.used);
+    if (m_origins)
+        m_origins->elements.insert(m_origins->elements.end(), finished.parents.begin(),
+                                   finished.parents.end());
+    if (finished.counts.empty())
+        return;
+    m_places.assign(finished.counts.size(), static_cast<int>(m_target.NumberOfSubVolumes() - 1));
+    m_target.AppendElements(finished.counts, finished.nodes.empty() ? finished.used : finished.nodes,
+                            m_places);
+}
+
+void MeshRebuild::BuildRest() {
+    auto const entered = std::ranges::count_if(m_slots, &Slot::entered);
+    Support::ComputeSteps({.items = m_slots.size(), .parallel = m_parallel && entered > 1},
+                          [this](std::uint64_t slot, std::uint64_t) { Finish(m_slots[slot]); });
+    std::vector<Finished*> waiting;
+    for (Slot& slot : m_slots)
+        if (slot.finished.waits)
+            waiting.push_back(&slot.finished);
+    std::ranges::sort(waiting, {}, &Finished::number);
+    for (Finished* const finished : waiting)
+        Build(*finished);
 }
 
 // The nodes lie anywhere in memory: waiting for one after the other would double the time of a conversion.
-void MeshRebuild::RegisterUsed(MeshSketch const& sketch) {
+void MeshRebuild::RegisterUsed(std::span<MMeshPoint* const> nodes) {
     constexpr std::size_t ahead = 32;
-    auto const& nodes = sketch.m_used;
     std::size_t i = 0;
     m_target.GetPointMasks()->RegisterMaskObjects(nodes.size(), [&]() -> MMeshPoint& {
         if (i + ahead < nodes.size())
@@ -206,7 +223,7 @@ void MeshRebuild::RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMes
     // Of several nodes at the end of the edge that one whose values the end has.
     auto const parent = [this](MMeshPoint const& end) {
         auto const index = static_cast<std::size_t>(end.GetIndex());
-        return index < m_node_of.size() ? OriginOf(*m_node_of[index]).a : -1;
+        return index < m_node_of.size() ? OriginOf(*m_node_of[index].load()).a : -1;
     };
     MMeshOrigins::Node const ends{parent(a), parent(b)};
     if (MMeshOrigins::Node& origin = OriginOf(node); origin.a < 0)
@@ -223,10 +240,11 @@ void MeshRebuild::RecordInside(MMeshPoint const& node, MMeshElement const& e) {
 }
 
 void MeshRebuild::CountJoinedNodes() {
-    auto const used = m_node_of.size() - static_cast<std::size_t>(std::ranges::count(m_node_of, nullptr));
+    auto const used =
+        std::ranges::count_if(m_node_of, [](auto const& node) { return node.load() != nullptr; });
     auto const is_one = [](MMeshOrigins::Node const& node) { return node.a >= 0 && node.IsOne(); };
     m_origins->joined_nodes =
-        used - static_cast<std::uint64_t>(std::ranges::count_if(m_origins->nodes, is_one));
+        static_cast<std::uint64_t>(used - std::ranges::count_if(m_origins->nodes, is_one));
 }
 
 void MeshRebuild::AddSubVolumeLike(MMeshSubVolume const& source) {

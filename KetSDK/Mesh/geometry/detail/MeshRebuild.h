@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -16,6 +17,10 @@
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
+
+// The nodes of a target mesh by number of the source's node; null where it has none yet. One thread enters
+// them while others look which are there.
+using NodesOfSource = std::vector<std::atomic<MMeshPoint*>>;
 
 // What some elements of a source mesh become, before the target has it: nodes and elements on them. It reads
 // the source and which of its nodes are entered, so that threads can make several at the same time.
@@ -30,7 +35,7 @@ public:
         if (number >= m_node_of->size())
             return Use(AddPlace({source.x, source.y, source.z}));
         if (MLong& recent = m_recent[number % m_recent.size()];
-            !(*m_node_of)[number] && recent != source.GetIndex()) {
+            recent != source.GetIndex() && !NodeOf(number)) {
             recent = source.GetIndex();
             AddPlace({source.x, source.y, source.z}, &source, &source);
         }
@@ -58,12 +63,16 @@ public:
 private:
     friend class MeshRebuild;
 
-    // Where the target may have no node yet.
+    // Where the target may have no node yet. Small: another thread reads it.
     struct Place {
         std::array<MLong, 3> position;
-        MMeshPoint const* a = nullptr; // between these of the source; the same twice: at that node
-        MMeshPoint const* b = nullptr;
-        MMeshElement const* around = nullptr; // inside this one
+        MLong node = -1; // number of the source's node that is there
+    };
+    // What is around a place, for the origins.
+    struct Surroundings {
+        MMeshPoint const* a; // between these of the source
+        MMeshPoint const* b;
+        MMeshElement const* element; // inside this one
     };
     // The place in the middle of an edge of the source, in a hash table.
     struct Middle {
@@ -74,10 +83,15 @@ private:
     static constexpr auto IsPlace = std::uint32_t{1}
                                     << 31; // in a mark; else it is the number of a source's node
 
-    void Begin(std::vector<MMeshPoint*> const& node_of);
+    void Begin(NodesOfSource const& node_of);
+    MMeshPoint* NodeOf(std::size_t number) const noexcept {
+        return (*m_node_of)[number].load(std::memory_order_relaxed);
+    }
     Mark AddPlace(std::array<MLong, 3> const& position, MMeshPoint const* a = nullptr,
                   MMeshPoint const* b = nullptr, MMeshElement const* around = nullptr) {
-        m_places.push_back({position, a, b, around});
+        bool const at_node = a && a == b && static_cast<std::size_t>(a->GetIndex()) < m_node_of->size();
+        m_places.push_back({position, at_node ? a->GetIndex() : -1});
+        m_surroundings.push_back({a, b, around});
         return static_cast<Mark>((m_places.size() - 1) | IsPlace);
     }
     Mark Use(Mark mark) {
@@ -89,16 +103,16 @@ private:
     // When the places have their nodes.
     MMeshPoint* NodeAt(Mark mark) const noexcept {
         auto const number = static_cast<std::uint32_t>(mark);
-        return (number & IsPlace) != 0 ? m_entered[number & ~IsPlace] : (*m_node_of)[number];
+        return (number & IsPlace) != 0 ? m_entered[number & ~IsPlace] : NodeOf(number);
     }
 
-    std::vector<MMeshPoint*> const* m_node_of = nullptr; // the target's, by number of the source's node
-    std::array<MLong, 1024> m_recent;                    // of the source's nodes some that have a place here
-    std::vector<Place> m_places;                         // in the order of their first use
-    std::vector<MMeshPoint*> m_entered;                  // at the places
-    std::vector<Mark> m_uses;                            // each call that asked for a node
-    std::vector<MMeshPoint*> m_used;                     // the same as nodes
-    std::vector<unsigned char> m_counts;                 // of nodes, of the elements
+    NodesOfSource const* m_node_of = nullptr;
+    std::array<MLong, 1024> m_recent; // of the source's nodes some that have a place here
+    std::vector<Place> m_places;      // in the order of their first use
+    std::vector<Surroundings> m_surroundings;
+    std::vector<MMeshPoint*> m_entered;  // at the places
+    std::vector<Mark> m_uses;            // each call that asked for a node
+    std::vector<unsigned char> m_counts; // of nodes, of the elements
     std::vector<Mark> m_nodes;
     std::vector<MLong> m_parents;  // of the elements, when origins are recorded
     std::vector<Middle> m_middles; // a power of two, half of which at least is free
@@ -109,9 +123,9 @@ private:
 // What is common to building a mesh of other elements on the places of a source mesh, sub-volume by
 // sub-volume. Nodes at one position become one node. The source must not change meanwhile.
 //
-// Elements are sketched on several threads when parallel. Nodes are entered and registered in the order of
-// their use, as AddPointUnique for one after the other does. Each time the node gets a fresh mask index, also
-// when it was entered before.
+// Elements are sketched, and find their nodes, on several threads when parallel, while the calling one enters
+// nodes and builds. Nodes are entered and registered in the order of their use, as AddPointUnique for one
+// after the other does. Each time the node gets a fresh mask index, also when it was entered before.
 class MeshRebuild {
 public:
     using Mark = MeshSketch::Mark;
@@ -123,6 +137,8 @@ public:
 
     // Whether nodes at one position become one node, as unless set. Otherwise nothing may ask for middles.
     void SetJoinNodes(bool join) noexcept { m_join_nodes = join; }
+    // How many nodes the target is about to get, for the room that looking for them takes.
+    void ExpectNodes(std::uint64_t nodes) noexcept { m_expected_nodes = nodes; }
     // Fewer where an element takes long, so that a job can be cancelled soon.
     void SetElementsPerStep(std::uint64_t elements) noexcept { m_step = elements; }
 
@@ -147,31 +163,27 @@ public:
     template <typename Notes, typename Sketch, typename GoOn>
     bool ForEachElement(MMeshSubVolume const& sub_volume, Sketch const& sketch, GoOn const& go_on) {
         auto const all = m_members.Of(sub_volume);
-        std::vector<Notes> notes(m_sketches.size());
-        for (std::size_t begin = 0; begin < all.size();) {
-            auto const indices =
-                all.subspan(begin, std::min<std::size_t>(all.size() - begin, m_sketches.size() * m_step));
-            begin += indices.size();
-            Support::ComputeSteps(StepsOf(indices.size()), [&](std::uint64_t first, std::uint64_t last) {
-                auto const step = static_cast<std::size_t>(first / m_step);
-                notes[step] = {};
+        std::vector<Notes> notes(m_slots.size());
+        // Others would begin to sketch when it is nearly done.
+        bool const is_short = all.size() <= m_slots.size() * m_step;
+        bool const to_the_end = Support::ComputeSteps(
+            {.items = all.size(), .step = m_step, .parallel = m_parallel && !is_short, .window = Window},
+            [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+                Finish(m_slots[slot]);
+                m_slots[slot].number = first;
+                notes[slot] = {};
                 SketchElements(
-                    indices.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
-                    m_sketches[step],
-                    [&](MMeshElement const& e) { sketch(e, m_sketches[step], notes[step]); });
+                    all.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
+                    m_slots[slot].sketch,
+                    [&](MMeshElement const& e) { sketch(e, m_slots[slot].sketch, notes[slot]); });
+            },
+            [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+                Build(m_slots[slot].finished);
+                Enter(m_slots[slot]);
+                return go_on(last - first, std::as_const(notes[slot]));
             });
-            std::size_t entered = 0;
-            bool going_on = true;
-            for (std::uint64_t first = 0; first < indices.size() && going_on; first += m_step) {
-                Enter(m_sketches[entered]);
-                going_on = go_on(std::min(m_step, indices.size() - first), std::as_const(notes[entered]));
-                ++entered;
-            }
-            Build(std::span(m_sketches).first(entered));
-            if (!going_on)
-                return false;
-        }
-        return true;
+        BuildRest();
+        return to_the_end;
     }
     // The same without notes, to the end.
     template <typename Sketch>
@@ -186,9 +198,26 @@ public:
     int Orient();
 
 private:
-    Support::WorkSteps StepsOf(std::uint64_t elements) const noexcept {
-        return {.items = elements, .step = m_step, .parallel = m_parallel};
-    }
+    // So many sketches at a time keep several threads busy and stay in the cache.
+    static constexpr std::uint64_t Window = 8;
+
+    // The elements of a sketch that has all its nodes.
+    struct Finished {
+        std::uint64_t number = 0;
+        bool waits = false; // to be built
+        std::vector<MMeshPoint*> used;
+        std::vector<unsigned char> counts;
+        std::vector<MMeshPoint*> nodes; // none: those that were used
+        std::vector<MLong> parents;
+    };
+    // A sketch, and what was in its place before.
+    struct Slot {
+        MeshSketch sketch;
+        std::uint64_t number = 0; // ascending in the order of the mesh
+        bool entered = false;     // the sketch has its nodes and waits to be finished
+        Finished finished;
+    };
+
     // Calls visit(element) for each; the nodes of later elements are fetched ahead.
     template <typename Visit>
     void SketchElements(std::span<std::uint64_t const> indices, MeshSketch& sketch,
@@ -205,12 +234,17 @@ private:
         }
     }
     // Gives each place its node.
-    void Enter(MeshSketch& sketch);
-    MMeshPoint* EnterAt(MeshSketch::Place const& place);
+    void Enter(Slot& slot);
+    MMeshPoint* EnterAt(MeshSketch::Place const& place, MeshSketch::Surroundings const& around);
     MMeshPoint* AddNode(std::array<MLong, 3> const& position);
-    // Registers the nodes that the sketches use, and adds their elements.
-    void Build(std::span<MeshSketch> sketches);
-    void RegisterUsed(MeshSketch const& sketch);
+    void PrepareForNodes();
+    // Looks up the nodes of a sketch that was entered; on any thread.
+    static void Finish(Slot& slot);
+    // Registers the nodes that were used, and adds the elements.
+    void Build(Finished& finished);
+    // All that was entered, in order.
+    void BuildRest();
+    void RegisterUsed(std::span<MMeshPoint* const> nodes);
     void BeginRecord();
     void RecordNode(MMeshPoint const& node, MLong parent);
     void RecordMiddle(MMeshPoint const& node, MMeshPoint const& a, MMeshPoint const& b);
@@ -225,14 +259,14 @@ private:
     MMeshBase const& m_source;
     MMeshBase& m_target;
     SubVolumeElements m_members;
-    std::vector<MMeshPoint*> m_node_of; // by number of the source's node; null while not entered
+    NodesOfSource m_node_of;
     MMeshOrigins* m_origins;
     bool m_parallel;
     bool m_join_nodes = true;
     std::uint64_t m_step = ElementsPerStep;
-    std::vector<MeshSketch> m_sketches;  // those of one round
-    std::vector<unsigned char> m_counts; // of nodes, of the elements of one round
-    std::vector<MLong> m_nodes;
+    std::uint64_t m_expected_nodes = 0;
+    std::vector<Slot> m_slots;
+    std::vector<int> m_places;     // in the list of sub-volumes, of the elements that are built
     std::vector<MLong> m_index_at; // of elements of the source, by mask index; when origins are recorded
 };
 

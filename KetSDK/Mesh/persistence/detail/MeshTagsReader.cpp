@@ -99,8 +99,8 @@ public:
     MMeshElementArrays const& GetElements() const noexcept { return m_elements; }
 
 private:
-    // Pointers to the nodes fill half a large page: nothing is left over of these.
-    static constexpr std::size_t MostNodes = (std::size_t{1} << 20) / sizeof(MMeshPoint*);
+    // Pointers to the nodes fill an eighth of a large page: nothing is left over of these.
+    static constexpr std::size_t MostNodes = (std::size_t{1} << 18) / sizeof(MMeshPoint*);
     static constexpr std::size_t MostElements = MostNodes / 4;
     static constexpr std::size_t Capacity = MostNodes + MostElements; // so many tetrahedra
 
@@ -266,19 +266,33 @@ void MeshTagsReader::ReadPoints(MSAXReader& reader) {
 void MeshTagsReader::ReadElements(MSAXReader& reader) {
     Require(m_points != nullptr);
     auto elements = std::make_unique<MMeshElementContainer>();
-    // This thread reads the piece after the next one while another one makes elements of the next.
-    std::array<ElementPiece, 2> pieces;
-    pieces[0].Read(reader, pieces[1]);
-    pieces[1].Read(reader, pieces[0]);
+    // This thread reads pieces while others give the elements of those before their nodes. It makes the room
+    // for both: memory that other threads ask for goes back to the system when the mesh goes, and must be
+    // handed out anew for the next one.
+    constexpr std::size_t window = 2;
+    std::array<ElementPiece, 2 * window> pieces;
+    std::array<MMeshElementContainer::Room, pieces.size()> rooms;
+    auto const read = [&](std::size_t i) {
+        pieces[i].Read(reader, pieces[(i + pieces.size() - 1) % pieces.size()]);
+        auto const& [counts, nodes, places] = pieces[i].GetElements();
+        if (!counts.empty())
+            rooms[i] = elements->AppendRoom(counts.size(), nodes.size());
+    };
+    for (std::size_t i = 0; i < pieces.size(); ++i)
+        read(i);
+    // Fewer are read in a few milliseconds, of which threads would save none.
+    constexpr std::uint64_t least = 1 << 17;
     KetSDK::Support::ComputeSteps(
-        {.items = std::numeric_limits<std::uint64_t>::max(), .parallel = m_parallel, .window = 1},
+        {.items = std::numeric_limits<std::uint64_t>::max(),
+         .parallel = m_parallel && m_count >= least,
+         .window = window},
         [&](std::uint64_t number, std::uint64_t, std::size_t) {
-            elements->AppendElements(pieces[number % 2].GetElements(), *m_points, false);
+            if (std::size_t const i = number % pieces.size(); !pieces[i].IsEmpty())
+                MMeshElementContainer::Fill(rooms[i], pieces[i].GetElements(), *m_points, false);
         },
         [&](std::uint64_t number, std::uint64_t, std::size_t) {
-            ElementPiece const& next = pieces[(number + 1) % 2];
-            pieces[number % 2].Read(reader, next);
-            return !next.IsEmpty();
+            read(number % pieces.size());
+            return !pieces[(number + 1) % pieces.size()].IsEmpty();
         });
     Require(elements->GetNumElements() == m_count && m_count < AnyLength);
     m_mesh->_Set(m_points.release(), elements.release(), m_parallel);
