@@ -24,6 +24,7 @@
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
+class MeshCopy;
 class MeshRebuild;
 class MeshSwap;
 } // namespace KetSDK::Mesh::Detail
@@ -229,6 +230,7 @@ public:
     void SetVolumeIndexFlag(bool flag) noexcept { m_has_volume_index = flag; }
 
 private:
+    friend class KetSDK::Mesh::Detail::MeshCopy;    // adds elements of no sub-volume as well
     friend class KetSDK::Mesh::Detail::MeshRebuild; // enters nodes and registers them, in bulk, later
     friend class KetSDK::Mesh::Detail::MeshSwap; // takes nodes, elements and their values out and puts them
                                                  // back
@@ -237,6 +239,8 @@ private:
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>
     _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);
+    // AddElements without its look at the indices of sub-volumes; -1 stands for none.
+    void AppendElements(MMeshElementArrays const& elements, bool parallel);
     // Puts elements from `first` on, which are in none yet, into sub-volumes by their indices in the list.
     void IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel);
     void CopyFrom(MMeshBase const& other);
