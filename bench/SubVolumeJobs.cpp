@@ -121,6 +121,7 @@ void AddMerge(Recipe const& recipe) {
         },
         [meshes](Case&) {
             MMeshMergeVolumesOperator merge(meshes->first.get(), meshes->second.get());
+            merge.SetParallel(IsParallel());
             merge.Operate();
             return meshes->first->NumberOfPoints();
         },

@@ -20,6 +20,7 @@
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshIsosurfaceOperator.h>
+#include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorLayers.h>
@@ -179,6 +180,15 @@ void Append(Numbers& numbers, MMeshBase& mesh) {
         numbers.push_back(mesh.GetBoundingBox().GetMin()[i]);
         numbers.push_back(mesh.GetBoundingBox().GetMax()[i]);
     }
+}
+
+void Append(Numbers& numbers, MMeshOrigins const& origins) {
+    numbers.insert(numbers.end(), origins.elements.begin(), origins.elements.end());
+    for (MMeshOrigins::Node const& node : origins.nodes)
+        numbers.insert(numbers.end(), {static_cast<double>(node.a), static_cast<double>(node.b)});
+    for (auto const& [node, corners] : origins.inside)
+        numbers.push_back(node + static_cast<double>(corners.size()));
+    numbers.push_back(static_cast<double>(origins.joined_nodes));
 }
 
 void Append(Numbers& numbers, MStlBase const& stl) {
@@ -386,18 +396,66 @@ Numbers LayersOf(bool parallel) {
     return numbers;
 }
 
+// With some nodes at one position.
 Numbers GraphsOf(bool parallel) {
-    TwoVolumes both;
+    TwoVolumes both(22);
+    for (std::uint64_t i = 100; i < static_cast<std::uint64_t>(both.mesh.NumberOfPoints()); i += 100) {
+        MMeshPoint const& other = *both.mesh.GetRandomPoint(i - 30);
+        MMeshPoint& p = *both.mesh.GetRandomPoint(i);
+        p.x = other.x;
+        p.y = other.y;
+        p.z = other.z;
+    }
     MStlFeature feature;
     MMeshConvertTetToGraphOperator convert(both.mesh, feature);
-    convert.SetOnlyInteriorEdges(true);
     convert.SetParallel(parallel);
-    EXPECT_TRUE(convert.Operate());
+    for (bool const only_interior : {true, false}) {
+        convert.SetOnlyInteriorEdges(only_interior);
+        EXPECT_TRUE(convert.Operate());
+    }
     Numbers numbers;
-    for (MStlGraph& graph : feature.Graphs())
+    for (MStlGraph& graph : feature.Graphs()) {
+        for (MStlPoint const& p : graph.Vertices())
+            for (MLong const number : {p.GetX(), p.GetY(), p.GetZ(), p.GetIndex()})
+                numbers.push_back(number);
         for (MStlEdge& edge : graph.Edges())
             for (MStlPoint const* const end : {edge.GetPoint(0), edge.GetPoint(1)})
                 numbers.push_back(end->GetIndex());
+    }
+    return numbers;
+}
+
+// Two overlapping meshes with values, and elements in no sub-volume.
+Numbers MergerOf(bool parallel) {
+    TwoVolumes first, second(24);
+    MMeshSubVolume none(&second.mesh, -1);
+    auto& masks = *second.mesh.GetElementMasks();
+    int i = 0;
+    for (MMeshElement& e : second.mesh.Elements()) {
+        masks.GetGreyValueMask()->SetValue(e, i);
+        masks.GetVisibleMask()->SetValue(e, i % 3 != 0);
+        if (++i % 50 == 0)
+            second.mesh.GetSubVolume(e)->MoveElement(e, &none);
+    }
+    for (auto p = second.mesh.BeginPoint(); p != second.mesh.EndPoint(); ++p)
+        second.mesh.GetPointMasks()->GetOriginalIDs()->SetValue(*p, 2 * p->GetIndex());
+    MMeshMergeVolumesOperator merge(&first.mesh, &second.mesh);
+    MMeshOrigins of_first, of_second;
+    merge.SetOrigins(&of_first, &of_second);
+    merge.SetParallel(parallel);
+    EXPECT_TRUE(merge.Operate());
+    EXPECT_GT(of_second.joined_nodes, 0u);
+    Numbers numbers;
+    Append(numbers, first.mesh);
+    for (MMeshElement const& e : first.mesh.Elements()) {
+        numbers.push_back(first.mesh.GetElementMasks()->GetGreyValueMask()->GetValue(e));
+        numbers.push_back(first.mesh.GetElementMasks()->GetVisibleMask()->GetValue(e));
+    }
+    for (MMeshPoint const* const node : merge.GetNodes())
+        numbers.push_back(node->GetIndex());
+    for (auto p = first.mesh.BeginPoint(); p != first.mesh.EndPoint(); ++p)
+        numbers.push_back(first.mesh.GetPointMasks()->GetOriginalIDs()->GetValue(*p));
+    Append(numbers, of_second);
     return numbers;
 }
 
@@ -463,15 +521,6 @@ Numbers GrowthOf(bool parallel) {
         numbers.push_back(grow.GetResultMask()->GetValue(t));
     EXPECT_GT(std::ranges::count(numbers, 1.0), 0);
     return numbers;
-}
-
-void Append(Numbers& numbers, MMeshOrigins const& origins) {
-    numbers.insert(numbers.end(), origins.elements.begin(), origins.elements.end());
-    for (MMeshOrigins::Node const& node : origins.nodes)
-        numbers.insert(numbers.end(), {static_cast<double>(node.a), static_cast<double>(node.b)});
-    for (auto const& [node, corners] : origins.inside)
-        numbers.push_back(node + static_cast<double>(corners.size()));
-    numbers.push_back(static_cast<double>(origins.joined_nodes));
 }
 
 // As many along each axis, on nodes that were moved so far that some need a node inside.
@@ -580,6 +629,7 @@ Case const Cases[] = {
     {"boundary marks", MarksOf},
     {"layers", LayersOf},
     {"graphs", GraphsOf},
+    {"merging", MergerOf},
     {"checks", ChecksOf},
     {"correction", CorrectionOf},
     {"growth", GrowthOf},

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <vector>
 
@@ -29,13 +31,21 @@ TEST(MStlGraph, MergesVerticesAndFindsEdges) {
     EXPECT_EQ(graph->FindEdge(q, p, false), back);
     EXPECT_EQ(graph->AddEdge(p, q)->Prev(), back);
     EXPECT_EQ(graph->FindEdge(p, q, true), forth);
+    std::array<std::uint32_t, 2> const ends[] = {{0, 2}, {2, 1}};
+    graph->AddEdges(ends, true);
+    graph->AddEdges({}, true);
+    EXPECT_EQ(graph->FindEdge(q, r, true), nullptr);
+    auto* const last = static_cast<DLIST_ELEMENT<MStlEdge>*>(graph->FindEdge(q, r, false));
+    EXPECT_EQ(last->Prev(), graph->FindEdge(p, r, true));
+    EXPECT_EQ(last->Prev()->Prev()->Prev(), back);
+    EXPECT_EQ(graph->AddEdge(r, p)->Prev(), last);
     // A second graph has vertices of its own, and graphs stay where they are.
     for (int i = 0; i < 100; ++i)
         EXPECT_NE(feature.AddNewGraph()->AddVertex(1, 2, 3), p);
     EXPECT_EQ(feature.GetGraph(0), graph);
     graph->AddCopy(*graph); // without end
     EXPECT_EQ(graph->NumberOfVertices(), 3U);
-    EXPECT_EQ(graph->NumberOfEdges(), 6U);
+    EXPECT_EQ(graph->NumberOfEdges(), 12U);
 }
 
 TEST(MSection, MeasuresRingsAndPolylines) {

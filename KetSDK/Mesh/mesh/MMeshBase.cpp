@@ -294,10 +294,20 @@ void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
     };
     if (m_subvolumes.empty() || !std::ranges::all_of(elements.sub_volumes, is_listed))
         throw std::runtime_error("invalid state");
-    m_element_masks->GetSubvolumeMask(); // makes it
+    AppendElements(elements, parallel);
+}
+
+void MMeshBase::AppendElements(MMeshElementArrays const& elements, bool parallel) {
+    bool const any_is_included =
+        elements.sub_volumes.empty() ||
+        std::ranges::any_of(elements.sub_volumes, [](int index) { return index >= 0; });
+    if (any_is_included)
+        m_element_masks->GetSubvolumeMask(); // makes it
     std::uint64_t const before = m_elements->GetNumElements();
     m_elements->AppendElements(elements, *m_points, parallel);
-    IncludeElements(before, elements.sub_volumes, parallel);
+    RegisterElements(before, parallel);
+    if (any_is_included)
+        IncludeElements(before, elements.sub_volumes, parallel);
 }
 
 void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
@@ -305,13 +315,13 @@ void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::
     m_element_masks->GetSubvolumeMask(); // makes it
     std::uint64_t const before = m_elements->GetNumElements();
     m_elements->AppendElements(node_counts, nodes);
+    RegisterElements(before, false);
     IncludeElements(before, sub_volumes, false);
 }
 
-void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel) {
-    std::uint64_t const count = m_elements->GetNumElements() - first;
+void MMeshBase::RegisterElements(std::uint64_t first, bool parallel) {
     try {
-        m_element_masks->RegisterMaskObjectsAt(count, parallel,
+        m_element_masks->RegisterMaskObjectsAt(m_elements->GetNumElements() - first, parallel,
                                                [this, first](std::uint64_t i) -> MMeshElement& {
                                                    return *m_elements->GetElementPtrAt(first + i);
                                                });
@@ -319,24 +329,33 @@ void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_vo
         m_elements->ShrinkTo(first);
         throw;
     }
+}
+
+void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel) {
     MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
-    auto const index_of = [&](std::uint64_t i) {
-        return sub_volumes.empty() ? std::size_t{0} : static_cast<std::size_t>(sub_volumes[i]);
-    };
+    auto const index_of = [&](std::uint64_t i) { return sub_volumes.empty() ? 0 : sub_volumes[i]; };
+    auto const at = [this](int index) { return m_subvolumes[static_cast<std::size_t>(index)].get(); };
+    std::uint64_t const count = m_elements->GetNumElements() - first;
     KetSDK::Support::ComputeStepsSafely(
         {.items = count, .step = 8192, .parallel = parallel}, [&](std::uint64_t begin, std::uint64_t end) {
             for (std::uint64_t i = begin; i < end; ++i)
-                numbers.SetValue(*m_elements->GetElementPtrAt(first + i), m_subvolumes[index_of(i)]->GetID());
+                if (int const index = index_of(i); index >= 0)
+                    numbers.SetValue(*m_elements->GetElementPtrAt(first + i), at(index)->GetID());
         });
-    std::size_t last = 0; // neighbours in the list mostly share a sub-volume
+    int last = -1; // neighbours in the list mostly share a sub-volume
     unsigned int run = 0;
+    auto const count_run = [&](int next) {
+        if (last >= 0)
+            at(last)->Count(run);
+        last = next;
+        run = 0;
+    };
     for (std::uint64_t i = 0; i < count; ++i) {
-        if (std::size_t const index = index_of(i); index != last) {
-            m_subvolumes[std::exchange(last, index)]->Count(std::exchange(run, 0U));
-        }
+        if (int const index = index_of(i); index != last)
+            count_run(index);
         ++run;
     }
-    m_subvolumes[last]->Count(run);
+    count_run(-1);
 }
 
 MeshElementsIterator<0>* MMeshBase::CreateBeginElementIter() {

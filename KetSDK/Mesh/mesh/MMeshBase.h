@@ -24,6 +24,7 @@
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
+class MeshCopy;
 class MeshRebuild;
 class MeshSwap;
 } // namespace KetSDK::Mesh::Detail
@@ -229,6 +230,7 @@ public:
     void SetVolumeIndexFlag(bool flag) noexcept { m_has_volume_index = flag; }
 
 private:
+    friend class KetSDK::Mesh::Detail::MeshCopy;    // adds elements of no sub-volume as well
     friend class KetSDK::Mesh::Detail::MeshRebuild; // enters nodes and registers them, in bulk, later
     friend class KetSDK::Mesh::Detail::MeshSwap; // takes nodes, elements and their values out and puts them
                                                  // back
@@ -237,12 +239,15 @@ private:
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>
     _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);
+    // AddElements without its look at the indices of sub-volumes; -1 stands for none.
+    void AppendElements(MMeshElementArrays const& elements, bool parallel);
     // Appends elements with so many nodes of the mesh each, those of one after another, with a sub-volume
     // each.
     void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                         std::span<int const> sub_volumes);
-    // Registers elements from `first` on with the masks and puts them into sub-volumes by their indices in
-    // the list. Out of memory, they go.
+    // Registers elements from `first` on with the masks. Out of memory, they go.
+    void RegisterElements(std::uint64_t first, bool parallel);
+    // Puts elements from `first` on, which are in none yet, into sub-volumes by their indices in the list.
     void IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel);
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);

@@ -3,22 +3,29 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Support/MPrefetch.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <tsl/robin_map.h>
 #include <tsl/robin_set.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
+using namespace KetSDK;
 using namespace KetSDK::Mesh::Detail;
 using KetSDK::Support::Prefetch;
+using KetSDK::Support::PrefetchToWrite;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
@@ -29,8 +36,12 @@ using Elements = std::vector<MMeshElement*>;
 // walking each sub-volume by itself takes a pass for each.
 tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh) {
     tsl::robin_map<int, Elements> members;
-    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
-        members[(*it)->GetID()];
+    std::uint64_t left = mesh.Elements().GetNumElements(); // counts of sub-volumes may be anything
+    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
+        std::uint64_t const expected = std::min((*it)->GetNbElements(), left);
+        left -= expected;
+        members[(*it)->GetID()].reserve(static_cast<std::size_t>(expected));
+    }
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
     auto group = members.end();
     int last_number = 0;
@@ -45,107 +56,320 @@ tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh) {
     return members;
 }
 
-// The vertices and edges that one graph has already, told apart without a look into the graph's own tables:
-// vertices by the node, edges by what stands beside their lower vertex.
+// The edges of a graph that some of its vertices own, told apart without a look into the graph's tables.
+class EdgeSet {
+public:
+    void Clear() noexcept {
+        m_ends.clear();
+        m_more.clear();
+        m_many.clear();
+    }
+    // Makes room for the edges of so many owners.
+    void MakeRoom(std::size_t owners) {
+        if (owners > m_ends.size())
+            m_ends.resize(owners);
+    }
+    void Fetch(std::size_t owner) const { PrefetchToWrite(&m_ends[owner]); }
+
+    // False when the edge from an owner to another vertex is there, or is_left_out() says that it is not
+    // to be. That takes longer to find out than whether it is there, as most are.
+    template <typename IsLeftOut>
+    bool Enter(std::size_t owner, std::uint32_t other, IsLeftOut const& is_left_out) {
+        return !m_ends[owner].Has(other + 1) && !is_left_out() && EnterUnlessThere(owner, other + 1);
+    }
+
+private:
+    // The other ends of the edges that a vertex owns, as many as fit, and where there are more: seven is what
+    // a vertex of a tetrahedral mesh has on average.
+    struct alignas(64) Ends {
+        using Four [[gnu::vector_size(16)]] = std::uint32_t;
+        static constexpr std::uint32_t Room = 12;
+
+        Four end[Room / 4] = {}; // the vertex + 1
+        std::uint32_t count = 0;
+        std::uint32_t more = 0; // the index of the next ones + 1
+
+        // Compares all at once.
+        bool Has(std::uint32_t wanted) const noexcept {
+            auto const same = (end[0] == wanted) | (end[1] == wanted) | (end[2] == wanted);
+            auto const halves = std::bit_cast<std::array<std::uint64_t, 2>>(same);
+            return (halves[0] | halves[1]) != 0;
+        }
+    };
+    static constexpr unsigned int MostLookedAt = 16; // of Ends of one vertex
+
+    bool EnterUnlessThere(std::size_t owner, std::uint32_t end) {
+        Ends* ends = &m_ends[owner];
+        for (unsigned int looked_at = 1; !ends->Has(end); ++looked_at) {
+            if (ends->count < Ends::Room) {
+                ends->end[ends->count / 4][ends->count % 4] = end;
+                ++ends->count;
+                return true;
+            }
+            if (looked_at == MostLookedAt)
+                return m_many.insert(std::uint64_t{owner} << 32 | end).second;
+            if (ends->more == 0) {
+                ends->more = static_cast<std::uint32_t>(m_more.size()) + 1;
+                m_more.emplace_back();
+                ends = &m_more.back();
+            } else {
+                ends = &m_more[ends->more - 1];
+            }
+        }
+        return false;
+    }
+
+    std::vector<Ends> m_ends; // by owner
+    std::vector<Ends> m_more;
+    tsl::robin_set<std::uint64_t> m_many; // the edges beyond those, of vertices that have very many
+};
+
+// Fills graphs with the edges of elements, some thousand elements at a time. An edge is owned by one of its
+// vertices, and each thread finds out which edges are new of those that some of the vertices own.
 class GraphWriter {
 public:
-    explicit GraphWriter(MMeshBase const& mesh)
-        : m_vertices(static_cast<std::size_t>(mesh.NumberOfPoints())) {}
+    GraphWriter(MMeshBase const& mesh, bool parallel)
+        : m_parallel(parallel)
+        , m_sets(parallel ? std::min(std::bit_ceil(Support::NumberOfThreads()), MostSets) : 1)
+        , m_vertices(static_cast<std::size_t>(mesh.NumberOfPoints()))
+        , m_steps(StepsPerRound) {}
+
+    // Fills an empty graph without edges for which is_left_out(element, edge) holds; it is asked on several
+    // threads at once when parallel.
+    template <typename IsLeftOut>
+    void Write(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
+        ++m_graph_number;
+        for (EdgeSet& set : m_sets)
+            set.Clear();
+        if (!m_parallel || elements.size() < ElementsPerStep)
+            return WriteOnOneThread(elements, is_left_out, graph);
+        constexpr std::size_t in_round = StepsPerRound * ElementsPerStep;
+        for (std::size_t first = 0; first < elements.size(); first += in_round) {
+            m_elements = std::span(elements).subspan(first, std::min(in_round, elements.size() - first));
+            FindCorners();
+            AddVertices(graph);
+            SpreadEdges();
+            FindNewEdges(graph.NumberOfVertices(), is_left_out);
+            AddEdges(graph);
+        }
+    }
+
+private:
+    static constexpr std::size_t ElementsPerStep = 2048;
+    static constexpr std::size_t StepsPerRound = 16;
+    static constexpr std::size_t MostSets = 16;
+    // So many vertices that follow one another, and mostly belong to the same elements, own edges of one set.
+    static constexpr std::uint32_t OwnersInARow = 64;
 
     struct Vertex {
-        MStlPoint* point = nullptr;
         std::uint32_t index = 0;
         std::uint32_t graph_number = 0; // of the graph that it belongs to
     };
+    using Corners = std::array<std::uint32_t, 4>;
+    // An edge of an element: the index of its owner in the set, and the other vertex.
+    struct Use {
+        std::uint32_t owner;
+        std::uint32_t other;
+        std::uint32_t number; // 8 * element + edge
+    };
+    // What threads find out about the elements of a step.
+    struct Step {
+        // Without a vertex so far, in the order of their first use; other steps may have them too.
+        std::vector<MMeshPoint const*> new_nodes;
+        std::unique_ptr<Use[]> uses;                 // those of each set, with room for all in each
+        std::array<std::uint32_t, MostSets> count{}; // of uses
+        std::size_t first_edge = 0;                  // of those that are new in the round
+        std::size_t new_edges = 0;
+    };
 
-    void Begin(MStlGraph& graph) {
-        m_graph = &graph;
-        ++m_graph_number;
-        m_ends.clear();
-        m_more.resize(1);
-        m_many.clear();
+    // Takes each edge through all that follows, one after another.
+    template <typename IsLeftOut>
+    void WriteOnOneThread(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
+        EdgeSet& set = m_sets.front(); // takes all
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            FetchAhead(elements, i);
+            Corners corners;
+            for (std::size_t corner = 0; corner < 4; ++corner)
+                corners[corner] = VertexOf(*elements[i]->GetNodes()[corner], graph).index;
+            set.MakeRoom(static_cast<std::size_t>(graph.NumberOfVertices()));
+            for (unsigned int edge = 0; edge < 6; ++edge) {
+                auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
+                std::uint32_t const p = corners[a], q = corners[b];
+                std::uint32_t const owner = OwnerOf(p, q);
+                auto const asked = [&] { return is_left_out(*elements[i], edge); };
+                if (p != q && set.Enter(owner, p ^ q ^ owner, asked))
+                    graph.AddEdge(graph.GetVertex(p), graph.GetVertex(q));
+            }
+        }
     }
-
-    // Fetches ahead what AddVertex and AddEdge read; the node must have been fetched before.
-    void Fetch(MMeshPoint const& node) const { Prefetch(&m_vertices[Place(node)]); }
-    void FetchEnds(MMeshPoint const& node) const {
-        if (Vertex const& vertex = m_vertices[Place(node)]; vertex.graph_number == m_graph_number)
-            Prefetch(&m_ends[vertex.index]);
+    // Fetches what the elements behind number i read, step by step: they, their nodes and their vertices lie
+    // anywhere in memory.
+    void FetchAhead(Elements const& elements, std::size_t i) const {
+        auto const nodes_at = [&](std::size_t ahead) {
+            return elements[std::min(i + ahead, elements.size() - 1)]->GetNodes();
+        };
+        for (std::size_t corner = 0; corner < 4; ++corner) {
+            Prefetch(nodes_at(24)[corner]);
+            Prefetch(&m_vertices[static_cast<std::size_t>(nodes_at(16)[corner]->GetIndex())]);
+            Vertex const& vertex = m_vertices[static_cast<std::size_t>(nodes_at(8)[corner]->GetIndex())];
+            if (vertex.graph_number == m_graph_number)
+                m_sets.front().Fetch(vertex.index);
+        }
     }
-
-    // The node's vertex, added when there is none.
-    Vertex AddVertex(MMeshPoint const& node) {
-        Vertex& vertex = m_vertices[Place(node)];
+    Vertex const& VertexOf(MMeshPoint const& node, MStlGraph& graph) {
+        Vertex& vertex = m_vertices[static_cast<std::size_t>(node.GetIndex())];
         if (vertex.graph_number != m_graph_number) {
-            MStlPoint* const point = m_graph->AddVertex(node.x, node.y, node.z);
-            vertex = {point, static_cast<std::uint32_t>(point->GetIndex()), m_graph_number};
-            if (vertex.index >= m_ends.size()) // a node at the same position may have the vertex already
-                m_ends.emplace_back();
+            MStlPoint const& added = *graph.AddVertex(node.x, node.y, node.z);
+            vertex = {static_cast<std::uint32_t>(added.GetIndex()), m_graph_number};
         }
         return vertex;
     }
 
-    // Adds the edge unless there is one between the two vertices, in either direction.
-    void AddEdge(Vertex const& p, Vertex const& q) {
-        auto const [low, high] = std::minmax({p.index, q.index});
-        if (low != high && Enter(low, high))
-            m_graph->AddEdge(p.point, q.point);
+    Support::WorkSteps Steps() const noexcept {
+        return {.items = m_elements.size(), .step = ElementsPerStep, .parallel = m_parallel};
+    }
+    Step& StepAt(std::uint64_t element) {
+        return m_steps[static_cast<std::size_t>(element / ElementsPerStep)];
     }
 
-private:
-    // The upper ends of the edges from one vertex, as many as fit, and where there are more: seven is what a
-    // vertex of a tetrahedral mesh has on average. Vertex 0 is nobody's upper end.
-    struct Ends {
-        std::uint32_t vertex[7] = {};
-        std::uint32_t more = 0;
-    };
-
-    static constexpr unsigned int MostLookedAt = 16; // of Ends from one vertex
-
-    static std::size_t Place(MMeshPoint const& node) { return static_cast<std::size_t>(node.GetIndex()); }
-
-    // False when the edge is there.
-    bool Enter(std::uint32_t low, std::uint32_t high) {
-        Ends* ends = &m_ends[low];
-        for (unsigned int looked_at = 0; looked_at < MostLookedAt; ++looked_at) {
-            for (std::uint32_t& vertex : ends->vertex) {
-                if (vertex == high)
-                    return false;
-                if (vertex == 0) {
-                    vertex = high;
-                    return true;
+    // Finds the nodes at the corners, and those that have no vertex yet.
+    void FindCorners() {
+        m_corners.resize(m_elements.size());
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            std::vector<MMeshPoint const*>& new_nodes = StepAt(first).new_nodes;
+            new_nodes.clear();
+            std::array<MMeshPoint const*, 1024> recent{};
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                Mesh::PrefetchWithNodes<8>(i, m_elements.size(),
+                                           [this](std::size_t k) { return m_elements[k]; });
+                for (std::size_t corner = 0; corner < 4; ++corner) {
+                    MMeshPoint const* const node = m_elements[i]->GetNodes()[corner];
+                    auto const number = static_cast<std::uint32_t>(node->GetIndex());
+                    m_corners[i][corner] = number;
+                    if (m_vertices[number].graph_number != m_graph_number &&
+                        std::exchange(recent[number % recent.size()], node) != node)
+                        new_nodes.push_back(node);
                 }
             }
-            if (ends->more == 0) {
-                ends->more = static_cast<std::uint32_t>(m_more.size());
-                m_more.emplace_back().vertex[0] = high;
-                return true;
-            }
-            ends = &m_more[ends->more];
-        }
-        return m_many.insert(std::uint64_t{low} << 32 | high).second;
+        });
     }
 
-    MStlGraph* m_graph = nullptr;
+    void AddVertices(MStlGraph& graph) {
+        for (std::uint64_t first = 0; first < m_elements.size(); first += ElementsPerStep)
+            for (MMeshPoint const* const node : StepAt(first).new_nodes)
+                VertexOf(*node, graph);
+    }
+
+    // Replaces corners by their vertices, and hands each edge to the set of its owner.
+    void SpreadEdges() {
+        m_is_new.resize(m_elements.size());
+        Support::ComputeSteps(Steps(), [&](std::uint64_t first, std::uint64_t last) {
+            Step& step = StepAt(first);
+            if (!step.uses)
+                step.uses = std::make_unique_for_overwrite<Use[]>(m_sets.size() * UsesPerStep);
+            step.count.fill(0);
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                constexpr std::size_t ahead = 8;
+                for (std::uint32_t const node :
+                     m_corners[std::min(i + ahead, static_cast<std::size_t>(last) - 1)])
+                    Prefetch(&m_vertices[node]);
+                for (std::uint32_t& corner : m_corners[i])
+                    corner = m_vertices[corner].index;
+                m_is_new[i] = {};
+                for (unsigned int edge = 0; edge < 6; ++edge) {
+                    auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
+                    std::uint32_t const p = m_corners[i][a], q = m_corners[i][b];
+                    std::uint32_t const owner = OwnerOf(p, q);
+                    std::size_t const set = SetOf(owner);
+                    step.uses[set * UsesPerStep + step.count[set]] = {
+                        IndexOf(owner), p ^ q ^ owner, static_cast<std::uint32_t>(8 * i + edge)};
+                    step.count[set] += p != q;
+                }
+            }
+        });
+    }
+
+    // Notes which edges no earlier element has.
+    template <typename IsLeftOut>
+    void FindNewEdges(std::size_t vertices, IsLeftOut const& is_left_out) {
+        Support::ComputeSteps({.items = m_sets.size(), .parallel = m_parallel}, [&](std::uint64_t first,
+                                                                                    std::uint64_t) {
+            auto const number = static_cast<std::size_t>(first);
+            m_sets[number].MakeRoom(vertices / m_sets.size() + OwnersInARow);
+            for (std::uint64_t element = 0; element < m_elements.size(); element += ElementsPerStep) {
+                Step const& step = StepAt(element);
+                Enter({&step.uses[number * UsesPerStep], step.count[number]}, m_sets[number], is_left_out);
+            }
+        });
+    }
+    template <typename IsLeftOut>
+    void Enter(std::span<Use const> uses, EdgeSet& set, IsLeftOut const& is_left_out) {
+        for (std::size_t i = 0; i < uses.size(); ++i) {
+            constexpr std::size_t ahead = 16;
+            set.Fetch(uses[std::min(i + ahead, uses.size() - 1)].owner);
+            std::size_t const element = uses[i].number / 8;
+            unsigned int const edge = uses[i].number % 8;
+            m_is_new[element][edge] = set.Enter(uses[i].owner, uses[i].other,
+                                                [&] { return is_left_out(*m_elements[element], edge); });
+        }
+    }
+    // Either vertex, one as often as the other, whatever the order of the elements.
+    static std::uint32_t OwnerOf(std::uint32_t p, std::uint32_t q) noexcept {
+        return ((p ^ q) & 1) != 0 ? std::min(p, q) : std::max(p, q);
+    }
+    std::uint32_t SetOf(std::uint32_t owner) const noexcept {
+        return owner / OwnersInARow & (static_cast<std::uint32_t>(m_sets.size()) - 1);
+    }
+    // In its set.
+    std::uint32_t IndexOf(std::uint32_t owner) const noexcept {
+        return (owner / OwnersInARow >> m_set_bits) * OwnersInARow + owner % OwnersInARow;
+    }
+
+    // A bit for each.
+    unsigned int NewEdgesOf(std::size_t element) const noexcept {
+        unsigned int bits = 0;
+        for (unsigned int edge = 0; edge < 6; ++edge)
+            bits |= static_cast<unsigned int>(m_is_new[element][edge]) << edge;
+        return bits;
+    }
+
+    void AddEdges(MStlGraph& graph) {
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            int count = 0;
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                count += std::popcount(NewEdgesOf(i));
+            StepAt(first).new_edges = static_cast<std::size_t>(count);
+        });
+        std::size_t edges = 0;
+        for (std::uint64_t first = 0; first < m_elements.size(); first += ElementsPerStep)
+            StepAt(first).first_edge = std::exchange(edges, edges + StepAt(first).new_edges);
+        m_ends.resize(edges);
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            auto* ends = m_ends.data() + StepAt(first).first_edge;
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                for (unsigned int left = NewEdgesOf(i); left != 0; left &= left - 1) {
+                    auto const [a, b] = Descriptor::descr_tet4_tet10_point[std::countr_zero(left)];
+                    *ends++ = {m_corners[i][a], m_corners[i][b]};
+                }
+        });
+        graph.AddEdges(m_ends, m_parallel);
+    }
+
+    static constexpr std::size_t UsesPerStep =
+        6 * ElementsPerStep + 1; // one that does not count is overwritten
+
+    bool m_parallel;
+    std::vector<EdgeSet> m_sets; // as many as a power of two
+    int m_set_bits = std::countr_zero(m_sets.size());
     std::uint32_t m_graph_number = 0;
     std::vector<Vertex> m_vertices; // by node
-    std::vector<Ends> m_ends;       // by vertex
-    std::vector<Ends> m_more = std::vector<Ends>(1);
-    tsl::robin_set<std::uint64_t> m_many; // the edges beyond those, of vertices that have very many
+    // Of one round.
+    std::span<MMeshElement* const> m_elements;
+    std::vector<Step> m_steps;
+    std::vector<Corners> m_corners;                   // of the elements, as nodes and then as vertices
+    std::vector<std::array<std::uint32_t, 2>> m_ends; // of new edges
+    std::vector<std::array<bool, 8>> m_is_new;        // the edges of the elements
 };
-
-// Fetches what the elements behind number i read, step by step: they, their nodes and their vertices lie
-// anywhere in memory.
-void FetchAhead(Elements const& elements, std::size_t i, GraphWriter const& writer) {
-    auto const nodes_at = [&](std::size_t ahead) {
-        return elements[std::min(i + ahead, elements.size() - 1)]->GetNodes();
-    };
-    for (std::size_t corner = 0; corner < 4; ++corner) {
-        Prefetch(nodes_at(24)[corner]);
-        writer.Fetch(*nodes_at(16)[corner]);
-        writer.FetchEnds(*nodes_at(8)[corner]);
-    }
-}
 
 } // namespace
 
@@ -158,22 +382,20 @@ MMeshConvertTetToGraphOperator::~MMeshConvertTetToGraphOperator() = default;
 bool MMeshConvertTetToGraphOperator::Operate() {
     FindBoundaryEdges();
     auto const members = MembersOf(*m_mesh);
-    GraphWriter writer(*m_mesh);
+    GraphWriter writer(*m_mesh, GetParallel());
+    auto const is_on_boundary = [this](MMeshElement const& e, unsigned int edge) {
+        auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
+        return m_boundary_edges->GetValue(*e.GetNodes()[a]).contains(e.GetNodes()[b]);
+    };
+    auto const none = [](MMeshElement const&, unsigned int) { return false; };
     for (auto it = m_mesh->BeginSubVolume(); it != m_mesh->EndSubVolume(); ++it) {
         MStlGraph& graph = *m_feature->AddNewGraph();
         graph.SetName((*it)->GetName().c_str());
-        writer.Begin(graph);
         Elements const& elements = members.at((*it)->GetID());
-        for (std::size_t i = 0; i < elements.size(); ++i) {
-            FetchAhead(elements, i, writer);
-            MMeshPoint* const* const nodes = elements[i]->GetNodes();
-            GraphWriter::Vertex vertices[4];
-            for (std::size_t corner = 0; corner < 4; ++corner)
-                vertices[corner] = writer.AddVertex(*nodes[corner]);
-            for (auto const& [a, b] : Descriptor::descr_tet4_tet10_point)
-                if (!m_only_interior_edges || !m_boundary_edges->GetValue(*nodes[a]).contains(nodes[b]))
-                    writer.AddEdge(vertices[a], vertices[b]);
-        }
+        if (m_only_interior_edges)
+            writer.Write(elements, is_on_boundary, graph);
+        else
+            writer.Write(elements, none, graph);
     }
     return true;
 }
@@ -187,22 +409,21 @@ void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     neighbors.Enable(GetParallel());
     SubVolumeIDs const ids(*m_mesh);
     FaceMatcher<false> matcher(m_mesh->Elements(), GetParallel(), ids);
-    matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int, int, bool) {
-        JoinCorners(*m_mesh->GetElement(element), face);
+    matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int id, int, bool) {
+        if (MMeshElement const& e = *m_mesh->GetElement(element); id != -1 || m_mesh->GetSubVolume(e))
+            JoinCorners(e, face);
     });
     // The others are all told apart at once; collapsed ones, which are rare, are asked for one by one.
     for (auto const& [element, face] : matcher.CollapsedFaces()) {
         MMeshElement* const e = m_mesh->GetElement(element);
         MMeshElement const* const neighbor = neighbors.GetNeighbor(e, face);
-        if (!neighbor || ids(*neighbor) != ids(*e))
+        if ((!neighbor || ids(*neighbor) != ids(*e)) && m_mesh->GetSubVolume(*e))
             JoinCorners(*e, face);
     }
 }
 
-// Enters the edges of a face of an element that is in a sub-volume.
+// Enters the edges of a face of an element.
 void MMeshConvertTetToGraphOperator::JoinCorners(MMeshElement const& e, unsigned int face) {
-    if (!m_mesh->GetSubVolume(e))
-        return;
     for (unsigned char const i : Descriptor::descr_triangle_point_ORIENTED[face])
         for (unsigned char const j : Descriptor::descr_triangle_point_ORIENTED[face])
             if (std::uint64_t const slot = e.GetNode(i)->GetMaskIndex();

@@ -4,49 +4,114 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/MeshCopy.h>
+#include <KetSDK/Support/MHash.h>
+#include <KetSDK/Support/MPrefetch.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <optional>
 #include <set>
 
 using namespace KetSDK::Mesh::Detail;
+using KetSDK::Support::ComputeSteps;
+using KetSDK::Support::HashOfPosition;
 
 namespace {
 
-// The node at each position: the first that was asked for there.
-class NodesByPosition {
+using Number = std::uint32_t; // of a node
+using Position = std::array<MLong, 3>;
+
+// Finds the first of some nodes at each position, those of two meshes one behind the other. Positions are
+// spread over parts by their hashes, each of which one thread looks through.
+class FirstNodes {
 public:
-    NodesByPosition() { m_positions.CreateCoordinateIndex(); }
-    // Null for a position that has none yet; to be filled in.
-    MMeshPoint*& At(MMeshPoint const& p) {
-        auto const index = static_cast<std::size_t>(m_positions.AddPoint(p.x, p.y, p.z).GetIndex());
-        if (index == m_nodes.size())
-            m_nodes.push_back(nullptr);
-        return m_nodes[index];
+    FirstNodes(MMeshBase const& a, MMeshBase const& b, bool parallel)
+        : m_a(a)
+        , m_b(b)
+        , m_parallel(parallel)
+        , m_hashes(static_cast<std::size_t>(a.NumberOfPoints()) +
+                   static_cast<std::size_t>(b.NumberOfPoints())) {
+        ComputeSteps({.items = m_hashes.size(), .step = 4096, .parallel = m_parallel},
+                     [this](std::uint64_t first, std::uint64_t last) {
+                         for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                             MMeshPoint const& p = NodeAt(i);
+                             m_hashes[i] = HashOfPosition(p.x, p.y, p.z);
+                         }
+                     });
+    }
+
+    // By node.
+    std::vector<Number> Find() const {
+        std::vector<Number> firsts(m_hashes.size());
+        std::size_t const parts =
+            m_parallel ? std::clamp<std::size_t>(KetSDK::Support::NumberOfThreads(), 1, MostParts) : 1;
+        ComputeSteps({.items = parts, .parallel = m_parallel},
+                     [&](std::uint64_t part, std::uint64_t) { FindIn(part, parts, firsts); });
+        return firsts;
     }
 
 private:
-    MMeshPointContainer m_positions;
-    std::vector<MMeshPoint*> m_nodes;
+    static constexpr std::size_t MostParts = 16;
+    static constexpr Number None = std::numeric_limits<Number>::max();
+
+    struct Entry {
+        Position position{};
+        Number node = None;
+    };
+
+    void FindIn(std::uint64_t part, std::size_t parts, std::vector<Number>& firsts) const {
+        auto const is_in_part = [=](std::uint64_t hash) { return (hash >> 32) % parts == part; };
+        auto const count = static_cast<std::size_t>(std::ranges::count_if(m_hashes, is_in_part));
+        std::vector<Entry> entries(std::bit_ceil(2 * count + 1));
+        std::size_t const mask = entries.size() - 1;
+        for (std::size_t i = 0; i < m_hashes.size(); ++i) {
+            constexpr std::size_t ahead = 16;
+            KetSDK::Support::PrefetchToWrite(
+                &entries[m_hashes[std::min(i + ahead, m_hashes.size() - 1)] & mask]);
+            if (!is_in_part(m_hashes[i]))
+                continue;
+            MMeshPoint const& p = NodeAt(i);
+            Position const position{p.x, p.y, p.z};
+            std::size_t at = m_hashes[i] & mask;
+            while (entries[at].node != None && entries[at].position != position)
+                at = (at + 1) & mask;
+            if (entries[at].node == None)
+                entries[at] = {position, static_cast<Number>(i)};
+            firsts[i] = entries[at].node;
+        }
+    }
+    MMeshPoint const& NodeAt(std::size_t i) const {
+        auto const of_a = static_cast<std::size_t>(m_a.NumberOfPoints());
+        return i < of_a ? *m_a.GetRandomPoint(i) : *m_b.GetRandomPoint(i - of_a);
+    }
+
+    MMeshBase const& m_a;
+    MMeshBase const& m_b;
+    bool m_parallel;
+    std::vector<std::uint64_t> m_hashes;
 };
 
-void CopyNodes(MMeshBase& first, MMeshBase const& second, MeshCopy& copy) {
-    NodesByPosition nodes;
-    for (MMeshPointIterator p = first.BeginPoint(); p != first.EndPoint(); ++p)
-        if (MMeshPoint*& node = nodes.At(*p); !node)
-            node = p;
-    for (MMeshPointConstIterator p = second.BeginPoint(); p != second.EndPoint(); ++p) {
-        MMeshPoint*& node = nodes.At(*p);
-        if (!node)
-            node = copy.AddNode(*p);
-        else
-            copy.JoinNode(*p, node);
-    }
+void CopyNodes(MMeshBase const& first, MMeshBase const& second, MeshCopy& copy, bool parallel) {
+    std::vector<Number> const firsts = FirstNodes(first, second, parallel).Find();
+    auto const of_first = static_cast<std::size_t>(first.NumberOfPoints());
+    auto const first_of = [&](MLong node) { return firsts[of_first + static_cast<std::size_t>(node)]; };
+    std::vector<MLong> added;
+    for (MLong i = 0; i < second.NumberOfPoints(); ++i)
+        if (first_of(i) == of_first + static_cast<std::size_t>(i))
+            added.push_back(i);
+    copy.AddNodes(added);
+    for (MLong i = 0; i < second.NumberOfPoints(); ++i)
+        if (Number const node = first_of(i); node < of_first)
+            copy.JoinNode(i, static_cast<MLong>(node));
+        else if (node != of_first + static_cast<std::size_t>(i))
+            copy.JoinNode(i, copy.StandIns()[node - of_first]);
 }
 
 MMeshOrigins OriginsOfItself(MMeshBase const& mesh) {
@@ -56,6 +121,12 @@ MMeshOrigins OriginsOfItself(MMeshBase const& mesh) {
     for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
         origins.nodes.push_back({i, i});
     return origins;
+}
+
+std::vector<MLong> AllElements(MMeshBase const& mesh) {
+    std::vector<MLong> elements(static_cast<std::size_t>(mesh.NumberOfElements()));
+    std::iota(elements.begin(), elements.end(), 0);
+    return elements;
 }
 
 constexpr unsigned int Unset = 0xFFFFFFFF; // for an identifier: no material
@@ -97,13 +168,17 @@ public:
         Merge(second);
     }
 
-    // Gives the copies of the second mesh's elements the identifiers of the merged catalog.
-    void Apply(MDataMask<MMeshElement, int>& materials,
-               MMeshElementMaskContainer::CopiedElements const& copies) const {
-        for (auto const& [source, copy] : copies) {
-            auto const found = m_new.find(static_cast<unsigned int>(materials.GetValue(*copy)));
+    // Gives the copies of the second mesh's elements, which begin at an index, the identifiers of the merged
+    // catalog.
+    void Apply(MMeshBase const& mesh, std::uint64_t first_copy) const {
+        if (!mesh.GetElementMasks()->HasMaterialMask())
+            return;
+        MDataMask<MMeshElement, int>& materials = *mesh.GetElementMasks()->GetMaterialMask();
+        for (std::uint64_t i = first_copy; i < mesh.Elements().GetNumElements(); ++i) {
+            MMeshElement const& copy = *mesh.GetElement(i);
+            auto const found = m_new.find(static_cast<unsigned int>(materials.GetValue(copy)));
             if (found != m_new.end())
-                materials.SetValue(*copy, static_cast<int>(found->second));
+                materials.SetValue(copy, static_cast<int>(found->second));
         }
     }
 
@@ -173,22 +248,19 @@ bool MMeshMergeVolumesOperator::Operate() {
 
     if (m_of_first)
         *m_of_first = OriginsOfItself(first);
-    MeshCopy copy(second, first, m_of_second);
-    std::map<MMeshSubVolume const*, MMeshSubVolume*> copies{{nullptr, nullptr}};
-    for (auto it = second.BeginSubVolume(); it != second.EndSubVolume(); ++it)
-        copies[it->get()] = copy.AddSubVolumeLike(**it);
-    CopyNodes(first, second, copy);
-    MLong index = 0;
-    for (MMeshElement const& e : second.Elements())
-        copy.AddElement(e, index++, copies[second.GetSubVolume(e)]);
-    copy.CopyValues();
-    if (first.GetElementMasks()->HasMaterialMask())
-        materials.Apply(*first.GetElementMasks()->GetMaterialMask(), copy.Elements());
+    auto const elements_of_first = static_cast<std::uint64_t>(first.NumberOfElements());
+    MeshCopy copy(second, first, m_of_second, GetParallel());
+    for (std::size_t i = 0; i < second.NumberOfSubVolumes(); ++i)
+        copy.AddSubVolumeLike(i);
+    CopyNodes(first, second, copy, GetParallel());
+    copy.AddElements(AllElements(second));
+    materials.Apply(first, elements_of_first);
 
     first.SetGreyValuesFlag(first.HasGreyValues() || second.HasGreyValues());
     first.SetVolumeIndexFlag(first.HasVolumeIndexValues() || second.HasVolumeIndexValues());
     if (second.GetMeshType() == MMeshBase::Quadratic)
         first.SetMeshType(MMeshBase::Quadratic);
-    m_nodes = copy.Nodes();
+    for (MLong const node : copy.StandIns())
+        m_nodes.push_back(first.GetRandomPoint(static_cast<std::uint64_t>(node)));
     return true;
 }

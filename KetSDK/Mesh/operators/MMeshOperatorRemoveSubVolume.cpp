@@ -7,16 +7,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
-// What becomes of each sub-volume that stays; null, for elements in none, stays null.
-using Kept = std::map<MMeshSubVolume const*, MMeshSubVolume*>;
+// The sub-volumes that stay, and null, for elements in none.
+using Kept = std::set<MMeshSubVolume const*>;
 
 // The nodes of elements that stay, by index.
 std::vector<bool> UsedNodes(MMeshBase const& mesh, Kept const& kept) {
@@ -43,27 +43,26 @@ bool MMeshOperatorRemoveSubVolume::Operate() {
     rest->ClearSubVolumes();
     MeshCopy copy(mesh, *rest, m_origins);
 
-    Kept kept{{nullptr, nullptr}};
-    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
-        if (!m_removed.contains(it->get()))
-            kept[it->get()] = copy.AddSubVolumeLike(**it);
+    Kept kept{nullptr};
+    for (std::size_t i = 0; i < mesh.NumberOfSubVolumes(); ++i) {
+        MMeshSubVolume const* const sub_volume = mesh.BeginSubVolume()[static_cast<std::ptrdiff_t>(i)].get();
+        if (!m_removed.contains(sub_volume)) {
+            kept.insert(sub_volume);
+            copy.AddSubVolumeLike(i);
+        }
+    }
     if (rest->NumberOfSubVolumes() == 0)
         rest->AddSubVolume();
 
     std::vector<bool> const used = UsedNodes(mesh, kept);
     for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
-        if (used[static_cast<std::size_t>(i)]) {
-            copy.AddNode(*mesh.GetRandomPoint(static_cast<std::uint64_t>(i)));
+        if (used[static_cast<std::size_t>(i)])
             m_kept_nodes.push_back(i);
-        }
-    for (MLong i = 0; i < mesh.NumberOfElements(); ++i) {
-        MMeshElement const& e = *mesh.GetElement(static_cast<std::uint64_t>(i));
-        if (auto const found = kept.find(mesh.GetSubVolume(e)); found != kept.end()) {
-            copy.AddElement(e, i, found->second);
+    copy.AddNodes(m_kept_nodes);
+    for (MLong i = 0; i < mesh.NumberOfElements(); ++i)
+        if (kept.contains(mesh.GetSubVolume(*mesh.GetElement(static_cast<std::uint64_t>(i)))))
             m_kept_elements.push_back(i);
-        }
-    }
-    copy.CopyValues();
+    copy.AddElements(m_kept_elements);
     m_new_mesh = rest.release();
     return true;
 }

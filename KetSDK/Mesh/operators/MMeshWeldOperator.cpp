@@ -12,7 +12,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <numeric>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
@@ -130,20 +130,19 @@ void JoinNear(MMeshBase const& mesh, double tolerance, DisjointSets& sets) {
 void CopyWelded(MMeshBase const& mesh, DisjointSets& sets, MMeshBase& target, MMeshOrigins* origins) {
     target.ClearSubVolumes();
     MeshCopy copy(mesh, target, origins);
-    std::map<MMeshSubVolume const*, MMeshSubVolume*> copies{{nullptr, nullptr}};
-    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
-        copies[it->get()] = copy.AddSubVolumeLike(**it);
-    for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p) {
-        Number const first = sets.FirstOf(NumberOf(*p));
-        if (first == NumberOf(*p))
-            copy.AddNode(*p);
-        else
-            copy.JoinNode(*p, copy.Nodes()[first]);
-    }
-    MLong index = 0;
-    for (MMeshElement const& e : mesh.Elements())
-        copy.AddElement(e, index++, copies[mesh.GetSubVolume(e)]);
-    copy.CopyValues();
+    for (std::size_t i = 0; i < mesh.NumberOfSubVolumes(); ++i)
+        copy.AddSubVolumeLike(i);
+    std::vector<MLong> firsts;
+    for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
+        if (sets.FirstOf(static_cast<Number>(i)) == static_cast<Number>(i))
+            firsts.push_back(i);
+    copy.AddNodes(firsts);
+    for (MLong i = 0; i < mesh.NumberOfPoints(); ++i)
+        if (Number const first = sets.FirstOf(static_cast<Number>(i)); first != static_cast<Number>(i))
+            copy.JoinNode(i, copy.StandIns()[first]);
+    std::vector<MLong> elements(static_cast<std::size_t>(mesh.NumberOfElements()));
+    std::iota(elements.begin(), elements.end(), 0);
+    copy.AddElements(elements);
     target.GetMaterialCatalog() = mesh.GetMaterialCatalog();
     target.SetGreyValuesFlag(mesh.HasGreyValues());
     target.SetVolumeIndexFlag(mesh.HasVolumeIndexValues());

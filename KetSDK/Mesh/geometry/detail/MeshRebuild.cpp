@@ -155,9 +155,9 @@ void MeshRebuild::Build(Finished& finished) {
                                    finished.parents.end());
     if (finished.counts.empty())
         return;
-    m_places.assign(finished.counts.size(), static_cast<int>(m_target.NumberOfSubVolumes() - 1));
+    m_sub_volumes.assign(finished.counts.size(), static_cast<int>(m_target.NumberOfSubVolumes() - 1));
     m_target.AppendElements(finished.counts, finished.nodes.empty() ? finished.used : finished.nodes,
-                            m_places);
+                            m_sub_volumes);
 }
 
 void MeshRebuild::BuildRest() {

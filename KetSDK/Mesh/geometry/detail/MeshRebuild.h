@@ -266,8 +266,8 @@ private:
     std::uint64_t m_step = ElementsPerStep;
     std::uint64_t m_expected_nodes = 0;
     std::vector<Slot> m_slots;
-    std::vector<int> m_places;     // in the list of sub-volumes, of the elements that are built
-    std::vector<MLong> m_index_at; // of elements of the source, by mask index; when origins are recorded
+    std::vector<int> m_sub_volumes; // by index in the list, of the elements that are built
+    std::vector<MLong> m_index_at;  // of elements of the source, by mask index; when origins are recorded
 };
 
 } // namespace KetSDK::Mesh::Detail

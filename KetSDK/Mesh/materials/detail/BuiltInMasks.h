@@ -3,8 +3,10 @@
 
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <tuple>
 #include <type_traits>
@@ -189,12 +191,24 @@ void ReleaseBuiltInMasks(C& masks) noexcept {
     ForEachBuiltInMask<C>([&masks](auto const& row) { row.Release(masks); });
 }
 
-// Copies what the masks hold of an object to one of another mesh.
-template <typename C, typename Object>
-void CopyBuiltInValues(C const& from, Object const& source, C& to, Object const& copy) {
+// Copies what the masks hold of source_at(i), of so many objects, to copy_at(i) of another mesh, on several
+// threads when parallel.
+template <typename C, typename SourceAt, typename CopyAt>
+void CopyBuiltInValues(C const& from, C& to, std::uint64_t count, bool parallel, SourceAt const& source_at,
+                       CopyAt const& copy_at) {
     ForEachBuiltInMask<C>([&](auto const& row) {
-        if (auto const* const mask = row.Find(from); mask && (row.flags & Copied) != 0)
-            row.Make(to)->SetValue(copy, mask->GetValue(source));
+        auto const* const values = row.Find(from);
+        if (!values || (row.flags & Copied) == 0)
+            return;
+        auto& copies = *row.Make(to);
+        constexpr bool has_bits = requires {
+            copies.SetWordAt(0, 0);
+        }; // which share words
+        Support::ComputeSteps({.items = count, .step = 4096, .parallel = parallel && !has_bits},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  for (std::uint64_t i = first; i < last; ++i)
+                                      copies.SetValue(copy_at(i), values->GetValue(source_at(i)));
+                              });
     });
 }
 

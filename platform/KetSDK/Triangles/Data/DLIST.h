@@ -55,6 +55,21 @@ public:
         ++m_count;
     }
 
+    // Appends many, of which at(i) is the address of element i. The function for_all(link) makes each element
+    // and then calls link(i), on any thread; it throws nothing.
+    template <typename At, typename ForAll>
+    void Append(std::uint64_t count, At const& at, ForAll const& for_all) noexcept {
+        if (count == 0)
+            return;
+        for_all([&](std::uint64_t i) {
+            at(i)->m_prev = i == 0 ? m_last : at(i - 1);
+            at(i)->m_next = i + 1 == count ? nullptr : at(i + 1);
+        });
+        (m_last ? m_last->m_next : m_first) = at(0);
+        m_last = at(count - 1);
+        m_count += count;
+    }
+
     std::uint64_t GetCount() const noexcept { return m_count; }
     // The ends; null for an empty list.
     Element* First() noexcept { return m_first; }

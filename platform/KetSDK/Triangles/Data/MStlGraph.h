@@ -3,6 +3,7 @@
 
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Triangles/Data/DLIST.h>
 #include <KetSDK/Triangles/Data/MStlEdge.h>
 #include <KetSDK/Triangles/Data/MStlFeatureItem.h>
@@ -11,9 +12,12 @@
 
 #include <boost/container/deque.hpp>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <vector>
 
 class MStlPointLookup;
 
@@ -22,8 +26,9 @@ class MStlPointLookup;
 class KETSDK_API MStlGraph : public MStlFeatureItem {
     template <typename T>
     using Storage =
-        boost::container::deque<T, void,
+        boost::container::deque<T, KetSDK::Support::MArenaAllocator<T>,
                                 boost::container::deque_options<boost::container::block_size<128>>::type>;
+    using EdgeElement = DLIST_ELEMENT<MStlEdge>;
 
 public:
     using VertexRange = MStlRange<Storage<MStlPoint>::iterator>;
@@ -40,6 +45,9 @@ public:
     // Appends an edge from p to q, vertices of this graph, also when there is one between them. Null,
     // and nothing is added, when both are the same vertex.
     DLIST_ELEMENT<MStlEdge>* AddEdge(MStlPoint* p, MStlPoint* q);
+    // Appends an edge for each pair of indices of different vertices, in their order, on several threads when
+    // parallel. Out of memory, nothing changes.
+    void AddEdges(std::span<std::array<std::uint32_t, 2> const> ends, bool parallel);
     // The first edge from p to q; when `directed` is false and there is none, the first from q to p.
     // Null when there is no such edge.
     DLIST_ELEMENT<MStlEdge>* FindEdge(MStlPoint const* p, MStlPoint const* q, bool directed) const;
@@ -66,8 +74,25 @@ public:
 private:
     struct EdgeLookup;
 
+    // Memory for edges, which are made in it by any thread and need no destruction.
+    class EdgeStorage {
+    public:
+        std::size_t size() const noexcept { return m_size; }
+        // Where edge i is or will be.
+        EdgeElement* At(std::size_t i) const noexcept { return m_blocks[i / BlockSize] + i % BlockSize; }
+        EdgeElement& operator[](std::size_t i) const noexcept { return *At(i); }
+        void MakeRoom(std::size_t edges);
+        void Grow(std::size_t edges) noexcept { m_size += edges; }
+
+    private:
+        static constexpr std::size_t BlockSize = 128;
+        KetSDK::Support::MArena m_arena;
+        std::vector<EdgeElement*> m_blocks;
+        std::size_t m_size = 0;
+    };
+
     Storage<MStlPoint> m_vertices;
-    Storage<DLIST_ELEMENT<MStlEdge>> m_edge_storage;
+    EdgeStorage m_edge_storage;
     DLIST<MStlEdge> m_edges;
     std::unique_ptr<MStlPointLookup> m_vertex_lookup;
     std::unique_ptr<EdgeLookup> m_edge_lookup;
