@@ -142,6 +142,7 @@ void MakeGreyValues(Case& c) {
     double value = 0.0;
     for (MMeshElement const& e : c.Mesh().Elements())
         grey.SetValue(e, value = std::fmod(value + 997.0, 3000.0));
+    c.Mesh().SetGreyValuesFlag(true);
 }
 
 MHUList MakeIntervals(Case& c) {
