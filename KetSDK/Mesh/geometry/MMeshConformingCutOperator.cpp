@@ -55,7 +55,7 @@ public:
     // `edges` are given ones of nodes, by index.
     Diagonals(MMeshBase const& mesh, std::vector<Edge> const& edges)
         : m_mesh(mesh) {
-        NumberPlaces();
+        NumberPositions();
         CollectEdges();
         auto const is_node = [this](MLong index) {
             return static_cast<std::size_t>(index) < m_number.size();
@@ -129,7 +129,7 @@ private:
     }
 
     // Numbers the positions of nodes in the order of the first node at each.
-    void NumberPlaces() {
+    void NumberPositions() {
         MMeshPointContainer positions;
         positions.CreateCoordinateIndex();
         m_number.reserve(static_cast<std::size_t>(m_mesh.NumberOfPoints()));

@@ -53,8 +53,18 @@ namespace {
 
 constexpr std::uint64_t ElementsPerStep = 4096;
 
+// A negative index counts as a large one.
+std::uint32_t LargestOf(std::span<MLong const> indices) noexcept {
+    std::uint32_t largest = 0;
+    for (MLong const index : indices)
+        largest = std::max(largest, static_cast<std::uint32_t>(index));
+    return largest;
+}
+
+} // namespace
+
 // Where the nodes of elements stand in one list of all.
-class NodeOffsets {
+class MMeshElementContainer::NodeOffsets {
 public:
     NodeOffsets(MMeshElementArrays const& arrays, bool parallel)
         : m_counts(arrays.node_counts) {
@@ -91,16 +101,6 @@ private:
     std::vector<std::uint64_t> m_offset_of_step;
 };
 
-// A negative index counts as a large one.
-std::uint32_t LargestOf(std::span<MLong const> indices) noexcept {
-    std::uint32_t largest = 0;
-    for (MLong const index : indices)
-        largest = std::max(largest, static_cast<std::uint32_t>(index));
-    return largest;
-}
-
-} // namespace
-
 std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& arrays,
                                                     MMeshPointContainer& points, bool parallel) {
     NodeOffsets const offsets(arrays, parallel);
@@ -113,7 +113,7 @@ std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& ar
     if (before > 0 && !arrays.nodes.empty() && LargestOf(arrays.nodes) >= points.GetNumPoints())
         throw std::runtime_error("invalid state");
     try {
-        Fill(AppendRoom(offsets.NumberOfElements(), arrays.nodes.size()), arrays, points, parallel);
+        Fill(AppendRoom(offsets.NumberOfElements(), arrays.nodes.size()), arrays, offsets, points, parallel);
     } catch (...) {
         if (before == 0)
             Clear(); // gives all memory back
@@ -157,8 +157,12 @@ MMeshElementContainer::Room MMeshElementContainer::AppendRoom(std::uint64_t elem
 }
 
 void MMeshElementContainer::Fill(Room const& room, MMeshElementArrays const& arrays,
-                                 MMeshPointContainer& points, bool parallel) {
-    NodeOffsets const offsets(arrays, parallel);
+                                 MMeshPointContainer& points) {
+    Fill(room, arrays, NodeOffsets(arrays, false), points, false);
+}
+
+void MMeshElementContainer::Fill(Room const& room, MMeshElementArrays const& arrays,
+                                 NodeOffsets const& offsets, MMeshPointContainer& points, bool parallel) {
     std::vector<MMeshPoint*> const blocks = points.GetBlocks();
     auto const node_at = [block = blocks.data(),
                           count = static_cast<std::uint32_t>(points.GetNumPoints())](MLong index) {

@@ -145,10 +145,13 @@ private:
     Room AppendRoom(std::uint64_t elements, std::size_t nodes);
     // Appends elements with so many nodes each, those of one after another. Out of memory, nothing.
     void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes);
-    // Gives the elements their nodes, on several threads when parallel. The container may grow meanwhile.
-    // Throws for an index that is not there: some elements are without nodes then.
-    static void Fill(Room const& room, MMeshElementArrays const& elements, MMeshPointContainer& points,
-                     bool parallel);
+    // Gives the elements their nodes. The container may grow meanwhile. Throws for an index that is not
+    // there: some elements are without nodes then.
+    static void Fill(Room const& room, MMeshElementArrays const& arrays, MMeshPointContainer& points);
+    // The same on several threads when parallel, with what is known of the arrays.
+    class NodeOffsets;
+    static void Fill(Room const& room, MMeshElementArrays const& arrays, NodeOffsets const& offsets,
+                     MMeshPointContainer& points, bool parallel);
     // Appends the elements of another container, which is left empty, and registers each.
     void TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
     // Removes what was appended last, down to so many.

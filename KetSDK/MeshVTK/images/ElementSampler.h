@@ -249,6 +249,7 @@ private:
             ElementMeasure const measure = MeasureOf(e);
             VoxelPosition const centroid = m_frame.PositionOf(measure.centroid);
             located.six_volumes = measure.six_volumes;
+            // The centroid of no known kind is not a number: it lies nowhere, and no node is looked at.
             located.inside = m_frame.Contains(centroid);
             if (located.inside)
                 Locate(e, centroid, located);

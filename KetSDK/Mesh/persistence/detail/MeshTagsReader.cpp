@@ -288,7 +288,7 @@ void MeshTagsReader::ReadElements(MSAXReader& reader) {
          .window = window},
         [&](std::uint64_t number, std::uint64_t, std::size_t) {
             if (std::size_t const i = number % pieces.size(); !pieces[i].IsEmpty())
-                MMeshElementContainer::Fill(rooms[i], pieces[i].GetElements(), *m_points, false);
+                MMeshElementContainer::Fill(rooms[i], pieces[i].GetElements(), *m_points);
         },
         [&](std::uint64_t number, std::uint64_t, std::size_t) {
             read(number % pieces.size());
