@@ -408,7 +408,7 @@ void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     MMeshBaseNeighborsInfo& neighbors = *m_mesh->GetNeighborsInfo();
     neighbors.Enable(GetParallel());
     SubVolumeIDs const ids(*m_mesh);
-    FaceMatcher<false> matcher(m_mesh->Elements(), GetParallel(), ids);
+    FaceMatcher<false> matcher(*m_mesh, GetParallel(), ids);
     matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int id, int, bool) {
         if (MMeshElement const& e = *m_mesh->GetElement(element); id != -1 || m_mesh->GetSubVolume(e))
             JoinCorners(e, face);

@@ -61,7 +61,7 @@ private:
         using Matcher = FaceMatcher<WithQuadrilaterals>;
         static_assert(Matcher::NoNeighbour == Exterior);
         SubVolumeIDs const ids(mesh);
-        Matcher matcher(mesh.Elements(), parallel, ids);
+        Matcher matcher(mesh, parallel, ids);
         auto const take = [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other,
                                              bool has_neighbour) {
             if (interfaces ? id < other : !has_neighbour)

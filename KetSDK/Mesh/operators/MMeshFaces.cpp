@@ -57,7 +57,7 @@ std::vector<BoundaryFace> CollectBoundaryFaces(MMeshBase const& mesh) {
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
     auto const subvolume = [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : 0; };
     std::vector<BoundaryFace> faces;
-    FaceMatcher<WithQuadrilaterals>(mesh.Elements(), false, subvolume)
+    FaceMatcher<WithQuadrilaterals>(mesh, false, subvolume)
         .ForEachBoundaryFace(
             [&](std::uint32_t element, std::uint32_t face, int own, int other, bool has_neighbour) {
                 if (has_neighbour && own > other)
@@ -90,9 +90,9 @@ std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh) {
     auto const all_in_one = [](MMeshElement const&) { return 0; };
     auto const join = [&bodies](std::uint32_t a, std::uint32_t b) { bodies.Join(a, b); };
     if (Detail::HasTrianglesOnly(mesh.Elements()))
-        FaceMatcher<false>(mesh.Elements(), false, all_in_one).ForEachConnectionAtOnce(join);
+        FaceMatcher<false>(mesh, false, all_in_one).ForEachConnectionAtOnce(join);
     else
-        FaceMatcher<true>(mesh.Elements(), false, all_in_one).ForEachConnectionAtOnce(join);
+        FaceMatcher<true>(mesh, false, all_in_one).ForEachConnectionAtOnce(join);
     std::vector<std::uint32_t> first_of(static_cast<std::size_t>(mesh.NumberOfElements()));
     for (std::uint32_t i = 0; i < first_of.size(); ++i)
         first_of[i] = bodies.FirstOf(i);

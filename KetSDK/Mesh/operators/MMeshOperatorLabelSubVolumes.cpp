@@ -50,7 +50,7 @@ private:
 
     void MatchFaces(MMeshBase& mesh, bool parallel) {
         // Every element is a group of its own, so that all faces between elements are visited.
-        Matcher matcher(mesh.Elements(), parallel,
+        Matcher matcher(mesh, parallel,
                         [](MMeshElement const&, std::uint32_t number) { return static_cast<int>(number); });
         matcher.ForEachBoundaryFaceAtOnce(
             [this](std::uint32_t element, std::uint32_t face, int, int neighbor, bool has_neighbor) {

@@ -33,9 +33,9 @@ using Triangles = std::vector<Triangle>;
 using FaceBits = std::vector<std::uint8_t>;
 
 template <bool WithQuadrilaterals, typename Group>
-FaceBits FindFaces(MMeshElementContainer const& elements, bool parallel, Group const& group) {
-    FaceBits faces(static_cast<std::size_t>(elements.GetNumElements()), 0);
-    FaceMatcher<WithQuadrilaterals>(elements, parallel, group)
+FaceBits FindFaces(MMeshBase const& mesh, bool parallel, Group const& group) {
+    FaceBits faces(static_cast<std::size_t>(mesh.NumberOfElements()), 0);
+    FaceMatcher<WithQuadrilaterals>(mesh, parallel, group)
         .ForEachBoundaryFace([&faces](std::uint32_t element, std::uint32_t face, int, int, bool) {
             faces[element] = static_cast<std::uint8_t>(faces[element] | 1U << face);
         });
@@ -43,9 +43,9 @@ FaceBits FindFaces(MMeshElementContainer const& elements, bool parallel, Group c
 }
 
 template <typename Group>
-FaceBits FindFaces(MMeshElementContainer const& elements, bool parallel, Group const& group) {
-    return HasTrianglesOnly(elements) ? FindFaces<false>(elements, parallel, group)
-                                      : FindFaces<true>(elements, parallel, group);
+FaceBits FindFaces(MMeshBase const& mesh, bool parallel, Group const& group) {
+    return HasTrianglesOnly(mesh.Elements()) ? FindFaces<false>(mesh, parallel, group)
+                                             : FindFaces<true>(mesh, parallel, group);
 }
 
 bool LiesOnOneOf(FaceBits::value_type faces, unsigned char n, NodeBits triangle) {
@@ -113,7 +113,7 @@ void RemoveShared(Triangles& triangles, MMeshElementContainer const& elements, G
 template <typename Group>
 Triangles BoundaryOf(MMeshBase& mesh, bool parallel, Group const& group) {
     MMeshElementContainer const& elements = mesh.Elements();
-    Triangles triangles = TrianglesOf(mesh, FindFaces(elements, parallel, group));
+    Triangles triangles = TrianglesOf(mesh, FindFaces(mesh, parallel, group));
     unsigned char const kind = elements.begin()->GetNodeCount();
     if (!std::ranges::all_of(elements, [kind](MMeshElement const& e) { return e.GetNodeCount() == kind; }))
         RemoveShared(triangles, elements, group);

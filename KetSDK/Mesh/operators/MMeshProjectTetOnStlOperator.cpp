@@ -285,7 +285,7 @@ std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
         return nodes;
     std::vector<char> on_face(static_cast<std::size_t>(mesh->NumberOfPoints()), 0);
     SubVolumeIDs const ids(*mesh);
-    FaceMatcher<false> matcher(mesh->Elements(), GetParallel(),
+    FaceMatcher<false> matcher(*mesh, GetParallel(),
                                [&](MMeshElement const& e) { return m_interfaces ? ids(e) : 0; });
     matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
         MMeshElement const& e = *mesh->GetElement(element);

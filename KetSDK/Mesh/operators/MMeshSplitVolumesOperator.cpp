@@ -24,9 +24,8 @@ using Number = DisjointSets::Number; // of an element
 template <bool WithQuadrilaterals>
 void Connect(MMeshBase const& mesh, bool parallel, DisjointSets& components) {
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-    FaceMatcher<WithQuadrilaterals> matcher(mesh.Elements(), parallel, [numbers](MMeshElement const& e) {
-        return numbers ? numbers->GetValue(e) : -1;
-    });
+    FaceMatcher<WithQuadrilaterals> matcher(
+        mesh, parallel, [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : -1; });
     matcher.ForEachConnectionAtOnce([&components](Number a, Number b) { components.Join(a, b); });
 }
 

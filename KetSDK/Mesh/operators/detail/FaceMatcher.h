@@ -1,16 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 #include <KetSDK/Mesh/operators/detail/ElementFaces.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MHash.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <span>
 #include <type_traits>
 #include <vector>
@@ -27,10 +30,11 @@ inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
 // Finds the faces at which a mesh ends or at which elements of two groups meet, or else those at which
 // elements of one group meet. Takes elements of every kind.
 //
-// Each face becomes a record of its corners. The records are spread by a hash of the corners over bins that
-// fit into the processor's cache, where equal faces find one another through a small table. So the elements
-// are read once and in order, and nothing is looked up at random in a large table: several times faster than
-// asking for one neighbour after another. On several threads each spreads elements of its own, and bins are
+// Each face becomes a record of its corners. The records are spread by their second lowest corner over bins
+// that fit into the processor's cache, where equal faces find one another through a small table. So the
+// elements are read once and in order, and nothing is looked up at random in a large table: several times
+// faster than asking for one neighbour after another. Where neighbouring nodes have near numbers, so have
+// the bins that are written at a time. On several threads each spreads elements of its own, and bins are
 // matched at the same time.
 //
 // Faces match when they have the same corners; a quadrilateral with a repeated corner counts as a
@@ -47,13 +51,11 @@ public:
     // group(element) or group(element, its number) says to which group an element belongs, on several threads
     // at once when parallel. One of the walks below uses the matcher up.
     template <typename Group>
-    FaceMatcher(MMeshElementContainer const& elements, bool parallel, Group const& group)
-        : m_elements(elements)
-        , m_parallel(parallel) {
-        while (m_bins < MaxBins && m_bins * RecordsPerBin < 4 * elements.GetNumElements()) {
-            m_bins *= 2;
-            --m_bin_shift;
-        }
+    FaceMatcher(MMeshBase const& mesh, bool parallel, Group const& group)
+        : m_elements(mesh.Elements())
+        , m_parallel(parallel)
+        , m_groups(static_cast<std::size_t>(m_elements.GetNumElements())) {
+        CutIntoBins(static_cast<std::uint64_t>(mesh.NumberOfPoints()));
         Spread(group);
     }
 
@@ -72,7 +74,7 @@ public:
                 found.faces.push_back({element, face, group, other, has});
             };
             MatchBins(first, last, found,
-                      [this, &keep](auto const& chain) { this->VisitChain(chain, keep); });
+                      [this, &keep](Chain const& chain) { this->VisitChain(chain, keep); });
         };
         auto const hand_on = [&visit](std::uint64_t, std::uint64_t, Found const& found) {
             for (BoundaryFace const& f : found.faces)
@@ -84,7 +86,7 @@ public:
     // The same on the threads that find the faces: visit writes for each face where no other face does.
     template <typename Visit>
     void ForEachBoundaryFaceAtOnce(Visit const& visit) {
-        ForEachChainAtOnce([this, &visit](auto const& chain) { this->VisitChain(chain, visit); });
+        ForEachChainAtOnce([this, &visit](Chain const& chain) { this->VisitChain(chain, visit); });
     }
 
     // Calls visit(element, other) for elements of one group that have a face in common, in no particular
@@ -92,10 +94,10 @@ public:
     // visited to connect all.
     template <typename Visit>
     void ForEachConnectionAtOnce(Visit const& visit) {
-        ForEachChainAtOnce([&visit](auto const& chain) {
+        ForEachChainAtOnce([this, &visit](Chain const& chain) {
             for (std::uint32_t own = chain.Next(chain.first); own != End; own = chain.Next(own)) {
                 std::uint32_t other = chain.first;
-                while (other != own && chain[other].group != chain[own].group)
+                while (other != own && GroupOf(chain[other]) != GroupOf(chain[own]))
                     other = chain.Next(other);
                 if (other != own)
                     visit(chain[other].element, chain[own].element);
@@ -107,7 +109,7 @@ public:
     // two or more elements that have it.
     template <typename Visit>
     void ForEachFaceAtOnce(Visit const& visit) {
-        ForEachChainAtOnce([&visit](auto const& chain) {
+        ForEachChainAtOnce([&visit](Chain const& chain) {
             Number few[2] = {};
             std::uint32_t count = 0;
             for (std::uint32_t i = chain.first; i != End; i = chain.Next(i))
@@ -131,18 +133,24 @@ public:
 
 private:
     static constexpr std::uint32_t NoNode = std::numeric_limits<std::uint32_t>::max();
-    static constexpr std::uint64_t RecordsPerBin = 16384;
+    static constexpr std::uint64_t RecordsPerBin = 8192;
     static constexpr std::uint64_t MaxBins = 1024;
+    static constexpr unsigned int FaceBits = 3; // enough for six faces
 
+    // A face with its corners by ascending index; a triangle among quadrilaterals ends with NoNode.
     struct Record {
-        std::uint32_t corner[WithQuadrilaterals ? 4 : 3]; // ascending; a triangle ends with NoNode
+        std::uint32_t first;
+        std::uint32_t second_and_face; // the corner counted from the first of its bin
+        std::uint32_t others[WithQuadrilaterals ? 2 : 1];
         Number element;
-        int group;
-        std::uint32_t face;
 
-        bool Matches(Record const& o) const noexcept { return std::ranges::equal(corner, o.corner); }
+        std::uint32_t Second() const noexcept { return second_and_face >> FaceBits; }
+        std::uint32_t Face() const noexcept { return second_and_face & ((1U << FaceBits) - 1); }
+        bool Matches(Record const& o) const noexcept {
+            return first == o.first && Second() == o.Second() && std::ranges::equal(others, o.others);
+        }
         std::uint64_t Hash() const noexcept {
-            return Support::HashOfPair(std::uint64_t{corner[0]} << 32 | corner[1], corner[2]);
+            return Support::HashOfPair(std::uint64_t{first} << 32 | others[0], Second());
         }
     };
 
@@ -154,64 +162,66 @@ private:
         bool has_neighbour;
     };
 
-    // Records of one bin from one piece of the elements, in blocks that are filled one after another.
-    class Bin {
-    public:
-        void Add(Record const& r) {
-            if (m_room == 0) {
-                m_blocks.push_back(std::make_unique_for_overwrite<Record[]>(BlockSize));
-                m_next = m_blocks.back().get();
-                m_room = BlockSize;
-            }
-            *m_next++ = r;
-            --m_room;
-        }
-        std::uint32_t Size() const noexcept {
-            return static_cast<std::uint32_t>(m_blocks.size() * BlockSize - m_room);
-        }
-        Record const& operator[](std::uint32_t i) const noexcept {
-            return m_blocks[i / BlockSize][i % BlockSize];
-        }
-        void AppendTo(std::vector<Record>& records) const {
-            for (std::uint32_t left = Size(); auto const& block : m_blocks) {
-                records.insert(records.end(), block.get(), block.get() + std::min(left, BlockSize));
-                left -= std::min(left, BlockSize);
-            }
-        }
+    static constexpr std::size_t BlockSize = 128; // of records
 
-    private:
-        static constexpr std::uint32_t BlockSize = 512;
-        std::vector<std::unique_ptr<Record[]>> m_blocks;
-        Record* m_next = nullptr;
-        std::uint32_t m_room = 0;
+    // Records of one bin from one piece of the elements, in blocks that are filled one after another.
+    struct Bin {
+        std::vector<Record*> blocks;
+        Record* next = nullptr;
+        Record* end = nullptr;
+
+        void AppendTo(std::vector<Record>& records) const {
+            for (Record const* const block : blocks)
+                records.insert(records.end(), block, block == blocks.back() ? next : block + BlockSize);
+        }
     };
 
     // The records of the elements of one piece.
     struct Piece {
         std::vector<Bin> bins;
+        Record* memory = nullptr; // for the blocks to come
         std::vector<Face> collapsed;
-    };
 
-    // Records that came of the same corners, of a bin that is a Bin or a list of records.
-    template <typename Records>
-    struct Chain {
-        Records const& records;
-        std::vector<std::uint32_t> const& next;
-        std::uint32_t first;
-
-        Record const& operator[](std::uint32_t i) const noexcept { return records[i]; }
-        std::uint32_t Next(std::uint32_t i) const noexcept { return next[i]; }
+        void Add(std::uint32_t number, Record const& r) {
+            Bin& bin = bins[number];
+            if (bin.next == bin.end) {
+                bin.blocks.push_back(memory);
+                bin.next = memory;
+                memory += BlockSize;
+                bin.end = memory;
+            }
+            *bin.next++ = r;
+        }
     };
 
     // What matching a bin needs; used again for every bin.
     struct Table {
+        std::vector<Record> records;
         std::vector<std::uint32_t> first;  // hash table: first record of a chain
         std::vector<std::uint32_t> next;   // next record of the same chain
         std::vector<std::uint32_t> chains; // first records of all chains
-        std::vector<Record> records;       // of all pieces, where there are several
     };
 
-    // Elements in as many pieces as there are threads, as long as that pays.
+    // Records that came of the same corners.
+    struct Chain {
+        Table const& table;
+        std::uint32_t first;
+
+        Record const& operator[](std::uint32_t i) const noexcept { return table.records[i]; }
+        std::uint32_t Next(std::uint32_t i) const noexcept { return table.next[i]; }
+    };
+
+    // Each bin takes the faces whose second corner is one of 2^m_bin_shift nodes.
+    void CutIntoBins(std::uint64_t nodes) {
+        std::uint64_t const wanted =
+            std::clamp<std::uint64_t>(4 * m_elements.GetNumElements() / RecordsPerBin, 1, MaxBins);
+        std::uint64_t const last = std::max<std::uint64_t>(nodes, 1) - 1;
+        m_bin_shift = std::min(static_cast<unsigned int>(std::bit_width(last / wanted)), 32 - FaceBits);
+        m_bins = (last >> m_bin_shift) + 1;
+    }
+
+    // Elements in as many pieces as there are threads, as long as that pays. The calling thread asks for all
+    // memory: what another thread asks for goes back to the system each time, and comes as new pages.
     template <typename Group>
     void Spread(Group const& group) {
         std::uint64_t const elements = m_elements.GetNumElements();
@@ -221,8 +231,13 @@ private:
                 ? std::clamp<std::uint64_t>(elements / fewest, 1,
                                             std::min<std::uint64_t>(Support::NumberOfThreads(), most_pieces))
                 : 1;
-        m_pieces.resize(static_cast<std::size_t>(pieces));
+        m_pieces = std::vector<Piece>(static_cast<std::size_t>(pieces));
         std::uint64_t const size = std::max<std::uint64_t>((elements + pieces - 1) / pieces, 1);
+        std::uint64_t const most_faces = WithQuadrilaterals ? 6 : 4;
+        std::uint64_t const room = (size * most_faces / BlockSize + m_bins + 1) * BlockSize;
+        m_memory.resize(static_cast<std::size_t>(pieces * room));
+        for (std::size_t i = 0; i < m_pieces.size(); ++i)
+            m_pieces[i].memory = m_memory.data() + i * room;
         Support::ComputeSteps({.items = elements, .step = size, .parallel = m_parallel},
                               [&](std::uint64_t first, std::uint64_t last) {
                                   Spread(group, first, last,
@@ -232,60 +247,69 @@ private:
             m_collapsed.insert(m_collapsed.end(), piece.collapsed.begin(), piece.collapsed.end());
     }
     template <typename Group>
-    void Spread(Group const& group, std::uint64_t first, std::uint64_t last, Piece& piece) const {
-        piece.bins.resize(m_bins);
-        Record record{};
+    void Spread(Group const& group, std::uint64_t first, std::uint64_t last, Piece& piece) {
+        piece.bins.resize(static_cast<std::size_t>(m_bins));
         m_elements.ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
-            record.element = static_cast<Number>(number);
+            auto const element = static_cast<Number>(number);
             if constexpr (std::is_invocable_v<Group const&, MMeshElement const&, Number>)
-                record.group = group(e, record.element);
+                m_groups[number] = group(e, element);
             else
-                record.group = group(e);
-            auto const faces = FacesOf(e.GetNodeCount());
-            for (record.face = 0; record.face < faces.size(); ++record.face) {
-                if (SetCorners(record, e, faces[record.face]))
-                    piece.bins[m_bin_shift < 64 ? record.Hash() >> m_bin_shift : 0].Add(record);
-                else
-                    piece.collapsed.push_back({record.element, record.face});
+                m_groups[number] = group(e);
+            if constexpr (WithQuadrilaterals) {
+                std::uint32_t face = 0;
+                for (ElementFace const& corners : FacesOfElement(e.GetNodeCount()))
+                    Add({element, face++}, SortedCorners(e, corners), piece);
+            } else if (MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) > 0) {
+                std::uint32_t const node[] = {IndexOf(e, 0), IndexOf(e, 1), IndexOf(e, 2), IndexOf(e, 3)};
+                for (std::uint32_t face = 0; face < 4; ++face) {
+                    auto const& corners = TetrahedronFaces[face].node;
+                    Add({element, face}, Sorted(node[corners[0]], node[corners[1]], node[corners[2]]), piece);
+                }
             }
         });
     }
-
-    static std::span<ElementFace const> FacesOf(unsigned char n) noexcept {
-        if constexpr (!WithQuadrilaterals)
-            if (MMeshElementDescriptor::GetNumSimpleNodes(n) > 0)
-                return TetrahedronFaces;
-        return FacesOfElement(n);
+    static std::uint32_t IndexOf(MMeshElement const& e, unsigned char node) noexcept {
+        return static_cast<std::uint32_t>(e.GetNode(node)->GetIndex());
     }
 
-    // False for a face with fewer than three different corners.
-    static bool SetCorners(Record& record, MMeshElement const& e, ElementFace const& face) noexcept {
-        std::uint32_t corner[4];
-        for (unsigned int i = 0; i < face.corners; ++i)
-            corner[i] = static_cast<std::uint32_t>(e.GetNode(face.node[i])->GetIndex());
-        if constexpr (WithQuadrilaterals) {
-            // Inserts one corner after the other, in order and without repetition.
-            unsigned int count = 0;
-            std::ranges::fill(record.corner, NoNode);
-            for (unsigned int i = 0; i < face.corners; ++i) {
-                unsigned int at = count;
-                while (at > 0 && record.corner[at - 1] > corner[i])
-                    --at;
-                if (at > 0 && record.corner[at - 1] == corner[i])
-                    continue;
-                for (unsigned int k = count++; k > at; --k)
-                    record.corner[k] = record.corner[k - 1];
-                record.corner[at] = corner[i];
-            }
-            return count >= 3;
-        } else {
-            std::uint32_t const low = std::min(std::min(corner[0], corner[1]), corner[2]);
-            std::uint32_t const high = std::max(std::max(corner[0], corner[1]), corner[2]);
-            record.corner[0] = low;
-            record.corner[1] = corner[0] ^ corner[1] ^ corner[2] ^ low ^ high;
-            record.corner[2] = high;
-            return low != record.corner[1] && record.corner[1] != high;
+    // The corners of a face by ascending index, filled up with NoNode.
+    using Corners = std::array<std::uint32_t, WithQuadrilaterals ? 4 : 3>;
+
+    static Corners Sorted(std::uint32_t a, std::uint32_t b, std::uint32_t c) noexcept {
+        std::uint32_t const low = std::min(std::min(a, b), c);
+        std::uint32_t const high = std::max(std::max(a, b), c);
+        return {low, a ^ b ^ c ^ low ^ high, high};
+    }
+    // Without repetition.
+    static Corners SortedCorners(MMeshElement const& e, ElementFace const& face) noexcept {
+        Corners sorted;
+        sorted.fill(NoNode);
+        for (unsigned int i = 0; i < face.corners; ++i) {
+            std::uint32_t const corner = IndexOf(e, face.node[i]);
+            unsigned int at = i;
+            while (at > 0 && sorted[at - 1] >= corner)
+                --at;
+            if (sorted[at] == corner)
+                continue;
+            for (unsigned int k = i; k > at; --k)
+                sorted[k] = sorted[k - 1];
+            sorted[at] = corner;
         }
+        return sorted;
+    }
+
+    void Add(Face const& face, Corners const& corners, Piece& piece) const {
+        bool const collapsed =
+            WithQuadrilaterals ? corners[2] == NoNode : corners[0] == corners[1] || corners[1] == corners[2];
+        if (collapsed) {
+            piece.collapsed.push_back(face);
+            return;
+        }
+        std::uint32_t const bin = corners[1] >> m_bin_shift;
+        Record record{
+            corners[0], (corners[1] - (bin << m_bin_shift)) << FaceBits | face.face, {}, face.element};
+        std::copy(corners.begin() + 2, corners.end(), record.others);
+        piece.Add(bin, record);
     }
 
     // Bins as steps of work: few at a time, since each takes a table of its own.
@@ -305,32 +329,25 @@ private:
             [](std::uint64_t, std::uint64_t, Table const&) { return true; });
     }
 
-    // Calls visit(chain) for all chains of the bins, and drops these.
+    // Calls visit(chain) for all chains of the bins.
     template <typename Visit>
-    void MatchBins(std::uint64_t first, std::uint64_t last, Table& table, Visit const& visit) {
+    void MatchBins(std::uint64_t first, std::uint64_t last, Table& table, Visit const& visit) const {
         for (auto bin = static_cast<std::size_t>(first); bin < last; ++bin) {
-            if (m_pieces.size() == 1) {
-                Bin& records = m_pieces.front().bins[bin];
-                MatchRecords(records, records.Size(), table, visit);
-            } else {
-                table.records.clear();
-                for (Piece const& piece : m_pieces)
-                    if (!piece.bins.empty())
-                        piece.bins[bin].AppendTo(table.records);
-                MatchRecords(table.records, static_cast<std::uint32_t>(table.records.size()), table, visit);
-            }
-            for (Piece& piece : m_pieces)
+            table.records.clear();
+            for (Piece const& piece : m_pieces)
                 if (!piece.bins.empty())
-                    piece.bins[bin] = Bin();
+                    piece.bins[bin].AppendTo(table.records);
+            LinkRecords(table);
+            for (std::uint32_t const i : table.chains)
+                visit(Chain{table, i});
         }
     }
 
-    // Links records with the same corners to chains and calls visit(chain) for each.
-    template <typename Records, typename Visit>
-    static void MatchRecords(Records const& records, std::uint32_t count, Table& table, Visit const& visit) {
-        std::size_t size = 64;
-        while (size < 2 * std::size_t{count})
-            size *= 2;
+    // Links records with the same corners to chains.
+    static void LinkRecords(Table& table) {
+        auto const& records = table.records;
+        auto const count = static_cast<std::uint32_t>(records.size());
+        std::size_t const size = std::bit_ceil(std::max<std::size_t>(2 * records.size(), 64));
         table.first.assign(size, End);
         table.next.assign(count, End);
         table.chains.clear();
@@ -348,27 +365,28 @@ private:
                 table.next[last] = i;
             }
         }
-        for (std::uint32_t const first : table.chains)
-            visit(Chain<Records>{records, table.next, first});
     }
 
-    template <typename Records, typename Visit>
-    void VisitChain(Chain<Records> const& chain, Visit const& visit) const {
+    int GroupOf(Record const& r) const noexcept { return m_groups[r.element]; }
+
+    template <typename Visit>
+    void VisitChain(Chain const& chain, Visit const& visit) const {
         std::uint32_t const second = chain.Next(chain.first);
-        if (second != End && chain.Next(second) == End && chain[chain.first].group == chain[second].group &&
+        if (second != End && chain.Next(second) == End &&
+            GroupOf(chain[chain.first]) == GroupOf(chain[second]) &&
             chain[chain.first].element != chain[second].element)
             return; // what most faces are
         for (std::uint32_t own = chain.first; own != End; own = chain.Next(own)) {
             Record const& r = chain[own];
             Record const* const other = Neighbour(chain, r.element);
-            int const other_group = other ? other->group : NoNeighbour;
-            if (!other || r.group != other_group)
-                visit(r.element, r.face, r.group, other_group, other != nullptr);
+            int const group = GroupOf(r);
+            int const other_group = other ? GroupOf(*other) : NoNeighbour;
+            if (!other || group != other_group)
+                visit(r.element, r.Face(), group, other_group, other != nullptr);
         }
     }
 
-    template <typename Records>
-    Record const* Neighbour(Chain<Records> const& chain, Number own) const {
+    Record const* Neighbour(Chain const& chain, Number own) const {
         Record const* lowest = nullptr;
         for (std::uint32_t i = chain.first; i != End; i = chain.Next(i)) {
             Record const& r = chain[i];
@@ -384,7 +402,9 @@ private:
     MMeshElementContainer const& m_elements;
     bool m_parallel;
     std::uint64_t m_bins = 1;
-    unsigned int m_bin_shift = 64; // the highest bits of the hash number the bin
+    unsigned int m_bin_shift = 0;
+    std::vector<int, Support::MUninitializedAllocator<int>> m_groups; // of the elements
+    std::vector<Record, Support::MUninitializedAllocator<Record>> m_memory;
     std::vector<Piece> m_pieces;
     std::vector<Face> m_collapsed;
 };
