@@ -3,6 +3,8 @@
 
 #include "VtkThreads.h"
 
+#include <KetSDK/Support/MArenaAllocator.h>
+
 #include <malloc.h>
 #include <time.h>
 
@@ -94,6 +96,7 @@ void RegisterRounds(unsigned int rounds) {
 }
 
 double HeapBytes() {
+    KetSDK::Support::ReleaseKeptMemory();
     struct mallinfo2 const info = mallinfo2();
     return static_cast<double>(info.uordblks) + static_cast<double>(info.hblkhd);
 }

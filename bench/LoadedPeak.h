@@ -3,6 +3,8 @@
 
 #include "Jobs.h"
 
+#include <KetSDK/Support/MArenaAllocator.h>
+
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +35,7 @@ double PeakOverLoaded(Load load) {
         throw std::runtime_error("no pipe");
     pid_t const child = fork();
     if (child == 0) {
+        KetSDK::Support::ReleaseKeptMemory();
         malloc_trim(0);
         std::ofstream("/proc/self/clear_refs") << "5" << std::flush; // the highest is what it is now
         double const before = ResidentBytes("VmRSS:");

@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -401,6 +402,7 @@ void Case::PrepareFor(bool ours) {
             m_grid = nullptr;
         else
             m_mesh.reset();
+        KetSDK::Support::ReleaseKeptMemory();
         malloc_trim(0);
     }
     if (ours || !m_frugal)

@@ -2,6 +2,8 @@
 #include <KetSDK/Support/MArenaAllocator.h>
 
 #include <algorithm>
+#include <iterator>
+#include <mutex>
 
 #ifdef __linux__
 #include <sys/mman.h>
@@ -18,25 +20,114 @@ constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) noexcept {
     return (bytes + unit - 1) / unit * unit;
 }
 
+void* NewPages(std::size_t size) {
+    void* const memory = ::operator new(size, std::align_val_t(LargePage));
+#ifdef MADV_HUGEPAGE
+    // Where the system refuses, pages are small.
+    (void)madvise(memory, size, MADV_HUGEPAGE);
+#endif
+    return memory;
+}
+
+void FreePages(void* memory) noexcept {
+    ::operator delete(memory, std::align_val_t(LargePage));
+}
+
+// The address sanitizer would not see who uses a piece that he has freed.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KETSDK_UNDER_ADDRESS_SANITIZER
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define KETSDK_UNDER_ADDRESS_SANITIZER
+#endif
+#ifdef KETSDK_UNDER_ADDRESS_SANITIZER
+constexpr std::size_t MostKept = 0;
+#else
+constexpr std::size_t MostKept = std::size_t{256} << 20;
+#endif
+
+// Pieces of memory that nobody uses, the latest last.
+class KeptPieces {
+public:
+    // Of exactly this size; null when there is none.
+    void* Take(std::size_t size) noexcept {
+        std::lock_guard const lock(m_mutex);
+        for (std::size_t i = m_count; i-- > 0;)
+            if (m_pieces[i].size == size)
+                return Remove(i);
+        return nullptr;
+    }
+
+    // Lets the oldest ones go where there is no room.
+    void Keep(void* memory, std::size_t size) noexcept {
+        if (size > MostKept)
+            return FreePages(memory);
+        std::lock_guard const lock(m_mutex);
+        while (m_count == std::size(m_pieces) || m_bytes + size > MostKept)
+            FreePages(Remove(0));
+        m_pieces[m_count++] = {memory, size};
+        m_bytes += size;
+    }
+
+    void Release() noexcept {
+        std::lock_guard const lock(m_mutex);
+        while (m_count > 0)
+            FreePages(Remove(m_count - 1));
+    }
+
+private:
+    struct Piece {
+        void* memory;
+        std::size_t size;
+    };
+
+    void* Remove(std::size_t i) noexcept {
+        Piece const piece = m_pieces[i];
+        std::copy(m_pieces + i + 1, m_pieces + m_count, m_pieces + i);
+        --m_count;
+        m_bytes -= piece.size;
+        return piece.memory;
+    }
+
+    std::mutex m_mutex;
+    Piece m_pieces[64];
+    std::size_t m_count = 0;
+    std::size_t m_bytes = 0;
+};
+
+// Never destroyed: static objects may free memory at the end of the process.
+KeptPieces& Kept() noexcept {
+    alignas(KeptPieces) static std::byte storage[sizeof(KeptPieces)];
+    static KeptPieces* const pieces = new (storage) KeptPieces;
+    return *pieces;
+}
+
 } // namespace
 
 void* AllocateInLargePages(std::size_t bytes) {
     if (bytes < SmallestInLargePages)
         return ::operator new(bytes);
-    std::size_t const whole_pages = RoundUp(bytes, LargePage);
-    void* const memory = ::operator new(whole_pages, std::align_val_t(LargePage));
-#ifdef MADV_HUGEPAGE
-    // Where the system refuses, pages are small.
-    (void)madvise(memory, whole_pages, MADV_HUGEPAGE);
-#endif
-    return memory;
+    std::size_t const size = RoundUp(bytes, LargePage);
+    if (void* const kept = Kept().Take(size))
+        return kept;
+    try {
+        return NewPages(size);
+    } catch (std::bad_alloc const&) {
+        ReleaseKeptMemory();
+        return NewPages(size);
+    }
 }
 
 void FreeInLargePages(void* memory, std::size_t bytes) noexcept {
     if (bytes < SmallestInLargePages)
         ::operator delete(memory);
     else
-        ::operator delete(memory, std::align_val_t(LargePage));
+        Kept().Keep(memory, RoundUp(bytes, LargePage));
+}
+
+void ReleaseKeptMemory() noexcept {
+    Kept().Release();
 }
 
 MArena::~MArena() {

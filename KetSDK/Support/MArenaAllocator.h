@@ -98,9 +98,13 @@ using MArenaAllocator = MBasicArenaAllocator<T, std::shared_ptr<MArena>>;
 template <typename T>
 using MBorrowedArenaAllocator = MBasicArenaAllocator<T, MArena*>;
 
-// For vectors that may grow large: the same large pages, for each piece of memory by itself.
+// For vectors that may grow large: the same large pages, for each piece of memory by itself. From any thread.
 KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes);
+// What is freed is kept for the next who asks for as much, since new pages take the system longer than most
+// work takes that is done in them. The process keeps 256 MiB at most.
 KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes) noexcept;
+// Gives back what is kept.
+KETSDK_SUPPORT_API void ReleaseKeptMemory() noexcept;
 
 template <typename T>
 struct MLargePageAllocator {
