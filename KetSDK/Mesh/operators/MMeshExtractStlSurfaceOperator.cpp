@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
@@ -26,67 +27,41 @@ namespace {
 // Stands for the number of a sub-volume where there is no neighbour.
 constexpr int Exterior = std::numeric_limits<int>::max();
 
-// A face that goes to a surface; the faces of one element form a chain.
+// A face that goes to a surface.
 struct TakenFace {
+    std::uint32_t element;
+    std::uint32_t face;
     int id;    // number of the element's sub-volume
     int other; // number of the neighbour's, or Exterior
-    std::uint32_t next;
-    std::uint32_t face;
+
+    std::uint64_t Position() const noexcept { return std::uint64_t{element} << 32 | face; }
 };
-constexpr std::uint32_t NoFace = std::numeric_limits<std::uint32_t>::max();
 
-// The faces to extract, as a chain for every element.
-class TakenFaces {
-public:
-    TakenFaces(MMeshBase& mesh, bool interfaces, bool parallel)
-        : m_first(static_cast<std::size_t>(mesh.Elements().GetNumElements()), NoFace) {
-        if (HasTrianglesOnly(mesh.Elements()))
-            Find<false>(mesh, interfaces, parallel);
-        else
-            Find<true>(mesh, interfaces, parallel);
-    }
-
-    // The faces of an element by ascending face number.
-    std::vector<TakenFace> const& Of(std::size_t element) {
-        m_faces_of_element.clear();
-        for (std::uint32_t i = m_first[element]; i != NoFace; i = m_faces[i].next)
-            m_faces_of_element.push_back(m_faces[i]);
-        std::ranges::sort(m_faces_of_element, {}, &TakenFace::face);
-        return m_faces_of_element;
-    }
-
-private:
-    template <bool WithQuadrilaterals>
-    void Find(MMeshBase& mesh, bool interfaces, bool parallel) {
-        using Matcher = FaceMatcher<WithQuadrilaterals>;
-        static_assert(Matcher::NoNeighbour == Exterior);
-        SubVolumeIDs const ids(mesh);
-        Matcher matcher(mesh, parallel, ids);
-        auto const take = [this, interfaces](std::uint32_t element, std::uint32_t face, int id, int other,
-                                             bool has_neighbour) {
-            if (interfaces ? id < other : !has_neighbour)
-                Add(element, {id, other, m_first[element], face});
-        };
-        matcher.ForEachBoundaryFace(take);
-        if constexpr (!WithQuadrilaterals) {
-            // They give no triangle, but their surface and points.
-            for (auto const& [element, face] : matcher.CollapsedFaces()) {
-                MMeshElement* const e = mesh.GetElement(element);
-                MMeshElement const* const neighbour = mesh.GetNeighborsInfo()->GetNeighbor(e, face);
-                take(element, face, ids(*e), neighbour ? ids(*neighbour) : Exterior, neighbour != nullptr);
-            }
+// The faces to extract, in the order of elements and of their faces.
+template <bool WithQuadrilaterals>
+std::vector<TakenFace> FindFaces(MMeshBase& mesh, bool interfaces, bool parallel) {
+    using Matcher = FaceMatcher<WithQuadrilaterals>;
+    static_assert(Matcher::NoNeighbour == Exterior);
+    std::vector<TakenFace> faces;
+    SubVolumeIDs const ids(mesh);
+    Matcher matcher(mesh, parallel, ids);
+    auto const take = [&faces, interfaces](std::uint32_t element, std::uint32_t face, int id, int other,
+                                           bool has_neighbour) {
+        if (interfaces ? id < other : !has_neighbour)
+            faces.push_back({element, face, id, other});
+    };
+    matcher.ForEachBoundaryFace(take);
+    if constexpr (!WithQuadrilaterals) {
+        // They give no triangle, but their surface and points.
+        for (auto const& [element, face] : matcher.CollapsedFaces()) {
+            MMeshElement* const e = mesh.GetElement(element);
+            MMeshElement const* const neighbour = mesh.GetNeighborsInfo()->GetNeighbor(e, face);
+            take(element, face, ids(*e), neighbour ? ids(*neighbour) : Exterior, neighbour != nullptr);
         }
     }
-
-    void Add(std::uint32_t element, TakenFace const& face) {
-        m_first[element] = static_cast<std::uint32_t>(m_faces.size());
-        m_faces.push_back(face);
-    }
-
-    std::vector<std::uint32_t> m_first;
-    std::vector<TakenFace> m_faces;
-    std::vector<TakenFace> m_faces_of_element;
-};
+    std::ranges::sort(faces, {}, &TakenFace::Position);
+    return faces;
+}
 
 // Writes faces into the surfaces of a container, which are made and named as they are first needed.
 class SurfaceWriter {
@@ -97,12 +72,12 @@ public:
         , m_record(origins, stl)
         , m_points(static_cast<std::size_t>(mesh.NumberOfPoints()), nullptr) {}
 
-    void Write(MMeshElement const& e, std::size_t index, TakenFace const& taken) {
+    void Write(MMeshElement const& e, TakenFace const& taken) {
         MStlSurface& surface = Surface(taken.id, taken.other);
         ElementFace const& face = FacesOfElement(e.GetNodeCount())[taken.face];
         auto const write = [&](unsigned char a, unsigned char b, unsigned char c) {
             if (WriteTriangle(surface, *e.GetNode(a), *e.GetNode(b), *e.GetNode(c)))
-                m_record.AddTriangle(static_cast<MLong>(index), e.GetNodeCount(),
+                m_record.AddTriangle(static_cast<MLong>(taken.element), e.GetNodeCount(),
                                      NodesOnFace(e.GetNodeCount(), face));
         };
         unsigned char const a = face.node[0], b = face.node[1], c = face.node[2];
@@ -188,13 +163,14 @@ bool MMeshExtractStlSurfaceOperator::Operate() {
         m_stl = new MStlBase;
     mesh->GetNeighborsInfo()->Enable(GetParallel());
 
-    TakenFaces faces(*mesh, m_extract_interfaces, GetParallel());
+    std::vector<TakenFace> const faces = HasTrianglesOnly(mesh->Elements())
+                                             ? FindFaces<false>(*mesh, m_extract_interfaces, GetParallel())
+                                             : FindFaces<true>(*mesh, m_extract_interfaces, GetParallel());
     SurfaceWriter writer(*m_stl, *mesh, m_origins, m_curved);
-    std::size_t index = 0;
-    for (MMeshElement const& e : mesh->Elements()) {
-        for (TakenFace const& taken : faces.Of(index))
-            writer.Write(e, index, taken);
-        ++index;
+    auto const element_of = [&](std::size_t i) { return mesh->GetElement(faces[i].element); };
+    for (std::size_t i = 0; i < faces.size(); ++i) {
+        KetSDK::Mesh::PrefetchWithNodes<16>(i, faces.size(), element_of);
+        writer.Write(*element_of(i), faces[i]);
     }
     writer.Finish();
     return true;
