@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <vector>
 
 class MFile;
@@ -35,8 +36,9 @@ public:
     // The neighbour mask holds, for every node, iterators at the triangles that use it: faces of the
     // elements' tetrahedra, in the order of the mesh. With `surface_only` only faces that the elements'
     // surface mask lists count. Rebuilds the mask; false (and no mask) for a mesh without elements,
-    // and with `surface_only` for one without a surface mask. The mask does not follow later changes.
-    bool RecalculateNeighbourMask(bool surface_only);
+    // and with `surface_only` for one without a surface mask. The mask does not follow later changes. On
+    // several threads with `parallel`.
+    bool RecalculateNeighbourMask(bool surface_only, bool parallel = false);
     bool HasNeighbourMask() const noexcept { return m_neighbours != nullptr; }
     void ReleaseNeighbourMask() noexcept;
     // Gives the iterators of a node as an array that the container owns, and its length; null and 0
@@ -67,7 +69,7 @@ private:
     // Copies the built-in values of another mesh, node by node.
     void CopyBuiltInMasksOf(MMeshPointMaskContainer const& other, MMeshBase const& source);
 
-    using TriangleList = std::vector<MMeshTriangleIterator*>;
+    using TriangleList = std::span<MMeshTriangleIterator*>;
     struct NeighbourMask;
 
     MMeshBase* m_mesh;

@@ -76,13 +76,22 @@ void AddTriangles(Triangles& triangles, MeshElementsIterator<0>& element, FaceBi
 }
 
 // By the order of the mesh, and of the triangle iterator within an element.
-Triangles TrianglesOf(MMeshBase& mesh, FaceBits const& faces) {
+Triangles TrianglesOf(MMeshBase& mesh, FaceBits const& faces, bool parallel) {
     Triangles triangles;
-    for (std::size_t i = 0; i < faces.size(); ++i)
-        if (faces[i] != 0) {
-            MeshElementsIterator<0> element(&mesh.Elements(), i);
-            AddTriangles(triangles, element, faces[i]);
-        }
+    KetSDK::Support::ComputeSteps<Triangles>(
+        {.items = faces.size(), .step = 4096, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last, Triangles& found) {
+            found.clear();
+            for (std::uint64_t i = first; i < last; ++i)
+                if (faces[i] != 0) {
+                    MeshElementsIterator<0> element(&mesh.Elements(), i);
+                    AddTriangles(found, element, faces[i]);
+                }
+        },
+        [&](std::uint64_t, std::uint64_t, Triangles const& found) {
+            triangles.insert(triangles.end(), found.begin(), found.end());
+            return true;
+        });
     return triangles;
 }
 
@@ -113,7 +122,7 @@ void RemoveShared(Triangles& triangles, MMeshElementContainer const& elements, G
 template <typename Group>
 Triangles BoundaryOf(MMeshBase& mesh, bool parallel, Group const& group) {
     MMeshElementContainer const& elements = mesh.Elements();
-    Triangles triangles = TrianglesOf(mesh, FindFaces(mesh, parallel, group));
+    Triangles triangles = TrianglesOf(mesh, FindFaces(mesh, parallel, group), parallel);
     unsigned char const kind = elements.begin()->GetNodeCount();
     if (!std::ranges::all_of(elements, [kind](MMeshElement const& e) { return e.GetNodeCount() == kind; }))
         RemoveShared(triangles, elements, group);
@@ -139,5 +148,5 @@ bool MMeshOperatorSurface::Operate() {
         if (std::uint64_t const slot = mesh->GetElement(triangle.element)->GetMaskIndex();
             slot < lists.GetSize()) // an element may be registered with no mask
             lists.GetSlot(slot).Add(triangle.tetrahedron, triangle.face);
-    return mesh->GetPointMasks()->RecalculateNeighbourMask(true);
+    return mesh->GetPointMasks()->RecalculateNeighbourMask(true, GetParallel());
 }
