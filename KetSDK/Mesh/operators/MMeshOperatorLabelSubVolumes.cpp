@@ -7,7 +7,9 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MPrefetch.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <tsl/robin_map.h>
 
@@ -20,6 +22,7 @@
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
+using KetSDK::Support::ComputeSteps;
 using KetSDK::Support::Prefetch;
 
 namespace {
@@ -79,23 +82,31 @@ private:
                 m_numbers[element][face] = number_of[neighbor];
     }
 
-    std::vector<std::array<std::uint32_t, 4>> m_numbers;
+    using Numbers = std::array<std::uint32_t, 4>;
+    std::vector<Numbers, KetSDK::Support::MLargePageAllocator<Numbers>> m_numbers;
 };
 
-// Says of elements whether all their faces are known to have no triangle. That is known of the library's
-// own mappers only: a class derived from one of them may answer IsBoundaryCrossing in another way.
+// Says of elements, by number, whether all their faces are known to have no triangle. That is known of the
+// library's own mappers only: a class derived from one of them may answer IsBoundaryCrossing in another way.
 class FarFromSurface {
 public:
-    explicit FarFromSurface(MMeshCorrespondenceMapper& mapper) {
+    FarFromSurface(MMeshBase const& mesh, MMeshCorrespondenceMapper& mapper, bool parallel)
+        : m_far(static_cast<std::size_t>(mesh.NumberOfElements()), 0) {
         std::type_info const& type = typeid(mapper);
-        if (type == typeid(MMeshCorrespondenceMapperExact) ||
-            type == typeid(MMeshCorrespondenceMapperProjection))
-            m_own = static_cast<MMeshCorrespondenceMapperBase*>(&mapper);
+        if (type != typeid(MMeshCorrespondenceMapperExact) &&
+            type != typeid(MMeshCorrespondenceMapperProjection))
+            return;
+        auto& own = static_cast<MMeshCorrespondenceMapperBase&>(mapper);
+        ComputeSteps({.items = m_far.size(), .step = 8192, .parallel = parallel},
+                     [&](std::uint64_t first, std::uint64_t last) {
+                         for (std::uint64_t i = first; i < last; ++i)
+                             m_far[i] = !own.HasTriangle(*mesh.Elements().GetElementPtrAt(i));
+                     });
     }
-    bool operator()(MMeshElement const& e) const { return m_own && !m_own->HasTriangle(e); }
+    bool operator()(std::uint32_t element) const noexcept { return m_far[element]; }
 
 private:
-    MMeshCorrespondenceMapperBase* m_own = nullptr;
+    std::vector<char> m_far;
 };
 
 } // namespace
@@ -109,7 +120,7 @@ public:
         , m_neighbors(mesh, parallel)
         , m_reached(static_cast<std::size_t>(mesh.NumberOfElements()), false)
         , m_mapper(mapper)
-        , m_is_far(mapper)
+        , m_is_far(mesh, mapper, parallel)
         , m_reporter(reporter) {}
 
     // Finds the elements of the region of a seed, breadth first. False when the user cancelled.
@@ -139,7 +150,7 @@ public:
 private:
     bool AppendNeighborsOf(std::uint32_t number) {
         MMeshElement* const e = m_mesh.GetElement(number);
-        bool const is_far = m_is_far(*e);
+        bool const is_far = m_is_far(number);
         for (std::uint32_t const next : m_neighbors.Of(number)) {
             if (next == NoElement || m_reached[next] ||
                 (!is_far && m_mapper.IsBoundaryCrossing(e, m_mesh.GetElement(next)) == 1))
@@ -166,9 +177,7 @@ private:
         constexpr std::size_t distance = 16;
         if (i + distance >= m_region.size())
             return;
-        std::uint32_t const number = m_region[i + distance];
-        Prefetch(&m_neighbors.Of(number));
-        Prefetch(m_mesh.GetElement(number));
+        Prefetch(&m_neighbors.Of(m_region[i + distance]));
     }
 
     MMeshBase& m_mesh;
