@@ -87,6 +87,60 @@ private:
     int m_answer;
 };
 
+// Of another type than the library's own, so that labelling asks it for one pair of elements after another.
+class Asked : public MMeshCorrespondenceMapperExact {
+public:
+    using MMeshCorrespondenceMapperExact::MMeshCorrespondenceMapperExact;
+};
+
+// 10368 elements with walls of triangles between every third layer of cubes, for each direction that is asked
+// for; some walls have a hole.
+struct WalledBlock {
+    WalledBlock(bool in_x, bool in_y, bool with_holes) {
+        TestMeshes::FillWithCubes(mesh, 12);
+        MStlSurface& walls = *stl.AddSurface(nullptr);
+        auto const is_wall = [&](MMeshPoint const* const* corners) {
+            auto const on = [&](MLong MMeshPoint::*axis) {
+                MLong const at = corners[0]->*axis;
+                return at % (3 * Unit) == 0 && corners[1]->*axis == at && corners[2]->*axis == at;
+            };
+            bool const hole = with_holes && corners[0]->z < 2 * Unit && corners[0]->x < 6 * Unit;
+            return !hole && ((in_x && on(&MMeshPoint::x)) || (in_y && on(&MMeshPoint::y)));
+        };
+        for (MMeshElement const& e : mesh.Elements())
+            for (auto const& face : MMeshElementDescriptor::descr_triangle_point) {
+                MMeshPoint* const corners[3] = {e.GetNode(face[0]), e.GetNode(face[1]), e.GetNode(face[2])};
+                MStlPoint* points[3];
+                for (int i = 0; i < 3; ++i)
+                    points[i] = stl.AddPoint(corners[i]->x, corners[i]->y, corners[i]->z, false);
+                if (is_wall(corners))
+                    walls.AddTriangle(points[0], points[1], points[2]);
+            }
+    }
+    MMeshBase mesh;
+    MStlBase stl;
+};
+
+struct Labelled {
+    bool done;
+    unsigned long long regions;
+    std::vector<int> numbers;
+    std::vector<double> fractions;
+    bool operator==(Labelled const&) const = default;
+};
+
+template <typename Mapper>
+Labelled LabelBy(WalledBlock& block, double cancel_at, bool parallel) {
+    block.mesh.SetCorrespondenceMapper(std::make_shared<Mapper>(&block.stl, &block.mesh));
+    auto const delegate = std::make_shared<RecordingDelegate>(cancel_at);
+    MMeshOperatorLabelSubVolumes label;
+    label.SetMesh(&block.mesh);
+    label.SetParallel(parallel);
+    label.SetProgressDelegate(delegate);
+    bool const done = label.Operate();
+    return {done, label.GetNbVolumes(), Numbers(block.mesh), delegate->m_fractions};
+}
+
 } // namespace
 
 TEST(Label, FindsRegionsAndGroupNamesThem) {
@@ -142,6 +196,31 @@ TEST(Label, AsksTheMapperOfTheMeshAndOrdersRegionsAsTheirFirstElements) {
         std::vector<int> const numbers = Numbers(mesh);
         for (std::size_t i = 0; i < numbers.size(); ++i)
             ASSERT_EQ(numbers[i], regions > 2 ? static_cast<int>(i) : i > 0);
+    }
+}
+
+TEST(Label, FindsAtOnceWhatAWalkFinds) {
+    // Where a third element has a face, labelling walks in any case.
+    struct {
+        bool in_x, in_y, with_holes, third_element;
+        unsigned int regions;
+    } const cases[] = {{false, false, false, false, 1}, {true, false, false, false, 4},
+                       {true, true, false, false, 16},  {true, true, true, false, 9},
+                       {true, true, true, true, 9},     {false, false, false, true, 1}};
+    for (auto const& c : cases) {
+        WalledBlock block(c.in_x, c.in_y, c.with_holes);
+        if (c.third_element) {
+            MMeshElement const& e = *block.mesh.GetElement(5000);
+            TestMeshes::AddElement(
+                block.mesh, {e.GetNode(0), e.GetNode(1), e.GetNode(2), block.mesh.AddPoint(20 * Unit, 1, 1)});
+        }
+        for (double const cancel_at : {2.0, 0.35, 0.75}) {
+            Labelled const walked = LabelBy<Asked>(block, cancel_at, false);
+            EXPECT_EQ(walked.done, cancel_at > 1.0);
+            EXPECT_TRUE(walked.regions == c.regions || !walked.done) << walked.regions;
+            for (bool const parallel : {false, true})
+                EXPECT_EQ(LabelBy<MMeshCorrespondenceMapperExact>(block, cancel_at, parallel), walked);
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/operators/detail/DisjointSets.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MPrefetch.h>
@@ -15,10 +16,14 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
+#include <span>
 #include <typeinfo>
+#include <utility>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
@@ -36,10 +41,7 @@ public:
     NeighborTable(MMeshBase& mesh, bool parallel)
         : m_numbers(static_cast<std::size_t>(mesh.NumberOfElements()),
                     {NoElement, NoElement, NoElement, NoElement}) {
-        bool const tetrahedra_only = std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
-            return e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
-        });
-        if (tetrahedra_only)
+        if (HasTetrahedraOnly(mesh.Elements()))
             MatchFaces(mesh, parallel);
         else
             Ask(mesh);
@@ -86,21 +88,26 @@ private:
     std::vector<Numbers, KetSDK::Support::MLargePageAllocator<Numbers>> m_numbers;
 };
 
-// Says of elements, by number, whether all their faces are known to have no triangle. That is known of the
-// library's own mappers only: a class derived from one of them may answer IsBoundaryCrossing in another way.
+// The library's own mappers, once they are mapped, answer several threads at once, and always the same. A
+// class derived from one of them may not: null for that and any other.
+MMeshCorrespondenceMapperBase* OwnMapper(MMeshCorrespondenceMapper& mapper) {
+    std::type_info const& type = typeid(mapper);
+    bool const own =
+        type == typeid(MMeshCorrespondenceMapperExact) || type == typeid(MMeshCorrespondenceMapperProjection);
+    return own ? static_cast<MMeshCorrespondenceMapperBase*>(&mapper) : nullptr;
+}
+
+// Says of elements, by number, whether all their faces are known to have no triangle.
 class FarFromSurface {
 public:
-    FarFromSurface(MMeshBase const& mesh, MMeshCorrespondenceMapper& mapper, bool parallel)
+    FarFromSurface(MMeshBase const& mesh, MMeshCorrespondenceMapperBase* mapper, bool parallel)
         : m_far(static_cast<std::size_t>(mesh.NumberOfElements()), 0) {
-        std::type_info const& type = typeid(mapper);
-        if (type != typeid(MMeshCorrespondenceMapperExact) &&
-            type != typeid(MMeshCorrespondenceMapperProjection))
+        if (!mapper)
             return;
-        auto& own = static_cast<MMeshCorrespondenceMapperBase&>(mapper);
         ComputeSteps({.items = m_far.size(), .step = 8192, .parallel = parallel},
                      [&](std::uint64_t first, std::uint64_t last) {
                          for (std::uint64_t i = first; i < last; ++i)
-                             m_far[i] = !own.HasTriangle(*mesh.Elements().GetElementPtrAt(i));
+                             m_far[i] = !mapper->HasTriangle(*mesh.Elements().GetElementPtrAt(i));
                      });
     }
     bool operator()(std::uint32_t element) const noexcept { return m_far[element]; }
@@ -109,18 +116,42 @@ private:
     std::vector<char> m_far;
 };
 
+// Which elements a walk through the mesh reaches from one another. Nothing where that depends on where it
+// begins: a face can be crossed one way only, or more than two elements have it.
+std::optional<DisjointSets> FindRegions(MMeshBase& mesh, MMeshCorrespondenceMapperBase& mapper,
+                                        FarFromSurface const& is_far, bool parallel) {
+    FaceMatcher<false> matcher(mesh, parallel, [](MMeshElement const&) { return 0; });
+    DisjointSets regions(static_cast<std::size_t>(mesh.NumberOfElements()), parallel);
+    std::atomic<bool> one_way = !matcher.CollapsedFaces().empty();
+    auto const crosses = [&](std::uint32_t from, std::uint32_t to) {
+        return is_far(from) || mapper.IsBoundaryCrossing(mesh.GetElement(from), mesh.GetElement(to)) != 1;
+    };
+    matcher.ForEachFaceAtOnce([&](std::span<std::uint32_t const> elements) {
+        if (elements.size() > 2)
+            one_way = true;
+        if (elements.size() != 2 || elements[0] == elements[1])
+            return;
+        bool const there = crosses(elements[0], elements[1]), back = crosses(elements[1], elements[0]);
+        if (there != back)
+            one_way = true;
+        else if (there)
+            regions.Join(elements[0], elements[1]);
+    });
+    return one_way ? std::nullopt : std::optional(std::move(regions));
+}
+
 } // namespace
 
 // Fills one region after another.
 class MMeshOperatorLabelSubVolumes::Filling {
 public:
-    Filling(MMeshBase& mesh, bool parallel, MMeshCorrespondenceMapper& mapper,
+    Filling(MMeshBase& mesh, bool parallel, MMeshCorrespondenceMapper& mapper, FarFromSurface const& is_far,
             KetSDK::Common::IncrementalProgressReporter& reporter)
         : m_mesh(mesh)
         , m_neighbors(mesh, parallel)
         , m_reached(static_cast<std::size_t>(mesh.NumberOfElements()), false)
         , m_mapper(mapper)
-        , m_is_far(mesh, mapper, parallel)
+        , m_is_far(is_far)
         , m_reporter(reporter) {}
 
     // Finds the elements of the region of a seed, breadth first. False when the user cancelled.
@@ -184,7 +215,7 @@ private:
     NeighborTable const m_neighbors;
     std::vector<bool> m_reached; // by number; small enough to stay in the processor's cache
     MMeshCorrespondenceMapper& m_mapper;
-    FarFromSurface const m_is_far;
+    FarFromSurface const& m_is_far;
     KetSDK::Common::IncrementalProgressReporter& m_reporter;
     std::uint32_t m_seed = 0;            // its number
     std::vector<std::uint32_t> m_region; // numbers of elements; used again for every region
@@ -218,15 +249,56 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
     if (!mapper->IsMapped())
         mapper->Map();
 
-    Filling filling(*mesh, GetParallel(), *mapper, reporter);
-    while (MMeshElement* const seed = _FindSeed(visited)) {
-        ++m_regions;
-        if (!filling.Fill(*seed))
+    MMeshCorrespondenceMapperBase* const own = mapper->IsMapped() ? OwnMapper(*mapper) : nullptr;
+    FarFromSurface const is_far(*mesh, own, GetParallel());
+    std::optional<DisjointSets> regions;
+    if (own && HasTetrahedraOnly(mesh->Elements()))
+        regions = FindRegions(*mesh, *own, is_far, GetParallel());
+    if (regions) {
+        if (!LabelAtOnce(*regions, labels, reporter))
             return false;
-        filling.Label(visited, labels, m_regions);
+    } else {
+        Filling filling(*mesh, GetParallel(), *mapper, is_far, reporter);
+        while (MMeshElement* const seed = _FindSeed(visited)) {
+            ++m_regions;
+            if (!filling.Fill(*seed))
+                return false;
+            filling.Label(visited, labels, m_regions);
+        }
     }
     RebuildSubVolumes(labels);
     reporter = reporter.GetMaxValue();
+    return true;
+}
+
+// Numbers the regions by their first elements, as the walk comes upon them. It counts the elements that the
+// walk appends, and looks at the delegate as often. False when the user cancelled.
+bool MMeshOperatorLabelSubVolumes::LabelAtOnce(DisjointSets& regions, MDataMask<MMeshElement, int>& labels,
+                                               KetSDK::Common::IncrementalProgressReporter& reporter) {
+    MMeshBase const& mesh = *GetMesh();
+    std::vector<int> label_of(static_cast<std::size_t>(mesh.NumberOfElements()));
+    std::vector<std::uint64_t> sizes;
+    for (std::uint32_t i = 0; i < label_of.size(); ++i) {
+        std::uint32_t const first = regions.FirstOf(i);
+        if (first == i)
+            sizes.push_back(0);
+        label_of[i] = first == i ? static_cast<int>(sizes.size()) : label_of[first];
+        ++sizes[static_cast<std::size_t>(label_of[i]) - 1];
+    }
+    std::uint64_t appended = 0; // through faces, since the last look at the delegate
+    for (std::uint64_t const size : sizes) {
+        ++m_regions;
+        for (appended += size - 1; appended > 1000; appended -= 1001) {
+            if (reporter.IsCancelled())
+                return false;
+            ++reporter;
+        }
+    }
+    ComputeSteps({.items = label_of.size(), .step = 8192, .parallel = GetParallel()},
+                 [&](std::uint64_t first, std::uint64_t last) {
+                     for (std::uint64_t i = first; i < last; ++i)
+                         labels.SetValue(*mesh.Elements().GetElementPtrAt(i), label_of[i]);
+                 });
     return true;
 }
 

@@ -12,6 +12,13 @@
 
 class MStlBase;
 
+namespace KetSDK::Common {
+class IncrementalProgressReporter;
+}
+namespace KetSDK::Mesh::Detail {
+class DisjointSets;
+}
+
 // Makes a sub-volume of every region of a tetrahedral mesh: of all elements that can be reached from one
 // another through shared faces without crossing a triangle of a surface. The sub-volumes that the mesh
 // had are gone; the new ones follow one another as their first elements do, with the names and material
@@ -49,6 +56,8 @@ private:
 
     // The first element in mesh order that is not visited; null when all are. Begins anew each time.
     MMeshElement* _FindSeed(MDataMask<MMeshElement, bool>& visited);
+    bool LabelAtOnce(KetSDK::Mesh::Detail::DisjointSets& regions, MDataMask<MMeshElement, int>& labels,
+                     KetSDK::Common::IncrementalProgressReporter& reporter);
     void RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels);
 
     MStlBase* m_stl = nullptr;

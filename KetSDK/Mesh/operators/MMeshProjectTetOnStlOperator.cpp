@@ -42,12 +42,6 @@ Position Rounded(Vector const& p) noexcept {
     return {rounded(0), rounded(1), rounded(2)};
 }
 
-bool HasTetrahedraOnly(MMeshBase const& mesh) {
-    return std::ranges::all_of(mesh.Elements(), [](MMeshElement const& e) {
-        return e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
-    });
-}
-
 // How an element is shaped, in internal units.
 struct Shape {
     double corners; // six times the volume of the tetrahedron of the corners
@@ -281,7 +275,7 @@ MMeshProjectTetOnStlOperator::~MMeshProjectTetOnStlOperator() = default;
 std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
     std::vector<MMeshPoint*> nodes;
     MMeshBase* const mesh = GetMesh();
-    if (!mesh || !HasTetrahedraOnly(*mesh))
+    if (!mesh || !HasTetrahedraOnly(mesh->Elements()))
         return nodes;
     std::vector<char> on_face(static_cast<std::size_t>(mesh->NumberOfPoints()), 0);
     SubVolumeIDs const ids(*mesh);
@@ -316,7 +310,8 @@ bool MMeshProjectTetOnStlOperator::Operate() {
 
 bool MMeshProjectTetOnStlOperator::CanRun() {
     return GetMesh() && m_stl && m_stl->NumberOfTriangles() > 0 && std::isfinite(m_distance) &&
-           m_distance >= 0.0 && m_min_quality >= 0.0 && m_min_quality <= 1.0 && HasTetrahedraOnly(*GetMesh());
+           m_distance >= 0.0 && m_min_quality >= 0.0 && m_min_quality <= 1.0 &&
+           HasTetrahedraOnly(GetMesh()->Elements());
 }
 
 std::vector<MMeshProjectTetOnStlOperator::Move>

@@ -27,6 +27,11 @@ inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
     });
 }
 
+inline bool HasTetrahedraOnly(MMeshElementContainer const& elements) {
+    return std::ranges::all_of(
+        elements, [](MMeshElement const& e) { return e.GetNodeCount() == 4 || e.GetNodeCount() == 10; });
+}
+
 // Finds the faces at which a mesh ends or at which elements of two groups meet, or else those at which
 // elements of one group meet. Takes elements of every kind.
 //
