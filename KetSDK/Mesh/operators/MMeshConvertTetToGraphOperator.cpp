@@ -18,6 +18,8 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <numeric>
 #include <span>
 #include <utility>
 #include <vector>
@@ -371,6 +373,120 @@ private:
     std::vector<std::array<bool, 8>> m_is_new;        // the edges of the elements
 };
 
+struct BoundaryFace {
+    MMeshElement const* element;
+    unsigned int face;
+};
+
+// Joins the corners of faces with one another: finds for each slot of a node mask the nodes that those nodes
+// are joined to. Pairs of a slot and a node are first handed to buckets of slots that follow one another.
+class CornerJoiner {
+public:
+    CornerJoiner(std::span<BoundaryFace const> faces, std::uint64_t slots, bool parallel)
+        : m_faces(faces)
+        , m_slots(slots)
+        , m_bucket_shift(std::max(static_cast<int>(std::bit_width(slots)) - BucketBits, 0))
+        , m_parallel(parallel)
+        , m_steps(static_cast<std::size_t>(Steps().NumberOfSteps())) {}
+
+    // Calls set(slot, nodes) for each slot that has any, on several threads when parallel. The nodes, each
+    // once and by ascending address, lie in a piece of `nodes`, which has room for six a face.
+    template <typename Set>
+    void Join(std::span<MMeshPoint*> nodes, Set const& set) {
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            Spread(m_faces.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
+                   m_steps[static_cast<std::size_t>(first / FacesPerStep)]);
+        });
+        std::array<std::size_t, Buckets> begin{};
+        std::size_t all = 0;
+        for (std::size_t bucket = 0; bucket < Buckets; ++bucket) {
+            begin[bucket] = all;
+            for (Step const& step : m_steps)
+                all += step.Of(bucket).size();
+        }
+        Support::ComputeSteps({.items = Buckets, .parallel = m_parallel},
+                              [&](std::uint64_t first, std::uint64_t) {
+                                  auto const bucket = static_cast<std::size_t>(first);
+                                  Collect(bucket, nodes.subspan(begin[bucket]), set);
+                              });
+    }
+
+private:
+    static constexpr std::uint64_t FacesPerStep = 1024;
+    static constexpr int BucketBits = 6;
+    static constexpr std::size_t Buckets = std::size_t{1} << BucketBits;
+
+    struct Pair {
+        std::uint64_t slot;
+        MMeshPoint* node;
+    };
+    // The pairs of some faces, bucket by bucket.
+    struct Step {
+        std::vector<Pair> pairs;
+        std::array<std::size_t, Buckets + 1> begin{};
+
+        std::span<Pair const> Of(std::size_t bucket) const noexcept {
+            return std::span(pairs).subspan(begin[bucket], begin[bucket + 1] - begin[bucket]);
+        }
+    };
+
+    Support::WorkSteps Steps() const noexcept {
+        return {.items = m_faces.size(), .step = FacesPerStep, .parallel = m_parallel};
+    }
+    std::size_t BucketOf(std::uint64_t slot) const noexcept {
+        return static_cast<std::size_t>(slot >> m_bucket_shift);
+    }
+
+    void Spread(std::span<BoundaryFace const> faces, Step& step) const {
+        std::vector<Pair> pairs;
+        pairs.reserve(6 * faces.size());
+        for (std::size_t k = 0; k < faces.size(); ++k) {
+            Mesh::PrefetchWithNodes<8>(k, faces.size(), [&](std::size_t i) { return faces[i].element; });
+            auto const& corners = Descriptor::descr_triangle_point_ORIENTED[faces[k].face];
+            for (unsigned char const i : corners)
+                for (unsigned char const j : corners)
+                    if (std::uint64_t const slot = faces[k].element->GetNode(i)->GetMaskIndex();
+                        i != j && slot < m_slots) {
+                        pairs.push_back({slot, faces[k].element->GetNode(j)});
+                        ++step.begin[BucketOf(slot) + 1];
+                    }
+        }
+        std::partial_sum(step.begin.begin(), step.begin.end(), step.begin.begin());
+        step.pairs.resize(pairs.size());
+        auto next = step.begin;
+        for (Pair const& pair : pairs)
+            step.pairs[next[BucketOf(pair.slot)]++] = pair;
+    }
+
+    template <typename Set>
+    void Collect(std::size_t bucket, std::span<MMeshPoint*> nodes, Set const& set) const {
+        std::uint64_t const first_slot = std::uint64_t{bucket} << m_bucket_shift;
+        std::vector<std::size_t> end((std::size_t{1} << m_bucket_shift) +
+                                     1); // of each slot; before, its begin
+        for (Step const& step : m_steps)
+            for (Pair const& pair : step.Of(bucket))
+                ++end[static_cast<std::size_t>(pair.slot - first_slot) + 1];
+        std::partial_sum(end.begin(), end.end(), end.begin());
+        for (Step const& step : m_steps)
+            for (Pair const& pair : step.Of(bucket))
+                nodes[end[static_cast<std::size_t>(pair.slot - first_slot)]++] = pair.node;
+        std::size_t begin = 0;
+        for (std::size_t i = 0; begin < end.back(); begin = end[i++])
+            if (end[i] > begin) {
+                auto const joined = nodes.subspan(begin, end[i] - begin);
+                std::ranges::sort(joined, std::less<>());
+                auto const behind = std::unique(joined.begin(), joined.end());
+                set(first_slot + i, joined.first(static_cast<std::size_t>(behind - joined.begin())));
+            }
+    }
+
+    std::span<BoundaryFace const> m_faces;
+    std::uint64_t m_slots;
+    int m_bucket_shift;
+    bool m_parallel;
+    std::vector<Step> m_steps;
+};
+
 } // namespace
 
 MMeshConvertTetToGraphOperator::MMeshConvertTetToGraphOperator(MMeshBase& mesh, MStlFeature& feature) noexcept
@@ -385,7 +501,8 @@ bool MMeshConvertTetToGraphOperator::Operate() {
     GraphWriter writer(*m_mesh, GetParallel());
     auto const is_on_boundary = [this](MMeshElement const& e, unsigned int edge) {
         auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
-        return m_boundary_edges->GetValue(*e.GetNodes()[a]).contains(e.GetNodes()[b]);
+        NodeSet const joined = m_boundary_edges->GetValue(*e.GetNodes()[a]);
+        return std::ranges::binary_search(joined, e.GetNodes()[b], std::less<>());
     };
     auto const none = [](MMeshElement const&, unsigned int) { return false; };
     for (auto it = m_mesh->BeginSubVolume(); it != m_mesh->EndSubVolume(); ++it) {
@@ -403,30 +520,27 @@ bool MMeshConvertTetToGraphOperator::Operate() {
 void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     m_boundary_edges = std::make_unique<BoundaryEdges>();
     m_mesh->GetPointMasks()->RegisterMask(m_boundary_edges.get());
+    m_joined_nodes.clear();
     if (!m_only_interior_edges)
         return;
     MMeshBaseNeighborsInfo& neighbors = *m_mesh->GetNeighborsInfo();
     neighbors.Enable(GetParallel());
     SubVolumeIDs const ids(*m_mesh);
     FaceMatcher<false> matcher(m_mesh->Elements(), GetParallel(), ids);
-    matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int id, int, bool) {
-        if (MMeshElement const& e = *m_mesh->GetElement(element); id != -1 || m_mesh->GetSubVolume(e))
-            JoinCorners(e, face);
+    std::vector<BoundaryFace> faces;
+    matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int id, int, bool) {
+        if (id != -1 || m_mesh->GetSubVolume(*m_mesh->GetElement(element)))
+            faces.push_back({m_mesh->GetElement(element), face});
     });
     // The others are all told apart at once; collapsed ones, which are rare, are asked for one by one.
     for (auto const& [element, face] : matcher.CollapsedFaces()) {
         MMeshElement* const e = m_mesh->GetElement(element);
         MMeshElement const* const neighbor = neighbors.GetNeighbor(e, face);
         if ((!neighbor || ids(*neighbor) != ids(*e)) && m_mesh->GetSubVolume(*e))
-            JoinCorners(*e, face);
+            faces.push_back({e, face});
     }
-}
-
-// Enters the edges of a face of an element.
-void MMeshConvertTetToGraphOperator::JoinCorners(MMeshElement const& e, unsigned int face) {
-    for (unsigned char const i : Descriptor::descr_triangle_point_ORIENTED[face])
-        for (unsigned char const j : Descriptor::descr_triangle_point_ORIENTED[face])
-            if (std::uint64_t const slot = e.GetNode(i)->GetMaskIndex();
-                i != j && slot < m_boundary_edges->GetSize())
-                m_boundary_edges->GetSlot(slot).insert(e.GetNode(j));
+    m_joined_nodes.resize(6 * faces.size());
+    CornerJoiner(faces, m_boundary_edges->GetSize(), GetParallel())
+        .Join(m_joined_nodes,
+              [this](std::uint64_t slot, NodeSet joined) { m_boundary_edges->GetSlot(slot) = joined; });
 }
