@@ -189,7 +189,7 @@ private:
     void WriteOnOneThread(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
         EdgeSet& set = m_sets.front(); // takes all
         for (std::size_t i = 0; i < elements.size(); ++i) {
-            FetchAhead(elements, i);
+            FetchAhead(elements, i, graph);
             Corners corners;
             for (std::size_t corner = 0; corner < 4; ++corner)
                 corners[corner] = VertexOf(*elements[i]->GetNodes()[corner], graph).index;
@@ -206,16 +206,21 @@ private:
     }
     // Fetches what the elements behind number i read, step by step: they, their nodes and their vertices lie
     // anywhere in memory.
-    void FetchAhead(Elements const& elements, std::size_t i) const {
+    void FetchAhead(Elements const& elements, std::size_t i, MStlGraph const& graph) {
         auto const nodes_at = [&](std::size_t ahead) {
             return elements[std::min(i + ahead, elements.size() - 1)]->GetNodes();
         };
+        Prefetch(nodes_at(48));
         for (std::size_t corner = 0; corner < 4; ++corner) {
             Prefetch(nodes_at(24)[corner]);
             Prefetch(&m_vertices[static_cast<std::size_t>(nodes_at(16)[corner]->GetIndex())]);
-            Vertex const& vertex = m_vertices[static_cast<std::size_t>(nodes_at(8)[corner]->GetIndex())];
+            MMeshPoint const& node = *nodes_at(8)[corner];
+            Vertex const& vertex = m_vertices[static_cast<std::size_t>(node.GetIndex())];
             if (vertex.graph_number == m_graph_number)
                 m_sets.front().Fetch(vertex.index);
+            else if (auto const number = static_cast<std::size_t>(node.GetIndex());
+                     std::exchange(m_fetched[number % m_fetched.size()], &node) != &node)
+                graph.PrefetchVertex(node.x, node.y, node.z);
         }
     }
     Vertex const& VertexOf(MMeshPoint const& node, MStlGraph& graph) {
@@ -257,9 +262,15 @@ private:
     }
 
     void AddVertices(MStlGraph& graph) {
-        for (std::uint64_t first = 0; first < m_elements.size(); first += ElementsPerStep)
-            for (MMeshPoint const* const node : StepAt(first).new_nodes)
-                VertexOf(*node, graph);
+        constexpr std::size_t ahead = 8;
+        for (std::uint64_t first = 0; first < m_elements.size(); first += ElementsPerStep) {
+            std::vector<MMeshPoint const*> const& nodes = StepAt(first).new_nodes;
+            for (std::size_t i = 0; i < nodes.size(); ++i) {
+                MMeshPoint const& to_come = *nodes[std::min(i + ahead, nodes.size() - 1)];
+                graph.PrefetchVertex(to_come.x, to_come.y, to_come.z);
+                VertexOf(*nodes[i], graph);
+            }
+        }
     }
 
     // Replaces corners by their vertices, and hands each edge to the set of its owner.
@@ -364,7 +375,8 @@ private:
     std::vector<EdgeSet> m_sets; // as many as a power of two
     int m_set_bits = std::countr_zero(m_sets.size());
     std::uint32_t m_graph_number = 0;
-    std::vector<Vertex> m_vertices; // by node
+    std::vector<Vertex> m_vertices;                // by node
+    std::array<MMeshPoint const*, 64> m_fetched{}; // nodes whose vertices were fetched of late
     // Of one round.
     std::span<MMeshElement* const> m_elements;
     std::vector<Step> m_steps;
