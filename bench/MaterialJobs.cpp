@@ -147,7 +147,7 @@ void MakeGreyValues(Case& c) {
 
 MHUList MakeIntervals(Case& c) {
     MHUList list;
-    list.CreateUniform(&c.Mesh(), Bins, 0.1, 0.001, 1.0, 0.0, 0.0, MHUList::MeshUnit);
+    list.CreateUniform(&c.Mesh(), Bins, 0.1, 0.001, 1.0, 0.0, 0.0, MHUList::MeshUnit, nullptr, IsParallel());
     return list;
 }
 

@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/materials/MMeshColorMap.h>
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/NumberText.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 
 #include <algorithm>
 #include <functional>
@@ -38,8 +39,12 @@ ColorsResult Colors(Model const& model, ColorsOptions const& options, Context co
             grey >= options.from && grey < options.to)
             highest = std::max(highest, grey);
     MHUList list;
-    if (!list.CreateUniformFromRange(&mesh, static_cast<unsigned int>(options.bins), options.from, options.to,
-                                     MHUList::MeshUnit))
+    bool is_made = false;
+    Detail::WithThreads(context, [&](bool parallel) {
+        is_made = list.CreateUniformFromRange(&mesh, static_cast<unsigned int>(options.bins), options.from,
+                                              options.to, MHUList::MeshUnit, nullptr, parallel);
+    });
+    if (!is_made)
         throw FileError(model.file, "no element has a grey value from " + FormatGeneral(options.from) +
                                         " up to " + FormatGeneral(options.to));
     if (list.GetStart(0) == highest)

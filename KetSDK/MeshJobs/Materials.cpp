@@ -250,7 +250,10 @@ std::vector<AssignedMaterial> Assign(Model& model, MaterialsOptions const& optio
             values.SetValue(e, *density++);
         how.densities = &values;
     }
-    std::vector<AssignedMaterial> materials = Mesh::AssignMaterials(mesh, how, context.progress);
+    std::vector<AssignedMaterial> materials;
+    Detail::WithThreads(context, [&](bool parallel) {
+        materials = Mesh::AssignMaterials(mesh, how, context.progress, parallel);
+    });
     context.ThrowIfCancelled();
     if (materials.empty())
         throw Error("materials could not be assigned");

@@ -2,6 +2,7 @@
 // Everything in the library that can run on several threads gives the same on any number of them.
 #include "TestFiles.h"
 #include "TestMeshes.h"
+#include "TestProgress.h"
 
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
@@ -13,6 +14,11 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
+#include <KetSDK/Mesh/materials/MDensityLookup.h>
+#include <KetSDK/Mesh/materials/MHUList.h>
+#include <KetSDK/Mesh/materials/MMeshOperatorMaterialAssign.h>
+#include <KetSDK/Mesh/materials/MMeshOperatorSettingsMaterialAssign.h>
+#include <KetSDK/Mesh/materials/MaterialAssignment.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 #include <KetSDK/Mesh/meshing/MMeshFromLabelsOperator.h>
@@ -580,6 +586,115 @@ Numbers ConversionsOf(bool parallel) {
     return numbers;
 }
 
+// Two sub-volumes whose elements have grey values, each the share of up to two volumes.
+struct GreyVolumes : TwoVolumes {
+    GreyVolumes()
+        : TwoVolumes(22) {
+        std::mt19937 random(13);
+        auto& masks = *mesh.GetElementMasks();
+        for (MMeshElement const& e : mesh.Elements()) {
+            masks.GetGreyValueMask()->SetValue(e, static_cast<double>(random() % 4000) - 1000.0);
+            MMeshElementMaskContainer::VolumeList list(random() % 3, {0, 0.5});
+            for (auto& entry : list)
+                entry.volume_index = static_cast<unsigned short>(random() % 4);
+            masks.GetVolumeIndexMask()->SetValue(e, list);
+        }
+        mesh.SetGreyValuesFlag(true);
+    }
+};
+
+Numbers IntervalsOf(bool parallel) {
+    GreyVolumes both;
+    MMeshBase* const mesh = &both.mesh;
+    std::vector<bool> const flags = {true, false, true, true};
+    MHUList::SubVolumes const second = {(mesh->BeginSubVolume() + 1)->get()};
+    auto const unit = MHUList::MeshUnit;
+    Numbers numbers;
+    for (MHUList::SubVolumes const* const selected :
+         {static_cast<MHUList::SubVolumes const*>(nullptr), &second})
+        for (int builder = 0; builder < 4; ++builder) {
+            MHUList list;
+            EXPECT_TRUE(
+                builder == 0   ? list.CreateUniform(mesh, 9, 1, 2, 1, 3, 2, unit, selected, parallel)
+                : builder == 1 ? list.CreateUniformFromRange(mesh, 9, -77, 500, unit, selected, parallel)
+                : builder == 2 ? list.CreateUniformFromMask(mesh, 9, 1, flags, unit, selected, parallel)
+                               : list.CreateFromMask(mesh, flags, true, selected, parallel));
+            for (std::uint64_t i = 0; i < list.GetNumElements(); ++i)
+                numbers.insert(numbers.end(), {list.GetStart(i), list.GetValue(i).value});
+        }
+    return numbers;
+}
+
+// Cancels when it is asked for the last time of so many.
+class PatientDelegate : public RecordingDelegate {
+public:
+    explicit PatientDelegate(int times)
+        : m_left(times) {}
+    bool IsCancelled() const override { return --m_left <= 0; }
+    int Left() const noexcept { return m_left; }
+
+private:
+    mutable int m_left;
+};
+
+// Each way to assign to the elements of one sub-volume or of all. Nobody listens, or somebody does to the
+// end, or cancels.
+Numbers AssignmentOf(bool parallel) {
+    GreyVolumes both;
+    MMaterialCatalog catalog;
+    MDensityLookup lookup;
+    for (unsigned int id = 5; id < 25; ++id) {
+        MMeshMaterial material;
+        material.SetID(id);
+        material.SetDensity(id % 7);
+        catalog.AddMaterial(material);
+        lookup.AddMaterial(static_cast<unsigned short>(id % 3), id, 100.0 * id - 800.0);
+    }
+    lookup.Sort();
+    MMeshOperatorSettingsMaterialAssign settings;
+    settings.SetMatCatalog(&catalog);
+    settings.SetGrey2dens(&lookup);
+    settings.SetMaskUsed({false, true, true});
+    Numbers numbers;
+    for (int run = 0; run < 30; ++run) {
+        settings.SetAssignType(MMeshOperatorSettingsMaterialAssign::EAssignType(run % 5));
+        if (run == 15)
+            settings.SetSubVolumes({(both.mesh.BeginSubVolume() + 1)->get()});
+        auto const listener = std::make_shared<PatientDelegate>(run / 5 % 3 == 1 ? 10'000'000 : 7777 + run);
+        MMeshOperatorMaterialAssign assign;
+        assign.SetMesh(&both.mesh);
+        assign.SetSettings(&settings);
+        assign.SetProgressDelegate(run / 5 % 3 == 0 ? nullptr : listener);
+        assign.SetParallel(parallel);
+        numbers.push_back(assign.Operate());
+        numbers.push_back(listener->Left());
+        for (MMeshElement const& e : both.mesh.Elements())
+            numbers.push_back(both.mesh.GetElementMasks()->GetMaterialMask()->GetValue(e));
+        numbers.push_back(static_cast<double>(both.mesh.GetMaterialCatalog().NumberOfMaterials()));
+    }
+    return numbers;
+}
+
+// Materials by density laws, with all that is counted of them.
+Numbers MaterialsOf(bool parallel) {
+    using namespace KetSDK::Mesh;
+    GreyVolumes both;
+    Numbers numbers;
+    for (MaterialsBy const by : {MaterialsBy::Grey, MaterialsBy::Mask, MaterialsBy::Index}) {
+        MaterialAssignment how;
+        how.by = by;
+        how.bins = 12;
+        how.law.density = {0.3, 0.01, 0.7, 0.0, 1.0};
+        how.law.modulus = {1000.0, 1.5};
+        for (AssignedMaterial const& material : AssignMaterials(both.mesh, how, nullptr, parallel))
+            numbers.insert(numbers.end(),
+                           {static_cast<double>(material.id), static_cast<double>(material.elements),
+                            material.volume, material.mass_of_elements, material.emodulus,
+                            material.smallest_grey, material.largest_grey, material.mean_grey});
+    }
+    return numbers;
+}
+
 // More nodes and elements, of all kinds, than are made at a time; bytes of the file, and what is read of it.
 Numbers FilesOf(bool parallel) {
     MMeshBase mesh;
@@ -634,6 +749,9 @@ Case const Cases[] = {
     {"correction", CorrectionOf},
     {"growth", GrowthOf},
     {"conversions", ConversionsOf},
+    {"intervals", IntervalsOf},
+    {"assignment", AssignmentOf},
+    {"materials", MaterialsOf},
     {"mesh files", FilesOf},
 };
 

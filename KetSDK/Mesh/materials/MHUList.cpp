@@ -5,11 +5,16 @@
 #include <KetSDK/Mesh/materials/detail/MaterialIndexTable.h>
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
+using namespace KetSDK;
 using namespace KetSDK::Mesh::Detail;
 
 template class MIntervalsEx<MaterialInterval>;
@@ -20,21 +25,45 @@ struct GreyRange {
     double min = DBL_MAX;
     double max = -DBL_MAX;
     bool IsEmpty() const noexcept { return min == DBL_MAX; }
+    // Of zeros with different signs the first one counts.
+    void Add(GreyRange const& other) noexcept {
+        min = other.min < min ? other.min : min;
+        max = other.max > max ? other.max : max;
+    }
 };
 
-// The range over the elements with accept(mask index, grey value).
+// The range over the elements with accept(mask index, grey value), which is asked on several threads when
+// parallel.
 template <typename Accept>
-GreyRange FindGreyRange(MMeshBase& mesh, MHUList::SubVolumes const* sub_volumes, Accept const& accept) {
+GreyRange FindGreyRange(MMeshBase& mesh, MHUList::SubVolumes const* sub_volumes, bool parallel,
+                        Accept const& accept) {
     MDataMask<MMeshElement, double> const& grey_values = *mesh.GetElementMasks()->GetGreyValueMask();
+    SubVolumeGroups const groups(mesh, sub_volumes);
+    using Ranges = std::vector<GreyRange>; // by group
+    Ranges ranges(groups.Count());
+    std::uint64_t const items = groups.NumberOfElements();
+    // So many elements that the ranges of a step are few beside them.
+    std::uint64_t const step = parallel ? std::max<std::uint64_t>(8192, 8 * groups.Count()) : items + 1;
+    Support::ComputeSteps<Ranges>(
+        {.items = items, .step = step, .parallel = parallel, .window = 16},
+        [&](std::uint64_t first, std::uint64_t last, Ranges& of_step) {
+            of_step.assign(groups.Count(), {});
+            groups.ForEachRun(first, last, [&](std::size_t group, std::span<std::uint64_t const> indices) {
+                GreyRange range = of_step[group];
+                for (std::uint64_t const index : indices)
+                    if (double const grey = grey_values.GetValueAt(index); accept(index, grey))
+                        range.Add({grey, grey});
+                of_step[group] = range;
+            });
+        },
+        [&](std::uint64_t, std::uint64_t, Ranges const& of_step) {
+            for (std::size_t group = 0; group < ranges.size(); ++group)
+                ranges[group].Add(of_step[group]);
+            return true;
+        });
     GreyRange range;
-    SubVolumeElements(mesh, sub_volumes).ForEach([&](std::uint64_t index) {
-        double const grey = grey_values.GetValueAt(index);
-        if (accept(index, grey)) {
-            range.min = grey < range.min ? grey : range.min;
-            range.max = grey > range.max ? grey : range.max;
-        }
-        return true;
-    });
+    for (std::size_t const group : groups.OfSubVolumes())
+        range.Add(ranges[group]);
     return range;
 }
 
@@ -67,13 +96,14 @@ bool HasGreyValues(MMeshBase const* mesh) {
 } // namespace
 
 bool MHUList::CreateUniform(MMeshBase* mesh, unsigned int n, double a, double b, double c, double d, double e,
-                            EMapUnit unit, SubVolumes const* sub_volumes) {
+                            EMapUnit unit, SubVolumes const* sub_volumes, bool parallel) {
     if (!HasGreyValues(mesh))
         return false;
     Clear();
     MDensityExpression density;
     density.CreateFromExpression(a, b, c, d, e);
-    GreyRange const range = FindGreyRange(*mesh, sub_volumes, [](std::uint64_t, double) { return true; });
+    GreyRange const range =
+        FindGreyRange(*mesh, sub_volumes, parallel, [](std::uint64_t, double) { return true; });
     return Divide(*this, range, n, unit,
                   [&density](double centre) { return density.CalcRealExpression(centre); });
 }
@@ -84,32 +114,33 @@ bool MHUList::DivideRange(unsigned int n, double min, double max, EMapUnit unit)
 }
 
 bool MHUList::CreateUniformFromRange(MMeshBase* mesh, unsigned int n, double low, double high, EMapUnit unit,
-                                     SubVolumes const* sub_volumes) {
+                                     SubVolumes const* sub_volumes, bool parallel) {
     if (!HasGreyValues(mesh))
         return false;
     Clear();
-    GreyRange const range = FindGreyRange(
-        *mesh, sub_volumes, [low, high](std::uint64_t, double grey) { return low <= grey && grey < high; });
+    GreyRange const range =
+        FindGreyRange(*mesh, sub_volumes, parallel,
+                      [low, high](std::uint64_t, double grey) { return low <= grey && grey < high; });
     return Divide(*this, range, n, unit, Centre);
 }
 
 bool MHUList::CreateUniformFromMask(MMeshBase* mesh, unsigned int n, unsigned short material_index,
                                     std::vector<bool> const& mask, EMapUnit unit,
-                                    SubVolumes const* sub_volumes) {
+                                    SubVolumes const* sub_volumes, bool parallel) {
     if (!HasGreyValues(mesh))
         return false;
     Clear();
     MaterialIndexTable const table(mask);
     MDataMask<MMeshElement, MMeshElementMaskContainer::VolumeList> const& lists =
         *mesh->GetElementMasks()->GetVolumeIndexMask();
-    GreyRange const range = FindGreyRange(*mesh, sub_volumes, [&](std::uint64_t index, double) {
+    GreyRange const range = FindGreyRange(*mesh, sub_volumes, parallel, [&](std::uint64_t index, double) {
         return table.IndexOf(lists.GetValueAt(index)) == material_index;
     });
     return Divide(*this, range, n, unit, Centre);
 }
 
 bool MHUList::CreateFromMask(MMeshBase* mesh, std::vector<bool> const& mask, bool with_values,
-                             SubVolumes const* sub_volumes) {
+                             SubVolumes const* sub_volumes, bool parallel) {
     if (!HasGreyValues(mesh))
         return false;
     Clear();
@@ -122,16 +153,24 @@ bool MHUList::CreateFromMask(MMeshBase* mesh, std::vector<bool> const& mask, boo
     MMeshElementMaskContainer& masks = *mesh->GetElementMasks();
     MDataMask<MMeshElement, double> const& grey_values = *masks.GetGreyValueMask();
     auto const& lists = *masks.GetVolumeIndexMask();
-    SubVolumeElements(*mesh, sub_volumes).ForEach([&](std::uint64_t index) {
-        unsigned short const material_index = table.IndexOf(lists.GetValueAt(index));
-        double const grey = std::trunc(grey_values.GetValueAt(index));
-        if (material_index < means.size() && !std::isnan(grey)) {
-            auto& [mean, count] = means[material_index];
-            mean = (grey + static_cast<double>(count) * mean) / static_cast<double>(count + 1);
-            ++count;
-        }
-        return true;
-    });
+    struct Grey {
+        unsigned short material_index;
+        double value;
+    };
+    SubVolumeElements(*mesh, sub_volumes, parallel)
+        .ForEach(
+            [&](std::uint64_t index) {
+                return Grey{table.IndexOf(lists.GetValueAt(index)),
+                            std::trunc(grey_values.GetValueAt(index))};
+            },
+            [&means](std::uint64_t, Grey const& grey) {
+                if (grey.material_index < means.size() && !std::isnan(grey.value)) {
+                    auto& [mean, count] = means[grey.material_index];
+                    mean = (grey.value + static_cast<double>(count) * mean) / static_cast<double>(count + 1);
+                    ++count;
+                }
+                return true;
+            });
 
     for (std::size_t i = 0; i < means.size(); ++i) {
         bool const is_last = i + 1 == means.size();

@@ -16,7 +16,8 @@ class MMeshSubVolume;
 //
 // Every builder replaces the list. It takes the elements of the given sub-volumes, or of all when the set
 // is null or empty. It returns false and leaves the list as it was without a mesh and when the mesh has
-// no grey values (MMeshBase::HasGreyValues). A grey value that is not a number is passed over.
+// no grey values (MMeshBase::HasGreyValues). A grey value that is not a number is passed over. With
+// `parallel` it may use as many threads as the task arena of the caller has, for the same result bit for bit.
 // A value; one thread at a time builds a list and uses its mesh.
 class KETSDK_MESH_API MHUList : public MIntervalsEx<MaterialInterval> {
 public:
@@ -34,17 +35,17 @@ public:
     // All elements. The intervals carry the density a + b * x^c + d * x^e at their centre x. It is 0 where x
     // is negative and c or e is no integer: such a power is not real.
     bool CreateUniform(MMeshBase* mesh, unsigned int n, double a, double b, double c, double d, double e,
-                       EMapUnit unit, SubVolumes const* sub_volumes = nullptr);
+                       EMapUnit unit, SubVolumes const* sub_volumes = nullptr, bool parallel = false);
     // Elements with low <= grey value < high. The intervals span the grey values found, not the bounds,
     // and carry their centre.
     bool CreateUniformFromRange(MMeshBase* mesh, unsigned int n, double low, double high, EMapUnit unit,
-                                SubVolumes const* sub_volumes = nullptr);
+                                SubVolumes const* sub_volumes = nullptr, bool parallel = false);
     // Elements whose material index is `material_index`, as
     // MMeshElementMaskContainer::CalculateMaterialIndexFromVolumeList finds it from the flags of the
     // volumes. The intervals carry their centre.
     bool CreateUniformFromMask(MMeshBase* mesh, unsigned int n, unsigned short material_index,
                                std::vector<bool> const& mask, EMapUnit unit,
-                               SubVolumes const* sub_volumes = nullptr);
+                               SubVolumes const* sub_volumes = nullptr, bool parallel = false);
 
     // Grey values from min up to max, without a look at a mesh: for a caller who knows the range. The
     // intervals carry their centre. False, and the list is empty, for min = DBL_MAX, the smallest of no
@@ -57,5 +58,5 @@ public:
     // It starts at 0 when there are none. It carries that mean when `with_values` is true (the last position
     // carries 0), else nothing. Elements whose material index lies beyond the flags are left out.
     bool CreateFromMask(MMeshBase* mesh, std::vector<bool> const& mask, bool with_values,
-                        SubVolumes const* sub_volumes = nullptr);
+                        SubVolumes const* sub_volumes = nullptr, bool parallel = false);
 };

@@ -6,14 +6,18 @@
 #include <KetSDK/Mesh/materials/detail/MaterialIndexTable.h>
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <tsl/robin_map.h>
 #include <tsl/robin_set.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <utility>
 
+using namespace KetSDK;
 using namespace KetSDK::Mesh::Detail;
 
 namespace {
@@ -42,13 +46,49 @@ private:
     tsl::robin_set<unsigned int> m_large;
 };
 
-IdentifierSet UsedIdentifiers(MMeshBase const& mesh) {
+// The identifiers of some elements; most of them once.
+void FindIdentifiers(MMeshBase const& mesh, MDataMask<MMeshElement, int> const& materials,
+                     std::uint64_t first, std::uint64_t last, std::vector<unsigned int>& ids) {
+    ids.clear();
+    std::array<unsigned int, 256> recent;
+    for (unsigned int i = 0; i < recent.size(); ++i)
+        recent[i] = i + 1; // has a place elsewhere
+    auto element = mesh.Elements().begin() + static_cast<std::ptrdiff_t>(first);
+    for (std::uint64_t left = last - first; left > 0; --left, ++element) {
+        auto const id = static_cast<unsigned int>(materials.GetValue(*element));
+        if (std::exchange(recent[id % recent.size()], id) != id)
+            ids.push_back(id);
+    }
+}
+
+IdentifierSet UsedIdentifiers(MMeshBase const& mesh, bool parallel) {
     IdentifierSet used;
-    MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
-    if (MDataMask<MMeshElement, int> const* const materials = masks.GetMaterialMask())
-        for (MMeshElement const& e : mesh.Elements())
-            used.Insert(static_cast<unsigned int>(materials->GetValue(e)));
+    MDataMask<MMeshElement, int> const* const materials =
+        std::as_const(*mesh.GetElementMasks()).GetMaterialMask();
+    if (!materials)
+        return used;
+    Support::ComputeSteps<std::vector<unsigned int>>(
+        {.items = mesh.Elements().GetNumElements(), .step = 4096, .parallel = parallel, .window = 16},
+        [&](std::uint64_t first, std::uint64_t last, std::vector<unsigned int>& ids) {
+            FindIdentifiers(mesh, *materials, first, last, ids);
+        },
+        [&used](std::uint64_t, std::uint64_t, std::vector<unsigned int> const& ids) {
+            for (unsigned int const id : ids)
+                used.Insert(id);
+            return true;
+        });
     return used;
+}
+
+// Calls visit(mask index) for the elements of all groups, on several threads when parallel.
+template <typename Visit>
+void ForEachInAnyOrder(SubVolumeGroups const& groups, bool parallel, Visit const& visit) {
+    Support::ComputeSteps({.items = groups.NumberOfElements(), .step = 4096, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              groups.ForEachRun(first, last, [&visit](std::size_t, auto indices) {
+                                  std::ranges::for_each(indices, visit);
+                              });
+                          });
 }
 
 } // namespace
@@ -129,10 +169,21 @@ bool MMeshOperatorMaterialAssign::AssignEach(Reporter const& reporter, MaterialO
     masks.GetGreyValueMask();
     masks.GetVolumeIndexMask();
     MDataMask<MMeshElement, int>& materials = *masks.GetMaterialMask();
-    return SubVolumeElements(*GetMesh(), &m_settings->GetSubVolumes()).ForEach([&](std::uint64_t index) {
-        materials.SetValueAt(index, static_cast<int>(material_of(index)));
-        return !reporter.IsCancelled();
-    });
+    SubVolumeGroups const groups(*GetMesh(), &m_settings->GetSubVolumes());
+    bool const each_once = groups.Count() == groups.OfSubVolumes().size();
+    auto const assign = [&materials](std::uint64_t index, unsigned int id) {
+        materials.SetValueAt(index, static_cast<int>(id));
+    };
+    if (!m_progress && each_once) { // nobody can cancel, and so see the order
+        ForEachInAnyOrder(groups, GetParallel(),
+                          [&](std::uint64_t index) { assign(index, material_of(index)); });
+        return true;
+    }
+    return SubVolumeElements(groups, GetParallel())
+        .ForEach(material_of, [&](std::uint64_t index, unsigned int id) {
+            assign(index, id);
+            return !reporter.IsCancelled();
+        });
 }
 
 bool MMeshOperatorMaterialAssign::AssignFirstMaterial(Reporter const& reporter) {
@@ -198,7 +249,7 @@ bool MMeshOperatorMaterialAssign::_AssignReplaceMaterial(Reporter const& reporte
 }
 
 void MMeshOperatorMaterialAssign::_CleanupUnusedMaterials() {
-    IdentifierSet const used = UsedIdentifiers(*GetMesh());
+    IdentifierSet const used = UsedIdentifiers(*GetMesh(), GetParallel());
     MMaterialCatalog& catalog = GetMesh()->GetMaterialCatalog();
     MMaterialCatalog kept;
     for (auto const& [id, material] : catalog)

@@ -9,13 +9,16 @@
 #include <KetSDK/Mesh/materials/MMeshOperatorSettingsMaterialAssign.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
+#include <array>
 #include <cfloat>
 #include <cmath>
 #include <limits>
 #include <map>
 #include <set>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -190,7 +193,7 @@ public:
     // Gives out those of the law to the elements of the sub-volumes, all when there are none; false when
     // cancelled.
     bool Assign(MMeshBase& mesh, Way const& way, Settings::SubVolumes const& subvolumes,
-                std::shared_ptr<Common::IProgressDelegate> const& progress) {
+                std::shared_ptr<Common::IProgressDelegate> const& progress, bool parallel) {
         m_lookup.Sort();
         Settings settings;
         settings.SetAssignType(way.type);
@@ -203,6 +206,7 @@ public:
         assign.SetMesh(&mesh);
         assign.SetSettings(&settings);
         assign.SetProgressDelegate(progress);
+        assign.SetParallel(parallel);
         return assign.Operate();
     }
 
@@ -330,28 +334,85 @@ double OrientedVolume(MMeshElement const& e) {
     return TetrahedronBase<double>(&e).Volume() < 0.0 ? -volume : volume;
 }
 
+// What an element adds to its material.
+struct Share {
+    std::size_t material; // the number of all for an element without one
+    double volume;
+    double mass;
+    double grey;
+};
+
+// Reads the shares of elements.
+class ShareReader {
+public:
+    ShareReader(MMeshBase const& mesh, MaterialAssignment const& how, MaterialIndices const& indices,
+                std::vector<AssignedMaterial> const& materials)
+        : m_ids(std::as_const(*mesh.GetElementMasks()).GetMaterialMask())
+        , m_grey_values(std::as_const(*mesh.GetElementMasks()).GetGreyValueMask())
+        , m_how(how)
+        , m_indices(indices)
+        , m_materials(materials) {}
+
+    Share Read(MMeshElement const& e) const {
+        std::size_t const i = m_indices.Find(static_cast<unsigned int>(m_ids->GetValue(e)));
+        if (i == m_materials.size())
+            return {i, 0.0, 0.0, 0.0};
+        double const volume = OrientedVolume(e);
+        double const grey = m_grey_values ? m_grey_values->GetValue(e) : 0.0;
+        return {i, volume, DensityOf(e, m_materials[i], grey) * volume / 1000.0, grey};
+    }
+
+private:
+    double DensityOf(MMeshElement const& e, AssignedMaterial const& material, double grey) const {
+        if (material.source != Source::Law)
+            return material.density;
+        return m_how.law.RaisedDensity(m_how.densities ? m_how.densities->GetValue(e)
+                                                       : m_how.law.DensityAt(grey));
+    }
+
+    MDataMask<MMeshElement, int> const* m_ids;
+    Values const* m_grey_values; // null for none
+    MaterialAssignment const& m_how;
+    MaterialIndices const& m_indices;
+    std::vector<AssignedMaterial> const& m_materials;
+};
+
+// Reads the shares of all elements on several threads, and calls add(share) in the order of the mesh.
+template <typename Add>
+void ForEachShare(MMeshBase const& mesh, ShareReader const& reader, Add const& add) {
+    using Shares = std::array<Share, 1024>;
+    Support::ComputeSteps<Shares>(
+        {.items = mesh.Elements().GetNumElements(), .step = Shares().size(), .parallel = true, .window = 16},
+        [&](std::uint64_t first, std::uint64_t last, Shares& shares) {
+            mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t i) {
+                shares[static_cast<std::size_t>(i - first)] = reader.Read(e);
+            });
+        },
+        [&](std::uint64_t first, std::uint64_t last, Shares const& shares) {
+            std::ranges::for_each(std::span(shares).first(static_cast<std::size_t>(last - first)), add);
+            return true;
+        });
+}
+
 // Counts the elements of each material, with their volumes, grey values and masses.
 void CountElements(MMeshBase const& mesh, MaterialAssignment const& how, MaterialIndices const& indices,
-                   std::vector<AssignedMaterial>& materials) {
-    MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
-    auto const* const grey_values = masks.GetGreyValueMask();
+                   std::vector<AssignedMaterial>& materials, bool parallel) {
+    std::vector<AssignedMaterial> const planned = materials; // without counts
+    ShareReader const reader(mesh, how, indices, planned);
     std::vector<Spread> spreads(materials.size());
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-        std::size_t const i = indices.Find(static_cast<unsigned int>(masks.GetMaterialMask()->GetValue(e)));
-        if (i == materials.size())
+    auto const add = [&](Share const& share) {
+        if (share.material == materials.size())
             return;
-        AssignedMaterial& material = materials[i];
-        double const volume = OrientedVolume(e);
-        double const grey = grey_values ? grey_values->GetValue(e) : 0.0;
-        double const density = material.source != Source::Law ? material.density
-                               : how.densities                ? how.densities->GetValue(e)
-                                                              : how.law.DensityAt(grey);
+        AssignedMaterial& material = materials[share.material];
         ++material.elements;
-        material.volume += volume;
-        material.mass_of_elements +=
-            (material.source == Source::Law ? how.law.RaisedDensity(density) : density) * volume / 1000.0;
-        spreads[i].Add(grey);
-    });
+        material.volume += share.volume;
+        material.mass_of_elements += share.mass;
+        spreads[share.material].Add(share.grey);
+    };
+    if (parallel)
+        ForEachShare(mesh, reader, add);
+    else
+        mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) { add(reader.Read(e)); });
     for (std::size_t i = 0; i < materials.size(); ++i) {
         materials[i].smallest_grey = spreads[i].min;
         materials[i].largest_grey = spreads[i].max;
@@ -371,7 +432,8 @@ unsigned int ColorOf(double grey) {
 } // namespace
 
 std::vector<AssignedMaterial> AssignMaterials(MMeshBase& mesh, MaterialAssignment const& how,
-                                              std::shared_ptr<Common::IProgressDelegate> const& progress) {
+                                              std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                              bool parallel) {
     Way const way = WayOf(how.by);
     if (way.per_subvolume) {
         if (mesh.NumberOfSubVolumes() > MostSubVolumesWithMaterials)
@@ -395,13 +457,13 @@ std::vector<AssignedMaterial> AssignMaterials(MMeshBase& mesh, MaterialAssignmen
     MMaterialCatalog& catalog = mesh.GetMaterialCatalog();
     MMaterialCatalog const before = catalog;
     catalog.Clear();
-    if (has_law &&
-        !plan.Assign(mesh, way, sources.IsLawAlone() ? Settings::SubVolumes() : under_law, progress))
+    if (has_law && !plan.Assign(mesh, way, sources.IsLawAlone() ? Settings::SubVolumes() : under_law,
+                                progress, parallel))
         return {};
     AssignConstants(mesh, sources, plan.GetMaterials(), false);
     std::vector<AssignedMaterial> materials = kept;
     materials.insert(materials.end(), plan.GetMaterials().begin(), plan.GetMaterials().end());
-    CountElements(mesh, how, MaterialIndices(kept, plan), materials);
+    CountElements(mesh, how, MaterialIndices(kept, plan), materials, parallel);
     std::erase_if(materials, [](AssignedMaterial const& material) { return material.elements == 0; });
     catalog.Clear(); // the operator knows those of the law alone
     for (AssignedMaterial& material : materials) {

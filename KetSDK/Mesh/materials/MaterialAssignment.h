@@ -87,9 +87,10 @@ inline constexpr std::size_t MostSubVolumesWithMaterials = 65534;
 // on from the largest of them. By Mask and Index the only entry in the volume list of an element is then its
 // sub-volume. Empty when the user cancelled; elements may have lost or got materials before. Throws
 // std::length_error("too many sub-volumes") where materials are those of sub-volumes and there are more than
-// can have some. The delegate may be null.
+// can have some. The delegate may be null. With `parallel` it may use as many threads as the task arena of
+// the caller has, for the same result bit for bit.
 KETSDK_MESH_API std::vector<AssignedMaterial>
 AssignMaterials(MMeshBase& mesh, MaterialAssignment const& how,
-                std::shared_ptr<Common::IProgressDelegate> const& progress);
+                std::shared_ptr<Common::IProgressDelegate> const& progress, bool parallel = false);
 
 } // namespace KetSDK::Mesh

@@ -15,9 +15,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <numeric>
 #include <span>
 #include <utility>
 #include <vector>
@@ -143,15 +146,7 @@ public:
             set.Clear();
         if (!m_parallel || elements.size() < ElementsPerStep)
             return WriteOnOneThread(elements, is_left_out, graph);
-        constexpr std::size_t in_round = StepsPerRound * ElementsPerStep;
-        for (std::size_t first = 0; first < elements.size(); first += in_round) {
-            m_elements = std::span(elements).subspan(first, std::min(in_round, elements.size() - first));
-            FindCorners();
-            AddVertices(graph);
-            SpreadEdges();
-            FindNewEdges(graph.NumberOfVertices(), is_left_out);
-            AddEdges(graph);
-        }
+        WriteOnThreads(elements, is_left_out, graph);
     }
 
 private:
@@ -161,7 +156,19 @@ private:
     // So many vertices that follow one another, and mostly belong to the same elements, own edges of one set.
     static constexpr std::uint32_t OwnersInARow = 64;
 
-    struct Vertex {
+    // Of owners among sets, as many as a power of two.
+    struct Division {
+        int bits;
+
+        std::size_t SetOf(std::uint32_t owner) const noexcept {
+            return owner / OwnersInARow & ((std::uint32_t{1} << bits) - 1);
+        }
+        // In its set.
+        std::uint32_t IndexOf(std::uint32_t owner) const noexcept {
+            return (owner / OwnersInARow >> bits) * OwnersInARow + owner % OwnersInARow;
+        }
+    };
+    struct alignas(8) Vertex {
         std::uint32_t index = 0;
         std::uint32_t graph_number = 0; // of the graph that it belongs to
     };
@@ -172,10 +179,10 @@ private:
         std::uint32_t other;
         std::uint32_t number; // 8 * element + edge
     };
-    // What threads find out about the elements of a step.
+    // Nodes of the elements of a step that may have no vertex yet, in the order of their first use.
+    using NewNodes = std::vector<MMeshPoint const*>;
+    // What threads find out about the edges of a step.
     struct Step {
-        // Without a vertex so far, in the order of their first use; other steps may have them too.
-        std::vector<MMeshPoint const*> new_nodes;
         std::unique_ptr<Use[]> uses;                 // those of each set, with room for all in each
         std::array<std::uint32_t, MostSets> count{}; // of uses
         std::size_t first_edge = 0;                  // of those that are new in the round
@@ -187,7 +194,7 @@ private:
     void WriteOnOneThread(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
         EdgeSet& set = m_sets.front(); // takes all
         for (std::size_t i = 0; i < elements.size(); ++i) {
-            FetchAhead(elements, i);
+            FetchAhead(elements, i, graph);
             Corners corners;
             for (std::size_t corner = 0; corner < 4; ++corner)
                 corners[corner] = VertexOf(*elements[i]->GetNodes()[corner], graph).index;
@@ -204,25 +211,62 @@ private:
     }
     // Fetches what the elements behind number i read, step by step: they, their nodes and their vertices lie
     // anywhere in memory.
-    void FetchAhead(Elements const& elements, std::size_t i) const {
+    void FetchAhead(Elements const& elements, std::size_t i, MStlGraph const& graph) {
         auto const nodes_at = [&](std::size_t ahead) {
             return elements[std::min(i + ahead, elements.size() - 1)]->GetNodes();
         };
+        Prefetch(nodes_at(48));
         for (std::size_t corner = 0; corner < 4; ++corner) {
             Prefetch(nodes_at(24)[corner]);
             Prefetch(&m_vertices[static_cast<std::size_t>(nodes_at(16)[corner]->GetIndex())]);
-            Vertex const& vertex = m_vertices[static_cast<std::size_t>(nodes_at(8)[corner]->GetIndex())];
+            MMeshPoint const& node = *nodes_at(8)[corner];
+            Vertex const& vertex = m_vertices[static_cast<std::size_t>(node.GetIndex())];
             if (vertex.graph_number == m_graph_number)
                 m_sets.front().Fetch(vertex.index);
+            else if (auto const number = static_cast<std::size_t>(node.GetIndex());
+                     std::exchange(m_fetched[number % m_fetched.size()], &node) != &node)
+                graph.PrefetchVertex(node.x, node.y, node.z);
         }
     }
     Vertex const& VertexOf(MMeshPoint const& node, MStlGraph& graph) {
         Vertex& vertex = m_vertices[static_cast<std::size_t>(node.GetIndex())];
         if (vertex.graph_number != m_graph_number) {
             MStlPoint const& added = *graph.AddVertex(node.x, node.y, node.z);
-            vertex = {static_cast<std::uint32_t>(added.GetIndex()), m_graph_number};
+            std::atomic_ref(vertex).store({static_cast<std::uint32_t>(added.GetIndex()), m_graph_number},
+                                          std::memory_order_relaxed);
         }
         return vertex;
+    }
+
+    // Some thousand elements are a round. While its vertices are added, other threads find the corners of the
+    // next.
+    template <typename IsLeftOut>
+    void WriteOnThreads(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
+        Support::WorkSteps const steps{
+            .items = elements.size(), .step = ElementsPerStep, .parallel = true, .window = StepsPerRound};
+        auto const slots = static_cast<std::size_t>(steps.NumberOfSlots());
+        std::vector<NewNodes> new_nodes(slots);
+        std::vector<Corners> corners(slots * ElementsPerStep);
+        Support::ComputeSteps(
+            steps,
+            [&](std::uint64_t first, std::uint64_t, std::size_t slot) {
+                FindCorners(std::span(elements).subspan(static_cast<std::size_t>(first)), new_nodes[slot],
+                            &corners[slot * ElementsPerStep]);
+            },
+            [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+                AddVertices(new_nodes[slot], graph);
+                auto const step_of_round = static_cast<std::size_t>(first / ElementsPerStep % StepsPerRound);
+                if (last < elements.size() && step_of_round + 1 < StepsPerRound)
+                    return true;
+                auto const begin = static_cast<std::size_t>(first) - step_of_round * ElementsPerStep;
+                m_elements = std::span(elements).subspan(begin, static_cast<std::size_t>(last) - begin);
+                m_corners =
+                    std::span(corners).subspan((slot - step_of_round) * ElementsPerStep, m_elements.size());
+                SpreadEdges();
+                FindNewEdges(graph.NumberOfVertices(), is_left_out);
+                AddEdges(graph);
+                return true;
+            });
     }
 
     Support::WorkSteps Steps() const noexcept {
@@ -232,32 +276,32 @@ private:
         return m_steps[static_cast<std::size_t>(element / ElementsPerStep)];
     }
 
-    // Finds the nodes at the corners, and those that have no vertex yet.
-    void FindCorners() {
-        m_corners.resize(m_elements.size());
-        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
-            std::vector<MMeshPoint const*>& new_nodes = StepAt(first).new_nodes;
-            new_nodes.clear();
-            std::array<MMeshPoint const*, 1024> recent{};
-            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
-                Mesh::PrefetchWithNodes<8>(i, m_elements.size(),
-                                           [this](std::size_t k) { return m_elements[k]; });
-                for (std::size_t corner = 0; corner < 4; ++corner) {
-                    MMeshPoint const* const node = m_elements[i]->GetNodes()[corner];
-                    auto const number = static_cast<std::uint32_t>(node->GetIndex());
-                    m_corners[i][corner] = number;
-                    if (m_vertices[number].graph_number != m_graph_number &&
-                        std::exchange(recent[number % recent.size()], node) != node)
-                        new_nodes.push_back(node);
-                }
+    // Finds the nodes at the corners of a step, the first of the elements.
+    void FindCorners(std::span<MMeshElement* const> elements, NewNodes& new_nodes, Corners* corners) {
+        new_nodes.clear();
+        std::array<MMeshPoint const*, 1024> recent{};
+        for (std::size_t i = 0; i < std::min(ElementsPerStep, elements.size()); ++i) {
+            Mesh::PrefetchWithNodes<8>(i, elements.size(), [&](std::size_t k) { return elements[k]; });
+            for (std::size_t corner = 0; corner < 4; ++corner) {
+                MMeshPoint const* const node = elements[i]->GetNodes()[corner];
+                auto const number = static_cast<std::uint32_t>(node->GetIndex());
+                corners[i][corner] = number;
+                // The vertices of the round before are added meanwhile.
+                Vertex const vertex = std::atomic_ref(m_vertices[number]).load(std::memory_order_relaxed);
+                if (vertex.graph_number != m_graph_number &&
+                    std::exchange(recent[number % recent.size()], node) != node)
+                    new_nodes.push_back(node);
             }
-        });
+        }
     }
 
-    void AddVertices(MStlGraph& graph) {
-        for (std::uint64_t first = 0; first < m_elements.size(); first += ElementsPerStep)
-            for (MMeshPoint const* const node : StepAt(first).new_nodes)
-                VertexOf(*node, graph);
+    void AddVertices(NewNodes const& nodes, MStlGraph& graph) {
+        constexpr std::size_t ahead = 8;
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            MMeshPoint const& to_come = *nodes[std::min(i + ahead, nodes.size() - 1)];
+            graph.PrefetchVertex(to_come.x, to_come.y, to_come.z);
+            VertexOf(*nodes[i], graph);
+        }
     }
 
     // Replaces corners by their vertices, and hands each edge to the set of its owner.
@@ -267,25 +311,33 @@ private:
             Step& step = StepAt(first);
             if (!step.uses)
                 step.uses = std::make_unique_for_overwrite<Use[]>(m_sets.size() * UsesPerStep);
-            step.count.fill(0);
+            // Where the next use of each set goes. No members in this loop: what it writes could be one of
+            // them.
+            std::array<Use*, MostSets> next;
+            for (std::size_t set = 0; set < m_sets.size(); ++set)
+                next[set] = &step.uses[set * UsesPerStep];
+            Division const division = m_division;
             for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
                 constexpr std::size_t ahead = 8;
                 for (std::uint32_t const node :
                      m_corners[std::min(i + ahead, static_cast<std::size_t>(last) - 1)])
                     Prefetch(&m_vertices[node]);
-                for (std::uint32_t& corner : m_corners[i])
+                Corners corners = m_corners[i];
+                for (std::uint32_t& corner : corners)
                     corner = m_vertices[corner].index;
+                m_corners[i] = corners;
                 m_is_new[i] = {};
                 for (unsigned int edge = 0; edge < 6; ++edge) {
                     auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
-                    std::uint32_t const p = m_corners[i][a], q = m_corners[i][b];
+                    std::uint32_t const p = corners[a], q = corners[b];
                     std::uint32_t const owner = OwnerOf(p, q);
-                    std::size_t const set = SetOf(owner);
-                    step.uses[set * UsesPerStep + step.count[set]] = {
-                        IndexOf(owner), p ^ q ^ owner, static_cast<std::uint32_t>(8 * i + edge)};
-                    step.count[set] += p != q;
+                    Use*& use = next[division.SetOf(owner)];
+                    *use = {division.IndexOf(owner), p ^ q ^ owner, static_cast<std::uint32_t>(8 * i + edge)};
+                    use += p != q;
                 }
             }
+            for (std::size_t set = 0; set < m_sets.size(); ++set)
+                step.count[set] = static_cast<std::uint32_t>(next[set] - &step.uses[set * UsesPerStep]);
         });
     }
 
@@ -316,13 +368,6 @@ private:
     // Either vertex, one as often as the other, whatever the order of the elements.
     static std::uint32_t OwnerOf(std::uint32_t p, std::uint32_t q) noexcept {
         return ((p ^ q) & 1) != 0 ? std::min(p, q) : std::max(p, q);
-    }
-    std::uint32_t SetOf(std::uint32_t owner) const noexcept {
-        return owner / OwnersInARow & (static_cast<std::uint32_t>(m_sets.size()) - 1);
-    }
-    // In its set.
-    std::uint32_t IndexOf(std::uint32_t owner) const noexcept {
-        return (owner / OwnersInARow >> m_set_bits) * OwnersInARow + owner % OwnersInARow;
     }
 
     // A bit for each.
@@ -359,16 +404,131 @@ private:
         6 * ElementsPerStep + 1; // one that does not count is overwritten
 
     bool m_parallel;
-    std::vector<EdgeSet> m_sets; // as many as a power of two
-    int m_set_bits = std::countr_zero(m_sets.size());
+    std::vector<EdgeSet> m_sets;
+    Division m_division{std::countr_zero(m_sets.size())};
     std::uint32_t m_graph_number = 0;
-    std::vector<Vertex> m_vertices; // by node
+    std::vector<Vertex> m_vertices;                // by node
+    std::array<MMeshPoint const*, 64> m_fetched{}; // nodes whose vertices were fetched of late
     // Of one round.
     std::span<MMeshElement* const> m_elements;
     std::vector<Step> m_steps;
-    std::vector<Corners> m_corners;                   // of the elements, as nodes and then as vertices
+    std::span<Corners> m_corners;                     // of the elements, as nodes and then as vertices
     std::vector<std::array<std::uint32_t, 2>> m_ends; // of new edges
     std::vector<std::array<bool, 8>> m_is_new;        // the edges of the elements
+};
+
+struct BoundaryFace {
+    MMeshElement const* element;
+    unsigned int face;
+};
+
+// Joins the corners of faces with one another: finds for each slot of a node mask the nodes that those nodes
+// are joined to. Pairs of a slot and a node are first handed to buckets of slots that follow one another.
+class CornerJoiner {
+public:
+    CornerJoiner(std::span<BoundaryFace const> faces, std::uint64_t slots, bool parallel)
+        : m_faces(faces)
+        , m_slots(slots)
+        , m_bucket_shift(std::max(static_cast<int>(std::bit_width(slots)) - BucketBits, 0))
+        , m_parallel(parallel)
+        , m_steps(static_cast<std::size_t>(Steps().NumberOfSteps())) {}
+
+    // Calls set(slot, nodes) for each slot that has any, on several threads when parallel. The nodes, each
+    // once and by ascending address, lie in a piece of `nodes`, which has room for six a face.
+    template <typename Set>
+    void Join(std::span<MMeshPoint*> nodes, Set const& set) {
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            Spread(m_faces.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
+                   m_steps[static_cast<std::size_t>(first / FacesPerStep)]);
+        });
+        std::array<std::size_t, Buckets> begin{};
+        std::size_t all = 0;
+        for (std::size_t bucket = 0; bucket < Buckets; ++bucket) {
+            begin[bucket] = all;
+            for (Step const& step : m_steps)
+                all += step.Of(bucket).size();
+        }
+        Support::ComputeSteps({.items = Buckets, .parallel = m_parallel},
+                              [&](std::uint64_t first, std::uint64_t) {
+                                  auto const bucket = static_cast<std::size_t>(first);
+                                  Collect(bucket, nodes.subspan(begin[bucket]), set);
+                              });
+    }
+
+private:
+    static constexpr std::uint64_t FacesPerStep = 1024;
+    static constexpr int BucketBits = 6;
+    static constexpr std::size_t Buckets = std::size_t{1} << BucketBits;
+
+    struct Pair {
+        std::uint64_t slot;
+        MMeshPoint* node;
+    };
+    // The pairs of some faces, bucket by bucket.
+    struct Step {
+        std::vector<Pair> pairs;
+        std::array<std::size_t, Buckets + 1> begin{};
+
+        std::span<Pair const> Of(std::size_t bucket) const noexcept {
+            return std::span(pairs).subspan(begin[bucket], begin[bucket + 1] - begin[bucket]);
+        }
+    };
+
+    Support::WorkSteps Steps() const noexcept {
+        return {.items = m_faces.size(), .step = FacesPerStep, .parallel = m_parallel};
+    }
+    std::size_t BucketOf(std::uint64_t slot) const noexcept {
+        return static_cast<std::size_t>(slot >> m_bucket_shift);
+    }
+
+    void Spread(std::span<BoundaryFace const> faces, Step& step) const {
+        std::vector<Pair> pairs;
+        pairs.reserve(6 * faces.size());
+        for (std::size_t k = 0; k < faces.size(); ++k) {
+            Mesh::PrefetchWithNodes<8>(k, faces.size(), [&](std::size_t i) { return faces[i].element; });
+            auto const& corners = Descriptor::descr_triangle_point_ORIENTED[faces[k].face];
+            for (unsigned char const i : corners)
+                for (unsigned char const j : corners)
+                    if (std::uint64_t const slot = faces[k].element->GetNode(i)->GetMaskIndex();
+                        i != j && slot < m_slots) {
+                        pairs.push_back({slot, faces[k].element->GetNode(j)});
+                        ++step.begin[BucketOf(slot) + 1];
+                    }
+        }
+        std::partial_sum(step.begin.begin(), step.begin.end(), step.begin.begin());
+        step.pairs.resize(pairs.size());
+        auto next = step.begin;
+        for (Pair const& pair : pairs)
+            step.pairs[next[BucketOf(pair.slot)]++] = pair;
+    }
+
+    template <typename Set>
+    void Collect(std::size_t bucket, std::span<MMeshPoint*> nodes, Set const& set) const {
+        std::uint64_t const first_slot = std::uint64_t{bucket} << m_bucket_shift;
+        std::vector<std::size_t> end((std::size_t{1} << m_bucket_shift) +
+                                     1); // of each slot; before, its begin
+        for (Step const& step : m_steps)
+            for (Pair const& pair : step.Of(bucket))
+                ++end[static_cast<std::size_t>(pair.slot - first_slot) + 1];
+        std::partial_sum(end.begin(), end.end(), end.begin());
+        for (Step const& step : m_steps)
+            for (Pair const& pair : step.Of(bucket))
+                nodes[end[static_cast<std::size_t>(pair.slot - first_slot)]++] = pair.node;
+        std::size_t begin = 0;
+        for (std::size_t i = 0; begin < end.back(); begin = end[i++])
+            if (end[i] > begin) {
+                auto const joined = nodes.subspan(begin, end[i] - begin);
+                std::ranges::sort(joined, std::less<>());
+                auto const behind = std::unique(joined.begin(), joined.end());
+                set(first_slot + i, joined.first(static_cast<std::size_t>(behind - joined.begin())));
+            }
+    }
+
+    std::span<BoundaryFace const> m_faces;
+    std::uint64_t m_slots;
+    int m_bucket_shift;
+    bool m_parallel;
+    std::vector<Step> m_steps;
 };
 
 } // namespace
@@ -385,7 +545,8 @@ bool MMeshConvertTetToGraphOperator::Operate() {
     GraphWriter writer(*m_mesh, GetParallel());
     auto const is_on_boundary = [this](MMeshElement const& e, unsigned int edge) {
         auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
-        return m_boundary_edges->GetValue(*e.GetNodes()[a]).contains(e.GetNodes()[b]);
+        NodeSet const joined = m_boundary_edges->GetValue(*e.GetNodes()[a]);
+        return std::ranges::binary_search(joined, e.GetNodes()[b], std::less<>());
     };
     auto const none = [](MMeshElement const&, unsigned int) { return false; };
     for (auto it = m_mesh->BeginSubVolume(); it != m_mesh->EndSubVolume(); ++it) {
@@ -403,30 +564,27 @@ bool MMeshConvertTetToGraphOperator::Operate() {
 void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     m_boundary_edges = std::make_unique<BoundaryEdges>();
     m_mesh->GetPointMasks()->RegisterMask(m_boundary_edges.get());
+    m_joined_nodes.clear();
     if (!m_only_interior_edges)
         return;
     MMeshBaseNeighborsInfo& neighbors = *m_mesh->GetNeighborsInfo();
     neighbors.Enable(GetParallel());
     SubVolumeIDs const ids(*m_mesh);
     FaceMatcher<false> matcher(*m_mesh, GetParallel(), ids);
-    matcher.ForEachBoundaryFace([this](std::uint32_t element, std::uint32_t face, int id, int, bool) {
-        if (MMeshElement const& e = *m_mesh->GetElement(element); id != -1 || m_mesh->GetSubVolume(e))
-            JoinCorners(e, face);
+    std::vector<BoundaryFace> faces;
+    matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int id, int, bool) {
+        if (id != -1 || m_mesh->GetSubVolume(*m_mesh->GetElement(element)))
+            faces.push_back({m_mesh->GetElement(element), face});
     });
     // The others are all told apart at once; collapsed ones, which are rare, are asked for one by one.
     for (auto const& [element, face] : matcher.CollapsedFaces()) {
         MMeshElement* const e = m_mesh->GetElement(element);
         MMeshElement const* const neighbor = neighbors.GetNeighbor(e, face);
         if ((!neighbor || ids(*neighbor) != ids(*e)) && m_mesh->GetSubVolume(*e))
-            JoinCorners(*e, face);
+            faces.push_back({e, face});
     }
-}
-
-// Enters the edges of a face of an element.
-void MMeshConvertTetToGraphOperator::JoinCorners(MMeshElement const& e, unsigned int face) {
-    for (unsigned char const i : Descriptor::descr_triangle_point_ORIENTED[face])
-        for (unsigned char const j : Descriptor::descr_triangle_point_ORIENTED[face])
-            if (std::uint64_t const slot = e.GetNode(i)->GetMaskIndex();
-                i != j && slot < m_boundary_edges->GetSize())
-                m_boundary_edges->GetSlot(slot).insert(e.GetNode(j));
+    m_joined_nodes.resize(6 * faces.size());
+    CornerJoiner(faces, m_boundary_edges->GetSize(), GetParallel())
+        .Join(m_joined_nodes,
+              [this](std::uint64_t slot, NodeSet joined) { m_boundary_edges->GetSlot(slot) = joined; });
 }

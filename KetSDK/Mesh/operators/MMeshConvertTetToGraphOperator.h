@@ -5,12 +5,11 @@
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 
-#include <boost/container/flat_set.hpp>
-
 #include <memory>
+#include <span>
+#include <vector>
 
 class MMeshBase;
-class MMeshElement;
 class MStlFeature;
 
 // Turns the edges of tetrahedra into line graphs: one for each sub-volume of the mesh, in the order of its
@@ -44,16 +43,17 @@ public:
     bool Operate();
 
 private:
-    // For each node those that it is joined to by an edge of a boundary face. It stays until the next run.
-    using NodeSet = boost::container::flat_set<MMeshPoint*>;
+    // For each node those that it is joined to by an edge of a boundary face, in the order of their
+    // addresses. It stays until the next run.
+    using NodeSet = std::span<MMeshPoint* const>;
     using BoundaryEdges = MDataMask<MMeshPoint, NodeSet>;
 
     void FindBoundaryEdges();
-    void JoinCorners(MMeshElement const& e, unsigned int face);
 
     MMeshBase* m_mesh;
     MStlFeature* m_feature;
     bool m_only_interior_edges = true;
     bool m_parallel = false;
     std::unique_ptr<BoundaryEdges> m_boundary_edges;
+    std::vector<MMeshPoint*> m_joined_nodes; // those of all sets
 };

@@ -64,7 +64,7 @@ void MeshSketch::GrowMiddles() {
 MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigins* origins, bool parallel)
     : m_source(source)
     , m_target(target)
-    , m_members(source, nullptr)
+    , m_members(source, nullptr, parallel)
     , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()))
     , m_origins(origins)
     , m_parallel(parallel)

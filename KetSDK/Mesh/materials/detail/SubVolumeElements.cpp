@@ -1,54 +1,58 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/materials/detail/SubVolumeElements.h>
 
-#include <KetSDK/Mesh/mesh/MMeshBase.h>
-
-#include <algorithm>
-
 namespace KetSDK::Mesh::Detail {
 
-SubVolumeElements::SubVolumeElements(MMeshBase const& mesh,
-                                     std::set<MMeshSubVolume const*> const* selection) {
-    bool const all = !selection || selection->empty();
-    std::uint64_t left = mesh.Elements().GetNumElements(); // counts of sub-volumes may be anything
-    for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
-        MMeshSubVolume const& sub_volume = **it;
-        if (sub_volume.GetParent() != &mesh || !(all || selection->contains(&sub_volume)))
-            continue;
-        auto const [entry, is_new] = m_group_of.try_emplace(sub_volume.GetID(), m_groups.size());
-        if (is_new) {
-            std::uint64_t const expected = std::min(sub_volume.GetNbElements(), left);
-            left -= expected;
-            m_groups.emplace_back().reserve(static_cast<std::size_t>(expected));
-        }
-        m_order.push_back(entry->second);
-    }
+namespace {
 
-    MMeshElementMaskContainer const& masks = *mesh.GetElementMasks();
-    MDataMask<MMeshElement, int> const* const numbers = masks.GetSubvolumeMask();
-    if (!numbers || m_groups.empty())
-        return;
-    auto const find = [&](int number) {
-        auto const found = m_group_of.find(number);
-        return found == m_group_of.end() ? nullptr : &m_groups[found->second];
+// What a thread gathers of some elements: runs of members of one group, one behind the other.
+struct Gathered {
+    struct Run {
+        std::size_t group;
+        std::size_t end; // behind its last index
     };
-    // Members of a sub-volume mostly follow one another: looked up where the number changes.
-    int last_number = 0;
-    auto* group = find(last_number);
-    for (MMeshElement const& e : mesh.Elements()) {
-        int const number = numbers->GetValue(e);
-        if (number != last_number) {
-            last_number = number;
-            group = find(number);
-        }
-        if (group && e.GetMaskIndex() < numbers->GetSize()) // it may be registered with no mask
-            group->push_back(e.GetMaskIndex());
+    std::vector<Run> runs;
+    std::vector<std::uint64_t> indices;
+};
+
+} // namespace
+
+SubVolumeElements::SubVolumeElements(SubVolumeGroups const& groups, bool parallel)
+    : m_parallel(parallel)
+    , m_groups(groups)
+    , m_members(groups.Count()) {
+    for (std::size_t group = 0; group < groups.Count(); ++group)
+        m_members[group].reserve(static_cast<std::size_t>(groups.ExpectedIn(group)));
+    auto const append = [this](std::size_t group, std::span<std::uint64_t const> indices) {
+        m_members[group].insert(m_members[group].end(), indices.begin(), indices.end());
+    };
+    if (!parallel) {
+        groups.ForEachRun(0, groups.NumberOfElements(), append);
+        return;
     }
+    Support::ComputeSteps<Gathered>(
+        {.items = groups.NumberOfElements(), .step = 4096, .parallel = true, .window = 16},
+        [&groups](std::uint64_t first, std::uint64_t last, Gathered& gathered) {
+            gathered.runs.clear();
+            gathered.indices.clear();
+            groups.ForEachRun(first, last, [&](std::size_t group, std::span<std::uint64_t const> indices) {
+                gathered.indices.insert(gathered.indices.end(), indices.begin(), indices.end());
+                gathered.runs.push_back({group, gathered.indices.size()});
+            });
+        },
+        [&append](std::uint64_t, std::uint64_t, Gathered const& gathered) {
+            std::size_t begin = 0;
+            for (auto const& [group, end] : gathered.runs) {
+                append(group, std::span(gathered.indices).subspan(begin, end - begin));
+                begin = end;
+            }
+            return true;
+        });
 }
 
-std::span<std::uint64_t const> SubVolumeElements::Of(MMeshSubVolume const& sub_volume) const noexcept {
-    auto const found = m_group_of.find(sub_volume.GetID());
-    return found == m_group_of.end() ? std::span<std::uint64_t const>() : m_groups[found->second];
+std::span<std::uint64_t const> SubVolumeElements::Of(MMeshSubVolume const& sub_volume) const {
+    auto const group = m_groups.Find(sub_volume.GetID());
+    return group ? m_members[*group] : std::span<std::uint64_t const>();
 }
 
 } // namespace KetSDK::Mesh::Detail

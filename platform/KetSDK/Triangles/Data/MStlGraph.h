@@ -8,6 +8,7 @@
 #include <KetSDK/Triangles/Data/MStlEdge.h>
 #include <KetSDK/Triangles/Data/MStlFeatureItem.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
+#include <KetSDK/Triangles/Data/MStlPointLookup.h>
 #include <KetSDK/Triangles/Data/MStlRange.h>
 
 #include <boost/container/deque.hpp>
@@ -18,8 +19,6 @@
 #include <memory>
 #include <span>
 #include <vector>
-
-class MStlPointLookup;
 
 // A named line graph: vertices at integer positions and edges between them, both owned by the graph and
 // at fixed addresses. One thread at a time adds to or searches a graph; concurrent walks are safe.
@@ -42,6 +41,10 @@ public:
 
     // The vertex at a position in internal units, added when there is none. Owned by the graph.
     MStlPoint* AddVertex(MLong x, MLong y, MLong z);
+    // Fetches what AddVertex will look at first. For a caller who knows a position some vertices ahead.
+    [[gnu::always_inline]] void PrefetchVertex(MLong x, MLong y, MLong z) const noexcept {
+        m_vertex_lookup->Prefetch(x, y, z);
+    }
     // Appends an edge from p to q, vertices of this graph, also when there is one between them. Null,
     // and nothing is added, when both are the same vertex.
     DLIST_ELEMENT<MStlEdge>* AddEdge(MStlPoint* p, MStlPoint* q);
