@@ -236,8 +236,11 @@ bool MMeshIsosurfaceOperator::Operate() {
         Write(*m_iso_surface, found, record);
         return true;
     };
-    KetSDK::Support::ComputeSteps<FoundTriangles>({.items = count, .step = 4096, .parallel = GetParallel()},
-                                                  find, write);
+    // Windows are short: writing takes longer than finding, and what is found first is written while other
+    // threads go on.
+    KetSDK::Support::WorkSteps const steps{
+        .items = count, .step = 512, .parallel = GetParallel(), .window = 32};
+    KetSDK::Support::ComputeSteps<FoundTriangles>(steps, find, write);
     record.Finish();
     return true;
 }
