@@ -238,6 +238,31 @@ TEST(Tetrahedron, OrientationHasTheSignOfTheVolume) {
     }
 }
 
+// The cosines tell which of the two angles decides, but not where both are about as far from the ideal.
+TEST(Tetrahedron, AngleSkewsAreThoseOfTheWorseOfBothAngles) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> coordinate(-1.0, 1.0);
+    auto const point = [&] { return Vector(coordinate(random), coordinate(random), coordinate(random)); };
+    auto const expect_skew = [](double skew, double min_cos, double max_cos, double ideal, double above) {
+        double const worse =
+            std::max((std::acos(min_cos) - ideal) / above, (ideal - std::acos(max_cos)) / ideal);
+        EXPECT_TRUE(skew == 1.0 - worse || (std::isnan(skew) && std::isnan(worse)))
+            << skew << ", " << 1.0 - worse;
+    };
+    for (int i = 0; i < 100000; ++i) {
+        Vector const a = point(), b = point(), c = point();
+        double const off = i % 4 == 0 ? 1e-9 : 1.0; // near the plane of the others
+        Tetrahedron const t(a, b, c,
+                            a + (b - a) * coordinate(random) + (c - a) * coordinate(random) + point() * off);
+        double min_cos, max_cos;
+        t.GetMinMaxCos(min_cos, max_cos);
+        expect_skew(t.QualityEquiAngleSkew(), min_cos, max_cos, 1.0471975511965979, 2.0943951023931957);
+        t.GetMinMaxCosDihedralAngle(min_cos, max_cos);
+        expect_skew(t.QualityEquiDihedralAngleSkew(), min_cos, max_cos, 1.2309594173407747,
+                    1.9106332362490184);
+    }
+}
+
 TEST(Tetrahedron, LengthsNeitherOverflowNorUnderflow) {
     for (double const scale : {1e-80, 1e-70, 1e70, 1e75}) { // squares of areas are beyond the range
         Tetrahedron t({0, 0, 0}, {scale, scale, 0}, {0, scale, scale}, {scale, 0, scale});

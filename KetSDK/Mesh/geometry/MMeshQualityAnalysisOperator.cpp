@@ -7,6 +7,7 @@
 #include <KetSDK/Mesh/geometry/QualityMetric.h>
 #include <KetSDK/Mesh/geometry/Tetrahedron10Base.h>
 #include <KetSDK/Mesh/geometry/TetrahedronBase.h>
+#include <KetSDK/Mesh/geometry/detail/TetrahedronPair.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
@@ -28,32 +29,17 @@ using Tetrahedron = TetrahedronBase<double>;
 using Tetrahedron10 = Tetrahedron10Base<double>;
 using Metric = MMeshQualityAnalysisOperator;
 using KetSDK::Mesh::QualityMetric;
+namespace Detail = KetSDK::Mesh::Detail;
 
+// Elements between two looks at the progress delegate, and at most those of a block.
+constexpr std::uint64_t StepSize = 100;
 constexpr double Degrees = 57.29577951308232; // in one radian
 
-double MinDihedralAngle(Tetrahedron const& t) {
-    return std::acos(t.GetMaxCosDihedralAngle()) * Degrees;
-}
-double MaxDihedralAngle(Tetrahedron const& t) {
-    return std::acos(t.GetMinCosDihedralAngle()) * Degrees;
-}
-double MinFaceAngle(Tetrahedron const& t) {
-    return t.QualityMinFacangle() * Degrees;
-}
-double MaxFaceAngle(Tetrahedron const& t) {
-    return t.QualityMaxFacangle() * Degrees;
-}
 double MinCornerAngle(Tetrahedron const& t) {
     return t.QualityMinCornerAngle() * Degrees;
 }
 double MaxCornerAngle(Tetrahedron const& t) {
     return t.QualityMaxCornerAngle() * Degrees;
-}
-double MinFaceAngleRatio(Tetrahedron const& t) {
-    return MinFaceAngle(t) / 60.0;
-}
-double MaxFaceAngleRatio(Tetrahedron const& t) {
-    return (180.0 - MaxFaceAngle(t)) / 120.0;
 }
 
 // The elements first to last - 1 of a mesh, of which a metric is to be evaluated.
@@ -77,6 +63,127 @@ void Linear(Block const& block, double* values) {
         Tetrahedron tetrahedron(&e);
         return std::invoke(Measure, tetrahedron);
     });
+}
+
+// The nodes of the four corners of an element; one at the origin for what has fewer.
+class Corners {
+public:
+    explicit Corners(MMeshElement const& e)
+        : m_nodes(e.GetNodes()) {
+        if (e.GetNodeCount() < 4) [[unlikely]] {
+            static MMeshPoint const origin;
+            std::fill_n(std::copy_n(m_nodes, e.GetNodeCount(), m_with_origin), 4 - e.GetNodeCount(), &origin);
+            m_nodes = m_with_origin;
+        }
+    }
+    MMeshPoint const& operator[](unsigned int i) const { return *m_nodes[i]; }
+
+private:
+    MMeshPoint const* const* m_nodes;
+    MMeshPoint const* m_with_origin[4];
+};
+
+// As GetPosition of both.
+Detail::VectorPair PositionsOf(MMeshPoint const& a, MMeshPoint const& b) {
+    constexpr double units = KetSDK::Common::MInternalUnits::Get();
+    auto const both = [](MLong of_a, MLong of_b) {
+        return Detail::DoublePair{static_cast<double>(of_a), static_cast<double>(of_b)} / units;
+    };
+    return {both(a.x, b.x), both(a.y, b.y), both(a.z, b.z)};
+}
+
+// Calls visit(pair, i) for elements i and i + 1 of the block. The last of an odd number is a pair by itself;
+// there is room for its second value all the same, since a full block has an even number.
+template <typename Visit>
+void ForEachPair(Block const& block, Visit const& visit) {
+    static_assert(StepSize % 2 == 0);
+    MMeshElement const* waiting = nullptr;
+    block.mesh.Elements().ForEachWithNodes(block.first, block.last,
+                                           [&](MMeshElement const& e, std::uint64_t number) {
+                                               if (!waiting) {
+                                                   waiting = &e;
+                                                   if (number + 1 < block.last)
+                                                       return;
+                                               }
+                                               std::uint64_t const i = (number - block.first) / 2 * 2;
+                                               Corners const a(*waiting);
+                                               Corners const b(e);
+                                               visit({{PositionsOf(a[0], b[0]), PositionsOf(a[1], b[1]),
+                                                       PositionsOf(a[2], b[2]), PositionsOf(a[3], b[3])}},
+                                                     static_cast<std::size_t>(i));
+                                               waiting = nullptr;
+                                           });
+}
+
+void StorePair(Detail::DoublePair pair, double* values) {
+    values[0] = pair[0];
+    values[1] = pair[1];
+}
+
+void Spheres(Block const& block, double* values) {
+    ForEachPair(block, [&](Detail::TetrahedronPair const& pair, std::size_t i) {
+        Detail::DoublePair quality;
+        if (!Detail::Spheres(pair, quality)) [[unlikely]]
+            for (unsigned int lane : {0u, 1u})
+                quality[lane] = Tetrahedron(pair.Corner(lane, 0), pair.Corner(lane, 1), pair.Corner(lane, 2),
+                                            pair.Corner(lane, 3))
+                                    .QualitySpheres();
+        StorePair(quality, values + i);
+    });
+}
+
+// One figure of each element of a block.
+using Figures = std::array<double, StepSize>;
+
+// What Finish(a, b) makes of two figures of each element, which a function gives for a pair. The figures of
+// all come first. Powers and arc cosines have branches that nobody can foresee: next to them, whatever is
+// computed of the next element would be thrown away and begun anew.
+template <auto FiguresOfPair, auto Finish>
+void InTwoSteps(Block const& block, double* values) {
+    Figures a;
+    Figures b;
+    ForEachPair(block, [&](Detail::TetrahedronPair const& pair, std::size_t i) {
+        auto const [first, second] = FiguresOfPair(pair);
+        StorePair(first, &a[i]);
+        StorePair(second, &b[i]);
+    });
+    for (std::size_t i = 0; i < block.last - block.first; ++i)
+        values[i] = Finish(a[i], b[i]);
+}
+
+// The same with the extreme cosines of the corner angles of the faces.
+template <auto Finish>
+void OfCornerCosines(Block const& block, double* values) {
+    Figures smallest;
+    Figures largest;
+    block.mesh.Elements().ForEachWithNodes(
+        block.first, block.last, [&](MMeshElement const& e, std::uint64_t number) {
+            std::size_t const i = static_cast<std::size_t>(number - block.first);
+            Tetrahedron(&e).GetMinMaxCos(smallest[i], largest[i]);
+        });
+    for (std::size_t i = 0; i < block.last - block.first; ++i)
+        values[i] = Finish(smallest[i], largest[i]);
+}
+
+// What becomes of the smallest and the largest cosine.
+double LargestCosine(double, double largest) {
+    return largest;
+}
+double SmallestAngle(double, double largest) {
+    return std::acos(largest) * Degrees;
+}
+double LargestAngle(double smallest, double) {
+    return std::acos(smallest) * Degrees;
+}
+double MinFaceAngleRatio(double, double largest) {
+    return std::acos(largest) * Degrees / 60.0;
+}
+double MaxFaceAngleRatio(double smallest, double) {
+    return (180.0 - std::acos(smallest) * Degrees) / 120.0;
+}
+template <auto const& Rule>
+double AngleSkew(double smallest, double largest) {
+    return Detail::AngleQuality(smallest, largest, Rule);
 }
 
 template <auto Measure>
@@ -163,14 +270,14 @@ struct Evaluated {
     Evaluator evaluate;
 };
 constexpr Evaluated Evaluators[] = {
-    {Metric::Spheres, Linear<&Tetrahedron::QualitySpheres>},
+    {Metric::Spheres, Spheres},
     {Metric::InsphereEdge, Linear<&Tetrahedron::QualityInsphereEdge>},
-    {Metric::MeanRatio, Linear<&Tetrahedron::QualityMeanRatio>},
+    {Metric::MeanRatio, InTwoSteps<Detail::Sizes, Detail::MeanRatio>},
     {Metric::Volume, Linear<&Tetrahedron::Volume>},
     {Metric::AspectRatio, Linear<&Tetrahedron::QualityAspectRatio>},
     {Metric::AspectRatioTetgen, Linear<&Tetrahedron::QualityAspectRatioTetgen>},
     {Metric::RadiusEdgeTetgen, Linear<&Tetrahedron::QualityRadiusEdgeTetgen>},
-    {Metric::EquiAngleSkew, Linear<&Tetrahedron::QualityEquiAngleSkew>},
+    {Metric::EquiAngleSkew, OfCornerCosines<AngleSkew<Detail::face_angles>>},
     {Metric::EdgeMaxMin, Linear<&Tetrahedron::QualityEdgeMaxMin>},
     {Metric::EdgeMinMax, Linear<&Tetrahedron::QualityEdgeMinMax>},
     {Metric::Jacobian, Linear<&Tetrahedron::QualityJacobian>},
@@ -180,12 +287,12 @@ constexpr Evaluated Evaluators[] = {
     {Metric::JacobianRatio, Quadratic<&Tetrahedron10::JacobianRatio>},
     {Metric::MaxEdgeLength, Linear<&Tetrahedron::GetMaxEdgeLength>},
     {Metric::MinEdgeLength, Linear<&Tetrahedron::GetMinEdgeLength>},
-    {Metric::MaxCosDihedralAngle, Linear<&Tetrahedron::GetMaxCosDihedralAngle>},
-    {Metric::MinDihedralAngle, Linear<MinDihedralAngle>},
-    {Metric::MaxDihedralAngle, Linear<MaxDihedralAngle>},
-    {Metric::MinFaceAngle, Linear<MinFaceAngle>},
-    {Metric::MaxFaceAngle, Linear<MaxFaceAngle>},
-    {Metric::EquiDihedralAngleSkew, Linear<&Tetrahedron::QualityEquiDihedralAngleSkew>},
+    {Metric::MaxCosDihedralAngle, InTwoSteps<Detail::DihedralCosines, LargestCosine>},
+    {Metric::MinDihedralAngle, InTwoSteps<Detail::DihedralCosines, SmallestAngle>},
+    {Metric::MaxDihedralAngle, InTwoSteps<Detail::DihedralCosines, LargestAngle>},
+    {Metric::MinFaceAngle, OfCornerCosines<SmallestAngle>},
+    {Metric::MaxFaceAngle, OfCornerCosines<LargestAngle>},
+    {Metric::EquiDihedralAngleSkew, InTwoSteps<Detail::DihedralCosines, AngleSkew<Detail::dihedral_angles>>},
     {Metric::EquiSizeSkew, Linear<&Tetrahedron::QualityEquiSizeSkew>},
     {Metric::AbacusShapeFactor, Linear<&Tetrahedron::QualityAbacusShapeFactor>},
     {Metric::AnsysElementQuality, Linear<&Tetrahedron::QualityAnsysElementQuality>},
@@ -194,8 +301,8 @@ constexpr Evaluated Evaluators[] = {
     {Metric::MaxCornerAngle, Linear<MaxCornerAngle>},
     {Metric::VolumeInRange, Linear<&Tetrahedron::Volume>},
     {Metric::VolumeInRange2, Linear<&Tetrahedron::Volume>},
-    {Metric::MinFaceAngleRatio, Linear<MinFaceAngleRatio>},
-    {Metric::MaxFaceAngleRatio, Linear<MaxFaceAngleRatio>},
+    {Metric::MinFaceAngleRatio, OfCornerCosines<MinFaceAngleRatio>},
+    {Metric::MaxFaceAngleRatio, OfCornerCosines<MaxFaceAngleRatio>},
     {Metric::OrthogonalQuality, OrthogonalQuality},
     {Metric::Folded, Folded},
     {Metric::CornerVolume, Linear<&Tetrahedron::Volume>},
@@ -261,9 +368,6 @@ void MeasureSolids(Block const& block, Metric::QualityType type, double* values)
             ++values;
         });
 }
-
-// Elements between two looks at the progress delegate.
-constexpr std::uint64_t StepSize = 100;
 
 } // namespace
 

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Math/MathCore/MMatrix3x3.h>
 #include <KetSDK/Mesh/geometry/detail/SafeLength.h>
+#include <KetSDK/Mesh/geometry/detail/TetrahedronPair.h>
 #include <KetSDK/Mesh/geometry/detail/VectorPair.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
 
@@ -246,24 +247,8 @@ struct MutualDots {
     return Sqrt(squared_radius);
 }
 
-double SpheresQuality(double insphere, double circumsphere) noexcept {
-    return 3.0 * insphere / circumsphere;
-}
-
 double InsphereEdgeQuality(double insphere, double longestEdge) noexcept {
     return 4.898979485566356 * insphere / longestEdge;
-}
-
-double MeanRatio(double volume, double sumOfSquaredEdges) noexcept {
-    return 12.0 * std::pow(3.0 * volume, 0.6666666666666666) / sumOfSquaredEdges;
-}
-
-// 1 - the larger of the relative deviations (largest angle - ideal) / rangeAbove and (ideal - smallest
-// angle) / ideal. Both arc cosines come first, so that they overlap.
-double AngleQuality(double minCos, double maxCos, double ideal, double rangeAbove) noexcept {
-    double const largest = std::acos(minCos);
-    double const smallest = std::acos(maxCos);
-    return 1.0 - std::max((largest - ideal) / rangeAbove, (ideal - smallest) / ideal);
 }
 
 } // namespace
@@ -625,11 +610,13 @@ double TetrahedronBase<T>::QualityMaxFacangle() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualitySpheres() const {
-    if (!IsPlain())
-        return SpheresQuality(RadiusInsphere(), RadiusCircumsphere());
-    EdgeVectors const edges(Corners());
-    double const circumsphere = CircumsphereRadius(edges.E01(), edges.E02(), edges.E03());
-    return SpheresQuality(InsphereRadius(PlainVolume(edges), edges), circumsphere);
+    // Of integers the volume is not that of the edges.
+    if constexpr (!std::is_integral_v<T>) {
+        DoublePair quality;
+        if (IsPlain() && Spheres(TetrahedronPair::Twice(Corners()), quality))
+            return quality[0];
+    }
+    return 3.0 * RadiusInsphere() / RadiusCircumsphere();
 }
 
 template <typename T>
@@ -677,24 +664,19 @@ double TetrahedronBase<T>::QualityRadiusEdgeTetgen() const {
 
 template <typename T>
 double TetrahedronBase<T>::QualityEquiAngleSkew() const {
-    // The doubles nearest to pi/3 and 2 pi/3: dividing a rounded pi gives other ones.
-    constexpr double ideal = 1.0471975511965979;
-    constexpr double range_above = 2.0943951023931957;
     double min_cos, max_cos;
     GetMinMaxCos(min_cos, max_cos);
-    return AngleQuality(min_cos, max_cos, ideal, range_above);
+    return AngleQuality(min_cos, max_cos, face_angles);
 }
 
 template <typename T>
 double TetrahedronBase<T>::QualityEquiDihedralAngleSkew() const {
-    constexpr double ideal = 1.2309594173407747; // acos(1/3)
-    constexpr double range_above = 1.9106332362490184;
     double min_cos, max_cos;
     if (IsPlain())
         std::tie(min_cos, max_cos) = Faces::Of(Corners()).DihedralCosines();
     else
         GetMinMaxCosDihedralAngle(min_cos, max_cos);
-    return AngleQuality(min_cos, max_cos, ideal, range_above);
+    return AngleQuality(min_cos, max_cos, dihedral_angles);
 }
 
 template <typename T>

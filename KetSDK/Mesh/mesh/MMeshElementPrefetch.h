@@ -19,6 +19,14 @@ namespace KetSDK::Mesh {
 
 // The third step; element and array must be there.
 [[gnu::always_inline]] inline void PrefetchNodes(MMeshElement const& e) noexcept {
+    if (e.GetNodeCount() == 4) { // nearly always: a loop would take as long as the rest of the work
+        MMeshPoint* const* const nodes = e.GetNodes();
+        Support::Prefetch(nodes[0]);
+        Support::Prefetch(nodes[1]);
+        Support::Prefetch(nodes[2]);
+        Support::Prefetch(nodes[3]);
+        return;
+    }
     for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
         Support::Prefetch(e.GetNode(i));
 }

@@ -62,11 +62,22 @@ inline DoublePair Swapped(DoublePair v) noexcept {
 }
 
 inline bool InBothLanes(DoublePair v, double lowest, double highest) noexcept {
-    auto const inside = (v >= DoublePair{lowest, lowest}) & (v <= DoublePair{highest, highest});
+    DoublePair const low = {lowest, lowest};
+    DoublePair const high = {highest, highest};
 #ifdef __SSE2__
-    return _mm_movemask_pd(reinterpret_cast<__m128d>(inside)) == 3;
+    // The comparisons by name: GCC takes those of two vectors apart once they are joined by &.
+    return _mm_movemask_pd(_mm_and_pd(_mm_cmpge_pd(v, low), _mm_cmple_pd(v, high))) == 3;
 #else
+    auto const inside = (v >= low) & (v <= high);
     return (inside[0] & inside[1]) != 0;
+#endif
+}
+
+inline bool IsGreater(DoublePair a, DoublePair b) noexcept {
+#ifdef __SSE2__
+    return _mm_movemask_pd(_mm_cmpgt_pd(a, b)) == 3;
+#else
+    return a[0] > b[0] && a[1] > b[1];
 #endif
 }
 
@@ -106,6 +117,11 @@ inline VectorPair Seconds(VectorPair const& a, VectorPair const& b) noexcept {
 
 inline DoublePair Dot(VectorPair const& a, VectorPair const& b) noexcept {
     return a.x * b.x + a.y * b.y + a.z * b.z;
+}
+
+// The largest component by magnitude.
+inline DoublePair LargestComponent(VectorPair const& v) noexcept {
+    return Max(Max(Abs(v.x), Abs(v.y)), Abs(v.z));
 }
 
 inline VectorPair Cross(VectorPair const& a, VectorPair const& b) noexcept {

@@ -133,6 +133,11 @@ void MStlBase::PrefetchPoint(MLong x, MLong y, MLong z) const noexcept {
         m_lookup->Prefetch(x, y, z);
 }
 
+void MStlBase::PrefetchFoundPoint(MLong x, MLong y, MLong z) const noexcept {
+    if (m_lookup)
+        m_lookup->PrefetchFound(m_points, x, y, z);
+}
+
 MStlSurface* MStlBase::AddSurface(MStlSurface const* source) {
     auto const index = static_cast<std::uint32_t>(m_surfaces.size());
     MStlSurface& surface = m_surfaces.emplace_back(MStlSurface::Access(), *this, index);

@@ -58,6 +58,8 @@ public:
     // Fetches what AddPoint and FindPoint will read first for a position, for loops that know it some time
     // before.
     void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
+    // Fetches what they will read next, some time after the first.
+    void PrefetchFoundPoint(MLong x, MLong y, MLong z) const noexcept;
     // Makes room, at once, for finding so many points more, for loops that know how many they will add.
     void ReserveLookUps(std::uint64_t points);
 

@@ -52,6 +52,18 @@ public:
             KetSDK::Support::Prefetch(&m_lines[BitsOf(x, y, z) >> m_shift]);
     }
 
+    // Fetches the point that is probably at the position. The line must be there, or this waits for it.
+    template <typename Points>
+    [[gnu::always_inline]] void PrefetchFound(Points const& points, MLong x, MLong y,
+                                              MLong z) const noexcept {
+        if (m_lines.empty())
+            return;
+        std::uint32_t const bits = BitsOf(x, y, z);
+        Line const& line = m_lines[bits >> m_shift];
+        if (unsigned int const same = line.SlotsWith(bits))
+            KetSDK::Support::Prefetch(&points[line.points[static_cast<std::size_t>(std::countr_zero(same))]]);
+    }
+
     // The point at the position among those entered; null when none is there.
     template <typename Points>
     auto* Find(Points& points, MLong x, MLong y, MLong z) const noexcept {
