@@ -44,7 +44,7 @@ MArena::~MArena() {
         FreeInLargePages(chunk.memory, chunk.bytes);
 }
 
-void* MArena::Allocate(std::size_t bytes) {
+void* MArena::Allocate(std::size_t bytes, std::size_t to_come) {
     if (m_free && bytes == m_free_bytes) {
         FreeBlock* const block = m_free;
         m_free = block->next;
@@ -52,7 +52,7 @@ void* MArena::Allocate(std::size_t bytes) {
     }
     bytes = RoundUp(bytes, alignof(std::max_align_t));
     if (bytes > m_left)
-        AddChunk(bytes);
+        AddChunk(bytes * to_come);
     void* const block = m_next;
     m_next += bytes;
     m_left -= bytes;

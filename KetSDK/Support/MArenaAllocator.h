@@ -26,8 +26,9 @@ public:
 
     // Bytes of all chunks.
     std::size_t MemoryUsed() const noexcept { return m_total; }
-    // Aligned for any type without a stricter alignment of its own.
-    void* Allocate(std::size_t bytes);
+    // Aligned for any type without a stricter alignment of its own. Whoever says how many blocks of this size
+    // will follow, this one included, has the system asked for all of them at once.
+    void* Allocate(std::size_t bytes, std::size_t to_come = 1);
     void Deallocate(void* block, std::size_t bytes) noexcept;
 
 private:

@@ -22,6 +22,18 @@ void MDataMaskContainer<T>::RegisterMaskObject(T& object) {
 }
 
 template <typename T>
+typename MDataMaskContainer<T>::NewIndices MDataMaskContainer<T>::HandOut(std::uint64_t count) {
+    NewIndices indices;
+    std::uint64_t const reused = std::min(count, m_free_count);
+    indices.m_reused.reserve(static_cast<std::size_t>(reused));
+    MakeRoom(CapacityWith(count - reused)); // nothing after it runs out of memory
+    while (indices.m_reused.size() < reused)
+        indices.m_reused.push_back(_GetNewID());
+    indices.m_first = GetNewIDs(count - reused);
+    return indices;
+}
+
+template <typename T>
 void MDataMaskContainer<T>::ReenterObject(T& object) {
     std::uint64_t const index = object.GetMaskIndex();
     if (index >= m_capacity)
