@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::size_t LargePage = std::size_t{2} << 20;
 constexpr std::size_t LargestChunk = std::size_t{64} << 20;
+// The allocator gives pieces above 32 MB back to the system, whatever comes next, and aligning takes some of
+// that.
+constexpr std::size_t LargestReused = std::size_t{24} << 20;
 constexpr std::size_t SmallestInLargePages = LargePage;
 
 constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) noexcept {
@@ -20,9 +23,11 @@ constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) noexcept {
 
 } // namespace
 
-void* AllocateInLargePages(std::size_t bytes) {
+void* AllocateInLargePages(std::size_t bytes, std::size_t alignment) {
     if (bytes < SmallestInLargePages)
-        return ::operator new(bytes);
+        return alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__
+                   ? ::operator new(bytes, std::align_val_t(alignment))
+                   : ::operator new(bytes);
     std::size_t const whole_pages = RoundUp(bytes, LargePage);
     void* const memory = ::operator new(whole_pages, std::align_val_t(LargePage));
 #ifdef MADV_HUGEPAGE
@@ -32,11 +37,12 @@ void* AllocateInLargePages(std::size_t bytes) {
     return memory;
 }
 
-void FreeInLargePages(void* memory, std::size_t bytes) noexcept {
-    if (bytes < SmallestInLargePages)
-        ::operator delete(memory);
+void FreeInLargePages(void* memory, std::size_t bytes, std::size_t alignment) noexcept {
+    bool const is_large = bytes >= SmallestInLargePages;
+    if (is_large || alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__)
+        ::operator delete(memory, std::align_val_t(is_large ? LargePage : alignment));
     else
-        ::operator delete(memory, std::align_val_t(LargePage));
+        ::operator delete(memory);
 }
 
 MArena::~MArena() {
@@ -52,7 +58,7 @@ void* MArena::Allocate(std::size_t bytes, std::size_t to_come) {
     }
     bytes = RoundUp(bytes, alignof(std::max_align_t));
     if (bytes > m_left)
-        AddChunk(bytes * to_come);
+        AddChunk(bytes, bytes * to_come);
     void* const block = m_next;
     m_next += bytes;
     m_left -= bytes;
@@ -69,8 +75,9 @@ void MArena::Deallocate(void* block, std::size_t bytes) noexcept {
         m_free = new (block) FreeBlock{m_free};
 }
 
-void MArena::AddChunk(std::size_t bytes) {
-    std::size_t const wanted = std::max(bytes, std::min(m_total / 4, LargestChunk));
+void MArena::AddChunk(std::size_t bytes, std::size_t to_come) {
+    std::size_t const sensible = std::max(m_total / 4, std::min(to_come, LargestReused));
+    std::size_t const wanted = std::max(bytes, std::min(sensible, LargestChunk));
     std::size_t const size = wanted < SmallestInLargePages ? wanted : RoundUp(wanted, LargePage);
     m_chunks.reserve(m_chunks.size() + 1);
     m_next = static_cast<std::byte*>(AllocateInLargePages(size));
