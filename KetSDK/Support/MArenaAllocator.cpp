@@ -105,9 +105,11 @@ KeptPieces& Kept() noexcept {
 
 } // namespace
 
-void* AllocateInLargePages(std::size_t bytes) {
+void* AllocateInLargePages(std::size_t bytes, std::size_t alignment) {
     if (bytes < SmallestInLargePages)
-        return ::operator new(bytes);
+        return alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__
+                   ? ::operator new(bytes, std::align_val_t(alignment))
+                   : ::operator new(bytes);
     std::size_t const size = RoundUp(bytes, LargePage);
     if (void* const kept = Kept().Take(size))
         return kept;
@@ -119,11 +121,13 @@ void* AllocateInLargePages(std::size_t bytes) {
     }
 }
 
-void FreeInLargePages(void* memory, std::size_t bytes) noexcept {
-    if (bytes < SmallestInLargePages)
-        ::operator delete(memory);
-    else
+void FreeInLargePages(void* memory, std::size_t bytes, std::size_t alignment) noexcept {
+    if (bytes >= SmallestInLargePages)
         Kept().Keep(memory, RoundUp(bytes, LargePage));
+    else if (alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__)
+        ::operator delete(memory, std::align_val_t(alignment));
+    else
+        ::operator delete(memory);
 }
 
 void ReleaseKeptMemory() noexcept {
@@ -135,7 +139,7 @@ MArena::~MArena() {
         FreeInLargePages(chunk.memory, chunk.bytes);
 }
 
-void* MArena::Allocate(std::size_t bytes) {
+void* MArena::Allocate(std::size_t bytes, std::size_t to_come) {
     if (m_free && bytes == m_free_bytes) {
         FreeBlock* const block = m_free;
         m_free = block->next;
@@ -143,7 +147,7 @@ void* MArena::Allocate(std::size_t bytes) {
     }
     bytes = RoundUp(bytes, alignof(std::max_align_t));
     if (bytes > m_left)
-        AddChunk(bytes);
+        AddChunk(bytes, bytes * to_come);
     void* const block = m_next;
     m_next += bytes;
     m_left -= bytes;
@@ -160,8 +164,8 @@ void MArena::Deallocate(void* block, std::size_t bytes) noexcept {
         m_free = new (block) FreeBlock{m_free};
 }
 
-void MArena::AddChunk(std::size_t bytes) {
-    std::size_t const wanted = std::max(bytes, std::min(m_total / 4, LargestChunk));
+void MArena::AddChunk(std::size_t bytes, std::size_t to_come) {
+    std::size_t const wanted = std::max(bytes, std::min(std::max(m_total / 4, to_come), LargestChunk));
     std::size_t const size = wanted < SmallestInLargePages ? wanted : RoundUp(wanted, LargePage);
     m_chunks.reserve(m_chunks.size() + 1);
     m_next = static_cast<std::byte*>(AllocateInLargePages(size));

@@ -5,10 +5,7 @@
 
 #include <cstddef>
 #include <limits>
-#include <memory>
 #include <new>
-#include <type_traits>
-#include <utility>
 #include <vector>
 
 namespace KetSDK::Support {
@@ -26,8 +23,9 @@ public:
 
     // Bytes of all chunks.
     std::size_t MemoryUsed() const noexcept { return m_total; }
-    // Aligned for any type without a stricter alignment of its own.
-    void* Allocate(std::size_t bytes);
+    // Aligned for any type without a stricter alignment of its own. Whoever says how many blocks of this size
+    // will follow, this one included, has the system asked for all of them at once.
+    void* Allocate(std::size_t bytes, std::size_t to_come = 1);
     void Deallocate(void* block, std::size_t bytes) noexcept;
 
 private:
@@ -39,7 +37,8 @@ private:
         FreeBlock* next;
     };
 
-    void AddChunk(std::size_t bytes);
+    // For a block of so many bytes, and for blocks of so many in all.
+    void AddChunk(std::size_t bytes, std::size_t to_come);
 
     std::vector<Chunk> m_chunks;
     std::byte* m_next = nullptr; // what is left of the last chunk
@@ -49,60 +48,14 @@ private:
     std::size_t m_free_bytes = 0;
 };
 
-// Allocates from the arena that ArenaPointer leads to. Containers swap their arenas with their contents.
-template <typename T, typename ArenaPointer>
-class MBasicArenaAllocator {
-public:
-    using value_type = T;
-    using propagate_on_container_swap = std::true_type;
-    using propagate_on_container_move_assignment = std::true_type;
-    using is_always_equal = std::false_type;
-
-    // With an arena of its own where copies share one; else with none.
-    MBasicArenaAllocator() {
-        if constexpr (std::is_same_v<ArenaPointer, std::shared_ptr<MArena>>)
-            m_arena = std::make_shared<MArena>();
-    }
-    explicit MBasicArenaAllocator(ArenaPointer arena) noexcept
-        : m_arena(std::move(arena)) {}
-    template <typename U>
-    MBasicArenaAllocator(MBasicArenaAllocator<U, ArenaPointer> const& other) noexcept
-        : m_arena(other.m_arena) {}
-
-    T* allocate(std::size_t count) {
-        if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
-            throw std::bad_alloc();
-        return static_cast<T*>(m_arena->Allocate(count * sizeof(T)));
-    }
-    void deallocate(T* objects, std::size_t count) noexcept {
-        m_arena->Deallocate(objects, count * sizeof(T));
-    }
-
-    template <typename U>
-    bool operator==(MBasicArenaAllocator<U, ArenaPointer> const& other) const noexcept {
-        return m_arena == other.m_arena;
-    }
-
-private:
-    template <typename U, typename OtherPointer>
-    friend class MBasicArenaAllocator;
-
-    ArenaPointer m_arena{};
-};
-
-// Its copies share the arena and keep it.
-template <typename T>
-using MArenaAllocator = MBasicArenaAllocator<T, std::shared_ptr<MArena>>;
-
-// The arena outlives the container. A container that is empty may be without one.
-template <typename T>
-using MBorrowedArenaAllocator = MBasicArenaAllocator<T, MArena*>;
-
 // For vectors that may grow large: the same large pages, for each piece of memory by itself. From any thread.
-KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes);
+// Small pieces have the alignment that is asked for.
+KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes,
+                                              std::size_t alignment = alignof(std::max_align_t));
 // What is freed is kept for the next who asks for as much, since new pages take the system longer than most
 // work takes that is done in them. The process keeps 256 MiB at most.
-KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes) noexcept;
+KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes,
+                                         std::size_t alignment = alignof(std::max_align_t)) noexcept;
 // Gives back what is kept.
 KETSDK_SUPPORT_API void ReleaseKeptMemory() noexcept;
 
@@ -117,9 +70,11 @@ struct MLargePageAllocator {
     T* allocate(std::size_t count) {
         if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
             throw std::bad_alloc();
-        return static_cast<T*>(AllocateInLargePages(count * sizeof(T)));
+        return static_cast<T*>(AllocateInLargePages(count * sizeof(T), alignof(T)));
     }
-    void deallocate(T* objects, std::size_t count) noexcept { FreeInLargePages(objects, count * sizeof(T)); }
+    void deallocate(T* objects, std::size_t count) noexcept {
+        FreeInLargePages(objects, count * sizeof(T), alignof(T));
+    }
 
     template <typename U>
     bool operator==(MLargePageAllocator<U> const&) const noexcept {

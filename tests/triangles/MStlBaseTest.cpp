@@ -3,10 +3,13 @@
 
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlIteratorFeatureSurfaceConst.h>
+#include <KetSDK/Triangles/Data/MStlNewTriangles.h>
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <random>
 #include <tuple>
 #include <vector>
@@ -125,6 +128,46 @@ TEST(MStlBase, ListsTheTrianglesOfAPointInOrderOfAddition) {
     stl.SetKeepNeighbourInfo(true);
     add(100);
     ExpectNeighboursInOrder(stl);
+}
+
+TEST(MStlNewTriangles, AreAddedTogetherOrNotAtAll) {
+    MStlBase stl;
+    constexpr MLong points = 200;
+    for (MLong i = 0; i < points; ++i)
+        stl.AddPoint(i, 0, 0, true);
+    std::mt19937 random(3);
+    auto const corner = [&] { return stl.GetPoint(random() % points); };
+    for (int i = 0; i < 500; ++i)
+        stl.AddTriangle(corner(), corner(), corner(), nullptr);
+
+    std::vector<MStlNewTriangles::Corners> corners(3000);
+    for (auto& of_triangle : corners)
+        of_triangle = {corner(), corner(), corner()};
+    for (bool const finish : {false, true}) {
+        MStlNewTriangles triangles(stl, corners.size());
+        for (std::size_t i = 0; i < corners.size(); ++i)
+            triangles.EnterInLists(i, corners[i]);
+        for (std::size_t i = corners.size(); i-- > 0;)
+            triangles.Make(i, corners[i], {static_cast<float>(i), 0.0f, 0.0f});
+        EXPECT_EQ(stl.NumberOfTriangles(), 500U);
+        if (finish)
+            triangles.Finish();
+    }
+    ASSERT_EQ(stl.NumberOfTriangles(), 3500U);
+    ExpectNeighboursInOrder(stl);
+    std::uint64_t number = 0;
+    for (MStlTriangle& t : stl.GetSurface(0)->Triangles()) {
+        ASSERT_EQ(&t, stl.GetTriangle(number++));
+        if (number <= 500)
+            continue;
+        ASSERT_EQ(t.GetNormalFloat()[0], static_cast<float>(number - 501));
+        ASSERT_EQ(t.GetPoint(2), corners[number - 501][2]);
+    }
+    EXPECT_EQ(number, 3500U);
+
+    stl.AddTriangle(corner(), corner(), corner(), nullptr);
+    ExpectNeighboursInOrder(stl);
+    EXPECT_EQ(stl.GetSurface(0)->NumberOfTriangles(), 3501U);
 }
 
 TEST(MStlBase, ReportsProgressAndStopsWhenCancelled) {

@@ -22,6 +22,30 @@ void MDataMaskContainer<T>::RegisterMaskObject(T& object) {
 }
 
 template <typename T>
+typename MDataMaskContainer<T>::NewIndices MDataMaskContainer<T>::HandOut(std::uint64_t count) {
+    NewIndices indices;
+    std::uint64_t const reused = std::min(count, m_free_count);
+    indices.m_reused.reserve(static_cast<std::size_t>(reused));
+    std::uint64_t const capacity = CapacityWith(count - reused);
+    m_free.Grow(Batch, 0);
+    _ReallocateMasks(capacity);
+    std::uint64_t const in_table = m_objects.Capacity();
+    if (m_keep_objects)
+        m_objects.GrowUnfilled(capacity);
+    // Nothing runs out of memory from here on. Objects will be entered from m_first on, so many threads write
+    // that part of the table first.
+    while (indices.m_reused.size() < reused)
+        indices.m_reused.push_back(_GetNewID());
+    indices.m_first = GetNewIDs(count - reused);
+    std::uint64_t const end = indices.m_first + count - reused;
+    for (std::uint64_t i = in_table; i < indices.m_first; ++i)
+        m_objects[i] = nullptr;
+    for (std::uint64_t i = std::max(in_table, end); i < m_objects.Capacity(); ++i)
+        m_objects[i] = nullptr;
+    return indices;
+}
+
+template <typename T>
 void MDataMaskContainer<T>::ReenterObject(T& object) {
     std::uint64_t const index = object.GetMaskIndex();
     if (index >= m_capacity)

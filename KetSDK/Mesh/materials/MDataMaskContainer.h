@@ -46,7 +46,29 @@ public:
                 m_objects[index] = &object;
         }
     }
-    // The same on several threads when parallel; at(i) is object i of them, on any thread.
+    // The indices of many new objects, in order.
+    class NewIndices {
+    public:
+        std::uint64_t operator[](std::uint64_t i) const noexcept {
+            return i < m_reused.size() ? m_reused[static_cast<std::size_t>(i)]
+                                       : m_first + i - m_reused.size();
+        }
+
+    private:
+        friend class MDataMaskContainer;
+        std::vector<std::uint64_t> m_reused; // handed out before those from m_first on
+        std::uint64_t m_first = 0;
+    };
+    // Hands out indices for so many objects, each of which is to be entered under its own before the
+    // container is used again. Out of memory, nothing changes.
+    NewIndices HandOut(std::uint64_t count);
+    // Gives an object one of them, on any thread.
+    void Enter(T& object, std::uint64_t index) noexcept {
+        object.SetMaskIndex(index);
+        if (m_keep_objects)
+            m_objects[index] = &object;
+    }
+    // Registers many objects on several threads when parallel; at(i) is object i of them, on any thread.
     template <typename At>
     void RegisterMaskObjectsAt(std::uint64_t count, bool parallel, At const& at) {
         std::uint64_t const reused = count < m_free_count ? count : m_free_count;
@@ -59,12 +81,8 @@ public:
         KetSDK::Support::ComputeStepsSafely(
             {.items = count - reused, .step = step, .parallel = parallel && !is_short},
             [&](std::uint64_t first, std::uint64_t last) {
-                for (std::uint64_t i = first; i < last; ++i) {
-                    T& object = at(reused + i);
-                    object.SetMaskIndex(first_index + i);
-                    if (m_keep_objects)
-                        m_objects[first_index + i] = &object;
-                }
+                for (std::uint64_t i = first; i < last; ++i)
+                    Enter(at(reused + i), first_index + i);
             });
     }
     // Takes the object's index back. Its values stay until the index is handed out again.

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/Support/MArenaAllocator.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <utility>
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
@@ -17,18 +17,32 @@ class MPagedArray {
 public:
     static constexpr std::size_t PageSize = 1024;
 
-    // Adds pages until `size` entries fit; new pages are filled with `value`.
+    // Adds pages until `size` entries fit; new pages are filled with `value`. Out of memory, none.
     void Grow(std::uint64_t size, V const& value) {
+        std::size_t page = m_pages.size();
+        GrowUnfilled(size);
+        for (; page < m_pages.size(); ++page)
+            std::fill_n(m_pages[page]->values, PageSize, value);
+    }
+    // The same for a caller who fills the new pages; those of numbers hold anything.
+    void GrowUnfilled(std::uint64_t size) {
         std::size_t const pages = static_cast<std::size_t>((size + PageSize - 1) >> 10);
-        while (m_pages.size() < pages) {
-            auto page = std::make_unique_for_overwrite<Page>();
-            std::fill_n(page->values, PageSize, value);
-            m_pages.push_back(std::move(page));
-        }
+        if (pages <= m_pages.size())
+            return;
+        if (pages > m_pages.capacity())
+            m_pages.reserve(std::max(pages, 2 * m_pages.size()));
+        for (Page& page : m_chunks.emplace_back(pages - m_pages.size()))
+            m_pages.push_back(&page);
     }
 
-    void Clear() noexcept { std::vector<std::unique_ptr<Page>>().swap(m_pages); }
-    void Swap(MPagedArray& other) noexcept { m_pages.swap(other.m_pages); }
+    void Clear() noexcept {
+        MPagedArray gone;
+        Swap(gone);
+    }
+    void Swap(MPagedArray& other) noexcept {
+        m_pages.swap(other.m_pages);
+        m_chunks.swap(other.m_chunks);
+    }
 
     V& operator[](std::uint64_t i) noexcept {
         return m_pages[static_cast<std::size_t>(i >> 10)]->values[i & 1023];
@@ -43,14 +57,19 @@ public:
 
     std::uint64_t Capacity() const noexcept { return m_pages.size() * std::uint64_t{PageSize}; }
     std::size_t MemoryUsed() const noexcept {
-        return m_pages.size() * sizeof(Page) + m_pages.capacity() * sizeof(m_pages[0]);
+        return m_pages.size() * sizeof(Page) + m_pages.capacity() * sizeof(m_pages[0]) +
+               m_chunks.capacity() * sizeof(m_chunks[0]);
     }
 
 private:
     struct alignas(32) Page {
         V values[PageSize];
     };
-    std::vector<std::unique_ptr<Page>> m_pages;
+    // Pages that came at once lie one behind the other, in large pages of the system where they are many.
+    using Chunk = std::vector<Page, Support::MUninitializedAllocator<Page>>;
+
+    std::vector<Page*> m_pages;
+    std::vector<Chunk> m_chunks;
 };
 
 } // namespace KetSDK::Mesh::Detail

@@ -9,16 +9,18 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
+#include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
 
-using KetSDK::Mesh::Detail::MeshElementsIterator;
+using namespace KetSDK::Mesh::Detail;
 
 namespace {
 
@@ -234,16 +236,21 @@ void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool 
             AddPoint(p[0], p[1], p[2]);
         return;
     }
-    std::uint64_t const before = m_points->GetNumPoints();
+    std::uint64_t const before = m_points->ClaimPoints(positions.size());
     try {
-        m_points->AppendPoints(positions, parallel);
-        m_point_masks->RegisterMaskObjectsAt(
-            positions.size(), parallel,
-            [this, before](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(before + i); });
+        auto const indices = m_point_masks->HandOut(positions.size());
+        KetSDK::Support::ComputeStepsSafely(
+            {.items = positions.size(), .step = 4096, .parallel = parallel && positions.size() >= 1 << 16},
+            [&](std::uint64_t first, std::uint64_t last) {
+                for (std::uint64_t i = first; i < last; ++i)
+                    m_point_masks->Enter(
+                        m_points->MakePoint(before + i, positions[static_cast<std::size_t>(i)]), indices[i]);
+            });
     } catch (...) {
-        m_points->ShrinkTo(before);
+        m_points->Settle(false);
         throw;
     }
+    m_points->Settle(true);
     for (std::array<MLong, 3> const& p : positions)
         m_box.Widen({p[0], p[1], p[2]});
 }
@@ -298,60 +305,65 @@ void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
 }
 
 void MMeshBase::AppendElements(MMeshElementArrays const& elements, bool parallel) {
-    bool const any_is_included =
-        elements.sub_volumes.empty() ||
-        std::ranges::any_of(elements.sub_volumes, [](int index) { return index >= 0; });
-    if (any_is_included)
-        m_element_masks->GetSubvolumeMask(); // makes it
-    std::uint64_t const before = m_elements->GetNumElements();
-    m_elements->AppendElements(elements, *m_points, parallel);
-    RegisterElements(before, parallel);
-    if (any_is_included)
-        IncludeElements(before, elements.sub_volumes, parallel);
+    ElementNodeCounts const counts(elements.node_counts, elements.nodes.size(), parallel);
+    ElementRoom const room = m_elements->ClaimRoom(elements, counts, *m_points, parallel);
+    MakeElements(room, counts, elements.sub_volumes, parallel);
 }
 
 void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                                std::span<int const> sub_volumes) {
-    m_element_masks->GetSubvolumeMask(); // makes it
-    std::uint64_t const before = m_elements->GetNumElements();
-    m_elements->AppendElements(node_counts, nodes);
-    RegisterElements(before, false);
-    IncludeElements(before, sub_volumes, false);
+    if (node_counts.size() > static_cast<std::size_t>(std::numeric_limits<MLong>::max() - NumberOfElements()))
+        throw std::length_error("more than 2147483647 elements");
+    ElementNodeCounts const counts(node_counts, nodes.size(), false);
+    ElementRoom const room(*m_elements, node_counts.size(), nodes.size());
+    room.EnterAllNodes(nodes);
+    MakeElements(room, counts, sub_volumes, false);
 }
 
-void MMeshBase::RegisterElements(std::uint64_t first, bool parallel) {
+void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& counts,
+                             std::span<int const> sub_volumes, bool parallel) {
+    std::uint64_t const count = counts.NumberOfElements();
+    auto const index_of = [&](std::uint64_t i) {
+        return sub_volumes.empty() ? 0 : sub_volumes[static_cast<std::size_t>(i)];
+    };
+    auto const is_included = [](int index) { return index >= 0; };
+    MDataMask<MMeshElement, int>* numbers = nullptr;
     try {
-        m_element_masks->RegisterMaskObjectsAt(m_elements->GetNumElements() - first, parallel,
-                                               [this, first](std::uint64_t i) -> MMeshElement& {
-                                                   return *m_elements->GetElementPtrAt(first + i);
-                                               });
+        if (sub_volumes.empty() || std::ranges::any_of(sub_volumes, is_included))
+            numbers = m_element_masks->GetSubvolumeMask();
+        auto const indices = m_element_masks->HandOut(count);
+        KetSDK::Support::ComputeStepsSafely(
+            {.items = count, .step = ElementNodeCounts::Step, .parallel = parallel},
+            [&](std::uint64_t first, std::uint64_t last) {
+                room.Make(counts, first, last, [&](MMeshElement& e, std::uint64_t i) {
+                    std::uint64_t const slot = indices[i];
+                    m_element_masks->Enter(e, slot);
+                    if (int const index = index_of(i); is_included(index))
+                        numbers->SetValueAt(slot, m_subvolumes[static_cast<std::size_t>(index)]->GetID());
+                });
+            });
     } catch (...) {
-        m_elements->ShrinkTo(first);
+        m_elements->Settle(false);
         throw;
     }
+    m_elements->Settle(true);
+    if (sub_volumes.empty())
+        GetMainSubVolume()->Count(static_cast<unsigned int>(count));
+    else
+        CountElements(sub_volumes);
 }
 
-void MMeshBase::IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel) {
-    MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
-    auto const index_of = [&](std::uint64_t i) { return sub_volumes.empty() ? 0 : sub_volumes[i]; };
-    auto const at = [this](int index) { return m_subvolumes[static_cast<std::size_t>(index)].get(); };
-    std::uint64_t const count = m_elements->GetNumElements() - first;
-    KetSDK::Support::ComputeStepsSafely(
-        {.items = count, .step = 8192, .parallel = parallel}, [&](std::uint64_t begin, std::uint64_t end) {
-            for (std::uint64_t i = begin; i < end; ++i)
-                if (int const index = index_of(i); index >= 0)
-                    numbers.SetValue(*m_elements->GetElementPtrAt(first + i), at(index)->GetID());
-        });
+void MMeshBase::CountElements(std::span<int const> sub_volumes) {
     int last = -1; // neighbours in the list mostly share a sub-volume
     unsigned int run = 0;
     auto const count_run = [&](int next) {
         if (last >= 0)
-            at(last)->Count(run);
+            m_subvolumes[static_cast<std::size_t>(last)]->Count(run);
         last = next;
         run = 0;
     };
-    for (std::uint64_t i = 0; i < count; ++i) {
-        if (int const index = index_of(i); index != last)
+    for (int const index : sub_volumes) {
+        if (index != last)
             count_run(index);
         ++run;
     }

@@ -24,6 +24,8 @@
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
+class ElementNodeCounts;
+class ElementRoom;
 class MeshCopy;
 class MeshRebuild;
 class MeshSwap;
@@ -245,10 +247,13 @@ private:
     // each.
     void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                         std::span<int const> sub_volumes);
-    // Registers elements from `first` on with the masks. Out of memory, they go.
-    void RegisterElements(std::uint64_t first, bool parallel);
-    // Puts elements from `first` on, which are in none yet, into sub-volumes by their indices in the list.
-    void IncludeElements(std::uint64_t first, std::span<int const> sub_volumes, bool parallel);
+    // Makes the elements of a room that has their nodes, registers them with the masks and puts them into
+    // sub-volumes by their indices in the list; none: the main one. Out of memory, they are given up.
+    void MakeElements(KetSDK::Mesh::Detail::ElementRoom const& room,
+                      KetSDK::Mesh::Detail::ElementNodeCounts const& counts, std::span<int const> sub_volumes,
+                      bool parallel);
+    // Adds the elements to the counts of these sub-volumes.
+    void CountElements(std::span<int const> sub_volumes);
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);
     void RegisterAll(bool parallel);

@@ -6,13 +6,13 @@
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/mesh/MeshElementsIterator.h>
 #include <KetSDK/Support/MArenaAllocator.h>
-
-#include <boost/container/deque.hpp>
+#include <KetSDK/Support/MBlockStorage.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -21,8 +21,10 @@ class MMeshBase;
 class MMeshElementMaskContainer;
 class MMeshPointContainer;
 namespace KetSDK::Mesh::Detail {
+class ElementNodeCounts;
+class ElementRoom;
 class MeshTagsReader;
-}
+} // namespace KetSDK::Mesh::Detail
 
 // Elements as plain arrays.
 struct MMeshElementArrays {
@@ -125,39 +127,32 @@ public:
 
 private:
     friend class MMeshBase;
-    friend class KetSDK::Mesh::Detail::MeshTagsReader; // fills elements while it reads the next ones
+    friend class KetSDK::Mesh::Detail::ElementRoom;
+    friend class KetSDK::Mesh::Detail::MeshTagsReader; // makes elements while it reads the next ones
     static constexpr std::size_t BlockSize = 4096;
-    using Allocator = KetSDK::Support::MBorrowedArenaAllocator<MMeshElement>;
-    using Storage = boost::container::deque<
-        MMeshElement, Allocator,
-        boost::container::deque_options<boost::container::block_size<BlockSize>>::type>;
+    using Storage = KetSDK::Support::MBlockStorage<MMeshElement, BlockSize>;
 
-    // The node arrays of elements lie one behind the other, in memory that goes with the elements. Comes
-    // before an element is appended: it makes that memory.
+    // The node arrays of elements lie one behind the other, in memory that goes with the elements.
     MMeshPoint** LendArray(std::size_t n);
+    // Makes an element that stands on such an array, at a place that was claimed.
+    static MMeshElement& MakeBorrowing(MMeshElement* place, unsigned char n, MMeshPoint** nodes) noexcept {
+        MMeshElement* const element = ::new (static_cast<void*>(place)) MMeshElement;
+        element->Borrow(n, nodes);
+        return *element;
+    }
     void Swap(MMeshElementContainer& other) noexcept;
-    // Elements that were appended without their nodes, and memory for these.
-    struct Room {
-        std::uint64_t first = 0;           // number of the first one
-        std::vector<MMeshElement*> blocks; // that of the first one and those behind it
-        MMeshPoint** nodes = nullptr;
-    };
-    Room AppendRoom(std::uint64_t elements, std::size_t nodes);
-    // Appends elements with so many nodes each, those of one after another. Out of memory, nothing.
-    void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes);
-    // Gives the elements their nodes. The container may grow meanwhile. Throws for an index that is not
-    // there: some elements are without nodes then.
-    static void Fill(Room const& room, MMeshElementArrays const& arrays, MMeshPointContainer& points);
-    // The same on several threads when parallel, with what is known of the arrays.
-    class NodeOffsets;
-    static void Fill(Room const& room, MMeshElementArrays const& arrays, NodeOffsets const& offsets,
-                     MMeshPointContainer& points, bool parallel);
+    // Room for elements with these nodes, which it has; not yet settled. Throws as AppendElements does.
+    KetSDK::Mesh::Detail::ElementRoom ClaimRoom(MMeshElementArrays const& elements,
+                                                KetSDK::Mesh::Detail::ElementNodeCounts const& counts,
+                                                MMeshPointContainer& points, bool parallel);
+    // Whether the elements that were claimed have been made, or are given up.
+    void Settle(bool made) noexcept { m_elements.Settle(made); }
     // Appends the elements of another container, which is left empty, and registers each.
     void TakeRegistered(MMeshElementContainer& others, MMeshElementMaskContainer& masks);
     // Removes what was appended last, down to so many.
     void ShrinkTo(std::uint64_t count) noexcept;
 
-    std::unique_ptr<KetSDK::Support::MArena> m_memory; // none until there are elements; goes after them
+    std::unique_ptr<KetSDK::Support::MArena> m_memory; // of the node arrays; none until there is one
     Storage m_elements;
 };
 

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <new>
 #include <span>
 #include <stdexcept>
 #include <vector>
@@ -126,26 +127,32 @@ MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
 }
 
 void MMeshPointContainer::AppendPoints(std::span<Position const> positions, bool parallel) {
-    std::size_t const before = m_points.size();
-    if (positions.size() > std::numeric_limits<MLong>::max() - before)
-        throw std::runtime_error("invalid state");
-    m_points.resize(before + positions.size());
+    std::uint64_t const before = ClaimPoints(positions.size());
     bool const is_short = positions.size() < 16 * NodesPerBlock; // done before another thread has begun
-    KetSDK::Support::ComputeSteps(
+    KetSDK::Support::ComputeStepsSafely(
         {.items = positions.size(), .step = NodesPerBlock, .parallel = parallel && !is_short},
         [&](std::uint64_t first, std::uint64_t last) {
-            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
-                MMeshPoint& node = m_points[before + i];
-                node.x = positions[i][0];
-                node.y = positions[i][1];
-                node.z = positions[i][2];
-                node.m_index = static_cast<MLong>(before + i);
-            }
+            for (std::uint64_t i = first; i < last; ++i)
+                MakePoint(before + i, positions[static_cast<std::size_t>(i)]);
         });
+    Settle(true);
+}
+
+std::uint64_t MMeshPointContainer::ClaimPoints(std::uint64_t count) {
+    if (count > std::numeric_limits<MLong>::max() - m_points.size())
+        throw std::runtime_error("invalid state");
+    return m_points.Claim(static_cast<std::size_t>(count));
+}
+
+MMeshPoint& MMeshPointContainer::MakePoint(std::uint64_t i, Position const& position) noexcept {
+    MMeshPoint* const node = ::new (static_cast<void*>(&m_points[static_cast<std::size_t>(i)]))
+        MMeshPoint(position[0], position[1], position[2]);
+    node->m_index = static_cast<MLong>(i);
+    return *node;
 }
 
 void MMeshPointContainer::ShrinkTo(std::uint64_t count) noexcept {
-    m_points.erase(m_points.begin() + static_cast<std::ptrdiff_t>(count), m_points.end());
+    m_points.ShrinkTo(static_cast<std::size_t>(count));
 }
 
 void MMeshPointContainer::CreateCoordinateIndex() {
@@ -190,17 +197,9 @@ void MMeshPointContainer::PrefetchPoint(MLong x, MLong y, MLong z) const noexcep
         m_index->Prefetch({x, y, z});
 }
 
-std::vector<MMeshPoint*> MMeshPointContainer::GetBlocks() {
-    // Nodes are added and removed at the end only, so the first one begins a block.
-    std::vector<MMeshPoint*> blocks;
-    for (std::size_t i = 0; i < m_points.size(); i += NodesPerBlock)
-        blocks.push_back(&m_points[i]);
-    return blocks;
-}
-
 void MMeshPointContainer::Clear() noexcept {
     m_index.reset();
-    Storage().swap(m_points);
+    m_points.Clear();
 }
 
 namespace {
@@ -273,9 +272,7 @@ void MMeshPointContainer::LoadAppending(std::uint32_t count, MMeshBase* mesh, MF
 }
 
 std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
-    std::size_t const blocks = (m_points.size() + NodesPerBlock - 1) / NodesPerBlock;
-    std::size_t const bytes = blocks * (NodesPerBlock * sizeof(MMeshPoint) + sizeof(void*));
-    return m_index ? bytes + m_index->MemoryUsed() : bytes;
+    return m_points.MemoryUsed() + (m_index ? m_index->MemoryUsed() : 0);
 }
 
 MMeshPoint& MMeshPointContainer::Append(MLong x, MLong y, MLong z) {
@@ -290,5 +287,5 @@ void MMeshPointContainer::RemoveLast() noexcept {
     MMeshPoint const& node = m_points.back();
     if (m_index)
         m_index->Leave({node.x, node.y, node.z});
-    m_points.pop_back();
+    m_points.ShrinkTo(m_points.size() - 1);
 }

@@ -4,8 +4,7 @@
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
-
-#include <boost/container/deque.hpp>
+#include <KetSDK/Support/MBlockStorage.h>
 
 #include <array>
 #include <cstddef>
@@ -64,7 +63,7 @@ public:
     // The nodes where they lie in memory, for loops that take very many by their numbers: node i is
     // blocks[i / NodesPerBlock][i % NodesPerBlock]. True until the next one is added.
     static constexpr std::size_t NodesPerBlock = 4096;
-    std::vector<MMeshPoint*> GetBlocks();
+    MMeshPoint* const* GetBlocks() noexcept { return m_points.Blocks(); }
     // Takes the last nodes away, all but so many; the coordinate index must not know them.
     void ShrinkTo(std::uint64_t count) noexcept;
     // Removes all nodes; the coordinate index goes too.
@@ -83,15 +82,18 @@ public:
 private:
     friend class MMeshBase;
     class CoordinateIndex;
-    using Storage = boost::container::deque<
-        MMeshPoint, void, boost::container::deque_options<boost::container::block_size<NodesPerBlock>>::type>;
 
     MMeshPoint& Append(MLong x, MLong y, MLong z);
     // Removes the node that AddPoint has just appended.
     void RemoveLast() noexcept;
+    // Claims room for so many nodes and returns the number of the first. They are there when they have been
+    // made, on any threads, and settled; or else they are given up. Throws as AppendPoints does.
+    std::uint64_t ClaimPoints(std::uint64_t count);
+    MMeshPoint& MakePoint(std::uint64_t i, std::array<MLong, 3> const& position) noexcept;
+    void Settle(bool made) noexcept { m_points.Settle(made); }
     void LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);
     void LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);
 
-    Storage m_points;
+    KetSDK::Support::MBlockStorage<MMeshPoint, NodesPerBlock> m_points;
     std::unique_ptr<CoordinateIndex> m_index;
 };

@@ -7,6 +7,7 @@
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
+#include <KetSDK/Triangles/Data/MStlNewTriangles.h>
 
 #include <algorithm>
 #include <array>
@@ -78,37 +79,67 @@ ShrunkTetrahedron Shrunk(MMeshElement const& e, std::uint64_t index, double f) {
     return shrunk;
 }
 
-// Writes tetrahedra into a container. What it reads to find a point at a position, which may lie anywhere in
-// memory, is fetched some time before.
+// Tetrahedra with their points in the container, and the number of the first one's first triangle.
+struct Batch {
+    ShrunkTetrahedra tetrahedra;
+    std::vector<std::array<MStlPoint*, 4>> points;
+    std::uint64_t first_triangle = 0;
+};
+
+// Writes tetrahedra into a container, in two steps: the points one after another, since each looks for one at
+// its position, and then the triangles on any threads.
 class FaceWriter {
 public:
-    FaceWriter(MStlBase& stl, MSurfaceOrigins* origins)
+    FaceWriter(MStlBase& stl, std::uint64_t triangles, MSurfaceOrigins* origins)
         : m_stl(stl)
-        , m_record(origins, stl) {}
+        , m_record(origins, stl)
+        , m_triangles(stl, triangles) {}
 
-    void Write(ShrunkTetrahedra const& tetrahedra) {
+    // Gives a batch its points. What is read to find a point at a position, which may lie anywhere in memory,
+    // is fetched some time before.
+    void AddPoints(Batch& batch) {
         constexpr std::size_t ahead = 12;
+        ShrunkTetrahedra const& tetrahedra = batch.tetrahedra;
         for (std::size_t i = 0; i < std::min(ahead, tetrahedra.size()); ++i)
             Prefetch(tetrahedra[i]);
+        batch.first_triangle = m_added;
+        batch.points.resize(tetrahedra.size());
         for (std::size_t i = 0; i < tetrahedra.size(); ++i) {
             if (i + ahead < tetrahedra.size())
                 Prefetch(tetrahedra[i + ahead]);
-            WriteOne(tetrahedra[i]);
+            AddPoints(tetrahedra[i], batch.points[i]);
         }
     }
+    // Makes the triangles of a batch that has its points, and empties it.
+    void MakeTriangles(Batch& batch) noexcept {
+        std::uint64_t number = batch.first_triangle;
+        for (std::size_t i = 0; i < batch.tetrahedra.size(); ++i)
+            for (std::size_t face = 0; face < 4; ++face)
+                m_triangles.Make(number++, CornersOf(face, batch.points[i]),
+                                 batch.tetrahedra[i].normals[face]);
+        batch.tetrahedra.clear();
+    }
     // To be called after the last one.
-    void Finish() { m_record.Finish(); }
+    void Finish() {
+        m_triangles.Finish();
+        m_record.Finish();
+    }
 
 private:
+    using Points = std::array<MStlPoint*, 4>;
+
     void Prefetch(ShrunkTetrahedron const& tetrahedron) const noexcept {
         for (Position const& p : tetrahedron.positions)
             m_stl.PrefetchPoint(p[0], p[1], p[2]);
     }
+    static MStlNewTriangles::Corners CornersOf(std::size_t face, Points const& points) noexcept {
+        auto const& corner = Descriptor::descr_triangle_point_ORIENTED[face];
+        return {points[corner[0]], points[corner[1]], points[corner[2]]};
+    }
 
-    void WriteOne(ShrunkTetrahedron const& tetrahedron) {
+    void AddPoints(ShrunkTetrahedron const& tetrahedron, Points& points) {
         // Each corner lies on three faces, but is looked up once, in the order in which the faces first meet
         // it.
-        MStlPoint* points[4];
         for (unsigned int const i : {0U, 1U, 3U, 2U}) {
             Position const& p = tetrahedron.positions[i];
             points[i] = m_stl.AddPoint(p[0], p[1], p[2], false);
@@ -116,10 +147,8 @@ private:
                 m_record.AddPoint(*points[i], tetrahedron.element->GetNode(i)->GetIndex());
         }
         for (std::size_t face = 0; face < 4; ++face) {
+            m_triangles.EnterInLists(m_added++, CornersOf(face, points));
             auto const& corner = Descriptor::descr_triangle_point_ORIENTED[face];
-            auto* const triangle =
-                m_stl.AddTriangle(points[corner[0]], points[corner[1]], points[corner[2]], nullptr);
-            triangle->SetNormalFloat(tetrahedron.normals[face]);
             m_record.AddTriangle(tetrahedron.index, tetrahedron.element->GetNodeCount(),
                                  1U << corner[0] | 1U << corner[1] | 1U << corner[2]);
         }
@@ -127,6 +156,8 @@ private:
 
     MStlBase& m_stl;
     SurfaceRecord m_record;
+    MStlNewTriangles m_triangles;
+    std::uint64_t m_added = 0; // triangles with points
 };
 
 } // namespace
@@ -147,20 +178,28 @@ bool MMeshConvertToStlOperator::Operate() {
     auto const nodes = static_cast<std::uint64_t>(mesh->NumberOfPoints());
     m_stl->ReserveLookUps(m_epsilon == 0.0 ? std::min(nodes, 4 * selected) : 4 * selected);
 
-    FaceWriter writer(*m_stl, m_origins);
-    KetSDK::Support::ComputeSteps<ShrunkTetrahedra>(
-        {.items = mesh->Elements().GetNumElements(), .step = 512, .parallel = GetParallel()},
-        [&](std::uint64_t first, std::uint64_t last, ShrunkTetrahedra& shrunk) {
-            shrunk.clear();
+    FaceWriter writer(*m_stl, 4 * selected, m_origins);
+    KetSDK::Support::WorkSteps const steps{
+        .items = mesh->Elements().GetNumElements(), .step = 512, .parallel = GetParallel()};
+    // A batch has its points when its place is taken by another one, whose thread makes the triangles first.
+    std::vector<Batch> batches(static_cast<std::size_t>(steps.NumberOfSlots()));
+    KetSDK::Support::ComputeSteps(
+        steps,
+        [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+            writer.MakeTriangles(batches[slot]);
             mesh->Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t index) {
                 if (is_selected(e))
-                    shrunk.push_back(Shrunk(e, index, m_epsilon));
+                    batches[slot].tetrahedra.push_back(Shrunk(e, index, m_epsilon));
             });
         },
-        [&writer](std::uint64_t, std::uint64_t, ShrunkTetrahedra const& shrunk) {
-            writer.Write(shrunk);
+        [&](std::uint64_t, std::uint64_t, std::size_t slot) {
+            writer.AddPoints(batches[slot]);
             return true;
         });
+    KetSDK::Support::ComputeSteps({.items = batches.size(), .parallel = GetParallel()},
+                                  [&](std::uint64_t slot, std::uint64_t) {
+                                      writer.MakeTriangles(batches[static_cast<std::size_t>(slot)]);
+                                  });
     writer.Finish();
     return true;
 }

@@ -2,6 +2,7 @@
 #include <KetSDK/Mesh/persistence/detail/MeshTagsReader.h>
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>
+#include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
 #include <KetSDK/Mesh/persistence/detail/MeshTags.h>
 #include <KetSDK/Support/ParallelWork.h>
 
@@ -266,17 +267,17 @@ void MeshTagsReader::ReadPoints(MSAXReader& reader) {
 void MeshTagsReader::ReadElements(MSAXReader& reader) {
     Require(m_points != nullptr);
     auto elements = std::make_unique<MMeshElementContainer>();
-    // This thread reads pieces while others give the elements of those before their nodes. It makes the room
-    // for both: memory that other threads ask for goes back to the system when the mesh goes, and must be
-    // handed out anew for the next one.
+    // This thread reads pieces while others make the elements of those before. It makes the room for them:
+    // memory that other threads ask for goes back to the system when the mesh goes, and must be handed out
+    // anew for the next one.
     constexpr std::size_t window = 2;
     std::array<ElementPiece, 2 * window> pieces;
-    std::array<MMeshElementContainer::Room, pieces.size()> rooms;
+    std::array<ElementRoom, pieces.size()> rooms;
     auto const read = [&](std::size_t i) {
         pieces[i].Read(reader, pieces[(i + pieces.size() - 1) % pieces.size()]);
         auto const& [counts, nodes, places] = pieces[i].GetElements();
         if (!counts.empty())
-            rooms[i] = elements->AppendRoom(counts.size(), nodes.size());
+            rooms[i] = ElementRoom(*elements, counts.size(), nodes.size());
     };
     for (std::size_t i = 0; i < pieces.size(); ++i)
         read(i);
@@ -287,13 +288,19 @@ void MeshTagsReader::ReadElements(MSAXReader& reader) {
          .parallel = m_parallel && m_count >= least,
          .window = window},
         [&](std::uint64_t number, std::uint64_t, std::size_t) {
-            if (std::size_t const i = number % pieces.size(); !pieces[i].IsEmpty())
-                MMeshElementContainer::Fill(rooms[i], pieces[i].GetElements(), *m_points);
+            std::size_t const i = number % pieces.size();
+            if (pieces[i].IsEmpty())
+                return;
+            auto const& [counts, nodes, places] = pieces[i].GetElements();
+            rooms[i].EnterNodes(0, nodes, *m_points);
+            ElementNodeCounts const of_piece(counts, nodes.size(), false);
+            rooms[i].Make(of_piece, 0, counts.size(), [](MMeshElement&, std::uint64_t) {});
         },
         [&](std::uint64_t number, std::uint64_t, std::size_t) {
             read(number % pieces.size());
             return !pieces[(number + 1) % pieces.size()].IsEmpty();
         });
+    elements->Settle(true);
     Require(elements->GetNumElements() == m_count && m_count < AnyLength);
     m_mesh->_Set(m_points.release(), elements.release(), m_parallel);
 }

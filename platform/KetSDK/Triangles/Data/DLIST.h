@@ -55,16 +55,18 @@ public:
         ++m_count;
     }
 
-    // Appends many, of which at(i) is the address of element i. The function for_all(link) makes each element
-    // and then calls link(i), on any thread; it throws nothing.
-    template <typename At, typename ForAll>
-    void Append(std::uint64_t count, At const& at, ForAll const& for_all) noexcept {
+    // Links element i of many that are about to be appended, of which at(i) is the address. On any thread,
+    // once the element has been made.
+    template <typename At>
+    void Link(std::uint64_t i, std::uint64_t count, At const& at) const noexcept {
+        at(i)->m_prev = i == 0 ? m_last : at(i - 1);
+        at(i)->m_next = i + 1 == count ? nullptr : at(i + 1);
+    }
+    // Appends these elements, each of which has been linked.
+    template <typename At>
+    void Append(std::uint64_t count, At const& at) noexcept {
         if (count == 0)
             return;
-        for_all([&](std::uint64_t i) {
-            at(i)->m_prev = i == 0 ? m_last : at(i - 1);
-            at(i)->m_next = i + 1 == count ? nullptr : at(i + 1);
-        });
         (m_last ? m_last->m_next : m_first) = at(0);
         m_last = at(count - 1);
         m_count += count;

@@ -88,6 +88,15 @@ private:
     std::uint64_t m_steps = 0;
 };
 
+template <typename Visit>
+void ForEachDistinct(MStlPoint* p, MStlPoint* q, MStlPoint* r, Visit const& visit) {
+    visit(*p);
+    if (q != p)
+        visit(*q);
+    if (r != p && r != q)
+        visit(*r);
+}
+
 // Removes all objects and gives their memory back.
 template <typename Storage>
 void Empty(Storage& storage) {
@@ -163,13 +172,17 @@ void MStlBase::CopySurface(MStlSurface const& source, MStlSurface& target) {
 DLIST_ELEMENT<MStlTriangle>* MStlBase::AddTriangle(MStlPoint* p, MStlPoint* q, MStlPoint* r,
                                                    MStlSurface* surface) {
     if (!surface)
-        surface = m_surfaces.empty() ? AddSurface(nullptr) : &m_surfaces.front();
+        surface = &FirstSurface();
     assert(surface->GetBase() == this);
     DLIST_ELEMENT<MStlTriangle>& triangle = m_triangles.emplace_back(p, q, r, surface);
     surface->m_triangles.Append(triangle);
     if (m_keep_neighbours)
-        AddNeighbours(triangle);
+        AddNeighbours(triangle, p, q, r);
     return &triangle;
+}
+
+MStlSurface& MStlBase::FirstSurface() {
+    return m_surfaces.empty() ? *AddSurface(nullptr) : m_surfaces.front();
 }
 
 void MStlBase::AddNeighbour(MStlPoint& point, MStlTriangle& triangle) {
@@ -178,15 +191,20 @@ void MStlBase::AddNeighbour(MStlPoint& point, MStlTriangle& triangle) {
     point.m_triangles[point.m_triangle_count++] = &triangle;
 }
 
-void MStlBase::AddNeighbours(MStlTriangle& triangle) {
-    MStlPoint* const p = triangle.GetPoint(0);
-    MStlPoint* const q = triangle.GetPoint(1);
-    MStlPoint* const r = triangle.GetPoint(2);
-    AddNeighbour(*p, triangle);
-    if (q != p)
-        AddNeighbour(*q, triangle);
-    if (r != p && r != q)
-        AddNeighbour(*r, triangle);
+void MStlBase::AddNeighbours(MStlTriangle& triangle, MStlPoint* p, MStlPoint* q, MStlPoint* r) {
+    ForEachDistinct(p, q, r, [&](MStlPoint& point) { AddNeighbour(point, triangle); });
+}
+
+void MStlBase::RestoreNeighbours() noexcept {
+    if (!m_keep_neighbours)
+        return;
+    for (MStlPoint& point : m_points)
+        point.m_triangle_count = 0;
+    for (MStlTriangle& triangle : m_triangles)
+        ForEachDistinct(triangle.GetPoint(0), triangle.GetPoint(1), triangle.GetPoint(2),
+                        [&triangle](MStlPoint& point) { // its list is long enough: it held all of them
+                            point.m_triangles[point.m_triangle_count++] = &triangle;
+                        });
 }
 
 MStlFeature* MStlBase::AddFeature() {
@@ -215,7 +233,7 @@ void MStlBase::SetKeepNeighbourInfo(bool keep) {
     m_keep_neighbours = keep;
     if (keep) {
         for (MStlTriangle& triangle : m_triangles)
-            AddNeighbours(triangle);
+            AddNeighbours(triangle, triangle.GetPoint(0), triangle.GetPoint(1), triangle.GetPoint(2));
         return;
     }
     for (MStlPoint& point : m_points)

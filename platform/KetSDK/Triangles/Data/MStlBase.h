@@ -5,7 +5,7 @@
 #include <KetSDK/Common/Shared/IDataMaskOwner.h>
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Common/Shared/MLong.h>
-#include <KetSDK/Support/MArenaAllocator.h>
+#include <KetSDK/Support/MBlockStorage.h>
 #include <KetSDK/Triangles/Data/DLIST_ELEMENT.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 #include <KetSDK/Triangles/Data/MStlPoint.h>
@@ -21,6 +21,7 @@
 #include <string>
 #include <utility>
 
+class MStlNewTriangles;
 class MStlPointLookup;
 
 // A container of triangulated surfaces that share points, and of features with graphs. It owns all of
@@ -29,15 +30,13 @@ class MStlPointLookup;
 // One thread at a time adds to a container. Concurrent reads are safe, also FindPoint once a first
 // FindPoint has followed the last added point.
 class KETSDK_API MStlBase {
-    template <typename T, std::size_t Block, typename Allocator = void>
-    using Storage = boost::container::deque<
-        T, Allocator, typename boost::container::deque_options<boost::container::block_size<Block>>::type>;
+    using PointStorage = KetSDK::Support::MBlockStorage<MStlPoint, 1024>;
+    using TriangleStorage = KetSDK::Support::MBlockStorage<DLIST_ELEMENT<MStlTriangle>, 1024>;
     template <typename T>
-    using LargeStorage = Storage<T, 1024, KetSDK::Support::MArenaAllocator<T>>;
-    using PointStorage = LargeStorage<MStlPoint>;
-    using TriangleStorage = LargeStorage<DLIST_ELEMENT<MStlTriangle>>;
-    using SurfaceStorage = Storage<MStlSurface, 8>;
-    using FeatureStorage = Storage<MStlFeature, 8>;
+    using SmallStorage = boost::container::deque<
+        T, void, typename boost::container::deque_options<boost::container::block_size<8>>::type>;
+    using SurfaceStorage = SmallStorage<MStlSurface>;
+    using FeatureStorage = SmallStorage<MStlFeature>;
 
 public:
     // Empty, keeping neighbour information.
@@ -150,10 +149,14 @@ public:
     }
 
 private:
+    friend class MStlNewTriangles;
     class NeighbourPool;
 
+    MStlSurface& FirstSurface();
     void AddNeighbour(MStlPoint& point, MStlTriangle& triangle);
-    void AddNeighbours(MStlTriangle& triangle);
+    void AddNeighbours(MStlTriangle& triangle, MStlPoint* p, MStlPoint* q, MStlPoint* r);
+    // Makes the points' lists anew where they name triangles that were given up.
+    void RestoreNeighbours() noexcept;
     void CopySurface(MStlSurface const& source, MStlSurface& target);
     void Clear(bool clear_features);
 

@@ -50,7 +50,7 @@ struct MStlGraph::EdgeLookup {
     std::size_t entered = 0;
 
     template <typename Edges>
-    void Update(Edges const& storage) {
+    void Update(Edges& storage) {
         for (; entered < storage.size(); ++entered)
             edges.insert(&storage[entered]);
     }
@@ -73,40 +73,32 @@ MStlPoint* MStlGraph::AddVertex(MLong x, MLong y, MLong z) {
 DLIST_ELEMENT<MStlEdge>* MStlGraph::AddEdge(MStlPoint* p, MStlPoint* q) {
     if (p == q)
         return nullptr;
-    m_edge_storage.MakeRoom(1);
-    EdgeElement* const edge = new (m_edge_storage.At(m_edge_storage.size())) EdgeElement(p, q);
-    m_edge_storage.Grow(1);
-    m_edges.Append(*edge);
-    return edge;
+    EdgeElement& edge = m_edge_storage.emplace_back(p, q);
+    m_edges.Append(edge);
+    return &edge;
 }
 
 void MStlGraph::AddEdges(std::span<std::array<std::uint32_t, 2> const> ends, bool parallel) {
-    m_edge_storage.MakeRoom(ends.size());
-    std::size_t const before = m_edge_storage.size();
-    m_edges.Append(
-        ends.size(), [&](std::uint64_t i) { return m_edge_storage.At(before + static_cast<std::size_t>(i)); },
-        [&](auto const& link) {
-            KetSDK::Support::ComputeStepsSafely(
-                {.items = ends.size(), .step = 4096, .parallel = parallel},
-                [&](std::uint64_t first, std::uint64_t last) {
-                    for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
-                        new (m_edge_storage.At(before + i))
-                            EdgeElement(&m_vertices[ends[i][0]], &m_vertices[ends[i][1]]);
-                        link(i);
-                    }
-                });
-        });
-    m_edge_storage.Grow(ends.size());
-}
-
-void MStlGraph::EdgeStorage::MakeRoom(std::size_t edges) {
-    while (m_blocks.size() * BlockSize < m_size + edges)
-        m_blocks.push_back(static_cast<EdgeElement*>(m_arena.Allocate(BlockSize * sizeof(EdgeElement))));
+    std::size_t const before = m_edge_storage.Claim(ends.size());
+    auto const at = [this, before](std::uint64_t i) {
+        return &m_edge_storage[before + static_cast<std::size_t>(i)];
+    };
+    KetSDK::Support::ComputeStepsSafely({.items = ends.size(), .step = 4096, .parallel = parallel},
+                                        [&](std::uint64_t first, std::uint64_t last) {
+                                            for (std::uint64_t i = first; i < last; ++i) {
+                                                auto const& [p, q] = ends[static_cast<std::size_t>(i)];
+                                                ::new (static_cast<void*>(at(i)))
+                                                    EdgeElement(&m_vertices[p], &m_vertices[q]);
+                                                m_edges.Link(i, ends.size(), at);
+                                            }
+                                        });
+    m_edge_storage.Settle(true);
+    m_edges.Append(ends.size(), at);
 }
 
 DLIST_ELEMENT<MStlEdge>* MStlGraph::FindEdge(MStlPoint const* p, MStlPoint const* q, bool directed) const {
     // The table beside the edges is a cache: bringing it up to date changes nothing that can be seen.
-    m_edge_lookup->Update(m_edge_storage);
+    m_edge_lookup->Update(const_cast<MStlGraph*>(this)->m_edge_storage);
     EdgeElement* const found = m_edge_lookup->Find({p, q});
     return found || directed ? found : m_edge_lookup->Find({q, p});
 }

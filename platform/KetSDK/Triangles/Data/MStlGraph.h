@@ -3,7 +3,7 @@
 
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Common/Shared/MLong.h>
-#include <KetSDK/Support/MArenaAllocator.h>
+#include <KetSDK/Support/MBlockStorage.h>
 #include <KetSDK/Triangles/Data/DLIST.h>
 #include <KetSDK/Triangles/Data/MStlEdge.h>
 #include <KetSDK/Triangles/Data/MStlFeatureItem.h>
@@ -11,23 +11,17 @@
 #include <KetSDK/Triangles/Data/MStlPointLookup.h>
 #include <KetSDK/Triangles/Data/MStlRange.h>
 
-#include <boost/container/deque.hpp>
-
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <vector>
 
 // A named line graph: vertices at integer positions and edges between them, both owned by the graph and
 // at fixed addresses. One thread at a time adds to or searches a graph; concurrent walks are safe.
 class KETSDK_API MStlGraph : public MStlFeatureItem {
     template <typename T>
-    using Storage =
-        boost::container::deque<T, KetSDK::Support::MArenaAllocator<T>,
-                                boost::container::deque_options<boost::container::block_size<128>>::type>;
-    using EdgeElement = DLIST_ELEMENT<MStlEdge>;
+    using Storage = KetSDK::Support::MBlockStorage<T, 128>;
 
 public:
     using VertexRange = MStlRange<Storage<MStlPoint>::iterator>;
@@ -77,25 +71,8 @@ public:
 private:
     struct EdgeLookup;
 
-    // Memory for edges, which are made in it by any thread and need no destruction.
-    class EdgeStorage {
-    public:
-        std::size_t size() const noexcept { return m_size; }
-        // Where edge i is or will be.
-        EdgeElement* At(std::size_t i) const noexcept { return m_blocks[i / BlockSize] + i % BlockSize; }
-        EdgeElement& operator[](std::size_t i) const noexcept { return *At(i); }
-        void MakeRoom(std::size_t edges);
-        void Grow(std::size_t edges) noexcept { m_size += edges; }
-
-    private:
-        static constexpr std::size_t BlockSize = 128;
-        KetSDK::Support::MArena m_arena;
-        std::vector<EdgeElement*> m_blocks;
-        std::size_t m_size = 0;
-    };
-
     Storage<MStlPoint> m_vertices;
-    EdgeStorage m_edge_storage;
+    Storage<DLIST_ELEMENT<MStlEdge>> m_edge_storage;
     DLIST<MStlEdge> m_edges;
     std::unique_ptr<MStlPointLookup> m_vertex_lookup;
     std::unique_ptr<EdgeLookup> m_edge_lookup;

@@ -59,6 +59,7 @@ public:
 
 private:
     friend class MStlBase;
+    friend class MStlNewTriangles;
 
     MStlBase* m_base;
     std::uint32_t m_index;

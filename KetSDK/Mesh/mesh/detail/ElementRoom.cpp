@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: BSD-3-Clause
+#include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
+
+#include <KetSDK/Support/ParallelWork.h>
+
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+namespace KetSDK::Mesh::Detail {
+
+ElementNodeCounts::ElementNodeCounts(std::span<unsigned char const> counts, std::size_t nodes, bool parallel)
+    : m_counts(counts) {
+    if (m_counts.size() == 1) {
+        m_elements = m_counts[0] > 0 ? nodes / m_counts[0] : 1; // one without nodes
+        m_end = m_elements * m_counts[0];
+        return;
+    }
+    m_elements = m_counts.size();
+    Support::ComputeSteps<std::uint64_t>(
+        {.items = m_elements, .step = Step, .parallel = parallel},
+        [this](std::uint64_t first, std::uint64_t last, std::uint64_t& sum) {
+            sum = std::accumulate(&m_counts[first], &m_counts[last - 1] + 1, std::uint64_t{0});
+        },
+        [this](std::uint64_t, std::uint64_t, std::uint64_t sum) {
+            m_offset_of_step.push_back(std::exchange(m_end, m_end + sum));
+            return true;
+        });
+}
+
+ElementRoom::ElementRoom(MMeshElementContainer& container, std::uint64_t elements, std::size_t nodes) {
+    constexpr std::uint64_t in_block = MMeshElementContainer::BlockSize;
+    auto& storage = container.m_elements;
+    m_blocks.reserve(static_cast<std::size_t>(elements / in_block) + 2);
+    m_nodes = container.LendArray(nodes);
+    m_first = storage.Claim(static_cast<std::size_t>(elements));
+    for (std::uint64_t i = m_first / in_block * in_block; i < m_first + elements; i += in_block)
+        m_blocks.push_back(&storage[static_cast<std::size_t>(i)]);
+}
+
+void ElementRoom::EnterNodes(std::uint64_t place, std::span<MLong const> indices,
+                             MMeshPointContainer& points) const {
+    constexpr std::size_t in_block = MMeshPointContainer::NodesPerBlock;
+    MMeshPoint* const* const blocks = points.GetBlocks();
+    auto const count = static_cast<std::uint32_t>(points.GetNumPoints());
+    MMeshPoint** to = m_nodes + place;
+    for (MLong const index : indices) {
+        auto const node = static_cast<std::uint32_t>(index); // a negative index becomes a large one
+        if (node >= count)
+            throw std::runtime_error("invalid state");
+        *to++ = blocks[node / in_block] + node % in_block;
+    }
+}
+
+void ElementRoom::EnterAllNodes(std::span<MLong const> indices, MMeshPointContainer& points,
+                                bool parallel) const {
+    Support::ComputeSteps({.items = indices.size(), .step = 1 << 14, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              EnterNodes(first,
+                                         indices.subspan(static_cast<std::size_t>(first),
+                                                         static_cast<std::size_t>(last - first)),
+                                         points);
+                          });
+}
+
+} // namespace KetSDK::Mesh::Detail
