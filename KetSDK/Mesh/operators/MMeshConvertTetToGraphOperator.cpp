@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -145,15 +146,7 @@ public:
             set.Clear();
         if (!m_parallel || elements.size() < ElementsPerStep)
             return WriteOnOneThread(elements, is_left_out, graph);
-        constexpr std::size_t in_round = StepsPerRound * ElementsPerStep;
-        for (std::size_t first = 0; first < elements.size(); first += in_round) {
-            m_elements = std::span(elements).subspan(first, std::min(in_round, elements.size() - first));
-            FindCorners();
-            AddVertices(graph);
-            SpreadEdges();
-            FindNewEdges(graph.NumberOfVertices(), is_left_out);
-            AddEdges(graph);
-        }
+        WriteOnThreads(elements, is_left_out, graph);
     }
 
 private:
@@ -163,7 +156,19 @@ private:
     // So many vertices that follow one another, and mostly belong to the same elements, own edges of one set.
     static constexpr std::uint32_t OwnersInARow = 64;
 
-    struct Vertex {
+    // Of owners among sets, as many as a power of two.
+    struct Division {
+        int bits;
+
+        std::size_t SetOf(std::uint32_t owner) const noexcept {
+            return owner / OwnersInARow & ((std::uint32_t{1} << bits) - 1);
+        }
+        // In its set.
+        std::uint32_t IndexOf(std::uint32_t owner) const noexcept {
+            return (owner / OwnersInARow >> bits) * OwnersInARow + owner % OwnersInARow;
+        }
+    };
+    struct alignas(8) Vertex {
         std::uint32_t index = 0;
         std::uint32_t graph_number = 0; // of the graph that it belongs to
     };
@@ -174,10 +179,10 @@ private:
         std::uint32_t other;
         std::uint32_t number; // 8 * element + edge
     };
-    // What threads find out about the elements of a step.
+    // Nodes of the elements of a step that may have no vertex yet, in the order of their first use.
+    using NewNodes = std::vector<MMeshPoint const*>;
+    // What threads find out about the edges of a step.
     struct Step {
-        // Without a vertex so far, in the order of their first use; other steps may have them too.
-        std::vector<MMeshPoint const*> new_nodes;
         std::unique_ptr<Use[]> uses;                 // those of each set, with room for all in each
         std::array<std::uint32_t, MostSets> count{}; // of uses
         std::size_t first_edge = 0;                  // of those that are new in the round
@@ -227,9 +232,41 @@ private:
         Vertex& vertex = m_vertices[static_cast<std::size_t>(node.GetIndex())];
         if (vertex.graph_number != m_graph_number) {
             MStlPoint const& added = *graph.AddVertex(node.x, node.y, node.z);
-            vertex = {static_cast<std::uint32_t>(added.GetIndex()), m_graph_number};
+            std::atomic_ref(vertex).store({static_cast<std::uint32_t>(added.GetIndex()), m_graph_number},
+                                          std::memory_order_relaxed);
         }
         return vertex;
+    }
+
+    // Some thousand elements are a round. While its vertices are added, other threads find the corners of the
+    // next.
+    template <typename IsLeftOut>
+    void WriteOnThreads(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
+        Support::WorkSteps const steps{
+            .items = elements.size(), .step = ElementsPerStep, .parallel = true, .window = StepsPerRound};
+        auto const slots = static_cast<std::size_t>(steps.NumberOfSlots());
+        std::vector<NewNodes> new_nodes(slots);
+        std::vector<Corners> corners(slots * ElementsPerStep);
+        Support::ComputeSteps(
+            steps,
+            [&](std::uint64_t first, std::uint64_t, std::size_t slot) {
+                FindCorners(std::span(elements).subspan(static_cast<std::size_t>(first)), new_nodes[slot],
+                            &corners[slot * ElementsPerStep]);
+            },
+            [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+                AddVertices(new_nodes[slot], graph);
+                auto const step_of_round = static_cast<std::size_t>(first / ElementsPerStep % StepsPerRound);
+                if (last < elements.size() && step_of_round + 1 < StepsPerRound)
+                    return true;
+                auto const begin = static_cast<std::size_t>(first) - step_of_round * ElementsPerStep;
+                m_elements = std::span(elements).subspan(begin, static_cast<std::size_t>(last) - begin);
+                m_corners =
+                    std::span(corners).subspan((slot - step_of_round) * ElementsPerStep, m_elements.size());
+                SpreadEdges();
+                FindNewEdges(graph.NumberOfVertices(), is_left_out);
+                AddEdges(graph);
+                return true;
+            });
     }
 
     Support::WorkSteps Steps() const noexcept {
@@ -239,37 +276,31 @@ private:
         return m_steps[static_cast<std::size_t>(element / ElementsPerStep)];
     }
 
-    // Finds the nodes at the corners, and those that have no vertex yet.
-    void FindCorners() {
-        m_corners.resize(m_elements.size());
-        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
-            std::vector<MMeshPoint const*>& new_nodes = StepAt(first).new_nodes;
-            new_nodes.clear();
-            std::array<MMeshPoint const*, 1024> recent{};
-            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
-                Mesh::PrefetchWithNodes<8>(i, m_elements.size(),
-                                           [this](std::size_t k) { return m_elements[k]; });
-                for (std::size_t corner = 0; corner < 4; ++corner) {
-                    MMeshPoint const* const node = m_elements[i]->GetNodes()[corner];
-                    auto const number = static_cast<std::uint32_t>(node->GetIndex());
-                    m_corners[i][corner] = number;
-                    if (m_vertices[number].graph_number != m_graph_number &&
-                        std::exchange(recent[number % recent.size()], node) != node)
-                        new_nodes.push_back(node);
-                }
+    // Finds the nodes at the corners of a step, the first of the elements.
+    void FindCorners(std::span<MMeshElement* const> elements, NewNodes& new_nodes, Corners* corners) {
+        new_nodes.clear();
+        std::array<MMeshPoint const*, 1024> recent{};
+        for (std::size_t i = 0; i < std::min(ElementsPerStep, elements.size()); ++i) {
+            Mesh::PrefetchWithNodes<8>(i, elements.size(), [&](std::size_t k) { return elements[k]; });
+            for (std::size_t corner = 0; corner < 4; ++corner) {
+                MMeshPoint const* const node = elements[i]->GetNodes()[corner];
+                auto const number = static_cast<std::uint32_t>(node->GetIndex());
+                corners[i][corner] = number;
+                // The vertices of the round before are added meanwhile.
+                Vertex const vertex = std::atomic_ref(m_vertices[number]).load(std::memory_order_relaxed);
+                if (vertex.graph_number != m_graph_number &&
+                    std::exchange(recent[number % recent.size()], node) != node)
+                    new_nodes.push_back(node);
             }
-        });
+        }
     }
 
-    void AddVertices(MStlGraph& graph) {
+    void AddVertices(NewNodes const& nodes, MStlGraph& graph) {
         constexpr std::size_t ahead = 8;
-        for (std::uint64_t first = 0; first < m_elements.size(); first += ElementsPerStep) {
-            std::vector<MMeshPoint const*> const& nodes = StepAt(first).new_nodes;
-            for (std::size_t i = 0; i < nodes.size(); ++i) {
-                MMeshPoint const& to_come = *nodes[std::min(i + ahead, nodes.size() - 1)];
-                graph.PrefetchVertex(to_come.x, to_come.y, to_come.z);
-                VertexOf(*nodes[i], graph);
-            }
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            MMeshPoint const& to_come = *nodes[std::min(i + ahead, nodes.size() - 1)];
+            graph.PrefetchVertex(to_come.x, to_come.y, to_come.z);
+            VertexOf(*nodes[i], graph);
         }
     }
 
@@ -280,25 +311,33 @@ private:
             Step& step = StepAt(first);
             if (!step.uses)
                 step.uses = std::make_unique_for_overwrite<Use[]>(m_sets.size() * UsesPerStep);
-            step.count.fill(0);
+            // Where the next use of each set goes. No members in this loop: what it writes could be one of
+            // them.
+            std::array<Use*, MostSets> next;
+            for (std::size_t set = 0; set < m_sets.size(); ++set)
+                next[set] = &step.uses[set * UsesPerStep];
+            Division const division = m_division;
             for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
                 constexpr std::size_t ahead = 8;
                 for (std::uint32_t const node :
                      m_corners[std::min(i + ahead, static_cast<std::size_t>(last) - 1)])
                     Prefetch(&m_vertices[node]);
-                for (std::uint32_t& corner : m_corners[i])
+                Corners corners = m_corners[i];
+                for (std::uint32_t& corner : corners)
                     corner = m_vertices[corner].index;
+                m_corners[i] = corners;
                 m_is_new[i] = {};
                 for (unsigned int edge = 0; edge < 6; ++edge) {
                     auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
-                    std::uint32_t const p = m_corners[i][a], q = m_corners[i][b];
+                    std::uint32_t const p = corners[a], q = corners[b];
                     std::uint32_t const owner = OwnerOf(p, q);
-                    std::size_t const set = SetOf(owner);
-                    step.uses[set * UsesPerStep + step.count[set]] = {
-                        IndexOf(owner), p ^ q ^ owner, static_cast<std::uint32_t>(8 * i + edge)};
-                    step.count[set] += p != q;
+                    Use*& use = next[division.SetOf(owner)];
+                    *use = {division.IndexOf(owner), p ^ q ^ owner, static_cast<std::uint32_t>(8 * i + edge)};
+                    use += p != q;
                 }
             }
+            for (std::size_t set = 0; set < m_sets.size(); ++set)
+                step.count[set] = static_cast<std::uint32_t>(next[set] - &step.uses[set * UsesPerStep]);
         });
     }
 
@@ -329,13 +368,6 @@ private:
     // Either vertex, one as often as the other, whatever the order of the elements.
     static std::uint32_t OwnerOf(std::uint32_t p, std::uint32_t q) noexcept {
         return ((p ^ q) & 1) != 0 ? std::min(p, q) : std::max(p, q);
-    }
-    std::uint32_t SetOf(std::uint32_t owner) const noexcept {
-        return owner / OwnersInARow & (static_cast<std::uint32_t>(m_sets.size()) - 1);
-    }
-    // In its set.
-    std::uint32_t IndexOf(std::uint32_t owner) const noexcept {
-        return (owner / OwnersInARow >> m_set_bits) * OwnersInARow + owner % OwnersInARow;
     }
 
     // A bit for each.
@@ -372,15 +404,15 @@ private:
         6 * ElementsPerStep + 1; // one that does not count is overwritten
 
     bool m_parallel;
-    std::vector<EdgeSet> m_sets; // as many as a power of two
-    int m_set_bits = std::countr_zero(m_sets.size());
+    std::vector<EdgeSet> m_sets;
+    Division m_division{std::countr_zero(m_sets.size())};
     std::uint32_t m_graph_number = 0;
     std::vector<Vertex> m_vertices;                // by node
     std::array<MMeshPoint const*, 64> m_fetched{}; // nodes whose vertices were fetched of late
     // Of one round.
     std::span<MMeshElement* const> m_elements;
     std::vector<Step> m_steps;
-    std::vector<Corners> m_corners;                   // of the elements, as nodes and then as vertices
+    std::span<Corners> m_corners;                     // of the elements, as nodes and then as vertices
     std::vector<std::array<std::uint32_t, 2>> m_ends; // of new edges
     std::vector<std::array<bool, 8>> m_is_new;        // the edges of the elements
 };
