@@ -417,6 +417,16 @@ private:
     std::vector<std::array<bool, 8>> m_is_new;        // the edges of the elements
 };
 
+// Whether a sorted set has a node. Few nodes are all looked at: which half one lies in cannot be predicted.
+bool Contains(std::span<MMeshPoint* const> set, MMeshPoint const* node) {
+    if (set.size() > 16)
+        return std::ranges::binary_search(set, node, std::less<>());
+    bool is_there = false;
+    for (MMeshPoint const* const other : set)
+        is_there |= other == node;
+    return is_there;
+}
+
 struct BoundaryFace {
     MMeshElement const* element;
     unsigned int face;
@@ -546,7 +556,7 @@ bool MMeshConvertTetToGraphOperator::Operate() {
     auto const is_on_boundary = [this](MMeshElement const& e, unsigned int edge) {
         auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];
         NodeSet const joined = m_boundary_edges->GetValue(*e.GetNodes()[a]);
-        return std::ranges::binary_search(joined, e.GetNodes()[b], std::less<>());
+        return Contains(joined, e.GetNodes()[b]);
     };
     auto const none = [](MMeshElement const&, unsigned int) { return false; };
     for (auto it = m_mesh->BeginSubVolume(); it != m_mesh->EndSubVolume(); ++it) {
