@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/operators/detail/SectionCutter.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
@@ -14,6 +15,7 @@
 #include <cstddef>
 #include <map>
 #include <unordered_map>
+#include <utility>
 
 using namespace KetSDK::Mesh::Detail;
 
@@ -61,7 +63,7 @@ unsigned int SideOf(MMeshElement const& e, std::vector<unsigned char> const& sid
 
 // What a step of elements is told by the sides of their nodes.
 struct SidesOfStep {
-    static constexpr std::size_t Elements = 4096;
+    static constexpr std::size_t Elements = 1024;
     std::vector<std::uint64_t> cut;                 // numbers of elements
     std::array<std::uint64_t, Elements / 64> above; // a bit for each element
     std::uint64_t nb_above;
@@ -210,11 +212,26 @@ bool MMeshOperatorCutPlane::Operate() {
         return false;
     MMeshBase& mesh = *GetMesh();
     std::vector<unsigned char> const sides = SidesOfNodes(mesh, m_normal, m_point, GetParallel());
-    std::vector<MMeshElement const*> cut;
     std::uint64_t above = 0;
+    MMeshSection section({}, m_normal, m_point);
+    SectionCutter cutter(section, m_normal, m_point);
+    // As many as a plane cuts of a compact mesh.
+    double const elements = static_cast<double>(mesh.Elements().GetNumElements());
+    cutter.Reserve(static_cast<std::size_t>(3.0 * std::pow(elements, 2.0 / 3.0)));
+    std::vector<MMeshElement const*> cut;
     SideFinder finder(mesh, sides);
+    KetSDK::Support::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
+                                           .step = SidesOfStep::Elements,
+                                           .parallel = GetParallel(),
+                                           .window = 32};
+    // While other threads look at the next elements, this one makes polygons of what is cut; alone it makes
+    // them in the end, which is quicker.
+    auto const make_polygons = [&] {
+        cutter.Cut(cut);
+        cut.clear();
+    };
     KetSDK::Support::ComputeSteps<SidesOfStep>(
-        {.items = mesh.Elements().GetNumElements(), .step = SidesOfStep::Elements, .parallel = GetParallel()},
+        steps,
         [&finder](std::uint64_t first, std::uint64_t last, SidesOfStep& found) {
             finder.Find(first, last, found);
         },
@@ -225,12 +242,16 @@ bool MMeshOperatorCutPlane::Operate() {
                 cut.push_back(mesh.GetElement(index));
                 m_cut_elements.push_back(static_cast<MLong>(index));
             }
+            if (GetParallel())
+                make_polygons();
             return true;
         });
+    make_polygons();
+    cutter.Finish();
+    m_section = std::move(section);
     m_nb_above = above;
-    m_nb_cut = cut.size();
+    m_nb_cut = m_cut_elements.size();
     m_nb_below = mesh.Elements().GetNumElements() - m_nb_above - m_nb_cut;
-    m_section = MMeshSection(cut, m_normal, m_point);
     m_cut_mesh = &mesh;
     return true;
 }

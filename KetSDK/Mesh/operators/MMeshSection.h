@@ -12,6 +12,10 @@
 #include <span>
 #include <vector>
 
+namespace KetSDK::Mesh::Detail {
+class SectionCutter;
+}
+
 // The polygons in which a plane cuts elements of one mesh, each with its element. Their corners are shared
 // points: one for each edge between two nodes that the plane crosses, and one for each node on it.
 //
@@ -64,7 +68,7 @@ public:
     MSection GetContours() const;
 
 private:
-    class Cutter;
+    friend class KetSDK::Mesh::Detail::SectionCutter;
 
     std::vector<Point> m_points;
     std::vector<MLong> m_nodes; // by point
