@@ -25,8 +25,8 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
-#include <numeric>
 #include <optional>
 #include <span>
 #include <type_traits>
@@ -170,11 +170,16 @@ public:
                 if (!partition.subvolume_of.empty())
                     elements.sub_volumes = std::span(partition.subvolume_of).subspan(first, count);
                 m_mesh.AddElements(elements, m_parallel);
-                TurnWedges(first);
+                m_is_quadratic = m_is_quadratic || Has(counts, 10);
+                if (Has(counts, 6))
+                    TurnWedges(first);
                 Step(count);
             }
         });
     }
+
+    // Whether any element has ten nodes.
+    bool IsQuadratic() const noexcept { return m_is_quadratic; }
 
 private:
     // Elements at a time, between which the user can cancel.
@@ -185,6 +190,10 @@ private:
         counts.resize(offsets.size() - 1);
         for (std::size_t i = 0; i < counts.size(); ++i)
             counts[i] = static_cast<unsigned char>(offsets[i + 1] - offsets[i]);
+    }
+
+    static bool Has(std::vector<unsigned char> const& counts, unsigned char count) noexcept {
+        return std::memchr(counts.data(), count, counts.size()) != nullptr;
     }
 
     // Numbers of 32 bits are taken as they lie.
@@ -222,6 +231,7 @@ private:
     vtkUnstructuredGrid& m_grid;
     Common::IncrementalProgressReporter& m_progress;
     bool m_parallel;
+    bool m_is_quadratic = false;
     std::uint64_t m_done = 0;
 };
 
@@ -237,14 +247,12 @@ void SetGreyValues(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
     mesh.SetGreyValuesFlag(true);
 }
 
-// The identifiers of cells or points: those of the array `original_id`, or else 0, 1, 2, ...
+// The identifiers of cells or points that the array `original_id` has; none without it.
 std::vector<int> OriginalIds(vtkDataSetAttributes& arrays, vtkIdType count) {
-    std::vector<int> ids(static_cast<std::size_t>(count));
     vtkDataArray* const array = FindArray(arrays, ArrayNames::OriginalId);
-    if (!array) {
-        std::iota(ids.begin(), ids.end(), 0);
-        return ids;
-    }
+    if (!array)
+        return {};
+    std::vector<int> ids(static_cast<std::size_t>(count));
     std::vector<long long> const values = Detail::WholeNumbers(*array, count);
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (values[i] < std::numeric_limits<int>::min() || values[i] > std::numeric_limits<int>::max())
@@ -255,16 +263,22 @@ std::vector<int> OriginalIds(vtkDataSetAttributes& arrays, vtkIdType count) {
     return ids;
 }
 
-void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
-    auto& elements = *mesh.GetElementMasks()->GetOriginalIDs();
-    auto& nodes = *mesh.GetPointMasks()->GetOriginalIDs();
-    std::vector<int> ids = OriginalIds(*grid.GetCellData(), grid.GetNumberOfCells());
-    auto id = ids.begin();
-    for (MMeshElement const& e : mesh.Elements())
-        elements.SetValue(e, *id++);
-    ids = OriginalIds(*grid.GetPointData(), grid.GetNumberOfPoints());
-    for (std::size_t i = 0; i < ids.size(); ++i)
-        nodes.SetValue(*mesh.GetRandomPoint(i), ids[i]);
+// Objects without an identifier get 0, 1, 2, ...
+void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid, bool parallel) {
+    auto const set = [parallel](auto& mask, vtkDataSetAttributes& arrays, vtkIdType count, auto const& at) {
+        std::vector<int> const ids = OriginalIds(arrays, count);
+        Support::ComputeSteps(
+            {.items = static_cast<std::uint64_t>(count), .step = 8192, .parallel = parallel},
+            [&](std::uint64_t first, std::uint64_t last) {
+                for (std::uint64_t i = first; i < last; ++i)
+                    mask.SetValue(at(i),
+                                  ids.empty() ? static_cast<int>(i) : ids[static_cast<std::size_t>(i)]);
+            });
+    };
+    set(*mesh.GetElementMasks()->GetOriginalIDs(), *grid.GetCellData(), grid.GetNumberOfCells(),
+        [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); });
+    set(*mesh.GetPointMasks()->GetOriginalIDs(), *grid.GetPointData(), grid.GetNumberOfPoints(),
+        [&mesh](std::uint64_t i) -> MMeshPoint const& { return *mesh.GetRandomPoint(i); });
 }
 
 } // namespace
@@ -284,10 +298,8 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
     maker.AddElements(partition);
     SetGreyValues(*mesh, grid);
     Detail::SetMaterials(*mesh, grid);
-    SetOriginalIds(*mesh, grid);
-    bool const quadratic =
-        std::ranges::any_of(mesh->Elements(), [](MMeshElement const& e) { return e.GetNodeCount() == 10; });
-    mesh->SetMeshType(quadratic ? MMeshBase::Quadratic : MMeshBase::Linear);
+    SetOriginalIds(*mesh, grid, options.parallel);
+    mesh->SetMeshType(maker.IsQuadratic() ? MMeshBase::Quadratic : MMeshBase::Linear);
     if (report)
         *report = rounded.report;
     return mesh;

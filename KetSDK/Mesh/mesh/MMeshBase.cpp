@@ -296,10 +296,7 @@ MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
 }
 
 void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
-    auto const is_listed = [this](int index) {
-        return index >= 0 && static_cast<std::size_t>(index) < m_subvolumes.size();
-    };
-    if (m_subvolumes.empty() || !std::ranges::all_of(elements.sub_volumes, is_listed))
+    if (m_subvolumes.empty() || LargestOf(elements.sub_volumes) >= m_subvolumes.size())
         throw std::runtime_error("invalid state");
     AppendElements(elements, parallel);
 }

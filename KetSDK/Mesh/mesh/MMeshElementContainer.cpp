@@ -46,18 +46,6 @@ void MMeshElementContainer::Swap(MMeshElementContainer& other) noexcept {
     m_elements.swap(other.m_elements);
 }
 
-namespace {
-
-// A negative index counts as a large one.
-std::uint32_t LargestOf(std::span<MLong const> indices) noexcept {
-    std::uint32_t largest = 0;
-    for (MLong const index : indices)
-        largest = std::max(largest, static_cast<std::uint32_t>(index));
-    return largest;
-}
-
-} // namespace
-
 std::uint64_t MMeshElementContainer::AppendElements(MMeshElementArrays const& arrays,
                                                     MMeshPointContainer& points, bool parallel) {
     ElementNodeCounts const counts(arrays.node_counts, arrays.nodes.size(), parallel);

@@ -176,11 +176,13 @@ void PutElements(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last,
         unsigned char const n = e.GetNodeCount();
         known &= MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
         *value++ = n;
+        std::uint32_t largest_here = 0; // in a register, which the other one may not have
         for (unsigned int i = 0; i < n; ++i) {
             MLong const index = e.GetNode(i)->GetIndex();
-            largest = std::max(largest, static_cast<std::uint32_t>(index));
+            largest_here = std::max(largest_here, static_cast<std::uint32_t>(index));
             *value++ = index;
         }
+        largest = std::max(largest, largest_here);
     });
     piece.values.resize(static_cast<std::size_t>(value - piece.values.data()));
     piece.good = piece.values.empty() || (known && largest < points);

@@ -39,8 +39,8 @@ void CheckKinds(vtkUnsignedCharArray& types) {
 }
 
 // The offsets must rise from 0 to the length of the connectivity by the node count of each cell's kind.
-void CheckOffsets(vtkCellArray& cells, vtkUnsignedCharArray& types) {
-    WithNumbersOf(cells, [&types](auto const offsets, auto const points) {
+void CheckOffsets(vtkCellArray& cells, vtkUnsignedCharArray& types, bool parallel) {
+    WithNumbersOf(cells, [&types, parallel](auto const offsets, auto const points) {
         std::size_t const count = static_cast<std::size_t>(types.GetNumberOfValues());
         unsigned char const* const kinds = types.GetPointer(0);
         if (offsets.size() != count + 1)
@@ -48,16 +48,23 @@ void CheckOffsets(vtkCellArray& cells, vtkUnsignedCharArray& types) {
                         std::to_string(static_cast<long long>(offsets.size()) - 1) + " cells");
         if (offsets[0] != 0)
             throw Error("the cell offsets do not begin at 0");
-        std::uint64_t end = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            unsigned char const nodes = NodesOfCellType(kinds[i]);
-            if (std::uint64_t const next = static_cast<std::uint64_t>(offsets[i + 1]); next != end + nodes)
-                throw Error("cell " + std::to_string(i) + " lists " +
-                            std::to_string(static_cast<long long>(next - end)) + " points instead of " +
-                            std::to_string(nodes));
-            end += nodes;
-        }
-        if (end != points.size())
+        auto const listed = [offsets](std::uint64_t cell) {
+            return static_cast<std::uint64_t>(offsets[cell + 1]) - static_cast<std::uint64_t>(offsets[cell]);
+        };
+        auto const find = [&](std::uint64_t first, std::uint64_t last, std::uint64_t& wrong) {
+            for (wrong = first; wrong < last && listed(wrong) == NodesOfCellType(kinds[wrong]); ++wrong) {
+            }
+        };
+        auto const complain = [&](std::uint64_t, std::uint64_t last, std::uint64_t wrong) {
+            if (wrong == last)
+                return true;
+            throw Error("cell " + std::to_string(wrong) + " lists " +
+                        std::to_string(static_cast<long long>(listed(wrong))) + " points instead of " +
+                        std::to_string(NodesOfCellType(kinds[wrong])));
+        };
+        Support::ComputeSteps<std::uint64_t>({.items = count, .step = 65536, .parallel = parallel}, find,
+                                             complain);
+        if (static_cast<std::uint64_t>(offsets[count]) != points.size())
             throw Error("the cell offsets do not end with the list of points");
     });
 }
@@ -131,7 +138,7 @@ void CheckGrid(vtkUnstructuredGrid& grid, bool parallel) {
     if (types->GetNumberOfValues() > std::numeric_limits<int>::max())
         throw Error("more than 2147483647 cells");
     CheckKinds(*types);
-    CheckOffsets(*cells, *types);
+    CheckOffsets(*cells, *types, parallel);
     CheckPointNumbers(*cells, grid.GetPoints() ? grid.GetNumberOfPoints() : 0, parallel);
 }
 

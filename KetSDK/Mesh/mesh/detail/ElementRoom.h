@@ -12,6 +12,14 @@
 
 namespace KetSDK::Mesh::Detail {
 
+// The largest of indices; a negative one counts as larger than all others.
+inline std::uint32_t LargestOf(std::span<MLong const> indices) noexcept {
+    std::uint32_t largest = 0;
+    for (MLong const index : indices)
+        largest = std::max(largest, static_cast<std::uint32_t>(index));
+    return largest;
+}
+
 // How many nodes elements have, and where those of an element stand in one list of all.
 class ElementNodeCounts {
 public:
