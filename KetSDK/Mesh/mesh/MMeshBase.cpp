@@ -344,10 +344,10 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
         throw;
     }
     m_elements->Settle(true);
-    if (sub_volumes.empty())
-        GetMainSubVolume()->Count(static_cast<unsigned int>(count));
-    else
+    if (!sub_volumes.empty())
         CountElements(sub_volumes);
+    else if (count > 0)
+        GetMainSubVolume()->Count(static_cast<unsigned int>(count));
 }
 
 void MMeshBase::CountElements(std::span<int const> sub_volumes) {
