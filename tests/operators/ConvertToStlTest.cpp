@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 
 namespace {
@@ -93,4 +95,36 @@ TEST(ConvertToStl, TakesTheSelectionAndAddsToTheContainer) {
     EXPECT_EQ(stl.NumberOfSurfaces(), 1u);
     EXPECT_EQ(stl.GetSurface(0)->NumberOfTriangles(), 8u);
     EXPECT_EQ(stl.NumberOfPoints(), 4u);
+}
+
+TEST(ConvertToStl, AsksAContainerOfADerivedClassToAddEachTriangle) {
+    struct Counting : MStlBase {
+        using MStlBase::AddTriangle;
+        DLIST_ELEMENT<MStlTriangle>* AddTriangle(MStlPoint* p, MStlPoint* q, MStlPoint* r,
+                                                 MStlSurface* surface) override {
+            ++added;
+            return MStlBase::AddTriangle(p, q, r, surface);
+        }
+        int added = 0;
+    };
+    MMeshBase mesh;
+    FillWithPair(mesh);
+    auto const by_itself = Convert(mesh, 0.25);
+    for (bool const parallel : {false, true}) {
+        Counting counting;
+        MMeshConvertToStlOperator convert;
+        convert.SetMesh(&mesh);
+        convert.SetStl(&counting);
+        convert.SetEpsilon(0.25);
+        convert.SetParallel(parallel);
+        ASSERT_TRUE(convert.Operate());
+        EXPECT_EQ(counting.added, 8);
+        ASSERT_EQ(counting.NumberOfTriangles(), 8u);
+        for (std::uint64_t i = 0; i < 8; ++i) {
+            EXPECT_EQ(counting.GetTriangle(i)->GetNormalFloat(), by_itself->GetTriangle(i)->GetNormalFloat());
+            for (std::size_t k = 0; k < 3; ++k)
+                EXPECT_EQ(counting.GetTriangle(i)->GetPoint(k)->GetIndex(),
+                          by_itself->GetTriangle(i)->GetPoint(k)->GetIndex());
+        }
+    }
 }

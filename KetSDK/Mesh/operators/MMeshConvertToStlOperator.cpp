@@ -13,6 +13,8 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <optional>
+#include <typeinfo>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
@@ -87,13 +89,16 @@ struct Batch {
 };
 
 // Writes tetrahedra into a container, in two steps: the points one after another, since each looks for one at
-// its position, and then the triangles on any threads.
+// its position, and then the triangles on any threads. A container of a derived class is asked to add each
+// triangle itself, in the first step.
 class FaceWriter {
 public:
     FaceWriter(MStlBase& stl, std::uint64_t triangles, MSurfaceOrigins* origins)
         : m_stl(stl)
-        , m_record(origins, stl)
-        , m_triangles(stl, triangles) {}
+        , m_record(origins, stl) {
+        if (typeid(stl) == typeid(MStlBase))
+            m_triangles.emplace(stl, triangles);
+    }
 
     // Gives a batch its points. What is read to find a point at a position, which may lie anywhere in memory,
     // is fetched some time before.
@@ -113,15 +118,16 @@ public:
     // Makes the triangles of a batch that has its points, and empties it.
     void MakeTriangles(Batch& batch) noexcept {
         std::uint64_t number = batch.first_triangle;
-        for (std::size_t i = 0; i < batch.tetrahedra.size(); ++i)
+        for (std::size_t i = 0; m_triangles && i < batch.tetrahedra.size(); ++i)
             for (std::size_t face = 0; face < 4; ++face)
-                m_triangles.Make(number++, CornersOf(face, batch.points[i]),
-                                 batch.tetrahedra[i].normals[face]);
+                m_triangles->Make(number++, CornersOf(face, batch.points[i]),
+                                  batch.tetrahedra[i].normals[face]);
         batch.tetrahedra.clear();
     }
     // To be called after the last one.
     void Finish() {
-        m_triangles.Finish();
+        if (m_triangles)
+            m_triangles->Finish();
         m_record.Finish();
     }
 
@@ -147,7 +153,12 @@ private:
                 m_record.AddPoint(*points[i], tetrahedron.element->GetNode(i)->GetIndex());
         }
         for (std::size_t face = 0; face < 4; ++face) {
-            m_triangles.EnterInLists(m_added++, CornersOf(face, points));
+            auto const corners = CornersOf(face, points);
+            if (m_triangles)
+                m_triangles->EnterInLists(m_added++, corners);
+            else
+                m_stl.AddTriangle(corners[0], corners[1], corners[2], nullptr)
+                    ->SetNormalFloat(tetrahedron.normals[face]);
             auto const& corner = Descriptor::descr_triangle_point_ORIENTED[face];
             m_record.AddTriangle(tetrahedron.index, tetrahedron.element->GetNodeCount(),
                                  1U << corner[0] | 1U << corner[1] | 1U << corner[2]);
@@ -156,8 +167,8 @@ private:
 
     MStlBase& m_stl;
     SurfaceRecord m_record;
-    MStlNewTriangles m_triangles;
-    std::uint64_t m_added = 0; // triangles with points
+    std::optional<MStlNewTriangles> m_triangles;
+    std::uint64_t m_added = 0; // those of them that have points
 };
 
 } // namespace
