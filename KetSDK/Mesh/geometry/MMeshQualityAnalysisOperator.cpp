@@ -98,21 +98,20 @@ template <typename Visit>
 void ForEachPair(Block const& block, Visit const& visit) {
     static_assert(StepSize % 2 == 0);
     MMeshElement const* waiting = nullptr;
-    block.mesh.Elements().ForEachWithNodes(block.first, block.last,
-                                           [&](MMeshElement const& e, std::uint64_t number) {
-                                               if (!waiting) {
-                                                   waiting = &e;
-                                                   if (number + 1 < block.last)
-                                                       return;
-                                               }
-                                               std::uint64_t const i = (number - block.first) / 2 * 2;
-                                               Corners const a(*waiting);
-                                               Corners const b(e);
-                                               visit({{PositionsOf(a[0], b[0]), PositionsOf(a[1], b[1]),
-                                                       PositionsOf(a[2], b[2]), PositionsOf(a[3], b[3])}},
-                                                     static_cast<std::size_t>(i));
-                                               waiting = nullptr;
-                                           });
+    auto const take = [&](MMeshElement const& e, std::uint64_t number) {
+        if (!waiting) {
+            waiting = &e;
+            if (number + 1 < block.last)
+                return;
+        }
+        Corners const a(*waiting);
+        Corners const b(e);
+        visit({{PositionsOf(a[0], b[0]), PositionsOf(a[1], b[1]), PositionsOf(a[2], b[2]),
+                PositionsOf(a[3], b[3])}},
+              static_cast<std::size_t>((number - block.first) / 2 * 2));
+        waiting = nullptr;
+    };
+    block.mesh.Elements().ForEachWithNodes(block.first, block.last, take);
 }
 
 void StorePair(Detail::DoublePair pair, double* values) {
