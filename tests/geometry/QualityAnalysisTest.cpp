@@ -120,7 +120,7 @@ void FillWithFaultyElements(MMeshBase& mesh) {
         for (MMeshPoint*& node : nodes)
             node = mesh.AddPoint(TestMeshes::Unit * coordinate(random), TestMeshes::Unit * coordinate(random),
                                  TestMeshes::Unit * coordinate(random));
-        mesh.AddElement(static_cast<unsigned char>(nodes.size()), nodes.data());
+        mesh.AddElement(static_cast<char>(nodes.size()), nodes.data());
     }
 }
 
