@@ -1,9 +1,9 @@
 # SPDX-License-Identifier: BSD-3-Clause
 # Sourced by test.sh: the tests of parallel work under the thread sanitizer.
 
-# The one place where tasks start, and every user of it in the library.
+# The one place where tasks start and every user of it in the library, and memory that goes from thread to thread.
 parallel_tests=(test_platform test_operators)
-parallel_filter="ParallelWork.*:*/ParallelRuns.*"
+parallel_filter="LargePages.*:ParallelWork.*:*/ParallelRuns.*"
 
 # origin_of PACKAGE: the address, the suite and the component that a package is installed from.
 origin_of() {
