@@ -33,7 +33,7 @@ void FreePages(void* memory) noexcept {
     ::operator delete(memory, std::align_val_t(LargePage));
 }
 
-// The address sanitizer would not see who uses a piece that he has freed.
+// The address sanitizer would not see that a freed piece is used, if it were kept.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define KETSDK_UNDER_ADDRESS_SANITIZER

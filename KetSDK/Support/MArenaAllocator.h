@@ -11,9 +11,10 @@
 namespace KetSDK::Support {
 
 // Memory for blocks of a large container, cut from chunks that grow with it. Chunks of several megabytes ask
-// the system for large pages, since it takes longer to hand out memory in small pages than to fill it. At
-// most a quarter of the memory waits for blocks to come. Blocks that are given back are used again, those of
-// the size that came back first; all memory goes with the arena. Used by one thread at a time.
+// the system for large pages, since it takes longer to hand out memory in small pages than to fill it. No
+// more than a quarter of the memory waits for blocks to come, or one large page, but for blocks that were
+// told of. Blocks that are given back are used again, those of the size that came back first; all memory goes
+// with the arena. Used by one thread at a time.
 class KETSDK_SUPPORT_API MArena {
 public:
     MArena() = default;

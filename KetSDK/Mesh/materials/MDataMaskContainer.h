@@ -39,12 +39,8 @@ public:
             MakeRoom(CapacityWith(count - m_free_count));
         for (; count > 0 && m_free_count > 0; --count)
             RegisterMaskObject(next());
-        for (std::uint64_t index = GetNewIDs(count); count > 0; --count, ++index) {
-            T& object = next();
-            object.SetMaskIndex(index);
-            if (m_keep_objects)
-                m_objects[index] = &object;
-        }
+        for (std::uint64_t index = GetNewIDs(count); count > 0; --count, ++index)
+            Enter(next(), index);
     }
     // The indices of many new objects, in order.
     class NewIndices {
@@ -69,6 +65,7 @@ public:
             m_objects[index] = &object;
     }
     // Registers many objects on several threads when parallel; at(i) is object i of them, on any thread.
+    // Unlike HandOut it needs no memory of its own where the masks have room.
     template <typename At>
     void RegisterMaskObjectsAt(std::uint64_t count, bool parallel, At const& at) {
         std::uint64_t const reused = count < m_free_count ? count : m_free_count;

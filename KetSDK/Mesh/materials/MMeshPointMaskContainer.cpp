@@ -89,7 +89,8 @@ struct MMeshPointMaskContainer::NeighbourMask {
     NeighbourMask& operator=(NeighbourMask const&) = delete;
     ~NeighbourMask() {
         for (MMeshTriangleIterator* const iterator : iterators)
-            iterator->~MMeshTriangleIterator();
+            if (iterator) // else memory ran out before all were made
+                iterator->~MMeshTriangleIterator();
     }
 
     // Makes the iterators, one behind the other.

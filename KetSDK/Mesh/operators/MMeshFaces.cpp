@@ -87,12 +87,11 @@ std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh) {
 
 std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh) {
     Detail::DisjointSets bodies(static_cast<std::size_t>(mesh.NumberOfElements()));
-    auto const all_in_one = [](MMeshElement const&) { return 0; };
     auto const join = [&bodies](std::uint32_t a, std::uint32_t b) { bodies.Join(a, b); };
     if (Detail::HasTrianglesOnly(mesh.Elements()))
-        FaceMatcher<false>(mesh, false, all_in_one).ForEachConnectionAtOnce(join);
+        FaceMatcher<false>(mesh, false, Detail::OneGroup()).ForEachConnectionAtOnce(join);
     else
-        FaceMatcher<true>(mesh, false, all_in_one).ForEachConnectionAtOnce(join);
+        FaceMatcher<true>(mesh, false, Detail::OneGroup()).ForEachConnectionAtOnce(join);
     std::vector<std::uint32_t> first_of(static_cast<std::size_t>(mesh.NumberOfElements()));
     for (std::uint32_t i = 0; i < first_of.size(); ++i)
         first_of[i] = bodies.FirstOf(i);

@@ -120,7 +120,7 @@ private:
 // begins: a face can be crossed one way only, or more than two elements have it.
 std::optional<DisjointSets> FindRegions(MMeshBase& mesh, MMeshCorrespondenceMapperBase& mapper,
                                         FarFromSurface const& is_far, bool parallel) {
-    FaceMatcher<false> matcher(mesh, parallel, [](MMeshElement const&) { return 0; });
+    FaceMatcher<false> matcher(mesh, parallel, OneGroup());
     DisjointSets regions(static_cast<std::size_t>(mesh.NumberOfElements()), parallel);
     std::atomic<bool> one_way = !matcher.CollapsedFaces().empty();
     auto const crosses = [&](std::uint32_t from, std::uint32_t to) {

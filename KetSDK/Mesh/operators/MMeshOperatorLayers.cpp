@@ -42,7 +42,7 @@ private:
 template <bool WithQuadrilaterals>
 void AddNodesOfBoundaryFaces(MMeshBase const& mesh, bool parallel, NodeSet& nodes) {
     // All elements are of one group: what is visited are the faces without a neighbour.
-    FaceMatcher<WithQuadrilaterals> matcher(mesh, parallel, [](MMeshElement const&) { return 0; });
+    FaceMatcher<WithQuadrilaterals> matcher(mesh, parallel, OneGroup());
     matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
         MMeshElement const& e = *mesh.GetElement(element);
         ElementFace const& corners = FacesOfElement(e.GetNodeCount())[face];

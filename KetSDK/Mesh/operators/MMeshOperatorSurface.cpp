@@ -140,7 +140,7 @@ bool MMeshOperatorSurface::Operate() {
         return false;
     Triangles const triangles = settings && settings->GetInterfacesAreBoundary()
                                     ? BoundaryOf(*mesh, GetParallel(), SubVolumeIDs(*mesh))
-                                    : BoundaryOf(*mesh, GetParallel(), [](MMeshElement const&) { return 0; });
+                                    : BoundaryOf(*mesh, GetParallel(), OneGroup());
     MMeshElementMaskContainer& masks = *mesh->GetElementMasks();
     masks.ReleaseSurfaceMask();
     MDataMask<MMeshElement, MMeshSurfaceTriangleList>& lists = *masks.GetSurfaceMask();

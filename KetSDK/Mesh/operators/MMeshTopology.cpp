@@ -106,7 +106,7 @@ std::uint64_t CountDuplicates(MMeshBase const& mesh, std::vector<Number> const& 
 template <bool WithQuadrilaterals>
 void LookAtFaces(MMeshBase const& mesh, bool parallel, MMeshTopology& topology) {
     DisjointSets parts(static_cast<std::size_t>(mesh.NumberOfElements()), parallel);
-    FaceMatcher<WithQuadrilaterals> matcher(mesh, parallel, [](MMeshElement const&) { return 0; });
+    FaceMatcher<WithQuadrilaterals> matcher(mesh, parallel, OneGroup());
     std::atomic<std::uint64_t> faces_of_three = 0;
     matcher.ForEachFaceAtOnce([&](std::span<Number const> elements) {
         if (elements.size() > 2)

@@ -32,6 +32,11 @@ inline bool HasTetrahedraOnly(MMeshElementContainer const& elements) {
         elements, [](MMeshElement const& e) { return e.GetNodeCount() == 4 || e.GetNodeCount() == 10; });
 }
 
+// Makes one group of all elements, for whoever asks where the mesh ends or which elements are connected.
+struct OneGroup {
+    int operator()(MMeshElement const&) const noexcept { return 0; }
+};
+
 // Finds the faces at which a mesh ends or at which elements of two groups meet, or else those at which
 // elements of one group meet. Takes elements of every kind.
 //
