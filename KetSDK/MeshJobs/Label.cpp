@@ -54,9 +54,10 @@ void TakeRegions(Detail::ToTetrahedra const& tetrahedra, MMeshBase& mesh) {
     }
     mesh.ClearSubVolumes();
     mesh.SwapSubVolumes(sub_volumes);
-    std::size_t index = 0;
-    for (MMeshElement& e : mesh.Elements())
-        mesh.BeginSubVolume()[number_of[regions[index++]]]->IncludeElement(e);
+    std::vector<int> included(regions.size());
+    std::ranges::transform(regions, included.begin(),
+                           [&number_of](std::size_t region) { return number_of[region]; });
+    mesh.IncludeElements(included);
 }
 
 } // namespace

@@ -308,14 +308,9 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
 void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid, std::string const& labels) {
     Partition const partition = PartitionByLabels(LabelArray(grid, labels), mesh.NumberOfElements());
     mesh.ClearSubVolumes();
-    std::vector<MMeshSubVolume*> sub_volumes;
-    for (std::wstring const& name : partition.names) {
-        sub_volumes.push_back(mesh.AddSubVolume());
-        sub_volumes.back()->SetName(name);
-    }
-    auto index = partition.subvolume_of.begin();
-    for (MMeshElement& e : mesh.Elements())
-        sub_volumes[static_cast<std::size_t>(*index++)]->IncludeElement(e);
+    for (std::wstring const& name : partition.names)
+        mesh.AddSubVolume()->SetName(name);
+    mesh.IncludeElements(partition.subvolume_of);
 }
 
 void SetSubvolumesByLabels(MMeshBase& mesh, std::vector<MMeshArray> const& arrays,

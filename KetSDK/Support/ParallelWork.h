@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
+#include <mutex>
 #include <new>
 #include <utility>
 #include <vector>
@@ -69,6 +71,37 @@ bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& 
 // where no other step does.
 KETSDK_SUPPORT_API void ComputeSteps(WorkSteps const& steps,
                                      std::function<void(std::uint64_t, std::uint64_t)> const& compute);
+
+// Objects that steps of work use one after another, such as tables whose memory is used again: as many as
+// there are steps at the same time. A step finds in one whatever an earlier step has left.
+template <typename T>
+class Pool {
+public:
+    // Calls use(object) with an object that nobody else uses meanwhile.
+    template <typename Use>
+    void With(Use const& use) {
+        std::unique_ptr<T> object = Take();
+        use(*object);
+        std::lock_guard const lock(m_mutex);
+        m_free.push_back(std::move(object));
+    }
+
+private:
+    std::unique_ptr<T> Take() {
+        {
+            std::lock_guard const lock(m_mutex);
+            if (!m_free.empty()) {
+                std::unique_ptr<T> object = std::move(m_free.back());
+                m_free.pop_back();
+                return object;
+            }
+        }
+        return std::make_unique<T>();
+    }
+
+    std::mutex m_mutex;
+    std::vector<std::unique_ptr<T>> m_free;
+};
 
 // The same for what must not be left half done. Where there is no memory for the work of threads, the calling
 // thread does it all. So the function throws nothing, and may compute an item once more.

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <span>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 
@@ -62,6 +64,30 @@ TEST(SubVolume, CountsFollowIncludingMovingAndAdding) {
     main.IncludeElement(e);
     main.IncludeElement(e);
     EXPECT_EQ(main.GetNbElements(), 2u) << "including counts and does not look";
+}
+
+TEST(SubVolume, ManyElementsAreIncludedAtOnce) {
+    for (bool const parallel : {false, true}) {
+        MMeshBase mesh;
+        Divide(mesh);
+        mesh.ClearSubVolumes();
+        std::vector<int> index(48, 1);
+        EXPECT_THROW(mesh.IncludeElements(index, parallel), std::runtime_error) << "none is there";
+        mesh.AddSubVolume();
+        mesh.AddSubVolume();
+        EXPECT_THROW(mesh.IncludeElements(std::span(index).first(47), parallel), std::runtime_error);
+        for (int const wrong : {-1, 2}) {
+            index[47] = wrong;
+            EXPECT_THROW(mesh.IncludeElements(index, parallel), std::runtime_error);
+        }
+        EXPECT_EQ(mesh.BeginSubVolume()[1]->GetNbElements(), 0u);
+        index[47] = index[0] = index[20] = 0;
+        mesh.IncludeElements(index, parallel);
+        EXPECT_EQ(mesh.BeginSubVolume()[0]->GetNbElements(), 3u);
+        EXPECT_EQ(mesh.BeginSubVolume()[1]->GetNbElements(), 45u);
+        for (std::size_t i = 0; i < index.size(); ++i)
+            EXPECT_EQ(mesh.GetSubVolume(*mesh.GetElement(i)), mesh.BeginSubVolume()[index[i]].get());
+    }
 }
 
 TEST(SubVolume, EmptyOnesAreRemovedAndTheRestRenumbered) {

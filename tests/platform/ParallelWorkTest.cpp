@@ -146,6 +146,26 @@ TEST(ParallelWork, WhatIsOnlyComputedIsComputedOnce) {
     InACancelledTask(count);
 }
 
+TEST(ParallelWork, NoTwoStepsUseAnObjectOfThePoolAtOnce) {
+    struct Counted {
+        int users = 0;
+        std::uint64_t uses = 0;
+    };
+    OnThreads([] {
+        Pool<Counted> pool;
+        std::atomic<std::uint64_t> new_objects = 0;
+        ComputeSteps({.items = 1000, .parallel = true}, [&](std::uint64_t, std::uint64_t) {
+            pool.With([&](Counted& object) {
+                EXPECT_EQ(++object.users, 1);
+                new_objects += object.uses++ == 0;
+                std::this_thread::yield();
+                --object.users;
+            });
+        });
+        EXPECT_LE(new_objects, NumberOfThreads());
+    });
+}
+
 TEST(ParallelWork, AlgorithmsApartFinishWhateverIsCancelledAround) {
     InACancelledTask([] {
         std::vector<int> values(100000);

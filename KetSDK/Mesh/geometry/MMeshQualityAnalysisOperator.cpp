@@ -11,6 +11,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
+#include <KetSDK/Mesh/mesh/detail/AllElements.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
@@ -435,7 +436,8 @@ bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
     using Values = std::array<double, StepSize>;
     Evaluator const evaluate = m_curved_volumes && IsVolume(m_metric) ? CurvedVolume : EvaluatorOf(m_metric);
-    bool const has_solids = m_every_kind && std::ranges::any_of(mesh.Elements(), IsSolid);
+    bool const has_solids =
+        m_every_kind && !Detail::AllElements(mesh.Elements(), GetParallel(), std::not_fn(IsSolid));
     auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
         evaluate({mesh, first, last}, values.data());
         if (has_solids)

@@ -350,6 +350,21 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
         GetMainSubVolume()->Count(static_cast<unsigned int>(count));
 }
 
+void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel) {
+    if (sub_volumes.size() != m_elements->GetNumElements() ||
+        (!sub_volumes.empty() && LargestOf(sub_volumes) >= m_subvolumes.size()))
+        throw std::runtime_error("invalid state");
+    MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
+    KetSDK::Support::ComputeStepsSafely(
+        {.items = sub_volumes.size(), .step = 16384, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i)
+                numbers.SetValue(*GetElement(i),
+                                 m_subvolumes[static_cast<std::size_t>(sub_volumes[i])]->GetID());
+        });
+    CountElements(sub_volumes);
+}
+
 void MMeshBase::CountElements(std::span<int const> sub_volumes) {
     int last = -1; // neighbours in the list mostly share a sub-volume
     unsigned int run = 0;

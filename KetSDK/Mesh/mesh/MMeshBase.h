@@ -115,6 +115,10 @@ public:
     // of a node or sub-volume that is not there and for arrays that do not fit together. Then, and out of
     // memory, the mesh is as it was.
     void AddElements(MMeshElementArrays const& elements, bool parallel = false);
+    // Makes element i a member of the sub-volume at index sub_volumes[i] of the list: what IncludeElement for
+    // one after another does. Throws std::runtime_error("invalid state") for another number of indices than
+    // of elements and for an index that is not there. Then, and out of memory, all is as it was.
+    void IncludeElements(std::span<int const> sub_volumes, bool parallel = false);
     MMeshElement* GetElement(std::uint64_t i) noexcept { return m_elements->GetElementPtrAt(i); }
     MMeshElement const* GetElement(std::uint64_t i) const noexcept {
         return static_cast<MMeshElementContainer const&>(*m_elements).GetElementPtrAt(i);

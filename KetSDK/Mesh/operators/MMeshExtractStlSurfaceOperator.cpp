@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 
+#include <KetSDK/Mesh/correspondence/detail/ParallelSort.h>
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
@@ -59,7 +60,8 @@ std::vector<TakenFace> FindFaces(MMeshBase& mesh, bool interfaces, bool parallel
             take(element, face, ids(*e), neighbour ? ids(*neighbour) : Exterior, neighbour != nullptr);
         }
     }
-    std::ranges::sort(faces, {}, &TakenFace::Position);
+    Sort(
+        faces, [](TakenFace const& a, TakenFace const& b) { return a.Position() < b.Position(); }, parallel);
     return faces;
 }
 
@@ -163,7 +165,7 @@ bool MMeshExtractStlSurfaceOperator::Operate() {
         m_stl = new MStlBase;
     mesh->GetNeighborsInfo()->Enable(GetParallel());
 
-    std::vector<TakenFace> const faces = HasTrianglesOnly(mesh->Elements())
+    std::vector<TakenFace> const faces = HasTrianglesOnly(mesh->Elements(), GetParallel())
                                              ? FindFaces<false>(*mesh, m_extract_interfaces, GetParallel())
                                              : FindFaces<true>(*mesh, m_extract_interfaces, GetParallel());
     SurfaceWriter writer(*m_stl, *mesh, m_origins, m_curved);

@@ -81,14 +81,14 @@ FaceNodes const& NodesOfFace(unsigned char n, std::uint8_t face) {
 }
 
 std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh) {
-    return Detail::HasTrianglesOnly(mesh.Elements()) ? CollectBoundaryFaces<false>(mesh)
-                                                     : CollectBoundaryFaces<true>(mesh);
+    return Detail::HasTrianglesOnly(mesh.Elements(), false) ? CollectBoundaryFaces<false>(mesh)
+                                                            : CollectBoundaryFaces<true>(mesh);
 }
 
 std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh) {
     Detail::DisjointSets bodies(static_cast<std::size_t>(mesh.NumberOfElements()));
     auto const join = [&bodies](std::uint32_t a, std::uint32_t b) { bodies.Join(a, b); };
-    if (Detail::HasTrianglesOnly(mesh.Elements()))
+    if (Detail::HasTrianglesOnly(mesh.Elements(), false))
         FaceMatcher<false>(mesh, false, Detail::OneGroup()).ForEachConnectionAtOnce(join);
     else
         FaceMatcher<true>(mesh, false, Detail::OneGroup()).ForEachConnectionAtOnce(join);

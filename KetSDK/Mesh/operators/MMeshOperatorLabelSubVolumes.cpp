@@ -41,7 +41,7 @@ public:
     NeighborTable(MMeshBase& mesh, bool parallel)
         : m_numbers(static_cast<std::size_t>(mesh.NumberOfElements()),
                     {NoElement, NoElement, NoElement, NoElement}) {
-        if (HasTetrahedraOnly(mesh.Elements()))
+        if (HasTetrahedraOnly(mesh.Elements(), parallel))
             MatchFaces(mesh, parallel);
         else
             Ask(mesh);
@@ -169,12 +169,10 @@ public:
     }
 
     // Marks and labels the elements of the region.
-    void Label(MDataMask<MMeshElement, bool>& visited, MDataMask<MMeshElement, int>& labels,
-               int label) const {
+    void Label(MDataMask<MMeshElement, bool>& visited, std::span<int> labels, int label) const {
         for (std::uint32_t const number : m_region) {
-            MMeshElement const& e = *m_mesh.GetElement(number);
-            visited.SetValue(e, true);
-            labels.SetValue(e, label);
+            visited.SetValue(*m_mesh.GetElement(number), true);
+            labels[number] = label;
         }
     }
 
@@ -237,14 +235,11 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
     KetSDK::Common::IncrementalProgressReporter reporter(
         m_progress, "Label sub volumes", static_cast<std::uint64_t>(mesh->NumberOfElements()) / 1000, true);
     mesh->GetNeighborsInfo()->Enable(GetParallel());
-    MDataMask<MMeshElement, bool> visited;
-    MDataMask<MMeshElement, int> labels;
-    mesh->GetElementMasks()->RegisterMask(&visited);
-    mesh->GetElementMasks()->RegisterMask(&labels);
     m_regions = 0;
     // Without a slot in the masks an element can be neither visited nor labelled.
-    auto const has_slot = [&visited](MMeshElement const& e) { return e.GetMaskIndex() < visited.GetSize(); };
-    if (!std::ranges::all_of(mesh->Elements(), has_slot))
+    std::uint64_t const slots = mesh->GetElementMasks()->GetCapacity();
+    auto const has_slot = [slots](MMeshElement const& e) { return e.GetMaskIndex() < slots; };
+    if (!AllElements(mesh->Elements(), GetParallel(), has_slot))
         return false;
     if (!mapper->IsMapped())
         mapper->Map();
@@ -252,18 +247,21 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
     MMeshCorrespondenceMapperBase* const own = mapper->IsMapped() ? OwnMapper(*mapper) : nullptr;
     FarFromSurface const is_far(*mesh, own, GetParallel());
     std::optional<DisjointSets> regions;
-    if (own && HasTetrahedraOnly(mesh->Elements()))
+    if (own && HasTetrahedraOnly(mesh->Elements(), GetParallel()))
         regions = FindRegions(*mesh, *own, is_far, GetParallel());
+    Labels labels(static_cast<std::size_t>(mesh->NumberOfElements()));
     if (regions) {
         if (!LabelAtOnce(*regions, labels, reporter))
             return false;
     } else {
+        MDataMask<MMeshElement, bool> visited;
+        mesh->GetElementMasks()->RegisterMask(&visited);
         Filling filling(*mesh, GetParallel(), *mapper, is_far, reporter);
         while (MMeshElement* const seed = _FindSeed(visited)) {
             ++m_regions;
             if (!filling.Fill(*seed))
                 return false;
-            filling.Label(visited, labels, m_regions);
+            filling.Label(visited, labels, m_regions - 1);
         }
     }
     RebuildSubVolumes(labels);
@@ -273,18 +271,16 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
 
 // Numbers the regions by their first elements, as the walk comes upon them. It counts the elements that the
 // walk appends, and looks at the delegate as often. False when the user cancelled.
-bool MMeshOperatorLabelSubVolumes::LabelAtOnce(DisjointSets& regions, MDataMask<MMeshElement, int>& labels,
+bool MMeshOperatorLabelSubVolumes::LabelAtOnce(DisjointSets& regions, Labels& labels,
                                                KetSDK::Common::IncrementalProgressReporter& reporter) {
-    MMeshBase const& mesh = *GetMesh();
-    std::vector<int> label_of(static_cast<std::size_t>(mesh.NumberOfElements()));
     std::vector<std::uint64_t> sizes;
-    for (std::uint32_t i = 0; i < label_of.size(); ++i) {
-        std::uint32_t const first = regions.FirstOf(i);
-        if (first == i)
+    regions.ForEachRun([&](std::uint32_t first, std::size_t begin, std::size_t end) {
+        if (first == begin) {
+            labels[first] = static_cast<int>(sizes.size());
             sizes.push_back(0);
-        label_of[i] = first == i ? static_cast<int>(sizes.size()) : label_of[first];
-        ++sizes[static_cast<std::size_t>(label_of[i]) - 1];
-    }
+        }
+        sizes[static_cast<std::size_t>(labels[first])] += end - begin;
+    });
     std::uint64_t appended = 0; // through faces, since the last look at the delegate
     for (std::uint64_t const size : sizes) {
         ++m_regions;
@@ -294,10 +290,12 @@ bool MMeshOperatorLabelSubVolumes::LabelAtOnce(DisjointSets& regions, MDataMask<
             ++reporter;
         }
     }
-    ComputeSteps({.items = label_of.size(), .step = 8192, .parallel = GetParallel()},
+    std::span<std::uint32_t const> const first_of = regions.FirstOfEach();
+    ComputeSteps({.items = labels.size(), .step = 16384, .parallel = GetParallel()},
                  [&](std::uint64_t first, std::uint64_t last) {
-                     for (std::uint64_t i = first; i < last; ++i)
-                         labels.SetValue(*mesh.Elements().GetElementPtrAt(i), label_of[i]);
+                     for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                         if (first_of[i] != i)
+                             labels[i] = labels[first_of[i]];
                  });
     return true;
 }
@@ -309,7 +307,7 @@ MMeshElement* MMeshOperatorLabelSubVolumes::_FindSeed(MDataMask<MMeshElement, bo
     return nullptr;
 }
 
-void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels) {
+void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(Labels const& labels) {
     MMeshBase& mesh = *GetMesh();
     // What can run out of memory comes first. Labels follow one another as the first elements of regions do.
     mesh.GetElementMasks()->GetSubvolumeMask();
@@ -318,6 +316,5 @@ void MMeshOperatorLabelSubVolumes::RebuildSubVolumes(MDataMask<MMeshElement, int
         sub_volumes.push_back(std::make_shared<MMeshSubVolume>(&mesh, region));
     mesh.ClearSubVolumes();
     mesh.SwapSubVolumes(sub_volumes);
-    for (MMeshElement& e : mesh.Elements())
-        mesh.BeginSubVolume()[labels.GetValue(e) - 1]->IncludeElement(e);
+    mesh.IncludeElements(labels, GetParallel());
 }

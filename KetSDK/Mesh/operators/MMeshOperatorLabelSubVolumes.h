@@ -6,9 +6,11 @@
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshOperator.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <memory>
 #include <utility>
+#include <vector>
 
 class MStlBase;
 
@@ -53,12 +55,14 @@ public:
 
 private:
     class Filling;
+    // The region of each element, from 0.
+    using Labels = std::vector<int, KetSDK::Support::MUninitializedAllocator<int>>;
 
     // The first element in mesh order that is not visited; null when all are. Begins anew each time.
     MMeshElement* _FindSeed(MDataMask<MMeshElement, bool>& visited);
-    bool LabelAtOnce(KetSDK::Mesh::Detail::DisjointSets& regions, MDataMask<MMeshElement, int>& labels,
+    bool LabelAtOnce(KetSDK::Mesh::Detail::DisjointSets& regions, Labels& labels,
                      KetSDK::Common::IncrementalProgressReporter& reporter);
-    void RebuildSubVolumes(MDataMask<MMeshElement, int> const& labels);
+    void RebuildSubVolumes(Labels const& labels);
 
     MStlBase* m_stl = nullptr;
     int m_regions = 0;

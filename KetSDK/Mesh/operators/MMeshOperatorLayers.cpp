@@ -53,7 +53,7 @@ void AddNodesOfBoundaryFaces(MMeshBase const& mesh, bool parallel, NodeSet& node
 
 NodeSet NodesOnBoundary(MMeshBase const& mesh, bool parallel) {
     NodeSet nodes(mesh);
-    if (HasTrianglesOnly(mesh.Elements()))
+    if (HasTrianglesOnly(mesh.Elements(), parallel))
         AddNodesOfBoundaryFaces<false>(mesh, parallel, nodes);
     else
         AddNodesOfBoundaryFaces<true>(mesh, parallel, nodes);

@@ -44,8 +44,8 @@ FaceBits FindFaces(MMeshBase const& mesh, bool parallel, Group const& group) {
 
 template <typename Group>
 FaceBits FindFaces(MMeshBase const& mesh, bool parallel, Group const& group) {
-    return HasTrianglesOnly(mesh.Elements()) ? FindFaces<false>(mesh, parallel, group)
-                                             : FindFaces<true>(mesh, parallel, group);
+    return HasTrianglesOnly(mesh.Elements(), parallel) ? FindFaces<false>(mesh, parallel, group)
+                                                       : FindFaces<true>(mesh, parallel, group);
 }
 
 bool LiesOnOneOf(FaceBits::value_type faces, unsigned char n, NodeBits triangle) {
@@ -124,7 +124,7 @@ Triangles BoundaryOf(MMeshBase& mesh, bool parallel, Group const& group) {
     MMeshElementContainer const& elements = mesh.Elements();
     Triangles triangles = TrianglesOf(mesh, FindFaces(mesh, parallel, group), parallel);
     unsigned char const kind = elements.begin()->GetNodeCount();
-    if (!std::ranges::all_of(elements, [kind](MMeshElement const& e) { return e.GetNodeCount() == kind; }))
+    if (!AllElements(elements, parallel, [kind](MMeshElement const& e) { return e.GetNodeCount() == kind; }))
         RemoveShared(triangles, elements, group);
     return triangles;
 }

@@ -275,7 +275,7 @@ MMeshProjectTetOnStlOperator::~MMeshProjectTetOnStlOperator() = default;
 std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
     std::vector<MMeshPoint*> nodes;
     MMeshBase* const mesh = GetMesh();
-    if (!mesh || !HasTetrahedraOnly(mesh->Elements()))
+    if (!mesh || !HasTetrahedraOnly(mesh->Elements(), GetParallel()))
         return nodes;
     std::vector<char> on_face(static_cast<std::size_t>(mesh->NumberOfPoints()), 0);
     SubVolumeIDs const ids(*mesh);
@@ -311,7 +311,7 @@ bool MMeshProjectTetOnStlOperator::Operate() {
 bool MMeshProjectTetOnStlOperator::CanRun() {
     return GetMesh() && m_stl && m_stl->NumberOfTriangles() > 0 && std::isfinite(m_distance) &&
            m_distance >= 0.0 && m_min_quality >= 0.0 && m_min_quality <= 1.0 &&
-           HasTetrahedraOnly(GetMesh()->Elements());
+           HasTetrahedraOnly(GetMesh()->Elements(), GetParallel());
 }
 
 std::vector<MMeshProjectTetOnStlOperator::Move>

@@ -8,7 +8,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,7 +33,7 @@ void Connect(MMeshBase const& mesh, bool parallel, DisjointSets& components) {
 
 DisjointSets FindComponents(MMeshBase const& mesh, bool parallel) {
     DisjointSets components(static_cast<std::size_t>(mesh.NumberOfElements()), parallel);
-    if (HasTrianglesOnly(mesh.Elements()))
+    if (HasTrianglesOnly(mesh.Elements(), parallel))
         Connect<false>(mesh, parallel, components);
     else
         Connect<true>(mesh, parallel, components);
@@ -46,8 +48,8 @@ using Component = std::pair<Number, std::uint64_t>;
 std::map<MMeshSubVolume*, std::vector<Component>>
 ComponentsOf(MMeshBase& mesh, DisjointSets& components, std::set<MMeshSubVolume const*> const& sub_volumes) {
     std::vector<std::uint64_t> sizes(static_cast<std::size_t>(mesh.NumberOfElements()), 0);
-    for (std::size_t i = 0; i < sizes.size(); ++i)
-        ++sizes[components.FirstOf(static_cast<Number>(i))];
+    components.ForEachRun(
+        [&sizes](Number component, std::size_t begin, std::size_t end) { sizes[component] += end - begin; });
     std::map<MMeshSubVolume*, std::vector<Component>> components_of;
     for (std::size_t i = 0; i < sizes.size(); ++i)
         if (MMeshSubVolume* const sub_volume =
@@ -84,10 +86,13 @@ bool MMeshSplitVolumesOperator::Operate() {
             target[found->second[k].first] = split;
         }
     }
-    Number number = 0;
-    for (MMeshElement& e : mesh->Elements())
-        if (MMeshSubVolume* const split = target[components.FirstOf(number++)])
+    components.ForEachRun([&](Number component, std::size_t begin, std::size_t end) {
+        MMeshSubVolume* const split = target[component];
+        for (std::size_t i = begin; split && i < end; ++i) {
+            MMeshElement& e = *mesh->GetElement(i);
             mesh->GetSubVolume(e)->MoveElement(e, split);
+        }
+    });
     m_nb_new = mesh->NumberOfSubVolumes() - listed;
     return true;
 }

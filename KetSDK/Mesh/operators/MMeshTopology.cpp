@@ -129,7 +129,7 @@ MMeshTopology AnalyzeTopology(MMeshBase const& mesh, bool parallel) {
     topology.duplicate_elements = CountDuplicates(mesh, position_of, parallel);
     std::vector<bool> const used = FindUsedNodes(mesh);
     topology.unused_nodes = static_cast<std::uint64_t>(std::count(used.begin(), used.end(), false));
-    if (HasTrianglesOnly(mesh.Elements()))
+    if (HasTrianglesOnly(mesh.Elements(), parallel))
         LookAtFaces<false>(mesh, parallel, topology);
     else
         LookAtFaces<true>(mesh, parallel, topology);

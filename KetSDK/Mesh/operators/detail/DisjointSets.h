@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/Support/MArenaAllocator.h>
+#include <KetSDK/Support/ParallelWork.h>
+
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -19,7 +22,10 @@ public:
     explicit DisjointSets(std::size_t size, bool parallel = false)
         : m_parallel(parallel)
         , m_first(size) {
-        std::iota(m_first.begin(), m_first.end(), Number{0});
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i)
+                m_first[static_cast<std::size_t>(i)] = static_cast<Number>(i);
+        });
     }
 
     // The smallest number of the set that one is in.
@@ -54,6 +60,28 @@ public:
                 return;
         }
     }
+    // The smallest number of the set that each is in. Valid until sets are joined.
+    std::span<Number const> FirstOfEach() {
+        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i)
+                std::atomic_ref(m_first[static_cast<std::size_t>(i)])
+                    .store(FirstOf(static_cast<Number>(i)), std::memory_order_relaxed);
+        });
+        return m_first;
+    }
+    // Calls visit(first, begin, end) for runs of numbers of one set, by the smallest in it: neighbours mostly
+    // share a set.
+    template <typename Visit>
+    void ForEachRun(Visit const& visit) {
+        std::span<Number const> const first_of = FirstOfEach();
+        for (std::size_t begin = 0; begin < first_of.size();) {
+            std::size_t end = begin + 1;
+            while (end < first_of.size() && first_of[end] == first_of[begin])
+                ++end;
+            visit(first_of[begin], begin, end);
+            begin = end;
+        }
+    }
     std::uint64_t CountSets() const noexcept {
         std::uint64_t count = 0;
         for (std::size_t i = 0; i < m_first.size(); ++i)
@@ -62,12 +90,16 @@ public:
     }
 
 private:
+    Support::WorkSteps Steps() const noexcept {
+        return {.items = m_first.size(), .step = 16384, .parallel = m_parallel};
+    }
     Number Load(Number number) noexcept {
         return std::atomic_ref(m_first[number]).load(std::memory_order_relaxed);
     }
 
     bool m_parallel;
-    std::vector<Number> m_first; // a number of the same set that is no larger
+    // A number of the same set that is no larger.
+    std::vector<Number, Support::MUninitializedAllocator<Number>> m_first;
 };
 
 } // namespace KetSDK::Mesh::Detail

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
+#include <KetSDK/Mesh/mesh/detail/AllElements.h>
 #include <KetSDK/Mesh/operators/detail/ElementFaces.h>
 #include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MHash.h>
@@ -21,15 +22,15 @@
 namespace KetSDK::Mesh::Detail {
 
 // Whether all faces are triangles, so that the smaller matcher will do.
-inline bool HasTrianglesOnly(MMeshElementContainer const& elements) {
-    return std::ranges::all_of(elements, [](MMeshElement const& e) {
+inline bool HasTrianglesOnly(MMeshElementContainer const& elements, bool parallel) {
+    return AllElements(elements, parallel, [](MMeshElement const& e) {
         return MMeshElementDescriptor::GetNumSimpleNodes(e.GetNodeCount()) <= 4;
     });
 }
 
-inline bool HasTetrahedraOnly(MMeshElementContainer const& elements) {
-    return std::ranges::all_of(
-        elements, [](MMeshElement const& e) { return e.GetNodeCount() == 4 || e.GetNodeCount() == 10; });
+inline bool HasTetrahedraOnly(MMeshElementContainer const& elements, bool parallel) {
+    return AllElements(elements, parallel,
+                       [](MMeshElement const& e) { return e.GetNodeCount() == 4 || e.GetNodeCount() == 10; });
 }
 
 // Makes one group of all elements, for whoever asks where the mesh ends or which elements are connected.
@@ -75,19 +76,16 @@ public:
     // one of lowest address that is not the element itself.
     template <typename Visit>
     void ForEachBoundaryFace(Visit const& visit) {
-        struct Found : Table {
-            std::vector<BoundaryFace> faces;
-        };
+        using Found = std::vector<BoundaryFace>;
         auto const match = [this](std::uint64_t first, std::uint64_t last, Found& found) {
-            found.faces.clear();
+            found.clear();
             auto const keep = [&found](Number element, std::uint32_t face, int group, int other, bool has) {
-                found.faces.push_back({element, face, group, other, has});
+                found.push_back({element, face, group, other, has});
             };
-            MatchBins(first, last, found,
-                      [this, &keep](Chain const& chain) { this->VisitChain(chain, keep); });
+            MatchBins(first, last, [this, &keep](Chain const& chain) { this->VisitChain(chain, keep); });
         };
         auto const hand_on = [&visit](std::uint64_t, std::uint64_t, Found const& found) {
-            for (BoundaryFace const& f : found.faces)
+            for (BoundaryFace const& f : found)
                 visit(f.element, f.face, f.group, f.other, f.has_neighbour);
             return true;
         };
@@ -322,35 +320,31 @@ private:
         piece.Add(bin, record);
     }
 
-    // Bins as steps of work: few at a time, since each takes a table of its own.
+    // Bins as steps of work.
     Support::WorkSteps Bins() const noexcept {
-        return {.items = m_elements.GetNumElements() > 0 ? m_bins : 0,
-                .parallel = m_parallel,
-                .window = 2 * Support::NumberOfThreads()};
+        return {.items = m_elements.GetNumElements() > 0 ? m_bins : 0, .parallel = m_parallel};
     }
 
     template <typename VisitChain>
     void ForEachChainAtOnce(VisitChain const& visit) {
-        Support::ComputeSteps<Table>(
-            Bins(),
-            [&](std::uint64_t first, std::uint64_t last, Table& table) {
-                MatchBins(first, last, table, visit);
-            },
-            [](std::uint64_t, std::uint64_t, Table const&) { return true; });
+        Support::ComputeSteps(
+            Bins(), [&](std::uint64_t first, std::uint64_t last) { MatchBins(first, last, visit); });
     }
 
     // Calls visit(chain) for all chains of the bins.
     template <typename Visit>
-    void MatchBins(std::uint64_t first, std::uint64_t last, Table& table, Visit const& visit) const {
-        for (auto bin = static_cast<std::size_t>(first); bin < last; ++bin) {
-            table.records.clear();
-            for (Piece const& piece : m_pieces)
-                if (!piece.bins.empty())
-                    piece.bins[bin].AppendTo(table.records);
-            LinkRecords(table);
-            for (std::uint32_t const i : table.chains)
-                visit(Chain{table, i});
-        }
+    void MatchBins(std::uint64_t first, std::uint64_t last, Visit const& visit) {
+        m_tables.With([&](Table& table) {
+            for (auto bin = static_cast<std::size_t>(first); bin < last; ++bin) {
+                table.records.clear();
+                for (Piece const& piece : m_pieces)
+                    if (!piece.bins.empty())
+                        piece.bins[bin].AppendTo(table.records);
+                LinkRecords(table);
+                for (std::uint32_t const i : table.chains)
+                    visit(Chain{table, i});
+            }
+        });
     }
 
     // Links records with the same corners to chains.
@@ -416,6 +410,7 @@ private:
     std::vector<int, Support::MUninitializedAllocator<int>> m_groups; // of the elements
     std::vector<Record, Support::MUninitializedAllocator<Record>> m_memory;
     std::vector<Piece> m_pieces;
+    Support::Pool<Table> m_tables;
     std::vector<Face> m_collapsed;
 };
 
