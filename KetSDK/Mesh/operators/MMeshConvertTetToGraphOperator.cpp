@@ -6,6 +6,7 @@
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlFeature.h>
@@ -33,11 +34,21 @@ using Descriptor = MMeshElementDescriptor;
 
 namespace {
 
-using Elements = std::vector<MMeshElement*>;
+using Elements = std::vector<MMeshElement*, Support::MLargePageAllocator<MMeshElement*>>;
+
+// Elements with four nodes, in the order of the mesh, and how many of one sub-volume follow one another.
+struct ElementRuns {
+    struct Run {
+        int number; // of the sub-volume
+        std::size_t size;
+    };
+    std::vector<MMeshElement*> elements;
+    std::vector<Run> runs;
+};
 
 // The elements of all sub-volumes by identifier, as far as they have four nodes, gathered in one pass:
 // walking each sub-volume by itself takes a pass for each.
-tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh) {
+tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh, bool parallel) {
     tsl::robin_map<int, Elements> members;
     std::uint64_t left = mesh.Elements().GetNumElements(); // counts of sub-volumes may be anything
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it) {
@@ -46,16 +57,32 @@ tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh) {
         members[(*it)->GetID()].reserve(static_cast<std::size_t>(expected));
     }
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-    auto group = members.end();
-    int last_number = 0;
-    for (MMeshElement& e : mesh.Elements()) {
-        int const number = numbers ? numbers->GetValue(e) : -1;
-        if (group == members.end() || number != last_number)
-            group = members.find(number);
-        last_number = number;
-        if (group != members.end() && e.GetNodeCount() >= 4)
-            group.value().push_back(&e);
-    }
+    Support::ComputeSteps<ElementRuns>(
+        {.items = mesh.Elements().GetNumElements(), .step = 4096, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last, ElementRuns& found) {
+            found.elements.clear();
+            found.runs.clear();
+            for (std::uint64_t i = first; i < last; ++i) {
+                MMeshElement& e = *mesh.GetElement(i);
+                if (e.GetNodeCount() < 4)
+                    continue;
+                int const number = numbers ? numbers->GetValue(e) : -1;
+                if (found.runs.empty() || found.runs.back().number != number)
+                    found.runs.push_back({number, 0});
+                ++found.runs.back().size;
+                found.elements.push_back(&e);
+            }
+        },
+        [&members](std::uint64_t, std::uint64_t, ElementRuns const& found) {
+            auto next = found.elements.begin();
+            for (auto const& [number, size] : found.runs) {
+                auto const end = next + static_cast<std::ptrdiff_t>(size);
+                if (auto const group = members.find(number); group != members.end())
+                    group.value().insert(group.value().end(), next, end);
+                next = end;
+            }
+            return true;
+        });
     return members;
 }
 
@@ -551,7 +578,7 @@ MMeshConvertTetToGraphOperator::~MMeshConvertTetToGraphOperator() = default;
 
 bool MMeshConvertTetToGraphOperator::Operate() {
     FindBoundaryEdges();
-    auto const members = MembersOf(*m_mesh);
+    auto const members = MembersOf(*m_mesh, GetParallel());
     GraphWriter writer(*m_mesh, GetParallel());
     auto const is_on_boundary = [this](MMeshElement const& e, unsigned int edge) {
         auto const [a, b] = Descriptor::descr_tet4_tet10_point[edge];

@@ -152,17 +152,30 @@ private:
             if (i < tetrahedron.element->GetNodeCount())
                 m_record.AddPoint(*points[i], tetrahedron.element->GetNode(i)->GetIndex());
         }
+        if (m_triangles)
+            EnterInLists(points);
         for (std::size_t face = 0; face < 4; ++face) {
-            auto const corners = CornersOf(face, points);
-            if (m_triangles)
-                m_triangles->EnterInLists(m_added++, corners);
-            else
-                m_stl.AddTriangle(corners[0], corners[1], corners[2], nullptr)
-                    ->SetNormalFloat(tetrahedron.normals[face]);
             auto const& corner = Descriptor::descr_triangle_point_ORIENTED[face];
+            if (!m_triangles)
+                m_stl.AddTriangle(points[corner[0]], points[corner[1]], points[corner[2]], nullptr)
+                    ->SetNormalFloat(tetrahedron.normals[face]);
             m_record.AddTriangle(tetrahedron.index, tetrahedron.element->GetNodeCount(),
                                  1U << corner[0] | 1U << corner[1] | 1U << corner[2]);
         }
+    }
+    void EnterInLists(Points const& points) {
+        // The faces at each corner.
+        static constexpr std::uint64_t faces[4][3] = {{0, 1, 3}, {0, 1, 2}, {1, 2, 3}, {0, 2, 3}};
+        bool const are_different = points[0] != points[1] && points[0] != points[2] &&
+                                   points[0] != points[3] && points[1] != points[2] &&
+                                   points[1] != points[3] && points[2] != points[3];
+        for (std::size_t i = 0; i < 4; ++i)
+            if (are_different)
+                m_triangles->EnterInList(
+                    *points[i], {m_added + faces[i][0], m_added + faces[i][1], m_added + faces[i][2]});
+            else
+                m_triangles->EnterInLists(m_added + i, CornersOf(i, points));
+        m_added += 4;
     }
 
     MStlBase& m_stl;

@@ -195,6 +195,17 @@ void MStlBase::AddNeighbours(MStlTriangle& triangle, MStlPoint* p, MStlPoint* q,
     ForEachDistinct(p, q, r, [&](MStlPoint& point) { AddNeighbour(point, triangle); });
 }
 
+void MStlBase::AddNeighbours(MStlPoint& point, std::array<MStlTriangle*, 3> const& triangles) {
+    if (point.m_triangle_count > 0) {
+        for (MStlTriangle* const triangle : triangles)
+            AddNeighbour(point, *triangle);
+        return;
+    }
+    point.m_triangles = m_neighbours->Grow(nullptr, 0); // has room for them
+    std::ranges::copy(triangles, point.m_triangles);
+    point.m_triangle_count = static_cast<std::uint32_t>(triangles.size());
+}
+
 void MStlBase::RestoreNeighbours() noexcept {
     if (!m_keep_neighbours)
         return;

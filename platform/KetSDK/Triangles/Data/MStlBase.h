@@ -15,6 +15,7 @@
 
 #include <boost/container/deque.hpp>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -155,6 +156,7 @@ private:
     MStlSurface& FirstSurface();
     void AddNeighbour(MStlPoint& point, MStlTriangle& triangle);
     void AddNeighbours(MStlTriangle& triangle, MStlPoint* p, MStlPoint* q, MStlPoint* r);
+    void AddNeighbours(MStlPoint& point, std::array<MStlTriangle*, 3> const& triangles);
     // Makes the points' lists anew where they name triangles that were given up.
     void RestoreNeighbours() noexcept;
     void CopySurface(MStlSurface const& source, MStlSurface& target);

@@ -30,6 +30,11 @@ public:
         if (m_stl.m_keep_neighbours)
             m_stl.AddNeighbours(*At(i), corners[0], corners[1], corners[2]);
     }
+    // The same for the three triangles, by ascending number, that meet at a corner of a tetrahedron.
+    void EnterInList(MStlPoint& corner, std::array<std::uint64_t, 3> const& triangles) {
+        if (m_stl.m_keep_neighbours)
+            m_stl.AddNeighbours(corner, {At(triangles[0]), At(triangles[1]), At(triangles[2])});
+    }
     // Makes triangle i, once for each.
     void Make(std::uint64_t i, Corners const& corners, MMVector<float, 3> const& normal) noexcept {
         auto* const triangle = ::new (static_cast<void*>(At(i)))
