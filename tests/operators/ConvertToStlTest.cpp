@@ -8,7 +8,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <vector>
 
 namespace {
 
@@ -28,6 +30,20 @@ std::unique_ptr<MStlBase> Convert(MMeshBase& mesh, double epsilon,
     convert.SetSelectionMask(selection);
     EXPECT_TRUE(convert.Operate());
     return std::unique_ptr<MStlBase>(convert.GetStl());
+}
+
+// The indices of the triangles at each point.
+std::vector<std::vector<std::uint64_t>> TrianglesOfPoints(MStlBase const& stl) {
+    std::map<MStlTriangle const*, std::uint64_t> index;
+    for (MStlTriangle const& t : stl.Triangles())
+        index.emplace(&t, index.size());
+    std::vector<std::vector<std::uint64_t>> lists;
+    for (MStlPoint const& p : stl.Points()) {
+        lists.emplace_back();
+        for (std::uint32_t i = 0; i < p.GetNumberOfNeighbourTriangles(); ++i)
+            lists.back().push_back(index.at(p.GetNeighbourTriangle(i)));
+    }
+    return lists;
 }
 
 } // namespace
@@ -72,6 +88,18 @@ TEST(ConvertToStl, ShrinkingMovesCornersTowardsTheCentroid) {
     }
     EXPECT_EQ(Convert(mesh, 0.5)->NumberOfPoints(), 8u) << "the elements stand apart";
     EXPECT_EQ(Convert(mesh, 1.0)->GetTriangle(0)->GetNormalFloat(), (MMVector<float, 3>()));
+}
+
+TEST(ConvertToStl, PointsListTheirTrianglesInOrder) {
+    MMeshBase mesh;
+    FillWithPair(mesh);
+    for (double const epsilon : {0.0, 0.25, 1.0}) {
+        auto const stl = Convert(mesh, epsilon);
+        auto const lists = TrianglesOfPoints(*stl);
+        stl->SetKeepNeighbourInfo(false);
+        stl->SetKeepNeighbourInfo(true);
+        EXPECT_EQ(lists, TrianglesOfPoints(*stl)) << epsilon;
+    }
 }
 
 TEST(ConvertToStl, TakesTheSelectionAndAddsToTheContainer) {
