@@ -68,7 +68,7 @@ struct Recipe {
     bool shuffled = false;
     bool curved = false;
     bool hexahedra = false;
-    bool frugal = false; // memory holds our mesh or VTK's grid only, whichever is measured
+    bool frugal = false; // memory holds our mesh or VTK's grid only, whichever is measured, and nothing that waits
 
     bool IsOfLinearTetrahedra() const noexcept { return !curved && !hexahedra; }
 };

@@ -86,6 +86,7 @@ int main(int argc, char** argv) try {
     std::vector<std::string> const files = Take("--mesh=", argc, argv);
     std::vector<std::string> const rounds = Take("--rounds=", argc, argv);
     bool const large = !Take("--large", argc, argv).empty();
+    bool const frugal = !Take("--frugal", argc, argv).empty();
     std::vector<std::string> const plots = Take("--plot=", argc, argv);
     std::vector<std::string> const kept = Take("--figures=", argc, argv);
     // Before the caller's own arguments, which win.
@@ -98,7 +99,10 @@ int main(int argc, char** argv) try {
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
         return 1;
 
-    AddJobs(Recipes(files, large));
+    std::vector<Bench::Recipe> recipes = Recipes(files, large);
+    for (Bench::Recipe& recipe : recipes)
+        recipe.frugal |= frugal;
+    AddJobs(recipes);
     if (files.empty() && !large) {
         Bench::AddSolverJobs({.name = "cube_6e6", .cube = 99}); // of a million nodes
         Bench::AddHistogramJobs();

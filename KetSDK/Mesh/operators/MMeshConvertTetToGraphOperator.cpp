@@ -94,6 +94,8 @@ public:
         m_more.clear();
         m_many.clear();
     }
+    // Asks at once for the memory of so many owners at most.
+    void Reserve(std::size_t owners) { m_ends.reserve(owners); }
     // Makes room for the edges of so many owners.
     void MakeRoom(std::size_t owners) {
         if (owners > m_ends.size())
@@ -149,7 +151,7 @@ private:
         return false;
     }
 
-    std::vector<Ends> m_ends; // by owner
+    std::vector<Ends, Support::MLargePageAllocator<Ends>> m_ends; // by owner
     std::vector<Ends> m_more;
     tsl::robin_set<std::uint64_t> m_many; // the edges beyond those, of vertices that have very many
 };
@@ -162,7 +164,10 @@ public:
         : m_parallel(parallel)
         , m_sets(parallel ? std::min(std::bit_ceil(Support::NumberOfThreads()), MostSets) : 1)
         , m_vertices(static_cast<std::size_t>(mesh.NumberOfPoints()))
-        , m_steps(StepsPerRound) {}
+        , m_steps(StepsPerRound) {
+        for (EdgeSet& set : m_sets)
+            set.Reserve(OwnersPerSet(m_vertices.size()));
+    }
 
     // Fills an empty graph without edges for which is_left_out(element, edge) holds; it is asked on several
     // threads at once when parallel.
@@ -208,13 +213,33 @@ private:
     };
     // Nodes of the elements of a step that may have no vertex yet, in the order of their first use.
     using NewNodes = std::vector<MMeshPoint const*>;
+    // Edges that came of late, of which most come again soon: elements that follow one another mostly touch.
+    // May forget any, but takes none for another.
+    class RecentEdges {
+    public:
+        // Whether the edge from an owner to another vertex came of late. Notes it.
+        bool Has(std::uint32_t owner, std::uint32_t other) noexcept {
+            std::uint64_t const edge = std::uint64_t{owner} << 32 | other;
+            return std::exchange(m_edges[((owner * 0x9E3779B1U) ^ (other * 0x85EBCA6BU)) >> (32 - Bits)],
+                                 edge) == edge;
+        }
+
+    private:
+        static constexpr unsigned int Bits = 12;
+
+        std::array<std::uint64_t, std::size_t{1} << Bits> m_edges{}; // no edge ends where it begins
+    };
     // What threads find out about the edges of a step.
     struct Step {
-        std::unique_ptr<Use[]> uses;                 // those of each set, with room for all in each
+        std::span<Use> uses;                         // those of each set, with room for all in each
         std::array<std::uint32_t, MostSets> count{}; // of uses
         std::size_t first_edge = 0;                  // of those that are new in the round
         std::size_t new_edges = 0;
     };
+
+    std::size_t OwnersPerSet(std::size_t vertices) const noexcept {
+        return vertices / m_sets.size() + OwnersInARow;
+    }
 
     // Takes each edge through all that follows, one after another.
     template <typename IsLeftOut>
@@ -273,7 +298,8 @@ private:
             .items = elements.size(), .step = ElementsPerStep, .parallel = true, .window = StepsPerRound};
         auto const slots = static_cast<std::size_t>(steps.NumberOfSlots());
         std::vector<NewNodes> new_nodes(slots);
-        std::vector<Corners> corners(slots * ElementsPerStep);
+        std::vector<Corners, Support::MUninitializedAllocator<Corners>> corners(slots * ElementsPerStep);
+        MakeRoomForUses();
         Support::ComputeSteps(
             steps,
             [&](std::uint64_t first, std::uint64_t, std::size_t slot) {
@@ -294,6 +320,13 @@ private:
                 AddEdges(graph);
                 return true;
             });
+    }
+
+    void MakeRoomForUses() {
+        std::size_t const of_step = m_sets.size() * UsesPerStep;
+        m_uses.resize(m_steps.size() * of_step);
+        for (std::size_t i = 0; i < m_steps.size(); ++i)
+            m_steps[i].uses = std::span(m_uses).subspan(i * of_step, of_step);
     }
 
     Support::WorkSteps Steps() const noexcept {
@@ -331,19 +364,18 @@ private:
         }
     }
 
-    // Replaces corners by their vertices, and hands each edge to the set of its owner.
+    // Replaces corners by their vertices, and hands each edge to the set of its owner, mostly once a step.
     void SpreadEdges() {
         m_is_new.resize(m_elements.size());
         Support::ComputeSteps(Steps(), [&](std::uint64_t first, std::uint64_t last) {
             Step& step = StepAt(first);
-            if (!step.uses)
-                step.uses = std::make_unique_for_overwrite<Use[]>(m_sets.size() * UsesPerStep);
             // Where the next use of each set goes. No members in this loop: what it writes could be one of
             // them.
             std::array<Use*, MostSets> next;
             for (std::size_t set = 0; set < m_sets.size(); ++set)
                 next[set] = &step.uses[set * UsesPerStep];
             Division const division = m_division;
+            RecentEdges recent;
             for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
                 constexpr std::size_t ahead = 8;
                 for (std::uint32_t const node :
@@ -360,7 +392,7 @@ private:
                     std::uint32_t const owner = OwnerOf(p, q);
                     Use*& use = next[division.SetOf(owner)];
                     *use = {division.IndexOf(owner), p ^ q ^ owner, static_cast<std::uint32_t>(8 * i + edge)};
-                    use += p != q;
+                    use += static_cast<int>(p != q) & static_cast<int>(!recent.Has(owner, p ^ q ^ owner));
                 }
             }
             for (std::size_t set = 0; set < m_sets.size(); ++set)
@@ -374,7 +406,7 @@ private:
         Support::ComputeSteps({.items = m_sets.size(), .parallel = m_parallel}, [&](std::uint64_t first,
                                                                                     std::uint64_t) {
             auto const number = static_cast<std::size_t>(first);
-            m_sets[number].MakeRoom(vertices / m_sets.size() + OwnersInARow);
+            m_sets[number].MakeRoom(OwnersPerSet(vertices));
             for (std::uint64_t element = 0; element < m_elements.size(); element += ElementsPerStep) {
                 Step const& step = StepAt(element);
                 Enter({&step.uses[number * UsesPerStep], step.count[number]}, m_sets[number], is_left_out);
@@ -434,11 +466,12 @@ private:
     std::vector<EdgeSet> m_sets;
     Division m_division{std::countr_zero(m_sets.size())};
     std::uint32_t m_graph_number = 0;
-    std::vector<Vertex> m_vertices;                // by node
+    std::vector<Vertex, Support::MLargePageAllocator<Vertex>> m_vertices; // by node
     std::array<MMeshPoint const*, 64> m_fetched{}; // nodes whose vertices were fetched of late
     // Of one round.
     std::span<MMeshElement* const> m_elements;
     std::vector<Step> m_steps;
+    std::vector<Use, Support::MUninitializedAllocator<Use>> m_uses; // of all steps
     std::span<Corners> m_corners;                     // of the elements, as nodes and then as vertices
     std::vector<std::array<std::uint32_t, 2>> m_ends; // of new edges
     std::vector<std::array<bool, 8>> m_is_new;        // the edges of the elements
