@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Shared/MExport.h>
 #include <KetSDK/Math/MathCore/MMVector.h>
 #include <KetSDK/Math/MathCore/MTriangle.h>
+#include <KetSDK/Support/MBlockStorage.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -31,9 +32,10 @@ public:
         double distance = std::numeric_limits<double>::infinity();
     };
 
-    explicit MStlTriangleTree(MStlBase const& stl);
+    // Built on several threads when parallel; the tree is the same.
+    explicit MStlTriangleTree(MStlBase const& stl, bool parallel = false);
     // Of some triangles only: the tree does not find those for whose numbers `left_out` is true.
-    MStlTriangleTree(MStlBase const& stl, std::vector<bool> const& left_out);
+    MStlTriangleTree(MStlBase const& stl, std::vector<bool> const& left_out, bool parallel = false);
     MStlTriangleTree(MStlTriangleTree const&) = delete;
     MStlTriangleTree& operator=(MStlTriangleTree const&) = delete;
     ~MStlTriangleTree();
@@ -56,14 +58,16 @@ public:
     static Point ClosestPoint(MTriangle<double, 3> const& triangle, Point const& p) noexcept;
 
 private:
-    struct Tree;
+    class Tree;
 
+    void TakePositions(bool parallel);
     Hit HitOf(std::uint32_t number, Point const& p) const noexcept;
-    // Calls visit(hit) for the triangles no farther than `distance`, in no particular order.
+    // Calls visit(hit) for the triangles no farther than `distance`, in no particular order. The function may
+    // lower that.
     template <typename Visit>
-    void ForEachWithin(Point const& p, double distance, Visit const& visit) const;
+    void ForEachWithin(Point const& p, double const& distance, Visit const& visit) const;
 
     MStlBase const& m_stl;
-    std::vector<MTriangle<double, 3>> m_positions; // by number
+    KetSDK::Support::MBlockStorage<MTriangle<double, 3>, 1024> m_positions; // by number
     std::unique_ptr<Tree> m_tree;
 };
