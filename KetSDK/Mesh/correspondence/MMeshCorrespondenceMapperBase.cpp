@@ -2,7 +2,6 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperBase.h>
 
 #include <KetSDK/Common/Progress/IndeterminateProgressReporter.h>
-#include <KetSDK/Mesh/correspondence/detail/ParallelSort.h>
 #include <KetSDK/Mesh/correspondence/detail/SurfaceFaces.h>
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
@@ -10,11 +9,13 @@
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <span>
+#include <utility>
 
 using namespace KetSDK::Mesh::Detail;
-using KetSDK::Support::Prefetch;
+using KetSDK::Support::Values;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
@@ -42,6 +43,29 @@ bool ForEachSharedFace(MMeshElement const& e, MMeshElement const& other, Visit c
     return any;
 }
 
+constexpr std::size_t TriangleSize = sizeof(DLIST_ELEMENT<MStlTriangle>);
+
+// In bytes.
+std::size_t OffsetFrom(MStlTriangle const* first, MStlTriangle const* triangle) noexcept {
+    return static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(triangle) -
+                                    reinterpret_cast<std::uintptr_t>(first));
+}
+
+template <typename Value>
+void Fill(Values<Value>& values, Value value, MappingLoop const& loop) {
+    loop(values.size(), 65536, [&](std::size_t first, std::size_t last) {
+        std::fill(values.data() + first, values.data() + last, value);
+    });
+}
+
+// On several threads at once.
+void LowerTo(std::uint32_t& number, std::uint32_t other) noexcept {
+    std::atomic_ref const shared(number);
+    std::uint32_t least = shared.load(std::memory_order_relaxed);
+    while (other < least && !shared.compare_exchange_weak(least, other, std::memory_order_relaxed)) {
+    }
+}
+
 } // namespace
 
 MMeshCorrespondenceMapperBase::~MMeshCorrespondenceMapperBase() = default;
@@ -61,65 +85,124 @@ void MMeshCorrespondenceMapperBase::Map() {
 
 void MMeshCorrespondenceMapperBase::Forget() noexcept {
     m_mapped = false;
-    m_entry_of_slot.clear();
-    m_faces.clear();
-    m_element_of.clear();
+    m_entry_of_slot = {};
+    m_faces = {};
+    m_element_of = {};
+    m_runs.clear();
 }
 
 void MMeshCorrespondenceMapperBase::Run() {
     KetSDK::Common::IndeterminateProgressReporter const reporter(m_delegate, "Mapping surface", true);
     MappingLoop const loop(m_parallel, reporter);
-    std::unique_ptr<SurfaceMatcher> const matcher = MakeMatcher(*m_stl);
-    SurfaceFaces const faces(*m_mesh, *matcher, loop);
-    CommitSteps(faces, matcher->FindMatches(faces.Faces(), loop));
+    std::unique_ptr<SurfaceMatcher> const matcher = MakeMatcher(*m_stl, *m_mesh, loop);
+    auto const near = matcher->FindNearNodes(loop);
+    SurfaceFaces const faces(*m_mesh, near, loop);
+    auto const matches = matcher->FindMatches(faces.Faces(), loop);
+    Enter(faces, matches, loop);
+    FindRuns();
 }
 
-void MMeshCorrespondenceMapperBase::CommitSteps(SurfaceFaces const& faces,
-                                                std::vector<FaceMatch> const& matches) {
-    std::span<SurfaceFaces::Side const> const sides = faces.Sides();
-    for (std::size_t i = 0; i < matches.size(); ++i) {
-        FaceMatch const& match = matches[i];
-        if (match.IsEmpty())
-            continue;
-        std::size_t const first = faces.FirstSide(i);
-        std::size_t const last = faces.FirstSide(i + 1);
-        if (constexpr std::size_t ahead = 16; last + ahead < sides.size())
-            Prefetch(m_mesh->GetElement(sides[last + ahead].element));
-        for (std::size_t k = first; k < last; ++k) {
-            // The other elements lie on the other side of the face.
-            FaceMatch const seen = k == first ? match : FaceMatch{match.opposite, match.same};
-            Enter(sides[k].element, sides[k].face, seen, last - first == 1);
-        }
-    }
-    // The first element of each triangle.
-    auto const comes_before = [](auto const& a, auto const& b) {
-        return a.first != b.first ? std::less<>()(a.first, b.first) : a.second < b.second;
+MMeshCorrespondenceMapperBase::Values<std::uint32_t> MMeshCorrespondenceMapperBase::NumberElements(
+    SurfaceFaces const& faces, std::vector<FaceMatch> const& matches, MappingLoop const& loop) {
+    Values<std::uint32_t> entry_of(static_cast<std::size_t>(m_mesh->Elements().GetNumElements()));
+    Fill(entry_of, None, loop);
+    constexpr std::uint32_t has_triangle = 0;
+    loop(matches.size(), 4096, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i)
+            if (!matches[i].IsEmpty())
+                for (SurfaceFaces::Side const& side : faces.SidesOf(i))
+                    std::atomic_ref(entry_of[side.element]).store(has_triangle, std::memory_order_relaxed);
+    });
+
+    // Elements without a mask index have no entry.
+    struct Block {
+        std::uint32_t count;
+        std::uint64_t slots;
     };
-    Sort(m_element_of, comes_before, m_parallel);
-    m_element_of.erase(std::unique(m_element_of.begin(), m_element_of.end(),
-                                   [](auto const& a, auto const& b) { return a.first == b.first; }),
-                       m_element_of.end());
+    constexpr std::size_t block = 4096;
+    auto const prefetch = [&](std::size_t i) {
+        if (constexpr std::size_t ahead = 128; i + ahead < entry_of.size() && entry_of[i + ahead] != None)
+            KetSDK::Support::Prefetch(m_mesh->GetElement(i + ahead));
+    };
+    std::vector<std::uint32_t> first_entries; // of the blocks
+    std::uint32_t entries = 0;
+    std::uint64_t slots = 0;
+    loop.Collect<Block>(
+        entry_of.size(), block,
+        [&](std::size_t first, std::size_t last, Block& found) {
+            found = {0, 0};
+            for (std::size_t i = first; i < last; ++i) {
+                prefetch(i);
+                if (entry_of[i] == None)
+                    continue;
+                std::uint64_t const slot = m_mesh->GetElement(i)->GetMaskIndex();
+                if (slot == MDataMaskIndex::NotRegistered) {
+                    entry_of[i] = None;
+                    continue;
+                }
+                entry_of[i] = found.count++;
+                found.slots = std::max(found.slots, slot + 1);
+            }
+        },
+        [&](std::size_t, Block const& found) {
+            first_entries.push_back(std::exchange(entries, entries + found.count));
+            slots = std::max(slots, found.slots);
+        });
+    m_entry_of_slot.resize(static_cast<std::size_t>(slots));
+    Fill(m_entry_of_slot, None, loop);
+    m_faces.resize(entries);
+    loop(entry_of.size(), block, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i) {
+            prefetch(i);
+            if (entry_of[i] != None) {
+                entry_of[i] += first_entries[first / block];
+                m_entry_of_slot[static_cast<std::size_t>(m_mesh->GetElement(i)->GetMaskIndex())] =
+                    entry_of[i];
+                m_faces[entry_of[i]] = ElementFaces{};
+            }
+        }
+    });
+    return entry_of;
 }
 
-void MMeshCorrespondenceMapperBase::Enter(std::uint32_t element, unsigned int face, FaceMatch const& match,
-                                          bool alone) {
-    std::uint64_t const slot = m_mesh->GetElement(element)->GetMaskIndex();
-    if (slot == MDataMaskIndex::NotRegistered)
-        return;
-    if (slot >= m_entry_of_slot.size())
-        m_entry_of_slot.resize(static_cast<std::size_t>(slot) + 1, None);
-    std::uint32_t& entry = m_entry_of_slot[static_cast<std::size_t>(slot)];
-    if (entry == None) {
-        entry = static_cast<std::uint32_t>(m_faces.size());
-        m_faces.emplace_back();
+void MMeshCorrespondenceMapperBase::Enter(SurfaceFaces const& faces, std::vector<FaceMatch> const& matches,
+                                          MappingLoop const& loop) {
+    Values<std::uint32_t> const entry_of = NumberElements(faces, matches, loop);
+    m_element_of.resize(static_cast<std::size_t>(m_stl->NumberOfTriangles()));
+    Fill(m_element_of, None, loop);
+    auto const enter = [&](SurfaceFaces::Side const& side, FaceMatch const& match, bool alone) {
+        std::uint32_t const entry = entry_of[side.element];
+        if (entry == None)
+            return;
+        std::uint32_t const triangle = match.same != FaceMatch::None ? match.same : match.opposite;
+        bool const assigned = match.same != FaceMatch::None || alone;
+        m_faces[entry].triangle[side.Face()] = m_stl->GetTriangle(triangle);
+        m_faces[entry].assigned[side.Face()] = assigned;
+        if (assigned)
+            LowerTo(m_element_of[triangle], side.element);
+    };
+    loop(matches.size(), 1024, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i) {
+            FaceMatch const& match = matches[i];
+            if (match.IsEmpty())
+                continue;
+            std::span<SurfaceFaces::Side const> const sides = faces.SidesOf(i);
+            enter(sides[0], match, sides.size() == 1);
+            // The other elements lie on the other side of the face.
+            for (SurfaceFaces::Side const& side : sides.subspan(1))
+                enter(side, {match.opposite, match.same}, false);
+        }
+    });
+}
+
+void MMeshCorrespondenceMapperBase::FindRuns() {
+    for (std::size_t i = 0; i < m_element_of.size(); ++i) {
+        MStlTriangle const* const triangle = m_stl->GetTriangle(i);
+        if (m_runs.empty() || OffsetFrom(m_runs.back().first, triangle) != m_runs.back().count * TriangleSize)
+            m_runs.push_back({triangle, i, 0});
+        ++m_runs.back().count;
     }
-    MStlTriangle* const triangle =
-        m_stl->GetTriangle(match.same != FaceMatch::None ? match.same : match.opposite);
-    bool const assigned = match.same != FaceMatch::None || alone;
-    m_faces[entry].triangle[face] = triangle;
-    m_faces[entry].assigned[face] = assigned;
-    if (assigned)
-        m_element_of.emplace_back(triangle, element);
+    std::ranges::sort(m_runs, std::less<>(), &TriangleRun::first);
 }
 
 MMeshCorrespondenceMapperBase::ElementFaces const*
@@ -151,10 +234,13 @@ MStlTriangle* MMeshCorrespondenceMapperBase::GetSharedTriangle(MMeshElement* e1,
 
 MMeshElement* MMeshCorrespondenceMapperBase::GetElement(MStlTriangle const* triangle) {
     MapOnce();
-    auto const found = std::ranges::lower_bound(m_element_of, triangle, std::less<>(),
-                                                [](auto const& entry) { return entry.first; });
-    bool const is_there = found != m_element_of.end() && found->first == triangle;
-    return is_there ? m_mesh->GetElement(found->second) : nullptr;
+    auto const next = std::ranges::upper_bound(m_runs, triangle, std::less<>(), &TriangleRun::first);
+    if (next == m_runs.begin())
+        return nullptr;
+    TriangleRun const& run = *(next - 1);
+    std::size_t const in_run = OffsetFrom(run.first, triangle) / TriangleSize;
+    std::uint32_t const element = in_run < run.count ? m_element_of[run.number + in_run] : None;
+    return element != None ? m_mesh->GetElement(element) : nullptr;
 }
 
 bool MMeshCorrespondenceMapperBase::IsAssignedTo(MStlTriangle const* triangle, MMeshElement* e) {

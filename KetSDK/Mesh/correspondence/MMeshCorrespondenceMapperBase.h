@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapper.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <array>
 #include <cstddef>
@@ -17,6 +18,7 @@ class MMeshBase;
 class MStlBase;
 
 namespace KetSDK::Mesh::Detail {
+class MappingLoop;
 class SurfaceFaces;
 class SurfaceMatcher;
 struct FaceMatch;
@@ -70,20 +72,34 @@ protected:
 private:
     // What lies on the faces of an element.
     struct ElementFaces {
-        std::array<MStlTriangle*, 4> triangle{};
-        std::array<bool, 4> assigned{}; // whether the triangle is assigned to the element
+        std::array<MStlTriangle*, 4> triangle;
+        std::array<bool, 4> assigned; // whether the triangle is assigned to the element
+    };
+    // Triangles that lie one behind the other in memory as well as in the surface.
+    struct TriangleRun {
+        MStlTriangle const* first;
+        std::size_t number; // of the first
+        std::size_t count;
     };
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
+    template <typename Value>
+    using Values = std::vector<Value, KetSDK::Support::MUninitializedAllocator<Value>>;
 
     // What knows the triangles of the surface; made anew for each mapping.
-    virtual std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> MakeMatcher(MStlBase& stl) const = 0;
+    virtual std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher>
+    MakeMatcher(MStlBase& stl, MMeshBase const& mesh,
+                KetSDK::Mesh::Detail::MappingLoop const& loop) const = 0;
 
     void Forget() noexcept;
     void Run();
-    void CommitSteps(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
-                     std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches);
-    void Enter(std::uint32_t element, unsigned int face, KetSDK::Mesh::Detail::FaceMatch const& match,
-               bool alone);
+    // Makes room for what lies on the faces of elements. By element: its index in there, or None.
+    Values<std::uint32_t> NumberElements(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
+                                         std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches,
+                                         KetSDK::Mesh::Detail::MappingLoop const& loop);
+    void Enter(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
+               std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches,
+               KetSDK::Mesh::Detail::MappingLoop const& loop);
+    void FindRuns();
     void MapOnce() {
         if (!m_mapped)
             Map();
@@ -95,8 +111,8 @@ private:
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;
     bool m_parallel = false;
     bool m_mapped = false;
-    std::vector<std::uint32_t> m_entry_of_slot; // by mask index of the element: its index below, or None
-    std::vector<ElementFaces> m_faces;          // of the elements with a triangle
-    // By address of the triangle: the index of the element that it is assigned to.
-    std::vector<std::pair<MStlTriangle const*, std::uint32_t>> m_element_of;
+    Values<std::uint32_t> m_entry_of_slot; // by mask index of the element: its index below, or None
+    Values<ElementFaces> m_faces;          // of the elements with a triangle
+    Values<std::uint32_t> m_element_of;    // by triangle: the element that it is assigned to, or None
+    std::vector<TriangleRun> m_runs;       // by address
 };

@@ -1,37 +1,47 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 
+#include <KetSDK/Mesh/correspondence/detail/CornerSort.h>
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
-#include <KetSDK/Mesh/mesh/MMeshPoint.h>
-#include <KetSDK/Support/MHash.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
-#include <tsl/robin_map.h>
-
 #include <algorithm>
+#include <array>
+#include <compare>
+#include <cstddef>
 
 using namespace KetSDK::Mesh::Detail;
+using KetSDK::Support::Values;
 
 namespace {
 
 // Triangles by the indices of their corner points, the first point at each position standing for all.
 class ExactMatcher : public SurfaceMatcher {
 public:
-    explicit ExactMatcher(MStlBase const& stl)
-        : m_stl(stl) {
-        m_triangles.reserve(static_cast<std::size_t>(stl.NumberOfTriangles()));
-        std::uint32_t number = 0;
-        for (MStlTriangle const& t : stl.Triangles()) {
-            Corners const corners =
-                Sort({Lookup(*t.GetPoint(0)), Lookup(*t.GetPoint(1)), Lookup(*t.GetPoint(2))});
-            std::uint32_t& first = corners.even ? m_triangles[corners.point].same //
-                                                : m_triangles[corners.point].opposite;
-            first = std::min(first, number++);
-        }
+    ExactMatcher(MStlBase const& stl, MMeshBase const& mesh, MappingLoop const& loop)
+        : m_stl(stl)
+        , m_mesh(mesh)
+        , m_triangles(static_cast<std::size_t>(stl.NumberOfTriangles())) {
+        Values<MLong> const points = FirstPoints(loop);
+        loop(m_triangles.size(), 4096, [&](std::size_t first, std::size_t last) {
+            for (std::size_t i = first; i < last; ++i)
+                m_triangles[i] = RecordOf(static_cast<std::uint32_t>(i), points);
+        });
+        m_ends = CornerSort(m_triangles, points.size(), loop).TakeEnds();
     }
 
-    bool IsNear(MMeshPoint const& node) const override {
-        return m_stl.FindPoint(node.x, node.y, node.z) != nullptr;
+    std::vector<char> FindNearNodes(MappingLoop const& loop) override {
+        m_point_of.resize(static_cast<std::size_t>(m_mesh.NumberOfPoints()));
+        std::vector<char> near(m_point_of.size());
+        auto const node_at = [this](std::size_t i) -> MMeshPoint const& { return *m_mesh.GetRandomPoint(i); };
+        loop(near.size(), 1024, [&](std::size_t first, std::size_t last) {
+            ForEachPoint(first, last, node_at, [&](std::size_t i, MStlPoint const* point) {
+                m_point_of[i] = point ? point->GetIndex() : None;
+                near[i] = point != nullptr;
+            });
+        });
+        return near;
     }
 
     std::vector<FaceMatch> FindMatches(std::span<SurfaceFace const> faces,
@@ -45,61 +55,101 @@ public:
     }
 
 private:
+    static constexpr MLong None = -1;
+
     using Points = std::array<MLong, 3>;
-    // The corners by ascending index, and whether that winds as before.
-    struct Corners {
-        Points point;
-        bool even = true;
-    };
-    struct Hash {
-        std::size_t operator()(Points const& p) const noexcept {
-            return static_cast<std::size_t>(KetSDK::Support::HashOfPosition(p[0], p[1], p[2]));
-        }
+    // A triangle.
+    struct Record {
+        Points corners;       // ascending
+        std::uint32_t number; // of the triangle
+        bool even;            // whether it winds by ascending indices
+        auto operator<=>(Record const&) const = default;
     };
 
-    static Corners Sort(Points const& unsorted) {
-        Corners corners{unsorted};
-        auto const order = [&corners](std::size_t a, std::size_t b) {
-            if (corners.point[a] > corners.point[b]) {
-                std::swap(corners.point[a], corners.point[b]);
-                corners.even = !corners.even;
+    // The same point stands for all at its position, by index.
+    Values<MLong> FirstPoints(MappingLoop const& loop) const {
+        Values<MLong> first_points(static_cast<std::size_t>(m_stl.NumberOfPoints()));
+        struct Position {
+            MLong x, y, z;
+        };
+        auto const position_at = [this](std::size_t i) {
+            MStlPoint const& p = *m_stl.GetPoint(i);
+            return Position{p.GetX(), p.GetY(), p.GetZ()};
+        };
+        m_stl.FindPoint(0, 0, 0); // several threads may ask after a first one has
+        loop(first_points.size(), 1024, [&](std::size_t first, std::size_t last) {
+            ForEachPoint(first, last, position_at,
+                         [&](std::size_t i, MStlPoint const* point) { first_points[i] = point->GetIndex(); });
+        });
+        return first_points;
+    }
+
+    // Calls use(i, point of the surface at position_at(i) or null), fetching ahead.
+    template <typename PositionAt, typename Use>
+    void ForEachPoint(std::size_t first, std::size_t last, PositionAt const& position_at,
+                      Use const& use) const {
+        constexpr std::size_t ahead = 8;
+        for (std::size_t i = first; i < last; ++i) {
+            if (auto const& p = position_at(std::min(i + 2 * ahead, last - 1)); true)
+                m_stl.PrefetchPoint(p.x, p.y, p.z);
+            if (auto const& p = position_at(std::min(i + ahead, last - 1)); true)
+                m_stl.PrefetchFoundPoint(p.x, p.y, p.z);
+            auto const& p = position_at(i);
+            use(i, m_stl.FindPoint(p.x, p.y, p.z));
+        }
+    }
+
+    Record RecordOf(std::uint32_t number, Values<MLong> const& points) const {
+        MStlTriangle const& t = *m_stl.GetTriangle(number);
+        Record record{{}, number, true};
+        for (std::size_t i = 0; i < 3; ++i)
+            record.corners[i] = points[static_cast<std::size_t>(t.GetPoint(i)->GetIndex())];
+        record.even = Sort(record.corners);
+        return record;
+    }
+
+    // Whether the points wind afterwards as before.
+    static bool Sort(Points& points) noexcept {
+        bool even = true;
+        auto const order = [&](std::size_t a, std::size_t b) {
+            if (points[a] > points[b]) {
+                std::swap(points[a], points[b]);
+                even = !even;
             }
         };
         order(0, 1);
         order(1, 2);
         order(0, 1);
-        return corners;
-    }
-
-    MLong Lookup(MStlPoint const& p) const {
-        return m_stl.FindPoint(p.GetX(), p.GetY(), p.GetZ())->GetIndex();
+        return even;
     }
 
     FaceMatch Match(SurfaceFace const& face) const {
         Points points;
-        for (std::size_t i = 0; i < 3; ++i) {
-            MMeshPoint const& node = *face.corners[i];
-            points[i] = m_stl.FindPoint(node.x, node.y, node.z)->GetIndex();
-        }
-        Corners const corners = Sort(points);
-        auto const found = m_triangles.find(corners.point);
-        if (found == m_triangles.end())
-            return {};
-        FaceMatch match = found->second;
-        if (!corners.even)
-            std::swap(match.same, match.opposite);
+        for (std::size_t i = 0; i < 3; ++i)
+            points[i] = m_point_of[static_cast<std::size_t>(face.nodes[i])];
+        bool const even = Sort(points);
+        auto const lowest = static_cast<std::size_t>(points[0]);
+        FaceMatch match;
+        // By ascending numbers: the first one counts.
+        for (std::size_t i = m_ends[lowest]; i-- > (lowest > 0 ? m_ends[lowest - 1] : 0);)
+            if (m_triangles[i].corners == points)
+                (m_triangles[i].even == even ? match.same : match.opposite) = m_triangles[i].number;
         return match;
     }
 
     MStlBase const& m_stl;
-    // The triangles that wind by ascending indices and the other way.
-    tsl::robin_map<Points, FaceMatch, Hash> m_triangles;
+    MMeshBase const& m_mesh;
+    Values<Record> m_triangles;
+    Values<std::size_t> m_ends; // where those of each lowest corner end
+    Values<MLong> m_point_of;   // by node: the point at its position, or None
 };
 
 } // namespace
 
 MMeshCorrespondenceMapperExact::~MMeshCorrespondenceMapperExact() = default;
 
-std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperExact::MakeMatcher(MStlBase& stl) const {
-    return std::make_unique<ExactMatcher>(stl);
+std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperExact::MakeMatcher(MStlBase& stl,
+                                                                            MMeshBase const& mesh,
+                                                                            MappingLoop const& loop) const {
+    return std::make_unique<ExactMatcher>(stl, mesh, loop);
 }

@@ -14,5 +14,7 @@ public:
     ~MMeshCorrespondenceMapperExact() override;
 
 private:
-    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> MakeMatcher(MStlBase& stl) const override;
+    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher>
+    MakeMatcher(MStlBase& stl, MMeshBase const& mesh,
+                KetSDK::Mesh::Detail::MappingLoop const& loop) const override;
 };

@@ -2,7 +2,7 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
-#include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
@@ -68,19 +68,20 @@ constexpr double Spare = 1.0 - 1e-9;
 
 class ProjectionMatcher : public SurfaceMatcher {
 public:
-    ProjectionMatcher(MStlBase const& stl, double tolerance)
+    ProjectionMatcher(MStlBase const& stl, MMeshBase const& mesh, double tolerance, bool parallel)
         : m_stl(stl)
-        , m_tree(stl)
+        , m_mesh(mesh)
+        , m_tree(stl, parallel)
         , m_tolerance(tolerance)
         , m_first_radius(FirstRadius()) {}
 
-    bool IsNear(MMeshPoint const& node) const override {
-        bool found = false;
-        Widen(m_tree, node.GetPosition(), m_first_radius, [&found](Hits const& hits, double) {
-            found = !hits.empty();
-            return found;
+    std::vector<char> FindNearNodes(MappingLoop const& loop) override {
+        std::vector<char> near(static_cast<std::size_t>(m_mesh.NumberOfPoints()));
+        loop(near.size(), 1024, [&](std::size_t first, std::size_t last) {
+            for (std::size_t i = first; i < last; ++i)
+                near[i] = IsNear(*m_mesh.GetRandomPoint(i));
         });
-        return found;
+        return near;
     }
 
     std::vector<FaceMatch> FindMatches(std::span<SurfaceFace const> faces,
@@ -95,7 +96,7 @@ public:
         std::vector<double> const taken = LeastCosts(claims);
         std::optional<MStlTriangleTree> free; // the triangles that are left to faces between elements
         if (IsWide())
-            free.emplace(m_stl, AreTaken(taken));
+            free.emplace(m_stl, AreTaken(taken), loop.IsParallel());
         std::vector<FaceMatch> matches(faces.size());
         loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i) {
@@ -108,9 +109,20 @@ public:
     }
 
 private:
-    static Triangle PositionsOf(SurfaceFace const& face) {
-        return {face.corners[0]->GetPosition(), face.corners[1]->GetPosition(),
-                face.corners[2]->GetPosition()};
+    bool IsNear(MMeshPoint const& node) const {
+        bool found = false;
+        Widen(m_tree, node.GetPosition(), m_first_radius, [&found](Hits const& hits, double) {
+            found = !hits.empty();
+            return found;
+        });
+        return found;
+    }
+
+    Triangle PositionsOf(SurfaceFace const& face) const {
+        auto const position = [&](std::size_t i) {
+            return m_mesh.GetRandomPoint(static_cast<std::uint64_t>(face.nodes[i]))->GetPosition();
+        };
+        return {position(0), position(1), position(2)};
     }
 
     static Point CentroidOf(Triangle const& face) { return (face[0] + face[1] + face[2]) / 3.0; }
@@ -170,7 +182,7 @@ private:
         std::vector<bool> const taken = AreTaken(LeastCosts(claims));
         if (std::ranges::find(taken, false) == taken.end())
             return;
-        MStlTriangleTree const free(m_stl, taken);
+        MStlTriangleTree const free(m_stl, taken, loop.IsParallel());
         loop(faces.size(), 64, [&](std::size_t first, std::size_t last) {
             for (std::size_t i = first; i < last; ++i)
                 ClaimFarther(free, PositionsOf(faces[i]), claims[i]);
@@ -262,6 +274,7 @@ private:
     }
 
     MStlBase const& m_stl;
+    MMeshBase const& m_mesh;
     MStlTriangleTree m_tree;
     double m_tolerance;
     double m_first_radius;
@@ -271,6 +284,8 @@ private:
 
 MMeshCorrespondenceMapperProjection::~MMeshCorrespondenceMapperProjection() = default;
 
-std::unique_ptr<SurfaceMatcher> MMeshCorrespondenceMapperProjection::MakeMatcher(MStlBase& stl) const {
-    return std::make_unique<ProjectionMatcher>(stl, m_tolerance);
+std::unique_ptr<SurfaceMatcher>
+MMeshCorrespondenceMapperProjection::MakeMatcher(MStlBase& stl, MMeshBase const& mesh,
+                                                 MappingLoop const& loop) const {
+    return std::make_unique<ProjectionMatcher>(stl, mesh, m_tolerance, loop.IsParallel());
 }

@@ -28,7 +28,9 @@ public:
     double GetTolerance() const noexcept { return m_tolerance; }
 
 private:
-    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher> MakeMatcher(MStlBase& stl) const override;
+    std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher>
+    MakeMatcher(MStlBase& stl, MMeshBase const& mesh,
+                KetSDK::Mesh::Detail::MappingLoop const& loop) const override;
 
     double m_tolerance;
 };
