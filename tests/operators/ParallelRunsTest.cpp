@@ -126,8 +126,9 @@ Numbers MappingOf(bool parallel, Tolerance... tolerance) {
     return numbers;
 }
 
-Numbers ProjectionOf(bool parallel) {
-    MeshAndSurface both(Unit / 8);
+// Of nodes that may get in each other's way, or come from so near that none does.
+Numbers ProjectionOf(bool parallel, MLong moved) {
+    MeshAndSurface both(moved);
     MMeshProjectTetOnStlOperator project;
     project.SetMesh(&both.mesh);
     project.SetStl(&both.stl);
@@ -728,7 +729,8 @@ Case const Cases[] = {
     {"exact mapper", [](bool parallel) { return MappingOf<MMeshCorrespondenceMapperExact>(parallel); }},
     {"projection mapper",
      [](bool parallel) { return MappingOf<MMeshCorrespondenceMapperProjection>(parallel, 0.001); }},
-    {"projection", ProjectionOf},
+    {"projection", [](bool parallel) { return ProjectionOf(parallel, Unit / 8); }},
+    {"projection from near by", [](bool parallel) { return ProjectionOf(parallel, Unit / 100); }},
     {"meshing", MeshingOf},
     {"building", BuildOf},
     {"neighbours", NeighborsOf},

@@ -7,13 +7,16 @@
 #include <KetSDK/Mesh/geometry/detail/MidNodes.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Support/ParallelWork.h>
+#include <KetSDK/Support/RecordBins.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -23,6 +26,8 @@
 
 using namespace KetSDK::Mesh::Detail;
 using KetSDK::Common::IncrementalProgressReporter;
+using KetSDK::Support::ComputeSteps;
+using KetSDK::Support::Values;
 
 namespace {
 
@@ -91,15 +96,16 @@ struct MMeshProjectTetOnStlOperator::Move {
     }
 };
 
-// Carries moves out, one after another.
+// Carries moves out, one after another. Elements that are good whatever becomes of the moves are not judged:
+// where nodes come from near by, these are nearly all.
 class MMeshProjectTetOnStlOperator::Mover {
 public:
-    Mover(MMeshBase& mesh, std::vector<Move>& moves, double min_quality)
+    Mover(MMeshBase& mesh, std::vector<Move>& moves, double min_quality, bool parallel)
         : m_mesh(mesh)
         , m_moves(moves)
         , m_min_quality(min_quality) {
-        FindElements(mesh);
-        if (std::ranges::any_of(mesh.Elements(), IsQuadratic)) {
+        FindElements(parallel);
+        if (m_has_quadratic) {
             m_mid_nodes.emplace(mesh);
             m_origins.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
             for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
@@ -129,34 +135,139 @@ private:
         MMeshPoint const* b;
     };
 
-    // The elements at each node that has a way to go, by ascending number.
-    void FindElements(MMeshBase const& mesh) {
-        std::vector<std::uint32_t> move_of(static_cast<std::size_t>(mesh.NumberOfPoints()), None);
+    // Elements that one thread looks through.
+    struct Piece {
+        bool has_quadratic = false;
+        std::vector<std::uint32_t> elements; // those that are looked for
+        std::vector<std::size_t> count;      // of these at each move; then where the next one goes
+    };
+
+    // By node, how far it may come from where it stands: 0 for one that has no way to go.
+    std::vector<float> FindReach() const {
+        constexpr double with_rounding = 2.0; // of the places on the way, and of the reach
+        std::vector<float> reach(static_cast<std::size_t>(m_mesh.NumberOfPoints()), 0.0F);
+        for (Move const& move : m_moves)
+            if (move.state == Move::Held)
+                reach[IndexOf(*move.node)] = static_cast<float>(
+                    1.001 * (Vector(move.target) - Vector(move.from)).Length() + with_rounding);
+        return reach;
+    }
+
+    // The elements at each node that has a way to go, by ascending number, as far as they may forbid a move.
+    void FindElements(bool parallel) {
+        std::vector<float> const reach = FindReach();
+        std::uint64_t const count = m_mesh.Elements().GetNumElements();
+        constexpr std::uint64_t fewest = 4096, most_pieces = 16;
+        std::uint64_t const most = std::min<std::uint64_t>(KetSDK::Support::NumberOfThreads(), most_pieces);
+        std::uint64_t const pieces = parallel ? std::clamp<std::uint64_t>(count / fewest, 1, most) : 1;
+        std::uint64_t const step = std::max<std::uint64_t>((count + pieces - 1) / pieces, 1);
+        std::vector<Piece> found(static_cast<std::size_t>(pieces));
+        ComputeSteps({.items = count, .step = step, .parallel = parallel},
+                     [&](std::uint64_t first, std::uint64_t last) {
+                         found[static_cast<std::size_t>(first / step)] = LookThrough(first, last, reach);
+                     });
+        ListElements(found, parallel);
+        m_has_quadratic = std::ranges::any_of(found, &Piece::has_quadratic);
+    }
+
+    Piece LookThrough(std::uint64_t first, std::uint64_t last, std::vector<float> const& reach) const {
+        Piece piece;
+        m_mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
+            float farthest = 0.0F;
+            for (unsigned int k = 0; k < e.GetNodeCount(); ++k)
+                farthest = std::max(farthest, reach[IndexOf(*e.GetNode(k))]);
+            piece.has_quadratic = piece.has_quadratic || IsQuadratic(e);
+            if (farthest > 0.0F && !StaysGood(e, reach, m_min_quality))
+                piece.elements.push_back(static_cast<std::uint32_t>(number));
+        });
+        return piece;
+    }
+
+    // Whether an element of four nodes is good, and not below a quality, wherever its nodes are in their
+    // reach.
+    static bool StaysGood(MMeshElement const& e, std::vector<float> const& reach, double least_quality) {
+        if (IsQuadratic(e))
+            return false;
+        Vector p[4];
+        double way[4];
+        for (unsigned int i = 0; i < 4; ++i) {
+            p[i] = Vector(PositionOf(*e.GetNode(i)));
+            way[i] = reach[IndexOf(*e.GetNode(i))];
+        }
+        Vector const a = p[1] - p[0];
+        Vector const b = p[2] - p[0];
+        Vector const c = p[3] - p[0];
+        // The determinant is a polynomial in what the nodes move, of degree 1 in each.
+        Vector const slope[4] = {b.Cross(c) + c.Cross(a) + a.Cross(b), b.Cross(c), c.Cross(a), a.Cross(b)};
+        double const length =
+            std::sqrt(std::max({a.SquaredLength(), b.SquaredLength(), c.SquaredLength(),
+                                (b - a).SquaredLength(), (c - a).SquaredLength(), (c - b).SquaredLength()}));
+        double const both_ways = 2.0 * std::max({way[0], way[1], way[2], way[3]}); // of the ends of an edge
+        double loss = both_ways * both_ways * (3.0 * length + both_ways);
+        for (unsigned int i = 0; i < 4; ++i)
+            loss += way[i] * slope[i].Length();
+        // More than a flat element has, and by the definition of the scaled Jacobian.
+        double const longest = length + both_ways;
+        double const least =
+            std::max(1e-9, 1.001 / std::sqrt(2.0) * least_quality) * longest * longest * longest;
+        return slope[3].Dot(c) - loss > least;
+    }
+
+    void ListElements(std::vector<Piece>& found, bool parallel) {
+        std::vector<std::uint32_t> move_of;
+        if (std::ranges::any_of(found, [](Piece const& piece) { return !piece.elements.empty(); }))
+            move_of = MovesOfNodes();
+        auto const for_each_move = [&](MMeshElement const& e, auto const& use) {
+            for (unsigned int k = 0; k < e.GetNodeCount(); ++k)
+                if (std::uint32_t const move = move_of[IndexOf(*e.GetNode(k))]; move != None)
+                    use(move);
+        };
+        auto const for_each_piece = [&](auto const& visit) {
+            ComputeSteps({.items = found.size(), .parallel = parallel}, [&](std::uint64_t i, std::uint64_t) {
+                Piece& piece = found[static_cast<std::size_t>(i)];
+                auto const element_at = [&](std::size_t k) { return m_mesh.GetElement(piece.elements[k]); };
+                for (std::size_t k = 0; k < piece.elements.size(); ++k) {
+                    KetSDK::Mesh::PrefetchWithNodes<12>(k, piece.elements.size(), element_at);
+                    for_each_move(*element_at(k), [&](std::uint32_t move) { visit(piece, k, move); });
+                }
+            });
+        };
+        for (Piece& piece : found)
+            if (!piece.elements.empty())
+                piece.count.resize(m_moves.size());
+        for_each_piece([](Piece& piece, std::size_t, std::uint32_t move) { ++piece.count[move]; });
+        m_first.reserve(m_moves.size() + 1);
+        m_first.push_back(0);
+        for (std::size_t i = 0; i < m_moves.size(); ++i) {
+            std::size_t sum = m_first.back();
+            for (Piece& piece : found)
+                if (!piece.count.empty())
+                    sum += std::exchange(piece.count[i], sum);
+            m_first.push_back(sum);
+        }
+        m_elements.resize(m_first.back());
+        for_each_piece([this](Piece& piece, std::size_t k, std::uint32_t move) {
+            m_elements[piece.count[move]++] = piece.elements[k];
+        });
+    }
+
+    std::vector<std::uint32_t> MovesOfNodes() const {
+        std::vector<std::uint32_t> move_of(static_cast<std::size_t>(m_mesh.NumberOfPoints()), None);
         for (std::size_t i = 0; i < m_moves.size(); ++i)
             if (m_moves[i].state == Move::Held)
                 move_of[IndexOf(*m_moves[i].node)] = static_cast<std::uint32_t>(i);
-        auto const for_each_use = [&](auto const& use) {
-            mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
-                for (unsigned int k = 0; k < e.GetNodeCount(); ++k)
-                    if (std::uint32_t const move = move_of[IndexOf(*e.GetNode(k))]; move != None)
-                        use(move, e);
-            });
-        };
-        m_first.assign(m_moves.size() + 1, 0);
-        for_each_use([this](std::uint32_t move, MMeshElement const&) { ++m_first[move + 1]; });
-        for (std::size_t i = 0; i < m_moves.size(); ++i)
-            m_first[i + 1] += m_first[i];
-        m_elements.resize(m_first.back());
-        std::vector<std::size_t> next(m_first.begin(), m_first.end() - 1);
-        for_each_use([&](std::uint32_t move, MMeshElement const& e) { m_elements[next[move]++] = &e; });
+        return move_of;
     }
 
-    std::span<MMeshElement const* const> ElementsOf(std::size_t move) const noexcept {
+    // By number.
+    std::span<std::uint32_t const> ElementsOf(std::size_t move) const noexcept {
         return {m_elements.data() + m_first[move], m_first[move + 1] - m_first[move]};
     }
 
     void MoveAsFarAsGoes(std::size_t i) {
         Move& move = m_moves[i];
+        if (GoesAtOnce(i))
+            return;
         LookAt(i);
         for (double fraction = 1.0;; fraction /= 2.0) {
             Position const to = move.At(fraction);
@@ -170,6 +281,26 @@ private:
                 return;
             }
         }
+    }
+
+    // Goes the whole way where all elements are good afterwards, whatever they were before: what nearly all
+    // nodes can do. Otherwise nothing changes.
+    bool GoesAtOnce(std::size_t i) {
+        Move& move = m_moves[i];
+        if (m_has_quadratic || move.target == move.from)
+            return false;
+        MoveTo(*move.node, move.target);
+        auto const element_at = [this](std::size_t k) { return m_mesh.GetElement(m_elements[k]); };
+        for (std::size_t k = m_first[i]; k < m_first[i + 1]; ++k) {
+            KetSDK::Mesh::PrefetchWithNodes<12>(k, m_elements.size(), element_at);
+            if (Shape const shape(*element_at(k), m_min_quality > 0.0);
+                !shape.good || shape.quality < m_min_quality) {
+                MoveTo(*move.node, move.from);
+                return false;
+            }
+        }
+        move.state = Move::Done;
+        return true;
     }
 
     // The rest of the way for nodes that were held up. Whether some node went it: others may be free then.
@@ -200,10 +331,11 @@ private:
     void LookAt(std::size_t i) {
         m_shapes.clear();
         m_following.clear();
-        for (MMeshElement const* const e : ElementsOf(i)) {
-            m_shapes.emplace_back(*e, m_min_quality > 0.0);
-            if (IsQuadratic(*e))
-                AddFollowing(*e, m_moves[i].node);
+        for (std::uint32_t const number : ElementsOf(i)) {
+            MMeshElement const& e = *m_mesh.GetElement(number);
+            m_shapes.emplace_back(e, m_min_quality > 0.0);
+            if (IsQuadratic(e))
+                AddFollowing(e, m_moves[i].node);
         }
         std::ranges::sort(m_following, {}, [](MidNode const& m) { return IndexOf(*m.mid); });
         auto const is_again = [](MidNode const& m, MidNode const& o) { return m.mid == o.mid; };
@@ -237,10 +369,10 @@ private:
     }
 
     // Holds the elements against what they were.
-    Verdict Judge(std::span<MMeshElement const* const> elements) const {
+    Verdict Judge(std::span<std::uint32_t const> elements) const {
         Verdict verdict = Verdict::Fine;
         for (std::size_t k = 0; k < elements.size(); ++k) {
-            Shape const shape(*elements[k], m_min_quality > 0.0);
+            Shape const shape(*m_mesh.GetElement(elements[k]), m_min_quality > 0.0);
             if (!m_shapes[k].MayBecome(shape))
                 return Verdict::Spoiled;
             if (m_shapes[k].IsTooPoor(shape, m_min_quality))
@@ -259,8 +391,9 @@ private:
     MMeshBase& m_mesh;
     std::vector<Move>& m_moves;
     double m_min_quality;
+    bool m_has_quadratic = false;
     std::vector<std::size_t> m_first; // by move: the first of its elements, and where the last one's end
-    std::vector<MMeshElement const*> m_elements;
+    Values<std::uint32_t> m_elements;
     // With quadratic elements: their mid nodes, and where every node stood at first.
     std::optional<MidNodes> m_mid_nodes;
     std::vector<Position> m_origins;
@@ -273,22 +406,26 @@ private:
 MMeshProjectTetOnStlOperator::~MMeshProjectTetOnStlOperator() = default;
 
 std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodes() {
-    std::vector<MMeshPoint*> nodes;
     MMeshBase* const mesh = GetMesh();
-    if (!mesh || !HasTetrahedraOnly(mesh->Elements(), GetParallel()))
-        return nodes;
-    std::vector<char> on_face(static_cast<std::size_t>(mesh->NumberOfPoints()), 0);
-    SubVolumeIDs const ids(*mesh);
-    FaceMatcher<false> matcher(*mesh, GetParallel(),
+    return mesh && HasTetrahedraOnly(mesh->Elements(), GetParallel()) ? FindNodesOfTetrahedra(*mesh)
+                                                                      : std::vector<MMeshPoint*>();
+}
+
+std::vector<MMeshPoint*> MMeshProjectTetOnStlOperator::FindNodesOfTetrahedra(MMeshBase& mesh) const {
+    std::vector<char> on_face(static_cast<std::size_t>(mesh.NumberOfPoints()), 0);
+    SubVolumeIDs const ids(mesh);
+    FaceMatcher<false> matcher(mesh, GetParallel(),
                                [&](MMeshElement const& e) { return m_interfaces ? ids(e) : 0; });
-    matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
-        MMeshElement const& e = *mesh->GetElement(element);
+    matcher.ForEachBoundaryFaceAtOnce([&](std::uint32_t element, std::uint32_t face, int, int, bool) {
+        MMeshElement const& e = *mesh.GetElement(element);
         for (unsigned int i = 0; i < TetrahedronFaces[face].corners; ++i)
-            on_face[IndexOf(*e.GetNode(TetrahedronFaces[face].node[i]))] = 1;
+            std::atomic_ref(on_face[IndexOf(*e.GetNode(TetrahedronFaces[face].node[i]))])
+                .store(1, std::memory_order_relaxed);
     });
+    std::vector<MMeshPoint*> nodes;
     for (std::size_t i = 0; i < on_face.size(); ++i)
         if (on_face[i])
-            nodes.push_back(mesh->GetRandomPoint(i));
+            nodes.push_back(mesh.GetRandomPoint(i));
     return nodes;
 }
 
@@ -297,10 +434,10 @@ bool MMeshProjectTetOnStlOperator::Operate() {
     if (!CanRun())
         return false;
     GetMesh()->GetNeighborsInfo()->Enable(GetParallel()); // for callers, who count on it
-    std::vector<MMeshPoint*> const nodes = FindNodes();
+    std::vector<MMeshPoint*> const nodes = FindNodesOfTetrahedra(*GetMesh());
     IncrementalProgressReporter reporter(m_delegate, "Moving boundary", 2 * nodes.size(), true);
     std::vector<Move> moves = FindMoves(nodes, reporter);
-    if (moves.size() < nodes.size() || !Mover(*GetMesh(), moves, m_min_quality).Run(reporter))
+    if (moves.size() < nodes.size() || !Mover(*GetMesh(), moves, m_min_quality, GetParallel()).Run(reporter))
         return false;
     Count(moves);
     if (m_counts.moved + m_counts.shortened > 0)
@@ -317,7 +454,7 @@ bool MMeshProjectTetOnStlOperator::CanRun() {
 std::vector<MMeshProjectTetOnStlOperator::Move>
 MMeshProjectTetOnStlOperator::FindMoves(std::vector<MMeshPoint*> const& nodes,
                                         IncrementalProgressReporter& reporter) {
-    MStlTriangleTree const tree(*m_stl);
+    MStlTriangleTree const tree(*m_stl, GetParallel());
     auto const find = [&](MMeshPoint& node) -> Move {
         Position const from = PositionOf(node);
         MStlTriangleTree::Hit const hit = tree.FindNearest(Vector(from) / Unit, m_distance);

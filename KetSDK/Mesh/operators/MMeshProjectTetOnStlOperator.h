@@ -98,6 +98,7 @@ private:
     class Mover;
 
     bool CanRun();
+    std::vector<MMeshPoint*> FindNodesOfTetrahedra(MMeshBase& mesh) const;
     // One for each node; none when the user cancels.
     std::vector<Move> FindMoves(std::vector<MMeshPoint*> const& nodes,
                                 KetSDK::Common::IncrementalProgressReporter& reporter);
