@@ -5,8 +5,8 @@
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/MeshCopy.h>
 #include <KetSDK/Support/MHash.h>
-#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
+#include <KetSDK/Support/RecordBins.h>
 
 #include <algorithm>
 #include <array>
@@ -18,91 +18,158 @@
 #include <numeric>
 #include <optional>
 #include <set>
+#include <span>
+#include <vector>
 
 using namespace KetSDK::Mesh::Detail;
 using KetSDK::Support::ComputeSteps;
 using KetSDK::Support::HashOfPosition;
+using KetSDK::Support::RecordBins;
+using KetSDK::Support::Values;
 
 namespace {
 
 using Number = std::uint32_t; // of a node
 using Position = std::array<MLong, 3>;
+constexpr MLong Least = std::numeric_limits<MLong>::min();
+constexpr MLong Largest = std::numeric_limits<MLong>::max();
 
-// Finds the first of some nodes at each position, those of two meshes one behind the other. Positions are
-// spread over parts by their hashes, each of which one thread looks through.
-class FirstNodes {
-public:
-    FirstNodes(MMeshBase const& a, MMeshBase const& b, bool parallel)
-        : m_a(a)
-        , m_b(b)
-        , m_parallel(parallel)
-        , m_hashes(static_cast<std::size_t>(a.NumberOfPoints()) +
-                   static_cast<std::size_t>(b.NumberOfPoints())) {
-        ComputeSteps({.items = m_hashes.size(), .step = 4096, .parallel = m_parallel},
-                     [this](std::uint64_t first, std::uint64_t last) {
-                         for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
-                             MMeshPoint const& p = NodeAt(i);
-                             m_hashes[i] = HashOfPosition(p.x, p.y, p.z);
-                         }
-                     });
+// A node of either mesh, those of the second behind those of the first.
+struct Node {
+    Position position;
+    Number number;
+    std::uint64_t Hash() const noexcept { return HashOfPosition(position[0], position[1], position[2]); }
+};
+
+// Notes the first of the nodes of a bin at each position, by node. Makes use of the memory of a table.
+void FindFirstNodes(std::span<Node const> bin, std::vector<Number>& table, Values<Number>& firsts) {
+    constexpr Number none = std::numeric_limits<Number>::max();
+    table.assign(std::bit_ceil(2 * bin.size() + 1), none); // of places in the bin
+    std::size_t const mask = table.size() - 1;
+    for (std::size_t i = 0; i < bin.size(); ++i) {
+        auto at = static_cast<std::size_t>(bin[i].Hash()) & mask;
+        while (table[at] != none && bin[table[at]].position != bin[i].position)
+            at = (at + 1) & mask;
+        if (table[at] == none)
+            table[at] = static_cast<Number>(i);
+        firsts[bin[i].number] = bin[table[at]].number;
     }
+}
 
-    // By node.
-    std::vector<Number> Find() const {
-        std::vector<Number> firsts(m_hashes.size());
-        std::size_t const parts =
-            m_parallel ? std::clamp<std::size_t>(KetSDK::Support::NumberOfThreads(), 1, MostParts) : 1;
-        ComputeSteps({.items = parts, .parallel = m_parallel},
-                     [&](std::uint64_t part, std::uint64_t) { FindIn(part, parts, firsts); });
+// The nodes of two meshes, those of the second behind those of the first.
+class NodesOfBoth {
+public:
+    NodesOfBoth(MMeshBase const& first, MMeshBase const& second, bool parallel)
+        : m_first(first)
+        , m_second(second)
+        , m_of_first(static_cast<std::size_t>(first.NumberOfPoints()))
+        , m_count(m_of_first + static_cast<std::size_t>(second.NumberOfPoints()))
+        , m_parallel(parallel) {}
+
+    // By node, the first one at its position, for those of the second mesh.
+    Values<Number> FindFirst() const {
+        std::vector<Number> const beside = FindBeside();
+        std::size_t const count = beside.size() + m_count - m_of_first;
+        // Positions are spread over bins by their hashes, each of which one thread looks through.
+        constexpr std::size_t nodes_per_bin = 4096, most_bins = 1024;
+        std::size_t const bins = std::bit_ceil(std::clamp<std::size_t>(count / nodes_per_bin, 1, most_bins));
+        RecordBins<Node> const nodes(
+            count, bins,
+            [&](std::size_t i) {
+                return NodeAt(i < beside.size() ? beside[i] : i - beside.size() + m_of_first);
+            },
+            [bins](Node const& node) { return static_cast<std::size_t>(node.Hash() >> 32) & (bins - 1); },
+            [this](std::size_t items, std::size_t step, auto const& work) {
+                ComputeSteps(Steps(items, step), [&work](std::uint64_t first, std::uint64_t last) {
+                    work(static_cast<std::size_t>(first), static_cast<std::size_t>(last));
+                });
+            });
+        Values<Number> firsts(m_count);
+        ComputeSteps<std::vector<Number>>(
+            Steps(bins, 1),
+            [&](std::uint64_t bin, std::uint64_t, std::vector<Number>& table) {
+                FindFirstNodes(nodes[static_cast<std::size_t>(bin)], table, firsts);
+            },
+            [](std::uint64_t, std::uint64_t, std::vector<Number> const&) { return true; });
         return firsts;
     }
 
 private:
-    static constexpr std::size_t MostParts = 16;
-    static constexpr Number None = std::numeric_limits<Number>::max();
+    struct Box {
+        Position lowest;
+        Position highest;
 
-    struct Entry {
-        Position position{};
-        Number node = None;
-    };
-
-    void FindIn(std::uint64_t part, std::size_t parts, std::vector<Number>& firsts) const {
-        auto const is_in_part = [=](std::uint64_t hash) { return (hash >> 32) % parts == part; };
-        auto const count = static_cast<std::size_t>(std::ranges::count_if(m_hashes, is_in_part));
-        std::vector<Entry> entries(std::bit_ceil(2 * count + 1));
-        std::size_t const mask = entries.size() - 1;
-        for (std::size_t i = 0; i < m_hashes.size(); ++i) {
-            constexpr std::size_t ahead = 16;
-            KetSDK::Support::PrefetchToWrite(
-                &entries[m_hashes[std::min(i + ahead, m_hashes.size() - 1)] & mask]);
-            if (!is_in_part(m_hashes[i]))
-                continue;
-            MMeshPoint const& p = NodeAt(i);
-            Position const position{p.x, p.y, p.z};
-            std::size_t at = m_hashes[i] & mask;
-            while (entries[at].node != None && entries[at].position != position)
-                at = (at + 1) & mask;
-            if (entries[at].node == None)
-                entries[at] = {position, static_cast<Number>(i)};
-            firsts[i] = entries[at].node;
+        void Add(Position const& p) noexcept {
+            for (std::size_t i = 0; i < 3; ++i) {
+                lowest[i] = std::min(lowest[i], p[i]);
+                highest[i] = std::max(highest[i], p[i]);
+            }
         }
-    }
-    MMeshPoint const& NodeAt(std::size_t i) const {
-        auto const of_a = static_cast<std::size_t>(m_a.NumberOfPoints());
-        return i < of_a ? *m_a.GetRandomPoint(i) : *m_b.GetRandomPoint(i - of_a);
+        bool Contains(Position const& p) const noexcept {
+            bool contains = true;
+            for (std::size_t i = 0; i < 3; ++i)
+                contains = contains && lowest[i] <= p[i] && p[i] <= highest[i];
+            return contains;
+        }
+    };
+    static constexpr Box Nothing{{Largest, Largest, Largest}, {Least, Least, Least}};
+
+    // The nodes of the first mesh that lie in the box of those of the second. No other node of it can lie
+    // where one of the second does.
+    std::vector<Number> FindBeside() const {
+        Box box = Nothing;
+        ComputeSteps<Box>(
+            Steps(m_count - m_of_first, NodesPerStep),
+            [this](std::uint64_t first, std::uint64_t last, Box& some) {
+                some = Nothing;
+                for (std::uint64_t i = first; i < last; ++i)
+                    some.Add(NodeAt(m_of_first + i).position);
+            },
+            [&box](std::uint64_t, std::uint64_t, Box const& some) {
+                box.Add(some.lowest);
+                box.Add(some.highest);
+                return true;
+            });
+        std::vector<Number> beside;
+        ComputeSteps<std::vector<Number>>(
+            Steps(m_of_first, NodesPerStep),
+            [&](std::uint64_t first, std::uint64_t last, std::vector<Number>& some) {
+                some.clear();
+                for (std::uint64_t i = first; i < last; ++i)
+                    if (Node const node = NodeAt(i); box.Contains(node.position))
+                        some.push_back(node.number);
+            },
+            [&beside](std::uint64_t, std::uint64_t, std::vector<Number> const& some) {
+                beside.insert(beside.end(), some.begin(), some.end());
+                return true;
+            });
+        return beside;
     }
 
-    MMeshBase const& m_a;
-    MMeshBase const& m_b;
+    Node NodeAt(std::uint64_t i) const {
+        MMeshPoint const& p =
+            i < m_of_first ? *m_first.GetRandomPoint(i) : *m_second.GetRandomPoint(i - m_of_first);
+        return {{p.x, p.y, p.z}, static_cast<Number>(i)};
+    }
+    KetSDK::Support::WorkSteps Steps(std::size_t items, std::size_t step) const noexcept {
+        return {.items = items, .step = step, .parallel = m_parallel};
+    }
+
+    static constexpr std::size_t NodesPerStep = 4096;
+
+    MMeshBase const& m_first;
+    MMeshBase const& m_second;
+    std::size_t m_of_first;
+    std::size_t m_count;
     bool m_parallel;
-    std::vector<std::uint64_t> m_hashes;
 };
 
 void CopyNodes(MMeshBase const& first, MMeshBase const& second, MeshCopy& copy, bool parallel) {
-    std::vector<Number> const firsts = FirstNodes(first, second, parallel).Find();
+    Values<Number> const firsts = NodesOfBoth(first, second, parallel).FindFirst();
     auto const of_first = static_cast<std::size_t>(first.NumberOfPoints());
     auto const first_of = [&](MLong node) { return firsts[of_first + static_cast<std::size_t>(node)]; };
     std::vector<MLong> added;
+    added.reserve(static_cast<std::size_t>(second.NumberOfPoints()));
     for (MLong i = 0; i < second.NumberOfPoints(); ++i)
         if (first_of(i) == of_first + static_cast<std::size_t>(i))
             added.push_back(i);
@@ -123,9 +190,12 @@ MMeshOrigins OriginsOfItself(MMeshBase const& mesh) {
     return origins;
 }
 
-std::vector<MLong> AllElements(MMeshBase const& mesh) {
-    std::vector<MLong> elements(static_cast<std::size_t>(mesh.NumberOfElements()));
-    std::iota(elements.begin(), elements.end(), 0);
+Values<MLong> AllElements(MMeshBase const& mesh, bool parallel) {
+    Values<MLong> elements(static_cast<std::size_t>(mesh.NumberOfElements()));
+    ComputeSteps({.items = elements.size(), .step = 65536, .parallel = parallel},
+                 [&elements](std::uint64_t first, std::uint64_t last) {
+                     std::iota(elements.data() + first, elements.data() + last, static_cast<MLong>(first));
+                 });
     return elements;
 }
 
@@ -253,14 +323,19 @@ bool MMeshMergeVolumesOperator::Operate() {
     for (std::size_t i = 0; i < second.NumberOfSubVolumes(); ++i)
         copy.AddSubVolumeLike(i);
     CopyNodes(first, second, copy, GetParallel());
-    copy.AddElements(AllElements(second));
+    copy.AddElements(AllElements(second, GetParallel()));
     materials.Apply(first, elements_of_first);
 
     first.SetGreyValuesFlag(first.HasGreyValues() || second.HasGreyValues());
     first.SetVolumeIndexFlag(first.HasVolumeIndexValues() || second.HasVolumeIndexValues());
     if (second.GetMeshType() == MMeshBase::Quadratic)
         first.SetMeshType(MMeshBase::Quadratic);
-    for (MLong const node : copy.StandIns())
-        m_nodes.push_back(first.GetRandomPoint(static_cast<std::uint64_t>(node)));
+    auto const& stand_ins = copy.StandIns();
+    m_nodes.resize(stand_ins.size());
+    ComputeSteps({.items = m_nodes.size(), .step = 16384, .parallel = GetParallel()},
+                 [&](std::uint64_t i, std::uint64_t last) {
+                     for (; i < last; ++i)
+                         m_nodes[i] = first.GetRandomPoint(static_cast<std::uint64_t>(stand_ins[i]));
+                 });
     return true;
 }
