@@ -85,12 +85,12 @@ public:
                 });
             });
         Values<Number> firsts(m_count);
-        ComputeSteps<std::vector<Number>>(
-            Steps(bins, 1),
-            [&](std::uint64_t bin, std::uint64_t, std::vector<Number>& table) {
+        KetSDK::Support::Pool<std::vector<Number>> tables;
+        ComputeSteps(Steps(bins, 1), [&](std::uint64_t bin, std::uint64_t) {
+            tables.With([&](std::vector<Number>& table) {
                 FindFirstNodes(nodes[static_cast<std::size_t>(bin)], table, firsts);
-            },
-            [](std::uint64_t, std::uint64_t, std::vector<Number> const&) { return true; });
+            });
+        });
         return firsts;
     }
 
@@ -190,7 +190,7 @@ MMeshOrigins OriginsOfItself(MMeshBase const& mesh) {
     return origins;
 }
 
-Values<MLong> AllElements(MMeshBase const& mesh, bool parallel) {
+Values<MLong> NumbersOfElements(MMeshBase const& mesh, bool parallel) {
     Values<MLong> elements(static_cast<std::size_t>(mesh.NumberOfElements()));
     ComputeSteps({.items = elements.size(), .step = 65536, .parallel = parallel},
                  [&elements](std::uint64_t first, std::uint64_t last) {
@@ -323,7 +323,7 @@ bool MMeshMergeVolumesOperator::Operate() {
     for (std::size_t i = 0; i < second.NumberOfSubVolumes(); ++i)
         copy.AddSubVolumeLike(i);
     CopyNodes(first, second, copy, GetParallel());
-    copy.AddElements(AllElements(second, GetParallel()));
+    copy.AddElements(NumbersOfElements(second, GetParallel()));
     materials.Apply(first, elements_of_first);
 
     first.SetGreyValuesFlag(first.HasGreyValues() || second.HasGreyValues());
