@@ -6,6 +6,7 @@
 #include <KetSDK/MeshJobs/detail/CountMatches.h>
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/SurfaceMapping.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshJobs/detail/ToTetrahedra.h>
 
 namespace KetSDK::MeshJobs {
@@ -16,16 +17,19 @@ std::uint64_t MatchCounts::GetMismatches() const noexcept {
 }
 
 MatchCounts Detail::CountMatches(Model const& model, SurfaceModel const& surface, Context const& context) {
-    MMeshCorrespondenceChecker const checker(surface.surfaces.get(), model.mesh.get());
-    context.ThrowIfCancelled();
     MatchCounts counts;
-    counts.boundary = {checker.GetNbBoundaryFacesWithTriangle(), checker.GetNbBoundaryFacesWithoutTriangle()};
-    counts.interfaces = {checker.GetNbInterfaceFacesWithTriangle(),
-                         checker.GetNbInterfaceFacesWithoutTriangle()};
-    counts.inner = checker.GetNbInnerFacesWithTriangle();
-    counts.with_face = checker.GetNbTrianglesWithFace();
-    counts.without_face = checker.GetNbTrianglesWithoutFace();
-    counts.wrong_way = checker.GetNbTrianglesDisagreeing();
+    WithThreads(context, [&](bool parallel) {
+        MMeshCorrespondenceChecker const checker(surface.surfaces.get(), model.mesh.get(), parallel);
+        counts.boundary = {checker.GetNbBoundaryFacesWithTriangle(),
+                           checker.GetNbBoundaryFacesWithoutTriangle()};
+        counts.interfaces = {checker.GetNbInterfaceFacesWithTriangle(),
+                             checker.GetNbInterfaceFacesWithoutTriangle()};
+        counts.inner = checker.GetNbInnerFacesWithTriangle();
+        counts.with_face = checker.GetNbTrianglesWithFace();
+        counts.without_face = checker.GetNbTrianglesWithoutFace();
+        counts.wrong_way = checker.GetNbTrianglesDisagreeing();
+    });
+    context.ThrowIfCancelled();
     return counts;
 }
 

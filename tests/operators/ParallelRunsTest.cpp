@@ -5,6 +5,7 @@
 #include "TestProgress.h"
 
 #include <KetSDK/FileIO/FileSystem/MTemporaryDirectory.h>
+#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
 #include <KetSDK/Mesh/geometry/MMeshConformingCutOperator.h>
@@ -123,6 +124,23 @@ Numbers MappingOf(bool parallel, Tolerance... tolerance) {
         }
     for (MStlTriangle const& t : both.stl.Triangles())
         EXPECT_TRUE(mapper.GetElement(&t)) << "each lies on a face";
+    return numbers;
+}
+
+Numbers CorrespondenceOf(bool parallel) {
+    MeshAndSurface both;
+    MMeshSubVolume& other = *both.mesh.AddSubVolume();
+    for (std::uint64_t i = 0; i < 5000; ++i)
+        both.mesh.GetMainSubVolume()->MoveElement(*both.mesh.GetElement(i), &other);
+    MMeshCorrespondenceChecker const checker(&both.stl, &both.mesh, parallel);
+    EXPECT_GT(checker.GetNbTrianglesDisagreeing(), 0u);
+    Numbers numbers;
+    for (std::uint64_t const count :
+         {checker.GetNbBoundaryFacesWithTriangle(), checker.GetNbBoundaryFacesWithoutTriangle(),
+          checker.GetNbInterfaceFacesWithTriangle(), checker.GetNbInterfaceFacesWithoutTriangle(),
+          checker.GetNbInnerFacesWithTriangle(), checker.GetNbTrianglesWithFace(),
+          checker.GetNbTrianglesDisagreeing()})
+        numbers.push_back(static_cast<double>(count));
     return numbers;
 }
 
@@ -729,6 +747,7 @@ Case const Cases[] = {
     {"exact mapper", [](bool parallel) { return MappingOf<MMeshCorrespondenceMapperExact>(parallel); }},
     {"projection mapper",
      [](bool parallel) { return MappingOf<MMeshCorrespondenceMapperProjection>(parallel, 0.001); }},
+    {"correspondence", CorrespondenceOf},
     {"projection", [](bool parallel) { return ProjectionOf(parallel, Unit / 8); }},
     {"projection from near by", [](bool parallel) { return ProjectionOf(parallel, Unit / 100); }},
     {"meshing", MeshingOf},

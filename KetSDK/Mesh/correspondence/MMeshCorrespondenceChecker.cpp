@@ -2,16 +2,21 @@
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceChecker.h>
 
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/Mesh/correspondence/detail/OwnMapper.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <tuple>
+#include <utility>
 
-// One pass over the faces of a mesh.
+// Looks at the faces of a mesh.
 class MMeshCorrespondenceChecker::Walk {
 public:
     Walk(MMeshCorrespondenceChecker& counts, MMeshBase& mesh, MMeshCorrespondenceMapper& mapper)
@@ -19,29 +24,56 @@ public:
         , m_mesh(mesh)
         , m_mapper(mapper) {}
 
-    void Run() {
-        for (MMeshElement& e : m_mesh.Elements())
-            for (unsigned int face = 0; e.GetNodeCount() >= 4 && face < 4; ++face)
-                Count(e, face);
+    void Run(bool parallel) {
+        KetSDK::Support::ComputeSteps<Tally>(
+            {.items = m_mesh.Elements().GetNumElements(), .step = 1024, .parallel = parallel},
+            [this](std::uint64_t first, std::uint64_t last, Tally& tally) {
+                tally = {};
+                for (std::uint64_t i = first; i < last; ++i) {
+                    MMeshElement& e = *m_mesh.GetElement(i);
+                    for (unsigned int face = 0; e.GetNodeCount() >= 4 && face < 4; ++face)
+                        Count(e, face, tally);
+                }
+            },
+            [this](std::uint64_t, std::uint64_t, Tally const& tally) {
+                m_counts.m_boundary.Add(tally.boundary);
+                m_counts.m_interface.Add(tally.interface);
+                m_counts.m_inner.Add(tally.inner);
+                m_counts.m_disagreeing += tally.facing_in;
+                for (auto const& [side, faces] : tally.facing)
+                    m_facing[side].Add(faces);
+                return true;
+            });
         for (auto const& [side, faces] : m_facing)
             m_counts.m_disagreeing += std::min(faces.with, faces.without);
     }
 
 private:
-    void Count(MMeshElement& e, unsigned int face) {
+    // How the triangles of a surface between two sub-volumes face.
+    using Facing = std::map<std::tuple<MStlSurface const*, int, int>, Counts>;
+    // Of some elements.
+    struct Tally {
+        Counts boundary;
+        Counts interface;
+        Counts inner;
+        std::uint64_t facing_in = 0; // triangles at the boundary
+        Facing facing;
+    };
+
+    void Count(MMeshElement& e, unsigned int face, Tally& tally) const {
         MMeshElement* const neighbour = m_mesh.GetNeighborsInfo()->GetNeighbor(&e, face);
         MStlTriangle const* const triangle = m_mapper.GetTriangle(&e, face);
         int const own = NumberOf(e);
         int const other = neighbour ? NumberOf(*neighbour) : own;
         if (!neighbour) {
-            m_counts.m_boundary.Add(triangle);
-            m_counts.m_disagreeing += triangle && !FacesAway(*triangle, e, face);
+            tally.boundary.Add(triangle);
+            tally.facing_in += triangle && !FacesAway(*triangle, e, face);
         } else if (own < other) {
-            m_counts.m_interface.Add(triangle);
+            tally.interface.Add(triangle);
             if (triangle)
-                m_facing[{triangle->GetSurface(), own, other}].Add(FacesAway(*triangle, e, face));
+                tally.facing[{triangle->GetSurface(), own, other}].Add(FacesAway(*triangle, e, face));
         } else if (own == other && std::less<>()(&e, neighbour)) {
-            m_counts.m_inner.Add(triangle);
+            tally.inner.Add(triangle);
         }
     }
 
@@ -65,13 +97,13 @@ private:
     MMeshCorrespondenceChecker& m_counts;
     MMeshBase& m_mesh;
     MMeshCorrespondenceMapper& m_mapper;
-    // How the triangles of a surface between two sub-volumes face.
-    std::map<std::tuple<MStlSurface const*, int, int>, Counts> m_facing;
+    Facing m_facing;
 };
 
-MMeshCorrespondenceChecker::MMeshCorrespondenceChecker(MStlBase* stl, MMeshBase* mesh)
+MMeshCorrespondenceChecker::MMeshCorrespondenceChecker(MStlBase* stl, MMeshBase* mesh, bool parallel)
     : m_stl(stl) {
     SetMesh(mesh);
+    SetParallel(parallel);
     MMeshCorrespondenceChecker::Operate();
 }
 
@@ -84,12 +116,15 @@ bool MMeshCorrespondenceChecker::Operate() {
     if (!mesh || !m_stl)
         return false;
     std::shared_ptr<MMeshCorrespondenceMapper> mapper = mesh->GetCorrespondenceMapper();
-    if (!mapper)
-        mapper = std::make_shared<MMeshCorrespondenceMapperProjection>(m_stl, mesh, 0.001);
+    if (!mapper) {
+        auto projection = std::make_shared<MMeshCorrespondenceMapperProjection>(m_stl, mesh, 0.001);
+        projection->SetParallel(GetParallel());
+        mapper = std::move(projection);
+    }
     if (!mapper->IsMapped())
         mapper->Map();
     mesh->GetNeighborsInfo()->Enable(GetParallel());
-    Walk(*this, *mesh, *mapper).Run();
+    Walk(*this, *mesh, *mapper).Run(GetParallel() && KetSDK::Mesh::Detail::OwnMapper(*mapper));
     for (MStlTriangle const& triangle : m_stl->Triangles())
         m_triangles.Add(mapper->GetElement(&triangle));
     return true;

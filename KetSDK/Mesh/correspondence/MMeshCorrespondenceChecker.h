@@ -13,8 +13,9 @@ class MStlBase;
 // Enables the neighbour information of the mesh and leaves it enabled. One thread at a time uses the mesh.
 class KETSDK_MESH_API MMeshCorrespondenceChecker : public MMeshOperator {
 public:
-    // Counts. Neither is owned; with a null one, or a mapper of another surface, no triangle has a face.
-    MMeshCorrespondenceChecker(MStlBase* stl, MMeshBase* mesh);
+    // Counts, on several threads when parallel. Neither is owned; with a null one, or a mapper of another
+    // surface, no triangle has a face.
+    MMeshCorrespondenceChecker(MStlBase* stl, MMeshBase* mesh, bool parallel = false);
     ~MMeshCorrespondenceChecker() override;
 
     // Faces at the boundary of the mesh.
@@ -37,6 +38,10 @@ private:
         std::uint64_t with = 0;
         std::uint64_t without = 0;
         void Add(bool has) noexcept { ++(has ? with : without); }
+        void Add(Counts const& others) noexcept {
+            with += others.with;
+            without += others.without;
+        }
     };
     class Walk;
 

@@ -2,8 +2,8 @@
 #include <KetSDK/Mesh/operators/MMeshOperatorLabelSubVolumes.h>
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
-#include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperExact.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapperProjection.h>
+#include <KetSDK/Mesh/correspondence/detail/OwnMapper.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/detail/DisjointSets.h>
@@ -22,7 +22,6 @@
 #include <limits>
 #include <optional>
 #include <span>
-#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -87,15 +86,6 @@ private:
     using Numbers = std::array<std::uint32_t, 4>;
     std::vector<Numbers, KetSDK::Support::MLargePageAllocator<Numbers>> m_numbers;
 };
-
-// The library's own mappers, once they are mapped, answer several threads at once, and always the same. A
-// class derived from one of them may not: null for that and any other.
-MMeshCorrespondenceMapperBase* OwnMapper(MMeshCorrespondenceMapper& mapper) {
-    std::type_info const& type = typeid(mapper);
-    bool const own =
-        type == typeid(MMeshCorrespondenceMapperExact) || type == typeid(MMeshCorrespondenceMapperProjection);
-    return own ? static_cast<MMeshCorrespondenceMapperBase*>(&mapper) : nullptr;
-}
 
 // Says of elements, by number, whether all their faces are known to have no triangle.
 class FarFromSurface {
