@@ -35,6 +35,7 @@
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshTopology.h>
+#include <KetSDK/Mesh/persistence/MMeshArrayDifference.h>
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/Mesh/persistence/MMeshFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
@@ -696,8 +697,9 @@ Numbers MaterialsOf(bool parallel) {
     return numbers;
 }
 
-// More nodes and elements, of all kinds, than are made at a time; bytes of the file, and what is read of it.
-Numbers FilesOf(bool parallel) {
+// More nodes and elements, of all kinds, than are made at a time, and an array; bytes of the file, and what
+// is read of it.
+Numbers FilesOf(MMeshFile::Encoding encoding, bool parallel) {
     MMeshBase mesh;
     for (unsigned char const kind : std::initializer_list<unsigned char>{10, 4, 6, 8})
         TestMeshes::AddElementOfKind(mesh, kind);
@@ -705,13 +707,19 @@ Numbers FilesOf(bool parallel) {
     for (MLong i = 0; i < 60000; ++i)
         mesh.AddPoint(i, -i, 7);
     TestMeshes::AddElementOfKind(mesh, 8);
+    std::mt19937_64 random(17);
+    std::vector<double> values(400000);
+    for (double& value : values)
+        value = static_cast<double>(random()) / 3.0;
+    std::vector<MMeshArray> const arrays = {{L"values", MMeshArray::OnMesh, 1, {}, values}};
     MTemporaryDirectory const folder;
     std::string const name = folder.GetPath().GetString() + "/mesh.kmesh";
-    EXPECT_TRUE(MMeshFile::Save(mesh, {}, name, MMeshFile::Binary, nullptr, std::nullopt, parallel));
+    EXPECT_TRUE(MMeshFile::Save(mesh, arrays, name, encoding, nullptr, std::nullopt, parallel));
     std::string const bytes = Content(name);
     Numbers numbers(bytes.begin(), bytes.end());
     MMeshFile::Content const content = MMeshFile::Load(name, nullptr, parallel);
     EXPECT_EQ(FindMeshDifference(mesh, *content.mesh), std::nullopt);
+    EXPECT_EQ(FindArrayDifference(arrays, content.arrays), std::nullopt);
     Append(numbers, *content.mesh);
     return numbers;
 }
@@ -754,7 +762,8 @@ Case const Cases[] = {
     {"intervals", IntervalsOf},
     {"assignment", AssignmentOf},
     {"materials", MaterialsOf},
-    {"mesh files", FilesOf},
+    {"mesh files", std::bind_front(FilesOf, MMeshFile::Binary)},
+    {"mesh files in text", std::bind_front(FilesOf, MMeshFile::Text)},
 };
 
 #ifdef KETSDK_SANITIZE
