@@ -31,6 +31,7 @@ Analysis AnalysisOf(Case& c) {
     MMeshBase& mesh = c.Mesh();
     AnalysisInput input;
     input.mesh = &mesh;
+    input.parallel = IsParallel();
     for (std::uint64_t i = 0; i < mesh.NumberOfSubVolumes(); ++i)
         input.subvolumes.push_back("Label " + std::to_string(i + 1));
     MMeshMaterial material;

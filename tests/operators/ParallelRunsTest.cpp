@@ -25,6 +25,7 @@
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/Mesh/operators/MMeshFaces.h>
 #include <KetSDK/Mesh/operators/MMeshIsosurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
@@ -724,6 +725,25 @@ Numbers FilesOf(MMeshFile::Encoding encoding, bool parallel) {
     return numbers;
 }
 
+// Of meshes with triangles alone and with quadrilaterals. Faces come in an order that no thread changes.
+Numbers FacesOf(bool parallel) {
+    Numbers numbers;
+    auto const add = [&](MMeshBase const& mesh) {
+        for (KetSDK::Mesh::BoundaryFace const& face : KetSDK::Mesh::FindBoundaryFaces(mesh, parallel))
+            numbers.insert(numbers.end(),
+                           {static_cast<double>(face.inside), static_cast<double>(face.outside.value_or(-1)),
+                            static_cast<double>(face.element), static_cast<double>(face.face)});
+        std::vector<std::uint32_t> const bodies = KetSDK::Mesh::FindBodies(mesh, parallel);
+        numbers.insert(numbers.end(), bodies.begin(), bodies.end());
+    };
+    TwoVolumes both;
+    add(both.mesh);
+    MMeshBase hexahedra;
+    FillWithWarpedHexahedra(hexahedra, 11);
+    add(hexahedra);
+    return numbers;
+}
+
 struct Case {
     char const* name;
     std::function<Numbers(bool parallel)> run;
@@ -762,6 +782,7 @@ Case const Cases[] = {
     {"intervals", IntervalsOf},
     {"assignment", AssignmentOf},
     {"materials", MaterialsOf},
+    {"faces and bodies", FacesOf},
     {"mesh files", std::bind_front(FilesOf, MMeshFile::Binary)},
     {"mesh files in text", std::bind_front(FilesOf, MMeshFile::Text)},
 };
