@@ -277,7 +277,8 @@ bool MSAXTextReader::Array::ReadPieces() {
         m_numbers.emplace<Numbers<Number>>();
     }
     auto& numbers = std::get<Numbers<Number>>(m_numbers);
-    numbers.resize(std::max(numbers.size(), m_text.size() / 2 + m_pieces.size()));
+    numbers.resize(
+        std::max({numbers.size(), m_text.size() / 2 + m_pieces.size(), m_text.capacity() / 2 + MostPieces}));
     std::size_t const most = m_parallel ? std::min(2 * m_pieces.size(), MostPieces) * ChunkSize : 0;
     KetSDK::Support::ComputeSteps(
         {.items = m_pieces.size(),
@@ -317,6 +318,8 @@ void MSAXTextReader::Array::Read(Piece& piece, Number* numbers) {
 
 // Goes on until so much of the text has been fetched, or to its end.
 void MSAXTextReader::Array::Fetch(std::size_t size) {
+    // Always as much, so that the next reader can have the same memory.
+    m_ahead.reserve((m_parallel ? MostPieces + 2 : 2) * ChunkSize);
     for (; m_ahead.size() < size && TextGoesOn(); m_parser.Take()) {
         std::string_view const text = m_parser.Text();
         m_ahead.insert(m_ahead.end(), text.begin(), text.end());
