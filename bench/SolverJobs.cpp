@@ -31,6 +31,7 @@ Analysis AnalysisOf(Case& c) {
     MMeshBase& mesh = c.Mesh();
     AnalysisInput input;
     input.mesh = &mesh;
+    input.parallel = IsParallel();
     for (std::uint64_t i = 0; i < mesh.NumberOfSubVolumes(); ++i)
         input.subvolumes.push_back("Label " + std::to_string(i + 1));
     MMeshMaterial material;
@@ -46,14 +47,20 @@ Analysis AnalysisOf(Case& c) {
 }
 
 void WriteDeckOf(Analysis const& analysis) {
-    WriteDeck(analysis, {}, PathOf("model.inp"), nullptr);
+    DeckOptions options;
+    options.parallel = IsParallel();
+    WriteDeck(analysis, options, PathOf("model.inp"), nullptr);
 }
 
 // Adds the job of writing alone: making the analysis is another one.
 void AddDeckWriting(Recipe const& recipe) {
     auto const analysis = std::make_shared<Analysis>();
     AddWay(
-        recipe, "deck_write", Ours, [analysis](Case& c) { *analysis = AnalysisOf(c); },
+        recipe, "deck_write", Ours,
+        [analysis](Case& c) {
+            *analysis = AnalysisOf(c);
+            std::filesystem::remove(PathOf("model.inp")); // to write over it may wait for the disk
+        },
         [analysis](Case&) {
             WriteDeckOf(*analysis);
             return std::filesystem::file_size(PathOf("model.inp"));

@@ -4,6 +4,7 @@
 #include <KetSDK/MeshJobs/Error.h>
 #include <KetSDK/MeshJobs/detail/AnalysisOf.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshSolver/FebWriter.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 
@@ -52,14 +53,20 @@ std::vector<ExportResult::Set> Report(std::vector<Analysis::Surface> const& surf
 
 void Write(Analysis const& analysis, DeckFiles& files, ExportOptions const& options, Context const& context) {
     std::filesystem::path const& path = files.deck.GetTemporaryPath();
-    MeshSolver::DeckOptions const how{options.dialect, MeshSolver::DeckOptions::Method::Auto, false};
-    if (IsFeb(files.deck.GetPath()))
+    if (IsFeb(files.deck.GetPath())) {
         MeshSolver::WriteFeb(analysis, path, context.progress);
-    else if (files.step)
-        MeshSolver::WriteSplitDeck(analysis, how, path, files.deck.GetPath().filename().string(),
-                                   files.step->GetTemporaryPath(), context.progress);
-    else
-        MeshSolver::WriteDeck(analysis, how, path, context.progress);
+        return;
+    }
+    Detail::WithThreads(context, [&](bool parallel) {
+        MeshSolver::DeckOptions how;
+        how.dialect = options.dialect;
+        how.parallel = parallel;
+        if (files.step)
+            MeshSolver::WriteSplitDeck(analysis, how, path, files.deck.GetPath().filename().string(),
+                                       files.step->GetTemporaryPath(), context.progress);
+        else
+            MeshSolver::WriteDeck(analysis, how, path, context.progress);
+    });
 }
 
 } // namespace

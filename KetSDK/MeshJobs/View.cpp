@@ -8,6 +8,7 @@
 #include <KetSDK/MeshJobs/detail/PageFields.h>
 #include <KetSDK/MeshJobs/detail/PageTemplate.h>
 #include <KetSDK/MeshJobs/detail/ShownElements.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/Text.h>
@@ -42,8 +43,8 @@ std::vector<std::uint32_t> FirstNumbers(MLong count) {
     return numbers;
 }
 
-Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& fields,
-              ViewOptions const& options) {
+Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& fields, ViewOptions const& options,
+              bool parallel) {
     Chosen chosen;
     chosen.all = static_cast<std::uint64_t>(mesh.NumberOfElements()) <= options.max_elements;
     chosen.index_of.assign(static_cast<std::size_t>(mesh.NumberOfPoints()), -1);
@@ -51,7 +52,7 @@ Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& field
         chosen.elements = FirstNumbers(mesh.NumberOfElements());
         chosen.nodes = FirstNumbers(mesh.NumberOfPoints());
     } else {
-        auto [elements, ends] = Detail::ChooseShownElements(mesh, fields);
+        auto [elements, ends] = Detail::ChooseShownElements(mesh, fields, parallel);
         chosen.elements = std::move(elements);
         chosen.ends = std::move(ends);
         std::vector<bool> used(chosen.index_of.size(), false);
@@ -194,7 +195,8 @@ PageData PackModel(Model const& model, ViewOptions const& options, Context const
     page.result.colors = {MeshVTK::ArrayNames::Subvolume};
     for (Detail::PageField const& field : fields)
         std::ranges::move(field.Colors(), std::back_inserter(page.result.colors));
-    Chosen const chosen = Choose(mesh, fields, options);
+    Chosen chosen;
+    Detail::WithThreads(context, [&](bool parallel) { chosen = Choose(mesh, fields, options, parallel); });
     page.result.elements = static_cast<std::uint64_t>(mesh.NumberOfElements());
     page.result.nodes = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     page.result.shown = chosen.elements.size();

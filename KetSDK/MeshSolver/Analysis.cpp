@@ -6,9 +6,11 @@
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/MeshSolver/Error.h>
 #include <KetSDK/MeshSolver/detail/Jacobian.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cstdio>
 #include <limits>
 #include <map>
@@ -33,6 +35,11 @@ struct Faults {
         if (count++ == 0)
             first = element;
     }
+    void Add(Faults const& behind) {
+        if (count == 0)
+            first = behind.first;
+        count += behind.count;
+    }
     std::string Describe(std::string const& what) const {
         return std::to_string(count) + (count == 1 ? " element is " : " elements are ") + what +
                " (the first is " + std::to_string(first) + ")";
@@ -54,12 +61,16 @@ bool IsCornerFolded(MMeshElement const& e) {
                                [&e](auto const& corner) { return Detail::JacobianAt(e, corner) < 0.0; });
 }
 
-void CheckElements(MMeshBase const& mesh) {
+// What is to be said of elements.
+struct ElementReport {
     Faults inverted;
     Faults flat;
     Faults folded;
-    bool has_others = false; // than tetrahedra among the inverted ones
-    mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
+    bool has_others = false; // than tetrahedra among the inverted or folded ones
+    std::uint64_t linear_tetrahedra = 0;
+    std::uint64_t elements = 0;
+
+    void Add(MMeshElement const& e, std::uint64_t number) {
         double const volume = VolumeOf(e);
         bool const is_tetrahedron = e.GetNodeCount() == 4 || e.GetNodeCount() == 10;
         if (volume < 0.0) {
@@ -71,8 +82,22 @@ void CheckElements(MMeshBase const& mesh) {
             folded.Add(number);
             has_others |= !is_tetrahedron;
         }
-    });
-    if (mesh.NumberOfElements() == 0)
+        linear_tetrahedra += e.GetNodeCount() == 4 ? 1 : 0;
+        ++elements;
+    }
+    void Add(ElementReport const& behind) {
+        inverted.Add(behind.inverted);
+        flat.Add(behind.flat);
+        folded.Add(behind.folded);
+        has_others |= behind.has_others;
+        linear_tetrahedra += behind.linear_tetrahedra;
+        elements += behind.elements;
+    }
+    void ThrowIfFaulty() const;
+};
+
+void ElementReport::ThrowIfFaulty() const {
+    if (elements == 0)
         throw Error("the mesh has no elements");
     if (inverted.count > 0)
         throw Error(
@@ -86,11 +111,30 @@ void CheckElements(MMeshBase const& mesh) {
             (has_others ? "hexahedra and wedges have to be meshed anew" : "ketmesh repair mends them"));
 }
 
-void WarnOfLinearTetrahedra(AnalysisInput const& input) {
-    auto const linear = std::ranges::count_if(input.mesh->Elements(),
-                                              [](MMeshElement const& e) { return e.GetNodeCount() == 4; });
-    if (linear > 0 && input.warn)
-        input.warn(std::to_string(linear) +
+Support::WorkSteps StepsOf(MMeshBase const& mesh, bool parallel) {
+    return {.items = mesh.Elements().GetNumElements(), .step = 4096, .parallel = parallel};
+}
+
+ElementReport ReportOnElements(MMeshBase const& mesh, bool parallel) {
+    ElementReport report;
+    Support::ComputeSteps<ElementReport>(
+        StepsOf(mesh, parallel),
+        [&mesh](std::uint64_t first, std::uint64_t last, ElementReport& of_step) {
+            of_step = {};
+            mesh.Elements().ForEachWithNodes(
+                first, last,
+                [&of_step](MMeshElement const& e, std::uint64_t number) { of_step.Add(e, number); });
+        },
+        [&report](std::uint64_t, std::uint64_t, ElementReport const& of_step) {
+            report.Add(of_step);
+            return true;
+        });
+    return report;
+}
+
+void WarnOfLinearTetrahedra(AnalysisInput const& input, std::uint64_t count) {
+    if (count > 0 && input.warn)
+        input.warn(std::to_string(count) +
                    " elements are linear tetrahedra, which are too stiff in bending and near-incompressible; "
                    "ketmesh convert --to tet10 makes quadratic ones");
 }
@@ -132,31 +176,53 @@ void TakeOriginalIds(Analysis& analysis) {
         [](std::size_t) { return true; });
 }
 
-std::vector<bool> UsedNodes(MMeshBase const& mesh) {
-    std::vector<bool> used(static_cast<std::size_t>(mesh.NumberOfPoints()), false);
-    mesh.Elements().ForEachWithNodes([&used](MMeshElement const& e, std::uint64_t) {
+std::vector<bool> UsedNodes(MMeshBase const& mesh, bool parallel) {
+    std::vector<unsigned char> used(static_cast<std::size_t>(mesh.NumberOfPoints()), 0);
+    auto const mark = [&used](MMeshElement const& e, std::uint64_t) {
         for (unsigned int i = 0; i < e.GetNodeCount(); ++i)
-            used[static_cast<std::size_t>(e.GetNode(i)->GetIndex())] = true;
+            if (std::atomic_ref is_used(used[static_cast<std::size_t>(e.GetNode(i)->GetIndex())]);
+                is_used.load(std::memory_order_relaxed) == 0)
+                is_used.store(1, std::memory_order_relaxed);
+    };
+    Support::ComputeSteps(StepsOf(mesh, parallel), [&](std::uint64_t first, std::uint64_t last) {
+        mesh.Elements().ForEachWithNodes(first, last, mark);
     });
-    return used;
+    return {used.begin(), used.end()};
 }
 
 // --- Sets --------------------------------------------------------------------------------------------------
 
-void TakeSubVolumes(Analysis& analysis, std::vector<std::string> const& names, DeckNames& deck) {
-    MMeshBase const& mesh = *analysis.mesh;
-    for (std::string const& name : names)
+void TakeSubVolumes(Analysis& analysis, AnalysisInput const& input, DeckNames& deck) {
+    for (std::string const& name : input.subvolumes)
         analysis.subvolumes.push_back({deck.Take("subvolume", name), 0});
-    auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-    analysis.subvolume_of.reserve(static_cast<std::size_t>(mesh.NumberOfElements()));
-    for (MMeshElement const& e : mesh.Elements()) {
-        auto const number = static_cast<std::size_t>(numbers ? numbers->GetValue(e) : 0);
-        if (number >= names.size())
-            throw Error("element " + std::to_string(analysis.subvolume_of.size()) +
-                        " is in no sub-volume; --labels can make sub-volumes of an array");
-        analysis.subvolume_of.push_back(static_cast<std::uint32_t>(number));
-        ++analysis.subvolumes[number].elements;
-    }
+    auto const* const numbers = std::as_const(*input.mesh->GetElementMasks()).GetSubvolumeMask();
+    analysis.subvolume_of.resize(static_cast<std::size_t>(input.mesh->NumberOfElements()));
+    struct Taken {
+        std::vector<std::uint64_t> elements; // by sub-volume, up to one that is in none
+        std::uint64_t end = 0;
+    };
+    Support::ComputeSteps<Taken>(
+        StepsOf(*input.mesh, input.parallel),
+        [&](std::uint64_t first, std::uint64_t last, Taken& taken) {
+            taken.elements.assign(analysis.subvolumes.size(), 0);
+            auto e = input.mesh->Elements().begin() + static_cast<std::ptrdiff_t>(first);
+            for (taken.end = first; taken.end < last; ++taken.end, ++e) {
+                auto const number = static_cast<std::size_t>(numbers ? numbers->GetValue(*e) : 0);
+                if (number >= taken.elements.size())
+                    break;
+                analysis.subvolume_of[static_cast<std::size_t>(taken.end)] =
+                    static_cast<std::uint32_t>(number);
+                ++taken.elements[number];
+            }
+        },
+        [&](std::uint64_t, std::uint64_t last, Taken const& taken) {
+            if (taken.end < last)
+                throw Error("element " + std::to_string(taken.end) +
+                            " is in no sub-volume; --labels can make sub-volumes of an array");
+            for (std::size_t i = 0; i < taken.elements.size(); ++i)
+                analysis.subvolumes[i].elements += taken.elements[i];
+            return true;
+        });
 }
 
 void NameMaterials(Analysis& analysis, DeckNames& deck) {
@@ -263,8 +329,8 @@ void HoldNodes(Analysis& analysis) {
     held.erase(std::unique(held.begin(), held.end(), is_same), held.end());
 }
 
-void RequireHeldBodies(Analysis const& analysis) {
-    std::vector<LooseBody> const loose = FindLooseBodies(*analysis.mesh, analysis.held);
+void RequireHeldBodies(Analysis const& analysis, bool parallel) {
+    std::vector<LooseBody> const loose = FindLooseBodies(*analysis.mesh, analysis.held, parallel);
     if (loose.empty())
         return;
     LooseBody const& body = loose.front();
@@ -318,7 +384,7 @@ void TakeCase(Analysis& analysis, std::vector<MeshSurface> const& surfaces, Anal
         return;
     HoldNodes(analysis);
     LoadNodes(analysis);
-    RequireHeldBodies(analysis);
+    RequireHeldBodies(analysis, input.parallel);
     if (!input.warn)
         return;
     WarnOfIdleCase(input);
@@ -353,25 +419,26 @@ NodeForces Analysis::AllLoads() const {
 }
 
 Analysis MakeAnalysis(AnalysisInput const& input) {
-    CheckElements(*input.mesh);
+    ElementReport const report = ReportOnElements(*input.mesh, input.parallel);
+    report.ThrowIfFaulty();
     Analysis analysis;
     analysis.mesh = input.mesh;
     analysis.space = input.space;
-    analysis.materials = CollectMaterials(*input.mesh, input.materials, input.values);
+    analysis.materials = CollectMaterials(*input.mesh, input.materials, input.values, input.parallel);
     analysis.has_element_moduli = input.materials == MaterialsAs::Elements;
-    analysis.used_nodes = UsedNodes(*input.mesh);
+    analysis.used_nodes = UsedNodes(*input.mesh, input.parallel);
     DeckNames deck;
-    TakeSubVolumes(analysis, input.subvolumes, deck);
+    TakeSubVolumes(analysis, input, deck);
     NameMaterials(analysis, deck);
-    std::vector<MeshSurface> surfaces = FindSurfaces(*input.mesh, input.subvolumes);
+    std::vector<MeshSurface> surfaces = FindSurfaces(*input.mesh, input.subvolumes, input.parallel);
     for (MeshSurface const& surface : surfaces)
         analysis.surfaces.push_back({surface.name, deck.Take("surface", surface.name), surface.faces,
-                                     NodesOnFaces(*input.mesh, surface.faces)});
+                                     NodesOnFaces(*input.mesh, surface.faces, input.parallel)});
     if (input.load_case)
         TakeCase(analysis, surfaces, input, deck);
     if (input.original_ids)
         TakeOriginalIds(analysis);
-    WarnOfLinearTetrahedra(input);
+    WarnOfLinearTetrahedra(input, report.linear_tetrahedra);
     analysis.renamings = deck.GetRenamings();
     return analysis;
 }

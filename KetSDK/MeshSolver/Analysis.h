@@ -30,6 +30,7 @@ struct AnalysisInput {
     std::optional<Case> load_case;
     bool original_ids = false;                    // number nodes and elements by their original identifiers
     std::function<void(std::string const&)> warn; // may be empty
+    bool parallel = false;                        // work on several threads; the analysis is the same
 };
 
 // A mesh with materials, sets and a case, of which every solver's deck is written: checked, with names that

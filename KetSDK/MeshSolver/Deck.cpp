@@ -5,6 +5,7 @@
 #include <KetSDK/MeshSolver/Error.h>
 #include <KetSDK/MeshSolver/detail/IdIndex.h>
 #include <KetSDK/MeshSolver/detail/LineFile.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <charconv>
@@ -13,6 +14,7 @@
 #include <limits>
 #include <numeric>
 #include <set>
+#include <span>
 #include <system_error>
 #include <utility>
 
@@ -132,9 +134,11 @@ private:
 
 class DeckReader {
 public:
-    DeckReader(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress)
+    DeckReader(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress,
+               bool parallel)
         : m_path(path)
-        , m_progress(progress) {}
+        , m_progress(progress)
+        , m_parallel(parallel) {}
 
     Deck Read() {
         ReadFile(m_path, true);
@@ -145,6 +149,7 @@ public:
     }
 
 private:
+    // Reads a line of data.
     using Handler = void (DeckReader::*)(std::string_view line);
 
     struct OpenFace {
@@ -155,6 +160,36 @@ private:
     struct OpenSurface {
         std::string name;
         std::vector<OpenFace> faces;
+    };
+
+    // What some lines of nodes, elements, members of sets or faces hold, up to one that has a fault.
+    struct Rows {
+        std::vector<std::int32_t> numbers;
+        std::vector<std::array<double, 3>> positions;
+        std::vector<std::string> names;
+        std::vector<OpenFace> faces;
+        std::uint64_t unread_faces = 0;
+        std::vector<std::uint32_t> ends; // of the lines in `numbers`
+        bool is_text = true;
+        std::string fault;
+
+        void Clear() {
+            numbers.clear();
+            positions.clear();
+            names.clear();
+            faces.clear();
+            unread_faces = 0;
+            ends.clear();
+            is_text = true;
+            fault.clear();
+        }
+        bool IsGood() const noexcept { return is_text && fault.empty(); }
+    };
+    // How the lines of a large block are read, on any thread, and how what they hold is put behind what came
+    // before. There are `before` lines in the file before them.
+    struct RowKind {
+        void (DeckReader::*read)(std::string_view line, Rows& rows) const = nullptr;
+        void (DeckReader::*take)(Rows const& rows, std::uint64_t before) = nullptr;
     };
 
     // --- Files and lines -----------------------------------------------------------------------------------
@@ -170,27 +205,17 @@ private:
             std::exchange(m_included, is_main ? "" : path.filename().string() + " ");
         Common::IncrementalProgressReporter reporter(is_main ? m_progress : nullptr, "Reading deck",
                                                      file.GetSize(), true);
+        std::uint64_t reported = 0; // lines
         std::string_view line;
-        std::string keyword; // with its continued lines
-        while (file.Next(line)) {
-            if (file.GetLineNumber() % 10000 == 0) {
+        std::string keyword;                                   // with its continued lines
+        while (ReadRows(keyword.empty()) || file.Next(line)) { // many lines, or one
+            if (file.GetLineNumber() - reported >= 10000) {
+                reported = file.GetLineNumber();
                 reporter = file.GetPosition();
                 if (m_progress && m_progress->IsCancelled())
                     throw Cancelled();
             }
-            line = Trimmed(line);
-            if (line.empty())
-                continue;
-            if (line.starts_with("**")) {
-                ReadComment(line.substr(2));
-            } else if (line.front() == '*' || !keyword.empty()) {
-                keyword += line;
-                if (keyword.back() == ',')
-                    continue;
-                Begin(ParseKeyword(std::exchange(keyword, std::string())));
-            } else if (m_handler) {
-                (this->*m_handler)(line);
-            }
+            ReadLine(std::exchange(line, {}), keyword);
         }
         if (is_main)
             EndBlock();
@@ -199,8 +224,82 @@ private:
         m_open_files.erase(real);
     }
 
-    [[noreturn]] void Fail(std::string const& message) const {
-        throw Error(m_included + "line " + std::to_string(m_file->GetLineNumber()) + ": " + message);
+    void ReadLine(std::string_view line, std::string& keyword) {
+        line = Trimmed(line);
+        if (line.empty())
+            return;
+        if (line.starts_with("**")) {
+            ReadComment(line.substr(2));
+        } else if (line.front() == '*' || !keyword.empty()) {
+            keyword += line;
+            if (keyword.back() != ',')
+                Begin(ParseKeyword(std::exchange(keyword, std::string())));
+        } else if (m_row_kind.read) {
+            Rows rows;
+            ReadRows(line, rows);
+            TakeRows(rows, m_file->GetLineNumber() - 1);
+        } else if (m_handler) {
+            (this->*m_handler)(line);
+        }
+    }
+
+    // Reads many lines of a large block at once, where there are some to come before the next keyword or
+    // comment. False where there are none, or they are to be read one by one.
+    bool ReadRows(bool is_possible) {
+        std::string_view text =
+            is_possible && m_row_kind.read ? m_file->TakeLinesWithout('*') : std::string_view();
+        if (text.empty())
+            return false;
+        std::vector<std::string_view> pieces; // of whole lines
+        while (!text.empty()) {
+            constexpr std::size_t least = 1U << 16;
+            std::size_t const end =
+                std::min(text.find('\n', std::min(text.size(), least)), text.size() - 1) + 1;
+            pieces.push_back(text.substr(0, end));
+            text.remove_prefix(end);
+        }
+        Support::WorkSteps const steps{.items = pieces.size(), .parallel = m_parallel, .window = 4};
+        m_rows.resize(std::max<std::size_t>(m_rows.size(), steps.NumberOfSlots()));
+        Support::ComputeSteps(
+            steps,
+            [&](std::uint64_t i, std::uint64_t, std::size_t slot) {
+                ReadRows(pieces[static_cast<std::size_t>(i)], m_rows[slot]);
+            },
+            [this](std::uint64_t, std::uint64_t, std::size_t slot) {
+                TakeRows(m_rows[slot], m_file->GetLineNumber());
+                m_file->CountLines(m_rows[slot].ends.size());
+                return true;
+            });
+        return true;
+    }
+
+    void ReadRows(std::string_view lines, Rows& rows) const {
+        rows.Clear();
+        bool const are_text = !Detail::IsNoText(lines);
+        while (!lines.empty()) {
+            std::size_t const end = std::min(lines.find('\n'), lines.size());
+            std::string_view const line = Trimmed(lines.substr(0, end));
+            lines.remove_prefix(std::min(end + 1, lines.size()));
+            rows.is_text = are_text || !Detail::IsNoText(line);
+            if (rows.is_text && !line.empty())
+                (this->*m_row_kind.read)(line, rows);
+            if (!rows.IsGood())
+                return;
+            rows.ends.push_back(static_cast<std::uint32_t>(rows.numbers.size()));
+        }
+    }
+
+    void TakeRows(Rows const& rows, std::uint64_t before) {
+        (this->*m_row_kind.take)(rows, before);
+        if (!rows.is_text)
+            throw Detail::NoText(before + rows.ends.size() + 1);
+        if (!rows.fault.empty())
+            Fail(rows.fault, before + rows.ends.size() + 1);
+    }
+
+    [[noreturn]] void Fail(std::string const& message) const { Fail(message, m_file->GetLineNumber()); }
+    [[noreturn]] void Fail(std::string const& message, std::uint64_t line) const {
+        throw Error(m_included + "line " + std::to_string(line) + ": " + message);
     }
 
     void ReadComment(std::string_view comment) {
@@ -244,6 +343,7 @@ private:
         }
         EndBlock();
         m_handler = nullptr;
+        m_row_kind = {};
         struct Known {
             char const* name;
             void (DeckReader::*begin)(Keyword const&);
@@ -274,10 +374,9 @@ private:
 
     // What a block leaves open ends with it.
     void EndBlock() {
-        if (m_handler == &DeckReader::ReadElement && !m_numbers.empty())
+        if (!m_numbers.empty())
             Fail("element " + std::to_string(m_numbers.front()) + " has " +
                  std::to_string(m_numbers.size() - 1) + " nodes and needs " + std::to_string(m_kind));
-        m_numbers.clear();
     }
 
     void Skip(Keyword const&) {}
@@ -304,10 +403,10 @@ private:
         m_set = nullptr;
         if (keyword.Has("NSET"))
             m_set = &m_node_sets.Get(keyword.Get("NSET"));
-        m_handler = &DeckReader::ReadNode;
+        m_row_kind = {&DeckReader::ReadNode, &DeckReader::TakeNodes};
     }
 
-    void ReadNode(std::string_view line) {
+    void ReadNode(std::string_view line, Rows& rows) const {
         std::int32_t id = 0;
         std::array<double, 3> position{};
         std::size_t at = 0;
@@ -317,12 +416,24 @@ private:
             is_good = word.empty() || ReadReal(word, position[at]);
             ++at;
         }
-        if (!is_good || at < 3)
-            Fail("a node needs a number from 1 on and three coordinates");
-        m_deck.node_ids.push_back(id);
-        m_deck.positions.push_back(position);
+        if (!is_good || at < 3) {
+            rows.fault = "a node needs a number from 1 on and three coordinates";
+            return;
+        }
+        rows.numbers.push_back(id);
+        rows.positions.push_back(position);
+    }
+
+    template <typename Item, typename Others>
+    static void Append(std::vector<Item>& items, Others const& others) {
+        items.insert(items.end(), others.begin(), others.end());
+    }
+
+    void TakeNodes(Rows const& rows, std::uint64_t) {
+        Append(m_deck.node_ids, rows.numbers);
+        Append(m_deck.positions, rows.positions);
         if (m_set)
-            m_set->ids.push_back(id);
+            Append(m_set->ids, rows.numbers);
     }
 
     // Takes the word before the next comma off a line, which has no data when that was the last.
@@ -331,6 +442,25 @@ private:
         std::string_view const word = Trimmed(line.substr(0, comma));
         line = comma == std::string_view::npos ? std::string_view() : line.substr(comma + 1);
         return word;
+    }
+
+    // The same for a word that is a number as most are written, which takes a third of the time. Otherwise it
+    // is false, and the line stays.
+    static bool TakeId(std::string_view& line, std::int32_t& id) {
+        char const* at = line.data();
+        char const* const end = at + line.size();
+        while (at != end && *at == ' ')
+            ++at;
+        std::int64_t number = 0;
+        for (; at != end && *at >= '0' && *at <= '9' && number <= std::numeric_limits<std::int32_t>::max();
+             ++at)
+            number = 10 * number + (*at - '0');
+        if (number == 0 || number > std::numeric_limits<std::int32_t>::max() || (at != end && *at != ','))
+            return false;
+        id = static_cast<std::int32_t>(number);
+        line =
+            at == end ? std::string_view() : std::string_view(at + 1, static_cast<std::size_t>(end - at - 1));
+        return true;
     }
 
     // --- Elements ------------------------------------------------------------------------------------------
@@ -346,31 +476,58 @@ private:
         }
         m_unread_type = "elements of type " + (type.empty() ? "none" : type);
         m_is_continued = false;
-        m_handler = m_kind == 0 ? &DeckReader::SkipElement : &DeckReader::ReadElement;
+        if (m_kind == 0)
+            m_handler = &DeckReader::SkipElement;
+        else
+            m_row_kind = {&DeckReader::ReadNumbers, &DeckReader::TakeElements};
     }
 
-    void ReadElement(std::string_view line) {
+    void ReadNumbers(std::string_view line, Rows& rows) const {
         while (line.data() && !line.empty()) {
             std::int32_t number = 0;
+            if (TakeId(line, number)) {
+                rows.numbers.push_back(number);
+                continue;
+            }
             std::string_view const word = NextWord(line);
             if (word.empty() && (!line.data() || Trimmed(line).empty()))
                 break;
-            if (!ReadId(word, number))
-                Fail("\"" + std::string(word) + "\" is no number of a node or element");
-            m_numbers.push_back(number);
+            if (!ReadId(word, number)) {
+                rows.fault = "\"" + std::string(word) + "\" is no number of a node or element";
+                return;
+            }
+            rows.numbers.push_back(number);
         }
-        if (m_numbers.size() <= m_kind)
-            return;
-        if (m_numbers.size() > m_kind + 1U)
-            Fail("element " + std::to_string(m_numbers.front()) + " has " +
-                 std::to_string(m_numbers.size() - 1) + " nodes and needs " + std::to_string(m_kind));
-        m_deck.element_ids.push_back(m_numbers.front());
+    }
+
+    void TakeElements(Rows const& rows, std::uint64_t before) {
+        std::size_t begin = 0;
+        for (std::uint32_t const end : rows.ends) {
+            ++before;
+            std::span const line(rows.numbers.data() + begin, end - begin);
+            begin = end;
+            if (m_numbers.empty() && line.size() == m_kind + 1U) { // as most are
+                AddElement(line);
+                continue;
+            }
+            m_numbers.insert(m_numbers.end(), line.begin(), line.end());
+            if (m_numbers.size() <= m_kind)
+                continue;
+            if (m_numbers.size() > m_kind + 1U)
+                Fail("element " + std::to_string(m_numbers.front()) + " has " +
+                         std::to_string(m_numbers.size() - 1) + " nodes and needs " + std::to_string(m_kind),
+                     before);
+            AddElement(m_numbers);
+            m_numbers.clear();
+        }
+    }
+
+    void AddElement(std::span<std::int32_t const> numbers) {
+        m_deck.element_ids.push_back(numbers.front());
         m_deck.kinds.push_back(m_kind);
-        for (std::size_t i = 1; i < m_numbers.size(); ++i)
-            m_deck.nodes.push_back(static_cast<std::uint32_t>(m_numbers[i]));
+        Append(m_deck.nodes, numbers.subspan(1));
         if (m_set)
-            m_set->ids.push_back(m_numbers.front());
-        m_numbers.clear();
+            m_set->ids.push_back(numbers.front());
     }
 
     void SkipElement(std::string_view line) {
@@ -387,7 +544,10 @@ private:
         if (!keyword.Has(parameter))
             Fail("*" + parameter + " needs " + parameter + "= with a name");
         m_set = &sets.Get(keyword.Get(parameter));
-        m_handler = keyword.Has("GENERATE") ? &DeckReader::ReadRange : &DeckReader::ReadMembers;
+        if (keyword.Has("GENERATE"))
+            m_handler = &DeckReader::ReadRange;
+        else
+            m_row_kind = {&DeckReader::ReadMembers, &DeckReader::TakeMembers};
     }
     void BeginNodeSet(Keyword const& keyword) {
         if (keyword.Has("ELSET"))
@@ -396,14 +556,24 @@ private:
     }
     void BeginElementSet(Keyword const& keyword) { BeginSet(keyword, m_element_sets, "ELSET"); }
 
-    void ReadMembers(std::string_view line) {
-        for (std::string_view const word : Words(line)) {
+    void ReadMembers(std::string_view line, Rows& rows) const {
+        while (line.data()) {
             std::int32_t id = 0;
+            if (TakeId(line, id)) {
+                rows.numbers.push_back(id);
+                continue;
+            }
+            std::string_view const word = NextWord(line);
             if (ReadId(word, id))
-                m_set->ids.push_back(id);
+                rows.numbers.push_back(id);
             else if (!word.empty())
-                m_set->others.push_back(NameKey(Unquoted(word)));
+                rows.names.push_back(NameKey(Unquoted(word)));
         }
+    }
+
+    void TakeMembers(Rows const& rows, std::uint64_t) {
+        Append(m_set->ids, rows.numbers);
+        Append(m_set->others, rows.names);
     }
 
     void ReadRange(std::string_view line) {
@@ -423,7 +593,7 @@ private:
         std::string const type = NameKey(keyword.Get("TYPE"));
         if (type == "NODE") {
             m_set = &m_node_sets.Get(keyword.Get("NAME"));
-            m_handler = &DeckReader::ReadMembers;
+            m_row_kind = {&DeckReader::ReadMembers, &DeckReader::TakeMembers};
             return;
         }
         if (!type.empty() && type != "ELEMENT") {
@@ -435,29 +605,37 @@ private:
         if (is_new)
             m_surfaces.push_back({keyword.Get("NAME"), {}});
         m_surface = found->second;
-        m_handler = &DeckReader::ReadFace;
+        m_row_kind = {&DeckReader::ReadFace, &DeckReader::TakeFaces};
     }
 
-    void ReadFace(std::string_view line) {
+    void ReadFace(std::string_view line, Rows& rows) const {
         std::vector<std::string_view> const words = Words(line);
         if (words.empty())
             return;
         OpenFace face;
         std::string const label = words.size() > 1 ? NameKey(words[1]) : "";
         if (label.size() != 2 || label[0] != 'S' || label[1] < '1' || label[1] > '6') {
-            ++m_deck.unread["faces of surfaces that are not named S1 to S6"];
+            ++rows.unread_faces;
             return;
         }
         face.face = static_cast<std::uint8_t>(label[1] - '0');
         if (!ReadId(words[0], face.id)) {
             face.id = 0;
             auto const set = m_element_sets.Find(Unquoted(words[0]));
-            if (!set)
-                Fail("the surface " + m_surfaces[m_surface].name + " names the element set " +
-                     std::string(words[0]) + ", which is not defined before it");
+            if (!set) {
+                rows.fault = "the surface " + m_surfaces[m_surface].name + " names the element set " +
+                             std::string(words[0]) + ", which is not defined before it";
+                return;
+            }
             face.element_set = *set;
         }
-        m_surfaces[m_surface].faces.push_back(face);
+        rows.faces.push_back(face);
+    }
+
+    void TakeFaces(Rows const& rows, std::uint64_t) {
+        Append(m_surfaces[m_surface].faces, rows.faces);
+        if (rows.unread_faces > 0)
+            m_deck.unread["faces of surfaces that are not named S1 to S6"] += rows.unread_faces;
     }
 
     // --- Materials -----------------------------------------------------------------------------------------
@@ -552,16 +730,38 @@ private:
         }
     }
 
+    // Puts indices in place of numbers, up to the first number that is not there, and returns its place; the
+    // size when all are.
+    template <typename Number>
+    std::size_t FindAll(IdIndex const& index, std::vector<Number>& ids) const {
+        std::size_t first_unknown = ids.size();
+        Support::ComputeSteps<std::size_t>(
+            {.items = ids.size(), .step = 1 << 14, .parallel = m_parallel},
+            [&](std::uint64_t first, std::uint64_t last, std::size_t& unknown) {
+                for (unknown = static_cast<std::size_t>(first); unknown < last; ++unknown) {
+                    std::uint32_t const at = index.Find(static_cast<std::int32_t>(ids[unknown]));
+                    if (at == IdIndex::None)
+                        break;
+                    ids[unknown] = static_cast<Number>(at);
+                }
+            },
+            [&](std::uint64_t, std::uint64_t last, std::size_t unknown) {
+                if (unknown < last)
+                    first_unknown = unknown;
+                return unknown == last;
+            });
+        return first_unknown;
+    }
+
     void ResolveElements(IdIndex const& nodes) {
-        std::size_t at = 0;
-        for (std::size_t i = 0; i < m_deck.kinds.size(); ++i)
-            for (unsigned int k = 0; k < m_deck.kinds[i]; ++k, ++at) {
-                auto const id = static_cast<std::int32_t>(m_deck.nodes[at]);
-                m_deck.nodes[at] = nodes.Find(id);
-                if (m_deck.nodes[at] == IdIndex::None)
-                    throw Error("element " + std::to_string(m_deck.element_ids[i]) + " has node " +
-                                std::to_string(id) + ", which is not defined");
-            }
+        std::size_t const unknown = FindAll(nodes, m_deck.nodes);
+        if (unknown == m_deck.nodes.size())
+            return;
+        std::size_t element = 0;
+        for (std::size_t end = m_deck.kinds[0]; end <= unknown; end += m_deck.kinds[element])
+            ++element;
+        throw Error("element " + std::to_string(m_deck.element_ids[element]) + " has node " +
+                    std::to_string(m_deck.nodes[unknown]) + ", which is not defined");
     }
 
     template <typename IsSkipped>
@@ -664,13 +864,17 @@ private:
 
     std::filesystem::path m_path;
     std::shared_ptr<Common::IProgressDelegate> m_progress;
+    bool m_parallel;
     Deck m_deck;
 
     std::set<std::filesystem::path> m_open_files;
     LineFile* m_file = nullptr; // that is being read
     std::string m_included;     // its name, where it is not the deck itself
 
-    Handler m_handler = nullptr; // of the lines behind the present keyword; null skips them
+    // Of the lines behind the present keyword; they are skipped where there is neither.
+    Handler m_handler = nullptr;
+    RowKind m_row_kind;
+    std::vector<Rows> m_rows; // that threads read into
     bool m_is_in_step = false;
     std::uint8_t m_kind = 0;             // of elements
     std::vector<std::int32_t> m_numbers; // of an element, which may take several lines
@@ -719,8 +923,9 @@ std::vector<std::size_t> NamedByComment(Deck const& deck) {
 
 } // namespace
 
-Deck ReadDeck(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    return DeckReader(path, progress).Read();
+Deck ReadDeck(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress,
+              bool parallel) {
+    return DeckReader(path, progress, parallel).Read();
 }
 
 std::vector<std::size_t> FindDividingSets(Deck const& deck) {

@@ -59,9 +59,11 @@ struct Deck {
 
 // Reads a deck; *INCLUDE within its folder is followed. Memory grows with what was really read. Throws Error
 // for what makes no mesh: double numbers, unknown nodes, files that are missing, elsewhere or include
-// themselves, decks of instances, other coordinate systems; Cancelled.
+// themselves, decks of instances, other coordinate systems; Cancelled. Works on several threads when
+// parallel; the deck is the same, and so is the error.
 KETSDK_MESHSOLVER_API Deck ReadDeck(std::filesystem::path const& path,
-                                    std::shared_ptr<Common::IProgressDelegate> const& progress);
+                                    std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                    bool parallel = false);
 
 // The element sets that divide the elements, each of which is in one. They are those that the comment names,
 // or else those that elements are defined in, or else others, those of sections last. Empty when there are

@@ -7,6 +7,7 @@
 #include <KetSDK/MeshSolver/detail/TextFile.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <numeric>
@@ -17,6 +18,7 @@ namespace KetSDK::MeshSolver {
 
 namespace {
 
+using Detail::TextBuffer;
 using Detail::TextFile;
 
 struct DeckKind {
@@ -42,9 +44,10 @@ public:
                          3 * static_cast<unsigned long long>(analysis.mesh->NumberOfElements()),
                      true) {}
 
-    void operator++() {
-        ++m_reporter;
-        if (++m_count % 10000 == 0 && m_reporter.IsCancelled())
+    void operator+=(std::uint64_t steps) {
+        m_count += steps;
+        m_reporter = m_count;
+        if (m_reporter.IsCancelled())
             throw Cancelled();
     }
 
@@ -59,28 +62,27 @@ void WriteTemperatures(Analysis const& analysis, TextFile& file, char const* key
     if (moduli.empty())
         return;
     file << "** the temperature of a node is its modulus in MPa\n" << keyword << '\n';
-    for (std::size_t i = 0; i < moduli.size(); ++i)
-        if (analysis.used_nodes[i])
-            file << analysis.NodeId(i) << ", " << moduli[i] << '\n';
+    auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+        for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+            if (analysis.used_nodes[i])
+                text << analysis.NodeId(i) << ", " << moduli[i] << '\n';
+    };
+    file.WriteRows(moduli.size(), put, [](std::uint64_t) {});
 }
 
-// Writes numbers, so many a line.
-class SetLines {
-public:
-    explicit SetLines(TextFile& file)
-        : m_file(file) {}
-    void Add(std::int64_t number) {
-        if (m_count > 0)
-            m_file << (m_count % EntriesOfLine == 0 ? std::string_view(",\n") : std::string_view(", "));
-        m_file << number;
-        ++m_count;
-    }
-    void End() { m_file << '\n'; }
-
-private:
-    TextFile& m_file;
-    std::uint64_t m_count = 0;
-};
+// Writes the numbers of a set, so many a line.
+template <typename NumberAt, typename Written>
+void WriteMembers(TextFile& file, std::uint64_t count, NumberAt const& number_at, Written const& written) {
+    auto const put = [&number_at](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+        for (std::uint64_t i = first; i < last; ++i) {
+            if (i > 0)
+                text << (i % EntriesOfLine == 0 ? std::string_view(",\n") : std::string_view(", "));
+            text << number_at(static_cast<std::size_t>(i));
+        }
+    };
+    file.WriteRows(count, put, written);
+    file << '\n';
+}
 
 // --- Loads for the iterations of CalculiX ------------------------------------------------------------------
 //
@@ -133,8 +135,12 @@ public:
     void Write() {
         WriteHead();
         WriteNodes();
+        std::array<std::uint64_t, 256> elements{}; // by number of nodes
+        for (MMeshElement const& e : m_mesh.Elements())
+            ++elements[e.GetNodeCount()];
         for (DeckKind const& kind : DeckKinds)
-            WriteElements(kind);
+            if (elements[kind.nodes] > 0)
+                WriteElements(kind, elements[kind.nodes]);
         WriteElementSets();
         for (Analysis::Surface const& surface : m_analysis.surfaces)
             WriteFaces(surface);
@@ -170,57 +176,71 @@ private:
         if (HasLeastLoads(m_analysis, m_options))
             m_file << ", NSET=" << AllNodes;
         m_file << '\n';
-        for (std::size_t i = 0; i < m_analysis.used_nodes.size(); ++i) {
-            ++m_steps;
-            if (!m_analysis.used_nodes[i])
-                continue;
-            MMeshPoint const& point = *m_mesh.GetRandomPoint(i);
-            m_file << m_analysis.NodeId(i) << ", ";
-            m_file.Coordinate(point.x) << ", ";
-            m_file.Coordinate(point.y) << ", ";
-            m_file.Coordinate(point.z) << '\n';
-        }
+        auto const put = [this](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                if (!m_analysis.used_nodes[i])
+                    continue;
+                MMeshPoint const& point = *m_mesh.GetRandomPoint(i);
+                text << m_analysis.NodeId(i) << ", ";
+                text.Coordinate(point.x) << ", ";
+                text.Coordinate(point.y) << ", ";
+                text.Coordinate(point.z) << '\n';
+            }
+        };
+        m_file.WriteRows(m_analysis.used_nodes.size(), put, [this](std::uint64_t rows) { m_steps += rows; });
     }
 
-    void WriteElements(DeckKind const& kind) {
-        bool is_first = true;
-        auto const is_of_kind = [&kind](MMeshElement const& e) { return e.GetNodeCount() == kind.nodes; };
-        if (std::ranges::none_of(m_mesh.Elements(), is_of_kind))
-            return;
-        m_mesh.Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t number) {
-            if (!is_of_kind(e))
-                return;
-            if (std::exchange(is_first, false))
-                m_file << "*ELEMENT, TYPE=" << kind.type << '\n';
-            ++m_steps;
-            m_file << m_analysis.ElementId(static_cast<std::size_t>(number));
-            for (unsigned int i = 0; i < kind.nodes; ++i)
-                m_file << ", " << m_analysis.NodeId(static_cast<std::size_t>(e.GetNode(i)->GetIndex()));
-            m_file << '\n';
-        });
+    void WriteElements(DeckKind const& kind, std::uint64_t count) {
+        m_file << "*ELEMENT, TYPE=" << kind.type << '\n';
+        auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+            m_mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
+                if (e.GetNodeCount() != kind.nodes)
+                    return;
+                text << m_analysis.ElementId(static_cast<std::size_t>(number));
+                for (unsigned int i = 0; i < kind.nodes; ++i)
+                    text << ", " << m_analysis.NodeId(static_cast<std::size_t>(e.GetNode(i)->GetIndex()));
+                text << '\n';
+            });
+        };
+        std::uint64_t const all = m_mesh.Elements().GetNumElements();
+        m_file.WriteRows(all, put, [&](std::uint64_t rows) { m_steps += rows * count / all; });
+    }
+
+    // Calls visit(value, index of the first, number) for all equal values that follow one another.
+    template <typename Visit>
+    static void ForEachRun(std::vector<std::uint32_t> const& values, Visit const& visit) {
+        for (auto begin = values.begin(); begin != values.end();) {
+            auto const end =
+                std::find_if(begin, values.end(), [&](std::uint32_t value) { return value != *begin; });
+            visit(*begin, static_cast<std::size_t>(begin - values.begin()),
+                  static_cast<std::size_t>(end - begin));
+            begin = end;
+        }
     }
 
     // Sets that each element is in one of: `set_of` gives its index.
     template <typename Name>
     void WritePartition(std::vector<std::uint32_t> const& set_of, std::size_t sets, Name const& name) {
         std::vector<std::uint64_t> start(sets + 1, 0);
-        for (std::uint32_t const set : set_of)
-            ++start[set + 1];
+        ForEachRun(set_of,
+                   [&start](std::uint32_t set, std::size_t, std::size_t size) { start[set + 1] += size; });
         std::partial_sum(start.begin(), start.end(), start.begin());
         std::vector<std::uint64_t> next(start.begin(), start.end() - 1);
         std::vector<std::uint32_t> elements(set_of.size());
-        for (std::size_t i = 0; i < set_of.size(); ++i)
-            elements[static_cast<std::size_t>(next[set_of[i]]++)] = static_cast<std::uint32_t>(i);
+        ForEachRun(set_of, [&](std::uint32_t set, std::size_t first, std::size_t size) {
+            auto const begin = elements.begin() + static_cast<std::ptrdiff_t>(next[set]);
+            std::iota(begin, begin + static_cast<std::ptrdiff_t>(size), static_cast<std::uint32_t>(first));
+            next[set] += size;
+        });
         for (std::size_t set = 0; set < sets; ++set) {
             if (start[set] == start[set + 1])
                 continue;
             m_file << "*ELSET, ELSET=" << name(set) << '\n';
-            SetLines lines(m_file);
-            for (std::uint64_t i = start[set]; i < start[set + 1]; ++i) {
-                lines.Add(m_analysis.ElementId(elements[static_cast<std::size_t>(i)]));
-                ++m_steps;
-            }
-            lines.End();
+            std::span const members = std::span(elements).subspan(
+                static_cast<std::size_t>(start[set]), static_cast<std::size_t>(start[set + 1] - start[set]));
+            WriteMembers(
+                m_file, members.size(), [&](std::size_t i) { return m_analysis.ElementId(members[i]); },
+                [this](std::uint64_t rows) { m_steps += rows; });
         }
     }
 
@@ -234,16 +254,18 @@ private:
     void WriteFaces(Analysis::Surface const& surface) {
         if (!surface.faces.empty())
             m_file << "*SURFACE, NAME=" << surface.deck << ", TYPE=ELEMENT\n";
-        for (FaceOfElement const& face : surface.faces)
-            m_file << m_analysis.ElementId(face.element) << ", S" << static_cast<std::int64_t>(face.face)
-                   << '\n';
+        auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                text << m_analysis.ElementId(surface.faces[i].element) << ", S"
+                     << static_cast<std::int64_t>(surface.faces[i].face) << '\n';
+        };
+        m_file.WriteRows(surface.faces.size(), put, [](std::uint64_t) {});
         if (surface.nodes.empty())
             return;
         m_file << "*NSET, NSET=" << surface.deck << '\n';
-        SetLines lines(m_file);
-        for (std::uint32_t const node : surface.nodes)
-            lines.Add(m_analysis.NodeId(node));
-        lines.End();
+        WriteMembers(
+            m_file, surface.nodes.size(), [&](std::size_t i) { return m_analysis.NodeId(surface.nodes[i]); },
+            [](std::uint64_t) {});
     }
 
     void WriteMaterials() {
@@ -327,19 +349,17 @@ private:
     void WriteTotalsSets() {
         for (std::size_t place = 0; place < m_analysis.places.size(); ++place)
             for (std::size_t axis = 0; axis < 3; ++axis) {
-                SetLines lines(m_file);
-                bool is_empty = true;
-                for (HeldAxis const& held : m_analysis.held) {
-                    if (held.place != place || held.axis != axis)
-                        continue;
-                    if (std::exchange(is_empty, false)) {
-                        m_totals.push_back(TotalsName(place, axis));
-                        m_file << "*NSET, NSET=" << m_totals.back() << '\n';
-                    }
-                    lines.Add(m_analysis.NodeId(held.node));
-                }
-                if (!is_empty)
-                    lines.End();
+                std::vector<std::int64_t> held_nodes;
+                for (HeldAxis const& held : m_analysis.held)
+                    if (held.place == place && held.axis == axis)
+                        held_nodes.push_back(m_analysis.NodeId(held.node));
+                if (held_nodes.empty())
+                    continue;
+                m_totals.push_back(TotalsName(place, axis));
+                m_file << "*NSET, NSET=" << m_totals.back() << '\n';
+                WriteMembers(
+                    m_file, held_nodes.size(), [&](std::size_t i) { return held_nodes[i]; },
+                    [](std::uint64_t) {});
             }
     }
 
@@ -444,7 +464,7 @@ bool IsIterative(Analysis const& analysis, DeckOptions const& options) {
 void WriteDeck(Analysis const& analysis, DeckOptions const& options, std::filesystem::path const& path,
                std::shared_ptr<Common::IProgressDelegate> const& progress) {
     DeckSteps steps(analysis, progress);
-    TextFile file(path);
+    TextFile file(path, options.parallel);
     MeshSection(analysis, options, file, steps).Write();
     if (analysis.HasStep())
         StepSection(analysis, options, file).Write();
@@ -456,10 +476,10 @@ void WriteSplitDeck(Analysis const& analysis, DeckOptions const& options,
                     std::filesystem::path const& case_path,
                     std::shared_ptr<Common::IProgressDelegate> const& progress) {
     DeckSteps steps(analysis, progress);
-    TextFile mesh(mesh_path);
+    TextFile mesh(mesh_path, options.parallel);
     MeshSection(analysis, options, mesh, steps).Write();
     mesh.Close();
-    TextFile step(case_path);
+    TextFile step(case_path, options.parallel);
     step << "*INCLUDE, INPUT=" << mesh_name << '\n';
     StepSection(analysis, options, step).Write();
     step.Close();

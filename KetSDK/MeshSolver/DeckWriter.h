@@ -25,6 +25,7 @@ struct DeckOptions {
     // Borrowed: loads of the step, by node, instead of those of the case; what is held then stays where it
     // is.
     NodeForces const* unbalanced = nullptr;
+    bool parallel = false; // put it into words on several threads; the deck is the same
 };
 
 // The name of the set of the nodes that a place holds along an axis, by index. No other set is named like it.

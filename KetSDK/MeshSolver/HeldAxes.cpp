@@ -46,8 +46,9 @@ int FreeMotions(MMeshBase const& mesh, Held const& held) {
 
 } // namespace
 
-std::vector<LooseBody> FindLooseBodies(MMeshBase const& mesh, std::vector<HeldAxis> const& held) {
-    std::vector<std::uint32_t> const bodies = Mesh::FindBodies(mesh);
+std::vector<LooseBody> FindLooseBodies(MMeshBase const& mesh, std::vector<HeldAxis> const& held,
+                                       bool parallel) {
+    std::vector<std::uint32_t> const bodies = Mesh::FindBodies(mesh, parallel);
     struct Body {
         std::uint64_t elements = 0;
         std::vector<std::uint32_t> nodes; // those that are held

@@ -31,7 +31,7 @@ struct LooseBody {
 
 // The bodies that can move as rigid bodies, the one with the lowest element first. A body that hangs on
 // another at an edge or a node alone is not held by it. `held` is sorted by node.
-KETSDK_MESHSOLVER_API std::vector<LooseBody> FindLooseBodies(MMeshBase const& mesh,
-                                                             std::vector<HeldAxis> const& held);
+KETSDK_MESHSOLVER_API std::vector<LooseBody>
+FindLooseBodies(MMeshBase const& mesh, std::vector<HeldAxis> const& held, bool parallel = false);
 
 } // namespace KetSDK::MeshSolver

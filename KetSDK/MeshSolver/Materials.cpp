@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshSolver/Error.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <cfloat>
@@ -66,34 +67,43 @@ DeckMaterial ToDeck(int id, Properties const& p) {
 
 class Collector {
 public:
-    Collector(MMeshBase const& mesh, ElementValues const& values)
+    Collector(MMeshBase const& mesh, ElementValues const& values, bool parallel)
         : m_mesh(mesh)
         , m_values(values)
+        , m_parallel(parallel)
         , m_ids(std::as_const(*mesh.GetElementMasks()).GetMaterialMask()) {}
 
     // One material for each identifier in the catalog.
     ElementMaterials ById() const {
         if (!m_ids)
             throw Error(WithoutMaterials());
+        std::vector<int> ids(static_cast<std::size_t>(m_mesh.NumberOfElements()));
+        FirstElements first_of;
+        Support::ComputeSteps<FirstElements>(
+            Steps(ids.size()),
+            [&](std::uint64_t first, std::uint64_t last, FirstElements& first_of_step) {
+                TakeIds(ids, static_cast<std::size_t>(first), static_cast<std::size_t>(last), first_of_step);
+            },
+            [&first_of](std::uint64_t, std::uint64_t, FirstElements const& first_of_step) {
+                first_of.insert(first_of_step.begin(), first_of_step.end()); // unless it has it
+                return true;
+            });
         ElementMaterials result;
         std::map<int, std::uint32_t> index_of;
-        for (auto const& [id, material] : m_mesh.GetMaterialCatalog())
-            index_of.try_emplace(static_cast<int>(id), 0);
-        std::map<int, std::size_t> first_of;
-        std::vector<int> ids;
-        ids.reserve(static_cast<std::size_t>(m_mesh.NumberOfElements()));
-        for (MMeshElement const& e : m_mesh.Elements()) {
-            ids.push_back(m_ids->GetValue(e));
-            if (ids.size() < 2 || ids.back() != ids[ids.size() - 2])
-                first_of.try_emplace(ids.back(), ids.size() - 1);
-        }
         for (auto const& [id, element] : first_of) {
             CheckId(id, element);
             index_of[id] = static_cast<std::uint32_t>(result.materials.size());
             result.materials.push_back(ToDeck(id, OfCatalog(id)));
         }
-        std::ranges::transform(ids, std::back_inserter(result.material_of),
-                               [&index_of](int id) { return index_of.find(id)->second; });
+        result.material_of.resize(ids.size());
+        Support::ComputeSteps(Steps(ids.size()), [&](std::uint64_t first, std::uint64_t last) {
+            auto last_used = index_of.begin();
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                if (last_used->first != ids[i])
+                    last_used = index_of.find(ids[i]);
+                result.material_of[i] = last_used->second;
+            }
+        });
         return result;
     }
 
@@ -125,6 +135,22 @@ public:
     }
 
 private:
+    using FirstElements = std::map<int, std::size_t>; // by identifier
+
+    Support::WorkSteps Steps(std::size_t elements) const {
+        return {.items = elements, .step = 1 << 14, .parallel = m_parallel};
+    }
+
+    void TakeIds(std::vector<int>& ids, std::size_t first, std::size_t last, FirstElements& first_of) const {
+        first_of.clear();
+        auto e = m_mesh.Elements().begin() + static_cast<std::ptrdiff_t>(first);
+        for (std::size_t i = first; i < last; ++i, ++e) {
+            ids[i] = m_ids->GetValue(*e);
+            if (i == first || ids[i] != ids[i - 1])
+                first_of.try_emplace(ids[i], i);
+        }
+    }
+
     std::string WithoutMaterials() const {
         return m_values.emodulus
                    ? "elements have moduli of their own but no materials; --materials elements takes them"
@@ -165,6 +191,7 @@ private:
 
     MMeshBase const& m_mesh;
     ElementValues const& m_values;
+    bool m_parallel;
     MDataMask<MMeshElement, int> const* m_ids;
 };
 
@@ -196,8 +223,9 @@ std::vector<double> ModuliOfNodes(MMeshBase const& mesh, std::vector<double> con
 
 } // namespace
 
-ElementMaterials CollectMaterials(MMeshBase const& mesh, MaterialsAs as, ElementValues const& values) {
-    Collector const collector(mesh, values);
+ElementMaterials CollectMaterials(MMeshBase const& mesh, MaterialsAs as, ElementValues const& values,
+                                  bool parallel) {
+    Collector const collector(mesh, values, parallel);
     if (as == MaterialsAs::Bins)
         return collector.ById();
     std::vector<double> moduli;

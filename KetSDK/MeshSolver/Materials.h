@@ -43,6 +43,6 @@ struct ElementMaterials {
 // Collects the materials of all elements. Throws Error for elements that have none, whose material has no
 // modulus or no Poisson's ratio, or one that no solver takes, and says what would give it to them.
 KETSDK_MESHSOLVER_API ElementMaterials CollectMaterials(MMeshBase const& mesh, MaterialsAs as,
-                                                        ElementValues const& values);
+                                                        ElementValues const& values, bool parallel = false);
 
 } // namespace KetSDK::MeshSolver

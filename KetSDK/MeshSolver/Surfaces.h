@@ -31,12 +31,13 @@ struct MeshSurface {
 };
 
 // All surfaces at which the sub-volumes of a mesh end, by ascending numbers of the sub-volumes, each as the
-// one of the lower number sees it. `names` are those of the sub-volumes by number.
-KETSDK_MESHSOLVER_API std::vector<MeshSurface> FindSurfaces(MMeshBase const& mesh,
-                                                            std::vector<std::string> const& names);
+// one of the lower number sees it. `names` are those of the sub-volumes by number. Works on several threads
+// when parallel; the result is the same.
+KETSDK_MESHSOLVER_API std::vector<MeshSurface>
+FindSurfaces(MMeshBase const& mesh, std::vector<std::string> const& names, bool parallel = false);
 
-// The indices of the nodes on faces, ascending, each once.
-KETSDK_MESHSOLVER_API std::vector<std::uint32_t> NodesOnFaces(MMeshBase const& mesh,
-                                                              std::vector<FaceOfElement> const& faces);
+// The indices of the nodes on faces, ascending, each once. Parallel as above.
+KETSDK_MESHSOLVER_API std::vector<std::uint32_t>
+NodesOnFaces(MMeshBase const& mesh, std::vector<FaceOfElement> const& faces, bool parallel = false);
 
 } // namespace KetSDK::MeshSolver

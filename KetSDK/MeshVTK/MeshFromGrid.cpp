@@ -297,7 +297,7 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
     maker.AddNodes(rounded.points);
     maker.AddElements(partition);
     SetGreyValues(*mesh, grid);
-    Detail::SetMaterials(*mesh, grid);
+    Detail::SetMaterials(*mesh, grid, options.parallel);
     SetOriginalIds(*mesh, grid, options.parallel);
     mesh->SetMeshType(maker.IsQuadratic() ? MMeshBase::Quadratic : MMeshBase::Linear);
     if (report)

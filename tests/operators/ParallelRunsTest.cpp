@@ -26,6 +26,7 @@
 #include <KetSDK/Mesh/operators/MMeshConvertTetToGraphOperator.h>
 #include <KetSDK/Mesh/operators/MMeshConvertToStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/Mesh/operators/MMeshFaces.h>
 #include <KetSDK/Mesh/operators/MMeshIsosurfaceOperator.h>
 #include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorCutPlane.h>
@@ -36,6 +37,7 @@
 #include <KetSDK/Mesh/operators/MMeshProjectTetOnStlOperator.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshTopology.h>
+#include <KetSDK/Mesh/persistence/MMeshArrayDifference.h>
 #include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/Mesh/persistence/MMeshFile.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
@@ -714,8 +716,9 @@ Numbers MaterialsOf(bool parallel) {
     return numbers;
 }
 
-// More nodes and elements, of all kinds, than are made at a time; bytes of the file, and what is read of it.
-Numbers FilesOf(bool parallel) {
+// More nodes and elements, of all kinds, than are made at a time, and an array; bytes of the file, and what
+// is read of it.
+Numbers FilesOf(MMeshFile::Encoding encoding, bool parallel) {
     MMeshBase mesh;
     for (unsigned char const kind : std::initializer_list<unsigned char>{10, 4, 6, 8})
         TestMeshes::AddElementOfKind(mesh, kind);
@@ -723,14 +726,39 @@ Numbers FilesOf(bool parallel) {
     for (MLong i = 0; i < 60000; ++i)
         mesh.AddPoint(i, -i, 7);
     TestMeshes::AddElementOfKind(mesh, 8);
+    std::mt19937_64 random(17);
+    std::vector<double> values(400000);
+    for (double& value : values)
+        value = static_cast<double>(random()) / 3.0;
+    std::vector<MMeshArray> const arrays = {{L"values", MMeshArray::OnMesh, 1, {}, values}};
     MTemporaryDirectory const folder;
     std::string const name = folder.GetPath().GetString() + "/mesh.kmesh";
-    EXPECT_TRUE(MMeshFile::Save(mesh, {}, name, MMeshFile::Binary, nullptr, std::nullopt, parallel));
+    EXPECT_TRUE(MMeshFile::Save(mesh, arrays, name, encoding, nullptr, std::nullopt, parallel));
     std::string const bytes = Content(name);
     Numbers numbers(bytes.begin(), bytes.end());
     MMeshFile::Content const content = MMeshFile::Load(name, nullptr, parallel);
     EXPECT_EQ(FindMeshDifference(mesh, *content.mesh), std::nullopt);
+    EXPECT_EQ(FindArrayDifference(arrays, content.arrays), std::nullopt);
     Append(numbers, *content.mesh);
+    return numbers;
+}
+
+// Of meshes with triangles alone and with quadrilaterals. Faces come in an order that no thread changes.
+Numbers FacesOf(bool parallel) {
+    Numbers numbers;
+    auto const add = [&](MMeshBase const& mesh) {
+        for (KetSDK::Mesh::BoundaryFace const& face : KetSDK::Mesh::FindBoundaryFaces(mesh, parallel))
+            numbers.insert(numbers.end(),
+                           {static_cast<double>(face.inside), static_cast<double>(face.outside.value_or(-1)),
+                            static_cast<double>(face.element), static_cast<double>(face.face)});
+        std::vector<std::uint32_t> const bodies = KetSDK::Mesh::FindBodies(mesh, parallel);
+        numbers.insert(numbers.end(), bodies.begin(), bodies.end());
+    };
+    TwoVolumes both;
+    add(both.mesh);
+    MMeshBase hexahedra;
+    FillWithWarpedHexahedra(hexahedra, 11);
+    add(hexahedra);
     return numbers;
 }
 
@@ -773,7 +801,9 @@ Case const Cases[] = {
     {"intervals", IntervalsOf},
     {"assignment", AssignmentOf},
     {"materials", MaterialsOf},
-    {"mesh files", FilesOf},
+    {"faces and bodies", FacesOf},
+    {"mesh files", std::bind_front(FilesOf, MMeshFile::Binary)},
+    {"mesh files in text", std::bind_front(FilesOf, MMeshFile::Text)},
 };
 
 #ifdef KETSDK_SANITIZE

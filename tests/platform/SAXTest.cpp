@@ -46,7 +46,7 @@ protected:
         if (m_binary)
             MSAXBinaryReader(file).ReadDocument(L"Root", object);
         else
-            MSAXTextReader(file).ReadDocument(L"Root", object);
+            MSAXTextReader(file, m_parallel).ReadDocument(L"Root", object);
     }
 
     template <typename T>
@@ -55,6 +55,7 @@ protected:
     void ExpectRefused(std::initializer_list<char const*> texts);
 
     bool m_binary = false;
+    bool m_parallel = false;
     MTemporaryDirectory m_folder;
     MFileName m_name = m_folder.GetPath() / "document.xml";
 };
@@ -253,6 +254,56 @@ TEST_F(SAX, IntegersReadBackAndBadValuesAreRefused) {
     ExpectRefused<std::wstring>(
         {"\\", "\\n", "\\u{", "\\u{}", "\\u{12", "\\u{1FFFFFFFF}", "\\u{-1}", "\\u{G}", "<V>a</V>"});
     ExpectRefused<std::vector<std::int32_t>>({"1 2 x", "1,2", "1 2147483648"});
+}
+
+// An array goes through the reader in pieces, of which some need no XML parser and some are read ahead. What
+// stands between two numbers means the same wherever a piece ends.
+TEST_F(SAX, LongArraysAreReadLikeShortOnes) {
+    std::vector<std::int32_t> numbers(100000);
+    std::iota(numbers.begin(), numbers.end(), 100000); // of six digits
+    std::string text;
+    for (std::int32_t const number : numbers)
+        text += std::to_string(number) + (number % 16 == 0 ? '\n' : ' ');
+    std::vector<std::int32_t> read;
+    Values values([&read](MSAXReader& reader) {
+        std::int32_t part[1000]; // none of which is lost when one behind it is bad
+        for (std::size_t size = std::size(part); size == std::size(part);) {
+            size = reader.ReadPart(std::span(part));
+            read.insert(read.end(), part, part + size);
+        }
+    });
+    auto const read_with = [&](std::string const& inside, std::size_t place, std::string const& tag = "V") {
+        read.clear();
+        std::size_t const gap = text.find_first_of(" \n", place);
+        Read("<Root><" + tag + ">" + text.substr(0, gap) + inside + text.substr(gap) + "</" + tag +
+                 "></Root>",
+             values);
+    };
+    for (bool const parallel : {false, true}) {
+        m_parallel = parallel;
+        for (std::size_t const place : {0u, 65000u, 65500u, 131050u, 393000u, 598000u}) {
+            SCOPED_TRACE(place);
+            for (char const* const inside :
+                 {"", "<!-- 1 -->", "&#32;", "<![CDATA[\n]]>", "\r\n", "<?a b?>"}) {
+                read_with(inside, place);
+                EXPECT_TRUE(read == numbers) << inside;
+            }
+            for (char const* const inside : {" 1e", "<V/>"})
+                EXPECT_THROW(read_with(inside, place), std::runtime_error) << inside;
+            for (char const* const inside : {"]]>", "\x01", "\xC3", "\x80", "&a;", "<"}) {
+                EXPECT_THROW(read_with(inside, place), std::runtime_error) << inside;
+                EXPECT_THROW(read_with(inside, place, "Skipped"), std::runtime_error) << inside;
+            }
+            EXPECT_THROW(read_with(" x", place), std::runtime_error);
+            EXPECT_EQ(read.size(), place / 7 / 1000 * 1000);
+        }
+        // Characters of two bytes, of which each could be that of a number.
+        std::u16string const wide = u"\xFEFF<Root><V>" + std::u16string(200000, u'\x3132') + u"</V></Root>";
+        std::wstring name;
+        Values strings([&name](MSAXReader& reader) { reader.Read(name); });
+        Read({reinterpret_cast<char const*>(wide.data()), 2 * wide.size()}, strings);
+        EXPECT_TRUE(name == std::wstring(200000, L'\x3132'));
+    }
 }
 
 // Every proper beginning of a document is an error; that of a short one is found before any object sees a

@@ -4,6 +4,8 @@
 
 #include "TestFiles.h"
 
+#include <KetSDK/Mesh/persistence/MMeshArrayDifference.h>
+#include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/MeshJobs/Results.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
 #include <KetSDK/MeshSolver/Deck.h>
@@ -25,14 +27,15 @@ std::string const PlacesQuoted =
     "[place.'Top Face']\naxis = 'z+'\nwithin = 0\n[place.base]\naxis = 'z-'\nwithin = 0\n"
     "[[fix]]\nplace = 'base'\naxes = 'xyz'\n[[pressure]]\nplace = 'Top Face'\nvalue = 1\n";
 
-ExportResult ExportTo(Model const& model, std::string const& path, ExportOptions const& options = {}) {
+ExportResult ExportTo(Model const& model, std::string const& path, ExportOptions const& options = {},
+                      Context const& context = {}) {
     DeckFiles files = OpenDeckFiles(path, options);
-    return Export(model, files, options, {});
+    return Export(model, files, options, context);
 }
 
 // Two sub-volumes, two materials, and a node that no element uses.
-Model MakeTwoParts(unsigned int kind) {
-    Model model = MakeBlocks(kind, 3, 2, 2, Box(1.1, -2.3e-3 * -1000, 3.7));
+Model MakeTwoParts(unsigned int kind, int nx = 3, int ny = 2, int nz = 2) {
+    Model model = MakeBlocks(kind, nx, ny, nz, Box(1.1, -2.3e-3 * -1000, 3.7));
     MMeshSubVolume* const other = model.mesh->AddSubVolume();
     other->SetName(L"Kn\u00f6chel \u2013 2");
     MMeshMaterial second = *model.mesh->GetMaterialCatalog().GetMaterialWithID(1);
@@ -89,6 +92,101 @@ TEST(Deck, ComesBackEqualInEverythingThatItHolds) {
             auto const& values = std::get<std::vector<std::int32_t>>(set->values);
             EXPECT_EQ(std::uint64_t(std::ranges::count(values, 1)), place.nodes);
             EXPECT_EQ(place.nodes, kind == 10 ? 35U : 12U);
+        }
+    }
+}
+
+Context On(int threads) {
+    Context context;
+    context.threads = threads;
+    return context;
+}
+
+// What reading a deck throws.
+std::string FaultOf(std::string const& path, int threads) {
+    try {
+        ReadModel(path, {}, On(threads));
+    } catch (std::exception const& e) {
+        return e.what();
+    }
+    return "";
+}
+
+// Large enough for several pieces of each block. Lines are broken, apart and between comments in the second
+// deck, which says the same.
+TEST(Deck, IsTheSameOnAnyNumberOfThreads) {
+    Folder folder;
+    Model const model = MakeTwoParts(10, 15, 14, 13);
+    ExportOptions options;
+    options.load_case = CaseOf(PlacesQuoted);
+    ExportTo(model, folder / "1.inp", options, On(1));
+    std::string other;
+    bool is_of_elements = false;
+    for (std::size_t i = 0; std::string const& line : Lines(folder / "1.inp")) {
+        if (line.front() == '*')
+            is_of_elements = line.starts_with("*ELEMENT");
+        std::size_t const comma = is_of_elements ? line.find(',', line.size() / 2) : std::string::npos;
+        other += line.substr(0, comma);
+        if (comma != std::string::npos)
+            other += ",\r\n  +" + line.substr(comma + 2);
+        other += ++i % 1009 == 0 ? "\n** 1, 2\n" : i % 101 == 0 ? "\r\n \n" : "\n";
+    }
+    Save(folder / "other.inp", other);
+    Model const expected = ReadModel(folder / "1.inp", {}, On(1));
+    for (int const threads : {1, 2, 3, 8}) {
+        SCOPED_TRACE(threads);
+        ExportTo(model, folder / "n.inp", options, On(threads));
+        EXPECT_TRUE(Content(folder / "n.inp") == Content(folder / "1.inp"));
+        for (char const* const name : {"1.inp", "other.inp"}) {
+            Model const back = ReadModel(folder / name, {}, On(threads));
+            EXPECT_EQ(FindMeshDifference(*expected.mesh, *back.mesh), std::nullopt) << name;
+            EXPECT_EQ(FindArrayDifference(expected.arrays, back.arrays), std::nullopt) << name;
+        }
+    }
+}
+
+// Of several faults in a deck the first counts, on any number of threads.
+TEST(Deck, FaultsAreThoseOfTheFirstBadLine) {
+    Folder folder;
+    ExportTo(MakeTwoParts(4, 20, 19, 18), folder / "good.inp");
+    std::vector<std::string> const good = Lines(folder / "good.inp");
+    auto const line_of = [&good](std::string const& start) {
+        auto const found =
+            std::ranges::find_if(good, [&](auto const& line) { return line.starts_with(start); });
+        return static_cast<std::size_t>(found - good.begin());
+    };
+    std::size_t const nodes = line_of("*NODE");
+    std::size_t const elements = line_of("*ELEMENT");
+    std::size_t const members = line_of("*ELSET");
+    std::size_t const faces = line_of("*SURFACE");
+    struct Bad {
+        std::size_t line; // from 0
+        std::string text;
+        std::string message;
+    };
+    for (Bad const& bad :
+         {Bad{nodes + 4000, "7, 1.0, 2.0", "a node needs a number from 1 on and three"},
+          Bad{elements + 9000, "5, 6, 7x, 8, 9", "\"7x\" is no number of a node or element"},
+          Bad{elements + 30000, "5, 6, 7, 8, 9, 10", "element 5 has 5 nodes and needs 4"},
+          Bad{elements + 33333, std::string("1,\0", 3), " holds bytes that are no text"},
+          Bad{members - 1, "1, 2, 3", "element 1 has 2 nodes and needs 4"},
+          Bad{faces + 200, "NOBODY, S1", "the surface BLOCK_ names the element set NOBODY"}}) {
+        std::vector<std::string> lines = good;
+        lines[bad.line] = bad.text;
+        for (std::size_t const behind : {bad.line + 3, bad.line + 2000})
+            if (behind < faces)
+                lines[behind] = "2147483648, -1";
+        std::string text;
+        for (std::string const& line : lines)
+            text += line + '\n';
+        Save(folder / "bad.inp", text);
+        bool const shows_at_the_keyword = bad.line == members - 1;
+        std::string const place = "line " + std::to_string(bad.line + 1 + shows_at_the_keyword);
+        for (int const threads : {1, 2, 3, 8}) {
+            std::string const fault = FaultOf(folder / "bad.inp", threads);
+            EXPECT_NE(fault.find(place), std::string::npos)
+                << fault << " on " << threads << ", not " << place;
+            EXPECT_NE(fault.find(bad.message), std::string::npos) << fault << " on " << threads;
         }
     }
 }

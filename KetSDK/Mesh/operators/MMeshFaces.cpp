@@ -4,8 +4,8 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/DisjointSets.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Support/ParallelWork.h>
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -52,20 +52,33 @@ FaceTable MakeFaceTable() {
     return table;
 }
 
+// The numbers of faces, by the number of nodes of an element and the place of the face in FacesOfElement.
+using FaceNumbers = std::array<std::array<std::uint8_t, 6>, 11>;
+
+FaceNumbers MakeFaceNumbers() {
+    FaceNumbers numbers{};
+    for (unsigned char const n : std::to_array<unsigned char>({4, 6, 8, 10})) {
+        std::size_t i = 0;
+        for (ElementFace const& face : Detail::FacesOfElement(n))
+            numbers[n][i++] = static_cast<std::uint8_t>(NumberOfFace(n, face));
+    }
+    return numbers;
+}
+
 template <bool WithQuadrilaterals>
-std::vector<BoundaryFace> CollectBoundaryFaces(MMeshBase const& mesh) {
+std::vector<BoundaryFace> CollectBoundaryFaces(MMeshBase const& mesh, bool parallel) {
+    static FaceNumbers const face_numbers = MakeFaceNumbers();
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
     auto const subvolume = [numbers](MMeshElement const& e) { return numbers ? numbers->GetValue(e) : 0; };
     std::vector<BoundaryFace> faces;
-    FaceMatcher<WithQuadrilaterals>(mesh, false, subvolume)
+    FaceMatcher<WithQuadrilaterals>(mesh, parallel, subvolume)
         .ForEachBoundaryFace(
             [&](std::uint32_t element, std::uint32_t face, int own, int other, bool has_neighbour) {
                 if (has_neighbour && own > other)
                     return;
                 unsigned char const n = mesh.GetElement(element)->GetNodeCount();
-                int const number = NumberOfFace(n, Detail::FacesOfElement(n)[face]);
                 faces.push_back({own, has_neighbour ? std::optional(other) : std::nullopt, element,
-                                 static_cast<std::uint8_t>(number)});
+                                 face_numbers[n][face]});
             });
     return faces;
 }
@@ -80,21 +93,24 @@ FaceNodes const& NodesOfFace(unsigned char n, std::uint8_t face) {
     return nodes;
 }
 
-std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh) {
-    return Detail::HasTrianglesOnly(mesh.Elements(), false) ? CollectBoundaryFaces<false>(mesh)
-                                                            : CollectBoundaryFaces<true>(mesh);
+std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh, bool parallel) {
+    return Detail::HasTrianglesOnly(mesh.Elements(), parallel) ? CollectBoundaryFaces<false>(mesh, parallel)
+                                                               : CollectBoundaryFaces<true>(mesh, parallel);
 }
 
-std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh) {
-    Detail::DisjointSets bodies(static_cast<std::size_t>(mesh.NumberOfElements()));
+std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh, bool parallel) {
+    Detail::DisjointSets bodies(static_cast<std::size_t>(mesh.NumberOfElements()), parallel);
     auto const join = [&bodies](std::uint32_t a, std::uint32_t b) { bodies.Join(a, b); };
-    if (Detail::HasTrianglesOnly(mesh.Elements(), false))
-        FaceMatcher<false>(mesh, false, Detail::OneGroup()).ForEachConnectionAtOnce(join);
+    if (Detail::HasTrianglesOnly(mesh.Elements(), parallel))
+        FaceMatcher<false>(mesh, parallel, Detail::OneGroup()).ForEachConnectionAtOnce(join);
     else
-        FaceMatcher<true>(mesh, false, Detail::OneGroup()).ForEachConnectionAtOnce(join);
+        FaceMatcher<true>(mesh, parallel, Detail::OneGroup()).ForEachConnectionAtOnce(join);
     std::vector<std::uint32_t> first_of(static_cast<std::size_t>(mesh.NumberOfElements()));
-    for (std::uint32_t i = 0; i < first_of.size(); ++i)
-        first_of[i] = bodies.FirstOf(i);
+    Support::ComputeSteps({.items = first_of.size(), .step = 1 << 14, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              for (auto i = static_cast<std::uint32_t>(first); i < last; ++i)
+                                  first_of[i] = bodies.FirstOf(i);
+                          });
     return first_of;
 }
 

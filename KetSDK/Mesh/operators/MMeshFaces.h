@@ -34,10 +34,12 @@ struct BoundaryFace {
     std::uint32_t element = 0;
     std::uint8_t face = 0;
 };
-// All of them, each once, in no particular order. A face that collapses is left out.
-KETSDK_MESH_API std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh);
+// All of them, each once, in no particular order. A face that collapses is left out. Works on several threads
+// when parallel; the result is the same.
+KETSDK_MESH_API std::vector<BoundaryFace> FindBoundaryFaces(MMeshBase const& mesh, bool parallel = false);
 
-// For each element the first element of the body that it belongs to: what hangs together by faces.
-KETSDK_MESH_API std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh);
+// For each element the first element of the body that it belongs to: what hangs together by faces. Works on
+// several threads when parallel; the result is the same.
+KETSDK_MESH_API std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh, bool parallel = false);
 
 } // namespace KetSDK::Mesh

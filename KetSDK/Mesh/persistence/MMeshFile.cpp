@@ -275,7 +275,7 @@ bool ReadDocument(MFile& file, MMeshFile::Encoding encoding, MMeshFile::Content&
             if (file.BytesLeft() != BinaryTrailerSize)
                 return false;
         } else {
-            MSAXTextReader(file).ReadDocument(DocumentTag, document);
+            MSAXTextReader(file, parallel).ReadDocument(DocumentTag, document);
         }
     } catch (std::runtime_error const&) {
         return false;
@@ -327,7 +327,7 @@ bool MMeshFile::Save(MMeshBase const& mesh, std::vector<MMeshArray> const& array
         MSAXBinaryWriter writer(file);
         written = WriteDocument(writer, mesh, arrays, frame, parallel);
     } else {
-        MSAXTextWriter writer(file);
+        MSAXTextWriter writer(file, parallel);
         written = WriteDocument(writer, mesh, arrays, frame, parallel);
     }
     file.Flush();

@@ -5,6 +5,7 @@
 #include <KetSDK/MeshJobs/detail/DoubleNodes.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshSolver/Error.h>
 
 #include <algorithm>
@@ -49,7 +50,12 @@ MeshSolver::Analysis AnalysisOf(Model const& model, AnalysisOptions const& optio
     WarnOfDoubleNodes(model, context);
     WarnOfDuplicateElements(*model.mesh, NameOf(model), context);
     try {
-        return MeshSolver::MakeAnalysis(input);
+        MeshSolver::Analysis analysis;
+        WithThreads(context, [&](bool parallel) {
+            input.parallel = parallel;
+            analysis = MeshSolver::MakeAnalysis(input);
+        });
+        return analysis;
     } catch (MeshSolver::CaseError const& e) {
         throw FileError(options.load_case->file, e.what());
     } catch (MeshSolver::Error const& e) {

@@ -2,8 +2,10 @@
 #include <KetSDK/MeshJobs/detail/DeckModel.h>
 
 #include <KetSDK/MeshJobs/detail/GridModel.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshSolver/Deck.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -14,7 +16,9 @@
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkPoints.h>
+#include <vtkSmartPointer.h>
 #include <vtkStringArray.h>
+#include <vtkTypeInt64Array.h>
 #include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
@@ -22,9 +26,11 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <set>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -40,7 +46,7 @@ void GiveBack(std::vector<T>& values) {
     std::vector<T>().swap(values);
 }
 
-int CellTypeOf(std::uint8_t nodes) {
+unsigned char CellTypeOf(std::uint8_t nodes) {
     switch (nodes) {
     case 4:
         return VTK_TETRA;
@@ -56,8 +62,9 @@ int CellTypeOf(std::uint8_t nodes) {
 // Makes a grid of a deck; what went into it is given back piece by piece.
 class DeckGrid {
 public:
-    explicit DeckGrid(Deck& deck)
+    DeckGrid(Deck& deck, bool parallel)
         : m_deck(deck)
+        , m_parallel(parallel)
         , m_cells(static_cast<vtkIdType>(deck.element_ids.size()))
         , m_points(static_cast<vtkIdType>(deck.node_ids.size())) {}
 
@@ -78,8 +85,8 @@ private:
         vtkNew<vtkPoints> points;
         points->SetDataTypeToDouble();
         points->SetNumberOfPoints(m_points);
-        for (vtkIdType i = 0; i < m_points; ++i)
-            points->SetPoint(i, m_deck.positions[static_cast<std::size_t>(i)].data());
+        std::ranges::copy(std::span(m_deck.positions.data()->data(), 3 * m_deck.positions.size()),
+                          static_cast<double*>(points->GetVoidPointer(0)));
         GiveBack(m_deck.positions);
         m_grid->SetPoints(points);
     }
@@ -87,16 +94,24 @@ private:
     void AddCells() {
         vtkNew<vtkUnsignedCharArray> types;
         types->SetNumberOfValues(m_cells);
-        vtkNew<vtkCellArray> cells;
-        cells->AllocateExact(m_cells, static_cast<vtkIdType>(m_deck.nodes.size()));
-        std::size_t at = 0;
+        vtkNew<vtkTypeInt64Array> offsets;
+        offsets->SetNumberOfValues(m_cells + 1);
+        vtkNew<vtkTypeInt64Array> nodes;
+        nodes->SetNumberOfValues(static_cast<vtkIdType>(m_deck.nodes.size()));
+        std::int64_t end = 0;
+        offsets->SetValue(0, end);
         for (vtkIdType i = 0; i < m_cells; ++i) {
             std::uint8_t const count = m_deck.kinds[static_cast<std::size_t>(i)];
-            types->SetValue(i, static_cast<unsigned char>(CellTypeOf(count)));
-            cells->InsertNextCell(count);
-            for (std::uint8_t k = 0; k < count; ++k)
-                cells->InsertCellPoint(m_deck.nodes[at++]);
+            types->SetValue(i, CellTypeOf(count));
+            offsets->SetValue(i + 1, end += count);
         }
+        Support::ComputeSteps({.items = m_deck.nodes.size(), .step = 1 << 16, .parallel = m_parallel},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  std::copy(m_deck.nodes.data() + first, m_deck.nodes.data() + last,
+                                            nodes->GetPointer(static_cast<vtkIdType>(first)));
+                              });
+        vtkNew<vtkCellArray> cells;
+        cells->SetData(offsets, nodes);
         GiveBack(m_deck.nodes);
         GiveBack(m_deck.kinds);
         m_grid->SetCells(types, cells);
@@ -114,17 +129,14 @@ private:
     void AddSubVolumes(std::vector<std::size_t> const& dividing) {
         if (dividing.empty())
             return;
-        vtkNew<vtkIntArray> numbers;
-        numbers->SetName(ArrayNames::Subvolume);
-        numbers->SetNumberOfValues(m_cells);
+        int* const numbers = AddCellArray<vtkIntArray>(ArrayNames::Subvolume);
         vtkNew<vtkStringArray> names;
         names->SetName(ArrayNames::SubvolumeNames);
         for (std::size_t const set : dividing) {
             auto const number = static_cast<int>(names->InsertNextValue(m_deck.element_sets[set].name));
             for (std::uint32_t const element : m_deck.element_sets[set].members)
-                numbers->SetValue(element, number);
+                numbers[element] = number;
         }
-        m_grid->GetCellData()->AddArray(numbers);
         m_grid->GetFieldData()->AddArray(names);
     }
 
@@ -151,30 +163,48 @@ private:
     void AddMaterials() {
         if (m_deck.sections.empty())
             return;
+        struct Property {
+            char const* name;
+            std::optional<double> Deck::Material::*value;
+        };
+        constexpr Property properties[] = {{ArrayNames::Density, &Deck::Material::density},
+                                           {ArrayNames::Emodulus, &Deck::Material::emodulus},
+                                           {ArrayNames::Poisson, &Deck::Material::poisson}};
         std::vector<int> const ids = MaterialIds();
-        vtkNew<vtkIntArray> numbers;
-        numbers->SetName(ArrayNames::Material);
-        numbers->SetNumberOfValues(m_cells);
-        numbers->FillValue(-1);
-        for (Deck::Section const& section : m_deck.sections)
-            for (std::uint32_t const element : m_deck.element_sets[section.element_set].members)
-                numbers->SetValue(element, ids[section.material]);
-        m_grid->GetCellData()->AddArray(numbers);
-        AddProperty(ArrayNames::Density, &Deck::Material::density);
-        AddProperty(ArrayNames::Emodulus, &Deck::Material::emodulus);
-        AddProperty(ArrayNames::Poisson, &Deck::Material::poisson);
+        int* const numbers = AddCellArray<vtkIntArray>(ArrayNames::Material);
+        std::array<double*, std::size(properties)> values{};
+        for (std::size_t i = 0; i < values.size(); ++i)
+            values[i] = AddCellArray<vtkDoubleArray>(properties[i].name);
+        Support::ComputeSteps(
+            {.items = 1 + values.size(), .parallel = m_parallel}, [&](std::uint64_t step, std::uint64_t) {
+                if (step == 0)
+                    FillBySections(numbers, -1,
+                                   [&ids](std::size_t material) { return std::optional(ids[material]); });
+                else
+                    FillBySections(values[step - 1], std::numeric_limits<double>::quiet_NaN(),
+                                   [&](std::size_t material) {
+                                       return m_deck.materials[material].*properties[step - 1].value;
+                                   });
+            });
     }
 
-    void AddProperty(char const* name, std::optional<double> Deck::Material::*property) {
-        vtkNew<vtkDoubleArray> values;
-        values->SetName(name);
-        values->SetNumberOfValues(m_cells);
-        values->FillValue(std::numeric_limits<double>::quiet_NaN());
+    template <typename Array>
+    typename Array::ValueType* AddCellArray(char const* name) {
+        vtkNew<Array> array;
+        array->SetName(name);
+        array->SetNumberOfValues(m_cells);
+        m_grid->GetCellData()->AddArray(array);
+        return array->GetPointer(0);
+    }
+
+    // Elements get what value_of(material) has of the material of the last section that has it.
+    template <typename Value, typename ValueOf>
+    void FillBySections(Value* values, Value none, ValueOf const& value_of) const {
+        std::fill_n(values, m_cells, none);
         for (Deck::Section const& section : m_deck.sections)
-            if (auto const& value = m_deck.materials[section.material].*property)
+            if (std::optional<Value> const value = value_of(section.material))
                 for (std::uint32_t const element : m_deck.element_sets[section.element_set].members)
-                    values->SetValue(element, *value);
-        m_grid->GetCellData()->AddArray(values);
+                    values[element] = *value;
     }
 
     // Sets are arrays of 0 and 1, but for those that are sub-volumes or sections anyway.
@@ -236,6 +266,7 @@ private:
     }
 
     Deck& m_deck;
+    bool m_parallel;
     vtkIdType m_cells;
     vtkIdType m_points;
     vtkNew<vtkUnstructuredGrid> m_grid;
@@ -252,15 +283,17 @@ void WarnOfUnread(std::string const& path, Deck const& deck, Context const& cont
 } // namespace
 
 Model ReadDeckModel(std::string const& path, ReadOptions const& options, Context const& context) {
-    Deck deck = MeshSolver::ReadDeck(path, context.progress);
+    Deck deck;
+    WithThreads(context,
+                [&](bool parallel) { deck = MeshSolver::ReadDeck(path, context.progress, parallel); });
     WarnOfUnread(path, deck, context);
     if (options.unit.millimetres != 1.0 && !deck.sections.empty())
         context.Warn(path +
                      ": moduli and densities are taken as MPa and tonne/mm3 whatever the unit of length");
-    DeckGrid grid(deck);
-    vtkUnstructuredGrid& made = grid.Make();
+    vtkSmartPointer<vtkUnstructuredGrid> grid;
+    WithThreads(context, [&](bool parallel) { grid = &DeckGrid(deck, parallel).Make(); });
     context.ThrowIfCancelled();
-    Model model = ModelFromGrid(made, options, context);
+    Model model = ModelFromGrid(*grid, options, context);
     model.frame = Mesh::FindFrame(deck.space);
     return model;
 }

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/mesh/MMeshSolverFaces.h>
 #include <KetSDK/Mesh/operators/MMeshFaces.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
@@ -33,32 +34,35 @@ void ForEachFace(MMeshElement const& element, Visit const& visit) {
 
 } // namespace
 
-ShownElements ChooseShownElements(MMeshBase const& mesh, std::vector<PageField> const& fields) {
+ShownElements ChooseShownElements(MMeshBase const& mesh, std::vector<PageField> const& fields,
+                                  bool parallel) {
     std::vector<unsigned char> ends(static_cast<std::size_t>(mesh.NumberOfElements()), 0);
-    std::vector<bool> shown(ends.size(), false);
+    std::vector<unsigned char> shown(ends.size(), 0);
     std::vector<FaceKey> interfaces; // a face is listed on one of its sides
-    for (Mesh::BoundaryFace const& face : Mesh::FindBoundaryFaces(mesh)) {
-        shown[face.element] = true;
+    for (Mesh::BoundaryFace const& face : Mesh::FindBoundaryFaces(mesh, parallel)) {
+        shown[face.element] = 1;
         if (face.outside)
             interfaces.push_back(KeyOf(*mesh.GetElement(face.element), face.face));
         else
             ends[face.element] |= static_cast<unsigned char>(1U << (face.face - 1));
     }
     std::ranges::sort(interfaces);
-    std::size_t i = 0;
-    for (MMeshElement const& element : mesh.Elements()) {
+    auto const show = [&](MMeshElement const& element, std::uint64_t i) {
         ForEachFace(element, [&](std::uint8_t face) {
-            if (!shown[i] && std::ranges::binary_search(interfaces, KeyOf(element, face)))
-                shown[i] = true;
+            if (shown[i] == 0 && std::ranges::binary_search(interfaces, KeyOf(element, face)))
+                shown[i] = 1;
         });
-        ++i;
-    }
+    };
+    Support::ComputeSteps({.items = shown.size(), .step = 4096, .parallel = parallel && !interfaces.empty()},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              mesh.Elements().ForEachWithNodes(first, last, show);
+                          });
     for (PageField const& field : fields)
         for (std::uint64_t const worst : field.worst_elements)
-            shown[worst] = true;
+            shown[worst] = 1;
     ShownElements result;
-    for (i = 0; i < shown.size(); ++i)
-        if (shown[i]) {
+    for (std::size_t i = 0; i < shown.size(); ++i)
+        if (shown[i] != 0) {
             result.elements.push_back(static_cast<std::uint32_t>(i));
             result.ends += static_cast<char>(ends[i]);
         }

@@ -17,6 +17,7 @@ struct ShownElements {
     // without a neighbour in the page there is an element that is not shown.
     std::string ends;
 };
-ShownElements ChooseShownElements(MMeshBase const& mesh, std::vector<PageField> const& fields);
+// Works on several threads when parallel; the elements are the same.
+ShownElements ChooseShownElements(MMeshBase const& mesh, std::vector<PageField> const& fields, bool parallel);
 
 } // namespace KetSDK::MeshJobs::Detail

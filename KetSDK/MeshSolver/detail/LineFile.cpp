@@ -1,21 +1,16 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/detail/LineFile.h>
 
-#include <KetSDK/MeshSolver/Error.h>
-
 #include <algorithm>
 #include <charconv>
 #include <system_error>
+#include <utility>
 
 namespace KetSDK::MeshSolver::Detail {
 
 namespace {
 
 constexpr std::size_t PieceSize = 1U << 20;
-
-bool IsBlank(char c) {
-    return c == ' ' || c == '\t' || c == '\r';
-}
 
 char Upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
@@ -51,43 +46,59 @@ LineFile::LineFile(std::filesystem::path const& path)
 }
 
 bool LineFile::Fill() {
-    m_buffer.erase(0, m_begin);
+    std::string_view const ahead = Ahead();
+    if (m_capacity - ahead.size() < PieceSize) {
+        std::size_t const capacity = 2 * (ahead.size() + PieceSize);
+        auto buffer = std::make_unique_for_overwrite<char[]>(capacity);
+        std::ranges::copy(ahead, buffer.get());
+        m_buffer = std::move(buffer);
+        m_capacity = capacity;
+    } else {
+        std::ranges::copy(ahead, m_buffer.get());
+    }
+    m_end = ahead.size();
     m_begin = 0;
-    std::size_t const used = m_buffer.size();
-    m_buffer.resize(used + PieceSize);
-    m_file.read(m_buffer.data() + used, static_cast<std::streamsize>(PieceSize));
+    m_file.read(m_buffer.get() + m_end, static_cast<std::streamsize>(PieceSize));
     auto const got = static_cast<std::size_t>(m_file.gcount());
-    m_buffer.resize(used + got);
+    m_end += got;
     m_position += got;
     return got > 0;
 }
 
 bool LineFile::Next(std::string_view& line) {
-    std::size_t searched = m_begin;
-    std::size_t end = m_buffer.find('\n', searched);
-    while (end == std::string::npos) {
-        searched = m_buffer.size() - m_begin;
+    std::size_t end = Ahead().find('\n');
+    while (end == std::string_view::npos) {
+        std::size_t const searched = m_end - m_begin;
         if (!Fill())
             break;
-        end = m_buffer.find('\n', searched);
+        end = Ahead().find('\n', searched);
     }
-    bool const is_last = end == std::string::npos;
-    if (is_last && m_begin == m_buffer.size())
+    bool const is_last = end == std::string_view::npos;
+    if (is_last && m_begin == m_end)
         return false;
-    line = std::string_view(m_buffer).substr(m_begin, is_last ? std::string::npos : end - m_begin);
-    m_begin = is_last ? m_buffer.size() : end + 1;
+    line = Ahead().substr(0, end);
+    m_begin = is_last ? m_end : m_begin + end + 1;
     ++m_number;
-    if (line.find('\0') != std::string_view::npos)
-        throw Error("line " + std::to_string(m_number) + " holds bytes that are no text");
+    if (IsNoText(line))
+        throw NoText(m_number);
     return true;
 }
 
-std::string_view Trimmed(std::string_view text) {
-    while (!text.empty() && IsBlank(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && IsBlank(text.back()))
-        text.remove_suffix(1);
-    return text;
+std::string_view LineFile::TakeLinesWithout(char c) {
+    if (m_begin == m_end)
+        Fill();
+    // Up to the end of the last whole line before the character; at the end of the file the last line has
+    // none.
+    std::string_view const ahead = Ahead();
+    std::size_t const found = ahead.find(c);
+    bool const is_all = found == std::string_view::npos && m_position == m_size;
+    std::size_t const lines_end = is_all ? ahead.size() : ahead.rfind('\n', found) + 1;
+    m_begin += lines_end;
+    return ahead.substr(0, lines_end);
+}
+
+Error NoText(std::uint64_t line) {
+    return Error("line " + std::to_string(line) + " holds bytes that are no text");
 }
 
 std::string NameKey(std::string_view name) {

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cmath>
+#include <utility>
 
 namespace KetSDK::MeshSolver::Detail {
 
@@ -50,17 +51,18 @@ std::string DensityText(double gram_per_cm3) {
     return text.substr(0, e + 1) + std::to_string(exponent - 9);
 }
 
-TextFile::TextFile(std::filesystem::path const& path)
-    : m_file(path, std::ios::binary | std::ios::trunc)
-    , m_buffer(std::make_unique_for_overwrite<char[]>(Size)) {
-    if (!m_file)
-        throw Error("it cannot be opened for writing");
+void TextBuffer::Grow(std::size_t size) {
+    std::size_t const capacity = 2 * m_capacity + size;
+    auto characters = std::make_unique_for_overwrite<char[]>(capacity);
+    std::ranges::copy(GetText(), characters.get());
+    m_characters = std::move(characters);
+    m_capacity = capacity;
 }
 
-TextFile& TextFile::Coordinate(MLong internal) {
+TextBuffer& TextBuffer::Coordinate(MLong internal) {
     static_assert(Common::MInternalUnits::Get() == 65536.0);
-    Reserve(24);
-    char* const start = m_buffer.get() + m_used;
+    constexpr std::size_t most = 24;
+    char* const start = Reserve(most);
     char* at = start;
     bool const is_negative = internal < 0;
     std::uint64_t const size =
@@ -73,20 +75,28 @@ TextFile& TextFile::Coordinate(MLong internal) {
         ++micro;
     if (is_negative)
         *at++ = '-';
-    at = std::to_chars(at, start + 24, micro / 1000000).ptr;
+    at = std::to_chars(at, start + most, micro / 1000000).ptr;
     *at++ = '.';
     std::uint64_t fraction = micro % 1000000;
     for (int i = 5; i >= 0; --i) {
         at[i] = static_cast<char>('0' + fraction % 10);
         fraction /= 10;
     }
-    m_used += static_cast<std::size_t>(at + 6 - start);
+    m_size += static_cast<std::size_t>(at + 6 - start);
     return *this;
 }
 
+TextFile::TextFile(std::filesystem::path const& path, bool parallel)
+    : m_file(path, std::ios::binary | std::ios::trunc)
+    , m_parallel(parallel) {
+    if (!m_file)
+        throw Error("it cannot be opened for writing");
+}
+
 void TextFile::Flush() {
-    m_file.write(m_buffer.get(), static_cast<std::streamsize>(m_used));
-    m_used = 0;
+    std::string_view const text = m_buffer.GetText();
+    m_file.write(text.data(), static_cast<std::streamsize>(text.size()));
+    m_buffer.Clear();
 }
 
 void TextFile::Close() {

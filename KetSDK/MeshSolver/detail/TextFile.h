@@ -2,7 +2,9 @@
 #pragma once
 
 #include <KetSDK/Common/Shared/MLong.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -12,6 +14,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KetSDK::MeshSolver::Detail {
 
@@ -21,55 +24,94 @@ std::string RealText(double value);
 // The same for a density in tonne/mm3 that is given in g/cm3: the digits are those of the latter.
 std::string DensityText(double gram_per_cm3);
 
+// Text in memory that grows.
+class TextBuffer {
+public:
+    TextBuffer& operator<<(std::string_view text) {
+        std::memcpy(Reserve(text.size()), text.data(), text.size());
+        m_size += text.size();
+        return *this;
+    }
+    TextBuffer& operator<<(char c) {
+        *Reserve(1) = c;
+        ++m_size;
+        return *this;
+    }
+    TextBuffer& operator<<(std::int64_t number) {
+        constexpr std::size_t most = 24;
+        char* const at = Reserve(most);
+        m_size += static_cast<std::size_t>(std::to_chars(at, at + most, number).ptr - at);
+        return *this;
+    }
+    TextBuffer& operator<<(double number) { return *this << std::string_view(RealText(number)); }
+    // A coordinate in internal units as mm with six decimals, from which every integer comes back.
+    TextBuffer& Coordinate(MLong internal);
+
+    std::string_view GetText() const noexcept { return {m_characters.get(), m_size}; }
+    void Clear() noexcept { m_size = 0; }
+
+private:
+    // Where the next characters go; there is room for so many.
+    char* Reserve(std::size_t size) {
+        if (size > m_capacity - m_size)
+            Grow(size);
+        return m_characters.get() + m_size;
+    }
+    void Grow(std::size_t size);
+
+    std::unique_ptr<char[]> m_characters;
+    std::size_t m_capacity = 0;
+    std::size_t m_size = 0;
+};
+
 // A text file that is written in large pieces.
 class TextFile {
 public:
-    // Throws Error when the file cannot be written.
-    explicit TextFile(std::filesystem::path const& path);
+    // When parallel, many rows are put into words on several threads. Throws Error when the file cannot be
+    // written.
+    explicit TextFile(std::filesystem::path const& path, bool parallel = false);
 
-    TextFile& operator<<(std::string_view text) {
-        if (text.size() > Size - m_used) {
+    template <typename Value>
+    TextFile& operator<<(Value const& value) {
+        m_buffer << value;
+        if (m_buffer.GetText().size() >= Size)
             Flush();
-            if (text.size() > Size) {
-                m_file.write(text.data(), static_cast<std::streamsize>(text.size()));
-                return *this;
-            }
-        }
-        std::memcpy(m_buffer.get() + m_used, text.data(), text.size());
-        m_used += text.size();
         return *this;
     }
-    TextFile& operator<<(char c) {
-        Reserve(1);
-        m_buffer[m_used++] = c;
-        return *this;
-    }
-    TextFile& operator<<(std::int64_t number) {
-        Reserve(24);
-        char* const end = std::to_chars(m_buffer.get() + m_used, m_buffer.get() + Size, number).ptr;
-        m_used = static_cast<std::size_t>(end - m_buffer.get());
-        return *this;
-    }
-    TextFile& operator<<(double number) { return *this << std::string_view(RealText(number)); }
 
-    // A coordinate in internal units as mm with six decimals, from which every integer comes back.
-    TextFile& Coordinate(MLong internal);
+    // Writes rows 0 to count - 1. On any thread put(first, last, buffer) puts rows first to last - 1 into
+    // words; on the calling one written(rows) hears how many were written.
+    template <typename Put, typename Written>
+    void WriteRows(std::uint64_t count, Put const& put, Written const& written) {
+        Support::WorkSteps const steps{
+            .items = count, .step = RowsOfPiece, .parallel = m_parallel, .window = 16};
+        m_pieces.resize(std::max<std::size_t>(m_pieces.size(), steps.NumberOfSlots()));
+        Support::ComputeSteps(
+            steps,
+            [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+                m_pieces[slot].Clear();
+                put(first, last, m_pieces[slot]);
+            },
+            [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+                *this << m_pieces[slot].GetText();
+                written(last - first);
+                return true;
+            });
+    }
 
     // Throws Error when something could not be written.
     void Close();
 
 private:
-    static constexpr std::size_t Size = 1U << 20;
+    static constexpr std::size_t Size = 1U << 18;
+    static constexpr std::uint64_t RowsOfPiece = 512;
 
-    void Reserve(std::size_t size) {
-        if (size > Size - m_used)
-            Flush();
-    }
     void Flush();
 
     std::ofstream m_file;
-    std::unique_ptr<char[]> m_buffer;
-    std::size_t m_used = 0;
+    bool m_parallel;
+    TextBuffer m_buffer;
+    std::vector<TextBuffer> m_pieces; // that threads write into
 };
 
 } // namespace KetSDK::MeshSolver::Detail

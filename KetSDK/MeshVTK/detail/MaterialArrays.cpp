@@ -4,6 +4,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlColor.h>
 
 #include <vtkCellData.h>
@@ -144,31 +145,57 @@ std::optional<Ids> ReadIds(vtkUnstructuredGrid& grid) {
     return ids;
 }
 
+// A value for each material, and whether it is one; elements without a material have none.
+class MaterialValues {
+public:
+    void Add(int id, double value) {
+        if (!m_last || m_last->first != id)
+            m_last = &*m_values.try_emplace(id, id == NoMaterial ? None : value).first;
+        double const first = m_last->second;
+        m_is_one_each = m_is_one_each && (value == first || (std::isnan(value) && std::isnan(first)));
+    }
+    bool IsOneEach() const noexcept { return m_is_one_each; }
+    std::map<int, double> const& All() const noexcept { return m_values; }
+
+private:
+    std::map<int, double> m_values;
+    std::map<int, double>::value_type const* m_last = nullptr; // that was asked for
+    bool m_is_one_each = true;
+};
+
 // Sets a property of the materials from an array. False, with some of it done, when the array does not give
 // each material one value.
 bool ReadProperty(std::map<int, MMeshMaterial>& materials, Property const& property, vtkDataArray& array,
-                  Ids const& ids) {
+                  Ids const& ids, bool parallel) {
     if (array.GetNumberOfComponents() != 1 || array.GetNumberOfTuples() != static_cast<vtkIdType>(ids.size()))
         return false;
-    std::map<int, double> value_of;
-    for (std::size_t i = 0; i < ids.size(); ++i) {
-        double const value = array.GetComponent(static_cast<vtkIdType>(i), 0);
-        double const first = ids[i] == NoMaterial ? None : value_of.try_emplace(ids[i], value).first->second;
-        if (value != first && !(std::isnan(value) && std::isnan(first)))
-            return false;
-    }
-    for (auto const& [id, value] : value_of)
+    MaterialValues value_of;
+    bool const is_one = Support::ComputeSteps<MaterialValues>(
+        {.items = ids.size(), .step = 1 << 14, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last, MaterialValues& of_step) {
+            of_step = {};
+            for (auto i = static_cast<std::size_t>(first); i < last; ++i)
+                of_step.Add(ids[i], array.GetComponent(static_cast<vtkIdType>(i), 0));
+        },
+        [&value_of](std::uint64_t, std::uint64_t, MaterialValues const& of_step) {
+            for (auto const& [id, value] : of_step.All())
+                value_of.Add(id, value);
+            return of_step.IsOneEach() && value_of.IsOneEach();
+        });
+    if (!is_one)
+        return false;
+    for (auto const& [id, value] : value_of.All())
         if (!std::isnan(value))
             (materials[id].*property.set)(value);
     return true;
 }
 
-void SetProperties(MMeshBase& mesh, vtkUnstructuredGrid& grid, Ids const& ids) {
+void SetProperties(MMeshBase& mesh, vtkUnstructuredGrid& grid, Ids const& ids, bool parallel) {
     std::map<int, MMeshMaterial> materials;
     for (Property const& property : Properties)
         if (vtkAbstractArray* const array = grid.GetCellData()->GetAbstractArray(property.array)) {
             vtkDataArray* const numbers = vtkDataArray::SafeDownCast(array);
-            if (!numbers || !ReadProperty(materials, property, *numbers, ids))
+            if (!numbers || !ReadProperty(materials, property, *numbers, ids, parallel))
                 return;
         }
     for (auto& [id, material] : materials) {
@@ -206,15 +233,18 @@ void RemoveKnownMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh)
         grid.GetCellData()->RemoveArray(ArrayNames::Color);
 }
 
-void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
+void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid, bool parallel) {
     std::optional<Ids> const ids = ReadIds(grid);
     if (!ids)
         return;
     MDataMask<MMeshElement, int>& mask = *mesh.GetElementMasks()->GetMaterialMask();
-    auto id = ids->begin();
-    for (MMeshElement const& e : mesh.Elements())
-        mask.SetValue(e, *id++);
-    SetProperties(mesh, grid, *ids);
+    Support::ComputeSteps({.items = ids->size(), .step = 1 << 14, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              auto e = mesh.Elements().begin() + static_cast<std::ptrdiff_t>(first);
+                              for (auto i = static_cast<std::size_t>(first); i < last; ++i, ++e)
+                                  mask.SetValue(*e, (*ids)[i]);
+                          });
+    SetProperties(mesh, grid, *ids, parallel);
     ReadColors(grid, mesh.GetMaterialCatalog(), *ids);
 }
 

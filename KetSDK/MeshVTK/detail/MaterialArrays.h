@@ -20,6 +20,6 @@ void RemoveKnownMaterialArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh)
 // and properties into its catalog. An array of identifiers that are no whole numbers of 32 bits is not
 // taken for one. Properties are read when each is the same wherever the material is, and NaN where there is
 // none; otherwise none is. The colour of a material in the catalog is that of its first element.
-void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid);
+void SetMaterials(MMeshBase& mesh, vtkUnstructuredGrid& grid, bool parallel);
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -82,7 +82,7 @@ private:
     };
 
     void CutElement(MMeshElement const& e) {
-        std::array<double, 10> distance;
+        std::array<double, 10> distance{}; // compilers do not see that those of the nodes are set
         unsigned char const kind = e.GetNodeCount();
         if (FacesOfElement(kind).empty())
             return;

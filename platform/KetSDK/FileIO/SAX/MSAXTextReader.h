@@ -20,8 +20,9 @@
 class KETSDK_API MSAXTextReader : public MSAXReader {
 public:
     // The file is open for reading and outlives the reader. The document is all that is left of it. Throws
-    // std::runtime_error("invalid state") when it does not begin as one.
-    explicit MSAXTextReader(MFile& file);
+    // std::runtime_error("invalid state") when it does not begin as one. When parallel, some MB of an array
+    // are read ahead and its numbers made on several threads; what is read is the same.
+    explicit MSAXTextReader(MFile& file, bool parallel = false);
     ~MSAXTextReader() override;
 
     using MSAXReader::Read;
@@ -46,6 +47,7 @@ protected:
 
 private:
     class Parser;
+    class Array;
     using Attributes = std::vector<std::pair<std::wstring, std::string>>;
 
     struct OpenTag {
@@ -57,8 +59,8 @@ private:
     // The text of the open tag, which must have no tags inside; and its text without white space around it.
     std::string_view Value();
     std::string_view TrimmedValue();
-    // The next word of the open tag's text, for as long as nothing else is read; empty when there is none.
-    std::string_view NextWord();
+    // All text of the open tag has been read.
+    void RequireNoTags() const;
     std::string const* FindAttribute(std::wstring const& name) const;
     template <typename Number>
     void ReadNumbersOf(std::vector<Number>& values);
@@ -66,6 +68,7 @@ private:
     std::size_t ReadSome(std::span<Number> values);
 
     std::unique_ptr<Parser> m_parser;
-    std::vector<OpenTag> m_open; // from the outermost on
-    std::string m_value;         // what of the open tag's text has been put together
+    std::unique_ptr<Array> m_array; // of numbers in the open tag
+    std::vector<OpenTag> m_open;    // from the outermost on
+    std::string m_value;            // what of the open tag's text has been put together
 };

@@ -2,8 +2,12 @@
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
 
 #include <KetSDK/FileIO/SAX/SaxTextFormat.h>
+#include <KetSDK/Support/ParallelWork.h>
 
+#include <algorithm>
+#include <array>
 #include <charconv>
+#include <new>
 #include <utility>
 
 using KetSAX::Detail::CheckedName;
@@ -15,19 +19,45 @@ constexpr int ExactPrecision = 17;
 constexpr std::size_t NumbersPerLine = 16;
 
 template <typename Integer>
-void AppendNumber(std::string& out, Integer value) {
-    char digits[24];
-    out.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+char* PutNumber(char* to, Integer value) {
+    return std::to_chars(to, to + KetSAX::Detail::MostCharacters, value).ptr;
 }
 
-void AppendNumber(std::string& out, double value) {
-    KetSAX::Detail::AppendDouble(out, value, ExactPrecision);
+char* PutNumber(char* to, double value) {
+    return KetSAX::Detail::PutDouble(to, value, ExactPrecision);
 }
 
 } // namespace
 
-MSAXTextWriter::MSAXTextWriter(MFile& file)
-    : m_file(file) {
+// Some numbers of an array as text.
+class MSAXTextWriter::Words {
+public:
+    static constexpr std::size_t MostNumbers = 2048;
+
+    // `before`: numbers that the array has before these.
+    template <typename Number>
+    void Put(std::span<Number const> values, std::size_t before) {
+        char* to = m_characters.data();
+        for (Number const value : values) {
+            if (before > 0) {
+                *to++ = before % NumbersPerLine == 0 ? '\n' : ' ';
+            }
+            to = PutNumber(to, value);
+            ++before;
+        }
+        m_size = static_cast<std::size_t>(to - m_characters.data());
+    }
+    std::string_view GetText() const noexcept { return {m_characters.data(), m_size}; }
+
+private:
+    // A separator stands before each number, of which none needs all of its room.
+    std::array<char, MostNumbers * KetSAX::Detail::MostCharacters> m_characters;
+    std::size_t m_size = 0;
+};
+
+MSAXTextWriter::MSAXTextWriter(MFile& file, bool parallel)
+    : m_file(file)
+    , m_parallel(parallel) {
     PutText("<?xml version=\"1.0\" encoding=\"UTF-8\"?>");
 }
 
@@ -50,6 +80,11 @@ void MSAXTextWriter::CloseTag() {
     if (m_opened.GetDepth() == 0) {
         m_good = false;
         return;
+    }
+    try {
+        PutCollected();
+    } catch (std::bad_alloc const&) {
+        m_good = false;
     }
     if (m_opened.GetContent() == Content::Nothing) {
         PutText("/>");
@@ -78,9 +113,8 @@ void MSAXTextWriter::WriteAttribute(std::wstring const& name, std::wstring const
 }
 
 void MSAXTextWriter::WriteAttribute(std::wstring const& name, std::uint64_t value) {
-    m_scratch.clear();
-    AppendNumber(m_scratch, value);
-    PutAttributeText(name, m_scratch);
+    char digits[KetSAX::Detail::MostCharacters];
+    PutAttributeText(name, {digits, PutNumber(digits, value)});
 }
 
 void MSAXTextWriter::Write(bool value) {
@@ -100,9 +134,8 @@ void MSAXTextWriter::Write(std::uint64_t value) {
 }
 
 void MSAXTextWriter::Write(double value, int precision) {
-    m_scratch.clear();
-    KetSAX::Detail::AppendDouble(m_scratch, value, precision);
-    PutValue(m_scratch);
+    char digits[KetSAX::Detail::MostCharacters];
+    PutValue({digits, KetSAX::Detail::PutDouble(digits, value, precision)});
 }
 
 void MSAXTextWriter::Write(std::wstring const& value) {
@@ -136,28 +169,57 @@ void MSAXTextWriter::PutValue(std::string_view text) {
 
 template <typename Number>
 void MSAXTextWriter::PutInteger(Number value) {
-    m_scratch.clear();
-    AppendNumber(m_scratch, value);
-    PutValue(m_scratch);
+    char digits[KetSAX::Detail::MostCharacters];
+    PutValue({digits, PutNumber(digits, value)});
 }
 
 template <typename Number>
 void MSAXTextWriter::PutArray(std::span<Number const> values) {
-    constexpr std::size_t piece = 4096;
+    constexpr std::size_t at_once = 1 << 18;
     EndStartTag(Content::Array);
-    m_scratch.clear();
-    for (Number const value : values) {
-        if (m_array_size > 0) {
-            m_scratch.push_back(m_array_size % NumbersPerLine == 0 ? '\n' : ' ');
-        }
-        AppendNumber(m_scratch, value);
-        ++m_array_size;
-        if (m_scratch.size() >= piece) {
-            PutText(m_scratch);
-            m_scratch.clear();
-        }
+    if (!m_parallel) {
+        PutNumbers(values);
+        return;
     }
-    PutText(m_scratch);
+    if (!std::holds_alternative<std::vector<Number>>(m_collected)) {
+        PutCollected();
+        m_collected.emplace<std::vector<Number>>();
+    }
+    auto& collected = std::get<std::vector<Number>>(m_collected);
+    collected.insert(collected.end(), values.begin(), values.end());
+    if (collected.size() >= at_once) {
+        PutCollected();
+    }
+}
+
+template <typename Number>
+void MSAXTextWriter::PutNumbers(std::span<Number const> values) {
+    KetSDK::Support::WorkSteps const steps{
+        .items = values.size(), .step = Words::MostNumbers, .parallel = m_parallel, .window = 8};
+    while (m_words.size() < steps.NumberOfSlots()) {
+        m_words.push_back(std::make_unique_for_overwrite<Words>());
+    }
+    KetSDK::Support::ComputeSteps(
+        steps,
+        [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
+            auto const begin = static_cast<std::size_t>(first);
+            m_words[slot]->Put(values.subspan(begin, static_cast<std::size_t>(last) - begin),
+                               m_array_size + begin);
+        },
+        [&](std::uint64_t, std::uint64_t, std::size_t slot) {
+            PutText(m_words[slot]->GetText());
+            return m_file.IsGood();
+        });
+    m_array_size += values.size();
+}
+
+void MSAXTextWriter::PutCollected() {
+    std::visit(
+        [this](auto& numbers) {
+            PutNumbers(std::span(std::as_const(numbers)));
+            numbers.clear();
+        },
+        m_collected);
 }
 
 // Goes on from the name and attributes of the open tag to its content: tags or numbers of an array,

@@ -23,9 +23,8 @@ constexpr int Hexadecimal = 16;
     throw std::runtime_error("invalid state");
 }
 
-void AppendHexadecimal(std::string& out, std::uint64_t value) {
-    char digits[16];
-    out.append(digits, std::to_chars(digits, digits + sizeof digits, value, Hexadecimal).ptr);
+char* PutHexadecimal(char* to, std::uint64_t value) {
+    return std::to_chars(to, to + sizeof value * 2, value, Hexadecimal).ptr;
 }
 
 template <typename Integer>
@@ -93,18 +92,14 @@ std::uint32_t TakeEscaped(std::string_view text, std::size_t& position) {
 
 } // namespace
 
-void AppendDouble(std::string& out, double value, int precision) {
+char* PutDouble(char* to, double value, int precision) {
     if (std::isnan(value)) {
-        out.append(NanPrefix);
-        AppendHexadecimal(out, std::bit_cast<std::uint64_t>(value));
-        return;
+        return PutHexadecimal(std::ranges::copy(NanPrefix, to).out, std::bit_cast<std::uint64_t>(value));
     }
-    char digits[64];
-    int const rounded = std::max(precision, 1);
-    auto const end = precision >= ExactPrecision ? std::to_chars(digits, digits + sizeof digits, value)
-                                                 : std::to_chars(digits, digits + sizeof digits, value,
-                                                                 std::chars_format::general, rounded);
-    out.append(digits, end.ptr);
+    char* const end = to + MostCharacters;
+    return precision >= ExactPrecision
+               ? std::to_chars(to, end, value).ptr
+               : std::to_chars(to, end, value, std::chars_format::general, std::max(precision, 1)).ptr;
 }
 
 void AppendEscaped(std::string& out, std::wstring_view text) {
@@ -140,8 +135,9 @@ void AppendEscaped(std::string& out, std::wstring_view text) {
             if (IsXmlCharacter(c)) {
                 AppendUtf8(out, c);
             } else {
+                char digits[16];
                 out.append("\\u{");
-                AppendHexadecimal(out, c);
+                out.append(digits, PutHexadecimal(digits, c));
                 out.push_back('}');
             }
         }

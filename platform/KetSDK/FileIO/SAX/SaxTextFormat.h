@@ -2,6 +2,7 @@
 #pragma once
 
 #include <charconv>
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,9 +11,13 @@
 // else.
 namespace KetSAX::Detail {
 
-// Appends a double. With a precision of 17 or more: the fewest digits that read back as the same
-// double, and "nan:" with the bits in hexadecimal for what is no number.
-void AppendDouble(std::string& out, double value, int precision);
+// Room that a number needs at most.
+constexpr std::size_t MostCharacters = 32;
+
+// Writes a double to where there is room for one, and returns the end of it. With a precision of 17 or more:
+// the fewest digits that read back as the same double, and "nan:" with the bits in hexadecimal for what is no
+// number.
+char* PutDouble(char* to, double value, int precision);
 
 // Appends characters as UTF-8 that may stand in XML, in a text or between double quotes. What XML
 // cannot hold becomes \u{hexadecimal}, and a backslash is doubled.
