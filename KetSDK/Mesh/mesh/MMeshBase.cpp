@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <mutex>
 #include <numeric>
 #include <stdexcept>
 #include <unordered_map>
@@ -29,6 +30,31 @@ constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
 MLong ToInternal(double value) {
     return static_cast<MLong>(std::lround(value));
 }
+
+// A box that several threads widen.
+class WideningBox {
+public:
+    explicit WideningBox(MMeshBase::BoundingBox const& box)
+        : m_box(box) {}
+
+    // By positions first to last - 1, of which there is one at least.
+    template <typename PositionAt>
+    void Widen(std::uint64_t first, std::uint64_t last, PositionAt const& position_at) {
+        MMeshBase::BoundingBox box; // a local one stays in registers
+        for (std::uint64_t i = first; i < last; ++i) {
+            auto const& p = position_at(i);
+            box.Widen({p[0], p[1], p[2]});
+        }
+        std::lock_guard const lock(m_mutex);
+        m_box.Widen(box.GetMin());
+        m_box.Widen(box.GetMax());
+    }
+    MMeshBase::BoundingBox const& Get() const noexcept { return m_box; }
+
+private:
+    std::mutex m_mutex;
+    MMeshBase::BoundingBox m_box;
+};
 
 } // namespace
 
@@ -106,13 +132,13 @@ MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points,
     return copies;
 }
 
-void MMeshBase::RegisterAll(bool parallel) {
+void MMeshBase::RegisterAll(bool parallel, bool numbered) {
     m_point_masks->RegisterMaskObjectsAt(
         m_points->GetNumPoints(), parallel,
-        [this](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(i); });
+        [this](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(i); }, numbered);
     m_element_masks->RegisterMaskObjectsAt(
         m_elements->GetNumElements(), parallel,
-        [this](std::uint64_t i) -> MMeshElement& { return *m_elements->GetElementPtrAt(i); });
+        [this](std::uint64_t i) -> MMeshElement& { return *m_elements->GetElementPtrAt(i); }, numbered);
 }
 
 // Persistence
@@ -237,6 +263,7 @@ void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool 
         return;
     }
     std::uint64_t const before = m_points->ClaimPoints(positions.size());
+    WideningBox box(m_box);
     try {
         auto const indices = m_point_masks->HandOut(positions.size());
         KetSDK::Support::ComputeStepsSafely(
@@ -245,14 +272,16 @@ void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool 
                 for (std::uint64_t i = first; i < last; ++i)
                     m_point_masks->Enter(
                         m_points->MakePoint(before + i, positions[static_cast<std::size_t>(i)]), indices[i]);
+                box.Widen(first, last, [&positions](std::uint64_t i) -> std::array<MLong, 3> const& {
+                    return positions[static_cast<std::size_t>(i)];
+                });
             });
     } catch (...) {
         m_points->Settle(false);
         throw;
     }
     m_points->Settle(true);
-    for (std::array<MLong, 3> const& p : positions)
-        m_box.Widen({p[0], p[1], p[2]});
+    m_box = box.Get();
 }
 
 MMeshPoint& MMeshBase::AddPointUnique(MMVector<double, 3> const& p, double scale) {
@@ -545,6 +574,7 @@ void MMeshBase::ClearMesh() {
 
 void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
     Replace(nodes, elements, false);
+    CalcBoundingBox();
     // Slots that the new objects may have had are free now.
     for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
         p->SetMaskIndex(MDataMaskIndex::NotRegistered);
@@ -566,12 +596,20 @@ void MMeshBase::Replace(MMeshPointContainer* nodes, MMeshElementContainer* eleme
     m_points = std::move(new_points);
     for (auto const& sub_volume : m_subvolumes)
         sub_volume->m_element_count = 0;
-    CalcBoundingBox();
 }
 
 void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool parallel) {
     Replace(nodes, elements, true);
+    CalcBoundingBox(parallel);
     RegisterAll(parallel);
+}
+
+void MMeshBase::SetNumbered(std::unique_ptr<MMeshPointContainer> nodes,
+                            std::unique_ptr<MMeshElementContainer> elements, BoundingBox const& box,
+                            bool parallel) {
+    Replace(nodes.release(), elements.release(), true);
+    m_box = box;
+    RegisterAll(parallel, true);
 }
 
 void MMeshBase::TakeContent(MMeshBase& other) {
@@ -616,13 +654,18 @@ void MMeshBase::CopyMetadata(MMeshBase const& other) {
     m_state = other.m_state;
 }
 
-void MMeshBase::CalcBoundingBox() {
-    BoundingBox box; // a local one stays in registers
-    for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
-        MMeshPoint const& p = *m_points->GetPointPtrAt(i);
-        box.Widen({p.x, p.y, p.z});
-    }
-    m_box = box;
+void MMeshBase::CalcBoundingBox(bool parallel) {
+    WideningBox box({});
+    std::uint64_t const count = m_points->GetNumPoints();
+    KetSDK::Support::ComputeStepsSafely(
+        {.items = count, .step = 8192, .parallel = parallel && count >= 1 << 16},
+        [&](std::uint64_t first, std::uint64_t last) {
+            box.Widen(first, last, [this](std::uint64_t i) {
+                MMeshPoint const& p = *m_points->GetPointPtrAt(i);
+                return std::array{p.x, p.y, p.z};
+            });
+        });
+    m_box = box.Get();
 }
 
 void MMeshBase::NodesMoved() {
