@@ -58,6 +58,51 @@ private:
 
 } // namespace
 
+// How many elements of a list are in each sub-volume of a mesh.
+class MMeshBase::SubVolumeCounts {
+public:
+    // Of elements that are said to be in sub-volumes by their indices, -1 standing for none. Throws
+    // std::runtime_error("invalid state") for an index that is not there.
+    SubVolumeCounts(std::span<int const> indices, std::size_t sub_volumes, bool parallel)
+        : m_counts(sub_volumes, 0) {
+        constexpr std::size_t few = 1024; // else the tables of all threads would be large
+        KetSDK::Support::ComputeSteps<Lanes>(
+            {.items = indices.size(),
+             .step = std::max<std::uint64_t>(16384, NumberOfLanes * sub_volumes),
+             .parallel = parallel && sub_volumes <= few},
+            [&](std::uint64_t first, std::uint64_t last, Lanes& lanes) {
+                lanes.assign(NumberOfLanes * (sub_volumes + 1), 0);
+                for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                    std::uint32_t const in_table = static_cast<std::uint32_t>(indices[i]) + 1u; // none: 0
+                    if (in_table > sub_volumes)
+                        throw std::runtime_error("invalid state");
+                    ++lanes[NumberOfLanes * in_table + i % NumberOfLanes];
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, Lanes const& lanes) {
+                auto const sum = [&lanes](std::size_t i) {
+                    auto const first = lanes.begin() + static_cast<std::ptrdiff_t>(NumberOfLanes * i);
+                    return std::accumulate(first, first + NumberOfLanes, 0u);
+                };
+                m_in_none += sum(0);
+                for (std::size_t i = 0; i < m_counts.size(); ++i)
+                    m_counts[i] += sum(i + 1);
+                return true;
+            });
+    }
+
+    unsigned int operator[](std::size_t sub_volume) const noexcept { return m_counts[sub_volume]; }
+    std::size_t NumberInNone() const noexcept { return m_in_none; }
+
+private:
+    // Elements that follow each other are counted in different numbers: none waits for the one before.
+    static constexpr std::size_t NumberOfLanes = 4;
+    using Lanes = std::vector<unsigned int>;
+
+    std::vector<unsigned int> m_counts;
+    std::size_t m_in_none = 0;
+};
+
 MMeshBase::MMeshBase()
     : m_points(std::make_unique<MMeshPointContainer>())
     , m_elements(std::make_unique<MMeshElementContainer>())
@@ -325,15 +370,21 @@ MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
 }
 
 void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
-    if (m_subvolumes.empty() || LargestOf(elements.sub_volumes) >= m_subvolumes.size())
+    SubVolumeCounts const in_sub_volumes(elements.sub_volumes, m_subvolumes.size(), parallel);
+    if (m_subvolumes.empty() || in_sub_volumes.NumberInNone() > 0)
         throw std::runtime_error("invalid state");
-    AppendElements(elements, parallel);
+    AppendElements(elements, in_sub_volumes, parallel);
 }
 
 void MMeshBase::AppendElements(MMeshElementArrays const& elements, bool parallel) {
+    AppendElements(elements, SubVolumeCounts(elements.sub_volumes, m_subvolumes.size(), parallel), parallel);
+}
+
+void MMeshBase::AppendElements(MMeshElementArrays const& elements, SubVolumeCounts const& in_sub_volumes,
+                               bool parallel) {
     ElementNodeCounts const counts(elements.node_counts, elements.nodes.size(), parallel);
     ElementRoom const room = m_elements->ClaimRoom(elements, counts, *m_points, parallel);
-    MakeElements(room, counts, elements.sub_volumes, parallel);
+    MakeElements(room, counts, elements.sub_volumes, in_sub_volumes, parallel);
 }
 
 void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
@@ -343,19 +394,19 @@ void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::
     ElementNodeCounts const counts(node_counts, nodes.size(), false);
     ElementRoom const room(*m_elements, node_counts.size(), nodes.size());
     room.EnterAllNodes(nodes);
-    MakeElements(room, counts, sub_volumes, false);
+    MakeElements(room, counts, sub_volumes, SubVolumeCounts(sub_volumes, m_subvolumes.size(), false), false);
 }
 
 void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& counts,
-                             std::span<int const> sub_volumes, bool parallel) {
+                             std::span<int const> sub_volumes, SubVolumeCounts const& in_sub_volumes,
+                             bool parallel) {
     std::uint64_t const count = counts.NumberOfElements();
     auto const index_of = [&](std::uint64_t i) {
         return sub_volumes.empty() ? 0 : sub_volumes[static_cast<std::size_t>(i)];
     };
-    auto const is_included = [](int index) { return index >= 0; };
     MDataMask<MMeshElement, int>* numbers = nullptr;
     try {
-        if (sub_volumes.empty() || std::ranges::any_of(sub_volumes, is_included))
+        if (sub_volumes.empty() || in_sub_volumes.NumberInNone() < sub_volumes.size())
             numbers = m_element_masks->GetSubvolumeMask();
         auto const indices = m_element_masks->HandOut(count);
         KetSDK::Support::ComputeStepsSafely(
@@ -364,7 +415,7 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
                 room.Make(counts, first, last, [&](MMeshElement& e, std::uint64_t i) {
                     std::uint64_t const slot = indices[i];
                     m_element_masks->Enter(e, slot);
-                    if (int const index = index_of(i); is_included(index))
+                    if (int const index = index_of(i); index >= 0)
                         numbers->SetValueAt(slot, m_subvolumes[static_cast<std::size_t>(index)]->GetID());
                 });
             });
@@ -373,15 +424,14 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
         throw;
     }
     m_elements->Settle(true);
-    if (!sub_volumes.empty())
-        CountElements(sub_volumes);
-    else if (count > 0)
+    if (sub_volumes.empty() && count > 0)
         GetMainSubVolume()->Count(static_cast<unsigned int>(count));
+    CountElements(in_sub_volumes);
 }
 
 void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel) {
-    if (sub_volumes.size() != m_elements->GetNumElements() ||
-        (!sub_volumes.empty() && LargestOf(sub_volumes) >= m_subvolumes.size()))
+    SubVolumeCounts const in_sub_volumes(sub_volumes, m_subvolumes.size(), parallel);
+    if (sub_volumes.size() != m_elements->GetNumElements() || in_sub_volumes.NumberInNone() > 0)
         throw std::runtime_error("invalid state");
     MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
     KetSDK::Support::ComputeStepsSafely(
@@ -391,24 +441,12 @@ void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel)
                 numbers.SetValue(*GetElement(i),
                                  m_subvolumes[static_cast<std::size_t>(sub_volumes[i])]->GetID());
         });
-    CountElements(sub_volumes);
+    CountElements(in_sub_volumes);
 }
 
-void MMeshBase::CountElements(std::span<int const> sub_volumes) {
-    int last = -1; // neighbours in the list mostly share a sub-volume
-    unsigned int run = 0;
-    auto const count_run = [&](int next) {
-        if (last >= 0)
-            m_subvolumes[static_cast<std::size_t>(last)]->Count(run);
-        last = next;
-        run = 0;
-    };
-    for (int const index : sub_volumes) {
-        if (index != last)
-            count_run(index);
-        ++run;
-    }
-    count_run(-1);
+void MMeshBase::CountElements(SubVolumeCounts const& in_sub_volumes) noexcept {
+    for (std::size_t i = 0; i < m_subvolumes.size(); ++i)
+        m_subvolumes[i]->Count(in_sub_volumes[i]);
 }
 
 MeshElementsIterator<0>* MMeshBase::CreateBeginElementIter() {

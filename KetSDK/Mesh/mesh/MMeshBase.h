@@ -253,13 +253,16 @@ private:
     // each.
     void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                         std::span<int const> sub_volumes);
+    class SubVolumeCounts;
+    void AppendElements(MMeshElementArrays const& elements, SubVolumeCounts const& in_sub_volumes,
+                        bool parallel);
     // Makes the elements of a room that has their nodes, registers them with the masks and puts them into
     // sub-volumes by their indices in the list; none: the main one. Out of memory, they are given up.
     void MakeElements(KetSDK::Mesh::Detail::ElementRoom const& room,
                       KetSDK::Mesh::Detail::ElementNodeCounts const& counts, std::span<int const> sub_volumes,
-                      bool parallel);
-    // Adds the elements to the counts of these sub-volumes.
-    void CountElements(std::span<int const> sub_volumes);
+                      SubVolumeCounts const& in_sub_volumes, bool parallel);
+    // Adds the elements to the counts of their sub-volumes.
+    void CountElements(SubVolumeCounts const& in_sub_volumes) noexcept;
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);
     // With `numbered`, objects that have their own numbers as mask indices already.
