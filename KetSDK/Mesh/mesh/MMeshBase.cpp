@@ -430,8 +430,8 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
 }
 
 void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel) {
-    SubVolumeCounts const in_sub_volumes(sub_volumes, m_subvolumes.size(), parallel);
-    if (sub_volumes.size() != m_elements->GetNumElements() || in_sub_volumes.NumberInNone() > 0)
+    if (sub_volumes.size() != m_elements->GetNumElements() ||
+        (!sub_volumes.empty() && LargestOf(sub_volumes) >= m_subvolumes.size()))
         throw std::runtime_error("invalid state");
     MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
     KetSDK::Support::ComputeStepsSafely(
@@ -441,7 +441,24 @@ void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel)
                 numbers.SetValue(*GetElement(i),
                                  m_subvolumes[static_cast<std::size_t>(sub_volumes[i])]->GetID());
         });
-    CountElements(in_sub_volumes);
+    CountElements(sub_volumes);
+}
+
+void MMeshBase::CountElements(std::span<int const> sub_volumes) noexcept {
+    int last = -1; // neighbours in the list mostly share a sub-volume
+    unsigned int run = 0;
+    auto const count_run = [&](int next) {
+        if (last >= 0)
+            m_subvolumes[static_cast<std::size_t>(last)]->Count(run);
+        last = next;
+        run = 0;
+    };
+    for (int const index : sub_volumes) {
+        if (index != last)
+            count_run(index);
+        ++run;
+    }
+    count_run(-1);
 }
 
 void MMeshBase::CountElements(SubVolumeCounts const& in_sub_volumes) noexcept {

@@ -263,6 +263,8 @@ private:
                       SubVolumeCounts const& in_sub_volumes, bool parallel);
     // Adds the elements to the counts of their sub-volumes.
     void CountElements(SubVolumeCounts const& in_sub_volumes) noexcept;
+    // The same without any memory: what has begun to change sub-volumes may have to go on.
+    void CountElements(std::span<int const> sub_volumes) noexcept;
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);
     // With `numbered`, objects that have their own numbers as mask indices already.
