@@ -109,6 +109,7 @@ void NumberLabels(Elements& elements) {
     elements.sub_volumes.reserve(elements.Count());
     for (int const label : elements.labels)
         elements.sub_volumes.push_back(place_of[label]);
+    elements.different_labels = place_of.size();
 }
 
 Elements Make(Recipe const& recipe) {
@@ -123,10 +124,6 @@ Elements Make(Recipe const& recipe) {
         Curve(elements);
     NumberLabels(elements);
     return elements;
-}
-
-int NumberOfSubVolumes(Elements const& elements) {
-    return 1 + *std::ranges::max_element(elements.sub_volumes);
 }
 
 VTKCellType KindOf(Elements const& elements) {
@@ -277,7 +274,7 @@ std::unique_ptr<MMeshBase> MakeMesh(Elements const& elements) {
         nodes.push_back(mesh->AddPoint(p[0], p[1], p[2]));
 
     std::vector<MMeshSubVolume*> sub_volumes = {mesh->GetMainSubVolume()};
-    while (static_cast<int>(sub_volumes.size()) < NumberOfSubVolumes(elements))
+    while (sub_volumes.size() < elements.different_labels)
         sub_volumes.push_back(mesh->AddSubVolume());
 
     MMeshPoint* of_element[10];
@@ -296,7 +293,7 @@ std::unique_ptr<MMeshBase> MakeMesh(Elements const& elements) {
 std::unique_ptr<MMeshBase> MakeMeshFromArrays(Elements const& elements, bool parallel) {
     auto mesh = std::make_unique<MMeshBase>();
     mesh->AddPoints(elements.points, parallel);
-    while (static_cast<int>(mesh->NumberOfSubVolumes()) < NumberOfSubVolumes(elements))
+    while (mesh->NumberOfSubVolumes() < elements.different_labels)
         mesh->AddSubVolume();
     auto const count = static_cast<unsigned char>(elements.nodes_each);
     mesh->AddElements({std::span(&count, 1), elements.nodes, elements.sub_volumes}, parallel);

@@ -21,6 +21,7 @@ struct Elements {
     std::size_t nodes_each = 4;               // 4 or 10 of a tetrahedron, 8 of a hexahedron
     std::vector<int> labels;                  // one per element
     std::vector<int> sub_volumes;             // for each element, the place of its label among all
+    std::size_t different_labels = 0;
 
     std::size_t Count() const noexcept { return labels.size(); }
     MLong const* NodesOf(std::size_t element) const noexcept { return &nodes[nodes_each * element]; }
@@ -68,7 +69,8 @@ struct Recipe {
     bool shuffled = false;
     bool curved = false;
     bool hexahedra = false;
-    bool frugal = false; // memory holds our mesh or VTK's grid only, whichever is measured, and nothing that waits
+    // Memory holds our mesh or VTK's grid only, whichever is measured, and nothing that waits.
+    bool frugal = false;
 
     bool IsOfLinearTetrahedra() const noexcept { return !curved && !hexahedra; }
 };

@@ -81,17 +81,23 @@ template <typename Save, typename Load>
 void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string const& way,
                     std::string const& file, Save save, Load load) {
     auto const size_is_answer = [](Case&, auto const&) { return std::optional<double>(); };
+    // To write over a file that is there may wait for the disk, or has the system write it out while it is
+    // loaded. The clock would count that.
+    auto const make_way = [file](Case&) { std::filesystem::remove(PathOf(file)); };
     AddWay(
-        recipe, "save_" + job, way,
-        // To write over a file that is there may wait for the disk, which the clock would count.
-        [file](Case&) { std::filesystem::remove(PathOf(file)); },
+        recipe, "save_" + job, way, make_way,
         [save](Case& c) {
             save(c);
             return 0;
         },
         size_is_answer);
     AddWay(
-        recipe, "load_" + job, way, [save](Case& c) { save(c); }, [load](Case&) { return load(); },
+        recipe, "load_" + job, way,
+        [make_way, save](Case& c) {
+            make_way(c);
+            save(c);
+        },
+        [load](Case&) { return load(); },
         [](Case&, auto const& loaded) { return std::optional(CountOf(loaded)); });
     AddMemory(recipe, "file_" + job, way, [save, file](Case& c) {
         save(c);

@@ -49,60 +49,117 @@ vtkNew<vtkPoints> MakePoints(MMeshBase const& mesh, LengthUnit unit, bool parall
     return points;
 }
 
-// Where the points of the cells begin, and their types, which are checked.
-template <typename Number>
-void FillOffsets(MMeshBase const& mesh, Number* offsets, unsigned char* types) {
-    std::uint64_t cell = 0;
-    Number end = 0;
-    for (MMeshElement const& e : mesh.Elements()) {
-        unsigned char const nodes = e.GetNodeCount();
-        types[cell] = Detail::CellTypeOfNodes(nodes);
-        if (types[cell] == VTK_EMPTY_CELL)
-            throw Error("element " + std::to_string(cell) + " has " + std::to_string(nodes) +
-                        " nodes, for which there is no kind of cell");
-        offsets[cell++] = end;
-        end += nodes;
-    }
-    offsets[cell] = end;
-}
-
+// The cells of a mesh as VTK has them: types, where the points of each begin, points.
 template <typename Array>
-void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
-    std::uint64_t const count = mesh.Elements().GetNumElements();
-    vtkNew<vtkUnsignedCharArray> types;
-    types->SetNumberOfValues(static_cast<vtkIdType>(count));
-    vtkNew<Array> offsets;
-    offsets->SetNumberOfValues(static_cast<vtkIdType>(count + 1));
-    auto const* const begin = offsets->GetPointer(0);
-    FillOffsets(mesh, offsets->GetPointer(0), types->GetPointer(0));
-    vtkNew<Array> points;
-    points->SetNumberOfValues(static_cast<vtkIdType>(begin[count]));
-    auto* const numbers = points->GetPointer(0);
-    auto const fill = [&](MMeshElement const& e, std::uint64_t cell) {
-        auto* const ids = numbers + begin[cell];
-        unsigned char const nodes = e.GetNodeCount();
+class Cells {
+public:
+    using Number = typename Array::ValueType;
+
+    Cells(MMeshBase const& mesh, bool parallel)
+        : m_mesh(mesh)
+        , m_count(mesh.Elements().GetNumElements())
+        , m_parallel(parallel) {
+        m_types->SetNumberOfValues(static_cast<vtkIdType>(m_count));
+        m_offsets->SetNumberOfValues(static_cast<vtkIdType>(m_count + 1));
+        // Mostly all elements have as many nodes as the first, which tells where the points of each begin.
+        if (m_count == 0 || !FillAlike(mesh.GetElement(0)->GetNodeCount())) {
+            FillOffsets();
+            FillPoints();
+        }
+    }
+
+    void GiveTo(vtkUnstructuredGrid& grid) const {
+        vtkNew<vtkCellArray> cells;
+        cells->SetData(m_offsets.GetPointer(), m_points.GetPointer());
+        grid.SetCells(m_types, cells);
+    }
+
+private:
+    Number* Room(std::uint64_t points) {
+        m_points->SetNumberOfValues(static_cast<vtkIdType>(points));
+        return m_points->GetPointer(0);
+    }
+
+    static void PutPoints(MMeshElement const& e, unsigned char nodes, Number* points) {
         for (unsigned int i = 0; i < nodes; ++i)
-            ids[i] = e.GetNode(i)->GetIndex();
+            points[i] = e.GetNode(i)->GetIndex();
         // VTK's wedge has the normal of its first triangle pointing outwards.
         if (nodes == 6)
-            std::swap_ranges(ids, ids + 3, ids + 3);
-    };
-    Support::ComputeSteps({.items = count, .step = 8192, .parallel = parallel},
-                          [&](std::uint64_t first, std::uint64_t last) {
-                              mesh.Elements().ForEachWithNodes(first, last, fill);
-                          });
-    vtkNew<vtkCellArray> cells;
-    cells->SetData(offsets.GetPointer(), points.GetPointer());
-    grid.SetCells(types, cells);
-}
+            std::swap_ranges(points, points + 3, points + 3);
+    }
+
+    // False when not all elements have so many nodes, or there is no cell with so many.
+    bool FillAlike(unsigned char nodes) {
+        unsigned char const type = Detail::CellTypeOfNodes(nodes);
+        if (type == VTK_EMPTY_CELL)
+            return false;
+        Number* const points = Room(nodes * m_count);
+        Number* const offsets = m_offsets->GetPointer(0);
+        unsigned char* const types = m_types->GetPointer(0);
+        auto const fill = [&](std::uint64_t first, std::uint64_t last, int& others) {
+            std::fill(types + first, types + last, type);
+            for (std::uint64_t cell = first; cell < last; ++cell)
+                offsets[cell] = static_cast<Number>(cell * nodes);
+            int found = 0;
+            m_mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t cell) {
+                if (e.GetNodeCount() == nodes)
+                    PutPoints(e, nodes, points + cell * nodes);
+                else
+                    ++found;
+            });
+            others = found;
+        };
+        offsets[m_count] = static_cast<Number>(m_count * nodes);
+        return Support::ComputeSteps<int>(
+            {.items = m_count, .step = 8192, .parallel = m_parallel}, fill,
+            [](std::uint64_t, std::uint64_t, int others) { return others == 0; });
+    }
+
+    // Types are checked.
+    void FillOffsets() {
+        Number* const offsets = m_offsets->GetPointer(0);
+        unsigned char* const types = m_types->GetPointer(0);
+        std::uint64_t cell = 0;
+        Number end = 0;
+        for (MMeshElement const& e : m_mesh.Elements()) {
+            unsigned char const nodes = e.GetNodeCount();
+            types[cell] = Detail::CellTypeOfNodes(nodes);
+            if (types[cell] == VTK_EMPTY_CELL)
+                throw Error("element " + std::to_string(cell) + " has " + std::to_string(nodes) +
+                            " nodes, for which there is no kind of cell");
+            offsets[cell++] = end;
+            end += nodes;
+        }
+        offsets[cell] = end;
+    }
+
+    void FillPoints() {
+        Number const* const offsets = m_offsets->GetPointer(0);
+        Number* const points = Room(static_cast<std::uint64_t>(offsets[m_count]));
+        Support::ComputeSteps({.items = m_count, .step = 8192, .parallel = m_parallel},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  m_mesh.Elements().ForEachWithNodes(
+                                      first, last, [&](MMeshElement const& e, std::uint64_t cell) {
+                                          PutPoints(e, e.GetNodeCount(), points + offsets[cell]);
+                                      });
+                              });
+    }
+
+    MMeshBase const& m_mesh;
+    std::uint64_t m_count;
+    bool m_parallel;
+    vtkNew<vtkUnsignedCharArray> m_types;
+    vtkNew<Array> m_offsets;
+    vtkNew<Array> m_points;
+};
 
 void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
     // Meshes number nodes in 32 bits, which is half the memory and half the file; the list of points of
     // ten-node tetrahedra alone can need more.
     if (mesh.NumberOfElements() <= std::numeric_limits<std::int32_t>::max() / int{Detail::MaxCellNodes})
-        SetCells<vtkTypeInt32Array>(grid, mesh, parallel);
+        Cells<vtkTypeInt32Array>(mesh, parallel).GiveTo(grid);
     else
-        SetCells<vtkTypeInt64Array>(grid, mesh, parallel);
+        Cells<vtkTypeInt64Array>(mesh, parallel).GiveTo(grid);
 }
 
 // Takes over the source's arrays. What the mesh itself carries is left out: the mesh knows better.
@@ -137,7 +194,7 @@ vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthU
     SetCells(*grid, mesh, parallel);
     if (source)
         ShareArrays(*grid, mesh, *source);
-    Detail::AddOwnArrays(*grid, mesh);
+    Detail::AddOwnArrays(*grid, mesh, parallel);
     return grid;
 }
 

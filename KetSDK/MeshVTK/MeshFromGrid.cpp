@@ -9,9 +9,11 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/checks/GridCheck.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/MeshVTK/detail/CellKinds.h>
 #include <KetSDK/MeshVTK/detail/CellNumbers.h>
 #include <KetSDK/MeshVTK/detail/MaterialArrays.h>
 #include <KetSDK/MeshVTK/detail/NamedArrays.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkCellArray.h>
@@ -19,6 +21,7 @@
 #include <vtkFieldData.h>
 #include <vtkPointData.h>
 #include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
@@ -26,6 +29,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <span>
@@ -43,60 +47,138 @@ struct Partition {
     std::vector<int> subvolume_of;   // each cell; empty when there is one sub-volume
 };
 
-// The same for values between two that are not far apart.
-std::vector<long long> ReplaceByRankFrom(long long least, long long largest, std::vector<long long>& values) {
-    std::vector<int> rank_of(static_cast<std::size_t>(largest - least) + 1, 0);
-    for (long long const value : values)
-        rank_of[static_cast<std::size_t>(value - least)] = 1;
-    std::vector<long long> distinct;
-    for (std::size_t i = 0; i < rank_of.size(); ++i)
-        if (rank_of[i] != 0) {
-            rank_of[i] = static_cast<int>(distinct.size());
-            distinct.push_back(least + static_cast<long long>(i));
-        }
-    for (long long& value : values)
-        value = rank_of[static_cast<std::size_t>(value - least)];
-    return distinct;
+// Whole numbers, and the rank of each among those that occur.
+struct Ranks {
+    std::vector<long long> distinct; // ascending
+    std::vector<int> rank_of;        // each
+};
+
+constexpr std::uint64_t ValuesAtOnce = 65536;
+
+// Which of so many numbers from the least one on occur.
+template <typename T>
+std::vector<char> FindUsed(std::span<T const> values, long long least, std::size_t width, bool parallel) {
+    std::vector<char> used(width, 0);
+    auto const mark = [&](std::uint64_t first, std::uint64_t last, std::vector<char>& marks) {
+        for (std::uint64_t i = first; i < last; ++i)
+            marks[static_cast<std::size_t>(static_cast<long long>(values[i]) - least)] = 1;
+    };
+    constexpr std::size_t few = 4096; // so many that each step may have a table of its own
+    if (!parallel || width > few) {
+        mark(0, values.size(), used);
+        return used;
+    }
+    Support::ComputeSteps<std::vector<char>>(
+        {.items = values.size(), .step = ValuesAtOnce, .parallel = true},
+        [&](std::uint64_t first, std::uint64_t last, std::vector<char>& found) {
+            found.assign(width, 0);
+            mark(first, last, found);
+        },
+        [&](std::uint64_t, std::uint64_t, std::vector<char> const& found) {
+            for (std::size_t i = 0; i < width; ++i)
+                used[i] = std::max(used[i], found[i]);
+            return true;
+        });
+    return used;
 }
 
-// Numbers the values that occur by ascending value.
-std::vector<long long> ReplaceByRank(std::vector<long long>& values) {
+template <typename T>
+std::pair<long long, long long> LeastAndLargest(std::span<T const> values, bool parallel) {
+    std::pair<long long, long long> all(values[0], values[0]);
+    Support::ComputeSteps<std::pair<T, T>>(
+        {.items = values.size(), .step = ValuesAtOnce, .parallel = parallel},
+        [&](std::uint64_t first, std::uint64_t last, std::pair<T, T>& found) {
+            T least = values[first], largest = least; // in registers, which the pair may not have
+            for (std::uint64_t i = first; i < last; ++i) {
+                least = std::min(least, values[i]);
+                largest = std::max(largest, values[i]);
+            }
+            found = {least, largest};
+        },
+        [&](std::uint64_t, std::uint64_t, std::pair<T, T> const& found) {
+            all = {std::min(all.first, static_cast<long long>(found.first)),
+                   std::max(all.second, static_cast<long long>(found.second))};
+            return true;
+        });
+    return all;
+}
+
+template <typename T>
+Ranks RankValues(std::span<T const> values, bool parallel) {
+    Ranks ranks;
     if (values.empty())
-        return {};
-    auto const [least, largest] = std::ranges::minmax(values);
+        return ranks;
+    ranks.rank_of.resize(values.size());
+    auto const set_ranks = [&](auto const& rank_of_value) {
+        Support::ComputeSteps({.items = values.size(), .step = ValuesAtOnce, .parallel = parallel},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  for (std::uint64_t i = first; i < last; ++i)
+                                      ranks.rank_of[i] = rank_of_value(static_cast<long long>(values[i]));
+                              });
+    };
+    auto const [least, largest] = LeastAndLargest(values, parallel);
+    std::uint64_t const distance = static_cast<std::uint64_t>(largest) - static_cast<std::uint64_t>(least);
+    if (distance >= values.size()) {
+        std::transform(values.begin(), values.end(), std::back_inserter(ranks.distinct),
+                       [](T value) { return static_cast<long long>(value); });
+        std::ranges::sort(ranks.distinct);
+        ranks.distinct.erase(std::unique(ranks.distinct.begin(), ranks.distinct.end()), ranks.distinct.end());
+        set_ranks([&ranks](long long value) {
+            return static_cast<int>(std::ranges::lower_bound(ranks.distinct, value) - ranks.distinct.begin());
+        });
+        return ranks;
+    }
     // Mostly there are few numbers that lie close to each other.
-    if (static_cast<std::uint64_t>(largest) - static_cast<std::uint64_t>(least) < values.size())
-        return ReplaceByRankFrom(least, largest, values);
-    std::vector<long long> distinct = values;
-    std::ranges::sort(distinct);
-    distinct.erase(std::unique(distinct.begin(), distinct.end()), distinct.end());
-    for (long long& value : values)
-        value = std::ranges::lower_bound(distinct, value) - distinct.begin();
-    return distinct;
+    std::vector<char> const used = FindUsed(values, least, static_cast<std::size_t>(distance) + 1, parallel);
+    std::vector<int> rank_of(used.size(), 0);
+    for (std::size_t i = 0; i < used.size(); ++i)
+        if (used[i] != 0) {
+            rank_of[i] = static_cast<int>(ranks.distinct.size());
+            ranks.distinct.push_back(least + static_cast<long long>(i));
+        }
+    set_ranks([&, from = least](long long value) { return rank_of[static_cast<std::size_t>(value - from)]; });
+    return ranks;
 }
 
-Partition MakePartition(std::vector<long long> values, auto const& name_of_value) {
+// Of an array with one whole number for each cell; throws Error for another one.
+Ranks RankNumbers(vtkDataArray& array, vtkIdType cells, bool parallel) {
+    Detail::CheckWholeNumbers(array, cells);
+    auto const count = static_cast<std::size_t>(cells);
+    switch (array.GetDataType()) {
+        vtkTemplateMacro(return RankValues(
+            std::span(static_cast<VTK_TT const*>(array.GetVoidPointer(0)), count), parallel));
+    default: // bits
+        return RankValues(std::span<long long const>(Detail::WholeNumbers(array, cells)), parallel);
+    }
+}
+
+Partition MakePartition(Ranks ranks, auto const& name_of_value) {
     Partition partition;
-    for (long long const value : ReplaceByRank(values))
+    for (long long const value : ranks.distinct)
         partition.names.push_back(name_of_value(value));
-    partition.subvolume_of.assign(values.begin(), values.end());
+    partition.subvolume_of = std::move(ranks.rank_of);
     return partition;
 }
 
-Partition PartitionByLabels(vtkDataArray& labels, vtkIdType cells) {
-    return MakePartition(Detail::WholeNumbers(labels, cells),
+Partition PartitionByLabels(vtkDataArray& labels, vtkIdType cells, bool parallel) {
+    return MakePartition(RankNumbers(labels, cells, parallel),
                          [](long long label) { return L"Label " + std::to_wstring(label); });
 }
 
-Partition PartitionBySubvolumes(vtkDataArray& numbers, vtkStringArray& names, vtkIdType cells) {
-    std::vector<long long> const values = Detail::WholeNumbers(numbers, cells);
+Partition PartitionBySubvolumes(vtkDataArray& numbers, vtkStringArray& names, vtkIdType cells,
+                                bool parallel) {
+    Ranks ranks = RankNumbers(numbers, cells, parallel);
     long long const count = names.GetNumberOfValues();
-    for (std::size_t i = 0; i < values.size(); ++i)
-        if (values[i] < 0 || values[i] >= count)
-            throw Error("cell " + std::to_string(i) + " is in sub-volume " + std::to_string(values[i]) +
-                        ", but " + ArrayNames::SubvolumeNames + " names " + std::to_string(count) +
-                        " (from 0)");
-    return MakePartition(values, [&names](long long number) { return FromUtf8(names.GetValue(number)); });
+    auto const is_named = [count](long long number) { return number >= 0 && number < count; };
+    if (!std::ranges::all_of(ranks.distinct, is_named))
+        for (std::size_t i = 0; i < ranks.rank_of.size(); ++i)
+            if (long long const number = ranks.distinct[static_cast<std::size_t>(ranks.rank_of[i])];
+                !is_named(number))
+                throw Error("cell " + std::to_string(i) + " is in sub-volume " + std::to_string(number) +
+                            ", but " + ArrayNames::SubvolumeNames + " names " + std::to_string(count) +
+                            " (from 0)");
+    return MakePartition(std::move(ranks),
+                         [&names](long long number) { return FromUtf8(names.GetValue(number)); });
 }
 
 vtkDataArray& LabelArray(vtkUnstructuredGrid& grid, std::string const& name) {
@@ -112,21 +194,21 @@ Partition FindPartition(vtkUnstructuredGrid& grid, MeshFromGridOptions const& op
     vtkCellData& arrays = *grid.GetCellData();
     vtkIdType const cells = grid.GetNumberOfCells();
     if (!labels.empty())
-        return PartitionByLabels(LabelArray(grid, labels), cells);
+        return PartitionByLabels(LabelArray(grid, labels), cells, options.parallel);
     vtkDataArray* const numbers = FindArray(arrays, ArrayNames::Subvolume);
     vtkAbstractArray* const names = grid.GetFieldData()->GetAbstractArray(ArrayNames::SubvolumeNames);
     if (numbers && names) {
         vtkStringArray* const strings = vtkStringArray::SafeDownCast(names);
         if (!strings)
             throw Error(std::string("the field data ") + ArrayNames::SubvolumeNames + " must hold strings");
-        return PartitionBySubvolumes(*numbers, *strings, cells);
+        return PartitionBySubvolumes(*numbers, *strings, cells, options.parallel);
     }
     vtkDataArray* const label = FindArray(arrays, ArrayNames::Label);
     if (!label)
         return {};
     std::optional<vtkIdType> const broken = Detail::FirstBrokenNumber(*label);
     if (!broken)
-        return PartitionByLabels(*label, cells);
+        return PartitionByLabels(*label, cells, options.parallel);
     if (options.warn)
         options.warn(Detail::Quoted(*label) + " holds values that are no whole numbers (the first at cell " +
                      std::to_string(*broken) + "), so it makes no sub-volumes");
@@ -158,20 +240,19 @@ public:
         }
         Detail::WithNumbersOf(*m_grid.GetCells(), [&](auto const offsets, auto const points) {
             std::vector<unsigned char> counts;
-            std::vector<MLong> nodes;
+            NodeNumbers nodes;
             for (std::size_t first = 0; first + 1 < offsets.size(); first += AtOnce) {
                 std::size_t const count = std::min(AtOnce, offsets.size() - 1 - first);
                 auto const begin = static_cast<std::size_t>(offsets[first]);
                 auto const end = static_cast<std::size_t>(offsets[first + count]);
-                Count(offsets.subspan(first, count + 1), counts);
                 MMeshElementArrays elements;
-                elements.node_counts = counts;
+                elements.node_counts = Counts(first, count, counts);
                 elements.nodes = Nodes(points.subspan(begin, end - begin), nodes);
                 if (!partition.subvolume_of.empty())
                     elements.sub_volumes = std::span(partition.subvolume_of).subspan(first, count);
                 m_mesh.AddElements(elements, m_parallel);
-                m_is_quadratic = m_is_quadratic || Has(counts, 10);
-                if (Has(counts, 6))
+                m_is_quadratic = m_is_quadratic || Has(elements.node_counts, 10);
+                if (Has(elements.node_counts, 6))
                     TurnWedges(first);
                 Step(count);
             }
@@ -182,23 +263,28 @@ public:
     bool IsQuadratic() const noexcept { return m_is_quadratic; }
 
 private:
-    // Elements at a time, between which the user can cancel.
-    static constexpr std::size_t AtOnce = std::size_t{1} << 18;
+    using NodeNumbers = std::vector<MLong, Support::MUninitializedAllocator<MLong>>;
 
-    template <typename Offsets>
-    void Count(Offsets const& offsets, std::vector<unsigned char>& counts) const {
-        counts.resize(offsets.size() - 1);
-        for (std::size_t i = 0; i < counts.size(); ++i)
-            counts[i] = static_cast<unsigned char>(offsets[i + 1] - offsets[i]);
+    // Elements at a time, between which the user can cancel.
+    static constexpr std::size_t AtOnce = std::size_t{1} << 20;
+
+    // How many points cells list, which have been checked to be those of their types; a single number where
+    // all list as many.
+    std::span<unsigned char const> Counts(std::size_t first, std::size_t count,
+                                          std::vector<unsigned char>& counts) const {
+        unsigned char const* const types = m_grid.GetCellTypesArray()->GetPointer(0) + first;
+        counts.resize(std::memcmp(types, types + 1, count - 1) == 0 ? 1 : count);
+        std::transform(types, types + counts.size(), counts.begin(), &Detail::NodesOfCellType);
+        return counts;
     }
 
-    static bool Has(std::vector<unsigned char> const& counts, unsigned char count) noexcept {
+    static bool Has(std::span<unsigned char const> counts, unsigned char count) noexcept {
         return std::memchr(counts.data(), count, counts.size()) != nullptr;
     }
 
     // Numbers of 32 bits are taken as they lie.
     template <typename Points>
-    std::span<MLong const> Nodes(Points const& points, std::vector<MLong>& copy) const {
+    std::span<MLong const> Nodes(Points const& points, NodeNumbers& copy) const {
         if constexpr (std::is_convertible_v<Points, std::span<MLong const>>) {
             return points;
         } else {
@@ -263,22 +349,19 @@ std::vector<int> OriginalIds(vtkDataSetAttributes& arrays, vtkIdType count) {
     return ids;
 }
 
-// Objects without an identifier get 0, 1, 2, ...
+// Objects without an identifier get 0, 1, 2, ... Those of a new mesh have their own numbers as mask indices.
 void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid, bool parallel) {
-    auto const set = [parallel](auto& mask, vtkDataSetAttributes& arrays, vtkIdType count, auto const& at) {
+    auto const set = [parallel](auto& mask, vtkDataSetAttributes& arrays, vtkIdType count) {
         std::vector<int> const ids = OriginalIds(arrays, count);
         Support::ComputeSteps(
             {.items = static_cast<std::uint64_t>(count), .step = 8192, .parallel = parallel},
             [&](std::uint64_t first, std::uint64_t last) {
                 for (std::uint64_t i = first; i < last; ++i)
-                    mask.SetValue(at(i),
-                                  ids.empty() ? static_cast<int>(i) : ids[static_cast<std::size_t>(i)]);
+                    mask.SetValueAt(i, ids.empty() ? static_cast<int>(i) : ids[static_cast<std::size_t>(i)]);
             });
     };
-    set(*mesh.GetElementMasks()->GetOriginalIDs(), *grid.GetCellData(), grid.GetNumberOfCells(),
-        [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); });
-    set(*mesh.GetPointMasks()->GetOriginalIDs(), *grid.GetPointData(), grid.GetNumberOfPoints(),
-        [&mesh](std::uint64_t i) -> MMeshPoint const& { return *mesh.GetRandomPoint(i); });
+    set(*mesh.GetElementMasks()->GetOriginalIDs(), *grid.GetCellData(), grid.GetNumberOfCells());
+    set(*mesh.GetPointMasks()->GetOriginalIDs(), *grid.GetPointData(), grid.GetNumberOfPoints());
 }
 
 } // namespace
@@ -306,7 +389,7 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
 }
 
 void SetSubvolumesByLabels(MMeshBase& mesh, vtkUnstructuredGrid& grid, std::string const& labels) {
-    Partition const partition = PartitionByLabels(LabelArray(grid, labels), mesh.NumberOfElements());
+    Partition const partition = PartitionByLabels(LabelArray(grid, labels), mesh.NumberOfElements(), false);
     mesh.ClearSubVolumes();
     for (std::wstring const& name : partition.names)
         mesh.AddSubVolume()->SetName(name);

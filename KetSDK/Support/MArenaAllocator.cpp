@@ -167,7 +167,8 @@ void MArena::Deallocate(void* block, std::size_t bytes) noexcept {
 void MArena::AddChunk(std::size_t bytes, std::size_t to_come) {
     // As soon as a large page is no more than a half of what is there: its memory is quicker to read, too.
     std::size_t const growth = m_total >= 2 * LargePage ? std::max(m_total / 4, LargePage) : m_total / 4;
-    std::size_t const wanted = std::max(bytes, std::min(std::max(growth, to_come), LargestChunk));
+    std::size_t const expected = std::min(m_expected, LargePage);
+    std::size_t const wanted = std::max(bytes, std::min(std::max({growth, to_come, expected}), LargestChunk));
     std::size_t const size = wanted < SmallestInLargePages ? wanted : RoundUp(wanted, LargePage);
     m_chunks.reserve(m_chunks.size() + 1);
     m_next = static_cast<std::byte*>(AllocateInLargePages(size));

@@ -27,6 +27,8 @@ public:
     // Aligned for any type without a stricter alignment of its own. Whoever says how many blocks of this size
     // will follow, this one included, has the system asked for all of them at once.
     void* Allocate(std::size_t bytes, std::size_t to_come = 1);
+    // So many bytes will probably follow. Then the system is not asked for less than a large page at a time.
+    void Expect(std::size_t bytes) noexcept { m_expected = bytes; }
     void Deallocate(void* block, std::size_t bytes) noexcept;
 
 private:
@@ -45,6 +47,7 @@ private:
     std::byte* m_next = nullptr; // what is left of the last chunk
     std::size_t m_left = 0;
     std::size_t m_total = 0;
+    std::size_t m_expected = 0;
     FreeBlock* m_free = nullptr; // blocks that were given back, all of one size
     std::size_t m_free_bytes = 0;
 };

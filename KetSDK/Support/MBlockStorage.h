@@ -101,6 +101,13 @@ public:
         return *object;
     }
 
+    // So many objects will probably follow.
+    void Expect(std::size_t count) {
+        if (!m_arena)
+            m_arena = std::make_unique<MArena>();
+        m_arena->Expect(count * sizeof(T));
+    }
+
     // Makes room for objects behind those that are there or claimed, without a touch of its memory, and
     // returns the number of the first. The caller makes them there, on whatever threads. They belong to the
     // sequence when that has been settled, and until then to nobody. Out of memory, nothing is claimed.

@@ -716,16 +716,8 @@ Numbers MaterialsOf(bool parallel) {
     return numbers;
 }
 
-// More nodes and elements, of all kinds, than are made at a time, and an array; bytes of the file, and what
-// is read of it.
-Numbers FilesOf(MMeshFile::Encoding encoding, bool parallel) {
-    MMeshBase mesh;
-    for (unsigned char const kind : std::initializer_list<unsigned char>{10, 4, 6, 8})
-        TestMeshes::AddElementOfKind(mesh, kind);
-    TestMeshes::FillWithCubes(mesh, 28);
-    for (MLong i = 0; i < 60000; ++i)
-        mesh.AddPoint(i, -i, 7);
-    TestMeshes::AddElementOfKind(mesh, 8);
+// Writing and reading a mesh gives the same bytes and the same mesh.
+void AppendFileOf(Numbers& numbers, MMeshBase const& mesh, MMeshFile::Encoding encoding, bool parallel) {
     std::mt19937_64 random(17);
     std::vector<double> values(400000);
     for (double& value : values)
@@ -735,11 +727,29 @@ Numbers FilesOf(MMeshFile::Encoding encoding, bool parallel) {
     std::string const name = folder.GetPath().GetString() + "/mesh.kmesh";
     EXPECT_TRUE(MMeshFile::Save(mesh, arrays, name, encoding, nullptr, std::nullopt, parallel));
     std::string const bytes = Content(name);
-    Numbers numbers(bytes.begin(), bytes.end());
+    numbers.insert(numbers.end(), bytes.begin(), bytes.end());
     MMeshFile::Content const content = MMeshFile::Load(name, nullptr, parallel);
     EXPECT_EQ(FindMeshDifference(mesh, *content.mesh), std::nullopt);
     EXPECT_EQ(FindArrayDifference(arrays, content.arrays), std::nullopt);
+    EXPECT_EQ(content.mesh->GetBoundingBox(), mesh.GetBoundingBox());
     Append(numbers, *content.mesh);
+}
+
+// More nodes and elements, of all kinds, than are made at a time; bytes of the file, and what is read of it.
+Numbers FilesOf(MMeshFile::Encoding encoding, bool parallel) {
+    Numbers numbers;
+    for (bool const begins_mixed : {true, false}) { // or becomes so behind many pieces
+        MMeshBase mesh;
+        if (begins_mixed)
+            for (unsigned char const kind : std::initializer_list<unsigned char>{10, 4, 6, 8})
+                TestMeshes::AddElementOfKind(mesh, kind);
+        TestMeshes::FillWithCubes(mesh, 28);
+        for (MLong i = 0; i < 60000; ++i)
+            mesh.AddPoint(i, -i, 7);
+        for (unsigned char const kind : std::initializer_list<unsigned char>{8, 4, 4, 10})
+            TestMeshes::AddElementOfKind(mesh, kind);
+        AppendFileOf(numbers, mesh, encoding, parallel);
+    }
     return numbers;
 }
 

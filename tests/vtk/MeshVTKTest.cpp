@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/persistence/MMeshDifference.h>
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
@@ -9,6 +10,7 @@
 #include <KetSDK/Triangles/Data/MStlBase.h>
 
 #include <vtkCell.h>
+#include <vtkCellArray.h>
 #include <vtkCellData.h>
 #include <vtkCompositeDataSet.h>
 #include <vtkDoubleArray.h>
@@ -22,6 +24,7 @@
 #include <vtkPointData.h>
 #include <vtkPolyData.h>
 #include <vtkStringArray.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 
 #include <gtest/gtest.h>
@@ -30,6 +33,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -289,6 +293,77 @@ TEST(MeshVTK, RoundingIsReportedAndRefused) {
     EXPECT_EQ(report.out_of_range, 1u);
     EXPECT_EQ(clamped->GetRandomPoint(6)->y, std::numeric_limits<MLong>::max());
     EXPECT_THROW(LengthUnit::FromName("inch"), Error);
+}
+
+// Tetrahedra of points that follow each other. Every 16th point lies beside the one before it, closer than
+// rounding tells; at the end there is an element of another kind, or none.
+vtkNew<vtkUnstructuredGrid> LargeGrid(int real, vtkIdType step_of_labels, bool ends_mixed) {
+    constexpr vtkIdType count = 150000;
+    vtkNew<vtkUnstructuredGrid> grid;
+    vtkNew<vtkPoints> points;
+    points->SetDataType(real);
+    vtkNew<vtkIntArray> labels;
+    labels->SetName("label");
+    grid->SetPoints(points);
+    grid->Allocate(count);
+    for (vtkIdType i = 0; i < count; ++i) {
+        bool const beside = i % 16 == 15;
+        vtkIdType const k = beside ? i - 1 : i;
+        points->InsertNextPoint(static_cast<double>(k % 100), static_cast<double>(k / 100 % 100),
+                                static_cast<double>(k / 10000) + (beside ? 0.000001 : 0.0));
+    }
+    for (vtkIdType i = 0; i + 4 < count; ++i) {
+        vtkIdType const ids[] = {i, i + 1, i + 3, i + 4};
+        grid->InsertNextCell(VTK_TETRA, 4, ids);
+        labels->InsertNextValue(static_cast<int>((i * 7 / 1000 % 31) * step_of_labels));
+    }
+    if (ends_mixed) {
+        vtkIdType const ids[] = {0, 1, 101, 100, 10000, 10001, 10101, 10100};
+        grid->InsertNextCell(VTK_HEXAHEDRON, 8, ids);
+        labels->InsertNextValue(static_cast<int>(5 * step_of_labels));
+    }
+    grid->GetCellData()->AddArray(labels);
+    return grid;
+}
+
+TEST(MeshVTK, LargeGridsComeOutTheSameOnThreads) {
+    struct {
+        int real;
+        vtkIdType step_of_labels;
+        bool ends_mixed;
+    } const grids[] = {{VTK_DOUBLE, 1, false}, {VTK_FLOAT, 500, true}, {VTK_DOUBLE, 1000003, true}};
+    for (auto const& [real, step_of_labels, ends_mixed] : grids) {
+        auto const source = LargeGrid(real, step_of_labels, ends_mixed);
+        MeshFromGridOptions options;
+        options.limits.allow_merged = true;
+        RoundingReport report, same_report;
+        auto const mesh = MeshFromGrid(*source, options, &report);
+        options.parallel = true;
+        auto const same = MeshFromGrid(*source, options, &same_report);
+        EXPECT_EQ(FindMeshDifference(*mesh, *same), std::nullopt);
+        EXPECT_EQ(mesh->NumberOfSubVolumes(), 31u);
+        EXPECT_EQ(report.merged, same_report.merged);
+        EXPECT_TRUE(real == VTK_FLOAT || report.merged == 150000u / 16) << report.merged;
+
+        auto const grid = GridFromMesh(*mesh, {}, nullptr, false),
+                   same_grid = GridFromMesh(*same, {}, nullptr, true);
+        ASSERT_EQ(grid->GetNumberOfCells(), source->GetNumberOfCells());
+        for (vtkIdType cell = 0; cell < grid->GetNumberOfCells(); cell += 997) {
+            EXPECT_EQ(PointsOfCell(*grid, cell), PointsOfCell(*source, cell));
+            EXPECT_EQ(grid->GetCellType(cell), source->GetCellType(cell));
+        }
+        for (vtkIdType i = 0; i < grid->GetNumberOfPoints(); i += 991)
+            EXPECT_EQ(grid->GetPoint(i)[2], mesh->GetRandomPoint(static_cast<std::uint64_t>(i))->z / 65536.0);
+        auto const same_again = MeshFromGrid(*same_grid, options, nullptr);
+        EXPECT_EQ(FindMeshDifference(*mesh, *same_again), std::nullopt);
+
+        source->GetCells()->GetConnectivityArray()->SetComponent(333333, 0, -1);
+        std::string const message = MessageOf([&] { MeshFromGrid(*source, options, nullptr); });
+        EXPECT_EQ(message, "cell 83333 uses point -1, but there are 150000 points (from 0)");
+        source->GetCellTypesArray()->SetValue(77777, VTK_PYRAMID);
+        EXPECT_NE(MessageOf([&] { MeshFromGrid(*source, options, nullptr); }).find("(1 pyramid)"),
+                  std::string::npos);
+    }
 }
 
 TEST(MeshVTK, SurfacesGoThereAndBack) {

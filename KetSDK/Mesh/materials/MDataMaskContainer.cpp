@@ -26,22 +26,10 @@ typename MDataMaskContainer<T>::NewIndices MDataMaskContainer<T>::HandOut(std::u
     NewIndices indices;
     std::uint64_t const reused = std::min(count, m_free_count);
     indices.m_reused.reserve(static_cast<std::size_t>(reused));
-    std::uint64_t const capacity = CapacityWith(count - reused);
-    m_free.Grow(Batch, 0);
-    _ReallocateMasks(capacity);
-    std::uint64_t const in_table = m_objects.Capacity();
-    if (m_keep_objects)
-        m_objects.GrowUnfilled(capacity);
-    // Nothing runs out of memory from here on. Objects will be entered from m_first on, so many threads write
-    // that part of the table first.
+    MakeUnfilledRoom(CapacityWith(count - reused)); // nothing after it runs out of memory
     while (indices.m_reused.size() < reused)
         indices.m_reused.push_back(_GetNewID());
-    indices.m_first = GetNewIDs(count - reused);
-    std::uint64_t const end = indices.m_first + count - reused;
-    for (std::uint64_t i = in_table; i < indices.m_first; ++i)
-        m_objects[i] = nullptr;
-    for (std::uint64_t i = std::max(in_table, end); i < m_objects.Capacity(); ++i)
-        m_objects[i] = nullptr;
+    indices.m_first = GetNewIDsUnfilled(count - reused);
     return indices;
 }
 
@@ -154,10 +142,12 @@ template <typename T>
 void MDataMaskContainer<T>::MakeRoomToReplaceAll(std::uint64_t count, bool masks_stay) {
     std::uint64_t const capacity = count > m_capacity ? CapacityWith(count - m_capacity) : m_capacity;
     m_free.Grow(std::max(m_capacity, Batch), 0);
-    if (m_keep_objects)
-        m_objects.Grow(capacity, nullptr);
-    if (masks_stay)
-        _ReallocateMasks(capacity);
+    if (masks_stay) {
+        MakeRoom(capacity);
+    } else if (m_keep_objects) {
+        m_objects.Grow(m_capacity, nullptr); // objects may have been forgotten
+        m_objects.GrowUnfilled(capacity);
+    }
 }
 
 template <typename T>
@@ -200,6 +190,24 @@ void MDataMaskContainer<T>::MakeRoom(std::uint64_t capacity) {
     if (m_keep_objects)
         m_objects.Grow(capacity, nullptr);
     _ReallocateMasks(capacity);
+}
+
+template <typename T>
+void MDataMaskContainer<T>::MakeUnfilledRoom(std::uint64_t capacity) {
+    m_free.Grow(Batch, 0);
+    _ReallocateMasks(capacity);
+    if (m_keep_objects) {
+        m_objects.Grow(m_capacity, nullptr); // objects may have been forgotten
+        m_objects.GrowUnfilled(capacity);
+    }
+}
+
+template <typename T>
+std::uint64_t MDataMaskContainer<T>::GetNewIDsUnfilled(std::uint64_t count) {
+    std::uint64_t const first = GetNewIDs(count);
+    for (std::uint64_t i = first + count; i < m_objects.Capacity(); ++i)
+        m_objects[i] = nullptr;
+    return first;
 }
 
 template <typename T>

@@ -65,21 +65,25 @@ public:
             m_objects[index] = &object;
     }
     // Registers many objects on several threads when parallel; at(i) is object i of them, on any thread.
-    // Unlike HandOut it needs no memory of its own where the masks have room.
+    // Unlike HandOut it needs no memory of its own where the masks have room. With `numbered`, objects that
+    // have the numbers from 0 on as indices already, as the first objects of a container get them.
     template <typename At>
-    void RegisterMaskObjectsAt(std::uint64_t count, bool parallel, At const& at) {
+    void RegisterMaskObjectsAt(std::uint64_t count, bool parallel, At const& at, bool numbered = false) {
         std::uint64_t const reused = count < m_free_count ? count : m_free_count;
-        MakeRoom(CapacityWith(count - reused)); // nothing after it runs out of memory
+        MakeUnfilledRoom(CapacityWith(count - reused)); // nothing after it runs out of memory
         for (std::uint64_t i = 0; i < reused; ++i)
             RegisterMaskObject(at(i));
-        std::uint64_t const first_index = GetNewIDs(count - reused);
+        std::uint64_t const first_index = GetNewIDsUnfilled(count - reused);
         constexpr std::uint64_t step = 8192;
         bool const is_short = count < 8 * step; // done before another thread has begun
         KetSDK::Support::ComputeStepsSafely(
             {.items = count - reused, .step = step, .parallel = parallel && !is_short},
             [&](std::uint64_t first, std::uint64_t last) {
-                for (std::uint64_t i = first; i < last; ++i)
-                    Enter(at(reused + i), first_index + i);
+                if (numbered && first_index == 0)
+                    EnterNumbered(first, last, at);
+                else
+                    for (std::uint64_t i = first; i < last; ++i)
+                        Enter(at(reused + i), first_index + i);
             });
     }
     // Takes the object's index back. Its values stay until the index is handed out again.
@@ -129,15 +133,25 @@ protected:
     // Takes every index back at once; masks stay registered.
     void ReleaseAllIDs();
     // What ReleaseAllIDs, and registering so many objects after it, will need: then neither runs out of
-    // memory. Masks get room only where they stay.
+    // memory. Masks get room only where they stay; where they go, objects must be registered before anything
+    // else asks for them.
     void MakeRoomToReplaceAll(std::uint64_t count, bool masks_stay);
     // Lets go of every mask and name.
     void DropMasks() noexcept;
 
 private:
     std::uint64_t _GetNewID();
+    // Enters objects that have their numbers as indices, of which it need not read or write any.
+    template <typename At>
+    void EnterNumbered(std::uint64_t first, std::uint64_t last, At const& at) noexcept {
+        if (m_keep_objects)
+            for (std::uint64_t i = first; i < last; ++i)
+                m_objects[i] = &at(i);
+    }
     // So many indices that follow each other; returns the first. None may be free.
     std::uint64_t GetNewIDs(std::uint64_t count);
+    // The same where MakeUnfilledRoom has made room; their objects are entered next.
+    std::uint64_t GetNewIDsUnfilled(std::uint64_t count);
     // Makes room for so many more indices, in whole batches; returns the first of them.
     std::uint64_t GrowBy(std::uint64_t count);
     // The capacity with so many more indices, in whole batches.
@@ -146,6 +160,9 @@ private:
     }
     // Room everywhere, before anything is handed out.
     void MakeRoom(std::uint64_t capacity);
+    // The same, but for what the table of objects holds behind the capacity that there is: where objects will
+    // be entered, many threads write it first.
+    void MakeUnfilledRoom(std::uint64_t capacity);
     // Frees the indices from this one to the capacity.
     void FreeFrom(std::uint64_t index);
     void _ReleaseID(std::uint64_t index);

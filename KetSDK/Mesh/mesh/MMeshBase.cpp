@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <mutex>
 #include <numeric>
 #include <stdexcept>
 #include <unordered_map>
@@ -30,7 +31,77 @@ MLong ToInternal(double value) {
     return static_cast<MLong>(std::lround(value));
 }
 
+// A box that several threads widen.
+class WideningBox {
+public:
+    explicit WideningBox(MMeshBase::BoundingBox const& box)
+        : m_box(box) {}
+
+    // By positions first to last - 1, of which there is one at least.
+    template <typename PositionAt>
+    void Widen(std::uint64_t first, std::uint64_t last, PositionAt const& position_at) {
+        MMeshBase::BoundingBox box; // a local one stays in registers
+        for (std::uint64_t i = first; i < last; ++i) {
+            auto const& p = position_at(i);
+            box.Widen({p[0], p[1], p[2]});
+        }
+        std::lock_guard const lock(m_mutex);
+        m_box.Widen(box.GetMin());
+        m_box.Widen(box.GetMax());
+    }
+    MMeshBase::BoundingBox const& Get() const noexcept { return m_box; }
+
+private:
+    std::mutex m_mutex;
+    MMeshBase::BoundingBox m_box;
+};
+
 } // namespace
+
+// How many elements of a list are in each sub-volume of a mesh.
+class MMeshBase::SubVolumeCounts {
+public:
+    // Of elements that are said to be in sub-volumes by their indices, -1 standing for none. Throws
+    // std::runtime_error("invalid state") for an index that is not there.
+    SubVolumeCounts(std::span<int const> indices, std::size_t sub_volumes, bool parallel)
+        : m_counts(sub_volumes, 0) {
+        constexpr std::size_t few = 1024; // else the tables of all threads would be large
+        KetSDK::Support::ComputeSteps<Lanes>(
+            {.items = indices.size(),
+             .step = std::max<std::uint64_t>(16384, NumberOfLanes * sub_volumes),
+             .parallel = parallel && sub_volumes <= few},
+            [&](std::uint64_t first, std::uint64_t last, Lanes& lanes) {
+                lanes.assign(NumberOfLanes * (sub_volumes + 1), 0);
+                for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                    std::uint32_t const in_table = static_cast<std::uint32_t>(indices[i]) + 1u; // none: 0
+                    if (in_table > sub_volumes)
+                        throw std::runtime_error("invalid state");
+                    ++lanes[NumberOfLanes * in_table + i % NumberOfLanes];
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, Lanes const& lanes) {
+                auto const sum = [&lanes](std::size_t i) {
+                    auto const first = lanes.begin() + static_cast<std::ptrdiff_t>(NumberOfLanes * i);
+                    return std::accumulate(first, first + NumberOfLanes, 0u);
+                };
+                m_in_none += sum(0);
+                for (std::size_t i = 0; i < m_counts.size(); ++i)
+                    m_counts[i] += sum(i + 1);
+                return true;
+            });
+    }
+
+    unsigned int operator[](std::size_t sub_volume) const noexcept { return m_counts[sub_volume]; }
+    std::size_t NumberInNone() const noexcept { return m_in_none; }
+
+private:
+    // Elements that follow each other are counted in different numbers: none waits for the one before.
+    static constexpr std::size_t NumberOfLanes = 4;
+    using Lanes = std::vector<unsigned int>;
+
+    std::vector<unsigned int> m_counts;
+    std::size_t m_in_none = 0;
+};
 
 MMeshBase::MMeshBase()
     : m_points(std::make_unique<MMeshPointContainer>())
@@ -106,13 +177,13 @@ MMeshBase::_CreateElementContainerFromOther(MMeshPointContainer& points,
     return copies;
 }
 
-void MMeshBase::RegisterAll(bool parallel) {
+void MMeshBase::RegisterAll(bool parallel, bool numbered) {
     m_point_masks->RegisterMaskObjectsAt(
         m_points->GetNumPoints(), parallel,
-        [this](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(i); });
+        [this](std::uint64_t i) -> MMeshPoint& { return *m_points->GetPointPtrAt(i); }, numbered);
     m_element_masks->RegisterMaskObjectsAt(
         m_elements->GetNumElements(), parallel,
-        [this](std::uint64_t i) -> MMeshElement& { return *m_elements->GetElementPtrAt(i); });
+        [this](std::uint64_t i) -> MMeshElement& { return *m_elements->GetElementPtrAt(i); }, numbered);
 }
 
 // Persistence
@@ -237,6 +308,7 @@ void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool 
         return;
     }
     std::uint64_t const before = m_points->ClaimPoints(positions.size());
+    WideningBox box(m_box);
     try {
         auto const indices = m_point_masks->HandOut(positions.size());
         KetSDK::Support::ComputeStepsSafely(
@@ -245,14 +317,16 @@ void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool 
                 for (std::uint64_t i = first; i < last; ++i)
                     m_point_masks->Enter(
                         m_points->MakePoint(before + i, positions[static_cast<std::size_t>(i)]), indices[i]);
+                box.Widen(first, last, [&positions](std::uint64_t i) -> std::array<MLong, 3> const& {
+                    return positions[static_cast<std::size_t>(i)];
+                });
             });
     } catch (...) {
         m_points->Settle(false);
         throw;
     }
     m_points->Settle(true);
-    for (std::array<MLong, 3> const& p : positions)
-        m_box.Widen({p[0], p[1], p[2]});
+    m_box = box.Get();
 }
 
 MMeshPoint& MMeshBase::AddPointUnique(MMVector<double, 3> const& p, double scale) {
@@ -296,15 +370,21 @@ MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
 }
 
 void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {
-    if (m_subvolumes.empty() || LargestOf(elements.sub_volumes) >= m_subvolumes.size())
+    SubVolumeCounts const in_sub_volumes(elements.sub_volumes, m_subvolumes.size(), parallel);
+    if (m_subvolumes.empty() || in_sub_volumes.NumberInNone() > 0)
         throw std::runtime_error("invalid state");
-    AppendElements(elements, parallel);
+    AppendElements(elements, in_sub_volumes, parallel);
 }
 
 void MMeshBase::AppendElements(MMeshElementArrays const& elements, bool parallel) {
+    AppendElements(elements, SubVolumeCounts(elements.sub_volumes, m_subvolumes.size(), parallel), parallel);
+}
+
+void MMeshBase::AppendElements(MMeshElementArrays const& elements, SubVolumeCounts const& in_sub_volumes,
+                               bool parallel) {
     ElementNodeCounts const counts(elements.node_counts, elements.nodes.size(), parallel);
     ElementRoom const room = m_elements->ClaimRoom(elements, counts, *m_points, parallel);
-    MakeElements(room, counts, elements.sub_volumes, parallel);
+    MakeElements(room, counts, elements.sub_volumes, in_sub_volumes, parallel);
 }
 
 void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
@@ -314,19 +394,19 @@ void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::
     ElementNodeCounts const counts(node_counts, nodes.size(), false);
     ElementRoom const room(*m_elements, node_counts.size(), nodes.size());
     room.EnterAllNodes(nodes);
-    MakeElements(room, counts, sub_volumes, false);
+    MakeElements(room, counts, sub_volumes, SubVolumeCounts(sub_volumes, m_subvolumes.size(), false), false);
 }
 
 void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& counts,
-                             std::span<int const> sub_volumes, bool parallel) {
+                             std::span<int const> sub_volumes, SubVolumeCounts const& in_sub_volumes,
+                             bool parallel) {
     std::uint64_t const count = counts.NumberOfElements();
     auto const index_of = [&](std::uint64_t i) {
         return sub_volumes.empty() ? 0 : sub_volumes[static_cast<std::size_t>(i)];
     };
-    auto const is_included = [](int index) { return index >= 0; };
     MDataMask<MMeshElement, int>* numbers = nullptr;
     try {
-        if (sub_volumes.empty() || std::ranges::any_of(sub_volumes, is_included))
+        if (sub_volumes.empty() || in_sub_volumes.NumberInNone() < sub_volumes.size())
             numbers = m_element_masks->GetSubvolumeMask();
         auto const indices = m_element_masks->HandOut(count);
         KetSDK::Support::ComputeStepsSafely(
@@ -335,7 +415,7 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
                 room.Make(counts, first, last, [&](MMeshElement& e, std::uint64_t i) {
                     std::uint64_t const slot = indices[i];
                     m_element_masks->Enter(e, slot);
-                    if (int const index = index_of(i); is_included(index))
+                    if (int const index = index_of(i); index >= 0)
                         numbers->SetValueAt(slot, m_subvolumes[static_cast<std::size_t>(index)]->GetID());
                 });
             });
@@ -344,10 +424,9 @@ void MMeshBase::MakeElements(ElementRoom const& room, ElementNodeCounts const& c
         throw;
     }
     m_elements->Settle(true);
-    if (!sub_volumes.empty())
-        CountElements(sub_volumes);
-    else if (count > 0)
+    if (sub_volumes.empty() && count > 0)
         GetMainSubVolume()->Count(static_cast<unsigned int>(count));
+    CountElements(in_sub_volumes);
 }
 
 void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel) {
@@ -365,7 +444,7 @@ void MMeshBase::IncludeElements(std::span<int const> sub_volumes, bool parallel)
     CountElements(sub_volumes);
 }
 
-void MMeshBase::CountElements(std::span<int const> sub_volumes) {
+void MMeshBase::CountElements(std::span<int const> sub_volumes) noexcept {
     int last = -1; // neighbours in the list mostly share a sub-volume
     unsigned int run = 0;
     auto const count_run = [&](int next) {
@@ -380,6 +459,11 @@ void MMeshBase::CountElements(std::span<int const> sub_volumes) {
         ++run;
     }
     count_run(-1);
+}
+
+void MMeshBase::CountElements(SubVolumeCounts const& in_sub_volumes) noexcept {
+    for (std::size_t i = 0; i < m_subvolumes.size(); ++i)
+        m_subvolumes[i]->Count(in_sub_volumes[i]);
 }
 
 MeshElementsIterator<0>* MMeshBase::CreateBeginElementIter() {
@@ -545,6 +629,7 @@ void MMeshBase::ClearMesh() {
 
 void MMeshBase::ReplaceData(MMeshPointContainer* nodes, MMeshElementContainer* elements) {
     Replace(nodes, elements, false);
+    CalcBoundingBox();
     // Slots that the new objects may have had are free now.
     for (MMeshPointIterator p = BeginPoint(); p != EndPoint(); ++p)
         p->SetMaskIndex(MDataMaskIndex::NotRegistered);
@@ -566,12 +651,20 @@ void MMeshBase::Replace(MMeshPointContainer* nodes, MMeshElementContainer* eleme
     m_points = std::move(new_points);
     for (auto const& sub_volume : m_subvolumes)
         sub_volume->m_element_count = 0;
-    CalcBoundingBox();
 }
 
 void MMeshBase::_Set(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool parallel) {
     Replace(nodes, elements, true);
+    CalcBoundingBox(parallel);
     RegisterAll(parallel);
+}
+
+void MMeshBase::SetNumbered(std::unique_ptr<MMeshPointContainer> nodes,
+                            std::unique_ptr<MMeshElementContainer> elements, BoundingBox const& box,
+                            bool parallel) {
+    Replace(nodes.release(), elements.release(), true);
+    m_box = box;
+    RegisterAll(parallel, true);
 }
 
 void MMeshBase::TakeContent(MMeshBase& other) {
@@ -616,13 +709,18 @@ void MMeshBase::CopyMetadata(MMeshBase const& other) {
     m_state = other.m_state;
 }
 
-void MMeshBase::CalcBoundingBox() {
-    BoundingBox box; // a local one stays in registers
-    for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
-        MMeshPoint const& p = *m_points->GetPointPtrAt(i);
-        box.Widen({p.x, p.y, p.z});
-    }
-    m_box = box;
+void MMeshBase::CalcBoundingBox(bool parallel) {
+    WideningBox box({});
+    std::uint64_t const count = m_points->GetNumPoints();
+    KetSDK::Support::ComputeStepsSafely(
+        {.items = count, .step = 8192, .parallel = parallel && count >= 1 << 16},
+        [&](std::uint64_t first, std::uint64_t last) {
+            box.Widen(first, last, [this](std::uint64_t i) {
+                MMeshPoint const& p = *m_points->GetPointPtrAt(i);
+                return std::array{p.x, p.y, p.z};
+            });
+        });
+    m_box = box.Get();
 }
 
 void MMeshBase::NodesMoved() {

@@ -29,6 +29,7 @@ class ElementRoom;
 class MeshCopy;
 class MeshRebuild;
 class MeshSwap;
+class MeshTagsReader;
 } // namespace KetSDK::Mesh::Detail
 class MMTransform;
 class MMeshBaseNeighborsInfo;
@@ -180,8 +181,8 @@ public:
     // Copies material catalog, flags, type and state only.
     void CopyMetadata(MMeshBase const& other);
 
-    // Recomputes the box from all nodes.
-    void CalcBoundingBox();
+    // Recomputes the box from all nodes, on several threads when parallel.
+    void CalcBoundingBox(bool parallel = false);
     // To be called after nodes were moved: recomputes the box and, while duplicates are forbidden, enters
     // the nodes known there at their present positions. Out of memory, duplicates are allowed from then on.
     void NodesMoved();
@@ -236,8 +237,9 @@ public:
     void SetVolumeIndexFlag(bool flag) noexcept { m_has_volume_index = flag; }
 
 private:
-    friend class KetSDK::Mesh::Detail::MeshCopy;    // adds elements of no sub-volume as well
-    friend class KetSDK::Mesh::Detail::MeshRebuild; // enters nodes and registers them, in bulk, later
+    friend class KetSDK::Mesh::Detail::MeshCopy;       // adds elements of no sub-volume as well
+    friend class KetSDK::Mesh::Detail::MeshRebuild;    // enters nodes and registers them, in bulk, later
+    friend class KetSDK::Mesh::Detail::MeshTagsReader; // numbers what it makes
     friend class KetSDK::Mesh::Detail::MeshSwap; // takes nodes, elements and their values out and puts them
                                                  // back
 
@@ -251,20 +253,29 @@ private:
     // each.
     void AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                         std::span<int const> sub_volumes);
+    class SubVolumeCounts;
+    void AppendElements(MMeshElementArrays const& elements, SubVolumeCounts const& in_sub_volumes,
+                        bool parallel);
     // Makes the elements of a room that has their nodes, registers them with the masks and puts them into
     // sub-volumes by their indices in the list; none: the main one. Out of memory, they are given up.
     void MakeElements(KetSDK::Mesh::Detail::ElementRoom const& room,
                       KetSDK::Mesh::Detail::ElementNodeCounts const& counts, std::span<int const> sub_volumes,
-                      bool parallel);
-    // Adds the elements to the counts of these sub-volumes.
-    void CountElements(std::span<int const> sub_volumes);
+                      SubVolumeCounts const& in_sub_volumes, bool parallel);
+    // Adds the elements to the counts of their sub-volumes.
+    void CountElements(SubVolumeCounts const& in_sub_volumes) noexcept;
+    // The same without any memory: what has begun to change sub-volumes may have to go on.
+    void CountElements(std::span<int const> sub_volumes) noexcept;
     void CopyFrom(MMeshBase const& other);
     void CopySubVolumes(MMeshBase const& other);
-    void RegisterAll(bool parallel);
+    // With `numbered`, objects that have their own numbers as mask indices already.
+    void RegisterAll(bool parallel, bool numbered = false);
+    // As _Set, with nodes and elements that have their own numbers as mask indices, and with the nodes' box.
+    void SetNumbered(std::unique_ptr<MMeshPointContainer> nodes,
+                     std::unique_ptr<MMeshElementContainer> elements, BoundingBox const& box, bool parallel);
     // Reads a state into this mesh, which is new.
     void ReadState(MStreamMFileIn& in);
     // Takes over the containers, whose objects have no slots in the masks; out of memory, both are deleted.
-    // With `room`, registering all of them will need no memory.
+    // With `room`, registering all of them will need no memory. Leaves the box to the caller.
     void Replace(MMeshPointContainer* nodes, MMeshElementContainer* elements, bool room);
     // Replaces the sub-volume number of every element through a table from old to new number; a
     // number that the table does not have stays.

@@ -35,10 +35,19 @@ std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& 
     return AddElement(static_cast<char>(nodes.size()), const_cast<MMeshPoint**>(nodes.data()));
 }
 
-MMeshPoint** MMeshElementContainer::LendArray(std::size_t n) {
+KetSDK::Support::MArena& MMeshElementContainer::NodeMemory() {
     if (!m_memory)
         m_memory = std::make_unique<KetSDK::Support::MArena>();
-    return static_cast<MMeshPoint**>(m_memory->Allocate(n * sizeof(MMeshPoint*)));
+    return *m_memory;
+}
+
+MMeshPoint** MMeshElementContainer::LendArray(std::size_t n) {
+    return static_cast<MMeshPoint**>(NodeMemory().Allocate(n * sizeof(MMeshPoint*)));
+}
+
+void MMeshElementContainer::Expect(std::size_t elements, std::size_t nodes) {
+    m_elements.Expect(elements);
+    NodeMemory().Expect(nodes * sizeof(MMeshPoint*));
 }
 
 void MMeshElementContainer::Swap(MMeshElementContainer& other) noexcept {

@@ -133,6 +133,7 @@ private:
     using Storage = KetSDK::Support::MBlockStorage<MMeshElement, BlockSize>;
 
     // The node arrays of elements lie one behind the other, in memory that goes with the elements.
+    KetSDK::Support::MArena& NodeMemory();
     MMeshPoint** LendArray(std::size_t n);
     // Makes an element that stands on such an array, at a place that was claimed.
     static MMeshElement& MakeBorrowing(MMeshElement* place, unsigned char n, MMeshPoint** nodes) noexcept {
@@ -140,6 +141,8 @@ private:
         element->Borrow(n, nodes);
         return *element;
     }
+    // So many elements with so many nodes in all will probably follow.
+    void Expect(std::size_t elements, std::size_t nodes);
     void Swap(MMeshElementContainer& other) noexcept;
     // Room for elements with these nodes, which it has; not yet settled. Throws as AppendElements does.
     KetSDK::Mesh::Detail::ElementRoom ClaimRoom(MMeshElementArrays const& elements,

@@ -144,13 +144,6 @@ std::uint64_t MMeshPointContainer::ClaimPoints(std::uint64_t count) {
     return m_points.Claim(static_cast<std::size_t>(count));
 }
 
-MMeshPoint& MMeshPointContainer::MakePoint(std::uint64_t i, Position const& position) noexcept {
-    MMeshPoint* const node = ::new (static_cast<void*>(&m_points[static_cast<std::size_t>(i)]))
-        MMeshPoint(position[0], position[1], position[2]);
-    node->m_index = static_cast<MLong>(i);
-    return *node;
-}
-
 void MMeshPointContainer::ShrinkTo(std::uint64_t count) noexcept {
     m_points.ShrinkTo(static_cast<std::size_t>(count));
 }

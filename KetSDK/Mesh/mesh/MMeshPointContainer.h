@@ -10,11 +10,16 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <new>
 #include <span>
 #include <vector>
 
 class MFile;
 class MMeshBase;
+namespace KetSDK::Mesh::Detail {
+class MeshTagsReader;
+class PointRoom;
+} // namespace KetSDK::Mesh::Detail
 
 // The nodes of a mesh, addressed by their index. Appending never moves a node. While the coordinate
 // index exists, a node at a position that was added under it is returned instead of added again.
@@ -81,6 +86,8 @@ public:
 
 private:
     friend class MMeshBase;
+    friend class KetSDK::Mesh::Detail::PointRoom;
+    friend class KetSDK::Mesh::Detail::MeshTagsReader; // makes nodes while it reads the next ones
     class CoordinateIndex;
 
     MMeshPoint& Append(MLong x, MLong y, MLong z);
@@ -89,7 +96,19 @@ private:
     // Claims room for so many nodes and returns the number of the first. They are there when they have been
     // made, on any threads, and settled; or else they are given up. Throws as AppendPoints does.
     std::uint64_t ClaimPoints(std::uint64_t count);
-    MMeshPoint& MakePoint(std::uint64_t i, std::array<MLong, 3> const& position) noexcept;
+    MMeshPoint& MakePoint(std::uint64_t i, std::array<MLong, 3> const& position) noexcept {
+        return MakePoint(&m_points[static_cast<std::size_t>(i)], i, position);
+    }
+    // The same where its place is known.
+    static MMeshPoint& MakePoint(MMeshPoint* place, std::uint64_t i,
+                                 std::array<MLong, 3> const& position) noexcept {
+        auto* const node =
+            ::new (static_cast<void*>(place)) MMeshPoint(position[0], position[1], position[2]);
+        node->m_index = static_cast<MLong>(i);
+        return *node;
+    }
+    // So many nodes will probably follow.
+    void Expect(std::size_t count) { m_points.Expect(count); }
     void Settle(bool made) noexcept { m_points.Settle(made); }
     void LoadUnderIndex(std::uint32_t count, MMeshBase* mesh, MFile* file);
     void LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);

@@ -77,7 +77,9 @@ private:
 struct Piece {
     Piece() { values.reserve(Integers::Piece + Integers::Margin); }
     std::vector<std::int32_t> values;
+    bool in_order = true; // each object has its own number as mask index
     bool good = true;
+    bool alike = true; // the elements have as many nodes each as was expected
 };
 
 KetSDK::Support::WorkSteps StepsOf(std::uint64_t pieces, bool parallel) {
@@ -86,10 +88,17 @@ KetSDK::Support::WorkSteps StepsOf(std::uint64_t pieces, bool parallel) {
     return {.items = pieces, .parallel = parallel && pieces >= least, .window = 4};
 }
 
-void WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
+// What writing has seen of the objects.
+struct Seen {
+    bool in_order = true;
+    bool good = true; // they can be read back
+};
+
+Seen WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
     auto const count = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     Block const block(writer, Tags::Points, 3, L"long", count);
     constexpr std::uint64_t nodes_of_piece = (Integers::Piece + 2) / 3;
+    Seen seen;
     KetSDK::Support::ComputeSteps<Piece>(
         StepsOf(count / nodes_of_piece + 1, parallel),
         [&mesh, count](std::uint64_t number, std::uint64_t, Piece& piece) {
@@ -97,114 +106,123 @@ void WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
             std::uint64_t const last = std::min(first + nodes_of_piece, count);
             piece.values.resize(static_cast<std::size_t>(3 * (last - first)));
             std::int32_t* value = piece.values.data();
+            bool in_order = true;
             for (std::uint64_t i = first; i < last; ++i) {
                 MMeshPoint const& p = *mesh.GetRandomPoint(i);
+                in_order &= p.GetMaskIndex() == i;
                 for (MLong const coordinate : {p.x, p.y, p.z})
                     *value++ = coordinate;
             }
+            piece.in_order = in_order;
         },
-        [&writer](std::uint64_t, std::uint64_t, Piece const& piece) {
+        [&](std::uint64_t, std::uint64_t, Piece const& piece) {
+            seen.in_order = seen.in_order && piece.in_order;
             writer.WriteArray(std::span(piece.values));
             return true;
         });
+    return seen;
 }
 
-// What is known of the elements before they are written, from one look at each.
-struct ElementPieces {
-    ElementPieces(MMeshElementContainer const& elements, bool parallel) {
-        std::uint64_t const count = elements.GetNumElements();
-        unsigned int const nodes = count > 0 ? elements.GetElementPtrAt(0)->GetNodeCount() : 0;
-        struct Seen {
-            bool in_order;
-            bool alike;
-        };
-        bool alike = true;
-        constexpr std::uint64_t step = 8192;
-        KetSDK::Support::ComputeSteps<Seen>(
-            {.items = count, .step = step, .parallel = parallel && count >= 8 * step},
-            [&elements, nodes](std::uint64_t first, std::uint64_t last, Seen& seen) {
-                seen = {true, true};
-                auto e = elements.begin() + static_cast<std::ptrdiff_t>(first);
-                for (std::uint64_t i = first; i < last; ++i, ++e) {
-                    seen.in_order &= e->GetMaskIndex() == i;
-                    seen.alike &= e->GetNodeCount() == nodes;
-                }
-            },
-            [&](std::uint64_t, std::uint64_t, Seen const& seen) {
-                in_order = in_order && seen.in_order;
-                alike = alike && seen.alike;
-                return true;
-            });
-        if (alike)
-            CutEvery((Integers::Piece + nodes) / (nodes + 1), count);
-        else
-            CutBySize(elements);
-        ends.push_back(count);
-    }
+// The elements of a block as their node counts and the indices of their nodes.
+class ElementWriter {
+public:
+    ElementWriter(MSAXWriter& writer, MMeshBase const& mesh, bool parallel)
+        : m_writer(writer)
+        , m_mesh(mesh)
+        , m_parallel(parallel) {}
 
-    bool in_order = true; // each has its own number as mask index
-    // Of pieces: each ends with the element that fills it; the last one may be empty.
-    std::vector<std::uint64_t> ends{0};
+    Seen Write() {
+        std::uint64_t const count = m_mesh.Elements().GetNumElements();
+        Block const block(m_writer, Tags::Elements, 1, L"long", count);
+        // Mostly all have as many nodes as the first, and pieces are of the same length.
+        unsigned int const nodes = count > 0 ? m_mesh.GetElement(0)->GetNodeCount() : 0;
+        std::vector<std::uint64_t> ends{0};
+        if (nodes > 0)
+            ends = CutEvery((Integers::Piece + nodes) / (nodes + 1), count);
+        std::size_t const written = nodes > 0 ? WritePieces(ends, nodes) : 0;
+        if (nodes == 0 || written + 1 < ends.size())
+            WritePieces(CutBySize(ends[written], count), 0);
+        return m_seen;
+    }
 
 private:
-    void CutEvery(std::uint64_t elements, std::uint64_t count) {
-        for (std::uint64_t end = elements; end <= count; end += elements)
-            ends.push_back(end);
+    // Where pieces of so many elements end; the last one may be empty.
+    static std::vector<std::uint64_t> CutEvery(std::uint64_t elements, std::uint64_t count) {
+        std::vector<std::uint64_t> ends{0};
+        while (ends.back() + elements <= count)
+            ends.push_back(ends.back() + elements);
+        ends.push_back(count);
+        return ends;
     }
-    void CutBySize(MMeshElementContainer const& elements) {
-        std::uint64_t number = 0;
+    // The same from an element on, for pieces that each end with the element that fills it.
+    std::vector<std::uint64_t> CutBySize(std::uint64_t first, std::uint64_t count) const {
+        std::vector<std::uint64_t> ends{first};
         std::size_t size = 0;
-        for (MMeshElement const& e : elements) {
-            size += std::size_t{1} + e.GetNodeCount();
-            ++number;
+        for (std::uint64_t i = first; i < count; ++i) {
+            size += std::size_t{1} + m_mesh.GetElement(i)->GetNodeCount();
             if (size >= Integers::Piece) {
-                ends.push_back(number);
+                ends.push_back(i + 1);
                 size = 0;
             }
         }
+        ends.push_back(count);
+        return ends;
     }
-};
 
-// The elements as their node counts and the indices of their nodes.
-void PutElements(MMeshBase const& mesh, std::uint64_t first, std::uint64_t last, Piece& piece) {
-    auto const points = static_cast<std::uint32_t>(mesh.NumberOfPoints());
-    piece.values.resize(Integers::Piece + Integers::Margin);
-    std::int32_t* value = piece.values.data();
-    bool known = true;
-    std::uint32_t largest = 0; // a negative index counts as a large one
-    mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t) {
-        unsigned char const n = e.GetNodeCount();
-        known &= MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
-        *value++ = n;
-        std::uint32_t largest_here = 0; // in a register, which the other one may not have
-        for (unsigned int i = 0; i < n; ++i) {
-            MLong const index = e.GetNode(i)->GetIndex();
-            largest_here = std::max(largest_here, static_cast<std::uint32_t>(index));
-            *value++ = index;
-        }
-        largest = std::max(largest, largest_here);
-    });
-    piece.values.resize(static_cast<std::size_t>(value - piece.values.data()));
-    piece.good = piece.values.empty() || (known && largest < points);
-}
+    // Writes pieces until one has an element of another number of nodes; 0: of any. Returns how many.
+    std::size_t WritePieces(std::vector<std::uint64_t> const& ends, unsigned int nodes) {
+        std::size_t written = 0;
+        KetSDK::Support::ComputeSteps<Piece>(
+            StepsOf(ends.size() - 1, m_parallel),
+            [&](std::uint64_t number, std::uint64_t, Piece& piece) {
+                Put(ends[number], ends[number + 1], nodes, piece);
+            },
+            [&](std::uint64_t, std::uint64_t, Piece const& piece) {
+                if (!piece.alike)
+                    return false;
+                m_seen.in_order = m_seen.in_order && piece.in_order;
+                m_seen.good = m_seen.good && piece.good;
+                m_writer.WriteArray(std::span(piece.values));
+                ++written;
+                return true;
+            });
+        return written;
+    }
 
-// False for an element that could not be read back.
-bool WriteElements(MSAXWriter& writer, MMeshBase const& mesh, std::vector<std::uint64_t> const& ends,
-                   bool parallel) {
-    Block const block(writer, Tags::Elements, 1, L"long", mesh.Elements().GetNumElements());
-    bool good = true;
-    KetSDK::Support::ComputeSteps<Piece>(
-        StepsOf(ends.size() - 1, parallel),
-        [&](std::uint64_t number, std::uint64_t, Piece& piece) {
-            PutElements(mesh, ends[number], ends[number + 1], piece);
-        },
-        [&](std::uint64_t, std::uint64_t, Piece const& piece) {
-            good = good && piece.good;
-            writer.WriteArray(std::span(piece.values));
-            return true;
+    void Put(std::uint64_t first, std::uint64_t last, unsigned int nodes, Piece& piece) const {
+        auto const points = static_cast<std::uint32_t>(m_mesh.NumberOfPoints());
+        piece.values.resize(Integers::Piece + Integers::Margin);
+        std::int32_t* value = piece.values.data();
+        bool known = true, in_order = true, alike = true;
+        std::uint32_t largest = 0; // a negative index counts as a large one
+        m_mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t i) {
+            unsigned char const n = e.GetNodeCount();
+            if (nodes != 0 && n != nodes) {
+                alike = false;
+                return;
+            }
+            known &= MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
+            in_order &= e.GetMaskIndex() == i;
+            *value++ = n;
+            std::uint32_t largest_here = 0; // in a register, which the other one may not have
+            for (unsigned int k = 0; k < n; ++k) {
+                MLong const index = e.GetNode(k)->GetIndex();
+                largest_here = std::max(largest_here, static_cast<std::uint32_t>(index));
+                *value++ = index;
+            }
+            largest = std::max(largest, largest_here);
         });
-    return good;
-}
+        piece.values.resize(static_cast<std::size_t>(value - piece.values.data()));
+        piece.good = piece.values.empty() || (known && largest < points);
+        piece.in_order = in_order;
+        piece.alike = alike;
+    }
+
+    MSAXWriter& m_writer;
+    MMeshBase const& m_mesh;
+    bool m_parallel;
+    Seen m_seen;
+};
 
 // The built-in masks as blocks.
 class MaskBlocks {
@@ -340,18 +358,19 @@ void WriteFields(MSAXWriter& writer, MMeshBase const& mesh, MaskOrder const& ord
 }
 
 bool WriteBlocks(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
-    ElementPieces const pieces(mesh.Elements(), parallel);
-    std::uint64_t const count = mesh.Elements().GetNumElements();
-    MaskOrder const elements =
-        pieces.in_order
-            ? MaskOrder(count)
-            : MaskOrder(count, [&mesh](std::uint64_t i) { return mesh.GetElement(i)->GetMaskIndex(); });
-    MaskOrder const nodes(static_cast<std::uint64_t>(mesh.NumberOfPoints()),
-                          [&mesh](std::uint64_t i) { return mesh.GetRandomPoint(i)->GetMaskIndex(); });
-
-    WritePoints(writer, mesh, parallel);
-    bool good = WriteElements(writer, mesh, pieces.ends, parallel);
-    good = MaskBlocks(writer, mesh, elements, nodes).Write() && good;
+    Seen const nodes_seen = WritePoints(writer, mesh, parallel);
+    Seen const elements_seen = ElementWriter(writer, mesh, parallel).Write();
+    // Where objects do not have their own numbers as mask indices, the masks are read by those that they
+    // have.
+    auto const order = [](Seen const& seen, std::uint64_t count, auto const& index_of) {
+        return seen.in_order ? MaskOrder(count) : MaskOrder(count, index_of);
+    };
+    MaskOrder const elements = order(elements_seen, mesh.Elements().GetNumElements(),
+                                     [&mesh](std::uint64_t i) { return mesh.GetElement(i)->GetMaskIndex(); });
+    MaskOrder const nodes =
+        order(nodes_seen, static_cast<std::uint64_t>(mesh.NumberOfPoints()),
+              [&mesh](std::uint64_t i) { return mesh.GetRandomPoint(i)->GetMaskIndex(); });
+    bool const good = MaskBlocks(writer, mesh, elements, nodes).Write() && elements_seen.good;
     WriteSubVolumeList(writer, mesh);
     WriteFields(writer, mesh, nodes);
     return good;

@@ -13,27 +13,51 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <string>
+#include <type_traits>
 
 namespace KetSDK::MeshVTK::Detail {
 
 namespace {
 
-void CheckKinds(vtkUnsignedCharArray& types) {
-    std::map<unsigned char, vtkIdType> refused;
+// Of each type of cell; 0 for one that becomes no element.
+constexpr std::array<unsigned char, 256> NodesOfTypes = [] {
+    std::array<unsigned char, 256> nodes{};
+    for (std::size_t type = 0; type < nodes.size(); ++type)
+        nodes[type] = NodesOfCellType(static_cast<unsigned char>(type));
+    return nodes;
+}();
+
+constexpr std::uint64_t Step = 65536; // values at a time
+
+// Whether cells first to last - 1, of which there is one at least, are of one type, as mostly all are.
+bool AreAlike(unsigned char const* kinds, std::uint64_t first, std::uint64_t last) {
+    return std::memcmp(kinds + first, kinds + first + 1, static_cast<std::size_t>(last - first - 1)) == 0;
+}
+
+void CheckKinds(vtkUnsignedCharArray& types, bool parallel) {
     unsigned char const* const kinds = types.GetPointer(0);
-    for (vtkIdType i = 0; i < types.GetNumberOfValues(); ++i)
-        if (NodesOfCellType(kinds[i]) == 0)
-            ++refused[kinds[i]];
-    if (refused.empty())
+    auto const look = [kinds](std::uint64_t first, std::uint64_t last, int& others) {
+        others = static_cast<int>(std::count_if(kinds + first, kinds + last,
+                                                [](unsigned char kind) { return NodesOfTypes[kind] == 0; }));
+    };
+    auto const count = static_cast<std::uint64_t>(types.GetNumberOfValues());
+    if (Support::ComputeSteps<int>({.items = count, .step = Step, .parallel = parallel}, look,
+                                   [](std::uint64_t, std::uint64_t, int others) { return others == 0; }))
         return;
+    std::map<unsigned char, vtkIdType> refused;
+    for (std::uint64_t i = 0; i < count; ++i)
+        if (NodesOfTypes[kinds[i]] == 0)
+            ++refused[kinds[i]];
     std::string list;
-    for (auto const& [type, count] : refused)
-        list += (list.empty() ? "" : ", ") + std::to_string(count) + " " + NameOfCellType(type);
+    for (auto const& [type, cells] : refused)
+        list += (list.empty() ? "" : ", ") + std::to_string(cells) + " " + NameOfCellType(type);
     throw Error("there are cells of other kinds (" + list +
                 "); meshes are made of tetrahedra with 4 or 10 nodes, hexahedra with 8 and wedges with 6");
 }
@@ -52,17 +76,26 @@ void CheckOffsets(vtkCellArray& cells, vtkUnsignedCharArray& types, bool paralle
             return static_cast<std::uint64_t>(offsets[cell + 1]) - static_cast<std::uint64_t>(offsets[cell]);
         };
         auto const find = [&](std::uint64_t first, std::uint64_t last, std::uint64_t& wrong) {
-            for (wrong = first; wrong < last && listed(wrong) == NodesOfCellType(kinds[wrong]); ++wrong) {
-            }
+            wrong = last;
+            std::uint64_t different = 0; // a loop without a way out is the faster one
+            if (AreAlike(kinds, first, last))
+                for (std::uint64_t i = first, nodes = NodesOfTypes[kinds[first]]; i < last; ++i)
+                    different |= listed(i) ^ nodes;
+            else
+                for (std::uint64_t i = first; i < last; ++i)
+                    different |= listed(i) ^ NodesOfTypes[kinds[i]];
+            if (different != 0)
+                for (wrong = first; listed(wrong) == NodesOfTypes[kinds[wrong]]; ++wrong) {
+                }
         };
         auto const complain = [&](std::uint64_t, std::uint64_t last, std::uint64_t wrong) {
             if (wrong == last)
                 return true;
             throw Error("cell " + std::to_string(wrong) + " lists " +
                         std::to_string(static_cast<long long>(listed(wrong))) + " points instead of " +
-                        std::to_string(NodesOfCellType(kinds[wrong])));
+                        std::to_string(NodesOfTypes[kinds[wrong]]));
         };
-        Support::ComputeSteps<std::uint64_t>({.items = count, .step = 65536, .parallel = parallel}, find,
+        Support::ComputeSteps<std::uint64_t>({.items = count, .step = Step, .parallel = parallel}, find,
                                              complain);
         if (static_cast<std::uint64_t>(offsets[count]) != points.size())
             throw Error("the cell offsets do not end with the list of points");
@@ -73,9 +106,18 @@ void CheckOffsets(vtkCellArray& cells, vtkUnsignedCharArray& types, bool paralle
 void CheckPointNumbers(vtkCellArray& cells, vtkIdType count, bool parallel) {
     WithNumbersOf(cells, [&](auto const offsets, auto const points) {
         auto const is_wrong = [count](auto number) { return number < 0 || number >= count; };
+        using Number = typename decltype(points)::value_type;
+        using Bits = std::make_unsigned_t<Number>;
+        constexpr vtkIdType largest_number = std::numeric_limits<Number>::max();
+        auto const largest = static_cast<Bits>(std::min(count - 1, largest_number));
         auto const find = [&](std::uint64_t first, std::uint64_t last, std::uint64_t& wrong) {
-            for (wrong = first; wrong < last && !is_wrong(points[wrong]); ++wrong) {
-            }
+            wrong = last;
+            Bits bits = 0; // of a number that is wrong, or of what is left of it to the largest, the sign
+            for (std::uint64_t i = first; i < last; ++i)
+                bits |= static_cast<Bits>(points[i]) | (largest - static_cast<Bits>(points[i]));
+            if (static_cast<Number>(bits) < 0)
+                for (wrong = first; !is_wrong(points[wrong]); ++wrong) {
+                }
         };
         auto const complain = [&](std::uint64_t, std::uint64_t last, std::uint64_t wrong) {
             if (wrong == last)
@@ -86,7 +128,7 @@ void CheckPointNumbers(vtkCellArray& cells, vtkIdType count, bool parallel) {
                         std::to_string(points[wrong]) + ", but there are " + std::to_string(count) +
                         " points (from 0)");
         };
-        Support::ComputeSteps<std::uint64_t>({.items = points.size(), .step = 65536, .parallel = parallel},
+        Support::ComputeSteps<std::uint64_t>({.items = points.size(), .step = Step, .parallel = parallel},
                                              find, complain);
     });
 }
@@ -137,7 +179,7 @@ void CheckGrid(vtkUnstructuredGrid& grid, bool parallel) {
         throw Error("there are no cells; a mesh needs tetrahedra, hexahedra or wedges");
     if (types->GetNumberOfValues() > std::numeric_limits<int>::max())
         throw Error("more than 2147483647 cells");
-    CheckKinds(*types);
+    CheckKinds(*types, parallel);
     CheckOffsets(*cells, *types, parallel);
     CheckPointNumbers(*cells, grid.GetPoints() ? grid.GetNumberOfPoints() : 0, parallel);
 }

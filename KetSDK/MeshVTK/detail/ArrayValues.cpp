@@ -49,11 +49,15 @@ std::optional<vtkIdType> FirstBrokenNumber(vtkDataArray& array) {
     return std::nullopt;
 }
 
-std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count) {
+void CheckWholeNumbers(vtkDataArray& array, vtkIdType count) {
     CheckShape(array, count);
     if (std::optional<vtkIdType> const broken = FirstBrokenNumber(array))
         throw Error(Quoted(array) + " must hold whole numbers; value " + std::to_string(*broken) +
                     " (from 0) is none");
+}
+
+std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count) {
+    CheckWholeNumbers(array, count);
     std::vector<long long> values;
     switch (array.GetDataType()) {
         vtkTemplateMacro(values = ToLongLong(static_cast<VTK_TT const*>(array.GetVoidPointer(0)), count));

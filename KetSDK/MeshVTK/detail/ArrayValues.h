@@ -23,8 +23,9 @@ bool HoldsWholeNumbers(vtkDataArray& array);
 // Nothing when every value of the first component is a whole number that a double holds exactly, as programs
 // write labels that they keep as floating-point numbers. Otherwise where the first other one is.
 std::optional<vtkIdType> FirstBrokenNumber(vtkDataArray& array);
-// The values of an array with one whole number, of whatever type, for each of `count`; throws Error for
-// another one.
+// Throws Error for an array that does not have one whole number, of whatever type, for each of `count`.
+void CheckWholeNumbers(vtkDataArray& array, vtkIdType count);
+// The values of an array that does; throws Error for another one.
 std::vector<long long> WholeNumbers(vtkDataArray& array, vtkIdType count);
 
 } // namespace KetSDK::MeshVTK::Detail

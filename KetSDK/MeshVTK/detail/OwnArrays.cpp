@@ -6,6 +6,7 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/MaterialArrays.h>
 #include <KetSDK/MeshVTK/detail/PointFieldArrays.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkCellData.h>
 #include <vtkDoubleArray.h>
@@ -27,18 +28,23 @@ namespace {
 // Adds an array of that name with the mask's value of each object.
 template <typename Array, typename Mask>
 void AddValues(vtkDataSetAttributes& arrays, char const* name, vtkIdType count, Mask const& mask,
-               auto const& object_at) {
-    vtkNew<Array> values;
-    values->SetName(name);
-    values->SetNumberOfValues(count);
-    for (vtkIdType i = 0; i < count; ++i)
-        values->SetValue(i, mask.GetValue(object_at(static_cast<std::uint64_t>(i))));
-    arrays.AddArray(values);
+               bool parallel, auto const& object_at) {
+    vtkNew<Array> array;
+    array->SetName(name);
+    array->SetNumberOfValues(count);
+    auto* const values = array->GetPointer(0);
+    Support::ComputeSteps({.items = static_cast<std::uint64_t>(count), .step = 8192, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              for (std::uint64_t i = first; i < last; ++i)
+                                  values[i] = mask.GetValue(object_at(i));
+                          });
+    arrays.AddArray(array);
 }
 
 template <typename Array, typename Mask>
-void AddElementValues(vtkUnstructuredGrid& grid, char const* name, MMeshBase const& mesh, Mask const& mask) {
-    AddValues<Array>(*grid.GetCellData(), name, mesh.NumberOfElements(), mask,
+void AddElementValues(vtkUnstructuredGrid& grid, char const* name, MMeshBase const& mesh, Mask const& mask,
+                      bool parallel) {
+    AddValues<Array>(*grid.GetCellData(), name, mesh.NumberOfElements(), mask, parallel,
                      [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); });
 }
 
@@ -46,11 +52,11 @@ MMeshElementMaskContainer const& ElementMasks(MMeshBase const& mesh) {
     return *mesh.GetElementMasks();
 }
 
-void AddSubvolumes(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+void AddSubvolumes(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
     auto const* const mask = ElementMasks(mesh).GetSubvolumeMask();
     if (!mask)
         return;
-    AddElementValues<vtkIntArray>(grid, ArrayNames::Subvolume, mesh, *mask);
+    AddElementValues<vtkIntArray>(grid, ArrayNames::Subvolume, mesh, *mask, parallel);
     vtkNew<vtkStringArray> names;
     names->SetName(ArrayNames::SubvolumeNames);
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
@@ -58,25 +64,25 @@ void AddSubvolumes(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
     grid.GetFieldData()->AddArray(names);
 }
 
-void AddGreyValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+void AddGreyValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
     if (auto const* const mask = ElementMasks(mesh).GetGreyValueMask(); mask && mesh.HasGreyValues())
-        AddElementValues<vtkDoubleArray>(grid, ArrayNames::Grey, mesh, *mask);
+        AddElementValues<vtkDoubleArray>(grid, ArrayNames::Grey, mesh, *mask, parallel);
 }
 
-void AddOriginalIds(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+void AddOriginalIds(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
     if (auto const* const mask = ElementMasks(mesh).GetOriginalIDs())
-        AddElementValues<vtkIntArray>(grid, ArrayNames::OriginalId, mesh, *mask);
+        AddElementValues<vtkIntArray>(grid, ArrayNames::OriginalId, mesh, *mask, parallel);
     MMeshPointMaskContainer const& nodes = *mesh.GetPointMasks();
     if (auto const* const mask = nodes.GetOriginalIDs())
         AddValues<vtkIntArray>(
-            *grid.GetPointData(), ArrayNames::OriginalId, mesh.NumberOfPoints(), *mask,
+            *grid.GetPointData(), ArrayNames::OriginalId, mesh.NumberOfPoints(), *mask, parallel,
             [&mesh](std::uint64_t i) -> MMeshPoint const& { return *mesh.GetRandomPoint(i); });
 }
 
 // Some arrays, by their names; without names, arrays of whatever names the mesh gives them.
 struct OwnArrays {
     std::span<char const* const> names;
-    void (*add)(vtkUnstructuredGrid& grid, MMeshBase const& mesh);
+    void (*add)(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel);
 };
 constexpr char const* Subvolumes[] = {ArrayNames::Subvolume};
 constexpr char const* GreyValues[] = {ArrayNames::Grey};
@@ -84,23 +90,30 @@ constexpr char const* Materials[] = {ArrayNames::Material, ArrayNames::Density, 
                                      ArrayNames::Poisson, ArrayNames::Color};
 constexpr char const* OriginalIds[] = {ArrayNames::OriginalId};
 
+void AddMaterials(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool) {
+    AddMaterialArrays(grid, mesh);
+}
+void AddFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool) {
+    AddPointFields(grid, mesh);
+}
+
 constexpr OwnArrays AllOwnArrays[] = {{Subvolumes, AddSubvolumes},
                                       {GreyValues, AddGreyValues},
-                                      {Materials, AddMaterialArrays},
-                                      {{}, AddPointFields},
+                                      {Materials, AddMaterials},
+                                      {{}, AddFields},
                                       {OriginalIds, AddOriginalIds}};
 
 } // namespace
 
-void AddOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {
+void AddOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
     for (OwnArrays const& arrays : AllOwnArrays)
-        arrays.add(grid, mesh);
+        arrays.add(grid, mesh, parallel);
 }
 
 void AddOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, std::string const& name) {
     for (OwnArrays const& arrays : AllOwnArrays)
         if (arrays.names.empty() || std::ranges::find(arrays.names, name) != arrays.names.end())
-            arrays.add(grid, mesh);
+            arrays.add(grid, mesh, false);
 }
 
 void RemoveOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {

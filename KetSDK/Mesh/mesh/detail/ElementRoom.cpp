@@ -5,9 +5,38 @@
 
 #include <numeric>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 namespace KetSDK::Mesh::Detail {
+
+namespace {
+
+// Finds nodes by their indices.
+class NodeFinder {
+public:
+    explicit NodeFinder(MMeshPointContainer& points) noexcept
+        : m_blocks(points.GetBlocks())
+        , m_count(static_cast<std::uint32_t>(points.GetNumPoints())) {}
+
+    // Throws std::runtime_error("invalid state") for an index that is not there.
+    template <typename Count>
+    void Find(MLong const* indices, Count count, MMeshPoint** nodes) const {
+        constexpr std::size_t in_block = MMeshPointContainer::NodesPerBlock;
+        for (std::size_t i = 0; i < count; ++i) {
+            auto const node = static_cast<std::uint32_t>(indices[i]); // a negative index becomes a large one
+            if (node >= m_count)
+                throw std::runtime_error("invalid state");
+            nodes[i] = m_blocks[node / in_block] + node % in_block;
+        }
+    }
+
+private:
+    MMeshPoint* const* m_blocks;
+    std::uint32_t m_count;
+};
+
+} // namespace
 
 ElementNodeCounts::ElementNodeCounts(std::span<unsigned char const> counts, std::size_t nodes, bool parallel)
     : m_counts(counts) {
@@ -40,15 +69,26 @@ ElementRoom::ElementRoom(MMeshElementContainer& container, std::uint64_t element
 
 void ElementRoom::EnterNodes(std::uint64_t place, std::span<MLong const> indices,
                              MMeshPointContainer& points) const {
-    constexpr std::size_t in_block = MMeshPointContainer::NodesPerBlock;
-    MMeshPoint* const* const blocks = points.GetBlocks();
-    auto const count = static_cast<std::uint32_t>(points.GetNumPoints());
-    MMeshPoint** to = m_nodes + place;
-    for (MLong const index : indices) {
-        auto const node = static_cast<std::uint32_t>(index); // a negative index becomes a large one
-        if (node >= count)
-            throw std::runtime_error("invalid state");
-        *to++ = blocks[node / in_block] + node % in_block;
+    NodeFinder(points).Find(indices.data(), indices.size(), m_nodes + place);
+}
+
+void ElementRoom::MakeNumbered(std::span<MLong const> counts_and_nodes, MMeshPointContainer& points) const {
+    constexpr std::uint64_t in_block = MMeshElementContainer::BlockSize;
+    MLong const* next = counts_and_nodes.data();
+    MLong const* const end = next + counts_and_nodes.size();
+    MMeshPoint** nodes = m_nodes;
+    NodeFinder const find(points);
+    for (std::uint64_t number = m_first; next < end; ++number) {
+        std::uint64_t const at = number - m_first / in_block * in_block;
+        MMeshElement* const element = m_blocks[static_cast<std::size_t>(at / in_block)] + at % in_block;
+        auto const count = static_cast<unsigned char>(*next++);
+        if (count == 4)
+            find.Find(next, std::integral_constant<std::size_t, 4>(), nodes); // a loop without a count
+        else
+            find.Find(next, count, nodes);
+        MMeshElementContainer::MakeBorrowing(element, count, nodes).SetMaskIndex(number);
+        next += count;
+        nodes += count;
     }
 }
 

@@ -67,6 +67,9 @@ public:
         std::ranges::copy(nodes, m_nodes);
     }
 
+    // Makes all elements of the room from their node counts and the indices of their nodes, one element after
+    // another, each with its own number as mask index. Throws as EnterNodes does.
+    void MakeNumbered(std::span<MLong const> counts_and_nodes, MMeshPointContainer& points) const;
     // Makes elements first to last - 1 of the room, of which the first begins a step, and calls made(element,
     // i) for each.
     template <typename Made>

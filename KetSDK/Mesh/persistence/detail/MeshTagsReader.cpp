@@ -3,6 +3,7 @@
 
 #include <KetSDK/FileIO/SAX/MSAXReader.h>
 #include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
+#include <KetSDK/Mesh/mesh/detail/PointRoom.h>
 #include <KetSDK/Mesh/persistence/detail/MeshTags.h>
 #include <KetSDK/Support/ParallelWork.h>
 
@@ -63,41 +64,66 @@ private:
     std::size_t m_size = 0;
 };
 
+using BoundingBox = MMeshBase::BoundingBox;
+
+// Some nodes of the open tag.
+class PointPiece {
+public:
+    PointPiece()
+        : m_positions(std::make_unique_for_overwrite<Position[]>(Most)) {}
+
+    // Takes the next ones; none at the end. Throws for one that is cut off.
+    void Read(MSAXReader& reader) {
+        std::size_t const size = reader.ReadPart(std::span(m_positions[0].data(), 3 * Most));
+        Require(size % 3 == 0);
+        m_size = size / 3;
+        m_box.SetEmpty();
+    }
+    bool IsEmpty() const noexcept { return m_size == 0; }
+    std::size_t NumberOfPoints() const noexcept { return m_size; }
+
+    void Make() { m_box = room.MakeNumbered({m_positions.get(), m_size}); }
+    // Empty until they are made.
+    BoundingBox const& GetBox() const noexcept { return m_box; }
+
+    PointRoom room; // for them
+
+private:
+    using Position = std::array<MLong, 3>;
+    static constexpr std::size_t Most = 2 * MMeshPointContainer::NodesPerBlock;
+
+    std::unique_ptr<Position[]> m_positions;
+    std::size_t m_size = 0;
+    BoundingBox m_box;
+};
+
 // Some elements of the open tag, and what was read beyond them.
 class ElementPiece {
 public:
     ElementPiece()
-        : m_values(std::make_unique_for_overwrite<MLong[]>(Capacity))
-        , m_counts(std::make_unique_for_overwrite<unsigned char[]>(MostElements)) {}
+        : m_values(std::make_unique_for_overwrite<MLong[]>(Capacity)) {}
 
     // Takes the elements that follow those of another piece; none at the end. Throws for elements of an
     // unknown kind and for one that is cut off.
     void Read(MSAXReader& reader, ElementPiece const& before) {
-        MLong* const values = m_values.get();
         std::size_t size = before.m_size - before.m_next;
-        std::copy_n(before.m_values.get() + before.m_next, size, values);
-        size += reader.ReadPart(std::span(values + size, Capacity - size));
-        std::size_t next = 0, nodes = 0, elements = 0;
-        while (next < size) {
-            auto const n = static_cast<std::size_t>(values[next]); // a negative count becomes a large one
-            Require(n <= UINT8_MAX &&
-                    MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(n)) > 0);
-            if (size - next <= n || nodes + n > MostNodes)
-                break;
-            m_counts[elements++] = static_cast<unsigned char>(n);
-            MLong const* const from = values + next + 1;
-            for (std::size_t i = 0; i < n; ++i) // to behind the nodes of the elements before
-                values[nodes + i] = from[i];
-            nodes += n;
-            next += n + 1;
-        }
-        Require(size == 0 || elements > 0);
-        m_next = next;
+        std::copy_n(before.m_values.get() + before.m_next, size, m_values.get());
+        size += reader.ReadPart(std::span(m_values.get() + size, Capacity - size));
         m_size = size;
-        m_elements = {{m_counts.get(), elements}, {values, nodes}, {}};
+        m_elements = m_nodes = m_next = 0;
+        if (size > 0)
+            TakeAlike();
+        while (m_next < m_size && Take()) {
+        }
+        Require(size == 0 || m_elements > 0);
     }
-    bool IsEmpty() const noexcept { return m_elements.node_counts.empty(); }
-    MMeshElementArrays const& GetElements() const noexcept { return m_elements; }
+    bool IsEmpty() const noexcept { return m_elements == 0; }
+    std::size_t NumberOfElements() const noexcept { return m_elements; }
+    std::size_t NumberOfNodes() const noexcept { return m_nodes; }
+    // The number of nodes of each element and their indices.
+    std::span<MLong const> CountsAndNodes() const noexcept { return {m_values.get(), m_next}; }
+
+    ElementRoom room; // for them
 
 private:
     // Pointers to the nodes fill an eighth of a large page: nothing is left over of these.
@@ -105,12 +131,72 @@ private:
     static constexpr std::size_t MostElements = MostNodes / 4;
     static constexpr std::size_t Capacity = MostNodes + MostElements; // so many tetrahedra
 
-    std::unique_ptr<MLong[]> m_values; // the nodes, and from m_next on what is beyond the elements
-    std::unique_ptr<unsigned char[]> m_counts;
-    std::size_t m_next = 0;
+    static bool IsKnown(std::size_t nodes) noexcept {
+        return nodes <= UINT8_MAX &&
+               MMeshElementDescriptor::GetNumTetraOfElement(static_cast<unsigned char>(nodes)) > 0;
+    }
+    std::size_t CountAt(std::size_t i) const noexcept {
+        return static_cast<std::size_t>(m_values[i]); // a negative count becomes a large one
+    }
+
+    // The next element; false when the piece has no room for its nodes or does not have them.
+    bool Take() {
+        std::size_t const nodes = CountAt(m_next);
+        Require(IsKnown(nodes));
+        if (m_size - m_next <= nodes || m_nodes + nodes > MostNodes)
+            return false;
+        ++m_elements;
+        m_nodes += nodes;
+        m_next += nodes + 1;
+        return true;
+    }
+    // The first elements, as long as they have as many nodes as the first one: mostly all have, and a look at
+    // each then waits for none before it.
+    void TakeAlike() {
+        std::size_t const nodes = CountAt(0);
+        Require(IsKnown(nodes));
+        std::size_t const most = std::min(m_size / (nodes + 1), MostNodes / nodes);
+        while (m_elements < most && CountAt(m_elements * (nodes + 1)) == nodes)
+            ++m_elements;
+        m_nodes = m_elements * nodes;
+        m_next = m_elements + m_nodes;
+    }
+
+    std::unique_ptr<MLong[]> m_values; // from m_next on, what is beyond the elements
     std::size_t m_size = 0;
-    MMeshElementArrays m_elements;
+    std::size_t m_next = 0;
+    std::size_t m_elements = 0;
+    std::size_t m_nodes = 0;
 };
+
+// Reads pieces of the open tag on this thread, while others make what is in those before, until one is empty:
+// read(piece, before) fills a piece, which has been made if it was filled before, and make(piece) makes what
+// is in it. The room is to be made in reading: memory that other threads ask for goes back to the system when
+// the mesh goes, and must be handed out anew for the next one.
+template <typename Piece, typename Read, typename Make>
+void ReadAndMake(bool parallel, Read const& read, Make const& make) {
+    constexpr std::size_t window = 2;
+    // A single thread makes what it has read before it leaves the processor's cache.
+    std::vector<Piece> pieces(parallel ? 2 * window : 2);
+    auto const piece_at = [&pieces](std::uint64_t number) -> Piece& {
+        return pieces[number % pieces.size()];
+    };
+    auto const read_at = [&](std::uint64_t number) {
+        read(piece_at(number), piece_at(number + pieces.size() - 1));
+    };
+    for (std::size_t i = 0; i < pieces.size(); ++i)
+        read_at(i);
+    KetSDK::Support::ComputeSteps(
+        {.items = std::numeric_limits<std::uint64_t>::max(), .parallel = parallel, .window = window},
+        [&](std::uint64_t number, std::uint64_t, std::size_t) {
+            if (!piece_at(number).IsEmpty())
+                make(piece_at(number));
+        },
+        [&](std::uint64_t number, std::uint64_t, std::size_t) {
+            read_at(number);
+            return !piece_at(number + 1).IsEmpty();
+        });
+}
 
 template <typename T>
 T Value(MSAXReader& reader) {
@@ -124,6 +210,12 @@ wchar_t const* VolumeListsTag() {
     using Masks = MMeshElementMaskContainer;
     using Lists = BuiltInMask<Masks, MDataMask<MMeshElement, Masks::VolumeList>, Masks::VolumeList>;
     return std::get<Lists>(BuiltInMasks<Masks>::Table()).tag;
+}
+
+// How many objects of a block are to be expected: what it says cannot be relied on.
+std::size_t LeftOf(std::uint64_t count, std::uint64_t made) {
+    constexpr std::uint64_t most = 1 << 20;
+    return static_cast<std::size_t>(std::min(count - std::min(count, made), most));
 }
 
 constexpr std::int64_t AnyLength = std::int64_t{1} << 31;
@@ -253,56 +345,47 @@ void MeshTagsReader::OpenBlock(MSAXReader& reader) {
 
 void MeshTagsReader::ReadPoints(MSAXReader& reader) {
     m_points = std::make_unique<MMeshPointContainer>();
-    using Position = std::array<MLong, 3>;
-    constexpr std::size_t at_once = 1 << 16;
-    auto const positions = std::make_unique_for_overwrite<Position[]>(at_once);
-    for (std::size_t size = 3 * at_once; size == 3 * at_once;) {
-        size = reader.ReadPart(std::span(positions[0].data(), 3 * at_once));
-        Require(size % 3 == 0);
-        m_points->AppendPoints(std::span<Position const>(positions.get(), size / 3), m_parallel);
-    }
+    std::uint64_t claimed = 0;
+    ReadAndMake<PointPiece>(
+        m_parallel && m_count >= 1 << 16,
+        [&](PointPiece& piece, PointPiece const&) {
+            // The nodes of the piece have been made.
+            if (BoundingBox const& box = piece.GetBox(); !box.IsEmpty()) {
+                m_box.Widen(box.GetMin());
+                m_box.Widen(box.GetMax());
+            }
+            piece.Read(reader);
+            m_points->Expect(LeftOf(m_count, claimed));
+            claimed += piece.NumberOfPoints();
+            Require(claimed < AnyLength);
+            piece.room = PointRoom(*m_points, piece.NumberOfPoints());
+        },
+        [](PointPiece& piece) { piece.Make(); });
+    m_points->Settle(true);
+    m_points->Expect(0);
     Require(m_points->GetNumPoints() == m_count && m_count < AnyLength);
 }
 
 void MeshTagsReader::ReadElements(MSAXReader& reader) {
     Require(m_points != nullptr);
     auto elements = std::make_unique<MMeshElementContainer>();
-    // This thread reads pieces while others make the elements of those before. It makes the room for them:
-    // memory that other threads ask for goes back to the system when the mesh goes, and must be handed out
-    // anew for the next one.
-    constexpr std::size_t window = 2;
-    std::array<ElementPiece, 2 * window> pieces;
-    std::array<ElementRoom, pieces.size()> rooms;
-    auto const read = [&](std::size_t i) {
-        pieces[i].Read(reader, pieces[(i + pieces.size() - 1) % pieces.size()]);
-        auto const& [counts, nodes, places] = pieces[i].GetElements();
-        if (!counts.empty())
-            rooms[i] = ElementRoom(*elements, counts.size(), nodes.size());
-    };
-    for (std::size_t i = 0; i < pieces.size(); ++i)
-        read(i);
-    // Fewer are read in a few milliseconds, of which threads would save none.
-    constexpr std::uint64_t least = 1 << 17;
-    KetSDK::Support::ComputeSteps(
-        {.items = std::numeric_limits<std::uint64_t>::max(),
-         .parallel = m_parallel && m_count >= least,
-         .window = window},
-        [&](std::uint64_t number, std::uint64_t, std::size_t) {
-            std::size_t const i = number % pieces.size();
-            if (pieces[i].IsEmpty())
+    std::uint64_t claimed = 0;
+    ReadAndMake<ElementPiece>(
+        m_parallel && m_count >= 1 << 17, // fewer are read in a few milliseconds
+        [&](ElementPiece& piece, ElementPiece const& before) {
+            piece.Read(reader, before);
+            if (piece.IsEmpty())
                 return;
-            auto const& [counts, nodes, places] = pieces[i].GetElements();
-            rooms[i].EnterNodes(0, nodes, *m_points);
-            ElementNodeCounts const of_piece(counts, nodes.size(), false);
-            rooms[i].Make(of_piece, 0, counts.size(), [](MMeshElement&, std::uint64_t) {});
+            std::size_t const to_come = LeftOf(m_count, claimed);
+            elements->Expect(to_come, to_come * piece.NumberOfNodes() / piece.NumberOfElements());
+            piece.room = ElementRoom(*elements, piece.NumberOfElements(), piece.NumberOfNodes());
+            claimed += piece.NumberOfElements();
         },
-        [&](std::uint64_t number, std::uint64_t, std::size_t) {
-            read(number % pieces.size());
-            return !pieces[(number + 1) % pieces.size()].IsEmpty();
-        });
+        [&](ElementPiece& piece) { piece.room.MakeNumbered(piece.CountsAndNodes(), *m_points); });
     elements->Settle(true);
+    elements->Expect(0, 0);
     Require(elements->GetNumElements() == m_count && m_count < AnyLength);
-    m_mesh->_Set(m_points.release(), elements.release(), m_parallel);
+    m_mesh->SetNumbered(std::move(m_points), std::move(elements), m_box, m_parallel);
 }
 
 MaskOrder MeshTagsReader::Order(std::uint64_t objects) const {

@@ -84,6 +84,7 @@ private:
 
     std::unique_ptr<MMeshBase> m_mesh;
     std::unique_ptr<MMeshPointContainer> m_points; // until the elements have been read
+    MMeshBase::BoundingBox m_box;                  // theirs
     std::vector<std::unique_ptr<MMeshNamedScalarMaskPoints>> m_fields;
     std::vector<std::wstring> m_path; // the open tags inside the mesh's
     std::set<std::wstring> m_seen;    // the tags of the mesh that have been read

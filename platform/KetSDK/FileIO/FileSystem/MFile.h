@@ -82,17 +82,18 @@ public:
     std::uint64_t Size() const noexcept { return m_size; }
     // The bytes of Size() that have not been read yet.
     std::uint64_t BytesLeft() const noexcept {
-        std::uint64_t const read = m_fetched - static_cast<std::uint64_t>(m_read_end - m_read);
+        std::uint64_t const read = m_passed - static_cast<std::uint64_t>(m_read_end - m_read);
         return m_size > read ? m_size - read : 0;
     }
 
 private:
     void Tell(std::byte const* bytes, std::size_t size) {
-        if (m_observer != nullptr && m_good) {
+        if (m_observer != nullptr && m_good && size > 0) {
             m_good = m_observer->OnBytes(bytes, size);
         }
     }
-    bool Fill();
+    std::size_t Fetch(std::byte* out, std::size_t size, std::size_t behind);
+    void Put(std::byte const* in, std::size_t size);
 
     template <typename T>
     static constexpr bool IsValue = std::disjunction_v<std::is_arithmetic<T>, std::is_enum<T>> &&
@@ -109,7 +110,7 @@ private:
     std::byte* m_write = nullptr;
     std::byte* m_write_end = nullptr;
     std::uint64_t m_size = 0;
-    std::uint64_t m_fetched = 0; // bytes taken from the file, buffered ones included
+    std::uint64_t m_passed = 0; // bytes taken from the file, buffered ones included, or handed to the system
 };
 
 template <typename T>
