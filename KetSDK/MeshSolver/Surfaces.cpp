@@ -28,6 +28,7 @@ std::vector<MeshSurface> FindSurfaces(MMeshBase const& mesh, std::vector<std::st
                    : std::string();
     };
     std::vector<MeshSurface> surfaces;
+    surfaces.reserve(by_pair.size());
     for (auto& [pair, faces] : by_pair)
         surfaces.push_back(
             {name_of(pair.first) + "-" + name_of(pair.second), !pair.second, std::move(faces)});

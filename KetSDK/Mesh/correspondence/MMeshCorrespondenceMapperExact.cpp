@@ -28,7 +28,7 @@ public:
             for (std::size_t i = first; i < last; ++i)
                 m_triangles[i] = RecordOf(static_cast<std::uint32_t>(i), points);
         });
-        m_ends = CornerSort(m_triangles, points.size(), loop).TakeEnds();
+        m_ends = SortByCorners(m_triangles, points.size(), loop);
     }
 
     std::vector<char> FindNearNodes(MappingLoop const& loop) override {

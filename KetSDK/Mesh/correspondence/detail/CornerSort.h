@@ -13,8 +13,7 @@
 
 namespace KetSDK::Mesh::Detail {
 
-// Sorts trivial records by their corners, a member of three ascending numbers below `corners`, and then by
-// the rest of them. A counting sort by the lowest corner, bin by bin, each of which takes some corners.
+// A counting sort by the lowest corner, bin by bin, each of which takes some corners.
 template <typename Record>
 class CornerSort {
 public:
@@ -34,8 +33,6 @@ public:
         });
     }
 
-    // By corner, where the records end that have it as their lowest one. They begin where those of the corner
-    // before end.
     Support::Values<std::size_t> TakeEnds() noexcept { return std::move(m_ends); }
 
 private:
@@ -63,5 +60,14 @@ private:
     Support::Values<Record>& m_records;
     Support::Values<std::size_t> m_ends;
 };
+
+// Sorts trivial records by their corners, a member of three ascending numbers below `corners`, and then by
+// the rest of them. Returns, by corner, where the records end that have it as their lowest one; they begin
+// where those of the corner before end.
+template <typename Record>
+Support::Values<std::size_t> SortByCorners(Support::Values<Record>& records, std::size_t corners,
+                                           MappingLoop const& loop) {
+    return CornerSort<Record>(records, corners, loop).TakeEnds();
+}
 
 } // namespace KetSDK::Mesh::Detail

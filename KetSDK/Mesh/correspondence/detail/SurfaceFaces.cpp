@@ -9,7 +9,7 @@ namespace KetSDK::Mesh::Detail {
 
 SurfaceFaces::SurfaceFaces(MMeshBase const& mesh, std::vector<char> const& near, MappingLoop const& loop) {
     FindSides(mesh, near, loop);
-    CornerSort(m_sides, near.size(), loop);
+    SortByCorners(m_sides, near.size(), loop);
     JoinSides(loop);
 }
 
