@@ -102,8 +102,9 @@ void MMeshCorrespondenceMapperBase::Run() {
     FindRuns();
 }
 
-MMeshCorrespondenceMapperBase::Values<std::uint32_t> MMeshCorrespondenceMapperBase::NumberElements(
-    SurfaceFaces const& faces, std::vector<FaceMatch> const& matches, MappingLoop const& loop) {
+Values<std::uint32_t> MMeshCorrespondenceMapperBase::NumberElements(SurfaceFaces const& faces,
+                                                                    std::vector<FaceMatch> const& matches,
+                                                                    MappingLoop const& loop) {
     Values<std::uint32_t> entry_of(static_cast<std::size_t>(m_mesh->Elements().GetNumElements()));
     Fill(entry_of, None, loop);
     constexpr std::uint32_t has_triangle = 0;

@@ -4,7 +4,7 @@
 #include <KetSDK/Common/Progress/IProgressDelegate.h>
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/correspondence/MMeshCorrespondenceMapper.h>
-#include <KetSDK/Support/MArenaAllocator.h>
+#include <KetSDK/Support/RecordBins.h>
 
 #include <array>
 #include <cstddef>
@@ -82,8 +82,6 @@ private:
         std::size_t count;
     };
     static constexpr std::uint32_t None = std::numeric_limits<std::uint32_t>::max();
-    template <typename Value>
-    using Values = std::vector<Value, KetSDK::Support::MUninitializedAllocator<Value>>;
 
     // What knows the triangles of the surface; made anew for each mapping.
     virtual std::unique_ptr<KetSDK::Mesh::Detail::SurfaceMatcher>
@@ -93,9 +91,10 @@ private:
     void Forget() noexcept;
     void Run();
     // Makes room for what lies on the faces of elements. By element: its index in there, or None.
-    Values<std::uint32_t> NumberElements(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
-                                         std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches,
-                                         KetSDK::Mesh::Detail::MappingLoop const& loop);
+    KetSDK::Support::Values<std::uint32_t>
+    NumberElements(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
+                   std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches,
+                   KetSDK::Mesh::Detail::MappingLoop const& loop);
     void Enter(KetSDK::Mesh::Detail::SurfaceFaces const& faces,
                std::vector<KetSDK::Mesh::Detail::FaceMatch> const& matches,
                KetSDK::Mesh::Detail::MappingLoop const& loop);
@@ -111,8 +110,10 @@ private:
     std::shared_ptr<KetSDK::Common::IProgressDelegate> m_delegate;
     bool m_parallel = false;
     bool m_mapped = false;
-    Values<std::uint32_t> m_entry_of_slot; // by mask index of the element: its index below, or None
-    Values<ElementFaces> m_faces;          // of the elements with a triangle
-    Values<std::uint32_t> m_element_of;    // by triangle: the element that it is assigned to, or None
-    std::vector<TriangleRun> m_runs;       // by address
+    KetSDK::Support::Values<std::uint32_t>
+        m_entry_of_slot;                           // by mask index of the element: its index below, or None
+    KetSDK::Support::Values<ElementFaces> m_faces; // of the elements with a triangle
+    KetSDK::Support::Values<std::uint32_t>
+        m_element_of;                // by triangle: the element that it is assigned to, or None
+    std::vector<TriangleRun> m_runs; // by address
 };

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
 
-#include <KetSDK/Mesh/correspondence/detail/ParallelSort.h>
 #include <KetSDK/Mesh/geometry/detail/UnitNormal.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
+#include <KetSDK/Mesh/operators/detail/ParallelSort.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>

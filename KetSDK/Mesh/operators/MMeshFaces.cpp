@@ -4,7 +4,6 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/operators/detail/DisjointSets.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
-#include <KetSDK/Support/ParallelWork.h>
 
 #include <stdexcept>
 #include <utility>
@@ -105,13 +104,8 @@ std::vector<std::uint32_t> FindBodies(MMeshBase const& mesh, bool parallel) {
         FaceMatcher<false>(mesh, parallel, Detail::OneGroup()).ForEachConnectionAtOnce(join);
     else
         FaceMatcher<true>(mesh, parallel, Detail::OneGroup()).ForEachConnectionAtOnce(join);
-    std::vector<std::uint32_t> first_of(static_cast<std::size_t>(mesh.NumberOfElements()));
-    Support::ComputeSteps({.items = first_of.size(), .step = 1 << 14, .parallel = parallel},
-                          [&](std::uint64_t first, std::uint64_t last) {
-                              for (auto i = static_cast<std::uint32_t>(first); i < last; ++i)
-                                  first_of[i] = bodies.FirstOf(i);
-                          });
-    return first_of;
+    auto const first_of = bodies.FirstOfEach();
+    return {first_of.begin(), first_of.end()};
 }
 
 } // namespace KetSDK::Mesh

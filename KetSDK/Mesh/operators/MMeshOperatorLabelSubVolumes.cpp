@@ -263,8 +263,9 @@ bool MMeshOperatorLabelSubVolumes::Operate() {
 // walk appends, and looks at the delegate as often. False when the user cancelled.
 bool MMeshOperatorLabelSubVolumes::LabelAtOnce(DisjointSets& regions, Labels& labels,
                                                KetSDK::Common::IncrementalProgressReporter& reporter) {
+    std::span<std::uint32_t const> const first_of = regions.FirstOfEach();
     std::vector<std::uint64_t> sizes;
-    regions.ForEachRun([&](std::uint32_t first, std::size_t begin, std::size_t end) {
+    DisjointSets::ForEachRun(first_of, [&](std::uint32_t first, std::size_t begin, std::size_t end) {
         if (first == begin) {
             labels[first] = static_cast<int>(sizes.size());
             sizes.push_back(0);
@@ -280,7 +281,6 @@ bool MMeshOperatorLabelSubVolumes::LabelAtOnce(DisjointSets& regions, Labels& la
             ++reporter;
         }
     }
-    std::span<std::uint32_t const> const first_of = regions.FirstOfEach();
     ComputeSteps({.items = labels.size(), .step = 16384, .parallel = GetParallel()},
                  [&](std::uint64_t first, std::uint64_t last) {
                      for (auto i = static_cast<std::size_t>(first); i < last; ++i)

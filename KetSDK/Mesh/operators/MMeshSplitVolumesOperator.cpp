@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -46,10 +47,12 @@ using Component = std::pair<Number, std::uint64_t>;
 // The components of each sub-volume in the set, the largest first, and those of equal size in the order of
 // the mesh.
 std::map<MMeshSubVolume*, std::vector<Component>>
-ComponentsOf(MMeshBase& mesh, DisjointSets& components, std::set<MMeshSubVolume const*> const& sub_volumes) {
-    std::vector<std::uint64_t> sizes(static_cast<std::size_t>(mesh.NumberOfElements()), 0);
-    components.ForEachRun(
-        [&sizes](Number component, std::size_t begin, std::size_t end) { sizes[component] += end - begin; });
+ComponentsOf(MMeshBase& mesh, std::span<Number const> component_of,
+             std::set<MMeshSubVolume const*> const& sub_volumes) {
+    std::vector<std::uint64_t> sizes(component_of.size(), 0);
+    DisjointSets::ForEachRun(component_of, [&sizes](Number component, std::size_t begin, std::size_t end) {
+        sizes[component] += end - begin;
+    });
     std::map<MMeshSubVolume*, std::vector<Component>> components_of;
     for (std::size_t i = 0; i < sizes.size(); ++i)
         if (MMeshSubVolume* const sub_volume =
@@ -71,7 +74,8 @@ bool MMeshSplitVolumesOperator::Operate() {
     if (!mesh || !AreAllOf(*mesh, m_sub_volumes))
         return false;
     DisjointSets components = FindComponents(*mesh, GetParallel());
-    auto const components_of = ComponentsOf(*mesh, components, m_sub_volumes);
+    std::span<Number const> const component_of = components.FirstOfEach();
+    auto const components_of = ComponentsOf(*mesh, component_of, m_sub_volumes);
 
     // Where the elements go that do not stay, by the first element of their component.
     std::vector<MMeshSubVolume*> target(static_cast<std::size_t>(mesh->NumberOfElements()), nullptr);
@@ -86,7 +90,7 @@ bool MMeshSplitVolumesOperator::Operate() {
             target[found->second[k].first] = split;
         }
     }
-    components.ForEachRun([&](Number component, std::size_t begin, std::size_t end) {
+    DisjointSets::ForEachRun(component_of, [&](Number component, std::size_t begin, std::size_t end) {
         MMeshSubVolume* const split = target[component];
         for (std::size_t i = begin; split && i < end; ++i) {
             MMeshElement& e = *mesh->GetElement(i);

@@ -69,11 +69,10 @@ public:
         });
         return m_first;
     }
-    // Calls visit(first, begin, end) for runs of numbers of one set, by the smallest in it: neighbours mostly
-    // share a set.
+    // Calls visit(first, begin, end) for runs of numbers of one set, given the smallest in the set of each:
+    // neighbours mostly share a set.
     template <typename Visit>
-    void ForEachRun(Visit const& visit) {
-        std::span<Number const> const first_of = FirstOfEach();
+    static void ForEachRun(std::span<Number const> first_of, Visit const& visit) {
         for (std::size_t begin = 0; begin < first_of.size();) {
             std::size_t end = begin + 1;
             while (end < first_of.size() && first_of[end] == first_of[begin])
