@@ -6,6 +6,9 @@
 #include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
+#include <atomic>
+#include <thread>
+
 namespace KetSDK::Support {
 
 namespace {
@@ -51,97 +54,209 @@ auto Apart(Work const& work) {
     });
 }
 
-// One run over all steps, by their numbers.
-class Run {
+// What all runs know of their steps, by their numbers.
+class Steps {
 public:
-    Run(WorkSteps const& steps, Compute const& compute, Commit const& commit)
+    Steps(WorkSteps const& steps, Compute const& compute, Commit const& commit)
         : m_steps(steps)
         , m_count(steps.NumberOfSteps())
         , m_slots(std::max<std::uint64_t>(steps.NumberOfSlots(), 1))
         , m_compute(compute)
         , m_commit(commit) {}
 
-    bool Sequentially() const {
-        for (std::uint64_t step = 0; step < m_count; ++step) {
-            ComputeStep(step);
-            if (!CommitSteps(step, step + 1))
-                return false;
-        }
-        return true;
-    }
+    std::uint64_t Count() const noexcept { return m_count; }
+    std::uint64_t Slots() const noexcept { return m_slots; }
 
-    // While a window is committed, the threads compute the next one.
-    bool InParallel(tbb::task_group_context& context) const {
-        Group group(context);
-        std::uint64_t end = EndOfWindow(0);
-        ComputeOnThreads(0, end, context);
-        bool going_on = true;
-        for (std::uint64_t begin = 0; going_on && begin < m_count;) {
-            std::uint64_t const next_end = EndOfWindow(end);
-            if (end < next_end)
-                group.Run([this, end, next_end, &context] { ComputeOnThreads(end, next_end, context); });
-            going_on = CommitSteps(begin, end);
-            if (!going_on)
-                group.Cancel();
-            group.Wait();
-            begin = end;
-            end = next_end;
-        }
-        return going_on;
+    void Compute(std::uint64_t begin, std::uint64_t end) const {
+        for (std::uint64_t step = begin; step < end; ++step)
+            m_compute(First(step), Last(step), Slot(step));
     }
-
-private:
-    std::uint64_t EndOfWindow(std::uint64_t begin) const noexcept {
-        return std::min(begin + m_steps.window, m_count);
-    }
-
-    void ComputeOnThreads(std::uint64_t begin, std::uint64_t end, tbb::task_group_context& context) const {
-        tbb::parallel_for(
-            tbb::blocked_range<std::uint64_t>(begin, end, static_cast<std::size_t>(m_steps.grain)),
-            [this](tbb::blocked_range<std::uint64_t> const& range) {
-                for (std::uint64_t step = range.begin(); step < range.end(); ++step)
-                    ComputeStep(step);
-            },
-            tbb::simple_partitioner(), context);
-    }
-
-    std::uint64_t First(std::uint64_t step) const noexcept { return step * m_steps.step; }
-    std::uint64_t Last(std::uint64_t step) const noexcept {
-        return First(step) + std::min(m_steps.step, m_steps.items - First(step));
-    }
-    // Two windows that follow one another never share a slot.
-    std::size_t Slot(std::uint64_t step) const noexcept { return static_cast<std::size_t>(step % m_slots); }
-
-    void ComputeStep(std::uint64_t step) const { m_compute(First(step), Last(step), Slot(step)); }
-    bool CommitSteps(std::uint64_t begin, std::uint64_t end) const {
+    bool Commit(std::uint64_t begin, std::uint64_t end) const {
         for (std::uint64_t step = begin; step < end; ++step)
             if (!m_commit(First(step), Last(step), Slot(step)))
                 return false;
         return true;
     }
 
+private:
+    std::uint64_t First(std::uint64_t step) const noexcept { return step * m_steps.step; }
+    std::uint64_t Last(std::uint64_t step) const noexcept {
+        return First(step) + std::min(m_steps.step, m_steps.items - First(step));
+    }
+    std::size_t Slot(std::uint64_t step) const noexcept { return static_cast<std::size_t>(step % m_slots); }
+
     WorkSteps const& m_steps;
     std::uint64_t m_count;
     std::uint64_t m_slots;
-    Compute const& m_compute;
-    Commit const& m_commit;
+    KetSDK::Support::Compute const& m_compute;
+    KetSDK::Support::Commit const& m_commit;
+};
+
+bool RunSequentially(Steps const& steps) {
+    for (std::uint64_t step = 0; step < steps.Count(); ++step) {
+        steps.Compute(step, step + 1);
+        if (!steps.Commit(step, step + 1))
+            return false;
+    }
+    return true;
+}
+
+// A run in which the calling thread commits what is ready, and computes when nothing is. The others compute
+// as long as there are slots, and then leave: the work of a commit may need them. Nobody waits but the
+// calling thread, and that for a step only which another one is computing.
+class ParallelRun {
+public:
+    ParallelRun(Steps const& steps, std::uint64_t grain, tbb::task_group_context& context)
+        : m_steps(steps)
+        , m_grain(std::clamp<std::uint64_t>(grain, 1, std::max<std::uint64_t>(steps.Slots() / 2, 1)))
+        , m_grains((steps.Count() - 1) / m_grain + 1)
+        , m_slots_in_grains(steps.Slots() / m_grain)
+        , m_ready(static_cast<std::size_t>(m_slots_in_grains))
+        , m_context(context) {}
+
+    bool Go() {
+        Group group(m_context);
+        bool going_on = true;
+        for (std::uint64_t next = 0; going_on && next < m_grains;) {
+            bool const is_ready = IsReady(next);
+            if (m_failed.load()) // looked at last: what has failed is ready, too
+                break;
+            std::uint64_t grain = 0;
+            if (is_ready) {
+                going_on = m_steps.Commit(Begin(next), End(next));
+                m_committed.number.store(++next, std::memory_order_release);
+                // Not for each slot that is free again: to begin takes a thread longer than a step.
+                if (going_on && Unclaimed() >= (m_slots_in_grains + 1) / 2)
+                    CallOthers(group);
+            } else if (CallOthers(group); Claim(grain)) {
+                ComputeGrain(grain);
+            } else {
+                WaitFor(next);
+            }
+        }
+        if (!going_on)
+            group.Cancel();
+        group.Wait();
+        return going_on;
+    }
+
+private:
+    std::uint64_t Begin(std::uint64_t grain) const noexcept { return grain * m_grain; }
+    std::uint64_t End(std::uint64_t grain) const noexcept {
+        return std::min(Begin(grain) + m_grain, m_steps.Count());
+    }
+
+    // Grains for which there are slots and which nobody has begun.
+    std::uint64_t Unclaimed() const noexcept {
+        std::uint64_t const committed = m_committed.number.load(std::memory_order_relaxed);
+        std::uint64_t const end = committed + std::min(m_grains - committed, m_slots_in_grains);
+        return end - std::min(end, m_next.number.load(std::memory_order_relaxed));
+    }
+    bool Claim(std::uint64_t& grain) noexcept {
+        // Looked at first, as it never passes the other.
+        std::uint64_t const committed = m_committed.number.load(std::memory_order_acquire);
+        grain = m_next.number.load(std::memory_order_relaxed);
+        do {
+            if (grain >= m_grains || grain - committed >= m_slots_in_grains)
+                return false;
+        } while (!m_next.number.compare_exchange_weak(grain, grain + 1, std::memory_order_relaxed));
+        return true;
+    }
+    void ComputeGrain(std::uint64_t grain) {
+        m_steps.Compute(Begin(grain), End(grain));
+        Tell(grain);
+    }
+
+    // A number that threads share, in a line of the cache of its own.
+    struct alignas(64) Shared {
+        std::atomic<std::uint64_t> number = 0;
+    };
+
+    // The last grain that was computed into the same slots, counted from 1.
+    std::atomic<std::uint64_t>& Ready(std::uint64_t grain) noexcept {
+        return m_ready[static_cast<std::size_t>(grain % m_slots_in_grains)].number;
+    }
+    bool IsReady(std::uint64_t grain) noexcept {
+        return Ready(grain).load(std::memory_order_acquire) == grain + 1;
+    }
+    void Tell(std::uint64_t grain) noexcept {
+        Ready(grain).store(grain + 1);
+        Ready(grain).notify_one();
+    }
+    // Mostly for less time than it takes to be woken up.
+    void WaitFor(std::uint64_t grain) noexcept {
+        for (int look = 0; look < 256; ++look) {
+            if (IsReady(grain))
+                return;
+            std::this_thread::yield();
+        }
+        std::uint64_t const sofar = Ready(grain).load(std::memory_order_acquire);
+        if (sofar != grain + 1)
+            Ready(grain).wait(sofar, std::memory_order_acquire);
+    }
+
+    // Lets as many threads take part as there are grains for.
+    void CallOthers(Group& group) {
+        std::uint64_t const unclaimed = Unclaimed();
+        std::uint64_t const most = std::min<std::uint64_t>(unclaimed, NumberOfThreads() - 1);
+        while (m_others.number.load(std::memory_order_relaxed) < most) {
+            m_others.number.fetch_add(1, std::memory_order_relaxed);
+            group.Run([this] { Help(); });
+        }
+    }
+    void Help() {
+        std::uint64_t grain = 0;
+        while (!m_failed.load() && !m_context.is_group_execution_cancelled() && Claim(grain))
+            try {
+                ComputeGrain(grain);
+            } catch (...) {
+                // The calling thread may wait for this grain; it has the exception from the group.
+                m_failed.store(true);
+                Tell(grain);
+                throw;
+            }
+        m_others.number.fetch_sub(1, std::memory_order_relaxed);
+    }
+
+    Steps const& m_steps;
+    std::uint64_t m_grain; // in steps
+    std::uint64_t m_grains;
+    std::uint64_t m_slots_in_grains;
+    std::vector<Shared> m_ready;
+    tbb::task_group_context& m_context;
+    Shared m_next;      // the first grain that nobody has begun
+    Shared m_committed; // grains
+    Shared m_others;    // threads that take part, or are called to
+    std::atomic<bool> m_failed = false;
 };
 
 } // namespace
 
 bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& commit) {
-    Run const run(steps, compute, commit);
-    if (!steps.parallel || steps.NumberOfSteps() <= 1)
-        return run.Sequentially();
-    return Apart([&run](tbb::task_group_context& context) { return run.InParallel(context); });
+    Steps const run(steps, compute, commit);
+    if (!steps.parallel || run.Count() <= 1)
+        return RunSequentially(run);
+    return Apart(
+        [&](tbb::task_group_context& context) { return ParallelRun(run, steps.grain, context).Go(); });
 }
 
 void ComputeSteps(WorkSteps const& steps, std::function<void(std::uint64_t, std::uint64_t)> const& compute) {
-    WorkSteps all = steps;
-    all.window = std::max<std::uint64_t>(steps.NumberOfSteps(), 1);
-    ComputeSteps(
-        all, [&compute](std::uint64_t first, std::uint64_t last, std::size_t) { compute(first, last); },
-        [](std::uint64_t, std::uint64_t, std::size_t) { return true; });
+    auto const compute_steps = [&](std::uint64_t begin, std::uint64_t end) {
+        for (std::uint64_t step = begin; step < end; ++step)
+            compute(step * steps.step,
+                    step * steps.step + std::min(steps.step, steps.items - step * steps.step));
+    };
+    std::uint64_t const count = steps.NumberOfSteps();
+    if (!steps.parallel || count <= 1)
+        return compute_steps(0, count);
+    Apart([&](tbb::task_group_context& context) {
+        tbb::parallel_for(
+            tbb::blocked_range<std::uint64_t>(0, count, static_cast<std::size_t>(steps.grain)),
+            [&](tbb::blocked_range<std::uint64_t> const& range) {
+                compute_steps(range.begin(), range.end());
+            },
+            tbb::simple_partitioner(), context);
+    });
 }
 
 std::size_t NumberOfThreads() noexcept {

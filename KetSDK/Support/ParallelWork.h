@@ -34,9 +34,8 @@ struct WorkSteps {
     bool parallel = false;
     // Steps that a thread takes at a time. Handing them out costs about a microsecond.
     std::uint64_t grain = 1;
-    // Steps that are computed before they are committed, while the next ones are computed. They are enough to
-    // keep the threads busy, and few enough for their slots to stay in the processor's cache. So many steps
-    // and no more are computed in vain when the work ends early.
+    // Half of the steps that there are slots for. These are enough to keep the threads busy, and few enough
+    // to stay in the processor's cache. No more steps than slots are computed in vain when the work ends early.
     std::uint64_t window = 64;
 
     std::uint64_t NumberOfSteps() const noexcept { return items / step + (items % step != 0); }

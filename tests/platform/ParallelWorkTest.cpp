@@ -132,6 +132,42 @@ TEST(ParallelWork, ExceptionsReachTheCaller) {
     });
 }
 
+TEST(ParallelWork, NoThreadIsLostOrWaitedForInVainWhateverStepsAndCommitsTake) {
+    // Some hundred turns that do nothing the compiler can leave out.
+    auto const spend = [](std::uint64_t turns) {
+        for (std::atomic<std::uint64_t> turn = 0; turn < turns;)
+            ++turn;
+    };
+    auto const run = [&](std::uint64_t round) {
+        auto const turns = [round](std::uint64_t item, std::uint64_t kind) {
+            return (item * 2654435761u + round * 40503u + kind * 7919u) >> 7 & 1023u;
+        };
+        WorkSteps const steps{.items = 97, .parallel = true, .grain = 1 + round % 5, .window = 1 + round % 9};
+        std::vector<std::uint64_t> slots(static_cast<std::size_t>(steps.NumberOfSlots()));
+        std::uint64_t next = 0;
+        ComputeSteps(
+            steps,
+            [&](std::uint64_t item, std::uint64_t, std::size_t slot) {
+                slots[slot] = item + 1000;
+                spend(turns(item, 0));
+            },
+            [&](std::uint64_t item, std::uint64_t, std::size_t slot) {
+                EXPECT_EQ(item, next++);
+                EXPECT_EQ(slots[slot], item + 1000);
+                spend(turns(item, 1));
+                if (item % 16 == 0) // the threads are there for the work of a commit, too
+                    ComputeSteps({.items = 20, .parallel = true},
+                                 [&](std::uint64_t i, std::uint64_t) { spend(turns(i, 2)); });
+                return true;
+            });
+        EXPECT_EQ(next, steps.items);
+    };
+    OnThreads([&] {
+        for (std::uint64_t round = 0; round < 200; ++round)
+            run(round);
+    });
+}
+
 TEST(ParallelWork, WhatIsOnlyComputedIsComputedOnce) {
     auto const count = [] {
         std::vector<int> counts(1001);

@@ -459,7 +459,7 @@ bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
     KetSDK::Support::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
                                            .step = StepSize,
                                            .parallel = GetParallel(),
-                                           .grain = 4,
+                                           .grain = 16,
                                            .window = 160};
     return KetSDK::Support::ComputeSteps<Values>(steps, compute, commit);
 }

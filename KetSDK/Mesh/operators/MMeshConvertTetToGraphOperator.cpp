@@ -291,20 +291,21 @@ private:
     }
 
     // Some thousand elements are a round. While its vertices are added, other threads find the corners of the
-    // next.
+    // next two: no further, as there are slots for two rounds.
     template <typename IsLeftOut>
     void WriteOnThreads(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
         Support::WorkSteps const steps{
             .items = elements.size(), .step = ElementsPerStep, .parallel = true, .window = StepsPerRound};
-        auto const slots = static_cast<std::size_t>(steps.NumberOfSlots());
-        std::vector<NewNodes> new_nodes(slots);
-        std::vector<Corners, Support::MUninitializedAllocator<Corners>> corners(slots * ElementsPerStep);
+        std::vector<NewNodes> new_nodes(static_cast<std::size_t>(steps.NumberOfSlots()));
+        constexpr std::size_t room = 3 * StepsPerRound * ElementsPerStep;
+        std::vector<Corners, Support::MUninitializedAllocator<Corners>> corners(
+            std::min(room, static_cast<std::size_t>(steps.NumberOfSteps()) * ElementsPerStep));
         MakeRoomForUses();
         Support::ComputeSteps(
             steps,
             [&](std::uint64_t first, std::uint64_t, std::size_t slot) {
-                FindCorners(std::span(elements).subspan(static_cast<std::size_t>(first)), new_nodes[slot],
-                            &corners[slot * ElementsPerStep]);
+                auto const begin = static_cast<std::size_t>(first);
+                FindCorners(std::span(elements).subspan(begin), new_nodes[slot], &corners[begin % room]);
             },
             [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
                 AddVertices(new_nodes[slot], graph);
@@ -313,8 +314,7 @@ private:
                     return true;
                 auto const begin = static_cast<std::size_t>(first) - step_of_round * ElementsPerStep;
                 m_elements = std::span(elements).subspan(begin, static_cast<std::size_t>(last) - begin);
-                m_corners =
-                    std::span(corners).subspan((slot - step_of_round) * ElementsPerStep, m_elements.size());
+                m_corners = std::span(corners).subspan(begin % room, m_elements.size());
                 SpreadEdges();
                 FindNewEdges(graph.NumberOfVertices(), is_left_out);
                 AddEdges(graph);
