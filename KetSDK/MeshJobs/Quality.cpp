@@ -6,6 +6,7 @@
 #include <KetSDK/MeshJobs/Metrics.h>
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/Measure.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
@@ -141,9 +142,12 @@ private:
 };
 
 MetricReport Report(MMeshBase const& mesh, QualityMetric const& metric,
-                    MMeshQualityAnalysisOperator const& analysis, QualityOptions const& options) {
+                    MMeshQualityAnalysisOperator const& analysis, QualityOptions const& options,
+                    Context const& context) {
     std::vector<double> const& values = analysis.GetQualityHistogram()->GetValues();
-    MetricReport report{&metric, values.size(), Mesh::Summarize(values), 0, {}, {}};
+    MetricReport report{&metric, values.size(), {}, 0, {}, {}};
+    Detail::WithThreads(context,
+                        [&](bool parallel) { report.statistics = Mesh::Summarize(values, parallel); });
     RequireBins(options.binning, options.binning.GetRange(metric, report.statistics), metric);
     report.bins = options.binning.GetBins(analysis, metric, report.statistics);
     report.worst = NameWorst(mesh, metric, values, options.worst);
@@ -220,7 +224,7 @@ QualityResult Quality(Model const& model, QualityOptions const& options, Context
     for (QualityMetric const* const metric : metrics) {
         auto const analysis = metric == &folded ? folds : measure(*metric);
         std::vector<double> const& values = analysis->GetQualityHistogram()->GetValues();
-        result.metrics.push_back(Report(*model.mesh, *metric, *analysis, options));
+        result.metrics.push_back(Report(*model.mesh, *metric, *analysis, options, context));
         result.metrics.back().bad = failures.CountBad(*metric, values);
         for (LimitReport& limit : result.limits)
             if (limit.limit.metric == metric)

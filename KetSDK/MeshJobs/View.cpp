@@ -12,12 +12,14 @@
 #include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/Text.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <numeric>
 #include <utility>
@@ -70,67 +72,80 @@ Chosen Choose(MMeshBase const& mesh, std::vector<Detail::PageField> const& field
     return chosen;
 }
 
-// The blocks of a page's data, compressed, and the header that lists them.
+// The blocks of a page's data, compressed, and the header that lists them. Refers to what it is given.
 class Packer {
 public:
-    Packer(Model const& model, Chosen const& chosen, Context const& context)
+    Packer(Model const& model, Chosen const& chosen)
         : m_mesh(*model.mesh)
-        , m_chosen(chosen)
-        , m_context(context) {}
+        , m_chosen(chosen) {}
 
     void AddMesh(std::array<double, 6> const& box) {
-        AddPositions(box);
-        std::string kinds;
-        Detail::DifferenceCoder nodes;
-        Detail::DifferenceCoder subvolumes;
-        auto const* const numbers = std::as_const(*m_mesh.GetElementMasks()).GetSubvolumeMask();
-        for (std::uint32_t const i : m_chosen.elements) {
-            MMeshElement const& element = *m_mesh.GetElement(i);
-            kinds += static_cast<char>(element.GetNodeCount());
-            subvolumes.Add(numbers ? numbers->GetValue(element) : -1);
-            for (unsigned int k = 0; k < element.GetNodeCount(); ++k)
-                nodes.Add(m_chosen.index_of[static_cast<std::size_t>(element.GetNode(k)->GetIndex())]);
-        }
-        Add("kinds", kinds);
-        Add("connectivity", nodes.Take());
-        Add("subvolumes", subvolumes.Take());
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            Add(std::string("position_") + static_cast<char>('x' + axis),
+                [this, box, axis] { return Positions(box, axis); });
+        Add("kinds", [this] {
+            std::string kinds;
+            for (std::uint32_t const i : m_chosen.elements)
+                kinds += static_cast<char>(m_mesh.GetElement(i)->GetNodeCount());
+            return kinds;
+        });
+        Add("connectivity", [this] { return Connectivity(); });
+        Add("subvolumes", [this] { return SubVolumes(); });
         if (m_chosen.all)
             return;
-        Add("element_numbers", Differences(m_chosen.elements));
-        Add("node_numbers", Differences(m_chosen.nodes));
-        Add("ends", m_chosen.ends);
+        Add("element_numbers", [this] { return Differences(m_chosen.elements); });
+        Add("node_numbers", [this] { return Differences(m_chosen.nodes); });
+        Add("ends", [this] { return m_chosen.ends; });
     }
 
     void AddField(Detail::PageField const& field) {
         bool const on_nodes = field.values.place == MMeshArray::OnNodes;
-        auto const& rows = on_nodes ? m_chosen.nodes : m_chosen.elements;
         Json entry = {{"name", field.name},   {"place", on_nodes ? "nodes" : "elements"},
                       {"unit", field.unit},   {"kind", field.kind},
                       {"worst", field.worst}, {"components", field.components}};
         for (std::uint32_t i = 0; i < std::max<std::size_t>(1, field.components.size()); ++i) {
-            std::vector<double> column = ColumnOf(field.values, i);
-            for (std::size_t k = 0; !m_chosen.all && k < rows.size(); ++k)
-                column[k] = column[rows[k]];
-            column.resize(rows.size());
             entry["blocks"].push_back(m_blocks.size());
-            Add("values", Detail::CodeColumn(column));
+            Add("values", [this, &field, i] { return Values(field, i); });
         }
         m_fields.push_back(std::move(entry));
     }
 
     // All of it; the header gets its lists of fields and blocks.
-    std::string Finish(Json header) {
-        header["fields"] = std::move(m_fields);
-        header["blocks"] = std::move(m_blocks);
+    std::string Pack(Json header, bool parallel, Context const& context) const {
+        Json blocks = Json::array();
+        std::string bytes;
+        Support::ComputeSteps<std::string>(
+            {.items = m_blocks.size(), .parallel = parallel, .window = 2},
+            [this](std::uint64_t i, std::uint64_t, std::string& packed) {
+                packed = Detail::Gzip(m_blocks[static_cast<std::size_t>(i)].make());
+            },
+            [&](std::uint64_t i, std::uint64_t, std::string const& packed) {
+                context.ThrowIfCancelled();
+                blocks.push_back(
+                    {{"name", m_blocks[static_cast<std::size_t>(i)].name}, {"bytes", packed.size()}});
+                bytes += packed;
+                return true;
+            });
+        header["fields"] = m_fields;
+        header["blocks"] = std::move(blocks);
         // What is no UTF-8, which a file's name may be, becomes U+FFFD.
         std::string const text = Detail::Gzip(header.dump(-1, ' ', false, Json::error_handler_t::replace));
         std::string data;
         for (unsigned int shift = 0; shift < 32; shift += 8)
             data += static_cast<char>(text.size() >> shift & 0xFF);
-        return data + text + m_bytes;
+        return data + text + bytes;
     }
 
 private:
+    struct Block {
+        std::string name;
+        std::function<std::string()> make; // on any thread
+    };
+
+    void Add(std::string name, std::function<std::string()> make) {
+        m_blocks.push_back({std::move(name), std::move(make)});
+    }
+
     template <typename Numbers>
     static std::string Differences(Numbers const& numbers) {
         Detail::DifferenceCoder coder;
@@ -139,32 +154,48 @@ private:
         return coder.Take();
     }
 
-    void AddPositions(std::array<double, 6> const& box) {
+    std::string Positions(std::array<double, 6> const& box, std::size_t axis) const {
         std::vector<std::uint16_t> steps(m_chosen.nodes.size());
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            double const length = box[axis + 3] - box[axis];
-            for (std::size_t i = 0; i < steps.size(); ++i) {
-                double const x = m_mesh.GetRandomPoint(m_chosen.nodes[i])->GetPosition()[axis];
-                steps[i] = static_cast<std::uint16_t>(
-                    length > 0 ? std::round((x - box[axis]) / length * 65535.0) : 0.0);
-            }
-            Add(std::string("position_") + static_cast<char>('x' + axis), Detail::CodePositions(steps));
+        double const length = box[axis + 3] - box[axis];
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            double const x = m_mesh.GetRandomPoint(m_chosen.nodes[i])->GetPosition()[axis];
+            steps[i] =
+                static_cast<std::uint16_t>(length > 0 ? std::round((x - box[axis]) / length * 65535.0) : 0.0);
         }
+        return Detail::CodePositions(steps);
     }
 
-    void Add(std::string const& name, std::string const& bytes) {
-        m_context.ThrowIfCancelled();
-        std::string const packed = Detail::Gzip(bytes);
-        m_blocks.push_back({{"name", name}, {"bytes", packed.size()}});
-        m_bytes += packed;
+    std::string Connectivity() const {
+        Detail::DifferenceCoder nodes;
+        for (std::uint32_t const i : m_chosen.elements) {
+            MMeshElement const& element = *m_mesh.GetElement(i);
+            for (unsigned int k = 0; k < element.GetNodeCount(); ++k)
+                nodes.Add(m_chosen.index_of[static_cast<std::size_t>(element.GetNode(k)->GetIndex())]);
+        }
+        return nodes.Take();
+    }
+
+    std::string SubVolumes() const {
+        Detail::DifferenceCoder subvolumes;
+        auto const* const numbers = std::as_const(*m_mesh.GetElementMasks()).GetSubvolumeMask();
+        for (std::uint32_t const i : m_chosen.elements)
+            subvolumes.Add(numbers ? numbers->GetValue(*m_mesh.GetElement(i)) : -1);
+        return subvolumes.Take();
+    }
+
+    std::string Values(Detail::PageField const& field, std::uint32_t component) const {
+        auto const& rows = field.values.place == MMeshArray::OnNodes ? m_chosen.nodes : m_chosen.elements;
+        std::vector<double> column = ColumnOf(field.values, component);
+        for (std::size_t k = 0; !m_chosen.all && k < rows.size(); ++k)
+            column[k] = column[rows[k]];
+        column.resize(rows.size());
+        return Detail::CodeColumn(column);
     }
 
     MMeshBase const& m_mesh;
     Chosen const& m_chosen;
-    Context const& m_context;
     Json m_fields = Json::array();
-    Json m_blocks = Json::array();
-    std::string m_bytes;
+    std::vector<Block> m_blocks;
 };
 
 Json SubVolumesOf(MMeshBase const& mesh) {
@@ -201,7 +232,7 @@ PageData PackModel(Model const& model, ViewOptions const& options, Context const
     page.result.nodes = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     page.result.shown = chosen.elements.size();
     std::array<double, 6> const box = BoxOf(mesh);
-    Packer packer(model, chosen, context);
+    Packer packer(model, chosen);
     packer.AddMesh(box);
     for (Detail::PageField const& field : fields)
         packer.AddField(field);
@@ -217,7 +248,7 @@ PageData PackModel(Model const& model, ViewOptions const& options, Context const
                    {"color", page.result.color}};
     if (model.frame)
         header["frame"] = Mesh::FrameWord(*model.frame);
-    page.data = packer.Finish(std::move(header));
+    Detail::WithThreads(context, [&](bool parallel) { page.data = packer.Pack(header, parallel, context); });
     page.result.bytes = page.data.size();
     return page;
 }
