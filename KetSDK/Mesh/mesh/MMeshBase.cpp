@@ -348,25 +348,23 @@ void MMeshBase::DisableSorting() {
 
 // Elements
 
-MMeshElement* MMeshBase::_AddElementWithoutSubVolume(char n, MMeshPoint** nodes) {
-    std::uint64_t const index = m_elements->AddElement(n, nodes);
-    MMeshElement* const e = m_elements->GetElementPtrAt(index);
-    try {
-        m_element_masks->RegisterMaskObject(*e);
-    } catch (...) {
-        m_elements->ShrinkTo(index);
-        throw;
-    }
-    return e;
-}
-
 MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
     if (m_subvolumes.empty())
         throw std::runtime_error("invalid state");
-    m_element_masks->GetSubvolumeMask(); // made now, it has room for the element
-    MMeshElement* const e = _AddElementWithoutSubVolume(n, nodes);
-    GetMainSubVolume()->IncludeElement(*e);
-    return e;
+    return AddElementTo(*GetMainSubVolume(), n, nodes);
+}
+
+MMeshElement* MMeshBase::AddElementTo(MMeshSubVolume& sub_volume, char n, MMeshPoint** nodes) {
+    MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
+    MMeshElement& e = m_elements->Append(static_cast<unsigned char>(n), nodes);
+    try {
+        m_element_masks->RegisterMaskObject(e, numbers, sub_volume.GetID());
+    } catch (...) {
+        m_elements->ShrinkTo(m_elements->GetNumElements() - 1);
+        throw;
+    }
+    sub_volume.Count(1);
+    return &e;
 }
 
 void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {

@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
@@ -22,12 +23,7 @@ MMeshElementContainer& MMeshElementContainer::operator=(MMeshElementContainer&& 
 }
 
 std::uint64_t MMeshElementContainer::AddElement(char n, MMeshPoint** nodes) {
-    if (m_elements.size() >= std::numeric_limits<MLong>::max())
-        throw std::length_error("more than 2147483647 elements");
-    auto const count = static_cast<unsigned char>(n);
-    MMeshPoint** const array = LendArray(count);
-    std::copy_n(nodes, count, array);
-    m_elements.emplace_back().Borrow(count, array);
+    Append(static_cast<unsigned char>(n), nodes);
     return m_elements.size() - 1;
 }
 
@@ -35,14 +31,17 @@ std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& 
     return AddElement(static_cast<char>(nodes.size()), const_cast<MMeshPoint**>(nodes.data()));
 }
 
-KetSDK::Support::MArena& MMeshElementContainer::NodeMemory() {
-    if (!m_memory)
-        m_memory = std::make_unique<KetSDK::Support::MArena>();
-    return *m_memory;
-}
-
-MMeshPoint** MMeshElementContainer::LendArray(std::size_t n) {
-    return static_cast<MMeshPoint**>(NodeMemory().Allocate(n * sizeof(MMeshPoint*)));
+MMeshElement& MMeshElementContainer::Append(unsigned char count, MMeshPoint* const* nodes) {
+    if (m_elements.size() >= std::numeric_limits<MLong>::max())
+        throw std::length_error("more than 2147483647 elements");
+    MMeshPoint** const array = LendArray(count);
+    KetSDK::Support::PrefetchAheadToWrite(array);
+    for (unsigned int i = 0; i < count; ++i) // a call would take as long as the rest
+        array[i] = nodes[i];
+    MMeshElement& element = m_elements.emplace_back();
+    KetSDK::Support::PrefetchAheadToWrite(&element);
+    element.Borrow(count, array);
+    return element;
 }
 
 void MMeshElementContainer::Expect(std::size_t elements, std::size_t nodes) {
