@@ -271,16 +271,27 @@ bool MMeshBase::IsConsistent() const {
         std::as_const(*m_element_masks).GetSurfaceMask();
     auto const points = static_cast<std::uint32_t>(NumberOfPoints());
     bool consistent = true;
+    std::uint32_t largest = 0; // a negative number becomes a large one
+    auto const look_at = [&largest](MMeshElement const& e, unsigned int i) {
+        largest = std::max(largest, static_cast<std::uint32_t>(e.GetNode(i)->GetIndex()));
+    };
     Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
         unsigned char const n = e.GetNodeCount();
-        bool good = MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
-        for (unsigned int i = 0; i < n; ++i) // a negative number becomes a large one
-            good &= static_cast<std::uint32_t>(e.GetNode(i)->GetIndex()) < points;
-        if (faces && good)
-            for (MMeshSurfaceTriangleList::Face const face : faces->GetValue(e))
-                good &= MMeshSurfaceTriangleList::IsFaceOf(n, face.tetrahedron, face.triangle);
-        consistent &= good;
+        if (n == 4) { // nearly always
+            for (unsigned int i = 0; i < 4; ++i)
+                look_at(e, i);
+            return;
+        }
+        consistent &= MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
+        for (unsigned int i = 0; i < n; ++i)
+            look_at(e, i);
     });
+    consistent &= NumberOfElements() == 0 || largest < points;
+    if (faces && consistent)
+        for (MMeshElement const& e : Elements())
+            for (MMeshSurfaceTriangleList::Face const face : faces->GetValue(e))
+                consistent &=
+                    MMeshSurfaceTriangleList::IsFaceOf(e.GetNodeCount(), face.tetrahedron, face.triangle);
     return consistent;
 }
 
