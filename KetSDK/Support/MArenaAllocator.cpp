@@ -139,7 +139,7 @@ MArena::~MArena() {
         FreeInLargePages(chunk.memory, chunk.bytes);
 }
 
-void* MArena::Allocate(std::size_t bytes, std::size_t to_come) {
+void* MArena::AllocateOtherwise(std::size_t bytes, std::size_t to_come) {
     if (m_free && bytes == m_free_bytes) {
         FreeBlock* const block = m_free;
         m_free = block->next;

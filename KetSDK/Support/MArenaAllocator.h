@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <limits>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace KetSDK::Support {
@@ -26,7 +27,14 @@ public:
     std::size_t MemoryUsed() const noexcept { return m_total; }
     // Aligned for any type without a stricter alignment of its own. Whoever says how many blocks of this size
     // will follow, this one included, has the system asked for all of them at once.
-    void* Allocate(std::size_t bytes, std::size_t to_come = 1);
+    void* Allocate(std::size_t bytes, std::size_t to_come = 1) {
+        constexpr std::size_t alignment = alignof(std::max_align_t);
+        std::size_t const size = (bytes + alignment - 1) / alignment * alignment;
+        if (m_free || size > m_left)
+            return AllocateOtherwise(bytes, to_come);
+        m_left -= size;
+        return std::exchange(m_next, m_next + size);
+    }
     // So many bytes will probably follow. Then the system is not asked for less than a large page at a time.
     void Expect(std::size_t bytes) noexcept { m_expected = bytes; }
     void Deallocate(void* block, std::size_t bytes) noexcept;
@@ -40,6 +48,8 @@ private:
         FreeBlock* next;
     };
 
+    // A block that was given back, or one of a new chunk.
+    void* AllocateOtherwise(std::size_t bytes, std::size_t to_come);
     // For a block of so many bytes, and for blocks of so many in all.
     void AddChunk(std::size_t bytes, std::size_t to_come);
 

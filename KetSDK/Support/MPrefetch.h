@@ -18,4 +18,11 @@ namespace KetSDK::Support {
     __builtin_prefetch(address, 1);
 }
 
+// For a loop that fills memory from here on, one line of the cache after another. Left alone the processor
+// asks for lines so late that a mesh which does not fit into its cache takes twice as long to write.
+[[gnu::always_inline]] inline void PrefetchAheadToWrite(void const* address) noexcept {
+    constexpr int distance = 2048;
+    __builtin_prefetch(static_cast<char const*>(address) + distance, 1);
+}
+
 } // namespace KetSDK::Support

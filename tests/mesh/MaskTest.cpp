@@ -45,6 +45,26 @@ TEST(MaskContainer, HandsOutIndicesInBatchesAndReusesTheLastOne) {
     EXPECT_EQ(mask.GetValue(stranger), 7.5) << "an object without a slot reads the default";
 }
 
+TEST(MaskContainer, GrowsByAQuarterAtMostAndKeepsValues) {
+    MDataMaskContainer<MMeshPoint> container;
+    MDataMask<MMeshPoint, int> mask(-5);
+    ASSERT_TRUE(container.AddMask(&mask));
+    std::vector<MMeshPoint> points(50000);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        container.RegisterMaskObject(points[i]);
+        ASSERT_EQ(mask.GetValue(points[i]), -5);
+        mask.SetValue(points[i], static_cast<int>(i));
+        std::size_t const pages = i / 1024 + 1;
+        ASSERT_LE(mask.MemoryUsed(), (pages + pages / 4) * 4096 + 64 * pages + 256);
+    }
+    // A mask that comes when there are many takes no more than they need.
+    MDataMask<MMeshPoint, int> late(7);
+    ASSERT_TRUE(container.AddMask(&late));
+    EXPECT_LE(late.MemoryUsed(), 49 * (4096 + 8) + 64);
+    for (std::size_t i = 0; i < points.size(); ++i)
+        ASSERT_TRUE(mask.GetValue(points[i]) == static_cast<int>(i) && late.GetValue(points[i]) == 7) << i;
+}
+
 TEST(MaskContainer, NeitherSideTouchesADeadOne) {
     MDataMask<MMeshElement, int> survivor;
     {

@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <stdexcept>
 
 namespace {
@@ -67,6 +68,18 @@ TEST_F(MeshState, GivesBackEverythingButUserMasks) {
     MMeshBase again;
     LoadState(again, m_path);
     EXPECT_EQ(FindMeshDifference(*target.mesh, again), std::nullopt);
+}
+
+TEST_F(MeshState, GivesBackElementsOfAllKindsInAnyOrder) {
+    MMeshBase mesh;
+    for (int run = 0; run < 4; ++run) // many of a kind, each beyond the buffer, then kinds in turn
+        for (unsigned char const kind : std::array<unsigned char, 4>{4, 10, 6, 8})
+            for (int i = 0; i < (run < 1 ? 5000 : 1); ++i)
+                TestMeshes::AddElementOfKind(mesh, kind);
+    SaveState(mesh, m_path);
+    MMeshBase loaded;
+    LoadState(loaded, m_path);
+    EXPECT_EQ(FindMeshDifference(mesh, loaded), std::nullopt);
 }
 
 TEST_F(MeshState, RefusesWhatIsCutOffOrDamagedAndKeepsTheMesh) {

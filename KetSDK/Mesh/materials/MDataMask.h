@@ -94,8 +94,14 @@ public:
     void Resize(std::uint64_t capacity) override {
         std::uint64_t const left_over = std::min(m_values.Capacity(), capacity);
         m_values.Grow(capacity, m_default);
-        for (std::uint64_t i = std::exchange(this->m_size, capacity); i < left_over; ++i)
-            m_values[i] = m_default; // an earlier owner may have left something here
+        // An earlier owner may have left something here.
+        m_values.Fill(std::exchange(this->m_size, capacity), left_over, m_default);
+    }
+    // The same for a new mask of numbers whose caller fills the first slots, which hold anything until then.
+    void ResizeUnfilled(std::uint64_t capacity, std::uint64_t slots_to_fill) {
+        m_values.GrowUnfilled(capacity);
+        m_values.Fill(slots_to_fill, capacity, m_default);
+        this->m_size = capacity;
     }
     void ResetValueAt(std::uint64_t index) override { SetValueAt(index, m_default); }
     std::size_t MemoryUsed() const override {

@@ -14,14 +14,6 @@ template <typename T>
 void MDataMaskContainer<T>::Optimise() {}
 
 template <typename T>
-void MDataMaskContainer<T>::RegisterMaskObject(T& object) {
-    std::uint64_t const index = _GetNewID();
-    object.SetMaskIndex(index);
-    if (m_keep_objects)
-        m_objects[index] = &object;
-}
-
-template <typename T>
 typename MDataMaskContainer<T>::NewIndices MDataMaskContainer<T>::HandOut(std::uint64_t count) {
     NewIndices indices;
     std::uint64_t const reused = std::min(count, m_free_count);
@@ -59,7 +51,8 @@ void MDataMaskContainer<T>::UnregisterMaskObject(T const& object) {
 
 template <typename T>
 void MDataMaskContainer<T>::ResetMaskObject(T const& object) {
-    _SetDefault(object.GetMaskIndex());
+    for (MDataMaskBase<T>* mask : m_masks)
+        mask->ResetValueAt(object.GetMaskIndex());
 }
 
 template <typename T>
@@ -159,18 +152,6 @@ void MDataMaskContainer<T>::DropMasks() noexcept {
 }
 
 template <typename T>
-std::uint64_t MDataMaskContainer<T>::_GetNewID() {
-    if (m_free_count == 0)
-        FreeFrom(GrowBy(1));
-    std::uint64_t const index = m_free[m_free_count - 1];
-    if (m_keep_objects)
-        m_objects.Grow(index + 1, nullptr); // objects may have been forgotten
-    _SetDefault(index);
-    --m_free_count;
-    return index;
-}
-
-template <typename T>
 std::uint64_t MDataMaskContainer<T>::GetNewIDs(std::uint64_t count) {
     std::uint64_t const first = GrowBy(count);
     FreeFrom(first + count);
@@ -213,8 +194,9 @@ std::uint64_t MDataMaskContainer<T>::GetNewIDsUnfilled(std::uint64_t count) {
 template <typename T>
 void MDataMaskContainer<T>::FreeFrom(std::uint64_t index) {
     // Descending, so that the lowest index lies on top.
+    m_free.Grow(m_free_count + m_capacity - index, 0);
     for (std::uint64_t i = m_capacity; i-- > index;)
-        Push(i);
+        m_free[m_free_count++] = i;
 }
 
 template <typename T>
@@ -234,12 +216,6 @@ template <typename T>
 void MDataMaskContainer<T>::_ReallocateMasks(std::uint64_t capacity) {
     for (MDataMaskBase<T>* mask : m_masks)
         mask->Resize(capacity);
-}
-
-template <typename T>
-void MDataMaskContainer<T>::_SetDefault(std::uint64_t index) {
-    for (MDataMaskBase<T>* mask : m_masks)
-        mask->ResetValueAt(index);
 }
 
 template class MDataMaskContainer<MMeshElement>;

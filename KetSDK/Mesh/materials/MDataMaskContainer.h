@@ -5,12 +5,15 @@
 #include <KetSDK/Mesh/materials/MDataMask.h>
 #include <KetSDK/Mesh/mesh/MMeshElement.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // Hands out and takes back the mask indices of objects of type T (MMeshElement, MMeshPoint, MStlTriangle) and
@@ -30,7 +33,13 @@ public:
     virtual void Optimise();
 
     // Gives the object a fresh index, also when it has one already.
-    void RegisterMaskObject(T& object);
+    void RegisterMaskObject(T& object) { Enter(object, _GetNewID()); }
+    // The same for an object that has a value in one of the masks.
+    template <typename V>
+    void RegisterMaskObject(T& object, MDataMask<T, V>& mask, V value) {
+        Enter(object, _GetNewID(&mask));
+        mask.SetValue(object, std::move(value));
+    }
     // The same for many objects at once, in order: next() returns one after the other and throws nothing.
     // Out of memory, both change nothing.
     template <typename Next>
@@ -66,7 +75,8 @@ public:
     }
     // Registers many objects on several threads when parallel; at(i) is object i of them, on any thread.
     // Unlike HandOut it needs no memory of its own where the masks have room. With `numbered`, objects that
-    // have the numbers from 0 on as indices already, as the first objects of a container get them.
+    // have the numbers from 0 on as indices already, as the first objects of a container get them. They
+    // lie one behind the other in memory, in blocks of 1024 or a multiple.
     template <typename At>
     void RegisterMaskObjectsAt(std::uint64_t count, bool parallel, At const& at, bool numbered = false) {
         std::uint64_t const reused = count < m_free_count ? count : m_free_count;
@@ -140,13 +150,34 @@ protected:
     void DropMasks() noexcept;
 
 private:
-    std::uint64_t _GetNewID();
+    // With its default in every mask but one, null for none.
+    std::uint64_t _GetNewID(MDataMaskBase<T> const* but = nullptr) {
+        if (m_free_count == 0)
+            FreeFrom(GrowBy(1));
+        std::uint64_t const index = m_free[m_free_count - 1];
+        if (m_keep_objects && index >= m_objects.Capacity())
+            m_objects.Grow(index + 1, nullptr); // objects have been forgotten
+        for (MDataMaskBase<T>* const mask : m_masks)
+            if (mask != but)
+                mask->ResetValueAt(index);
+        --m_free_count;
+        return index;
+    }
     // Enters objects that have their numbers as indices, of which it need not read or write any.
     template <typename At>
     void EnterNumbered(std::uint64_t first, std::uint64_t last, At const& at) noexcept {
-        if (m_keep_objects)
-            for (std::uint64_t i = first; i < last; ++i)
-                m_objects[i] = &at(i);
+        constexpr std::uint64_t run = KetSDK::Mesh::Detail::MPagedArray<T*>::PageSize;
+        if (!m_keep_objects)
+            return;
+        for (std::uint64_t end = first; first < last; first = end) {
+            end = std::min(last, (first / run + 1) * run);
+            T* object = &at(first);
+            T** const entries = &m_objects[first];
+            for (T** entry = entries; entry != entries + (end - first); ++entry) {
+                KetSDK::Support::PrefetchAheadToWrite(entry);
+                *entry = object++;
+            }
+        }
     }
     // So many indices that follow each other; returns the first. None may be free.
     std::uint64_t GetNewIDs(std::uint64_t count);
@@ -168,7 +199,6 @@ private:
     void _ReleaseID(std::uint64_t index);
     void Push(std::uint64_t index);
     void _ReallocateMasks(std::uint64_t capacity);
-    void _SetDefault(std::uint64_t index);
 
     static constexpr std::uint64_t Batch = 128;
 

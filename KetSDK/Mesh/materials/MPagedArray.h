@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+#include <utility>
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
@@ -19,10 +21,18 @@ public:
 
     // Adds pages until `size` entries fit; new pages are filled with `value`. Out of memory, none.
     void Grow(std::uint64_t size, V const& value) {
-        std::size_t page = m_pages.size();
+        std::uint64_t const before = Capacity();
+        if (size <= before)
+            return;
         GrowUnfilled(size);
-        for (; page < m_pages.size(); ++page)
-            std::fill_n(m_pages[page]->values, PageSize, value);
+        Fill(before, Capacity(), value);
+    }
+    // Puts a value into entries first to last - 1.
+    void Fill(std::uint64_t first, std::uint64_t last, V const& value) {
+        for (std::uint64_t end = first; first < last; first = end) {
+            end = std::min(last, (first / PageSize + 1) * PageSize);
+            std::fill_n(&(*this)[first], end - first, value);
+        }
     }
     // The same for a caller who fills the new pages; those of numbers hold anything.
     void GrowUnfilled(std::uint64_t size) {
@@ -31,8 +41,19 @@ public:
             return;
         if (pages > m_pages.capacity())
             m_pages.reserve(std::max(pages, 2 * m_pages.size()));
-        for (Page& page : m_chunks.emplace_back(pages - m_pages.size()))
-            m_pages.push_back(&page);
+        std::size_t const missing = pages - m_pages.size();
+        std::span<Page> added;
+        // Where pages come a few at a time, a quarter more than there are come at once.
+        if (missing > m_spare.size())
+            added = m_chunks.emplace_back(std::max(missing - m_spare.size(), m_pages.size() / 4));
+        while (m_pages.size() < pages) {
+            if (m_spare.empty())
+                m_spare = std::exchange(added, {});
+            m_pages.push_back(&m_spare.front());
+            m_spare = m_spare.subspan(1);
+        }
+        if (!added.empty())
+            m_spare = added;
     }
 
     void Clear() noexcept {
@@ -42,6 +63,7 @@ public:
     void Swap(MPagedArray& other) noexcept {
         m_pages.swap(other.m_pages);
         m_chunks.swap(other.m_chunks);
+        std::swap(m_spare, other.m_spare);
     }
 
     V& operator[](std::uint64_t i) noexcept {
@@ -57,7 +79,7 @@ public:
 
     std::uint64_t Capacity() const noexcept { return m_pages.size() * std::uint64_t{PageSize}; }
     std::size_t MemoryUsed() const noexcept {
-        return m_pages.size() * sizeof(Page) + m_pages.capacity() * sizeof(m_pages[0]) +
+        return (m_pages.size() + m_spare.size()) * sizeof(Page) + m_pages.capacity() * sizeof(m_pages[0]) +
                m_chunks.capacity() * sizeof(m_chunks[0]);
     }
 
@@ -70,6 +92,7 @@ private:
 
     std::vector<Page*> m_pages;
     std::vector<Chunk> m_chunks;
+    std::span<Page> m_spare; // the last pages of the last chunk
 };
 
 } // namespace KetSDK::Mesh::Detail

@@ -271,16 +271,27 @@ bool MMeshBase::IsConsistent() const {
         std::as_const(*m_element_masks).GetSurfaceMask();
     auto const points = static_cast<std::uint32_t>(NumberOfPoints());
     bool consistent = true;
+    std::uint32_t largest = 0; // a negative number becomes a large one
+    auto const look_at = [&largest](MMeshElement const& e, unsigned int i) {
+        largest = std::max(largest, static_cast<std::uint32_t>(e.GetNode(i)->GetIndex()));
+    };
     Elements().ForEachWithNodes([&](MMeshElement const& e, std::uint64_t) {
         unsigned char const n = e.GetNodeCount();
-        bool good = MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
-        for (unsigned int i = 0; i < n; ++i) // a negative number becomes a large one
-            good &= static_cast<std::uint32_t>(e.GetNode(i)->GetIndex()) < points;
-        if (faces && good)
-            for (MMeshSurfaceTriangleList::Face const face : faces->GetValue(e))
-                good &= MMeshSurfaceTriangleList::IsFaceOf(n, face.tetrahedron, face.triangle);
-        consistent &= good;
+        if (n == 4) { // nearly always
+            for (unsigned int i = 0; i < 4; ++i)
+                look_at(e, i);
+            return;
+        }
+        consistent &= MMeshElementDescriptor::GetNumTetraOfElement(n) > 0;
+        for (unsigned int i = 0; i < n; ++i)
+            look_at(e, i);
     });
+    consistent &= NumberOfElements() == 0 || largest < points;
+    if (faces && consistent)
+        for (MMeshElement const& e : Elements())
+            for (MMeshSurfaceTriangleList::Face const face : faces->GetValue(e))
+                consistent &=
+                    MMeshSurfaceTriangleList::IsFaceOf(e.GetNodeCount(), face.tetrahedron, face.triangle);
     return consistent;
 }
 
@@ -348,25 +359,23 @@ void MMeshBase::DisableSorting() {
 
 // Elements
 
-MMeshElement* MMeshBase::_AddElementWithoutSubVolume(char n, MMeshPoint** nodes) {
-    std::uint64_t const index = m_elements->AddElement(n, nodes);
-    MMeshElement* const e = m_elements->GetElementPtrAt(index);
-    try {
-        m_element_masks->RegisterMaskObject(*e);
-    } catch (...) {
-        m_elements->ShrinkTo(index);
-        throw;
-    }
-    return e;
-}
-
 MMeshElement* MMeshBase::AddElement(char n, MMeshPoint** nodes) {
     if (m_subvolumes.empty())
         throw std::runtime_error("invalid state");
-    m_element_masks->GetSubvolumeMask(); // made now, it has room for the element
-    MMeshElement* const e = _AddElementWithoutSubVolume(n, nodes);
-    GetMainSubVolume()->IncludeElement(*e);
-    return e;
+    return AddElementTo(*GetMainSubVolume(), n, nodes);
+}
+
+MMeshElement* MMeshBase::AddElementTo(MMeshSubVolume& sub_volume, char n, MMeshPoint** nodes) {
+    MDataMask<MMeshElement, int>& numbers = *m_element_masks->GetSubvolumeMask();
+    MMeshElement& e = m_elements->Append(static_cast<unsigned char>(n), nodes);
+    try {
+        m_element_masks->RegisterMaskObject(e, numbers, sub_volume.GetID());
+    } catch (...) {
+        m_elements->ShrinkTo(m_elements->GetNumElements() - 1);
+        throw;
+    }
+    sub_volume.Count(1);
+    return &e;
 }
 
 void MMeshBase::AddElements(MMeshElementArrays const& elements, bool parallel) {

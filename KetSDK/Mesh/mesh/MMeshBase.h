@@ -243,7 +243,10 @@ private:
     friend class KetSDK::Mesh::Detail::MeshSwap; // takes nodes, elements and their values out and puts them
                                                  // back
 
-    MMeshElement* _AddElementWithoutSubVolume(char n, MMeshPoint** nodes);
+    friend class MMeshSubVolume; // adds elements of its own
+
+    // Adds an element of a sub-volume of this mesh.
+    MMeshElement* AddElementTo(MMeshSubVolume& sub_volume, char n, MMeshPoint** nodes);
     // New elements that point at the nodes of `points` with the same indices as their old nodes.
     static std::unique_ptr<MMeshElementContainer>
     _CreateElementContainerFromOther(MMeshPointContainer& points, MMeshElementContainer const& elements);

@@ -5,9 +5,12 @@
 #include <KetSDK/Mesh/materials/MMeshElementMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 
@@ -22,12 +25,7 @@ MMeshElementContainer& MMeshElementContainer::operator=(MMeshElementContainer&& 
 }
 
 std::uint64_t MMeshElementContainer::AddElement(char n, MMeshPoint** nodes) {
-    if (m_elements.size() >= std::numeric_limits<MLong>::max())
-        throw std::length_error("more than 2147483647 elements");
-    auto const count = static_cast<unsigned char>(n);
-    MMeshPoint** const array = LendArray(count);
-    std::copy_n(nodes, count, array);
-    m_elements.emplace_back().Borrow(count, array);
+    Append(static_cast<unsigned char>(n), nodes);
     return m_elements.size() - 1;
 }
 
@@ -35,14 +33,17 @@ std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& 
     return AddElement(static_cast<char>(nodes.size()), const_cast<MMeshPoint**>(nodes.data()));
 }
 
-KetSDK::Support::MArena& MMeshElementContainer::NodeMemory() {
-    if (!m_memory)
-        m_memory = std::make_unique<KetSDK::Support::MArena>();
-    return *m_memory;
-}
-
-MMeshPoint** MMeshElementContainer::LendArray(std::size_t n) {
-    return static_cast<MMeshPoint**>(NodeMemory().Allocate(n * sizeof(MMeshPoint*)));
+MMeshElement& MMeshElementContainer::Append(unsigned char count, MMeshPoint* const* nodes) {
+    if (m_elements.size() >= std::numeric_limits<MLong>::max())
+        throw std::length_error("more than 2147483647 elements");
+    MMeshPoint** const array = LendArray(count);
+    KetSDK::Support::PrefetchAheadToWrite(array);
+    for (unsigned int i = 0; i < count; ++i) // a call would take as long as the rest
+        array[i] = nodes[i];
+    MMeshElement& element = m_elements.emplace_back();
+    KetSDK::Support::PrefetchAheadToWrite(&element);
+    element.Borrow(count, array);
+    return element;
 }
 
 void MMeshElementContainer::Expect(std::size_t elements, std::size_t nodes) {
@@ -108,34 +109,114 @@ MeshElementsIterator<1> MMeshElementContainer::GetElementEndIter() const {
     return {this, m_elements.size()};
 }
 
+namespace {
+
+// The elements of a block as bytes, many at a time.
+constexpr std::size_t BytesAtOnce = std::size_t{1} << 16;
+constexpr std::size_t NumberSize = sizeof(MLong);
+constexpr std::size_t SmallestElement = 1 + 4 * NumberSize;
+constexpr std::size_t LargestElement = 1 + std::numeric_limits<std::uint8_t>::max() * NumberSize;
+
+// A number and its bytes, the lowest first.
+void PutNumber(MLong number, std::byte* bytes) noexcept {
+    std::memcpy(bytes, &number, NumberSize);
+    if constexpr (std::endian::native == std::endian::big)
+        std::reverse(bytes, bytes + NumberSize);
+}
+MLong NumberAt(std::byte const* bytes) noexcept {
+    std::byte own[NumberSize];
+    std::copy_n(bytes, NumberSize, own);
+    if constexpr (std::endian::native == std::endian::big)
+        std::reverse(own, own + NumberSize);
+    MLong number;
+    std::memcpy(&number, own, NumberSize);
+    return number;
+}
+
+// Takes elements from a block, of which it reads no byte too many.
+class ElementBlockReader {
+public:
+    ElementBlockReader(MFile& file, std::uint32_t elements)
+        : m_file(file)
+        , m_elements_left(elements) {}
+
+    // Of the next element the number of nodes and their indices, NumberSize bytes each. Throws
+    // std::runtime_error("invalid state") for one of an unknown kind and for one that is cut off.
+    std::span<std::byte const> Take() {
+        if (m_end - m_next < SmallestElement)
+            Fetch(SmallestElement);
+        auto const nodes = std::to_integer<unsigned char>(m_bytes[m_next]);
+        if (MMeshElementDescriptor::GetNumTetraOfElement(nodes) == 0)
+            throw std::runtime_error("invalid state");
+        std::size_t const size = 1 + nodes * NumberSize;
+        if (m_end - m_next < size)
+            Fetch(size);
+        --m_elements_left;
+        m_next += size;
+        return {m_bytes.data() + (m_next - size + 1), size - 1};
+    }
+
+private:
+    // So many bytes at least of the next element, and what all others have at least.
+    void Fetch(std::size_t size) {
+        std::copy(m_bytes.data() + m_next, m_bytes.data() + m_end, m_bytes.data());
+        m_end -= m_next;
+        m_next = 0;
+        std::uint64_t const certain = size + (m_elements_left - 1) * std::uint64_t{SmallestElement};
+        auto const wanted = static_cast<std::size_t>(std::min<std::uint64_t>(certain, BytesAtOnce));
+        if (m_file.Read(m_bytes.data() + m_end, wanted - m_end) < wanted - m_end)
+            throw std::runtime_error("invalid state");
+        m_end = wanted;
+    }
+
+    MFile& m_file;
+    std::uint64_t m_elements_left;
+    std::vector<std::byte> m_bytes = std::vector<std::byte>(BytesAtOnce);
+    std::size_t m_next = 0; // up to m_end
+    std::size_t m_end = 0;
+};
+
+} // namespace
+
 void MMeshElementContainer::SaveElementsToFile(MFile* file) const {
     file->WRITE(static_cast<std::uint32_t>(m_elements.size()));
-    ForEachWithNodes([file](MMeshElement const& element, std::uint64_t) {
-        file->WRITE(element.GetNodeCount());
-        for (unsigned int i = 0; i < element.GetNodeCount(); ++i)
-            file->WRITE(element.GetNode(i)->GetIndex());
+    std::vector<std::byte> bytes(BytesAtOnce + LargestElement);
+    std::byte* next = bytes.data();
+    auto const write = [&] {
+        file->Write(bytes.data(), static_cast<std::size_t>(next - bytes.data()));
+        next = bytes.data();
+    };
+    ForEachWithNodes([&](MMeshElement const& element, std::uint64_t) {
+        *next++ = std::byte{element.GetNodeCount()};
+        for (unsigned int i = 0; i < element.GetNodeCount(); ++i, next += NumberSize)
+            PutNumber(element.GetNode(i)->GetIndex(), next);
+        if (next >= bytes.data() + BytesAtOnce)
+            write();
     });
+    write();
 }
 
 void MMeshElementContainer::LoadElementsFromFile(MMeshBase* mesh, MFile* file) {
     // The block is read into a container of its own first, so that a bad one changes nothing.
     MMeshElementContainer loaded;
     auto const count = file->READ<std::uint32_t>();
-    std::vector<MMeshPoint*> nodes(std::numeric_limits<std::uint8_t>::max());
-    for (std::uint32_t i = 0; i < count && file->IsGood(); ++i) {
-        auto const n = file->READ<std::uint8_t>();
-        if (MMeshElementDescriptor::GetNumTetraOfElement(n) == 0)
-            throw std::runtime_error("invalid state");
-        for (unsigned int k = 0; k < n; ++k) {
-            auto const number = file->READ<MLong>();
-            if (number < 0 || number >= mesh->NumberOfPoints())
-                throw std::runtime_error("invalid state");
-            nodes[k] = mesh->GetRandomPoint(static_cast<std::uint64_t>(number));
-        }
-        loaded.AddElement(static_cast<char>(n), nodes.data());
-    }
     if (!file->IsGood())
         throw std::runtime_error("invalid state");
+    ElementBlockReader block(*file, count);
+    std::vector<MMeshPoint*> nodes(std::numeric_limits<std::uint8_t>::max());
+    auto const points = static_cast<std::uint32_t>(mesh->NumberOfPoints());
+    for (std::uint32_t i = 0; i < count; ++i) {
+        std::span<std::byte const> const numbers = block.Take();
+        std::size_t const n = numbers.size() / NumberSize;
+        for (std::size_t k = 0; k < n; ++k) {
+            // A negative number becomes a large one.
+            auto const number = static_cast<std::uint32_t>(NumberAt(&numbers[k * NumberSize]));
+            if (number >= points)
+                throw std::runtime_error("invalid state");
+            nodes[k] = &*mesh->GetRandomPoint(number);
+        }
+        loaded.Append(static_cast<unsigned char>(n), nodes.data());
+    }
     TakeRegistered(loaded, *mesh->GetElementMasks());
 }
 

@@ -133,8 +133,16 @@ private:
     using Storage = KetSDK::Support::MBlockStorage<MMeshElement, BlockSize>;
 
     // The node arrays of elements lie one behind the other, in memory that goes with the elements.
-    KetSDK::Support::MArena& NodeMemory();
-    MMeshPoint** LendArray(std::size_t n);
+    KetSDK::Support::MArena& NodeMemory() {
+        if (!m_memory)
+            m_memory = std::make_unique<KetSDK::Support::MArena>();
+        return *m_memory;
+    }
+    MMeshPoint** LendArray(std::size_t n) {
+        return static_cast<MMeshPoint**>(NodeMemory().Allocate(n * sizeof(MMeshPoint*)));
+    }
+    // Appends an element with copies of so many pointers. Throws as AddElement does.
+    MMeshElement& Append(unsigned char count, MMeshPoint* const* nodes);
     // Makes an element that stands on such an array, at a place that was claimed.
     static MMeshElement& MakeBorrowing(MMeshElement* place, unsigned char n, MMeshPoint** nodes) noexcept {
         MMeshElement* const element = ::new (static_cast<void*>(place)) MMeshElement;

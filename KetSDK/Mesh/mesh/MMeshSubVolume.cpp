@@ -70,11 +70,8 @@ void MMeshSubVolume::MoveAllElements(MMeshSubVolume* target) {
 }
 
 MMeshElement* MMeshSubVolume::AddElement(char n, MMeshPoint** nodes) {
-    RequireParent(m_parent);
-    MMeshElement* const e = m_parent->AddElement(n, nodes);
-    IncludeElement(*e);
-    m_parent->GetMainSubVolume()->Count(-1U);
-    return e;
+    RequireParent(m_parent && m_parent->NumberOfSubVolumes() > 0 ? m_parent : nullptr);
+    return m_parent->AddElementTo(*this, n, nodes);
 }
 
 SubVolumeElementsIterator<0> MMeshSubVolume::begin() {

@@ -2,18 +2,17 @@
 #include <KetSDK/Mesh/persistence/MMeshBaseManager.h>
 
 #include <KetSDK/FileIO/FileSystem/MFile.h>
+#include <KetSDK/Mesh/persistence/detail/Checksum.h>
 #include <KetSDK/Mesh/persistence/detail/MeshSwap.h>
-
-#include <xxhash.h>
 
 #include <algorithm>
 #include <filesystem>
-#include <new>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+using KetSDK::Mesh::Detail::Checksum;
 using KetSDK::Mesh::Detail::MeshSwap;
 
 namespace {
@@ -21,27 +20,21 @@ namespace {
 constexpr std::size_t BytesAtOnce = std::size_t{1} << 16;
 
 // The checksum over all bytes of a file that are read or written.
-class Checksum : public MFileObserver {
+class PassingChecksum : public MFileObserver {
 public:
-    Checksum()
-        : m_state(XXH3_createState(), &XXH3_freeState) {
-        if (!m_state)
-            throw std::bad_alloc();
-        XXH3_64bits_reset(m_state.get());
-    }
     bool OnBytes(std::byte const* bytes, std::size_t size) override {
-        XXH3_64bits_update(m_state.get(), bytes, size);
+        m_checksum.Add(bytes, size);
         return true;
     }
-    std::uint64_t Get() const { return XXH3_64bits_digest(m_state.get()); }
+    std::uint64_t Get() const noexcept { return m_checksum.Get(); }
 
 private:
-    std::unique_ptr<XXH3_state_t, XXH_errorcode (*)(XXH3_state_t*)> m_state;
+    Checksum m_checksum;
 };
 
 // The checksum of a whole file; nothing when it cannot be read to its end.
 std::optional<std::uint64_t> HashOf(MFileName const& path) {
-    Checksum checksum;
+    PassingChecksum checksum;
     MFile file(path, MFile::Mode::Read);
     file.SetObserver(&checksum);
     std::vector<char> bytes(BytesAtOnce);
@@ -155,7 +148,7 @@ bool MMeshBaseManager::WriteOne(Entry& entry) {
     MFileName const path = GetFolder() / (std::to_string(m_files++) + ".mesh");
     MFileName const beside = path.WithExtension(".part");
     entry.sub_volumes = MeshSwap::SubVolumesOf(*entry.mesh);
-    Checksum checksum;
+    PassingChecksum checksum;
     MFile file(beside, MFile::Mode::Write);
     file.SetObserver(&checksum);
     try {

@@ -10,14 +10,12 @@
 #include <KetSDK/FileIO/SAX/MSAXTextWriter.h>
 #include <KetSDK/Mesh/persistence/MMeshFrameArray.h>
 #include <KetSDK/Mesh/persistence/MSAXMeshBase.h>
-
-#include <xxhash.h>
+#include <KetSDK/Mesh/persistence/detail/Checksum.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
-#include <new>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -54,18 +52,13 @@ class Watch : public MFileObserver {
 public:
     // Bytes from `hashed_size` on belong to the trailer.
     Watch(std::uint64_t hashed_size, IncrementalProgressReporter& reporter)
-        : m_state(XXH3_createState(), &XXH3_freeState)
-        , m_hashed_size(hashed_size)
-        , m_reporter(reporter) {
-        if (!m_state)
-            throw std::bad_alloc();
-        XXH3_64bits_reset(m_state.get());
-    }
+        : m_hashed_size(hashed_size)
+        , m_reporter(reporter) {}
 
     bool OnBytes(std::byte const* bytes, std::size_t size) override {
         std::uint64_t const left = m_hashed_size - std::min(m_position, m_hashed_size);
         auto const hashed = static_cast<std::size_t>(std::min<std::uint64_t>(size, left));
-        XXH3_64bits_update(m_state.get(), bytes, hashed);
+        m_checksum.Add(bytes, hashed);
         m_trailer.append(reinterpret_cast<char const*>(bytes) + hashed, size - hashed);
         m_position += size;
         m_reporter = m_position;
@@ -73,12 +66,12 @@ public:
         return !m_cancelled;
     }
 
-    std::uint64_t GetHash() const { return XXH3_64bits_digest(m_state.get()); }
+    std::uint64_t GetHash() const noexcept { return m_checksum.Get(); }
     bool IsCancelled() const noexcept { return m_cancelled; }
     std::string const& GetTrailer() const noexcept { return m_trailer; }
 
 private:
-    std::unique_ptr<XXH3_state_t, XXH_errorcode (*)(XXH3_state_t*)> m_state;
+    KetSDK::Mesh::Detail::Checksum m_checksum;
     std::uint64_t m_hashed_size;
     std::uint64_t m_position = 0;
     std::string m_trailer;

@@ -71,6 +71,12 @@ struct BuiltInMask : BuiltInMaskTraits {
         mask->Resize(masks.GetCapacity());
         return mask;
     }
+    // The same of numbers, for a caller who fills the first slots.
+    std::unique_ptr<M> MakeAsideUnfilled(C const& masks, std::uint64_t slots_to_fill) const {
+        std::unique_ptr<M> mask = New();
+        mask->ResizeUnfilled(masks.GetCapacity(), slots_to_fill);
+        return mask;
+    }
     // Takes the values of one that was made aside; null changes nothing. A mask that exists stays the same
     // object.
     void TakeValues(C& masks, std::unique_ptr<M> aside) const {
@@ -87,6 +93,14 @@ struct BuiltInMask : BuiltInMaskTraits {
 
     void Release(C& masks) const noexcept { (masks.*member).reset(); }
 
+    template <typename Mesh>
+    static auto& MasksOf(Mesh& mesh) {
+        if constexpr (std::is_same_v<C, MMeshElementMaskContainer>)
+            return *mesh.GetElementMasks();
+        else
+            return *mesh.GetPointMasks();
+    }
+
     std::unique_ptr<M> C::*member;
     V default_value;
 
@@ -95,14 +109,6 @@ private:
         auto mask = std::make_unique<M>(default_value);
         mask->SetCopyFlag((flags & Copied) != 0);
         return mask;
-    }
-
-    template <typename Mesh>
-    static auto& MasksOf(Mesh& mesh) {
-        if constexpr (std::is_same_v<C, MMeshElementMaskContainer>)
-            return *mesh.GetElementMasks();
-        else
-            return *mesh.GetPointMasks();
     }
 };
 

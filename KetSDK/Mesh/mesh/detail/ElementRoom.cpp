@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
 
+#include <KetSDK/Support/MPrefetch.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <numeric>
@@ -23,15 +24,20 @@ public:
     template <typename Count>
     void Find(MLong const* indices, Count count, MMeshPoint** nodes) const {
         constexpr std::size_t in_block = MMeshPointContainer::NodesPerBlock;
-        for (std::size_t i = 0; i < count; ++i) {
-            auto const node = static_cast<std::uint32_t>(indices[i]); // a negative index becomes a large one
-            if (node >= m_count)
-                throw std::runtime_error("invalid state");
-            nodes[i] = m_blocks[node / in_block] + node % in_block;
+        for (std::size_t i = 0; i < count;) {
+            Support::PrefetchAheadToWrite(nodes + i);
+            for (std::size_t const end = std::min<std::size_t>(i + NodesInLine, count); i < end; ++i) {
+                auto const node = static_cast<std::uint32_t>(indices[i]); // a negative one becomes large
+                if (node >= m_count)
+                    throw std::runtime_error("invalid state");
+                nodes[i] = m_blocks[node / in_block] + node % in_block;
+            }
         }
     }
 
 private:
+    static constexpr std::size_t NodesInLine = 8; // of the cache
+
     MMeshPoint* const* m_blocks;
     std::uint32_t m_count;
 };
@@ -82,6 +88,7 @@ void ElementRoom::MakeNumbered(std::span<MLong const> counts_and_nodes, MMeshPoi
         std::uint64_t const at = number - m_first / in_block * in_block;
         MMeshElement* const element = m_blocks[static_cast<std::size_t>(at / in_block)] + at % in_block;
         auto const count = static_cast<unsigned char>(*next++);
+        Support::PrefetchAheadToWrite(element);
         if (count == 4)
             find.Find(next, std::integral_constant<std::size_t, 4>(), nodes); // a loop without a count
         else

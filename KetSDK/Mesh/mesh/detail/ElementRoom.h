@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/mesh/MMeshElementContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshPointContainer.h>
+#include <KetSDK/Support/MPrefetch.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -84,6 +85,7 @@ public:
             MMeshElement* e = m_blocks[static_cast<std::size_t>(at / in_block)] + at % in_block;
             for (; i < end; ++i, ++e) {
                 unsigned char const count = counts.CountOf(i);
+                Support::PrefetchAheadToWrite(e);
                 made(MMeshElementContainer::MakeBorrowing(e, count, nodes), i);
                 nodes += count;
             }

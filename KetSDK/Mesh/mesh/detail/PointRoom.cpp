@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/mesh/detail/PointRoom.h>
 
+#include <KetSDK/Support/MPrefetch.h>
+
 namespace KetSDK::Mesh::Detail {
 
 namespace {
@@ -23,6 +25,7 @@ PointRoom::MakeNumbered(std::span<std::array<MLong, 3> const> positions) const n
     for (std::array<MLong, 3> const& position : positions) {
         std::uint64_t const at = number - m_first / InBlock * InBlock;
         MMeshPoint* const place = m_blocks[static_cast<std::size_t>(at / InBlock)] + at % InBlock;
+        Support::PrefetchAheadToWrite(place);
         MMeshPointContainer::MakePoint(place, number, position).SetMaskIndex(number);
         box.Widen({position[0], position[1], position[2]});
         ++number;

@@ -409,11 +409,17 @@ template <typename Masks, std::size_t Row>
 void MeshTagsReader::ReadMask(MSAXReader& reader) {
     auto const& row = std::get<Row>(BuiltInMasks<Masks>::Table());
     MaskOrder const order = std::is_same_v<Masks, MMeshElementMaskContainer> ? ElementOrder() : NodeOrder();
-    auto const make = [&] { return row.MakeIn(*m_mesh); };
-    if constexpr (requires { ReadValues(reader, order, *make()); })
-        ReadValues(reader, order, *make());
-    else
-        ReadNumbers(reader, order, make);
+    if constexpr (requires { ReadValues(reader, order, *row.MakeIn(*m_mesh)); }) {
+        ReadValues(reader, order, *row.MakeIn(*m_mesh));
+    } else {
+        auto& masks = row.MasksOf(*m_mesh);
+        decltype(row.MakeAsideUnfilled(masks, 0)) values; // none where the block is empty
+        ReadNumbers(reader, order, [&] {
+            values = row.MakeAsideUnfilled(masks, order.GetCount());
+            return values.get();
+        });
+        row.TakeValues(masks, std::move(values));
+    }
 }
 
 // Lists grow with the entries that are there.
