@@ -110,12 +110,15 @@ FrdResult ReadFrdOf(Case& c) {
         auto const& p = c.elements.points[i];
         return std::array<double, 3>{p[0] / 65536.0, p[1] / 65536.0, p[2] / 65536.0};
     };
+    options.parallel = IsParallel();
     return ReadFrd(PathOf("model.frd"), options);
 }
 
 std::shared_ptr<KetSDK::MeshJobs::Model> ReadDeckOf(Case&) {
     using namespace KetSDK::MeshJobs;
-    return std::make_shared<Model>(ReadModel(PathOf("model.inp"), {}, {}));
+    Context context;
+    context.threads = IsParallel() ? 0 : 1;
+    return std::make_shared<Model>(ReadModel(PathOf("model.inp"), {}, context));
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/ResultArrays.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshSolver/CalculiX.h>
 #include <KetSDK/MeshSolver/Solution.h>
 
@@ -126,7 +127,9 @@ MeshSolver::Solution Run(Analysis const& analysis, SolveOptions const& options,
     run.threads = ThreadsOf(context);
     run.timeout = options.timeout;
     run.progress = context.progress;
-    return MeshSolver::SolveAnalysis(analysis, run);
+    MeshSolver::Solution solution;
+    Detail::WithThreads(context, [&](bool) { solution = MeshSolver::SolveAnalysis(analysis, run); });
+    return solution;
 }
 
 } // namespace

@@ -199,29 +199,35 @@ private:
         std::filesystem::path const real = std::filesystem::weakly_canonical(path, ignored);
         if (!m_open_files.insert(real).second)
             throw Error("it includes itself by " + path.filename().string());
-        LineFile file(path);
+        LineFile file(path, m_parallel);
         LineFile* const outer = std::exchange(m_file, &file);
         std::string const outer_name =
             std::exchange(m_included, is_main ? "" : path.filename().string() + " ");
         Common::IncrementalProgressReporter reporter(is_main ? m_progress : nullptr, "Reading deck",
                                                      file.GetSize(), true);
+        auto* const outer_reporter = std::exchange(m_reporter, &reporter);
         std::uint64_t reported = 0; // lines
         std::string_view line;
         std::string keyword;                                   // with its continued lines
         while (ReadRows(keyword.empty()) || file.Next(line)) { // many lines, or one
             if (file.GetLineNumber() - reported >= 10000) {
                 reported = file.GetLineNumber();
-                reporter = file.GetPosition();
-                if (m_progress && m_progress->IsCancelled())
-                    throw Cancelled();
+                Report();
             }
             ReadLine(std::exchange(line, {}), keyword);
         }
         if (is_main)
             EndBlock();
         m_file = outer;
+        m_reporter = outer_reporter;
         m_included = outer_name;
         m_open_files.erase(real);
+    }
+
+    void Report() {
+        *m_reporter = m_file->GetPosition();
+        if (m_progress && m_progress->IsCancelled())
+            throw Cancelled();
     }
 
     void ReadLine(std::string_view line, std::string& keyword) {
@@ -246,28 +252,22 @@ private:
     // Reads many lines of a large block at once, where there are some to come before the next keyword or
     // comment. False where there are none, or they are to be read one by one.
     bool ReadRows(bool is_possible) {
-        std::string_view text =
-            is_possible && m_row_kind.read ? m_file->TakeLinesWithout('*') : std::string_view();
+        std::string_view const text =
+            is_possible && m_row_kind.read ? m_file->LinesAheadWithout('*') : std::string_view();
         if (text.empty())
             return false;
-        std::vector<std::string_view> pieces; // of whole lines
-        while (!text.empty()) {
-            constexpr std::size_t least = 1U << 16;
-            std::size_t const end =
-                std::min(text.find('\n', std::min(text.size(), least)), text.size() - 1) + 1;
-            pieces.push_back(text.substr(0, end));
-            text.remove_prefix(end);
-        }
-        Support::WorkSteps const steps{.items = pieces.size(), .parallel = m_parallel, .window = 4};
+        std::vector<std::string_view> const pieces = Detail::PiecesOf(text);
+        Support::WorkSteps const steps{.items = pieces.size(), .parallel = m_parallel, .window = 8};
         m_rows.resize(std::max<std::size_t>(m_rows.size(), steps.NumberOfSlots()));
         Support::ComputeSteps(
             steps,
             [&](std::uint64_t i, std::uint64_t, std::size_t slot) {
                 ReadRows(pieces[static_cast<std::size_t>(i)], m_rows[slot]);
             },
-            [this](std::uint64_t, std::uint64_t, std::size_t slot) {
+            [&](std::uint64_t i, std::uint64_t, std::size_t slot) {
                 TakeRows(m_rows[slot], m_file->GetLineNumber());
-                m_file->CountLines(m_rows[slot].ends.size());
+                m_file->Take(pieces[static_cast<std::size_t>(i)].size(), m_rows[slot].ends.size());
+                Report();
                 return true;
             });
         return true;
@@ -501,6 +501,10 @@ private:
     }
 
     void TakeElements(Rows const& rows, std::uint64_t before) {
+        if (m_numbers.empty() && AreOneALine(rows)) {
+            AddElements(rows);
+            return;
+        }
         std::size_t begin = 0;
         for (std::uint32_t const end : rows.ends) {
             ++before;
@@ -520,6 +524,31 @@ private:
             AddElement(m_numbers);
             m_numbers.clear();
         }
+    }
+
+    // Whether each line is an element, as in most decks.
+    bool AreOneALine(Rows const& rows) const {
+        std::uint32_t end = 0;
+        return std::ranges::all_of(
+            rows.ends, [&](std::uint32_t next) { return next - std::exchange(end, next) == m_kind + 1U; });
+    }
+
+    void AddElements(Rows const& rows) {
+        std::size_t const elements = rows.ends.size();
+        std::size_t const before = m_deck.element_ids.size();
+        std::size_t const nodes_before = m_deck.nodes.size();
+        m_deck.element_ids.resize(before + elements);
+        m_deck.kinds.resize(before + elements, m_kind);
+        m_deck.nodes.resize(nodes_before + elements * m_kind);
+        auto number = rows.numbers.begin();
+        auto node = m_deck.nodes.begin() + static_cast<std::ptrdiff_t>(nodes_before);
+        for (std::size_t i = before; i < before + elements; ++i) {
+            m_deck.element_ids[i] = *number++;
+            node = std::copy_n(number, m_kind, node);
+            number += m_kind;
+        }
+        if (m_set)
+            Append(m_set->ids, std::span(m_deck.element_ids).subspan(before));
     }
 
     void AddElement(std::span<std::int32_t const> numbers) {
@@ -718,8 +747,16 @@ private:
             ResolveSets(m_node_sets, nodes, m_deck.node_ids, "node", [](std::int32_t) { return false; });
         m_deck.element_sets =
             ResolveSets(m_element_sets, elements, m_deck.element_ids, "element", is_skipped);
-        for (OpenSurface const& surface : m_surfaces)
-            ResolveSurface(surface, elements, is_skipped);
+        m_deck.surfaces.resize(m_surfaces.size());
+        Support::ComputeSteps<std::string>(
+            {.items = m_surfaces.size(), .parallel = m_parallel},
+            [&](std::uint64_t i, std::uint64_t, std::string& fault) {
+                auto const surface = static_cast<std::size_t>(i);
+                fault = ResolveSurface(m_surfaces[surface], elements, is_skipped, m_deck.surfaces[surface]);
+            },
+            [](std::uint64_t, std::uint64_t, std::string const& fault) {
+                return fault.empty() ? true : throw Error(fault);
+            });
         for (auto const& [set, material] : m_section_names) {
             auto const found = m_element_sets.Find(set);
             if (!found)
@@ -730,10 +767,51 @@ private:
         }
     }
 
-    // Puts indices in place of numbers, up to the first number that is not there, and returns its place; the
-    // size when all are.
-    template <typename Number>
-    std::size_t FindAll(IdIndex const& index, std::vector<Number>& ids) const {
+    // What a step of work has found of numbers.
+    struct Found {
+        bool are_all = true;       // in the list
+        bool are_ascending = true; // by their indices, each once
+    };
+
+    // Puts the indices of numbers into `indices`, which is as long.
+    Found FindAll(IdIndex const& index, std::span<std::int32_t const> ids,
+                  std::span<std::uint32_t> indices) const {
+        Found all;
+        Support::ComputeSteps<Found>(
+            {.items = ids.size(), .step = 1 << 14, .parallel = m_parallel},
+            [&](std::uint64_t first, std::uint64_t last, Found& found) {
+                found = {};
+                for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
+                    indices[i] = index.Find(ids[i]);
+                    found.are_all &= indices[i] != IdIndex::None;
+                    found.are_ascending &= i == first || indices[i - 1] < indices[i];
+                }
+            },
+            [&](std::uint64_t first, std::uint64_t, Found const& found) {
+                auto const i = static_cast<std::size_t>(first);
+                all.are_all &= found.are_all;
+                all.are_ascending &= found.are_ascending && (i == 0 || indices[i - 1] < indices[i]);
+                return true;
+            });
+        return all;
+    }
+
+    void ResolveElements(IdIndex const& nodes) {
+        // In place: what is not found stays as it is, for the error.
+        std::size_t const unknown = FindInPlace(nodes);
+        if (unknown == m_deck.nodes.size())
+            return;
+        std::size_t element = 0;
+        for (std::size_t end = m_deck.kinds[0]; end <= unknown; end += m_deck.kinds[element])
+            ++element;
+        throw Error("element " + std::to_string(m_deck.element_ids[element]) + " has node " +
+                    std::to_string(m_deck.nodes[unknown]) + ", which is not defined");
+    }
+
+    // Puts indices in place of the numbers of nodes, up to the first number that is not there, and returns
+    // where it is; the size when all are.
+    std::size_t FindInPlace(IdIndex const& index) {
+        auto& ids = m_deck.nodes;
         std::size_t first_unknown = ids.size();
         Support::ComputeSteps<std::size_t>(
             {.items = ids.size(), .step = 1 << 14, .parallel = m_parallel},
@@ -742,7 +820,7 @@ private:
                     std::uint32_t const at = index.Find(static_cast<std::int32_t>(ids[unknown]));
                     if (at == IdIndex::None)
                         break;
-                    ids[unknown] = static_cast<Number>(at);
+                    ids[unknown] = at;
                 }
             },
             [&](std::uint64_t, std::uint64_t last, std::size_t unknown) {
@@ -753,37 +831,26 @@ private:
         return first_unknown;
     }
 
-    void ResolveElements(IdIndex const& nodes) {
-        std::size_t const unknown = FindAll(nodes, m_deck.nodes);
-        if (unknown == m_deck.nodes.size())
-            return;
-        std::size_t element = 0;
-        for (std::size_t end = m_deck.kinds[0]; end <= unknown; end += m_deck.kinds[element])
-            ++element;
-        throw Error("element " + std::to_string(m_deck.element_ids[element]) + " has node " +
-                    std::to_string(m_deck.nodes[unknown]) + ", which is not defined");
-    }
-
     template <typename IsSkipped>
     std::vector<Deck::Set> ResolveSets(OpenSets& sets, IdIndex const& index,
                                        std::vector<std::int32_t> const& ids, std::string const& what,
-                                       IsSkipped const& is_skipped) {
+                                       IsSkipped const& is_skipped) const {
         std::vector<Deck::Set> resolved;
         for (OpenSet& set : sets.All()) {
             Deck::Set& own = resolved.emplace_back(Deck::Set{set.name, {}, set.is_of_elements_block});
-            own.members.reserve(set.ids.size());
-            for (std::int32_t const id : set.ids) {
-                std::uint32_t const at = index.Find(id);
-                if (at != IdIndex::None)
-                    own.members.push_back(at);
-                else if (!is_skipped(id))
-                    throw Error("the set " + set.name + " has " + what + " " + std::to_string(id) +
+            own.members.resize(set.ids.size());
+            Found const found = FindAll(index, set.ids, own.members);
+            for (std::size_t i = 0; !found.are_all && i < set.ids.size(); ++i)
+                if (own.members[i] == IdIndex::None && !is_skipped(set.ids[i]))
+                    throw Error("the set " + set.name + " has " + what + " " + std::to_string(set.ids[i]) +
                                 ", which is not defined");
-            }
+            if (!found.are_all)
+                std::erase(own.members, IdIndex::None);
             std::vector<std::int32_t>().swap(set.ids);
             for (OpenSet::Range const& range : set.ranges)
                 AddRange(range, index, ids, own.members);
-            SortOnce(own.members);
+            if (!found.are_all || !found.are_ascending || !set.ranges.empty())
+                SortOnce(own.members);
         }
         for (std::size_t i = 0; i < resolved.size(); ++i)
             AddOthers(sets, i, resolved);
@@ -835,31 +902,38 @@ private:
         items.erase(std::unique(items.begin(), items.end()), items.end());
     }
 
+    // Returns what is wrong with it; nothing for most.
     template <typename IsSkipped>
-    void ResolveSurface(OpenSurface const& open, IdIndex const& elements, IsSkipped const& is_skipped) {
-        Deck::Surface surface{open.name, {}};
+    std::string ResolveSurface(OpenSurface const& open, IdIndex const& elements, IsSkipped const& is_skipped,
+                               Deck::Surface& surface) const {
+        surface.name = open.name;
+        std::string fault;
         auto const add = [&](std::uint32_t element, std::uint8_t face) {
             if (face > FacesOfKind(m_deck.kinds[element]))
-                throw Error("the surface " + open.name + " has face S" + std::to_string(face) +
-                            " of element " + std::to_string(m_deck.element_ids[element]) + ", which has " +
-                            std::to_string(FacesOfKind(m_deck.kinds[element])) + " faces");
+                fault = "the surface " + open.name + " has face S" + std::to_string(face) + " of element " +
+                        std::to_string(m_deck.element_ids[element]) + ", which has " +
+                        std::to_string(FacesOfKind(m_deck.kinds[element])) + " faces";
             surface.faces.push_back({element, face});
+            return fault.empty();
         };
         for (OpenFace const& face : open.faces) {
             if (face.id == 0) {
                 for (std::uint32_t const element : m_deck.element_sets[face.element_set].members)
-                    add(element, face.face);
+                    if (!add(element, face.face))
+                        return fault;
                 continue;
             }
             std::uint32_t const element = elements.Find(face.id);
-            if (element != IdIndex::None)
-                add(element, face.face);
-            else if (!is_skipped(face.id))
-                throw Error("the surface " + open.name + " has element " + std::to_string(face.id) +
-                            ", which is not defined");
+            if (element != IdIndex::None) {
+                if (!add(element, face.face))
+                    return fault;
+            } else if (!is_skipped(face.id)) {
+                return "the surface " + open.name + " has element " + std::to_string(face.id) +
+                       ", which is not defined";
+            }
         }
         SortOnce(surface.faces);
-        m_deck.surfaces.push_back(std::move(surface));
+        return fault;
     }
 
     std::filesystem::path m_path;
@@ -869,7 +943,8 @@ private:
 
     std::set<std::filesystem::path> m_open_files;
     LineFile* m_file = nullptr; // that is being read
-    std::string m_included;     // its name, where it is not the deck itself
+    Common::IncrementalProgressReporter* m_reporter = nullptr;
+    std::string m_included; // its name, where it is not the deck itself
 
     // Of the lines behind the present keyword; they are skipped where there is neither.
     Handler m_handler = nullptr;
@@ -893,31 +968,65 @@ private:
     std::vector<std::pair<std::string, std::size_t>> m_section_names; // key of the set, material
 };
 
+// Which elements are in a set that was chosen.
+class TakenElements {
+public:
+    TakenElements(std::size_t elements, bool parallel)
+        : m_is_taken(elements, false)
+        , m_parallel(parallel) {}
+
+    // Whether it has members and takes them; it takes none when it has one that was taken before.
+    bool Take(std::vector<std::uint32_t> const& members) {
+        auto const is_taken = [this](std::uint32_t e) { return m_is_taken[e] != 0; };
+        bool const are_free = Support::ComputeSteps<char>(
+            StepsOf(members),
+            [&](std::uint64_t first, std::uint64_t last, char& is_free) {
+                is_free = std::none_of(members.data() + first, members.data() + last, is_taken);
+            },
+            [](std::uint64_t, std::uint64_t, char is_free) { return is_free != 0; });
+        if (members.empty() || !are_free)
+            return false;
+        Support::ComputeSteps(StepsOf(members), [&](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i)
+                m_is_taken[members[static_cast<std::size_t>(i)]] = 1;
+        });
+        m_taken += members.size();
+        return true;
+    }
+    bool AreAll() const noexcept { return m_taken == m_is_taken.size(); }
+
+private:
+    Support::WorkSteps StepsOf(std::vector<std::uint32_t> const& members) const noexcept {
+        return {.items = members.size(), .step = 1 << 15, .parallel = m_parallel};
+    }
+
+    std::vector<unsigned char> m_is_taken; // that threads write each its own of
+    bool m_parallel;
+    std::size_t m_taken = 0;
+};
+
 // Those of the sets, in their order, that have no element in common with one before; empty unless each
 // element is in one of them.
-std::vector<std::size_t> Dividing(Deck const& deck, std::vector<std::size_t> const& candidates) {
-    std::vector<bool> is_taken(deck.element_ids.size(), false);
+std::vector<std::size_t> Dividing(Deck const& deck, std::vector<std::size_t> const& candidates,
+                                  bool parallel) {
+    TakenElements taken(deck.element_ids.size(), parallel);
     std::vector<std::size_t> chosen;
-    std::size_t taken = 0;
-    for (std::size_t const i : candidates) {
-        auto const& members = deck.element_sets[i].members;
-        if (members.empty() ||
-            std::ranges::any_of(members, [&is_taken](std::uint32_t e) { return is_taken[e]; }))
-            continue;
-        for (std::uint32_t const e : members)
-            is_taken[e] = true;
-        taken += members.size();
-        chosen.push_back(i);
-    }
-    return taken == is_taken.size() ? chosen : std::vector<std::size_t>();
+    for (std::size_t const i : candidates)
+        if (taken.Take(deck.element_sets[i].members))
+            chosen.push_back(i);
+    return taken.AreAll() ? chosen : std::vector<std::size_t>();
 }
 
 std::vector<std::size_t> NamedByComment(Deck const& deck) {
     std::vector<std::size_t> named;
-    for (std::string const& name : deck.subvolumes)
-        for (std::size_t i = 0; i < deck.element_sets.size(); ++i)
-            if (NameKey(deck.element_sets[i].name) == NameKey(name))
-                named.push_back(i);
+    std::multimap<std::string, std::size_t> set_of;
+    for (std::size_t i = 0; i < deck.element_sets.size() && !deck.subvolumes.empty(); ++i)
+        set_of.emplace(NameKey(deck.element_sets[i].name), i);
+    for (std::string const& name : deck.subvolumes) {
+        auto const [first, last] = set_of.equal_range(NameKey(name));
+        for (auto set = first; set != last; ++set)
+            named.push_back(set->second);
+    }
     return named;
 }
 
@@ -928,7 +1037,7 @@ Deck ReadDeck(std::filesystem::path const& path, std::shared_ptr<Common::IProgre
     return DeckReader(path, progress, parallel).Read();
 }
 
-std::vector<std::size_t> FindDividingSets(Deck const& deck) {
+std::vector<std::size_t> FindDividingSets(Deck const& deck, bool parallel) {
     std::set<std::size_t> of_sections;
     for (Deck::Section const& section : deck.sections)
         of_sections.insert(section.element_set);
@@ -944,7 +1053,7 @@ std::vector<std::size_t> FindDividingSets(Deck const& deck) {
     }
     for (auto const& candidates : {NamedByComment(deck), of_blocks, others,
                                    std::vector<std::size_t>(of_sections.begin(), of_sections.end()), all})
-        if (std::vector<std::size_t> chosen = Dividing(deck, candidates); !chosen.empty())
+        if (std::vector<std::size_t> chosen = Dividing(deck, candidates, parallel); !chosen.empty())
             return chosen;
     return {};
 }

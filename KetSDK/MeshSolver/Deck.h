@@ -67,7 +67,7 @@ KETSDK_MESHSOLVER_API Deck ReadDeck(std::filesystem::path const& path,
 
 // The element sets that divide the elements, each of which is in one. They are those that the comment names,
 // or else those that elements are defined in, or else others, those of sections last. Empty when there are
-// none.
-KETSDK_MESHSOLVER_API std::vector<std::size_t> FindDividingSets(Deck const& deck);
+// none. Works on several threads when parallel; they are the same.
+KETSDK_MESHSOLVER_API std::vector<std::size_t> FindDividingSets(Deck const& deck, bool parallel = false);
 
 } // namespace KetSDK::MeshSolver

@@ -5,10 +5,13 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshSolver/Error.h>
 #include <KetSDK/MeshSolver/detail/TextFile.h>
+#include <KetSDK/Support/MArenaAllocator.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <map>
 #include <numeric>
 #include <span>
@@ -135,9 +138,7 @@ public:
     void Write() {
         WriteHead();
         WriteNodes();
-        std::array<std::uint64_t, 256> elements{}; // by number of nodes
-        for (MMeshElement const& e : m_mesh.Elements())
-            ++elements[e.GetNodeCount()];
+        ElementCounts const elements = CountElements();
         for (DeckKind const& kind : DeckKinds)
             if (elements[kind.nodes] > 0)
                 WriteElements(kind, elements[kind.nodes]);
@@ -190,6 +191,25 @@ private:
         m_file.WriteRows(m_analysis.used_nodes.size(), put, [this](std::uint64_t rows) { m_steps += rows; });
     }
 
+    using ElementCounts = std::array<std::uint64_t, 256>; // by number of nodes
+
+    ElementCounts CountElements() const {
+        ElementCounts counts{};
+        auto const& elements = m_mesh.Elements();
+        Support::ComputeSteps<ElementCounts>(
+            {.items = elements.GetNumElements(), .step = 1 << 15, .parallel = m_options.parallel},
+            [&elements](std::uint64_t first, std::uint64_t last, ElementCounts& of_step) {
+                of_step = {};
+                for (std::uint64_t i = first; i < last; ++i)
+                    ++of_step[elements.GetElementPtrAt(i)->GetNodeCount()];
+            },
+            [&counts](std::uint64_t, std::uint64_t, ElementCounts const& of_step) {
+                std::ranges::transform(counts, of_step, counts.begin(), std::plus());
+                return true;
+            });
+        return counts;
+    }
+
     void WriteElements(DeckKind const& kind, std::uint64_t count) {
         m_file << "*ELEMENT, TYPE=" << kind.type << '\n';
         auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
@@ -218,26 +238,40 @@ private:
         }
     }
 
-    // Sets that each element is in one of: `set_of` gives its index.
-    template <typename Name>
-    void WritePartition(std::vector<std::uint32_t> const& set_of, std::size_t sets, Name const& name) {
-        std::vector<std::uint64_t> start(sets + 1, 0);
+    // The elements of sets that each element is in one of.
+    struct Partition {
+        std::vector<std::uint64_t> start; // of each set, and the end of the last
+        std::vector<std::uint32_t, Support::MUninitializedAllocator<std::uint32_t>> elements;
+    };
+
+    // The index of an element's set is in `set_of`.
+    static Partition PartitionOf(std::vector<std::uint32_t> const& set_of, std::size_t sets) {
+        Partition partition{std::vector<std::uint64_t>(sets + 1, 0), {}};
+        auto& start = partition.start;
+        auto& elements = partition.elements;
         ForEachRun(set_of,
                    [&start](std::uint32_t set, std::size_t, std::size_t size) { start[set + 1] += size; });
         std::partial_sum(start.begin(), start.end(), start.begin());
         std::vector<std::uint64_t> next(start.begin(), start.end() - 1);
-        std::vector<std::uint32_t> elements(set_of.size());
+        elements.resize(set_of.size());
         ForEachRun(set_of, [&](std::uint32_t set, std::size_t first, std::size_t size) {
             auto const begin = elements.begin() + static_cast<std::ptrdiff_t>(next[set]);
             std::iota(begin, begin + static_cast<std::ptrdiff_t>(size), static_cast<std::uint32_t>(first));
             next[set] += size;
         });
-        for (std::size_t set = 0; set < sets; ++set) {
+        return partition;
+    }
+
+    template <typename Name>
+    void WritePartition(Partition const& partition, Name const& name) {
+        auto const& start = partition.start;
+        for (std::size_t set = 0; set + 1 < start.size(); ++set) {
             if (start[set] == start[set + 1])
                 continue;
             m_file << "*ELSET, ELSET=" << name(set) << '\n';
-            std::span const members = std::span(elements).subspan(
-                static_cast<std::size_t>(start[set]), static_cast<std::size_t>(start[set + 1] - start[set]));
+            std::span const members = std::span(partition.elements)
+                                          .subspan(static_cast<std::size_t>(start[set]),
+                                                   static_cast<std::size_t>(start[set + 1] - start[set]));
             WriteMembers(
                 m_file, members.size(), [&](std::size_t i) { return m_analysis.ElementId(members[i]); },
                 [this](std::uint64_t rows) { m_steps += rows; });
@@ -245,9 +279,18 @@ private:
     }
 
     void WriteElementSets() {
-        WritePartition(m_analysis.subvolume_of, m_analysis.subvolumes.size(),
+        std::array<Partition, 2> partitions; // into sub-volumes, and by materials
+        Support::ComputeSteps({.items = partitions.size(), .parallel = m_options.parallel},
+                              [&](std::uint64_t i, std::uint64_t) {
+                                  partitions[static_cast<std::size_t>(i)] =
+                                      i == 0
+                                          ? PartitionOf(m_analysis.subvolume_of, m_analysis.subvolumes.size())
+                                          : PartitionOf(m_analysis.materials.material_of,
+                                                        m_analysis.materials.materials.size());
+                              });
+        WritePartition(partitions[0],
                        [this](std::size_t i) -> std::string const& { return m_analysis.subvolumes[i].deck; });
-        WritePartition(m_analysis.materials.material_of, m_analysis.materials.materials.size(),
+        WritePartition(partitions[1],
                        [this](std::size_t i) -> std::string const& { return m_analysis.material_names[i]; });
     }
 

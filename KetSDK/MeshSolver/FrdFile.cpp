@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/MeshSolver/Error.h>
 #include <KetSDK/MeshSolver/detail/LineFile.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <charconv>
@@ -23,6 +24,13 @@ using Detail::Trimmed;
 constexpr std::size_t ValueWidth = 12;
 constexpr double None = std::numeric_limits<double>::quiet_NaN();
 
+// What the lines of a block begin with.
+constexpr int RowLine = -1;
+constexpr int EndLine = -3;
+constexpr int NameLine = -4;
+constexpr int LastLine = -5;
+constexpr char const* BadKey = "a line of a block does not begin with -1 to -5";
+
 // Columns have fixed widths and no blanks between them. What lies behind the end of a line is empty.
 std::string_view Columns(std::string_view line, std::size_t first, std::size_t width) {
     return first < line.size() ? line.substr(first, width) : std::string_view();
@@ -33,12 +41,13 @@ struct KnownField {
     char const* name;
     std::uint32_t components;
 };
+constexpr std::uint32_t MostComponents = 6;
 constexpr KnownField KnownFields[] = {{"DISP", 3}, {"STRESS", 6}, {"TOSTRAIN", 6}, {"FORC", 3}};
 
 class FrdReader {
 public:
     FrdReader(std::filesystem::path const& path, FrdOptions const& options)
-        : m_file(path)
+        : m_file(path, options.parallel)
         , m_options(options)
         , m_reporter(options.progress, "Reading results", m_file.GetSize(), true) {}
 
@@ -66,36 +75,119 @@ public:
     }
 
 private:
-    bool Next(std::string_view& line) {
-        if (m_file.GetLineNumber() % 10000 == 0) {
-            m_reporter = m_file.GetPosition();
-            if (m_reporter.IsCancelled())
-                throw Cancelled();
+    // What some lines of a block hold, up to the one that ends it or has a fault.
+    struct Rows {
+        std::vector<std::size_t> nodes;
+        std::vector<double> values;
+        std::size_t bytes = 0; // of the lines without fault
+        std::uint64_t lines = 0;
+        bool is_end = false; // of the block
+        bool is_text = true;
+        std::string fault;
+
+        void Clear() {
+            nodes.clear();
+            values.clear();
+            bytes = 0;
+            lines = 0;
+            is_end = false;
+            is_text = true;
+            fault.clear();
         }
+    };
+    // How the lines of a block are read, on any thread.
+    struct RowKind {
+        void (FrdReader::*read)(std::string_view line, RowKind const& kind, Rows& rows) const = nullptr;
+        std::size_t width = 0; // of node numbers
+        std::uint32_t components = 0;
+        bool has_other_keys = false; // their lines are read like those of RowLine
+    };
+
+    // --- Lines ---------------------------------------------------------------------------------------------
+
+    bool Next(std::string_view& line) {
+        if (m_file.GetLineNumber() % 10000 == 0)
+            Report();
         return m_file.Next(line);
+    }
+
+    void Report() {
+        m_reporter = m_file.GetPosition();
+        if (m_reporter.IsCancelled())
+            throw Cancelled();
     }
 
     [[noreturn]] void Fail(std::string const& message) const {
         throw Error("line " + std::to_string(m_file.GetLineNumber()) + ": " + message);
     }
 
-    // The next line of a block, with its key (-1, -2, -3, ...). Throws at the end of the file.
-    int NextInBlock(std::string_view& line) {
-        if (!Next(line))
-            throw Error("it is cut off within a block");
+    // The key of a line; 0 when it has none that a block has.
+    static int KeyOf(std::string_view line) {
         int key = 0;
         std::string_view const text = Trimmed(Columns(line, 0, 3));
         std::from_chars(text.data(), text.data() + text.size(), key);
-        if (key < -5 || key >= 0)
-            Fail("a line of a block does not begin with -1 to -5");
-        return key;
+        return key < LastLine || key > 0 ? 0 : key;
+    }
+
+    // Reads the lines of a block to its end, many at once, and gives take(rows) what they hold in their
+    // order.
+    template <typename Take>
+    void ReadBlock(RowKind const& kind, Take const& take) {
+        bool is_end = false;
+        while (!is_end) {
+            std::vector<std::string_view> const pieces = Detail::PiecesOf(m_file.LinesAhead());
+            if (pieces.empty())
+                throw Error("it is cut off within a block");
+            Support::WorkSteps const steps{
+                .items = pieces.size(), .parallel = m_options.parallel, .window = 8};
+            m_rows.resize(std::max<std::size_t>(m_rows.size(), steps.NumberOfSlots()));
+            Support::ComputeSteps(
+                steps,
+                [&](std::uint64_t i, std::uint64_t, std::size_t slot) {
+                    ReadRows(pieces[static_cast<std::size_t>(i)], kind, m_rows[slot]);
+                },
+                [&](std::uint64_t, std::uint64_t, std::size_t slot) {
+                    Rows const& rows = m_rows[slot];
+                    Report();
+                    take(rows);
+                    m_file.Take(rows.bytes, rows.lines);
+                    if (!rows.is_text)
+                        throw Detail::NoText(m_file.GetLineNumber() + 1);
+                    if (!rows.fault.empty())
+                        Fail(rows.fault);
+                    is_end = rows.is_end;
+                    return !is_end;
+                });
+        }
+    }
+
+    void ReadRows(std::string_view const lines, RowKind const& kind, Rows& rows) const {
+        rows.Clear();
+        bool const are_text = !Detail::IsNoText(lines);
+        while (rows.bytes < lines.size() && !rows.is_end) {
+            std::size_t const end = std::min(lines.find('\n', rows.bytes), lines.size());
+            std::string_view const line = lines.substr(rows.bytes, end - rows.bytes);
+            rows.is_text = are_text || !Detail::IsNoText(line);
+            if (!rows.is_text)
+                return;
+            ++rows.lines;
+            rows.bytes = std::min(end + 1, lines.size());
+            int const key = KeyOf(line);
+            rows.is_end = key == EndLine;
+            if (key == 0)
+                rows.fault = BadKey;
+            else if (kind.read && !rows.is_end && (key == RowLine || kind.has_other_keys))
+                (this->*kind.read)(line, kind, rows);
+            if (!rows.fault.empty())
+                return;
+        }
     }
 
     void SkipBlock() {
-        std::string_view line;
-        while (NextInBlock(line) != -3) {
-        }
+        ReadBlock({}, [](Rows const&) {});
     }
+
+    // --- Blocks --------------------------------------------------------------------------------------------
 
     // The width of node numbers: by the format at the end of the head of a block.
     std::size_t NumberWidth(std::string_view head) const {
@@ -109,40 +201,52 @@ private:
                  : "the head of a block names no format");
     }
 
-    std::size_t ReadNode(std::string_view line, std::size_t width) {
+    bool ReadNode(std::string_view line, std::size_t width, std::size_t& node, Rows& rows) const {
         std::int32_t id = 0;
-        if (!Detail::ReadId(Columns(line, 3, width), id))
-            Fail("there is no number of a node");
+        if (!Detail::ReadId(Columns(line, 3, width), id)) {
+            rows.fault = "there is no number of a node";
+            return false;
+        }
         std::optional<std::size_t> const index = m_options.index_of(id);
-        if (!index || *index >= m_options.nodes)
-            Fail("node " + std::to_string(id) + " is not in the mesh, which has " +
-                 std::to_string(m_options.nodes) + " nodes; the results are those of another mesh");
-        return *index;
+        if (!index || *index >= m_options.nodes) {
+            rows.fault = "node " + std::to_string(id) + " is not in the mesh, which has " +
+                         std::to_string(m_options.nodes) + " nodes; the results are those of another mesh";
+            return false;
+        }
+        node = *index;
+        return true;
     }
 
-    double ReadValue(std::string_view line, std::size_t at) const {
-        double value = 0.0;
-        if (!Detail::ReadReal(Columns(line, at, ValueWidth), value) || !std::isfinite(value))
-            Fail("\"" + std::string(Trimmed(Columns(line, at, ValueWidth))) +
-                 "\" is no finite number; the solver has failed");
-        return value;
+    static bool ReadValue(std::string_view line, std::size_t at, double& value, Rows& rows) {
+        std::string_view const text = Columns(line, at, ValueWidth);
+        if (Detail::ReadReal(text, value) && std::isfinite(value))
+            return true;
+        rows.fault = "\"" + std::string(Trimmed(text)) + "\" is no finite number; the solver has failed";
+        return false;
     }
 
     void ReadNodes(std::string_view head) {
-        std::size_t const width = NumberWidth(head);
-        std::string_view line;
-        while (NextInBlock(line) != -3) {
-            std::size_t const node = ReadNode(line, width);
-            std::array<double, 3> const position = m_options.position_of(node);
-            for (std::size_t i = 0; i < 3; ++i) {
-                double const value = ReadValue(line, 3 + width + i * ValueWidth);
-                // Six digits are written.
-                if (std::fabs(value - position[i]) > 1e-5 * std::fabs(position[i]) + 2e-5)
-                    Fail("node " + std::string(Trimmed(Columns(line, 3, width))) +
-                         " lies elsewhere in the mesh; the results are those of another mesh");
+        ReadBlock({.read = &FrdReader::CheckNode, .width = NumberWidth(head), .has_other_keys = true},
+                  [](Rows const&) {});
+        m_has_nodes = true;
+    }
+
+    void CheckNode(std::string_view line, RowKind const& kind, Rows& rows) const {
+        std::size_t node = 0;
+        if (!ReadNode(line, kind.width, node, rows))
+            return;
+        std::array<double, 3> const position = m_options.position_of(node);
+        for (std::size_t i = 0; i < 3; ++i) {
+            double value = 0.0;
+            if (!ReadValue(line, 3 + kind.width + i * ValueWidth, value, rows))
+                return;
+            // Six digits are written.
+            if (std::fabs(value - position[i]) > 1e-5 * std::fabs(position[i]) + 2e-5) {
+                rows.fault = "node " + std::string(Trimmed(Columns(line, 3, kind.width))) +
+                             " lies elsewhere in the mesh; the results are those of another mesh";
+                return;
             }
         }
-        m_has_nodes = true;
     }
 
     void ReadStepNumbers(std::string_view line) {
@@ -172,8 +276,10 @@ private:
         int const step = StepOf(head);
         m_last_step = step;
         std::string_view line;
-        if (NextInBlock(line) != -4)
-            Fail("results have no name");
+        if (!Next(line))
+            throw Error("it is cut off within a block");
+        if (int const key = KeyOf(line); key != NameLine)
+            Fail(key == 0 ? BadKey : "results have no name");
         std::string const name(Trimmed(Columns(line, 5, 8)));
         auto const known = std::ranges::find(KnownFields, name, &KnownField::name);
         if ((m_options.step && step != *m_options.step) || known == std::end(KnownFields)) {
@@ -187,18 +293,29 @@ private:
         FrdResult::Field& field = m_result.fields[name];
         field.components = known->components;
         field.values.assign(m_options.nodes * known->components, None);
-        ReadRows(field, width);
+        ReadField(field, width);
     }
 
-    void ReadRows(FrdResult::Field& field, std::size_t width) {
-        std::string_view line;
-        for (int key = NextInBlock(line); key != -3; key = NextInBlock(line)) {
-            if (key != -1)
-                continue; // names of components
-            double* const values = &field.values[ReadNode(line, width) * field.components];
-            for (std::uint32_t i = 0; i < field.components; ++i)
-                values[i] = ReadValue(line, 3 + width + i * ValueWidth);
-        }
+    void ReadField(FrdResult::Field& field, std::size_t width) {
+        std::size_t const components = field.components;
+        ReadBlock({.read = &FrdReader::ReadRow, .width = width, .components = field.components},
+                  [&field, components](Rows const& rows) {
+                      for (std::size_t i = 0; i < rows.nodes.size(); ++i)
+                          std::copy_n(&rows.values[i * components], components,
+                                      &field.values[rows.nodes[i] * components]);
+                  });
+    }
+
+    void ReadRow(std::string_view line, RowKind const& kind, Rows& rows) const {
+        std::size_t node = 0;
+        if (!ReadNode(line, kind.width, node, rows))
+            return;
+        std::array<double, MostComponents> values{};
+        for (std::uint32_t i = 0; i < kind.components; ++i)
+            if (!ReadValue(line, 3 + kind.width + i * ValueWidth, values[i], rows))
+                return;
+        rows.nodes.push_back(node);
+        rows.values.insert(rows.values.end(), values.begin(), values.begin() + kind.components);
     }
 
     void CheckStep() const {
@@ -217,6 +334,7 @@ private:
     bool m_has_nodes = false;
     std::optional<int> m_step; // of the results to come
     std::optional<int> m_last_step;
+    std::vector<Rows> m_rows; // that threads read into
 };
 
 } // namespace

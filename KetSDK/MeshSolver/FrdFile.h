@@ -30,12 +30,14 @@ struct FrdResult {
 
 struct FrdOptions {
     std::size_t nodes = 0; // of the mesh that the results are for
-    // The index in the mesh of the node with a number in the file; none where there is none.
+    // The index in the mesh of the node with a number in the file; none where there is none. When parallel,
+    // it and the next one are called on several threads.
     std::function<std::optional<std::size_t>(std::int32_t)> index_of;
     // The position of a node in mm.
     std::function<std::array<double, 3>(std::size_t)> position_of;
     std::optional<int> step;                             // the last one without
     std::shared_ptr<Common::IProgressDelegate> progress; // may be null
+    bool parallel = false; // read on several threads; the result is the same, and so is the error
 };
 
 // Reads the fields of a step. They have their final place from the beginning, so that reading takes no more

@@ -34,6 +34,7 @@ FrdResult ReadResult(Analysis const& analysis, std::filesystem::path const& path
         return std::array<double, 3>{p[0], p[1], p[2]};
     };
     how.progress = options.progress;
+    how.parallel = options.threads > 1;
     FrdResult result = ReadFrd(path, how);
     for (char const* const needed : {"DISP", "STRESS", "FORC"})
         if (!result.fields.contains(needed))
@@ -47,6 +48,7 @@ Solution Run(Analysis const& analysis, SolutionOptions const& options, std::stri
     deck.method = options.method;
     deck.print_totals = true;
     deck.unbalanced = unbalanced;
+    deck.parallel = options.threads > 1;
     WriteDeck(analysis, deck, options.folder / (job + ".inp"), options.progress);
     Solution solution;
     solution.is_iterative = IsIterative(analysis, deck);

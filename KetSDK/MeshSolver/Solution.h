@@ -20,8 +20,8 @@ struct SolutionOptions {
     std::filesystem::path program; // as FindCalculiX finds it
     std::filesystem::path folder;  // for all files: of the first run model.inp, model.frd and so on
     DeckOptions::Method method = DeckOptions::Method::Auto;
-    int threads = 1;
-    double timeout = 0.0;                                // seconds; 0 for as long as it takes
+    int threads = 1;      // of the solver; with more than one, files are written and read on several, too
+    double timeout = 0.0; // seconds; 0 for as long as it takes
     std::shared_ptr<Common::IProgressDelegate> progress; // may be null
 };
 

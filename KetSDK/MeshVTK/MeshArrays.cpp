@@ -10,6 +10,7 @@
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
 #include <KetSDK/MeshVTK/detail/OwnArrays.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkAbstractArray.h>
 #include <vtkCellData.h>
@@ -20,6 +21,8 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <exception>
 #include <string>
 #include <utility>
 #include <variant>
@@ -57,16 +60,45 @@ void DescribeAttributes(vtkFieldData& arrays, int index, MMeshArray& array) {
             Detail::AddWord(array, FromUtf8(vtkDataSetAttributes::GetAttributeTypeAsString(i)));
 }
 
-// All arrays of a data set, which loses them one by one.
-std::vector<MMeshArray> TakeArrays(vtkDataSet& data) {
+// An array as it comes from VTK, or what is wrong with it.
+struct TakenArray {
+    MMeshArray array;
+    std::exception_ptr fault;
+};
+
+// All arrays of a data set, which loses them one by one. Several threads take small ones, so that no more
+// than some MB are there twice.
+std::vector<MMeshArray> TakeArrays(vtkDataSet& data, bool parallel = false) {
+    constexpr unsigned long small = 1UL << 14; // in KiB
     std::vector<MMeshArray> arrays;
     for (MMeshArray::Place const place : Places) {
         vtkFieldData& sources = *ArraysAt(data, place);
-        while (sources.GetNumberOfArrays() > 0) {
-            arrays.push_back(Detail::ArrayFromVtk(*sources.GetAbstractArray(0), place));
-            DescribeAttributes(sources, 0, arrays.back());
-            sources.RemoveArray(0);
+        std::vector<vtkAbstractArray*> source;
+        bool are_small = true;
+        for (int i = 0; i < sources.GetNumberOfArrays(); ++i) {
+            source.push_back(sources.GetAbstractArray(i));
+            are_small &= source.back()->GetActualMemorySize() <= small;
         }
+        Support::WorkSteps const steps{
+            .items = source.size(), .parallel = parallel && are_small, .window = 4};
+        std::vector<TakenArray> taken(static_cast<std::size_t>(steps.NumberOfSlots()));
+        Support::ComputeSteps(
+            steps,
+            [&](std::uint64_t i, std::uint64_t, std::size_t slot) {
+                try {
+                    taken[slot].array = Detail::ArrayFromVtk(*source[static_cast<std::size_t>(i)], place);
+                } catch (...) { // of several the first counts
+                    taken[slot].fault = std::current_exception();
+                }
+            },
+            [&](std::uint64_t, std::uint64_t, std::size_t slot) {
+                if (taken[slot].fault)
+                    std::rethrow_exception(taken[slot].fault);
+                arrays.push_back(std::move(taken[slot].array));
+                DescribeAttributes(sources, 0, arrays.back());
+                sources.RemoveArray(0);
+                return true;
+            });
     }
     return arrays;
 }
@@ -105,10 +137,10 @@ std::vector<MMeshArray> ArraysFromGrid(MMeshBase const& mesh, vtkUnstructuredGri
     return TakeArrays(*ArraysBesideMesh(mesh, grid));
 }
 
-std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid) {
+std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid, bool parallel) {
     auto const arrays = ArraysBesideMesh(mesh, grid);
     grid.Initialize();
-    return TakeArrays(*arrays);
+    return TakeArrays(*arrays, parallel);
 }
 
 void CheckArray(MMeshArray const& array) {

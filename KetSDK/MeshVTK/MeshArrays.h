@@ -24,9 +24,9 @@ namespace KetSDK::MeshVTK {
 // points, then field data.
 KETSDK_MESHVTK_API std::vector<MMeshArray> ArraysFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid);
 // The same of a grid that nobody needs any longer. It is empty afterwards; its memory is given back array by
-// array, so that one array at most is there twice.
-KETSDK_MESHVTK_API std::vector<MMeshArray> TakeArraysFromGrid(MMeshBase const& mesh,
-                                                              vtkUnstructuredGrid& grid);
+// array, so that one array at most is there twice. Several threads may have some MB of arrays twice.
+KETSDK_MESHVTK_API std::vector<MMeshArray>
+TakeArraysFromGrid(MMeshBase const& mesh, vtkUnstructuredGrid& grid, bool parallel = false);
 
 // Throws Error for an array that no grid can hold: one that announces many components but has fewer values,
 // or whose values do not fill their rows. For arrays of a file that are handed on without a grid.

@@ -14,8 +14,14 @@
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
 #include <map>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -418,6 +424,151 @@ TEST(Results, AreRefusedWhenCutOffOrOfAnotherMesh) {
     std::string broken = text;
     broken.replace(broken.find("DISP") + 400, 12, "         NaN");
     ExpectRefusals({{read(broken, 1), "is no finite number"}});
+}
+
+// A column of the values that CalculiX prints, and those that it prints only for a model that is far off.
+std::string ValueColumn(std::size_t node, std::size_t component) {
+    static constexpr char const* rare[] = {" 1.00000-101", "-0.00000E+00", " 9.99999E+22", "-1.23456E-18",
+                                           " 4.94066-324", "  1.5D+00   ", "+7.00000E+00"};
+    if (node % 1000 < std::size(rare))
+        return rare[node % 1000];
+    std::array<char, 32> text;
+    auto const digits = static_cast<double>(100000 + node * 7919 % 900000) / 1e5;
+    std::snprintf(text.data(), text.size(), "%12.5E", (component % 2 ? -digits : digits) * 1e-3);
+    return text.data();
+}
+
+// The value of a column by the C library.
+double ValueOf(std::string column) {
+    std::ranges::replace(column, 'D', 'E');
+    std::size_t const sign = column.find_last_of("+-");
+    if (sign > 1 && column[sign - 1] != 'E')
+        column.insert(sign, "E");
+    return std::strtod(column.c_str(), nullptr);
+}
+
+struct FrdLines {
+    std::vector<std::string> lines;
+    std::map<std::string, std::size_t> first_row; // by block: the index of its first row
+
+    void AddBlock(std::string const& name, std::vector<std::string> const& head, std::size_t rows,
+                  std::function<std::string(std::size_t)> const& row) {
+        lines.insert(lines.end(), head.begin(), head.end());
+        first_row[name] = lines.size();
+        for (std::size_t i = 0; i < rows; ++i)
+            lines.push_back(row(i));
+        lines.emplace_back(" -3");
+    }
+    std::string Text() const {
+        std::string text;
+        for (std::string const& line : lines)
+            text += line + '\n';
+        return text;
+    }
+};
+
+std::string NodeRow(std::size_t node) {
+    std::array<char, 16> text;
+    std::snprintf(text.data(), text.size(), " -1%10zu", node + 1);
+    return text.data();
+}
+
+// Large enough for several pieces of each block. A node comes twice, far apart: the last time counts.
+FrdLines ResultsOf(Model const& model) {
+    FrdLines file;
+    std::string const format = std::string(72, ' ') + "1";
+    std::size_t const nodes = static_cast<std::size_t>(model.mesh->NumberOfPoints());
+    auto const head_of = [&format](std::string key) { return key + format.substr(key.size()) + " "; };
+    file.AddBlock("nodes", {"    1C", " " + head_of("   2C")}, nodes, [&](std::size_t i) {
+        std::string row = NodeRow(i);
+        auto const p = model.mesh->GetRandomPoint(i)->GetPosition();
+        for (unsigned int k = 0; k < 3; ++k) {
+            std::array<char, 16> text;
+            std::snprintf(text.data(), text.size(), "%12.5E", p[k]);
+            row += text.data();
+        }
+        return row;
+    });
+    file.AddBlock("elements", {" " + head_of("   3C")}, nodes,
+                  [](std::size_t i) { return " -2" + std::to_string(i); });
+    for (auto const& [name, components] : {std::pair{"DISP", 3U}, {"ERROR", 2U}, {"STRESS", 6U}})
+        file.AddBlock(name,
+                      {" " + head_of(" 100CL  101 1.000000000"), std::string(" -4  ") + name, " -5  D1"},
+                      nodes + 1, [&, components = components](std::size_t i) {
+                          std::string row = NodeRow(i == nodes ? 7 : i);
+                          for (std::size_t k = 0; k < components; ++k)
+                              row += ValueColumn(i, k);
+                          return row;
+                      });
+    file.lines.emplace_back(" 9999");
+    return file;
+}
+
+TEST(Results, AreTheSameOnAnyNumberOfThreads) {
+    Folder folder;
+    Model const model = MakeBlocks(8, 20, 21, 22, Box(1, 2, 3));
+    Save(folder / "r.frd", ResultsOf(model).Text());
+    std::size_t const nodes = static_cast<std::size_t>(model.mesh->NumberOfPoints());
+    for (int const threads : {1, 2, 3, 8}) {
+        SCOPED_TRACE(threads);
+        Model other = MakeBlocks(8, 20, 21, 22, Box(1, 2, 3));
+        Results(other, folder / "r.frd", {}, On(threads));
+        for (auto const& [name, components] : {std::pair{L"displacement", 3U}, {L"stress", 6U}}) {
+            MMeshArray const* const array = FindArray(other.arrays, name, MMeshArray::OnNodes);
+            ASSERT_NE(array, nullptr);
+            auto const& values = std::get<std::vector<double>>(array->values);
+            ASSERT_EQ(values.size(), nodes * components);
+            std::size_t wrong = 0;
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                std::size_t const node = i / components == 7 ? nodes : i / components;
+                double const expected = ValueOf(ValueColumn(node, i % components));
+                wrong += values[i] != expected || std::signbit(values[i]) != std::signbit(expected);
+            }
+            EXPECT_EQ(wrong, 0U);
+        }
+    }
+}
+
+// Of several faults in a file the first counts, on any number of threads.
+TEST(Results, FaultsAreThoseOfTheFirstBadLine) {
+    Folder folder;
+    Model model = MakeBlocks(8, 20, 21, 22, Box(1, 2, 3));
+    FrdLines const good = ResultsOf(model);
+    struct Bad {
+        char const* block;
+        std::size_t row;
+        std::string text;
+        std::string message;
+    };
+    for (Bad const& bad :
+         {Bad{"nodes", 4000, " -1         x 1.00000E+00 1.00000E+00 1.00000E+00",
+              "there is no number of a node"},
+          Bad{"nodes", 9000, NodeRow(1000000), "node 1000001 is not in the mesh, which has 10626 nodes"},
+          Bad{"nodes", 10000, NodeRow(10000) + " 1.00000E+04 0.00000E+00 0.00000E+00",
+              "node 10001 lies elsewhere in the mesh"},
+          Bad{"elements", 5000, std::string(" -2\0", 4), " holds bytes that are no text"},
+          Bad{"DISP", 6001, NodeRow(6001) + " 1.00000E+00         NaN 1.00000E+00",
+              "\"NaN\" is no finite number"},
+          Bad{"ERROR", 7777, " 7", "a line of a block does not begin with -1 to -5"},
+          Bad{"STRESS", 3, NodeRow(3), "\"\" is no finite number"}}) {
+        FrdLines file = good;
+        std::size_t const line = file.first_row[bad.block] + bad.row;
+        file.lines[line] = bad.text;
+        for (std::size_t const behind : {line + 2, line + 300, line + 1500})
+            file.lines[behind] = " -9";
+        Save(folder / "bad.frd", file.Text());
+        for (int const threads : {1, 2, 3, 8}) {
+            SCOPED_TRACE(bad.message + " on " + std::to_string(threads));
+            std::string fault;
+            try {
+                Results(model, folder / "bad.frd", {}, On(threads));
+            } catch (std::exception const& e) {
+                fault = e.what();
+            }
+            EXPECT_NE(fault.find("line " + std::to_string(line + 1)), std::string::npos) << fault;
+            EXPECT_NE(fault.find(bad.message), std::string::npos) << fault;
+        }
+    }
 }
 
 TEST(CaseFile, SaysInWhichLineItIsWrong) {

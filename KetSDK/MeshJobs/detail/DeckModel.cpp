@@ -28,9 +28,12 @@
 #include <cstddef>
 #include <iterator>
 #include <limits>
+#include <memory>
+#include <numeric>
 #include <optional>
 #include <set>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -69,7 +72,7 @@ public:
         , m_points(static_cast<vtkIdType>(deck.node_ids.size())) {}
 
     vtkUnstructuredGrid& Make() {
-        std::vector<std::size_t> const dividing = FindDividingSets(m_deck);
+        std::vector<std::size_t> const dividing = FindDividingSets(m_deck, m_parallel);
         AddSets(dividing); // needs the nodes of elements
         AddSubVolumes(dividing);
         AddMaterials();
@@ -85,8 +88,7 @@ private:
         vtkNew<vtkPoints> points;
         points->SetDataTypeToDouble();
         points->SetNumberOfPoints(m_points);
-        std::ranges::copy(std::span(m_deck.positions.data()->data(), 3 * m_deck.positions.size()),
-                          static_cast<double*>(points->GetVoidPointer(0)));
+        Copy(m_deck.positions, static_cast<std::array<double, 3>*>(points->GetVoidPointer(0)));
         GiveBack(m_deck.positions);
         m_grid->SetPoints(points);
     }
@@ -98,18 +100,8 @@ private:
         offsets->SetNumberOfValues(m_cells + 1);
         vtkNew<vtkTypeInt64Array> nodes;
         nodes->SetNumberOfValues(static_cast<vtkIdType>(m_deck.nodes.size()));
-        std::int64_t end = 0;
-        offsets->SetValue(0, end);
-        for (vtkIdType i = 0; i < m_cells; ++i) {
-            std::uint8_t const count = m_deck.kinds[static_cast<std::size_t>(i)];
-            types->SetValue(i, CellTypeOf(count));
-            offsets->SetValue(i + 1, end += count);
-        }
-        Support::ComputeSteps({.items = m_deck.nodes.size(), .step = 1 << 16, .parallel = m_parallel},
-                              [&](std::uint64_t first, std::uint64_t last) {
-                                  std::copy(m_deck.nodes.data() + first, m_deck.nodes.data() + last,
-                                            nodes->GetPointer(static_cast<vtkIdType>(first)));
-                              });
+        FillTypes(*types, *offsets);
+        Copy(m_deck.nodes, nodes->GetPointer(0));
         vtkNew<vtkCellArray> cells;
         cells->SetData(offsets, nodes);
         GiveBack(m_deck.nodes);
@@ -117,11 +109,42 @@ private:
         m_grid->SetCells(types, cells);
     }
 
-    static void AddIds(vtkDataSetAttributes& attributes, std::vector<std::int32_t>& ids) {
+    // Types of cells, and where the nodes of each begin.
+    void FillTypes(vtkUnsignedCharArray& types, vtkTypeInt64Array& offsets) const {
+        Support::WorkSteps const steps{.items = m_deck.kinds.size(), .step = 1 << 15, .parallel = m_parallel};
+        auto const kinds = m_deck.kinds.begin();
+        std::vector<std::int64_t> before(1, 0); // nodes before each step
+        for (std::uint64_t first = 0; first < steps.items; first += steps.step) {
+            auto const begin = kinds + static_cast<std::ptrdiff_t>(first);
+            auto const size = std::min(steps.step, steps.items - first);
+            before.push_back(
+                std::accumulate(begin, begin + static_cast<std::ptrdiff_t>(size), before.back()));
+        }
+        offsets.SetValue(m_cells, before.back());
+        Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
+            std::int64_t at = before[static_cast<std::size_t>(first / steps.step)];
+            for (auto i = static_cast<vtkIdType>(first); i < static_cast<vtkIdType>(last); ++i) {
+                std::uint8_t const count = kinds[i];
+                types.SetValue(i, CellTypeOf(count));
+                offsets.SetValue(i, at);
+                at += count;
+            }
+        });
+    }
+
+    template <typename From, typename To>
+    void Copy(std::vector<From> const& from, To* to) const {
+        Support::ComputeSteps({.items = from.size(), .step = 1 << 15, .parallel = m_parallel},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  std::copy(from.data() + first, from.data() + last, to + first);
+                              });
+    }
+
+    void AddIds(vtkDataSetAttributes& attributes, std::vector<std::int32_t>& ids) const {
         vtkNew<vtkIntArray> array;
         array->SetName(ArrayNames::OriginalId);
         array->SetNumberOfValues(static_cast<vtkIdType>(ids.size()));
-        std::ranges::copy(ids, array->GetPointer(0));
+        Copy(ids, array->GetPointer(0));
         GiveBack(ids);
         attributes.AddArray(array);
     }
@@ -134,8 +157,12 @@ private:
         names->SetName(ArrayNames::SubvolumeNames);
         for (std::size_t const set : dividing) {
             auto const number = static_cast<int>(names->InsertNextValue(m_deck.element_sets[set].name));
-            for (std::uint32_t const element : m_deck.element_sets[set].members)
-                numbers[element] = number;
+            std::vector<std::uint32_t> const& members = m_deck.element_sets[set].members;
+            Support::ComputeSteps({.items = members.size(), .step = 1 << 15, .parallel = m_parallel},
+                                  [&](std::uint64_t first, std::uint64_t last) {
+                                      for (std::uint64_t i = first; i < last; ++i)
+                                          numbers[members[static_cast<std::size_t>(i)]] = number;
+                                  });
         }
         m_grid->GetFieldData()->AddArray(names);
     }
@@ -207,6 +234,14 @@ private:
                     values[element] = *value;
     }
 
+    // What a set or a surface holds, as an array of 0 and 1 that is still to be filled.
+    struct Marks {
+        vtkNew<vtkUnsignedCharArray> array;
+        vtkDataSetAttributes* attributes = nullptr;
+        Deck::Set const* set = nullptr;
+        Deck::Surface const* surface = nullptr;
+    };
+
     // Sets are arrays of 0 and 1, but for those that are sub-volumes or sections anyway.
     void AddSets(std::vector<std::size_t> const& dividing) {
         std::set<std::size_t> known(dividing.begin(), dividing.end());
@@ -214,22 +249,57 @@ private:
             known.insert(section.element_set);
         for (std::size_t i = 0; i < m_deck.element_sets.size(); ++i)
             if (!known.contains(i))
-                AddSet(*m_grid->GetCellData(), m_deck.element_sets[i].name, m_deck.element_sets[i].members,
-                       m_cells);
-        for (Deck::Set& set : m_deck.node_sets)
-            AddSet(*m_grid->GetPointData(), set.name, set.members, m_points);
-        std::vector<std::size_t> const first_node = FirstNodes();
+                AddMarks(*m_grid->GetCellData(), m_deck.element_sets[i].name, &m_deck.element_sets[i],
+                         nullptr);
+        for (Deck::Set const& set : m_deck.node_sets)
+            AddMarks(*m_grid->GetPointData(), set.name, &set, nullptr);
         for (Deck::Surface const& surface : m_deck.surfaces) {
-            std::vector<std::uint32_t> elements;
-            std::vector<std::uint32_t> nodes;
-            for (MeshSolver::FaceOfElement const& face : surface.faces) {
-                elements.push_back(face.element);
+            AddMarks(*m_grid->GetCellData(), surface.name, nullptr, &surface);
+            AddMarks(*m_grid->GetPointData(), surface.name, nullptr, &surface);
+        }
+        std::vector<std::size_t> const first_node = FirstNodes();
+        Support::ComputeSteps(
+            {.items = m_marks.size(), .parallel = m_parallel},
+            [&](std::uint64_t i, std::uint64_t) { Fill(*m_marks[static_cast<std::size_t>(i)], first_node); });
+        for (auto const& marks : m_marks)
+            marks->attributes->AddArray(marks->array);
+        m_marks.clear();
+    }
+
+    // Of two sets with one name the first stays: a place has its nodes as a set and on its surface.
+    void AddMarks(vtkDataSetAttributes& attributes, std::string name, Deck::Set const* set,
+                  Deck::Surface const* surface) {
+        for (char const* const own :
+             {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::Material, ArrayNames::Density,
+              ArrayNames::Emodulus, ArrayNames::Poisson, ArrayNames::OriginalId, ArrayNames::Color})
+            if (name == own)
+                name += "_set";
+        if (!m_marked.emplace(&attributes, name).second)
+            return;
+        auto& marks = *m_marks.emplace_back(std::make_unique<Marks>());
+        marks.array->SetName(name.c_str());
+        marks.attributes = &attributes;
+        marks.set = set;
+        marks.surface = surface;
+    }
+
+    void Fill(Marks& marks, std::vector<std::size_t> const& first_node) const {
+        bool const is_of_cells = marks.attributes == m_grid->GetCellData();
+        vtkIdType const count = is_of_cells ? m_cells : m_points;
+        unsigned char* const values = marks.array->WritePointer(0, count);
+        std::fill_n(values, count, static_cast<unsigned char>(0));
+        if (marks.set)
+            for (std::uint32_t const member : marks.set->members)
+                values[member] = 1;
+        if (!marks.surface)
+            return;
+        for (MeshSolver::FaceOfElement const& face : marks.surface->faces) {
+            if (is_of_cells)
+                values[face.element] = 1;
+            else
                 for (unsigned char const i :
                      MeshSolver::NodesOfFace(m_deck.kinds[face.element], face.face).All())
-                    nodes.push_back(m_deck.nodes[first_node[face.element] + i]);
-            }
-            AddSet(*m_grid->GetCellData(), surface.name, elements, m_cells);
-            AddSet(*m_grid->GetPointData(), surface.name, nodes, m_points);
+                    values[m_deck.nodes[first_node[face.element] + i]] = 1;
         }
     }
 
@@ -246,30 +316,13 @@ private:
         return first;
     }
 
-    // Of two sets with one name the first stays: a place has its nodes as a set and on its surface.
-    static void AddSet(vtkDataSetAttributes& attributes, std::string name,
-                       std::vector<std::uint32_t> const& members, vtkIdType count) {
-        for (char const* const own :
-             {ArrayNames::Subvolume, ArrayNames::Grey, ArrayNames::Material, ArrayNames::Density,
-              ArrayNames::Emodulus, ArrayNames::Poisson, ArrayNames::OriginalId, ArrayNames::Color})
-            if (name == own)
-                name += "_set";
-        if (attributes.GetAbstractArray(name.c_str()))
-            return;
-        vtkNew<vtkUnsignedCharArray> array;
-        array->SetName(name.c_str());
-        array->SetNumberOfValues(count);
-        array->FillValue(0);
-        for (std::uint32_t const member : members)
-            array->SetValue(member, 1);
-        attributes.AddArray(array);
-    }
-
     Deck& m_deck;
     bool m_parallel;
     vtkIdType m_cells;
     vtkIdType m_points;
     vtkNew<vtkUnstructuredGrid> m_grid;
+    std::vector<std::unique_ptr<Marks>> m_marks;
+    std::set<std::pair<vtkDataSetAttributes const*, std::string>> m_marked;
 };
 
 void WarnOfUnread(std::string const& path, Deck const& deck, Context const& context) {

@@ -24,8 +24,8 @@ Model ModelFromGrid(vtkUnstructuredGrid& grid, ReadOptions const& options, Conte
     WithThreads(context, [&](bool parallel) {
         how.parallel = parallel;
         model.mesh = MeshVTK::MeshFromGrid(grid, how, &model.rounding);
+        model.arrays = MeshVTK::TakeArraysFromGrid(*model.mesh, grid, parallel);
     });
-    model.arrays = MeshVTK::TakeArraysFromGrid(*model.mesh, grid);
     model.frame = TakeFrame(model.arrays);
     return model;
 }

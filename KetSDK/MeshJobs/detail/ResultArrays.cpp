@@ -2,6 +2,7 @@
 #include <KetSDK/MeshJobs/detail/ResultArrays.h>
 
 #include <KetSDK/MeshJobs/detail/NameOf.h>
+#include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/Text.h>
 
 #include <algorithm>
@@ -63,7 +64,12 @@ MeshSolver::FrdResult ReadResults(Model const& model, std::filesystem::path cons
     };
     options.step = step;
     options.progress = context.progress;
-    return MeshSolver::ReadFrd(file, options);
+    MeshSolver::FrdResult result;
+    WithThreads(context, [&](bool parallel) {
+        options.parallel = parallel;
+        result = MeshSolver::ReadFrd(file, options);
+    });
+    return result;
 }
 
 void WarnOfNodesWithout(MeshSolver::FrdResult const& result, Model const& model, std::string const& file,

@@ -24,11 +24,7 @@ IdIndex::IdIndex(std::vector<std::int32_t> const& ids, std::string const& what)
             throw Error(what + " " + std::to_string(ids[m_order[i]]) + " is defined twice");
 }
 
-std::uint32_t IdIndex::Find(std::int32_t id) const noexcept {
-    if (m_is_consecutive) {
-        bool const is_there = !m_ids.empty() && id >= m_ids.front() && id <= m_ids.back();
-        return is_there ? static_cast<std::uint32_t>(id - m_ids.front()) : None;
-    }
+std::uint32_t IdIndex::FindInOrder(std::int32_t id) const noexcept {
     auto const found =
         std::ranges::lower_bound(m_order, id, {}, [this](std::uint32_t i) { return m_ids[i]; });
     return found != m_order.end() && m_ids[*found] == id ? *found : None;

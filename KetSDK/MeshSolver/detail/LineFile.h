@@ -2,49 +2,64 @@
 #pragma once
 
 #include <KetSDK/MeshSolver/Error.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KetSDK::MeshSolver::Detail {
 
 // A text file, line by line, in memory that does not grow with it but with its longest line.
 class LineFile {
 public:
-    // Throws Error when the file cannot be opened.
-    explicit LineFile(std::filesystem::path const& path);
+    // When parallel, several threads fetch what comes next. Throws Error when the file cannot be opened.
+    explicit LineFile(std::filesystem::path const& path, bool parallel = false);
+    LineFile(LineFile const&) = delete;
+    LineFile& operator=(LineFile const&) = delete;
+    ~LineFile();
 
     // The next line without its end, valid until the next call; false at the end of the file. Throws Error
     // for a file that is no text.
     bool Next(std::string_view& line);
-    // Takes the lines to come up to one that has the character, some MB of them at most; valid until the next
-    // call. There are none at the end of the file. Whoever reads them counts them, and looks for bytes that
-    // are no text.
-    std::string_view TakeLinesWithout(char c);
-    void CountLines(std::uint64_t lines) noexcept { m_number += lines; }
+    // The lines to come, some MB of them at most, without taking them; valid until the next call but of Take.
+    // There are none at the end of the file only. Whoever reads them looks for bytes that are no text.
+    std::string_view LinesAhead();
+    // Those before one that has the character; there may be none.
+    std::string_view LinesAheadWithout(char c);
+    // Takes so many bytes of them, which are so many lines.
+    void Take(std::size_t bytes, std::uint64_t lines) noexcept {
+        m_begin += bytes;
+        m_number += lines;
+    }
 
     std::uint64_t GetLineNumber() const noexcept { return m_number; } // of the line read last, from 1
-    std::uint64_t GetPosition() const noexcept { return m_position; } // bytes that were read
+    std::uint64_t GetPosition() const noexcept {
+        return m_position - Ahead().size();
+    } // bytes that were taken
     std::uint64_t GetSize() const noexcept { return m_size; }
 
 private:
     bool Fill();
-    std::string_view Ahead() const noexcept { return {m_buffer.get() + m_begin, m_end - m_begin}; }
+    void MakeRoom(std::size_t bytes);
+    std::size_t Read(std::uint64_t offset, char* to, std::size_t count) const;
+    std::string_view Ahead() const noexcept { return {m_buffer.data() + m_begin, m_end - m_begin}; }
 
-    std::ifstream m_file;
+    int m_file;
+    bool m_parallel;
     std::uint64_t m_size = 0;
-    std::unique_ptr<char[]> m_buffer;
-    std::size_t m_capacity = 0;
+    std::vector<char, Support::MUninitializedAllocator<char>> m_buffer;
     std::size_t m_begin = 0; // what is not given out yet
     std::size_t m_end = 0;
-    std::uint64_t m_position = 0;
+    std::uint64_t m_position = 0; // up to which the file was fetched
     std::uint64_t m_number = 0;
 };
+
+// Pieces of some lines, for as many steps of work. All but the last are of 64 KB or a little more.
+std::vector<std::string_view> PiecesOf(std::string_view lines);
 
 inline bool IsBlank(char c) noexcept {
     return c == ' ' || c == '\t' || c == '\r';

@@ -84,7 +84,7 @@ public:
     template <typename Put, typename Written>
     void WriteRows(std::uint64_t count, Put const& put, Written const& written) {
         Support::WorkSteps const steps{
-            .items = count, .step = RowsOfPiece, .parallel = m_parallel, .window = 16};
+            .items = count, .step = RowsOfPiece, .parallel = m_parallel, .window = 64};
         m_pieces.resize(std::max<std::size_t>(m_pieces.size(), steps.NumberOfSlots()));
         Support::ComputeSteps(
             steps,
@@ -104,7 +104,7 @@ public:
 
 private:
     static constexpr std::size_t Size = 1U << 18;
-    static constexpr std::uint64_t RowsOfPiece = 512;
+    static constexpr std::uint64_t RowsOfPiece = 1024;
 
     void Flush();
 
