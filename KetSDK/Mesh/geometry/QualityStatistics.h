@@ -29,8 +29,9 @@ struct QualityStatistics {
     bool HasFinite() const noexcept { return min <= max; }
 };
 
-// The mean is that of a compensated sum, which does not lose small values beside a huge one.
-KETSDK_MESH_API QualityStatistics Summarize(std::span<double const> values);
+// The mean is that of a compensated sum, which does not lose small values beside a huge one. On several
+// threads when parallel.
+KETSDK_MESH_API QualityStatistics Summarize(std::span<double const> values, bool parallel = false);
 
 // Indices of the values to look at first when bad elements are searched for (QualityMetric::Worst), at most
 // `count` of them. Values that are not finite come first, and equal ones in order of their indices.
