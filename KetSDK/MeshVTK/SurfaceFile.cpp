@@ -261,11 +261,11 @@ bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) 
 
 constexpr char const* CannotRead = "it cannot be read";
 
-vtkSmartPointer<vtkPolyData> ReadVtp(std::string_view bytes, Detail::VtkSession& session) {
-    Detail::XmlCounts const counts = Detail::CheckXmlFile(bytes, "PolyData");
+vtkSmartPointer<vtkPolyData> ReadVtp(Detail::FileBytes const& file, Detail::VtkSession& session) {
+    Detail::XmlCounts const counts = Detail::CheckXmlFile(file, "PolyData");
     vtkNew<Detail::XmlReader<vtkXMLPolyDataReader>> reader;
-    reader->SetBytes(bytes);
-    session.Run(*reader, CannotRead);
+    reader->SetBytes(file);
+    reader->Run(session);
     Detail::CheckCounts(*reader->GetOutput(), counts);
     return reader->GetOutput();
 }
@@ -273,7 +273,8 @@ vtkSmartPointer<vtkPolyData> ReadVtp(std::string_view bytes, Detail::VtkSession&
 // The other formats are simple, and VTK's readers of them leave out what they do not understand, follow the
 // locale of the program and read files by name.
 
-vtkSmartPointer<vtkPolyData> ReadStl(std::string_view bytes, Detail::VtkSession&) {
+vtkSmartPointer<vtkPolyData> ReadStl(Detail::FileBytes const& file, Detail::VtkSession&) {
+    std::string_view const bytes = file.View();
     auto data = Detail::ReadStlFile(bytes);
     constexpr std::size_t header = 80; // of a binary file
     bool const is_text = bytes.starts_with("solid");
@@ -281,19 +282,20 @@ vtkSmartPointer<vtkPolyData> ReadStl(std::string_view bytes, Detail::VtkSession&
     return data;
 }
 
-vtkSmartPointer<vtkPolyData> ReadPly(std::string_view bytes, Detail::VtkSession&) {
+vtkSmartPointer<vtkPolyData> ReadPly(Detail::FileBytes const& file, Detail::VtkSession&) {
+    std::string_view const bytes = file.View();
     auto data = Detail::ReadPlyFile(bytes);
     SetFrame(*data, Detail::FindFrameText(bytes.substr(0, bytes.find("end_header"))));
     return data;
 }
 
-vtkSmartPointer<vtkPolyData> ReadObj(std::string_view bytes, Detail::VtkSession&) {
-    return Detail::ReadObjFile(bytes);
+vtkSmartPointer<vtkPolyData> ReadObj(Detail::FileBytes const& file, Detail::VtkSession&) {
+    return Detail::ReadObjFile(file.View());
 }
 
 struct SurfaceFormat {
     char const* ending;
-    vtkSmartPointer<vtkPolyData> (*read)(std::string_view bytes, Detail::VtkSession& session);
+    vtkSmartPointer<vtkPolyData> (*read)(Detail::FileBytes const& file, Detail::VtkSession& session);
     void (*write)(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session);
     bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
@@ -366,7 +368,7 @@ vtkSmartPointer<vtkPolyData> ReadPolyData(std::filesystem::path const& path,
     SurfaceFormat const& format = FormatOf(path, "read from");
     Detail::VtkSession session(progress, "Reading file");
     Detail::FileBytes const bytes = file.All(progress);
-    return format.read(bytes.View(), session);
+    return format.read(bytes, session);
 }
 
 } // namespace
