@@ -78,7 +78,9 @@ Model ReadMeshFile(std::string const& path, ReadOptions const& options, Context 
 }
 
 Model ReadGridFile(std::string const& path, ReadOptions const& options, Context const& context) {
-    auto const grid = MeshVTK::ReadGridFile(path, context.progress);
+    vtkSmartPointer<vtkUnstructuredGrid> grid;
+    Detail::WithThreads(
+        context, [&](bool parallel) { grid = MeshVTK::ReadGridFile(path, context.progress, parallel); });
     context.ThrowIfCancelled();
     Context named = context;
     named.warn = [&](std::string const& message) { context.Warn(path + ": " + message); };

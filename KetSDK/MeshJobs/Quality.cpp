@@ -40,13 +40,12 @@ void Add(Metrics& metrics, QualityMetric const* metric) {
 
 // Those that are asked for, by name or by a limit; "all" means those that the model has.
 Metrics ChooseMetrics(Model const& model, QualityOptions const& options,
-                      std::vector<Mesh::QualityLimit> const& limits) {
+                      std::vector<Mesh::QualityLimit> const& limits, unsigned char kinds) {
     Metrics metrics;
     if (!options.metrics.empty())
         metrics = FindMetrics(options.metrics);
     else if (limits.empty())
         metrics = FindMetrics(DefaultMetric);
-    unsigned char const kinds = Mesh::KindsOf(*model.mesh);
     if (options.metrics == AllMetrics)
         std::erase_if(metrics, [&](QualityMetric const* m) {
             return !Mesh::MeasuresAll(*m, kinds) || !Mesh::HasMetric(*model.mesh, *m);
@@ -89,9 +88,10 @@ std::vector<WorstElement> NameWorst(MMeshBase const& mesh, QualityMetric const& 
 class Failures {
 public:
     // `folds` is empty where no metric sees them.
-    Failures(MMeshBase const& mesh, QualityOptions const& options, std::vector<double> folds)
+    Failures(MMeshBase const& mesh, unsigned char kinds, QualityOptions const& options,
+             std::vector<double> folds)
         : m_mesh(mesh)
-        , m_kinds(Mesh::KindsOf(mesh))
+        , m_kinds(kinds)
         , m_options(options)
         , m_folds(std::move(folds))
         , m_marks(static_cast<std::size_t>(mesh.NumberOfElements()), 0) {}
@@ -159,8 +159,8 @@ MMeshArray AsArray(QualityMetric const& metric, std::vector<double> const& value
 }
 
 // The limits that hold for a kind of element that the model has, each once.
-std::vector<Mesh::QualityLimit> ChooseLimits(Model const& model, QualityOptions const& options) {
-    unsigned char const kinds = Mesh::KindsOf(*model.mesh);
+std::vector<Mesh::QualityLimit> ChooseLimits(Model const& model, QualityOptions const& options,
+                                             unsigned char kinds) {
     std::vector<Mesh::QualityLimit> limits;
     for (Mesh::QualityLimit limit : options.limits) {
         if ((kinds & ~limit.kinds) == 0) // for all here
@@ -196,8 +196,9 @@ void CheckQualityOptions(QualityOptions const& options) {
 
 QualityResult Quality(Model const& model, QualityOptions const& options, Context const& context) {
     CheckQualityOptions(options);
-    std::vector<Mesh::QualityLimit> const limits = ChooseLimits(model, options);
-    Metrics const metrics = ChooseMetrics(model, options, limits);
+    unsigned char const kinds = Mesh::KindsOf(*model.mesh);
+    std::vector<Mesh::QualityLimit> const limits = ChooseLimits(model, options, kinds);
+    Metrics const metrics = ChooseMetrics(model, options, limits, kinds);
     bool const looks_for_folds = std::ranges::any_of(metrics, Detail::SeesFolds);
     Common::BranchingProgressReporter reporter(context.progress, "Measuring", true);
     auto const measure = [&](QualityMetric const& metric) {
@@ -214,8 +215,9 @@ QualityResult Quality(Model const& model, QualityOptions const& options, Context
     QualityResult result;
     result.file = model.file;
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
-    result.solids = CountSolids(*model.mesh);
-    Failures failures(*model.mesh, options,
+    bool const has_solids = (kinds & (Mesh::KindOf(6) | Mesh::KindOf(8))) != 0;
+    result.solids = has_solids ? CountSolids(*model.mesh) : 0;
+    Failures failures(*model.mesh, kinds, options,
                       folds ? folds->GetQualityHistogram()->GetValues() : std::vector<double>());
     result.bad = options.bad.value_or(Mesh::QualityThreshold());
     result.has_threshold = failures.HasThreshold();

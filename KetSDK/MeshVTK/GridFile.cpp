@@ -11,18 +11,26 @@
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/MeshVTK/detail/XmlReader.h>
 
+#include <vtkCallbackCommand.h>
 #include <vtkCellData.h>
+#include <vtkCellTypes.h>
+#include <vtkCommand.h>
 #include <vtkDataArray.h>
 #include <vtkNew.h>
 #include <vtkObjectFactory.h>
 #include <vtkPointData.h>
+#include <vtkUnsignedCharArray.h>
 #include <vtkUnstructuredGrid.h>
 #include <vtkUnstructuredGridReader.h>
 #include <vtkUnstructuredGridWriter.h>
 #include <vtkXMLUnstructuredGridReader.h>
 #include <vtkXMLUnstructuredGridWriter.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <ios>
 #include <limits>
@@ -34,23 +42,24 @@ namespace KetSDK::MeshVTK {
 namespace {
 
 constexpr char const* CannotRead = "it cannot be read";
+constexpr std::size_t BlockSize = std::size_t{1} << 20; // that VTK writes at a time
 constexpr char const* CannotWrite = "it cannot be written";
 
 vtkSmartPointer<vtkUnstructuredGrid> ReadXml(Detail::OpenFile const& file,
-                                             std::shared_ptr<Common::IProgressDelegate> const& progress) {
-    Detail::FileBytes const all = file.All(progress);
-    std::string_view const bytes = all.View();
+                                             std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                             bool parallel) {
+    Detail::FileBytes const bytes = file.ForXml(progress, parallel);
     Detail::VtkSession session(progress, "Reading file");
     Detail::XmlCounts const counts = Detail::CheckXmlFile(bytes, "UnstructuredGrid");
     vtkNew<Detail::XmlReader<vtkXMLUnstructuredGridReader>> reader;
     reader->SetBytes(bytes);
-    session.Run(*reader, CannotRead);
+    reader->Run(session);
     Detail::CheckCounts(*reader->GetOutput(), counts);
     return reader->GetOutput();
 }
 
-vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(Detail::OpenFile const& file,
-                                                std::shared_ptr<Common::IProgressDelegate> const& progress) {
+vtkSmartPointer<vtkUnstructuredGrid>
+ReadLegacy(Detail::OpenFile const& file, std::shared_ptr<Common::IProgressDelegate> const& progress, bool) {
     Detail::MemoryFile const copy(file, progress);
     std::string_view const bytes = copy.View();
     if (!bytes.starts_with("# vtk DataFile Version"))
@@ -72,14 +81,43 @@ vtkSmartPointer<vtkUnstructuredGrid> ReadLegacy(Detail::OpenFile const& file,
     return grid;
 }
 
-void WriteXml(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session) {
+// VTK's writer asks which types of cells there are, which takes a grid as long as to write a tenth of it.
+class GridToWrite : public vtkUnstructuredGrid {
+public:
+    static GridToWrite* New() { VTK_STANDARD_NEW_BODY(GridToWrite); }
+    void GetCellTypes(vtkCellTypes* types) override {
+        types->Reset();
+        unsigned char const* const all = GetCellTypesArray()->GetPointer(0);
+        auto const count = static_cast<std::size_t>(GetCellTypesArray()->GetNumberOfValues());
+        std::array<bool, 256> is_there{};
+        if (count > 0 && std::memcmp(all, all + 1, count - 1) == 0)
+            is_there[all[0]] = true;
+        else
+            std::for_each(all, all + count, [&is_there](unsigned char type) { is_there[type] = true; });
+        for (std::size_t type = 0; type < is_there.size(); ++type)
+            if (is_there[type])
+                types->InsertNextType(static_cast<unsigned char>(type));
+    }
+};
+
+void WriteXml(vtkUnstructuredGrid& grid, OutputFile& file, Detail::VtkSession& session) {
+    vtkNew<GridToWrite> shown;
+    shown->ShallowCopy(&grid);
     vtkNew<vtkXMLUnstructuredGridWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
     writer->SetCompressorTypeToNone();
+    writer->SetBlockSize(BlockSize);
     writer->SetHeaderTypeToUInt64(); // 32 bits would limit each array to 4 GB
-    writer->SetFileName(path);
-    writer->SetInputData(&grid);
+    writer->SetFileName(file.GetTemporaryPath().c_str());
+    writer->SetInputData(shown);
+    // While VTK writes an array, the disk takes those before it.
+    vtkNew<vtkCallbackCommand> on_progress;
+    on_progress->SetClientData(&file);
+    on_progress->SetCallback([](vtkObject*, unsigned long, void* client, void*) {
+        static_cast<OutputFile*>(client)->StartStoring();
+    });
+    writer->AddObserver(vtkCommand::ProgressEvent, on_progress);
     session.Run(*writer, CannotWrite);
 }
 
@@ -126,12 +164,12 @@ void CheckIdentifiers(vtkDataSetAttributes& arrays) {
     }
 }
 
-void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session) {
+void WriteLegacy(vtkUnstructuredGrid& grid, OutputFile& file, Detail::VtkSession& session) {
     CheckIdentifiers(*grid.GetCellData());
     CheckIdentifiers(*grid.GetPointData());
     vtkNew<LegacyWriter> writer;
     writer->SetFileTypeToBinary();
-    writer->SetFileName(path);
+    writer->SetFileName(file.GetTemporaryPath().c_str());
     vtkNew<vtkUnstructuredGrid> shown; // without what the header says
     shown->ShallowCopy(&grid);
     if (auto const frame = FrameOf(grid)) {
@@ -147,8 +185,9 @@ void WriteLegacy(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession
 struct GridFormat {
     char const* ending;
     vtkSmartPointer<vtkUnstructuredGrid> (*read)(Detail::OpenFile const& file,
-                                                 std::shared_ptr<Common::IProgressDelegate> const& progress);
-    void (*write)(vtkUnstructuredGrid& grid, char const* path, Detail::VtkSession& session);
+                                                 std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                                 bool parallel);
+    void (*write)(vtkUnstructuredGrid& grid, OutputFile& file, Detail::VtkSession& session);
 };
 
 constexpr GridFormat Formats[] = {{".vtu", ReadXml, WriteXml}, {".vtk", ReadLegacy, WriteLegacy}};
@@ -164,10 +203,11 @@ GridFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
 
 } // namespace
 
-vtkSmartPointer<vtkUnstructuredGrid>
-ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress) {
+vtkSmartPointer<vtkUnstructuredGrid> ReadGridFile(std::filesystem::path const& path,
+                                                  std::shared_ptr<Common::IProgressDelegate> const& progress,
+                                                  bool parallel) {
     Detail::OpenFile const file(path, ".vtu or .vtk");
-    return FormatOf(path, "read from").read(file, progress);
+    return FormatOf(path, "read from").read(file, progress, parallel);
 }
 
 void CheckGridFileName(std::filesystem::path const& path) {
@@ -180,7 +220,7 @@ void WriteGridFile(vtkUnstructuredGrid& grid, OutputFile& file,
     if (grid.GetNumberOfCells() == 0)
         throw Error("there are no cells to write");
     Detail::VtkSession session(progress, "Writing file");
-    FormatOf(file.GetPath(), "written to").write(grid, file.GetTemporaryPath().c_str(), session);
+    FormatOf(file.GetPath(), "written to").write(grid, file, session);
     file.Commit();
 }
 

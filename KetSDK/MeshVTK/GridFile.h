@@ -20,9 +20,11 @@ namespace KetSDK::MeshVTK {
 
 // Reads a grid. Throws Error for a file that is missing, empty, cut off, of another kind, or that holds an
 // array of another length than there are points or cells; throws Cancelled. Whether the grid makes a mesh
-// is another matter: see MeshFromGrid. The delegate may be null.
+// is another matter: see MeshFromGrid. The delegate may be null. With `parallel`, all threads read raw
+// arrays.
 KETSDK_MESHVTK_API vtkSmartPointer<vtkUnstructuredGrid>
-ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress);
+ReadGridFile(std::filesystem::path const& path, std::shared_ptr<Common::IProgressDelegate> const& progress,
+             bool parallel = false);
 
 // Throws Error for a name that ends with neither .vtu nor .vtk.
 KETSDK_MESHVTK_API void CheckGridFileName(std::filesystem::path const& path);

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/detail/ArrayRoom.h>
 #include <KetSDK/MeshVTK/detail/CellKinds.h>
 #include <KetSDK/MeshVTK/detail/OwnArrays.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -19,6 +20,7 @@
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -28,10 +30,13 @@ namespace KetSDK::MeshVTK {
 
 namespace {
 
-vtkNew<vtkPoints> MakePoints(MMeshBase const& mesh, LengthUnit unit, bool parallel) {
+constexpr std::size_t BytesOfElement = 32; // in the arrays of a grid, at least
+
+vtkNew<vtkPoints> MakePoints(MMeshBase const& mesh, LengthUnit unit, Detail::ArrayRoom& room, bool parallel) {
     vtkNew<vtkDoubleArray> coordinates;
     coordinates->SetNumberOfComponents(3);
     coordinates->SetNumberOfTuples(mesh.NumberOfPoints());
+    room.Take(*coordinates);
     double* const values = coordinates->GetPointer(0);
     Support::ComputeSteps({.items = static_cast<std::uint64_t>(mesh.NumberOfPoints()),
                            .step = MMeshPointContainer::NodesPerBlock,
@@ -55,12 +60,15 @@ class Cells {
 public:
     using Number = typename Array::ValueType;
 
-    Cells(MMeshBase const& mesh, bool parallel)
+    Cells(MMeshBase const& mesh, Detail::ArrayRoom& room, bool parallel)
         : m_mesh(mesh)
+        , m_room(room)
         , m_count(mesh.Elements().GetNumElements())
         , m_parallel(parallel) {
         m_types->SetNumberOfValues(static_cast<vtkIdType>(m_count));
         m_offsets->SetNumberOfValues(static_cast<vtkIdType>(m_count + 1));
+        m_room.Take(*m_types);
+        m_room.Take(*m_offsets);
         // Mostly all elements have as many nodes as the first, which tells where the points of each begin.
         if (m_count == 0 || !FillAlike(mesh.GetElement(0)->GetNodeCount())) {
             FillOffsets();
@@ -77,6 +85,7 @@ public:
 private:
     Number* Room(std::uint64_t points) {
         m_points->SetNumberOfValues(static_cast<vtkIdType>(points));
+        m_room.Take(*m_points);
         return m_points->GetPointer(0);
     }
 
@@ -146,6 +155,7 @@ private:
     }
 
     MMeshBase const& m_mesh;
+    Detail::ArrayRoom& m_room;
     std::uint64_t m_count;
     bool m_parallel;
     vtkNew<vtkUnsignedCharArray> m_types;
@@ -153,13 +163,13 @@ private:
     vtkNew<Array> m_points;
 };
 
-void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
+void SetCells(vtkUnstructuredGrid& grid, MMeshBase const& mesh, Detail::ArrayRoom& room, bool parallel) {
     // Meshes number nodes in 32 bits, which is half the memory and half the file; the list of points of
     // ten-node tetrahedra alone can need more.
     if (mesh.NumberOfElements() <= std::numeric_limits<std::int32_t>::max() / int{Detail::MaxCellNodes})
-        Cells<vtkTypeInt32Array>(mesh, parallel).GiveTo(grid);
+        Cells<vtkTypeInt32Array>(mesh, room, parallel).GiveTo(grid);
     else
-        Cells<vtkTypeInt64Array>(mesh, parallel).GiveTo(grid);
+        Cells<vtkTypeInt64Array>(mesh, room, parallel).GiveTo(grid);
 }
 
 // Takes over the source's arrays. What the mesh itself carries is left out: the mesh knows better.
@@ -190,11 +200,13 @@ vtkSmartPointer<vtkUnstructuredGrid> ArraysBesideMesh(MMeshBase const& mesh, vtk
 vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthUnit unit,
                                                   vtkUnstructuredGrid* source, bool parallel) {
     auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
-    grid->SetPoints(MakePoints(mesh, unit, parallel));
-    SetCells(*grid, mesh, parallel);
+    auto const elements = static_cast<std::size_t>(mesh.NumberOfElements());
+    Detail::ArrayRoom room(elements * BytesOfElement);
+    grid->SetPoints(MakePoints(mesh, unit, room, parallel));
+    SetCells(*grid, mesh, room, parallel);
     if (source)
         ShareArrays(*grid, mesh, *source);
-    Detail::AddOwnArrays(*grid, mesh, parallel);
+    Detail::AddOwnArrays(*grid, mesh, room, parallel);
     return grid;
 }
 

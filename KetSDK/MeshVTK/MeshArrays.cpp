@@ -8,6 +8,7 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayCoding.h>
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
+#include <KetSDK/MeshVTK/detail/ArrayRoom.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
 #include <KetSDK/MeshVTK/detail/OwnArrays.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -114,13 +115,18 @@ void AddArray(vtkFieldData& arrays, vtkAbstractArray& made, MMeshArray const& ar
 }
 
 // Adds the arrays, but for those whose names the other data set has at that place.
-void AddArraysBut(vtkDataSet& data, std::vector<MMeshArray> const& arrays, vtkDataSet& without) {
+void AddArraysBut(vtkDataSet& data, std::vector<MMeshArray> const& arrays, vtkDataSet& without,
+                  bool parallel = false) {
+    std::size_t bytes = 0;
+    for (MMeshArray const& array : arrays)
+        bytes += std::visit([](auto const& v) { return v.size() * sizeof(v[0]); }, array.values);
+    Detail::ArrayRoom room(bytes);
     for (MMeshArray const& array : arrays) {
         MMeshArray::Place const place = PlaceOfValues(array);
         std::string const name = ToUtf8(array.name);
         if (!name.empty() && ArraysAt(without, place)->HasArray(name.c_str()))
             continue;
-        auto const made = Detail::ArrayToVtk(array);
+        auto const made = Detail::ArrayToVtk(array, room, parallel);
         vtkIdType const tuples = place == MMeshArray::OnNodes      ? data.GetNumberOfPoints()
                                  : place == MMeshArray::OnElements ? data.GetNumberOfCells()
                                                                    : made->GetNumberOfTuples();
@@ -156,7 +162,8 @@ void CheckArray(MMeshArray const& array) {
 
 std::vector<MMeshArray> ArraysOfMesh(MMeshBase const& mesh) {
     vtkNew<vtkUnstructuredGrid> grid;
-    Detail::AddOwnArrays(*grid, mesh);
+    Detail::ArrayRoom room(0);
+    Detail::AddOwnArrays(*grid, mesh, room, false);
     return TakeArrays(*grid);
 }
 
@@ -178,7 +185,7 @@ vtkSmartPointer<vtkUnstructuredGrid> GridFromMesh(MMeshBase const& mesh, LengthU
         ArraysAt(*own, place)->ShallowCopy(ArraysAt(*grid, place));
         ArraysAt(*grid, place)->Initialize();
     }
-    AddArraysBut(*grid, arrays, *own);
+    AddArraysBut(*grid, arrays, *own, parallel);
     for (MMeshArray::Place const place : Places)
         for (int i = 0; i < ArraysAt(*own, place)->GetNumberOfArrays(); ++i)
             ArraysAt(*grid, place)->AddArray(ArraysAt(*own, place)->GetAbstractArray(i));

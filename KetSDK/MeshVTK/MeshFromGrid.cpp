@@ -41,16 +41,18 @@ namespace KetSDK::MeshVTK {
 
 namespace {
 
+using IntegerList = std::vector<int, Support::MUninitializedAllocator<int>>;
+
 // The sub-volumes of a mesh to be: the index of each cell in a list of names, each of which is used.
 struct Partition {
     std::vector<std::wstring> names; // empty: one sub-volume with the name that a new mesh gives it
-    std::vector<int> subvolume_of;   // each cell; empty when there is one sub-volume
+    IntegerList subvolume_of;        // each cell; empty when there is one sub-volume
 };
 
 // Whole numbers, and the rank of each among those that occur.
 struct Ranks {
     std::vector<long long> distinct; // ascending
-    std::vector<int> rank_of;        // each
+    IntegerList rank_of;             // each
 };
 
 constexpr std::uint64_t ValuesAtOnce = 65536;
@@ -321,16 +323,38 @@ private:
     std::uint64_t m_done = 0;
 };
 
-void SetGreyValues(MMeshBase& mesh, vtkUnstructuredGrid& grid) {
+// Those of a new mesh have their own numbers as mask indices.
+void SetGreyValues(MMeshBase& mesh, vtkUnstructuredGrid& grid, bool parallel) {
     vtkDataArray* const grey = FindArray(*grid.GetCellData(), ArrayNames::Grey);
     if (!grey)
         return;
     CheckShape(*grey, grid.GetNumberOfCells());
     auto& mask = *mesh.GetElementMasks()->GetGreyValueMask();
-    vtkIdType cell = 0;
-    for (MMeshElement const& e : mesh.Elements())
-        mask.SetValue(e, grey->GetComponent(cell++, 0));
+    auto const set = [&](auto const& value_of) {
+        Support::ComputeSteps({.items = static_cast<std::uint64_t>(grid.GetNumberOfCells()),
+                               .step = 8192,
+                               .parallel = parallel},
+                              [&](std::uint64_t first, std::uint64_t last) {
+                                  for (std::uint64_t i = first; i < last; ++i)
+                                      mask.SetValueAt(i, value_of(i));
+                              });
+    };
+    if (grey->GetDataType() == VTK_DOUBLE) {
+        auto const* const values = static_cast<double const*>(grey->GetVoidPointer(0));
+        set([values](std::uint64_t i) { return values[i]; });
+    } else {
+        set([grey](std::uint64_t i) { return grey->GetComponent(static_cast<vtkIdType>(i), 0); });
+    }
     mesh.SetGreyValuesFlag(true);
+}
+
+// The identifiers of cells or points where an array holds them as the mesh does; null elsewhere.
+int const* ReadyIds(vtkDataSetAttributes& arrays, vtkIdType count) {
+    vtkDataArray* const array = FindArray(arrays, ArrayNames::OriginalId);
+    if (!array || array->GetDataType() != VTK_INT)
+        return nullptr;
+    CheckShape(*array, count);
+    return static_cast<int const*>(array->GetVoidPointer(0));
 }
 
 // The identifiers of cells or points that the array `original_id` has; none without it.
@@ -349,15 +373,20 @@ std::vector<int> OriginalIds(vtkDataSetAttributes& arrays, vtkIdType count) {
     return ids;
 }
 
-// Objects without an identifier get 0, 1, 2, ... Those of a new mesh have their own numbers as mask indices.
+// Objects without an identifier get 0, 1, 2, ...
 void SetOriginalIds(MMeshBase& mesh, vtkUnstructuredGrid& grid, bool parallel) {
     auto const set = [parallel](auto& mask, vtkDataSetAttributes& arrays, vtkIdType count) {
-        std::vector<int> const ids = OriginalIds(arrays, count);
+        std::vector<int> checked;
+        int const* ids = ReadyIds(arrays, count);
+        if (!ids) {
+            checked = OriginalIds(arrays, count);
+            ids = checked.empty() ? nullptr : checked.data();
+        }
         Support::ComputeSteps(
             {.items = static_cast<std::uint64_t>(count), .step = 8192, .parallel = parallel},
             [&](std::uint64_t first, std::uint64_t last) {
                 for (std::uint64_t i = first; i < last; ++i)
-                    mask.SetValueAt(i, ids.empty() ? static_cast<int>(i) : ids[static_cast<std::size_t>(i)]);
+                    mask.SetValueAt(i, ids ? ids[i] : static_cast<int>(i));
             });
     };
     set(*mesh.GetElementMasks()->GetOriginalIDs(), *grid.GetCellData(), grid.GetNumberOfCells());
@@ -379,7 +408,7 @@ std::unique_ptr<MMeshBase> MeshFromGrid(vtkUnstructuredGrid& grid, MeshFromGridO
     MeshMaker maker(*mesh, grid, progress, options.parallel);
     maker.AddNodes(rounded.points);
     maker.AddElements(partition);
-    SetGreyValues(*mesh, grid);
+    SetGreyValues(*mesh, grid, options.parallel);
     Detail::SetMaterials(*mesh, grid, options.parallel);
     SetOriginalIds(*mesh, grid, options.parallel);
     mesh->SetMeshType(maker.IsQuadratic() ? MMeshBase::Quadratic : MMeshBase::Linear);

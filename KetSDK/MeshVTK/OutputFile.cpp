@@ -204,7 +204,8 @@ OutputFile::OutputFile(std::filesystem::path const& path)
 OutputFile::OutputFile(OutputFile&& other) noexcept
     : m_path(std::move(other.m_path))
     , m_entry(std::exchange(other.m_entry, nullptr))
-    , m_size(other.m_size) {}
+    , m_size(other.m_size)
+    , m_storing(other.m_storing) {}
 
 OutputFile::~OutputFile() {
     if (!m_entry)
@@ -227,6 +228,23 @@ void OutputFile::Write(std::string_view bytes) {
             RefuseToWrite(errno);
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
+}
+
+// Writers come back to what stands at the beginning and at the end.
+void OutputFile::StartStoring() noexcept {
+    constexpr std::uint64_t at_once = std::uint64_t{4} << 20;
+    struct stat status {};
+    if (::fstat(m_entry->file, &status) != 0)
+        return;
+    std::uint64_t const end = static_cast<std::uint64_t>(status.st_size) / at_once * at_once;
+    std::uint64_t const begin = std::max(m_storing, at_once / 4);
+    if (end <= begin)
+        return;
+#ifdef SYNC_FILE_RANGE_WRITE
+    (void)::sync_file_range(m_entry->file, static_cast<off_t>(begin), static_cast<off_t>(end - begin),
+                            SYNC_FILE_RANGE_WRITE);
+#endif
+    m_storing = end;
 }
 
 void OutputFile::Finish() {

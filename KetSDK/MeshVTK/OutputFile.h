@@ -34,6 +34,9 @@ public:
     std::filesystem::path const& GetTemporaryPath() const noexcept;
     // Writes bytes behind what this operation wrote before. Throws Error when that fails.
     void Write(std::string_view bytes);
+    // Has the disk take what was written meanwhile, without waiting for it: Finish() has less to wait for
+    // then. To be called now and then while a long file is written; not what makes it last.
+    void StartStoring() noexcept;
     // How many bytes the file had when it was finished; also once it is committed.
     std::uint64_t GetSize() const noexcept { return m_size; }
     // Waits until the disk has the file; only the renaming is left then. Throws Error when that fails.
@@ -64,6 +67,7 @@ private:
     std::filesystem::path m_path;
     Entry* m_entry; // null once committed or moved from
     std::uint64_t m_size = 0;
+    std::uint64_t m_storing = 0; // bytes that the disk was told to take
 };
 
 } // namespace KetSDK::MeshVTK

@@ -29,7 +29,6 @@
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkPolyData.h>
-#include <vtkSTLWriter.h>
 #include <vtkStringArray.h>
 #include <vtkTriangle.h>
 #include <vtkUnsignedCharArray.h>
@@ -68,14 +67,41 @@ void WriteVtp(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) 
     session.Run(*writer, CannotWrite);
 }
 
-void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
-    vtkNew<vtkSTLWriter> writer;
-    writer->SetFileTypeToBinary();
-    if (auto const frame = FrameOf(data)) // may not begin with "solid"
-        writer->SetHeader((std::string(writer->GetHeader()) + " " + Detail::FrameText(*frame)).c_str());
-    writer->SetFileName(file.GetTemporaryPath().c_str());
-    writer->SetInputData(&data);
-    session.Run(*writer, CannotWrite);
+// Adds a number, the least significant byte first.
+template <typename T>
+void AddBytes(std::string& bytes, T value) {
+    auto added = std::bit_cast<std::array<char, sizeof(T)>>(value);
+    if constexpr (std::endian::native == std::endian::big)
+        std::ranges::reverse(added);
+    bytes.append(added.data(), added.size());
+}
+
+// VTK's writer of these files would bring libraries for all of its formats, which take longer to load than
+// most surfaces take to write. The header may not begin with "solid".
+void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
+    constexpr std::size_t header = 80;
+    constexpr std::size_t triangle = 50;
+    auto const count = static_cast<std::size_t>(data.GetNumberOfPolys());
+    std::string bytes = "Visualization Toolkit generated SLA File";
+    if (auto const frame = FrameOf(data))
+        bytes += " " + Detail::FrameText(*frame);
+    bytes.resize(header);
+    bytes.reserve(header + sizeof(std::uint32_t) + count * triangle);
+    AddBytes(bytes, static_cast<std::uint32_t>(count));
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+        data.GetPolys()->GetCellAtId(i, corners);
+        std::array<std::array<double, 3>, 4> numbers; // the normal and the corners
+        for (vtkIdType corner = 0; corner < 3; ++corner)
+            data.GetPoint(corners->GetId(corner), numbers[static_cast<std::size_t>(corner) + 1].data());
+        vtkTriangle::ComputeNormal(numbers[1].data(), numbers[2].data(), numbers[3].data(),
+                                   numbers[0].data());
+        for (auto const& vector : numbers)
+            for (double const number : vector)
+                AddBytes(bytes, static_cast<float>(number));
+        AddBytes(bytes, std::uint16_t{0});
+    }
+    file.Write(bytes);
 }
 
 // VTK's writer of these files takes names with their ending only, and gives nothing when asked for a string.
@@ -111,13 +137,9 @@ private:
             m_bytes += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
         m_bytes += "end_header\n";
     }
-    // Least significant byte first.
     template <typename T>
     void Add(T value) {
-        auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
-        if constexpr (std::endian::native == std::endian::big)
-            std::ranges::reverse(bytes);
-        m_bytes.append(bytes.data(), bytes.size());
+        AddBytes(m_bytes, value);
     }
 
     std::string m_bytes;
@@ -261,11 +283,11 @@ bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) 
 
 constexpr char const* CannotRead = "it cannot be read";
 
-vtkSmartPointer<vtkPolyData> ReadVtp(std::string_view bytes, Detail::VtkSession& session) {
-    Detail::XmlCounts const counts = Detail::CheckXmlFile(bytes, "PolyData");
+vtkSmartPointer<vtkPolyData> ReadVtp(Detail::FileBytes const& file, Detail::VtkSession& session) {
+    Detail::XmlCounts const counts = Detail::CheckXmlFile(file, "PolyData");
     vtkNew<Detail::XmlReader<vtkXMLPolyDataReader>> reader;
-    reader->SetBytes(bytes);
-    session.Run(*reader, CannotRead);
+    reader->SetBytes(file);
+    reader->Run(session);
     Detail::CheckCounts(*reader->GetOutput(), counts);
     return reader->GetOutput();
 }
@@ -273,7 +295,8 @@ vtkSmartPointer<vtkPolyData> ReadVtp(std::string_view bytes, Detail::VtkSession&
 // The other formats are simple, and VTK's readers of them leave out what they do not understand, follow the
 // locale of the program and read files by name.
 
-vtkSmartPointer<vtkPolyData> ReadStl(std::string_view bytes, Detail::VtkSession&) {
+vtkSmartPointer<vtkPolyData> ReadStl(Detail::FileBytes const& file, Detail::VtkSession&) {
+    std::string_view const bytes = file.View();
     auto data = Detail::ReadStlFile(bytes);
     constexpr std::size_t header = 80; // of a binary file
     bool const is_text = bytes.starts_with("solid");
@@ -281,19 +304,20 @@ vtkSmartPointer<vtkPolyData> ReadStl(std::string_view bytes, Detail::VtkSession&
     return data;
 }
 
-vtkSmartPointer<vtkPolyData> ReadPly(std::string_view bytes, Detail::VtkSession&) {
+vtkSmartPointer<vtkPolyData> ReadPly(Detail::FileBytes const& file, Detail::VtkSession&) {
+    std::string_view const bytes = file.View();
     auto data = Detail::ReadPlyFile(bytes);
     SetFrame(*data, Detail::FindFrameText(bytes.substr(0, bytes.find("end_header"))));
     return data;
 }
 
-vtkSmartPointer<vtkPolyData> ReadObj(std::string_view bytes, Detail::VtkSession&) {
-    return Detail::ReadObjFile(bytes);
+vtkSmartPointer<vtkPolyData> ReadObj(Detail::FileBytes const& file, Detail::VtkSession&) {
+    return Detail::ReadObjFile(file.View());
 }
 
 struct SurfaceFormat {
     char const* ending;
-    vtkSmartPointer<vtkPolyData> (*read)(std::string_view bytes, Detail::VtkSession& session);
+    vtkSmartPointer<vtkPolyData> (*read)(Detail::FileBytes const& file, Detail::VtkSession& session);
     void (*write)(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session);
     bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
@@ -366,7 +390,7 @@ vtkSmartPointer<vtkPolyData> ReadPolyData(std::filesystem::path const& path,
     SurfaceFormat const& format = FormatOf(path, "read from");
     Detail::VtkSession session(progress, "Reading file");
     Detail::FileBytes const bytes = file.All(progress);
-    return format.read(bytes.View(), session);
+    return format.read(bytes, session);
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include <KetSDK/Mesh/geometry/MMeshJacobianCorrectorOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshQualityAnalysisOperator.h>
 #include <KetSDK/Mesh/geometry/MMeshTet10ConsistencyCheckOperator.h>
+#include <KetSDK/Mesh/geometry/QualityStatistics.h>
 #include <KetSDK/Mesh/materials/MDensityLookup.h>
 #include <KetSDK/Mesh/materials/MHUList.h>
 #include <KetSDK/Mesh/materials/MMeshOperatorMaterialAssign.h>
@@ -98,6 +99,8 @@ Numbers QualityOf(bool parallel) {
     Numbers numbers = analysis.GetQualityHistogram()->GetValues();
     for (MMeshElement const& e : mesh.Elements())
         numbers.push_back(analysis.GetQualityMask()->GetValue(e));
+    auto const statistics = KetSDK::Mesh::Summarize(analysis.GetQualityHistogram()->GetValues(), parallel);
+    numbers.insert(numbers.end(), statistics.percentiles.begin(), statistics.percentiles.end());
     return numbers;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Volume meshes go through files of both formats without losing a bit.
 #include "RealMeshes.h"
+#include "TestMeshes.h"
 
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/MeshVTK/Error.h>
@@ -30,10 +31,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <limits>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 using namespace KetSDK::MeshVTK;
 namespace fs = std::filesystem;
@@ -214,6 +218,60 @@ TEST_F(GridFile, NumbersInTextAreReadWholeOrRefused) {
                 EXPECT_TRUE(value == expected || (std::isnan(value) && std::isnan(expected))) << value;
             }
         }
+}
+
+// Does something to a file when reading has come so far.
+class Meddling : public KetSDK::Common::IProgressDelegate {
+public:
+    enum Moment { BeforeCheck, BetweenArrays };
+    Meddling(Moment moment, std::function<void()> meddle)
+        : m_moment(moment)
+        , m_meddle(std::move(meddle)) {}
+    void Begin(std::string const&, bool) override { Meddle(BeforeCheck); }
+    void Advance(double) override { Meddle(BetweenArrays); }
+    void End() override {}
+    bool IsCancelled() const override { return false; }
+
+private:
+    void Meddle(Moment moment) {
+        if (moment == m_moment)
+            std::exchange(m_meddle, [] {})();
+    }
+
+    Moment m_moment;
+    std::function<void()> m_meddle;
+};
+
+TEST_F(GridFile, LongArraysAreReadFromTheFileWhateverBecomesOfIt) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 30);
+    auto const grid = GridFromMesh(mesh, {}, nullptr);
+    AddForeignArrays(*grid);
+    fs::path const whole = Write(*grid, ".vtu");
+    for (bool const parallel : {false, true})
+        ExpectSameGrid(*ReadGridFile(whole, nullptr, parallel), *grid);
+
+    fs::path const path = m_folder / "copy.vtu";
+    auto const message_of = [&](Meddling::Moment moment, std::function<void()> const& meddle) {
+        fs::copy_file(whole, path, fs::copy_options::overwrite_existing);
+        try {
+            auto const read = ReadGridFile(path, std::make_shared<Meddling>(moment, meddle), true);
+            MeshFromGrid(*read, {}, nullptr);
+        } catch (Error const& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    auto const cut_off = [&] { fs::resize_file(path, fs::file_size(path) / 8); };
+    auto const overwrite = [&] {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(1 << 16);
+        file << std::string(fs::file_size(path) - (1 << 17), '\xFF');
+    };
+    for (auto const moment : {Meddling::BeforeCheck, Meddling::BetweenArrays}) {
+        EXPECT_EQ(message_of(moment, cut_off), "it cannot be read to its end");
+        EXPECT_NE(message_of(moment, overwrite), "");
+    }
 }
 
 TEST_F(GridFile, WhatCannotBeWrittenLeavesNothing) {

@@ -196,8 +196,9 @@ struct Stretch {
 
 class XmlFile {
 public:
-    explicit XmlFile(std::string_view content)
-        : m_content(content) {}
+    explicit XmlFile(FileBytes const& file)
+        : m_file(file)
+        , m_content(file.View()) {}
 
     XmlCounts Check(vtkXMLDataParser& parser) {
         vtkXMLDataElement& root = *parser.GetRootElement();
@@ -207,11 +208,14 @@ public:
         m_compressed = m_packing.compressor != nullptr;
         if (vtkXMLDataElement* const appended = root.FindNestedElementWithName("AppendedData")) {
             m_appended = static_cast<std::size_t>(parser.GetAppendedDataPosition());
+            m_file.Load(m_content.substr(std::min(m_appended, m_content.size() - 1), 1));
             if (m_appended < m_content.size() && m_content[m_appended - 1] != '_' &&
                 m_content[m_appended] == '_')
                 ++m_appended;
             m_appended_base64 = Attribute(*appended, "encoding") != "raw";
         }
+        if (m_compressed || m_appended_base64)
+            m_file.Load(m_content);
         if (vtkXMLDataElement* const image = root.FindNestedElementWithName("ImageData"))
             CheckPiecesOfImage(*image);
         CheckBelow(root, root);
@@ -376,6 +380,7 @@ private:
             std::size_t const at = m_word_bytes + static_cast<std::size_t>(size) - value_bytes;
             if (at + value_bytes > data.text.size())
                 Damaged(name);
+            m_file.Load(data.text.substr(at, value_bytes));
             return Word(data.text.substr(at, value_bytes));
         }
         std::string const end = Unpacked(data, size, name, 2);
@@ -554,7 +559,7 @@ private:
     std::string Unpacked(Stretch const& data, Count size, std::string const& name,
                          std::size_t blocks = ~std::size_t{0}) const {
         if (!m_compressed) {
-            std::string const bytes = data.First(m_word_bytes + size);
+            std::string const bytes = First(data, m_word_bytes + size);
             return bytes.substr(std::min<std::size_t>(m_word_bytes, bytes.size()));
         }
         BlockHeader const header = HeaderOf(data, name);
@@ -601,9 +606,16 @@ private:
         return {packed, header.UnpackedBytes()};
     }
 
+    // The first bytes of raw data may have to come from the file.
+    std::string First(Stretch const& data, Count count) const {
+        if (!data.base64)
+            m_file.Load(data.text.substr(0, static_cast<std::size_t>(count)));
+        return data.First(count);
+    }
+
     // The header words that data begins with; fewer when it ends before.
     std::vector<Count> Words(Stretch const& data, Count count) const {
-        std::string const bytes = data.First(count * m_word_bytes);
+        std::string const bytes = First(data, count * m_word_bytes);
         std::vector<Count> words;
         for (std::size_t at = 0; at + m_word_bytes <= bytes.size(); at += m_word_bytes)
             words.push_back(Word(std::string_view(bytes).substr(at, m_word_bytes)));
@@ -622,6 +634,7 @@ private:
         throw Error("the data of the array \"" + name + "\" is damaged or cut off");
     }
 
+    FileBytes const& m_file;
     std::string_view m_content;
     Count m_stored = 0; // of all arrays
     XmlCounts m_counts;
@@ -633,28 +646,38 @@ private:
     bool m_appended_base64 = false;
 };
 
-void CheckXmlEnd(std::string_view bytes) {
-    while (!bytes.empty() && (std::isspace(static_cast<unsigned char>(bytes.back())) || bytes.back() == '\0'))
+void CheckXmlEnd(FileBytes const& file) {
+    constexpr std::string_view end = "</VTKFile>";
+    std::string_view bytes = file.View();
+    auto const last = [&] {
+        std::string_view const byte = bytes.substr(bytes.size() - 1);
+        file.Load(byte);
+        return byte.front();
+    };
+    while (!bytes.empty() && (std::isspace(static_cast<unsigned char>(last())) || last() == '\0'))
         bytes.remove_suffix(1);
-    if (!bytes.ends_with("</VTKFile>"))
+    file.Load(bytes.substr(bytes.size() - std::min(bytes.size(), end.size())));
+    if (!bytes.ends_with(end))
         throw Error("the file is cut off: it does not end with </VTKFile>");
 }
 
 } // namespace
 
-XmlCounts CheckXmlFile(std::string_view bytes, std::string const& needed) {
-    std::string const type = CheckMarkup(bytes);
+XmlCounts CheckXmlFile(FileBytes const& file, std::string const& needed) {
+    std::string const type = CheckMarkup(file);
     if (type.empty())
         throw Error("this is no VTK XML file, though its name says so");
     if (type != needed)
         throw Error("the file holds " + type + "; " + needed + " is needed");
-    CheckXmlEnd(bytes);
-    MemoryStream stream(bytes);
+    CheckXmlEnd(file);
+    MemoryStream stream(file);
     vtkNew<vtkXMLDataParser> parser;
     parser->SetStream(&stream);
-    if (!parser->Parse() || !parser->GetRootElement())
+    bool const is_parsed = parser->Parse() && parser->GetRootElement();
+    file.CheckComplete();
+    if (!is_parsed)
         throw Error("it cannot be read: the XML in it is not well-formed");
-    return XmlFile(bytes).Check(*parser);
+    return XmlFile(file).Check(*parser);
 }
 
 void CheckCounts(vtkDataSet& data, XmlCounts const& counts) {

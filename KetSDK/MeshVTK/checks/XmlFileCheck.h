@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 class vtkDataSet;
 
@@ -21,7 +22,7 @@ struct XmlCounts {
 // in the file. VTK's reader trusts these headers, so that wrong ones make it read beyond its buffers, and
 // takes the values that it needs from arrays that are too long. What the values are is not looked at. Runs
 // within a VtkSession, which gets the complaints about the XML itself. Returns what the file announces.
-XmlCounts CheckXmlFile(std::string_view bytes, std::string const& needed);
+XmlCounts CheckXmlFile(FileBytes const& file, std::string const& needed);
 
 // Throws Error unless VTK's reader gave all that the file announces: it goes on where there is no memory
 // left.

@@ -38,13 +38,18 @@ std::string Attribute(std::string_view tag, std::string_view name) {
 
 class Markup {
 public:
-    explicit Markup(std::string_view bytes)
-        : m_bytes(bytes)
-        , m_at(bytes.starts_with(ByteOrderMark) ? ByteOrderMark.size() : 0) {}
+    explicit Markup(FileBytes const& file)
+        : m_file(file)
+        , m_bytes(file.View()) {
+        if (Next(ByteOrderMark.size()) == ByteOrderMark)
+            m_at = ByteOrderMark.size();
+    }
 
     std::string Check() {
-        while (GoToMarkup() && !m_bytes.substr(m_at).starts_with("<AppendedData")) {
-            std::string_view const rest = m_bytes.substr(m_at, LongestMarkup);
+        while (GoToMarkup()) {
+            std::string_view const rest = Next(LongestMarkup);
+            if (rest.starts_with("<AppendedData"))
+                break;
             if (rest.starts_with("<!--"))
                 Pass(rest.find("-->", 4), 3);
             else if (rest.starts_with("<?"))
@@ -58,8 +63,25 @@ public:
     }
 
 private:
+    // The next bytes, or all that are left.
+    std::string_view Next(std::size_t count) const {
+        std::string_view const bytes = m_bytes.substr(m_at, count);
+        m_file.Load(bytes);
+        return bytes;
+    }
+
+    std::size_t PlaceOfMarkup() const {
+        for (std::size_t at = m_at; at < m_bytes.size(); at += LongestMarkup) {
+            std::string_view const bytes = m_bytes.substr(at, LongestMarkup);
+            m_file.Load(bytes);
+            if (std::size_t const found = bytes.find('<'); found != std::string_view::npos)
+                return at + found;
+        }
+        return m_bytes.size();
+    }
+
     bool GoToMarkup() {
-        std::size_t const next = std::min(m_bytes.find('<', m_at), m_bytes.size());
+        std::size_t const next = PlaceOfMarkup();
         bool const is_text = m_bytes.substr(m_at, next - m_at).find('\0') == std::string_view::npos;
         if (!is_text && m_elements > 0)
             throw Error("the file has a byte of 0 outside its data");
@@ -107,8 +129,9 @@ private:
         return true;
     }
 
+    FileBytes const& m_file;
     std::string_view m_bytes;
-    std::size_t m_at;
+    std::size_t m_at = 0;
     std::string m_type;
     std::size_t m_depth = 0;
     std::size_t m_elements = 0;
@@ -130,8 +153,8 @@ std::size_t EndOfTag(std::string_view text, std::size_t at) {
     return std::string_view::npos;
 }
 
-std::string CheckMarkup(std::string_view bytes) {
-    return Markup(bytes).Check();
+std::string CheckMarkup(FileBytes const& file) {
+    return Markup(file).Check();
 }
 
 } // namespace KetSDK::MeshVTK::Detail

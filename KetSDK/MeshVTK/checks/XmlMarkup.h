@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/MeshVTK/detail/FileBytes.h>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -12,8 +14,8 @@ namespace KetSDK::MeshVTK::Detail {
 // of a tag's length. Throws Error for what no such file has. Those are declarations, elements that are nested
 // too deeply or too many, tags and comments that are too long, bytes of 0 and tags without an end. Returns
 // the data type that the file declares ("UnstructuredGrid"); nothing for a file that is not VTK's, which is
-// not looked at further.
-std::string CheckMarkup(std::string_view bytes);
+// not looked at further. All bytes up to the appended data have been asked for then.
+std::string CheckMarkup(FileBytes const& file);
 
 // Where the tag ends that a place lies in, behind its ">"; one between quotes does not end it. npos for a tag
 // without an end.

@@ -7,6 +7,7 @@
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/detail/ArrayDescription.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkBitArray.h>
 #include <vtkDataArray.h>
@@ -146,13 +147,18 @@ void TakeStrings(MMeshArray& array, vtkStringArray& strings) {
 // --- To VTK ---------------------------------------------------------------------------------------------
 
 template <typename T, typename V>
-void GiveNumbers(T* out, std::vector<V> const& values) {
-    std::transform(values.begin(), values.end(), out, [](V v) {
+void GiveNumbers(T* out, std::vector<V> const& values, bool parallel) {
+    auto const given = [](V v) {
         if constexpr (std::is_same_v<T, float> && std::is_same_v<V, double>)
             return v == v ? static_cast<float>(v) : Narrowed(v);
         else
             return static_cast<T>(v);
-    });
+    };
+    V const* const from = values.data();
+    Support::ComputeSteps({.items = values.size(), .step = 65536, .parallel = parallel},
+                          [&](std::uint64_t first, std::uint64_t last) {
+                              std::transform(from + first, from + last, out + first, given);
+                          });
 }
 
 template <typename T>
@@ -174,12 +180,14 @@ int TypeOf(MMeshArray const& array, bool are_doubles) {
 }
 
 template <typename V>
-vtkSmartPointer<vtkAbstractArray> MakeNumbers(MMeshArray const& array, std::vector<V> const& values) {
+vtkSmartPointer<vtkAbstractArray> MakeNumbers(MMeshArray const& array, std::vector<V> const& values,
+                                              ArrayRoom& room, bool parallel) {
     constexpr bool are_doubles = std::is_same_v<V, double>;
     int const type = TypeOf(array, are_doubles);
     auto numbers = vtkSmartPointer<vtkDataArray>::Take(vtkDataArray::CreateDataArray(type));
     numbers->SetNumberOfComponents(static_cast<int>(ValuesPerRow(array)));
     numbers->SetNumberOfTuples(static_cast<vtkIdType>(NumberOfRows(array)));
+    room.Take(*numbers);
     if (auto* const bits = vtkBitArray::SafeDownCast(numbers)) {
         for (std::size_t i = 0; i < values.size(); ++i)
             bits->SetValue(static_cast<vtkIdType>(i), values[i] != 0);
@@ -192,7 +200,9 @@ vtkSmartPointer<vtkAbstractArray> MakeNumbers(MMeshArray const& array, std::vect
             }
             return numbers;
         }
-    switch (type) { vtkTemplateMacro(GiveNumbers(static_cast<VTK_TT*>(numbers->GetVoidPointer(0)), values)); }
+    switch (type) {
+        vtkTemplateMacro(GiveNumbers(static_cast<VTK_TT*>(numbers->GetVoidPointer(0)), values, parallel));
+    }
     return numbers;
 }
 
@@ -211,12 +221,13 @@ vtkSmartPointer<vtkAbstractArray> MakeStrings(MMeshArray const& array,
 }
 
 template <typename V>
-vtkSmartPointer<vtkAbstractArray> MakeArray(MMeshArray const& array, std::vector<V> const& values) {
+vtkSmartPointer<vtkAbstractArray> MakeArray(MMeshArray const& array, std::vector<V> const& values,
+                                            ArrayRoom& room, bool parallel) {
     CheckArray(array);
     if constexpr (std::is_same_v<V, std::int32_t>)
         if (HoldsStrings(array))
             return MakeStrings(array, values);
-    return MakeNumbers(array, values);
+    return MakeNumbers(array, values, room, parallel);
 }
 
 } // namespace
@@ -235,9 +246,9 @@ MMeshArray ArrayFromVtk(vtkAbstractArray& source, MMeshArray::Place place) {
     return array;
 }
 
-vtkSmartPointer<vtkAbstractArray> ArrayToVtk(MMeshArray const& array) {
-    vtkSmartPointer<vtkAbstractArray> made =
-        std::visit([&array](auto const& values) { return MakeArray(array, values); }, array.values);
+vtkSmartPointer<vtkAbstractArray> ArrayToVtk(MMeshArray const& array, ArrayRoom& room, bool parallel) {
+    vtkSmartPointer<vtkAbstractArray> made = std::visit(
+        [&](auto const& values) { return MakeArray(array, values, room, parallel); }, array.values);
     ApplyDescription(array, *made);
     return made;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <KetSDK/Mesh/persistence/MMeshArray.h>
+#include <KetSDK/MeshVTK/detail/ArrayRoom.h>
 
 #include <vtkSmartPointer.h>
 
@@ -23,7 +24,7 @@ namespace KetSDK::MeshVTK::Detail {
 MMeshArray ArrayFromVtk(vtkAbstractArray& source, MMeshArray::Place place);
 
 // Throws Error for an array whose values do not make rows. An array that somebody else wrote becomes one of
-// doubles or 32-bit integers.
-vtkSmartPointer<vtkAbstractArray> ArrayToVtk(MMeshArray const& array);
+// doubles or 32-bit integers. A long one lies in the room. On several threads when parallel.
+vtkSmartPointer<vtkAbstractArray> ArrayToVtk(MMeshArray const& array, ArrayRoom& room, bool parallel);
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -2,6 +2,7 @@
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/Support/ParallelWork.h>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <new>
 
 namespace KetSDK::MeshVTK::Detail {
@@ -18,8 +20,99 @@ namespace KetSDK::MeshVTK::Detail {
 namespace {
 
 constexpr std::size_t BlockSize = std::size_t{1} << 25; // between two looks at cancellation
+constexpr std::size_t LoadedAtOnce = 4096;
+constexpr std::size_t CopiedAtOnce = std::size_t{1} << 18; // by a thread
+constexpr std::size_t LongestHead = std::size_t{1} << 16;  // of XML in front of appended data
+
+constexpr char const* CutOff = "it cannot be read to its end";
+
+// Whether a file of VTK's XML that begins so says that its arrays lie behind, raw and not packed. It may say
+// so in the wrong place.
+bool HasRawArrays(std::string_view head) {
+    std::size_t const begin = head.find("<AppendedData");
+    if (begin == std::string_view::npos || head.find("compressor") < begin)
+        return false;
+    std::string_view const tag = head.substr(begin, head.find('>', begin) - begin);
+    return tag.find("raw") != std::string_view::npos;
+}
 
 } // namespace
+
+FileBytes::FileBytes(std::size_t size)
+    : m_bytes(std::make_unique_for_overwrite<char[]>(size))
+    , m_size(size) {}
+
+FileBytes::FileBytes(OpenFile const& file, bool parallel)
+    : FileBytes(static_cast<std::size_t>(file.Size())) {
+    m_file = &file;
+    m_parallel = parallel;
+    m_is_there.resize(m_size / LoadedAtOnce + 1);
+}
+
+template <typename Visit>
+bool FileBytes::ForEachStretch(std::size_t first, std::size_t last, Visit&& visit) const {
+    while (first < last) {
+        std::size_t block = first / LoadedAtOnce;
+        bool const is_there = m_is_there[block];
+        std::size_t end = first;
+        for (; end < last && m_is_there[block] == is_there; ++block)
+            end = (block + 1) * LoadedAtOnce;
+        end = std::min(end, last);
+        if (!visit(first, end, is_there))
+            return false;
+        first = end;
+    }
+    return true;
+}
+
+void FileBytes::Load(std::string_view part) const {
+    if (!m_file || part.empty())
+        return;
+    auto const at = static_cast<std::size_t>(part.data() - m_bytes.get());
+    std::size_t const first = at / LoadedAtOnce * LoadedAtOnce;
+    std::size_t const last =
+        std::min((at + part.size() + LoadedAtOnce - 1) / LoadedAtOnce * LoadedAtOnce, m_size);
+    bool const is_complete =
+        ForEachStretch(first, last, [&](std::size_t begin, std::size_t end, bool is_there) {
+            if (is_there)
+                return true;
+            if (m_file->Read(begin, m_bytes.get() + begin, end - begin) != end - begin)
+                return false;
+            for (std::size_t block = begin / LoadedAtOnce; block * LoadedAtOnce < end; ++block)
+                m_is_there[block] = true;
+            return true;
+        });
+    if (is_complete)
+        return;
+    m_is_cut_off = true; // streams swallow what is thrown
+    throw Error(CutOff);
+}
+
+void FileBytes::CheckComplete() const {
+    if (m_is_cut_off)
+        throw Error(CutOff);
+}
+
+bool FileBytes::Copy(std::size_t offset, char* to, std::size_t count) const {
+    if (!m_file) {
+        std::memcpy(to, m_bytes.get() + offset, count);
+        return true;
+    }
+    auto const copy = [&](std::uint64_t first, std::uint64_t last, int& is_complete) {
+        is_complete = ForEachStretch(
+            offset + first, offset + last, [&](std::size_t begin, std::size_t end, bool is_there) {
+                if (!is_there)
+                    return m_file->Read(begin, to + (begin - offset), end - begin) == end - begin;
+                std::memcpy(to + (begin - offset), m_bytes.get() + begin, end - begin);
+                return true;
+            });
+    };
+    bool const is_complete =
+        Support::ComputeSteps<int>({.items = count, .step = CopiedAtOnce, .parallel = m_parallel}, copy,
+                                   [](std::uint64_t, std::uint64_t, int complete) { return complete != 0; });
+    m_is_cut_off = m_is_cut_off || !is_complete;
+    return is_complete;
+}
 
 // Not to block keeps the opening of a pipe from waiting for somebody who writes to it.
 OpenFile::OpenFile(std::filesystem::path const& path, char const* endings)
@@ -71,7 +164,7 @@ template <typename Take>
 void OpenFile::ForEachBlock(std::shared_ptr<Common::IProgressDelegate> const& progress, Take&& take) const {
     for (std::uint64_t at = 0; at < m_size; at += BlockSize) {
         if (!take(at, static_cast<std::size_t>(std::min<std::uint64_t>(BlockSize, m_size - at))))
-            throw Error("it cannot be read to its end");
+            throw Error(CutOff);
         if (progress && progress->IsCancelled())
             throw Cancelled();
     }
@@ -83,6 +176,10 @@ FileBytes OpenFile::All(std::shared_ptr<Common::IProgressDelegate> const& progre
         return Read(at, bytes.Data() + at, count) == count;
     });
     return bytes;
+}
+
+FileBytes OpenFile::ForXml(std::shared_ptr<Common::IProgressDelegate> const& progress, bool parallel) const {
+    return HasRawArrays(First(LongestHead)) ? FileBytes(*this, parallel) : All(progress);
 }
 
 MemoryFile::MemoryFile(OpenFile const& file, std::shared_ptr<Common::IProgressDelegate> const& progress)

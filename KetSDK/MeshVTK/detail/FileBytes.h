@@ -9,25 +9,45 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace KetSDK::MeshVTK::Detail {
 
-// Bytes in memory.
+class OpenFile;
+
+// Bytes of a file in memory: all of them, or those that somebody has asked for. What was looked at once stays
+// as it was, whatever becomes of the file. For one thread.
 class FileBytes {
 public:
-    explicit FileBytes(std::size_t size)
-        : m_bytes(std::make_unique_for_overwrite<char[]>(size))
-        , m_size(size) {}
+    // Bytes that are there, to be written.
+    explicit FileBytes(std::size_t size);
+    // Bytes that come from the file, which is borrowed, when they are asked for. Long stretches come on all
+    // threads when `parallel` is set.
+    FileBytes(OpenFile const& file, bool parallel);
 
     char* Data() noexcept { return m_bytes.get(); }
+    // The place of all bytes. What is there of those that nobody has asked for means nothing.
     std::string_view View() const noexcept { return {m_bytes.get(), m_size}; }
+    // Asks for a part of the view. Throws Error when the file has become too short.
+    void Load(std::string_view part) const;
+    // Copies bytes, those that nobody has asked for from the file. False when it has become too short.
+    bool Copy(std::size_t offset, char* to, std::size_t count) const;
+    // Throws Error when that has happened to anybody.
+    void CheckComplete() const;
 
 private:
+    // Calls visit(first, last, is_there) for stretches of a part, each of which is there as a whole or not at
+    // all.
+    template <typename Visit>
+    bool ForEachStretch(std::size_t first, std::size_t last, Visit&& visit) const;
+
     std::unique_ptr<char[]> m_bytes;
     std::size_t m_size;
+    OpenFile const* m_file = nullptr; // null: all bytes are there
+    bool m_parallel = false;
+    mutable std::vector<bool> m_is_there; // each block of bytes
+    mutable bool m_is_cut_off = false;
 };
-
-class OpenFile;
 
 // A copy of a file in memory that has a name as well, for a reader that opens files by themselves and would
 // copy bytes twice.
@@ -68,6 +88,9 @@ public:
     std::string First(std::size_t count) const;
     // All bytes. Throws Error when not all of them can be read; throws Cancelled. The delegate may be null.
     FileBytes All(std::shared_ptr<Common::IProgressDelegate> const& progress) const;
+    // The same for a file of VTK's XML, whose long arrays are better read where they will lie: where they are
+    // raw, their bytes come when they are asked for. The file is borrowed then.
+    FileBytes ForXml(std::shared_ptr<Common::IProgressDelegate> const& progress, bool parallel) const;
 
 private:
     friend class MemoryFile;

@@ -18,10 +18,11 @@ namespace {
 
 void AddArray(vtkUnstructuredGrid& grid, MMeshArray const& array) {
     MMeshArray::Place const place = PlaceOfValues(array);
+    ArrayRoom room(0);
     if (place == MMeshArray::OnNodes)
-        grid.GetPointData()->AddArray(ArrayToVtk(array));
+        grid.GetPointData()->AddArray(ArrayToVtk(array, room, false));
     else if (place == MMeshArray::OnElements)
-        grid.GetCellData()->AddArray(ArrayToVtk(array));
+        grid.GetCellData()->AddArray(ArrayToVtk(array, room, false));
 }
 
 } // namespace
@@ -37,7 +38,8 @@ vtkSmartPointer<vtkUnstructuredGrid> ArraysNamed(MMeshBase const& mesh, std::vec
         return grid;
     for (MMeshArray const& array : arrays)
         AddArray(*grid, array);
-    AddOwnArrays(*grid, mesh);
+    ArrayRoom room(0);
+    AddOwnArrays(*grid, mesh, room, false);
     return grid;
 }
 

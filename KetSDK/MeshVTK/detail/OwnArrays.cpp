@@ -25,26 +25,34 @@ namespace KetSDK::MeshVTK::Detail {
 
 namespace {
 
+// How arrays are made.
+struct How {
+    ArrayRoom& room;
+    bool parallel;
+};
+
 // Adds an array of that name with the mask's value of each object.
 template <typename Array, typename Mask>
 void AddValues(vtkDataSetAttributes& arrays, char const* name, vtkIdType count, Mask const& mask,
-               bool parallel, auto const& object_at) {
+               How const& how, auto const& object_at) {
     vtkNew<Array> array;
     array->SetName(name);
     array->SetNumberOfValues(count);
+    how.room.Take(*array);
     auto* const values = array->GetPointer(0);
-    Support::ComputeSteps({.items = static_cast<std::uint64_t>(count), .step = 8192, .parallel = parallel},
-                          [&](std::uint64_t first, std::uint64_t last) {
-                              for (std::uint64_t i = first; i < last; ++i)
-                                  values[i] = mask.GetValue(object_at(i));
-                          });
+    Support::ComputeSteps(
+        {.items = static_cast<std::uint64_t>(count), .step = 8192, .parallel = how.parallel},
+        [&](std::uint64_t first, std::uint64_t last) {
+            for (std::uint64_t i = first; i < last; ++i)
+                values[i] = mask.GetValue(object_at(i));
+        });
     arrays.AddArray(array);
 }
 
 template <typename Array, typename Mask>
 void AddElementValues(vtkUnstructuredGrid& grid, char const* name, MMeshBase const& mesh, Mask const& mask,
-                      bool parallel) {
-    AddValues<Array>(*grid.GetCellData(), name, mesh.NumberOfElements(), mask, parallel,
+                      How const& how) {
+    AddValues<Array>(*grid.GetCellData(), name, mesh.NumberOfElements(), mask, how,
                      [&mesh](std::uint64_t i) -> MMeshElement const& { return *mesh.GetElement(i); });
 }
 
@@ -52,11 +60,11 @@ MMeshElementMaskContainer const& ElementMasks(MMeshBase const& mesh) {
     return *mesh.GetElementMasks();
 }
 
-void AddSubvolumes(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
+void AddSubvolumes(vtkUnstructuredGrid& grid, MMeshBase const& mesh, How const& how) {
     auto const* const mask = ElementMasks(mesh).GetSubvolumeMask();
     if (!mask)
         return;
-    AddElementValues<vtkIntArray>(grid, ArrayNames::Subvolume, mesh, *mask, parallel);
+    AddElementValues<vtkIntArray>(grid, ArrayNames::Subvolume, mesh, *mask, how);
     vtkNew<vtkStringArray> names;
     names->SetName(ArrayNames::SubvolumeNames);
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
@@ -64,25 +72,25 @@ void AddSubvolumes(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parall
     grid.GetFieldData()->AddArray(names);
 }
 
-void AddGreyValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
+void AddGreyValues(vtkUnstructuredGrid& grid, MMeshBase const& mesh, How const& how) {
     if (auto const* const mask = ElementMasks(mesh).GetGreyValueMask(); mask && mesh.HasGreyValues())
-        AddElementValues<vtkDoubleArray>(grid, ArrayNames::Grey, mesh, *mask, parallel);
+        AddElementValues<vtkDoubleArray>(grid, ArrayNames::Grey, mesh, *mask, how);
 }
 
-void AddOriginalIds(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
+void AddOriginalIds(vtkUnstructuredGrid& grid, MMeshBase const& mesh, How const& how) {
     if (auto const* const mask = ElementMasks(mesh).GetOriginalIDs())
-        AddElementValues<vtkIntArray>(grid, ArrayNames::OriginalId, mesh, *mask, parallel);
+        AddElementValues<vtkIntArray>(grid, ArrayNames::OriginalId, mesh, *mask, how);
     MMeshPointMaskContainer const& nodes = *mesh.GetPointMasks();
     if (auto const* const mask = nodes.GetOriginalIDs())
         AddValues<vtkIntArray>(
-            *grid.GetPointData(), ArrayNames::OriginalId, mesh.NumberOfPoints(), *mask, parallel,
+            *grid.GetPointData(), ArrayNames::OriginalId, mesh.NumberOfPoints(), *mask, how,
             [&mesh](std::uint64_t i) -> MMeshPoint const& { return *mesh.GetRandomPoint(i); });
 }
 
 // Some arrays, by their names; without names, arrays of whatever names the mesh gives them.
 struct OwnArrays {
     std::span<char const* const> names;
-    void (*add)(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel);
+    void (*add)(vtkUnstructuredGrid& grid, MMeshBase const& mesh, How const& how);
 };
 constexpr char const* Subvolumes[] = {ArrayNames::Subvolume};
 constexpr char const* GreyValues[] = {ArrayNames::Grey};
@@ -90,10 +98,10 @@ constexpr char const* Materials[] = {ArrayNames::Material, ArrayNames::Density, 
                                      ArrayNames::Poisson, ArrayNames::Color};
 constexpr char const* OriginalIds[] = {ArrayNames::OriginalId};
 
-void AddMaterials(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool) {
+void AddMaterials(vtkUnstructuredGrid& grid, MMeshBase const& mesh, How const&) {
     AddMaterialArrays(grid, mesh);
 }
-void AddFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool) {
+void AddFields(vtkUnstructuredGrid& grid, MMeshBase const& mesh, How const&) {
     AddPointFields(grid, mesh);
 }
 
@@ -105,15 +113,16 @@ constexpr OwnArrays AllOwnArrays[] = {{Subvolumes, AddSubvolumes},
 
 } // namespace
 
-void AddOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, bool parallel) {
+void AddOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, ArrayRoom& room, bool parallel) {
     for (OwnArrays const& arrays : AllOwnArrays)
-        arrays.add(grid, mesh, parallel);
+        arrays.add(grid, mesh, {room, parallel});
 }
 
 void AddOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh, std::string const& name) {
+    ArrayRoom room(0);
     for (OwnArrays const& arrays : AllOwnArrays)
         if (arrays.names.empty() || std::ranges::find(arrays.names, name) != arrays.names.end())
-            arrays.add(grid, mesh, false);
+            arrays.add(grid, mesh, {room, false});
 }
 
 void RemoveOwnArrays(vtkUnstructuredGrid& grid, MMeshBase const& mesh) {

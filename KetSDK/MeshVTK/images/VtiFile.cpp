@@ -54,10 +54,10 @@ vtkSmartPointer<vtkImageData> ReadVtiFile(std::filesystem::path const&, OpenFile
                                           ImageFileReport&) {
     VtkSession session(progress, "Reading file");
     FileBytes const bytes = file.All(progress);
-    CheckXmlFile(bytes.View(), "ImageData");
+    CheckXmlFile(bytes, "ImageData");
     vtkNew<XmlReader<vtkXMLImageDataReader>> reader;
-    reader->SetBytes(bytes.View());
-    session.Run(*reader, "it cannot be read");
+    reader->SetBytes(bytes);
+    reader->Run(session);
     vtkSmartPointer<vtkImageData> image = reader->GetOutput();
     CheckPlace(*image);
     vtkDataArray& values = FindValues(*image->GetPointData());
