@@ -29,6 +29,7 @@
 #include <vtkNew.h>
 #include <vtkPointData.h>
 #include <vtkPolyData.h>
+#include <vtkSTLWriter.h>
 #include <vtkStringArray.h>
 #include <vtkTriangle.h>
 #include <vtkUnsignedCharArray.h>
@@ -67,41 +68,14 @@ void WriteVtp(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) 
     session.Run(*writer, CannotWrite);
 }
 
-// Adds a number, the least significant byte first.
-template <typename T>
-void AddBytes(std::string& bytes, T value) {
-    auto added = std::bit_cast<std::array<char, sizeof(T)>>(value);
-    if constexpr (std::endian::native == std::endian::big)
-        std::ranges::reverse(added);
-    bytes.append(added.data(), added.size());
-}
-
-// VTK's writer of these files would bring libraries for all of its formats, which take longer to load than
-// most surfaces take to write. The header may not begin with "solid".
-void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession&) {
-    constexpr std::size_t header = 80;
-    constexpr std::size_t triangle = 50;
-    auto const count = static_cast<std::size_t>(data.GetNumberOfPolys());
-    std::string bytes = "Visualization Toolkit generated SLA File";
-    if (auto const frame = FrameOf(data))
-        bytes += " " + Detail::FrameText(*frame);
-    bytes.resize(header);
-    bytes.reserve(header + sizeof(std::uint32_t) + count * triangle);
-    AddBytes(bytes, static_cast<std::uint32_t>(count));
-    vtkNew<vtkIdList> corners;
-    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
-        data.GetPolys()->GetCellAtId(i, corners);
-        std::array<std::array<double, 3>, 4> numbers; // the normal and the corners
-        for (vtkIdType corner = 0; corner < 3; ++corner)
-            data.GetPoint(corners->GetId(corner), numbers[static_cast<std::size_t>(corner) + 1].data());
-        vtkTriangle::ComputeNormal(numbers[1].data(), numbers[2].data(), numbers[3].data(),
-                                   numbers[0].data());
-        for (auto const& vector : numbers)
-            for (double const number : vector)
-                AddBytes(bytes, static_cast<float>(number));
-        AddBytes(bytes, std::uint16_t{0});
-    }
-    file.Write(bytes);
+void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
+    vtkNew<vtkSTLWriter> writer;
+    writer->SetFileTypeToBinary();
+    if (auto const frame = FrameOf(data)) // may not begin with "solid"
+        writer->SetHeader((std::string(writer->GetHeader()) + " " + Detail::FrameText(*frame)).c_str());
+    writer->SetFileName(file.GetTemporaryPath().c_str());
+    writer->SetInputData(&data);
+    session.Run(*writer, CannotWrite);
 }
 
 // VTK's writer of these files takes names with their ending only, and gives nothing when asked for a string.
@@ -137,9 +111,13 @@ private:
             m_bytes += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
         m_bytes += "end_header\n";
     }
+    // Least significant byte first.
     template <typename T>
     void Add(T value) {
-        AddBytes(m_bytes, value);
+        auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
+        if constexpr (std::endian::native == std::endian::big)
+            std::ranges::reverse(bytes);
+        m_bytes.append(bytes.data(), bytes.size());
     }
 
     std::string m_bytes;

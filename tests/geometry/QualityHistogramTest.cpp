@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/Mesh/geometry/QualityHistogram.h>
-#include <KetSDK/Mesh/geometry/QualityStatistics.h>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <cstddef>
 #include <limits>
 #include <random>
-#include <vector>
 
 namespace {
 
@@ -121,33 +117,4 @@ TEST(QualityHistogram, CountsStayUntilThePartitionsAreSetAgain) {
     single.AddValue(3.0);
     single.ComputeHistogram();
     EXPECT_EQ(single.GetTotalSum(), 0);
-}
-
-// The values at ranks among all of them in order.
-TEST(QualityStatistics, TellTheValuesAtTheirRanks) {
-    constexpr unsigned int seed = 6;
-    std::mt19937_64 random(seed);
-    std::lognormal_distribution<double> skewed(0.0, 3.0);
-    std::vector<double> many(200000);
-    std::ranges::generate(many, [&] { return skewed(random); });
-    std::vector<double> alike(100000, 0.25);
-    alike.back() = 1e300;
-    std::vector<double> tiny = {5e-324, 0.0, 1e-323, 5e-324};
-    for (std::vector<double> values : {many, alike, tiny, {-DBL_MAX, 1.0, 2.0, DBL_MAX}, {-3.5}}) {
-        std::vector<double> ordered = values;
-        std::ranges::sort(ordered);
-        values.insert(values.begin() + 1, {not_a_number, Infinity, -Infinity});
-        for (bool const parallel : {false, true}) {
-            auto const statistics = KetSDK::Mesh::Summarize(values, parallel);
-            EXPECT_EQ(statistics.nonfinite, 3u);
-            EXPECT_EQ(statistics.min, ordered.front());
-            EXPECT_EQ(statistics.max, ordered.back());
-            for (std::size_t i = 0; i < statistics.percentiles.size(); ++i) {
-                double const percent = KetSDK::Mesh::QualityStatistics::Percents[i];
-                auto const rank = std::ceil(percent / 100.0 * static_cast<double>(ordered.size()));
-                EXPECT_EQ(statistics.percentiles[i], ordered[static_cast<std::size_t>(rank) - 1]) << percent;
-            }
-        }
-    }
-    EXPECT_TRUE(std::isnan(KetSDK::Mesh::Summarize(std::vector{not_a_number}).GetMedian()));
 }
