@@ -7,6 +7,7 @@
 #include <tbb/task_group.h>
 
 #include <atomic>
+#include <numeric>
 #include <thread>
 
 namespace KetSDK::Support {
@@ -61,6 +62,7 @@ public:
         : m_steps(steps)
         , m_count(steps.NumberOfSteps())
         , m_slots(std::max<std::uint64_t>(steps.NumberOfSlots(), 1))
+        , m_stride(StrideOver(m_slots))
         , m_compute(compute)
         , m_commit(commit) {}
 
@@ -83,11 +85,22 @@ private:
     std::uint64_t Last(std::uint64_t step) const noexcept {
         return First(step) + std::min(m_steps.step, m_steps.items - First(step));
     }
-    std::size_t Slot(std::uint64_t step) const noexcept { return static_cast<std::size_t>(step % m_slots); }
+    // Threads at work on neighbours would take lines of the cache from one another. The golden ratio keeps
+    // any few steps that follow one another as far apart as can be.
+    static std::uint64_t StrideOver(std::uint64_t slots) noexcept {
+        auto stride = static_cast<std::uint64_t>(0.618 * static_cast<double>(slots));
+        while (stride > 1 && std::gcd(stride, slots) > 1)
+            --stride;
+        return std::max<std::uint64_t>(stride, 1);
+    }
+    std::size_t Slot(std::uint64_t step) const noexcept {
+        return static_cast<std::size_t>(step % m_slots * m_stride % m_slots);
+    }
 
     WorkSteps const& m_steps;
     std::uint64_t m_count;
     std::uint64_t m_slots;
+    std::uint64_t m_stride;
     KetSDK::Support::Compute const& m_compute;
     KetSDK::Support::Commit const& m_commit;
 };

@@ -35,7 +35,8 @@ struct WorkSteps {
     // Steps that a thread takes at a time. Handing them out costs about a microsecond.
     std::uint64_t grain = 1;
     // Half of the steps that there are slots for. These are enough to keep the threads busy, and few enough
-    // to stay in the processor's cache. No more steps than slots are computed in vain when the work ends early.
+    // to stay in the processor's cache. No more steps than slots are computed in vain when the work ends
+    // early.
     std::uint64_t window = 64;
 
     std::uint64_t NumberOfSteps() const noexcept { return items / step + (items % step != 0); }
@@ -46,8 +47,9 @@ struct WorkSteps {
 };
 
 // Computes all steps and commits each. The function compute(first, last, slot) computes items first to last -
-// 1 into a slot below NumberOfSlots(), on any thread. The function commit(first, last, slot) runs on the
-// calling thread. When commit returns false no further step is committed, and the result is false.
+// 1 into a slot below NumberOfSlots(), on any thread. Steps that follow one another have slots far apart. The
+// function commit(first, last, slot) runs on the calling thread. When commit returns false no further step is
+// committed, and the result is false.
 KETSDK_SUPPORT_API bool
 ComputeSteps(WorkSteps const& steps,
              std::function<void(std::uint64_t, std::uint64_t, std::size_t)> const& compute,
@@ -57,12 +59,16 @@ ComputeSteps(WorkSteps const& steps,
 // whatever an earlier step left in it, and commit(first, last, Slot const&) reads it.
 template <typename Slot, typename Compute, typename Commit>
 bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& commit) {
-    std::vector<Slot> slots(static_cast<std::size_t>(steps.NumberOfSlots()));
+    // In lines of the cache of its own, as different threads fill neighbours.
+    struct alignas(64) Apart {
+        Slot slot{};
+    };
+    std::vector<Apart> slots(static_cast<std::size_t>(steps.NumberOfSlots()));
     return ComputeSteps(
         steps,
-        [&](std::uint64_t first, std::uint64_t last, std::size_t slot) { compute(first, last, slots[slot]); },
-        [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
-            return commit(first, last, std::as_const(slots[slot]));
+        [&](std::uint64_t first, std::uint64_t last, std::size_t i) { compute(first, last, slots[i].slot); },
+        [&](std::uint64_t first, std::uint64_t last, std::size_t i) {
+            return commit(first, last, std::as_const(slots[i].slot));
         });
 }
 
