@@ -29,8 +29,8 @@ struct QualityStatistics {
     bool HasFinite() const noexcept { return min <= max; }
 };
 
-// The mean is that of a compensated sum, which does not lose small values beside a huge one. When parallel, two
-// threads work at it.
+// The mean is that of a compensated sum, which does not lose small values beside a huge one. When parallel,
+// two threads work at it.
 KETSDK_MESH_API QualityStatistics Summarize(std::span<double const> values, bool parallel = false);
 
 // Indices of the values to look at first when bad elements are searched for (QualityMetric::Worst), at most

@@ -241,10 +241,11 @@ private:
         return vertices / m_sets.size() + OwnersInARow;
     }
 
-    // Takes each edge through all that follows, one after another. Not inlined: beside the other way GCC keeps
-    // less of this loop in registers, and it takes a tenth longer.
+    // Takes each edge through all that follows, one after another. Not inlined: beside the other way GCC
+    // keeps less of this loop in registers, and it takes a tenth longer.
     template <typename IsLeftOut>
-    [[gnu::noinline]] void WriteOnOneThread(Elements const& elements, IsLeftOut const& is_left_out, MStlGraph& graph) {
+    [[gnu::noinline]] void WriteOnOneThread(Elements const& elements, IsLeftOut const& is_left_out,
+                                            MStlGraph& graph) {
         EdgeSet& set = m_sets.front(); // takes all
         for (std::size_t i = 0; i < elements.size(); ++i) {
             FetchAhead(elements, i, graph);
