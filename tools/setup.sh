@@ -13,6 +13,7 @@ step() {
 build_packages=(
     g++ cmake ninja-build
     libtbb-dev libboost-dev libboost-filesystem-dev robin-map-dev libeigen3-dev libexpat1-dev libxxhash-dev zlib1g-dev
+    libfast-float-dev
     libvtk9-dev libopenmpi-dev libcli11-dev nlohmann-json3-dev libgtest-dev
     libtomlplusplus-dev libxml2-dev calculix-ccx # the solver that ketmesh solve runs
     python3-dev python3-numpy pybind11-dev

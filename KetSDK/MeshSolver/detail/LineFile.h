@@ -45,7 +45,6 @@ public:
 private:
     bool Fill();
     void MakeRoom(std::size_t bytes);
-    std::size_t Read(std::uint64_t offset, char* to, std::size_t count) const;
     std::string_view Ahead() const noexcept { return {m_buffer.data() + m_begin, m_end - m_begin}; }
 
     int m_file;

@@ -3,6 +3,7 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/Support/ParallelWork.h>
+#include <KetSDK/Support/ReadAt.h>
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -142,16 +143,7 @@ OpenFile::~OpenFile() {
 }
 
 std::size_t OpenFile::Read(std::uint64_t offset, char* to, std::size_t count) const {
-    std::size_t done = 0;
-    while (done < count) {
-        ssize_t const got = ::pread(m_file, to + done, count - done, static_cast<off_t>(offset + done));
-        if (got < 0 && errno == EINTR)
-            continue;
-        if (got <= 0)
-            break;
-        done += static_cast<std::size_t>(got);
-    }
-    return done;
+    return Support::ReadAt(m_file, offset, to, count);
 }
 
 std::string OpenFile::First(std::size_t count) const {
