@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <cstdint>
+
 namespace KetSDK::Support {
 
 // Asks for memory before it is needed. The objects of a large mesh lie anywhere in memory, and waiting for
@@ -21,8 +23,9 @@ namespace KetSDK::Support {
 // For a loop that fills memory from here on, one line of the cache after another. Left alone the processor
 // asks for lines so late that a mesh which does not fit into its cache takes twice as long to write.
 [[gnu::always_inline]] inline void PrefetchAheadToWrite(void const* address) noexcept {
-    constexpr int distance = 2048;
-    __builtin_prefetch(static_cast<char const*>(address) + distance, 1);
+    constexpr std::uintptr_t distance = 2048; // which may lead beyond any object: a number, not a pointer
+    __builtin_prefetch(reinterpret_cast<void const*>(reinterpret_cast<std::uintptr_t>(address) + distance),
+                       1);
 }
 
 } // namespace KetSDK::Support
