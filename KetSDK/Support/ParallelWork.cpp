@@ -14,8 +14,17 @@ namespace KetSDK::Support {
 
 namespace {
 
-using Compute = std::function<void(std::uint64_t, std::uint64_t, std::size_t)>;
-using Commit = std::function<bool(std::uint64_t, std::uint64_t, std::size_t)>;
+using ComputeStep = std::function<void(std::uint64_t, std::uint64_t, std::size_t)>;
+using CommitStep = std::function<bool(std::uint64_t, std::uint64_t, std::size_t)>;
+
+// The items of a step: the first one, and the one behind the last.
+std::uint64_t FirstOf(WorkSteps const& steps, std::uint64_t step) noexcept {
+    return step * steps.step;
+}
+std::uint64_t EndOf(WorkSteps const& steps, std::uint64_t step) noexcept {
+    std::uint64_t const first = FirstOf(steps, step);
+    return first + std::min(steps.step, steps.items - first);
+}
 
 // A group of tasks that has ended when the object is gone, also when an exception leaves its scope.
 class Group {
@@ -58,7 +67,7 @@ auto Apart(Work const& work) {
 // What all runs know of their steps, by their numbers.
 class Steps {
 public:
-    Steps(WorkSteps const& steps, Compute const& compute, Commit const& commit)
+    Steps(WorkSteps const& steps, ComputeStep const& compute, CommitStep const& commit)
         : m_steps(steps)
         , m_count(steps.NumberOfSteps())
         , m_slots(std::max<std::uint64_t>(steps.NumberOfSlots(), 1))
@@ -71,20 +80,16 @@ public:
 
     void Compute(std::uint64_t begin, std::uint64_t end) const {
         for (std::uint64_t step = begin; step < end; ++step)
-            m_compute(First(step), Last(step), Slot(step));
+            m_compute(FirstOf(m_steps, step), EndOf(m_steps, step), Slot(step));
     }
     bool Commit(std::uint64_t begin, std::uint64_t end) const {
         for (std::uint64_t step = begin; step < end; ++step)
-            if (!m_commit(First(step), Last(step), Slot(step)))
+            if (!m_commit(FirstOf(m_steps, step), EndOf(m_steps, step), Slot(step)))
                 return false;
         return true;
     }
 
 private:
-    std::uint64_t First(std::uint64_t step) const noexcept { return step * m_steps.step; }
-    std::uint64_t Last(std::uint64_t step) const noexcept {
-        return First(step) + std::min(m_steps.step, m_steps.items - First(step));
-    }
     // Threads at work on neighbours would take lines of the cache from one another. The golden ratio keeps
     // any few steps that follow one another as far apart as can be.
     static std::uint64_t StrideOver(std::uint64_t slots) noexcept {
@@ -101,8 +106,8 @@ private:
     std::uint64_t m_count;
     std::uint64_t m_slots;
     std::uint64_t m_stride;
-    KetSDK::Support::Compute const& m_compute;
-    KetSDK::Support::Commit const& m_commit;
+    ComputeStep const& m_compute;
+    CommitStep const& m_commit;
 };
 
 bool RunSequentially(Steps const& steps) {
@@ -245,7 +250,7 @@ private:
 
 } // namespace
 
-bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& commit) {
+bool ComputeSteps(WorkSteps const& steps, ComputeStep const& compute, CommitStep const& commit) {
     Steps const run(steps, compute, commit);
     if (!steps.parallel || run.Count() <= 1)
         return RunSequentially(run);
@@ -256,8 +261,7 @@ bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& 
 void ComputeSteps(WorkSteps const& steps, std::function<void(std::uint64_t, std::uint64_t)> const& compute) {
     auto const compute_steps = [&](std::uint64_t begin, std::uint64_t end) {
         for (std::uint64_t step = begin; step < end; ++step)
-            compute(step * steps.step,
-                    step * steps.step + std::min(steps.step, steps.items - step * steps.step));
+            compute(FirstOf(steps, step), EndOf(steps, step));
     };
     std::uint64_t const count = steps.NumberOfSteps();
     if (!steps.parallel || count <= 1)
