@@ -259,7 +259,6 @@ bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) 
     return static_cast<std::uint64_t>(file.tellg()) == 84 + 50 * triangles;
 }
 
-
 vtkSmartPointer<vtkPolyData> ReadVtp(Detail::FileBytes const& file, Detail::VtkSession& session) {
     Detail::XmlCounts const counts = Detail::CheckXmlFile(file, "PolyData");
     vtkNew<Detail::XmlReader<vtkXMLPolyDataReader>> reader;
