@@ -269,11 +269,7 @@ private:
     }
 
     KetSDK::Support::WorkSteps Steps(std::size_t items, std::uint64_t step) const {
-        KetSDK::Support::WorkSteps steps;
-        steps.items = items;
-        steps.step = step;
-        steps.parallel = m_owner.GetParallel();
-        return steps;
+        return {.items = items, .step = step, .parallel = m_owner.GetParallel()};
     }
 
     bool IsOnInterface(Number node) const noexcept {

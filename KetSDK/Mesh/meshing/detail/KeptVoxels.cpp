@@ -114,11 +114,7 @@ void ForEachLost(std::size_t first_brick, std::size_t last_brick, IndexedLabels 
 }
 
 Support::WorkSteps Steps(std::size_t items, std::uint64_t step, bool parallel) {
-    Support::WorkSteps steps;
-    steps.items = items;
-    steps.step = step;
-    steps.parallel = parallel;
-    return steps;
+    return {.items = items, .step = step, .parallel = parallel};
 }
 
 } // namespace

@@ -117,15 +117,13 @@ public:
         for (std::size_t axis = 0; axis < 3; ++axis)
             m_count[axis] = (labels.Size()[axis] + Side - 1) / Side;
         m_all.resize(static_cast<std::size_t>(m_count[0] * m_count[1] * m_count[2]));
-        Support::WorkSteps steps;
-        steps.items = static_cast<std::uint64_t>(m_count[2]);
-        steps.parallel = parallel;
-        Support::ComputeSteps(steps, [this](std::uint64_t first, std::uint64_t last) {
-            Rows rows;
-            for (std::uint64_t k = first; k < last; ++k)
-                for (std::int64_t j = 0; j < m_count[1]; ++j)
-                    Fill(j, static_cast<std::int64_t>(k), rows);
-        });
+        Support::ComputeSteps({.items = static_cast<std::uint64_t>(m_count[2]), .parallel = parallel},
+                              [this](std::uint64_t first, std::uint64_t last) {
+                                  Rows rows;
+                                  for (std::uint64_t k = first; k < last; ++k)
+                                      for (std::int64_t j = 0; j < m_count[1]; ++j)
+                                          Fill(j, static_cast<std::int64_t>(k), rows);
+                              });
     }
 
     // The only label of the blocks that have voxels of a box, `last` included; Several when there are more.
@@ -404,11 +402,12 @@ LabelWeights::LabelWeights(IndexedLabels const& labels, SmoothingKernel const& k
     for (std::size_t axis = 0; axis < 3; ++axis)
         m_bricks[axis] = (labels.Size()[axis] + 2 * m_padding + Side - 1) / Side;
     BrickSmoother const smoother(labels, kernel, parallel);
-    Support::WorkSteps steps;
-    steps.items = static_cast<std::uint64_t>(m_bricks[0] * m_bricks[1] * m_bricks[2]);
-    steps.parallel = parallel;
-    steps.grain = 2;
-    steps.window = 128; // bricks differ a lot, and threads wait for each other at the end of each window
+    // Bricks differ a lot: with fewer slots threads would have to leave while one works on a hard brick.
+    Support::WorkSteps const steps{.items =
+                                       static_cast<std::uint64_t>(m_bricks[0] * m_bricks[1] * m_bricks[2]),
+                                   .parallel = parallel,
+                                   .grain = 2,
+                                   .window = 128};
     m_all.reserve(static_cast<std::size_t>(steps.items));
     std::size_t mixed = 0;
     for (std::size_t brick = 0; brick < steps.items; ++brick)
@@ -522,12 +521,6 @@ double LabelWeights::WeightAt(VoxelPosition const& position, LabelIndex label) c
     return weights ? Interpolate(weights + cell.offset, cell.f) : 0.0;
 }
 
-bool LabelWeights::IsPureAt(VoxelPosition const& position) const noexcept {
-    Cell cell;
-    Brick const* const brick = Find(position, cell);
-    return !brick || brick->count == 0;
-}
-
 // Where the labels change that have the largest weights at the centres of voxels, within one brick.
 class LabelWeights::BrickCrossings {
 public:
@@ -618,12 +611,8 @@ void LabelWeights::AddCrossedCells(std::size_t number, std::vector<Box>& boxes) 
 }
 
 void LabelWeights::ForEachCrossedCell(bool parallel, std::function<void(Box const& box)> const& visit) const {
-    Support::WorkSteps steps;
-    steps.items = m_all.size();
-    steps.step = 32;
-    steps.parallel = parallel;
     Support::ComputeSteps<std::vector<Box>>(
-        steps,
+        {.items = m_all.size(), .step = 32, .parallel = parallel},
         [&](std::uint64_t first, std::uint64_t last, std::vector<Box>& boxes) {
             boxes.clear();
             for (std::uint64_t brick = first; brick < last; ++brick)

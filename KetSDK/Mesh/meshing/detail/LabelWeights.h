@@ -105,8 +105,6 @@ public:
     // `sums` is room for the work.
     LabelIndex LargestAtAll(std::span<VoxelPosition const> positions, LabelSums& sums) const;
     double WeightAt(VoxelPosition const& position, LabelIndex label) const noexcept;
-    // Whether only one label has a weight in the brick around a position.
-    bool IsPureAt(VoxelPosition const& position) const noexcept;
     // Of positions.
     struct Box {
         VoxelPosition low;

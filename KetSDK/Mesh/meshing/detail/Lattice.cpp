@@ -184,11 +184,8 @@ Lattice::Lattice(LatticeTree const& tree,
                  std::function<bool(double fraction)> const& advance) {
     NodeNumbers numbers;
     std::vector<Number> number_of;
-    Support::WorkSteps steps;
-    steps.items = tree.NumberOfBlocks();
-    steps.step = 16;
-    steps.window = 16;
-    steps.parallel = parallel;
+    Support::WorkSteps const steps{
+        .items = tree.NumberOfBlocks(), .step = 16, .parallel = parallel, .window = 16};
     Support::ComputeSteps<Piece>(
         steps,
         [&](std::uint64_t first, std::uint64_t last, Piece& piece) {
@@ -212,11 +209,10 @@ NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedr
     , tetrahedra(4 * all.size()) {
     // Each of a few threads looks at some of the tetrahedra, one after another. Of each node it counts how
     // many it has; so it knows where among the node's tetrahedra its own begin.
-    Support::WorkSteps steps;
-    steps.items = all.size();
-    steps.parallel = parallel;
     std::uint64_t const threads = parallel ? std::min<std::uint64_t>(Support::NumberOfThreads(), 8) : 1;
-    steps.step = std::max<std::uint64_t>((all.size() + threads - 1) / threads, 1);
+    Support::WorkSteps const steps{.items = all.size(),
+                                   .step = std::max<std::uint64_t>((all.size() + threads - 1) / threads, 1),
+                                   .parallel = parallel};
     std::vector<std::vector<std::uint32_t>> numbers(static_cast<std::size_t>(steps.NumberOfSteps()));
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
         std::vector<std::uint32_t>& counts = numbers[static_cast<std::size_t>(begin / steps.step)];

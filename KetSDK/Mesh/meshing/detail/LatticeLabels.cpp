@@ -113,10 +113,7 @@ Lattice MakeLattice(LatticeTree const& tree, LatticeGrid const& grid, LabelWeigh
 std::vector<LabelIndex> LabelTetrahedra(Lattice const& lattice, LatticeGrid const& grid,
                                         LabelWeights const& weights, bool parallel) {
     std::vector<LabelIndex> labels(lattice.tetrahedra.size());
-    Support::WorkSteps steps;
-    steps.items = labels.size();
-    steps.step = 2048;
-    steps.parallel = parallel;
+    Support::WorkSteps const steps{.items = labels.size(), .step = 2048, .parallel = parallel};
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
         LabelSums sums;
         for (std::uint64_t i = begin; i < end; ++i) {

@@ -219,12 +219,8 @@ template <typename NodeAt>
 BadNodes FindBadNodes(Lattice const& lattice, NodeTetrahedra const& around, bool parallel,
                       std::vector<LabelIndex> const& labels, std::size_t count, NodeAt const& node_at) {
     BadNodes bad;
-    Support::WorkSteps steps;
-    steps.items = count;
-    steps.step = 512;
-    steps.parallel = parallel;
     Support::ComputeSteps<BadNodes>(
-        steps,
+        {.items = count, .step = 512, .parallel = parallel},
         [&](std::uint64_t first, std::uint64_t last, BadNodes& found) {
             found.Clear();
             Star star(lattice, around, labels);

@@ -173,15 +173,12 @@ bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets 
     double done = 0.0;
     auto const for_all = [&](double aim, auto const& move) {
         for (std::vector<Number> const& group : mesh.groups) {
-            Support::WorkSteps steps;
-            steps.items = group.size();
-            steps.step = 256;
-            steps.parallel = limits.parallel;
-            Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
-                Mover mover(mesh, around, targets, limits, shifts, aim);
-                for (std::uint64_t i = first; i < last; ++i)
-                    move(mover, group[static_cast<std::size_t>(i)]);
-            });
+            Support::ComputeSteps({.items = group.size(), .step = 256, .parallel = limits.parallel},
+                                  [&](std::uint64_t first, std::uint64_t last) {
+                                      Mover mover(mesh, around, targets, limits, shifts, aim);
+                                      for (std::uint64_t i = first; i < last; ++i)
+                                          move(mover, group[static_cast<std::size_t>(i)]);
+                                  });
             done += 1.0;
             if (!advance(done / passes))
                 return false;
@@ -207,10 +204,7 @@ bool MoveNodes(MovingMesh& mesh, NodeTetrahedra const& around, InterfaceTargets 
 std::vector<double> DistancesToInterface(MovingMesh const& mesh, NodeTetrahedra const& around,
                                          InterfaceTargets const& targets, double reach, bool parallel) {
     std::vector<double> distances(mesh.positions.size(), -1.0);
-    Support::WorkSteps steps;
-    steps.items = mesh.positions.size();
-    steps.step = 1024;
-    steps.parallel = parallel;
+    Support::WorkSteps const steps{.items = mesh.positions.size(), .step = 1024, .parallel = parallel};
     Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
         NodeStar star;
         for (std::uint64_t i = first; i < last; ++i) {
