@@ -76,6 +76,10 @@ void WriteStl(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) 
     writer->SetFileName(file.GetTemporaryPath().c_str());
     writer->SetInputData(&data);
     session.Run(*writer, CannotWrite);
+    // It does not notice a full disk.
+    std::ifstream written(file.GetTemporaryPath(), std::ios::binary | std::ios::ate);
+    if (written.tellg() != std::streamoff{84} + std::streamoff{50} * data.GetNumberOfPolys())
+        throw Error("it cannot be written: the disk is full or the file came out too short");
 }
 
 // VTK's writer of these files takes names with their ending only, and gives nothing when asked for a string.
@@ -247,18 +251,6 @@ std::string StlText(vtkPolyData& data) {
     return out.Get();
 }
 
-// VTK's writers for the older formats do not notice a full disk. These say whether all of a file of
-// `triangles` and `points` is there.
-
-bool IsComplete(std::ifstream&, std::uint64_t, std::uint64_t) {
-    return true; // what writes these notices
-}
-
-bool IsCompleteStl(std::ifstream& file, std::uint64_t triangles, std::uint64_t) {
-    file.seekg(0, std::ios::end);
-    return static_cast<std::uint64_t>(file.tellg()) == 84 + 50 * triangles;
-}
-
 vtkSmartPointer<vtkPolyData> ReadVtp(Detail::FileBytes const& file, Detail::VtkSession& session) {
     Detail::XmlCounts const counts = Detail::CheckXmlFile(file, "PolyData");
     vtkNew<Detail::XmlReader<vtkXMLPolyDataReader>> reader;
@@ -295,13 +287,12 @@ struct SurfaceFormat {
     char const* ending;
     vtkSmartPointer<vtkPolyData> (*read)(Detail::FileBytes const& file, Detail::VtkSession& session);
     void (*write)(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session);
-    bool (*is_complete)(std::ifstream& file, std::uint64_t triangles, std::uint64_t points);
 };
 
-constexpr SurfaceFormat Formats[] = {{".vtp", ReadVtp, WriteVtp, IsComplete},
-                                     {".stl", ReadStl, WriteStl, IsCompleteStl},
-                                     {".ply", ReadPly, WritePly, IsComplete},
-                                     {".obj", ReadObj, WriteObj, IsComplete}};
+constexpr SurfaceFormat Formats[] = {{".vtp", ReadVtp, WriteVtp},
+                                     {".stl", ReadStl, WriteStl},
+                                     {".ply", ReadPly, WritePly},
+                                     {".obj", ReadObj, WriteObj}};
 
 // `use` is what the file is for: "read from" or "written to".
 SurfaceFormat const& FormatOf(std::filesystem::path const& path, char const* use) {
@@ -316,10 +307,6 @@ void Write(vtkPolyData& data, OutputFile& file, std::shared_ptr<Common::IProgres
     SurfaceFormat const& format = FormatOf(file.GetPath(), "written to");
     Detail::VtkSession session(progress, "Writing file");
     format.write(data, file, session);
-    std::ifstream written(file.GetTemporaryPath(), std::ios::binary);
-    if (!format.is_complete(written, static_cast<std::uint64_t>(data.GetNumberOfPolys()),
-                            static_cast<std::uint64_t>(data.GetNumberOfPoints())))
-        throw Error("it cannot be written: the disk is full or the file came out too short");
 }
 
 // Of the name of a file that is split into several; what the name of a surface adds has room behind it.
