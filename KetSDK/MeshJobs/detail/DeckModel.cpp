@@ -71,7 +71,7 @@ public:
         , m_cells(static_cast<vtkIdType>(deck.element_ids.size()))
         , m_points(static_cast<vtkIdType>(deck.node_ids.size())) {}
 
-    vtkUnstructuredGrid& Make() {
+    vtkSmartPointer<vtkUnstructuredGrid> Make() {
         std::vector<std::size_t> const dividing = FindDividingSets(m_deck, m_parallel);
         AddSets(dividing); // needs the nodes of elements
         AddSubVolumes(dividing);
@@ -80,7 +80,7 @@ public:
         AddCells();
         AddIds(*m_grid->GetCellData(), m_deck.element_ids);
         AddIds(*m_grid->GetPointData(), m_deck.node_ids);
-        return *m_grid;
+        return m_grid;
     }
 
 private:
@@ -344,7 +344,7 @@ Model ReadDeckModel(std::string const& path, ReadOptions const& options, Context
         context.Warn(path +
                      ": moduli and densities are taken as MPa and tonne/mm3 whatever the unit of length");
     vtkSmartPointer<vtkUnstructuredGrid> grid;
-    WithThreads(context, [&](bool parallel) { grid = &DeckGrid(deck, parallel).Make(); });
+    WithThreads(context, [&](bool parallel) { grid = DeckGrid(deck, parallel).Make(); });
     context.ThrowIfCancelled();
     Model model = ModelFromGrid(*grid, options, context);
     model.frame = Mesh::FindFrame(deck.space);
