@@ -34,6 +34,8 @@ double PeakOverLoaded(Load load) {
     if (pipe(ends) != 0)
         throw std::runtime_error("no pipe");
     pid_t const child = fork();
+    if (child < 0)
+        throw std::runtime_error("no child process");
     if (child == 0) {
         KetSDK::Support::ReleaseKeptMemory();
         malloc_trim(0);
@@ -45,11 +47,11 @@ double PeakOverLoaded(Load load) {
         double const ratio = (ResidentBytes("VmHWM:") - before) / loaded_bytes;
         _exit(write(ends[1], &ratio, sizeof ratio) == sizeof ratio ? 0 : 1);
     }
+    close(ends[1]); // or else reading would wait for ever where the child dies
     double ratio = 0.0;
     int status = 0;
     bool const told = read(ends[0], &ratio, sizeof ratio) == sizeof ratio;
     close(ends[0]);
-    close(ends[1]);
     if (waitpid(child, &status, 0) != child || status != 0 || !told)
         throw std::runtime_error("the child process failed");
     return ratio;
