@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 
+#include <atomic>
 #include <stdexcept>
 #include <vector>
 
@@ -25,7 +26,7 @@ MMeshSubVolume::MMeshSubVolume(MMeshBase* parent, int number)
     : m_parent(parent)
     , m_name(L"Volume " + std::to_wstring(number))
     , m_number(number)
-    , m_unique_id(mg_unique_counter++) {}
+    , m_unique_id(std::atomic_ref(mg_unique_counter).fetch_add(1, std::memory_order_relaxed)) {}
 
 std::uint64_t MMeshSubVolume::GetNbPoints() const {
     if (!m_parent)

@@ -18,7 +18,7 @@ class MeshTagsReader;
 
 // A named group of a mesh's elements. Which elements belong to it stands in the mesh's sub-volume mask;
 // the sub-volume itself only counts them, so walking one takes a pass over the whole mesh.
-// Sub-volumes are made by one thread at a time.
+// Several threads may make sub-volumes at the same time, but not for one mesh.
 class KETSDK_MESH_API MMeshSubVolume {
 public:
     // Named "Volume " and the number, with material number 1 and no elements.
@@ -73,7 +73,7 @@ public:
     KetSDK::Mesh::Detail::SubVolumeElementsIterator<1> begin() const;
     KetSDK::Mesh::Detail::SubVolumeElementsIterator<1> end() const;
 
-    // Next unique identity; not protected against concurrent construction.
+    // Next unique identity. Constructors take it atomically, as jobs may make meshes at the same time.
     static std::uint64_t mg_unique_counter;
 
 private:
