@@ -186,7 +186,8 @@ OutputFile::OutputFile(std::filesystem::path const& path)
     entry->file = CreateLocked(folder, entry->temporary);
     entry->pending = true;
     entry->next = Entry::mg_first.load();
-    Entry::mg_first.store(entry);
+    while (!Entry::mg_first.compare_exchange_weak(entry->next, entry)) {
+    }
     m_entry = entry;
     entry->writable = NameOfOpen(entry->file, entry->temporary);
     // While it is written, nobody else reads it; then it gets the permissions of the old file, or those that

@@ -13,8 +13,8 @@ namespace KetSDK::MeshVTK {
 // A file that appears whole or not at all. It is written under a temporary name in the same folder, and takes
 // its own name with Commit(). Without, it is removed and whatever had the name stays as it was. A file that
 // had the name before hands on its permissions; where the name is that of a symbolic link, the file goes
-// where the link leads. Temporary files that ended processes have left in the folder are removed. One thread
-// at a time makes output files.
+// where the link leads. Temporary files that ended processes have left in the folder are removed. Several
+// threads may make output files at the same time, but one alone while there is an OutputTransaction.
 class KETSDK_MESHVTK_API OutputFile {
 public:
     // Makes the temporary file, empty. Throws Error when the folder does not exist or cannot be written to,

@@ -40,6 +40,12 @@ std::string Condense(std::string const& message) {
     return text.size() > longest ? text.substr(0, longest) + "..." : text;
 }
 
+// Of the thread whose session hears VTK. Never destroyed: jobs may still run while the process ends.
+std::recursive_mutex& Turn() {
+    static auto* const turn = new std::recursive_mutex;
+    return *turn;
+}
+
 // What the system could not do, which VTK's messages hide; empty for other codes and for none.
 std::string SystemReason(unsigned long code) {
     if (code == vtkErrorCode::OutOfDiskSpaceError)
@@ -81,7 +87,8 @@ private:
 vtkStandardNewMacro(VtkSession::MessageSink);
 
 VtkSession::VtkSession(std::shared_ptr<Common::IProgressDelegate> const& progress, std::string const& label)
-    : m_previous(vtkOutputWindow::GetInstance())
+    : m_turn(Turn())
+    , m_previous(vtkOutputWindow::GetInstance())
     , m_progress(progress, label, ProgressSteps, true) {
     vtkOutputWindow::SetInstance(m_sink.Get());
 }

@@ -8,6 +8,7 @@
 #include <vtkSmartPointer.h>
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 class vtkAlgorithm;
@@ -19,7 +20,7 @@ namespace KetSDK::MeshVTK::Detail {
 // Runs VTK algorithms so that nothing of what they say is lost or printed. While a session lives, VTK's
 // messages are collected instead of shown, and the progress of the algorithms goes to a delegate, which can
 // abort them. VTK's log is left as the program has set it up. VTK has one place for its messages, so there is
-// one session at a time in a process.
+// one session at a time in a process: that of another thread waits.
 class VtkSession {
 public:
     // Begins a progress phase; the delegate may be null.
@@ -38,6 +39,7 @@ public:
 private:
     class MessageSink;
 
+    std::unique_lock<std::recursive_mutex> m_turn;
     vtkNew<MessageSink> m_sink;
     vtkSmartPointer<vtkOutputWindow> m_previous;
     Common::IncrementalProgressReporter m_progress;
