@@ -123,7 +123,7 @@ Shares ShareOut(Model const& model, MaterialsOptions const& options) {
         if (keeps && std::ranges::find(only, it->get()) == only.end())
             shares.kept.insert((*it)->GetID());
         else
-            shares.elements_by_law += static_cast<std::uint64_t>((*it)->GetNbElements());
+            shares.elements_by_law += (*it)->GetNbElements();
     }
     return shares;
 }

@@ -90,8 +90,8 @@ std::vector<SubVolumeReport> Detail::ReportSubVolumes(MMeshBase const& mesh, boo
         });
     std::vector<SubVolumeReport> reports;
     for (auto it = mesh.BeginSubVolume(); it != mesh.EndSubVolume(); ++it)
-        reports.push_back({(*it)->GetID(), MeshVTK::ToUtf8((*it)->GetName()),
-                           static_cast<std::uint64_t>((*it)->GetNbElements()), volumes[reports.size()]});
+        reports.push_back({(*it)->GetID(), MeshVTK::ToUtf8((*it)->GetName()), (*it)->GetNbElements(),
+                           volumes[reports.size()]});
     return reports;
 }
 

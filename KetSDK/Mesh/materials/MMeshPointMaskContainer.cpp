@@ -113,8 +113,8 @@ struct MMeshPointMaskContainer::NeighbourMask {
 
     // Fills the lists of the nodes, one behind the other.
     void FillLists(Triangles const& triangles) {
-        std::vector<std::uint64_t> ends(lists.GetSize(),
-                                        0); // of each list; of the one before until it is filled
+        // Of each list; of the one before until it is filled.
+        std::vector<std::uint64_t> ends(lists.GetSize(), 0);
         for (Triangle const& triangle : triangles)
             for (std::uint64_t const corner : triangle.corners)
                 if (corner < ends.size())

@@ -405,8 +405,8 @@ private:
     // Notes which edges no earlier element has.
     template <typename IsLeftOut>
     void FindNewEdges(std::size_t vertices, IsLeftOut const& is_left_out) {
-        Support::ComputeSteps({.items = m_sets.size(), .parallel = m_parallel}, [&](std::uint64_t first,
-                                                                                    std::uint64_t) {
+        Support::WorkSteps const sets{.items = m_sets.size(), .parallel = m_parallel};
+        Support::ComputeSteps(sets, [&](std::uint64_t first, std::uint64_t) {
             auto const number = static_cast<std::size_t>(first);
             m_sets[number].MakeRoom(OwnersPerSet(vertices));
             for (std::uint64_t element = 0; element < m_elements.size(); element += ElementsPerStep) {
@@ -461,8 +461,8 @@ private:
         graph.AddEdges(m_ends, m_parallel);
     }
 
-    static constexpr std::size_t UsesPerStep =
-        6 * ElementsPerStep + 1; // one that does not count is overwritten
+    // With one behind them, as one that does not count is overwritten by the next.
+    static constexpr std::size_t UsesPerStep = 6 * ElementsPerStep + 1;
 
     bool m_parallel;
     std::vector<EdgeSet> m_sets;
@@ -577,8 +577,8 @@ private:
     template <typename Set>
     void Collect(std::size_t bucket, std::span<MMeshPoint*> nodes, Set const& set) const {
         std::uint64_t const first_slot = std::uint64_t{bucket} << m_bucket_shift;
-        std::vector<std::size_t> end((std::size_t{1} << m_bucket_shift) +
-                                     1); // of each slot; before, its begin
+        // Of each slot; until it is filled, its begin.
+        std::vector<std::size_t> end((std::size_t{1} << m_bucket_shift) + 1);
         for (Step const& step : m_steps)
             for (Pair const& pair : step.Of(bucket))
                 ++end[static_cast<std::size_t>(pair.slot - first_slot) + 1];

@@ -36,10 +36,10 @@ public:
         m_number += lines;
     }
 
-    std::uint64_t GetLineNumber() const noexcept { return m_number; } // of the line read last, from 1
-    std::uint64_t GetPosition() const noexcept {
-        return m_position - Ahead().size();
-    } // bytes that were taken
+    // Of the line read last, from 1.
+    std::uint64_t GetLineNumber() const noexcept { return m_number; }
+    // Bytes that were taken, and those of the file when it was opened.
+    std::uint64_t GetPosition() const noexcept { return m_position - Ahead().size(); }
     std::uint64_t GetSize() const noexcept { return m_size; }
 
 private:

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshSolver/detail/TextFile.h>
 
-#include <KetSDK/MeshSolver/Error.h>
-
 #include <KetSDK/Common/Shared/MInternalUnits.h>
+#include <KetSDK/MeshSolver/Error.h>
 
 #include <array>
 #include <cmath>

@@ -80,8 +80,8 @@ private:
         std::uint32_t place = 0;
         std::uint32_t round = 0; // of which sketch; an older one is free
     };
-    static constexpr auto IsPlace = std::uint32_t{1}
-                                    << 31; // in a mark; else it is the number of a source's node
+    // In a mark; else it is the number of a source's node.
+    static constexpr std::uint32_t IsPlace = 0x80000000;
 
     void Begin(NodesOfSource const& node_of);
     MMeshPoint* NodeOf(std::size_t number) const noexcept {

@@ -207,9 +207,10 @@ void CopyBuiltInValues(C const& from, C& to, std::uint64_t count, bool parallel,
         if (!values || (row.flags & Copied) == 0)
             return;
         auto& copies = *row.Make(to);
+        // Bits share words.
         constexpr bool has_bits = requires {
             copies.SetWordAt(0, 0);
-        }; // which share words
+        };
         Support::ComputeSteps({.items = count, .step = 4096, .parallel = parallel && !has_bits},
                               [&](std::uint64_t first, std::uint64_t last) {
                                   for (std::uint64_t i = first; i < last; ++i)

@@ -55,8 +55,8 @@ void MeshCopy::AddNodes(std::span<MLong const> nodes) {
                                       before + static_cast<MLong>(i);
                               }
                           });
-    if (m_target.m_points
-            ->HasCoordinateIndex()) // it may know nodes that were moved, unheard, and gives those
+    // A coordinate index may know nodes that were moved, unheard, and gives those.
+    if (m_target.m_points->HasCoordinateIndex())
         for (std::size_t i = 0; i < nodes.size(); ++i)
             m_stand_ins[static_cast<std::size_t>(nodes[i])] =
                 m_target.AddPoint(positions[i].data())->GetIndex();
