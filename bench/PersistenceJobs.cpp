@@ -76,11 +76,10 @@ double CountOf(Grid const& grid) {
     return static_cast<double>(grid->GetNumberOfCells());
 }
 
-// A way to save what `subject` picks, and to load it; bytes in the file and bytes a second go along.
+// A way to save with `save` and to load with `load`, and how large `file` is then.
 template <typename Save, typename Load>
 void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string const& way,
                     std::string const& file, Save save, Load load) {
-    auto const size_is_answer = [](Case&, auto const&) { return std::optional<double>(); };
     // To write over a file that is there may wait for the disk, or has the system write it out while it is
     // loaded. The clock would count that.
     auto const make_way = [file](Case&) { std::filesystem::remove(PathOf(file)); };
@@ -90,7 +89,7 @@ void AddSaveAndLoad(Recipe const& recipe, std::string const& job, std::string co
             save(c);
             return 0;
         },
-        size_is_answer);
+        NoAnswer);
     AddWay(
         recipe, "load_" + job, way,
         [make_way, save](Case& c) {
