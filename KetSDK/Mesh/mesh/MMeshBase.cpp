@@ -755,24 +755,16 @@ void MMeshBase::Transform(MMTransform const& transform) {
 
 double MMeshBase::GetVolume(bool parallel) const {
     double volume = 0.0;
-    if (!parallel) {
-        Elements().ForEachWithNodes(
-            [&volume](MMeshElement const& e, std::uint64_t) { volume += GetElementVolume(e); });
-        return volume;
-    }
-    constexpr std::size_t step = 4096;
-    using Volumes = std::array<double, step>;
-    KetSDK::Support::ComputeSteps<Volumes>(
-        {.items = m_elements->GetNumElements(), .step = step, .parallel = true},
-        [this](std::uint64_t first, std::uint64_t last, Volumes& volumes) {
-            Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t i) {
-                volumes[static_cast<std::size_t>(i - first)] = GetElementVolume(e);
-            });
+    KetSDK::Support::ComputeSteps<double>(
+        {.items = m_elements->GetNumElements(), .step = 4096, .parallel = parallel},
+        [this](std::uint64_t first, std::uint64_t last, double& part) {
+            double sum = 0.0;
+            Elements().ForEachWithNodes(
+                first, last, [&sum](MMeshElement const& e, std::uint64_t) { sum += GetElementVolume(e); });
+            part = sum;
         },
-        // One after another: sums depend on the order.
-        [&volume](std::uint64_t first, std::uint64_t last, Volumes const& volumes) {
-            volume = std::accumulate(volumes.begin(),
-                                     volumes.begin() + static_cast<std::ptrdiff_t>(last - first), volume);
+        [&volume](std::uint64_t, std::uint64_t, double const& part) {
+            volume += part;
             return true;
         });
     return volume;

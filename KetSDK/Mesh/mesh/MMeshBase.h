@@ -193,7 +193,8 @@ public:
     // Moves every node, in model units with rounding, and continues as NodesMoved.
     void Transform(MMTransform const& transform);
     // Signed volume of all elements in cubic model units; positive for correctly oriented elements.
-    // With `parallel` on several threads, and the same to the last bit.
+    // Adds the sums of 4096 elements each. So it is the same to the last bit on one thread and on several,
+    // which `parallel` allows.
     double GetVolume(bool parallel = false) const;
     // Whether there is anything in the mesh: two sub-volumes, or one and a node or an element.
     bool IsValid() const noexcept;
