@@ -6,6 +6,7 @@
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/checks/LegacyFileCheck.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/ArrayNames.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
@@ -103,6 +104,7 @@ public:
 void WriteXml(vtkUnstructuredGrid& grid, OutputFile& file, Detail::VtkSession& session) {
     vtkNew<GridToWrite> shown;
     shown->ShallowCopy(&grid);
+    Detail::EscapeNamesForXml(*shown);
     vtkNew<vtkXMLUnstructuredGridWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
@@ -167,6 +169,7 @@ void CheckIdentifiers(vtkDataSetAttributes& arrays) {
 void WriteLegacy(vtkUnstructuredGrid& grid, OutputFile& file, Detail::VtkSession& session) {
     CheckIdentifiers(*grid.GetCellData());
     CheckIdentifiers(*grid.GetPointData());
+    Detail::CheckNamesForLegacyFile(grid);
     vtkNew<LegacyWriter> writer;
     writer->SetFileTypeToBinary();
     writer->SetFileName(file.GetTemporaryPath().c_str());

@@ -11,6 +11,7 @@
 #include <KetSDK/MeshVTK/PolyDataFromSurface.h>
 #include <KetSDK/MeshVTK/Text.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
+#include <KetSDK/MeshVTK/detail/ArrayNames.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/detail/RowsOfArrays.h>
@@ -58,13 +59,16 @@ namespace {
 constexpr char const* CannotWrite = "it cannot be written";
 
 void WriteVtp(vtkPolyData& data, OutputFile& file, Detail::VtkSession& session) {
+    vtkNew<vtkPolyData> shown;
+    shown->ShallowCopy(&data);
+    Detail::EscapeNamesForXml(*shown);
     vtkNew<vtkXMLPolyDataWriter> writer;
     writer->SetDataModeToAppended();
     writer->EncodeAppendedDataOff();
     writer->SetCompressorTypeToNone(); // which crashes where there is no memory left
     writer->SetHeaderTypeToUInt64();
     writer->SetFileName(file.GetTemporaryPath().c_str());
-    writer->SetInputData(&data);
+    writer->SetInputData(shown);
     session.Run(*writer, CannotWrite);
 }
 

@@ -10,6 +10,7 @@
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
 #include <vtkDataArray.h>
+#include <vtkDoubleArray.h>
 #include <vtkFieldData.h>
 #include <vtkIdList.h>
 #include <vtkLogger.h>
@@ -164,6 +165,66 @@ TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
 
 // VTK's reader leaves out arrays with words that it does not know, drops signs, wraps whole numbers around,
 // and crashes on some.
+TEST_F(GridFile, NamesOfArraysComeBackOrAreRefused) {
+    auto const source = ReadGrid("wedge_beam14.vtu");
+    auto const grid_with = [&source](std::string const& name, std::string const& component) {
+        auto grid = vtkSmartPointer<vtkUnstructuredGrid>::New();
+        grid->ShallowCopy(source);
+        vtkNew<vtkDoubleArray> array;
+        array->SetName(name.c_str());
+        array->SetNumberOfComponents(2);
+        if (!component.empty())
+            array->SetComponentName(1, component.c_str());
+        array->SetNumberOfTuples(grid->GetNumberOfCells());
+        array->Fill(7.0);
+        grid->GetCellData()->SetScalars(array);
+        return grid;
+    };
+    for (char const* const ending : {".vtu", ".vtk"})
+        for (char const* const name : {"a<b> & \"c\" 'd'", " space\tline\nreturn\rend ", "&amp;", "50 %20",
+                                       "Knochen \xC3\xA4 \xE9\xAA\xA8"})
+            for (std::string const component : {"", name}) {
+                SCOPED_TRACE(std::string(ending) + ": " + name);
+                auto const expected = grid_with(name, component);
+                auto const actual = ReadGridFile(Write(*expected, ending), nullptr, false);
+                ExpectSameGrid(*actual, *expected);
+                vtkDataArray* const scalars = actual->GetCellData()->GetScalars();
+                ASSERT_TRUE(scalars);
+                EXPECT_STREQ(scalars->GetName(), name);
+                EXPECT_STREQ(scalars->GetComponentName(1), component.empty() ? nullptr : component.c_str());
+                EXPECT_STREQ(expected->GetCellData()->GetScalars()->GetName(), name) << "not to be touched";
+                fs::remove_all(m_folder / ("grid" + std::string(ending)));
+            }
+    struct Refused {
+        char const* ending;
+        std::string name;
+        char const* why;
+    };
+    Refused const refused[] = {{".vtu", "", "has no name"},
+                               {".vtk", "", "has no name"},
+                               {".vtu", "a\x01z", "called \"a\\x01z\""},
+                               {".vtu", "\xE9 of Latin 1", "called \"\\xE9 of Latin 1\""},
+                               {".vtu", "\xEF\xBF\xBF", "cannot hold"},
+                               {".vtk", std::string(256, 'x'), "256 bytes"},
+                               {".vtk", std::string(86, '%'), "86 bytes"}};
+    for (auto const& [ending, name, why] : refused)
+        for (bool const in_component : {false, true}) {
+            if (in_component && name.empty())
+                continue;
+            SCOPED_TRACE(why);
+            auto const grid = in_component ? grid_with("values", name) : grid_with(name, "");
+            try {
+                Write(*grid, ending);
+                ADD_FAILURE() << "written";
+            } catch (Error const& error) {
+                EXPECT_NE(std::string(error.what()).find(why), std::string::npos) << error.what();
+            }
+            EXPECT_EQ(FilesInFolder(), 0u);
+        }
+    for (char const* const name : {"a\x01z", "\xE9 of Latin 1"})
+        EXPECT_NO_THROW(Write(*grid_with(name, ""), ".vtk"));
+}
+
 TEST_F(GridFile, NumbersInTextAreReadWholeOrRefused) {
     double const nan = std::numeric_limits<double>::quiet_NaN();
     double const infinite = std::numeric_limits<double>::infinity();
