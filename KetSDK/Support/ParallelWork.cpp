@@ -7,6 +7,8 @@
 #include <tbb/task_group.h>
 
 #include <atomic>
+#include <exception>
+#include <limits>
 #include <numeric>
 #include <thread>
 
@@ -64,10 +66,10 @@ auto Apart(Work const& work) {
     });
 }
 
-// What all runs know of their steps, by their numbers.
-class Steps {
+// Computes and commits steps by their numbers.
+class NumberedSteps {
 public:
-    Steps(WorkSteps const& steps, ComputeStep const& compute, CommitStep const& commit)
+    NumberedSteps(WorkSteps const& steps, ComputeStep const& compute, CommitStep const& commit)
         : m_steps(steps)
         , m_count(steps.NumberOfSteps())
         , m_slots(std::max<std::uint64_t>(steps.NumberOfSlots(), 1))
@@ -78,9 +80,8 @@ public:
     std::uint64_t Count() const noexcept { return m_count; }
     std::uint64_t Slots() const noexcept { return m_slots; }
 
-    void Compute(std::uint64_t begin, std::uint64_t end) const {
-        for (std::uint64_t step = begin; step < end; ++step)
-            m_compute(FirstOf(m_steps, step), EndOf(m_steps, step), Slot(step));
+    void Compute(std::uint64_t step) const {
+        m_compute(FirstOf(m_steps, step), EndOf(m_steps, step), Slot(step));
     }
     bool Commit(std::uint64_t begin, std::uint64_t end) const {
         for (std::uint64_t step = begin; step < end; ++step)
@@ -110,9 +111,9 @@ private:
     CommitStep const& m_commit;
 };
 
-bool RunSequentially(Steps const& steps) {
+bool RunSequentially(NumberedSteps const& steps) {
     for (std::uint64_t step = 0; step < steps.Count(); ++step) {
-        steps.Compute(step, step + 1);
+        steps.Compute(step);
         if (!steps.Commit(step, step + 1))
             return false;
     }
@@ -124,7 +125,7 @@ bool RunSequentially(Steps const& steps) {
 // calling thread, and that for a step only which another one is computing.
 class ParallelRun {
 public:
-    ParallelRun(Steps const& steps, std::uint64_t grain, tbb::task_group_context& context)
+    ParallelRun(NumberedSteps const& steps, std::uint64_t grain, tbb::task_group_context& context)
         : m_steps(steps)
         , m_grain(std::clamp<std::uint64_t>(grain, 1, std::max<std::uint64_t>(steps.Slots() / 2, 1)))
         , m_grains((steps.Count() - 1) / m_grain + 1)
@@ -136,12 +137,9 @@ public:
         Group group(m_context);
         bool going_on = true;
         for (std::uint64_t next = 0; going_on && next < m_grains;) {
-            bool const is_ready = IsReady(next);
-            if (m_failed.load()) // looked at last: what has failed is ready, too
-                break;
             std::uint64_t grain = 0;
-            if (is_ready) {
-                going_on = m_steps.Commit(Begin(next), End(next));
+            if (IsReady(next)) {
+                going_on = CommitGrain(next);
                 m_committed.number.store(++next, std::memory_order_release);
                 // Not for each slot that is free again: to begin takes a thread longer than a step.
                 if (going_on && Unclaimed() >= (m_slots_in_grains + 1) / 2)
@@ -171,6 +169,8 @@ private:
         return end - std::min(end, m_next.number.load(std::memory_order_relaxed));
     }
     bool Claim(std::uint64_t& grain) noexcept {
+        if (m_failed.load(std::memory_order_relaxed) != NoStep)
+            return false;
         // Looked at first, as it never passes the other.
         std::uint64_t const committed = m_committed.number.load(std::memory_order_acquire);
         grain = m_next.number.load(std::memory_order_relaxed);
@@ -180,9 +180,28 @@ private:
         } while (!m_next.number.compare_exchange_weak(grain, grain + 1, std::memory_order_relaxed));
         return true;
     }
-    void ComputeGrain(std::uint64_t grain) {
-        m_steps.Compute(Begin(grain), End(grain));
+    void ComputeGrain(std::uint64_t grain) noexcept {
+        std::uint64_t step = Begin(grain);
+        try {
+            for (; step < End(grain); ++step)
+                m_steps.Compute(step);
+        } catch (...) {
+            std::lock_guard const lock(m_failure_mutex);
+            if (step < m_failed) {
+                m_failure = std::current_exception();
+                m_failed = step;
+            }
+        }
         Tell(grain);
+    }
+    // Commits a grain that is ready, or what there is of it before a step that failed.
+    bool CommitGrain(std::uint64_t grain) {
+        std::uint64_t const end = std::min(End(grain), m_failed.load());
+        if (!m_steps.Commit(Begin(grain), end))
+            return false;
+        if (end < End(grain)) // nobody replaces the failure: grains before this one had none
+            std::rethrow_exception(m_failure);
+        return true;
     }
 
     // A number that threads share, in a line of the cache of its own.
@@ -201,7 +220,7 @@ private:
         Ready(grain).store(grain + 1);
         Ready(grain).notify_one();
     }
-    // Mostly for less time than it takes to be woken up.
+    // Mostly for less time than it takes to be woken up, which these looks take as well.
     void WaitFor(std::uint64_t grain) noexcept {
         for (int look = 0; look < 256; ++look) {
             if (IsReady(grain))
@@ -224,19 +243,14 @@ private:
     }
     void Help() {
         std::uint64_t grain = 0;
-        while (!m_failed.load() && !m_context.is_group_execution_cancelled() && Claim(grain))
-            try {
-                ComputeGrain(grain);
-            } catch (...) {
-                // The calling thread may wait for this grain; it has the exception from the group.
-                m_failed.store(true);
-                Tell(grain);
-                throw;
-            }
+        while (!m_context.is_group_execution_cancelled() && Claim(grain))
+            ComputeGrain(grain);
         m_others.number.fetch_sub(1, std::memory_order_relaxed);
     }
 
-    Steps const& m_steps;
+    static constexpr std::uint64_t NoStep = std::numeric_limits<std::uint64_t>::max();
+
+    NumberedSteps const& m_steps;
     std::uint64_t m_grain; // in steps
     std::uint64_t m_grains;
     std::uint64_t m_slots_in_grains;
@@ -245,17 +259,19 @@ private:
     Shared m_next;      // the first grain that nobody has begun
     Shared m_committed; // grains
     Shared m_others;    // threads that take part, or are called to
-    std::atomic<bool> m_failed = false;
+    std::mutex m_failure_mutex;
+    std::exception_ptr m_failure;
+    std::atomic<std::uint64_t> m_failed = NoStep; // the first step that failed
 };
 
 } // namespace
 
 bool ComputeSteps(WorkSteps const& steps, ComputeStep const& compute, CommitStep const& commit) {
-    Steps const run(steps, compute, commit);
-    if (!steps.parallel || run.Count() <= 1)
-        return RunSequentially(run);
+    NumberedSteps const numbered(steps, compute, commit);
+    if (!steps.parallel || numbered.Count() <= 1)
+        return RunSequentially(numbered);
     return Apart(
-        [&](tbb::task_group_context& context) { return ParallelRun(run, steps.grain, context).Go(); });
+        [&](tbb::task_group_context& context) { return ParallelRun(numbered, steps.grain, context).Go(); });
 }
 
 void ComputeSteps(WorkSteps const& steps, std::function<void(std::uint64_t, std::uint64_t)> const& compute) {
@@ -278,6 +294,15 @@ void ComputeSteps(WorkSteps const& steps, std::function<void(std::uint64_t, std:
 
 std::size_t NumberOfThreads() noexcept {
     return static_cast<std::size_t>(std::max(1, tbb::this_task_arena::max_concurrency()));
+}
+
+WorkSteps OneStepPerThread(std::uint64_t items, std::uint64_t fewest, std::uint64_t most,
+                           bool parallel) noexcept {
+    std::uint64_t const threads = parallel ? std::min<std::uint64_t>(NumberOfThreads(), most) : 1;
+    std::uint64_t const count = std::clamp<std::uint64_t>(items / fewest, 1, threads);
+    return {.items = items,
+            .step = std::max<std::uint64_t>(items / count + (items % count != 0), 1),
+            .parallel = parallel};
 }
 
 void RunApart(std::function<void()> const& work) {

@@ -9,7 +9,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -21,7 +20,8 @@
 // - The work is kept apart from parallel work that the caller may be part of. A cancellation out there leaves
 //   no item out here. While the calling thread waits it takes up nothing else, which could use the same
 //   objects or want a lock that the caller holds.
-// - An exception in any step stops the others and reaches the caller. Of several in parallel it is any one.
+// - An exception in a step stops the others. It reaches the caller when all steps before have been committed.
+//   Where nothing is committed it may be that of any step.
 // Threads are those of the caller's oneTBB task arena.
 namespace KetSDK::Support {
 
@@ -77,6 +77,17 @@ bool ComputeSteps(WorkSteps const& steps, Compute const& compute, Commit const& 
 KETSDK_SUPPORT_API void ComputeSteps(WorkSteps const& steps,
                                      std::function<void(std::uint64_t, std::uint64_t)> const& compute);
 
+// The same for what must not be left half done. Where there is no memory for the work of threads, the calling
+// thread does it all. So the function throws nothing, and may compute an item once more.
+template <typename Compute>
+void ComputeStepsSafely(WorkSteps const& steps, Compute const& compute) noexcept {
+    try {
+        ComputeSteps(steps, std::function<void(std::uint64_t, std::uint64_t)>(std::ref(compute)));
+    } catch (...) { // thrown by what spreads the work
+        compute(0, steps.items);
+    }
+}
+
 // Objects that steps of work use one after another, such as tables whose memory is used again: as many as
 // there are steps at the same time. A step finds in one whatever an earlier step has left.
 template <typename T>
@@ -108,20 +119,14 @@ private:
     std::vector<std::unique_ptr<T>> m_free;
 };
 
-// The same for what must not be left half done. Where there is no memory for the work of threads, the calling
-// thread does it all. So the function throws nothing, and may compute an item once more.
-template <typename Compute>
-void ComputeStepsSafely(WorkSteps const& steps, Compute const& compute) noexcept {
-    try {
-        ComputeSteps(steps, std::function<void(std::uint64_t, std::uint64_t)>(std::ref(compute)));
-    } catch (std::bad_alloc const&) {
-        compute(0, steps.items);
-    }
-}
-
-// How many threads the caller's task arena has, for work that is cut into as many large pieces. What comes of
-// it must not depend on that number.
+// How many threads the caller's task arena has. What comes of the work must not depend on that number.
 KETSDK_SUPPORT_API std::size_t NumberOfThreads() noexcept;
+
+// One step for each thread, `most` at most, for work in which each step has large tables of its own: a single
+// one unless parallel. Steps with fewer items than `fewest` do not pay; there are fewer steps then. What
+// comes of the work must not depend on how many there are.
+KETSDK_SUPPORT_API WorkSteps OneStepPerThread(std::uint64_t items, std::uint64_t fewest, std::uint64_t most,
+                                              bool parallel) noexcept;
 
 // Calls work() on the calling thread, with the oneTBB algorithms in it kept apart as above.
 KETSDK_SUPPORT_API void RunApart(std::function<void()> const& work);

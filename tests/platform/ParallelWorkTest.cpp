@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <numeric>
@@ -123,12 +124,51 @@ TEST(ParallelWork, ExceptionsReachTheCaller) {
                 };
                 EXPECT_THROW(run(false), std::domain_error);
                 EXPECT_EQ(running, 0);
-                EXPECT_LE(committed, bad);
+                EXPECT_EQ(committed, bad);
                 committed = 0;
                 EXPECT_THROW(run(true), std::domain_error);
                 EXPECT_EQ(running, 0) << "nothing runs on when the caller has the exception";
                 EXPECT_EQ(committed, bad);
             }
+    });
+}
+
+TEST(ParallelWork, TheFirstStepThatFailsCountsAndThoseBeforeAreCommitted) {
+    OnThreads([] {
+        for (std::uint64_t const grain : {1u, 3u, 8u})
+            for (std::uint64_t const bad : {0u, 1u, 20u, 63u}) {
+                SCOPED_TRACE(bad);
+                std::uint64_t committed = 0;
+                try {
+                    ComputeSteps(
+                        {.items = 64, .parallel = true, .grain = grain, .window = 16},
+                        [bad](std::uint64_t item, std::uint64_t, std::size_t) {
+                            if (item == bad) // those behind it fail sooner
+                                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                            if (item >= bad)
+                                throw item;
+                        },
+                        [&](std::uint64_t item, std::uint64_t, std::size_t) {
+                            EXPECT_EQ(item, committed++);
+                            return true;
+                        });
+                    ADD_FAILURE() << "nothing was thrown";
+                } catch (std::uint64_t item) {
+                    EXPECT_EQ(item, bad);
+                }
+                EXPECT_EQ(committed, bad);
+            }
+    });
+}
+
+TEST(ParallelWork, LargeStepsAreAtMostOneForEachThread) {
+    tbb::task_arena(3).execute([] {
+        EXPECT_EQ(OneStepPerThread(100, 10, 16, true).NumberOfSteps(), 3u);
+        EXPECT_EQ(OneStepPerThread(100, 10, 2, true).NumberOfSteps(), 2u);
+        EXPECT_EQ(OneStepPerThread(25, 10, 16, true).NumberOfSteps(), 2u) << "each with ten items at least";
+        EXPECT_EQ(OneStepPerThread(100, 10, 16, false).NumberOfSteps(), 1u);
+        EXPECT_EQ(OneStepPerThread(9, 10, 16, true).NumberOfSteps(), 1u);
+        EXPECT_EQ(OneStepPerThread(0, 10, 16, true).NumberOfSteps(), 0u);
     });
 }
 

@@ -85,14 +85,8 @@ public:
     Sorting(MMeshBase const& mesh, std::size_t slots, bool parallel)
         : m_mesh(mesh)
         , m_slots(slots)
-        , m_parallel(parallel) {
-        std::uint64_t const elements = mesh.Elements().GetNumElements();
-        constexpr std::uint64_t fewest = 16384, most_pieces = 16;
-        std::uint64_t const most = std::min<std::uint64_t>(KetSDK::Support::NumberOfThreads(), most_pieces);
-        std::uint64_t const pieces = parallel ? std::clamp<std::uint64_t>(elements / fewest, 1, most) : 1;
-        m_step = std::max<std::uint64_t>((elements + pieces - 1) / pieces, 1);
-        m_next.resize(static_cast<std::size_t>(pieces));
-    }
+        , m_pieces(KetSDK::Support::OneStepPerThread(mesh.Elements().GetNumElements(), 16384, 16, parallel))
+        , m_next(static_cast<std::size_t>(m_pieces.NumberOfSteps())) {}
 
     // Counts how long the lists are.
     void Count() {
@@ -119,7 +113,7 @@ public:
 
     // Fills the blocks, the last of each list up with entries that nobody uses.
     void Fill(MDataMask<MMeshPoint, ElementList> const& lists, Block* blocks) {
-        KetSDK::Support::ComputeSteps({.items = m_slots, .step = 4096, .parallel = m_parallel},
+        KetSDK::Support::ComputeSteps({.items = m_slots, .step = 4096, .parallel = m_pieces.parallel},
                                       [&](std::uint64_t first, std::uint64_t last) {
                                           for (std::uint64_t slot = first; slot < last; ++slot) {
                                               ElementList const& list = lists.GetValueAt(slot);
@@ -140,17 +134,14 @@ public:
 private:
     template <typename Work>
     void ForEachPiece(Work const& work) {
-        KetSDK::Support::ComputeSteps(
-            {.items = m_mesh.Elements().GetNumElements(), .step = m_step, .parallel = m_parallel},
-            [&](std::uint64_t first, std::uint64_t last) {
-                work(first, last, m_next[static_cast<std::size_t>(first / m_step)]);
-            });
+        KetSDK::Support::ComputeSteps(m_pieces, [&](std::uint64_t first, std::uint64_t last) {
+            work(first, last, m_next[static_cast<std::size_t>(first / m_pieces.step)]);
+        });
     }
 
     MMeshBase const& m_mesh;
     std::size_t m_slots;
-    bool m_parallel;
-    std::uint64_t m_step = 1;                       // elements of a piece
+    KetSDK::Support::WorkSteps m_pieces;            // of the elements
     std::vector<std::vector<std::uint32_t>> m_next; // of each piece, by the node's slot
 };
 

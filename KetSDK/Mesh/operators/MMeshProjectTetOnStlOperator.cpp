@@ -156,16 +156,12 @@ private:
     // The elements at each node that has a way to go, by ascending number, as far as they may forbid a move.
     void FindElements(bool parallel) {
         std::vector<float> const reach = FindReach();
-        std::uint64_t const count = m_mesh.Elements().GetNumElements();
-        constexpr std::uint64_t fewest = 4096, most_pieces = 16;
-        std::uint64_t const most = std::min<std::uint64_t>(KetSDK::Support::NumberOfThreads(), most_pieces);
-        std::uint64_t const pieces = parallel ? std::clamp<std::uint64_t>(count / fewest, 1, most) : 1;
-        std::uint64_t const step = std::max<std::uint64_t>((count + pieces - 1) / pieces, 1);
-        std::vector<Piece> found(static_cast<std::size_t>(pieces));
-        ComputeSteps({.items = count, .step = step, .parallel = parallel},
-                     [&](std::uint64_t first, std::uint64_t last) {
-                         found[static_cast<std::size_t>(first / step)] = LookThrough(first, last, reach);
-                     });
+        KetSDK::Support::WorkSteps const pieces =
+            KetSDK::Support::OneStepPerThread(m_mesh.Elements().GetNumElements(), 4096, 16, parallel);
+        std::vector<Piece> found(static_cast<std::size_t>(pieces.NumberOfSteps()));
+        ComputeSteps(pieces, [&](std::uint64_t first, std::uint64_t last) {
+            found[static_cast<std::size_t>(first / pieces.step)] = LookThrough(first, last, reach);
+        });
         ListElements(found, parallel);
         m_has_quadratic = std::ranges::any_of(found, &Piece::has_quadratic);
     }

@@ -209,10 +209,7 @@ NodeTetrahedra::NodeTetrahedra(std::size_t nodes, std::vector<Lattice::Tetrahedr
     , tetrahedra(4 * all.size()) {
     // Each of a few threads looks at some of the tetrahedra, one after another. Of each node it counts how
     // many it has; so it knows where among the node's tetrahedra its own begin.
-    std::uint64_t const threads = parallel ? std::min<std::uint64_t>(Support::NumberOfThreads(), 8) : 1;
-    Support::WorkSteps const steps{.items = all.size(),
-                                   .step = std::max<std::uint64_t>((all.size() + threads - 1) / threads, 1),
-                                   .parallel = parallel};
+    Support::WorkSteps const steps = Support::OneStepPerThread(all.size(), 4096, 8, parallel);
     std::vector<std::vector<std::uint32_t>> numbers(static_cast<std::size_t>(steps.NumberOfSteps()));
     Support::ComputeSteps(steps, [&](std::uint64_t begin, std::uint64_t end) {
         std::vector<std::uint32_t>& counts = numbers[static_cast<std::size_t>(begin / steps.step)];
