@@ -6,6 +6,6 @@
 namespace ketmesh {
 
 // The most memory that the program has held so far, in bytes.
-std::uint64_t PeakMemory() noexcept;
+std::uint64_t PeakMemory();
 
 } // namespace ketmesh
