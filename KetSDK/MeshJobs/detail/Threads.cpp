@@ -5,6 +5,7 @@
 #include <tbb/info.h>
 #include <tbb/task_arena.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -66,7 +67,9 @@ private:
 
 void WithThreads(Context const& context, std::function<void(bool parallel)> const& work) {
     int const cores = tbb::info::default_concurrency();
-    int const threads = context.threads > 0 ? context.threads : cores;
+    // More than some threads for each core do nothing but wait for one another.
+    constexpr int most_on_a_core = 16;
+    int const threads = context.threads > 0 ? std::min(context.threads, most_on_a_core * cores) : cores;
     // More threads than cores have to be allowed first; an arena alone would warn and do with fewer.
     std::optional<tbb::global_control> limit;
     if (threads > cores)
