@@ -16,6 +16,7 @@
 #include <set>
 #include <span>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 namespace KetSDK::MeshSolver {
@@ -847,14 +848,38 @@ private:
             if (!found.are_all)
                 std::erase(own.members, IdIndex::None);
             std::vector<std::int32_t>().swap(set.ids);
-            for (OpenSet::Range const& range : set.ranges)
+            bool const has_ranges = !set.ranges.empty();
+            std::size_t limit = 2 * ids.size();
+            for (OpenSet::Range const& range : Merged(std::move(set.ranges))) {
                 AddRange(range, index, ids, own.members);
-            if (!found.are_all || !found.are_ascending || !set.ranges.empty())
+                SortOnceBeyond(limit, own.members);
+            }
+            if (!found.are_all || !found.are_ascending || has_ranges)
                 SortOnce(own.members);
         }
         for (std::size_t i = 0; i < resolved.size(); ++i)
-            AddOthers(sets, i, resolved);
+            AddOthers(sets, i, ids.size(), resolved);
         return resolved;
+    }
+
+    // Ranges that have no number in common with another of the same step, so that lines that repeat others
+    // cost nothing.
+    static std::vector<OpenSet::Range> Merged(std::vector<OpenSet::Range> ranges) {
+        auto const place = [](OpenSet::Range const& range) {
+            return std::tuple(range.step, range.first % range.step, range.first);
+        };
+        std::ranges::sort(ranges, {}, place);
+        std::vector<OpenSet::Range> merged;
+        for (OpenSet::Range const& range : ranges) {
+            bool const goes_on = !merged.empty() && merged.back().step == range.step &&
+                                 (range.first - merged.back().first) % range.step == 0 &&
+                                 range.first <= merged.back().last;
+            if (goes_on)
+                merged.back().last = std::max(merged.back().last, range.last);
+            else
+                merged.push_back(range);
+        }
+        return merged;
     }
 
     // Numbers in between that are not there are left out, as solvers do.
@@ -871,12 +896,14 @@ private:
                 members.push_back(static_cast<std::uint32_t>(i));
     }
 
-    // Sets in sets; each is walked once, so that sets that name each other end.
-    static void AddOthers(OpenSets& sets, std::size_t i, std::vector<Deck::Set>& resolved) {
+    // Sets in sets; each is walked once, so that sets that name each other end. Those before set i have the
+    // members of all that they name already.
+    static void AddOthers(OpenSets& sets, std::size_t i, std::size_t ids, std::vector<Deck::Set>& resolved) {
         if (sets.All()[i].others.empty())
             return;
         std::set<std::size_t> seen = {i};
         std::vector<std::size_t> open = {i};
+        std::size_t limit = 2 * ids;
         while (!open.empty()) {
             std::size_t const at = open.back();
             open.pop_back();
@@ -887,9 +914,10 @@ private:
                                 ", which is not defined");
                 if (!seen.insert(*other).second)
                     continue;
-                open.push_back(*other);
-                auto const& members = resolved[*other].members;
-                resolved[i].members.insert(resolved[i].members.end(), members.begin(), members.end());
+                if (*other > i)
+                    open.push_back(*other);
+                Append(resolved[i].members, resolved[*other].members);
+                SortOnceBeyond(limit, resolved[i].members);
             }
         }
         SortOnce(resolved[i].members);
@@ -900,6 +928,16 @@ private:
         if (!std::ranges::is_sorted(items))
             std::ranges::sort(items);
         items.erase(std::unique(items.begin(), items.end()), items.end());
+    }
+
+    // The same where there are more items than the limit, which becomes twice those that differ at least. So
+    // memory grows with these, however often a short deck repeats them.
+    template <typename Item>
+    static void SortOnceBeyond(std::size_t& limit, std::vector<Item>& items) {
+        if (items.size() <= limit)
+            return;
+        SortOnce(items);
+        limit = std::max(limit, 2 * items.size());
     }
 
     // Returns what is wrong with it; nothing for most.
@@ -916,11 +954,16 @@ private:
             surface.faces.push_back({element, face});
             return fault.empty();
         };
+        std::set<std::pair<std::size_t, std::uint8_t>> seen; // sets and faces
+        std::size_t limit = 2 * m_deck.element_ids.size();
         for (OpenFace const& face : open.faces) {
             if (face.id == 0) {
+                if (!seen.emplace(face.element_set, face.face).second)
+                    continue;
                 for (std::uint32_t const element : m_deck.element_sets[face.element_set].members)
                     if (!add(element, face.face))
                         return fault;
+                SortOnceBeyond(limit, surface.faces);
                 continue;
             }
             std::uint32_t const element = elements.Find(face.id);
