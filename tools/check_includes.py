@@ -24,10 +24,11 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 MAP = ROOT / "ARCHITECTURE.md"
 SOURCES = ("platform", "KetSDK", "host", "python", "examples", "bench", "tests")
-PRIVATE = re.compile(r"(KetSDK/Mesh|KetSDK/MeshVTK|KetSDK/MeshJobs)/(?:\w+/)*(?:detail|images|checks)/")
+PRIVATE = re.compile(r"(KetSDK/Mesh(?:VTK|Solver|Jobs)?)/(?:\w+/)*(?:detail|images|checks)/")
 TESTS_OF = {
     "KetSDK/Mesh": "tests/(mesh|materials|geometry|correspondence|persistence|operators)/",
     "KetSDK/MeshVTK": "tests/vtk/",
+    "KetSDK/MeshSolver": "tests/solver/",
     "KetSDK/MeshJobs": "tests/jobs/",
 }
 LIBRARY_DETAIL = re.compile(r"\bMesh::Detail(?!::MeshElementsIterator\b)")

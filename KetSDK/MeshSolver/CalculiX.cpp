@@ -74,12 +74,18 @@ public:
 
     static constexpr int CannotStart = 127;
 
-    // Whether it has ended; the status is that of waitpid then.
+    // Whether it has ended; the status is that of waitpid then. Throws Error when there is none to be had:
+    // where this process ignores SIGCHLD, or takes the status of every child, nothing tells how it ended.
     bool HasEnded(int& status) {
         int const ended = ::waitpid(m_id, &status, WNOHANG);
-        if (ended == 0 || (ended < 0 && errno == EINTR))
+        int const error = errno;
+        if (ended == 0 || (ended < 0 && error == EINTR))
             return false;
         m_id = -1;
+        if (ended < 0)
+            throw Error("CalculiX has ended, but whether it failed cannot be told (" +
+                        std::generic_category().message(error) +
+                        "); does the program that runs it ignore SIGCHLD?");
         return true;
     }
 

@@ -40,7 +40,8 @@ public:
 };
 
 // Solves a deck. Throws Error when the solver fails, with what it says of the reason in one line; TimedOut;
-// Cancelled. The solver has ended in any case.
+// Cancelled. The solver has ended in any case. A process that ignores SIGCHLD does not hear how its children
+// end, so there it throws Error once the solver has ended.
 KETSDK_MESHSOLVER_API CalculiXReport RunCalculiX(CalculiXOptions const& options);
 
 // The total forces at sets of nodes that the solver printed (.dat), in N and with more digits than those at

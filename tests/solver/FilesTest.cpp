@@ -13,6 +13,8 @@
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/Text.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -20,6 +22,7 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <random>
 #include <sstream>
 #include <utility>
 
@@ -299,6 +302,59 @@ TEST(Deck, OfOtherProgramsIsRead) {
     EXPECT_EQ(values(L"face", MMeshArray::OnElements), (std::vector<std::int32_t>{1, 0}));
     EXPECT_EQ(values(L"face", MMeshArray::OnNodes), (std::vector<std::int32_t>{1, 1, 1, 0, 0, 0}));
     EXPECT_EQ(values(L"corner", MMeshArray::OnNodes), (std::vector<std::int32_t>{1, 0, 0, 0, 0, 1}));
+}
+
+std::vector<std::uint32_t> Members(std::vector<bool> const& is_member) {
+    std::vector<std::uint32_t> members;
+    for (std::size_t i = 0; i < is_member.size(); ++i)
+        if (is_member[i])
+            members.push_back(static_cast<std::uint32_t>(i));
+    return members;
+}
+
+// Ten thousands of short lines each stand for all elements. What they repeat takes no memory.
+TEST(Deck, RepeatsMembersInBoundedMemory) {
+    constexpr int elements = 30000;
+    constexpr int repetitions = 20000;
+    std::ostringstream text;
+    text << "*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 0, 1, 0\n4, 0, 0, 1\n*ELEMENT, TYPE=C3D4\n";
+    for (int i = elements; i > 0; --i)
+        text << 3 * i << ", 1, 2, 3, 4\n";
+    std::mt19937 random(7);
+    std::vector<bool> is_ranged(elements);
+    text << "*ELSET, ELSET=RANGES, GENERATE\n";
+    for (int k = 0; k < 40; ++k) {
+        int const first = 1 + static_cast<int>(random() % (3U * elements));
+        int const last = first + static_cast<int>(random() % 3000);
+        int const step = 1 + static_cast<int>(random() % 9);
+        text << first << ", " << last << ", " << step << "\n";
+        for (int i = 0; i < elements; ++i)
+            if (int const id = 3 * (elements - i); id >= first && id <= last && (id - first) % step == 0)
+                is_ranged[static_cast<std::size_t>(i)] = true;
+    }
+    text << "*ELSET, ELSET=ALL, GENERATE\n";
+    for (int k = 0; k < repetitions; ++k)
+        text << 1 + k % 3 << ", " << 3 * elements + k << "\n";
+    text << "*ELSET, ELSET=TOP\nLATER\nRANGES\nTOP\n*ELSET, ELSET=LATER\nTOP\n30\n"
+            "*SURFACE, NAME=SKIN\n";
+    for (int k = 0; k < repetitions; ++k)
+        text << "ALL, S" << 1 + k % 2 << "\n";
+    Folder folder;
+    Save(folder / "m.inp", text.str());
+    rusage before{};
+    ::getrusage(RUSAGE_SELF, &before);
+    KetSDK::MeshSolver::Deck const deck = KetSDK::MeshSolver::ReadDeck(folder / "m.inp", nullptr);
+    rusage after{};
+    ::getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 300 * 1024); // KB; they would be GB
+    ASSERT_EQ(deck.element_sets.size(), 4U);
+    EXPECT_EQ(deck.element_sets[0].members, Members(is_ranged));
+    EXPECT_EQ(deck.element_sets[1].members, Members(std::vector<bool>(elements, true)));
+    is_ranged[elements - 10] = true;
+    EXPECT_EQ(deck.element_sets[2].members, Members(is_ranged));
+    EXPECT_EQ(deck.element_sets[3].members, Members(is_ranged));
+    EXPECT_EQ(deck.surfaces.at(0).faces.size(), 2U * elements);
+    EXPECT_EQ(deck.surfaces.at(0).faces.back(), (KetSDK::MeshSolver::FaceOfElement{elements - 1, 2}));
 }
 
 TEST(Deck, ThatMakesNoMeshIsRefusedByName) {

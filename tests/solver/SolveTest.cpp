@@ -9,6 +9,8 @@
 #include <KetSDK/MeshJobs/Results.h>
 #include <KetSDK/MeshSolver/Analysis.h>
 
+#include <csignal>
+
 namespace {
 
 using namespace SolverModels;
@@ -258,6 +260,11 @@ TEST(Solve, SaysInOneLineWhyThereIsNoResult) {
     } catch (Error const& e) {
         EXPECT_TRUE(std::string(e.what()).ends_with("--timeout gives it more")) << e.what();
     }
+    // A host that ignores the end of its children never hears the status of one: that is no success either.
+    auto* const before = std::signal(SIGCHLD, SIG_IGN);
+    for (char const* const script : {"exit 3", "exit 0"})
+        ExpectRefusals({{solve(FakeSolver(folder, script)), "whether it failed cannot be told"}});
+    std::signal(SIGCHLD, before);
     EXPECT_TRUE(model.arrays.empty());
 }
 
