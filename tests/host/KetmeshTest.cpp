@@ -11,6 +11,8 @@
 #include <vtkUnstructuredGridWriter.h>
 #include <vtkXMLPolyDataReader.h>
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -424,17 +426,32 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
         };
     };
     auto const full = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); };
+    std::vector<std::string> materials = {"materials", Data + "head_small_tet10.vtu", "-o",
+                                          Path("model.vtu")};
+    for (char const* const part : {"Label 1", "Label 2", "Label 3"})
+        materials.insert(materials.end(), {"--set", std::string(part) + "=1,9,0.3"});
+    ASSERT_EQ(Run(materials).status, 0);
+    auto const full_disk = [] {
+        rlimit const some_kilobytes{20'000, 20'000};
+        ::setrlimit(RLIMIT_FSIZE, &some_kilobytes);
+    };
     for (Case const& c :
          std::vector<Case>{{"ignored", surfaces, ignored(SIGINT), 0, ""},
                            {"nohup", surfaces, ignored(SIGHUP), 0, ""},
                            {"no reader", surfaces, [] { Break(STDOUT_FILENO); }, 1, lost},
                            {"no reader of warnings", warns, [] { Break(STDERR_FILENO); }, 0, ""},
                            {"help to a full device", {"--help"}, full, 1, lost},
-                           {"version to a full device", {"--version"}, full, 1, lost}}) {
+                           {"version to a full device", {"--version"}, full, 1, lost},
+                           {"full disk",
+                            {"export", Path("model.vtu"), "-o", Path("out/a.feb")},
+                            full_disk,
+                            1,
+                            "ketmesh: " + Path("out/a.feb") + ": it cannot be written: the disk is full"}}) {
         SCOPED_TRACE(c.what);
         Result const result = Finish(Start(c.arguments, c.prepare));
         EXPECT_EQ(result.status, c.status) << result.err;
         EXPECT_TRUE(result.err.starts_with(c.err) && c.err.empty() == result.err.empty()) << result.err;
+        EXPECT_EQ(std::ranges::count(result.err, '\n'), c.err.empty() ? 0 : 1) << result.err;
         for (std::string const& name : Outputs())
             EXPECT_EQ(name, "a.vtp");
         fs::remove(Path("out/a.vtp"));

@@ -271,9 +271,10 @@ std::string const Tetrahedra =
 
 TEST(Deck, OfOtherProgramsIsRead) {
     Folder folder;
-    Save(folder / "nodes.txt", "60, 5, 5, 5\n");
+    std::string const byte_order_mark = "\xEF\xBB\xBF";
+    Save(folder / "nodes.txt", byte_order_mark + "60, 5, 5, 5\n");
     Save(folder / "m.inp",
-         "*HEADING\nfree text, with commas\n** a comment\n" + Tetrahedra +
+         byte_order_mark + "*HEADING\nfree text, with commas\n** a comment\n" + Tetrahedra +
              "*NODE\n*INCLUDE, INPUT=nodes.txt\n*ELSET, ELSET=BOTH, GENERATE\n7, 9, 1\n*ELSET, "
              "ELSET=again\nLEFT\n"
              "*NSET, NSET=corner\n10, 60\n*SURFACE, TYPE=ELEMENT, NAME=face\nleft, S1\n"
@@ -379,6 +380,9 @@ TEST(Deck, ThatMakesNoMeshIsRefusedByName) {
              Case{Tetrahedra + "*NODE\n1, 2, x, 0\n", "a node needs a number"},
              Case{"*INSTANCE, NAME=I, PART=P\n", "*INSTANCE I"},
              Case{"*NODE, SYSTEM=C\n", "another system"},
+             Case{Tetrahedra + "*NGEN\n10, 20, 5\n", "*NGEN makes or moves nodes"},
+             Case{Tetrahedra + "*NMAP, NSET=NALL\n", "write them out"},
+             Case{Tetrahedra + "*ELGEN\n7, 2\n", "write them out"},
              Case{"*INCLUDE, INPUT=none.inp\n", "none.inp, which is not there"},
              Case{"*INCLUDE, INPUT=../outside.inp\n", "outside its folder"},
              Case{"*INCLUDE, INPUT=other.inp\n", "it includes itself by m.inp"},

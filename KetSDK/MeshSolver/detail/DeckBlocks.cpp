@@ -54,6 +54,13 @@ void DeckBlocks::Begin(DeckKeyword const& keyword) {
         {"SOLID SECTION", &DeckBlocks::ReadSection},
         {"INSTANCE", &DeckBlocks::RefuseParts},
         {"SYSTEM", &DeckBlocks::RefuseSystem},
+        {"NGEN", &DeckBlocks::RefuseGenerated},
+        {"NFILL", &DeckBlocks::RefuseGenerated},
+        {"NCOPY", &DeckBlocks::RefuseGenerated},
+        {"NMAP", &DeckBlocks::RefuseGenerated},
+        {"ELGEN", &DeckBlocks::RefuseGenerated},
+        {"ELCOPY", &DeckBlocks::RefuseGenerated},
+        {"IMPERFECTION", &DeckBlocks::RefuseGenerated},
         {"STEP", &DeckBlocks::BeginStep},
         {"HEADING", &DeckBlocks::Skip},
         {"PREPRINT", &DeckBlocks::Skip},
@@ -84,6 +91,10 @@ void DeckBlocks::RefuseParts(DeckKeyword const& keyword) {
 
 void DeckBlocks::RefuseSystem(DeckKeyword const&) {
     m_place.Fail("coordinates of another system (*SYSTEM) are not read");
+}
+
+void DeckBlocks::RefuseGenerated(DeckKeyword const& keyword) {
+    m_place.Fail("*" + keyword.name + " makes or moves nodes or elements, which is not read; write them out");
 }
 
 void DeckBlocks::RefuseOtherFile(DeckKeyword const& keyword) {

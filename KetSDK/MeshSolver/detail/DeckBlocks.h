@@ -51,6 +51,7 @@ private:
     void BeginStep(DeckKeyword const&);
     void RefuseParts(DeckKeyword const& keyword);
     void RefuseSystem(DeckKeyword const&);
+    void RefuseGenerated(DeckKeyword const& keyword);
     void RefuseOtherFile(DeckKeyword const& keyword);
 
     void ReadRow(std::string_view line, DeckRows& rows) const;

@@ -26,6 +26,7 @@ constexpr std::size_t LeastFetched = 1U << 16;
 constexpr std::size_t MostFetched = (1U << 21) - LeastFetched;
 constexpr std::size_t FetchedByThread = 1U << 18;
 constexpr std::size_t PieceSize = 1U << 16;
+constexpr std::string_view ByteOrderMark = "\xEF\xBB\xBF"; // with which some editors begin a text
 
 char Upper(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
@@ -105,8 +106,11 @@ bool LineFile::Fill() {
                               for (std::size_t least = got; end < least;)
                                   got.compare_exchange_weak(least, end);
                           });
+    bool const is_first = m_position == 0;
     m_end += got;
     m_position += got;
+    if (is_first && Ahead().starts_with(ByteOrderMark))
+        m_begin += ByteOrderMark.size();
     return got > 0;
 }
 

@@ -6,6 +6,7 @@
 #include <libxml/xmlwriter.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 
 namespace KetSDK::MeshSolver::Detail {
@@ -14,6 +15,12 @@ namespace {
 
 xmlChar const* Xml(char const* text) {
     return reinterpret_cast<xmlChar const*>(text);
+}
+
+// Says that all was written: of what was not, libxml2 would print lines of its own, and the file knows it.
+int WriteToFile(void* file, char const* bytes, int count) {
+    std::fwrite(bytes, 1, static_cast<std::size_t>(count), static_cast<std::FILE*>(file));
+    return count;
 }
 
 } // namespace
@@ -35,7 +42,7 @@ XmlFile::XmlFile(std::filesystem::path const& path)
     m_state->file = std::fopen(path.c_str(), "wb");
     if (!m_state->file)
         throw Error("it cannot be opened for writing");
-    xmlOutputBufferPtr const buffer = xmlOutputBufferCreateFile(m_state->file, nullptr);
+    xmlOutputBufferPtr const buffer = xmlOutputBufferCreateIO(WriteToFile, nullptr, m_state->file, nullptr);
     m_state->writer = buffer ? xmlNewTextWriter(buffer) : nullptr;
     if (!m_state->writer)
         throw Error("it cannot be written");
@@ -46,7 +53,7 @@ XmlFile::XmlFile(std::filesystem::path const& path)
 XmlFile::~XmlFile() = default;
 
 void XmlFile::Check(int result) {
-    if (result < 0)
+    if (result < 0 || std::ferror(m_state->file) != 0)
         throw Error("it cannot be written: the disk is full or gone");
 }
 
@@ -78,8 +85,7 @@ void XmlFile::Comment(std::string text) {
 void XmlFile::Finish() {
     Check(xmlTextWriterEndDocument(m_state->writer));
     Check(xmlTextWriterFlush(m_state->writer));
-    bool const is_written = std::fflush(m_state->file) == 0 && std::ferror(m_state->file) == 0;
-    Check(is_written ? 0 : -1);
+    Check(std::fflush(m_state->file));
     m_state.reset();
 }
 
