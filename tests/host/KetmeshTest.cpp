@@ -426,11 +426,10 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
         };
     };
     auto const full = [] { ::dup2(::open("/dev/full", O_WRONLY), STDOUT_FILENO); };
-    std::vector<std::string> materials = {"materials", Data + "head_small_tet10.vtu", "-o",
-                                          Path("model.vtu")};
-    for (char const* const part : {"Label 1", "Label 2", "Label 3"})
-        materials.insert(materials.end(), {"--set", std::string(part) + "=1,9,0.3"});
-    ASSERT_EQ(Run(materials).status, 0);
+    ASSERT_EQ(Run({"materials", Data + "hex_matrix_fiber.vtu", "--set", "Label 1=1,9,0.3", "--set",
+                   "Label 2=1,9,0.3", "-o", Path("model.vtu")})
+                  .status,
+              0);
     auto const full_disk = [] {
         rlimit const some_kilobytes{20'000, 20'000};
         ::setrlimit(RLIMIT_FSIZE, &some_kilobytes);
