@@ -399,7 +399,7 @@ void MMeshBase::AppendElements(MMeshElementArrays const& elements, SubVolumeCoun
 void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                                std::span<int const> sub_volumes) {
     if (node_counts.size() > static_cast<std::size_t>(std::numeric_limits<MLong>::max() - NumberOfElements()))
-        throw std::length_error("more than 2147483647 elements");
+        throw std::runtime_error("invalid state");
     ElementNodeCounts const counts(node_counts, nodes.size(), false);
     ElementRoom const room(*m_elements, node_counts.size(), nodes.size());
     room.EnterAllNodes(nodes);

@@ -81,7 +81,8 @@ public:
 
     // --- Nodes -------------------------------------------------------------------------------------
     // Adds a node at a position in internal units and widens the box. While duplicates are forbidden,
-    // a node that is known there is returned instead; it too gets a fresh mask index.
+    // a node that is known there is returned instead; it too gets a fresh mask index. Throws
+    // std::runtime_error("invalid state") for more nodes than 32 bits can number.
     MMeshPointIterator AddPoint(MLong x, MLong y, MLong z);
     MMeshPointIterator AddPoint(MLong* const xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
     // Adds a node for each position in internal units, in their order, as AddPoint for one after another
@@ -109,7 +110,8 @@ public:
 
     // --- Elements ----------------------------------------------------------------------------------
     // Adds an element with the first n nodes of `nodes` to the main sub-volume. Throws
-    // std::runtime_error("invalid state") when the mesh has no sub-volume.
+    // std::runtime_error("invalid state") when the mesh has no sub-volume, and for more elements than 32 bits
+    // can number.
     MMeshElement* AddElement(char n, MMeshPoint** nodes);
     // Adds elements in the order of the arrays: what AddElement for one after another does, in a fraction of
     // the time, and on several threads when parallel. Throws std::runtime_error("invalid state") for an index
