@@ -90,7 +90,8 @@ public:
     // parallel. Throws std::runtime_error("invalid state") for more nodes than 32 bits can number. Out of
     // memory, the mesh is as it was, or has the first of the nodes where duplicates are forbidden.
     void AddPoints(std::span<std::array<MLong, 3> const> positions, bool parallel = false);
-    // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint.
+    // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint. Positions beyond the
+    // range of 32 bits come to its end, and what is not a number to 0.
     MMeshPoint& AddPointUnique(MMVector<double, 3> const& p, double scale);
     // Fetches what looking up a position will read, for loops that know it some time before.
     void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept { m_points->PrefetchPoint(x, y, z); }
@@ -192,7 +193,7 @@ public:
     BoundingBox const& GetBoundingBox() const noexcept { return m_box; }
     // The same in model units, newly allocated; the caller deletes it.
     BoundingBoxDouble* GetBoundingBoxDouble() const;
-    // Moves every node, in model units with rounding, and continues as NodesMoved.
+    // Moves every node, in model units with rounding as AddPointUnique does, and continues as NodesMoved.
     void Transform(MMTransform const& transform);
     // Signed volume of all elements in cubic model units; positive for correctly oriented elements.
     // Adds the sums of 4096 elements each. So it is the same to the last bit on one thread and on several,
