@@ -63,23 +63,43 @@ public:
     void Keep(void* memory, std::size_t size) noexcept {
         if (size > MostKept)
             return FreePages(memory);
+        FreedAfterwards freed;
         std::lock_guard const lock(m_mutex);
         while (m_count == std::size(m_pieces) || m_bytes + size > MostKept)
-            FreePages(Remove(0));
+            freed.Add(Remove(0));
         m_pieces[m_count++] = {memory, size};
         m_bytes += size;
     }
 
     void Release() noexcept {
+        FreedAfterwards freed;
         std::lock_guard const lock(m_mutex);
         while (m_count > 0)
-            FreePages(Remove(m_count - 1));
+            freed.Add(Remove(m_count - 1));
     }
 
 private:
     struct Piece {
         void* memory;
         std::size_t size;
+    };
+    static constexpr std::size_t MostPieces = 64;
+
+    // Pieces that go back to the system when nobody holds the lock any more: that takes a while.
+    class FreedAfterwards {
+    public:
+        FreedAfterwards() = default;
+        FreedAfterwards(FreedAfterwards const&) = delete;
+        FreedAfterwards& operator=(FreedAfterwards const&) = delete;
+        ~FreedAfterwards() {
+            for (std::size_t i = 0; i < m_count; ++i)
+                FreePages(m_memory[i]);
+        }
+        void Add(void* memory) noexcept { m_memory[m_count++] = memory; }
+
+    private:
+        void* m_memory[MostPieces];
+        std::size_t m_count = 0;
     };
 
     void* Remove(std::size_t i) noexcept {
@@ -91,7 +111,7 @@ private:
     }
 
     std::mutex m_mutex;
-    Piece m_pieces[64];
+    Piece m_pieces[MostPieces];
     std::size_t m_count = 0;
     std::size_t m_bytes = 0;
 };
@@ -147,7 +167,7 @@ void* MArena::AllocateOtherwise(std::size_t bytes, std::size_t to_come) {
     }
     bytes = RoundUp(bytes, alignof(std::max_align_t));
     if (bytes > m_left)
-        AddChunk(bytes, bytes * to_come);
+        AddChunk(bytes, bytes * std::min(to_come, LargestChunk / bytes + 1)); // no more counts
     void* const block = m_next;
     m_next += bytes;
     m_left -= bytes;

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -181,6 +183,20 @@ TEST(MeshBase, TransformMovesNodesAndBox) {
     unique.Transform(MMTransform(MMTransformMatrix::Translation({2.0, 0.0, 0.0})));
     EXPECT_EQ(&*unique.AddPoint(node.x, 0, 0), &node) << "known at its new place";
     EXPECT_NE(&*unique.AddPoint(1, 0, 0), &node);
+}
+
+TEST(MeshBase, PositionsBeyondTheRangeComeToItsEnd) {
+    constexpr MLong least = std::numeric_limits<MLong>::min(), largest = std::numeric_limits<MLong>::max();
+    MMeshBase mesh;
+    MMeshPoint& node = mesh.AddPointUnique({1e300, -40000.0, std::nan("")}, TestMeshes::Unit);
+    EXPECT_EQ(TestMeshes::Coordinates({node.x, node.y, node.z}),
+              (TestMeshes::Coordinates{largest, least, 0}));
+    MMeshPoint const& last = mesh.AddPointUnique({largest + 0.4, least - 0.4, 1.5}, 1.0);
+    EXPECT_EQ(TestMeshes::Coordinates({last.x, last.y, last.z}),
+              (TestMeshes::Coordinates{largest, least, 2}));
+    mesh.Transform(MMTransform(MMTransformMatrix::Translation({-70000.0, 0.0, 70000.0})));
+    EXPECT_EQ(TestMeshes::Coordinates({node.x, node.y, node.z}),
+              (TestMeshes::Coordinates{least, least, largest}));
 }
 
 TEST(MeshBase, MaterialInfoLooksAtTheElements) {

@@ -4,16 +4,20 @@
 #include <KetSDK/Math/MathCore/MTriangle.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/operators/MMeshExtractStlSurfaceOperator.h>
+#include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/Data/MStlSurface.h>
 #include <KetSDK/Triangles/Data/MStlTriangle.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <map>
 #include <memory>
 #include <random>
+#include <vector>
 
 namespace {
 
@@ -171,4 +175,27 @@ TEST(ExtractSurface, DuplicatedElementsHideTheirFacesFromTheExterior) {
     for (MStlSurface& surface : stl->Surfaces())
         for (MStlTriangle& t : surface.Triangles())
             EXPECT_GT(Corners(t).Area(), 0.0);
+}
+
+// Copies of one element, as a program leaves them that writes an element again and again.
+TEST(ExtractSurface, ManyElementsAtOneFaceTakeNoLongerThanOthers) {
+    MMeshBase mesh;
+    MMeshSubVolume* const second = mesh.AddSubVolume();
+    auto const nodes = TestMeshes::AddNodes(mesh, TestMeshes::Corners(4));
+    constexpr int copies = 200'000;
+    std::vector<MMeshElement*> elements;
+    for (int i = 0; i < copies; ++i)
+        elements.push_back(TestMeshes::AddElement(mesh, nodes));
+    // The neighbour of each is the one of lowest address, of that the next, both of the second sub-volume.
+    std::ranges::sort(elements);
+    for (int i = 0; i < copies / 2; ++i)
+        mesh.GetMainSubVolume()->MoveElement(*elements[static_cast<std::size_t>(i)], second);
+    EXPECT_EQ(Extract(mesh, false)->NumberOfTriangles(), 0u);
+    auto const count = TrianglesByName(*Extract(mesh, true));
+    ASSERT_EQ(count.size(), 1u);
+    EXPECT_EQ(count.begin()->second, 4 * copies / 2);
+    MMeshSplitVolumesOperator split;
+    split.SetMesh(&mesh);
+    ASSERT_TRUE(split.Operate());
+    EXPECT_EQ(mesh.NumberOfSubVolumes(), 2u);
 }

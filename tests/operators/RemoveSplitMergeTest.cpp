@@ -2,9 +2,11 @@
 #include "TestMeshes.h"
 
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
+#include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 #include <KetSDK/Mesh/operators/MMeshMergeVolumesOperator.h>
 #include <KetSDK/Mesh/operators/MMeshOperatorRemoveSubVolume.h>
 #include <KetSDK/Mesh/operators/MMeshSplitVolumesOperator.h>
+#include <KetSDK/Mesh/operators/MMeshWeldOperator.h>
 
 #include <gtest/gtest.h>
 
@@ -297,4 +299,27 @@ TEST(MergeVolumes, MaterialsKeepTheirMeaning) {
         catalog[id] = material->GetDensity();
     }
     EXPECT_EQ(catalog, (std::map<unsigned, double>{{1, 10.0}, {2, 20.0}, {3, 60.0}, {4, 40.0}, {5, 50.0}}));
+}
+
+// Two tetrahedra that lie side by side, and far from them nodes of no element.
+TEST(Weld, ManyNodesAtOnePlaceBecomeOneAndTheirNeighboursWithThem) {
+    MMeshBase mesh;
+    TestMeshes::AddElementOfKind(mesh, 4);
+    TestMeshes::AddElementOfKind(mesh, 4);
+    constexpr int copies = 200'000, from = 8, last = from + copies + 1;
+    for (int i = 0; i < copies; ++i)
+        mesh.AddPoint(40 * TestMeshes::Unit + (i % 2 == 0 ? 0 : 3), 0, 0);
+    mesh.AddPoint(40 * TestMeshes::Unit + 5, 0, 0); // near by way of the others
+    mesh.AddPoint(40 * TestMeshes::Unit + 9, 0, 0);
+    MMeshBase welded;
+    MMeshOrigins origins;
+    MMeshWeldOperator weld;
+    weld.SetMesh(&mesh);
+    weld.SetTarget(&welded);
+    weld.SetTolerance(3.0 / TestMeshes::Unit);
+    weld.SetOrigins(&origins);
+    ASSERT_TRUE(weld.Operate());
+    EXPECT_EQ(welded.NumberOfElements(), 2);
+    EXPECT_EQ(origins.nodes,
+              (std::vector<MMeshOrigins::Node>{{0, 0}, {1, 1}, {2, 2}, {3, 3}, {from, from}, {last, last}}));
 }

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Mesh/correspondence/detail/SurfaceMatcher.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/Data/MStlBase.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
 
@@ -77,19 +78,16 @@ public:
 
     std::vector<char> FindNearNodes(MappingLoop const& loop) override {
         std::vector<char> near(static_cast<std::size_t>(m_mesh.NumberOfPoints()));
-        loop(near.size(), 1024, [&](std::size_t first, std::size_t last) {
-            for (std::size_t i = first; i < last; ++i)
-                near[i] = IsNear(*m_mesh.GetRandomPoint(i));
-        });
+        ForEach(near.size(), 1024, loop,
+                [&](std::size_t i, Hits& hits) { near[i] = IsNear(*m_mesh.GetRandomPoint(i), hits); });
         return near;
     }
 
     std::vector<FaceMatch> FindMatches(std::span<SurfaceFace const> faces,
                                        MappingLoop const& loop) const override {
         std::vector<Claims> claims(faces.size());
-        loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
-            for (std::size_t i = first; i < last; ++i)
-                claims[i] = ClaimByCorners(m_tree, PositionsOf(faces[i]), m_first_radius);
+        ForEach(faces.size(), 256, loop, [&](std::size_t i, Hits& hits) {
+            claims[i] = ClaimByCorners(m_tree, PositionsOf(faces[i]), m_first_radius, hits);
         });
         if (IsWide())
             ClaimFarther(faces, claims, loop);
@@ -98,20 +96,29 @@ public:
         if (IsWide())
             free.emplace(m_stl, AreTaken(taken), loop.IsParallel());
         std::vector<FaceMatch> matches(faces.size());
-        loop(faces.size(), 256, [&](std::size_t first, std::size_t last) {
-            for (std::size_t i = first; i < last; ++i) {
-                matches[i] = Granted(claims[i], taken);
-                if (matches[i].IsEmpty())
-                    matches[i] = MatchByPlane(free && !faces[i].exterior ? *free : m_tree, faces[i], taken);
-            }
+        ForEach(faces.size(), 256, loop, [&](std::size_t i, Hits& hits) {
+            matches[i] = Granted(claims[i], taken);
+            if (matches[i].IsEmpty())
+                matches[i] = MatchByPlane(free && !faces[i].exterior ? *free : m_tree, faces[i], taken, hits);
         });
         return matches;
     }
 
 private:
-    bool IsNear(MMeshPoint const& node) const {
+    // Calls work(i, hits) for each number below a count, in steps of the loop, with memory for what is found.
+    template <typename Work>
+    void ForEach(std::size_t count, std::size_t step, MappingLoop const& loop, Work const& work) const {
+        loop(count, step, [&](std::size_t first, std::size_t last) {
+            m_hits.With([&](Hits& hits) {
+                for (std::size_t i = first; i < last; ++i)
+                    work(i, hits);
+            });
+        });
+    }
+
+    bool IsNear(MMeshPoint const& node, Hits& hits) const {
         bool found = false;
-        Widen(m_tree, node.GetPosition(), m_first_radius, [&found](Hits const& hits, double) {
+        Widen(m_tree, node.GetPosition(), m_first_radius, hits, [&](double) {
             found = !hits.empty();
             return found;
         });
@@ -139,14 +146,14 @@ private:
     // Whether the tolerance reaches so many triangles that they are looked at in rings, the nearest first.
     bool IsWide() const noexcept { return m_first_radius < m_tolerance; }
 
-    // Calls look(hits, radius) with what a tree has around a point, from the first radius to the tolerance,
-    // twice as far each time, until that is true.
+    // Finds what a tree has around a point, from the first radius to the tolerance, twice as far each time,
+    // until look(radius) is true.
     template <typename Look>
-    void Widen(MStlTriangleTree const& tree, Point const& centre, double radius, Look const& look) const {
-        thread_local Hits hits;
+    void Widen(MStlTriangleTree const& tree, Point const& centre, double radius, Hits& hits,
+               Look const& look) const {
         for (;; radius = std::min(2.0 * radius, m_tolerance)) {
             tree.FindWithin(centre, radius, hits);
-            if (look(hits, radius) || !(radius < m_tolerance))
+            if (look(radius) || !(radius < m_tolerance))
                 return;
         }
     }
@@ -162,8 +169,8 @@ private:
     }
 
     // The claims of a face to what a tree has within a radius of its centroid.
-    Claims ClaimByCorners(MStlTriangleTree const& tree, Triangle const& corners, double radius) const {
-        thread_local Hits hits;
+    Claims ClaimByCorners(MStlTriangleTree const& tree, Triangle const& corners, double radius,
+                          Hits& hits) const {
         tree.FindWithin(CentroidOf(corners), radius, hits);
         Claims claims;
         OfferByCorners(corners, hits, claims);
@@ -183,19 +190,19 @@ private:
         if (std::ranges::find(taken, false) == taken.end())
             return;
         MStlTriangleTree const free(m_stl, taken, loop.IsParallel());
-        loop(faces.size(), 64, [&](std::size_t first, std::size_t last) {
-            for (std::size_t i = first; i < last; ++i)
-                ClaimFarther(free, PositionsOf(faces[i]), claims[i]);
+        ForEach(faces.size(), 64, loop, [&](std::size_t i, Hits& hits) {
+            ClaimFarther(free, PositionsOf(faces[i]), claims[i], hits);
         });
     }
 
-    void ClaimFarther(MStlTriangleTree const& free, Triangle const& corners, Claims& claims) const {
+    void ClaimFarther(MStlTriangleTree const& free, Triangle const& corners, Claims& claims,
+                      Hits& hits) const {
         bool const needs_same = claims.same.cost == Unmatched;
         bool const needs_opposite = claims.opposite.cost == Unmatched;
         if (!needs_same && !needs_opposite)
             return;
         Claims far;
-        Widen(free, CentroidOf(corners), m_first_radius, [&](Hits const& hits, double radius) {
+        Widen(free, CentroidOf(corners), m_first_radius, hits, [&](double radius) {
             far = {};
             OfferByCorners(corners, hits, far);
             return (!needs_same || far.same.cost <= radius * Spare) &&
@@ -207,7 +214,7 @@ private:
             return;
         // They stand when no other triangle is nearer.
         double const cost = std::max(has_same ? far.same.cost : 0.0, has_opposite ? far.opposite.cost : 0.0);
-        Claims const all = ClaimByCorners(m_tree, corners, std::min(cost / Spare, m_tolerance));
+        Claims const all = ClaimByCorners(m_tree, corners, std::min(cost / Spare, m_tolerance), hits);
         if (has_same)
             claims.same = all.same;
         if (has_opposite)
@@ -244,7 +251,7 @@ private:
 
     // Only what the tree has counts.
     FaceMatch MatchByPlane(MStlTriangleTree const& tree, SurfaceFace const& face,
-                           std::vector<double> const& taken) const {
+                           std::vector<double> const& taken, Hits& hits) const {
         Triangle const corners = PositionsOf(face);
         Point const normal = corners.Normal();
         Claim same;
@@ -259,7 +266,7 @@ private:
             (cosine > 0.0 ? same : opposite)
                 .Offer(hit.number, away + (1.0 - std::abs(cosine)) / (1.0 - LeastCosine));
         };
-        Widen(tree, CentroidOf(corners), m_first_radius, [&](Hits const& hits, double radius) {
+        Widen(tree, CentroidOf(corners), m_first_radius, hits, [&](double radius) {
             same = opposite = {};
             std::ranges::for_each(hits, offer);
             // What lies farther away costs more than one that counts.
@@ -278,6 +285,7 @@ private:
     MStlTriangleTree m_tree;
     double m_tolerance;
     double m_first_radius;
+    mutable KetSDK::Support::Pool<Hits> m_hits;
 };
 
 } // namespace

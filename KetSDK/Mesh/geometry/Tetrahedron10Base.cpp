@@ -3,10 +3,10 @@
 
 #include <KetSDK/Mesh/geometry/detail/VectorPair.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
+#include <KetSDK/Mesh/mesh/detail/NearestCoordinate.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <typeinfo>
 
 using namespace KetSDK::Mesh::Detail;
@@ -110,17 +110,11 @@ double LargestDeviation(EdgeMeasures const& edges, bool absolute) noexcept {
     return MaxLane(largest);
 }
 
-// A position as a vertex: rounded to the nearest where coordinates are integers, and cut off at the limits
-// of their type.
+// A position as a vertex, which is a coordinate of nodes where coordinates are integers.
 template <typename T>
 MMVector<T, 3> Rounded(MMVector<double, 3> const& position) noexcept {
     if constexpr (std::is_integral_v<T>) {
-        auto const rounded = [](double value) {
-            constexpr double lowest = std::numeric_limits<T>::lowest();
-            constexpr double highest = std::numeric_limits<T>::max();
-            return static_cast<T>(std::lround(std::clamp(value, lowest, highest)));
-        };
-        return {rounded(position[0]), rounded(position[1]), rounded(position[2])};
+        return NearestCoordinates(position);
     } else {
         return MMVector<T, 3>(position);
     }

@@ -10,10 +10,10 @@
 #include <KetSDK/Mesh/mesh/MMeshElementVolume.h>
 #include <KetSDK/Mesh/mesh/MMeshOrigins.h>
 #include <KetSDK/Mesh/mesh/detail/ElementRoom.h>
+#include <KetSDK/Mesh/mesh/detail/NearestCoordinate.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <mutex>
 #include <numeric>
@@ -26,10 +26,6 @@ using namespace KetSDK::Mesh::Detail;
 namespace {
 
 constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
-
-MLong ToInternal(double value) {
-    return static_cast<MLong>(std::lround(value));
-}
 
 // A box that several threads widen.
 class WideningBox {
@@ -342,7 +338,8 @@ void MMeshBase::AddPoints(std::span<std::array<MLong, 3> const> positions, bool 
 
 MMeshPoint& MMeshBase::AddPointUnique(MMVector<double, 3> const& p, double scale) {
     ForbidDuplicatePoints();
-    return *AddPoint(ToInternal(scale * p[0]), ToInternal(scale * p[1]), ToInternal(scale * p[2]));
+    MMVector<MLong, 3> const position = NearestCoordinates(p * scale);
+    return *AddPoint(position[0], position[1], position[2]);
 }
 
 void MMeshBase::ForbidDuplicatePoints() {
@@ -399,7 +396,7 @@ void MMeshBase::AppendElements(MMeshElementArrays const& elements, SubVolumeCoun
 void MMeshBase::AppendElements(std::span<unsigned char const> node_counts, std::span<MMeshPoint* const> nodes,
                                std::span<int const> sub_volumes) {
     if (node_counts.size() > static_cast<std::size_t>(std::numeric_limits<MLong>::max() - NumberOfElements()))
-        throw std::length_error("more than 2147483647 elements");
+        throw std::runtime_error("invalid state");
     ElementNodeCounts const counts(node_counts, nodes.size(), false);
     ElementRoom const room(*m_elements, node_counts.size(), nodes.size());
     room.EnterAllNodes(nodes);
@@ -745,10 +742,10 @@ MMeshBase::BoundingBoxDouble* MMeshBase::GetBoundingBoxDouble() const {
 void MMeshBase::Transform(MMTransform const& transform) {
     for (std::uint64_t i = 0; i < m_points->GetNumPoints(); ++i) {
         MMeshPoint& p = *m_points->GetPointPtrAt(i);
-        MMVector<double, 3> const moved = transform.Apply(p.GetPosition());
-        p.x = ToInternal(Unit * moved[0]);
-        p.y = ToInternal(Unit * moved[1]);
-        p.z = ToInternal(Unit * moved[2]);
+        MMVector<MLong, 3> const moved = NearestCoordinates(transform.Apply(p.GetPosition()) * Unit);
+        p.x = moved[0];
+        p.y = moved[1];
+        p.z = moved[2];
     }
     NodesMoved();
 }

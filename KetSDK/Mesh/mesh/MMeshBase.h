@@ -81,7 +81,8 @@ public:
 
     // --- Nodes -------------------------------------------------------------------------------------
     // Adds a node at a position in internal units and widens the box. While duplicates are forbidden,
-    // a node that is known there is returned instead; it too gets a fresh mask index.
+    // a node that is known there is returned instead; it too gets a fresh mask index. Throws
+    // std::runtime_error("invalid state") for more nodes than 32 bits can number.
     MMeshPointIterator AddPoint(MLong x, MLong y, MLong z);
     MMeshPointIterator AddPoint(MLong* const xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
     // Adds a node for each position in internal units, in their order, as AddPoint for one after another
@@ -89,7 +90,8 @@ public:
     // parallel. Throws std::runtime_error("invalid state") for more nodes than 32 bits can number. Out of
     // memory, the mesh is as it was, or has the first of the nodes where duplicates are forbidden.
     void AddPoints(std::span<std::array<MLong, 3> const> positions, bool parallel = false);
-    // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint.
+    // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint. Positions beyond the
+    // range of 32 bits come to its end, and what is not a number to 0.
     MMeshPoint& AddPointUnique(MMVector<double, 3> const& p, double scale);
     // Fetches what looking up a position will read, for loops that know it some time before.
     void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept { m_points->PrefetchPoint(x, y, z); }
@@ -109,7 +111,8 @@ public:
 
     // --- Elements ----------------------------------------------------------------------------------
     // Adds an element with the first n nodes of `nodes` to the main sub-volume. Throws
-    // std::runtime_error("invalid state") when the mesh has no sub-volume.
+    // std::runtime_error("invalid state") when the mesh has no sub-volume, and for more elements than 32 bits
+    // can number.
     MMeshElement* AddElement(char n, MMeshPoint** nodes);
     // Adds elements in the order of the arrays: what AddElement for one after another does, in a fraction of
     // the time, and on several threads when parallel. Throws std::runtime_error("invalid state") for an index
@@ -190,7 +193,7 @@ public:
     BoundingBox const& GetBoundingBox() const noexcept { return m_box; }
     // The same in model units, newly allocated; the caller deletes it.
     BoundingBoxDouble* GetBoundingBoxDouble() const;
-    // Moves every node, in model units with rounding, and continues as NodesMoved.
+    // Moves every node, in model units with rounding as AddPointUnique does, and continues as NodesMoved.
     void Transform(MMTransform const& transform);
     // Signed volume of all elements in cubic model units; positive for correctly oriented elements.
     // Adds the sums of 4096 elements each. So it is the same to the last bit on one thread and on several,

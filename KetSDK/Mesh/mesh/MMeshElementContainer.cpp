@@ -35,7 +35,7 @@ std::uint64_t MMeshElementContainer::AddElement(std::vector<MMeshPoint*> const& 
 
 MMeshElement& MMeshElementContainer::Append(unsigned char count, MMeshPoint* const* nodes) {
     if (m_elements.size() >= std::numeric_limits<MLong>::max())
-        throw std::length_error("more than 2147483647 elements");
+        throw std::runtime_error("invalid state");
     MMeshPoint** const array = LendArray(count);
     KetSDK::Support::PrefetchAheadToWrite(array);
     for (unsigned int i = 0; i < count; ++i) // a call would take as long as the rest

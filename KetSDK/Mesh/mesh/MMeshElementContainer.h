@@ -46,7 +46,7 @@ public:
     MMeshElementContainer& operator=(MMeshElementContainer&& other) noexcept;
 
     // Appends an element with the first n nodes of `nodes`, or with all of them; returns its number. Out of
-    // memory, or of numbers (std::length_error), nothing is appended.
+    // memory, or of numbers (std::runtime_error("invalid state")), nothing is appended.
     std::uint64_t AddElement(char n, MMeshPoint** nodes);
     std::uint64_t AddElement(std::vector<MMeshPoint*> const& nodes);
 

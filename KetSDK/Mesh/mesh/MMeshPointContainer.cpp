@@ -7,7 +7,6 @@
 #include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/MHash.h>
 #include <KetSDK/Support/MPrefetch.h>
-#include <KetSDK/Support/ParallelWork.h>
 
 #include <algorithm>
 #include <array>
@@ -124,18 +123,6 @@ MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     MMeshPoint& node = Append(x, y, z);
     m_index->Enter(position, static_cast<CoordinateIndex::Number>(node.GetIndex()));
     return node;
-}
-
-void MMeshPointContainer::AppendPoints(std::span<Position const> positions, bool parallel) {
-    std::uint64_t const before = ClaimPoints(positions.size());
-    bool const is_short = positions.size() < 16 * NodesPerBlock; // done before another thread has begun
-    KetSDK::Support::ComputeStepsSafely(
-        {.items = positions.size(), .step = NodesPerBlock, .parallel = parallel && !is_short},
-        [&](std::uint64_t first, std::uint64_t last) {
-            for (std::uint64_t i = first; i < last; ++i)
-                MakePoint(before + i, positions[static_cast<std::size_t>(i)]);
-        });
-    Settle(true);
 }
 
 std::uint64_t MMeshPointContainer::ClaimPoints(std::uint64_t count) {
@@ -270,7 +257,7 @@ std::size_t MMeshPointContainer::MemoryUsed() const noexcept {
 
 MMeshPoint& MMeshPointContainer::Append(MLong x, MLong y, MLong z) {
     if (m_points.size() >= std::numeric_limits<MLong>::max())
-        throw std::length_error("more than 2147483647 nodes");
+        throw std::runtime_error("invalid state");
     MMeshPoint& node = m_points.emplace_back(x, y, z);
     node.m_index = static_cast<MLong>(m_points.size() - 1);
     return node;

@@ -11,7 +11,6 @@
 #include <cstdint>
 #include <memory>
 #include <new>
-#include <span>
 #include <vector>
 
 class MFile;
@@ -33,13 +32,9 @@ public:
     ~MMeshPointContainer();
 
     // Appends a node at a position in internal units, or returns the one that the coordinate index
-    // knows there. Out of memory, or of indices (std::length_error), nothing changes.
+    // knows there. Out of memory, or of indices (std::runtime_error("invalid state")), nothing changes.
     MMeshPoint& AddPoint(MLong x, MLong y, MLong z);
     MMeshPoint& AddPoint(MLong const* xyz) { return AddPoint(xyz[0], xyz[1], xyz[2]); }
-
-    // Appends a node for each position, on several threads when parallel; the coordinate index, which would
-    // have to be asked for one after the other, does not hear of them.
-    void AppendPoints(std::span<std::array<MLong, 3> const> positions, bool parallel);
 
     // Starts an empty coordinate index: nodes that are there already are not entered.
     void CreateCoordinateIndex();
@@ -94,7 +89,7 @@ private:
     // Removes the node that AddPoint has just appended.
     void RemoveLast() noexcept;
     // Claims room for so many nodes and returns the number of the first. They are there when they have been
-    // made, on any threads, and settled; or else they are given up. Throws as AppendPoints does.
+    // made, on any threads, and settled; or else they are given up. Throws as AddPoint does.
     std::uint64_t ClaimPoints(std::uint64_t count);
     MMeshPoint& MakePoint(std::uint64_t i, std::array<MLong, 3> const& position) noexcept {
         return MakePoint(&m_points[static_cast<std::size_t>(i)], i, position);

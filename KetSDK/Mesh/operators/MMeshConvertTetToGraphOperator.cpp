@@ -4,6 +4,8 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
+#include <KetSDK/Mesh/operators/detail/CornerJoiner.h>
+#include <KetSDK/Mesh/operators/detail/EdgeSet.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Support/MArenaAllocator.h>
@@ -12,7 +14,6 @@
 #include <KetSDK/Triangles/Data/MStlFeature.h>
 
 #include <tsl/robin_map.h>
-#include <tsl/robin_set.h>
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <numeric>
 #include <span>
 #include <utility>
 #include <vector>
@@ -29,7 +29,6 @@
 using namespace KetSDK;
 using namespace KetSDK::Mesh::Detail;
 using KetSDK::Support::Prefetch;
-using KetSDK::Support::PrefetchToWrite;
 using Descriptor = MMeshElementDescriptor;
 
 namespace {
@@ -85,76 +84,6 @@ tsl::robin_map<int, Elements> MembersOf(MMeshBase& mesh, bool parallel) {
         });
     return members;
 }
-
-// The edges of a graph that some of its vertices own, told apart without a look into the graph's tables.
-class EdgeSet {
-public:
-    void Clear() noexcept {
-        m_ends.clear();
-        m_more.clear();
-        m_many.clear();
-    }
-    // Asks at once for the memory of so many owners at most.
-    void Reserve(std::size_t owners) { m_ends.reserve(owners); }
-    // Makes room for the edges of so many owners.
-    void MakeRoom(std::size_t owners) {
-        if (owners > m_ends.size())
-            m_ends.resize(owners);
-    }
-    void Fetch(std::size_t owner) const { PrefetchToWrite(&m_ends[owner]); }
-
-    // False when the edge from an owner to another vertex is there, or is_left_out() says that it is not
-    // to be. That takes longer to find out than whether it is there, as most are.
-    template <typename IsLeftOut>
-    bool Enter(std::size_t owner, std::uint32_t other, IsLeftOut const& is_left_out) {
-        return !m_ends[owner].Has(other + 1) && !is_left_out() && EnterUnlessThere(owner, other + 1);
-    }
-
-private:
-    // The other ends of the edges that a vertex owns, as many as fit, and where there are more: seven is what
-    // a vertex of a tetrahedral mesh has on average.
-    struct alignas(64) Ends {
-        using Four [[gnu::vector_size(16)]] = std::uint32_t;
-        static constexpr std::uint32_t Room = 12;
-
-        Four end[Room / 4] = {}; // the vertex + 1
-        std::uint32_t count = 0;
-        std::uint32_t more = 0; // the index of the next ones + 1
-
-        // Compares all at once.
-        bool Has(std::uint32_t wanted) const noexcept {
-            auto const same = (end[0] == wanted) | (end[1] == wanted) | (end[2] == wanted);
-            auto const halves = std::bit_cast<std::array<std::uint64_t, 2>>(same);
-            return (halves[0] | halves[1]) != 0;
-        }
-    };
-    static constexpr unsigned int MostLookedAt = 16; // of Ends of one vertex
-
-    bool EnterUnlessThere(std::size_t owner, std::uint32_t end) {
-        Ends* ends = &m_ends[owner];
-        for (unsigned int looked_at = 1; !ends->Has(end); ++looked_at) {
-            if (ends->count < Ends::Room) {
-                ends->end[ends->count / 4][ends->count % 4] = end;
-                ++ends->count;
-                return true;
-            }
-            if (looked_at == MostLookedAt)
-                return m_many.insert(std::uint64_t{owner} << 32 | end).second;
-            if (ends->more == 0) {
-                ends->more = static_cast<std::uint32_t>(m_more.size()) + 1;
-                m_more.emplace_back();
-                ends = &m_more.back();
-            } else {
-                ends = &m_more[ends->more - 1];
-            }
-        }
-        return false;
-    }
-
-    std::vector<Ends, Support::MLargePageAllocator<Ends>> m_ends; // by owner
-    std::vector<Ends> m_more;
-    tsl::robin_set<std::uint64_t> m_many; // the edges beyond those, of vertices that have very many
-};
 
 // Fills graphs with the edges of elements, some thousand elements at a time. An edge is owned by one of its
 // vertices, and each thread finds out which edges are new of those that some of the vertices own.
@@ -489,120 +418,6 @@ bool Contains(std::span<MMeshPoint* const> set, MMeshPoint const* node) {
     return is_there;
 }
 
-struct BoundaryFace {
-    MMeshElement const* element;
-    unsigned int face;
-};
-
-// Joins the corners of faces with one another: finds for each slot of a node mask the nodes that those nodes
-// are joined to. Pairs of a slot and a node are first handed to buckets of slots that follow one another.
-class CornerJoiner {
-public:
-    CornerJoiner(std::span<BoundaryFace const> faces, std::uint64_t slots, bool parallel)
-        : m_faces(faces)
-        , m_slots(slots)
-        , m_bucket_shift(std::max(static_cast<int>(std::bit_width(slots)) - BucketBits, 0))
-        , m_parallel(parallel)
-        , m_steps(static_cast<std::size_t>(Steps().NumberOfSteps())) {}
-
-    // Calls set(slot, nodes) for each slot that has any, on several threads when parallel. The nodes, each
-    // once and by ascending address, lie in a piece of `nodes`, which has room for six a face.
-    template <typename Set>
-    void Join(std::span<MMeshPoint*> nodes, Set const& set) {
-        Support::ComputeSteps(Steps(), [this](std::uint64_t first, std::uint64_t last) {
-            Spread(m_faces.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
-                   m_steps[static_cast<std::size_t>(first / FacesPerStep)]);
-        });
-        std::array<std::size_t, Buckets> begin{};
-        std::size_t all = 0;
-        for (std::size_t bucket = 0; bucket < Buckets; ++bucket) {
-            begin[bucket] = all;
-            for (Step const& step : m_steps)
-                all += step.Of(bucket).size();
-        }
-        Support::ComputeSteps({.items = Buckets, .parallel = m_parallel},
-                              [&](std::uint64_t first, std::uint64_t) {
-                                  auto const bucket = static_cast<std::size_t>(first);
-                                  Collect(bucket, nodes.subspan(begin[bucket]), set);
-                              });
-    }
-
-private:
-    static constexpr std::uint64_t FacesPerStep = 1024;
-    static constexpr int BucketBits = 6;
-    static constexpr std::size_t Buckets = std::size_t{1} << BucketBits;
-
-    struct Pair {
-        std::uint64_t slot;
-        MMeshPoint* node;
-    };
-    // The pairs of some faces, bucket by bucket.
-    struct Step {
-        std::vector<Pair> pairs;
-        std::array<std::size_t, Buckets + 1> begin{};
-
-        std::span<Pair const> Of(std::size_t bucket) const noexcept {
-            return std::span(pairs).subspan(begin[bucket], begin[bucket + 1] - begin[bucket]);
-        }
-    };
-
-    Support::WorkSteps Steps() const noexcept {
-        return {.items = m_faces.size(), .step = FacesPerStep, .parallel = m_parallel};
-    }
-    std::size_t BucketOf(std::uint64_t slot) const noexcept {
-        return static_cast<std::size_t>(slot >> m_bucket_shift);
-    }
-
-    void Spread(std::span<BoundaryFace const> faces, Step& step) const {
-        std::vector<Pair> pairs;
-        pairs.reserve(6 * faces.size());
-        for (std::size_t k = 0; k < faces.size(); ++k) {
-            Mesh::PrefetchWithNodes<8>(k, faces.size(), [&](std::size_t i) { return faces[i].element; });
-            auto const& corners = Descriptor::descr_triangle_point_ORIENTED[faces[k].face];
-            for (unsigned char const i : corners)
-                for (unsigned char const j : corners)
-                    if (std::uint64_t const slot = faces[k].element->GetNode(i)->GetMaskIndex();
-                        i != j && slot < m_slots) {
-                        pairs.push_back({slot, faces[k].element->GetNode(j)});
-                        ++step.begin[BucketOf(slot) + 1];
-                    }
-        }
-        std::partial_sum(step.begin.begin(), step.begin.end(), step.begin.begin());
-        step.pairs.resize(pairs.size());
-        auto next = step.begin;
-        for (Pair const& pair : pairs)
-            step.pairs[next[BucketOf(pair.slot)]++] = pair;
-    }
-
-    template <typename Set>
-    void Collect(std::size_t bucket, std::span<MMeshPoint*> nodes, Set const& set) const {
-        std::uint64_t const first_slot = std::uint64_t{bucket} << m_bucket_shift;
-        // Of each slot; until it is filled, its begin.
-        std::vector<std::size_t> end((std::size_t{1} << m_bucket_shift) + 1);
-        for (Step const& step : m_steps)
-            for (Pair const& pair : step.Of(bucket))
-                ++end[static_cast<std::size_t>(pair.slot - first_slot) + 1];
-        std::partial_sum(end.begin(), end.end(), end.begin());
-        for (Step const& step : m_steps)
-            for (Pair const& pair : step.Of(bucket))
-                nodes[end[static_cast<std::size_t>(pair.slot - first_slot)]++] = pair.node;
-        std::size_t begin = 0;
-        for (std::size_t i = 0; begin < end.back(); begin = end[i++])
-            if (end[i] > begin) {
-                auto const joined = nodes.subspan(begin, end[i] - begin);
-                std::ranges::sort(joined, std::less<>());
-                auto const behind = std::unique(joined.begin(), joined.end());
-                set(first_slot + i, joined.first(static_cast<std::size_t>(behind - joined.begin())));
-            }
-    }
-
-    std::span<BoundaryFace const> m_faces;
-    std::uint64_t m_slots;
-    int m_bucket_shift;
-    bool m_parallel;
-    std::vector<Step> m_steps;
-};
-
 } // namespace
 
 MMeshConvertTetToGraphOperator::MMeshConvertTetToGraphOperator(MMeshBase& mesh, MStlFeature& feature) noexcept
@@ -643,7 +458,7 @@ void MMeshConvertTetToGraphOperator::FindBoundaryEdges() {
     neighbors.Enable(GetParallel());
     SubVolumeIDs const ids(*m_mesh);
     FaceMatcher<false> matcher(*m_mesh, GetParallel(), ids);
-    std::vector<BoundaryFace> faces;
+    std::vector<CornerJoiner::Face> faces;
     matcher.ForEachBoundaryFace([&](std::uint32_t element, std::uint32_t face, int id, int, bool) {
         if (id != -1 || m_mesh->GetSubVolume(*m_mesh->GetElement(element)))
             faces.push_back({m_mesh->GetElement(element), face});

@@ -84,7 +84,8 @@ public:
         };
         unsigned char const a = face.node[0], b = face.node[1], c = face.node[2];
         if (m_curved && e.GetNodeCount() == 10) {
-            unsigned char const ab = MidNodeOf(a, b), bc = MidNodeOf(b, c), ca = MidNodeOf(c, a);
+            unsigned char const ab = MidNodeBetween(a, b), bc = MidNodeBetween(b, c),
+                                ca = MidNodeBetween(c, a);
             unsigned char const quarters[4][3] = {{a, ab, ca}, {ab, b, bc}, {ca, bc, c}, {ab, bc, ca}};
             for (auto const& quarter : quarters)
                 write(quarter[0], quarter[1], quarter[2]);
@@ -97,17 +98,6 @@ public:
     void Finish() { m_record.Finish(); }
 
 private:
-    // The mid-edge node between two corners of a ten-node tetrahedron.
-    static unsigned char MidNodeOf(unsigned char a, unsigned char b) noexcept {
-        unsigned char mid = 4;
-        for (auto const& ends : MMeshElementDescriptor::descr_tet4_tet10_point) {
-            if ((ends[0] == a && ends[1] == b) || (ends[0] == b && ends[1] == a))
-                break;
-            ++mid;
-        }
-        return mid;
-    }
-
     MStlSurface& Surface(int id, int other) {
         MStlSurface*& surface = m_surfaces[{id, other}];
         if (!surface) {

@@ -15,17 +15,6 @@ namespace {
 using Detail::ElementFace;
 using Detail::FaceMatcher;
 
-// The mid-edge node between two corners.
-unsigned char NodeBetween(unsigned char a, unsigned char b) {
-    unsigned char edge = 0;
-    for (auto const& ends : MMeshElementDescriptor::descr_tet4_tet10_point) {
-        if ((ends[0] == a && ends[1] == b) || (ends[0] == b && ends[1] == a))
-            break;
-        ++edge;
-    }
-    return static_cast<unsigned char>(4 + edge);
-}
-
 int NumberOfFace(unsigned char n, ElementFace const& face) {
     return Detail::SolverFaceOf(n, Detail::NodesOnFace(n, face));
 }
@@ -36,7 +25,7 @@ FaceNodes MakeFaceNodes(unsigned char n, ElementFace const& face) {
     for (unsigned int i = 0; i < face.corners; ++i)
         nodes.node[nodes.count++] = face.node[i];
     for (unsigned int i = 0; n == 10 && i < 3; ++i)
-        nodes.node[nodes.count++] = NodeBetween(face.node[i], face.node[(i + 1) % 3]);
+        nodes.node[nodes.count++] = Detail::MidNodeBetween(face.node[i], face.node[(i + 1) % 3]);
     return nodes;
 }
 

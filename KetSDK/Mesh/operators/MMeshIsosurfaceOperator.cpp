@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/detail/NearestCoordinate.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Support/MHash.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -18,6 +19,8 @@
 #include <stdexcept>
 #include <utility>
 #include <vector>
+
+using KetSDK::Mesh::Detail::NearestCoordinate;
 
 namespace {
 
@@ -163,7 +166,7 @@ using RoundedPoint = std::array<MLong, 3>;
 
 RoundedPoint Rounded(Vector const& position) noexcept {
     constexpr double units = KetSDK::Common::MInternalUnits::Get();
-    auto const internal = [](double c) { return static_cast<MLong>(std::lround(c * units)); };
+    auto const internal = [](double c) { return NearestCoordinate(c * units); };
     return {internal(position[0]), internal(position[1]), internal(position[2])};
 }
 

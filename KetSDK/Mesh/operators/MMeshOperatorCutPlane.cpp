@@ -4,6 +4,7 @@
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/geometry/LimitedPolyhedron.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
+#include <KetSDK/Mesh/mesh/detail/NearestCoordinate.h>
 #include <KetSDK/Mesh/operators/detail/SectionCutter.h>
 #include <KetSDK/Mesh/operators/detail/SurfaceRecord.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -178,9 +179,8 @@ private:
     MStlPoint* SurfacePoint(std::uint32_t number) {
         MStlPoint*& point = m_points[number];
         if (!point) {
-            Point const& p = m_section.GetPoint(number);
-            auto const internal = [](double c) { return static_cast<MLong>(std::lround(Unit * c)); };
-            point = m_stl.AddPoint(internal(p[0]), internal(p[1]), internal(p[2]), false);
+            MMVector<MLong, 3> const p = NearestCoordinates(m_section.GetPoint(number) * Unit);
+            point = m_stl.AddPoint(p[0], p[1], p[2], false);
             m_record.AddPoint(*point, m_section.GetNode(number));
         }
         return point;

@@ -8,6 +8,7 @@
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementPrefetch.h>
+#include <KetSDK/Mesh/mesh/detail/NearestCoordinate.h>
 #include <KetSDK/Mesh/operators/detail/FaceMatcher.h>
 #include <KetSDK/Mesh/operators/detail/SubVolumeIDs.h>
 #include <KetSDK/Support/ParallelWork.h>
@@ -37,15 +38,6 @@ using Vector = MMVector<double, 3>;
 constexpr double Unit = KetSDK::Common::MInternalUnits::Get();
 // How far rounding takes a point of the surface away from it, in internal units: half the diagonal of a cell.
 constexpr double RoundingDistance = 0.8660254037844387;
-
-// Mid nodes that their offset leads out of the range of coordinates stay in it.
-Position Rounded(Vector const& p) noexcept {
-    using Limits = std::numeric_limits<MLong>;
-    auto const rounded = [&p](std::size_t i) {
-        return static_cast<MLong>(std::clamp<double>(std::round(p[i]), Limits::min(), Limits::max()));
-    };
-    return {rounded(0), rounded(1), rounded(2)};
-}
 
 // How an element is shaped, in internal units.
 struct Shape {
@@ -92,7 +84,7 @@ struct MMeshProjectTetOnStlOperator::Move {
 
     // Where the node stands after a part of the way.
     Position At(double fraction) const noexcept {
-        return Rounded(Vector(from) + fraction * (Vector(target) - Vector(from)));
+        return NearestCoordinates(Vector(from) + fraction * (Vector(target) - Vector(from)));
     }
 };
 
@@ -356,7 +348,8 @@ private:
         m_undo.clear();
         MoveWithUndo(*m_moves[i].node, to);
         for (MidNode const& m : m_following)
-            MoveWithUndo(*m.mid, Rounded(Origin(*m.mid) + (Way(*m.a) + Way(*m.b)) / 2.0));
+            // Its offset may lead it out of the range of coordinates, in which it stays.
+            MoveWithUndo(*m.mid, NearestCoordinates(Origin(*m.mid) + (Way(*m.a) + Way(*m.b)) / 2.0));
         Verdict const verdict = Judge(ElementsOf(i));
         if (verdict != Verdict::Fine)
             for (auto const& [node, position] : m_undo)
@@ -457,7 +450,7 @@ MMeshProjectTetOnStlOperator::FindMoves(std::vector<MMeshPoint*> const& nodes,
         if (!hit.triangle)
             return {&node, from, from, Move::TooFar};
         bool const there = hit.distance * Unit <= RoundingDistance;
-        return {&node, from, Rounded(hit.point * Unit), there ? Move::OnSurface : Move::Held};
+        return {&node, from, NearestCoordinates(hit.point * Unit), there ? Move::OnSurface : Move::Held};
     };
     std::vector<Move> moves(nodes.size());
     auto const compute = [&](std::uint64_t first, std::uint64_t last, std::size_t) {

@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <numeric>
+#include <tuple>
 #include <vector>
 
 using namespace KetSDK::Mesh::Detail;
@@ -54,19 +55,25 @@ std::optional<std::uint64_t> FindCollapsing(MMeshBase const& mesh, Pair const& p
     return found;
 }
 
-// Nodes by the cells of a lattice, in which those that are near are in the same cell or beside it.
+// Positions by the cells of a lattice, in which those that are near are in the same cell or beside it. Of
+// nodes at one position, which may be many, the first stands for all.
 class NodeLattice {
 public:
     using Cell = std::array<std::int32_t, 3>;
 
-    NodeLattice(MMeshBase const& mesh, double tolerance)
+    NodeLattice(MMeshBase const& mesh, double tolerance, DisjointSets& sets)
         : m_step(std::max(std::ceil(tolerance), 1.0)) {
         m_entries.reserve(static_cast<std::size_t>(mesh.NumberOfPoints()));
         for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
             m_entries.push_back({HashOf(CellOf(*p)), p});
-        std::ranges::sort(m_entries, [](Entry const& a, Entry const& b) {
-            return a.hash != b.hash ? a.hash < b.hash : a.node->GetIndex() < b.node->GetIndex();
+        std::ranges::sort(m_entries, [](Entry const& a, Entry const& b) { return a.Key() < b.Key(); });
+        auto const repeated = std::ranges::unique(m_entries, [&sets](Entry const& a, Entry const& b) {
+            bool const equal = PositionOf(*a.node) == PositionOf(*b.node);
+            if (equal)
+                sets.Join(NumberOf(*a.node), NumberOf(*b.node));
+            return equal;
         });
+        m_entries.erase(repeated.begin(), repeated.end());
     }
 
     // Calls visit(node) for the nodes in the cells around one, and perhaps for others.
@@ -84,9 +91,17 @@ public:
     }
 
 private:
+    using Position = std::array<MLong, 3>;
+
+    static Position PositionOf(MMeshPoint const& p) { return {p.x, p.y, p.z}; }
+
     struct Entry {
         std::uint64_t hash;
         MMeshPoint const* node;
+
+        std::tuple<std::uint64_t, Position, Number> Key() const {
+            return {hash, PositionOf(*node), NumberOf(*node)};
+        }
     };
 
     static std::uint64_t HashOf(Cell const& cell) {
@@ -118,7 +133,7 @@ void JoinEqual(MMeshBase const& mesh, DisjointSets& sets) {
 
 void JoinNear(MMeshBase const& mesh, double tolerance, DisjointSets& sets) {
     Nearness const is_near(tolerance);
-    NodeLattice const lattice(mesh, tolerance);
+    NodeLattice const lattice(mesh, tolerance, sets);
     for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
         lattice.ForEachAround(*p, [&](MMeshPoint const& other) {
             if (other.GetIndex() < p->GetIndex() && is_near(*p, other))
@@ -159,7 +174,7 @@ bool MMeshWeldOperator::Operate() {
     if (!mesh || !m_target || m_target == mesh || m_target->NumberOfPoints() > 0)
         return false;
     double const tolerance = std::max(m_tolerance, 0.0) * KetSDK::Common::MInternalUnits::Get();
-    // First, because it also says that no cell of the lattice holds many nodes.
+    // First, because it also says that the nodes of elements have few positions in a cell of the lattice.
     m_collapsing = FindCollapsing(*mesh, Nearness(tolerance));
     if (m_collapsing)
         return false;

@@ -50,12 +50,12 @@ class Integers {
 public:
     explicit Integers(MSAXWriter& writer)
         : m_writer(writer) {
-        m_values.reserve(Piece + Margin);
+        m_values.reserve(AtOnce + Margin);
     }
     void Put(std::int32_t value) { m_values.push_back(value); }
     // After each object.
     void Next() {
-        if (m_values.size() >= Piece)
+        if (m_values.size() >= AtOnce)
             Finish();
     }
     void Finish() {
@@ -64,7 +64,7 @@ public:
     }
 
     // As large as goes to a file without a copy, and room for the object that passes it.
-    static constexpr std::size_t Piece = 16384;
+    static constexpr std::size_t AtOnce = 16384;
     static constexpr std::size_t Margin = 256;
 
 private:
@@ -75,7 +75,7 @@ private:
 // A piece of a block, which is put together on any thread and written by the calling one. That one makes it:
 // memory that other threads ask for goes back to the system and must be handed out anew for the next file.
 struct Piece {
-    Piece() { values.reserve(Integers::Piece + Integers::Margin); }
+    Piece() { values.reserve(Integers::AtOnce + Integers::Margin); }
     std::vector<std::int32_t> values;
     bool in_order = true; // each object has its own number as mask index
     bool good = true;
@@ -97,7 +97,7 @@ struct Seen {
 Seen WritePoints(MSAXWriter& writer, MMeshBase const& mesh, bool parallel) {
     auto const count = static_cast<std::uint64_t>(mesh.NumberOfPoints());
     Block const block(writer, Tags::Points, 3, L"long", count);
-    constexpr std::uint64_t nodes_of_piece = (Integers::Piece + 2) / 3;
+    constexpr std::uint64_t nodes_of_piece = (Integers::AtOnce + 2) / 3;
     Seen seen;
     KetSDK::Support::ComputeSteps<Piece>(
         StepsOf(count / nodes_of_piece + 1, parallel),
@@ -138,7 +138,7 @@ public:
         unsigned int const nodes = count > 0 ? m_mesh.GetElement(0)->GetNodeCount() : 0;
         std::vector<std::uint64_t> ends{0};
         if (nodes > 0)
-            ends = CutEvery((Integers::Piece + nodes) / (nodes + 1), count);
+            ends = CutEvery((Integers::AtOnce + nodes) / (nodes + 1), count);
         std::size_t const written = nodes > 0 ? WritePieces(ends, nodes) : 0;
         if (nodes == 0 || written + 1 < ends.size())
             WritePieces(CutBySize(ends[written], count), 0);
@@ -160,7 +160,7 @@ private:
         std::size_t size = 0;
         for (std::uint64_t i = first; i < count; ++i) {
             size += std::size_t{1} + m_mesh.GetElement(i)->GetNodeCount();
-            if (size >= Integers::Piece) {
+            if (size >= Integers::AtOnce) {
                 ends.push_back(i + 1);
                 size = 0;
             }
@@ -191,7 +191,7 @@ private:
 
     void Put(std::uint64_t first, std::uint64_t last, unsigned int nodes, Piece& piece) const {
         auto const points = static_cast<std::uint32_t>(m_mesh.NumberOfPoints());
-        piece.values.resize(Integers::Piece + Integers::Margin);
+        piece.values.resize(Integers::AtOnce + Integers::Margin);
         std::int32_t* value = piece.values.data();
         bool known = true, in_order = true, alike = true;
         std::uint32_t largest = 0; // a negative index counts as a large one

@@ -258,8 +258,8 @@ public:
     }
 
 private:
-    static constexpr std::int64_t Count = 9;
-    static constexpr std::size_t Samples = 729;
+    static constexpr std::int64_t Count = LabelWeights::SamplesPerAxis;
+    static constexpr std::size_t Samples = LabelWeights::Samples;
     // Wider kernels have no table of sums.
     static constexpr std::size_t MostTaps = 9;
     using Kernels = std::array<std::vector<float>, 3>;
@@ -444,7 +444,8 @@ LabelWeights::Brick const* LabelWeights::Find(VoxelPosition const& position, Cel
         sample[axis] = static_cast<std::uint64_t>(voxel) % Side;
         cell.f[axis] = from_first - static_cast<double>(voxel);
     }
-    cell.offset = static_cast<std::size_t>((sample[2] * 9 + sample[1]) * 9 + sample[0]);
+    constexpr std::uint64_t samples = SamplesPerAxis;
+    cell.offset = static_cast<std::size_t>((sample[2] * samples + sample[1]) * samples + sample[0]);
     auto const count = [this](std::size_t axis) { return static_cast<std::uint64_t>(m_bricks[axis]); };
     return &m_all[static_cast<std::size_t>((brick[2] * count(1) + brick[1]) * count(0) + brick[0])];
 }
@@ -453,7 +454,6 @@ namespace {
 
 // The samples around a position: corners of a cell, the first axis fastest.
 using Corners = std::array<double, 8>;
-constexpr std::size_t CornerOffsets[8] = {0, 1, 9, 10, 81, 82, 90, 91};
 
 double Interpolate(Corners const& c, double const (&f)[3], MMVector<double, 3>* gradient) noexcept {
     double const x00 = c[0] + f[0] * (c[1] - c[0]), x10 = c[2] + f[0] * (c[3] - c[2]);
@@ -470,7 +470,7 @@ double Interpolate(Corners const& c, double const (&f)[3], MMVector<double, 3>* 
 double Interpolate(float const* weights, double const (&f)[3]) noexcept {
     Corners corners;
     for (std::size_t i = 0; i < 8; ++i)
-        corners[i] = weights[CornerOffsets[i]];
+        corners[i] = weights[LabelWeights::CornerOffsets[i]];
     return Interpolate(corners, f, nullptr);
 }
 
@@ -554,7 +554,7 @@ public:
                 std::array<std::size_t, 3> at{};
                 at[(axis + 1) % 3] = edge & 1;
                 at[(axis + 2) % 3] = edge >> 1;
-                std::size_t const from = first + at[0] + 9 * at[1] + 81 * at[2];
+                std::size_t const from = first + at[0] + Strides[1] * at[1] + Strides[2] * at[2];
                 std::size_t const to = from + Strides[axis];
                 if (m_largest[from] == m_largest[to])
                     continue;
@@ -569,8 +569,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t Strides[3] = {1, 9, 81};
-
     float Weight(std::size_t label, std::size_t sample) const noexcept {
         return m_weights[label * Samples + sample];
     }
@@ -582,7 +580,7 @@ private:
 
     float const* m_weights;
     std::array<std::uint32_t, Samples> m_largest{}; // by sample, among the labels of the brick
-    static constexpr std::size_t Cells = Samples - 91;
+    static constexpr std::size_t Cells = Samples - CornerOffsets[7];
     std::array<std::uint32_t, Cells> m_crossed{}; // by first sample of a cell: 0 where its corners agree
 };
 
@@ -601,7 +599,8 @@ void LabelWeights::AddCrossedCells(std::size_t number, std::vector<Box>& boxes) 
     for (std::int64_t k = 0; k < Side; ++k)
         for (std::int64_t j = 0; j < Side; ++j)
             for (std::int64_t i = 0; i < Side; ++i) {
-                std::size_t const cell = static_cast<std::size_t>((k * 9 + j) * 9 + i);
+                std::size_t const cell =
+                    static_cast<std::size_t>((k * SamplesPerAxis + j) * SamplesPerAxis + i);
                 if (!crossings.IsCrossed(cell))
                     continue;
                 Box const box = crossings.FindIn(cell);

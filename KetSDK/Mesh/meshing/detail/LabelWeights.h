@@ -120,6 +120,21 @@ public:
 
     // Voxels of a brick along each axis.
     static constexpr std::int64_t Side = 8;
+    // Samples of a brick along each axis, and how far those that follow along each lie from one another.
+    // Neighbours share the outer layer.
+    static constexpr std::int64_t SamplesPerAxis = Side + 1;
+    static constexpr std::size_t Strides[3] = {1, SamplesPerAxis,
+                                               std::size_t{SamplesPerAxis} * SamplesPerAxis};
+    static constexpr std::size_t Samples = Strides[2] * SamplesPerAxis;
+    // The samples at the corners of a cell, from its first one.
+    static constexpr std::size_t CornerOffsets[8] = {0,
+                                                     Strides[0],
+                                                     Strides[1],
+                                                     Strides[1] + Strides[0],
+                                                     Strides[2],
+                                                     Strides[2] + Strides[0],
+                                                     Strides[2] + Strides[1],
+                                                     Strides[2] + Strides[1] + Strides[0]};
     // A brick with several labels has a slot for each of them. Slots are counted over all bricks: room for
     // what is kept of the voxels near interfaces, by label.
     std::size_t NumberOfSlots() const noexcept { return m_brick_labels.size(); }
@@ -165,7 +180,6 @@ public:
 
 private:
     static constexpr std::size_t NoSlot = SIZE_MAX;
-    static constexpr std::size_t Samples = 729; // 9 x 9 x 9: neighbours share the outer layer
 
     struct Brick {
         std::uint32_t first = 0; // in m_brick_labels; its weights are at the same index times Samples

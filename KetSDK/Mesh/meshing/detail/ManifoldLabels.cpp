@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cassert>
 #include <cstddef>
 #include <span>
 #include <utility>
@@ -31,6 +32,7 @@ public:
     bool LookAt(Number node) {
         auto const first = static_cast<std::size_t>(m_around.first[node]);
         m_members = {&m_around.tetrahedra[first], static_cast<std::size_t>(m_around.first[node + 1]) - first};
+        assert(m_members.size() <= Most);
         LabelIndex const label = m_labels[m_members.front()];
         if (std::ranges::all_of(m_members, [&](Number t) { return m_labels[t] == label; }))
             return false;
@@ -79,9 +81,10 @@ public:
     }
 
 private:
-    // Some of the tetrahedra around the node, a bit for each. A node of this lattice has 26 neighbours at
-    // most, and 48 tetrahedra.
+    // Some of the tetrahedra around the node, a bit for each.
     using Set = std::uint64_t;
+    // Tetrahedra and corners around a node: one of this lattice has 48 and 26 at most.
+    static constexpr std::size_t Most = 64;
 
     template <typename Visit>
     static void ForEach(Set set, Visit const& visit) {
@@ -93,7 +96,7 @@ private:
     // not, until it returns false; of two labels only for the first. False when it did so.
     template <typename Visit>
     bool ForEachSide(Visit const& visit) const {
-        Set const all = ~Set{0} >> (64 - m_members.size());
+        Set const all = ~Set{0} >> (Most - m_members.size());
         for (LabelIndex const label : m_distinct) {
             Set of_label = 0;
             for (std::size_t i = 0; i < m_members.size(); ++i)
@@ -110,7 +113,7 @@ private:
         m_neighbours.fill(0);
         m_corners.fill(NoCorner);
         // Faces that have the node, by the slots of their other two corners.
-        std::array<std::array<std::uint16_t, 3>, 64> faces;
+        std::array<std::array<std::uint16_t, 3>, Most> faces;
         for (std::size_t i = 0; i < m_members.size(); ++i) {
             std::array<std::size_t, 3> slots{};
             std::size_t count = 0;
@@ -119,7 +122,7 @@ private:
                     slots[count++] = SlotOf(corner);
             for (std::size_t k = 0; k < 3; ++k) {
                 std::size_t const a = slots[k], b = slots[(k + 1) % 3];
-                faces[i][k] = static_cast<std::uint16_t>(std::min(a, b) * 64 + std::max(a, b));
+                faces[i][k] = static_cast<std::uint16_t>(std::min(a, b) * Most + std::max(a, b));
                 std::uint8_t& other = m_first_at[faces[i][k]];
                 if (other == NoMember)
                     other = static_cast<std::uint8_t>(i);
@@ -135,7 +138,7 @@ private:
     }
     // Its slot among the corners around the node; it gets the next free one after that of its hash.
     std::size_t SlotOf(Number corner) noexcept {
-        std::size_t slot = corner * 0x9E3779B9u >> 26;
+        std::size_t slot = corner * 0x9E3779B9u >> (32 - std::bit_width(Most - 1));
         while (m_corners[slot] != corner && m_corners[slot] != NoCorner)
             slot = (slot + 1) % m_corners.size();
         m_corners[slot] = corner;
@@ -171,10 +174,10 @@ private:
     std::span<Number const> m_members;
     std::vector<LabelIndex> m_distinct;
     static constexpr Number NoCorner = UINT32_MAX;
-    std::array<Number, 64> m_corners;
+    std::array<Number, Most> m_corners;
     static constexpr std::uint8_t NoMember = 255;
-    std::array<std::uint8_t, 64 * 64> m_first_at; // by face: the first tetrahedron that has it
-    std::array<Set, 64> m_neighbours{};
+    std::array<std::uint8_t, Most * Most> m_first_at; // by face: the first tetrahedron that has it
+    std::array<Set, Most> m_neighbours{};
 };
 
 // Nodes around which something is wrong, each with the tetrahedra that are too many there.

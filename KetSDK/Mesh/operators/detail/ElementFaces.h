@@ -60,6 +60,17 @@ constexpr NodeBits NodesOnFace(unsigned char n, Face const& face) noexcept {
     return nodes;
 }
 
+// The mid-edge node between two corners of a ten-node tetrahedron.
+constexpr unsigned char MidNodeBetween(unsigned char a, unsigned char b) noexcept {
+    unsigned char mid = 4;
+    for (auto const& ends : MMeshElementDescriptor::descr_tet4_tet10_point) {
+        if ((ends[0] == a && ends[1] == b) || (ends[0] == b && ends[1] == a))
+            break;
+        ++mid;
+    }
+    return mid;
+}
+
 // The face of an element with n nodes on which all these nodes lie, three or more that are not on one edge.
 // Counted as solvers do, from 1; 0 when there is none.
 constexpr int SolverFaceOf(unsigned char n, NodeBits nodes) noexcept {

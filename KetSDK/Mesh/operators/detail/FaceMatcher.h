@@ -17,6 +17,7 @@
 #include <limits>
 #include <span>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace KetSDK::Mesh::Detail {
@@ -103,13 +104,21 @@ public:
     template <typename Visit>
     void ForEachConnectionAtOnce(Visit const& visit) {
         ForEachChainAtOnce([this, &visit](Chain const& chain) {
-            for (std::uint32_t own = chain.Next(chain.first); own != End; own = chain.Next(own)) {
-                std::uint32_t other = chain.first;
-                while (other != own && GroupOf(chain[other]) != GroupOf(chain[own]))
-                    other = chain.Next(other);
-                if (other != own)
-                    visit(chain[other].element, chain[own].element);
+            std::uint32_t const second = chain.Next(chain.first);
+            if (second == End)
+                return;
+            if (chain.Next(second) == End) { // nearly always
+                if (GroupOf(chain[chain.first]) == GroupOf(chain[second]))
+                    visit(chain[chain.first].element, chain[second].element);
+                return;
             }
+            std::vector<std::pair<int, Number>> elements; // by their groups
+            for (std::uint32_t i = chain.first; i != End; i = chain.Next(i))
+                elements.push_back({GroupOf(chain[i]), chain[i].element});
+            std::ranges::sort(elements);
+            for (std::size_t i = 1; i < elements.size(); ++i)
+                if (elements[i - 1].first == elements[i].first)
+                    visit(elements[i - 1].second, elements[i].second);
         });
     }
 
@@ -206,6 +215,7 @@ private:
     struct Table {
         std::vector<Record> records;
         std::vector<std::uint32_t> first;  // hash table: first record of a chain
+        std::vector<std::uint32_t> last;   // last record of a chain of three records and more
         std::vector<std::uint32_t> next;   // next record of the same chain
         std::vector<std::uint32_t> chains; // first records of all chains
     };
@@ -347,28 +357,37 @@ private:
         });
     }
 
-    // Links records with the same corners to chains.
-    static void LinkRecords(Table& table) {
-        auto const& records = table.records;
-        auto const count = static_cast<std::uint32_t>(records.size());
-        std::size_t const size = std::bit_ceil(std::max<std::size_t>(2 * records.size(), 64));
+    // Links records with the same corners to chains. By itself, because inlined it has fewer registers.
+    [[gnu::noinline]] static void LinkRecords(Table& table) {
+        auto const count = static_cast<std::uint32_t>(table.records.size());
+        std::size_t const size = std::bit_ceil(std::max<std::size_t>(2 * table.records.size(), 64));
         table.first.assign(size, End);
         table.next.assign(count, End);
         table.chains.clear();
+        Record const* const records = table.records.data();
+        std::uint32_t* const first = table.first.data();
+        std::uint32_t* const next = table.next.data();
         for (std::uint32_t i = 0; i < count; ++i) {
             std::size_t at = static_cast<std::size_t>(records[i].Hash()) & (size - 1);
-            while (table.first[at] != End && !records[table.first[at]].Matches(records[i]))
+            while (first[at] != End && !records[first[at]].Matches(records[i]))
                 at = (at + 1) & (size - 1);
-            if (table.first[at] == End) {
-                table.first[at] = i;
+            if (first[at] == End) {
+                first[at] = i;
                 table.chains.push_back(i);
+            } else if (std::uint32_t& second = next[first[at]]; second == End) {
+                second = i;
             } else {
-                std::uint32_t last = table.first[at];
-                while (table.next[last] != End)
-                    last = table.next[last];
-                table.next[last] = i;
+                AppendThird(table, at, second, i);
             }
         }
+    }
+
+    // Or a later one. Many elements may have one face, so no chain is walked to its end.
+    [[gnu::noinline, gnu::cold]] static void AppendThird(Table& table, std::size_t at, std::uint32_t second,
+                                                         std::uint32_t record) {
+        table.last.resize(table.first.size());
+        table.next[table.next[second] == End ? second : table.last[at]] = record;
+        table.last[at] = record;
     }
 
     int GroupOf(Record const& r) const noexcept { return m_groups[r.element]; }
@@ -380,25 +399,38 @@ private:
             GroupOf(chain[chain.first]) == GroupOf(chain[second]) &&
             chain[chain.first].element != chain[second].element)
             return; // what most faces are
+        Lowest const lowest = LowestOf(chain);
         for (std::uint32_t own = chain.first; own != End; own = chain.Next(own)) {
             Record const& r = chain[own];
-            Record const* const other = Neighbour(chain, r.element);
+            bool const is_lowest = r.element == chain[lowest.first].element;
+            std::uint32_t const other = is_lowest ? lowest.other : lowest.first;
+            bool const has_other = other != End;
             int const group = GroupOf(r);
-            int const other_group = other ? GroupOf(*other) : NoNeighbour;
-            if (!other || group != other_group)
-                visit(r.element, r.Face(), group, other_group, other != nullptr);
+            int const other_group = has_other ? GroupOf(chain[other]) : NoNeighbour;
+            if (!has_other || group != other_group)
+                visit(r.element, r.Face(), group, other_group, has_other);
         }
     }
 
-    Record const* Neighbour(Chain const& chain, Number own) const {
-        Record const* lowest = nullptr;
-        for (std::uint32_t i = chain.first; i != End; i = chain.Next(i)) {
-            Record const& r = chain[i];
-            if (r.element != own && (!lowest || m_elements.GetElementPtrAt(r.element) <
-                                                    m_elements.GetElementPtrAt(lowest->element)))
-                lowest = &r;
+    // The records of the two elements of lowest address; an element may have a face twice.
+    struct Lowest {
+        std::uint32_t first;
+        std::uint32_t other = End;
+    };
+    Lowest LowestOf(Chain const& chain) const {
+        Lowest lowest{chain.first};
+        for (std::uint32_t i = chain.Next(chain.first); i != End; i = chain.Next(i)) {
+            if (chain[i].element == chain[lowest.first].element)
+                continue;
+            if (IsBefore(chain[i], chain[lowest.first]))
+                lowest = {i, lowest.first};
+            else if (lowest.other == End || IsBefore(chain[i], chain[lowest.other]))
+                lowest.other = i;
         }
         return lowest;
+    }
+    bool IsBefore(Record const& a, Record const& b) const {
+        return m_elements.GetElementPtrAt(a.element) < m_elements.GetElementPtrAt(b.element);
     }
 
     static constexpr std::uint32_t End = std::numeric_limits<std::uint32_t>::max();
