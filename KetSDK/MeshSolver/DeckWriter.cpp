@@ -7,6 +7,7 @@
 #include <KetSDK/MeshSolver/detail/TextFile.h>
 #include <KetSDK/Support/MArenaAllocator.h>
 #include <KetSDK/Support/ParallelWork.h>
+#include <KetSDK/Support/TextBuffer.h>
 
 #include <algorithm>
 #include <array>
@@ -21,7 +22,8 @@ namespace KetSDK::MeshSolver {
 
 namespace {
 
-using Detail::TextBuffer;
+using Detail::AddCoordinate;
+using Detail::RealText;
 using Detail::TextFile;
 
 struct DeckKind {
@@ -65,10 +67,10 @@ void WriteTemperatures(Analysis const& analysis, TextFile& file, char const* key
     if (moduli.empty())
         return;
     file << "** the temperature of a node is its modulus in MPa\n" << keyword << '\n';
-    auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+    auto const put = [&](std::uint64_t first, std::uint64_t last, Support::TextBuffer& text) {
         for (auto i = static_cast<std::size_t>(first); i < last; ++i)
             if (analysis.used_nodes[i])
-                text << analysis.NodeId(i) << ", " << moduli[i] << '\n';
+                text << analysis.NodeId(i) << ", " << RealText(moduli[i]) << '\n';
     };
     file.WriteRows(moduli.size(), put, [](std::uint64_t) {});
 }
@@ -76,7 +78,7 @@ void WriteTemperatures(Analysis const& analysis, TextFile& file, char const* key
 // Writes the numbers of a set, so many a line.
 template <typename NumberAt, typename Written>
 void WriteMembers(TextFile& file, std::uint64_t count, NumberAt const& number_at, Written const& written) {
-    auto const put = [&number_at](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+    auto const put = [&number_at](std::uint64_t first, std::uint64_t last, Support::TextBuffer& text) {
         for (std::uint64_t i = first; i < last; ++i) {
             if (i > 0)
                 text << (i % EntriesOfLine == 0 ? std::string_view(",\n") : std::string_view(", "));
@@ -177,15 +179,16 @@ private:
         if (HasLeastLoads(m_analysis, m_options))
             m_file << ", NSET=" << AllNodes;
         m_file << '\n';
-        auto const put = [this](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+        auto const put = [this](std::uint64_t first, std::uint64_t last, Support::TextBuffer& text) {
             for (auto i = static_cast<std::size_t>(first); i < last; ++i) {
                 if (!m_analysis.used_nodes[i])
                     continue;
                 MMeshPoint const& point = *m_mesh.GetRandomPoint(i);
                 text << m_analysis.NodeId(i) << ", ";
-                text.Coordinate(point.x) << ", ";
-                text.Coordinate(point.y) << ", ";
-                text.Coordinate(point.z) << '\n';
+                AddCoordinate(text, point.x);
+                AddCoordinate(text << ", ", point.y);
+                AddCoordinate(text << ", ", point.z);
+                text << '\n';
             }
         };
         m_file.WriteRows(m_analysis.used_nodes.size(), put, [this](std::uint64_t rows) { m_steps += rows; });
@@ -212,7 +215,7 @@ private:
 
     void WriteElements(DeckKind const& kind, std::uint64_t count) {
         m_file << "*ELEMENT, TYPE=" << kind.type << '\n';
-        auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+        auto const put = [&](std::uint64_t first, std::uint64_t last, Support::TextBuffer& text) {
             m_mesh.Elements().ForEachWithNodes(first, last, [&](MMeshElement const& e, std::uint64_t number) {
                 if (e.GetNodeCount() != kind.nodes)
                     return;
@@ -297,7 +300,7 @@ private:
     void WriteFaces(Analysis::Surface const& surface) {
         if (!surface.faces.empty())
             m_file << "*SURFACE, NAME=" << surface.deck << ", TYPE=ELEMENT\n";
-        auto const put = [&](std::uint64_t first, std::uint64_t last, TextBuffer& text) {
+        auto const put = [&](std::uint64_t first, std::uint64_t last, Support::TextBuffer& text) {
             for (auto i = static_cast<std::size_t>(first); i < last; ++i)
                 text << m_analysis.ElementId(surface.faces[i].element) << ", S"
                      << static_cast<std::int64_t>(surface.faces[i].face) << '\n';

@@ -5,8 +5,8 @@
 #include <KetSDK/MeshSolver/Error.h>
 
 #include <array>
+#include <charconv>
 #include <cmath>
-#include <utility>
 
 namespace KetSDK::MeshSolver::Detail {
 
@@ -50,19 +50,8 @@ std::string DensityText(double gram_per_cm3) {
     return text.substr(0, e + 1) + std::to_string(exponent - 9);
 }
 
-void TextBuffer::Grow(std::size_t size) {
-    std::size_t const capacity = 2 * m_capacity + size;
-    auto characters = std::make_unique_for_overwrite<char[]>(capacity);
-    std::ranges::copy(GetText(), characters.get());
-    m_characters = std::move(characters);
-    m_capacity = capacity;
-}
-
-TextBuffer& TextBuffer::Coordinate(MLong internal) {
+void AddCoordinate(Support::TextBuffer& text, MLong internal) {
     static_assert(Common::MInternalUnits::Get() == 65536.0);
-    constexpr std::size_t most = 24;
-    char* const start = Reserve(most);
-    char* at = start;
     bool const is_negative = internal < 0;
     std::uint64_t const size =
         is_negative ? 0 - static_cast<std::uint64_t>(internal) : static_cast<std::uint64_t>(internal);
@@ -72,17 +61,20 @@ TextBuffer& TextBuffer::Coordinate(MLong internal) {
     std::uint64_t const rest = scaled % 1024;
     if (rest > 512 || (rest == 512 && micro % 2 == 1))
         ++micro;
-    if (is_negative)
-        *at++ = '-';
-    at = std::to_chars(at, start + most, micro / 1000000).ptr;
-    *at++ = '.';
-    std::uint64_t fraction = micro % 1000000;
-    for (int i = 5; i >= 0; --i) {
-        at[i] = static_cast<char>('0' + fraction % 10);
-        fraction /= 10;
-    }
-    m_size += static_cast<std::size_t>(at + 6 - start);
-    return *this;
+    constexpr std::size_t most = 24;
+    text.Add(most, [is_negative, micro](char* const start) {
+        char* at = start;
+        if (is_negative)
+            *at++ = '-';
+        at = std::to_chars(at, start + most, micro / 1000000).ptr;
+        *at++ = '.';
+        std::uint64_t fraction = micro % 1000000;
+        for (int i = 5; i >= 0; --i) {
+            at[i] = static_cast<char>('0' + fraction % 10);
+            fraction /= 10;
+        }
+        return at + 6;
+    });
 }
 
 TextFile::TextFile(std::filesystem::path const& path, bool parallel)

@@ -3,15 +3,13 @@
 
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Support/ParallelWork.h>
+#include <KetSDK/Support/TextBuffer.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,45 +22,8 @@ std::string RealText(double value);
 // The same for a density in tonne/mm3 that is given in g/cm3: the digits are those of the latter.
 std::string DensityText(double gram_per_cm3);
 
-// Text in memory that grows.
-class TextBuffer {
-public:
-    TextBuffer& operator<<(std::string_view text) {
-        std::memcpy(Reserve(text.size()), text.data(), text.size());
-        m_size += text.size();
-        return *this;
-    }
-    TextBuffer& operator<<(char c) {
-        *Reserve(1) = c;
-        ++m_size;
-        return *this;
-    }
-    TextBuffer& operator<<(std::int64_t number) {
-        constexpr std::size_t most = 24;
-        char* const at = Reserve(most);
-        m_size += static_cast<std::size_t>(std::to_chars(at, at + most, number).ptr - at);
-        return *this;
-    }
-    TextBuffer& operator<<(double number) { return *this << std::string_view(RealText(number)); }
-    // A coordinate in internal units as mm with six decimals, from which every integer comes back.
-    TextBuffer& Coordinate(MLong internal);
-
-    std::string_view GetText() const noexcept { return {m_characters.get(), m_size}; }
-    void Clear() noexcept { m_size = 0; }
-
-private:
-    // Where the next characters go; there is room for so many.
-    char* Reserve(std::size_t size) {
-        if (size > m_capacity - m_size)
-            Grow(size);
-        return m_characters.get() + m_size;
-    }
-    void Grow(std::size_t size);
-
-    std::unique_ptr<char[]> m_characters;
-    std::size_t m_capacity = 0;
-    std::size_t m_size = 0;
-};
+// A coordinate in internal units as mm with six decimals, from which every integer comes back.
+void AddCoordinate(Support::TextBuffer& text, MLong internal);
 
 // A text file that is written in large pieces.
 class TextFile {
@@ -71,6 +32,8 @@ public:
     // written.
     explicit TextFile(std::filesystem::path const& path, bool parallel = false);
 
+    // As RealText says.
+    TextFile& operator<<(double number) { return *this << std::string_view(RealText(number)); }
     template <typename Value>
     TextFile& operator<<(Value const& value) {
         m_buffer << value;
@@ -110,8 +73,8 @@ private:
 
     std::ofstream m_file;
     bool m_parallel;
-    TextBuffer m_buffer;
-    std::vector<TextBuffer> m_pieces; // that threads write into
+    Support::TextBuffer m_buffer;
+    std::vector<Support::TextBuffer> m_pieces; // that threads write into
 };
 
 } // namespace KetSDK::MeshSolver::Detail

@@ -6,6 +6,12 @@
 #include <KetSDK/MeshVTK/checks/TextLines.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
+#include <KetSDK/MeshVTK/surfaces/SurfaceNames.h>
+
+#include <vtkCellArray.h>
+#include <vtkIdList.h>
+#include <vtkNew.h>
+#include <vtkPolyData.h>
 
 #include <algorithm>
 #include <array>
@@ -136,6 +142,32 @@ private:
 
 vtkSmartPointer<vtkPolyData> ReadObjFile(std::string_view bytes) {
     return ObjFile(bytes).Read();
+}
+
+Support::TextBuffer ObjText(vtkPolyData& data) {
+    Support::TextBuffer out;
+    if (auto const frame = FrameOf(data))
+        out << "# " << FrameText(*frame) << "\n";
+    for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i) {
+        double point[3];
+        data.GetPoint(i, point);
+        out << "v";
+        for (double const coordinate : point)
+            (out << " ").Shortest(coordinate);
+        out << "\n";
+    }
+    SurfaceNames names(data);
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+        if (auto const name = names.Before(i); name && (i > 0 || !name->empty()))
+            out << "g " << *name << "\n";
+        out << "f";
+        data.GetPolys()->GetCellAtId(i, corners);
+        for (vtkIdType const corner : *corners)
+            out << " " << corner + 1;
+        out << "\n";
+    }
+    return out;
 }
 
 } // namespace KetSDK::MeshVTK::Detail

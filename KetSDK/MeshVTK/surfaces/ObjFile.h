@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/Support/TextBuffer.h>
+
 #include <vtkSmartPointer.h>
 
 #include <string_view>
@@ -13,5 +15,8 @@ namespace KetSDK::MeshVTK::Detail {
 // three corners that are there, and the last line an end. Nothing else in these files tells that they are cut
 // off.
 vtkSmartPointer<vtkPolyData> ReadObjFile(std::string_view bytes);
+
+// A surface as such a file, with a group for each named surface, which VTK's writer leaves out.
+Support::TextBuffer ObjText(vtkPolyData& data);
 
 } // namespace KetSDK::MeshVTK::Detail

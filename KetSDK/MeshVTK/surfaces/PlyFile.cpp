@@ -1,9 +1,19 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshVTK/surfaces/PlyFile.h>
 
+#include <KetSDK/MeshVTK/ArrayNames.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
+
+#include <vtkCellArray.h>
+#include <vtkCellData.h>
+#include <vtkIdList.h>
+#include <vtkNew.h>
+#include <vtkPolyData.h>
+#include <vtkUnsignedCharArray.h>
 
 #include <algorithm>
 #include <array>
@@ -12,6 +22,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -259,10 +270,61 @@ private:
     Polygons m_faces;
 };
 
+// VTK's writer of these files takes names with their ending only, and gives nothing when asked for a string.
+class PlyWriter {
+public:
+    PlyWriter(vtkPolyData& data, vtkUnsignedCharArray* colors) {
+        Header(data, colors != nullptr);
+        for (vtkIdType i = 0; i < data.GetNumberOfPoints(); ++i)
+            for (double const coordinate : std::span(data.GetPoint(i), 3))
+                Add(static_cast<float>(coordinate));
+        vtkNew<vtkIdList> corners;
+        for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+            data.GetPolys()->GetCellAtId(i, corners);
+            Add(static_cast<std::uint8_t>(corners->GetNumberOfIds()));
+            for (vtkIdType const corner : *corners)
+                Add(static_cast<std::int32_t>(corner));
+            for (int channel = 0; colors && channel < 3; ++channel)
+                Add(colors->GetTypedComponent(i, channel));
+        }
+    }
+    std::string const& Get() const noexcept { return m_bytes; }
+
+private:
+    void Header(vtkPolyData& data, bool has_colors) {
+        m_bytes = "ply\nformat binary_little_endian 1.0\ncomment VTK generated PLY File\n";
+        if (auto const frame = FrameOf(data))
+            m_bytes += "comment " + FrameText(*frame) + "\n";
+        m_bytes += "obj_info vtkPolyData points and polygons: vtk4.0\nelement vertex " +
+                   std::to_string(data.GetNumberOfPoints()) +
+                   "\nproperty float x\nproperty float y\nproperty float z\nelement face " +
+                   std::to_string(data.GetNumberOfPolys()) + "\nproperty list uchar int vertex_indices\n";
+        if (has_colors)
+            m_bytes += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
+        m_bytes += "end_header\n";
+    }
+    // Least significant byte first.
+    template <typename T>
+    void Add(T value) {
+        auto bytes = std::bit_cast<std::array<char, sizeof(T)>>(value);
+        if constexpr (std::endian::native == std::endian::big)
+            std::ranges::reverse(bytes);
+        m_bytes.append(bytes.data(), bytes.size());
+    }
+
+    std::string m_bytes;
+};
+
 } // namespace
 
 vtkSmartPointer<vtkPolyData> ReadPlyFile(std::string_view bytes) {
     return PlyFile(bytes).Read();
+}
+
+std::string PlyBytes(vtkPolyData& data) {
+    auto* const colors =
+        vtkUnsignedCharArray::SafeDownCast(data.GetCellData()->GetAbstractArray(ArrayNames::Color));
+    return PlyWriter(data, colors && colors->GetNumberOfComponents() == 3 ? colors : nullptr).Get();
 }
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -3,6 +3,7 @@
 
 #include <vtkSmartPointer.h>
 
+#include <string>
 #include <string_view>
 
 class vtkPolyData;
@@ -12,5 +13,8 @@ namespace KetSDK::MeshVTK::Detail {
 // Reads the faces of a .ply file, in text or in binary of either byte order. Throws Error unless it holds
 // exactly what its header announces: all vertices with x, y and z, and all faces, whose corners are there.
 vtkSmartPointer<vtkPolyData> ReadPlyFile(std::string_view bytes);
+
+// A surface as such a file in binary, with the colours of its faces.
+std::string PlyBytes(vtkPolyData& data);
 
 } // namespace KetSDK::MeshVTK::Detail

@@ -2,15 +2,27 @@
 #include <KetSDK/MeshVTK/surfaces/StlFile.h>
 
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
+#include <KetSDK/MeshVTK/surfaces/SurfaceNames.h>
+
+#include <vtkCellArray.h>
+#include <vtkIdList.h>
+#include <vtkNew.h>
+#include <vtkPolyData.h>
+#include <vtkSTLWriter.h>
+#include <vtkTriangle.h>
 
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace KetSDK::MeshVTK::Detail {
 
@@ -117,6 +129,12 @@ vtkSmartPointer<vtkPolyData> ReadBinary(std::string_view bytes) {
     return triangles.Get();
 }
 
+// "solid " and "endsolid " of a surface.
+void AddSolidLine(Support::TextBuffer& out, char const* word, std::string const& name,
+                  std::string const& rest) {
+    out << word << (name.empty() ? "" : " ") << name << rest << "\n";
+}
+
 } // namespace
 
 vtkSmartPointer<vtkPolyData> ReadStlFile(std::string_view bytes) {
@@ -133,6 +151,60 @@ vtkSmartPointer<vtkPolyData> ReadStlFile(std::string_view bytes) {
                 (has_header ? "the " + std::to_string(expected) + " that its number of triangles needs"
                             : "at least 84") +
                 "; it is cut off or no .stl file");
+}
+
+void WriteBinaryStlFile(vtkPolyData& data, OutputFile& file, VtkSession& session) {
+    vtkNew<vtkSTLWriter> writer;
+    writer->SetFileTypeToBinary();
+    if (auto const frame = FrameOf(data)) // may not begin with "solid"
+        writer->SetHeader((std::string(writer->GetHeader()) + " " + FrameText(*frame)).c_str());
+    writer->SetFileName(file.GetTemporaryPath().c_str());
+    writer->SetInputData(&data);
+    session.Run(*writer, "it cannot be written");
+    // It does not notice a full disk.
+    std::ifstream written(file.GetTemporaryPath(), std::ios::binary | std::ios::ate);
+    if (written.tellg() != std::streamoff{84} + std::streamoff{50} * data.GetNumberOfPolys())
+        throw Error("it cannot be written: the disk is full or the file came out too short");
+}
+
+Support::TextBuffer StlText(vtkPolyData& data) {
+    Support::TextBuffer out;
+    SurfaceNames names(data);
+    std::optional<std::string> open;
+    std::string frame; // in the first line
+    if (auto const said = FrameOf(data))
+        frame = " " + FrameText(*said);
+    vtkNew<vtkIdList> corners;
+    for (vtkIdType i = 0; i < data.GetNumberOfPolys(); ++i) {
+        auto const name = names.Before(i);
+        if (name || !open) {
+            if (open)
+                AddSolidLine(out, "endsolid", *open, "");
+            open = name.value_or("");
+            AddSolidLine(out, "solid", *open, std::exchange(frame, ""));
+        }
+        data.GetPolys()->GetCellAtId(i, corners);
+        double point[3][3];
+        for (vtkIdType corner = 0; corner < 3; ++corner)
+            data.GetPoint(corners->GetId(corner), point[corner]);
+        double normal[3];
+        vtkTriangle::ComputeNormal(point[0], point[1], point[2], normal);
+        out << "facet normal";
+        for (double const component : normal)
+            (out << " ").Shortest(component);
+        out << "\nouter loop\n";
+        for (auto const& position : point) {
+            out << "vertex";
+            for (double const coordinate : position)
+                (out << " ").Shortest(coordinate);
+            out << "\n";
+        }
+        out << "endloop\nendfacet\n";
+    }
+    if (!open)
+        AddSolidLine(out, "solid", open.emplace(), frame);
+    AddSolidLine(out, "endsolid", *open, "");
+    return out;
 }
 
 } // namespace KetSDK::MeshVTK::Detail

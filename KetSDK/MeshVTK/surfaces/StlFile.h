@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/MeshVTK/OutputFile.h>
+#include <KetSDK/MeshVTK/detail/VtkSession.h>
+#include <KetSDK/Support/TextBuffer.h>
+
 #include <vtkSmartPointer.h>
 
 #include <string_view>
@@ -14,5 +18,9 @@ namespace KetSDK::MeshVTK::Detail {
 // vertices and closes all that it opens. The encoding is told by the length, not by the first word, which
 // lies in many binary files.
 vtkSmartPointer<vtkPolyData> ReadStlFile(std::string_view bytes);
+
+void WriteBinaryStlFile(vtkPolyData& data, OutputFile& file, VtkSession& session);
+// A surface as such a file in text, with a solid for each named surface, which VTK's writer leaves out.
+Support::TextBuffer StlText(vtkPolyData& data);
 
 } // namespace KetSDK::MeshVTK::Detail
