@@ -6,7 +6,9 @@
 #include <KetSDK/MeshVTK/checks/XmlMarkup.h>
 #include <KetSDK/MeshVTK/detail/ArrayValues.h>
 #include <KetSDK/MeshVTK/detail/MemoryStream.h>
+#include <KetSDK/MeshVTK/detail/NumberOfBytes.h>
 
+#include <vtkBase64Utilities.h>
 #include <vtkDataCompressor.h>
 #include <vtkDataSet.h>
 #include <vtkLZ4DataCompressor.h>
@@ -179,17 +181,9 @@ struct Stretch {
         count = Readable(count);
         if (!base64)
             return std::string(text.substr(0, static_cast<std::size_t>(count)));
-        static constexpr std::string_view digits =
-            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-        std::string bytes;
-        std::uint32_t bits = 0;
-        unsigned int bit_count = 0;
-        for (std::size_t i = 0; bytes.size() < count; ++i) {
-            bits = bits << 6 | static_cast<std::uint32_t>(digits.find(text[i]));
-            bit_count += 6;
-            if (bit_count >= 8)
-                bytes.push_back(static_cast<char>(bits >> (bit_count -= 8) & 0xFFu));
-        }
+        std::string bytes(static_cast<std::size_t>(count), '\0');
+        vtkBase64Utilities::DecodeSafely(reinterpret_cast<unsigned char const*>(text.data()), text.size(),
+                                         reinterpret_cast<unsigned char*>(bytes.data()), bytes.size());
         return bytes;
     }
 };
@@ -622,13 +616,7 @@ private:
         return words;
     }
 
-    // The bytes as one number without sign.
-    Count Word(std::string_view bytes) const {
-        Count word = 0;
-        for (std::size_t k = 0; k < bytes.size(); ++k)
-            word = word << 8 | static_cast<unsigned char>(bytes[m_big_endian ? k : bytes.size() - 1 - k]);
-        return word;
-    }
+    Count Word(std::string_view bytes) const { return UnsignedOfBytes(bytes, m_big_endian); }
 
     [[noreturn]] static void Damaged(std::string const& name) {
         throw Error("the data of the array \"" + name + "\" is damaged or cut off");

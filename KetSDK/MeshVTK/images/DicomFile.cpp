@@ -3,6 +3,7 @@
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
+#include <KetSDK/MeshVTK/detail/NumberOfBytes.h>
 
 #include <algorithm>
 #include <array>
@@ -83,10 +84,7 @@ public:
     }
 
     std::uint32_t Number(std::string_view value) const {
-        std::uint32_t number = 0;
-        for (std::size_t i = 0; i < value.size(); ++i)
-            number = number << 8 | static_cast<unsigned char>(value[m_big_endian ? i : value.size() - 1 - i]);
-        return number;
+        return static_cast<std::uint32_t>(UnsignedOfBytes(value, m_big_endian));
     }
 
 private:

@@ -3,6 +3,7 @@
 
 #include <KetSDK/Common/Progress/IncrementalProgressReporter.h>
 #include <KetSDK/MeshVTK/Error.h>
+#include <KetSDK/MeshVTK/detail/NumberOfBytes.h>
 #include <KetSDK/MeshVTK/images/ByteSource.h>
 #include <KetSDK/MeshVTK/images/ImageParts.h>
 
@@ -12,7 +13,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -96,21 +96,14 @@ HeaderLayout const& LayoutOf(std::string_view bytes) {
     return Version1;
 }
 
-std::uint64_t NumberIn(std::string_view field, bool big_endian) {
-    std::uint64_t number = 0;
-    for (std::size_t i = 0; i < field.size(); ++i)
-        number = number << 8 | static_cast<unsigned char>(field[big_endian ? i : field.size() - 1 - i]);
-    return number;
-}
-
 // The numbers of a header. The byte order is that by which the header has its length.
 class Header {
 public:
     explicit Header(std::string_view bytes)
         : m_bytes(bytes)
         , m_layout(LayoutOf(bytes))
-        , m_big_endian(NumberIn(bytes.substr(0, 4), false) != m_layout.bytes) {
-        if (NumberIn(bytes.substr(0, 4), m_big_endian) != m_layout.bytes)
+        , m_big_endian(UnsignedOfBytes(bytes.substr(0, 4), false) != m_layout.bytes) {
+        if (UnsignedOfBytes(bytes.substr(0, 4), m_big_endian) != m_layout.bytes)
             RefuseFormat();
         if (bytes.size() < m_layout.bytes)
             RefuseCut();
@@ -120,13 +113,10 @@ public:
     bool IsBigEndian() const noexcept { return m_big_endian; }
     // The number at a field, or so many numbers behind it.
     std::int64_t Whole(Field const& field, std::size_t number = 0) const {
-        auto const unused = static_cast<unsigned int>(64 - 8 * field.bytes);
-        return static_cast<std::int64_t>(Bits(field, number) << unused) >> unused; // with its sign
+        return SignedOfBytes(Bytes(field, number), m_big_endian);
     }
     double Real(Field const& field, std::size_t number = 0) const {
-        std::uint64_t const bits = Bits(field, number);
-        return field.bytes == sizeof(float) ? double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))}
-                                            : std::bit_cast<double>(bits);
+        return RealOfBytes(Bytes(field, number), m_big_endian);
     }
     // The same for three numbers.
     Vector3 Reals(Field const& field, std::size_t number) const {
@@ -134,8 +124,8 @@ public:
     }
 
 private:
-    std::uint64_t Bits(Field const& field, std::size_t number) const {
-        return NumberIn(m_bytes.substr(field.at + number * field.bytes, field.bytes), m_big_endian);
+    std::string_view Bytes(Field const& field, std::size_t number) const {
+        return m_bytes.substr(field.at + number * field.bytes, field.bytes);
     }
 
     std::string_view m_bytes;

@@ -6,6 +6,7 @@
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
+#include <KetSDK/MeshVTK/detail/NumberOfBytes.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
 
 #include <vtkCellArray.h>
@@ -238,19 +239,13 @@ private:
     double BinaryNumber(Type const& type) {
         if (type.bytes > m_content.size() - m_at)
             CutOff();
-        std::uint64_t bits = 0;
-        for (std::size_t i = 0; i < type.bytes; ++i)
-            bits = bits << 8 |
-                   static_cast<unsigned char>(m_content[m_at + (m_big_endian ? i : type.bytes - 1 - i)]);
+        std::string_view const bytes = m_content.substr(m_at, type.bytes);
         m_at += type.bytes;
         if (type.kind == Kind::Real)
-            return type.bytes == sizeof(float)
-                       ? double{std::bit_cast<float>(static_cast<std::uint32_t>(bits))}
-                       : std::bit_cast<double>(bits);
-        std::uint64_t const sign = std::uint64_t{1} << (8 * type.bytes - 1);
-        if (type.kind == Kind::Signed && (bits & sign) != 0)
-            return -static_cast<double>(2 * sign - bits);
-        return static_cast<double>(bits);
+            return RealOfBytes(bytes, m_big_endian);
+        if (type.kind == Kind::Signed)
+            return static_cast<double>(SignedOfBytes(bytes, m_big_endian));
+        return static_cast<double>(UnsignedOfBytes(bytes, m_big_endian));
     }
 
     bool NextLine() {

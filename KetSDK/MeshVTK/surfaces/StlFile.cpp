@@ -5,6 +5,7 @@
 #include <KetSDK/MeshVTK/Frames.h>
 #include <KetSDK/MeshVTK/checks/TextLines.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
+#include <KetSDK/MeshVTK/detail/NumberOfBytes.h>
 #include <KetSDK/MeshVTK/surfaces/Polygons.h>
 #include <KetSDK/MeshVTK/surfaces/SurfaceNames.h>
 
@@ -16,7 +17,6 @@
 #include <vtkTriangle.h>
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
@@ -106,13 +106,6 @@ constexpr std::size_t HeaderSize = 80;
 constexpr std::size_t NumberSize = 4;
 constexpr std::size_t TriangleSize = 12 * NumberSize + 2;
 
-std::uint32_t NumberAt(std::string_view bytes, std::size_t at) {
-    std::uint32_t number = 0;
-    for (std::size_t i = NumberSize; i-- > 0;)
-        number = number << 8 | static_cast<unsigned char>(bytes[at + i]);
-    return number;
-}
-
 vtkSmartPointer<vtkPolyData> ReadBinary(std::string_view bytes) {
     Polygons triangles;
     for (std::size_t at = HeaderSize + NumberSize; at < bytes.size(); at += TriangleSize) {
@@ -120,8 +113,8 @@ vtkSmartPointer<vtkPolyData> ReadBinary(std::string_view bytes) {
         for (std::size_t corner = 0; corner < 3; ++corner) {
             std::array<double, 3> position{};
             for (std::size_t axis = 0; axis < 3; ++axis)
-                position[axis] = std::bit_cast<float>(
-                    NumberAt(bytes, at + NumberSize * (3 * (corner + 1) + axis))); // behind the normal
+                position[axis] = RealOfBytes( // behind the normal
+                    bytes.substr(at + NumberSize * (3 * (corner + 1) + axis), NumberSize), false);
             corners[corner] = triangles.AddPoint(position);
         }
         triangles.AddPolygon(corners);
@@ -139,7 +132,8 @@ void AddSolidLine(Support::TextBuffer& out, char const* word, std::string const&
 
 vtkSmartPointer<vtkPolyData> ReadStlFile(std::string_view bytes) {
     bool const has_header = bytes.size() >= HeaderSize + NumberSize;
-    std::uint64_t const triangles = has_header ? NumberAt(bytes, HeaderSize) : 0;
+    std::uint64_t const triangles =
+        has_header ? UnsignedOfBytes(bytes.substr(HeaderSize, NumberSize), false) : 0;
     std::uint64_t const expected = HeaderSize + NumberSize + TriangleSize * triangles;
     if (has_header && bytes.size() == expected)
         return ReadBinary(bytes);
