@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace KetSDK::MeshVTK::Detail {
@@ -230,62 +231,61 @@ struct Layout {
     std::size_t pixel_bytes = 0;
 };
 
-void ReadElement(Elements const& elements, Element const& element, DicomSlice& slice, Layout& layout) {
-    auto const number = [&] { return elements.Number(element.value.substr(0, 4)); };
-    switch (element.tag) {
-    case Series:
-        slice.series = Text(element.value);
-        break;
-    case Position:
-        slice.position = Numbers(element.value);
-        slice.position_digit = LastDigit(element.value);
-        break;
-    case Orientation:
-        slice.orientation = Numbers(element.value);
-        slice.orientation_digit = LastDigit(element.value);
-        break;
-    case PixelSpacing:
-        slice.spacing = Numbers(element.value);
-        break;
-    case RescaleSlope:
-        slice.slope = Number(element.value, 1.0);
-        break;
-    case RescaleIntercept:
-        slice.intercept = Number(element.value, 0.0);
-        break;
-    case Rows:
-        slice.rows = number();
-        break;
-    case Columns:
-        slice.columns = number();
-        break;
-    case PixelRepresentation:
-        slice.has_sign = number() != 0;
-        break;
-    case SamplesPerPixel:
-        layout.samples = number();
-        break;
-    case NumberOfFrames:
-        layout.frames = Number(element.value, 1.0) == 1.0 ? 1 : 2;
-        break;
-    case BitsAllocated:
-        layout.bits_allocated = number();
-        break;
-    case BitsStored:
-        layout.bits_stored = number();
-        break;
-    case HighBit:
-        layout.high_bit = number();
-        break;
-    case PixelData:
-        if (element.length == Undefined)
-            throw Error("its voxels are compressed; uncompressed slices are needed");
-        layout.pixel_bytes = element.length;
-        slice.pixels = elements.Position() - element.length;
-        break;
-    default:
-        break;
-    }
+// An element, and what is filled with it.
+struct Said {
+    Elements const& elements;
+    Element const& element;
+    DicomSlice& slice;
+    Layout& layout;
+
+    std::uint32_t Whole() const { return elements.Number(element.value.substr(0, 4)); }
+    double Real(double otherwise) const { return Number(element.value, otherwise); }
+};
+
+void TakePosition(Said const& said) {
+    said.slice.position = Numbers(said.element.value);
+    said.slice.position_digit = LastDigit(said.element.value);
+}
+
+void TakeOrientation(Said const& said) {
+    said.slice.orientation = Numbers(said.element.value);
+    said.slice.orientation_digit = LastDigit(said.element.value);
+}
+
+void TakePixels(Said const& said) {
+    if (said.element.length == Undefined)
+        throw Error("its voxels are compressed; uncompressed slices are needed");
+    said.layout.pixel_bytes = said.element.length;
+    said.slice.pixels = said.elements.Position() - said.element.length;
+}
+
+// The elements of a slice that are read.
+struct Known {
+    std::uint32_t tag;
+    void (*take)(Said const& said);
+};
+constexpr Known KnownElements[] = {
+    {Series, [](Said const& said) { said.slice.series = Text(said.element.value); }},
+    {Position, TakePosition},
+    {Orientation, TakeOrientation},
+    {PixelSpacing, [](Said const& said) { said.slice.spacing = Numbers(said.element.value); }},
+    {RescaleSlope, [](Said const& said) { said.slice.slope = said.Real(1.0); }},
+    {RescaleIntercept, [](Said const& said) { said.slice.intercept = said.Real(0.0); }},
+    {Rows, [](Said const& said) { said.slice.rows = said.Whole(); }},
+    {Columns, [](Said const& said) { said.slice.columns = said.Whole(); }},
+    {PixelRepresentation, [](Said const& said) { said.slice.has_sign = said.Whole() != 0; }},
+    {SamplesPerPixel, [](Said const& said) { said.layout.samples = said.Whole(); }},
+    {NumberOfFrames, [](Said const& said) { said.layout.frames = said.Real(1.0) == 1.0 ? 1 : 2; }},
+    {BitsAllocated, [](Said const& said) { said.layout.bits_allocated = said.Whole(); }},
+    {BitsStored, [](Said const& said) { said.layout.bits_stored = said.Whole(); }},
+    {HighBit, [](Said const& said) { said.layout.high_bit = said.Whole(); }},
+    {PixelData, TakePixels},
+};
+
+void TakeElement(Said const& said) {
+    auto const* const known = std::ranges::find(KnownElements, said.element.tag, &Known::tag);
+    if (known != std::end(KnownElements))
+        known->take(said);
 }
 
 void CheckSlice(DicomSlice& slice, Layout const& layout) {
@@ -330,7 +330,7 @@ std::optional<DicomSlice> ReadDicomFile(std::string_view bytes) {
     DicomSlice slice;
     Layout layout;
     while (!elements.AtEnd())
-        ReadElement(elements, elements.Next(), slice, layout);
+        TakeElement({elements, elements.Next(), slice, layout});
     slice.big_endian = elements.IsBigEndian();
     CheckSlice(slice, layout);
     return slice;
