@@ -28,11 +28,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -139,6 +141,44 @@ void AddForeignArrays(vtkUnstructuredGrid& grid) {
 }
 
 } // namespace
+
+// Stays in the first phase until it is told to go on.
+class Waiting : public KetSDK::Common::IProgressDelegate {
+public:
+    void Begin(std::string const&, bool) override {
+        m_has_begun.set_value();
+        m_go_on.get_future().wait();
+    }
+    void Advance(double) override {}
+    void End() override {}
+    bool IsCancelled() const override { return false; }
+
+    std::promise<void> m_has_begun;
+    std::promise<void> m_go_on;
+};
+
+class CancelledFromTheStart : public KetSDK::Common::IProgressDelegate {
+public:
+    void Begin(std::string const&, bool) override { ADD_FAILURE(); }
+    void Advance(double) override { ADD_FAILURE(); }
+    void End() override { ADD_FAILURE(); }
+    bool IsCancelled() const override { return true; }
+};
+
+// VTK serves one thread at a time. Whoever waits for another can be cancelled, and has reported nothing.
+TEST_F(GridFile, IsCancelledWhileAnotherThreadReads) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 2);
+    fs::path const path = Write(*GridFromMesh(mesh, {}, nullptr), ".vtu");
+    auto const other = std::make_shared<Waiting>();
+    auto const reading = std::async(std::launch::async, [&] { ReadGridFile(path, other); });
+    other->m_has_begun.get_future().wait();
+    auto cancelled = std::async(std::launch::async,
+                                [&] { ReadGridFile(path, std::make_shared<CancelledFromTheStart>()); });
+    EXPECT_EQ(cancelled.wait_for(std::chrono::milliseconds(500)), std::future_status::ready);
+    other->m_go_on.set_value();
+    EXPECT_THROW(cancelled.get(), Cancelled);
+}
 
 TEST_F(GridFile, HoldsMeshesWithAllTheirArrays) {
     for (char const* const name :

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <exception>
 #include <new>
 #include <system_error>
@@ -41,9 +42,18 @@ std::string Condense(std::string const& message) {
 }
 
 // Of the thread whose session hears VTK. Never destroyed: jobs may still run while the process ends.
-std::recursive_mutex& Turn() {
-    static auto* const turn = new std::recursive_mutex;
+std::recursive_timed_mutex& Turn() {
+    static auto* const turn = new std::recursive_timed_mutex;
     return *turn;
+}
+
+// Nothing is reported meanwhile: the phase has not begun.
+std::unique_lock<std::recursive_timed_mutex> TakeTurn(Common::IProgressDelegate const* progress) {
+    std::unique_lock turn(Turn(), std::defer_lock);
+    while (!turn.try_lock_for(std::chrono::milliseconds(100)))
+        if (progress && progress->IsCancelled())
+            throw Cancelled();
+    return turn;
 }
 
 // What the system could not do, which VTK's messages hide; empty for other codes and for none.
@@ -87,7 +97,7 @@ private:
 vtkStandardNewMacro(VtkSession::MessageSink);
 
 VtkSession::VtkSession(std::shared_ptr<Common::IProgressDelegate> const& progress, std::string const& label)
-    : m_turn(Turn())
+    : m_turn(TakeTurn(progress.get()))
     , m_previous(vtkOutputWindow::GetInstance())
     , m_progress(progress, label, ProgressSteps, true) {
     vtkOutputWindow::SetInstance(m_sink.Get());

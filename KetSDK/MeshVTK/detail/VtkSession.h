@@ -23,7 +23,8 @@ namespace KetSDK::MeshVTK::Detail {
 // one session at a time in a process: that of another thread waits.
 class VtkSession {
 public:
-    // Begins a progress phase; the delegate may be null.
+    // Begins a progress phase; the delegate may be null. Throws Cancelled when the user cancels while it
+    // waits for the session of another thread.
     VtkSession(std::shared_ptr<Common::IProgressDelegate> const& progress, std::string const& label);
     VtkSession(VtkSession const&) = delete;
     VtkSession& operator=(VtkSession const&) = delete;
@@ -39,7 +40,7 @@ public:
 private:
     class MessageSink;
 
-    std::unique_lock<std::recursive_mutex> m_turn;
+    std::unique_lock<std::recursive_timed_mutex> m_turn;
     vtkNew<MessageSink> m_sink;
     vtkSmartPointer<vtkOutputWindow> m_previous;
     Common::IncrementalProgressReporter m_progress;
