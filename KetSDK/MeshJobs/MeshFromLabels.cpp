@@ -6,12 +6,11 @@
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
+#include <KetSDK/MeshJobs/detail/Memory.h>
 #include <KetSDK/MeshJobs/detail/SubVolumeReports.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/LabelsFromImage.h>
 #include <KetSDK/Support/ParallelWork.h>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -34,11 +33,6 @@ constexpr double UsualGrading = 4.0;
 constexpr std::size_t MostLabels = 1000;
 constexpr std::size_t MostWarnings = 20;
 
-double MemoryOfMachine() {
-    long const pages = sysconf(_SC_PHYS_PAGES), size = sysconf(_SC_PAGESIZE);
-    return pages > 0 && size > 0 ? static_cast<double>(pages) * static_cast<double>(size) : 1e10;
-}
-
 MMeshFromLabelsSettings SettingsOf(MeshFromLabelsOptions const& options) {
     MMeshFromLabelsSettings settings;
     settings.size = options.size;
@@ -60,7 +54,7 @@ std::string SizeText(double size) {
 // Throws FileError when the mesh would not fit into memory.
 void CheckMemory(MMeshFromLabelsOperator const& meshing, Image const& image,
                  MeshFromLabelsOptions const& options) {
-    double const memory = options.memory > 0.0 ? options.memory : MemoryOfMachine();
+    double const memory = options.memory > 0.0 ? options.memory : Detail::AvailableMemory();
     auto const excess = [&](MMeshFromLabelsOperator::Forecast const& forecast) {
         return std::max(forecast.bytes / memory, forecast.elements / MostElements);
     };
