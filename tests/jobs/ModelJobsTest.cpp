@@ -25,6 +25,7 @@
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/Remove.h>
 #include <KetSDK/MeshJobs/Repair.h>
+#include <KetSDK/MeshJobs/Solve.h>
 #include <KetSDK/MeshJobs/Split.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
 #include <KetSDK/MeshJobs/detail/Limits.h>
@@ -44,6 +45,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -451,6 +453,33 @@ TEST(ModelJobs, ChangeAllOrNothingWheneverTheyAreCancelled) {
                 << "cancelled when asked for the " << i << "th of " << all << " times";
         }
     }
+}
+
+TEST(Solve, KeepsNothingWhereFilesOfOthersAre) {
+    MTemporaryDirectory const owner;
+    std::filesystem::path const folder = owner.GetPath().GetPath();
+    SolveOptions options;
+    options.keep = folder;
+    options.path = "/nowhere"; // no solver
+    Model model = Cubes(2, 1);
+    auto const fault = [&] {
+        try {
+            Solve(model, options, {});
+        } catch (Error const& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    std::string const refusal = options.keep + ": its file model.frd is of no earlier run";
+    EXPECT_EQ(fault().find(refusal), std::string::npos);
+    std::ofstream(folder / "model.frd") << "values";
+    EXPECT_TRUE(fault().starts_with(refusal));
+    // Those of a run.
+    std::ofstream(folder / "model.inp") << "*HEADING\nvolume mesh; mm, N, MPa, tonne, s\n";
+    EXPECT_NE(fault().find(" model.inp is of no earlier run"), std::string::npos);
+    std::ofstream(folder / "model.log") << "said";
+    EXPECT_EQ(fault().find("earlier run"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(folder / "model.frd"));
 }
 
 // A .kmesh file and a .vtu file are equal when writing the one to a file like the other would give that.
