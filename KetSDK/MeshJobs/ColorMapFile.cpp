@@ -97,8 +97,9 @@ MeshVTK::OutputFile OpenColorMapFile(std::string const& path) {
     });
 }
 
-void WriteColorMap(ColorsResult const& colors, std::string const& name, MeshVTK::OutputFile& file) {
-    Detail::ForFile(file.GetPath().string(), [&] {
+void WriteColorMap(ColorsResult const& colors, std::string const& name, MeshVTK::OutputFile& file,
+                   Context const& context) {
+    Detail::WritingFile(file.GetPath().string(), context, [&] {
         std::vector<ColorPoint> const points = Points(colors);
         file.Write(MeshVTK::LowerCaseEnding(file.GetPath()) == ".json" ? AsJson(points, name)
                                                                        : AsXml(points, name));

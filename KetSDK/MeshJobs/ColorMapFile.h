@@ -2,6 +2,7 @@
 #pragma once
 
 #include <KetSDK/MeshJobs/Colors.h>
+#include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
 
 #include <string>
@@ -17,7 +18,7 @@ KETSDK_MESHJOBS_API MeshVTK::OutputFile OpenColorMapFile(std::string const& path
 // Writes the table under a name, in UTF-8, that viewers show; the file appears when it is whole. Throws
 // FileError.
 KETSDK_MESHJOBS_API void WriteColorMap(ColorsResult const& colors, std::string const& name,
-                                       MeshVTK::OutputFile& file);
+                                       MeshVTK::OutputFile& file, Context const& context = {});
 // Both in one.
 KETSDK_MESHJOBS_API void WriteColorMap(ColorsResult const& colors, std::string const& name,
                                        std::string const& path);

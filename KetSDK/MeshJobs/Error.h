@@ -30,8 +30,8 @@ private:
     std::string m_file;
 };
 
-// The user cancelled the job. Nothing is wrong. A mesh that the job changes in place is as it was or, when
-// that came at the very end, as the job leaves it.
+// The user cancelled the job. Nothing is wrong. A mesh that the job changes in place is as it was. Once it
+// has changed a mesh, a job no longer asks: it goes on to its end and gives its result.
 class KETSDK_MESHJOBS_API Cancelled : public Error {
 public:
     Cancelled();

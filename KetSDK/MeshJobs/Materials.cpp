@@ -7,6 +7,7 @@
 #include <KetSDK/MeshJobs/detail/FramesOfInputs.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/MeshJobs/detail/Uncancelled.h>
 #include <KetSDK/MeshVTK/ImageSampling.h>
 #include <KetSDK/MeshVTK/Text.h>
 
@@ -230,7 +231,6 @@ SamplingReport Sample(Model& model, Image const& image, MaterialsOptions const& 
             how.parallel = parallel;
             report = MeshVTK::SampleImage(*model.mesh, *image.voxels->data, how, context.progress);
         });
-        context.ThrowIfCancelled();
         RequireOverlap(image, report);
         return report;
     });
@@ -254,7 +254,6 @@ std::vector<AssignedMaterial> Assign(Model& model, MaterialsOptions const& optio
     Detail::WithThreads(context, [&](bool parallel) {
         materials = Mesh::AssignMaterials(mesh, how, context.progress, parallel);
     });
-    context.ThrowIfCancelled();
     if (materials.empty())
         throw Error("materials could not be assigned");
     return materials;
@@ -403,6 +402,7 @@ MaterialsResult Materials(Model& model, Image const& image, MaterialsOptions con
         result.law = MakeLaw(options);
     for (auto it = model.mesh->BeginSubVolume(); it != model.mesh->EndSubVolume(); ++it)
         result.subvolumes.push_back(MeshVTK::ToUtf8((*it)->GetName()));
+    context.ThrowIfCancelled();
     std::vector<double> densities;
     SampleLaw samples{result.law};
     if (!options.constants_only) {
@@ -411,7 +411,7 @@ MaterialsResult Materials(Model& model, Image const& image, MaterialsOptions con
             Sample(model, Detail::InFrameOf(model, image, context), options, samples, densities, context);
         kept.Restore();
     }
-    result.materials = Assign(model, options, shares, result.law, densities, context);
+    result.materials = Assign(model, options, shares, result.law, densities, Detail::Uncancelled(context));
     RequireModuli(result.materials, result.law);
     Sum(result);
     if (!options.constants_only)

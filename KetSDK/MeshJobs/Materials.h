@@ -70,8 +70,8 @@ struct MaterialsResult {
 // image that hardly fits, of a mass that materials move by more than 1 %, and of what hardly can be meant.
 // Throws Error for options that CheckMaterialsOptions refuses and for moduli that no solver takes. Throws
 // FileError for sub-volumes that the model does not have, for one with fewer elements than bins and for an
-// image that lies elsewhere or cannot be sampled; Cancelled. The model may have grey values and materials
-// then.
+// image that lies elsewhere or cannot be sampled. After an error, but not after Cancelled, the model may have
+// grey values and materials.
 KETSDK_MESHJOBS_API MaterialsResult Materials(Model& model, Image const& image,
                                               MaterialsOptions const& options, Context const& context);
 

@@ -115,6 +115,7 @@ MergeResult Merge(Model& first, Model const& second, Context const& context) {
     WarnOfMaterials(first, second, context);
     bool const has_grey = first.mesh->HasGreyValues();
     auto const elements_of_first = static_cast<std::uint64_t>(first.mesh->NumberOfElements());
+    context.ThrowIfCancelled();
     Detail::SecondInFrameOfFirst const in_one_frame(first, second, context);
     MMeshOrigins of_first, of_second;
     MMeshMergeVolumesOperator merge(first.mesh.get(), second.mesh.get());
@@ -125,7 +126,6 @@ MergeResult Merge(Model& first, Model const& second, Context const& context) {
     first.fields.clear(); // they have no values on the nodes that were added
     first.arrays = CarryArrays(
         std::array{MParentArrays{&arrays_of_first, &of_first}, MParentArrays{&arrays_of_second, &of_second}});
-    context.ThrowIfCancelled();
     MergeResult result;
     result.elements = static_cast<std::uint64_t>(first.mesh->NumberOfElements());
     result.nodes = static_cast<std::uint64_t>(first.mesh->NumberOfPoints());

@@ -6,12 +6,11 @@
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/ForFile.h>
 #include <KetSDK/MeshJobs/detail/ImageVoxels.h>
+#include <KetSDK/MeshJobs/detail/Memory.h>
 #include <KetSDK/MeshJobs/detail/SubVolumeReports.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshVTK/LabelsFromImage.h>
 #include <KetSDK/Support/ParallelWork.h>
-
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -34,11 +33,6 @@ constexpr double UsualGrading = 4.0;
 constexpr std::size_t MostLabels = 1000;
 constexpr std::size_t MostWarnings = 20;
 
-double MemoryOfMachine() {
-    long const pages = sysconf(_SC_PHYS_PAGES), size = sysconf(_SC_PAGESIZE);
-    return pages > 0 && size > 0 ? static_cast<double>(pages) * static_cast<double>(size) : 1e10;
-}
-
 MMeshFromLabelsSettings SettingsOf(MeshFromLabelsOptions const& options) {
     MMeshFromLabelsSettings settings;
     settings.size = options.size;
@@ -60,7 +54,7 @@ std::string SizeText(double size) {
 // Throws FileError when the mesh would not fit into memory.
 void CheckMemory(MMeshFromLabelsOperator const& meshing, Image const& image,
                  MeshFromLabelsOptions const& options) {
-    double const memory = options.memory > 0.0 ? options.memory : MemoryOfMachine();
+    double const memory = options.memory > 0.0 ? options.memory : Detail::AvailableMemory();
     auto const excess = [&](MMeshFromLabelsOperator::Forecast const& forecast) {
         return std::max(forecast.bytes / memory, forecast.elements / MostElements);
     };
@@ -134,16 +128,28 @@ void CheckLabels(MLabelImage const& labels, Image const& image, MeshFromLabelsOp
                                         "have: an image of labels is needed, or --labels with those to take");
 }
 
+// What was lost of a label. Elements as large as the label come near to each of its voxels, however little
+// they fill: then their volume tells more.
+std::string LossOf(MeshedLabel const& label) {
+    constexpr double smoothed = 0.01; // smoothing takes or gives no more
+    double const all = label.voxel_volume, missing = all - label.volume;
+    if (missing > std::max(label.lost_volume, smoothed * all))
+        return "its elements have " + FormatGeneral(label.volume, 3) + " of its " + FormatGeneral(all, 3) +
+               " mm3";
+    if (label.lost_volume > 0.0)
+        return FormatGeneral(label.lost_volume, 3) + " mm3 of it (" +
+               FormatGeneral(100.0 * label.lost_volume / all, 2) + " %) are lost";
+    return "nothing of it is lost";
+}
+
 // What the mesh lacks of a label, empty for nothing.
 std::string LackOf(MeshedLabel const& label, double size) {
-    std::string const share = FormatGeneral(100.0 * label.lost_volume / label.voxel_volume, 2);
-    std::string const lost = FormatGeneral(label.lost_volume, 3) + " mm3 of it (" + share + " %) are lost";
     if (label.elements == 0)
         return "is too thin for a size of " + FormatGeneral(size) + " mm: it has no element";
     if (label.thickness < size)
         return "is thinner than the size: as a plate it would be " + FormatGeneral(label.thickness, 2) +
-               " mm thick; " + (label.lost_volume > 0.0 ? lost : "nothing of it is lost");
-    return label.lost_volume > 0.0 ? "has places too thin for the size: " + lost : "";
+               " mm thick; " + LossOf(label);
+    return label.lost_volume > 0.0 ? "has places too thin for the size: " + LossOf(label) : "";
 }
 
 // Of more labels than anybody reads lines, those with the largest share lost come first.

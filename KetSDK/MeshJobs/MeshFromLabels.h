@@ -18,7 +18,7 @@ struct MeshFromLabelsOptions {
     double min_dihedral = 10.0;         // degrees, 0 to 30: no element of the mesh has a smaller angle
     std::optional<double> smoothing;    // standard deviation in mm; 0.6 voxels along each axis unless given
     int rounds = 6;                     // in which nodes are moved; 0 leaves them on the lattice
-    double memory = 0.0;                // bytes that the job may take; 0 for what the machine has
+    double memory = 0.0;                // bytes that the job may take; 0 for what there is for it
 };
 
 // What became of a label.

@@ -13,13 +13,17 @@
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/MeshArrays.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>
+#include <KetSDK/MeshVTK/Text.h>
 
 #include <vtkUnstructuredGrid.h>
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace KetSDK::MeshJobs {
 
@@ -37,26 +41,55 @@ bool IsModelFileName(std::string const& path) {
     return std::ranges::find(Endings, MeshVTK::LowerCaseEnding(path)) != Endings.end();
 }
 
-// Throws unless each element is in a sub-volume of the list and each sub-volume has its index in the list as
-// its number: what the commands rely on.
-void CheckSubVolumes(MMeshBase const& mesh) {
-    int const count = static_cast<int>(mesh.NumberOfSubVolumes());
-    for (int i = 0; i < count; ++i)
-        if (int const number = (*(mesh.BeginSubVolume() + i))->GetID(); number != i)
-            throw MeshVTK::Error("sub-volume " + std::to_string(i) + " has the number " +
-                                 std::to_string(number) + "; its index in the list would be right");
+// Throws unless there is a sub-volume with the number that an element has.
+void RequireSubVolume(std::uint64_t element, int number, std::size_t count) {
+    if (number == -1)
+        throw MeshVTK::Error("element " + std::to_string(element) +
+                             " is in no sub-volume; --labels can make sub-volumes of an array");
+    if (number < 0 || static_cast<std::size_t>(number) >= count)
+        throw MeshVTK::Error("element " + std::to_string(element) + " is in sub-volume " +
+                             std::to_string(number) + ", but there are " + std::to_string(count) +
+                             ", numbered from 0");
+}
+
+// How many elements each sub-volume has. Throws for an element that is in none.
+std::vector<std::uint64_t> CountElements(MMeshBase const& mesh) {
+    std::vector<std::uint64_t> counts(mesh.NumberOfSubVolumes());
     auto const* const numbers = std::as_const(*mesh.GetElementMasks()).GetSubvolumeMask();
-    std::uint64_t element = 0;
+    std::uint64_t element = 0, first = 0; // of those in a row that are in one sub-volume
+    int last_number = -1;
     for (MMeshElement const& e : mesh.Elements()) {
         int const number = numbers ? numbers->GetValue(e) : -1;
-        if (number == -1)
-            throw MeshVTK::Error("element " + std::to_string(element) +
-                                 " is in no sub-volume; --labels can make sub-volumes of an array");
-        if (number < 0 || number >= count)
-            throw MeshVTK::Error("element " + std::to_string(element) + " is in sub-volume " +
-                                 std::to_string(number) + ", but there are " + std::to_string(count) +
-                                 ", numbered from 0");
+        if (number != last_number || element == 0) {
+            RequireSubVolume(element, number, counts.size());
+            if (element > 0)
+                counts[static_cast<std::size_t>(last_number)] += element - first;
+            last_number = number;
+            first = element;
+        }
         ++element;
+    }
+    if (element > 0)
+        counts[static_cast<std::size_t>(last_number)] += element - first;
+    return counts;
+}
+
+// Throws unless each element is in a sub-volume of the list, and each sub-volume has its index in the list as
+// its number and counts its elements: what the commands rely on.
+void CheckSubVolumes(MMeshBase const& mesh) {
+    std::vector<std::uint64_t> const counts = CountElements(mesh);
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        MMeshSubVolume const& sub_volume = **(mesh.BeginSubVolume() + static_cast<std::ptrdiff_t>(i));
+        std::string const what = "sub-volume " + std::to_string(i);
+        if (sub_volume.GetID() != static_cast<int>(i))
+            throw MeshVTK::Error(what + " has the number " + std::to_string(sub_volume.GetID()) +
+                                 "; its index in the list would be right");
+        auto const said = static_cast<std::int64_t>(sub_volume.GetNbElements());
+        if (said != static_cast<std::int64_t>(counts[i]))
+            throw MeshVTK::Error(what + " (" + MeshVTK::ToUtf8(sub_volume.GetName()) + ") is said to have " +
+                                 std::to_string(said) + " elements, but " + std::to_string(counts[i]) +
+                                 (counts[i] == 1 ? " has" : " have") +
+                                 " its number; the program that wrote the file has to count again");
     }
 }
 

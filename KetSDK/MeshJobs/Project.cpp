@@ -8,6 +8,7 @@
 #include <KetSDK/MeshJobs/detail/NameOf.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
+#include <KetSDK/MeshJobs/detail/Uncancelled.h>
 #include <KetSDK/MeshJobs/detail/VolumeOf.h>
 #include <KetSDK/Support/ParallelWork.h>
 #include <KetSDK/Triangles/DataQueries/MStlTriangleTree.h>
@@ -106,7 +107,7 @@ ProjectResult Project(Model& model, SurfaceModel const& given, ProjectOptions co
     ProjectResult result = Count(project);
     result.before = before;
     Detail::WithThreads(context, [&](bool parallel) {
-        result.after = Measure(*model.mesh, nodes, *tree, context, parallel);
+        result.after = Measure(*model.mesh, nodes, *tree, Detail::Uncancelled(context), parallel);
     });
     if (result.nodes > 0 && result.too_far == result.nodes)
         context.Warn(Detail::NameOf(surface) + ": it comes within " + FormatGeneral(options.distance) +

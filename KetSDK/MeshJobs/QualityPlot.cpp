@@ -225,8 +225,8 @@ MeshVTK::OutputFile OpenQualityPlot(std::string const& path) {
 }
 
 void WriteQualityPlot(QualityResult const& quality, MeshVTK::OutputFile& file,
-                      QualityPlotOptions const& options) {
-    Detail::ForFile(file.GetPath().string(), [&] {
+                      QualityPlotOptions const& options, Context const& context) {
+    Detail::WritingFile(file.GetPath().string(), context, [&] {
         std::ostringstream out;
         Draw(out, quality, options);
         file.Write(out.str());

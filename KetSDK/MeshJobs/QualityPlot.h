@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #pragma once
 
+#include <KetSDK/MeshJobs/Context.h>
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshVTK/OutputFile.h>
 
@@ -19,7 +20,7 @@ struct QualityPlotOptions {
 KETSDK_MESHJOBS_API MeshVTK::OutputFile OpenQualityPlot(std::string const& path);
 // Draws the histograms; the file appears under its name when it is whole. Throws FileError.
 KETSDK_MESHJOBS_API void WriteQualityPlot(QualityResult const& quality, MeshVTK::OutputFile& file,
-                                          QualityPlotOptions const& options);
+                                          QualityPlotOptions const& options, Context const& context = {});
 // Both in one.
 KETSDK_MESHJOBS_API void WriteQualityPlot(QualityResult const& quality, std::string const& path,
                                           QualityPlotOptions const& options);

@@ -7,6 +7,7 @@
 #include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/Measure.h>
 #include <KetSDK/MeshJobs/detail/RunOperator.h>
+#include <KetSDK/MeshJobs/detail/Uncancelled.h>
 
 #include <algorithm>
 #include <cmath>
@@ -43,7 +44,7 @@ RepairResult Repair(Model& model, RepairOptions const& options, Context const& c
     corrector.SetMaxRatioThreshold(options.max_ratio);
     corrector.SetMinAlignmentThreshold(options.min_alignment);
     Detail::RunOperator(corrector, model, "it could not be repaired", context);
-    result.after = Measure(model, options, context);
+    result.after = Measure(model, options, Detail::Uncancelled(context));
     result.elements = static_cast<std::uint64_t>(model.mesh->NumberOfElements());
     result.outer = static_cast<std::uint64_t>(corrector.GetNbOuterElements());
     result.modified = static_cast<std::uint64_t>(corrector.GetNbModified());

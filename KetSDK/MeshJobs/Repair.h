@@ -38,7 +38,7 @@ struct RepairResult {
 };
 // Pulls mid-edge nodes of bad quadratic tetrahedra back towards the middles of their edges, in place
 // (MMeshJacobianCorrectorOperator). Throws Error as RequireValid does, and FileError for a model without
-// quadratic tetrahedra.
+// quadratic tetrahedra, Cancelled.
 KETSDK_MESHJOBS_API RepairResult Repair(Model& model, RepairOptions const& options, Context const& context);
 
 // Throws Error for options that no model can be repaired with.

@@ -37,6 +37,7 @@ ResultsReport Results(Model& model, std::string const& file, ResultsOptions cons
         MeshVTK::CheckInputFile(file, ".frd");
         MeshSolver::FrdResult result = Detail::ReadResults(model, file, index_of, options.step, context);
         Detail::WarnOfNodesWithout(result, model, file, context);
+        context.ThrowIfCancelled();
         return Detail::TakeResultArrays(model, result);
     });
 }

@@ -14,9 +14,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <map>
+#include <string>
 #include <system_error>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace KetSDK::MeshJobs {
 
@@ -26,6 +30,37 @@ using MeshSolver::Analysis;
 using MeshSolver::Case;
 using MeshSolver::NodeForces;
 using Vector = MMVector<double, 3>;
+
+// What there is in a folder of the files that a run leaves.
+std::vector<std::filesystem::path> EarlierFiles(std::filesystem::path const& folder) {
+    std::vector<std::filesystem::path> files;
+    std::error_code error;
+    for (std::string const job : {"model", "model-unbalanced-2", "model-unbalanced-3"})
+        for (char const* const ending : {".inp", ".frd", ".dat", ".sta", ".cvg", ".log", ".12d"})
+            if (std::filesystem::path file = folder / (job + ending);
+                std::filesystem::exists(std::filesystem::symlink_status(file, error)))
+                files.push_back(std::move(file));
+    return files;
+}
+
+// Whether an earlier run left files in a folder: a deck with the heading of ours, and the log beside it.
+bool HasRun(std::filesystem::path const& folder) {
+    std::ifstream deck(folder / "model.inp");
+    std::string heading, text;
+    std::getline(std::getline(deck, heading), text);
+    std::error_code error;
+    return heading == "*HEADING" && text.starts_with("volume mesh; ") &&
+           std::filesystem::exists(folder / "model.log", error);
+}
+
+// Throws FileError for a folder with files that a run would overwrite and that no run left there.
+void RequireOwnFiles(std::string const& keep) {
+    std::vector<std::filesystem::path> const files = EarlierFiles(keep);
+    if (!files.empty() && !HasRun(keep))
+        throw FileError(keep,
+                        "its file " + files.front().filename().string() +
+                            " is of no earlier run and would be lost; another folder is needed (--keep)");
+}
 
 // Where the solver works: a private folder, or the one that the user keeps.
 class WorkFolder {
@@ -41,9 +76,8 @@ public:
         if (!std::filesystem::is_directory(keep, error))
             throw FileError(keep, "no folder for the solver's files can be made there");
         m_path = std::filesystem::absolute(keep, error);
-        for (std::string const job : {"model", "model-unbalanced-2", "model-unbalanced-3"}) // earlier
-            for (char const* const ending : {".inp", ".frd", ".dat", ".sta", ".cvg", ".log", ".12d"})
-                std::filesystem::remove(m_path / (job + ending), error);
+        for (std::filesystem::path const& file : EarlierFiles(m_path))
+            std::filesystem::remove(file, error);
     }
     std::filesystem::path const& GetPath() const noexcept { return m_path; }
 
@@ -135,6 +169,8 @@ MeshSolver::Solution Run(Analysis const& analysis, SolveOptions const& options,
 } // namespace
 
 SolveResult Solve(Model& model, SolveOptions const& options, Context const& context) {
+    if (!options.keep.empty())
+        RequireOwnFiles(options.keep);
     return Detail::ForFile(model.file, [&] {
         std::filesystem::path const program = MeshSolver::FindCalculiX(options.path);
         Analysis const analysis =

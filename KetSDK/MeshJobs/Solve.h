@@ -21,8 +21,9 @@ struct SolveOptions {
     MeshSolver::MaterialsAs materials = MeshSolver::MaterialsAs::Bins;
     MeshSolver::DeckOptions::Method method = MeshSolver::DeckOptions::Method::Auto;
     double timeout = 0.0; // seconds; 0 for as long as it takes
-    std::string keep;     // folder for the solver's files; empty: a private one that goes
-    std::string path;     // where the solver is searched: "/usr/local/bin:/usr/bin"
+    // Folder for the solver's files, which may hold those of an earlier run; empty: a private one that goes.
+    std::string keep;
+    std::string path; // where the solver is searched: "/usr/local/bin:/usr/bin"
 };
 
 struct SolveResult {

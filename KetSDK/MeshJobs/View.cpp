@@ -270,7 +270,7 @@ ViewResult View(Model const& model, MeshVTK::OutputFile& file, ViewOptions const
                 Context const& context) {
     PageData page = PackModel(model, options, context);
     Detail::PageTemplate const pieces = Detail::GetPageTemplate();
-    Detail::ForFile(file.GetPath().string(), [&] {
+    Detail::WritingFile(file.GetPath().string(), context, [&] {
         Write(file, pieces.before);
         file.Write(Detail::Base64(page.data));
         Write(file, pieces.behind);

@@ -65,7 +65,7 @@ private:
         KetSDK::MeshVTK::OutputFile output = KetSDK::MeshJobs::OpenColorMapFile(m_file);
         m_result = m_of_numbers ? KetSDK::MeshJobs::ColorsOfIntervals(ParseNumbers(m_intervals))
                                 : KetSDK::MeshJobs::Colors(m_input.Read(context), m_options, context);
-        WriteColorMap(m_result, m_name, output);
+        WriteColorMap(m_result, m_name, output, context);
         AddFile(m_file);
     }
 

@@ -28,9 +28,12 @@ void Command::Declare(CLI::App& app) {
 }
 
 int Command::Run(Progress const& progress) {
-    if (Answer())
-        return Done;
     m_start = std::chrono::steady_clock::now();
+    if (Answer()) {
+        if (m_timing && !m_json)
+            std::cout << TimingText();
+        return Done;
+    }
     KetSDK::MeshVTK::OutputTransaction files; // all appear together, and not before there is a report
     if (m_json)
         m_cancelled = JsonText(ReportError("cancelled"));
@@ -71,6 +74,7 @@ Json Command::ReportError(std::string const& line) const {
 
 void Command::PrintAnswer(Json answer) const {
     AddSurroundings(answer);
+    AddTiming(answer);
     PrintJson(answer);
 }
 
@@ -87,6 +91,19 @@ double Command::SecondsOfWork() const {
     return std::max(0.0, all.count() - m_times.read - m_times.write);
 }
 
+void Command::AddTiming(Json& report) const {
+    if (!m_timing)
+        return;
+    report["seconds"] = {{"read", m_times.read}, {"work", SecondsOfWork()}, {"write", m_times.write}};
+    report["peak_memory"] = PeakMemory();
+}
+
+std::string Command::TimingText() const {
+    return "\ntime: " + FormatGeneral(m_times.read, 3) + " s reading, " + FormatGeneral(SecondsOfWork(), 3) +
+           " s working, " + FormatGeneral(m_times.write, 3) +
+           " s writing; memory: " + FormatBytes(PeakMemory()) + " at most\n";
+}
+
 std::string Command::ObjectText() const {
     Json report = Report();
     AddSurroundings(report);
@@ -96,10 +113,7 @@ std::string Command::ObjectText() const {
                                     {"to", KetSDK::Mesh::FrameWord(input.to)}});
     if (m_has_outputs)
         report["files"] = m_files;
-    if (m_timing) {
-        report["seconds"] = {{"read", m_times.read}, {"work", SecondsOfWork()}, {"write", m_times.write}};
-        report["peak_memory"] = PeakMemory();
-    }
+    AddTiming(report);
     return JsonText(report);
 }
 
@@ -117,9 +131,7 @@ std::string Command::Text() const {
         separator = "";
     }
     if (m_timing)
-        out << "\ntime: " << FormatGeneral(m_times.read, 3) << " s reading, "
-            << FormatGeneral(SecondsOfWork(), 3) << " s working, " << FormatGeneral(m_times.write, 3)
-            << " s writing; memory: " << FormatBytes(PeakMemory()) << " at most\n";
+        out << TimingText();
     return out.str();
 }
 

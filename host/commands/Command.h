@@ -69,6 +69,9 @@ private:
     void AddSurroundings(Json& report) const;
     // Seconds since the beginning that were spent on neither reading nor writing.
     double SecondsOfWork() const;
+    // What --timing asks for.
+    void AddTiming(Json& report) const;
+    std::string TimingText() const;
     std::string ObjectText() const;
     std::string Text() const;
 

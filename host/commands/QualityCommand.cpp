@@ -158,7 +158,7 @@ private:
             KetSDK::MeshJobs::SetArray(model.arrays, std::move(values));
         m_output.Write(model, context);
         if (plot) {
-            WriteQualityPlot(m_result, *plot, {m_threshold.IsGiven()});
+            WriteQualityPlot(m_result, *plot, {m_threshold.IsGiven()}, context);
             AddFile(m_plot);
         }
     }

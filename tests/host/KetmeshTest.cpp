@@ -457,4 +457,24 @@ TEST_F(Ketmesh, WhatTheParentProcessSetsUpHolds) {
     }
 }
 
+TEST_F(Ketmesh, TimingCountsEveryFileAndAnswersToo) {
+    Run({"materials", Head, "--image", Data + "head_ct.nii.gz", "--preset", "femur", "--bins", "2", "-o",
+         Path("model.vtu")});
+    std::vector<std::vector<std::string>> const writing = {
+        {"view", Head, "-o", Path("out/p.html")},
+        {"colors", Path("model.vtu"), "--bins", "5", "-o", Path("out/c.json")},
+        {"quality", Head, "--metric", "Volume", "--plot", Path("out/q.svg")}};
+    for (std::vector<std::string> arguments : writing) {
+        SCOPED_TRACE(arguments[0]);
+        arguments.push_back("--timing");
+        EXPECT_GT(RunJson(arguments)["seconds"]["write"], 0.0);
+    }
+    for (std::vector<std::string> const& question : std::vector<std::vector<std::string>>{
+             {"quality", "--list"}, {"quality", "--list-limits"}, {"materials", "--list-presets"}}) {
+        Json const answer = RunJson({question[0], question[1], "--timing"});
+        EXPECT_TRUE(answer.contains("seconds") && answer["peak_memory"] > 0) << question[1];
+    }
+    EXPECT_NE(Run({"quality", "--list", "--timing"}).out.find("\ntime: 0 s reading, "), std::string::npos);
+}
+
 } // namespace

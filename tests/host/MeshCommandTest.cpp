@@ -46,6 +46,10 @@ TEST_F(Ketmesh, MakesAMeshOfTheRealHeadThatOtherCommandsTake) {
         EXPECT_EQ(report["subvolumes"][i]["name"], "Label " + std::to_string(i + 1));
     }
     EXPECT_FALSE(report["warnings"].empty()) << "bone is thinner than 8 mm";
+    Json const coarse = Json::parse(Run({"mesh", labels, "--size", "150", "-o", again, "--json"}).out);
+    EXPECT_TRUE(coarse["warnings"][0].get<std::string>().ends_with(
+        "; its elements have 2.89e+05 of its 1.12e+06 mm3"))
+        << coarse["warnings"];
     Json const checked = RunJson({"check", mesh});
     for (char const* const fault : {"wrong_orientation", "zero_volume"})
         EXPECT_EQ(checked[fault], 0) << fault;

@@ -71,6 +71,16 @@ TEST_F(Ketmesh, BadMeshFilesEndInOneLine) {
     ASSERT_TRUE(MMeshFile::Save(astray, {wide}, Path("wide.kmesh"), MMeshFile::Binary, nullptr));
     astray.GetElementMasks()->GetSubvolumeMask()->SetValue(lost, 7);
     ASSERT_TRUE(MMeshFile::Save(astray, {}, Path("astray.kmesh"), MMeshFile::Binary, nullptr));
+    MMeshBase miscounted; // as one that a program leaves that counts elements itself
+    MMeshElement& twice = *TestMeshes::AddElementOfKind(miscounted, 4);
+    MMeshSubVolume& bone = *miscounted.AddSubVolume();
+    bone.SetName(L"Bone");
+    miscounted.GetMainSubVolume()->MoveElement(twice, &bone);
+    bone.IncludeElement(twice);
+    for (auto const& [file, encoding] :
+         {std::pair("miscounted.kmesh", MMeshFile::Binary), {"text.kmesh", MMeshFile::Text}})
+        ASSERT_TRUE(MMeshFile::Save(miscounted, {}, Path(file), encoding, nullptr));
+    std::string const miscount = "sub-volume 1 (Bone) is said to have 2 elements, but 1 has its number";
     struct Case {
         std::string file;
         std::string reason;
@@ -82,6 +92,8 @@ TEST_F(Ketmesh, BadMeshFilesEndInOneLine) {
                                            {"nothing.kmesh", "no elements"},
                                            {"wide.kmesh", "announces 2147483647 components"},
                                            {"astray.kmesh", "element 0 is in sub-volume 7, but there are 1"},
+                                           {"miscounted.kmesh", miscount},
+                                           {"text.kmesh", miscount},
                                            {"none.kmesh", "no such file"}})
         for (std::string const command : {"info", "save", "diff"}) {
             std::vector<std::string> arguments = {command, Path(c.file)};

@@ -6,6 +6,8 @@
 #include <vtkDoubleArray.h>
 #include <vtkPoints.h>
 
+#include <sys/resource.h>
+
 namespace {
 
 struct Refusal {
@@ -107,6 +109,25 @@ constexpr Refusal Refusals[] = {
     {"cut TET4 --normal 0,1 --point 0,0,0", "2 numbers instead of 3"},
     {"cut TET4 --normal 0,0,1 --point 0,0,80 -o out/x.vtu", ".vtp, .stl, .ply and .obj"},
 };
+
+#ifndef KETSDK_SANITIZE // a sanitizer needs more of the address space
+TEST_F(Ketmesh, RefusesBeforehandWhatMemoryCannotHold) {
+    std::string deck = "*NODE\n1, 0, 1, 0\n2, 0, 0, 1\n", sets;
+    for (int i = 3; i <= 20000; ++i) {
+        deck += std::to_string(i) + ", " + std::to_string(i) + ", 0, 0\n";
+        sets += "*NSET, NSET=S" + std::to_string(i) + "\n1\n";
+    }
+    Save(Path("sets.inp"), deck + "*ELEMENT, TYPE=C3D4\n1, 3, 4, 1, 2\n" + sets);
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_AS, &usual), 0);
+    rlimit const small = {1500000000, usual.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &small), 0); // the child inherits it
+    ExpectRefused({"info", Path("sets.inp")}, "would become 19998 arrays of all its elements or nodes");
+    ExpectRefused({"mesh", Data + "head_labels.nii.gz", "--size", "0.5", "-o", Path("out/m.vtu")},
+                  "GB of memory where there are 1.");
+    ASSERT_EQ(::setrlimit(RLIMIT_AS, &usual), 0);
+}
+#endif
 
 } // namespace
 

@@ -17,11 +17,16 @@
 #include <KetSDK/MeshJobs/Label.h>
 #include <KetSDK/MeshJobs/Layers.h>
 #include <KetSDK/MeshJobs/Match.h>
+#include <KetSDK/MeshJobs/Materials.h>
 #include <KetSDK/MeshJobs/Merge.h>
 #include <KetSDK/MeshJobs/ModelFile.h>
+#include <KetSDK/MeshJobs/Orient.h>
 #include <KetSDK/MeshJobs/Project.h>
 #include <KetSDK/MeshJobs/Quality.h>
 #include <KetSDK/MeshJobs/Remove.h>
+#include <KetSDK/MeshJobs/Repair.h>
+#include <KetSDK/MeshJobs/Solve.h>
+#include <KetSDK/MeshJobs/Split.h>
 #include <KetSDK/MeshJobs/Surfaces.h>
 #include <KetSDK/MeshJobs/detail/Limits.h>
 
@@ -40,9 +45,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <limits>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string>
 #include <vector>
@@ -143,6 +150,72 @@ std::string FileOfAllKinds(std::filesystem::path const& folder) {
     writer->SetInputData(&grid);
     writer->Write();
     return path;
+}
+
+// Cancels at one of the times that it is asked, and from there on.
+struct Patient : KetSDK::Common::IProgressDelegate {
+    void Begin(std::string const&, bool) override {}
+    void Advance(double) override {}
+    void End() override {}
+    bool IsCancelled() const override { return asked++ >= patience; }
+
+    std::size_t patience = std::numeric_limits<std::size_t>::max();
+    mutable std::size_t asked = 0;
+};
+
+// An image of 4 voxels along each side of `size` mm.
+Image ImageOf(float size) {
+    std::vector<float> voxels(64);
+    std::iota(voxels.begin(), voxels.end(), 1.0F);
+    double const step = size / 3.0;
+    return MakeImage({.first = voxels.data(),
+                      .size = {4, 4, 4},
+                      .strides = {1, 4, 16},
+                      .affine = {{{step, 0, 0, 0}, {0, step, 0, 0}, {0, 0, step, 0}}}},
+                     {}, std::nullopt);
+}
+
+Model Composite() {
+    Model model = Load(DataFolder + "hex_matrix_fiber.vtu");
+    model.file = "hexahedra";
+    return model;
+}
+
+// Quadratic ones, with a mid node that stands at the wrong place.
+Model Bent() {
+    Model model = std::move(Convert(Cubes(2, 1), {ConvertOptions::Target::Tet10}, {}).model);
+    MMeshElement const& e = *model.mesh->GetElement(5);
+    e.GetNode(7)->x = e.GetNode(3)->x + TestMeshes::Unit / 20;
+    return model;
+}
+
+// Some elements the wrong way round.
+Model Inverted() {
+    Model model = Cubes(2, 1);
+    for (std::uint64_t i = 0; i < 48; i += 5)
+        model.mesh->GetElement(i)->SwapNodes(0, 1);
+    return model;
+}
+
+// The last element is in "left", far from the others there.
+Model Apart() {
+    Model model = Cubes(4, 1);
+    MMeshElement& e = *model.mesh->GetElement(model.mesh->Elements().GetNumElements() - 1);
+    model.mesh->GetSubVolume(e)->MoveElement(e, model.mesh->GetMainSubVolume());
+    return model;
+}
+
+// Runs a job on a model that is made for it, and cancels it at the time that it asks after so many times.
+// Returns whether it got to its end.
+bool Finish(std::function<void(Model&, Context const&)> const& job, Model& model, Patient& patient) {
+    Context context;
+    context.progress = {&patient, [](auto) {}};
+    try {
+        job(model, context);
+    } catch (Cancelled const&) {
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -333,6 +406,80 @@ TEST(ModelJobs, LeaveTheModelAsItWasWhenCancelled) {
         EXPECT_THROW(job(context), Cancelled);
     }
     EXPECT_EQ(Diff(model, Cubes(6, 2), {}, {}).first_difference, std::nullopt);
+}
+
+TEST(ModelJobs, ChangeAllOrNothingWheneverTheyAreCancelled) {
+    SurfaceModel const surface = SurfaceOf(Cubes(4, 2));
+    SurfaceModel const named = Surfaces(Cubes(4, 2), {true, SurfacesOptions::Names::Volumes}, {}).surfaces;
+    SurfaceModel const raised = SurfaceOf(Cubes(4, 1), [](MMeshPoint& p) { p.z += p.z / 50; });
+    Image const image = ImageOf(4.0F);
+    MaterialsOptions materials;
+    materials.preset = "femur";
+    materials.bins = 5;
+    auto const cubes = [] { return Cubes(4, 1); };
+    struct {
+        char const* name;
+        Model (*make)();
+        std::function<void(Model&, Context const&)> run;
+    } const jobs[] = {
+        {"label", cubes, [&](Model& m, Context const& c) { Label(m, &surface, {}, c); }},
+        {"label hexahedra", Composite, [](Model& m, Context const& c) { Label(m, nullptr, {}, c); }},
+        {"group", cubes, [&](Model& m, Context const& c) { Group(m, surface, {}, c); }},
+        {"group with names", cubes, [&](Model& m, Context const& c) { Group(m, named, {}, c); }},
+        {"split", Apart, [](Model& m, Context const& c) { Split(m, {}, c); }},
+        {"merge", cubes, [](Model& m, Context const& c) { Merge(m, Cubes(5, 2), c); }},
+        {"project", cubes, [&](Model& m, Context const& c) { Project(m, raised, {1.0}, c); }},
+        {"repair", Bent, [](Model& m, Context const& c) { Repair(m, {}, c); }},
+        {"orient", Inverted, [](Model& m, Context const& c) { Orient(m, c); }},
+        {"layers", cubes, [](Model& m, Context const& c) { Layers(m, {}, c); }},
+        {"materials", cubes, [&](Model& m, Context const& c) { Materials(m, image, materials, c); }},
+    };
+    for (auto const& [name, make, run] : jobs) {
+        SCOPED_TRACE(name);
+        Model const before = make();
+        Model finished = make();
+        Patient patient;
+        ASSERT_TRUE(Finish(run, finished, patient));
+        EXPECT_NE(Diff(finished, before, {}, {}).first_difference, std::nullopt);
+        std::size_t const all = patient.asked;
+        for (std::size_t i = 0; i <= all; ++i) {
+            if (i % (all / 16 + 1) != 0 && i + 4 < all)
+                continue;
+            Model model = make();
+            Patient impatient;
+            impatient.patience = i;
+            bool const is_done = Finish(run, model, impatient);
+            EXPECT_EQ(Diff(model, is_done ? finished : before, {}, {}).first_difference, std::nullopt)
+                << "cancelled when asked for the " << i << "th of " << all << " times";
+        }
+    }
+}
+
+TEST(Solve, KeepsNothingWhereFilesOfOthersAre) {
+    MTemporaryDirectory const owner;
+    std::filesystem::path const folder = owner.GetPath().GetPath();
+    SolveOptions options;
+    options.keep = folder;
+    options.path = "/nowhere"; // no solver
+    Model model = Cubes(2, 1);
+    auto const fault = [&] {
+        try {
+            Solve(model, options, {});
+        } catch (Error const& error) {
+            return std::string(error.what());
+        }
+        return std::string();
+    };
+    std::string const refusal = options.keep + ": its file model.frd is of no earlier run";
+    EXPECT_EQ(fault().find(refusal), std::string::npos);
+    std::ofstream(folder / "model.frd") << "values";
+    EXPECT_TRUE(fault().starts_with(refusal));
+    // Those of a run.
+    std::ofstream(folder / "model.inp") << "*HEADING\nvolume mesh; mm, N, MPa, tonne, s\n";
+    EXPECT_NE(fault().find(" model.inp is of no earlier run"), std::string::npos);
+    std::ofstream(folder / "model.log") << "said";
+    EXPECT_EQ(fault().find("earlier run"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(folder / "model.frd"));
 }
 
 // A .kmesh file and a .vtu file are equal when writing the one to a file like the other would give that.

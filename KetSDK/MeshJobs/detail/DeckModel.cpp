@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include <KetSDK/MeshJobs/detail/DeckModel.h>
 
+#include <KetSDK/MeshJobs/NumberText.h>
 #include <KetSDK/MeshJobs/detail/GridModel.h>
+#include <KetSDK/MeshJobs/detail/Memory.h>
 #include <KetSDK/MeshJobs/detail/Threads.h>
 #include <KetSDK/MeshSolver/Deck.h>
 #include <KetSDK/MeshVTK/ArrayNames.h>
+#include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/Support/ParallelWork.h>
 
 #include <vtkCellArray.h>
@@ -28,7 +31,6 @@
 #include <cstddef>
 #include <iterator>
 #include <limits>
-#include <memory>
 #include <numeric>
 #include <optional>
 #include <set>
@@ -234,12 +236,13 @@ private:
                     values[element] = *value;
     }
 
-    // What a set or a surface holds, as an array of 0 and 1 that is still to be filled.
+    // What a set or a surface holds, as an array of 0 and 1 that is still to be made.
     struct Marks {
-        vtkNew<vtkUnsignedCharArray> array;
+        std::string name;
         vtkDataSetAttributes* attributes = nullptr;
         Deck::Set const* set = nullptr;
         Deck::Surface const* surface = nullptr;
+        vtkSmartPointer<vtkUnsignedCharArray> array = nullptr;
     };
 
     // Sets are arrays of 0 and 1, but for those that are sub-volumes or sections anyway.
@@ -257,12 +260,13 @@ private:
             AddMarks(*m_grid->GetCellData(), surface.name, nullptr, &surface);
             AddMarks(*m_grid->GetPointData(), surface.name, nullptr, &surface);
         }
+        CheckMemory();
         std::vector<std::size_t> const first_node = FirstNodes();
         Support::ComputeSteps(
             {.items = m_marks.size(), .parallel = m_parallel},
-            [&](std::uint64_t i, std::uint64_t) { Fill(*m_marks[static_cast<std::size_t>(i)], first_node); });
-        for (auto const& marks : m_marks)
-            marks->attributes->AddArray(marks->array);
+            [&](std::uint64_t i, std::uint64_t) { Fill(m_marks[static_cast<std::size_t>(i)], first_node); });
+        for (Marks const& marks : m_marks)
+            marks.attributes->AddArray(marks.array);
         m_marks.clear();
     }
 
@@ -276,16 +280,34 @@ private:
                 name += "_set";
         if (!m_marked.emplace(&attributes, name).second)
             return;
-        auto& marks = *m_marks.emplace_back(std::make_unique<Marks>());
-        marks.array->SetName(name.c_str());
-        marks.attributes = &attributes;
-        marks.set = set;
-        marks.surface = surface;
+        m_marks.push_back({std::move(name), &attributes, set, surface});
+    }
+
+    bool IsOfCells(Marks const& marks) const { return marks.attributes == m_grid->GetCellData(); }
+
+    // Each mark is a byte in the grid and four in the model. The mesh, and what is written, need room as
+    // well.
+    void CheckMemory() const {
+        constexpr double bytes_of_mark = 5.0;
+        double marks = 0.0;
+        for (Marks const& array : m_marks)
+            marks += static_cast<double>(IsOfCells(array) ? m_cells : m_points);
+        double const bytes = marks * bytes_of_mark, memory = AvailableMemory();
+        if (bytes <= memory / 2.0)
+            return;
+        double const fitting = static_cast<double>(m_marks.size()) * memory / 2.0 / bytes;
+        throw MeshVTK::Error("its sets and surfaces would become " + std::to_string(m_marks.size()) +
+                             " arrays of all its elements or nodes, which take " +
+                             FormatGeneral(bytes / 1e9, 2) + " GB of memory, more than half of the " +
+                             FormatGeneral(memory / 1e9, 2) + " GB that there are; a deck with " +
+                             std::to_string(static_cast<std::uint64_t>(fitting)) + " of them can be read");
     }
 
     void Fill(Marks& marks, std::vector<std::size_t> const& first_node) const {
-        bool const is_of_cells = marks.attributes == m_grid->GetCellData();
+        bool const is_of_cells = IsOfCells(marks);
         vtkIdType const count = is_of_cells ? m_cells : m_points;
+        marks.array = vtkSmartPointer<vtkUnsignedCharArray>::New();
+        marks.array->SetName(marks.name.c_str());
         unsigned char* const values = marks.array->WritePointer(0, count);
         std::fill_n(values, count, static_cast<unsigned char>(0));
         if (marks.set)
@@ -321,7 +343,7 @@ private:
     vtkIdType m_cells;
     vtkIdType m_points;
     vtkNew<vtkUnstructuredGrid> m_grid;
-    std::vector<std::unique_ptr<Marks>> m_marks;
+    std::vector<Marks> m_marks;
     std::set<std::pair<vtkDataSetAttributes const*, std::string>> m_marked;
 };
 

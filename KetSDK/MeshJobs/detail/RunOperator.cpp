@@ -6,11 +6,12 @@
 namespace KetSDK::MeshJobs::Detail {
 
 void RunOperator(MMeshOperator& job, Model const& model, std::string const& failure, Context const& context) {
+    context.ThrowIfCancelled(); // for operators that do not ask
     job.SetMesh(model.mesh.get());
-    bool const done = Operate(job, context);
+    if (Operate(job, context))
+        return; // too late to cancel: the mesh may be another one
     context.ThrowIfCancelled();
-    if (!done)
-        throw FileError(model.file, failure);
+    throw FileError(model.file, failure);
 }
 
 } // namespace KetSDK::MeshJobs::Detail

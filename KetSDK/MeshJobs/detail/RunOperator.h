@@ -22,7 +22,8 @@ bool Operate(Operator& job, Context const& context) {
 }
 
 // The same for an operator to which all but the mesh was given, on the mesh of a model. Throws Cancelled when
-// the user cancelled, and FileError of the model's file with `failure` when the operator failed.
+// the user cancelled before the operator was done, and FileError of the model's file with `failure` when the
+// operator failed. An operator that is done is not undone: nothing is thrown then.
 void RunOperator(MMeshOperator& job, Model const& model, std::string const& failure, Context const& context);
 
 } // namespace KetSDK::MeshJobs::Detail
