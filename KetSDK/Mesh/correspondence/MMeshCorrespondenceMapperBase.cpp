@@ -66,6 +66,20 @@ void LowerTo(std::uint32_t& number, std::uint32_t other) noexcept {
     }
 }
 
+// 0 for the elements that have a triangle, another value for all others.
+Values<std::uint32_t> MarkElements(std::uint64_t count, std::uint32_t other, SurfaceFaces const& faces,
+                                   std::vector<FaceMatch> const& matches, MappingLoop const& loop) {
+    Values<std::uint32_t> marks(static_cast<std::size_t>(count));
+    Fill(marks, other, loop);
+    loop(matches.size(), 4096, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i)
+            if (!matches[i].IsEmpty())
+                for (SurfaceFaces::Side const& side : faces.SidesOf(i))
+                    std::atomic_ref(marks[side.element]).store(0u, std::memory_order_relaxed);
+    });
+    return marks;
+}
+
 } // namespace
 
 MMeshCorrespondenceMapperBase::~MMeshCorrespondenceMapperBase() = default;
@@ -105,16 +119,8 @@ void MMeshCorrespondenceMapperBase::Run() {
 Values<std::uint32_t> MMeshCorrespondenceMapperBase::NumberElements(SurfaceFaces const& faces,
                                                                     std::vector<FaceMatch> const& matches,
                                                                     MappingLoop const& loop) {
-    Values<std::uint32_t> entry_of(static_cast<std::size_t>(m_mesh->Elements().GetNumElements()));
-    Fill(entry_of, None, loop);
-    constexpr std::uint32_t has_triangle = 0;
-    loop(matches.size(), 4096, [&](std::size_t first, std::size_t last) {
-        for (std::size_t i = first; i < last; ++i)
-            if (!matches[i].IsEmpty())
-                for (SurfaceFaces::Side const& side : faces.SidesOf(i))
-                    std::atomic_ref(entry_of[side.element]).store(has_triangle, std::memory_order_relaxed);
-    });
-
+    Values<std::uint32_t> entry_of =
+        MarkElements(m_mesh->Elements().GetNumElements(), None, faces, matches, loop);
     // Elements without a mask index have no entry.
     struct Block {
         std::uint32_t count;

@@ -193,6 +193,42 @@ private:
     std::vector<MStlPoint*> m_points;
 };
 
+// Makes polygons of all elements that are cut, and lists their indices. Returns how many lie above the plane.
+std::uint64_t CutElements(MMeshBase& mesh, std::vector<unsigned char> const& sides, bool parallel,
+                          SectionCutter& cutter, std::vector<MLong>& cut_elements) {
+    std::uint64_t above = 0;
+    std::vector<MMeshElement const*> cut;
+    SideFinder finder(mesh, sides);
+    KetSDK::Support::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
+                                           .step = SidesOfStep::Elements,
+                                           .parallel = parallel,
+                                           .window = 32};
+    // While other threads look at the next elements, this one makes polygons of what is cut; alone it makes
+    // them in the end, which is quicker.
+    auto const make_polygons = [&] {
+        cutter.Cut(cut);
+        cut.clear();
+    };
+    KetSDK::Support::ComputeSteps<SidesOfStep>(
+        steps,
+        [&finder](std::uint64_t first, std::uint64_t last, SidesOfStep& found) {
+            finder.Find(first, last, found);
+        },
+        [&](std::uint64_t first, std::uint64_t last, SidesOfStep const& found) {
+            finder.Show(first, last, found);
+            above += found.nb_above;
+            for (std::uint64_t const index : found.cut) {
+                cut.push_back(mesh.GetElement(index));
+                cut_elements.push_back(static_cast<MLong>(index));
+            }
+            if (parallel)
+                make_polygons();
+            return true;
+        });
+    make_polygons();
+    return above;
+}
+
 } // namespace
 
 MMeshOperatorCutPlane::~MMeshOperatorCutPlane() = default;
@@ -212,41 +248,12 @@ bool MMeshOperatorCutPlane::Operate() {
         return false;
     MMeshBase& mesh = *GetMesh();
     std::vector<unsigned char> const sides = SidesOfNodes(mesh, m_normal, m_point, GetParallel());
-    std::uint64_t above = 0;
     MMeshSection section({}, m_normal, m_point);
     SectionCutter cutter(section, m_normal, m_point);
     // As many as a plane cuts of a compact mesh.
     double const elements = static_cast<double>(mesh.Elements().GetNumElements());
     cutter.Reserve(static_cast<std::size_t>(3.0 * std::pow(elements, 2.0 / 3.0)));
-    std::vector<MMeshElement const*> cut;
-    SideFinder finder(mesh, sides);
-    KetSDK::Support::WorkSteps const steps{.items = mesh.Elements().GetNumElements(),
-                                           .step = SidesOfStep::Elements,
-                                           .parallel = GetParallel(),
-                                           .window = 32};
-    // While other threads look at the next elements, this one makes polygons of what is cut; alone it makes
-    // them in the end, which is quicker.
-    auto const make_polygons = [&] {
-        cutter.Cut(cut);
-        cut.clear();
-    };
-    KetSDK::Support::ComputeSteps<SidesOfStep>(
-        steps,
-        [&finder](std::uint64_t first, std::uint64_t last, SidesOfStep& found) {
-            finder.Find(first, last, found);
-        },
-        [&](std::uint64_t first, std::uint64_t last, SidesOfStep const& found) {
-            finder.Show(first, last, found);
-            above += found.nb_above;
-            for (std::uint64_t const index : found.cut) {
-                cut.push_back(mesh.GetElement(index));
-                m_cut_elements.push_back(static_cast<MLong>(index));
-            }
-            if (GetParallel())
-                make_polygons();
-            return true;
-        });
-    make_polygons();
+    std::uint64_t const above = CutElements(mesh, sides, GetParallel(), cutter, m_cut_elements);
     cutter.Finish();
     m_section = std::move(section);
     m_nb_above = above;
