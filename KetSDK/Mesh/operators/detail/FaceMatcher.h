@@ -242,25 +242,17 @@ private:
     // memory: what another thread asks for goes back to the system each time, and comes as new pages.
     template <typename Group>
     void Spread(Group const& group) {
-        std::uint64_t const elements = m_elements.GetNumElements();
-        constexpr std::uint64_t fewest = 4096, most_pieces = 16;
-        std::uint64_t const pieces =
-            m_parallel
-                ? std::clamp<std::uint64_t>(elements / fewest, 1,
-                                            std::min<std::uint64_t>(Support::NumberOfThreads(), most_pieces))
-                : 1;
-        m_pieces = std::vector<Piece>(static_cast<std::size_t>(pieces));
-        std::uint64_t const size = std::max<std::uint64_t>((elements + pieces - 1) / pieces, 1);
+        Support::WorkSteps const steps =
+            Support::OneStepPerThread(m_elements.GetNumElements(), 4096, 16, m_parallel);
+        m_pieces = std::vector<Piece>(static_cast<std::size_t>(steps.NumberOfSteps()));
         std::uint64_t const most_faces = WithQuadrilaterals ? 6 : 4;
-        std::uint64_t const room = (size * most_faces / BlockSize + m_bins + 1) * BlockSize;
-        m_memory.resize(static_cast<std::size_t>(pieces * room));
+        std::uint64_t const room = (steps.step * most_faces / BlockSize + m_bins + 1) * BlockSize;
+        m_memory.resize(static_cast<std::size_t>(m_pieces.size() * room));
         for (std::size_t i = 0; i < m_pieces.size(); ++i)
             m_pieces[i].memory = m_memory.data() + i * room;
-        Support::ComputeSteps({.items = elements, .step = size, .parallel = m_parallel},
-                              [&](std::uint64_t first, std::uint64_t last) {
-                                  Spread(group, first, last,
-                                         m_pieces[static_cast<std::size_t>(first / size)]);
-                              });
+        Support::ComputeSteps(steps, [&](std::uint64_t first, std::uint64_t last) {
+            Spread(group, first, last, m_pieces[static_cast<std::size_t>(first / steps.step)]);
+        });
         for (Piece const& piece : m_pieces)
             m_collapsed.insert(m_collapsed.end(), piece.collapsed.begin(), piece.collapsed.end());
     }
