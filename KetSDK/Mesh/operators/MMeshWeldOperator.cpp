@@ -67,13 +67,13 @@ public:
         for (MMeshPointConstIterator p = mesh.BeginPoint(); p != mesh.EndPoint(); ++p)
             m_entries.push_back({HashOf(CellOf(*p)), p});
         std::ranges::sort(m_entries, [](Entry const& a, Entry const& b) { return a.Key() < b.Key(); });
-        auto const repeated = std::ranges::unique(m_entries, [&sets](Entry const& a, Entry const& b) {
+        auto const is_repeated = [&sets](Entry const& a, Entry const& b) {
             bool const equal = PositionOf(*a.node) == PositionOf(*b.node);
             if (equal)
                 sets.Join(NumberOf(*a.node), NumberOf(*b.node));
             return equal;
-        });
-        m_entries.erase(repeated.begin(), repeated.end());
+        };
+        m_entries.erase(std::unique(m_entries.begin(), m_entries.end(), is_repeated), m_entries.end());
     }
 
     // Calls visit(node) for the nodes in the cells around one, and perhaps for others.
