@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -65,10 +66,9 @@ void RequireOwnFiles(std::string const& keep) {
 // Where the solver works: a private folder, or the one that the user keeps.
 class WorkFolder {
 public:
-    explicit WorkFolder(std::string const& keep) {
+    WorkFolder(std::string const& keep, std::string const& temporary) {
         if (keep.empty()) {
-            m_private.emplace();
-            m_path = m_private->GetPath().GetPath().string();
+            MakePrivate(temporary.empty() ? MTemporaryDirectory::DefaultParent() : MFileName(temporary));
             return;
         }
         std::error_code error;
@@ -82,6 +82,15 @@ public:
     std::filesystem::path const& GetPath() const noexcept { return m_path; }
 
 private:
+    void MakePrivate(MFileName const& parent) {
+        try {
+            m_private.emplace(parent);
+        } catch (std::runtime_error const&) {
+            throw FileError(parent.GetPath().string(), "no folder for the solver's files can be made in it");
+        }
+        m_path = m_private->GetPath().GetPath().string();
+    }
+
     std::optional<MTemporaryDirectory> m_private;
     std::filesystem::path m_path;
 };
@@ -153,7 +162,7 @@ int ThreadsOf(Context const& context) {
 
 MeshSolver::Solution Run(Analysis const& analysis, SolveOptions const& options,
                          std::filesystem::path const& program, Context const& context) {
-    WorkFolder const folder(options.keep);
+    WorkFolder const folder(options.keep, options.temporary);
     MeshSolver::SolutionOptions run;
     run.program = program;
     run.folder = folder.GetPath();

@@ -23,7 +23,8 @@ struct SolveOptions {
     double timeout = 0.0; // seconds; 0 for as long as it takes
     // Folder for the solver's files, which may hold those of an earlier run; empty: a private one that goes.
     std::string keep;
-    std::string path; // where the solver is searched: "/usr/local/bin:/usr/bin"
+    std::string temporary; // existing folder for the private one; empty: the system's
+    std::string path;      // where the solver is searched: "/usr/local/bin:/usr/bin"
 };
 
 struct SolveResult {

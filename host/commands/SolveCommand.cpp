@@ -58,6 +58,8 @@ private:
         m_options.method = m_method.Get();
         if (char const* const path = std::getenv("PATH"))
             m_options.path = path;
+        if (char const* const folder = std::getenv("TMPDIR"))
+            m_options.temporary = folder;
         m_output.Open({m_input.GetUnit()});
         KetSDK::MeshJobs::Model model = m_input.Read(context);
         m_result = KetSDK::MeshJobs::Solve(model, m_options, context);

@@ -648,7 +648,8 @@ class Mesh:
         (325, 3)
         """
         report = _core.solve(
-            self._core, as_case(case), materials, solver, timeout, os.fspath(keep), os.environ.get("PATH", ""), threads
+            self._core, as_case(case), materials, solver, timeout, os.fspath(keep),
+            os.environ.get("TMPDIR", ""), os.environ.get("PATH", ""), threads,
         )
         return Result(report, self.point_data)
 

@@ -45,7 +45,7 @@ ExportResult ExportDeck(SharedModel& shared, std::string const& path, CaseFile c
 
 SolveResult SolveModel(SharedModel& shared, CaseFile const& load_case, std::string const& materials,
                        std::string const& solver, double timeout, std::string const& keep,
-                       std::string const& path, int threads) {
+                       std::string const& temporary, std::string const& path, int threads) {
     SolveOptions options;
     options.load_case = load_case;
     options.materials = MaterialsNamed(materials);
@@ -55,6 +55,7 @@ SolveResult SolveModel(SharedModel& shared, CaseFile const& load_case, std::stri
                       solver, "solver");
     options.timeout = timeout;
     options.keep = keep;
+    options.temporary = temporary;
     options.path = path;
     return Call(threads).Run(
         shared, [&](Model& model, Context const& context) { return Solve(model, options, context); });
@@ -130,7 +131,8 @@ void AddSolverJobs(py::module_& module) {
     module.def("export_deck", &ExportDeck, py::arg("model"), py::arg("path"), py::arg("case").none(true),
                py::arg("materials"), py::arg("dialect"), py::arg("split"), py::arg("original_ids"));
     module.def("solve", &SolveModel, py::arg("model"), py::arg("case"), py::arg("materials"),
-               py::arg("solver"), py::arg("timeout"), py::arg("keep"), py::arg("path"), py::arg("threads"));
+               py::arg("solver"), py::arg("timeout"), py::arg("keep"), py::arg("temporary"), py::arg("path"),
+               py::arg("threads"));
     module.def(
         "results",
         [](SharedModel& m, std::string const& file, std::optional<int> step) {

@@ -268,6 +268,18 @@ TEST(Solve, SaysInOneLineWhyThereIsNoResult) {
     EXPECT_TRUE(model.arrays.empty());
 }
 
+TEST(Solve, WorksInTheTemporaryFolderThatItIsGiven) {
+    Model model = MakeBlocks(8, 1, 1, 1, Box(1, 1, 1));
+    Folder folder;
+    SolveOptions options = SolveWith(Supports + "[[pressure]]\nplace = 'top'\nvalue = 1\n");
+    options.path = FakeSolver(folder, "pwd >" + (folder / "place"));
+    options.temporary = folder / "nowhere";
+    ExpectRefusals({{[&] { Solve(model, options, {}); }, "nowhere: no folder for the solver's files"}});
+    options.temporary = folder.GetPath();
+    ExpectRefusals({{[&] { Solve(model, options, {}); }, "has left no results"}});
+    EXPECT_TRUE(Content(folder / "place").starts_with(folder / "ketsdk-tmp-"));
+}
+
 // A block that is there twice would be twice as stiff and heavy, without being one body.
 TEST(Solve, WarnsOfWhatIsThereTwice) {
     Model model = MakeBlocks(8, 1, 1, 1, Box(1, 1, 1));
