@@ -6,9 +6,9 @@
 #include <KetSDK/MeshVTK/InputFile.h>
 #include <KetSDK/MeshVTK/checks/LegacyFileCheck.h>
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
-#include <KetSDK/MeshVTK/detail/ArrayNames.h>
 #include <KetSDK/MeshVTK/detail/FileBytes.h>
 #include <KetSDK/MeshVTK/detail/FrameText.h>
+#include <KetSDK/MeshVTK/detail/NamesInFiles.h>
 #include <KetSDK/MeshVTK/detail/VtkSession.h>
 #include <KetSDK/MeshVTK/detail/XmlReader.h>
 

@@ -2,7 +2,7 @@
 #include <KetSDK/MeshVTK/surfaces/VtpFile.h>
 
 #include <KetSDK/MeshVTK/checks/XmlFileCheck.h>
-#include <KetSDK/MeshVTK/detail/ArrayNames.h>
+#include <KetSDK/MeshVTK/detail/NamesInFiles.h>
 #include <KetSDK/MeshVTK/detail/XmlReader.h>
 
 #include <vtkNew.h>

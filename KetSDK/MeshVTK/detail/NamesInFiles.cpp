@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: BSD-3-Clause
-#include <KetSDK/MeshVTK/detail/ArrayNames.h>
+#include <KetSDK/MeshVTK/detail/NamesInFiles.h>
 
 #include <KetSDK/MeshVTK/Error.h>
 #include <KetSDK/MeshVTK/Text.h>
