@@ -13,6 +13,7 @@
 #include <vtkTetra.h>
 
 #include <algorithm>
+#include <span>
 
 namespace Bench {
 namespace {
@@ -70,7 +71,7 @@ InVtk const* FindInVtk(Analysis::QualityType metric) {
     return found == std::end(Vtk) ? nullptr : found;
 }
 
-double Sum(std::vector<double> const& values) {
+double Sum(std::span<double const> values) {
     double sum = 0.0;
     for (double const value : values)
         sum += value;

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <span>
 #include <utility>
 
 namespace KetSDK::MeshJobs {
@@ -70,7 +71,7 @@ MMVector<double, 3> CentreOf(MMeshElement const& element) {
 }
 
 std::vector<WorstElement> NameWorst(MMeshBase const& mesh, QualityMetric const& metric,
-                                    std::vector<double> const& values, std::size_t count) {
+                                    std::span<double const> values, std::size_t count) {
     std::vector<WorstElement> worst;
     for (std::uint32_t const i : Mesh::FindWorst(metric, values, count)) {
         MMeshElement const& element = *mesh.GetElement(i);
@@ -87,25 +88,25 @@ std::vector<WorstElement> NameWorst(MMeshBase const& mesh, QualityMetric const& 
 // Finds and marks the elements that fail.
 class Failures {
 public:
-    // `folds` is empty where no metric sees them.
+    // `folds` are the caller's, and empty where no metric sees them.
     Failures(MMeshBase const& mesh, unsigned char kinds, QualityOptions const& options,
-             std::vector<double> folds)
+             std::span<double const> folds)
         : m_mesh(mesh)
         , m_kinds(kinds)
         , m_options(options)
-        , m_folds(std::move(folds))
+        , m_folds(folds)
         , m_marks(static_cast<std::size_t>(mesh.NumberOfElements()), 0) {}
 
     bool HasThreshold() const { return m_options.bad.has_value() || m_options.limits.empty(); }
 
     // The number of elements that are bad by a metric with these values, of those that it measures.
-    std::uint64_t CountBad(QualityMetric const& metric, std::vector<double> const& values) {
+    std::uint64_t CountBad(QualityMetric const& metric, std::span<double const> values) {
         bool const is_fold = metric.type == MMeshQualityAnalysisOperator::Folded;
         Mesh::QualityThreshold const threshold = m_options.bad.value_or(Mesh::QualityThreshold());
         return Count({metric, metric.kinds, HasThreshold() || is_fold}, values,
                      [&](double v) { return metric.IsFault(v) || (!is_fold && threshold.IsBad(v)); });
     }
-    std::uint64_t CountFailing(Mesh::QualityLimit const& limit, std::vector<double> const& values) {
+    std::uint64_t CountFailing(Mesh::QualityLimit const& limit, std::span<double const> values) {
         return Count({*limit.metric, limit.kinds, true}, values,
                      [&limit](double v) { return !limit.Holds(v); });
     }
@@ -119,7 +120,7 @@ private:
         bool marks;          // what does not pass fails
     };
     template <typename Test>
-    std::uint64_t Count(Judged const& judged, std::vector<double> const& values, Test const& test) {
+    std::uint64_t Count(Judged const& judged, std::span<double const> values, Test const& test) {
         bool const sees_folds = Detail::SeesFolds(&judged.metric) && !m_folds.empty();
         auto const is_meant = [&](std::size_t i) {
             return (m_kinds & ~judged.kinds) == 0 ||
@@ -137,14 +138,14 @@ private:
     MMeshBase const& m_mesh;
     unsigned char m_kinds;
     QualityOptions const& m_options;
-    std::vector<double> m_folds;
+    std::span<double const> m_folds;
     std::vector<std::int32_t> m_marks;
 };
 
 MetricReport Report(MMeshBase const& mesh, QualityMetric const& metric,
                     MMeshQualityAnalysisOperator const& analysis, QualityOptions const& options,
                     Context const& context) {
-    std::vector<double> const& values = analysis.GetQualityHistogram()->GetValues();
+    std::span<double const> const values = analysis.GetQualityHistogram()->GetValues();
     MetricReport report{&metric, values.size(), {}, 0, {}, {}};
     Detail::WithThreads(context,
                         [&](bool parallel) { report.statistics = Mesh::Summarize(values, parallel); });
@@ -154,8 +155,9 @@ MetricReport Report(MMeshBase const& mesh, QualityMetric const& metric,
     return report;
 }
 
-MMeshArray AsArray(QualityMetric const& metric, std::vector<double> const& values) {
-    return {MeshVTK::FromUtf8(metric.name), MMeshArray::OnElements, 1, L"float64", values};
+MMeshArray AsArray(QualityMetric const& metric, std::span<double const> values) {
+    return {MeshVTK::FromUtf8(metric.name), MMeshArray::OnElements, 1, L"float64",
+            std::vector<double>(values.begin(), values.end())};
 }
 
 // The limits that hold for a kind of element that the model has, each once.
@@ -218,14 +220,14 @@ QualityResult Quality(Model const& model, QualityOptions const& options, Context
     bool const has_solids = (kinds & (Mesh::KindOf(6) | Mesh::KindOf(8))) != 0;
     result.solids = has_solids ? CountSolids(*model.mesh) : 0;
     Failures failures(*model.mesh, kinds, options,
-                      folds ? folds->GetQualityHistogram()->GetValues() : std::vector<double>());
+                      folds ? folds->GetQualityHistogram()->GetValues() : std::span<double const>());
     result.bad = options.bad.value_or(Mesh::QualityThreshold());
     result.has_threshold = failures.HasThreshold();
     for (Mesh::QualityLimit const& limit : limits)
         result.limits.push_back({limit});
     for (QualityMetric const* const metric : metrics) {
         auto const analysis = metric == &folded ? folds : measure(*metric);
-        std::vector<double> const& values = analysis->GetQualityHistogram()->GetValues();
+        std::span<double const> const values = analysis->GetQualityHistogram()->GetValues();
         result.metrics.push_back(Report(*model.mesh, *metric, *analysis, options, context));
         result.metrics.back().bad = failures.CountBad(*metric, values);
         for (LimitReport& limit : result.limits)

@@ -11,7 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <vector>
+#include <span>
 
 namespace KetSDK::MeshJobs {
 
@@ -21,7 +21,7 @@ RatioReport Measure(Model const& model, RepairOptions const& options, Context co
     MMeshQualityAnalysisOperator analysis;
     Detail::Measure(analysis, model, *Mesh::FindQualityMetric(MMeshQualityAnalysisOperator::JacobianRatio),
                     context);
-    std::vector<double> const& ratios = analysis.GetQualityHistogram()->GetValues();
+    std::span<double const> const ratios = analysis.GetQualityHistogram()->GetValues();
     auto const count = [&ratios](auto const& is_counted) {
         return static_cast<std::uint64_t>(std::ranges::count_if(ratios, is_counted));
     };

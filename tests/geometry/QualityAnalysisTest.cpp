@@ -242,6 +242,44 @@ TEST(QualityAnalysis, CancellingIsAskedForAfterEveryHundredElements) {
     }
 }
 
+TEST(QualityAnalysis, TheMaskHoldsZeroWhereNoElementIs) {
+    MMeshBase mesh;
+    TestMeshes::FillWithCubes(mesh, 36); // so large that memory is kept for the next who asks
+    auto& masks = *mesh.GetElementMasks();
+    auto const slots_without_element_are_zero = [&] {
+        {
+            MDataMask<MMeshElement, double> sevens(7.0), more_sevens(7.0);
+            sevens.Resize(masks.GetCapacity());
+            more_sevens.Resize(masks.GetCapacity());
+        }
+        Analysis analysis;
+        analysis.SetMesh(&mesh);
+        analysis.SetCurrentMetric(Analysis::Volume);
+        ASSERT_TRUE(analysis.Operate());
+        std::vector<bool> has_element(masks.GetCapacity());
+        for (MMeshElement const& e : mesh.Elements()) {
+            ASSERT_EQ(analysis.GetQualityMask()->GetValue(e), TetrahedronBase<double>(&e).Volume());
+            has_element[e.GetMaskIndex()] = true;
+        }
+        for (std::uint64_t i = 0; i < masks.GetCapacity(); ++i)
+            ASSERT_TRUE(has_element[i] || analysis.GetQualityMask()->GetValueAt(i) == 0.0) << i;
+    };
+    slots_without_element_are_zero();
+    MMeshElement& e = *mesh.GetElement(7);
+    std::uint64_t const first_index = e.GetMaskIndex();
+    masks.RegisterMaskObject(e);
+    {
+        SCOPED_TRACE("an index is in use, but its element has another one");
+        slots_without_element_are_zero();
+    }
+    std::uint64_t const second_index = e.GetMaskIndex();
+    e.SetMaskIndex(first_index);
+    masks.UnregisterMaskObject(e);
+    e.SetMaskIndex(second_index);
+    SCOPED_TRACE("an index between others is free");
+    slots_without_element_are_zero();
+}
+
 TEST(QualityAnalysis, RangeAndPartitionsFollowTheRulesOfTheMetric) {
     // Volumes of 36 and, mirrored, -36; edges of 6 and 6 sqrt(2); face angles of 45, 60 and 90 degrees.
     MMeshBase mesh;

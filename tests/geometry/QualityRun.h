@@ -42,7 +42,7 @@ inline Outcome RunAnalysis(MMeshBase& mesh, int metric, bool parallel, double ca
     Outcome outcome;
     outcome.finished = analysis.Operate();
     QualityHistogram<int, double> const& histogram = *analysis.GetQualityHistogram();
-    outcome.values = histogram.GetValues();
+    outcome.values.assign(histogram.GetValues().begin(), histogram.GetValues().end());
     for (unsigned int i = 0; outcome.finished && i < histogram.GetNbPartitions(); ++i)
         outcome.counts.push_back(histogram.GetPartitionCount(i));
     outcome.min_range = histogram.GetMinRange();

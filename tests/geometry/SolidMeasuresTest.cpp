@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <span>
 
 namespace {
 
@@ -53,7 +54,8 @@ Outcome MeasureAll(MMeshBase& mesh, Analysis::QualityType type) {
     analysis.SetParallel(true);
     EXPECT_TRUE(analysis.Operate());
     Outcome outcome{};
-    outcome.values = analysis.GetQualityHistogram()->GetValues();
+    std::span<double const> const values = analysis.GetQualityHistogram()->GetValues();
+    outcome.values.assign(values.begin(), values.end());
     return outcome;
 }
 

@@ -96,10 +96,11 @@ Numbers QualityOf(bool parallel) {
     analysis.SetCurrentMetric(MMeshQualityAnalysisOperator::MeanRatio);
     analysis.SetParallel(parallel);
     EXPECT_TRUE(analysis.Operate());
-    Numbers numbers = analysis.GetQualityHistogram()->GetValues();
+    std::span<double const> const values = analysis.GetQualityHistogram()->GetValues();
+    Numbers numbers(values.begin(), values.end());
     for (MMeshElement const& e : mesh.Elements())
         numbers.push_back(analysis.GetQualityMask()->GetValue(e));
-    auto const statistics = KetSDK::Mesh::Summarize(analysis.GetQualityHistogram()->GetValues(), parallel);
+    auto const statistics = KetSDK::Mesh::Summarize(values, parallel);
     numbers.insert(numbers.end(), statistics.percentiles.begin(), statistics.percentiles.end());
     return numbers;
 }

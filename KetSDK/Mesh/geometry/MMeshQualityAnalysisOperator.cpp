@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -369,6 +370,52 @@ void MeasureSolids(Block const& block, Metric::QualityType type, double* values)
         });
 }
 
+// The values of all elements while they are written, in the histogram and in the mask. In the end both have
+// those of the first elements, as many as were kept, and know nothing of the others.
+class Results {
+public:
+    Results(MMeshElementContainer const& elements, QualityHistogram<int, double>& histogram,
+            MDataMask<MMeshElement, double>& mask)
+        : m_elements(elements)
+        , m_histogram(histogram)
+        , m_mask(mask)
+        , m_values(histogram.AddRoom(RoomFor(elements.GetNumElements()))) {}
+    Results(Results const&) = delete;
+    Results& operator=(Results const&) = delete;
+    ~Results() {
+        m_histogram.DropLast(m_values.size() - static_cast<std::size_t>(m_kept));
+        ForEach(m_kept, m_elements.GetNumElements(),
+                [this](MMeshElement const& e, double) { m_mask.SetValue(e, m_mask.GetDefaultValue()); });
+    }
+
+    // Values for so many elements; an odd last one is measured as one of a pair.
+    static std::size_t RoomFor(std::uint64_t elements) noexcept {
+        return static_cast<std::size_t>((elements + 1) / 2 * 2);
+    }
+    // Where the values of element `first` and those behind it are.
+    double* From(std::uint64_t first) noexcept { return m_values.data() + first; }
+    // Gives elements first to last - 1 their values in the mask.
+    void PutIntoMask(std::uint64_t first, std::uint64_t last) {
+        ForEach(first, last, [this](MMeshElement const& e, double value) { m_mask.SetValue(e, value); });
+    }
+    // The first elements have values that stay.
+    void Keep(std::uint64_t elements) noexcept { m_kept = elements; }
+
+private:
+    template <typename Visit>
+    void ForEach(std::uint64_t first, std::uint64_t last, Visit const& visit) {
+        auto element = m_elements.begin() + static_cast<std::ptrdiff_t>(first);
+        for (std::uint64_t i = first; i < last; ++i, ++element)
+            visit(*element, m_values[static_cast<std::size_t>(i)]);
+    }
+
+    MMeshElementContainer const& m_elements;
+    QualityHistogram<int, double>& m_histogram;
+    MDataMask<MMeshElement, double>& m_mask;
+    std::span<double> m_values;
+    std::uint64_t m_kept = 0;
+};
+
 } // namespace
 
 MMeshQualityAnalysisOperator::MMeshQualityAnalysisOperator(MMeshQualityAnalysisOperator const& other)
@@ -404,10 +451,17 @@ void MMeshQualityAnalysisOperator::_DeleteMembers() noexcept {
     m_mask.reset();
 }
 
-void MMeshQualityAnalysisOperator::CreateMembers(MMeshBase& mesh) {
-    m_mask = std::make_unique<MDataMask<MMeshElement, double>>(0.0);
-    mesh.GetElementMasks()->RegisterMask(m_mask.get());
+void MMeshQualityAnalysisOperator::CreateMembers(MMeshBase& mesh, bool are_filled) {
     m_histogram = std::make_unique<QualityHistogram<int, double>>();
+    m_mask = std::make_unique<MDataMask<MMeshElement, double>>(0.0);
+    MMeshElementMaskContainer& masks = *mesh.GetElementMasks();
+    std::uint64_t const elements = mesh.Elements().GetNumElements();
+    if (are_filled)
+        m_histogram->Reserve(Results::RoomFor(elements)); // nothing after it runs out of memory
+    if (are_filled && masks.GetNumberOfObjects() == elements)
+        masks.AddMaskToFill(*m_mask);
+    else
+        masks.RegisterMask(m_mask.get());
 }
 
 bool MMeshQualityAnalysisOperator::Operate() {
@@ -417,13 +471,13 @@ bool MMeshQualityAnalysisOperator::Operate() {
         return false;
     KetSDK::Common::IncrementalProgressReporter reporter(m_progress, "Mesh analyzer",
                                                          mesh->Elements().GetNumElements() / StepSize, true);
-    CreateMembers(*mesh);
-    if (!KetSDK::Mesh::FindQualityMetric(m_metric) ||
-        (m_metric == JacobianDistortion && mesh->GetMeshType() != MMeshBase::Quadratic)) {
+    bool const is_measured = KetSDK::Mesh::FindQualityMetric(m_metric) &&
+                             (m_metric != JacobianDistortion || mesh->GetMeshType() == MMeshBase::Quadratic);
+    CreateMembers(*mesh, is_measured);
+    if (!is_measured) {
         reporter = reporter.GetMaxValue();
         return false;
     }
-    m_histogram->Reserve(mesh->Elements().GetNumElements());
     if (!Evaluate(*mesh, reporter))
         return false;
     SetHistogramRange();
@@ -434,22 +488,20 @@ bool MMeshQualityAnalysisOperator::Operate() {
 
 bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
                                             KetSDK::Common::IncrementalProgressReporter& reporter) {
-    using Values = std::array<double, StepSize>;
     Evaluator const evaluate = m_curved_volumes && IsVolume(m_metric) ? CurvedVolume : EvaluatorOf(m_metric);
+    Results results(mesh.Elements(), *m_histogram, *m_mask);
     bool const has_solids =
         m_every_kind && !Detail::AllElements(mesh.Elements(), GetParallel(), std::not_fn(IsSolid));
-    auto const compute = [&](std::uint64_t first, std::uint64_t last, Values& values) {
-        evaluate({mesh, first, last}, values.data());
+    auto const compute = [&](std::uint64_t first, std::uint64_t last, std::size_t) {
+        Block const block{mesh, first, last};
+        evaluate(block, results.From(first));
         if (has_solids)
-            MeasureSolids({mesh, first, last}, m_metric, values.data());
+            MeasureSolids(block, m_metric, results.From(first));
+        results.PutIntoMask(first, last);
     };
-    auto const commit = [&](std::uint64_t first, std::uint64_t last, Values const& values) {
-        std::size_t const size = static_cast<std::size_t>(last - first);
-        m_histogram->AddValues({values.data(), size});
-        auto element = std::as_const(mesh.Elements()).begin() + static_cast<std::ptrdiff_t>(first);
-        for (std::size_t i = 0; i < size; ++i, ++element)
-            m_mask->SetValue(*element, values[i]);
-        if (size < StepSize)
+    auto const commit = [&](std::uint64_t first, std::uint64_t last, std::size_t) {
+        results.Keep(last);
+        if (last - first < StepSize)
             return true;
         if (reporter.IsCancelled())
             return false;
@@ -461,7 +513,7 @@ bool MMeshQualityAnalysisOperator::Evaluate(MMeshBase& mesh,
                                            .parallel = GetParallel(),
                                            .grain = 16,
                                            .window = 160};
-    return KetSDK::Support::ComputeSteps<Values>(steps, compute, commit);
+    return KetSDK::Support::ComputeSteps(steps, compute, commit);
 }
 
 void MMeshQualityAnalysisOperator::SetHistogramRange() {
@@ -470,7 +522,7 @@ void MMeshQualityAnalysisOperator::SetHistogramRange() {
         m_histogram->SetMaxRange(std::min(m_max_bound, 1.0));
         break;
     case QualityMetric::Range::Largest:
-        m_histogram->SetMaxRange(std::min(m_histogram->GetMaxValue(), m_max_bound));
+        m_histogram->SetMaxRange(std::min(m_histogram->GetMaxValue(GetParallel()), m_max_bound));
         break;
     case QualityMetric::Range::Angle:
         m_histogram->SetMaxRange(std::min(m_max_bound, 180.0));

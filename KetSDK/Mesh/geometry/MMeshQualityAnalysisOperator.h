@@ -126,7 +126,7 @@ public:
 
 private:
     void _DeleteMembers() noexcept;
-    void CreateMembers(MMeshBase& mesh);
+    void CreateMembers(MMeshBase& mesh, bool are_filled);
     // False when the user cancelled.
     bool Evaluate(MMeshBase& mesh, KetSDK::Common::IncrementalProgressReporter& reporter);
     void SetHistogramRange();

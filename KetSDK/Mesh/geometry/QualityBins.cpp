@@ -65,7 +65,7 @@ QualityBins QualityBinning::GetBins(MMeshQualityAnalysisOperator const& analysis
     return BinFinite(histogram.GetValues(), GetRange(metric, statistics));
 }
 
-QualityBins QualityBinning::BinFinite(std::vector<double> const& values, Range range) const {
+QualityBins QualityBinning::BinFinite(std::span<double const> values, Range range) const {
     double count = CountBins(range);
     if (!(count <= MostBins))
         throw std::length_error("too many bins");

@@ -8,6 +8,7 @@
 #include <cfloat>
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace KetSDK::Mesh {
@@ -51,7 +52,7 @@ struct KETSDK_MESH_API QualityBinning {
                         QualityStatistics const& statistics) const;
 
 private:
-    QualityBins BinFinite(std::vector<double> const& values, Range range) const;
+    QualityBins BinFinite(std::span<double const> values, Range range) const;
 };
 
 } // namespace KetSDK::Mesh

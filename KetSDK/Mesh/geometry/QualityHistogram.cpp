@@ -104,8 +104,8 @@ ValueT QualityHistogram<CountT, ValueT>::GetMinValue() const {
 }
 
 template <typename CountT, typename ValueT>
-ValueT QualityHistogram<CountT, ValueT>::GetMaxValue() const {
-    return FindExtremes(m_values, false).largest;
+ValueT QualityHistogram<CountT, ValueT>::GetMaxValue(bool parallel) const {
+    return FindExtremes(m_values, parallel).largest;
 }
 
 template <typename CountT, typename ValueT>

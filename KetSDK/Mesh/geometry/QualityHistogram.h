@@ -3,6 +3,7 @@
 
 #include <KetSDK/Common/Shared/MLong.h>
 #include <KetSDK/Mesh/MMeshExport.h>
+#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <cmath>
 #include <cstddef>
@@ -32,10 +33,18 @@ public:
     void AddValues(std::span<ValueT const> values) {
         m_values.insert(m_values.end(), values.begin(), values.end());
     }
+    // Adds so many values for the caller to set, on any thread; until then they hold anything. They stay
+    // where they are until the next value is added.
+    std::span<ValueT> AddRoom(std::size_t count) {
+        m_values.resize(m_values.size() + count);
+        return std::span(m_values).last(count);
+    }
+    // Drops the values added last, so many.
+    void DropLast(std::size_t count) { m_values.resize(m_values.size() - count); }
     // Makes room for so many values in all.
     void Reserve(std::size_t count) { m_values.reserve(count); }
     // All values, in the order in which they came.
-    std::vector<ValueT> const& GetValues() const noexcept { return m_values; }
+    std::span<ValueT const> GetValues() const noexcept { return m_values; }
 
     // Puts every kept value into its bin, after setting the range to that of the values when it is
     // [0, 0]. Counts are not reset first: a second call counts every value again, unless
@@ -75,7 +84,9 @@ public:
     // The smallest and the largest kept value, the first of equal ones; 0 when there is none. NaN counts
     // only as the first value, and then wins.
     ValueT GetMinValue() const;
-    ValueT GetMaxValue() const;
+    ValueT GetMaxValue() const { return GetMaxValue(false); }
+    // The same, on several threads where asked for.
+    ValueT GetMaxValue(bool parallel) const;
 
     CountT GetPartitionCount(unsigned int i) const noexcept { return m_counts[i]; }
     void SetPartitionCount(unsigned int i, CountT count) noexcept { m_counts[i] = count; }
@@ -112,7 +123,7 @@ private:
     ValueT m_min_range = 0.0;
     ValueT m_max_range = 0.0;
     std::vector<CountT> m_counts = std::vector<CountT>(10); // one per partition
-    std::vector<ValueT> m_values;
+    std::vector<ValueT, KetSDK::Support::MUninitializedAllocator<ValueT>> m_values;
     std::string m_title;
 };
 

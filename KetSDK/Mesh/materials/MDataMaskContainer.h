@@ -103,9 +103,18 @@ public:
     // Copies the values of `from` to `to` in every mask whose copy flag is set.
     void CopyMaskInfo(T const& from, T const& to);
 
-    // Adds a mask for objects of type T and sizes it. False for null, for a mask of another kind of
-    // object and for one that is registered already.
+    // Adds a mask for objects of type T and sizes it; every value is its default. False for null, for a mask
+    // of another kind of object and for one that is registered already.
     bool AddMask(IDataMask* mask);
+    // The same for a new mask of numbers whose caller gives every object its value next, on any thread: until
+    // then the values of objects are anything.
+    template <typename V>
+    void AddMaskToFill(MDataMask<T, V>& mask) {
+        mask.ResizeUnfilled(m_capacity, m_capacity);
+        for (std::uint64_t i = 0; i < m_free_count; ++i)
+            mask.ResetValueAt(m_free[i]);
+        AddSizedMask(&mask);
+    }
     // The same, for a user mask that stays the caller's; with a name it can be found again, and a name
     // that is taken passes to the new mask.
     bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
@@ -119,6 +128,8 @@ public:
     // The registered masks in order of registration.
     std::vector<MDataMaskBase<T>*> const& Masks() const noexcept { return m_masks; }
 
+    // How many indices are in use.
+    std::uint64_t GetNumberOfObjects() const noexcept { return m_capacity - m_free_count; }
     // Number of slots that every mask has.
     std::uint64_t GetCapacity() const noexcept { return m_capacity; }
     // The object that uses an index; null for a free index and while no object table is kept.

@@ -27,7 +27,8 @@ void Measure(MMeshQualityAnalysisOperator& analysis, Model const& model, Mesh::Q
 std::vector<double> MeasureFolds(Model const& model, Context const& context) {
     MMeshQualityAnalysisOperator analysis;
     Measure(analysis, model, *Mesh::FindQualityMetric(MMeshQualityAnalysisOperator::Folded), context);
-    return analysis.GetQualityHistogram()->GetValues();
+    std::span<double const> const folds = analysis.GetQualityHistogram()->GetValues();
+    return {folds.begin(), folds.end()};
 }
 
 } // namespace KetSDK::MeshJobs::Detail
