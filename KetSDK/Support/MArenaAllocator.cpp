@@ -15,6 +15,8 @@ namespace {
 constexpr std::size_t LargePage = std::size_t{2} << 20;
 constexpr std::size_t LargestChunk = std::size_t{64} << 20;
 constexpr std::size_t SmallestInLargePages = LargePage;
+// From here on the system may be asked for pages, and given them back, each time.
+constexpr std::size_t SmallestKept = std::size_t{64} << 10;
 
 constexpr std::size_t RoundUp(std::size_t bytes, std::size_t unit) noexcept {
     return (bytes + unit - 1) / unit * unit;
@@ -33,6 +35,17 @@ void FreePages(void* memory) noexcept {
     ::operator delete(memory, std::align_val_t(LargePage));
 }
 
+// Pieces of some small pages.
+constexpr std::size_t SmallPage = 4096;
+
+void* NewSmallPages(std::size_t size) {
+    return ::operator new(size, std::align_val_t(SmallPage));
+}
+
+void FreeSmallPages(void* memory) noexcept {
+    ::operator delete(memory, std::align_val_t(SmallPage));
+}
+
 // The address sanitizer would not see that a freed piece is used, if it were kept.
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -46,10 +59,17 @@ constexpr std::size_t MostKept = 0;
 #else
 constexpr std::size_t MostKept = std::size_t{256} << 20;
 #endif
+constexpr std::size_t MostKeptInSmallPages = MostKept / 16;
 
 // Pieces of memory that nobody uses, the latest last.
 class KeptPieces {
 public:
+    using FreePiece = void (*)(void* memory) noexcept;
+
+    KeptPieces(std::size_t most, FreePiece free)
+        : m_most(most)
+        , m_free(free) {}
+
     // Of exactly this size; null when there is none.
     void* Take(std::size_t size) noexcept {
         std::lock_guard const lock(m_mutex);
@@ -61,18 +81,18 @@ public:
 
     // Lets the oldest ones go where there is no room.
     void Keep(void* memory, std::size_t size) noexcept {
-        if (size > MostKept)
-            return FreePages(memory);
-        FreedAfterwards freed;
+        if (size > m_most)
+            return m_free(memory);
+        FreedAfterwards freed(m_free);
         std::lock_guard const lock(m_mutex);
-        while (m_count == std::size(m_pieces) || m_bytes + size > MostKept)
+        while (m_count == std::size(m_pieces) || m_bytes + size > m_most)
             freed.Add(Remove(0));
         m_pieces[m_count++] = {memory, size};
         m_bytes += size;
     }
 
     void Release() noexcept {
-        FreedAfterwards freed;
+        FreedAfterwards freed(m_free);
         std::lock_guard const lock(m_mutex);
         while (m_count > 0)
             freed.Add(Remove(m_count - 1));
@@ -88,16 +108,18 @@ private:
     // Pieces that go back to the system when nobody holds the lock any more: that takes a while.
     class FreedAfterwards {
     public:
-        FreedAfterwards() = default;
+        explicit FreedAfterwards(FreePiece free)
+            : m_free(free) {}
         FreedAfterwards(FreedAfterwards const&) = delete;
         FreedAfterwards& operator=(FreedAfterwards const&) = delete;
         ~FreedAfterwards() {
             for (std::size_t i = 0; i < m_count; ++i)
-                FreePages(m_memory[i]);
+                m_free(m_memory[i]);
         }
         void Add(void* memory) noexcept { m_memory[m_count++] = memory; }
 
     private:
+        FreePiece m_free;
         void* m_memory[MostPieces];
         std::size_t m_count = 0;
     };
@@ -110,6 +132,8 @@ private:
         return piece.memory;
     }
 
+    std::size_t m_most; // bytes
+    FreePiece m_free;
     std::mutex m_mutex;
     Piece m_pieces[MostPieces];
     std::size_t m_count = 0;
@@ -117,33 +141,48 @@ private:
 };
 
 // Never destroyed: static objects may free memory at the end of the process.
-KeptPieces& Kept() noexcept {
+template <std::size_t Most, KeptPieces::FreePiece Free>
+KeptPieces& KeptOnes() noexcept {
     alignas(KeptPieces) static std::byte storage[sizeof(KeptPieces)];
-    static KeptPieces* const pieces = new (storage) KeptPieces;
+    static KeptPieces* const pieces = new (storage) KeptPieces(Most, Free);
     return *pieces;
+}
+KeptPieces& Kept() noexcept {
+    return KeptOnes<MostKept, FreePages>();
+}
+KeptPieces& KeptInSmallPages() noexcept {
+    return KeptOnes<MostKeptInSmallPages, FreeSmallPages>();
+}
+
+// A piece that is kept, or else a new one.
+template <void* (*New)(std::size_t size)>
+void* TakeOrMake(KeptPieces& kept, std::size_t size) {
+    if (void* const piece = kept.Take(size))
+        return piece;
+    try {
+        return New(size);
+    } catch (std::bad_alloc const&) {
+        ReleaseKeptMemory();
+        return New(size);
+    }
 }
 
 } // namespace
 
 void* AllocateInLargePages(std::size_t bytes, std::size_t alignment) {
-    if (bytes < SmallestInLargePages)
-        return alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__
-                   ? ::operator new(bytes, std::align_val_t(alignment))
-                   : ::operator new(bytes);
-    std::size_t const size = RoundUp(bytes, LargePage);
-    if (void* const kept = Kept().Take(size))
-        return kept;
-    try {
-        return NewPages(size);
-    } catch (std::bad_alloc const&) {
-        ReleaseKeptMemory();
-        return NewPages(size);
-    }
+    if (bytes >= SmallestInLargePages)
+        return TakeOrMake<NewPages>(Kept(), RoundUp(bytes, LargePage));
+    if (bytes >= SmallestKept)
+        return TakeOrMake<NewSmallPages>(KeptInSmallPages(), RoundUp(bytes, SmallPage));
+    return alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__ ? ::operator new(bytes, std::align_val_t(alignment))
+                                                        : ::operator new(bytes);
 }
 
 void FreeInLargePages(void* memory, std::size_t bytes, std::size_t alignment) noexcept {
     if (bytes >= SmallestInLargePages)
         Kept().Keep(memory, RoundUp(bytes, LargePage));
+    else if (bytes >= SmallestKept)
+        KeptInSmallPages().Keep(memory, RoundUp(bytes, SmallPage));
     else if (alignment > __STDCPP_DEFAULT_NEW_ALIGNMENT__)
         ::operator delete(memory, std::align_val_t(alignment));
     else
@@ -152,6 +191,7 @@ void FreeInLargePages(void* memory, std::size_t bytes, std::size_t alignment) no
 
 void ReleaseKeptMemory() noexcept {
     Kept().Release();
+    KeptInSmallPages().Release();
 }
 
 MArena::~MArena() {

@@ -66,8 +66,8 @@ private:
 // Small pieces have the alignment that is asked for.
 KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes,
                                               std::size_t alignment = alignof(std::max_align_t));
-// What is freed is kept for the next who asks for as much, since new pages take the system longer than most
-// work takes that is done in them. The process keeps 256 MiB at most.
+// Freed pieces of 64 KiB or more are kept for the next who asks for as much. New pages take the system longer
+// than most work takes that is done in them. The process keeps 272 MiB at most.
 KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes,
                                          std::size_t alignment = alignof(std::max_align_t)) noexcept;
 // Gives back what is kept.

@@ -32,7 +32,8 @@ TEST(LargePages, PiecesInUseNeverOverlap) {
     auto const work = [](unsigned char value, bool& intact) {
         std::vector<std::pair<void*, std::size_t>> pieces;
         for (unsigned int round = 0; round < 200; ++round) {
-            std::size_t const bytes = (2 + (round * value) % 3) * Megabyte + round % 7;
+            std::size_t const unit = round % 2 == 0 ? Megabyte : Megabyte / 16;
+            std::size_t const bytes = (2 + (round * value) % 3) * unit + round % 7;
             pieces.emplace_back(AllocateInLargePages(bytes), bytes);
             std::memset(pieces.back().first, value, bytes);
             if (pieces.size() < 4)

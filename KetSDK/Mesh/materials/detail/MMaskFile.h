@@ -71,19 +71,36 @@ void ForEachRun(MDataMask<T, V> const& mask, MaskOrder const& order, Visit&& vis
     }
 }
 
-// Fills the values of all objects in runs of up to 1024: fill(first, values) stores those of the objects
+// The values of objects `first` to `count` - 1 of a plain order, as far as they lie one behind the other in
+// memory; `first` is the first one of a page.
+template <typename T, typename V>
+std::span<V> PagesFrom(MDataMask<T, V>& mask, std::uint64_t first, std::uint64_t count) {
+    constexpr std::uint64_t run = MPagedArray<V>::PageSize;
+    constexpr std::uint64_t most = 64 * run;
+    V* const page = mask.GetPage(static_cast<std::size_t>(first / run));
+    std::uint64_t size = run;
+    while (size < std::min(most, count - first) &&
+           mask.GetPage(static_cast<std::size_t>((first + size) / run)) == page + size)
+        size += run;
+    return {page, static_cast<std::size_t>(std::min(size, count - first))};
+}
+
+// Fills the values of all objects in runs of up to 65536: fill(first, values) stores those of the objects
 // from `first` on.
 template <typename T, typename V, typename Fill>
 void FillRuns(MDataMask<T, V>& mask, MaskOrder const& order, Fill&& fill) {
     constexpr std::uint64_t run = MPagedArray<V>::PageSize;
-    bool const plain = order.IsPlain() && mask.GetSize() >= order.GetCount();
-    std::vector<V> values(plain ? 0 : static_cast<std::size_t>(run));
-    for (std::uint64_t first = 0; first < order.GetCount(); first += run) {
-        auto const size = static_cast<std::size_t>(std::min(run, order.GetCount() - first));
-        if (plain) {
-            fill(first, std::span<V>(mask.GetPage(static_cast<std::size_t>(first / run)), size));
-            continue;
+    std::uint64_t const count = order.GetCount();
+    std::uint64_t first = 0;
+    if (order.IsPlain() && mask.GetSize() >= count)
+        while (first < count) {
+            std::span<V> const values = PagesFrom(mask, first, count);
+            fill(first, values);
+            first += values.size();
         }
+    std::vector<V> values(static_cast<std::size_t>(std::min(run, count - first)));
+    for (; first < count; first += run) {
+        auto const size = static_cast<std::size_t>(std::min(run, count - first));
         fill(first, std::span<V>(values.data(), size));
         for (std::size_t i = 0; i < size; ++i)
             mask.SetValueAt(order[first + i], std::move(values[i]));
