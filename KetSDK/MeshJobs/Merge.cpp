@@ -104,6 +104,8 @@ void FillGreyValues(Model const& first, Model const& second, bool in_first, std:
 } // namespace
 
 MergeResult Merge(Model& first, Model const& second, Context const& context) {
+    if (first.mesh == second.mesh)
+        throw Error("a mesh cannot be merged with itself; a copy of it can");
     if (std::string const why_not = Detail::WhyTooMany(
             first.mesh->Elements().GetNumElements() + second.mesh->Elements().GetNumElements(), "elements");
         !why_not.empty())

@@ -10,6 +10,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _core
+from ._arrays import unmasked
 
 
 class Image:
@@ -34,7 +35,7 @@ class Image:
         matrix = np.asarray(affine, dtype=np.float64)
         if matrix.shape not in ((4, 4), (3, 4)) or (matrix.shape == (4, 4) and (matrix[3] != (0, 0, 0, 1)).any()):
             raise ValueError("the affine matrix must have the shape (4, 4) with the last row 0, 0, 0, 1, or (3, 4)")
-        voxels = np.asarray(array)
+        voxels = np.asarray(unmasked(array, "the array"))
         if voxels.dtype == np.bool_:
             voxels = voxels.view(np.uint8)
         if not voxels.dtype.isnative:

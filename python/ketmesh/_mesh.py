@@ -13,6 +13,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _core, _exchange
+from ._arrays import unmasked
 from ._case import Case, Result, as_case
 from ._image import Image, as_image
 from ._page import Page
@@ -48,7 +49,8 @@ class Mesh:
     Attributes:
         report: what the job that made the mesh has to say; None for others.
 
-    Raises `ValueError` or `TypeError` for arrays of another shape or type, `MeshError` for numbers that make no mesh.
+    Raises `ValueError` or `TypeError` for arrays of another shape or type or with masked values, `MeshError` for numbers
+    that make no mesh.
 
     >>> mesh = ketmesh.Mesh([[0, 0, 0], [1, 0, 0], [0, 1, 0], [0, 0, 1]], {"tet4": [[0, 1, 2, 3]]})
     >>> round(mesh.volume, 12)
@@ -74,9 +76,15 @@ class Mesh:
         for kind in cells:
             if kind not in NODES:
                 raise ValueError(f"there are no elements of kind {kind!r}; the kinds are {', '.join(NODES)}")
-        blocks = [(NODES[kind], np.asarray(indices)) for kind, indices in cells.items()]
+        blocks = [
+            (NODES[kind], np.asarray(unmasked(indices, f"the array of cells {kind!r}"))) for kind, indices in cells.items()
+        ]
+        values = [
+            {name: unmasked(array, f"the array {name!r}") for name, array in (data or {}).items()}
+            for data in (cell_data, point_data)
+        ]
         self._core = _core.make(
-            np.asarray(points), blocks, dict(cell_data or {}), dict(point_data or {}), list(subvolume_names), labels,
+            np.asarray(unmasked(points, "the array of points")), blocks, *values, list(subvolume_names), labels,
             unit, frame, allow_merged, allow_out_of_range,
         )  # fmt: skip
         self.report = None
@@ -349,6 +357,8 @@ class Mesh:
         >>> mesh.merge(ketmesh.read("head_small_tet4.vtu")).joined_nodes
         9282
         """
+        if not isinstance(other, Mesh):
+            raise TypeError(f"a mesh takes in a ketmesh.Mesh, not {type(other).__name__!r}")
         return _core.merge(self._core, other._core)
 
     def layers(self, count: int = 1) -> _core.Layers:

@@ -12,6 +12,7 @@ import numpy as np
 from numpy.typing import ArrayLike, NDArray
 
 from . import _core
+from ._arrays import unmasked
 from ._kept import ReadOnlyArrays
 
 # What a surface takes from the library when it is asked for.
@@ -63,7 +64,11 @@ class Surface(ReadOnlyArrays):
     def __init__(
         self, points: ArrayLike, triangles: ArrayLike, name: str = "", unit: str = "mm", frame: str | None = None
     ) -> None:
-        self._take(_core.make_surface(np.asarray(points), np.asarray(triangles), name, unit, frame))
+        arrays = [
+            np.asarray(unmasked(array, f"the array of {what}"))
+            for array, what in ((points, "points"), (triangles, "triangles"))
+        ]
+        self._take(_core.make_surface(*arrays, name, unit, frame))
 
     def _take(self, core: _core.SurfaceModel, report: Any = None) -> None:
         self._made = core

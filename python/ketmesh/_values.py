@@ -9,6 +9,7 @@ from typing import Any
 from numpy.typing import ArrayLike, NDArray
 
 from . import _core
+from ._arrays import unmasked
 
 
 class Values(MutableMapping[str, "NDArray[Any]"]):
@@ -27,7 +28,7 @@ class Values(MutableMapping[str, "NDArray[Any]"]):
         return _core.array(self._model, self._place, name)
 
     def __setitem__(self, name: str, values: ArrayLike) -> None:
-        _core.set_array(self._model, self._place, name, values)
+        _core.set_array(self._model, self._place, name, unmasked(values, f"the array {name!r}"))
 
     def __delitem__(self, name: str) -> None:
         if not _core.remove_array(self._model, self._place, name):

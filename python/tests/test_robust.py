@@ -30,7 +30,13 @@ def test_errors_are_the_programs_line(tmp_path):
 
 
 mesh = ketmesh.examples.bar()
+MASKED = np.ma.masked_equal(np.arange(5), 3)
 REFUSED = {
+    "masked values of elements": (lambda: mesh.cell_data.update(x=MASKED), ValueError, "'x' has masked values"),
+    "masked voxels": (lambda: ketmesh.Image(MASKED.reshape(1, 1, 5), np.eye(4)), ValueError, "masked"),
+    "a masked corner": (lambda: ketmesh.Mesh(UNIT_TET, {"tet4": MASKED[None, :4]}), ValueError, "'tet4' has masked"),
+    "no mesh to merge with": (lambda: mesh.merge(None), TypeError, "not 'NoneType'"),
+    "a mesh merged with itself": (lambda: mesh.merge(mesh), ketmesh.MeshError, "with itself; a copy"),
     "a unit that there is not": (lambda: ketmesh.read(LINEAR, unit="inch"), ketmesh.MeshError, "unit"),
     "a frame that there is not": (lambda: ketmesh.read(LINEAR, frame="LAS"), ketmesh.MeshError, "LPS, RAS"),
     "a metric's name with a slip": (lambda: mesh.quality("ScaledJacobean"), ketmesh.MeshError, "ScaledJacobian"),
