@@ -23,8 +23,8 @@ class Image:
         frame: of x and y, "RAS" or "LPS"; None for one that is not known. NIfTI's affine matrices are in RAS.
         unit: "m", "mm" or "um".
 
-    Raises `ValueError` or `TypeError` for arrays of another shape or type, `MeshError` for an affine matrix that
-    places no image.
+    Raises `ValueError` or `TypeError` for arrays of another shape or type or with masked values, `MeshError` for an
+    affine matrix that places no image.
 
     >>> import numpy as np
     >>> ketmesh.Image(np.zeros((4, 5, 6), np.int16), np.diag([0.5, 0.5, 1, 1]), "RAS")

@@ -29,8 +29,8 @@ class Surface(ReadOnlyArrays):
         unit: of the points, "m", "mm" or "um".
         frame: of the points, "RAS" or "LPS"; None for one that is not known.
 
-    Raises `ValueError` or `TypeError` for arrays of another shape or type, `MeshError` for numbers that make no
-    surface.
+    Raises `ValueError` or `TypeError` for arrays of another shape or type or with masked values, `MeshError` for
+    numbers that make no surface.
 
     Attributes:
         name: as the sub-volumes that it bounds give it.
@@ -64,11 +64,9 @@ class Surface(ReadOnlyArrays):
     def __init__(
         self, points: ArrayLike, triangles: ArrayLike, name: str = "", unit: str = "mm", frame: str | None = None
     ) -> None:
-        arrays = [
-            np.asarray(unmasked(array, f"the array of {what}"))
-            for array, what in ((points, "points"), (triangles, "triangles"))
-        ]
-        self._take(_core.make_surface(*arrays, name, unit, frame))
+        corners = np.asarray(unmasked(points, "the array of points"))
+        indices = np.asarray(unmasked(triangles, "the array of triangles"))
+        self._take(_core.make_surface(corners, indices, name, unit, frame))
 
     def _take(self, core: _core.SurfaceModel, report: Any = None) -> None:
         self._made = core

@@ -15,7 +15,7 @@ from ._arrays import unmasked
 class Values(MutableMapping[str, "NDArray[Any]"]):
     """Arrays by name, one row for each element or node.
 
-    What is read is a read-only copy; what is set is copied into the mesh. Arrays that the mesh makes of what it
+    What is read is a read-only copy; what is set is copied into the mesh, unless values are masked (`ValueError`). Arrays that the mesh makes of what it
     holds (`subvolume`, `material`, `density`, ...) cannot be set; `grey` of the elements can. Copies and pickles are
     dictionaries of the arrays.
     """

@@ -34,6 +34,7 @@ MASKED = np.ma.masked_equal(np.arange(5), 3)
 REFUSED = {
     "masked values of elements": (lambda: mesh.cell_data.update(x=MASKED), ValueError, "'x' has masked values"),
     "masked voxels": (lambda: ketmesh.Image(MASKED.reshape(1, 1, 5), np.eye(4)), ValueError, "masked"),
+    "a masked point": (lambda: ketmesh.Surface(np.ma.masked_equal(UNIT_TET, 1), [[0, 1, 2]]), ValueError, "of points has"),
     "a masked corner": (lambda: ketmesh.Mesh(UNIT_TET, {"tet4": MASKED[None, :4]}), ValueError, "'tet4' has masked"),
     "no mesh to merge with": (lambda: mesh.merge(None), TypeError, "not 'NoneType'"),
     "a mesh merged with itself": (lambda: mesh.merge(mesh), ketmesh.MeshError, "with itself; a copy"),

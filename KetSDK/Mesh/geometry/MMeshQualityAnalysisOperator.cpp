@@ -384,8 +384,8 @@ public:
     Results& operator=(Results const&) = delete;
     ~Results() {
         m_histogram.DropLast(m_values.size() - static_cast<std::size_t>(m_kept));
-        ForEach(m_kept, m_elements.GetNumElements(),
-                [this](MMeshElement const& e, double) { m_mask.SetValue(e, m_mask.GetDefaultValue()); });
+        for (std::uint64_t i = m_kept; i < m_elements.GetNumElements(); ++i)
+            m_mask.SetValue(*m_elements.GetElementPtrAt(i), m_mask.GetDefaultValue());
     }
 
     // Values for so many elements; an odd last one is measured as one of a pair.
@@ -396,19 +396,14 @@ public:
     double* From(std::uint64_t first) noexcept { return m_values.data() + first; }
     // Gives elements first to last - 1 their values in the mask.
     void PutIntoMask(std::uint64_t first, std::uint64_t last) {
-        ForEach(first, last, [this](MMeshElement const& e, double value) { m_mask.SetValue(e, value); });
+        auto element = m_elements.begin() + static_cast<std::ptrdiff_t>(first);
+        for (std::uint64_t i = first; i < last; ++i, ++element)
+            m_mask.SetValue(*element, m_values[static_cast<std::size_t>(i)]);
     }
     // The first elements have values that stay.
     void Keep(std::uint64_t elements) noexcept { m_kept = elements; }
 
 private:
-    template <typename Visit>
-    void ForEach(std::uint64_t first, std::uint64_t last, Visit const& visit) {
-        auto element = m_elements.begin() + static_cast<std::ptrdiff_t>(first);
-        for (std::uint64_t i = first; i < last; ++i, ++element)
-            visit(*element, m_values[static_cast<std::size_t>(i)]);
-    }
-
     MMeshElementContainer const& m_elements;
     QualityHistogram<int, double>& m_histogram;
     MDataMask<MMeshElement, double>& m_mask;

@@ -115,7 +115,7 @@ public:
             mask.ResetValueAt(m_free[i]);
         AddSizedMask(&mask);
     }
-    // The same, for a user mask that stays the caller's; with a name it can be found again, and a name
+    // As AddMask, for a user mask that stays the caller's; with a name it can be found again, and a name
     // that is taken passes to the new mask.
     bool RegisterMask(IDataMask* mask) { return AddMask(mask); }
     bool RegisterMask(IDataMask* mask, std::string const& name);
