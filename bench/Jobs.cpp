@@ -107,7 +107,7 @@ void AddMemory(Recipe const& recipe, std::string const& what, std::string const&
         Case& c = UseCase(recipe);
         double total = 0.0;
         for ([[maybe_unused]] auto step : state) {
-            PrepareFor(c, way);
+            PrepareFor(c, what, way);
             total = bytes(c);
         }
         auto const elements = static_cast<double>(SizeOf(c));

@@ -47,10 +47,10 @@ void Keep(std::string const& mesh, std::string const& job, std::string const& wa
 void RegisterRounds(unsigned int rounds);
 
 // Before a way is measured on what it works on.
-inline void PrepareFor(Case& c, std::string const& way) {
-    c.PrepareFor(way == Ours);
+inline void PrepareFor(Case& c, std::string const& job, std::string const& way) {
+    c.PrepareFor(job, way == Ours);
 }
-inline void PrepareFor(std::vector<double> const&, std::string const&) {}
+inline void PrepareFor(std::vector<double> const&, std::string const&, std::string const&) {}
 
 // Number of things that a time is divided by.
 inline std::size_t SizeOf(Case const& c) {
@@ -71,7 +71,7 @@ void AddWayOn(std::string const& mesh, Subject subject, std::string const& job, 
         SetParallel(parallel);
         auto const seconds = parallel ? ClockSeconds : ProcessorSeconds;
         for ([[maybe_unused]] auto step : state) {
-            PrepareFor(c, way);
+            PrepareFor(c, job, way);
             prepare(c);
             double const begin = seconds();
             auto result = work(c);

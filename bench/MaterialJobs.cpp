@@ -81,7 +81,7 @@ Scene& UseScene(Case& c) {
         double box[6];
         c.Grid()->GetBounds(box);
         scene = {c.name, MakeImage(box), MakeCentroids(*c.Grid())};
-        c.PrepareFor(true);
+        c.MakeFor(true);
     }
     return scene;
 }

@@ -46,6 +46,9 @@ constexpr int CellTetrahedra[6][4] = {{0, 1, 3, 7}, {0, 3, 2, 7}, {0, 2, 6, 7},
 
 constexpr int CellHexahedron[8] = {0, 1, 3, 2, 4, 5, 7, 6};
 
+// Room for what the conversion of 5*10^7 elements to ten nodes frees.
+constexpr std::size_t MostKeptOfLarge = std::size_t{15} << 30;
+
 int LabelAt(double x, double y, double z) {
     if (x * x + y * y + z * z < 0.1)
         return 3;
@@ -361,6 +364,7 @@ vtkSmartPointer<vtkUnstructuredGrid> MakeGrid(Elements const& elements) {
 Case::Case(Recipe const& recipe)
     : name(recipe.name)
     , elements(Make(recipe))
+    , m_large(recipe.large)
     , m_frugal(recipe.frugal) {
     for (std::size_t k = 0; k < 3; ++k) {
         auto const [low, high] =
@@ -393,18 +397,24 @@ void Case::ForgetNeighbors() {
     m_grid = fresh;
 }
 
-void Case::PrepareFor(bool ours) {
-    if (m_frugal) {
-        if (ours)
-            m_grid = nullptr;
-        else
-            m_mesh.reset();
+void Case::PrepareFor(std::string const& job, bool ours) {
+    if (m_frugal || (m_large && (job != m_job || !ours))) {
         KetSDK::Support::ReleaseKeptMemory();
         malloc_trim(0);
     }
-    if (ours || !m_frugal)
+    m_job = job;
+    MakeFor(ours);
+}
+
+void Case::MakeFor(bool ours) {
+    bool const one_at_a_time = m_large || m_frugal;
+    if (one_at_a_time && ours)
+        m_grid = nullptr;
+    if (one_at_a_time && !ours)
+        m_mesh.reset();
+    if (ours || !one_at_a_time)
         Mesh();
-    if (!ours || !m_frugal)
+    if (!ours || !one_at_a_time)
         Grid();
 }
 
@@ -412,6 +422,8 @@ Case& UseCase(Recipe const& recipe) {
     static Case current;
     if (current.name != recipe.name) {
         current = Case();
+        if (recipe.large)
+            KetSDK::Support::SetMostKeptMemory(MostKeptOfLarge);
         current = Case(recipe);
     }
     return current;

@@ -69,7 +69,10 @@ struct Recipe {
     bool shuffled = false;
     bool curved = false;
     bool hexahedra = false;
-    // Memory holds our mesh or VTK's grid only, whichever is measured, and nothing that waits.
+    // Memory holds our mesh or VTK's grid only, whichever is measured, and what the last round of a job has
+    // freed.
+    bool large = false;
+    // The same, but nothing waits for the next round.
     bool frugal = false;
 
     bool IsOfLinearTetrahedra() const noexcept { return !curved && !hexahedra; }
@@ -91,12 +94,16 @@ public:
     void ForgetMesh() noexcept { m_mesh.reset(); }
     // Drops what mesh and grid know of their neighbours.
     void ForgetNeighbors();
-    // Before our way of a job is measured, or VTK's: makes what it needs and, if memory is short, lets go of
-    // what the other does.
-    void PrepareFor(bool ours);
+    // Before our way of a job is measured, or VTK's: gives back memory that waits, if memory is short and the
+    // job another than the last, and makes what it needs.
+    void PrepareFor(std::string const& job, bool ours);
+    // Our mesh or VTK's grid; if memory is short, the other is let go of.
+    void MakeFor(bool ours);
 
 private:
+    bool m_large = false;
     bool m_frugal = false;
+    std::string m_job; // that was prepared for last
     std::unique_ptr<MMeshBase> m_mesh;
     vtkSmartPointer<vtkUnstructuredGrid> m_grid;
 };

@@ -35,8 +35,8 @@ std::string NameOfFile(std::string const& path) {
 
 std::vector<Bench::Recipe> Recipes(std::vector<std::string> const& files, bool large) {
     if (large) // minutes, and gigabytes, each
-        return {{.name = "cube_1e7", .cube = 119, .frugal = true},
-                {.name = "cube_5e7", .cube = 203, .frugal = true}};
+        return {{.name = "cube_1e7", .cube = 119, .large = true},
+                {.name = "cube_5e7", .cube = 203, .large = true}};
     if (!files.empty()) {
         std::vector<Bench::Recipe> recipes;
         for (std::string const& file : files) {

@@ -81,10 +81,10 @@ public:
 
     // Lets the oldest ones go where there is no room.
     void Keep(void* memory, std::size_t size) noexcept {
-        if (size > m_most)
-            return m_free(memory);
         FreedAfterwards freed(m_free);
         std::lock_guard const lock(m_mutex);
+        if (size > m_most)
+            return freed.Add(memory);
         while (m_count == std::size(m_pieces) || m_bytes + size > m_most)
             freed.Add(Remove(0));
         m_pieces[m_count++] = {memory, size};
@@ -98,12 +98,21 @@ public:
             freed.Add(Remove(m_count - 1));
     }
 
+    // Lets the oldest ones go that are too much then.
+    void SetMost(std::size_t most) noexcept {
+        FreedAfterwards freed(m_free);
+        std::lock_guard const lock(m_mutex);
+        m_most = most;
+        while (m_bytes > m_most)
+            freed.Add(Remove(0));
+    }
+
 private:
     struct Piece {
         void* memory;
         std::size_t size;
     };
-    static constexpr std::size_t MostPieces = 64;
+    static constexpr std::size_t MostPieces = 512; // 32 GiB in chunks of an arena
 
     // Pieces that go back to the system when nobody holds the lock any more: that takes a while.
     class FreedAfterwards {
@@ -120,7 +129,7 @@ private:
 
     private:
         FreePiece m_free;
-        void* m_memory[MostPieces];
+        void* m_memory[MostPieces + 1];
         std::size_t m_count = 0;
     };
 
@@ -187,6 +196,12 @@ void FreeInLargePages(void* memory, std::size_t bytes, std::size_t alignment) no
         ::operator delete(memory, std::align_val_t(alignment));
     else
         ::operator delete(memory);
+}
+
+void SetMostKeptMemory([[maybe_unused]] std::size_t bytes) noexcept {
+#ifndef KETSDK_UNDER_ADDRESS_SANITIZER
+    Kept().SetMost(bytes);
+#endif
 }
 
 void ReleaseKeptMemory() noexcept {

@@ -67,9 +67,15 @@ private:
 KETSDK_SUPPORT_API void* AllocateInLargePages(std::size_t bytes,
                                               std::size_t alignment = alignof(std::max_align_t));
 // Freed pieces of 64 KiB or more are kept for the next who asks for as much. New pages take the system longer
-// than most work takes that is done in them. The process keeps 272 MiB at most.
+// than most work takes that is done in them. The process keeps 272 MiB at most, or what SetMostKeptMemory
+// says.
 KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes,
                                          std::size_t alignment = alignof(std::max_align_t)) noexcept;
+// Bytes in pieces of 2 MiB and more that may be kept, 256 MiB when nothing is said. A process that runs
+// one operator after another on tens of millions of elements may keep gigabytes. On a virtual machine it can
+// take longer to get them anew than the operators run. More than that goes back at once. Under the
+// address sanitizer, which watches freed memory, nothing is ever kept.
+KETSDK_SUPPORT_API void SetMostKeptMemory(std::size_t bytes) noexcept;
 // Gives back what is kept.
 KETSDK_SUPPORT_API void ReleaseKeptMemory() noexcept;
 
