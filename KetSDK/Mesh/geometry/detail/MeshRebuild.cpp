@@ -68,7 +68,8 @@ MeshRebuild::MeshRebuild(MMeshBase const& source, MMeshBase& target, MMeshOrigin
     , m_node_of(static_cast<std::size_t>(source.NumberOfPoints()))
     , m_origins(origins)
     , m_parallel(parallel)
-    , m_slots(static_cast<std::size_t>(parallel ? 2 * Window : 1)) {
+    , m_slots(static_cast<std::size_t>(parallel ? 2 * Window : 1))
+    , m_finished(m_slots.size()) {
     target.ClearSubVolumes();
     target.GetNeighborsInfo()->Disable(); // elements are coming
     if (origins)
@@ -131,6 +132,11 @@ void MeshRebuild::Finish(Slot& slot) {
         return;
     MeshSketch& sketch = slot.sketch;
     Finished& finished = slot.finished;
+    // What the slot held before comes first, if it still waits.
+    if (FinishedAt(slot.step).load(std::memory_order_acquire)) {
+        std::lock_guard const lock(m_building);
+        BuildInOrder();
+    }
     auto const look_up = [&sketch](std::vector<MeshSketch::Mark> const& marks,
                                    std::vector<MMeshPoint*>& nodes) {
         nodes.resize(marks.size());
@@ -142,13 +148,29 @@ void MeshRebuild::Finish(Slot& slot) {
         look_up(sketch.m_nodes, finished.nodes);
     finished.counts.swap(sketch.m_counts);
     finished.parents.swap(sketch.m_parents);
-    finished.number = slot.number;
-    finished.waits = true;
+    FinishedAt(slot.step).store(&finished, std::memory_order_release);
 }
 
-void MeshRebuild::Build(Finished& finished) {
-    if (!std::exchange(finished.waits, false))
-        return;
+void MeshRebuild::BuildFinished() {
+    if (std::unique_lock const lock(m_building, std::try_to_lock); lock)
+        BuildInOrder();
+}
+
+void MeshRebuild::BuildInOrder() {
+    while (!m_stopped) {
+        std::atomic<Finished const*>& next = FinishedAt(m_next_step);
+        Finished const* const finished = next.load(std::memory_order_acquire);
+        if (!finished)
+            return;
+        m_stopped = true;
+        Build(*finished);
+        m_stopped = false;
+        next.store(nullptr, std::memory_order_release);
+        ++m_next_step;
+    }
+}
+
+void MeshRebuild::Build(Finished const& finished) {
     RegisterUsed(finished.used);
     if (m_origins)
         m_origins->elements.insert(m_origins->elements.end(), finished.parents.begin(),
@@ -164,24 +186,19 @@ void MeshRebuild::BuildRest() {
     auto const entered = std::ranges::count_if(m_slots, &Slot::entered);
     Support::ComputeSteps({.items = m_slots.size(), .parallel = m_parallel && entered > 1},
                           [this](std::uint64_t slot, std::uint64_t) { Finish(m_slots[slot]); });
-    std::vector<Finished*> waiting;
-    for (Slot& slot : m_slots)
-        if (slot.finished.waits)
-            waiting.push_back(&slot.finished);
-    std::ranges::sort(waiting, {}, &Finished::number);
-    for (Finished* const finished : waiting)
-        Build(*finished);
+    BuildInOrder();
+    m_next_step = 0;
 }
 
 // The nodes lie anywhere in memory: waiting for one after the other would double the time of a conversion.
 void MeshRebuild::RegisterUsed(std::span<MMeshPoint* const> nodes) {
     constexpr std::size_t ahead = 32;
-    std::size_t i = 0;
-    m_target.GetPointMasks()->RegisterMaskObjects(nodes.size(), [&]() -> MMeshPoint& {
-        if (i + ahead < nodes.size())
-            Support::PrefetchToWrite(nodes[i + ahead]);
-        return *nodes[i++];
-    });
+    m_target.GetPointMasks()->RegisterMaskObjectsAt(
+        nodes.size(), false, [nodes](std::uint64_t i) -> MMeshPoint& {
+            if (i + ahead < nodes.size())
+                Support::PrefetchToWrite(nodes[static_cast<std::size_t>(i) + ahead]);
+            return *nodes[static_cast<std::size_t>(i)];
+        });
 }
 
 int MeshRebuild::Orient() {

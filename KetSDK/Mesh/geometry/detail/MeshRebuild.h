@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <span>
 #include <utility>
 #include <vector>
@@ -124,8 +125,9 @@ private:
 // sub-volume. Nodes at one position become one node. The source must not change meanwhile.
 //
 // Elements are sketched, and find their nodes, on several threads when parallel, while the calling one enters
-// nodes and builds. Nodes are entered and registered in the order of their use, as AddPointUnique for one
-// after the other does. Each time the node gets a fresh mask index, also when it was entered before.
+// nodes. Whichever has found the nodes of elements builds them, one thread at a time. Nodes are entered and
+// registered in the order of their use, as AddPointUnique for one after the other does. Each time the node
+// gets a fresh mask index, also when it was entered before.
 class MeshRebuild {
 public:
     using Mark = MeshSketch::Mark;
@@ -170,7 +172,8 @@ public:
             {.items = all.size(), .step = m_step, .parallel = m_parallel && !is_short, .window = Window},
             [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
                 Finish(m_slots[slot]);
-                m_slots[slot].number = first;
+                BuildFinished();
+                m_slots[slot].step = first / m_step;
                 notes[slot] = {};
                 SketchElements(
                     all.subspan(static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)),
@@ -178,7 +181,6 @@ public:
                     [&](MMeshElement const& e) { sketch(e, m_slots[slot].sketch, notes[slot]); });
             },
             [&](std::uint64_t first, std::uint64_t last, std::size_t slot) {
-                Build(m_slots[slot].finished);
                 Enter(m_slots[slot]);
                 return go_on(last - first, std::as_const(notes[slot]));
             });
@@ -203,8 +205,6 @@ private:
 
     // The elements of a sketch that has all its nodes.
     struct Finished {
-        std::uint64_t number = 0;
-        bool waits = false; // to be built
         std::vector<MMeshPoint*> used;
         std::vector<unsigned char> counts;
         std::vector<MMeshPoint*> nodes; // none: those that were used
@@ -213,8 +213,8 @@ private:
     // A sketch, and what was in its place before.
     struct Slot {
         MeshSketch sketch;
-        std::uint64_t number = 0; // ascending in the order of the mesh
-        bool entered = false;     // the sketch has its nodes and waits to be finished
+        std::uint64_t step = 0;
+        bool entered = false; // the sketch has its nodes and waits to be finished
         Finished finished;
     };
 
@@ -239,11 +239,18 @@ private:
     MMeshPoint* AddNode(std::array<MLong, 3> const& position);
     void PrepareForNodes();
     // Looks up the nodes of a sketch that was entered; on any thread.
-    static void Finish(Slot& slot);
+    void Finish(Slot& slot);
+    // Builds what is finished and whose turn it is, unless another thread does; on any thread.
+    void BuildFinished();
+    void BuildInOrder();
     // Registers the nodes that were used, and adds the elements.
-    void Build(Finished& finished);
-    // All that was entered, in order.
+    void Build(Finished const& finished);
+    // All that was entered.
     void BuildRest();
+    // Null when the step is not finished, or built.
+    std::atomic<Finished const*>& FinishedAt(std::uint64_t step) noexcept {
+        return m_finished[static_cast<std::size_t>(step % m_finished.size())];
+    }
     void RegisterUsed(std::span<MMeshPoint* const> nodes);
     void BeginRecord();
     void RecordNode(MMeshPoint const& node, MLong parent);
@@ -266,6 +273,10 @@ private:
     std::uint64_t m_step = ElementsPerStep;
     std::uint64_t m_expected_nodes = 0;
     std::vector<Slot> m_slots;
+    std::vector<std::atomic<Finished const*>> m_finished; // by step; as many as slots
+    std::mutex m_building;
+    std::uint64_t m_next_step = 0;  // to be built
+    bool m_stopped = false;         // a step could not be built: none after it may be
     std::vector<int> m_sub_volumes; // by index in the list, of the elements that are built
     std::vector<MLong> m_index_at;  // of elements of the source, by mask index; when origins are recorded
 };
