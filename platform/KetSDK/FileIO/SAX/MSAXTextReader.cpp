@@ -8,6 +8,7 @@
 #include <expat.h>
 
 #include <algorithm>
+#include <charconv>
 #include <exception>
 #include <memory>
 #include <stdexcept>
@@ -255,6 +256,9 @@ private:
     bool ReadPieces();
     template <typename Number>
     static void Read(Piece& piece, Number* numbers);
+    // Reads the number that a word is, all of it, and returns the end of the word. Throws when it is none.
+    template <typename Number>
+    static char const* ReadWord(char const* at, char const* end, Number& number);
     void Fetch(std::size_t size);
     void FetchWords();
     void CutIntoPieces();
@@ -296,18 +300,28 @@ bool MSAXTextReader::Array::ReadPieces() {
 }
 
 template <typename Number>
+char const* MSAXTextReader::Array::ReadWord(char const* at, char const* end, Number& number) {
+    // To look for the end of the word first would take a quarter more time.
+    auto const [behind, error] = std::from_chars(at, end, number);
+    if (error == std::errc() && (behind == end || IsSpace(*behind))) {
+        return behind;
+    }
+    if constexpr (std::is_same_v<Number, double>) { // the bits of what is no number, perhaps
+        char const* const word_end = std::find_if(at, end, IsSpace);
+        number = KetSAX::Detail::ParseDouble({at, static_cast<std::size_t>(word_end - at)});
+        return word_end;
+    } else {
+        ThrowInvalid();
+    }
+}
+
+template <typename Number>
 void MSAXTextReader::Array::Read(Piece& piece, Number* numbers) {
     char const* at = piece.text.data();
     char const* const end = at + piece.text.size();
     try {
         while ((at = std::find_if_not(at, end, IsSpace)) != end) {
-            char const* const begin = std::exchange(at, std::find_if(at, end, IsSpace));
-            std::string_view const word(begin, static_cast<std::size_t>(at - begin));
-            if constexpr (std::is_same_v<Number, double>) {
-                numbers[piece.size] = KetSAX::Detail::ParseDouble(word);
-            } else {
-                numbers[piece.size] = KetSAX::Detail::ParseInteger<Number>(word);
-            }
+            at = ReadWord(at, end, numbers[piece.size]);
             ++piece.size;
         }
         piece.is_good = true;
