@@ -123,6 +123,11 @@ private:
         return even;
     }
 
+    // Comparing the arrays would call a function.
+    static bool IsSame(Points const& p, Points const& q) noexcept {
+        return p[0] == q[0] && p[1] == q[1] && p[2] == q[2];
+    }
+
     FaceMatch Match(SurfaceFace const& face) const {
         Points points;
         for (std::size_t i = 0; i < 3; ++i)
@@ -132,7 +137,7 @@ private:
         FaceMatch match;
         // By ascending numbers: the first one counts.
         for (std::size_t i = m_ends[lowest]; i-- > (lowest > 0 ? m_ends[lowest - 1] : 0);)
-            if (m_triangles[i].corners == points)
+            if (IsSame(m_triangles[i].corners, points))
                 (m_triangles[i].even == even ? match.same : match.opposite) = m_triangles[i].number;
         return match;
     }
