@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <thread>
 #include <utility>
@@ -23,6 +24,13 @@ bool IsFilledWith(void const* memory, unsigned char value, std::size_t bytes) {
         if (all[i] != value)
             return false;
     return all[bytes - 1] == value;
+}
+
+// Bytes of memory that the process holds.
+std::int64_t Resident() {
+    std::int64_t all = 0, resident = 0;
+    std::ifstream("/proc/self/statm") >> all >> resident;
+    return resident * 4096;
 }
 
 } // namespace
@@ -58,4 +66,26 @@ TEST(LargePages, PiecesInUseNeverOverlap) {
 
 TEST(LargePages, MoreThanCanBeAddressedIsRefused) {
     EXPECT_THROW((void)MLargePageAllocator<std::uint64_t>().allocate(SIZE_MAX / 8), std::bad_alloc);
+}
+
+TEST(LargePages, NoMoreIsKeptThanTheProcessSays) {
+    constexpr std::size_t bytes = 64 * Megabyte;
+    constexpr std::int64_t half = bytes / 2;
+    std::int64_t const before = Resident();
+    auto const use = [] {
+        void* const piece = AllocateInLargePages(bytes);
+        std::memset(piece, 1, bytes);
+        FreeInLargePages(piece, bytes);
+    };
+    SetMostKeptMemory(bytes - 1);
+    use();
+    EXPECT_LT(Resident() - before, half);
+    SetMostKeptMemory(bytes);
+    use();
+#ifndef __SANITIZE_ADDRESS__
+    EXPECT_GT(Resident() - before, half);
+#endif
+    SetMostKeptMemory(bytes - 1); // less than is kept
+    EXPECT_LT(Resident() - before, half);
+    SetMostKeptMemory(256 * Megabyte);
 }

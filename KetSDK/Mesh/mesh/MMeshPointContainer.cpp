@@ -4,8 +4,6 @@
 #include <KetSDK/FileIO/FileSystem/MFile.h>
 #include <KetSDK/Mesh/materials/MMeshPointMaskContainer.h>
 #include <KetSDK/Mesh/mesh/MMeshBase.h>
-#include <KetSDK/Support/MArenaAllocator.h>
-#include <KetSDK/Support/MHash.h>
 #include <KetSDK/Support/MPrefetch.h>
 
 #include <algorithm>
@@ -16,93 +14,13 @@
 #include <stdexcept>
 #include <vector>
 
+using KetSDK::Support::MPositionTable;
+
 namespace {
 
 using Position = std::array<MLong, 3>;
 
 } // namespace
-
-// A hash table from positions to node numbers: sixteen bytes an entry that hold all a look-up needs, so that
-// it costs one access to memory, which can be fetched ahead.
-class MMeshPointContainer::CoordinateIndex {
-public:
-    using Number = std::uint32_t;
-    static constexpr Number None = std::numeric_limits<Number>::max();
-
-    CoordinateIndex()
-        : m_entries(1024, FreeEntry) {}
-
-    void Prefetch(Position const& p) const noexcept { KetSDK::Support::Prefetch(&m_entries[EntryOf(p)]); }
-
-    // The number that was entered for a position; None when there is none.
-    Number Find(Position const& p) const noexcept { return m_entries[Lookup(p)].node; }
-    // Makes room for one more position.
-    void MakeRoom() {
-        if (2 * (m_count + 1) > m_entries.size())
-            Resize(2 * m_entries.size());
-    }
-    // Makes room for so many positions in all.
-    void Reserve(std::uint64_t count) {
-        if (2 * count > m_entries.size())
-            Resize(static_cast<std::size_t>(2 * count));
-    }
-    // Enters a number for a position that has none yet, for which there is room.
-    void Enter(Position const& p, Number node) noexcept {
-        m_entries[Lookup(p)] = {p, node};
-        ++m_count;
-    }
-    // Takes back what was entered last; no other entry stands behind it for its sake.
-    void Leave(Position const& p) noexcept {
-        m_entries[Lookup(p)] = FreeEntry;
-        --m_count;
-    }
-    // The numbers that were entered, ascending.
-    std::vector<Number> Nodes() const {
-        std::vector<Number> nodes;
-        for (Entry const& entry : m_entries)
-            if (entry.node != None)
-                nodes.push_back(entry.node);
-        std::ranges::sort(nodes);
-        return nodes;
-    }
-    std::size_t MemoryUsed() const noexcept { return m_entries.capacity() * sizeof(Entry); }
-
-private:
-    struct Entry {
-        Position position;
-        Number node;
-    };
-    static constexpr Entry FreeEntry{{0, 0, 0}, None};
-    // In small pages the processor would look for the page of an entry as long as for the entry.
-    using Entries = std::vector<Entry, KetSDK::Support::MLargePageAllocator<Entry>>;
-
-    // The high bits of the hash say where in the table, of whatever size, a position belongs.
-    std::size_t EntryOf(Position const& p) const noexcept {
-        std::uint64_t const hash = KetSDK::Support::HashOfPosition(p[0], p[1], p[2]) >> 32;
-        return static_cast<std::size_t>((hash * m_entries.size()) >> 32);
-    }
-    // Comparing the arrays would call a function.
-    static bool IsSame(Position const& p, Position const& q) noexcept {
-        return p[0] == q[0] && p[1] == q[1] && p[2] == q[2];
-    }
-    // The entry in which a position stands, or the free one where it belongs.
-    std::size_t Lookup(Position const& p) const noexcept {
-        std::size_t entry = EntryOf(p);
-        while (m_entries[entry].node != None && !IsSame(m_entries[entry].position, p))
-            entry = entry + 1 < m_entries.size() ? entry + 1 : 0;
-        return entry;
-    }
-    void Resize(std::size_t size) {
-        Entries before(size, FreeEntry);
-        m_entries.swap(before);
-        for (Entry const& entry : before)
-            if (entry.node != None)
-                m_entries[Lookup(entry.position)] = entry;
-    }
-
-    Entries m_entries; // half of them at least are free
-    std::size_t m_count = 0;
-};
 
 MMeshPointContainer::MMeshPointContainer() = default;
 MMeshPointContainer::~MMeshPointContainer() = default;
@@ -115,14 +33,20 @@ MMeshPointContainer::MMeshPointContainer(MMeshPointContainer const& other) {
 MMeshPoint& MMeshPointContainer::AddPoint(MLong x, MLong y, MLong z) {
     if (!m_index)
         return Append(x, y, z);
-    Position const position{x, y, z};
-    CoordinateIndex::Number const known = m_index->Find(position);
-    if (known != CoordinateIndex::None)
+    m_index->Reserve(m_index->NumberOfObjects() + 1);
+    MPositionTable::Slot const slot = SlotOf(x, y, z);
+    if (auto const known = m_index->NumberAt(slot); known != MPositionTable::None)
         return m_points[known];
-    m_index->MakeRoom();
     MMeshPoint& node = Append(x, y, z);
-    m_index->Enter(position, static_cast<CoordinateIndex::Number>(node.GetIndex()));
+    m_index->Enter(slot, static_cast<MPositionTable::Number>(node.GetIndex()));
     return node;
+}
+
+MPositionTable::Slot MMeshPointContainer::SlotOf(MLong x, MLong y, MLong z) const noexcept {
+    return m_index->Find(x, y, z, [&](MPositionTable::Number number) {
+        MMeshPoint const& node = m_points[number];
+        return node.x == x && node.y == y && node.z == z;
+    });
 }
 
 std::uint64_t MMeshPointContainer::ClaimPoints(std::uint64_t count) {
@@ -137,12 +61,12 @@ void MMeshPointContainer::ShrinkTo(std::uint64_t count) noexcept {
 
 void MMeshPointContainer::CreateCoordinateIndex() {
     if (!m_index)
-        m_index = std::make_unique<CoordinateIndex>();
+        m_index = std::make_unique<MPositionTable>();
 }
 
 void MMeshPointContainer::ReserveCoordinateIndex(std::uint64_t count) {
     if (m_index)
-        m_index->Reserve(count);
+        m_index->Reserve(static_cast<std::size_t>(count));
 }
 
 void MMeshPointContainer::DropCoordinateIndex() noexcept {
@@ -150,31 +74,38 @@ void MMeshPointContainer::DropCoordinateIndex() noexcept {
 }
 
 std::vector<std::uint32_t> MMeshPointContainer::GetIndexedNodes() const {
-    return m_index ? m_index->Nodes() : std::vector<CoordinateIndex::Number>();
+    return m_index ? m_index->Numbers() : std::vector<MPositionTable::Number>();
 }
 
 void MMeshPointContainer::UpdateCoordinateIndex() {
     if (!m_index)
         return;
-    std::unique_ptr<CoordinateIndex> const before = std::move(m_index);
-    CreateCoordinateIndex(before->Nodes());
+    std::unique_ptr<MPositionTable> const before = std::move(m_index);
+    CreateCoordinateIndex(before->Numbers());
 }
 
 void MMeshPointContainer::CreateCoordinateIndex(std::vector<std::uint32_t> const& nodes) {
-    auto index = std::make_unique<CoordinateIndex>();
-    for (CoordinateIndex::Number const number : nodes) {
-        Position const position{m_points[number].x, m_points[number].y, m_points[number].z};
-        if (index->Find(position) != CoordinateIndex::None)
-            continue;
-        index->MakeRoom();
-        index->Enter(position, number);
-    }
+    auto index = std::make_unique<MPositionTable>();
+    index->Reserve(nodes.size());
     m_index = std::move(index);
+    for (MPositionTable::Number const number : nodes) {
+        MMeshPoint const& node = m_points[number];
+        MPositionTable::Slot const slot = SlotOf(node.x, node.y, node.z);
+        if (m_index->NumberAt(slot) == MPositionTable::None)
+            m_index->Enter(slot, number);
+    }
 }
 
-void MMeshPointContainer::PrefetchPoint(MLong x, MLong y, MLong z) const noexcept {
+void MMeshPointContainer::PrefetchPoint(Position const& p) const noexcept {
     if (m_index)
-        m_index->Prefetch({x, y, z});
+        m_index->Prefetch(p[0], p[1], p[2]);
+}
+
+void MMeshPointContainer::PrefetchFoundPoint(Position const& p) const noexcept {
+    if (!m_index)
+        return;
+    if (auto const number = m_index->Guess(p[0], p[1], p[2]); number != MPositionTable::None)
+        KetSDK::Support::Prefetch(&m_points[number]);
 }
 
 void MMeshPointContainer::Clear() noexcept {
@@ -266,6 +197,6 @@ MMeshPoint& MMeshPointContainer::Append(MLong x, MLong y, MLong z) {
 void MMeshPointContainer::RemoveLast() noexcept {
     MMeshPoint const& node = m_points.back();
     if (m_index)
-        m_index->Leave({node.x, node.y, node.z});
+        m_index->Leave(SlotOf(node.x, node.y, node.z));
     m_points.ShrinkTo(m_points.size() - 1);
 }

@@ -5,6 +5,7 @@
 #include <KetSDK/Mesh/MMeshExport.h>
 #include <KetSDK/Mesh/mesh/MMeshPoint.h>
 #include <KetSDK/Support/MBlockStorage.h>
+#include <KetSDK/Support/MPositionTable.h>
 
 #include <array>
 #include <cstddef>
@@ -42,9 +43,9 @@ public:
     // to three times the memory. Nothing without an index.
     void ReserveCoordinateIndex(std::uint64_t count);
     void DropCoordinateIndex() noexcept;
-    // To be called after nodes were moved: enters the nodes that the coordinate index knows at their
-    // present positions, the first of those that have come together. Nothing without an index. Out of memory,
-    // the index is dropped.
+    // To be called after nodes were moved, which are not found until then. Enters the nodes that the
+    // coordinate index knows at their present positions, the first of those that have come together. Nothing
+    // without an index. Out of memory, the index is dropped.
     void UpdateCoordinateIndex();
     bool HasCoordinateIndex() const noexcept { return m_index != nullptr; }
     // The numbers of the nodes that the coordinate index knows; none without an index.
@@ -52,7 +53,9 @@ public:
     // Starts a coordinate index that knows these nodes, in place of one that is there.
     void CreateCoordinateIndex(std::vector<std::uint32_t> const& nodes);
     // Fetches what AddPoint will look up for a position, for loops that know it some time before.
-    void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
+    void PrefetchPoint(std::array<MLong, 3> const& position) const noexcept;
+    // Fetches what it will read next, some time after the first.
+    void PrefetchFoundPoint(std::array<MLong, 3> const& position) const noexcept;
 
     std::uint64_t GetNumPoints() const noexcept { return m_points.size(); }
     // Node i, not range-checked.
@@ -83,9 +86,10 @@ private:
     friend class MMeshBase;
     friend class KetSDK::Mesh::Detail::PointRoom;
     friend class KetSDK::Mesh::Detail::MeshTagsReader; // makes nodes while it reads the next ones
-    class CoordinateIndex;
 
     MMeshPoint& Append(MLong x, MLong y, MLong z);
+    // Where the coordinate index has the node at a position, or would have it.
+    KetSDK::Support::MPositionTable::Slot SlotOf(MLong x, MLong y, MLong z) const noexcept;
     // Removes the node that AddPoint has just appended.
     void RemoveLast() noexcept;
     // Claims room for so many nodes and returns the number of the first. They are there when they have been
@@ -109,5 +113,5 @@ private:
     void LoadAppending(std::uint32_t count, MMeshBase* mesh, MFile* file);
 
     KetSDK::Support::MBlockStorage<MMeshPoint, NodesPerBlock> m_points;
-    std::unique_ptr<CoordinateIndex> m_index;
+    std::unique_ptr<KetSDK::Support::MPositionTable> m_index;
 };
