@@ -93,6 +93,12 @@ public:
     // Forbids duplicates, rounds scale * p to internal units and continues as AddPoint. Positions beyond the
     // range of 32 bits come to its end, and what is not a number to 0.
     MMeshPoint& AddPointUnique(MMVector<double, 3> const& p, double scale);
+    // Fetches what looking up a position will read, for loops that know it some time before.
+    void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept { m_points->PrefetchPoint(x, y, z); }
+    // Fetches what it will read next, some time after the first.
+    void PrefetchFoundPoint(MLong x, MLong y, MLong z) const noexcept {
+        m_points->PrefetchFoundPoint(x, y, z);
+    }
     // From now on a node is added only once per position; nodes added before do not count.
     void ForbidDuplicatePoints();
     void AllowDuplicatePoints();

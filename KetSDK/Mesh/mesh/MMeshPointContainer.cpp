@@ -96,15 +96,15 @@ void MMeshPointContainer::CreateCoordinateIndex(std::vector<std::uint32_t> const
     }
 }
 
-void MMeshPointContainer::PrefetchPoint(Position const& p) const noexcept {
+void MMeshPointContainer::PrefetchPoint(MLong x, MLong y, MLong z) const noexcept {
     if (m_index)
-        m_index->Prefetch(p[0], p[1], p[2]);
+        m_index->Prefetch(x, y, z);
 }
 
-void MMeshPointContainer::PrefetchFoundPoint(Position const& p) const noexcept {
+void MMeshPointContainer::PrefetchFoundPoint(MLong x, MLong y, MLong z) const noexcept {
     if (!m_index)
         return;
-    if (auto const number = m_index->Guess(p[0], p[1], p[2]); number != MPositionTable::None)
+    if (auto const number = m_index->Guess(x, y, z); number != MPositionTable::None)
         KetSDK::Support::Prefetch(&m_points[number]);
 }
 

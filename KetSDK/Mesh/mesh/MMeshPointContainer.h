@@ -53,9 +53,9 @@ public:
     // Starts a coordinate index that knows these nodes, in place of one that is there.
     void CreateCoordinateIndex(std::vector<std::uint32_t> const& nodes);
     // Fetches what AddPoint will look up for a position, for loops that know it some time before.
-    void PrefetchPoint(std::array<MLong, 3> const& position) const noexcept;
+    void PrefetchPoint(MLong x, MLong y, MLong z) const noexcept;
     // Fetches what it will read next, some time after the first.
-    void PrefetchFoundPoint(std::array<MLong, 3> const& position) const noexcept;
+    void PrefetchFoundPoint(MLong x, MLong y, MLong z) const noexcept;
 
     std::uint64_t GetNumPoints() const noexcept { return m_points.size(); }
     // Node i, not range-checked.

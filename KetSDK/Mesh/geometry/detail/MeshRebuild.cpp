@@ -83,12 +83,15 @@ void MeshRebuild::Enter(Slot& slot) {
     if (!places.empty())
         PrepareForNodes();
     sketch.m_entered.resize(places.size());
-    MMeshPointContainer& nodes = *m_target.m_points;
     for (std::size_t i = 0; i < places.size(); ++i) {
-        if (i + 2 * ahead < places.size())
-            nodes.PrefetchPoint(places[i + 2 * ahead].position);
-        if (i + ahead < places.size())
-            nodes.PrefetchFoundPoint(places[i + ahead].position);
+        if (i + 2 * ahead < places.size()) {
+            auto const& p = places[i + 2 * ahead].position;
+            m_target.PrefetchPoint(p[0], p[1], p[2]);
+        }
+        if (i + ahead < places.size()) {
+            auto const& p = places[i + ahead].position;
+            m_target.PrefetchFoundPoint(p[0], p[1], p[2]);
+        }
         sketch.m_entered[i] = EnterAt(places[i], sketch.m_surroundings[i]);
     }
     slot.entered = true;
