@@ -55,10 +55,11 @@ void FreeSmallPages(void* memory) noexcept {
 #define KETSDK_UNDER_ADDRESS_SANITIZER
 #endif
 #ifdef KETSDK_UNDER_ADDRESS_SANITIZER
-constexpr std::size_t MostKept = 0;
+constexpr bool KeepsFreed = false;
 #else
-constexpr std::size_t MostKept = std::size_t{256} << 20;
+constexpr bool KeepsFreed = true;
 #endif
+constexpr std::size_t MostKept = KeepsFreed ? std::size_t{256} << 20 : 0;
 constexpr std::size_t MostKeptInSmallPages = MostKept / 16;
 
 // Pieces of memory that nobody uses, the latest last.
@@ -198,10 +199,13 @@ void FreeInLargePages(void* memory, std::size_t bytes, std::size_t alignment) no
         ::operator delete(memory);
 }
 
-void SetMostKeptMemory([[maybe_unused]] std::size_t bytes) noexcept {
-#ifndef KETSDK_UNDER_ADDRESS_SANITIZER
-    Kept().SetMost(bytes);
-#endif
+void SetMostKeptMemory(std::size_t bytes) noexcept {
+    if (KeepsFreed)
+        Kept().SetMost(bytes);
+}
+
+bool KeepsFreedMemory() noexcept {
+    return KeepsFreed;
 }
 
 void ReleaseKeptMemory() noexcept {

@@ -73,9 +73,10 @@ KETSDK_SUPPORT_API void FreeInLargePages(void* memory, std::size_t bytes,
                                          std::size_t alignment = alignof(std::max_align_t)) noexcept;
 // Bytes in pieces of 2 MiB and more that may be kept, 256 MiB when nothing is said. A process that runs
 // one operator after another on tens of millions of elements may keep gigabytes. On a virtual machine it can
-// take longer to get them anew than the operators run. More than that goes back at once. Under the
-// address sanitizer, which watches freed memory, nothing is ever kept.
+// take longer to get them anew than the operators run. More than that goes back at once.
 KETSDK_SUPPORT_API void SetMostKeptMemory(std::size_t bytes) noexcept;
+// False under the address sanitizer, which watches freed memory: nothing is ever kept then.
+KETSDK_SUPPORT_API bool KeepsFreedMemory() noexcept;
 // Gives back what is kept.
 KETSDK_SUPPORT_API void ReleaseKeptMemory() noexcept;
 

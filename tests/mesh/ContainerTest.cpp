@@ -40,6 +40,22 @@ TEST(PointContainer, CoordinateIndexKnowsOnlyWhatWasAddedUnderIt) {
     EXPECT_NE(&container.AddPoint(1, 2, 3), &first);
 }
 
+TEST(PointContainer, CoordinateIndexFollowsNodesThatWereMoved) {
+    MMeshPointContainer container;
+    container.CreateCoordinateIndex();
+    MMeshPoint& first = container.AddPoint(1, 2, 3);
+    MMeshPoint& joining = container.AddPoint(4, 5, 6);
+    MMeshPoint& leaving = container.AddPoint(7, 8, 9);
+    joining = MMeshPoint(1, 2, 3);
+    leaving = MMeshPoint(70, 8, 9);
+    EXPECT_NE(&container.AddPoint(4, 5, 6), &joining) << "which no longer lies there";
+    container.UpdateCoordinateIndex();
+    EXPECT_EQ(&container.AddPoint(1, 2, 3), &first);
+    EXPECT_EQ(&container.AddPoint(70, 8, 9), &leaving);
+    EXPECT_NE(&container.AddPoint(7, 8, 9), &leaving);
+    EXPECT_EQ(container.GetNumPoints(), 5u);
+}
+
 TEST(ContainerFiles, BlocksReadBackAndHaveTheStatedLayout) {
     MTemporaryDirectory folder;
     std::string const path = folder.GetPath().GetString() + "/blocks";

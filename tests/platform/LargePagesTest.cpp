@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -15,19 +17,6 @@
 using namespace KetSDK::Support;
 
 namespace {
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define UNDER_ADDRESS_SANITIZER
-#endif
-#elif defined(__SANITIZE_ADDRESS__)
-#define UNDER_ADDRESS_SANITIZER
-#endif
-#ifdef UNDER_ADDRESS_SANITIZER
-constexpr bool IsUnderAddressSanitizer = true;
-#else
-constexpr bool IsUnderAddressSanitizer = false;
-#endif
 
 constexpr std::size_t Megabyte = std::size_t{1} << 20;
 
@@ -43,7 +32,7 @@ bool IsFilledWith(void const* memory, unsigned char value, std::size_t bytes) {
 std::int64_t Resident() {
     std::int64_t all = 0, resident = 0;
     std::ifstream("/proc/self/statm") >> all >> resident;
-    return resident * 4096;
+    return resident * sysconf(_SC_PAGESIZE);
 }
 
 } // namespace
@@ -82,8 +71,8 @@ TEST(LargePages, MoreThanCanBeAddressedIsRefused) {
 }
 
 TEST(LargePages, NoMoreIsKeptThanTheProcessSays) {
-    if (IsUnderAddressSanitizer)
-        GTEST_SKIP() << "the address sanitizer holds what is freed, so nothing is kept there";
+    if (!KeepsFreedMemory())
+        GTEST_SKIP() << "nothing is kept in this build";
     constexpr std::size_t bytes = 64 * Megabyte;
     constexpr std::int64_t half = bytes / 2;
     std::int64_t const before = Resident();
