@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Building a mesh from plain numbers, and the memory that it takes.
 #include "Jobs.h"
+#include "KeptMemory.h"
 
 #include <KetSDK/MeshVTK/GridFromMesh.h>
 #include <KetSDK/MeshVTK/MeshFromGrid.h>

@@ -3,11 +3,6 @@
 
 #include "VtkThreads.h"
 
-#include <KetSDK/Support/MArenaAllocator.h>
-
-#include <malloc.h>
-#include <time.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -52,12 +47,6 @@ bool AnyAnswerDiffers() {
     return any_answer_differs;
 }
 
-double ProcessorSeconds() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
 double ClockSeconds() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
@@ -93,12 +82,6 @@ void RegisterRounds(unsigned int rounds) {
                     ->Unit(benchmark::kMillisecond);
             std::ranges::reverse(job.ways);
         }
-}
-
-double HeapBytes() {
-    KetSDK::Support::ReleaseKeptMemory();
-    struct mallinfo2 const info = mallinfo2();
-    return static_cast<double>(info.uordblks) + static_cast<double>(info.hblkhd);
 }
 
 void AddMemory(Recipe const& recipe, std::string const& what, std::string const& way,

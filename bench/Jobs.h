@@ -27,9 +27,8 @@ bool IsSameAnswer(std::string const& mesh, std::string const& job, std::optional
 // Whether IsSameAnswer was ever false.
 bool AnyAnswerDiffers();
 
-// Processor time of this process: other programs on the machine disturb it less than the clock, which
-// is for work on several threads.
-double ProcessorSeconds();
+// By the clock, on one core as on all: what a gain compares must be measured in one way. The time of the
+// processor leaves out waiting for pages and files.
 double ClockSeconds();
 
 // Whether the way that runs now may use all cores; tells VTK as well.
@@ -69,13 +68,12 @@ void AddWayOn(std::string const& mesh, Subject subject, std::string const& job, 
     auto const run = [=](benchmark::State& state, bool parallel) {
         auto& c = subject();
         SetParallel(parallel);
-        auto const seconds = parallel ? ClockSeconds : ProcessorSeconds;
         for ([[maybe_unused]] auto step : state) {
             PrepareFor(c, job, way);
             prepare(c);
-            double const begin = seconds();
+            double const begin = ClockSeconds();
             auto result = work(c);
-            state.SetIterationTime(seconds() - begin);
+            state.SetIterationTime(ClockSeconds() - begin);
             if (!IsSameAnswer(mesh, job, answer(c, result))) {
                 state.SkipWithError("the answer differs from that of the other way");
                 return;
@@ -112,9 +110,6 @@ inline constexpr auto NoAnswer = [](auto&, auto const&) { return std::optional<d
 // Adds one way of holding something in memory: bytes per element that `bytes` returns, not timed.
 void AddMemory(Recipe const& recipe, std::string const& what, std::string const& way,
                std::function<double(Case&)> bytes);
-
-// Bytes that the process has allocated and not given back.
-double HeapBytes();
 
 // The themes; each adds its jobs for one mesh, some of them for linear tetrahedra only.
 void AddBuildJobs(Recipe const& recipe);

@@ -2,10 +2,8 @@
 #pragma once
 
 #include "Jobs.h"
+#include "KeptMemory.h"
 
-#include <KetSDK/Support/MArenaAllocator.h>
-
-#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -37,8 +35,7 @@ double PeakOverLoaded(Load load) {
     if (child < 0)
         throw std::runtime_error("no child process");
     if (child == 0) {
-        KetSDK::Support::ReleaseKeptMemory();
-        malloc_trim(0);
+        ReleaseFreedMemory();
         std::ofstream("/proc/self/clear_refs") << "5" << std::flush; // the highest is what it is now
         double const before = ResidentBytes("VmRSS:");
         double const heap_before = HeapBytes();

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: BSD-3-Clause
 #include "Meshes.h"
 
+#include "KeptMemory.h"
+
 #include <KetSDK/Common/Shared/MInternalUnits.h>
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 #include <KetSDK/Mesh/mesh/MMeshElementDescriptor.h>
-#include <KetSDK/Support/MArenaAllocator.h>
 
 #include <vtkCellArray.h>
 #include <vtkCellData.h>
@@ -13,8 +14,6 @@
 #include <vtkPoints.h>
 #include <vtkTypeInt32Array.h>
 #include <vtkXMLUnstructuredGridReader.h>
-
-#include <malloc.h>
 
 #include <algorithm>
 #include <cmath>
@@ -45,9 +44,6 @@ constexpr int CellTetrahedra[6][4] = {{0, 1, 3, 7}, {0, 3, 2, 7}, {0, 2, 6, 7},
                                       {0, 6, 4, 7}, {0, 4, 5, 7}, {0, 5, 1, 7}};
 
 constexpr int CellHexahedron[8] = {0, 1, 3, 2, 4, 5, 7, 6};
-
-// Room for what the conversion of 5*10^7 elements to ten nodes frees.
-constexpr std::size_t MostKeptOfLarge = std::size_t{15} << 30;
 
 int LabelAt(double x, double y, double z) {
     if (x * x + y * y + z * z < 0.1)
@@ -398,12 +394,12 @@ void Case::ForgetNeighbors() {
 }
 
 void Case::PrepareFor(std::string const& job, bool ours) {
-    if (m_frugal || (m_large && (job != m_job || !ours))) {
-        KetSDK::Support::ReleaseKeptMemory();
-        malloc_trim(0);
-    }
+    bool const is_next = job != m_job || (m_large && ours != m_ours);
     m_job = job;
+    m_ours = ours;
     MakeFor(ours);
+    if (m_frugal || is_next)
+        ReleaseFreedMemory();
 }
 
 void Case::MakeFor(bool ours) {
@@ -422,8 +418,6 @@ Case& UseCase(Recipe const& recipe) {
     static Case current;
     if (current.name != recipe.name) {
         current = Case();
-        if (recipe.large)
-            KetSDK::Support::SetMostKeptMemory(MostKeptOfLarge);
         current = Case(recipe);
     }
     return current;

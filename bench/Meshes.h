@@ -69,8 +69,7 @@ struct Recipe {
     bool shuffled = false;
     bool curved = false;
     bool hexahedra = false;
-    // Memory holds our mesh or VTK's grid only, whichever is measured, and what the last round of a job has
-    // freed.
+    // Memory holds our mesh or VTK's grid only, whichever is measured.
     bool large = false;
     // The same, but nothing waits for the next round.
     bool frugal = false;
@@ -94,8 +93,8 @@ public:
     void ForgetMesh() noexcept { m_mesh.reset(); }
     // Drops what mesh and grid know of their neighbours.
     void ForgetNeighbors();
-    // Before our way of a job is measured, or VTK's: gives back memory that waits, if memory is short and the
-    // job another than the last, and makes what it needs.
+    // Before our way of a job is measured, or VTK's: makes what it needs, and gives back memory that waits
+    // for the next round of another job.
     void PrepareFor(std::string const& job, bool ours);
     // Our mesh or VTK's grid; if memory is short, the other is let go of.
     void MakeFor(bool ours);
@@ -104,6 +103,7 @@ private:
     bool m_large = false;
     bool m_frugal = false;
     std::string m_job; // that was prepared for last
+    bool m_ours = false;
     std::unique_ptr<MMeshBase> m_mesh;
     vtkSmartPointer<vtkUnstructuredGrid> m_grid;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: BSD-3-Clause
 // Which element lies across a face: preparing to answer, the memory for it, and answering.
 #include "Jobs.h"
+#include "KeptMemory.h"
 
 #include <KetSDK/Mesh/mesh/MMeshBaseNeighborsInfo.h>
 

@@ -18,12 +18,12 @@
 namespace Bench {
 namespace {
 
-using Analysis = MMeshQualityAnalysisOperator;
+using QualityAnalysis = MMeshQualityAnalysisOperator;
 using KetSDK::Mesh::QualityMetric;
 
 // How VTK's filter does the same; `measure` is one of VTK_QUALITY_*.
 struct InVtk {
-    Analysis::QualityType metric;
+    QualityAnalysis::QualityType metric;
     char const* name;
     int measure;
     // From VTK's figure to ours; null where the two are only of the same kind.
@@ -40,33 +40,33 @@ double Inverse(double v) {
 // What VTK calls the minimum angle is a dihedral angle, the smallest of only four of the six in VTK 9.1:
 // those at the edges 0-2 and 1-3 are left out, so its answers differ.
 constexpr InVtk Vtk[] = {
-    {Analysis::Spheres, "RadiusRatio", VTK_QUALITY_RADIUS_RATIO, Inverse},
-    {Analysis::InsphereEdge, "AspectRatio", VTK_QUALITY_ASPECT_RATIO, Inverse},
-    {Analysis::MeanRatio, "Shape", VTK_QUALITY_SHAPE, Same},
-    {Analysis::Volume, "Volume", VTK_QUALITY_VOLUME, Same},
-    {Analysis::AspectRatio, "CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr},
-    {Analysis::AspectRatioTetgen, "CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr},
-    {Analysis::EdgeMaxMin, "EdgeRatio", VTK_QUALITY_EDGE_RATIO, Same},
-    {Analysis::EdgeMinMax, "EdgeRatio", VTK_QUALITY_EDGE_RATIO, Inverse},
-    {Analysis::Jacobian, "Jacobian", VTK_QUALITY_JACOBIAN, Same},
-    {Analysis::ScaledJacobian, "ScaledJacobian", VTK_QUALITY_SCALED_JACOBIAN, Same},
-    {Analysis::MaxCosDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
-    {Analysis::MinDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
-    {Analysis::EquiDihedralAngleSkew, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
-    {Analysis::AnsysElementQuality, "AspectGamma", VTK_QUALITY_ASPECT_GAMMA, Inverse},
+    {QualityAnalysis::Spheres, "RadiusRatio", VTK_QUALITY_RADIUS_RATIO, Inverse},
+    {QualityAnalysis::InsphereEdge, "AspectRatio", VTK_QUALITY_ASPECT_RATIO, Inverse},
+    {QualityAnalysis::MeanRatio, "Shape", VTK_QUALITY_SHAPE, Same},
+    {QualityAnalysis::Volume, "Volume", VTK_QUALITY_VOLUME, Same},
+    {QualityAnalysis::AspectRatio, "CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr},
+    {QualityAnalysis::AspectRatioTetgen, "CollapseRatio", VTK_QUALITY_COLLAPSE_RATIO, nullptr},
+    {QualityAnalysis::EdgeMaxMin, "EdgeRatio", VTK_QUALITY_EDGE_RATIO, Same},
+    {QualityAnalysis::EdgeMinMax, "EdgeRatio", VTK_QUALITY_EDGE_RATIO, Inverse},
+    {QualityAnalysis::Jacobian, "Jacobian", VTK_QUALITY_JACOBIAN, Same},
+    {QualityAnalysis::ScaledJacobian, "ScaledJacobian", VTK_QUALITY_SCALED_JACOBIAN, Same},
+    {QualityAnalysis::MaxCosDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
+    {QualityAnalysis::MinDihedralAngle, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
+    {QualityAnalysis::EquiDihedralAngleSkew, "MinAngle", VTK_QUALITY_MIN_ANGLE, nullptr},
+    {QualityAnalysis::AnsysElementQuality, "AspectGamma", VTK_QUALITY_ASPECT_GAMMA, Inverse},
     // Of hexahedra alone.
-    {Analysis::Condition, "Condition", VTK_QUALITY_CONDITION, nullptr},
-    {Analysis::MeanAspectFrobenius, "MedAspectFrobenius", VTK_QUALITY_MED_ASPECT_FROBENIUS, nullptr},
-    {Analysis::Shape, "Shape", VTK_QUALITY_SHAPE, nullptr},
-    {Analysis::MaxEdgeRatio, "MaxEdgeRatio", VTK_QUALITY_MAX_EDGE_RATIO, nullptr},
-    {Analysis::Skew, "Skew", VTK_QUALITY_SKEW, nullptr},
-    {Analysis::Taper, "Taper", VTK_QUALITY_TAPER, nullptr},
-    {Analysis::Stretch, "Stretch", VTK_QUALITY_STRETCH, nullptr},
-    {Analysis::Diagonal, "Diagonal", VTK_QUALITY_DIAGONAL, nullptr},
-    {Analysis::Oddy, "Oddy", VTK_QUALITY_ODDY, nullptr},
+    {QualityAnalysis::Condition, "Condition", VTK_QUALITY_CONDITION, nullptr},
+    {QualityAnalysis::MeanAspectFrobenius, "MedAspectFrobenius", VTK_QUALITY_MED_ASPECT_FROBENIUS, nullptr},
+    {QualityAnalysis::Shape, "Shape", VTK_QUALITY_SHAPE, nullptr},
+    {QualityAnalysis::MaxEdgeRatio, "MaxEdgeRatio", VTK_QUALITY_MAX_EDGE_RATIO, nullptr},
+    {QualityAnalysis::Skew, "Skew", VTK_QUALITY_SKEW, nullptr},
+    {QualityAnalysis::Taper, "Taper", VTK_QUALITY_TAPER, nullptr},
+    {QualityAnalysis::Stretch, "Stretch", VTK_QUALITY_STRETCH, nullptr},
+    {QualityAnalysis::Diagonal, "Diagonal", VTK_QUALITY_DIAGONAL, nullptr},
+    {QualityAnalysis::Oddy, "Oddy", VTK_QUALITY_ODDY, nullptr},
 };
 
-InVtk const* FindInVtk(Analysis::QualityType metric) {
+InVtk const* FindInVtk(QualityAnalysis::QualityType metric) {
     auto const* const found = std::ranges::find(Vtk, metric, &InVtk::metric);
     return found == std::end(Vtk) ? nullptr : found;
 }
@@ -84,7 +84,7 @@ void AddOurs(Recipe const& recipe, QualityMetric const& metric) {
     AddWay(
         recipe, std::string(metric.name), Ours, NothingToPrepare,
         [type = metric.type](Case& c) {
-            auto analysis = std::make_unique<Analysis>();
+            auto analysis = std::make_unique<QualityAnalysis>();
             analysis->SetMesh(&c.Mesh());
             analysis->SetCurrentMetric(type);
             analysis->SetParallel(IsParallel());

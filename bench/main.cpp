@@ -2,6 +2,7 @@
 // Times the library's jobs beside VTK's on the same meshes, on one core and on all, and prints the ratios.
 #include "Figures.h"
 #include "Jobs.h"
+#include "KeptMemory.h"
 #include "PerformancePlot.h"
 #include "RatioReporter.h"
 
@@ -102,6 +103,8 @@ int main(int argc, char** argv) try {
     std::vector<Bench::Recipe> recipes = Recipes(files, large);
     for (Bench::Recipe& recipe : recipes)
         recipe.frugal |= frugal;
+    if (!frugal)
+        Bench::KeepFreedMemory();
     AddJobs(recipes);
     if (files.empty() && !large) {
         Bench::AddSolverJobs({.name = "cube_6e6", .cube = 99}); // of a million nodes
